@@ -1,0 +1,28 @@
+# What `cmake --install` puts in place: library, headers, command, man page, and the files by which CMake and
+# pkg-config find them.
+include(CMakePackageConfigHelpers)
+
+install(TARGETS orvkit EXPORT orvkitTargets
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+        RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(DIRECTORY include/orvkit DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+        FILES_MATCHING PATTERN "*.h" PATTERN "*.def")
+install(EXPORT orvkitTargets NAMESPACE orvkit:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/orvkit)
+
+if(ORVKIT_TOOLS)
+  # Finds the library beside it, wherever the prefix is.
+  file(RELATIVE_PATH from_bin_to_lib ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
+  set_target_properties(orvkit_command PROPERTIES INSTALL_RPATH "$ORIGIN/${from_bin_to_lib}")
+  install(TARGETS orvkit_command RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(FILES docs/orvkit.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+endif()
+
+configure_package_config_file(packaging/orvkitConfig.cmake.in ${PROJECT_BINARY_DIR}/orvkitConfig.cmake
+                              INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/orvkit)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/orvkitConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/orvkitConfig.cmake ${PROJECT_BINARY_DIR}/orvkitConfigVersion.cmake
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/orvkit)
+
+file(RELATIVE_PATH from_pkgconfig_to_prefix ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+configure_file(packaging/orvkit.pc.in ${PROJECT_BINARY_DIR}/orvkit.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/orvkit.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

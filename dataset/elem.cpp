@@ -1,0 +1,492 @@
+// Construction, identity and storage of data elements.
+#include "orvkit/elem.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include "dataset/elem_access.h"
+#include "foundation/exception_level.h"
+#include "foundation/fail.h"
+#include "foundation/node_links.h"
+#include "orvkit/result.h"
+#include "platform/file.h"
+
+using orvkit::ElemAccess;
+using orvkit::fail;
+
+namespace {
+
+constexpr unsigned int makeTag(unsigned short group, unsigned short element) {
+    return (static_cast<unsigned int>(group) << 16) | element;
+}
+constexpr unsigned int groupOf(unsigned int tag) {
+    return tag >> 16;
+}
+constexpr unsigned int elementOf(unsigned int tag) {
+    return tag & 0xFFFF;
+}
+
+// The command group is always implicit, the meta and directory groups always explicit little endian
+// (PS3.7 6.3.1, PS3.10 7.1).
+DICT_UID xferSynOfGroup(unsigned int tag, DICT_UID otherwise) {
+    switch (groupOf(tag)) {
+        case 0x0000:
+            return UID_LITTLE_ENDIAN_IMPLICIT;
+        case 0x0002:
+        case 0x0004:
+            return UID_LITTLE_ENDIAN_EXPLICIT;
+        default:
+            return otherwise;
+    }
+}
+
+int refuseRaw(const DcElem& e, DICT_VR vr) {
+    const unsigned int tag = ElemAccess::tag(e);
+    return fail(ELEM_VALUE_REFUSED, LOG_VALIDATION, "DcElem::addValue",
+                "Element (%04x,%04x) VR=%s, does not accept raw buffers", groupOf(tag), elementOf(tag),
+                Dict.vrName(vr));
+}
+
+bool takesDiskBuffers(DICT_VR vr) {
+    return vr == VR_OB || vr == VR_OW || vr == VR_OX;
+}
+
+unsigned int saturate(unsigned long long n) {
+    return n > 0xFFFFFFFFull ? 0xFFFFFFFFu : static_cast<unsigned int>(n);
+}
+
+// Bytes that the values of an element are estimated at. Fixed sizes are the VR's longest value.
+unsigned long long estimateValues(const DcElem& e, DICT_VR vr) {
+    const orvkit::ElemStore& store = ElemAccess::store(e);
+    const unsigned long long count = store.count;
+    switch (vr) {
+        case VR_AE:
+        case VR_CS:
+        case VR_DS:
+        case VR_IS:
+        case VR_LO:
+        case VR_LT:
+        case VR_SH:
+        case VR_ST:
+        case VR_UI: {
+            unsigned long long total = 0;
+            for (unsigned int i = 0; i < store.count; ++i) {
+                total += orvkit::storeText(store, i).size() + 1;
+                total += total & 1;
+            }
+            return total;
+        }
+        case VR_AS:
+        case VR_FL:
+        case VR_SL:
+        case VR_UL:
+        case VR_XL:
+            return 4 * count;
+        case VR_AT:
+            return 12 * count;
+        case VR_DA:
+            return 22 * count;
+        case VR_DT:
+            return 26 * count;
+        case VR_FD:
+            return 8 * count;
+        case VR_PN:
+            return 324 * count;
+        case VR_SS:
+        case VR_US:
+        case VR_XS:
+            return 2 * count;
+        case VR_TM:
+            return 34 * count;
+        default:
+            return 0;
+    }
+}
+
+// Links the raw buffers of an element; the first one's backward link finds the last one.
+void appendBuf(DcBuf*& first, DcBuf* buf) {
+    using orvkit::NodeLinks;
+    NodeLinks::next(*buf) = nullptr;
+    if (first == nullptr) {
+        first = buf;
+    } else {
+        DcNode* last = NodeLinks::previous(*first);
+        NodeLinks::next(*last) = buf;
+    }
+    NodeLinks::previous(*first) = buf;
+}
+
+void deleteBufs(DcBuf*& first) {
+    while (first != nullptr) {
+        DcBuf* next = first->next();
+        delete first;
+        first = next;
+    }
+}
+
+}  // namespace
+
+void DcElem::initialize(unsigned int tag, void* value, unsigned int length, DICT_UID xferSyn, DICT_VR vr,
+                        int sequenceFlag) {
+    tag_ = tag;
+    pushedTag_ = 0;
+    counter_ = 0;
+    firstBuf_ = nullptr;
+    exceptionContext_ = nullptr;
+    exceptionCB_ = nullptr;
+    sequenceFlag_ = sequenceFlag != 0;
+    xferSyn_ = UID_NONE;
+    orvkit::storeInit(store_);
+
+    const bool groupLength = elementOf(tag) == 0;
+    if (groupLength) vr = VR_UL;
+    const DcDictFacts facts = Dict.facts(tag);
+    const bool asDictionary = vr == VR_IM;
+    if (asDictionary) vr = facts.known ? facts.vr : VR_UNKNOWN;
+    vr_ = vr;
+    ElemAccess::setVr(*this, vr);
+    vm_ = asDictionary || vr == facts.vr ? facts.vm : 0;
+    if (vr == VR_UNKNOWN || groupLength) vm_ = 1;
+
+    if (sequenceFlag == 0 && vr == VR_SQ) {
+        logReport(LOG_VALIDATION, "DcElem::initialize",
+                  "SQ Element (%04x,%04x) must be constructed with DcElemSq", groupOf(tag), elementOf(tag));
+        return;
+    }
+    xferSyn_ = xferSynOfGroup(tag, value != nullptr ? xferSyn : UID_NONE);
+    if (groupLength && value == nullptr) {
+        constexpr unsigned int zero = 0;
+        (void)addValueFmtBuf(&zero, sizeof zero, ELEM_INDEX_APPEND, true);
+        return;
+    }
+    if (value != nullptr && length != 0) (void)DcElem::parseVal(value, length, xferSyn);
+}
+
+DcElem::DcElem(unsigned int tag, void* value, unsigned int length, DICT_UID xferSyn, DICT_VR vr,
+               int sequenceFlag) {
+    initialize(tag, value, length, xferSyn, vr, sequenceFlag);
+}
+
+DcElem::DcElem(unsigned short group, unsigned short element, void* value, unsigned int length,
+               DICT_UID xferSyn, DICT_VR vr, int sequenceFlag)
+    : DcElem(makeTag(group, element), value, length, xferSyn, vr, sequenceFlag) {}
+
+// The typed forms differ in nothing but the type.
+#define ORVKIT_TYPED_ELEM(type)                                              \
+    DcElem::DcElem(unsigned int tag, type value) {                           \
+        initialize(tag, nullptr, 0, UID_LITTLE_ENDIAN_EXPLICIT, VR_IM, 0);   \
+        (void)addValue(value, ELEM_INDEX_APPEND);                            \
+    }                                                                        \
+    DcElem::DcElem(unsigned short group, unsigned short element, type value) \
+        : DcElem(makeTag(group, element), value) {}
+ORVKIT_TYPED_ELEM(DcElemValueAS&)
+ORVKIT_TYPED_ELEM(DcElemValueAT&)
+ORVKIT_TYPED_ELEM(DcElemValueDA&)
+ORVKIT_TYPED_ELEM(DcElemValueDT&)
+ORVKIT_TYPED_ELEM(DcElemValuePN&)
+ORVKIT_TYPED_ELEM(DcElemValueTM&)
+ORVKIT_TYPED_ELEM(DICT_UID)
+ORVKIT_TYPED_ELEM(const char*)
+ORVKIT_TYPED_ELEM(short)
+ORVKIT_TYPED_ELEM(unsigned short)
+ORVKIT_TYPED_ELEM(int)
+ORVKIT_TYPED_ELEM(unsigned int)
+ORVKIT_TYPED_ELEM(float)
+ORVKIT_TYPED_ELEM(double)
+#undef ORVKIT_TYPED_ELEM
+
+DcElem::DcElem(unsigned int tag, DcBuf* buffer) {
+    initialize(tag, nullptr, 0, UID_LITTLE_ENDIAN_EXPLICIT, VR_IM, 0);
+    (void)addValue(buffer);
+}
+DcElem::DcElem(unsigned short group, unsigned short element, DcBuf* buffer)
+    : DcElem(makeTag(group, element), buffer) {}
+
+DcElem::DcElem(unsigned int tag, const char* fileName, int offset, unsigned int length, DICT_UID xferSyn) {
+    initialize(tag, nullptr, 0, UID_LITTLE_ENDIAN_EXPLICIT, VR_IM, 0);
+    (void)addValue(fileName, offset, length, xferSyn);
+}
+DcElem::DcElem(unsigned short group, unsigned short element, const char* fileName, int offset,
+               unsigned int length, DICT_UID xferSyn)
+    : DcElem(makeTag(group, element), fileName, offset, length, xferSyn) {}
+
+DcElem::DcElem(unsigned int tag, int handle, int offset, unsigned int length, DICT_UID xferSyn) {
+    initialize(tag, nullptr, 0, UID_LITTLE_ENDIAN_EXPLICIT, VR_IM, 0);
+    (void)addValue(handle, offset, length, xferSyn);
+}
+DcElem::DcElem(unsigned short group, unsigned short element, int handle, int offset, unsigned int length,
+               DICT_UID xferSyn)
+    : DcElem(makeTag(group, element), handle, offset, length, xferSyn) {}
+
+DcElem::~DcElem() {
+    orvkit::storeClear(store_);
+    deleteBufs(firstBuf_);
+}
+
+// ---- identity ---------------------------------------------------------------------------------------------
+
+int DcElem::getTag(unsigned int& tag) const {
+    tag = tag_;
+    return RESULT_OK;
+}
+
+int DcElem::getTag(unsigned short& group, unsigned short& element) const {
+    group = static_cast<unsigned short>(groupOf(tag_));
+    element = static_cast<unsigned short>(elementOf(tag_));
+    return RESULT_OK;
+}
+
+int DcElem::setTag(unsigned int tag) {
+    tag_ = tag;
+    // A data set that holds the element has to look at its order anew.
+    if (DcList* list = this->list()) orvkit::NodeLinks::touch(*list);
+    return RESULT_OK;
+}
+
+int DcElem::setTag(unsigned short group, unsigned short element) {
+    return setTag(makeTag(group, element));
+}
+
+int DcElem::pushTag(unsigned int tag) {
+    pushedTag_ = tag_;
+    return setTag(tag);
+}
+
+int DcElem::pushTag(unsigned short group, unsigned short element) {
+    return pushTag(makeTag(group, element));
+}
+
+int DcElem::getVr(DICT_VR& vr) const {
+    vr = vr_;
+    return RESULT_OK;
+}
+
+DICT_VR DcElem::getVr() const {
+    return vr_;
+}
+int DcElem::getVm() const {
+    return vm_;
+}
+DICT_UID DcElem::getXferSyn() const {
+    return xferSyn_;
+}
+DcElem* DcElem::next() const {
+    return static_cast<DcElem*>(DcNode::next());
+}
+DcElem* DcElem::previous() const {
+    return static_cast<DcElem*>(DcNode::previous());
+}
+
+void ElemAccess::setVr(DcElem& e, DICT_VR vr) noexcept {
+    e.vr_ = vr;
+    if (vr == VR_UNKNOWN) {
+        e.vrSize_ = VR_SIZE_NONE;
+        e.vrLen_ = 0;
+        return;
+    }
+    const DcDictVrFacts facts = Dict.vrFacts(vr);
+    e.vrSize_ = static_cast<unsigned char>(facts.size);
+    e.vrLen_ = static_cast<unsigned int>(facts.length);
+    if (!facts.ok) {  // the dictionary tells why
+        DICT_VR_SIZE size;
+        int length;
+        (void)Dict.getVrSize(vr, size);
+        (void)Dict.getVrLen(vr, length);
+    }
+}
+
+// ---- counting ---------------------------------------------------------------------------------------------
+
+int DcElem::getValueCount() const {
+    if (orvkit::isRawVr(ElemAccess::vr(*this))) return firstBuf_ != nullptr ? 1 : 0;
+    return static_cast<int>(store_.count);
+}
+
+int DcElem::getValueCount(int& count) const {
+    count = getValueCount();
+    return RESULT_OK;
+}
+
+int DcElem::resetValueCounter() {
+    counter_ = 0;
+    return RESULT_OK;
+}
+
+int DcElem::indexValueCounter(int& counter) {
+    const bool more = counter_ < getValueCount();
+    if (more) ++counter_;
+    counter = counter_;
+    return more ? RESULT_OK : ELEM_NO_MORE_VALUES;
+}
+
+int DcElem::indexValueCounter() {
+    int counter;
+    return indexValueCounter(counter);
+}
+
+int DcElem::registerValueExceptionCB(void* context, DcElemValueExceptionCB callback) {
+    exceptionContext_ = context;
+    exceptionCB_ = callback;
+    return RESULT_OK;
+}
+
+// ---- storage ----------------------------------------------------------------------------------------------
+
+int DcElem::deleteAllValues() {
+    orvkit::storeClear(store_);
+    deleteBufs(firstBuf_);
+    return RESULT_OK;
+}
+
+int DcElem::addValueFmtBuf(const void* data, unsigned int size, int index, bool binary) {
+    const std::span value(static_cast<const unsigned char*>(data), size);
+    const bool text = !binary;
+    const auto count = static_cast<int>(store_.count);
+    bool stored;
+    if (index == ELEM_INDEX_APPEND || (index == 0 && count == 0)) {
+        // A full element keeps its newest values.
+        const bool full =
+            vm_ != 0 && orvkit::valueExceptionLevel() != 0 && count >= static_cast<int>(std::abs(vm_));
+        if (full && count != 0) orvkit::storeDropFirst(store_, text);
+        stored = orvkit::storeAppend(store_, value, text);
+    } else if (index < ELEM_INDEX_APPEND || index >= count) {
+        return fail(ELEM_INVALID_INDEX, LOG_VALIDATION, "DcElem::addValueFmtBuf", "Invalid index value");
+    } else {
+        stored = orvkit::storeReplace(store_, static_cast<unsigned int>(index), value, text);
+    }
+    if (stored) return RESULT_OK;
+    return fail(ELEM_NO_MEMORY, LOG_ERROR, "DcElem::addValueFmtBuf",
+                "unable to allocated 0x%x (%d) bytes of memory", size, static_cast<int>(size));
+}
+
+int DcElem::getValue(DICT_VR_SIZE& size, int& vrLength, void*** values) const {
+    size = static_cast<DICT_VR_SIZE>(vrSize_);
+    vrLength = static_cast<int>(vrLen_);
+    if (values == nullptr) return ELEM_NULL_ARGUMENT;
+    *values = nullptr;
+    const unsigned int count = store_.count;
+    if (count != 0 && (vrSize_ > VR_SIZE_DOUBLE)) return RESULT_OK;
+    const bool text = vrSize_ == VR_SIZE_CHAR;
+    auto** array = new void*[count + 1]();
+    for (unsigned int i = 0; i < count; ++i) {
+        const auto value = orvkit::storeValue(store_, i, text);
+        auto* copy = new unsigned char[value.size() + 1]();
+        std::memcpy(copy, value.data(), value.size());
+        array[i] = copy;
+    }
+    *values = array;
+    return RESULT_OK;
+}
+
+// ---- raw buffers ------------------------------------------------------------------------------------------
+
+int DcElem::addValue(DcBuf* buffer) {
+    if (buffer == nullptr) {
+        return fail(ELEM_NULL_ARGUMENT, LOG_NOTICE, "DcElem::addValue", "Null argument passed");
+    }
+    const DICT_VR vr = ElemAccess::vr(*this);
+    if (!orvkit::isRawVr(vr)) return refuseRaw(*this, vr);
+    const BUF_TYPE type = buffer->getType();
+    if ((type == BUF_FILE || type == BUF_HANDLE) && tag_ != 0x7FE00010) {
+        return fail(ELEM_VALUE_REFUSED, LOG_VALIDATION, "DcElem::addValue",
+                    "Only Pixel Data (7fe0,0010) accepts disk based raw buffers");
+    }
+    auto* own = new DcBuf();
+    own->move(buffer);
+    appendBuf(firstBuf_, own);
+    if (own->getXferSyn() != UID_NONE) xferSyn_ = own->getXferSyn();
+    return RESULT_OK;
+}
+
+int DcElem::addValue(const void* data, unsigned int length, DICT_UID xferSyn) {
+    const DICT_VR vr = ElemAccess::vr(*this);
+    if (!orvkit::isRawVr(vr)) return refuseRaw(*this, vr);
+    if (data == nullptr || length == 0) return ELEM_VALUE_REFUSED;
+    struct Release {
+        void operator()(void* p) const { ::operator delete(p); }
+    };
+    std::unique_ptr<void, Release> copy(::operator new(length, std::nothrow));
+    if (copy == nullptr) {
+        return fail(ELEM_NO_MEMORY, LOG_ERROR, "DcElem::addValue",
+                    "unable to allocated 0x%x (%d) bytes of memory", length, static_cast<int>(length));
+    }
+    ARCH_ENDIAN endian;
+    if (Dict.getEndian(xferSyn, endian) != RESULT_OK) return ELEM_XFER_SYNTAX;
+    std::memcpy(copy.get(), data, length);
+    if (vr == VR_UN || vr == VR_UT) deleteBufs(firstBuf_);
+    appendBuf(firstBuf_, new DcBuf(copy.release(), length, xferSyn));
+    xferSyn_ = xferSyn;
+    return RESULT_OK;
+}
+
+int DcElem::addValue(const char* fileName, int offset, unsigned int length, DICT_UID xferSyn) {
+    const DICT_VR vr = ElemAccess::vr(*this);
+    if (!takesDiskBuffers(vr)) return refuseRaw(*this, vr);
+    if (fileName == nullptr) return RESULT_OK;
+    if (!orvkit::platform::openRead(fileName)) {
+        return fail(ELEM_VALUE_REFUSED, LOG_VALIDATION, "DcElem::addValue",
+                    "Element (%04x,%04x), unable to open file %s in rb mode", groupOf(tag_), elementOf(tag_),
+                    fileName);
+    }
+    appendBuf(firstBuf_, new DcBuf(fileName, offset, length, xferSyn));
+    xferSyn_ = xferSyn;
+    return RESULT_OK;
+}
+
+int DcElem::addValue(int handle, int offset, unsigned int length, DICT_UID xferSyn) {
+    const DICT_VR vr = ElemAccess::vr(*this);
+    if (!takesDiskBuffers(vr)) return refuseRaw(*this, vr);
+    if (handle == -1) return ELEM_VALUE_REFUSED;
+    orvkit::platform::FileHandle own = orvkit::platform::duplicate(handle);
+    if (!own) {
+        const int error = errno;
+        switch (error) {
+            case EBADF:
+                return fail(ELEM_VALUE_REFUSED, LOG_VALIDATION, "DcElem::addValue",
+                            "Invalid file handle '%d' provided for duplication", handle);
+            case EMFILE:
+                return fail(ELEM_VALUE_REFUSED, LOG_VALIDATION, "DcElem::addValue",
+                            "No more file handles available for duplication");
+            default:
+                return fail(ELEM_VALUE_REFUSED, LOG_VALIDATION, "DcElem::addValue",
+                            "Unknown error occured while duplicating file handle - %d", error);
+        }
+    }
+    appendBuf(firstBuf_, new DcBuf(own.release(), offset, length, xferSyn));
+    xferSyn_ = xferSyn;
+    return RESULT_OK;
+}
+
+unsigned long long ElemAccess::rawLength(const DcElem& e) noexcept {
+    unsigned long long total = 0;
+    for (DcBuf* b = e.firstBuf_; b != nullptr; b = b->next()) total += b->getLen();
+    return total;
+}
+
+// ---- size -------------------------------------------------------------------------------------------------
+
+int DcElem::getBufSize(unsigned int& size, unsigned int*) {
+    constexpr unsigned int largestHeader = 12;
+    const DICT_VR vr = ElemAccess::vr(*this);
+    unsigned long long total = 0;
+    if (orvkit::isRawVr(vr)) {
+        for (DcBuf* b = firstBuf_; b != nullptr; b = b->next()) {
+            if (b->getType() == BUF_MEMORY) total += b->getLen();
+        }
+        if (tag_ == 0x7FE00010 && total != 0) total += 8;  // the delimiter of encapsulated pixel data
+    } else {
+        total = estimateValues(*this, vr);
+        // Values that were accepted although longer than their VR allows.
+        const unsigned long long stored = store_.used + 1ull;
+        if (store_.count != 0 && total < stored) total = stored;
+    }
+    size = saturate(total + largestHeader);
+    return RESULT_OK;
+}
+
+int DcElem::getBufSize(unsigned int& size, unsigned int) {
+    return getBufSize(size, static_cast<unsigned int*>(nullptr));
+}

@@ -1,0 +1,62 @@
+// What the parts of the data set code need of an element beyond its public interface.
+#ifndef ORVKIT_DATASET_ELEM_ACCESS_H
+#define ORVKIT_DATASET_ELEM_ACCESS_H
+
+#include <span>
+#include <string_view>
+
+#include "dataset/value_store.h"
+#include "orvkit/elem.h"
+
+namespace orvkit {
+
+// VRs whose values are raw buffers: OB OF OW UN UT OX and the unknown VR.
+constexpr bool isRawVr(DICT_VR vr) noexcept {
+    return vr == VR_OB || vr == VR_OF || vr == VR_OW || vr == VR_UN || vr == VR_UT || vr == VR_OX ||
+           vr == VR_UNKNOWN;
+}
+
+struct ElemAccess {
+    static const ElemStore& store(const DcElem& e) noexcept { return e.store_; }
+    static ElemStore& store(DcElem& e) noexcept { return e.store_; }
+    static DcBuf* firstBuf(const DcElem& e) noexcept { return e.firstBuf_; }
+    static unsigned int tag(const DcElem& e) noexcept { return e.tag_; }
+    // The tag that decides VR and byte order: the pushed one when there is one.
+    static unsigned int effectiveTag(const DcElem& e) noexcept {
+        return e.pushedTag_ != 0 ? e.pushedTag_ : e.tag_;
+    }
+    // The VR, with VR_IM resolved through the dictionary.
+    static DICT_VR vr(const DcElem& e) noexcept {
+        return e.vr_ == VR_IM ? Dict.facts(effectiveTag(e)).vr : e.vr_;
+    }
+    static unsigned int vrLen(const DcElem& e) noexcept { return e.vrLen_; }
+    static DICT_VR_SIZE vrSize(const DcElem& e) noexcept { return static_cast<DICT_VR_SIZE>(e.vrSize_); }
+    static int counter(const DcElem& e) noexcept { return e.counter_; }
+    static void setCounter(DcElem& e, int c) noexcept { e.counter_ = c; }
+    static void setVr(DcElem& e, DICT_VR vr) noexcept;  // with size class and length
+    static void setXferSyn(DcElem& e, DICT_UID x) noexcept { e.xferSyn_ = x; }
+    static bool isSequence(const DcElem& e) noexcept { return e.sequenceFlag_ != 0; }
+    static DcElemValueExceptionCB exceptionCB(const DcElem& e) noexcept { return e.exceptionCB_; }
+    static void* exceptionContext(const DcElem& e) noexcept { return e.exceptionContext_; }
+    static int addValueFmtBuf(DcElem& e, const void* data, unsigned int size, int index, bool binary) {
+        return e.addValueFmtBuf(data, size, index, binary);
+    }
+    // The text added as one value: checks, callback, truncation.
+    static int addValueStrg(DcElem& e, std::string_view text, int index) {
+        return e.addValueStrg(text.data(), static_cast<unsigned int>(text.size()), index);
+    }
+    // addValue(const char*, index) on a text that need not end in a NUL: it ends at its first NUL or at its
+    // end. The path that decoding takes.
+    static int addText(DcElem& e, std::string_view text, int index);
+    // Total bytes of the raw buffers, of whatever kind.
+    static unsigned long long rawLength(const DcElem& e) noexcept;
+    // frame within a data set: the header in the stream's syntax, raw values brought to its byte order.
+    static int frameInStream(DcElem& e, unsigned char* buf, unsigned int& length, DICT_UID xferSyn);
+    static int deepCopy(const DcElem& e, DICT_VR_SIZE& size, int& vrLength, void*** values) {
+        return e.getValue(size, vrLength, values);
+    }
+};
+
+}  // namespace orvkit
+
+#endif

@@ -1,0 +1,279 @@
+// Data sets to bytes (PS3.5 7), copies, and the parser over lists of buffers.
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include "dataset/elem_access.h"
+#include "dataset/elemlist_access.h"
+#include "foundation/fail.h"
+#include "orvkit/elemlist.h"
+#include "orvkit/result.h"
+
+using orvkit::ElemAccess;
+using orvkit::ElemListAccess;
+using orvkit::fail;
+
+namespace {
+
+constexpr unsigned int kPixelData = 0x7FE00010;
+constexpr unsigned int kPixelGroup = 0x7FE0;
+constexpr unsigned int kGroupLengthSize = 12;  // a group length element, in every syntax
+
+bool isUncompressed(DICT_UID xferSyn) {
+    return xferSyn == UID_LITTLE_ENDIAN_IMPLICIT || xferSyn == UID_LITTLE_ENDIAN_EXPLICIT ||
+           xferSyn == UID_BIG_ENDIAN_EXPLICIT;
+}
+
+DICT_UID xferSynOfGroup(unsigned int group, DICT_UID stream) {
+    if (group == 0x0000) return UID_LITTLE_ENDIAN_IMPLICIT;
+    if (group == 0x0002 || group == 0x0004) return UID_LITTLE_ENDIAN_EXPLICIT;
+    return stream;
+}
+
+struct Release {
+    void operator()(unsigned char* p) const { ::operator delete(p); }
+};
+using Block = std::unique_ptr<unsigned char, Release>;
+
+Block allocate(std::size_t size) {
+    return Block(static_cast<unsigned char*>(::operator new(size, std::nothrow)));
+}
+
+// OB or OW, as the samples' width and the syntax have it (PS3.5 8.1.2 and A.4).
+void settleRawVr(DcElem* e, unsigned short bits, DICT_UID xferSyn) {
+    if (e == nullptr || !orvkit::isRawVr(ElemAccess::vr(*e))) return;
+    ElemAccess::setVr(*e, bits > 8 && isUncompressed(xferSyn) ? VR_OW : VR_OB);
+}
+
+void settleWaveforms(DcElemList& list, DICT_UID xferSyn) {
+    unsigned short bits = 0;
+    if (list.getElem(0x54001004u, static_cast<DcElem**>(nullptr)) != RESULT_OK) return;
+    if (list.getValue(0x54001004u, bits, 0) != RESULT_OK) return;
+    for (const unsigned int tag : {0x54000110u, 0x54000112u, 0x5400100Au, 0x54001010u}) {
+        settleRawVr(ElemListAccess::find(list, tag), bits, xferSyn);
+    }
+}
+
+// Settles the VR of Pixel Data; the length of its value is needed for the group length.
+unsigned long long settlePixels(DcElemList& list, DcElem* pixels, DICT_UID xferSyn) {
+    if (pixels == nullptr) return 0;
+    unsigned short bits = 0;
+    (void)list.getValue(0x00280100u, bits, 0);
+    if (ElemAccess::vr(*pixels) == VR_OX) settleRawVr(pixels, bits, xferSyn);
+    return ElemAccess::rawLength(*pixels);
+}
+
+// Encodes the elements of a data set one behind the other and sets the group lengths that are there.
+class ListFramer {
+  public:
+    ListFramer(unsigned char* buf, DICT_UID xferSyn, bool hasPixels, unsigned long long pixelLength)
+        : buf_(buf), xferSyn_(xferSyn), hasPixels_(hasPixels), pixelLength_(pixelLength) {}
+
+    int run(DcElem* first) {
+        for (DcElem* e = first; e != nullptr; e = e->next()) {
+            const unsigned int tag = ElemAccess::tag(*e);
+            if (tag >> 16 != group_ || e == first) {
+                if (const int result = closeGroup(); result != RESULT_OK) return result;
+                openGroup(*e, tag);
+            }
+            if (const int result = put(*e, used_); result != RESULT_OK) return result;
+        }
+        return closeGroup();
+    }
+    unsigned int used() const { return used_; }
+
+  private:
+    int put(DcElem& e, unsigned int& at) {
+        unsigned int size = 0;
+        const DICT_UID xferSyn = xferSynOfGroup(group_, xferSyn_);
+        int result = ElemAccess::isSequence(e) ? e.frame(buf_ + at, size, xferSyn)
+                                               : ElemAccess::frameInStream(e, buf_ + at, size, xferSyn);
+        if (result == ELEM_EMPTY_VALUE) result = RESULT_OK;  // a raw element without bytes: length 0
+        at += size;
+        return result;
+    }
+
+    void openGroup(DcElem& e, unsigned int tag) {
+        group_ = tag >> 16;
+        groupAt_ = used_;
+        lengthElem_ = (tag & 0xFFFF) == 0 && ElemAccess::vr(e) == VR_UL ? &e : nullptr;
+        if (lengthElem_ == nullptr || e.getValueCount() == 1) return;
+        (void)e.deleteAllValues();  // its place in the stream has one number
+        (void)e.addValue(0u, ELEM_INDEX_APPEND);
+    }
+
+    int closeGroup() {
+        if (lengthElem_ == nullptr) return RESULT_OK;
+        unsigned long long length = used_ - groupAt_ - kGroupLengthSize;
+        if (group_ == kPixelGroup && hasPixels_) {
+            length = pixelLength_ + (xferSyn_ == UID_LITTLE_ENDIAN_IMPLICIT ? 8
+                                     : isUncompressed(xferSyn_)             ? 12
+                                                                            : 20);
+        }
+        (void)lengthElem_->addValue(static_cast<unsigned int>(length), 0);
+        unsigned int at = groupAt_;
+        return put(*lengthElem_, at);
+    }
+
+    unsigned char* buf_;
+    DICT_UID xferSyn_;
+    bool hasPixels_;
+    unsigned long long pixelLength_;
+    unsigned int used_ = 0;
+    unsigned int group_ = 0;
+    unsigned int groupAt_ = 0;
+    DcElem* lengthElem_ = nullptr;
+};
+
+}  // namespace
+
+int DcElemList::frame(unsigned char* buf, unsigned int& length, DICT_UID xferSyn) {
+    constexpr const char* reporter = "DcElemList::frame";
+    length = 0;
+    if (buf == nullptr) return fail(ELEM_NULL_ARGUMENT, LOG_NOTICE, reporter, "Null argument passed");
+    const DcDictUidInfo* uid = Dict.findUid(xferSyn);
+    if (uid == nullptr || uid->type != UID_TYPE_XFER_SYN) {
+        return fail(ELEM_XFER_SYNTAX, LOG_NOTICE, reporter, "'%s' is not a Transfer Syntax UID",
+                    uid != nullptr ? uid->uid : "");
+    }
+    settleWaveforms(*this, xferSyn);
+    DcElem* const pixels = ElemListAccess::find(*this, kPixelData);
+    const unsigned long long pixelLength = settlePixels(*this, pixels, xferSyn);
+    ListFramer framer(buf, xferSyn, pixels != nullptr, pixelLength);
+    const int result = framer.run(first());
+    length = framer.used();
+    return result;
+}
+
+int DcElemList::encode(unsigned char* buf, unsigned int& length, DICT_UID xferSyn) {
+    return frame(buf, length, xferSyn);
+}
+
+namespace {
+
+// Lends the elements of a data set to a temporary one and brings them back.
+class Loan {
+  public:
+    Loan(DcElemList& owner, const unsigned int* tags) : owner_(owner) {
+        if (tags == nullptr) {
+            for (DcElem* e = owner_.first(); e != nullptr;) {
+                DcElem* next = e->next();
+                take(e);
+                e = next;
+            }
+        } else {
+            for (; *tags != TAG_LIST_END; ++tags) {
+                DcElem* e = ElemListAccess::find(owner_, *tags);
+                if (e != nullptr) take(e);
+            }
+        }
+    }
+    ~Loan() {
+        while (DcElem* e = borrowed_.first()) {
+            (void)borrowed_.subtract(e);
+            // The callback the element had stays its own.
+            DcElem& elem = *e;
+            void* context = ElemAccess::exceptionContext(elem);
+            const DcElemValueExceptionCB callback = ElemAccess::exceptionCB(elem);
+            (void)owner_.add(e);
+            (void)elem.registerValueExceptionCB(context, callback);
+        }
+    }
+    Loan(const Loan&) = delete;
+    Loan& operator=(const Loan&) = delete;
+    DcElemList& list() { return borrowed_; }
+
+  private:
+    void take(DcElem* e) {
+        if (ElemAccess::tag(*e) >> 16 == kPixelGroup) return;
+        void* context = ElemAccess::exceptionContext(*e);
+        const DcElemValueExceptionCB callback = ElemAccess::exceptionCB(*e);
+        (void)owner_.subtract(e);
+        (void)borrowed_.add(e);
+        (void)e->registerValueExceptionCB(context, callback);
+    }
+
+    DcElemList& owner_;
+    DcElemList borrowed_;
+};
+
+}  // namespace
+
+int DcElemList::duplicate(DcElemList* dest, unsigned int* tags) {
+    constexpr const char* reporter = "DcElemList::duplicate";
+    if (dest == nullptr) return fail(ELEM_NULL_ARGUMENT, LOG_VALIDATION, reporter, "Null argument passed");
+    unsigned int length = 0;
+    Block block;
+    {
+        Loan loan(*this, tags);
+        (void)loan.list().getBufSize(length, static_cast<unsigned int*>(nullptr));
+        block = allocate(length);
+        if (block == nullptr) {
+            return fail(ELEM_NO_MEMORY, LOG_ERROR, reporter, "unable to allocated 0x%x (%d) bytes of memory",
+                        length, static_cast<int>(length));
+        }
+        const int result = loan.list().frame(block.get(), length, UID_LITTLE_ENDIAN_EXPLICIT);
+        if (result != RESULT_OK) return result;
+    }
+    return dest->parse(block.get(), length, UID_LITTLE_ENDIAN_EXPLICIT);
+}
+
+// ---- parsing
+// ------------------------------------------------------------------------------------------------
+
+int DcElemList::parse(void* buf, unsigned int& length, DICT_UID xferSyn) {
+    return buf != nullptr && length != 0 ? decode(buf, length, xferSyn) : RESULT_OK;
+}
+
+int DcElemList::parse() {
+    return pending_ != nullptr ? parse(pending_) : RESULT_OK;
+}
+
+int DcElemList::parse(DcBufList* list) {
+    constexpr const char* reporter = "DcElemList::parse";
+    if (list == nullptr) return fail(ELEM_NULL_ARGUMENT, LOG_VALIDATION, reporter, "Null argument passed");
+    if (list->first() == nullptr) return RESULT_OK;
+    lastTag_ = 0xFFFFFFFF;
+
+    const auto inMemory = [](DcBuf& b) { return b.getType() == BUF_MEMORY && b.getBuf() != nullptr; };
+    unsigned long long total = 0;
+    DcBuf* onDisk = nullptr;
+    DcBuf* only = nullptr;
+    int pieces = 0;
+    for (DcBuf* b = list->first(); b != nullptr; b = b->next()) {
+        if (b->getType() == BUF_FILE || b->getType() == BUF_HANDLE) {
+            onDisk = b;
+        } else if (inMemory(*b) && b->getLen() != 0) {
+            total += b->getLen();
+            only = b;
+            ++pieces;
+        }
+    }
+    const DICT_UID xferSyn = list->first()->getXferSyn();
+    int result = RESULT_OK;
+    if (pieces == 1) {
+        unsigned int length = only->getLen();
+        result = parse(only->getBuf(), length, xferSyn);
+    } else if (total != 0) {
+        const auto size = static_cast<unsigned int>(total);
+        Block joined = total > 0xFFFFFFFFull ? nullptr : allocate(size);
+        if (joined == nullptr) {
+            return fail(ELEM_NO_MEMORY, LOG_ERROR, reporter, "unable to allocated 0x%x (%d) bytes of memory",
+                        size, static_cast<int>(size));
+        }
+        unsigned char* at = joined.get();
+        for (DcBuf* b = list->first(); b != nullptr; b = b->next()) {
+            if (!inMemory(*b) || b->getLen() == 0) continue;
+            std::memcpy(at, b->getBuf(), b->getLen());
+            at += b->getLen();
+        }
+        unsigned int length = size;
+        result = parse(joined.get(), length, xferSyn);
+    }
+    if (onDisk != nullptr) {
+        (void)list->subtract(onDisk);
+        (void)add(new DcElem(kPixelData, onDisk));  // takes the content over
+        delete onDisk;
+    }
+    return result;
+}

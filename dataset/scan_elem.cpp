@@ -1,0 +1,68 @@
+// Finding an element in encoded bytes.
+#include "dataset/raw_walker.h"
+#include "foundation/fail.h"
+#include "orvkit/result.h"
+#include "orvkit/scan.h"
+
+using orvkit::RawHeader;
+using orvkit::RawStep;
+using orvkit::RawWalker;
+
+namespace {
+
+// The first top-level element that is asked for.
+int find(RawWalker& walker, unsigned int tag, RawHeader& h, const char* reporter) {
+    while (true) {
+        switch (walker.peek(h)) {
+            case RawStep::failed:
+                return walker.report(reporter);
+            case RawStep::end:
+                return ELEM_NOT_FOUND;
+            case RawStep::element:
+                break;
+        }
+        if (h.tag == tag || tag == SCAN_ELEM_END) return RESULT_OK;
+        if (!walker.skip(h)) return walker.report(reporter);
+    }
+}
+
+int check(const unsigned char* buf, DICT_UID xferSyn, const char* reporter) {
+    if (buf == nullptr) {
+        return orvkit::fail(UTIL_NULL_ARGUMENT, LOG_ERROR, reporter, "Null argument passed");
+    }
+    ARCH_ENDIAN endian;
+    return Dict.getEndian(xferSyn, endian) == RESULT_OK ? RESULT_OK : ELEM_XFER_SYNTAX;
+}
+
+}  // namespace
+
+int utilGetElemOffsetInfo(unsigned char* buf, unsigned int length, DICT_UID xferSyn, DcElemOffsetInfo& info) {
+    constexpr const char* reporter = "utilGetElemOffsetInfo";
+    info = {info.tag, 0, 0, 0, 0};
+    if (const int result = check(buf, xferSyn, reporter); result != RESULT_OK) return result;
+
+    orvkit::SpanSource source({buf, length});
+    RawWalker walker(source, 0, length, orvkit::RawMode::of(xferSyn));
+    RawHeader h;
+    if (const int result = find(walker, info.tag, h, reporter); result != RESULT_OK) return result;
+    info.offset = static_cast<unsigned int>(h.offset);
+    info.valueOffset = static_cast<unsigned int>(h.valueOffset);
+    info.valueLen = h.length;
+    if (!walker.skip(h)) return walker.report(reporter);
+    info.endOffset = static_cast<unsigned int>(walker.position());
+    return RESULT_OK;
+}
+
+int utilGetElemOffset(unsigned char* buf, unsigned int length, DICT_UID xferSyn, unsigned int tag,
+                      unsigned int& offset) {
+    constexpr const char* reporter = "utilGetElemOffset";
+    offset = 0;
+    if (const int result = check(buf, xferSyn, reporter); result != RESULT_OK) return result;
+
+    orvkit::SpanSource source({buf, length});
+    RawWalker walker(source, 0, length, orvkit::RawMode::of(xferSyn));
+    RawHeader h;
+    const int result = find(walker, tag, h, reporter);
+    if (result == RESULT_OK) offset = static_cast<unsigned int>(h.offset);
+    return result;
+}

@@ -1,0 +1,75 @@
+// Finding several elements in an open file in one walk.
+#include <algorithm>
+#include <vector>
+
+#include "dataset/raw_walker.h"
+#include "foundation/fail.h"
+#include "orvkit/result.h"
+#include "orvkit/scan.h"
+
+using orvkit::RawHeader;
+using orvkit::RawStep;
+using orvkit::RawWalker;
+
+namespace {
+
+// The wanted fields in order of their tags, so that each element costs one look-up.
+class Wanted {
+  public:
+    explicit Wanted(std::span<DcPfField_> fields) {
+        for (DcPfField_& f : fields) {
+            f = {.tag = f.tag};
+            sorted_.push_back(&f);
+        }
+        std::sort(sorted_.begin(), sorted_.end(),
+                  [](const DcPfField_* a, const DcPfField_* b) { return a->tag < b->tag; });
+        missing_ = sorted_.size();
+    }
+
+    bool done(unsigned int tag) const { return missing_ == 0 || tag > sorted_.back()->tag; }
+
+    void meet(const RawHeader& h) {
+        auto it = std::lower_bound(sorted_.begin(), sorted_.end(), h.tag,
+                                   [](const DcPfField_* f, unsigned int tag) { return f->tag < tag; });
+        for (; it != sorted_.end() && (*it)->tag == h.tag && (*it)->found == 0; ++it) {
+            **it = {.tag = h.tag,
+                    .found = 1,
+                    .vr = h.vr,
+                    .offset = static_cast<long long>(h.offset),
+                    .valueOffset = static_cast<long long>(h.valueOffset),
+                    .valueLen = h.length};
+            --missing_;
+        }
+    }
+
+  private:
+    std::vector<DcPfField_*> sorted_;
+    std::size_t missing_ = 0;
+};
+
+}  // namespace
+
+int libParseFields(FILE* file, DcPfField_* fields, DcPfFileInfo_* info, int count) {
+    constexpr const char* reporter = "libParseFields";
+    if (file == nullptr || info == nullptr || (fields == nullptr && count > 0)) {
+        return orvkit::fail(UTIL_NULL_ARGUMENT, LOG_ERROR, reporter, "Null argument passed");
+    }
+    Wanted wanted({fields, static_cast<std::size_t>(std::max(count, 0))});
+    orvkit::StreamSource source(file);
+    *info = {.xferSyn = info->xferSyn,
+             .start = static_cast<long long>(source.start()),
+             .end = static_cast<long long>(source.start()),
+             .fileSize = static_cast<long long>(source.size())};
+    RawWalker walker(source, source.start(), source.size(), orvkit::RawMode::of(info->xferSyn), true);
+    RawHeader h;
+    while (!wanted.done(0)) {
+        const RawStep step = walker.peek(h);
+        if (step == RawStep::failed) return walker.report(reporter);
+        if (step == RawStep::end || wanted.done(h.tag)) break;
+        wanted.meet(h);
+        if (wanted.done(0)) break;
+        if (!walker.skip(h)) return walker.report(reporter);
+        info->end = static_cast<long long>(walker.position());
+    }
+    return RESULT_OK;
+}

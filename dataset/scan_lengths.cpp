@@ -1,0 +1,191 @@
+// The lengths of values whose length field may be undefined (PS3.5 7.1.1, 7.5.2).
+#include "dataset/raw_walker.h"
+#include "foundation/fail.h"
+#include "orvkit/result.h"
+#include "orvkit/scan.h"
+
+using orvkit::ByteOrder;
+using orvkit::ByteSource;
+using orvkit::fail;
+using orvkit::kDelimitationSize;
+using orvkit::kLengthUndefined;
+using orvkit::RawHeader;
+using orvkit::RawMode;
+using orvkit::RawStep;
+using orvkit::RawWalker;
+
+namespace {
+
+constexpr std::size_t kLengthField = 4;
+
+// One length field: where it stands in the source, and how far the value may reach.
+struct Field {
+    ByteSource& source;
+    std::uint64_t offset;
+    unsigned int remaining;  // bytes from `offset` on
+    DICT_UID xferSyn;
+    const char* reporter;
+
+    std::uint64_t end() const { return offset + remaining; }
+    std::uint64_t valueOffset() const { return offset + kLengthField; }
+};
+
+ByteOrder orderOf(DICT_UID xferSyn) { return RawMode::of(xferSyn).order; }
+
+// Reads the length field. A defined length is checked against everything that remains, its own four bytes
+// included: kept for callers that rely on it.
+int readLength(const Field& f, unsigned int& length) {
+    length = 0;
+    ARCH_ENDIAN endian;
+    if (Dict.getEndian(f.xferSyn, endian) != RESULT_OK) return UTIL_LENGTH_FIELD;
+    const auto b = f.source.at(f.offset, kLengthField);
+    if (f.source.failed()) return fail(UTIL_READ, LOG_ERROR, f.reporter, "Read error");
+    if (f.remaining < kLengthField || b.size() < kLengthField) {
+        return orvkit::reportLengthPastEnd(f.reporter, kLengthField, f.remaining);
+    }
+    length = orvkit::loadAt<std::uint32_t>(b.data(), orderOf(f.xferSyn));
+    if (length != kLengthUndefined && length > f.remaining) {
+        const int result = orvkit::reportLengthPastEnd(f.reporter, length, f.remaining);
+        length = 0;
+        return result;
+    }
+    return RESULT_OK;
+}
+
+int failNull(const char* reporter) {
+    return fail(UTIL_LENGTH_FIELD, LOG_NOTICE, reporter, "Null argument passed");
+}
+
+// A sequence: walked from its header, which stands in front of the length field.
+int sequenceLength(const Field& f, unsigned int& length, int& extra) {
+    extra = 0;
+    if (const int result = readLength(f, length); result != RESULT_OK || length != kLengthUndefined) {
+        return result;
+    }
+    length = 0;
+    const RawMode mode = RawMode::of(f.xferSyn);
+    const std::uint64_t back = mode.explicitVr ? 8 : 4;
+    if (f.offset < back) return orvkit::reportLengthPastEnd(f.reporter, kLengthUndefined, f.remaining);
+    const auto b = f.source.at(f.offset - back, back);
+    if (b.size() < back) return fail(UTIL_READ, LOG_ERROR, f.reporter, "Read error");
+
+    RawHeader h;
+    h.tag = (static_cast<unsigned int>(orvkit::loadAt<std::uint16_t>(b.data(), mode.order)) << 16) |
+            orvkit::loadAt<std::uint16_t>(b.data() + 2, mode.order);
+    h.vr = VR_SQ;
+    if (mode.explicitVr && (b[4] != 'S' || b[5] != 'Q')) h.vr = VR_UN;
+    h.length = kLengthUndefined;
+    h.offset = f.offset - back;
+    h.valueOffset = f.valueOffset();
+    h.mode = mode;
+    RawWalker walker(f.source, h.offset, f.end(), mode);
+    if (!walker.skip(h)) return walker.report("utilGetElemOffsetInfo");
+    extra = static_cast<int>(kDelimitationSize);
+    length = static_cast<unsigned int>(walker.position() - kDelimitationSize - h.valueOffset);
+    return RESULT_OK;
+}
+
+// An item: its content is walked element by element to the Item Delimitation.
+int itemLength(const Field& f, unsigned int& length, int& extra) {
+    extra = 0;
+    if (const int result = readLength(f, length); result != RESULT_OK || length != kLengthUndefined) {
+        return result;
+    }
+    length = 0;
+    RawWalker walker(f.source, f.valueOffset(), f.end(), RawMode::of(f.xferSyn));
+    RawHeader h;
+    while (true) {
+        switch (walker.peek(h)) {
+            case RawStep::failed:
+                return walker.report("utilGetElemOffsetInfo");
+            case RawStep::end:
+                return fail(UTIL_LENGTH_FIELD, LOG_ERROR, f.reporter, "Data error, Item delimiter not found");
+            case RawStep::element:
+                break;
+        }
+        if (h.tag == orvkit::kTagItemDelimitation && h.length == 0) break;
+        if (!walker.skip(h)) return walker.report("utilGetElemOffsetInfo");
+    }
+    extra = static_cast<int>(kDelimitationSize);
+    length = static_cast<unsigned int>(h.offset - f.valueOffset());
+    return RESULT_OK;
+}
+
+// The handle forms bound the walk by what the file holds.
+template <typename Measure>
+int onHandle(int handle, int offset, unsigned int remaining, DICT_UID xferSyn, const char* reporter,
+             unsigned int& length, int& extra, Measure measure) {
+    length = 0;
+    extra = 0;
+    if (handle < 0 || offset < 0) return failNull(reporter);
+    orvkit::HandleSource source(handle);
+    if (source.failed()) return fail(UTIL_READ, LOG_ERROR, reporter, "Read error");
+    return measure(Field{source, static_cast<std::uint64_t>(offset), remaining, xferSyn, reporter}, length, extra);
+}
+
+}  // namespace
+
+int utilGetOxValLen(unsigned char* p, unsigned int remaining, DICT_UID xferSyn, unsigned int& length, int& extra,
+                    int wholeBufferIfMissing) {
+    constexpr const char* reporter = "utilGetOxValLen";
+    length = 0;
+    extra = 0;
+    if (p == nullptr) return failNull(reporter);
+    const std::span<const unsigned char> bytes(p, remaining);
+    orvkit::SpanSource source(bytes);
+    const int result = readLength({source, 0, remaining, xferSyn, reporter}, length);
+    if (result != RESULT_OK || length != kLengthUndefined) return result;
+
+    const auto value = bytes.subspan(kLengthField);
+    const std::size_t at = orvkit::findSequenceDelimitation(value, orderOf(xferSyn));
+    if (at != orvkit::kNotFound) {
+        length = static_cast<unsigned int>(at);
+        extra = static_cast<int>(kDelimitationSize);
+        return RESULT_OK;
+    }
+    length = 0;
+    if (wholeBufferIfMissing == 0) {
+        return fail(UTIL_LENGTH_FIELD, LOG_ERROR, reporter, "Data error, Sequence delimiter not found");
+    }
+    // No delimiter, so nothing follows the value: `extra` stays 0.
+    length = static_cast<unsigned int>(value.size());
+    return fail(RESULT_OK, LOG_VALIDATION, reporter,
+                "Sequence delimiter not found, assuming full buffer as Pixel Data");
+}
+
+int utilGetSqValLen(unsigned char* p, unsigned int remaining, DICT_UID xferSyn, unsigned int& length, int& extra,
+                    int flag) {
+    (void)flag;
+    constexpr const char* reporter = "utilGetSqValLen";
+    length = 0;
+    extra = 0;
+    if (p == nullptr) return failNull(reporter);
+    // The bytes in front of the length field are only touched when the length is undefined.
+    orvkit::SpanSource probe({p, remaining});
+    const int result = readLength({probe, 0, remaining, xferSyn, reporter}, length);
+    if (result != RESULT_OK || length != kLengthUndefined) return result;
+    const std::size_t back = RawMode::of(xferSyn).explicitVr ? 8 : 4;
+    orvkit::SpanSource source({p - back, back + remaining});
+    return sequenceLength({source, back, remaining, xferSyn, reporter}, length, extra);
+}
+
+int utilGetSqItemValLen(unsigned char* p, unsigned int remaining, DICT_UID xferSyn, unsigned int& length,
+                        int& extra) {
+    constexpr const char* reporter = "utilGetSqItemValLen";
+    length = 0;
+    extra = 0;
+    if (p == nullptr) return failNull(reporter);
+    orvkit::SpanSource source({p, remaining});
+    return itemLength({source, 0, remaining, xferSyn, reporter}, length, extra);
+}
+
+int utilGetSqValLen(int handle, int offset, unsigned int remaining, DICT_UID xferSyn, unsigned int& length,
+                    int& extra, int flag) {
+    (void)flag;
+    return onHandle(handle, offset, remaining, xferSyn, "utilGetSqValLen", length, extra, sequenceLength);
+}
+
+int utilGetSqItemValLen(int handle, int offset, unsigned int remaining, DICT_UID xferSyn, unsigned int& length,
+                        int& extra) {
+    return onHandle(handle, offset, remaining, xferSyn, "utilGetSqItemValLen", length, extra, itemLength);
+}

@@ -1,0 +1,295 @@
+// Sequences and their items (PS3.5 7.5).
+#include "orvkit/sequence.h"
+
+#include <cstring>
+
+#include "dataset/elem_access.h"
+#include "dataset/elemlist_access.h"
+#include "foundation/bytes.h"
+#include "foundation/fail.h"
+#include "orvkit/result.h"
+#include "orvkit/scan.h"
+
+using orvkit::ByteOrder;
+using orvkit::ElemAccess;
+using orvkit::fail;
+
+namespace {
+
+constexpr unsigned int kItem = 0xFFFEE000;
+constexpr unsigned int kItemDelimitation = 0xFFFEE00D;
+constexpr unsigned int kUndefinedLength = 0xFFFFFFFF;
+constexpr unsigned int kIconImageSequence = 0x00880200;
+constexpr unsigned int kItemHeader = 8;
+
+void storeTag(unsigned char* p, unsigned int tag, ByteOrder order) {
+    orvkit::storeAt(p, static_cast<std::uint16_t>(tag >> 16), order);
+    orvkit::storeAt(p + 2, static_cast<std::uint16_t>(tag), order);
+}
+
+unsigned int loadTag(const unsigned char* p, ByteOrder order) {
+    return (static_cast<unsigned int>(orvkit::loadAt<std::uint16_t>(p, order)) << 16) |
+           orvkit::loadAt<std::uint16_t>(p + 2, order);
+}
+
+ByteOrder orderOf(DICT_UID xferSyn) {
+    return xferSyn == UID_BIG_ENDIAN_EXPLICIT ? ByteOrder::big : ByteOrder::little;
+}
+
+unsigned int saturatingAdd(unsigned int a, unsigned int b) {
+    return a > 0xFFFFFFFF - b ? 0xFFFFFFFF : a + b;
+}
+
+}  // namespace
+
+// ---- items
+// --------------------------------------------------------------------------------------------------
+
+DcElemSqItem::DcElemSqItem(void* buf, unsigned int length, DICT_UID xferSyn, DICT_VR) {
+    if (buf != nullptr) (void)list_.parse(buf, length, xferSyn);
+}
+
+DcElemSqItem::~DcElemSqItem() = default;
+
+DcElemSqItem* DcElemSqItem::next() const {
+    return static_cast<DcElemSqItem*>(DcNode::next());
+}
+DcElemSqItem* DcElemSqItem::previous() const {
+    return static_cast<DcElemSqItem*>(DcNode::previous());
+}
+
+int DcElemSqItem::frame(unsigned char* buf, unsigned int& length, DICT_UID xferSyn) {
+    length = 0;
+    if (buf == nullptr) {
+        return fail(ITEM_NULL_BUFFER, LOG_VALIDATION, "DcElemSqItem::frame", "Null argument passed");
+    }
+    const ByteOrder order = orderOf(xferSyn);
+    storeTag(buf, kItem, order);
+    orvkit::storeAt(buf + 4, std::uint32_t{kUndefinedLength}, order);
+    unsigned int content = 0;
+    const int result = list_.frame(buf + kItemHeader, content, xferSyn);
+    orvkit::storeAt(buf + 4, std::uint32_t{content}, order);
+    length = kItemHeader + content;
+    return result;
+}
+
+int DcElemSqItem::getBufSize(unsigned int& size, unsigned int excludedTag) {
+    const int result = list_.getBufSize(size, excludedTag);
+    size = saturatingAdd(size, kItemHeader);
+    return result;
+}
+
+int DcElemSqItem::getBufSize(unsigned int& size, unsigned int* excluded) {
+    const int result = list_.getBufSize(size, excluded);
+    size = saturatingAdd(size, kItemHeader);
+    return result;
+}
+
+DcElemSqItem& DcElemSqItem::operator+(DcElem* element) {
+    (void)list_.add(element);
+    return *this;
+}
+
+DcElemSqItem& DcElemSqItem::operator-(DcElem* element) {
+    (void)list_.subtract(element);
+    return *this;
+}
+
+DcElemSqItem& DcElemSqItem::operator+(DcElemList* elements) {
+    (void)list_.add(elements);
+    return *this;
+}
+
+// An icon whose length is that of native pixels is native, whatever the image around it is (PS3.3 C.7.6.1).
+// Otherwise its buffers keep the stream's syntax.
+int DcElemSqItem::processIconImage() {
+    constexpr const char* reporter = "DcElemSqItem::processIconImage";
+    DcElem* pixels = nullptr;
+    if (list_.getElem(0x7FE00010, &pixels) != RESULT_OK) return RESULT_OK;
+    unsigned short rows = 0;
+    unsigned short columns = 0;
+    unsigned short bitsStored = 0;
+    const bool haveRows = list_.getValue(0x00280010u, rows, 0) == RESULT_OK;
+    const bool haveColumns = list_.getValue(0x00280011u, columns, 0) == RESULT_OK;
+    const bool haveBits = list_.getValue(0x00280101u, bitsStored, 0) == RESULT_OK;
+    if (!haveRows) logReport(LOG_VALIDATION, reporter, "Missing or invalid T_0028_0010_rows");
+    if (!haveColumns) logReport(LOG_VALIDATION, reporter, "Missing or invalid T_0028_0011_columns");
+    if (!haveRows || !haveColumns || !haveBits) {
+        // Also said after a missing rows or columns: kept for readers of the log.
+        return fail(ELEM_VALUE_REFUSED, LOG_VALIDATION, reporter,
+                    "Missing or invalid T_0028_0101_bitsStored");
+    }
+    const unsigned int bytes = bitsStored < 9 ? 1 : 2;
+    if (ElemAccess::rawLength(*pixels) != 1ull * bytes * rows * columns) return RESULT_OK;
+    if (!orvkit::isRawVr(ElemAccess::vr(*pixels))) return RESULT_OK;
+    ElemAccess::setVr(*pixels, bytes == 1 ? VR_OB : VR_OW);
+    for (DcBuf* b = ElemAccess::firstBuf(*pixels); b != nullptr; b = b->next()) {
+        b->setXferSyn(UID_LITTLE_ENDIAN_EXPLICIT);
+    }
+    return RESULT_OK;
+}
+
+// ---- sequences
+// ----------------------------------------------------------------------------------------------
+
+DcElemSq::DcElemSq(unsigned int tag, void* buf, unsigned int length, DICT_UID xferSyn, DICT_VR vr)
+    : DcElem(tag, nullptr, 0, UID_NONE, vr, 1) {
+    if (vr == VR_IM && ((tag >> 16) & 1) == 0 && Dict.facts(tag).vr != VR_SQ) {
+        logReport(LOG_VALIDATION, "DcElemSq::DcElemSq", "Element 0x%08lx is not of type SQ",
+                  static_cast<unsigned long>(tag));
+    }
+    (void)DcElemSq::parseVal(buf, length, xferSyn);
+}
+
+DcElemSq::DcElemSq(unsigned short group, unsigned short element, void* buf, unsigned int length,
+                   DICT_UID xferSyn, DICT_VR vr)
+    : DcElemSq((static_cast<unsigned int>(group) << 16) | element, buf, length, xferSyn, vr) {}
+
+DcElemSq::~DcElemSq() = default;
+
+DcElemSqItem* DcElemSq::first() const {
+    return static_cast<DcElemSqItem*>(DcList::first());
+}
+DcElemSqItem* DcElemSq::last() const {
+    return static_cast<DcElemSqItem*>(DcList::last());
+}
+
+DcElemSqItem* DcElemSq::append(DcElemSqItem* item) {
+    return static_cast<DcElemSqItem*>(DcList::add(item));
+}
+
+DcElemSqItem* DcElemSq::add(DcElemSqItem* item) {
+    if (item == nullptr) return nullptr;
+    // The dictionary's list of tags is consulted, not enforced: only its refusal counts.
+    unsigned int expected[64];
+    if (Dict.getSqTagList(effectiveTag(), expected) != RESULT_OK) {
+        delete item;
+        return nullptr;
+    }
+    return append(item);
+}
+
+DcElemSq& DcElemSq::operator+(DcElemSqItem* item) {
+    (void)add(item);
+    return *this;
+}
+
+DcElemSq& DcElemSq::operator-(DcElemSqItem* item) {
+    (void)DcList::subtract(item);
+    return *this;
+}
+
+int DcElemSq::resetValueCounter() {
+    for (DcElemSqItem* item = first(); item != nullptr; item = item->next()) {
+        (void)item->getElemList().resetValueCounter();
+    }
+    return DcElem::resetValueCounter();
+}
+
+int DcElemSq::getBufSize(unsigned int& size, unsigned int excludedTag) {
+    size = 12;
+    for (DcElemSqItem* item = first(); item != nullptr; item = item->next()) {
+        unsigned int each = 0;
+        (void)item->getBufSize(each, excludedTag);
+        size = saturatingAdd(size, each);
+    }
+    return RESULT_OK;
+}
+
+int DcElemSq::getBufSize(unsigned int& size, unsigned int* excluded) {
+    size = 12;
+    for (DcElemSqItem* item = first(); item != nullptr; item = item->next()) {
+        unsigned int each = 0;
+        (void)item->getBufSize(each, excluded);
+        size = saturatingAdd(size, each);
+    }
+    return RESULT_OK;
+}
+
+int DcElemSq::frame(unsigned char* buf, unsigned int& length, DICT_UID xferSyn) {
+    length = 0;
+    if (buf == nullptr) {
+        return fail(ELEM_NULL_ARGUMENT, LOG_NOTICE, "DcElemSq::frame", "Null argument passed");
+    }
+    if (ElemAccess::vr(*this) != VR_SQ) {
+        return fail(ELEM_VR_SIZE, LOG_VALIDATION, "DcElemSq::frame", "Element (%04x,%04x) is not a sequence",
+                    effectiveTag() >> 16, effectiveTag() & 0xFFFF);
+    }
+    const ByteOrder order = orderOf(xferSyn);
+    storeTag(buf, tag_, order);
+    unsigned int used = 4;
+    if (xferSyn != UID_LITTLE_ENDIAN_IMPLICIT) {
+        std::memcpy(buf + used, "SQ\0\0", 4);
+        used += 4;
+    }
+    const unsigned int lengthAt = used;
+    orvkit::storeAt(buf + used, std::uint32_t{kUndefinedLength}, order);
+    used += 4;
+    const unsigned int valueAt = used;
+    int result = RESULT_OK;
+    for (DcElemSqItem* item = first(); item != nullptr && result == RESULT_OK; item = item->next()) {
+        unsigned int itemLength = 0;
+        result = item->frame(buf + used, itemLength, xferSyn);
+        used += itemLength;
+    }
+    orvkit::storeAt(buf + lengthAt, std::uint32_t{used - valueAt}, order);
+    length = used;
+    return result;
+}
+
+int DcElemSq::parseVal(void* buf, unsigned int length, DICT_UID xferSyn) {
+    constexpr const char* reporter = "DcElemSq::parseVal";
+    if (buf == nullptr) return ELEM_NULL_ARGUMENT;
+    if (length == 0) return RESULT_OK;
+    ARCH_ENDIAN endian;
+    if (Dict.getEndian(xferSyn, endian) != RESULT_OK) return ELEM_XFER_SYNTAX;
+    const ByteOrder order = endian == ENDIAN_BIG ? ByteOrder::big : ByteOrder::little;
+    const unsigned int group = effectiveTag() >> 16;
+    const unsigned int element = effectiveTag() & 0xFFFF;
+    if (length == kUndefinedLength) {
+        return fail(ELEM_VALUE_REFUSED, LOG_VALIDATION, reporter,
+                    "Element (%04x,%04x) - Data error, undefined length encountered", group, element);
+    }
+
+    auto* p = static_cast<unsigned char*>(buf);
+    unsigned int left = length;
+    while (left >= kItemHeader) {
+        if (loadTag(p, order) != kItem) {
+            return fail(ELEM_VALUE_REFUSED, LOG_VALIDATION, reporter,
+                        "Element (%04x,%04x) - Data error, did not find the expected sequence item tag",
+                        group, element);
+        }
+        unsigned int itemLength = 0;
+        int extra = 0;
+        int result = utilGetSqItemValLen(p + 4, left - 4, xferSyn, itemLength, extra);
+        if (result != RESULT_OK) {
+            return fail(result, LOG_VALIDATION, reporter, "SQ item length invalid for element (%04x,%04x)",
+                        group, element);
+        }
+        p += kItemHeader;
+        left -= kItemHeader;
+        if (itemLength > left) {
+            return fail(ELEM_VALUE_REFUSED, LOG_VALIDATION, reporter,
+                        "Item length %d(0x%x) exceeds buffer length %d(0x%x)", static_cast<int>(itemLength),
+                        itemLength, static_cast<int>(left), left);
+        }
+        auto* item = new DcElemSqItem();
+        (void)item->list_.registerValueExceptionCB(exceptionContext_, exceptionCB_);
+        unsigned int consumed = itemLength;
+        result = item->list_.parse(p, consumed, xferSyn);
+        if (result == ELEM_REFUSED) {
+            delete item;
+            return result;
+        }
+        (void)append(item);
+        if (effectiveTag() == kIconImageSequence) (void)item->processIconImage();
+        p += itemLength;
+        left -= itemLength;
+        if (left >= kItemHeader && loadTag(p, order) == kItemDelimitation &&
+            orvkit::loadAt<std::uint32_t>(p + 4, order) == 0) {
+            p += kItemHeader;
+            left -= kItemHeader;
+        }
+    }
+    return RESULT_OK;
+}

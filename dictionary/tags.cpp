@@ -1,0 +1,174 @@
+// Lookup of data elements.
+#include <algorithm>
+#include <cstdio>
+
+#include "dictionary/builtin.h"
+#include "dictionary/failures.h"
+#include "dictionary/keys.h"
+#include "dictionary/text.h"
+#include "orvkit/dict.h"
+
+using orvkit::elementOf;
+using orvkit::groupOf;
+using orvkit::tagOf;
+
+namespace {
+
+// What is known of a tag that has no record.
+DcDictFacts factsOfRule(unsigned int tag) noexcept {
+    if (elementOf(tag) == 0) return {VR_UL, 1, true};
+    if (orvkit::isCreator(tag)) return {VR_LO, 1, true};
+    return {VR_UN, 1, false};
+}
+
+const char* nameEndOfRule(unsigned int tag) noexcept {
+    if (elementOf(tag) == 0) return "_groupLength";
+    if (orvkit::isCreator(tag)) return "_privateCreatorId";
+    return "";
+}
+
+// The record that answers for a tag, or null. A group length is answered by rule even where a record was
+// added.
+const DcDictElemInfo* recordOf(const DcDict& dict, unsigned int tag) noexcept {
+    return elementOf(tag) == 0 ? nullptr : dict.find(tag);
+}
+
+}  // namespace
+
+const DcDictElemInfo* DcDict::findExact(unsigned int key) const noexcept {
+    if (tagsOwned_) return orvkit::searchIndex(tagIndex_.data(), tags_.data(), key);
+    return orvkit::searchIndex(orvkit::builtinTagIndex.data(), orvkit::builtinTags.data(), key);
+}
+
+const DcDictElemInfo* DcDict::find(unsigned int tag) const noexcept {
+    const DcDictElemInfo* record = findExact(orvkit::tagKey(tag));
+    if (record == nullptr && orvkit::isRepeatingDef(tag)) return findExact(tag);
+    return record;
+}
+
+DcDictFacts DcDict::facts(unsigned int tag) const noexcept {
+    const DcDictElemInfo* record = recordOf(*this, tag);
+    return record == nullptr ? factsOfRule(tag) : DcDictFacts{record->vr, record->vm, true};
+}
+
+std::size_t DcDict::tagCount() const noexcept {
+    return tagsOwned_ ? tags_.size() : orvkit::builtinTags.size();
+}
+
+const DcDictElemInfo& DcDict::tagAt(std::size_t index) const noexcept {
+    return tagsOwned_ ? tags_[index] : orvkit::builtinTags[index];
+}
+
+int DcDict::getElemInfo(unsigned int tag, DcDictElemInfo* info) const {
+    const DcDictElemInfo* record = recordOf(*this, tag);
+    if (record != nullptr) {
+        if (info != nullptr) *info = *record;
+        return RESULT_OK;
+    }
+    const DcDictFacts rule = factsOfRule(tag);
+    if (info != nullptr) {
+        *info = {tag, rule.vr, rule.vm, tag, {}};
+        std::snprintf(info->name, sizeof info->name, "T_%04x_%04x%s", groupOf(tag), elementOf(tag),
+                      nameEndOfRule(tag));
+    }
+    return rule.known ? RESULT_OK : RESULT_DICT_NOT_FOUND;
+}
+
+int DcDict::getDesc(unsigned int tag, char* name) const {
+    if (name == nullptr) return orvkit::failNull("DcDict::getDesc");
+    if (const DcDictElemInfo* record = recordOf(*this, tag)) {
+        orvkit::copyText(name, record->name, orvkit::maxNameLength);
+        return RESULT_OK;
+    }
+    DcDictElemInfo info;
+    const int result = getElemInfo(tag, &info);
+    orvkit::copyText(name, info.name, orvkit::maxNameLength);
+    return result;
+}
+
+int DcDict::getVr(unsigned int tag, char* code) const {
+    if (code == nullptr) return orvkit::failNull("DcDict::getVr");
+    const DcDictFacts f = facts(tag);
+    const int result = getVr(f.vr, code);
+    return f.known ? result : RESULT_DICT_NOT_FOUND;
+}
+
+int DcDict::getVrDef(unsigned int tag, DICT_VR& vr) const {
+    const DcDictFacts f = facts(tag);
+    vr = f.vr;
+    return f.known ? RESULT_OK : RESULT_DICT_NOT_FOUND;
+}
+
+int DcDict::getVm(unsigned int tag, int& vm) const {
+    const DcDictFacts f = facts(tag);
+    vm = f.vm;
+    return f.known ? RESULT_OK : RESULT_DICT_NOT_FOUND;
+}
+
+int DcDict::getTag(unsigned int tagDef, unsigned int& tag) const {
+    // (60FF,0010) is a definition before it is a private creator.
+    if (findExact(tagDef) == nullptr) return getTagDef(tagDef, tag);
+    tag = tagDef;
+    return RESULT_OK;
+}
+
+int DcDict::getTagDef(unsigned int tag, unsigned int& tagDef) const {
+    DcDictElemInfo info;
+    const int result = getElemInfo(tag, &info);
+    tagDef = info.tagDef;
+    return result;
+}
+
+int DcDict::getSqTagList(unsigned int tag, unsigned int* tagList) const {
+    if (tagList == nullptr) return orvkit::failNull("DcDict::getSqTagList");
+    tagList[0] = 0;
+    const DcDictFacts f = facts(tag);
+    if (!f.known) return RESULT_OK;
+    if (f.vr != VR_SQ) {
+        return orvkit::fail(RESULT_DICT_NOT_SQ, LOG_NOTICE, "DcDict::getSqTagList",
+                            "Element (%04x,%04x) is not of type SQ", groupOf(tag), elementOf(tag));
+    }
+    const auto list = std::ranges::find(sequences_, find(tag)->tag, &SqList::tag);
+    if (list != sequences_.end()) {
+        std::copy(list->tags, std::ranges::find(list->tags, 0u) + 1, tagList);
+    }
+    return RESULT_OK;
+}
+
+// The forms with group and element apart.
+
+int DcDict::getElemInfo(unsigned short group, unsigned short element, DcDictElemInfo* info) const {
+    return getElemInfo(tagOf(group, element), info);
+}
+
+int DcDict::getDesc(unsigned short group, unsigned short element, char* name) const {
+    return getDesc(tagOf(group, element), name);
+}
+
+int DcDict::getVr(unsigned short group, unsigned short element, char* code) const {
+    return getVr(tagOf(group, element), code);
+}
+
+int DcDict::getVrDef(unsigned short group, unsigned short element, DICT_VR& vr) const {
+    return getVrDef(tagOf(group, element), vr);
+}
+
+int DcDict::getVm(unsigned short group, unsigned short element, int& vm) const {
+    return getVm(tagOf(group, element), vm);
+}
+
+int DcDict::getTag(unsigned int tagDef, unsigned short& group, unsigned short& element) const {
+    unsigned int tag = 0;
+    const int result = getTag(tagDef, tag);
+    group = static_cast<unsigned short>(groupOf(tag));
+    element = static_cast<unsigned short>(elementOf(tag));
+    return result;
+}
+
+int DcDict::getTagDef(unsigned short group, unsigned short element, unsigned int& tagDef) const {
+    return getTagDef(tagOf(group, element), tagDef);
+}
+
+int DcDict::getSqTagList(unsigned short group, unsigned short element, unsigned int* tagList) const {
+    return getSqTagList(tagOf(group, element), tagList);
+}

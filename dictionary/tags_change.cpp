@@ -1,0 +1,128 @@
+// Addition and removal of data elements and of the tag lists of sequences.
+#include <algorithm>
+#include <cstdio>
+#include <span>
+
+#include "dictionary/failures.h"
+#include "dictionary/keys.h"
+#include "dictionary/tag_index.h"
+#include "dictionary/text.h"
+#include "orvkit/dict.h"
+
+using orvkit::elementOf;
+using orvkit::groupOf;
+using orvkit::tagKey;
+using orvkit::tagOf;
+
+namespace {
+
+// "T_gggg_eeee" with "xx" for the digits that the tag's key leaves open.
+void defaultName(unsigned int tag, char (&name)[64]) {
+    std::snprintf(name, sizeof name, "T_%04x_%04x", groupOf(tag), elementOf(tag));
+    // The digits begin at 2 (group) and 7 (element).
+    if (orvkit::isRepeating(tag)) name[4] = name[5] = 'x';
+    if (orvkit::isPrivate(tag)) {
+        char* const open = orvkit::isCreator(tag) ? name + 9 : name + 7;
+        open[0] = open[1] = 'x';
+    }
+}
+
+DcDictElemInfo makeRecord(unsigned int tag, DICT_VR vr, int vm, const char* name) {
+    const unsigned int key = tagKey(tag);
+    DcDictElemInfo record{key, vr, vm, key, {}};
+    if (orvkit::isCreator(tag)) record.vr = VR_LO;
+    if (record.vr == VR_SQ) record.vm = 1;
+    if (name == nullptr) {
+        defaultName(tag, record.name);
+    } else {
+        orvkit::copyText(record.name, name, orvkit::maxNameLength);
+    }
+    return record;
+}
+
+}  // namespace
+
+void DcDict::indexTags() {
+    tagIndex_.assign(orvkit::tagIndexSlots, 0);
+    orvkit::fillIndex(std::span<orvkit::TagSlot, orvkit::tagIndexSlots>(tagIndex_), tags_);
+}
+
+int DcDict::add(unsigned int tag, DICT_VR vr, int vm, const char* name, unsigned int* tagDef) {
+    if (tagDef == nullptr && (elementOf(tag) == 0 || orvkit::isCreator(tag))) return RESULT_OK;
+
+    // The one test for duplicates, kept for callers that rely on it.
+    const DcDictElemInfo* found = findExact(tagKey(tag));
+    if (found != nullptr && !orvkit::isPrivate(tag) && elementOf(tag) == 0x00FF) {
+        if (tagDef != nullptr) *tagDef = found->tagDef;
+        return orvkit::fail(RESULT_DICT_EXISTS, LOG_NOTICE, "DcDict::add",
+                            "Tag (%04x,%04x) already exists in dictionary", groupOf(tag), elementOf(tag));
+    }
+    if (tagCount() >= maxTags) {
+        if (tagDef != nullptr) *tagDef = 0xFFFFFFFF;
+        return orvkit::fail(RESULT_DICT_LIMIT, LOG_NOTICE, "DcDict::add",
+                            "Tag (%04x,%04x) not added, Dictionary limit reached", groupOf(tag),
+                            elementOf(tag));
+    }
+    ownTags();
+    const DcDictElemInfo record = makeRecord(tag, vr, vm, name);
+    tags_.insert(std::ranges::upper_bound(tags_, record.tag, {}, &DcDictElemInfo::tag), record);
+    indexTags();
+    if (tagDef != nullptr) *tagDef = record.tagDef;
+    return RESULT_OK;
+}
+
+int DcDict::add(unsigned int tag, const unsigned int* tagList, const char* name, unsigned int* tagDef) {
+    if (tagList == nullptr) return orvkit::failNull("DcDict::add");
+    const unsigned int* const end = std::find(tagList, tagList + maxSqTags, 0u);
+    if (end == tagList + maxSqTags) {
+        return orvkit::fail(RESULT_DICT_LIMIT, LOG_NOTICE, "DcDict::add",
+                            "Number of element exceeds limit for SQ tag 0x%08x", tag);
+    }
+    if (std::ranges::find(sequences_, tagKey(tag), &SqList::tag) != sequences_.end()) {
+        return orvkit::fail(RESULT_DICT_EXISTS, LOG_NOTICE, "DcDict::add",
+                            "SQ 0x%08x already exists in dictionary", tag);
+    }
+    if (sequences_.size() >= maxSequences) {
+        return orvkit::fail(RESULT_DICT_LIMIT, LOG_NOTICE, "DcDict::add",
+                            "SQ 0x%08x not added, Dictionary sequence limit reached", tag);
+    }
+    const int result = add(tag, VR_SQ, 1, name, tagDef);
+    if (result != RESULT_OK) return result;
+    SqList list{tagKey(tag), {}};
+    std::copy(tagList, end, list.tags);
+    sequences_.push_back(list);
+    return RESULT_OK;
+}
+
+int DcDict::subtract(unsigned int tag) {
+    const DcDictElemInfo* found = find(tag);
+    if (found == nullptr) {
+        return orvkit::fail(RESULT_DICT_NOT_FOUND, LOG_NOTICE, "DcDict::subtract",
+                            "Tag (%04x,%04x) is not in Dictionary", groupOf(tag), elementOf(tag));
+    }
+    const DcDictElemInfo removed = *found;
+    const std::size_t position = static_cast<std::size_t>(found - &tagAt(0));
+    ownTags();
+    tags_.erase(tags_.begin() + static_cast<std::ptrdiff_t>(position));
+    indexTags();
+    if (removed.vr == VR_SQ) {
+        std::erase_if(sequences_, [&](const SqList& list) { return list.tag == removed.tag; });
+    }
+    return RESULT_OK;
+}
+
+// The forms with group and element apart.
+
+int DcDict::add(unsigned short group, unsigned short element, DICT_VR vr, int vm, const char* name,
+                unsigned int* tagDef) {
+    return add(tagOf(group, element), vr, vm, name, tagDef);
+}
+
+int DcDict::add(unsigned short group, unsigned short element, const unsigned int* tagList, const char* name,
+                unsigned int* tagDef) {
+    return add(tagOf(group, element), tagList, name, tagDef);
+}
+
+int DcDict::subtract(unsigned short group, unsigned short element) {
+    return subtract(tagOf(group, element));
+}

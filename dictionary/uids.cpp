@@ -1,0 +1,158 @@
+// The UID registry.
+#include <algorithm>
+#include <cstring>
+
+#include "dictionary/builtin.h"
+#include "dictionary/failures.h"
+#include "dictionary/text.h"
+#include "orvkit/dict.h"
+
+namespace {
+
+constexpr std::size_t maxUidLength = sizeof(DcDictUidInfo::uid) - 1;
+
+bool isUidCharacter(char c) noexcept {
+    return (c >= '0' && c <= '9') || c == '.';
+}
+
+}  // namespace
+
+std::size_t DcDict::uidSlots() const noexcept {
+    return uidsOwned_ ? uids_.size() : orvkit::builtinUids.size();
+}
+
+const DcDictUidInfo& DcDict::uidAt(std::size_t slot) const noexcept {
+    return uidsOwned_ ? uids_[slot] : orvkit::builtinUids[slot];
+}
+
+const DcDictUidInfo* DcDict::findUid(DICT_UID value) const noexcept {
+    if (value <= UID_NONE) return nullptr;
+    const std::size_t slots = uidSlots();
+    // A built-in UID sits in the slot of its value, an added one wherever there was room.
+    const std::size_t own = static_cast<std::size_t>(value) - 1;
+    if (own < slots && uidAt(own).value == value) return &uidAt(own);
+    for (std::size_t slot = 0; slot < slots; ++slot) {
+        if (uidAt(slot).value == value) return &uidAt(slot);
+    }
+    return nullptr;
+}
+
+const DcDictUidInfo* DcDict::findUid(const char* uid) const noexcept {
+    if (uid == nullptr) return nullptr;
+    const std::size_t length = std::strlen(uid);
+    if (length > maxUidLength) return nullptr;
+    const std::size_t slots = uidSlots();
+    for (std::size_t slot = 0; slot < slots; ++slot) {
+        const DcDictUidInfo& record = uidAt(slot);
+        if (record.value != UID_NONE && record.uid[length] == '\0' &&
+            std::memcmp(record.uid, uid, length + 1) == 0) {
+            return &record;
+        }
+    }
+    return nullptr;
+}
+
+int DcDict::getUid(DICT_UID value, char* uid) const {
+    if (uid == nullptr) return orvkit::failNull("DcDict::getUid");
+    const DcDictUidInfo* record = findUid(value);
+    orvkit::copyText(uid, record == nullptr ? "" : record->uid, maxUidLength);
+    return record == nullptr ? orvkit::failNoEnum("UID", value, "DcDict::getUid") : RESULT_OK;
+}
+
+int DcDict::getUidDef(const char* uid, DICT_UID& value) const {
+    value = UID_NONE;
+    if (uid == nullptr) return orvkit::failNull("DcDict::getUidDef");
+    const DcDictUidInfo* record = findUid(uid);
+    if (record == nullptr) return RESULT_DICT_NOT_FOUND;
+    value = record->value;
+    return RESULT_OK;
+}
+
+int DcDict::getDesc(DICT_UID value, char* text) const {
+    if (text == nullptr) return orvkit::failNull("DcDict::getDesc");
+    const DcDictUidInfo* record = findUid(value);
+    orvkit::copyText(text, record == nullptr ? "" : record->desc, orvkit::maxNameLength);
+    return record == nullptr ? orvkit::failNoEnum("UID", value, "DcDict::getDesc") : RESULT_OK;
+}
+
+DICT_UID_TYPE DcDict::getUidType(DICT_UID value) const {
+    const DcDictUidInfo* record = findUid(value);
+    return record == nullptr ? UID_TYPE_OTHER : record->type;
+}
+
+DICT_UID_TYPE DcDict::getUidType(const char* uid) const {
+    const DcDictUidInfo* record = findUid(uid);
+    return record == nullptr ? UID_TYPE_OTHER : record->type;
+}
+
+int DcDict::getUidType(DICT_UID value, DICT_UID_TYPE& type) const {
+    type = getUidType(value);
+    return findUid(value) == nullptr ? orvkit::failNoEnum("UID", value, "DcDict::getUidType") : RESULT_OK;
+}
+
+int DcDict::getUidType(const char* uid, DICT_UID_TYPE& type) const {
+    type = getUidType(uid);
+    if (uid == nullptr) return orvkit::failNull("DcDict::getUidType");
+    return findUid(uid) == nullptr ? RESULT_DICT_NOT_FOUND : RESULT_OK;
+}
+
+int DcDict::getEndian(DICT_UID xferSyn, ARCH_ENDIAN& endian) const {
+    const DcDictUidInfo* record = findUid(xferSyn);
+    if (record == nullptr || record->type != UID_TYPE_XFER_SYN) {
+        endian = ENDIAN_NONE;
+        return orvkit::fail(RESULT_DICT_NOT_XFER_SYN, LOG_NOTICE, "DcDict::getEndian",
+                            "'%s' is not a Transfer Syntax UID", record == nullptr ? "" : record->uid);
+    }
+    endian = xferSyn == UID_BIG_ENDIAN_EXPLICIT ? ENDIAN_BIG : ENDIAN_LITTLE;
+    return RESULT_OK;
+}
+
+int DcDict::isEncapsulated(DICT_UID xferSyn) const {
+    return xferSyn < UID_LITTLE_ENDIAN_IMPLICIT || xferSyn > UID_BIG_ENDIAN_EXPLICIT;
+}
+
+int DcDict::add(const char* uid, const char* description, DICT_UID* value, DICT_UID_TYPE type) {
+    if (uid == nullptr) return orvkit::failNull("DcDict::add");
+    if (description == nullptr) description = "Private UID";
+    if (const DcDictUidInfo* found = findUid(uid)) {
+        if (value != nullptr) *value = found->value;
+        return orvkit::fail(RESULT_DICT_EXISTS, LOG_NOTICE, "DcDict::add",
+                            "UID '%s' already exists in dictionary", uid);
+    }
+    for (const char* c = uid; *c != '\0'; ++c) {
+        if (!isUidCharacter(*c)) {
+            return orvkit::fail(RESULT_DICT_NULL, LOG_NOTICE, "DcDict::add",
+                                "Invalid character '%c' in UID string %s", *c, uid);
+        }
+    }
+    if (std::strlen(uid) > maxUidLength) {
+        return orvkit::fail(RESULT_DICT_NULL, LOG_NOTICE, "DcDict::add", "UID string exceeds %d characters",
+                            static_cast<int>(maxUidLength));
+    }
+    ownUids();
+    const auto slot = std::ranges::find(uids_, UID_NONE, &DcDictUidInfo::value);
+    if (slot == uids_.end()) {
+        return orvkit::fail(RESULT_DICT_LIMIT, LOG_NOTICE, "DcDict::add",
+                            "Dictionary UID limit of %d reached", static_cast<int>(maxUids));
+    }
+    const int highest = std::ranges::max(uids_, {}, &DcDictUidInfo::value).value;
+    slot->value = static_cast<DICT_UID>(highest + 1);
+    slot->type = type;
+    orvkit::copyText(slot->uid, uid, maxUidLength);
+    orvkit::copyText(slot->desc, description, orvkit::maxNameLength);
+    if (value != nullptr) *value = slot->value;
+    return RESULT_OK;
+}
+
+int DcDict::subtract(const char* uid) {
+    if (uid == nullptr) return orvkit::failNull("DcDict::subtract");
+    const DcDictUidInfo* found = findUid(uid);
+    if (found == nullptr) {
+        return orvkit::fail(RESULT_DICT_NOT_FOUND, LOG_NOTICE, "DcDict::subtract",
+                            "UID '%s' is not in dictionary", uid);
+    }
+    const auto slot = static_cast<std::size_t>(found - &uidAt(0));
+    ownUids();
+    uids_[slot] = {};
+    return RESULT_OK;
+}

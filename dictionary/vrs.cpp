@@ -1,0 +1,94 @@
+// Value representations: codes and properties.
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <iterator>
+
+#include "dictionary/failures.h"
+#include "dictionary/vr_table.h"
+#include "orvkit/dict.h"
+
+namespace {
+
+using orvkit::vrTable;
+
+// Rows are numbered as the VRs are, from 1.
+static_assert([] {
+    for (std::size_t i = 0; i < std::size(vrTable); ++i) {
+        if (vrTable[i].vr != static_cast<int>(i + 1)) return false;
+    }
+    return std::size(vrTable) == VR_SI;
+}());
+
+const orvkit::VrRow* rowOf(DICT_VR vr) noexcept {
+    if (vr < VR_AE || vr > VR_SI) return nullptr;
+    return &vrTable[vr - 1];
+}
+
+constexpr unsigned int letters = 26;
+constexpr unsigned int letterOf(char c) noexcept {
+    return static_cast<unsigned char>(c) - unsigned{'A'};
+}
+
+// The VR of every pair of capital letters, 0 for none.
+constexpr auto vrOfPair = [] {
+    std::array<std::uint8_t, letters * letters> pairs{};
+    for (const orvkit::VrRow& row : vrTable) {
+        pairs[letterOf(row.code[0]) * letters + letterOf(row.code[1])] = static_cast<std::uint8_t>(row.vr);
+    }
+    return pairs;
+}();
+
+int failNoFacts(DICT_VR vr, const char* reporter) {
+    if (vr == VR_RT) return orvkit::fail(RESULT_DICT_NOT_FOUND, LOG_NOTICE, reporter, "Retired Data Element");
+    return orvkit::failNoEnum("VR", vr, reporter);
+}
+
+}  // namespace
+
+DICT_VR DcDict::vrOfCode(char first, char second) noexcept {
+    const unsigned int a = letterOf(first);
+    const unsigned int b = letterOf(second);
+    if (a >= letters || b >= letters) return DICT_VR{};
+    return static_cast<DICT_VR>(vrOfPair[a * letters + b]);
+}
+
+const char* DcDict::vrName(DICT_VR vr) noexcept {
+    const orvkit::VrRow* row = rowOf(vr);
+    return row == nullptr ? "" : row->code;
+}
+
+DcDictVrFacts DcDict::vrFacts(DICT_VR vr) noexcept {
+    if (vr == VR_UNKNOWN) return {0, VR_SIZE_CHAR, true};
+    const orvkit::VrRow* row = rowOf(vr);
+    return row == nullptr ? DcDictVrFacts{0, VR_SIZE_NONE, false} : row->facts;
+}
+
+int DcDict::getVr(DICT_VR vr, char* code) const {
+    if (code == nullptr) return orvkit::failNull("DcDict::getVr");
+    std::strcpy(code, vrName(vr));
+    if (*code != '\0') return RESULT_OK;
+    return orvkit::failNoEnum("VR", vr, "DcDict::getVr");
+}
+
+int DcDict::getVrDef(const char* code, DICT_VR& vr) const {
+    if (code == nullptr) return orvkit::failNull("DcDict::getVrDef");
+    vr = VR_UNKNOWN;
+    if (std::strlen(code) != 2) return RESULT_DICT_NOT_FOUND;
+    const DICT_VR found = vrOfCode(code[0], code[1]);
+    if (found == DICT_VR{}) return RESULT_DICT_NOT_FOUND;
+    vr = found;
+    return RESULT_OK;
+}
+
+int DcDict::getVrLen(DICT_VR vr, int& length) const {
+    const DcDictVrFacts facts = vrFacts(vr);
+    length = facts.length;
+    return facts.ok ? RESULT_OK : failNoFacts(vr, "DcDict::getVrLen");
+}
+
+int DcDict::getVrSize(DICT_VR vr, DICT_VR_SIZE& size) const {
+    const DcDictVrFacts facts = vrFacts(vr);
+    size = facts.size;
+    return facts.ok ? RESULT_OK : failNoFacts(vr, "DcDict::getVrSize");
+}

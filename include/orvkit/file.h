@@ -1,0 +1,79 @@
+// Part 10 files: preamble, "DICM", file meta information and a data set (PS3.10 7).
+#ifndef ORVKIT_FILE_H
+#define ORVKIT_FILE_H
+
+#include <cstdio>
+
+#include "orvkit/dirrec.h"
+#include "orvkit/elemlist.h"
+#include "orvkit/export.h"
+#include "orvkit/uids.h"
+
+// The file meta information (PS3.10 7.1). Texts hold one character more than their limit, for the NUL.
+class ORVKIT_API DcDirMetaInfo {
+  public:
+    DcDirMetaInfo();
+    DcDirMetaInfo(const DcDirMetaInfo& other);
+    // Copies everything, the private information included.
+    DcDirMetaInfo& operator=(const DcDirMetaInfo& other);
+    ~DcDirMetaInfo();
+
+    // Clears every field and frees the private information.
+    void reset();
+    // 22541 null, 22533 file that cannot be opened.
+    int printInfo(FILE* file);
+    int printInfo(const char* path, const char* mode);
+
+    unsigned char preamble[128];
+    unsigned short version;          // (0002,0001); 0x0001 is the only one written
+    DICT_UID sopClassUid;            // (0002,0002)
+    char sopInstanceUid[65];         // (0002,0003)
+    DICT_UID transferSyntax;         // (0002,0010)
+    char implClassUid[65];           // (0002,0012)
+    char implVersionName[17];        // (0002,0013)
+    char sourceAeTitle[17];          // (0002,0016)
+    char privateInfoCreatorUid[65];  // (0002,0100)
+    unsigned char* privateInfo;      // (0002,0102), owned, from new[]
+    unsigned int privateInfoLen;     // bytes
+};
+
+// `end` receives the offset of the data set's first byte.
+// 22530 not a Part 10 file or no meta information, 22532 read error, 22533 cannot be opened, 22536 cannot be
+// examined, 22539 meta information that cannot be decoded, 22541 null argument, 5671 out of memory.
+ORVKIT_API int dirReadFileMetaInfo(const char* path, DcDirMetaInfo& meta, unsigned int& end);
+ORVKIT_API int dirReadFileMetaInfo(unsigned char* buf, unsigned int length, DcDirMetaInfo& meta,
+                                   unsigned int& end);
+// The record as it may be written: checks it and fills in the implementation's identity where that is
+// empty. 22539 incomplete, 5128 not a transfer syntax (both LOG_ERROR).
+ORVKIT_API int dirCheckMetaInfo(DcDirMetaInfo& meta);
+
+// Meta information and the whole data set. What was read before an error stays. 22535 above the size
+// limit, 5671 out of memory, the codes of dirReadFileMetaInfo and of DcElemList::parse.
+ORVKIT_API int dirReadFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset);
+ORVKIT_API int dirReadFile(unsigned char* buf, unsigned int length, DcDirMetaInfo& meta, DcElemList& dataset);
+// Everything up to Pixel Data, whose bytes are not read: `pixelOffset` receives the file offset of their
+// first byte and `pixelLength` their number; for encapsulated pixel data the length up to, and without, the
+// Sequence Delimitation Item. -1 and 0 without Pixel Data. Either may be null.
+ORVKIT_API int dirReadNonPixelElem(const char* path, DcDirMetaInfo& meta, DcElemList& dataset,
+                                   int* pixelOffset, int* pixelLength);
+
+// Writes a file in the transfer syntax of the record. Pixel data held in a file or behind a handle is
+// copied from there. A write error leaves a partial file: write under another name and rename where that
+// matters. 22533 cannot be opened, 22535 above the size limit, 22539, 5128, 5671, 22541 null path; 22532 when
+// the bytes cannot be read or written in full (LOG_ERROR).
+ORVKIT_API int dirWriteFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset);
+// Builds the file in memory from a data set that holds group 0002 itself; `buf` holds getBufSize of the data
+// set and 132 bytes, `length` receives the size. 22539 missing element, 22541 null.
+ORVKIT_API int dirWriteFile(unsigned char* buf, unsigned int& length, DcElemList& dataset);
+
+ORVKIT_API int dirFileMetaInfoToElemList(DcDirMetaInfo& meta, DcElemList& dataset);
+ORVKIT_API int dirElemListToFileMetaInfo(DcElemList& dataset, DcDirMetaInfo& meta);
+
+// Largest file that is read or written, in bytes; initially 536870912. 22535 below 1.
+ORVKIT_API int dirSetMaxFileSize(int bytes);
+
+// The text of a DICOMDIR record type ("PATIENT") and back. 22541 null, 22537 unknown.
+ORVKIT_API int dirGetDesc(DIR_REC type, char* text);
+ORVKIT_API int dirGetType(const char* text, DIR_REC& type);
+
+#endif

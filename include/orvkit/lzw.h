@@ -1,0 +1,34 @@
+// The codec of the private transfer syntax "orvKIT5 LZW".
+//
+// A stream is a header of 8 bytes and a run of variable-width codes:
+//
+//   offset  size  content
+//        0     2  magic 1F 9D
+//        2     1  low 5 bits: widest code in bits (written as 16); bit 7: block mode (written as set)
+//        3     1  0
+//        4     4  length of the uncompressed data, little endian (not used when decoding)
+//        8     .  codes, least significant bit first, 9 to 16 bits wide
+//
+// Codes stand in groups of 8, so that a group of width w takes w bytes; a change of width starts a new group.
+// In block mode code 256 clears the string table and leaves the width as it is.
+//
+// Both functions may run in several threads at once: the tables belong to the thread, are allocated on its
+// first use (about half a megabyte each) and freed when it ends. Failures are logged at LOG_ERROR.
+#ifndef ORVKIT_LZW_H
+#define ORVKIT_LZW_H
+
+#include "orvkit/export.h"
+
+// Compresses `inLen` bytes. `outLen` gives the room at `out`; afterwards `out` points behind what was
+// written and `outLen` holds the number of bytes written. Noise grows by more than a fifth.
+// 5638 null argument, 5666 `out` too small, 5671 no memory.
+ORVKIT_API int lzwEncode(const unsigned char* in, unsigned int inLen, unsigned char*& out,
+                         unsigned int& outLen);
+
+// Restores what lzwEncode compressed. `*outLen` gives the room at `out` and afterwards the number of bytes
+// produced, also after a failure; bytes of `out` behind those may have been overwritten.
+// 5638 null argument, 5664 bad header, 5666 `out` too small, 5667 corrupt stream, 5671 no memory.
+ORVKIT_API int lzwDecode(const unsigned char* in, unsigned int inLen, unsigned char* out,
+                         unsigned int* outLen);
+
+#endif

@@ -1,0 +1,232 @@
+// Writing Part 10 files (PS3.10 7).
+#include <algorithm>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <new>
+#include <vector>
+
+#include "dataset/elem_access.h"
+#include "dataset/raw_walker.h"
+#include "foundation/fail.h"
+#include "media/meta_info.h"
+#include "media/pixel_copy.h"
+#include "orvkit/sequence.h"
+#include "platform/file.h"
+
+using orvkit::ElemAccess;
+using orvkit::fail;
+using orvkit::RawHeader;
+using orvkit::RawMode;
+using orvkit::RawStep;
+using orvkit::RawWalker;
+
+namespace {
+
+constexpr const char* kReporter = "dirWriteFile";
+constexpr std::size_t kWriteChunk = 1048576;
+constexpr unsigned char kDelimitation[orvkit::kDelimitationSize] = {0xFE, 0xFF, 0xDD, 0xE0, 0, 0, 0, 0};
+
+struct Release {
+    void operator()(unsigned char* p) const noexcept { ::operator delete(p); }
+};
+using Block = std::unique_ptr<unsigned char, Release>;
+
+// Takes the elements of some groups out of a data set and puts them back, whatever happens in between.
+class Aside {
+  public:
+    Aside(DcElemList& dataset, unsigned int lastGroup) : dataset_(dataset) {
+        for (DcElem* e = dataset.first(); e != nullptr;) {
+            DcElem* const next = e->next();
+            const unsigned int group = ElemAccess::tag(*e) >> 16;
+            if (group > lastGroup) break;
+            if (group == 0x0000 || group == 0x0002) {
+                (void)dataset.subtract(e);
+                taken_.push_back(e);
+            }
+            e = next;
+        }
+    }
+    ~Aside() {
+        // From the back, so that each goes to the front at once. The callback an element had stays its own.
+        for (auto it = taken_.rbegin(); it != taken_.rend(); ++it) {
+            void* const context = ElemAccess::exceptionContext(**it);
+            const DcElemValueExceptionCB callback = ElemAccess::exceptionCB(**it);
+            (void)dataset_.add(*it);
+            (void)(*it)->registerValueExceptionCB(context, callback);
+        }
+    }
+    Aside(const Aside&) = delete;
+    Aside& operator=(const Aside&) = delete;
+
+  private:
+    DcElemList& dataset_;
+    std::vector<DcElem*> taken_;
+};
+
+int takeIdentity(DcDirMetaInfo& meta, DcElemList& dataset) {
+    if (meta.sopClassUid == UID_NONE) {
+        const int result = dataset.getValue(orvkit::kTagSopClass, meta.sopClassUid, 0);
+        if (result != RESULT_OK) {
+            return fail(result, LOG_ERROR, kReporter,
+                        "Missing or invalid T_0008_0016_sopClassUid in Element List");
+        }
+    }
+    if (meta.sopInstanceUid[0] == '\0') {
+        const int result = dataset.getValue(orvkit::kTagSopInstance, meta.sopInstanceUid,
+                                         static_cast<int>(sizeof meta.sopInstanceUid), 0);
+        if (result != RESULT_OK) {
+            return fail(result, LOG_ERROR, kReporter,
+                        "Missing or invalid T_0008_0018_sopInstanceUid in Element List");
+        }
+    }
+    return RESULT_OK;
+}
+
+int checkSize(const DcElemList& dataset) {
+    unsigned int size = 0;
+    const int result = dataset.getBufSize(size, TAG_LIST_END);
+    if (result != RESULT_OK) return DIR_FILE_SIZE;  // more than any limit, and logged
+    if (size <= static_cast<unsigned int>(orvkit::maxFileSize())) return RESULT_OK;
+    return fail(DIR_FILE_SIZE, LOG_ERROR, kReporter, "File size exceeds limit of %g Mbytes",
+                orvkit::megabytes(orvkit::maxFileSize()));
+}
+
+// The elements whose values stand in other files, in order. Inside of sequences there is no way to write them:
+// the lengths around them are those of what was framed.
+int findDiskElems(DcElemList& dataset, const char* path, std::vector<DcElem*>& onDisk) {
+    std::vector<DcElem*> open{dataset.first()};  // the next element of each level
+    while (!open.empty()) {
+        DcElem* const e = open.back();
+        if (e == nullptr) {
+            open.pop_back();
+            continue;
+        }
+        open.back() = e->next();
+        if (ElemAccess::isSequence(*e)) {
+            for (auto* item = static_cast<DcElemSq*>(e)->first(); item != nullptr; item = item->next()) {
+                open.push_back(item->getElemList().first());
+            }
+        } else if (orvkit::isHeldOnDisk(*e)) {
+            if (open.size() > 1) {
+                return fail(ELEM_VALUE_REFUSED, LOG_ERROR, kReporter,
+                            "Element (%04x,%04x) - disk based raw buffers cannot be written in a sequence",
+                            ElemAccess::tag(*e) >> 16, ElemAccess::tag(*e) & 0xFFFF);
+            }
+            onDisk.push_back(e);
+        }
+    }
+    // Opening the file for writing would destroy what is to be copied.
+    for (const DcElem* e : onDisk) {
+        for (const DcBuf* b = ElemAccess::firstBuf(*e); b != nullptr; b = b->next()) {
+            std::error_code ignored;
+            if (b->getType() == BUF_FILE && b->getFileName() != nullptr &&
+                std::filesystem::equivalent(path, b->getFileName(), ignored)) {
+                return fail(DIR_OPEN, LOG_ERROR, kReporter, "File '%s' holds the pixel data to be written", path);
+            }
+        }
+    }
+    return RESULT_OK;
+}
+
+int write(int handle, std::span<const unsigned char> bytes) {
+    while (!bytes.empty()) {
+        const auto chunk = bytes.first(std::min(bytes.size(), kWriteChunk));
+        if (!orvkit::platform::writeAll(handle, chunk.data(), chunk.size())) {
+            return fail(DIR_READ_WRITE, LOG_ERROR, kReporter, "Write error, disk may be full");
+        }
+        bytes = bytes.subspan(chunk.size());
+    }
+    return RESULT_OK;
+}
+
+// Writes what was framed; behind the header of each element that is held on disk go its bytes.
+int writeSpliced(int handle, std::span<const unsigned char> framed, std::size_t start, DICT_UID xferSyn,
+                 std::span<DcElem* const> onDisk) {
+    std::size_t written = 0;
+    orvkit::SpanSource source(framed);
+    RawWalker walker(source, start, framed.size(), RawMode::of(xferSyn));
+    RawHeader h;
+    while (!onDisk.empty() && walker.peek(h) == RawStep::element) {
+        if (h.tag != ElemAccess::tag(*onDisk.front())) {
+            if (!walker.skip(h)) return walker.report(kReporter);
+            continue;
+        }
+        const auto upTo = static_cast<std::size_t>(h.valueOffset);
+        int result = write(handle, framed.subspan(written, upTo - written));
+        if (result == RESULT_OK) result = orvkit::copyPixels(handle, *onDisk.front(), xferSyn, kReporter);
+        if (result == RESULT_OK && h.length == orvkit::kLengthUndefined) result = write(handle, kDelimitation);
+        if (result != RESULT_OK) return result;
+        written = upTo;
+        walker.setPosition(upTo);
+        onDisk = onDisk.subspan(1);
+    }
+    return write(handle, framed.subspan(written));
+}
+
+// Preamble, "DICM" and meta information at the beginning of a block.
+int frameMeta(DcDirMetaInfo& meta, DcElemList& group, unsigned char* block, std::size_t& used) {
+    std::memcpy(block, meta.preamble, orvkit::kPreambleSize);
+    std::memcpy(block + orvkit::kPreambleSize, "DICM", 4);
+    unsigned int length = 0;
+    const int result = group.frame(block + orvkit::kMetaOffset, length, UID_LITTLE_ENDIAN_EXPLICIT);
+    used = orvkit::kMetaOffset + std::size_t{length};
+    return result;
+}
+
+}  // namespace
+
+int dirWriteFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset) {
+    if (path == nullptr) return fail(DIR_NULL_ARGUMENT, LOG_NOTICE, kReporter, "Null argument passed");
+    int result = takeIdentity(meta, dataset);
+    if (result == RESULT_OK) result = dirCheckMetaInfo(meta);
+    if (result == RESULT_OK) result = checkSize(dataset);
+    std::vector<DcElem*> onDisk;
+    if (result == RESULT_OK) result = findDiskElems(dataset, path, onDisk);
+    if (result != RESULT_OK) return result;
+
+    const orvkit::platform::FileHandle file = orvkit::platform::createWrite(path);
+    if (!file) return fail(DIR_OPEN, LOG_ERROR, kReporter, "Error opening file - '%s'", path);
+
+    // The command group has no place in a file, and the meta group is the record's.
+    const Aside aside(dataset, 0x0002);
+    DcElemList group;
+    (void)dirFileMetaInfoToElemList(meta, group);
+    unsigned int groupSize = 0;
+    unsigned int dataSize = 0;
+    (void)group.getBufSize(groupSize, TAG_LIST_END);
+    (void)dataset.getBufSize(dataSize, TAG_LIST_END);
+    const std::size_t size = orvkit::kMetaOffset + std::size_t{groupSize} + dataSize;
+    const Block block(static_cast<unsigned char*>(::operator new(size, std::nothrow)));
+    if (block == nullptr) {
+        return fail(ELEM_NO_MEMORY, LOG_ERROR, kReporter, "file '%s', unable to allocated 0x%x (%d) bytes of memory",
+                    path, dataSize, static_cast<int>(dataSize));
+    }
+    std::size_t start = 0;
+    if (result = frameMeta(meta, group, block.get(), start); result != RESULT_OK) return result;
+    result = dataset.frame(block.get() + start, dataSize, meta.transferSyntax);
+    if (result != RESULT_OK) return result;
+    return writeSpliced(file.get(), {block.get(), start + dataSize}, start, meta.transferSyntax, onDisk);
+}
+
+int dirWriteFile(unsigned char* buf, unsigned int& length, DcElemList& dataset) {
+    length = 0;
+    if (buf == nullptr) return fail(DIR_NULL_ARGUMENT, LOG_NOTICE, kReporter, "Null argument passed");
+    for (const unsigned int tag : {orvkit::kTagMetaLength, orvkit::kTagMetaVersion, orvkit::kTagMetaSopClass,
+                                   orvkit::kTagMetaSopInstance, orvkit::kTagMetaTransferSyntax}) {
+        if (dataset.getElem(tag, static_cast<DcElem**>(nullptr)) == RESULT_OK) continue;
+        char name[64];
+        (void)Dict.getDesc(tag, name);
+        return fail(DIR_META_INFO, LOG_ERROR, kReporter, "Element %s missing", name);
+    }
+    DICT_UID xferSyn = UID_NONE;
+    if (dataset.getValue(orvkit::kTagMetaTransferSyntax, xferSyn, 0) != RESULT_OK) {
+        return fail(DIR_META_INFO, LOG_ERROR, kReporter, "Invalid value in T_0002_0010_transferSyntaxUid");
+    }
+    const Aside aside(dataset, 0x0000);
+    std::memset(buf, 0, orvkit::kPreambleSize);
+    std::memcpy(buf + orvkit::kPreambleSize, "DICM", 4);
+    const int result = dataset.frame(buf + orvkit::kMetaOffset, length, xferSyn);
+    length += orvkit::kMetaOffset;
+    return result;
+}

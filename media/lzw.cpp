@@ -1,0 +1,363 @@
+#include "orvkit/lzw.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <span>
+#include <vector>
+
+#include "foundation/bytes.h"
+#include "foundation/fail.h"
+
+namespace {
+
+using orvkit::ByteOrder;
+using orvkit::fail;
+using orvkit::loadAt;
+using orvkit::storeAt;
+
+constexpr std::size_t headerSize = 8;
+constexpr unsigned char magic[] = {0x1F, 0x9D};
+constexpr unsigned char blockMode = 0x80;
+constexpr unsigned char widthMask = 0x1F;
+constexpr unsigned int minWidth = 9;
+constexpr unsigned int maxWidth = 16;
+constexpr unsigned int clearCode = 256;
+// The encoder clears its table when the next free code gets here; a decoder may meet every code of 16 bits.
+constexpr unsigned int encoderCodes = 61440;
+constexpr unsigned int decoderCodes = 65536;
+
+constexpr unsigned int largestCode(unsigned int width) noexcept {
+    return (1U << width) - 1;
+}
+
+// ---- encoding -------------------------------------------------------------------------------------------
+
+// The strings of the encoder: (code of the prefix, next byte) to code. Only what is found in it matters to
+// the stream, not how. Open addressing with at most half of the slots in use.
+class Dictionary {
+  public:
+    // The code, or 0 with `slot` set to where the string is to be entered.
+    std::uint32_t find(std::uint32_t prefix, std::uint32_t byte, std::uint32_t& slot) const noexcept {
+        const std::uint32_t key = prefix << 8 | byte;
+        slot = key * 0x9E3779B1U >> (32 - slotBits);
+        while (slots_[slot].code != 0) {
+            if (slots_[slot].key == key) return slots_[slot].code;
+            slot = (slot + 1) % slots;
+        }
+        return 0;
+    }
+    void enter(std::uint32_t slot, std::uint32_t prefix, std::uint32_t byte, std::uint32_t code) noexcept {
+        slots_[slot] = {prefix << 8 | byte, code};
+    }
+    void clear() noexcept { slots_.fill({}); }
+
+  private:
+    struct Entry {
+        std::uint32_t key;
+        std::uint32_t code;
+    };
+    static constexpr unsigned int slotBits = 17;
+    static constexpr std::uint32_t slots = 1U << slotBits;
+    std::array<Entry, slots> slots_;
+};
+
+// Packs codes behind the header. A change of width would have to fill up the group of 8 codes, but here it
+// never finds one begun: 256 codes are written 9 bits wide, and 512, 1024 and so on in the wider ones.
+class CodeWriter {
+  public:
+    explicit CodeWriter(std::span<unsigned char> room) noexcept : room_(room) {}
+
+    bool header(std::uint32_t length) noexcept {
+        if (room_.size() < headerSize) return false;
+        orvkit::ByteWriter w(room_, ByteOrder::little);
+        w.bytes(magic, sizeof magic);
+        w.u8(blockMode | maxWidth);
+        w.u8(0);
+        w.u32(length);
+        at_ = widthBegin_ = headerSize;
+        return true;
+    }
+    bool put(std::uint32_t code) noexcept {
+        bits_ |= std::uint64_t{code} << bitCount_;
+        bitCount_ += width_;
+        if (bitCount_ < 32) return true;
+        if (room_.size() - at_ < 4) return false;
+        storeAt(room_.data() + at_, static_cast<std::uint32_t>(bits_), ByteOrder::little);
+        at_ += 4;
+        bits_ >>= 32;
+        bitCount_ -= 32;
+        return true;
+    }
+    void widen() noexcept {
+        ++width_;
+        widthBegin_ = at_ + bitCount_ / 8;
+    }
+    bool flush() noexcept {
+        const std::size_t bytes = (bitCount_ + 7) / 8;
+        if (room_.size() - at_ < bytes) return false;
+        for (std::size_t i = 0; i < bytes; ++i) room_[at_++] = static_cast<unsigned char>(bits_ >> (8 * i));
+        return true;
+    }
+    unsigned int width() const noexcept { return width_; }
+    std::size_t size() const noexcept { return at_; }
+    // What is left after a failure: the groups that found room.
+    std::size_t wholeGroups() const noexcept {
+        return at_ == 0 ? 0 : widthBegin_ + (room_.size() - widthBegin_) / width_ * width_;
+    }
+
+  private:
+    std::span<unsigned char> room_;
+    std::size_t at_ = 0;
+    std::size_t widthBegin_ = 0;
+    std::uint64_t bits_ = 0;
+    unsigned int bitCount_ = 0;
+    unsigned int width_ = minWidth;
+};
+
+bool encode(std::span<const unsigned char> in, CodeWriter& out, Dictionary& dictionary) noexcept {
+    if (!out.header(static_cast<std::uint32_t>(in.size()))) return false;
+    dictionary.clear();
+    std::uint32_t nextFree = clearCode + 1;
+    const unsigned char* p = in.data();
+    const unsigned char* const end = p + in.size();
+    while (p != end) {
+        std::uint32_t prefix = *p++;
+        for (;;) {
+            if (p == end) return out.put(prefix) && out.flush();
+            const std::uint32_t byte = *p++;
+            std::uint32_t slot;
+            if (const std::uint32_t code = dictionary.find(prefix, byte, slot)) {
+                prefix = code;
+                continue;
+            }
+            if (!out.put(prefix)) return false;
+            if (nextFree == encoderCodes) {
+                if (!out.put(byte) || !out.put(clearCode)) return false;
+                dictionary.clear();
+                nextFree = clearCode + 1;
+                break;
+            }
+            dictionary.enter(slot, prefix, byte, nextFree);
+            if (nextFree > largestCode(out.width())) out.widen();
+            ++nextFree;
+            prefix = byte;
+        }
+    }
+    return out.flush();
+}
+
+// ---- decoding -------------------------------------------------------------------------------------------
+
+// Takes codes from the stream behind the header.
+class CodeReader {
+  public:
+    explicit CodeReader(std::span<const unsigned char> codes) noexcept
+        : codes_(codes), end_(std::uint64_t{codes.size()} * 8) {}
+
+    bool next(std::uint32_t& code) noexcept {
+        if (at_ + width_ > end_) return false;
+        const std::size_t byte = at_ / 8;
+        code = static_cast<std::uint32_t>(word(byte) >> at_ % 8) & largestCode(width_);
+        at_ += width_;
+        return true;
+    }
+    // Goes on behind the current group.
+    void widen() noexcept {
+        const std::uint64_t group = std::uint64_t{width_} * 8;
+        const std::uint64_t begun = (at_ - widthBegin_) % group;
+        if (begun != 0) at_ += group - begun;
+        widthBegin_ = at_;
+        ++width_;
+    }
+    unsigned int width() const noexcept { return width_; }
+
+  private:
+    std::uint32_t word(std::size_t byte) const noexcept {
+        if (codes_.size() - byte >= sizeof(std::uint32_t)) {
+            return loadAt<std::uint32_t>(codes_.data() + byte, ByteOrder::little);
+        }
+        unsigned char last[sizeof(std::uint32_t)] = {};
+        std::copy(codes_.begin() + static_cast<std::ptrdiff_t>(byte), codes_.end(), last);
+        return loadAt<std::uint32_t>(last, ByteOrder::little);
+    }
+
+    std::span<const unsigned char> codes_;
+    std::uint64_t end_;  // all positions in bits
+    std::uint64_t at_ = 0;
+    std::uint64_t widthBegin_ = 0;
+    unsigned int width_ = minWidth;
+};
+
+// A string of the decoder is a piece of what it has already written.
+struct Piece {
+    std::uint32_t at;
+    std::uint32_t length;
+};
+
+struct Strings {
+    std::array<Piece, decoderCodes + 1> piece;
+    std::array<unsigned char, 256 + 15> bytes;
+    Strings() noexcept {
+        for (unsigned int i = 0; i < 256; ++i) {
+            piece[i] = {0, 1};
+            bytes[i] = static_cast<unsigned char>(i);
+        }
+    }
+};
+
+class Decoder {
+  public:
+    Decoder(std::span<const unsigned char> codes, unsigned char flags, unsigned char* out, std::uint32_t room,
+            Strings& strings) noexcept
+        : reader_(codes),
+          strings_(strings),
+          out_(out),
+          room_(room),
+          limit_(largestCode(flags & widthMask)),
+          clears_((flags & blockMode) != 0) {}
+
+    int run() noexcept {
+        std::uint32_t code;
+        while (reader_.next(code)) {
+            // The first code, and the one behind a CLEAR, stands for a byte.
+            if (at_ == room_) return noRoom();
+            out_[at_] = static_cast<unsigned char>(code);
+            last_ = {at_++, 1};
+            nextFree_ = clears_ ? clearCode + 1 : clearCode;
+            bool cleared = false;
+            if (const int result = strings(cleared)) return result;
+            if (!cleared) break;
+        }
+        return RESULT_OK;
+    }
+    std::uint32_t size() const noexcept { return at_; }
+
+  private:
+    static constexpr std::uint32_t chunk = 16;
+
+    int strings(bool& cleared) noexcept {
+        std::uint32_t code;
+        bool frozen = false;
+        while (reader_.next(code)) {
+            if (code == clearCode && clears_) {
+                cleared = true;
+                return RESULT_OK;
+            }
+            // The string that this code completes: the last one and the byte that is to come.
+            strings_.piece[nextFree_] = {last_.at, last_.length + 1};
+            if (code >= nextFree_) {
+                if (code > nextFree_) {
+                    return fail(ELEM_LZW_CODE, LOG_ERROR, "lzwDecode", "Code 0x%04x not found", code);
+                }
+                // That byte is then the last string's own first.
+                if (at_ < room_) out_[at_] = out_[last_.at];
+            }
+            if (!copy(code)) return noRoom();
+            if (frozen) continue;
+            if (nextFree_ > limit_) return fail(ELEM_LZW_CODE, LOG_ERROR, "lzwDecode", "Insufficient codes");
+            if (nextFree_ == largestCode(reader_.width())) {
+                if (nextFree_ < limit_) {
+                    reader_.widen();
+                } else {
+                    frozen = true;
+                }
+            }
+            ++nextFree_;
+        }
+        return RESULT_OK;
+    }
+
+    // Writes a code's string; what has no room is left out, and the answer is false.
+    bool copy(std::uint32_t code) noexcept {
+        const Piece piece = strings_.piece[code];
+        const unsigned char* from = code < 256 ? strings_.bytes.data() + code : out_ + piece.at;
+        unsigned char* to = out_ + at_;
+        last_ = {at_, piece.length};
+        const std::uint32_t room = room_ - at_;
+        if (piece.length <= chunk && room >= chunk) {
+            std::memcpy(to, from, chunk);
+        } else if (room >= chunk && piece.length <= room - chunk) {
+            for (std::uint32_t done = 0; done < piece.length; done += chunk) {
+                unsigned char block[chunk];
+                std::memcpy(block, from + done, chunk);
+                std::memcpy(to + done, block, chunk);
+            }
+        } else {
+            std::copy_n(from, std::min(piece.length, room), to);
+            if (piece.length > room) {
+                at_ = room_;
+                return false;
+            }
+        }
+        at_ += piece.length;
+        return true;
+    }
+
+    static int noRoom() noexcept {
+        return fail(ELEM_LZW_OUTPUT, LOG_ERROR, "lzwDecode", "Insufficient buffer size");
+    }
+
+    CodeReader reader_;
+    Strings& strings_;
+    unsigned char* out_;
+    std::uint32_t room_;
+    std::uint32_t at_ = 0;
+    std::uint32_t limit_;
+    std::uint32_t nextFree_ = 0;
+    Piece last_ = {};
+    bool clears_;
+};
+
+// Tables of the calling thread, made when it first needs them; null without memory.
+template <typename Table>
+Table* threadTable() noexcept {
+    thread_local std::unique_ptr<Table> table;
+    if (!table) table.reset(new (std::nothrow) Table);
+    return table.get();
+}
+
+}  // namespace
+
+int lzwEncode(const unsigned char* in, unsigned int inLen, unsigned char*& out, unsigned int& outLen) {
+    if ((in == nullptr && inLen != 0) || (out == nullptr && outLen != 0)) {
+        return fail(ELEM_NULL_ARGUMENT, LOG_VALIDATION, "lzwEncode", "Null argument passed");
+    }
+    Dictionary* const dictionary = threadTable<Dictionary>();
+    if (dictionary == nullptr) {
+        return fail(ELEM_NO_MEMORY, LOG_ERROR, "lzwEncode", "Memory allocation failed");
+    }
+    CodeWriter writer({out, outLen});
+    const bool complete = encode({in, inLen}, writer, *dictionary);
+    outLen = static_cast<unsigned int>(complete ? writer.size() : writer.wholeGroups());
+    out += outLen;
+    if (complete) return RESULT_OK;
+    return fail(ELEM_LZW_OUTPUT, LOG_ERROR, "putCode", "Insufficient buffer size");
+}
+
+int lzwDecode(const unsigned char* in, unsigned int inLen, unsigned char* out, unsigned int* outLen) {
+    if (outLen == nullptr || (in == nullptr && inLen != 0) || (out == nullptr && *outLen != 0)) {
+        return fail(ELEM_NULL_ARGUMENT, LOG_VALIDATION, "lzwDecode", "Null argument passed");
+    }
+    const unsigned int room = *outLen;
+    *outLen = 0;
+    if (inLen < headerSize || !std::equal(std::begin(magic), std::end(magic), in)) {
+        return fail(ELEM_LZW_HEADER, LOG_ERROR, "lzwDecode", "Bad magic number");
+    }
+    const unsigned int width = in[2] & widthMask;
+    if (width > maxWidth) {
+        return fail(ELEM_LZW_HEADER, LOG_ERROR, "lzwDecode", "Max bitsize %u (0x%x) exceeds limit", width,
+                    width);
+    }
+    Strings* const strings = threadTable<Strings>();
+    if (strings == nullptr) {
+        return fail(ELEM_NO_MEMORY, LOG_ERROR, "lzwDecode", "Memory allocation failed");
+    }
+    Decoder decoder({in + headerSize, inLen - headerSize}, in[2], out, room, *strings);
+    const int result = decoder.run();
+    *outLen = decoder.size();
+    return result;
+}

@@ -1,0 +1,221 @@
+// The file meta information as a record (PS3.10 7.1).
+#include "media/meta_info.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include "dataset/elem_access.h"
+#include "foundation/fail.h"
+
+using orvkit::ElemAccess;
+using orvkit::fail;
+
+namespace {
+
+constexpr int kDefaultMaxFileSize = 536870912;
+constexpr char kUidRoot[] = "1.3.6.1.4.1.70707";
+constexpr char kImplVersionName[] = "Vantorell orvKIT";
+
+std::atomic<int> sizeLimit{kDefaultMaxFileSize};
+
+const char* uidName(DICT_UID uid) {
+    const DcDictUidInfo* info = Dict.findUid(uid);
+    return info != nullptr ? info->desc : "";
+}
+
+template <std::size_t N>
+void readText(const DcElemList& list, unsigned int tag, char (&text)[N]) {
+    text[0] = '\0';
+    DcElem* e = nullptr;
+    if (list.getElem(tag, &e) != RESULT_OK || e->getValueCount() == 0) return;
+    (void)e->getValue(text, static_cast<int>(N), 0);
+}
+
+// The bytes of a raw element that is held in memory.
+std::span<const unsigned char> readBytes(const DcElemList& list, unsigned int tag) {
+    DcElem* e = nullptr;
+    if (list.getElem(tag, &e) != RESULT_OK || !orvkit::isRawVr(ElemAccess::vr(*e))) return {};
+    const DcBuf* b = ElemAccess::firstBuf(*e);
+    if (b == nullptr || b->getType() != BUF_MEMORY || b->getBuf() == nullptr) return {};
+    return {static_cast<const unsigned char*>(b->getBuf()), b->getLen()};
+}
+
+// false without memory.
+bool setPrivateInfo(DcDirMetaInfo& meta, std::span<const unsigned char> bytes) {
+    unsigned char* copy = nullptr;
+    if (!bytes.empty()) {
+        copy = new (std::nothrow) unsigned char[bytes.size()];
+        if (copy == nullptr) return false;
+        std::memcpy(copy, bytes.data(), bytes.size());
+    }
+    delete[] meta.privateInfo;
+    meta.privateInfo = copy;
+    meta.privateInfoLen = static_cast<unsigned int>(bytes.size());
+    return true;
+}
+
+}  // namespace
+
+int orvkit::maxFileSize() noexcept { return sizeLimit.load(std::memory_order_relaxed); }
+double orvkit::megabytes(int bytes) noexcept { return bytes * 9.5367431640625e-07; }
+
+const char* orvkit::uidText(DICT_UID uid) noexcept {
+    const DcDictUidInfo* info = Dict.findUid(uid);
+    return info != nullptr ? info->uid : "";
+}
+
+int dirSetMaxFileSize(int bytes) {
+    if (bytes < 1) {
+        return fail(DIR_FILE_SIZE, LOG_VALIDATION, "dirSetMaxFileSize", "Invalid file size limit %d", bytes);
+    }
+    sizeLimit.store(bytes, std::memory_order_relaxed);
+    return RESULT_OK;
+}
+
+// ---- the record ------------------------------------------------------------------------------------------------
+
+DcDirMetaInfo::DcDirMetaInfo() : privateInfo(nullptr) { reset(); }
+
+DcDirMetaInfo::DcDirMetaInfo(const DcDirMetaInfo& other) : privateInfo(nullptr) {
+    reset();
+    *this = other;
+}
+
+DcDirMetaInfo& DcDirMetaInfo::operator=(const DcDirMetaInfo& other) {
+    if (this == &other) return *this;
+    std::copy(std::begin(other.preamble), std::end(other.preamble), preamble);
+    version = other.version;
+    sopClassUid = other.sopClassUid;
+    transferSyntax = other.transferSyntax;
+    std::copy(std::begin(other.sopInstanceUid), std::end(other.sopInstanceUid), sopInstanceUid);
+    std::copy(std::begin(other.implClassUid), std::end(other.implClassUid), implClassUid);
+    std::copy(std::begin(other.implVersionName), std::end(other.implVersionName), implVersionName);
+    std::copy(std::begin(other.sourceAeTitle), std::end(other.sourceAeTitle), sourceAeTitle);
+    std::copy(std::begin(other.privateInfoCreatorUid), std::end(other.privateInfoCreatorUid),
+              privateInfoCreatorUid);
+    const std::size_t length = other.privateInfo != nullptr ? other.privateInfoLen : 0;
+    if (!setPrivateInfo(*this, {other.privateInfo, length})) (void)setPrivateInfo(*this, {});
+    return *this;
+}
+
+DcDirMetaInfo::~DcDirMetaInfo() { delete[] privateInfo; }
+
+void DcDirMetaInfo::reset() {
+    std::memset(preamble, 0, sizeof preamble);
+    version = 0;
+    sopClassUid = UID_NONE;
+    transferSyntax = UID_NONE;
+    std::memset(sopInstanceUid, 0, sizeof sopInstanceUid);
+    std::memset(implClassUid, 0, sizeof implClassUid);
+    std::memset(implVersionName, 0, sizeof implVersionName);
+    std::memset(sourceAeTitle, 0, sizeof sourceAeTitle);
+    std::memset(privateInfoCreatorUid, 0, sizeof privateInfoCreatorUid);
+    (void)setPrivateInfo(*this, {});
+}
+
+int DcDirMetaInfo::printInfo(FILE* file) {
+    if (file == nullptr) {
+        return fail(DIR_NULL_ARGUMENT, LOG_VALIDATION, "DcDirMetaInfo::printInfo", "Null argument passed");
+    }
+    std::fprintf(file, "            File Meta Header\n\n");
+    std::fprintf(file, "    Version         - 0x%04x\n", version);
+    std::fprintf(file, "    Class UID       - %s (%s)\n", orvkit::uidText(sopClassUid), uidName(sopClassUid));
+    std::fprintf(file, "    Instance UID    - %s\n", sopInstanceUid);
+    std::fprintf(file, "    Transfer Syntax - %s (%s)\n", orvkit::uidText(transferSyntax),
+                 uidName(transferSyntax));
+    std::fprintf(file, "    Impl. Class UID - %s\n", implClassUid);
+    std::fprintf(file, "    Impl. Ver. Name - %s\n", implVersionName);
+    std::fprintf(file, "    Source AE Title - %s\n", sourceAeTitle);
+    std::fprintf(file, "\n");
+    return RESULT_OK;
+}
+
+int DcDirMetaInfo::printInfo(const char* path, const char* mode) {
+    constexpr const char* reporter = "DcDirMetaInfo::printInfo";
+    if (path == nullptr || mode == nullptr) {
+        return fail(DIR_NULL_ARGUMENT, LOG_VALIDATION, reporter, "Null argument passed");
+    }
+    const std::unique_ptr<FILE, int (*)(FILE*)> file(std::fopen(path, mode), [](FILE* f) {
+        return f != nullptr ? std::fclose(f) : 0;
+    });
+    if (file == nullptr) {
+        return fail(DIR_OPEN, LOG_VALIDATION, reporter, "Error opening file %s in mode %s", path, mode);
+    }
+    return printInfo(file.get());
+}
+
+// ---- checks ----------------------------------------------------------------------------------------------------
+
+int dirCheckMetaInfo(DcDirMetaInfo& meta) {
+    constexpr const char* reporter = "dirCheckMetaInfo";
+    if (meta.version != 1) {
+        return fail(DIR_META_INFO, LOG_ERROR, reporter, "Invalid version number - 0x%04x", meta.version);
+    }
+    if (meta.sopClassUid == UID_NONE) return fail(DIR_META_INFO, LOG_ERROR, reporter, "SOP Class UID not set");
+    if (meta.sopInstanceUid[0] == '\0') {
+        return fail(DIR_META_INFO, LOG_ERROR, reporter, "SOP Instance UID not set");
+    }
+    const DcDictUidInfo* syntax = Dict.findUid(meta.transferSyntax);
+    if (syntax == nullptr || syntax->type != UID_TYPE_XFER_SYN) {
+        return fail(RESULT_DICT_NOT_XFER_SYN, LOG_ERROR, reporter, "'%s' is not a Transfer Syntax UID",
+                    orvkit::uidText(meta.transferSyntax));
+    }
+    if (meta.implClassUid[0] == '\0') {
+        std::snprintf(meta.implClassUid, sizeof meta.implClassUid, "%s.%d.%d.%d", kUidRoot, 4, 8, 10);
+    }
+    if (meta.implVersionName[0] == '\0') {
+        std::snprintf(meta.implVersionName, sizeof meta.implVersionName, "%s", kImplVersionName);
+    }
+    return RESULT_OK;
+}
+
+// ---- to elements and back --------------------------------------------------------------------------------------
+
+int dirFileMetaInfoToElemList(DcDirMetaInfo& meta, DcElemList& dataset) {
+    unsigned char version[2] = {static_cast<unsigned char>(meta.version >> 8),
+                                static_cast<unsigned char>(meta.version & 0xFF)};
+    const auto raw = [&dataset](unsigned int tag, void* bytes, unsigned int length) {
+        (void)dataset.add(new DcElem(tag, bytes, length, UID_LITTLE_ENDIAN_EXPLICIT, VR_OB, 0));
+    };
+    const auto text = [&dataset](unsigned int tag, const char* value) {
+        if (value[0] != '\0') (void)dataset.add(new DcElem(tag, value));
+    };
+    const auto uid = [&dataset](unsigned int tag, DICT_UID value) {
+        (void)dataset.add(value != UID_NONE ? new DcElem(tag, value)
+                                            : new DcElem(tag, nullptr, 0, UID_NONE, VR_IM, 0));
+    };
+    (void)dataset.add(new DcElem(orvkit::kTagMetaLength, 0u));
+    raw(orvkit::kTagMetaVersion, version, sizeof version);
+    uid(orvkit::kTagMetaSopClass, meta.sopClassUid);
+    (void)dataset.add(new DcElem(orvkit::kTagMetaSopInstance, meta.sopInstanceUid));
+    uid(orvkit::kTagMetaTransferSyntax, meta.transferSyntax);
+    (void)dataset.add(new DcElem(orvkit::kTagMetaImplClass, meta.implClassUid));
+    text(orvkit::kTagMetaImplVersion, meta.implVersionName);
+    text(orvkit::kTagMetaSourceAe, meta.sourceAeTitle);
+    text(orvkit::kTagMetaPrivateCreator, meta.privateInfoCreatorUid);
+    if (meta.privateInfo != nullptr && meta.privateInfoLen != 0) {
+        raw(orvkit::kTagMetaPrivateInfo, meta.privateInfo, meta.privateInfoLen);
+    }
+    return RESULT_OK;
+}
+
+int dirElemListToFileMetaInfo(DcElemList& dataset, DcDirMetaInfo& meta) {
+    const auto version = readBytes(dataset, orvkit::kTagMetaVersion);
+    meta.version = version.size() < 2 ? 0 : static_cast<unsigned short>(version[0] * 256 + version[1]);
+    meta.sopClassUid = UID_NONE;
+    meta.transferSyntax = UID_NONE;
+    (void)dataset.getValue(orvkit::kTagMetaSopClass, meta.sopClassUid, 0);
+    (void)dataset.getValue(orvkit::kTagMetaTransferSyntax, meta.transferSyntax, 0);
+    readText(dataset, orvkit::kTagMetaSopInstance, meta.sopInstanceUid);
+    readText(dataset, orvkit::kTagMetaImplClass, meta.implClassUid);
+    readText(dataset, orvkit::kTagMetaImplVersion, meta.implVersionName);
+    readText(dataset, orvkit::kTagMetaSourceAe, meta.sourceAeTitle);
+    readText(dataset, orvkit::kTagMetaPrivateCreator, meta.privateInfoCreatorUid);
+    if (!setPrivateInfo(meta, readBytes(dataset, orvkit::kTagMetaPrivateInfo))) {
+        return fail(ELEM_NO_MEMORY, LOG_ERROR, "dirElemListToFileMetaInfo", "unable to allocate memory");
+    }
+    return RESULT_OK;
+}

@@ -1,0 +1,106 @@
+#include "media/pixel_copy.h"
+
+#include <algorithm>
+
+#include "dataset/elem_access.h"
+#include "foundation/bytes.h"
+#include "foundation/fail.h"
+#include "platform/file.h"
+
+namespace orvkit {
+
+namespace {
+
+constexpr std::size_t kCopyChunk = 65536;
+
+// Bytes in a unit whose order differs between the buffer and the stream, else 1.
+std::size_t swapUnit(DICT_VR vr, DICT_UID from, DICT_UID to) {
+    if ((from == UID_BIG_ENDIAN_EXPLICIT) == (to == UID_BIG_ENDIAN_EXPLICIT)) return 1;
+    return vr == VR_OW ? 2 : vr == VR_OF ? 4 : 1;
+}
+
+template <typename T>
+void swapAll(std::span<unsigned char> bytes) {
+    for (std::size_t at = 0; at + sizeof(T) <= bytes.size(); at += sizeof(T)) {
+        storeAt(bytes.data() + at, loadAt<T>(bytes.data() + at, ByteOrder::big), ByteOrder::little);
+    }
+}
+
+int failRead(const char* reporter) {
+    return fail(DIR_READ_WRITE, LOG_ERROR, reporter, "Error in reading pixel data");
+}
+int failWrite(const char* reporter) {
+    return fail(DIR_READ_WRITE, LOG_ERROR, reporter, "Write error, disk may be full");
+}
+
+int copySwapped(int from, std::int64_t offset, int to, std::int64_t length, std::size_t unit,
+                const char* reporter) {
+    unsigned char chunk[kCopyChunk];
+    while (length > 0) {
+        const auto want = static_cast<std::size_t>(std::min<std::int64_t>(length, kCopyChunk));
+        if (platform::readAt(from, chunk, want, offset) != static_cast<std::int64_t>(want)) {
+            return failRead(reporter);
+        }
+        if (unit == 2) {
+            swapAll<std::uint16_t>({chunk, want});
+        } else {
+            swapAll<std::uint32_t>({chunk, want});
+        }
+        if (!platform::writeAll(to, chunk, want)) return failWrite(reporter);
+        offset += static_cast<std::int64_t>(want);
+        length -= static_cast<std::int64_t>(want);
+    }
+    return RESULT_OK;
+}
+
+int copyPlain(int from, std::int64_t offset, int to, std::int64_t length, const char* reporter) {
+    const std::int64_t copied = platform::copyRange(from, offset, to, length);
+    if (copied == length) return RESULT_OK;
+    if (copied >= 0) return failRead(reporter);
+    unsigned char probe;
+    return platform::readAt(from, &probe, 1, offset) == 1 ? failWrite(reporter) : failRead(reporter);
+}
+
+int copyBuffer(int to, const DcBuf& b, DICT_VR vr, DICT_UID xferSyn, const char* reporter) {
+    platform::FileHandle opened;
+    int from = b.getHandle();
+    if (b.getType() == BUF_FILE) {
+        const char* const name = b.getFileName() != nullptr ? b.getFileName() : "";
+        platform::FileInfo info;
+        // A pipe would keep the opener waiting.
+        if (platform::examine(name, info) && info.kind == platform::FileKind::regular) {
+            opened = platform::openRead(name);
+        }
+        if (!opened) return fail(DIR_OPEN, LOG_ERROR, reporter, "Error opening pixel data file %s", name);
+        from = opened.get();
+    }
+    if (b.getOffset() < 0) {
+        return fail(DIR_READ_WRITE, LOG_ERROR, reporter, "lseek error in pixel data file, offset - %d",
+                    b.getOffset());
+    }
+    const std::size_t unit = swapUnit(vr, b.getXferSyn(), xferSyn);
+    return unit == 1 ? copyPlain(from, b.getOffset(), to, b.getLen(), reporter)
+                     : copySwapped(from, b.getOffset(), to, b.getLen(), unit, reporter);
+}
+
+}  // namespace
+
+bool isHeldOnDisk(const DcElem& element) noexcept {
+    const DcBuf* const first = isRawVr(ElemAccess::vr(element)) ? ElemAccess::firstBuf(element) : nullptr;
+    if (first == nullptr || (first->getType() != BUF_FILE && first->getType() != BUF_HANDLE)) return false;
+    for (const DcBuf* b = first; b != nullptr; b = b->next()) {
+        if (b->getType() != first->getType()) return false;
+    }
+    return true;
+}
+
+int copyPixels(int to, const DcElem& element, DICT_UID xferSyn, const char* reporter) {
+    const DICT_VR vr = ElemAccess::vr(element);
+    for (const DcBuf* b = ElemAccess::firstBuf(element); b != nullptr; b = b->next()) {
+        const int result = copyBuffer(to, *b, vr, xferSyn, reporter);
+        if (result != RESULT_OK) return result;
+    }
+    return RESULT_OK;
+}
+
+}  // namespace orvkit

@@ -1,0 +1,18 @@
+// Values that stand in files of their own, on their way into another file.
+#ifndef ORVKIT_MEDIA_PIXEL_COPY_H
+#define ORVKIT_MEDIA_PIXEL_COPY_H
+
+#include "orvkit/elem.h"
+
+namespace orvkit {
+
+// Whether all of a raw element's buffers are files, or all are handles.
+bool isHeldOnDisk(const DcElem& element) noexcept;
+
+// Appends the bytes of all buffers to `to`, in the byte order of the stream. Logs failures under that name;
+// 22533 a file that cannot be opened, 22532 bytes that cannot be read or written.
+int copyPixels(int to, const DcElem& element, DICT_UID xferSyn, const char* reporter);
+
+}  // namespace orvkit
+
+#endif

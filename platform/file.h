@@ -1,0 +1,101 @@
+// What a platform must implement: files behind low-level handles.
+//
+// A handle is the C runtime's small integer, -1 for none. Offsets and sizes count bytes and have 64 bits.
+// Paths are never null. Calls that were interrupted go on by themselves. After a failure errno tells why.
+// Different handles may be used by different threads at once.
+#ifndef ORVKIT_PLATFORM_FILE_H
+#define ORVKIT_PLATFORM_FILE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <ctime>
+#include <utility>
+
+namespace orvkit::platform {
+
+// Closes a handle; errors of the close are not told (use sync before, where they matter). -1 is allowed.
+void closeHandle(int handle) noexcept;
+
+// Owns a handle and closes it.
+class FileHandle {
+  public:
+    FileHandle() noexcept = default;
+    explicit FileHandle(int handle) noexcept : handle_(handle) {}
+    FileHandle(FileHandle&& other) noexcept : handle_(other.release()) {}
+    FileHandle& operator=(FileHandle&& other) noexcept {
+        reset(other.release());
+        return *this;
+    }
+    FileHandle(const FileHandle&) = delete;
+    FileHandle& operator=(const FileHandle&) = delete;
+    ~FileHandle() { closeHandle(handle_); }
+
+    int get() const noexcept { return handle_; }
+    explicit operator bool() const noexcept { return handle_ != -1; }
+    // Hands the handle to the caller.
+    [[nodiscard]] int release() noexcept { return std::exchange(handle_, -1); }
+    void reset(int handle = -1) noexcept { closeHandle(std::exchange(handle_, handle)); }
+
+  private:
+    int handle_ = -1;
+};
+
+// Open in binary mode, not inherited by child processes; an empty FileHandle on failure. Directories may
+// open for reading and then fail to be read: ask `examine` for the kind.
+FileHandle openRead(const char* path) noexcept;
+// Made if absent, emptied if present.
+FileHandle createWrite(const char* path) noexcept;
+// Fails when the path exists.
+FileHandle createNew(const char* path) noexcept;
+// Made if absent; writes go to the end.
+FileHandle openAppend(const char* path) noexcept;
+// Another handle on the same open file, with the same file position; errno EBADF: not a handle, EMFILE: no
+// handle left.
+FileHandle duplicate(int handle) noexcept;
+
+// Read `length` bytes at `offset` (the file position stays) or at the file position (which moves on). Give
+// the number of bytes read, smaller only at the end of the file; -1 on failure.
+std::int64_t readAt(int handle, void* data, std::size_t length, std::int64_t offset) noexcept;
+std::int64_t read(int handle, void* data, std::size_t length) noexcept;
+
+// Writes everything at the file position, or fails.
+bool writeAll(int handle, const void* data, std::size_t length) noexcept;
+
+// Moves the file position, counted from the start; false on failure.
+bool seek(int handle, std::int64_t offset) noexcept;
+// The file position; -1 on failure.
+std::int64_t tell(int handle) noexcept;
+
+// Appends `length` bytes of one file, from `offset`, at the file position of another, by the fastest way that
+// the system has. The position of `from` stays. Gives the number of bytes copied, smaller only when `from`
+// ends early; -1 on failure.
+std::int64_t copyRange(int from, std::int64_t offset, int to, std::int64_t length) noexcept;
+
+enum class FileKind : unsigned char { regular, directory, other };
+
+struct FileInfo {
+    std::int64_t size = 0;
+    FileKind kind = FileKind::other;
+    std::time_t created = 0;  // or the time of the last change of status, where nothing better is known
+    std::time_t modified = 0;
+};
+
+// What the system knows about an open file or a path (links are followed); false on failure.
+bool examine(int handle, FileInfo& info) noexcept;
+bool examine(const char* path, FileInfo& info) noexcept;
+
+// Waits until what was written is on the disk; false on failure.
+bool sync(int handle) noexcept;
+// The same for a file's entry in its directory, after it was made or renamed.
+bool syncEntry(const char* path) noexcept;
+
+// Replaces `to` in one step if it exists; both on the same file system. False on failure.
+bool rename(const char* from, const char* to) noexcept;
+bool remove(const char* path) noexcept;
+
+// Switches a handle that others opened, such as standard output, to binary mode; false on failure.
+bool setBinary(int handle) noexcept;
+
+}  // namespace orvkit::platform
+
+#endif

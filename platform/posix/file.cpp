@@ -1,0 +1,181 @@
+#include "platform/file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <string>
+
+namespace orvkit::platform {
+
+namespace {
+
+// Systems refuse or cut larger requests.
+constexpr std::size_t largestRequest = std::size_t{1} << 30;
+constexpr mode_t readableByAll = 0666;  // less what the user's mask takes away
+
+FileHandle openWith(const char* path, int flags) noexcept {
+    int handle;
+    do {
+        handle = ::open(path, flags | O_CLOEXEC, readableByAll);
+    } while (handle == -1 && errno == EINTR);
+    return FileHandle(handle);
+}
+
+// Calls `once(bytes done, bytes wanted)`, which reads or writes some, until nothing is left or the file ends.
+template <typename Once>
+std::int64_t transfer(std::size_t length, Once once) noexcept {
+    std::size_t done = 0;
+    while (done < length) {
+        const ssize_t n = once(done, std::min(length - done, largestRequest));
+        if (n < 0 && errno == EINTR) continue;
+        if (n < 0) return -1;
+        if (n == 0) break;
+        done += static_cast<std::size_t>(n);
+    }
+    return static_cast<std::int64_t>(done);
+}
+
+FileKind kindOf(mode_t mode) noexcept {
+    if (S_ISREG(mode)) return FileKind::regular;
+    return S_ISDIR(mode) ? FileKind::directory : FileKind::other;
+}
+
+bool fill(FileInfo& info, int result, const struct stat& status) noexcept {
+    if (result != 0) return false;
+    info.size = status.st_size;
+    info.kind = kindOf(status.st_mode);
+    info.created = status.st_ctime;
+    info.modified = status.st_mtime;
+    return true;
+}
+
+}  // namespace
+
+void closeHandle(int handle) noexcept {
+    if (handle == -1) return;
+    const int reason = errno;  // of what failed before the handle was given up
+    ::close(handle);
+    errno = reason;
+}
+
+FileHandle openRead(const char* path) noexcept {
+    return openWith(path, O_RDONLY);
+}
+FileHandle createWrite(const char* path) noexcept {
+    return openWith(path, O_WRONLY | O_CREAT | O_TRUNC);
+}
+FileHandle createNew(const char* path) noexcept {
+    return openWith(path, O_WRONLY | O_CREAT | O_EXCL);
+}
+FileHandle openAppend(const char* path) noexcept {
+    return openWith(path, O_WRONLY | O_CREAT | O_APPEND);
+}
+FileHandle duplicate(int handle) noexcept {
+    return FileHandle(::fcntl(handle, F_DUPFD_CLOEXEC, 0));
+}
+
+std::int64_t readAt(int handle, void* data, std::size_t length, std::int64_t offset) noexcept {
+    return transfer(length, [=](std::size_t done, std::size_t wanted) {
+        return ::pread(handle, static_cast<char*>(data) + done, wanted,
+                       static_cast<off_t>(offset) + static_cast<off_t>(done));
+    });
+}
+
+std::int64_t read(int handle, void* data, std::size_t length) noexcept {
+    return transfer(length, [=](std::size_t done, std::size_t wanted) {
+        return ::read(handle, static_cast<char*>(data) + done, wanted);
+    });
+}
+
+bool writeAll(int handle, const void* data, std::size_t length) noexcept {
+    const std::int64_t written = transfer(length, [=](std::size_t done, std::size_t wanted) {
+        return ::write(handle, static_cast<const char*>(data) + done, wanted);
+    });
+    return written == static_cast<std::int64_t>(length);
+}
+
+bool seek(int handle, std::int64_t offset) noexcept {
+    return ::lseek(handle, offset, SEEK_SET) == offset;
+}
+std::int64_t tell(int handle) noexcept {
+    return ::lseek(handle, 0, SEEK_CUR);
+}
+
+namespace {
+
+std::int64_t copyThroughMemory(int from, std::int64_t offset, int to, std::int64_t length) noexcept {
+    char block[std::size_t{64} << 10];
+    std::int64_t copied = 0;
+    while (copied < length) {
+        const std::int64_t want = std::min<std::int64_t>(length - copied, sizeof block);
+        const std::int64_t got = readAt(from, block, static_cast<std::size_t>(want), offset + copied);
+        if (got < 0 || !writeAll(to, block, static_cast<std::size_t>(got))) return -1;
+        copied += got;
+        if (got < want) break;
+    }
+    return copied;
+}
+
+}  // namespace
+
+std::int64_t copyRange(int from, std::int64_t offset, int to, std::int64_t length) noexcept {
+    std::int64_t copied = 0;
+#if defined(__linux__)
+    // Inside the kernel, where the two file systems allow it; what that leaves goes through memory.
+    while (copied < length) {
+        off64_t at = offset + copied;
+        const std::size_t want =
+            static_cast<std::size_t>(std::min<std::int64_t>(length - copied, largestRequest));
+        const ssize_t n = ::copy_file_range(from, &at, to, nullptr, want, 0);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) break;
+        copied += n;
+    }
+#endif
+    if (copied == length) return copied;
+    const std::int64_t rest = copyThroughMemory(from, offset + copied, to, length - copied);
+    return rest < 0 ? -1 : copied + rest;
+}
+
+bool examine(int handle, FileInfo& info) noexcept {
+    struct stat status = {};
+    return fill(info, ::fstat(handle, &status), status);
+}
+
+bool examine(const char* path, FileInfo& info) noexcept {
+    struct stat status = {};
+    return fill(info, ::stat(path, &status), status);
+}
+
+bool sync(int handle) noexcept {
+    return ::fsync(handle) == 0;
+}
+
+bool syncEntry(const char* path) noexcept {
+    try {
+        const std::string whole(path);
+        const std::size_t slash = whole.rfind('/');
+        const std::string folder = slash == std::string::npos ? "." : whole.substr(0, slash + 1);
+        const FileHandle handle = openWith(folder.c_str(), O_RDONLY | O_DIRECTORY);
+        return handle && ::fsync(handle.get()) == 0;
+    } catch (...) {
+        errno = ENOMEM;
+        return false;
+    }
+}
+
+bool rename(const char* from, const char* to) noexcept {
+    return ::rename(from, to) == 0;
+}
+bool remove(const char* path) noexcept {
+    return ::unlink(path) == 0;
+}
+bool setBinary(int) noexcept {
+    return true;
+}
+
+}  // namespace orvkit::platform

@@ -1,0 +1,330 @@
+// The block decoder: layouts, leniencies, refusals, and inputs made to be slow or deep.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "dataset/elem_access.h"
+#include "dataset/elemlist_access.h"
+#include "orvkit/elemlist.h"
+#include "orvkit/result.h"
+#include "orvkit/sequence.h"
+#include "support/capture_log.h"
+#include "support/stream.h"
+
+using std::string;
+
+namespace {
+
+constexpr DICT_UID kSyntaxes[] = {UID_LITTLE_ENDIAN_IMPLICIT, UID_LITTLE_ENDIAN_EXPLICIT,
+                                  UID_BIG_ENDIAN_EXPLICIT};
+
+int decode(DcElemList& list, Stream s, DICT_UID xferSyn) {
+    unsigned int length = s.size();
+    return list.decode(s.data(), length, xferSyn);
+}
+
+string text(DcElemList& list, unsigned int tag) {
+    char buffer[128];
+    return list.getValue(tag, buffer, 127, 0) == RESULT_OK ? buffer : "<none>";
+}
+
+string rawBytes(DcElemList& list, unsigned int tag) {
+    DcElem* e = nullptr;
+    if (list.getElem(tag, &e) != RESULT_OK) return "<none>";
+    string all;
+    for (DcBuf* b = orvkit::ElemAccess::firstBuf(*e); b != nullptr; b = b->next()) {
+        all.append(static_cast<char*>(b->getBuf()), b->getLen());
+    }
+    return all;
+}
+
+DICT_VR vrOf(const DcElemList& list, unsigned int tag) {
+    DcElem* e = nullptr;
+    return list.getElem(tag, &e) == RESULT_OK ? e->getVr() : VR_UNKNOWN;
+}
+
+DcElemSq* sequence(const DcElemList& list, unsigned int tag) {
+    DcElemSq* sq = nullptr;
+    return list.getElem(tag, &sq) == RESULT_OK ? sq : nullptr;
+}
+
+std::vector<unsigned char> frame(DcElemList& list, DICT_UID xferSyn) {
+    unsigned int size = 0;
+    list.getBufSize(size, static_cast<unsigned int*>(nullptr));
+    std::vector<unsigned char> out(size);
+    unsigned int used = 0;
+    EXPECT_EQ(list.frame(out.data(), used, xferSyn), RESULT_OK);
+    EXPECT_LE(used, size);
+    out.resize(used);
+    return out;
+}
+
+struct Fault {
+    int result;
+    unsigned int offset;
+    std::vector<unsigned int> path;
+    string text;
+};
+
+class Faults {
+  public:
+    Faults() {
+        elemListRegisterFaultCB(this, [](void* self, const DcElemFault& f) {
+            static_cast<Faults*>(self)->all.push_back(
+                {f.result, f.offset, {f.path, f.path + f.pathLength}, f.text});
+        });
+    }
+    ~Faults() { elemListRegisterFaultCB(nullptr, nullptr); }
+    std::vector<Fault> all;
+};
+
+}  // namespace
+
+TEST(Decode, UndefinedLengthsBecomeDefinedOnes) {
+    for (const DICT_UID x : kSyntaxes) {
+        Stream in(x);
+        in.elem(0x00080005, "CS", "ISO_IR 100");
+        in.header(0x00081140, "SQ", Stream::undefined);
+        in.item(Stream::undefined).elem(0x00081150, "UI", string("1.2\0", 4));
+        in.header(0x00081199, "SQ", Stream::undefined).item(0).endSequence();
+        in.endItem().item(12).elem(0x00081155, "UI", "1.23").endSequence();
+        in.elem(0x00100010, "PN", "Doe^J ");
+
+        Stream out(x);
+        out.elem(0x00080005, "CS", "ISO_IR 100");
+        Stream first(x);
+        first.elem(0x00081150, "UI", string("1.2\0", 4)).header(0x00081199, "SQ", 8).item(0);
+        out.header(0x00081140, "SQ", first.size() + 8 + 8 + 12).item(first.size()).add(first);
+        out.item(12).elem(0x00081155, "UI", "1.23").elem(0x00100010, "PN", "Doe^J ");
+
+        DcElemList list;
+        ASSERT_EQ(decode(list, in, x), RESULT_OK);
+        EXPECT_EQ(frame(list, x), out.bytes()) << x;
+        DcElemList again;
+        ASSERT_EQ(decode(again, out, x), RESULT_OK);
+        EXPECT_EQ(frame(again, x), out.bytes()) << x;
+    }
+}
+
+TEST(Decode, GroupsWithASyntaxOfTheirOwn) {
+    Stream in(UID_BIG_ENDIAN_EXPLICIT);
+    in.add(Stream(UID_LITTLE_ENDIAN_IMPLICIT).elem(0x00000100, "US", string("\x30\0", 2)));
+    in.add(Stream().elem(0x00020010, "UI", "1.22"));
+    in.elem(0x00280010, "US", string("\x01\x02", 2));
+    DcElemList list;
+    ASSERT_EQ(decode(list, in, UID_BIG_ENDIAN_EXPLICIT), RESULT_OK);
+    unsigned short v = 0;
+    EXPECT_EQ(list.getValue(0x00000100u, v, 0), RESULT_OK);
+    EXPECT_EQ(v, 0x30);
+    EXPECT_EQ(text(list, 0x00020010), "1.22");
+    EXPECT_EQ(list.getValue(0x00280010u, v, 0), RESULT_OK);
+    EXPECT_EQ(v, 0x0102);
+    EXPECT_EQ(frame(list, UID_BIG_ENDIAN_EXPLICIT), in.bytes());
+}
+
+TEST(Decode, OrderIsForgivenForKnownTagsOnly) {
+    CaptureLog log;
+    DcElemList list;
+    Stream in;
+    in.elem(0x00100020, "LO", "ID").elem(0x00100010, "PN", "AB").elem(0x00100010, "PN", "CD");
+    EXPECT_EQ(decode(list, in, UID_LITTLE_ENDIAN_EXPLICIT), RESULT_OK);
+    EXPECT_EQ(text(list, 0x00100010), "CD");
+    EXPECT_EQ(list.count(), 2);
+    EXPECT_TRUE(log.tookOnly(LOG_VALIDATION, "DcElemList::add",
+                             "Element (0010,0010) added again, previous instance deleted"));
+    in.elem(0x00091011, "LO", "XY").elem(0x00091010, "LO", "XY").elem(0x00280010, "US", "AB");
+    DcElemList cut;
+    EXPECT_EQ(decode(cut, in, UID_LITTLE_ENDIAN_EXPLICIT), ELEM_VALUE_REFUSED);
+    EXPECT_EQ(cut.count(), 2);
+    EXPECT_TRUE(log.has(LOG_ERROR, "processElemListDM",
+                        "Elements out of order, last - 0x00100010, this - 0x00091011"));
+}
+
+TEST(Decode, LettersThatAreNoVr) {
+    CaptureLog log;
+    Stream in;
+    in.tag(0x00080070).raw("??").u16(4).raw("ACME");
+    in.tag(0x00091001).raw("ZZ").u16(0).u32(2).raw("ab");
+    in.elem(0x00100010, "PN", "AB");
+    DcElemList list;
+    EXPECT_EQ(decode(list, in, UID_LITTLE_ENDIAN_EXPLICIT), RESULT_OK);
+    EXPECT_EQ(text(list, 0x00080070), "ACME");
+    EXPECT_EQ(vrOf(list, 0x00091001), VR_UN);
+    EXPECT_EQ(rawBytes(list, 0x00091001), "ab");
+    EXPECT_EQ(text(list, 0x00100010), "AB");
+    EXPECT_TRUE(log.tookOnly(LOG_VALIDATION, "processElemListDM",
+                             "Invalid VR for T_0008_0070_manufacturer, substituted VR from Dictionary"));
+}
+
+TEST(Decode, ImplicitUnknownTagsAreSequencesWhenTheyLookLikeOnes) {
+    Stream in(UID_LITTLE_ENDIAN_IMPLICIT);
+    in.elem(0x00090010, "LO", "CREATOR ");
+    in.header(0x00091001, "", 18).item(10).elem(0x00080070, "", "AB");
+    in.elem(0x00091002, "", "plain bytes!");
+    DcElemList list;
+    ASSERT_EQ(decode(list, in, UID_LITTLE_ENDIAN_IMPLICIT), RESULT_OK);
+    ASSERT_NE(sequence(list, 0x00091001), nullptr);
+    EXPECT_EQ(text(sequence(list, 0x00091001)->first()->getElemList(), 0x00080070), "AB");
+    EXPECT_EQ(rawBytes(list, 0x00091002), "plain bytes!");
+    EXPECT_EQ(vrOf(list, 0x00090010), VR_LO);
+}
+
+TEST(Decode, AFailedSequenceInAnImplicitStreamIsKeptAsBytes) {
+    CaptureLog log;
+    Stream in(UID_LITTLE_ENDIAN_IMPLICIT);
+    in.header(0x00081140, "SQ", 12).raw("this is none");
+    in.header(0x00081199, "SQ", Stream::undefined).raw("nor this").endSequence();
+    in.elem(0x00100010, "", "AB");
+    DcElemList list;
+    EXPECT_EQ(decode(list, in, UID_LITTLE_ENDIAN_IMPLICIT), RESULT_OK);
+    EXPECT_EQ(rawBytes(list, 0x00081140), "this is none");
+    EXPECT_EQ(rawBytes(list, 0x00081199), "nor this");
+    EXPECT_EQ(text(list, 0x00100010), "AB");
+    EXPECT_TRUE(log.has(LOG_NOTICE, "processSqValueDM",
+                        "Invalid tag 0x68747369, expecting Sequence Item at offset 0x8"));
+
+    DcElemList explicitList;
+    Stream bad;
+    bad.header(0x00081140, "SQ", 12).raw("this is none");
+    EXPECT_EQ(decode(explicitList, bad, UID_LITTLE_ENDIAN_EXPLICIT), UTIL_MALFORMED);
+}
+
+TEST(Decode, EncapsulatedPixelDataIsMeasured) {
+    Stream in;
+    in.header(0x7FE00010, "OB", Stream::undefined).item(0).item(4).raw("jpeg").endSequence();
+    DcElemList list;
+    ASSERT_EQ(decode(list, in, UID_JPEG_BASELINE), RESULT_OK);
+    EXPECT_EQ(rawBytes(list, 0x7FE00010).size(), 8u + 12u);
+    EXPECT_EQ(frame(list, UID_JPEG_BASELINE), in.bytes());
+    DcElem* e = nullptr;
+    ASSERT_EQ(list.getElem(0x7FE00010u, &e), RESULT_OK);
+    EXPECT_EQ(e->getXferSyn(), UID_JPEG_BASELINE);
+}
+
+TEST(Decode, UnOfUndefinedLengthIsAWholeSequence) {
+    Stream inner(UID_LITTLE_ENDIAN_IMPLICIT);
+    inner.item(Stream::undefined).header(0x00081140, "", Stream::undefined).item(0).endSequence().endItem();
+    Stream in;
+    in.header(0x00091001, "UN", Stream::undefined).add(inner).endSequence().elem(0x00100010, "PN", "AB");
+    DcElemList list;
+    ASSERT_EQ(decode(list, in, UID_LITTLE_ENDIAN_EXPLICIT), RESULT_OK);
+    EXPECT_EQ(rawBytes(list, 0x00091001).size(), inner.size());
+    EXPECT_EQ(text(list, 0x00100010), "AB");
+}
+
+TEST(Decode, EveryTruncationGivesACodeAndKeepsWhatCameBefore) {
+    for (const DICT_UID x : kSyntaxes) {
+        Stream in(x);
+        in.elem(0x00080005, "CS", "ISO_IR 100").header(0x00081140, "SQ", Stream::undefined);
+        in.item(Stream::undefined).elem(0x00081150, "UI", "1.23").endItem().endSequence();
+        in.elem(0x00091001, "OW", "abcd").elem(0x00104000, "LT", "text").elem(0x7FE00010, "OW", "pixels");
+        for (unsigned int cut = 0; cut < in.size(); ++cut) {
+            CaptureLog log;
+            const std::vector<unsigned char> copy(in.bytes().begin(), in.bytes().begin() + cut);
+            DcElemList list;
+            unsigned int length = cut;
+            const int result = list.parse(const_cast<unsigned char*>(copy.data()), length, x);
+            EXPECT_LE(length, cut);
+            const bool first = cut >= 8u + 10u;
+            EXPECT_EQ(text(list, 0x00080005), first ? "ISO_IR 100" : "<none>") << cut << " " << result;
+        }
+    }
+}
+
+TEST(Decode, FaultsAreToldWithPathAndOffset) {
+    CaptureLog log;
+    Faults faults;
+    Stream in;
+    in.header(0x00081140, "SQ", Stream::undefined).item(8).elem(0x00081150, "UI", "").item(100);
+    DcElemList list;
+    EXPECT_EQ(decode(list, in, UID_LITTLE_ENDIAN_EXPLICIT), ELEM_VALUE_REFUSED);
+    ASSERT_EQ(faults.all.size(), 1u);
+    EXPECT_EQ(faults.all[0].path, (std::vector<unsigned int>{0x00081140, 1, 0xFFFEE000}));
+    EXPECT_EQ(faults.all[0].offset, 12u + 8u + 8u);
+    EXPECT_NE(sequence(list, 0x00081140), nullptr);
+
+    Stream value;
+    value.header(0x00081140, "SQ", 8 + 12).item(12).elem(0x00080020, "DA", "2024");
+    DcElemList other;
+    faults.all.clear();
+    EXPECT_EQ(decode(other, value, UID_LITTLE_ENDIAN_EXPLICIT), RESULT_OK);
+    ASSERT_EQ(faults.all.size(), 1u);
+    EXPECT_EQ(faults.all[0].path, (std::vector<unsigned int>{0x00081140, 1, 0x00080020}));
+    EXPECT_EQ(faults.all[0].offset, 20u);
+    EXPECT_EQ(faults.all[0].text, "Element (0008,0020) - short string '2024', should be 8 digits");
+}
+
+// ---- made to hurt
+// -------------------------------------------------------------------------------------------
+
+TEST(DecodeHostile, AMillionLevelsAreRefused) {
+    for (const DICT_UID x : kSyntaxes) {
+        Stream in(x);
+        for (int i = 0; i < 1000000; ++i)
+            in.header(0x00081140, "SQ", Stream::undefined).item(Stream::undefined);
+        CaptureLog log;
+        DcElemList list;
+        EXPECT_EQ(decode(list, in, x), ELEM_VALUE_REFUSED);
+        EXPECT_EQ(log.lines().size(), 1u);
+    }
+}
+
+TEST(DecodeHostile, AThousandLevelsAreReadWrittenAndPrinted) {
+    for (const DICT_UID x : kSyntaxes) {
+        Stream in(x);
+        for (int i = 0; i < 1000; ++i) in.header(0x00081140, "SQ", Stream::undefined).item(Stream::undefined);
+        in.elem(0x00100010, "PN", "AB");
+        for (int i = 0; i < 1000; ++i) in.endItem().endSequence();
+        DcElemList list;
+        ASSERT_EQ(decode(list, in, x), RESULT_OK);
+        const auto out = frame(list, x);
+        DcElemList again;
+        auto length = static_cast<unsigned int>(out.size());
+        ASSERT_EQ(again.decode(const_cast<unsigned char*>(out.data()), length, x), RESULT_OK);
+        EXPECT_EQ(list.printNodeList("/dev/null", "w", PRINT_NODE_TREE), RESULT_OK);
+        EXPECT_EQ(list.printNodeList("/dev/null", "w", PRINT_NODE_FLAT), RESULT_OK);
+    }
+}
+
+TEST(DecodeHostile, NestedFailuresDoNotMultiply) {
+    // Each sequence fails behind an inner one, and what lies behind the first delimiter is read again by
+    // every level.
+    logActivate(LOG_NOTICE, LOG_OFF);
+    logActivate(LOG_ERROR, LOG_OFF);
+    logActivate(LOG_VALIDATION, LOG_OFF);
+    for (const int levels : {20, 200, 1000}) {
+        Stream in(UID_LITTLE_ENDIAN_IMPLICIT);
+        for (int i = 0; i < levels; ++i) {
+            in.header(0x00081140, "SQ", Stream::undefined).item(Stream::undefined);
+            in.header(0x00081199, "SQ", Stream::undefined).raw("bad!bad!").endSequence();
+        }
+        in.raw(string(20000, 'x'));
+        DcElemList list;
+        const auto start = std::chrono::steady_clock::now();
+        (void)decode(list, in, UID_LITTLE_ENDIAN_IMPLICIT);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20)) << levels;
+    }
+    for (const LOG_MSG level : {LOG_NOTICE, LOG_VALIDATION, LOG_ERROR}) logActivate(level, LOG_ON);
+}
+
+TEST(DecodeHostile, KnownTagsInAnyOrderStayFast) {
+    // Private creators are known to the dictionary, so that their order is forgiven.
+    Stream in;
+    unsigned int state = 1;
+    for (int i = 0; i < 200000; ++i) {
+        state = state * 1664525 + 1013904223;
+        in.header(((state >> 8) & 0xFFFE0000u) | 0x00110000u | (0x10 + (state >> 10) % 0xE0), "LO", 0);
+    }
+    CaptureLog log;
+    DcElemList list;
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(decode(list, in, UID_LITTLE_ENDIAN_EXPLICIT), RESULT_OK);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
+    unsigned int before = 0;
+    for (DcElem* e = list.first(); e != nullptr; e = e->next()) {
+        EXPECT_GT(orvkit::ElemAccess::tag(*e), before);
+        before = orvkit::ElemAccess::tag(*e);
+    }
+}

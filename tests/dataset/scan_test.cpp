@@ -1,0 +1,502 @@
+// Raw scanning: where elements stand and end in encoded bytes.
+#include "orvkit/scan.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdio>
+#include <memory>
+#include <vector>
+
+#include "orvkit/log.h"
+#include "orvkit/result.h"
+#include "support/capture_log.h"
+#include "support/stream.h"
+
+namespace {
+
+constexpr DICT_UID kImplicit = UID_LITTLE_ENDIAN_IMPLICIT;
+constexpr DICT_UID kExplicit = UID_LITTLE_ENDIAN_EXPLICIT;
+constexpr DICT_UID kBig = UID_BIG_ENDIAN_EXPLICIT;
+constexpr unsigned int kRows = 0x00280010;
+constexpr unsigned int kSequence = 0x00081140;
+constexpr unsigned int kPrivate = 0x00091010;
+constexpr unsigned int kPixels = 0x7FE00010;
+
+// Bytes in a block of exactly their size, so that a sanitizer sees every read beyond.
+class Exact {
+  public:
+    Exact(const Stream& s, std::size_t size) : bytes_(new unsigned char[size]), size_(size) {
+        std::copy_n(s.bytes().begin(), size, bytes_.get());
+    }
+    explicit Exact(const Stream& s) : Exact(s, s.bytes().size()) {}
+    unsigned char* data() const { return bytes_.get(); }
+    unsigned int size() const { return static_cast<unsigned int>(size_); }
+
+  private:
+    std::unique_ptr<unsigned char[]> bytes_;
+    std::size_t size_;
+};
+
+struct TempFile {
+    FILE* file = std::tmpfile();
+    explicit TempFile(const std::vector<unsigned char>& bytes) {
+        std::fwrite(bytes.data(), 1, bytes.size(), file);
+        std::fflush(file);
+        std::rewind(file);
+    }
+    ~TempFile() { std::fclose(file); }
+    TempFile(const TempFile&) = delete;
+    TempFile& operator=(const TempFile&) = delete;
+    int handle() const { return fileno(file); }
+};
+
+// A data set with everything that has to be stepped over in front of its last two elements: Rows, which also
+// occurs inside, and Pixel Data in fragments.
+Stream rich(DICT_UID xferSyn) {
+    Stream inner(xferSyn);
+    inner.header(kSequence, "SQ", Stream::undefined).item(Stream::undefined).elem(kRows, "US", "ab").endItem();
+    inner.item(8).raw("12345678").endSequence();
+    Stream s(xferSyn);
+    s.elem(0x00080005, "CS", "ISO_IR 100").header(kSequence, "SQ", Stream::undefined);
+    s.item(Stream::undefined).add(inner).endItem().item(inner.size()).add(inner).endSequence();
+    s.header(0x00081199, "SQ", inner.size() + 8).item(inner.size()).add(inner);
+    s.header(0x00091001, "UN", Stream::undefined);
+    Stream un(kImplicit);  // whatever the stream's syntax
+    un.item(Stream::undefined).elem(kRows, "", "un").endItem().endSequence();
+    s.add(un);
+    s.elem(kRows, "US", "xy");
+    s.header(kPixels, "OB", Stream::undefined).item(0).item(6).raw("pixels");
+    // Inside of a fragment a delimiter is no delimiter.
+    s.item(8).raw(std::string_view("\xFE\xFF\xDD\xE0\0\0\0\0", 8)).endSequence();
+    return s.elem(0xFFFCFFFC, "OB", "pad!");
+}
+
+DcElemOffsetInfo infoOf(unsigned int tag) {
+    DcElemOffsetInfo info;
+    info.tag = tag;
+    return info;
+}
+
+}  // namespace
+
+TEST(GetElemOffset, FindsElementsAtTheTopLevelInEverySyntax) {
+    for (const DICT_UID xferSyn : {kImplicit, kExplicit, kBig, UID_JPEG_BASELINE}) {
+        SCOPED_TRACE(xferSyn);
+        const Exact s(rich(xferSyn));
+        const unsigned int shortHeader = 8;
+        const unsigned int longHeader = xferSyn == kImplicit ? 8 : 12;
+
+        DcElemOffsetInfo rows = infoOf(kRows);
+        ASSERT_EQ(utilGetElemOffsetInfo(s.data(), s.size(), xferSyn, rows), RESULT_OK);
+        EXPECT_EQ(rows.valueOffset, rows.offset + shortHeader);
+        EXPECT_EQ(rows.valueLen, 2u);
+        EXPECT_EQ(rows.endOffset, rows.valueOffset + 2);
+        EXPECT_EQ(std::string(s.data() + rows.valueOffset, s.data() + rows.endOffset), "xy");
+
+        DcElemOffsetInfo pixels = infoOf(kPixels);
+        ASSERT_EQ(utilGetElemOffsetInfo(s.data(), s.size(), xferSyn, pixels), RESULT_OK);
+        EXPECT_EQ(pixels.offset, rows.endOffset);
+        EXPECT_EQ(pixels.valueOffset, pixels.offset + longHeader);
+        EXPECT_EQ(pixels.valueLen, 0xFFFFFFFFu);
+        EXPECT_EQ(pixels.endOffset, pixels.valueOffset + 8 + 14 + 16 + 8);
+
+        unsigned int offset = 1;
+        EXPECT_EQ(utilGetElemOffset(s.data(), s.size(), xferSyn, 0xFFFCFFFC, offset), RESULT_OK);
+        EXPECT_EQ(offset, pixels.endOffset);
+        EXPECT_EQ(utilGetElemOffset(s.data(), s.size(), xferSyn, 0x00280011, offset), ELEM_NOT_FOUND);
+        EXPECT_EQ(offset, 0u);
+    }
+}
+
+TEST(GetElemOffset, TellsTheEndOfTheFirstElementAndTheDelimitationOfAnItem) {
+    Stream s(kBig);
+    s.header(kSequence, "SQ", Stream::undefined).item(Stream::undefined).elem(kRows, "US", "ab").endItem();
+    s.endSequence().elem(kRows, "US", "cd").endItem();
+    DcElemOffsetInfo info = infoOf(SCAN_ELEM_END);
+    ASSERT_EQ(utilGetElemOffsetInfo(s.data(), s.size(), kBig, info), RESULT_OK);
+    EXPECT_EQ(info.endOffset, 12u + 8 + 10 + 8 + 8);
+    info = infoOf(0xFFFEE00D);
+    ASSERT_EQ(utilGetElemOffsetInfo(s.data(), s.size(), kBig, info), RESULT_OK);
+    EXPECT_EQ(info.offset, 46u + 10);
+}
+
+TEST(GetElemOffset, ReadsTheGroupsThatHaveASyntaxOfTheirOwn) {
+    Stream s(kBig);
+    s.add(Stream(kImplicit).elem(0x00000100, "", "ab")).add(Stream(kExplicit).elem(0x00020010, "UI", "1.2\0"));
+    s.add(Stream(kExplicit).header(0x00041220, "SQ", Stream::undefined).endSequence());
+    s.elem(kRows, "US", "ab");
+    unsigned int offset = 0;
+    ASSERT_EQ(utilGetElemOffset(s.data(), s.size(), kBig, kRows, offset), RESULT_OK);
+    EXPECT_EQ(offset, s.size() - 10);
+}
+
+TEST(GetElemOffset, UnknownVrsHaveTheDictionarysOrTheLongHeader) {
+    Stream s;
+    s.tag(kPrivate).raw("ZZ").u16(0).u32(2).raw("ab");  // of a later edition
+    s.tag(0x00080060).raw("??").u16(2).raw("CT");       // CS, as the dictionary knows
+    s.elem(kRows, "US", "ab");
+    unsigned int offset = 0;
+    ASSERT_EQ(utilGetElemOffset(s.data(), s.size(), kExplicit, kRows, offset), RESULT_OK);
+    EXPECT_EQ(offset, s.size() - 10);
+}
+
+TEST(GetElemOffset, ValuesOfUndefinedLengthThatHoldNoItemsEndAtTheDelimiter) {
+    for (const char* vr : {"UN", "OW", "UT"}) {
+        Stream s;
+        s.header(kPrivate, vr, Stream::undefined).raw("no items\xFE\xFF\xDD\xE0").raw("in here").endSequence();
+        s.elem(kRows, "US", "ab");
+        unsigned int offset = 0;
+        EXPECT_EQ(utilGetElemOffset(s.data(), s.size(), kExplicit, kRows, offset), RESULT_OK);
+        EXPECT_EQ(offset, s.size() - 10) << vr;
+    }
+}
+
+TEST(GetElemOffset, TellsWhatIsWrongOnceAndWithItsCode) {
+    const auto sequence = [] { return Stream().header(kSequence, "SQ", Stream::undefined); };
+    const struct {
+        Stream stream;
+        int code;
+        const char* text;
+    } cases[] = {
+        {Stream().header(0x00080005, "CS", 10).raw("short"), UTIL_LENGTH_FIELD,
+         "Value length field 10(0xa) exceeds buffer length 5(0x5)"},
+        {Stream().header(kPrivate, "OB", 0xFFFFFFFE).raw("x"), UTIL_LENGTH_FIELD,
+         "Value length field -2(0xfffffffe) exceeds buffer length 1(0x1)"},
+        {sequence().item(9).raw("1234"), UTIL_LENGTH_FIELD,
+         "Value length field 9(0x9) exceeds buffer length 4(0x4)"},
+        {sequence().raw("no item "), UTIL_MALFORMED,
+         "Invalid tag 0x6f6e6920, expecting Sequence Item at offset 0xc"},
+        {sequence().item(Stream::undefined).elem(kPrivate, "US", "ab"), UTIL_LENGTH_FIELD,
+         "Missing sequence or item delimiter at offset 0x1e"},
+        {sequence().item(0), UTIL_LENGTH_FIELD, "Missing sequence or item delimiter at offset 0x14"},
+        {Stream().header(kPixels, "OB", Stream::undefined).item(0), UTIL_NO_TERMINATOR,
+         "Missing OB/OW terminator, value at offset 0x14"},
+        {Stream().header(kPixels, "OW", Stream::undefined).raw("no items, no end"), UTIL_NO_TERMINATOR,
+         "Missing OB/OW terminator, value at offset 0xc"},
+    };
+    for (const auto& c : cases) {
+        const Exact s(c.stream);
+        CaptureLog log;
+        unsigned int offset = 1;
+        EXPECT_EQ(utilGetElemOffset(s.data(), s.size(), kExplicit, kRows, offset), c.code) << c.text;
+        EXPECT_EQ(offset, 0u);
+        EXPECT_EQ(log.take(), (LogLines{{LOG_ERROR, "utilGetElemOffset", c.text}}));
+    }
+    CaptureLog log;
+    unsigned int offset = 1;
+    unsigned char byte = 0;
+    EXPECT_EQ(utilGetElemOffset(nullptr, 1, kExplicit, kRows, offset), UTIL_NULL_ARGUMENT);
+    EXPECT_TRUE(log.tookOnly(LOG_ERROR, "utilGetElemOffset", "Null argument passed"));
+    EXPECT_EQ(utilGetElemOffset(&byte, 1, UID_CT_IMAGE_STORAGE, kRows, offset), ELEM_XFER_SYNTAX);
+}
+
+// Cut anywhere, a stream gives the same answers about what stands in front of the cut, and codes otherwise.
+TEST(GetElemOffset, AnswersRightlyOnEveryTruncation) {
+    CaptureLog log;
+    for (const DICT_UID xferSyn : {kImplicit, kExplicit, kBig}) {
+        const Stream whole = rich(xferSyn);
+        for (const unsigned int tag : {kRows, kPixels}) {
+            DcElemOffsetInfo full = infoOf(tag);
+            ASSERT_EQ(utilGetElemOffsetInfo(Exact(whole).data(), whole.size(), xferSyn, full), RESULT_OK);
+            for (unsigned int cut = 0; cut < whole.size(); ++cut) {
+                const Exact part(whole, cut);
+                DcElemOffsetInfo info = infoOf(tag);
+                const int result = utilGetElemOffsetInfo(part.data(), part.size(), xferSyn, info);
+                if (cut >= full.endOffset) {
+                    EXPECT_EQ(result, RESULT_OK) << cut;
+                    EXPECT_EQ(info.endOffset, full.endOffset) << cut;
+                } else {
+                    EXPECT_NE(result, RESULT_OK) << cut;
+                    EXPECT_EQ(info.endOffset, 0u) << cut;
+                }
+            }
+        }
+    }
+}
+
+TEST(RawWalk, AMillionLevelsAreRefusedAndAThousandAreNot) {
+    for (const int levels : {1000, 1024, 1025, 1000000}) {
+        Stream s;
+        for (int i = 0; i < levels; ++i) s.header(kSequence, "SQ", Stream::undefined).item(Stream::undefined);
+        for (int i = 0; i < levels; ++i) s.endItem().endSequence();
+        s.elem(kRows, "US", "ab");
+        CaptureLog log;
+        unsigned int offset = 0;
+        const int result = utilGetElemOffset(s.data(), s.size(), kExplicit, kRows, offset);
+        EXPECT_EQ(result, levels <= 1024 ? RESULT_OK : UTIL_LENGTH_FIELD) << levels;
+        EXPECT_EQ(log.lines().size(), levels <= 1024 ? 0u : 1u);
+    }
+}
+
+// Inputs on which a careless walk needs time that grows with the square of their size. Each walk here takes some
+// milliseconds; the bound leaves room for slow machines and sanitizers.
+TEST(RawWalk, TakesLinearTimeOnAwkwardInput) {
+    constexpr int n = 300000;
+    std::vector<Stream> inputs;
+    Stream& items = inputs.emplace_back().header(kSequence, "SQ", Stream::undefined);
+    for (int i = 0; i < n; ++i) items.item(0);
+    Stream& undefinedItems = inputs.emplace_back().header(kSequence, "SQ", Stream::undefined);
+    for (int i = 0; i < n; ++i) undefinedItems.item(Stream::undefined).endItem();
+    // Values that look like sequences, are walked far and then prove to be none.
+    Stream& pretenders = inputs.emplace_back();
+    for (int i = 0; i < n; ++i) {
+        pretenders.header(kPrivate, "UN", Stream::undefined).item(Stream::undefined).endSequence();
+    }
+    Stream& almost = inputs.emplace_back().header(kPixels, "OB", Stream::undefined);
+    almost.raw(std::string(n * 8, '\xFE'));
+
+    for (Stream& s : inputs) {
+        CaptureLog log;
+        const auto start = std::chrono::steady_clock::now();
+        unsigned int offset = 0;
+        EXPECT_NE(utilGetElemOffset(s.data(), s.size(), kExplicit, kRows, offset), RESULT_OK);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(3));
+    }
+}
+
+// ---- lengths of values -----------------------------------------------------------------------------------------
+
+namespace {
+
+struct Lengths {
+    int result;
+    unsigned int length;
+    int extra;
+    friend bool operator==(const Lengths&, const Lengths&) = default;
+    friend std::ostream& operator<<(std::ostream& out, const Lengths& l) {
+        return out << l.result << ": " << l.length << " + " << l.extra;
+    }
+};
+
+Lengths ox(const Exact& s, std::size_t at, DICT_UID xferSyn, int whole) {
+    Lengths l{0, 1, 1};
+    l.result = utilGetOxValLen(s.data() + at, static_cast<unsigned int>(s.size() - at), xferSyn, l.length,
+                               l.extra, whole);
+    return l;
+}
+Lengths sq(const Exact& s, std::size_t at, DICT_UID xferSyn) {
+    Lengths l{0, 1, 1};
+    l.result =
+        utilGetSqValLen(s.data() + at, static_cast<unsigned int>(s.size() - at), xferSyn, l.length, l.extra, 1);
+    return l;
+}
+Lengths item(const Exact& s, std::size_t at, DICT_UID xferSyn) {
+    Lengths l{0, 1, 1};
+    l.result =
+        utilGetSqItemValLen(s.data() + at, static_cast<unsigned int>(s.size() - at), xferSyn, l.length, l.extra);
+    return l;
+}
+
+}  // namespace
+
+TEST(ValueLengths, DefinedLengthsAreCheckedAgainstWhatRemains) {
+    for (const DICT_UID xferSyn : {kImplicit, kExplicit, kBig}) {
+        const Exact s(Stream(xferSyn).u32(8).raw("12345678"));
+        EXPECT_EQ(ox(s, 0, xferSyn, 0), (Lengths{RESULT_OK, 8, 0}));
+        EXPECT_EQ(sq(s, 0, xferSyn), (Lengths{RESULT_OK, 8, 0}));
+        EXPECT_EQ(item(s, 0, xferSyn), (Lengths{RESULT_OK, 8, 0}));
+        // The four bytes of the length field count as room.
+        EXPECT_EQ(ox(Exact(Stream(xferSyn).u32(8).raw("1234")), 0, xferSyn, 0), (Lengths{RESULT_OK, 8, 0}));
+        const Exact over(Stream(xferSyn).u32(9).raw("1234"));
+        const Lengths refused{UTIL_LENGTH_FIELD, 0, 0};
+        CaptureLog log;
+        EXPECT_EQ(ox(over, 0, xferSyn, 1), refused);
+        EXPECT_EQ(sq(over, 0, xferSyn), refused);
+        EXPECT_EQ(item(over, 0, xferSyn), refused);
+        const std::string text = "Value length field 9(0x9) exceeds buffer length 8(0x8)";
+        EXPECT_EQ(log.take(), (LogLines{{LOG_ERROR, "utilGetOxValLen", text},
+                                        {LOG_ERROR, "utilGetSqValLen", text},
+                                        {LOG_ERROR, "utilGetSqItemValLen", text}}));
+        for (unsigned int cut = 0; cut < 4; ++cut) {
+            EXPECT_EQ(item(Exact(Stream(xferSyn).u32(0), cut), 0, xferSyn), refused);
+        }
+    }
+}
+
+TEST(ValueLengths, NullAndUnknownSyntaxAreRefused) {
+    CaptureLog log;
+    unsigned int length = 1;
+    int extra = 1;
+    EXPECT_EQ(utilGetOxValLen(nullptr, 8, kExplicit, length, extra, 0), UTIL_LENGTH_FIELD);
+    EXPECT_TRUE(log.tookOnly(LOG_NOTICE, "utilGetOxValLen", "Null argument passed"));
+    EXPECT_EQ(utilGetSqValLen(nullptr, 8, kExplicit, length, extra, 0), UTIL_LENGTH_FIELD);
+    EXPECT_TRUE(log.tookOnly(LOG_NOTICE, "utilGetSqValLen", "Null argument passed"));
+    EXPECT_EQ(utilGetSqItemValLen(nullptr, 8, kExplicit, length, extra), UTIL_LENGTH_FIELD);
+    EXPECT_TRUE(log.tookOnly(LOG_NOTICE, "utilGetSqItemValLen", "Null argument passed"));
+    EXPECT_EQ(length, 0u);
+    EXPECT_EQ(extra, 0);
+    const Exact s(Stream().u32(0));
+    EXPECT_EQ(ox(s, 0, UID_VERIFICATION, 0).result, UTIL_LENGTH_FIELD);
+    EXPECT_EQ(log.take().size(), 1u);
+}
+
+TEST(ValueLengths, OtherBytesEndAtTheFirstDelimiterOrWithTheBuffer) {
+    for (const DICT_UID xferSyn : {kExplicit, kBig}) {
+        Stream s(xferSyn);
+        s.u32(Stream::undefined).raw("abc").endSequence().raw("rest");
+        EXPECT_EQ(ox(Exact(s), 0, xferSyn, 0), (Lengths{RESULT_OK, 3, 8}));
+    }
+    const Exact open(Stream().u32(Stream::undefined).raw("abcdefghijkl"));
+    CaptureLog log;
+    EXPECT_EQ(ox(open, 0, kExplicit, 1), (Lengths{RESULT_OK, 12, 0}));
+    EXPECT_TRUE(log.tookOnly(LOG_VALIDATION, "utilGetOxValLen",
+                             "Sequence delimiter not found, assuming full buffer as Pixel Data"));
+    EXPECT_EQ(ox(open, 0, kExplicit, 0), (Lengths{UTIL_LENGTH_FIELD, 0, 0}));
+    EXPECT_TRUE(log.tookOnly(LOG_ERROR, "utilGetOxValLen", "Data error, Sequence delimiter not found"));
+}
+
+TEST(ValueLengths, SequencesAndItemsAreWalked) {
+    for (const DICT_UID xferSyn : {kImplicit, kExplicit, kBig}) {
+        SCOPED_TRACE(xferSyn);
+        Stream nested(xferSyn);
+        nested.header(kSequence, "SQ", Stream::undefined).item(Stream::undefined).endItem().endSequence();
+        Stream s(xferSyn);
+        s.header(kSequence, "SQ", Stream::undefined);
+        const unsigned int lengthAt = s.size() - 4;
+        s.item(Stream::undefined).add(nested).elem(kRows, "US", "ab").endItem().endSequence().raw("behind");
+        const unsigned int content = nested.size() + 10;
+        EXPECT_EQ(sq(Exact(s), lengthAt, xferSyn), (Lengths{RESULT_OK, 8 + content + 8, 8}));
+        EXPECT_EQ(item(Exact(s), lengthAt + 8, xferSyn), (Lengths{RESULT_OK, content, 8}));
+
+        // Cut short of the delimiter there is no length.
+        CaptureLog log;
+        for (unsigned int cut = lengthAt + 12; cut < s.size() - 6; ++cut) {
+            EXPECT_EQ(sq(Exact(s, cut), lengthAt, xferSyn).length, 0u) << cut;
+            EXPECT_NE(sq(Exact(s, cut), lengthAt, xferSyn).result, RESULT_OK) << cut;
+        }
+    }
+    CaptureLog log;
+    const Exact open(Stream().u32(Stream::undefined).elem(kRows, "US", "ab"));
+    EXPECT_EQ(item(open, 0, kExplicit), (Lengths{UTIL_LENGTH_FIELD, 0, 0}));
+    EXPECT_TRUE(log.tookOnly(LOG_ERROR, "utilGetSqItemValLen", "Data error, Item delimiter not found"));
+    const Exact noItem(Stream().header(kSequence, "SQ", Stream::undefined).raw("no item "));
+    EXPECT_EQ(sq(noItem, 8, kExplicit), (Lengths{UTIL_MALFORMED, 0, 0}));
+    EXPECT_EQ(log.take().size(), 1u);
+}
+
+TEST(ValueLengths, TheHandleFormsSayTheSameOfAFile) {
+    CaptureLog log;
+    for (const DICT_UID xferSyn : {kImplicit, kExplicit, kBig}) {
+        const Stream s = rich(xferSyn);
+        const TempFile file(s.bytes());
+        const unsigned int sqField = xferSyn == kImplicit ? 18 + 4 : 18 + 8;
+        for (const unsigned int at : {sqField, sqField + 8, sqField + 1}) {
+            for (unsigned int size = at; size <= s.size(); size += 7) {
+                const Exact part(s, size);
+                Lengths l{0, 1, 1};
+                l.result = utilGetSqValLen(file.handle(), static_cast<int>(at), size - at, xferSyn, l.length,
+                                           l.extra, 0);
+                EXPECT_EQ(l, sq(part, at, xferSyn)) << at << " of " << size;
+                l.result = utilGetSqItemValLen(file.handle(), static_cast<int>(at), size - at, xferSyn, l.length,
+                                               l.extra);
+                EXPECT_EQ(l, item(part, at, xferSyn)) << at << " of " << size;
+            }
+        }
+        EXPECT_EQ(std::ftell(file.file), 0);
+    }
+    log.clear();
+    Lengths l{0, 1, 1};
+    EXPECT_EQ(utilGetSqItemValLen(98765, 0, 100, kExplicit, l.length, l.extra), UTIL_READ);
+    EXPECT_TRUE(log.tookOnly(LOG_ERROR, "utilGetSqItemValLen", "Read error"));
+    EXPECT_EQ(utilGetSqValLen(-1, 0, 100, kExplicit, l.length, l.extra, 0), UTIL_LENGTH_FIELD);
+}
+
+// ---- fields of a file ------------------------------------------------------------------------------------------
+
+TEST(ParseFields, FindsWantedElementsFromThePositionOn) {
+    for (const DICT_UID xferSyn : {kImplicit, kExplicit, kBig}) {
+        Stream s(xferSyn);
+        s.raw("before");
+        const Stream body = rich(xferSyn);
+        s.add(body);
+        const TempFile file(s.bytes());
+        std::fseek(file.file, 6, SEEK_SET);
+        DcPfField_ fields[3];
+        fields[0].tag = kPixels;
+        fields[1].tag = 0x00280011;
+        fields[2].tag = kRows;
+        DcPfFileInfo_ info;
+        info.xferSyn = xferSyn;
+        ASSERT_EQ(libParseFields(file.file, fields, &info, 3), RESULT_OK);
+        EXPECT_EQ(std::ftell(file.file), 6);
+        EXPECT_EQ(info.start, 6);
+        EXPECT_EQ(info.fileSize, s.size());
+        EXPECT_EQ(fields[1].found, 0);
+        DcElemOffsetInfo rows = infoOf(kRows);
+        ASSERT_EQ(utilGetElemOffsetInfo(Exact(body).data(), body.size(), xferSyn, rows), RESULT_OK);
+        EXPECT_EQ(fields[2].found, 1);
+        EXPECT_EQ(fields[2].offset, rows.offset + 6);
+        EXPECT_EQ(fields[2].valueOffset, rows.valueOffset + 6);
+        EXPECT_EQ(fields[2].valueLen, 2u);
+        EXPECT_EQ(fields[2].vr, VR_US);
+        EXPECT_EQ(fields[0].found, 1);
+        EXPECT_EQ(fields[0].valueLen, 0xFFFFFFFFu);
+    }
+}
+
+TEST(ParseFields, StopsBehindTheLargestWantedTag) {
+    Stream s;
+    s.elem(kRows, "US", "ab").header(kPixels, "OB", 1000000).raw("truncated");
+    const TempFile file(s.bytes());
+    DcPfField_ field;
+    field.tag = 0x00280011;
+    DcPfFileInfo_ info;
+    info.xferSyn = kExplicit;
+    EXPECT_EQ(libParseFields(file.file, &field, &info, 1), RESULT_OK);
+    EXPECT_EQ(field.found, 0);
+    EXPECT_EQ(info.end, 10);
+
+    CaptureLog log;
+    field.tag = 0xFFFCFFFC;
+    EXPECT_EQ(libParseFields(file.file, &field, &info, 1), UTIL_LENGTH_FIELD);
+    EXPECT_TRUE(log.tookOnly(LOG_ERROR, "libParseFields",
+                             "Value length field 1000000(0xf4240) exceeds buffer length 9(0x9)"));
+    EXPECT_EQ(libParseFields(nullptr, &field, &info, 1), UTIL_NULL_ARGUMENT);
+    EXPECT_TRUE(log.tookOnly(LOG_ERROR, "libParseFields", "Null argument passed"));
+    EXPECT_EQ(libParseFields(file.file, nullptr, &info, 1), UTIL_NULL_ARGUMENT);
+    EXPECT_EQ(libParseFields(file.file, &field, nullptr, 1), UTIL_NULL_ARGUMENT);
+}
+
+TEST(ParseFields, StepsOverWhatOnlyLooksLikeAnImplicitSequence) {
+    // UN of undefined length holds implicit items; some writers leave the content explicit.
+    Stream s;
+    s.header(kPrivate, "UN", Stream::undefined).item(Stream::undefined).elem(kRows, "US", "ab").endItem();
+    s.endSequence().elem(kRows, "US", "cd");
+    const TempFile file(s.bytes());
+    DcPfField_ field;
+    field.tag = kRows;
+    DcPfFileInfo_ info;
+    info.xferSyn = kExplicit;
+    EXPECT_EQ(libParseFields(file.file, &field, &info, 1), RESULT_OK);
+    EXPECT_EQ(field.offset, s.size() - 10);
+
+    // Very many of them, each walked far in vain, cost no more than a few walks.
+    Stream many;
+    for (int i = 0; i < 300000; ++i) {
+        many.header(kPrivate, "UN", Stream::undefined).item(Stream::undefined).endSequence();
+    }
+    const TempFile large(many.bytes());
+    CaptureLog log;
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_NE(libParseFields(large.file, &field, &info, 1), -1);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(3));
+}
+
+// Larger than the read buffer, with values in between that are jumped over.
+TEST(ParseFields, CrossesItsReadBufferAnywhere) {
+    for (const std::size_t gap : {100u, 16380u, 16384u, 16390u, 100000u}) {
+        Stream s;
+        for (unsigned int i = 0; i < 20; ++i) s.elem(kPrivate + i, "OB", std::string(gap + i % 3 * 2, 'x'));
+        s.header(kSequence + 0x100000, "SQ", Stream::undefined);
+        for (int i = 0; i < 3000; ++i) s.item(Stream::undefined).endItem();
+        s.endSequence().elem(kPixels, "OW", "1234");
+        const TempFile file(s.bytes());
+        DcPfField_ field;
+        field.tag = kPixels;
+        DcPfFileInfo_ info;
+        info.xferSyn = kExplicit;
+        EXPECT_EQ(libParseFields(file.file, &field, &info, 1), RESULT_OK);
+        EXPECT_EQ(field.valueOffset, s.size() - 4) << gap;
+    }
+}
