@@ -9,10 +9,10 @@ namespace orvkit {
 
 // One bit for blanks and one for each set of allowed characters.
 enum CharClass : unsigned char {
-    CHAR_BLANK = 1,   // space and 1 to 13: what is trimmed (14 to 31 are not)
-    CHAR_AE = 2,      // 0x20 to 0x7E
-    CHAR_CS = 4,      // letters of both cases, digits, space, "_", and "*" for matching
-    CHAR_REAL = 8,    // digits, signs, point and exponent
+    CHAR_BLANK = 1,  // space and 1 to 13: what is trimmed (14 to 31 are not)
+    CHAR_AE = 2,     // 0x20 to 0x7E
+    CHAR_CS = 4,     // letters of both cases, digits, space, "_", and "*" for matching
+    CHAR_REAL = 8,   // digits, signs, point and exponent
     CHAR_INTEGER = 16,
     CHAR_LINE = 32,   // 32 and more, but no backslash
     CHAR_LINES = 64,  // 32 and more, line feed, form feed, carriage return
@@ -44,7 +44,9 @@ inline constexpr auto charClass = [] {
 constexpr bool isOf(char c, CharClass set) noexcept {
     return (charClass[static_cast<unsigned char>(c)] & set) != 0;
 }
-constexpr bool isDigit(char c) noexcept { return c >= '0' && c <= '9'; }
+constexpr bool isDigit(char c) noexcept {
+    return c >= '0' && c <= '9';
+}
 
 // What a digit of any base up to 36 stands for, or 36.
 constexpr int digitValue(char c) noexcept {
@@ -61,7 +63,9 @@ constexpr std::string_view trimBack(std::string_view text) noexcept {
     while (!text.empty() && isOf(text.back(), CHAR_BLANK)) text.remove_suffix(1);
     return text;
 }
-constexpr std::string_view trim(std::string_view text) noexcept { return trimBack(trimFront(text)); }
+constexpr std::string_view trim(std::string_view text) noexcept {
+    return trimBack(trimFront(text));
+}
 
 // How much of a text a log line shows: "%.*s" with shown(text), text.data().
 constexpr int shown(std::string_view text) noexcept {

@@ -50,8 +50,11 @@ struct ElemAccess {
     static int addText(DcElem& e, std::string_view text, int index);
     // Total bytes of the raw buffers, of whatever kind.
     static unsigned long long rawLength(const DcElem& e) noexcept;
-    // frame within a data set: the header in the stream's syntax, raw values brought to its byte order.
+    // frame within a data set: the byte order is the stream's always, and raw values are brought to it.
     static int frameInStream(DcElem& e, unsigned char* buf, unsigned int& length, DICT_UID xferSyn);
+    // The syntax an element is written in within a stream: its own, as for icons of native pixels in an
+    // encapsulated stream, where the byte order allows it.
+    static DICT_UID syntaxInStream(const DcElem& e, DICT_UID xferSyn) noexcept;
     static int deepCopy(const DcElem& e, DICT_VR_SIZE& size, int& vrLength, void*** values) {
         return e.getValue(size, vrLength, values);
     }

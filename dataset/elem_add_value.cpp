@@ -1,16 +1,6 @@
 // Adding typed values to elements. What each VR makes of a type stands in the table of vr_rules.h.
-#include <cstring>
-#include <limits>
-#include <memory>
-#include <new>
-#include <type_traits>
-
-#include "dataset/char_class.h"
-#include "dataset/elem_access.h"
-#include "dataset/elem_verify.h"
+#include "dataset/elem_add.h"
 #include "dataset/value_text.h"
-#include "dataset/vr_rules.h"
-#include "foundation/exception_level.h"
 #include "foundation/fail.h"
 #include "orvkit/elem.h"
 #include "orvkit/log.h"
@@ -20,261 +10,18 @@ namespace orvkit {
 namespace {
 
 constexpr const char* reporter = "DcElem::addValue";
-constexpr const char* textReporter = "DcElem::addValueStrg";
-
-int refuseType(const DcElem& e, DICT_VR vr, const char* type, const char* from = reporter) {
-    const unsigned int tag = ElemAccess::tag(e);
-    return fail(ELEM_VALUE_REFUSED, LOG_VALIDATION, from, "Element (%04x,%04x) VR=%s, does not accept %s",
-                tag >> 16, tag & 0xFFFF, Dict.vrName(vr), type);
-}
-
-int failMemory(const char* from, std::size_t size) {
-    const auto shownSize = static_cast<unsigned int>(size);
-    return fail(ELEM_NO_MEMORY, LOG_ERROR, from, "unable to allocated 0x%x (%d) bytes of memory", shownSize,
-                static_cast<int>(shownSize));
-}
-
-// ---- storing ----------------------------------------------------------------------------------------------
-
-template <typename T>
-int storeBinary(DcElem& e, T v, int index) {
-    return ElemAccess::addValueFmtBuf(e, &v, sizeof v, index, true);
-}
-
-int storeText(DcElem& e, std::string_view text, int index) {
-    if (text.size() > std::numeric_limits<unsigned int>::max()) return failMemory(textReporter, text.size());
-    return ElemAccess::addValueFmtBuf(e, text.data(), static_cast<unsigned int>(text.size()), index, false);
-}
-
-// A text that is written to: a copy with a NUL at its end.
-class TextCopy {
-  public:
-    explicit TextCopy(std::string_view text) noexcept {
-        if (text.size() >= sizeof local_) heap_.reset(new (std::nothrow) char[text.size() + 1]);
-        at_ = text.size() >= sizeof local_ ? heap_.get() : local_;
-        if (at_ == nullptr) return;
-        if (!text.empty()) std::memcpy(at_, text.data(), text.size());
-        at_[text.size()] = '\0';
-    }
-    char* data() noexcept { return at_; }  // null without memory
-
-  private:
-    char local_[128];
-    std::unique_ptr<char[]> heap_;
-    char* at_;
-};
-
-// ---- numbers ----------------------------------------------------------------------------------------------
-
-int addOne(DcElem& e, const VrRule& rule, std::string_view given, int index);
-
-template <typename T>
-int storeNumber(DcElem& e, const VrRule& rule, T v, int index) {
-    if constexpr (std::is_integral_v<T>) {
-        switch (rule.held) {
-            case Held::i16:
-            case Held::u16:
-                return storeBinary(e, static_cast<unsigned short>(v), index);
-            case Held::i32:
-            case Held::u32:
-                return storeBinary(e, static_cast<unsigned int>(v), index);
-            default:
-                break;
-        }
-    }
-    switch (rule.held) {
-        case Held::f32:
-            return storeBinary(e, static_cast<float>(v), index);
-        case Held::f64:
-            return storeBinary(e, static_cast<double>(v), index);
-        default:
-            break;
-    }
-    TextOut text;
-    if constexpr (std::is_integral_v<T>) {
-        // Unsigned numbers above 2147483647 become negative texts: kept for callers that rely on it.
-        text.number(static_cast<int>(v));
-    } else {
-        text.general(static_cast<double>(v));
-    }
-    return addOne(e, rule, text.view(), index);
-}
 
 template <typename T>
 int addNumber(DcElem& e, T v, int index, NumberType type, const char* name) {
     const DICT_VR vr = ElemAccess::vr(e);
     const VrRule& rule = vrRule(vr);
-    return rule.takesNumber(type) ? storeNumber(e, rule, v, index) : refuseType(e, vr, name);
+    return rule.takesNumber(type) ? storeNumber(e, rule, v, index) : refuseAdding(e, vr, name, reporter);
 }
-
-// A text on a binary VR. A short takes the low half of a number beyond its range.
-int addNumberText(DcElem& e, const VrRule& rule, std::string_view text, int index) {
-    const int code = verifyTrimmed(rule.check, text, ElemAccess::tag(e));
-    if (code != RESULT_OK) return code;
-    switch (rule.vr) {
-        case VR_FL:
-        case VR_FD:
-            return storeNumber(e, rule, toDouble(text), index);
-        case VR_SL:
-        case VR_SS:
-            return storeNumber(e, rule, toInt(text, 0), index);
-        default:  // for XS the sign does not matter: the two ways to read it have the same low 16 bits
-            return storeNumber(e, rule, toUInt(text, 0), index);
-    }
-}
-
-// ---- texts ------------------------------------------------------------------------------------------------
-
-template <typename Value>
-int tryParse(std::string_view text, unsigned int tag) {
-    Value value;
-    return parseText(text, value, tag);
-}
-
-int checkText(const VrRule& rule, std::string_view text, unsigned int tag) {
-    switch (rule.take) {
-        case Take::check:
-        case Take::soften:
-            return verifyTrimmed(rule.check, text, tag);
-        case Take::parse:
-            break;
-        default:
-            return RESULT_OK;
-    }
-    switch (rule.vr) {
-        case VR_AS:
-            return tryParse<DcElemValueAS>(text, tag);
-        case VR_DA:
-            return tryParse<DcElemValueDA>(text, tag);
-        case VR_DT:
-            return tryParse<DcElemValueDT>(text, tag);
-        default:
-            return tryParse<DcElemValueTM>(text, tag);
-    }
-}
-
-// Lets the callback decide about a text; `accept` gets what it leaves.
-template <typename Accept>
-int askCallback(DcElem& e, DICT_VR vr, std::string_view given, Accept accept) {
-    TextCopy copy(given);
-    if (copy.data() == nullptr) return failMemory(textReporter, given.size());
-    char* replacement = copy.data();
-    const auto callback = ElemAccess::exceptionCB(e);
-    if (callback(ElemAccess::exceptionContext(e), ElemAccess::tag(e), vr, copy.data(), &replacement) != 0) {
-        return ELEM_REFUSED;
-    }
-    return accept(std::string_view(replacement != nullptr ? replacement : copy.data()));
-}
-
-// Line feeds of LO and SH become "|" and other control characters blanks, unless the text has escape sequences.
-int storeSoftened(DcElem& e, std::string_view text, int index) {
-    const auto isControl = [](char c) { return static_cast<unsigned char>(c) < ' '; };
-    if (text.find(escape) != std::string_view::npos) return storeText(e, text, index);
-    TextCopy copy(text);
-    if (copy.data() == nullptr) return failMemory(textReporter, text.size());
-    for (char* c = copy.data(); c != copy.data() + text.size(); ++c) {
-        if (isControl(*c)) *c = *c == '\n' ? '|' : ' ';
-    }
-    return storeText(e, {copy.data(), text.size()}, index);
-}
-
-int addTagText(DcElem& e, const VrRule& rule, std::string_view given, std::string_view text, int index) {
-    const unsigned int tag = ElemAccess::tag(e);
-    const auto store = [&](const DcElemValueAT& v) {
-        return storeBinary(e, static_cast<unsigned int>(v.group) << 16 | v.element, index);
-    };
-    DcElemValueAT value;
-    const int code = parseText(text, value, tag);
-    if (code == RESULT_OK) return store(value);
-    if (ElemAccess::exceptionCB(e) == nullptr) return code;
-    return askCallback(e, rule.vr, given, [&](std::string_view replacement) {
-        if (replacement == given) return code;  // what is no tag cannot be stored as one
-        const int again = parseText(trim(replacement), value, tag);
-        return again == RESULT_OK ? store(value) : again;
-    });
-}
-
-// A text that failed its check or is too long.
-int addDoubtful(DcElem& e, const VrRule& rule, std::string_view given, std::string_view text, int code, int index) {
-    if (ElemAccess::exceptionCB(e) != nullptr) {
-        return askCallback(e, rule.vr, given,
-                           [&](std::string_view replacement) { return storeText(e, replacement, index); });
-    }
-    if (code != RESULT_OK) return code;
-    const auto most = static_cast<std::size_t>(DcDict::vrFacts(rule.vr).length);
-    if (text.size() > most && valueExceptionLevel() != 0) {
-        const unsigned int tag = ElemAccess::tag(e);
-        (void)fail(RESULT_OK, LOG_VALIDATION, textReporter,
-                   "Element (%04x,%04x) - input string truncated from %d to %d chars", tag >> 16, tag & 0xFFFF,
-                   static_cast<int>(text.size()), static_cast<int>(most));
-        text = text.substr(0, most);
-    }
-    return rule.take == Take::soften ? storeSoftened(e, text, index) : storeText(e, text, index);
-}
-
-// One value given as text.
-int addOne(DcElem& e, const VrRule& rule, std::string_view given, int index) {
-    const std::string_view text = rule.split == Split::no ? trimBack(given) : trim(given);
-    if (rule.take == Take::refuse || rule.take == Take::buffer) {
-        return refuseType(e, ElemAccess::vr(e), "string", textReporter);
-    }
-    if (text.empty()) return rule.held == Held::text ? storeText(e, text, index) : RESULT_OK;
-    if (rule.take == Take::number) return addNumberText(e, rule, text, index);
-    if (rule.take == Take::tag) return addTagText(e, rule, given, text, index);
-
-    int code = checkText(rule, text, ElemAccess::tag(e));
-    bool soften = false;
-    if (rule.take == Take::soften && (code == ELEM_ILLEGAL_CHAR || valueExceptionLevel() == 0)) {
-        code = RESULT_OK;
-        soften = true;
-    }
-    if (code != RESULT_OK || text.size() > ElemAccess::vrLen(e)) {
-        return addDoubtful(e, rule, given, text, code, index);
-    }
-    return soften ? storeSoftened(e, text, index) : storeText(e, text, index);
-}
-
-// The end of the value that starts at `begin`. Between two escapes a backslash is part of a two-byte character
-// (PS3.5 6.1.2.4).
-std::size_t endOfPiece(std::string_view text, std::size_t begin, bool escapes) noexcept {
-    if (!escapes) return text.find('\\', begin);
-    bool inside = false;
-    for (std::size_t i = begin; i < text.size(); ++i) {
-        if (text[i] == escape) inside = !inside;
-        if (text[i] == '\\' && !inside) return i;
-    }
-    return std::string_view::npos;
-}
-
-int addPieces(DcElem& e, const VrRule& rule, std::string_view text, int index) {
-    text = trim(text);
-    if (text.ends_with('\\')) text.remove_suffix(1);
-    const bool escapes = rule.split == Split::notInEscapes && text.find(escape) != std::string_view::npos;
-    for (std::size_t begin = 0;;) {
-        const std::size_t end = endOfPiece(text, begin, escapes);
-        const int code = addOne(e, rule, text.substr(begin, end - begin), index);
-        if (code != RESULT_OK || end == std::string_view::npos) return code;
-        begin = end + 1;
-    }
-}
-
-int addWhole(DcElem& e, std::string_view text, int index) {
-    const VrRule& rule = vrRule(ElemAccess::vr(e));
-    if (rule.take == Take::buffer) {  // never split, and always the only value
-        if (text.size() > std::numeric_limits<unsigned int>::max()) return failMemory(reporter, text.size());
-        return e.addValue(static_cast<const void*>(text.data()), static_cast<unsigned int>(text.size()),
-                          UID_LITTLE_ENDIAN_EXPLICIT);
-    }
-    const bool many = rule.split != Split::no && text.find('\\') != std::string_view::npos;
-    return many ? addPieces(e, rule, text, index) : addOne(e, rule, text, index);
-}
-
-// ---- records ----------------------------------------------------------------------------------------------
 
 template <typename Value>
 int addRecord(DcElem& e, Value& value, int index, DICT_VR wanted, const char* name) {
     const DICT_VR vr = ElemAccess::vr(e);
-    if (vr != wanted) return refuseType(e, vr, name);
+    if (vr != wanted) return refuseAdding(e, vr, name, reporter);
     TextOut text;
     const int code = formatText(value, text, ElemAccess::tag(e));
     return code != RESULT_OK ? code : storeText(e, text.view(), index);
@@ -290,44 +37,45 @@ int changeAt(DcElem& e, T& value, int index) {
 
 }  // namespace
 
-int ElemAccess::addText(DcElem& e, std::string_view text, int index) {
-    return addWhole(e, text.substr(0, text.find('\0')), index);
+int refuseAdding(const DcElem& e, DICT_VR vr, const char* type, const char* from) {
+    const unsigned int tag = ElemAccess::tag(e);
+    return fail(ELEM_VALUE_REFUSED, LOG_VALIDATION, from, "Element (%04x,%04x) VR=%s, does not accept %s",
+                tag >> 16, tag & 0xFFFF, Dict.vrName(vr), type);
 }
 
 }  // namespace orvkit
 
 using namespace orvkit;
 
-int DcElem::addValueStrg(const char* text, unsigned int length, int index) {
-    return addOne(*this, vrRule(ElemAccess::vr(*this)), {text, length}, index);
+int DcElem::addValue(short value, int index) {
+    return addNumber(*this, value, index, AS_SHORT, "short");
 }
-
-int DcElem::addValue(const char* value, int index) {
-    if (value == nullptr) return fail(ELEM_NULL_ARGUMENT, LOG_NOTICE, reporter, "Null argument passed");
-    return addWhole(*this, value, index);
-}
-
-int DcElem::addValue(short value, int index) { return addNumber(*this, value, index, AS_SHORT, "short"); }
 int DcElem::addValue(unsigned short value, int index) {
     return addNumber(*this, value, index, AS_USHORT, "unsigned short");
 }
-int DcElem::addValue(int value, int index) { return addNumber(*this, value, index, AS_INT, "long"); }
+int DcElem::addValue(int value, int index) {
+    return addNumber(*this, value, index, AS_INT, "long");
+}
 int DcElem::addValue(unsigned int value, int index) {
     return addNumber(*this, value, index, AS_UINT, "unsigned long");
 }
-int DcElem::addValue(float value, int index) { return addNumber(*this, value, index, AS_FLOAT, "float"); }
-int DcElem::addValue(double value, int index) { return addNumber(*this, value, index, AS_DOUBLE, "double float"); }
+int DcElem::addValue(float value, int index) {
+    return addNumber(*this, value, index, AS_FLOAT, "float");
+}
+int DcElem::addValue(double value, int index) {
+    return addNumber(*this, value, index, AS_DOUBLE, "double float");
+}
 
 int DcElem::addValue(DICT_UID value, int index) {
     const DICT_VR vr = ElemAccess::vr(*this);
-    if (vr != VR_UI) return refuseType(*this, vr, "DICT_UID");
+    if (vr != VR_UI) return refuseAdding(*this, vr, "DICT_UID", reporter);
     const DcDictUidInfo* info = Dict.findUid(value);
     return info == nullptr ? ELEM_VALUE_REFUSED : storeText(*this, info->uid, index);
 }
 
 int DcElem::addValue(DcElemValueAT& value, int index) {
     const DICT_VR vr = ElemAccess::vr(*this);
-    if (vr != VR_AT) return refuseType(*this, vr, "DcElemValueAT");
+    if (vr != VR_AT) return refuseAdding(*this, vr, "DcElemValueAT", reporter);
     return storeBinary(*this, static_cast<unsigned int>(value.group) << 16 | value.element, index);
 }
 int DcElem::addValue(DcElemValueAS& value, int index) {
@@ -346,17 +94,45 @@ int DcElem::addValue(DcElemValueTM& value, int index) {
     return addRecord(*this, value, index, VR_TM, "DcElemValueTM");
 }
 
-int DcElem::changeValue(DcElemValueAS& value, int index) { return changeAt(*this, value, index); }
-int DcElem::changeValue(DcElemValueAT& value, int index) { return changeAt(*this, value, index); }
-int DcElem::changeValue(DcElemValueDA& value, int index) { return changeAt(*this, value, index); }
-int DcElem::changeValue(DcElemValueDT& value, int index) { return changeAt(*this, value, index); }
-int DcElem::changeValue(DcElemValuePN& value, int index) { return changeAt(*this, value, index); }
-int DcElem::changeValue(DcElemValueTM& value, int index) { return changeAt(*this, value, index); }
-int DcElem::changeValue(DICT_UID value, int index) { return changeAt(*this, value, index); }
-int DcElem::changeValue(const char* value, int index) { return changeAt(*this, value, index); }
-int DcElem::changeValue(short value, int index) { return changeAt(*this, value, index); }
-int DcElem::changeValue(unsigned short value, int index) { return changeAt(*this, value, index); }
-int DcElem::changeValue(int value, int index) { return changeAt(*this, value, index); }
-int DcElem::changeValue(unsigned int value, int index) { return changeAt(*this, value, index); }
-int DcElem::changeValue(float value, int index) { return changeAt(*this, value, index); }
-int DcElem::changeValue(double value, int index) { return changeAt(*this, value, index); }
+int DcElem::changeValue(DcElemValueAS& value, int index) {
+    return changeAt(*this, value, index);
+}
+int DcElem::changeValue(DcElemValueAT& value, int index) {
+    return changeAt(*this, value, index);
+}
+int DcElem::changeValue(DcElemValueDA& value, int index) {
+    return changeAt(*this, value, index);
+}
+int DcElem::changeValue(DcElemValueDT& value, int index) {
+    return changeAt(*this, value, index);
+}
+int DcElem::changeValue(DcElemValuePN& value, int index) {
+    return changeAt(*this, value, index);
+}
+int DcElem::changeValue(DcElemValueTM& value, int index) {
+    return changeAt(*this, value, index);
+}
+int DcElem::changeValue(DICT_UID value, int index) {
+    return changeAt(*this, value, index);
+}
+int DcElem::changeValue(const char* value, int index) {
+    return changeAt(*this, value, index);
+}
+int DcElem::changeValue(short value, int index) {
+    return changeAt(*this, value, index);
+}
+int DcElem::changeValue(unsigned short value, int index) {
+    return changeAt(*this, value, index);
+}
+int DcElem::changeValue(int value, int index) {
+    return changeAt(*this, value, index);
+}
+int DcElem::changeValue(unsigned int value, int index) {
+    return changeAt(*this, value, index);
+}
+int DcElem::changeValue(float value, int index) {
+    return changeAt(*this, value, index);
+}
+int DcElem::changeValue(double value, int index) {
+    return changeAt(*this, value, index);
+}

@@ -253,6 +253,11 @@ class Framer {
     unsigned int lengthAt_ = 0;
 };
 
+// An element that carries an explicit syntax is written in it in any explicit stream.
+bool ownSyntaxWins(DICT_UID own, DICT_UID stream) {
+    return own != UID_NONE && own != UID_LITTLE_ENDIAN_IMPLICIT && stream != UID_LITTLE_ENDIAN_IMPLICIT;
+}
+
 int checkFrame(const DcElem& e, const unsigned char* buf) {
     const unsigned int group = ElemAccess::tag(e) >> 16;
     const unsigned int element = ElemAccess::tag(e) & 0xFFFF;
@@ -278,15 +283,19 @@ int checkFrame(const DcElem& e, const unsigned char* buf) {
 int DcElem::frame(unsigned char* buf, unsigned int& length, DICT_UID xferSyn) {
     length = 0;
     if (const int result = checkFrame(*this, buf); result != RESULT_OK) return result;
-    const bool own = xferSyn_ != UID_NONE && xferSyn_ != UID_LITTLE_ENDIAN_IMPLICIT &&
-                     xferSyn != UID_LITTLE_ENDIAN_IMPLICIT;
-    return Framer(*this, buf, own ? xferSyn_ : xferSyn, false).run(length);
+    const DICT_UID own = ownSyntaxWins(xferSyn_, xferSyn) ? xferSyn_ : xferSyn;
+    return Framer(*this, buf, own, false).run(length);
 }
 
 int ElemAccess::frameInStream(DcElem& e, unsigned char* buf, unsigned int& length, DICT_UID xferSyn) {
     length = 0;
     if (const int result = checkFrame(e, buf); result != RESULT_OK) return result;
-    return Framer(e, buf, xferSyn, true).run(length);
+    return Framer(e, buf, syntaxInStream(e, xferSyn), true).run(length);
+}
+
+DICT_UID ElemAccess::syntaxInStream(const DcElem& e, DICT_UID xferSyn) noexcept {
+    const bool own = ownSyntaxWins(e.xferSyn_, xferSyn) && orderOf(e.xferSyn_) == orderOf(xferSyn);
+    return own ? e.xferSyn_ : xferSyn;
 }
 
 // ---- parsing ----------------------------------------------------------------------------------------------

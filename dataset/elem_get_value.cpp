@@ -182,7 +182,9 @@ int copyRaw(const DcElem& e, char* buffer, std::size_t room) {
     return ELEM_EMPTY_VALUE;
 }
 
-bool givesText(const VrRule& rule) noexcept { return rule.vr == VR_UT || (rule.held != Held::none && rule.held != Held::raw); }
+bool givesText(const VrRule& rule) noexcept {
+    return rule.vr == VR_UT || (rule.held != Held::none && rule.held != Held::raw);
+}
 
 int copyValue(const DcElem& e, const VrRule& rule, unsigned int at, char* buffer, std::size_t room) {
     if (rule.vr == VR_AT) return copyTag(e, at, buffer, room);
@@ -213,19 +215,28 @@ int DcElem::getValue(char* buffer, int length, int index) {
     unsigned int at;
     const int code = locate(*this, index, at);
     if (code != RESULT_OK) return code;
-    return done(*this, copyValue(*this, rule, at, buffer, static_cast<std::size_t>(std::max(length, 0))), index);
+    return done(*this, copyValue(*this, rule, at, buffer, static_cast<std::size_t>(std::max(length, 0))),
+                index);
 }
 
-int DcElem::getValue(short& value, int index) { return getNumber(*this, value, index, AS_SHORT, "signed short"); }
+int DcElem::getValue(short& value, int index) {
+    return getNumber(*this, value, index, AS_SHORT, "signed short");
+}
 int DcElem::getValue(unsigned short& value, int index) {
     return getNumber(*this, value, index, AS_USHORT, "unsigned short");
 }
-int DcElem::getValue(int& value, int index) { return getNumber(*this, value, index, AS_INT, "signed long"); }
+int DcElem::getValue(int& value, int index) {
+    return getNumber(*this, value, index, AS_INT, "signed long");
+}
 int DcElem::getValue(unsigned int& value, int index) {
     return getNumber(*this, value, index, AS_UINT, "32 bit unsigned int");
 }
-int DcElem::getValue(float& value, int index) { return getNumber(*this, value, index, AS_FLOAT, "float"); }
-int DcElem::getValue(double& value, int index) { return getNumber(*this, value, index, AS_DOUBLE, "double"); }
+int DcElem::getValue(float& value, int index) {
+    return getNumber(*this, value, index, AS_FLOAT, "float");
+}
+int DcElem::getValue(double& value, int index) {
+    return getNumber(*this, value, index, AS_DOUBLE, "double");
+}
 
 int DcElem::getValue(DICT_UID& value, int index) {
     const DICT_VR vr = ElemAccess::vr(*this);

@@ -62,23 +62,25 @@ static_assert([] {
     return true;
 }());
 
-bool hasEscape(std::string_view text) noexcept { return text.find(escape) != std::string_view::npos; }
+bool hasEscape(std::string_view text) noexcept {
+    return text.find(escape) != std::string_view::npos;
+}
 
 int failTooLong(const VerifyRule& rule, unsigned int tag) {
-    return fail(ELEM_TOO_LONG, LOG_VALIDATION, rule.reporter, "Element (%04x,%04x) - string too long", tag >> 16,
-                tag & 0xFFFF);
+    return fail(ELEM_TOO_LONG, LOG_VALIDATION, rule.reporter, "Element (%04x,%04x) - string too long",
+                tag >> 16, tag & 0xFFFF);
 }
 
 int failIllegal(const VerifyRule& rule, char c, std::string_view text, unsigned int tag) {
     const unsigned int code = static_cast<unsigned char>(c);
     if (rule.allowed == CHAR_LINES) {  // such texts may be very long
         return fail(ELEM_ILLEGAL_CHAR, LOG_VALIDATION, rule.reporter,
-                    "Element (%04x,%04x) - illegal character '%c' (0x%x) in string", tag >> 16, tag & 0xFFFF, code,
-                    code);
+                    "Element (%04x,%04x) - illegal character '%c' (0x%x) in string", tag >> 16, tag & 0xFFFF,
+                    code, code);
     }
     return fail(ELEM_ILLEGAL_CHAR, LOG_VALIDATION, rule.reporter,
-                "Element (%04x,%04x) - illegal character '%c' (0x%x) in string '%.*s'", tag >> 16, tag & 0xFFFF,
-                code, code, shown(text), text.data());
+                "Element (%04x,%04x) - illegal character '%c' (0x%x) in string '%.*s'", tag >> 16,
+                tag & 0xFFFF, code, code, shown(text), text.data());
 }
 
 }  // namespace
@@ -119,16 +121,40 @@ int verifyText(Verify check, const char* text, unsigned int tag) {
 using orvkit::Verify;
 using orvkit::verifyText;
 
-int DcElem::verifyValueAE(const char* text) const { return verifyText(Verify::AE, text, tag_); }
-int DcElem::verifyValueCS(const char* text) const { return verifyText(Verify::CS, text, tag_); }
-int DcElem::verifyValueDS(const char* text) const { return verifyText(Verify::DS, text, tag_); }
-int DcElem::verifyValueFX(const char* text) const { return verifyText(Verify::FX, text, tag_); }
-int DcElem::verifyValueIS(const char* text) const { return verifyText(Verify::IS, text, tag_); }
-int DcElem::verifyValueLO(const char* text) const { return verifyText(Verify::LO, text, tag_); }
-int DcElem::verifyValueLT(const char* text) const { return verifyText(Verify::LT, text, tag_); }
-int DcElem::verifyValueSH(const char* text) const { return verifyText(Verify::SH, text, tag_); }
-int DcElem::verifyValueUI(const char* text) const { return verifyText(Verify::UI, text, tag_); }
-int DcElem::verifyValueUT(const char* text) const { return verifyText(Verify::UT, text, tag_); }
-int DcElem::verifyValueXL(const char* text) const { return verifyText(Verify::XL, text, tag_); }
+int DcElem::verifyValueAE(const char* text) const {
+    return verifyText(Verify::AE, text, tag_);
+}
+int DcElem::verifyValueCS(const char* text) const {
+    return verifyText(Verify::CS, text, tag_);
+}
+int DcElem::verifyValueDS(const char* text) const {
+    return verifyText(Verify::DS, text, tag_);
+}
+int DcElem::verifyValueFX(const char* text) const {
+    return verifyText(Verify::FX, text, tag_);
+}
+int DcElem::verifyValueIS(const char* text) const {
+    return verifyText(Verify::IS, text, tag_);
+}
+int DcElem::verifyValueLO(const char* text) const {
+    return verifyText(Verify::LO, text, tag_);
+}
+int DcElem::verifyValueLT(const char* text) const {
+    return verifyText(Verify::LT, text, tag_);
+}
+int DcElem::verifyValueSH(const char* text) const {
+    return verifyText(Verify::SH, text, tag_);
+}
+int DcElem::verifyValueUI(const char* text) const {
+    return verifyText(Verify::UI, text, tag_);
+}
+int DcElem::verifyValueUT(const char* text) const {
+    return verifyText(Verify::UT, text, tag_);
+}
+int DcElem::verifyValueXL(const char* text) const {
+    return verifyText(Verify::XL, text, tag_);
+}
 // The short integers share the check and its reporter.
-int DcElem::verifyValueXS(const char* text) const { return verifyText(Verify::XL, text, tag_); }
+int DcElem::verifyValueXS(const char* text) const {
+    return verifyText(Verify::XL, text, tag_);
+}

@@ -9,8 +9,8 @@ namespace orvkit {
 enum class Verify : unsigned char { none, AE, CS, DS, FX, IS, LO, LT, SH, UI, UT, XL };
 
 // The check of a text that is already trimmed. 0, 5642 empty, 5643 too long, 5644 illegal character; the
-// latter two are logged at LOG_VALIDATION. Everything passes when the value exception level is 0. `tag` serves
-// the messages only.
+// latter two are logged at LOG_VALIDATION. Everything passes when the value exception level is 0. `tag`
+// serves the messages only.
 int verifyTrimmed(Verify check, std::string_view text, unsigned int tag) noexcept;
 
 }  // namespace orvkit

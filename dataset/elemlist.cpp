@@ -245,6 +245,7 @@ int DcElemList::moveElem(DcElemList* dest) {
 int DcElemList::moveElem(DcElemList* dest, unsigned int tag) {
     DcElem* e = ElemListAccess::find(*this, tag);
     if (e == nullptr) return ELEM_NOT_FOUND;
+    if (dest == nullptr) return ELEM_NULL_ARGUMENT;
     (void)subtract(e);
     (void)dest->add(e);
     return RESULT_OK;
@@ -259,7 +260,7 @@ int DcElemList::moveElem(DcElemList* dest, unsigned short group, unsigned short 
 
 int DcElemList::getValueCount(unsigned int tag) const {
     DcElem* e = ElemListAccess::find(*this, tag);
-    return e != nullptr ? e->getVm() : -1;
+    return e != nullptr ? e->getValueCount() : -1;
 }
 
 int DcElemList::resetValueCounter() {

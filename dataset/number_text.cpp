@@ -10,7 +10,9 @@ namespace orvkit {
 namespace {
 
 // What the C library takes for a blank in front of a number.
-constexpr bool isSpace(char c) noexcept { return c == ' ' || (c >= '\t' && c <= '\r'); }
+constexpr bool isSpace(char c) noexcept {
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
 
 std::string_view skipSpace(std::string_view text) noexcept {
     while (!text.empty() && isSpace(text.front())) text.remove_prefix(1);
@@ -87,17 +89,41 @@ Whole readWhole(std::string_view text, int base) noexcept {
     return w;
 }
 
+// Digits with or without a fraction and nothing else, few enough that one division rounds right: most
+// numbers.
+bool readPlain(std::string_view text, double& v) noexcept {
+    constexpr std::array<double, 16> powers{1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                            1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+    if (text.empty() || text.size() > 15) return false;
+    std::uint64_t digits = 0;
+    std::size_t point = text.size();
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (isDigit(text[i])) {
+            digits = digits * 10 + static_cast<unsigned int>(text[i] - '0');
+        } else if (text[i] == '.' && point == text.size() && text.size() > 1) {
+            point = i;
+        } else {
+            return false;
+        }
+    }
+    const std::size_t fraction = point == text.size() ? 0 : text.size() - point - 1;
+    v = static_cast<double>(digits) / powers[fraction];
+    return true;
+}
+
 }  // namespace
 
 double toDouble(std::string_view text) noexcept {
     text = skipSpace(text);
     const bool minus = takeSign(text);
-    if (!text.empty() && (text.front() == '-' || text.front() == '+')) return 0;  // one sign only
     double v = 0;
+    if (readPlain(text, v)) return minus ? -v : v;
+    if (!text.empty() && (text.front() == '-' || text.front() == '+')) return 0;  // one sign only
     const bool hex = startsHex(text) && (digitValue(text[2]) < 16 || text[2] == '.');
     if (hex) text.remove_prefix(2);
     const auto format = hex ? std::chars_format::hex : std::chars_format::general;
     const auto read = std::from_chars(text.data(), text.data() + text.size(), v, format);
+    if (read.ec == std::errc::invalid_argument && !hex) return 0;  // "-" alone is not a negative zero
     if (read.ec == std::errc::result_out_of_range) {
         const std::string_view number(text.data(), static_cast<std::size_t>(read.ptr - text.data()));
         v = exceeds(number, hex) ? std::numeric_limits<double>::infinity() : 0;
@@ -159,8 +185,8 @@ void TextOut::hex(unsigned int v) noexcept {
 void TextOut::fixed(double v, std::size_t width) noexcept {
     std::array<char, 330> digits;
     // Adding 0 turns a negative zero into a plain one.
-    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), v + 0.0,
-                                   std::chars_format::fixed, 6).ptr;
+    const auto end =
+        std::to_chars(digits.data(), digits.data() + digits.size(), v + 0.0, std::chars_format::fixed, 6).ptr;
     padded({digits.data(), static_cast<std::size_t>(end - digits.data())}, width);
 }
 

@@ -39,8 +39,8 @@ bool isDelimitation(std::span<const unsigned char> b, ByteOrder order, unsigned 
 
 // Whether a value of undefined length begins as a list of items does.
 bool beginsWithItem(std::span<const unsigned char> b, ByteOrder order) {
-    return b.size() >= kDelimitationSize && (tagAt(b.data(), order) == kTagItem ||
-                                             isDelimitation(b, order, kTagSequenceDelimitation));
+    return b.size() >= kDelimitationSize &&
+           (tagAt(b.data(), order) == kTagItem || isDelimitation(b, order, kTagSequenceDelimitation));
 }
 
 // The mode of one element: the command group is always implicit, the meta and directory groups are always
@@ -53,7 +53,8 @@ RawMode modeOf(unsigned int littleTag, RawMode stream) {
 
 }  // namespace
 
-// ---- sources -------------------------------------------------------------------------------------------------
+// ---- sources
+// -------------------------------------------------------------------------------------------------
 
 void FileSource::load(std::uint64_t offset, std::size_t n) {
     if (failed_ || offset >= size_) return;
@@ -109,7 +110,8 @@ std::size_t findSequenceDelimitation(std::span<const unsigned char> bytes, ByteO
     return kNotFound;
 }
 
-// ---- walking -------------------------------------------------------------------------------------------------
+// ---- walking
+// -------------------------------------------------------------------------------------------------
 
 RawWalker::RawWalker(ByteSource& source, std::uint64_t start, std::uint64_t end, RawMode mode,
                      bool lenient) noexcept
@@ -130,7 +132,9 @@ bool RawWalker::fail(RawFault fault, std::uint64_t offset, unsigned int length, 
     return false;
 }
 
-RawStep RawWalker::peek(RawHeader& header) { return peekAs(header, mode_); }
+RawStep RawWalker::peek(RawHeader& header) {
+    return peekAs(header, mode_);
+}
 
 RawStep RawWalker::peekAs(RawHeader& h, RawMode mode) {
     const auto b = bytes(pos_, kLongHeader);
@@ -193,7 +197,8 @@ bool RawWalker::skipDefined(std::uint64_t valueOffset, unsigned int length) {
 }
 
 bool RawWalker::push(Level level) {
-    if (levels_.size() >= 2 * static_cast<std::size_t>(ELEM_MAX_NESTING)) return fail(RawFault::tooDeep, pos_);
+    if (levels_.size() >= 2 * static_cast<std::size_t>(ELEM_MAX_NESTING))
+        return fail(RawFault::tooDeep, pos_);
     levels_.push_back(level);
     return true;
 }
@@ -305,7 +310,8 @@ bool RawWalker::search(std::uint64_t from, ByteOrder order) {
     return fail(RawFault::terminatorMissing, from);
 }
 
-// ---- faults --------------------------------------------------------------------------------------------------
+// ---- faults
+// --------------------------------------------------------------------------------------------------
 
 int RawWalker::faultResult() const noexcept {
     switch (fault_) {
@@ -353,8 +359,8 @@ int RawWalker::report(const char* reporter) const {
 int reportLengthPastEnd(const char* reporter, unsigned int length, std::uint64_t remaining) {
     const auto left = static_cast<unsigned int>(std::min<std::uint64_t>(remaining, 0xFFFFFFFF));
     return fail(UTIL_LENGTH_FIELD, LOG_ERROR, reporter,
-                "Value length field %d(0x%x) exceeds buffer length %d(0x%x)", static_cast<int>(length), length,
-                static_cast<int>(left), left);
+                "Value length field %d(0x%x) exceeds buffer length %d(0x%x)", static_cast<int>(length),
+                length, static_cast<int>(left), left);
 }
 
 }  // namespace orvkit

@@ -30,7 +30,9 @@ struct Field {
     std::uint64_t valueOffset() const { return offset + kLengthField; }
 };
 
-ByteOrder orderOf(DICT_UID xferSyn) { return RawMode::of(xferSyn).order; }
+ByteOrder orderOf(DICT_UID xferSyn) {
+    return RawMode::of(xferSyn).order;
+}
 
 // Reads the length field. A defined length is checked against everything that remains, its own four bytes
 // included: kept for callers that rely on it.
@@ -120,13 +122,14 @@ int onHandle(int handle, int offset, unsigned int remaining, DICT_UID xferSyn, c
     if (handle < 0 || offset < 0) return failNull(reporter);
     orvkit::HandleSource source(handle);
     if (source.failed()) return fail(UTIL_READ, LOG_ERROR, reporter, "Read error");
-    return measure(Field{source, static_cast<std::uint64_t>(offset), remaining, xferSyn, reporter}, length, extra);
+    return measure(Field{source, static_cast<std::uint64_t>(offset), remaining, xferSyn, reporter}, length,
+                   extra);
 }
 
 }  // namespace
 
-int utilGetOxValLen(unsigned char* p, unsigned int remaining, DICT_UID xferSyn, unsigned int& length, int& extra,
-                    int wholeBufferIfMissing) {
+int utilGetOxValLen(unsigned char* p, unsigned int remaining, DICT_UID xferSyn, unsigned int& length,
+                    int& extra, int wholeBufferIfMissing) {
     constexpr const char* reporter = "utilGetOxValLen";
     length = 0;
     extra = 0;
@@ -153,8 +156,8 @@ int utilGetOxValLen(unsigned char* p, unsigned int remaining, DICT_UID xferSyn, 
                 "Sequence delimiter not found, assuming full buffer as Pixel Data");
 }
 
-int utilGetSqValLen(unsigned char* p, unsigned int remaining, DICT_UID xferSyn, unsigned int& length, int& extra,
-                    int flag) {
+int utilGetSqValLen(unsigned char* p, unsigned int remaining, DICT_UID xferSyn, unsigned int& length,
+                    int& extra, int flag) {
     (void)flag;
     constexpr const char* reporter = "utilGetSqValLen";
     length = 0;
@@ -185,7 +188,7 @@ int utilGetSqValLen(int handle, int offset, unsigned int remaining, DICT_UID xfe
     return onHandle(handle, offset, remaining, xferSyn, "utilGetSqValLen", length, extra, sequenceLength);
 }
 
-int utilGetSqItemValLen(int handle, int offset, unsigned int remaining, DICT_UID xferSyn, unsigned int& length,
-                        int& extra) {
+int utilGetSqItemValLen(int handle, int offset, unsigned int remaining, DICT_UID xferSyn,
+                        unsigned int& length, int& extra) {
     return onHandle(handle, offset, remaining, xferSyn, "utilGetSqItemValLen", length, extra, itemLength);
 }

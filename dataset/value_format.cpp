@@ -1,10 +1,8 @@
-// Structured values to texts (PS3.5 6.2), as addValue stores them.
+// Ages, dates and times to texts (PS3.5 6.2), as addValue stores them.
 #include <cmath>
-#include <cstring>
 
-#include "dataset/char_class.h"
 #include "dataset/value_text.h"
-#include "foundation/fail.h"
+#include "orvkit/result.h"
 
 namespace orvkit {
 namespace {
@@ -13,30 +11,28 @@ constexpr const char* reporter = "DcElem::addValue";
 constexpr double latestTime = 240000.0;
 constexpr int latestDate = 30001231;
 
-// A refusal of the element that the function's `tag` names.
-#define REFUSE(format, ...)                                                                                \
-    fail(ELEM_VALUE_REFUSED, LOG_VALIDATION, reporter, "Element (%04x,%04x) - " format, tag >> 16, tag & 0xFFFF, \
-         __VA_ARGS__)
-
-bool within(int v, int least, int most) noexcept { return v >= least && v <= most; }
-bool validSecond(double s) noexcept { return s >= 0.0 && s < 60.0; }
-bool isPresent(double time) noexcept { return time >= 0.0; }  // neither negative nor a NaN
-
-template <std::size_t N>
-std::string_view textOf(const char (&field)[N]) noexcept {
-    const void* end = std::memchr(field, '\0', N);
-    return {field, end == nullptr ? N : static_cast<std::size_t>(static_cast<const char*>(end) - field)};
+bool within(int v, int least, int most) noexcept {
+    return v >= least && v <= most;
 }
+bool validSecond(double s) noexcept {
+    return s >= 0.0 && s < 60.0;
+}
+bool isPresent(double time) noexcept {
+    return time >= 0.0;
+}  // neither negative nor a NaN
 
 }  // namespace
 
 int formatText(DcElemValueAS& value, TextOut& out, unsigned int tag) noexcept {
-    if (value.unit[0] >= 'a' && value.unit[0] <= 'z') value.unit[0] = static_cast<char>(value.unit[0] - 'a' + 'A');
+    if (value.unit[0] >= 'a' && value.unit[0] <= 'z')
+        value.unit[0] = static_cast<char>(value.unit[0] - 'a' + 'A');
     const char unit = value.unit[0];
     if (unit != 'D' && unit != 'W' && unit != 'M' && unit != 'Y') {
-        return REFUSE("invalid specifier '%.1s', should be D,W,M,Y", value.unit);
+        return refuseValue(ELEM_VALUE_REFUSED, tag, reporter, "invalid specifier '%.1s', should be D,W,M,Y",
+                           value.unit);
     }
-    if (!within(value.age, 0, 999)) return REFUSE("age out of range %d", value.age);
+    if (!within(value.age, 0, 999))
+        return refuseValue(ELEM_VALUE_REFUSED, tag, reporter, "age out of range %d", value.age);
     out.number(value.age, 3);
     out.put(unit);
     return RESULT_OK;
@@ -45,16 +41,21 @@ int formatText(DcElemValueAS& value, TextOut& out, unsigned int tag) noexcept {
 int formatText(const DcElemValueDA& value, TextOut& out, unsigned int tag) noexcept {
     constexpr int absent = -1;
     if (value.startDate == absent && value.endDate == absent) {
-        if (value.year < 0) return REFUSE("year out of range %d", value.year);
-        if (!within(value.month, 1, 12)) return REFUSE("month out of range %d", value.month);
-        if (!within(value.day, 1, 31)) return REFUSE("day out of range %d", value.day);
+        if (value.year < 0)
+            return refuseValue(ELEM_VALUE_REFUSED, tag, reporter, "year out of range %d", value.year);
+        if (!within(value.month, 1, 12))
+            return refuseValue(ELEM_VALUE_REFUSED, tag, reporter, "month out of range %d", value.month);
+        if (!within(value.day, 1, 31))
+            return refuseValue(ELEM_VALUE_REFUSED, tag, reporter, "day out of range %d", value.day);
         out.number(value.year, 4);
         out.number(value.month, 2);
         out.number(value.day, 2);
         return RESULT_OK;
     }
-    if (value.startDate > latestDate) return REFUSE("invalid starting date %d", value.startDate);
-    if (value.endDate > latestDate) return REFUSE("invalid ending date %d", value.endDate);
+    if (value.startDate > latestDate)
+        return refuseValue(ELEM_VALUE_REFUSED, tag, reporter, "invalid starting date %d", value.startDate);
+    if (value.endDate > latestDate)
+        return refuseValue(ELEM_VALUE_REFUSED, tag, reporter, "invalid ending date %d", value.endDate);
     if (value.startDate != absent) out.number(value.startDate, 8);
     out.put('-');
     if (value.endDate != absent) out.number(value.endDate, 8);
@@ -62,19 +63,29 @@ int formatText(const DcElemValueDA& value, TextOut& out, unsigned int tag) noexc
 }
 
 int formatText(const DcElemValueDT& value, TextOut& out, unsigned int tag) noexcept {
-    const std::string_view text = textOf(value.text);
+    const std::string_view text = fieldText(value.text);
     if (!text.empty()) {
         out.put(text);
         return RESULT_OK;
     }
-    if (!within(value.year, 0, 9999)) return REFUSE("year out of range %d", value.year);
-    if (!within(value.month, 1, 12)) return REFUSE("month out of range %d", value.month);
-    if (!within(value.day, 1, 31)) return REFUSE("day out of range %d", value.day);
-    if (!within(value.hour, 0, 23)) return REFUSE("hour out of range %d", value.hour);
-    if (!within(value.minute, 0, 59)) return REFUSE("minute out of range %d", value.minute);
-    if (!validSecond(value.second)) return REFUSE("second out of range %d", toIntSaturated(value.second));
-    if (!within(value.offsetHour, -23, 23)) return REFUSE("offsetHour out of range %d", value.offsetHour);
-    if (!within(value.offsetMinute, 0, 59)) return REFUSE("offsetMinute out of range %d", value.offsetMinute);
+    if (!within(value.year, 0, 9999))
+        return refuseValue(ELEM_VALUE_REFUSED, tag, reporter, "year out of range %d", value.year);
+    if (!within(value.month, 1, 12))
+        return refuseValue(ELEM_VALUE_REFUSED, tag, reporter, "month out of range %d", value.month);
+    if (!within(value.day, 1, 31))
+        return refuseValue(ELEM_VALUE_REFUSED, tag, reporter, "day out of range %d", value.day);
+    if (!within(value.hour, 0, 23))
+        return refuseValue(ELEM_VALUE_REFUSED, tag, reporter, "hour out of range %d", value.hour);
+    if (!within(value.minute, 0, 59))
+        return refuseValue(ELEM_VALUE_REFUSED, tag, reporter, "minute out of range %d", value.minute);
+    if (!validSecond(value.second))
+        return refuseValue(ELEM_VALUE_REFUSED, tag, reporter, "second out of range %d",
+                           toIntSaturated(value.second));
+    if (!within(value.offsetHour, -23, 23))
+        return refuseValue(ELEM_VALUE_REFUSED, tag, reporter, "offsetHour out of range %d", value.offsetHour);
+    if (!within(value.offsetMinute, 0, 59))
+        return refuseValue(ELEM_VALUE_REFUSED, tag, reporter, "offsetMinute out of range %d",
+                           value.offsetMinute);
     out.number(value.year, 4);
     out.number(value.month, 2);
     out.number(value.day, 2);
@@ -82,35 +93,27 @@ int formatText(const DcElemValueDT& value, TextOut& out, unsigned int tag) noexc
     out.number(value.minute, 2);
     out.fixed(value.second, 9);
     if (value.offsetHour == 0 && value.offsetMinute == 0) return RESULT_OK;
-    // One-digit hours have no leading zero (+530), which the parser refuses: kept for callers that rely on it.
+    // One-digit hours have no leading zero (+530), which the parser refuses: kept for callers that rely on
+    // it.
     out.signedNumber(value.offsetHour);
     out.number(value.offsetMinute, 2);
     return RESULT_OK;
 }
 
-int formatText(const DcElemValuePN& value, TextOut& out, unsigned int) noexcept {
-    constexpr std::size_t longest = 64;
-    const char separator = value.group > 0 ? '=' : '^';
-    bool first = true;
-    for (const auto* component : {&value.family, &value.given, &value.middle, &value.prefix, &value.suffix}) {
-        if (!first) out.put(separator);
-        first = false;
-        out.put(trim(textOf(*component).substr(0, longest)));
-    }
-    while (out.endsWith(separator)) out.dropBack();
-    return RESULT_OK;
-}
-
 int formatText(const DcElemValueTM& value, TextOut& out, unsigned int tag) noexcept {
-    const std::string_view text = textOf(value.text);
+    const std::string_view text = fieldText(value.text);
     if (!text.empty()) {
         out.put(text);
         return RESULT_OK;
     }
     if (!isPresent(value.startTime) && !isPresent(value.endTime)) {
-        if (!within(value.hour, 0, 23)) return REFUSE("hour out of range %d", value.hour);
-        if (!within(value.minute, 0, 59)) return REFUSE("minute out of range %d", value.minute);
-        if (!validSecond(value.second)) return REFUSE("second out of range %d", toIntSaturated(value.second));
+        if (!within(value.hour, 0, 23))
+            return refuseValue(ELEM_VALUE_REFUSED, tag, reporter, "hour out of range %d", value.hour);
+        if (!within(value.minute, 0, 59))
+            return refuseValue(ELEM_VALUE_REFUSED, tag, reporter, "minute out of range %d", value.minute);
+        if (!validSecond(value.second))
+            return refuseValue(ELEM_VALUE_REFUSED, tag, reporter, "second out of range %d",
+                               toIntSaturated(value.second));
         out.number(value.hour, 2);
         out.number(value.minute, 2);
         if (value.second == 0.0) return RESULT_OK;
@@ -121,8 +124,12 @@ int formatText(const DcElemValueTM& value, TextOut& out, unsigned int tag) noexc
         }
         return RESULT_OK;
     }
-    if (value.startTime > latestTime) return REFUSE("invalid starting time %d", toIntSaturated(value.startTime));
-    if (value.endTime > latestTime) return REFUSE("invalid ending time %d", toIntSaturated(value.endTime));
+    if (value.startTime > latestTime)
+        return refuseValue(ELEM_VALUE_REFUSED, tag, reporter, "invalid starting time %d",
+                           toIntSaturated(value.startTime));
+    if (value.endTime > latestTime)
+        return refuseValue(ELEM_VALUE_REFUSED, tag, reporter, "invalid ending time %d",
+                           toIntSaturated(value.endTime));
     if (isPresent(value.startTime)) out.fixed(value.startTime, 13);
     out.put('-');
     if (isPresent(value.endTime)) out.fixed(value.endTime, 13);

@@ -15,14 +15,14 @@ enum class Held : unsigned char { none, text, i16, u16, i32, u32, f32, f64, raw 
 
 // What is done with a text that is added.
 enum class Take : unsigned char {
-    refuse,   // this VR takes no texts
-    check,    // stored when its check passes
-    soften,   // stored also with illegal characters: control characters are replaced
-    parse,    // stored when it parses as the VR's record
-    store,    // stored as it is
-    number,   // checked and converted to a binary value
-    tag,      // parsed to a binary value
-    buffer,   // a raw buffer
+    refuse,  // this VR takes no texts
+    check,   // stored when its check passes
+    soften,  // stored also with illegal characters: control characters are replaced
+    parse,   // stored when it parses as the VR's record
+    store,   // stored as it is
+    number,  // checked and converted to a binary value
+    tag,     // parsed to a binary value
+    buffer,  // a raw buffer
 };
 
 enum class Split : unsigned char { no, yes, notInEscapes };

@@ -1,5 +1,13 @@
 // Resampling of 16-bit images. Everything but the steps of the positions and the kernel's table is computed
 // in single precision, each operation rounded on its own: the exact samples depend on it.
+//
+// (In front of the headers: functions are inlined into others only under the same options.)
+#if defined(__clang__)
+#pragma STDC FP_CONTRACT OFF
+#elif defined(__GNUC__)
+#pragma GCC optimize("fp-contract=off")
+#endif
+
 #include "foundation/resize.h"
 
 #include <algorithm>
@@ -13,11 +21,6 @@
 #include "orvkit/util.h"
 
 static_assert(FLT_EVAL_METHOD == 0, "needs plain single-precision arithmetic");
-#if defined(__clang__)
-#pragma STDC FP_CONTRACT OFF
-#elif defined(__GNUC__)
-#pragma GCC optimize("fp-contract=off")
-#endif
 
 unsigned int orvkit::resizeMode = orvkit::RESIZE_BSPLINE;
 

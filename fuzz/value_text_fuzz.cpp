@@ -1,5 +1,6 @@
 // Value texts: added to an element of every VR and read back as every type, given to every parser, and as
 // numbers compared with the C library's. What addValue formats of a parsed record must parse to it again.
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstdint>
@@ -75,9 +76,16 @@ void addToEveryVr(std::string_view text, std::uint8_t mode) {
 }
 
 // Seconds that six digits round up to 60, and offsets of one digit, are formatted as texts that do not parse.
-bool roundsUp(double time) { return std::fmod(time, 100.0) > 59.9999994; }
-bool parsesAgain(const DcElemValueAS&) { return true; }
-bool parsesAgain(const DcElemValueDA& v) { return v.startDate <= 30001231 && v.endDate <= 30001231; }
+bool roundsUp(double time) {
+    return std::fmod(time, 100.0) > 59.9999994;
+}
+bool parsesAgain(const DcElemValueAS&) {
+    return true;
+}
+bool parsesAgain(const DcElemValueDA& v) {  // a range of two absent bounds is no date
+    const bool empty = v.month == 0 && v.startDate == -1 && v.endDate == -1;
+    return !empty && v.startDate <= 30001231 && v.endDate <= 30001231;
+}
 bool parsesAgain(const DcElemValueTM& v) {
     return !roundsUp(v.second) && !roundsUp(v.startTime) && !roundsUp(v.endTime);
 }
@@ -85,15 +93,25 @@ bool parsesAgain(const DcElemValueDT& v) {
     const bool noOffset = v.offsetHour == 0 && v.offsetMinute == 0;
     return !roundsUp(v.second) && (noOffset || std::abs(v.offsetHour) > 9);
 }
-bool parsesAgain(const DcElemValuePN& v) {
-    // A group that stands alone is read as components.
-    return v.group == 0 || *v.given != '\0' || *v.middle != '\0' || *v.prefix != '\0' || *v.suffix != '\0';
+bool parsesAgain(const DcElemValuePN&) {
+    return true;
 }
 
-// As far as addValue formats it: a range of dates has no single date.
+// A component group that stands alone is read as components.
+template <typename Value>
+bool standsAlone(const Value&, std::string_view) {
+    return false;
+}
+bool standsAlone(const DcElemValuePN& v, std::string_view text) {
+    return v.group > 0 && text.find('=') == std::string_view::npos;
+}
+
+// A date and time is formatted from its members only when it has no text.
 template <typename Value>
 void forgetText(Value&) {}
-void forgetText(DcElemValueDT& v) { std::memset(v.text, 0, sizeof v.text); }
+void forgetText(DcElemValueDT& v) {
+    std::memset(v.text, 0, sizeof v.text);
+}
 
 template <typename Value>
 void roundTrip(std::string_view text) {
@@ -103,11 +121,9 @@ void roundTrip(std::string_view text) {
     if (!parsesAgain(value)) return;
     orvkit::TextOut first;
     require(orvkit::formatText(value, first, tag) == 0);
-    if (first.view().empty()) return;
+    if (first.view().empty() || standsAlone(value, first.view())) return;
     Value again;
-    const int code = orvkit::parseText(first.view(), again, tag);
-    if (first.view() == "-") return;
-    require(code == 0);
+    require(orvkit::parseText(first.view(), again, tag) == 0);
     forgetText(again);
     orvkit::TextOut second;
     require(orvkit::formatText(again, second, tag) == 0);
@@ -115,7 +131,8 @@ void roundTrip(std::string_view text) {
 }
 
 bool sameNumber(double a, double b) {
-    return (std::isnan(a) && std::isnan(b)) || std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b);
+    return (std::isnan(a) && std::isnan(b)) ||
+           std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b);
 }
 
 // The program runs in the "C" locale.

@@ -8,12 +8,45 @@ namespace {
 
 // In the order of the enumerators. ENCAP_DOC has its underscore on purpose: it is what files hold.
 constexpr const char* kNames[] = {
-    "UNKNOWN", "BASIC IMAGE BOX", "BASIC FILM BOX", "BASIC FILM SESSION", "CURVE", "DICOMDIR", "ENCAP_DOC",
-    "FIDUCIAL", "HANGING PROTOCOL", "HL7 STRUC DOC", "IMAGE", "INTERPRETATION", "KEY OBJECT DOC",
-    "MODALITY LUT", "MRDR", "OVERLAY", "PATIENT", "PRESENTATION", "PRINT QUEUE", "PRIVATE", "RAW DATA",
-    "REGISTRATION", "RESULTS", "RT TREAT RECORD", "RT PLAN", "RT STRUCTURE SET", "RT DOSE", "SERIES",
-    "SPECTROSCOPY", "SR DOCUMENT", "STEREOMETRIC", "STORED PRINT", "STUDY COMPONENT", "STUDY", "TOPIC",
-    "VALUE MAP", "VISIT", "VOI LUT", "WAVEFORM",
+    "UNKNOWN",
+    "BASIC IMAGE BOX",
+    "BASIC FILM BOX",
+    "BASIC FILM SESSION",
+    "CURVE",
+    "DICOMDIR",
+    "ENCAP_DOC",
+    "FIDUCIAL",
+    "HANGING PROTOCOL",
+    "HL7 STRUC DOC",
+    "IMAGE",
+    "INTERPRETATION",
+    "KEY OBJECT DOC",
+    "MODALITY LUT",
+    "MRDR",
+    "OVERLAY",
+    "PATIENT",
+    "PRESENTATION",
+    "PRINT QUEUE",
+    "PRIVATE",
+    "RAW DATA",
+    "REGISTRATION",
+    "RESULTS",
+    "RT TREAT RECORD",
+    "RT PLAN",
+    "RT STRUCTURE SET",
+    "RT DOSE",
+    "SERIES",
+    "SPECTROSCOPY",
+    "SR DOCUMENT",
+    "STEREOMETRIC",
+    "STORED PRINT",
+    "STUDY COMPONENT",
+    "STUDY",
+    "TOPIC",
+    "VALUE MAP",
+    "VISIT",
+    "VOI LUT",
+    "WAVEFORM",
 };
 constexpr int kCount = static_cast<int>(sizeof kNames / sizeof kNames[0]);
 static_assert(kCount == DIR_REC_WAVEFORM + 1);
@@ -45,5 +78,6 @@ int dirGetType(const char* text, DIR_REC& type) {
         type = static_cast<DIR_REC>(i);
         return RESULT_OK;
     }
-    return orvkit::fail(DIR_RESERVED_09, LOG_VALIDATION, reporter, "Unknown directory record type '%s'", text);
+    return orvkit::fail(DIR_RESERVED_09, LOG_VALIDATION, reporter, "Unknown directory record type '%s'",
+                        text);
 }

@@ -14,7 +14,8 @@ constexpr std::uint64_t kMostReadAhead = std::uint64_t{1} << 20;
 int FilePrefix::open(const char* path, const char* reporter, std::size_t firstRead) {
     // Looked at by its path, so that a pipe or a device is refused without being opened.
     platform::FileInfo info;
-    if (!platform::examine(path, info)) return fail(DIR_STAT, LOG_ERROR, reporter, "stat error file '%s'", path);
+    if (!platform::examine(path, info))
+        return fail(DIR_STAT, LOG_ERROR, reporter, "stat error file '%s'", path);
     if (info.kind != platform::FileKind::regular) {
         return fail(DIR_STAT, LOG_ERROR, reporter, "'%s' is not a regular file", path);
     }
@@ -25,7 +26,9 @@ int FilePrefix::open(const char* path, const char* reporter, std::size_t firstRe
     return RESULT_OK;
 }
 
-bool FilePrefix::loadAll() { return extend(size_, size_); }
+bool FilePrefix::loadAll() {
+    return extend(size_, size_);
+}
 
 void FilePrefix::load(std::uint64_t offset, std::size_t n) {
     const std::uint64_t need = std::min(offset + n, size_);

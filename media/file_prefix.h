@@ -12,8 +12,8 @@
 
 namespace orvkit {
 
-// Grows as a walk goes on, and reads little more than is asked for: walking over headers up to Pixel Data does
-// not read the pixels. Memory follows what the file delivers.
+// Grows as a walk goes on, and reads little more than is asked for: walking over headers up to Pixel Data
+// does not read the pixels. Memory follows what the file delivers.
 class FilePrefix final : public ByteSource {
   public:
     // How much the first read takes.

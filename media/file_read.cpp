@@ -54,7 +54,8 @@ const char* describe(std::span<const unsigned char> b) {
     const unsigned int group = std::min(groupAt(b, 0, ByteOrder::little), groupAt(b, 0, ByteOrder::big));
     const bool plausible = group >= 0x0004 && group <= 0x0028;
     if (plausible && hasVrAt(b, 4)) return "a bare data set in explicit VR without file meta information";
-    if (plausible && b.size() >= 8 && orvkit::loadAt<std::uint32_t>(b.data() + 4, ByteOrder::little) < 0x10000) {
+    if (plausible && b.size() >= 8 &&
+        orvkit::loadAt<std::uint32_t>(b.data() + 4, ByteOrder::little) < 0x10000) {
         return "a bare data set in implicit VR without file meta information";
     }
     return "no DICOM file";
@@ -75,7 +76,7 @@ int walkMeta(ByteSource& source, std::uint64_t& end) {
         if (step == RawStep::failed) return failMeta(end);
         if (step == RawStep::end) {
             const auto rest = source.at(end, 2);
-            const bool clean = rest.empty() || groupAt(rest, 0, ByteOrder::little) != 2;
+            const bool clean = rest.empty() || (rest.size() >= 2 && groupAt(rest, 0, ByteOrder::little) != 2);
             return clean && !source.failed() ? RESULT_OK : failMeta(end);
         }
         if (h.tag >> 16 != 2) return RESULT_OK;
@@ -109,7 +110,8 @@ int readMeta(Part10& p) {
     return parsed != RESULT_OK ? DIR_META_INFO : filled;
 }
 
-// ---- the data set ----------------------------------------------------------------------------------------------
+// ---- the data set
+// ----------------------------------------------------------------------------------------------
 
 // How the first element of a data set looks.
 DICT_UID guessSyntax(std::span<const unsigned char> b) {
@@ -126,12 +128,12 @@ int settleSyntax(Part10& p, const char* reporter, DICT_UID& xferSyn) {
     const DcDictUidInfo* info = Dict.findUid(xferSyn);
     if (info == nullptr || info->type != UID_TYPE_XFER_SYN) {
         xferSyn = guessSyntax(first);
-        logReport(LOG_NOTICE, reporter, "File '%s', Transfer Syntax UID '%s' is not known, read as %s", p.name(),
-                  p.syntaxText, orvkit::uidText(xferSyn));
+        logReport(LOG_NOTICE, reporter, "File '%s', Transfer Syntax UID '%s' is not known, read as %s",
+                  p.name(), p.syntaxText, orvkit::uidText(xferSyn));
     }
     if (xferSyn == UID_DEFLATED_LITTLE_ENDIAN_EXPLICIT && !first.empty() && !hasVrAt(first, 4)) {
-        return fail(ELEM_XFER_SYNTAX, LOG_ERROR, reporter, "File '%s', the data set is deflated (%s)", p.name(),
-                    orvkit::uidText(xferSyn));
+        return fail(ELEM_XFER_SYNTAX, LOG_ERROR, reporter, "File '%s', the data set is deflated (%s)",
+                    p.name(), orvkit::uidText(xferSyn));
     }
     return RESULT_OK;
 }
@@ -157,7 +159,8 @@ void takeIdentity(DcElemList& dataset, DcDirMetaInfo& meta) {
     if (dataset.getValue(orvkit::kTagSopClass, sopClass, 0) == RESULT_OK && sopClass != UID_NONE) {
         meta.sopClassUid = sopClass;
     }
-    const int result = dataset.getValue(orvkit::kTagSopInstance, instance, static_cast<int>(sizeof instance), 0);
+    const int result =
+        dataset.getValue(orvkit::kTagSopInstance, instance, static_cast<int>(sizeof instance), 0);
     if (result == RESULT_OK && instance[0] != '\0') {
         std::memcpy(meta.sopInstanceUid, instance, sizeof instance);
     }
@@ -177,8 +180,8 @@ int decodeAll(FilePrefix& file, Part10& p, DICT_UID xferSyn, DcElemList& dataset
     file.setLimit(UINT64_MAX);
     if (!file.loadAll()) return failPrefix(file, reporter, p.path);
     const auto bytes = file.bytes();
-    return decode(bytes.subspan(static_cast<std::size_t>(std::min<std::uint64_t>(p.end, bytes.size()))), xferSyn,
-                  p.meta, dataset);
+    return decode(bytes.subspan(static_cast<std::size_t>(std::min<std::uint64_t>(p.end, bytes.size()))),
+                  xferSyn, p.meta, dataset);
 }
 
 // Opens a file and reads its meta information and the first bytes behind.
@@ -192,7 +195,8 @@ int begin(FilePrefix& file, Part10& p, std::size_t firstRead) {
     return readMeta(p);
 }
 
-// ---- Pixel Data left on disk -----------------------------------------------------------------------------------
+// ---- Pixel Data left on disk
+// -----------------------------------------------------------------------------------
 
 // The length of a pixel value that nobody reads: items are stepped over by their headers.
 int measurePixels(FilePrefix& file, const RawHeader& h, const char* reporter, std::uint64_t& length) {
@@ -210,7 +214,8 @@ int measurePixels(FilePrefix& file, const RawHeader& h, const char* reporter, st
             length = walker.position() - orvkit::kDelimitationSize - h.valueOffset;
             return RESULT_OK;
         }
-        if (source.failed()) return fail(DIR_READ_WRITE, LOG_ERROR, reporter, "Error reading pixel data items");
+        if (source.failed())
+            return fail(DIR_READ_WRITE, LOG_ERROR, reporter, "Error reading pixel data items");
         // As lenient as decoding.
         length = left;
         return fail(RESULT_OK, LOG_VALIDATION, reporter,
@@ -260,7 +265,8 @@ int dirReadFile(unsigned char* buf, unsigned int length, DcDirMetaInfo& meta, Dc
     if (const int result = readMeta(p); result != RESULT_OK) return result;
     DICT_UID xferSyn;
     if (const int result = settleSyntax(p, reporter, xferSyn); result != RESULT_OK) return result;
-    if (length - p.end > static_cast<unsigned int>(orvkit::maxFileSize())) return failLimit(reporter, p.name());
+    if (length - p.end > static_cast<unsigned int>(orvkit::maxFileSize()))
+        return failLimit(reporter, p.name());
     return decode(std::span(buf, length).subspan(static_cast<std::size_t>(p.end)), xferSyn, meta, dataset);
 }
 
@@ -285,7 +291,8 @@ int dirReadNonPixelElem(const char* path, DcDirMetaInfo& meta, DcElemList& datas
     if (step != RawStep::element || h.tag != orvkit::kTagPixelData) {
         return decodeAll(file, p, xferSyn, dataset, reporter);
     }
-    if (h.offset - p.end > static_cast<std::uint64_t>(orvkit::maxFileSize())) return failLimit(reporter, path);
+    if (h.offset - p.end > static_cast<std::uint64_t>(orvkit::maxFileSize()))
+        return failLimit(reporter, path);
 
     const auto header = file.bytes().first(static_cast<std::size_t>(h.offset));
     if (const int result = decode(header.subspan(static_cast<std::size_t>(p.end)), xferSyn, meta, dataset);

@@ -74,7 +74,7 @@ int takeIdentity(DcDirMetaInfo& meta, DcElemList& dataset) {
     }
     if (meta.sopInstanceUid[0] == '\0') {
         const int result = dataset.getValue(orvkit::kTagSopInstance, meta.sopInstanceUid,
-                                         static_cast<int>(sizeof meta.sopInstanceUid), 0);
+                                            static_cast<int>(sizeof meta.sopInstanceUid), 0);
         if (result != RESULT_OK) {
             return fail(result, LOG_ERROR, kReporter,
                         "Missing or invalid T_0008_0018_sopInstanceUid in Element List");
@@ -92,8 +92,8 @@ int checkSize(const DcElemList& dataset) {
                 orvkit::megabytes(orvkit::maxFileSize()));
 }
 
-// The elements whose values stand in other files, in order. Inside of sequences there is no way to write them:
-// the lengths around them are those of what was framed.
+// The elements whose values stand in other files, in order. Inside of sequences there is no way to write
+// them: the lengths around them are those of what was framed.
 int findDiskElems(DcElemList& dataset, const char* path, std::vector<DcElem*>& onDisk) {
     std::vector<DcElem*> open{dataset.first()};  // the next element of each level
     while (!open.empty()) {
@@ -122,7 +122,8 @@ int findDiskElems(DcElemList& dataset, const char* path, std::vector<DcElem*>& o
             std::error_code ignored;
             if (b->getType() == BUF_FILE && b->getFileName() != nullptr &&
                 std::filesystem::equivalent(path, b->getFileName(), ignored)) {
-                return fail(DIR_OPEN, LOG_ERROR, kReporter, "File '%s' holds the pixel data to be written", path);
+                return fail(DIR_OPEN, LOG_ERROR, kReporter, "File '%s' holds the pixel data to be written",
+                            path);
             }
         }
     }
@@ -155,7 +156,8 @@ int writeSpliced(int handle, std::span<const unsigned char> framed, std::size_t 
         const auto upTo = static_cast<std::size_t>(h.valueOffset);
         int result = write(handle, framed.subspan(written, upTo - written));
         if (result == RESULT_OK) result = orvkit::copyPixels(handle, *onDisk.front(), xferSyn, kReporter);
-        if (result == RESULT_OK && h.length == orvkit::kLengthUndefined) result = write(handle, kDelimitation);
+        if (result == RESULT_OK && h.length == orvkit::kLengthUndefined)
+            result = write(handle, kDelimitation);
         if (result != RESULT_OK) return result;
         written = upTo;
         walker.setPosition(upTo);
@@ -199,8 +201,9 @@ int dirWriteFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset) {
     const std::size_t size = orvkit::kMetaOffset + std::size_t{groupSize} + dataSize;
     const Block block(static_cast<unsigned char*>(::operator new(size, std::nothrow)));
     if (block == nullptr) {
-        return fail(ELEM_NO_MEMORY, LOG_ERROR, kReporter, "file '%s', unable to allocated 0x%x (%d) bytes of memory",
-                    path, dataSize, static_cast<int>(dataSize));
+        return fail(ELEM_NO_MEMORY, LOG_ERROR, kReporter,
+                    "file '%s', unable to allocated 0x%x (%d) bytes of memory", path, dataSize,
+                    static_cast<int>(dataSize));
     }
     std::size_t start = 0;
     if (result = frameMeta(meta, group, block.get(), start); result != RESULT_OK) return result;

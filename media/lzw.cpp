@@ -37,32 +37,51 @@ constexpr unsigned int largestCode(unsigned int width) noexcept {
 // ---- encoding -------------------------------------------------------------------------------------------
 
 // The strings of the encoder: (code of the prefix, next byte) to code. Only what is found in it matters to
-// the stream, not how. Open addressing with at most half of the slots in use.
+// the stream, not how it is looked for. Open addressing with at most half of the slots in use; in front of it
+// the last string found behind each prefix, since in images the same one mostly comes again.
 class Dictionary {
   public:
     // The code, or 0 with `slot` set to where the string is to be entered.
-    std::uint32_t find(std::uint32_t prefix, std::uint32_t byte, std::uint32_t& slot) const noexcept {
+    std::uint32_t find(std::uint32_t prefix, std::uint32_t byte, std::uint32_t& slot) noexcept {
+        const Recent recent = recent_[prefix];
+        if (recent.byte == byte && recent.code != 0) return recent.code;
         const std::uint32_t key = prefix << 8 | byte;
         slot = key * 0x9E3779B1U >> (32 - slotBits);
-        while (slots_[slot].code != 0) {
-            if (slots_[slot].key == key) return slots_[slot].code;
-            slot = (slot + 1) % slots;
+        for (std::uint32_t step = 1; slots_[slot].code != 0; ++step) {
+            if (slots_[slot].key == key) {
+                remember(prefix, byte, slots_[slot].code);
+                return slots_[slot].code;
+            }
+            slot = (slot + step) % slots;
         }
         return 0;
     }
     void enter(std::uint32_t slot, std::uint32_t prefix, std::uint32_t byte, std::uint32_t code) noexcept {
         slots_[slot] = {prefix << 8 | byte, code};
+        remember(prefix, byte, code);
     }
-    void clear() noexcept { slots_.fill({}); }
+    void clear() noexcept {
+        slots_.fill({});
+        recent_.fill({});
+    }
 
   private:
     struct Entry {
         std::uint32_t key;
         std::uint32_t code;
     };
+    struct Recent {
+        std::uint16_t code;
+        std::uint16_t byte;
+    };
+    void remember(std::uint32_t prefix, std::uint32_t byte, std::uint32_t code) noexcept {
+        recent_[prefix] = {static_cast<std::uint16_t>(code), static_cast<std::uint16_t>(byte)};
+    }
+
     static constexpr unsigned int slotBits = 17;
     static constexpr std::uint32_t slots = 1U << slotBits;
     std::array<Entry, slots> slots_;
+    std::array<Recent, encoderCodes> recent_;
 };
 
 // Packs codes behind the header. A change of width would have to fill up the group of 8 codes, but here it
@@ -85,21 +104,23 @@ class CodeWriter {
         bits_ |= std::uint64_t{code} << bitCount_;
         bitCount_ += width_;
         if (bitCount_ < 32) return true;
-        if (room_.size() - at_ < 4) return false;
+        if (room_.size() - at_ < 4) return drain(4);
         storeAt(room_.data() + at_, static_cast<std::uint32_t>(bits_), ByteOrder::little);
         at_ += 4;
         bits_ >>= 32;
         bitCount_ -= 32;
         return true;
     }
-    void widen() noexcept {
+    bool widen() noexcept {
+        if (!flush()) return false;
         ++width_;
-        widthBegin_ = at_ + bitCount_ / 8;
+        widthBegin_ = at_;
+        return true;
     }
     bool flush() noexcept {
-        const std::size_t bytes = (bitCount_ + 7) / 8;
-        if (room_.size() - at_ < bytes) return false;
-        for (std::size_t i = 0; i < bytes; ++i) room_[at_++] = static_cast<unsigned char>(bits_ >> (8 * i));
+        if (!drain((bitCount_ + 7) / 8)) return false;
+        bits_ = 0;
+        bitCount_ = 0;
         return true;
     }
     unsigned int width() const noexcept { return width_; }
@@ -110,6 +131,15 @@ class CodeWriter {
     }
 
   private:
+    // Writes the first bytes that wait, as far as there is room.
+    bool drain(std::size_t bytes) noexcept {
+        std::size_t written = 0;
+        for (; written < bytes && at_ < room_.size(); ++written) {
+            room_[at_++] = static_cast<unsigned char>(bits_ >> (8 * written));
+        }
+        return written == bytes;
+    }
+
     std::span<unsigned char> room_;
     std::size_t at_ = 0;
     std::size_t widthBegin_ = 0;
@@ -142,7 +172,7 @@ bool encode(std::span<const unsigned char> in, CodeWriter& out, Dictionary& dict
                 break;
             }
             dictionary.enter(slot, prefix, byte, nextFree);
-            if (nextFree > largestCode(out.width())) out.widen();
+            if (nextFree > largestCode(out.width()) && !out.widen()) return false;
             ++nextFree;
             prefix = byte;
         }
@@ -223,7 +253,7 @@ class Decoder {
     int run() noexcept {
         std::uint32_t code;
         while (reader_.next(code)) {
-            // The first code, and the one behind a CLEAR, stands for a byte.
+            // The first code, and the one behind a CLEAR, stands for a byte; its upper bits mean nothing.
             if (at_ == room_) return noRoom();
             out_[at_] = static_cast<unsigned char>(code);
             last_ = {at_++, 1};
@@ -278,14 +308,15 @@ class Decoder {
         unsigned char* to = out_ + at_;
         last_ = {at_, piece.length};
         const std::uint32_t room = room_ - at_;
-        if (piece.length <= chunk && room >= chunk) {
-            std::memcpy(to, from, chunk);
-        } else if (room >= chunk && piece.length <= room - chunk) {
-            for (std::uint32_t done = 0; done < piece.length; done += chunk) {
+        if (room >= chunk && piece.length <= room - chunk) {
+            // Whole chunks: what they write too much is overwritten later.
+            std::uint32_t done = 0;
+            do {
                 unsigned char block[chunk];
                 std::memcpy(block, from + done, chunk);
                 std::memcpy(to + done, block, chunk);
-            }
+                done += chunk;
+            } while (done < piece.length);
         } else {
             std::copy_n(from, std::min(piece.length, room), to);
             if (piece.length > room) {

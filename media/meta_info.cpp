@@ -59,8 +59,12 @@ bool setPrivateInfo(DcDirMetaInfo& meta, std::span<const unsigned char> bytes) {
 
 }  // namespace
 
-int orvkit::maxFileSize() noexcept { return sizeLimit.load(std::memory_order_relaxed); }
-double orvkit::megabytes(int bytes) noexcept { return bytes * 9.5367431640625e-07; }
+int orvkit::maxFileSize() noexcept {
+    return sizeLimit.load(std::memory_order_relaxed);
+}
+double orvkit::megabytes(int bytes) noexcept {
+    return bytes * 9.5367431640625e-07;
+}
 
 const char* orvkit::uidText(DICT_UID uid) noexcept {
     const DcDictUidInfo* info = Dict.findUid(uid);
@@ -75,9 +79,12 @@ int dirSetMaxFileSize(int bytes) {
     return RESULT_OK;
 }
 
-// ---- the record ------------------------------------------------------------------------------------------------
+// ---- the record
+// ------------------------------------------------------------------------------------------------
 
-DcDirMetaInfo::DcDirMetaInfo() : privateInfo(nullptr) { reset(); }
+DcDirMetaInfo::DcDirMetaInfo() : privateInfo(nullptr) {
+    reset();
+}
 
 DcDirMetaInfo::DcDirMetaInfo(const DcDirMetaInfo& other) : privateInfo(nullptr) {
     reset();
@@ -101,7 +108,9 @@ DcDirMetaInfo& DcDirMetaInfo::operator=(const DcDirMetaInfo& other) {
     return *this;
 }
 
-DcDirMetaInfo::~DcDirMetaInfo() { delete[] privateInfo; }
+DcDirMetaInfo::~DcDirMetaInfo() {
+    delete[] privateInfo;
+}
 
 void DcDirMetaInfo::reset() {
     std::memset(preamble, 0, sizeof preamble);
@@ -138,23 +147,24 @@ int DcDirMetaInfo::printInfo(const char* path, const char* mode) {
     if (path == nullptr || mode == nullptr) {
         return fail(DIR_NULL_ARGUMENT, LOG_VALIDATION, reporter, "Null argument passed");
     }
-    const std::unique_ptr<FILE, int (*)(FILE*)> file(std::fopen(path, mode), [](FILE* f) {
-        return f != nullptr ? std::fclose(f) : 0;
-    });
+    const std::unique_ptr<FILE, int (*)(FILE*)> file(
+        std::fopen(path, mode), [](FILE* f) { return f != nullptr ? std::fclose(f) : 0; });
     if (file == nullptr) {
         return fail(DIR_OPEN, LOG_VALIDATION, reporter, "Error opening file %s in mode %s", path, mode);
     }
     return printInfo(file.get());
 }
 
-// ---- checks ----------------------------------------------------------------------------------------------------
+// ---- checks
+// ----------------------------------------------------------------------------------------------------
 
 int dirCheckMetaInfo(DcDirMetaInfo& meta) {
     constexpr const char* reporter = "dirCheckMetaInfo";
     if (meta.version != 1) {
         return fail(DIR_META_INFO, LOG_ERROR, reporter, "Invalid version number - 0x%04x", meta.version);
     }
-    if (meta.sopClassUid == UID_NONE) return fail(DIR_META_INFO, LOG_ERROR, reporter, "SOP Class UID not set");
+    if (meta.sopClassUid == UID_NONE)
+        return fail(DIR_META_INFO, LOG_ERROR, reporter, "SOP Class UID not set");
     if (meta.sopInstanceUid[0] == '\0') {
         return fail(DIR_META_INFO, LOG_ERROR, reporter, "SOP Instance UID not set");
     }
@@ -172,7 +182,8 @@ int dirCheckMetaInfo(DcDirMetaInfo& meta) {
     return RESULT_OK;
 }
 
-// ---- to elements and back --------------------------------------------------------------------------------------
+// ---- to elements and back
+// --------------------------------------------------------------------------------------
 
 int dirFileMetaInfoToElemList(DcDirMetaInfo& meta, DcElemList& dataset) {
     unsigned char version[2] = {static_cast<unsigned char>(meta.version >> 8),

@@ -13,7 +13,8 @@
 // In block mode code 256 clears the string table and leaves the width as it is.
 //
 // Both functions may run in several threads at once: the tables belong to the thread, are allocated on its
-// first use (about half a megabyte each) and freed when it ends. Failures are logged at LOG_ERROR.
+// first use (1.3 megabytes to encode, 0.5 to decode) and freed when it ends. Failures are logged at
+// LOG_ERROR.
 #ifndef ORVKIT_LZW_H
 #define ORVKIT_LZW_H
 

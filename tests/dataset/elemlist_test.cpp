@@ -183,6 +183,15 @@ TEST(ElemList, RawValuesComeInTheStreamsByteOrder) {
     }
 }
 
+TEST(ElemList, NativePixelsStayNativeInAnEncapsulatedStream) {
+    DcElemList list;
+    list + raw(0x7FE00010, VR_OW, "12345678", UID_LITTLE_ENDIAN_EXPLICIT);
+    EXPECT_EQ(frame(list, UID_JPEG_BASELINE).size(), 12u + 8u);
+    DcElemList other;
+    other + raw(0x7FE00010, VR_OB, "12345678", UID_JPEG_BASELINE);
+    EXPECT_EQ(frame(other, UID_JPEG_BASELINE).size(), 12u + 8u + 8u);
+}
+
 TEST(ElemList, PixelAndWaveformDataGetTheirVr) {
     struct Case {
         unsigned short bits;

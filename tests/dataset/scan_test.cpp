@@ -55,7 +55,10 @@ struct TempFile {
 // occurs inside, and Pixel Data in fragments.
 Stream rich(DICT_UID xferSyn) {
     Stream inner(xferSyn);
-    inner.header(kSequence, "SQ", Stream::undefined).item(Stream::undefined).elem(kRows, "US", "ab").endItem();
+    inner.header(kSequence, "SQ", Stream::undefined)
+        .item(Stream::undefined)
+        .elem(kRows, "US", "ab")
+        .endItem();
     inner.item(8).raw("12345678").endSequence();
     Stream s(xferSyn);
     s.elem(0x00080005, "CS", "ISO_IR 100").header(kSequence, "SQ", Stream::undefined);
@@ -123,7 +126,8 @@ TEST(GetElemOffset, TellsTheEndOfTheFirstElementAndTheDelimitationOfAnItem) {
 
 TEST(GetElemOffset, ReadsTheGroupsThatHaveASyntaxOfTheirOwn) {
     Stream s(kBig);
-    s.add(Stream(kImplicit).elem(0x00000100, "", "ab")).add(Stream(kExplicit).elem(0x00020010, "UI", "1.2\0"));
+    s.add(Stream(kImplicit).elem(0x00000100, "", "ab"))
+        .add(Stream(kExplicit).elem(0x00020010, "UI", "1.2\0"));
     s.add(Stream(kExplicit).header(0x00041220, "SQ", Stream::undefined).endSequence());
     s.elem(kRows, "US", "ab");
     unsigned int offset = 0;
@@ -144,7 +148,10 @@ TEST(GetElemOffset, UnknownVrsHaveTheDictionarysOrTheLongHeader) {
 TEST(GetElemOffset, ValuesOfUndefinedLengthThatHoldNoItemsEndAtTheDelimiter) {
     for (const char* vr : {"UN", "OW", "UT"}) {
         Stream s;
-        s.header(kPrivate, vr, Stream::undefined).raw("no items\xFE\xFF\xDD\xE0").raw("in here").endSequence();
+        s.header(kPrivate, vr, Stream::undefined)
+            .raw("no items\xFE\xFF\xDD\xE0")
+            .raw("in here")
+            .endSequence();
         s.elem(kRows, "US", "ab");
         unsigned int offset = 0;
         EXPECT_EQ(utilGetElemOffset(s.data(), s.size(), kExplicit, kRows, offset), RESULT_OK);
@@ -229,8 +236,8 @@ TEST(RawWalk, AMillionLevelsAreRefusedAndAThousandAreNot) {
     }
 }
 
-// Inputs on which a careless walk needs time that grows with the square of their size. Each walk here takes some
-// milliseconds; the bound leaves room for slow machines and sanitizers.
+// Inputs on which a careless walk needs time that grows with the square of their size. Each walk here takes
+// some milliseconds; the bound leaves room for slow machines and sanitizers.
 TEST(RawWalk, TakesLinearTimeOnAwkwardInput) {
     constexpr int n = 300000;
     std::vector<Stream> inputs;
@@ -255,7 +262,8 @@ TEST(RawWalk, TakesLinearTimeOnAwkwardInput) {
     }
 }
 
-// ---- lengths of values -----------------------------------------------------------------------------------------
+// ---- lengths of values
+// -----------------------------------------------------------------------------------------
 
 namespace {
 
@@ -277,14 +285,14 @@ Lengths ox(const Exact& s, std::size_t at, DICT_UID xferSyn, int whole) {
 }
 Lengths sq(const Exact& s, std::size_t at, DICT_UID xferSyn) {
     Lengths l{0, 1, 1};
-    l.result =
-        utilGetSqValLen(s.data() + at, static_cast<unsigned int>(s.size() - at), xferSyn, l.length, l.extra, 1);
+    l.result = utilGetSqValLen(s.data() + at, static_cast<unsigned int>(s.size() - at), xferSyn, l.length,
+                               l.extra, 1);
     return l;
 }
 Lengths item(const Exact& s, std::size_t at, DICT_UID xferSyn) {
     Lengths l{0, 1, 1};
-    l.result =
-        utilGetSqItemValLen(s.data() + at, static_cast<unsigned int>(s.size() - at), xferSyn, l.length, l.extra);
+    l.result = utilGetSqItemValLen(s.data() + at, static_cast<unsigned int>(s.size() - at), xferSyn, l.length,
+                                   l.extra);
     return l;
 }
 
@@ -388,8 +396,8 @@ TEST(ValueLengths, TheHandleFormsSayTheSameOfAFile) {
                 l.result = utilGetSqValLen(file.handle(), static_cast<int>(at), size - at, xferSyn, l.length,
                                            l.extra, 0);
                 EXPECT_EQ(l, sq(part, at, xferSyn)) << at << " of " << size;
-                l.result = utilGetSqItemValLen(file.handle(), static_cast<int>(at), size - at, xferSyn, l.length,
-                                               l.extra);
+                l.result = utilGetSqItemValLen(file.handle(), static_cast<int>(at), size - at, xferSyn,
+                                               l.length, l.extra);
                 EXPECT_EQ(l, item(part, at, xferSyn)) << at << " of " << size;
             }
         }
@@ -402,7 +410,8 @@ TEST(ValueLengths, TheHandleFormsSayTheSameOfAFile) {
     EXPECT_EQ(utilGetSqValLen(-1, 0, 100, kExplicit, l.length, l.extra, 0), UTIL_LENGTH_FIELD);
 }
 
-// ---- fields of a file ------------------------------------------------------------------------------------------
+// ---- fields of a file
+// ------------------------------------------------------------------------------------------
 
 TEST(ParseFields, FindsWantedElementsFromThePositionOn) {
     for (const DICT_UID xferSyn : {kImplicit, kExplicit, kBig}) {

@@ -38,9 +38,9 @@ TEST(GetValue, NextVisitsEveryValueAndThenIndexZeroFollows) {
     EXPECT_EQ(log.take(), LogLines{});
     for (int index : {4, -1}) {
         EXPECT_EQ(e->getValue(v, index), ELEM_INVALID_INDEX);
-        EXPECT_TRUE(log.tookOnly(LOG_VALIDATION, "DcElem::getValue",
-                                 anyElement + "index (=" + std::to_string(index) +
-                                     ") out of range, value count = 3"));
+        EXPECT_TRUE(log.tookOnly(
+            LOG_VALIDATION, "DcElem::getValue",
+            anyElement + "index (=" + std::to_string(index) + ") out of range, value count = 3"));
     }
     const auto empty = elemOf(VR_IS);
     EXPECT_EQ(empty->getValue(v, -1), ELEM_EMPTY_VALUE);
@@ -53,7 +53,8 @@ TEST(GetValue, RefusedReadsLeaveTheCounter) {
     char buffer[8];
     EXPECT_EQ(e->getValue(buffer, 4, ELEM_INDEX_NEXT), ELEM_TRUNCATED);
     EXPECT_STREQ(buffer, "ABCD");
-    EXPECT_TRUE(log.tookOnly(LOG_VALIDATION, "DcElem::getValue", anyElement + "buffer too short, value truncated"));
+    EXPECT_TRUE(
+        log.tookOnly(LOG_VALIDATION, "DcElem::getValue", anyElement + "buffer too short, value truncated"));
     EXPECT_EQ(e->getValue(buffer, 6, ELEM_INDEX_NEXT), 0);
     EXPECT_STREQ(buffer, "ABCDEF");
     EXPECT_EQ(e->getValue(buffer, 2, ELEM_INDEX_NEXT), 0);
@@ -84,10 +85,14 @@ TEST(GetValue, NumbersAsTextNeedTheirRoom) {
         const char* shown;
     };
     const Row rows[] = {
-        {VR_AT, "(7FE0,0010)", 12, "(7fe0,0010)"}, {VR_FL, "0.1", 16, "0.1"},
-        {VR_FD, "-1234567.5", 16, "-1.23457e+06"}, {VR_SL, "-2147483648", 12, "-2147483648"},
-        {VR_SS, "-5", 12, "-5"},                   {VR_XS, "-5", 12, "-5"},
-        {VR_UL, "4294967295", 12, "-1"},           {VR_US, "65535", 12, "65535"},
+        {VR_AT, "(7FE0,0010)", 12, "(7fe0,0010)"},
+        {VR_FL, "0.1", 16, "0.1"},
+        {VR_FD, "-1234567.5", 16, "-1.23457e+06"},
+        {VR_SL, "-2147483648", 12, "-2147483648"},
+        {VR_SS, "-5", 12, "-5"},
+        {VR_XS, "-5", 12, "-5"},
+        {VR_UL, "4294967295", 12, "-1"},
+        {VR_US, "65535", 12, "65535"},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.text);
@@ -131,7 +136,8 @@ TEST(GetValue, ANumberBeyondItsVrsLimitIsCutAndTold) {
     double d = 0;
     EXPECT_EQ(e->getValue(d), ELEM_TRUNCATED);
     EXPECT_EQ(d, 3.14159265358979);
-    EXPECT_TRUE(log.tookOnly(LOG_VALIDATION, "DcElem::getValue", anyElement + "buffer too short, value truncated"));
+    EXPECT_TRUE(
+        log.tookOnly(LOG_VALIDATION, "DcElem::getValue", anyElement + "buffer too short, value truncated"));
 }
 
 TEST(GetValue, RecordsAreResetAndFilled) {

@@ -26,7 +26,9 @@ bool lists(const std::string& text, const std::string& word) {
     return (" " + text + " ").find(" " + word + " ") != std::string::npos;
 }
 
-std::string nameOf(const std::string& vr) { return vr == "??" ? "" : vr; }
+std::string nameOf(const std::string& vr) {
+    return vr == "??" ? "" : vr;
+}
 
 // A value of each VR as text, which reads as 3 wherever a number can be read.
 const char* sampleOf(const std::string& vr) {
@@ -116,13 +118,27 @@ auto gets(std::string (*show)(const Value&)) {
     return [show](DcElem& e, std::string& text) { return getRecord<Value>(e, text, show); };
 }
 
-std::string show(const DcElemValueAS& v) { return std::to_string(v.age) + v.unit; }
-std::string show(const DcElemValueAT& v) { return std::to_string(v.group) + "," + std::to_string(v.element); }
-std::string show(const DcElemValueDA& v) { return std::to_string(v.year) + "-" + std::to_string(v.day); }
-std::string show(const DcElemValueDT& v) { return std::to_string(v.month) + " " + v.text; }
-std::string show(const DcElemValuePN& v) { return v.family; }
-std::string show(const DcElemValueTM& v) { return std::to_string(v.hour) + ":" + std::to_string(v.minute); }
-std::string show(const DcBuf& v) { return std::to_string(v.getLen()); }
+std::string show(const DcElemValueAS& v) {
+    return std::to_string(v.age) + v.unit;
+}
+std::string show(const DcElemValueAT& v) {
+    return std::to_string(v.group) + "," + std::to_string(v.element);
+}
+std::string show(const DcElemValueDA& v) {
+    return std::to_string(v.year) + "-" + std::to_string(v.day);
+}
+std::string show(const DcElemValueDT& v) {
+    return std::to_string(v.month) + " " + v.text;
+}
+std::string show(const DcElemValuePN& v) {
+    return v.family;
+}
+std::string show(const DcElemValueTM& v) {
+    return std::to_string(v.hour) + ":" + std::to_string(v.minute);
+}
+std::string show(const DcBuf& v) {
+    return std::to_string(v.getLen());
+}
 
 std::vector<GetColumn> getColumns() {
     const auto getUid = [](DcElem& e, std::string& text) {
@@ -152,7 +168,8 @@ std::vector<GetColumn> getColumns() {
         {"DcElemValuePN", "PN", gets<DcElemValuePN>(show), "3"},
         {"DcElemValueTM", "TM", gets<DcElemValueTM>(show), "10:30"},
         {"raw buffer", "OB OF OW UN UT OX ??", gets<DcBuf>(show), "4"},
-        {"string", "AE AS CS DA DS DT IS LO LT PN SH ST TM UI AT FL FD SL SS XL XS UL US UT", getText, nullptr},
+        {"string", "AE AS CS DA DS DT IS LO LT PN SH ST TM UI AT FL FD SL SS XL XS UL US UT", getText,
+         nullptr},
     };
 }
 
@@ -190,8 +207,9 @@ TEST(ValueTable, AddValueTakesOrRefusesEveryTypeOnEveryVr) {
                 const bool text = column.add == nullptr;
                 EXPECT_EQ(code, ELEM_VALUE_REFUSED);
                 EXPECT_EQ(e->getValueCount(), 0);
-                EXPECT_TRUE(log.tookOnly(LOG_VALIDATION, text ? "DcElem::addValueStrg" : "DcElem::addValue",
-                                         anyElement + "VR=" + nameOf(vr) + ", does not accept " + column.type));
+                EXPECT_TRUE(
+                    log.tookOnly(LOG_VALIDATION, text ? "DcElem::addValueStrg" : "DcElem::addValue",
+                                 anyElement + "VR=" + nameOf(vr) + ", does not accept " + column.type));
             }
         }
     }
@@ -213,8 +231,9 @@ TEST(ValueTable, GetValueGivesOrRefusesEveryTypeOfEveryVr) {
                 EXPECT_EQ(log.take(), LogLines{});
             } else {
                 EXPECT_EQ(code, ELEM_VR_SIZE);
-                EXPECT_TRUE(log.tookOnly(LOG_VALIDATION, "DcElem::getValue",
-                                         anyElement + "VR=" + nameOf(vr) + ", cannot get value as " + column.type));
+                EXPECT_TRUE(
+                    log.tookOnly(LOG_VALIDATION, "DcElem::getValue",
+                                 anyElement + "VR=" + nameOf(vr) + ", cannot get value as " + column.type));
             }
         }
     }

@@ -25,7 +25,10 @@ inline std::string stored(DcElem& e) {
     std::string all;
     for (int i = 0; i < e.getValueCount(); ++i) {
         if (orvkit::ElemAccess::vrSize(e) == VR_SIZE_CHAR && !orvkit::isRawVr(e.getVr())) {
-            all += "[" + std::string(orvkit::storeText(orvkit::ElemAccess::store(e), static_cast<unsigned int>(i))) + "]";
+            all +=
+                "[" +
+                std::string(orvkit::storeText(orvkit::ElemAccess::store(e), static_cast<unsigned int>(i))) +
+                "]";
             continue;
         }
         char buffer[256];

@@ -1,0 +1,30 @@
+#!/usr/bin/env bash
+# Installs a build into a temporary prefix, then builds and runs the consumer project against what was
+# installed: once through find_package, once through pkg-config.
+# Usage: run.sh BUILD-DIRECTORY CXX [COMPILER-FLAGS]
+set -euo pipefail
+build=$1 cxx=$2 flags=${3:-}
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+prefix=$work/prefix
+
+cmake --install "$build" --prefix "$prefix" >/dev/null
+test -f "$prefix/share/man/man1/orvkit.1"
+"$prefix/bin/orvkit" --version
+
+echo "-- find_package"
+cmake -S "$here" -B "$work/build" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_COMPILER="$cxx" \
+  -DCMAKE_CXX_FLAGS="$flags" >/dev/null
+cmake --build "$work/build" >/dev/null
+"$work/build/consumer" "$work/by_cmake.dcm"
+
+echo "-- pkg-config"
+command -v pkg-config >/dev/null || { echo "skipped: pkg-config is not installed"; exit 0; }
+config=$(find "$prefix" -name orvkit.pc -printf '%h')
+export PKG_CONFIG_PATH=$config
+test "$(pkg-config --modversion orvkit)" = "$("$prefix/bin/orvkit" --version | cut -d' ' -f2)"
+read -ra options < <(pkg-config --cflags --libs orvkit)
+"$cxx" -std=c++17 $flags "$here/main.cpp" "${options[@]}" -o "$work/by_pkgconfig"
+LD_LIBRARY_PATH=$(pkg-config --variable=libdir orvkit) "$work/by_pkgconfig" "$work/by_pkgconfig.dcm"
+cmp "$work/by_cmake.dcm" "$work/by_pkgconfig.dcm"

@@ -1,0 +1,142 @@
+#include "orvkit/buf.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "orvkit/uids.h"
+#include "orvkit/util.h"
+#include "platform/file.h"
+#include "tests/support/temp_dir.h"
+
+namespace {
+
+using namespace orvkit::platform;
+
+bool isOpen(int handle) {
+    FileInfo info;
+    return examine(handle, info);
+}
+
+class BufTest : public ::testing::Test {
+  protected:
+    int open() { return openRead(path_.c_str()).release(); }
+    static void* block() { return std::memcpy(utilNew(4), "abc", 4); }
+
+    TempDir dir_;
+    std::string path_ = [this] {
+        const std::string p = dir_ / "file";
+        writeWhole(p, "0123456789");
+        return p;
+    }();
+};
+
+void expectReset(const DcBuf& buf) {
+    EXPECT_EQ(buf.getType(), BUF_NONE);
+    EXPECT_EQ(buf.getBuf(), nullptr);
+    EXPECT_EQ(buf.getFileName(), nullptr);
+    EXPECT_EQ(buf.getHandle(), -1);
+    EXPECT_EQ(buf.getOffset(), 0);
+    EXPECT_EQ(buf.getAllocLen(), 0u);
+    EXPECT_EQ(buf.getLen(), 0u);
+    EXPECT_EQ(buf.getXferSyn(), 0);
+}
+
+}  // namespace
+
+// Leaks and double frees of the memory blocks show under AddressSanitizer.
+TEST_F(BufTest, CopiesAreBorrowed) {
+    const int handle = open();
+    DcBuf memory(block(), 4, UID_LITTLE_ENDIAN_EXPLICIT), behind(handle, 3, 5, UID_BIG_ENDIAN_EXPLICIT);
+    {
+        DcBuf memoryCopy(memory), handleCopy;
+        handleCopy = behind;
+        EXPECT_EQ(handleCopy.getType(), BUF_HANDLE);
+        EXPECT_EQ(handleCopy.getHandle(), handle);
+        EXPECT_EQ(handleCopy.getOffset(), 3);
+        EXPECT_EQ(handleCopy.getLen(), 5u);
+        EXPECT_EQ(handleCopy.getXferSyn(), UID_BIG_ENDIAN_EXPLICIT);
+        handleCopy.setHandle(-1);
+        memoryCopy.setBuf(nullptr);
+        handleCopy = behind;
+    }
+    EXPECT_STREQ(static_cast<char*>(memory.getBuf()), "abc");
+    EXPECT_TRUE(isOpen(handle));
+
+    DcBuf named(path_.c_str(), 2, 6, UID_LITTLE_ENDIAN_IMPLICIT), copy(named);
+    EXPECT_STREQ(copy.getFileName(), path_.c_str());
+    EXPECT_NE(copy.getFileName(), named.getFileName());
+    named.setFileName(nullptr);
+    EXPECT_STREQ(copy.getFileName(), path_.c_str());
+    copy.setFileName(copy.getFileName());
+    EXPECT_STREQ(copy.getFileName(), path_.c_str());
+}
+
+TEST_F(BufTest, OwnersReleaseAndClose) {
+    const int first = open(), second = open();
+    {
+        DcBuf buf(first, 0, 10, UID_LITTLE_ENDIAN_EXPLICIT);
+        buf.setHandle(first);
+        EXPECT_TRUE(isOpen(first));
+        buf.setHandle(second);
+        EXPECT_FALSE(isOpen(first));
+        EXPECT_EQ(buf.getType(), BUF_HANDLE);
+        buf.setBuf(block());
+        buf.setBuf(block());
+        EXPECT_EQ(buf.getType(), BUF_HANDLE);
+        buf.setLen(7);
+        EXPECT_EQ(buf.getLen(), 7u);
+        EXPECT_EQ(buf.getAllocLen(), 10u);
+    }
+    EXPECT_FALSE(isOpen(second));
+}
+
+TEST_F(BufTest, MoveHandsOverAndResetForgets) {
+    const int handle = open();
+    {
+        DcBuf target;
+        {
+            DcBuf source(handle, 1, 2, UID_LITTLE_ENDIAN_EXPLICIT);
+            source.setFileName("name");
+            target.setFileName("previous");
+            target.move(&source);
+            expectReset(source);
+        }
+        EXPECT_TRUE(isOpen(handle));
+        EXPECT_EQ(target.getType(), BUF_HANDLE);
+        EXPECT_STREQ(target.getFileName(), "name");
+        EXPECT_EQ(target.getAllocLen(), 2u);
+
+        // A borrowed buffer stays borrowed when it moves, and is an owner again after a reset.
+        DcBuf borrowed(target), onward;
+        onward.move(&borrowed);
+        expectReset(borrowed);
+        onward.setHandle(-1);
+        EXPECT_TRUE(isOpen(handle));
+        target.reset();
+        expectReset(target);
+    }
+    EXPECT_TRUE(isOpen(handle));
+    DcBuf again;
+    again.setHandle(handle);
+    again.setHandle(-1);
+    EXPECT_FALSE(isOpen(handle));
+}
+
+TEST_F(BufTest, ListsKeepTheOrderOfAddition) {
+    DcBufList list;
+    DcBuf* const a = new DcBuf;
+    DcBuf* const b = new DcBuf(path_.c_str(), 0, 1, UID_LITTLE_ENDIAN_EXPLICIT);
+    DcBuf* const c = new DcBuf;
+    list + c + a + b;
+    EXPECT_EQ(list.first(), c);
+    EXPECT_EQ(c->next(), a);
+    EXPECT_EQ(list.last()->previous(), a);
+    // Assigning to a buffer leaves it where it is.
+    *a = *b;
+    EXPECT_EQ(a->next(), b);
+    EXPECT_EQ(list.index(a), 1);
+    EXPECT_EQ(list.subtract(c), a);
+    delete c;
+}

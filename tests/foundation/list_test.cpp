@@ -1,0 +1,271 @@
+#include "orvkit/list.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <random>
+#include <set>
+#include <sstream>
+#include <vector>
+
+#include "tests/support/capture_log.h"
+#include "tests/support/temp_dir.h"
+
+namespace {
+
+struct Node : DcNode {
+    explicit Node(int k, int* deleted = nullptr) : DcNode(this), key(k), deletions(deleted) {}
+    ~Node() override {
+        if (deletions != nullptr) ++*deletions;
+    }
+    int key;
+    int* deletions;
+};
+
+int keyOf(void* node) {
+    return static_cast<Node*>(static_cast<DcNode*>(node))->key;
+}
+int ascending(void* a, void* b) {
+    return keyOf(a) - keyOf(b);
+}
+int descending(void* a, void* b) {
+    return keyOf(b) - keyOf(a);
+}
+
+using Compare = int (*)(void*, void*);
+
+// The same container without links: what DcList must look like after each operation.
+struct Model {
+    std::vector<DcNode*> nodes;
+    DcNode* cursor = nullptr;
+    Compare compare = nullptr;
+
+    bool holds(const DcNode* n) const { return std::find(nodes.begin(), nodes.end(), n) != nodes.end(); }
+    int index(const DcNode* n) const {
+        return holds(n) ? static_cast<int>(std::find(nodes.begin(), nodes.end(), n) - nodes.begin()) : -1;
+    }
+    void insert(std::size_t at, DcNode* n) {
+        nodes.insert(nodes.begin() + static_cast<std::ptrdiff_t>(at), n);
+    }
+
+    void add(DcNode* n) {
+        if (holds(n)) return;
+        if (nodes.empty() || compare == nullptr || compare(nodes.back(), n) <= 0) return nodes.push_back(n);
+        if (compare(nodes.front(), n) >= 0) return insert(0, n);
+        std::size_t low = 0, high = nodes.size() - 1;
+        for (;;) {
+            // Neighbours meet at the lower one, an even number between two ends at the upper middle.
+            const std::size_t mid = high - low < 2 ? low : low + (high - low + 1) / 2;
+            const int r = compare(nodes[mid], n);
+            if (r == 0 || mid == (r > 0 ? high : low)) return insert(mid + 1, n);
+            (r > 0 ? high : low) = mid;
+        }
+    }
+    void add(DcNode* position, DcNode* n) {
+        if (nodes.empty() || position == nullptr) return nodes.push_back(n);
+        if (holds(position) && !holds(n)) insert(static_cast<std::size_t>(index(position)), n);
+    }
+    DcNode* subtract(DcNode* n) {
+        if (!holds(n)) return nullptr;
+        const auto next = nodes.erase(nodes.begin() + index(n));
+        return next == nodes.end() ? nullptr : *next;
+    }
+    void sort(Compare with) {
+        if (with == nullptr) return;
+        const Compare own = std::exchange(compare, with);
+        for (DcNode* n : std::exchange(nodes, {})) add(n);
+        compare = own;
+    }
+};
+
+void expectSame(DcList& list, const Model& model, const std::vector<std::unique_ptr<Node>>& all) {
+    std::vector<DcNode*> forward, backward;
+    for (DcNode* n = list.first(); n != nullptr; n = n->next()) forward.push_back(n);
+    for (DcNode* n = list.last(); n != nullptr; n = n->previous()) backward.push_back(n);
+    std::reverse(backward.begin(), backward.end());
+    ASSERT_EQ(forward, model.nodes);
+    ASSERT_EQ(backward, model.nodes);
+    ASSERT_EQ(list.count(), static_cast<int>(model.nodes.size()));
+    ASSERT_EQ(list.getCursor(), model.cursor);
+    for (const auto& n : all) ASSERT_EQ(list.index(n.get()), model.index(n.get()));
+}
+
+void empty(DcList& list) {
+    while (list.last() != nullptr) list.subtract(list.last());
+}
+
+}  // namespace
+
+// Few keys, so that most are equal to others, and nodes that are in no list or in a second one.
+TEST(List, BehavesLikeTheModelUnderRandomOperations) {
+    std::mt19937 random(7);
+    const auto pick = [&](std::size_t n) { return random() % n; };
+    for (int round = 0; round < 60; ++round) {
+        const std::vector<Compare> compares{nullptr, ascending, descending};
+        const Compare compare = compares[pick(3)];
+        DcList list(compare), other;
+        Model model;
+        model.compare = compare;
+        std::vector<std::unique_ptr<Node>> all;
+        for (int i = 0; i < 40; ++i) all.push_back(std::make_unique<Node>(static_cast<int>(pick(12))));
+        other.add(all[0].get());
+        for (int step = 0; step < 150; ++step) {
+            DcNode* const node = all[1 + pick(39)].get();
+            DcNode* const second = all[pick(40)].get();
+            switch (pick(9)) {
+                case 0:
+                case 1:
+                case 2:
+                    ASSERT_EQ(list.add(node), node);
+                    model.add(node);
+                    break;
+                case 3:
+                    // Appending does not look whether the node is there already.
+                    if (model.holds(node)) break;
+                    ASSERT_EQ(list.add(static_cast<DcNode*>(nullptr), node), node);
+                    model.add(nullptr, node);
+                    break;
+                case 4:
+                    ASSERT_EQ(list.add(second, node), node);
+                    model.add(second, node);
+                    break;
+                case 5:
+                    ASSERT_EQ(list.subtract(second), model.subtract(second));
+                    break;
+                case 6:
+                    list.setCursor(second);
+                    if (model.holds(second)) model.cursor = second;
+                    break;
+                case 7: {
+                    const Compare with = compares[pick(3)];
+                    list.sort(with);
+                    model.sort(with);
+                    break;
+                }
+                default:
+                    list.reverse();
+                    std::reverse(model.nodes.begin(), model.nodes.end());
+            }
+            ASSERT_NO_FATAL_FAILURE(expectSame(list, model, all)) << "round " << round << " step " << step;
+        }
+        ASSERT_EQ(list.getCompFunc(), compare);
+        empty(list);
+        empty(other);
+    }
+}
+
+TEST(List, PutsEqualKeysBehindTheLastAndInFrontOfTheFirst) {
+    DcList list(ascending);
+    std::vector<Node*> nodes;
+    for (int key : {5, 1, 3, 3, 9, 1, 9}) {
+        nodes.push_back(new Node(key));
+        list + nodes.back();
+    }
+    std::vector<int> keys;
+    for (DcNode* n = list.first(); n != nullptr; n = n->next()) keys.push_back(keyOf(n));
+    EXPECT_EQ(keys, (std::vector<int>{1, 1, 3, 3, 5, 9, 9}));
+    EXPECT_EQ(list.first(), nodes[5]);
+    EXPECT_EQ(list.last(), nodes[6]);
+}
+
+TEST(List, ForgivesMisuse) {
+    DcList list, elsewhere;
+    Node a(1), b(2), c(3);
+    EXPECT_EQ(list.add(nullptr), nullptr);
+    EXPECT_EQ(list.add(&a, nullptr), nullptr);
+    EXPECT_EQ(list.subtract(nullptr), nullptr);
+    EXPECT_EQ(list.subtract(&a), nullptr);
+    EXPECT_EQ(list.index(nullptr), -1);
+    list.sort();
+    list.reverse();
+    // An empty list takes the node, whatever the position is.
+    EXPECT_EQ(list.add(&b, &a), &a);
+    EXPECT_EQ(list.first(), &a);
+    elsewhere.add(&b);
+    EXPECT_EQ(list.add(&b, &c), &c);
+    EXPECT_EQ(list.count(), 1);
+    // A cursor on a node that was taken out stays, and is not taken up again.
+    list.resetCursor();
+    list.subtract(&a);
+    EXPECT_EQ(list.getCursor(), &a);
+    EXPECT_EQ(a.next(), nullptr);
+    elsewhere - &b;
+}
+
+TEST(List, CopiesShareTheirNodes) {
+    Node a(1), b(2), c(3);
+    DcList list(ascending);
+    list + &c + &a;
+    list.resetCursor();
+    DcList copy(list), assigned;
+    assigned = list;
+    for (DcList* l : {&list, &copy, &assigned}) {
+        EXPECT_EQ(l->count(), 2);
+        EXPECT_EQ(l->index(&c), 1);
+        EXPECT_EQ(l->getCursor(), &a);
+        EXPECT_EQ(l->getCompFunc(), ascending);
+        l->setCursor(&c);
+        EXPECT_EQ(l->getCursor(), &c);
+    }
+    // One list links a node between shared ones: all of them see it, and each may take it out again.
+    EXPECT_EQ(copy.add(&b), &b);
+    EXPECT_EQ(list.index(&b), 1);
+    EXPECT_EQ(list.count(), 3);
+    EXPECT_EQ(assigned.subtract(&b), &c);
+    EXPECT_EQ(copy.index(&b), -1);
+    EXPECT_EQ(copy.count(), 2);
+
+    // A copied node has the links, but is in no list.
+    DcNode node(a);
+    EXPECT_EQ(node.next(), &c);
+    EXPECT_EQ(node.getNodeInfo(), &a);
+    EXPECT_EQ(list.index(&node), -1);
+    DcList plain;
+    Node d(4);
+    plain.add(&d);
+    DcNode outside(d);
+    EXPECT_EQ(plain.index(&outside), -1);
+    EXPECT_EQ(plain.subtract(&outside), nullptr);
+    EXPECT_EQ(plain.count(), 1);
+    plain - &d;
+    empty(list);
+    static_cast<DcList&>(copy) = assigned = list;  // all empty now: nothing is left to delete
+}
+
+TEST(List, DeletesItsNodesThroughTheirOwnClass) {
+    int deleted = 0;
+    {
+        DcList list;
+        for (int i = 0; i < 200000; ++i) list.add(new Node(i, &deleted));
+        list.resetCursor();
+        list.destroyAllNodes();
+        EXPECT_EQ(deleted, 200000);
+        EXPECT_EQ(list.first(), nullptr);
+        EXPECT_EQ(list.last(), nullptr);
+        EXPECT_EQ(list.getCursor(), nullptr);
+        EXPECT_EQ(list.count(), 0);
+        list.add(new Node(1, &deleted));
+    }
+    EXPECT_EQ(deleted, 200001);
+}
+
+TEST(List, PrintsAddresses) {
+    CaptureLog log;
+    TempDir dir;
+    Node a(1), b(2);
+    DcList list;
+    list + &a + &b;
+    const std::string path = dir / "nodes", missing = dir / "no/nodes";
+    EXPECT_EQ(list.printNodeList(path.c_str(), "w"), 0);
+    std::ostringstream expected;
+    expected << static_cast<void*>(&list) << "\n  " << static_cast<void*>(static_cast<DcNode*>(&a)) << "\n  "
+             << static_cast<void*>(static_cast<DcNode*>(&b)) << "\n";
+    EXPECT_EQ(readWhole(path), expected.str());
+    EXPECT_EQ(list.printNodeList(nullptr, "w"), 9729);
+    EXPECT_TRUE(log.tookOnly(LOG_VALIDATION, "DcElemList::printNodeList", "Null argument passed"));
+    EXPECT_EQ(list.printNodeList(missing.c_str(), "w"), 9729);
+    EXPECT_TRUE(log.tookOnly(LOG_VALIDATION, "DcElemList::printNodeList",
+                             "Error opening file " + missing + " in mode w"));
+    empty(list);
+}

@@ -1,0 +1,134 @@
+#include "orvkit/log.h"
+
+#include <gtest/gtest.h>
+
+#include <regex>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "foundation/exception_level.h"
+#include "foundation/fail.h"
+#include "orvkit/result.h"
+#include "tests/support/temp_dir.h"
+
+namespace {
+
+// A log of the test's own in the place of `Log`, writing every level to one file.
+class LogFile : public ::testing::Test {
+  protected:
+    LogFile() : previous_(std::exchange(Log, &log_)) {
+        for (LOG_MSG level : {LOG_NOTICE, LOG_VALIDATION, LOG_ERROR, LOG_APPLICATION}) {
+            logSetFileName(level, path_.c_str());
+        }
+    }
+    ~LogFile() override { Log = previous_; }
+
+    // What the lines hold behind their time stamps, which are checked here.
+    std::string text() const {
+        static const std::regex stamp(
+            "(Jan|Feb|Mar|Apr|May|Jun|Jul|Aug|Sep|Oct|Nov|Dec)\\d\\d "
+            "\\d\\d:\\d\\d:\\d\\d ");
+        std::string rest, all = readWhole(path_);
+        for (std::size_t at = 0; at < all.size();) {
+            const std::size_t end = all.find('\n', at);
+            std::smatch match;
+            const std::string line = all.substr(at, end - at);
+            EXPECT_TRUE(std::regex_search(line, match, stamp, std::regex_constants::match_continuous))
+                << line;
+            rest += line.substr(static_cast<std::size_t>(match.length())) + "\n";
+            at = end + 1;
+        }
+        return rest;
+    }
+
+    TempDir dir_;
+    std::string path_ = dir_ / "log";
+    DcLog log_;
+    DcLog* previous_;
+};
+
+}  // namespace
+
+TEST_F(LogFile, WritesTimeReporterAndMessage) {
+    EXPECT_EQ(logReport(LOG_NOTICE, "DcDict::add", "Tag (%04x,%04x) not added", 0x10, 0x20), 0);
+    EXPECT_EQ(logReport(LOG_ERROR, nullptr, "%d%% of '%s'", 50, "%s%n"), 0);
+    EXPECT_EQ(log_.report(LOG_APPLICATION, "own", "%s", "directly"), 0);
+    EXPECT_EQ(orvkit::fail(5638, LOG_VALIDATION, "DcElem::add", "Null argument passed"), 5638);
+    EXPECT_EQ(text(),
+              "<DcDict::add> Tag (0010,0020) not added\n50% of '%s%n'\n<own> directly\n"
+              "<DcElem::add> Null argument passed\n");
+    EXPECT_STREQ(MsgBuf, "Null argument passed");
+}
+
+TEST_F(LogFile, RefusesInOrder) {
+    const char* none = nullptr;
+    const LOG_MSG above = static_cast<LOG_MSG>(4), below = static_cast<LOG_MSG>(-1);
+    EXPECT_EQ(log_.report(above, "x", none, 0), 10244);
+    EXPECT_EQ(logReport(above, "x", none, 0), 10244);
+    for (LOG_MSG level : {above, below}) {
+        EXPECT_EQ(log_.activate(level, LOG_ON), 10243);
+        EXPECT_EQ(log_.setFname(level, "x"), 10243);
+        EXPECT_EQ(logReport(level, "x", "y"), 10243);
+    }
+    DcLog* const log = std::exchange(Log, nullptr);
+    EXPECT_EQ(logReport(LOG_NOTICE, "x", none, 0), 10244);
+    EXPECT_EQ(logReport(above, "x", "y"), 10241);
+    EXPECT_EQ(logActivate(above, LOG_ON), 10241);
+    EXPECT_EQ(logSetFileName(above, "x"), 10241);
+    Log = log;
+    EXPECT_EQ(text(), "");
+}
+
+TEST_F(LogFile, SwitchesAndDirectsLevelsOnTheirOwn) {
+    EXPECT_EQ(logActivate(LOG_NOTICE, LOG_OFF), 0);
+    EXPECT_EQ(logReport(LOG_NOTICE, "x", "off %d", 1), 10242);
+    EXPECT_STREQ(MsgBuf, "off 1");
+    EXPECT_EQ(logReport(LOG_ERROR, "x", "on"), 0);
+    EXPECT_EQ(logActivate(LOG_NOTICE, static_cast<LOG_ACTIVE>(-7)), 0);
+    EXPECT_EQ(logReport(LOG_NOTICE, "x", "on again"), 0);
+
+    const std::string missing = dir_ / "missing/log";
+    EXPECT_EQ(logSetFileName(LOG_NOTICE, missing.c_str()), 0);
+    EXPECT_EQ(logReport(LOG_NOTICE, "x", "lost"), 10245);
+    EXPECT_EQ(logReport(LOG_NOTICE, "x", "lost"), 10245);
+    EXPECT_EQ(logSetFileName(LOG_NOTICE, nullptr), 0);
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(logReport(LOG_NOTICE, "x", "to standard output"), 0);
+    EXPECT_TRUE(testing::internal::GetCapturedStdout().ends_with(" <x> to standard output\n"));
+    EXPECT_EQ(text(), "<x> on\n<x> on again\n");
+}
+
+TEST_F(LogFile, KeepsLongTextsWhole) {
+    for (std::size_t size : {1000u, 1023u, 1024u, 4095u, 4096u, 100000u}) {
+        const std::string name(size, 'n'), message(size, 'm');
+        EXPECT_EQ(logReport(LOG_ERROR, name.c_str(), "%s", message.c_str()), 0);
+        EXPECT_EQ(MsgBuf, message.substr(0, sizeof MsgBuf - 1));
+        EXPECT_TRUE(text().ends_with("<" + name + "> " + message + "\n")) << size;
+    }
+}
+
+TEST_F(LogFile, WritesWholeLinesFromSeveralThreads) {
+    std::vector<std::thread> threads;
+    for (char c : {'a', 'b', 'c', 'd'}) {
+        threads.emplace_back([c] {
+            const std::string message(300, c);
+            for (int i = 0; i < 100; ++i) logReport(LOG_ERROR, "t", "%s", message.c_str());
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    const std::string all = text();
+    EXPECT_EQ(all.size(), 400 * (std::string("<t> \n").size() + 300));
+    EXPECT_TRUE(std::regex_match(all.substr(0, 305), std::regex("<t> (.)\\1{299}\n")));
+    for (std::size_t at = 4; at < all.size(); at += 305) {
+        EXPECT_EQ(all.find_first_not_of(all[at], at), at + 300);
+    }
+}
+
+TEST(ValueExceptionLevel, StartsOn) {
+    EXPECT_EQ(orvkit::valueExceptionLevel(), -1);
+    EXPECT_EQ(elemListSetValueExceptionLevel(0), 0);
+    EXPECT_EQ(orvkit::valueExceptionLevel(), 0);
+    EXPECT_EQ(elemListSetValueExceptionLevel(-1), 0);
+}

@@ -1,0 +1,76 @@
+// Several threads with objects of their own, sharing the dictionary, the log and the counters. It says most
+// under ThreadSanitizer.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "orvkit/elemlist.h"
+#include "orvkit/log.h"
+#include "orvkit/result.h"
+#include "orvkit/sequence.h"
+#include "orvkit/util.h"
+
+namespace {
+
+// One round of what an application's thread does.
+void work(int seed, std::atomic<int>& failures) {
+    const auto expect = [&](bool ok) { failures += ok ? 0 : 1; };
+    DcElemList list;
+    list + new DcElem(0x00100010u, ("Doe^" + std::to_string(seed)).c_str());
+    list + new DcElem(0x00280010u, static_cast<unsigned short>(seed));
+    auto* sq = new DcElemSq(0x00081140u);
+    *sq + &(*new DcElemSqItem() + new DcElem(0x00081150u, "1.2.3"));
+    list + sq;
+    std::string image(20000, static_cast<char>(seed));
+    auto* pixels = new DcElem(0x7FE00010u, nullptr, 0u, UID_NONE, VR_OW, 0);
+    expect(pixels->addValue(image.data(), static_cast<unsigned int>(image.size()),
+                            UID_LITTLE_ENDIAN_EXPLICIT) == 0);
+    expect(pixels->changeXferSyn(UID_ORVKIT5_LZW) == 0);
+    expect(pixels->changeXferSyn(UID_LITTLE_ENDIAN_EXPLICIT) == 0);
+    list + pixels;
+
+    unsigned int size = 0;
+    (void)list.getBufSize(size, static_cast<unsigned int*>(nullptr));
+    std::vector<unsigned char> bytes(size);
+    expect(list.frame(bytes.data(), size, UID_BIG_ENDIAN_EXPLICIT) == 0);
+    DcElemList back;
+    expect(back.decode(bytes.data(), size, UID_BIG_ENDIAN_EXPLICIT) == 0);
+    char name[64];
+    expect(back.getValue(0x00100010u, name, 63, 0) == 0 && name == "Doe^" + std::to_string(seed));
+    expect(back.getElem(0x00100011u, static_cast<DcElem**>(nullptr)) == ELEM_NOT_FOUND);
+    (void)logReport(LOG_APPLICATION, "work", "round %d", seed);
+
+    std::vector<unsigned short> small(64, static_cast<unsigned short>(seed));
+    unsigned short* scaled = utilResizeImage(small.data(), 8, 8, 5, 5);
+    expect(std::abs(scaled[12] - seed) <= 1);
+    std::free(scaled);
+}
+
+}  // namespace
+
+TEST(Threads, WorkSideBySideOnObjectsOfTheirOwn) {
+    (void)logSetFileName(LOG_APPLICATION, "/dev/null");
+    std::atomic<int> failures = 0;
+    std::vector<std::thread> threads;
+    std::vector<std::string> uids(200);
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([t, &failures, &uids] {
+            for (int i = 0; i < 50; ++i) {
+                work(1 + t * 50 + i, failures);
+                char uid[65] = "";
+                Dict.genUid(uid);
+                uids[static_cast<std::size_t>(t * 50 + i)] = uid;
+            }
+        });
+    }
+    for (std::thread& t : threads) t.join();
+    EXPECT_EQ(failures, 0);
+    EXPECT_EQ(std::set<std::string>(uids.begin(), uids.end()).size(), uids.size());
+    (void)logSetFileName(LOG_APPLICATION, nullptr);
+}

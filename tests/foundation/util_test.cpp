@@ -1,0 +1,141 @@
+#include "orvkit/util.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <ctime>
+#include <string>
+#include <vector>
+
+#include "tests/support/capture_log.h"
+
+namespace {
+
+// The bytes 1, 2, 3 ... after a swap of their first `length`, at an odd address.
+template <typename T>
+std::vector<int> swabbed(unsigned int length) {
+    alignas(8) unsigned char bytes[40] = {};
+    for (int i = 0; i < 32; ++i) bytes[1 + i] = static_cast<unsigned char>(1 + i);
+    void* const unaligned = bytes + 1;
+    EXPECT_EQ(utilSwab(static_cast<T*>(unaligned), length), 0);
+    return {bytes + 1, bytes + 33};
+}
+
+std::vector<int> reversedInUnits(std::size_t unit, std::size_t length) {
+    std::vector<int> v(32);
+    for (int i = 0; i < 32; ++i) v[static_cast<std::size_t>(i)] = 1 + i;
+    for (std::size_t at = 0; at + unit <= length; at += unit) {
+        std::reverse(v.begin() + static_cast<std::ptrdiff_t>(at),
+                     v.begin() + static_cast<std::ptrdiff_t>(at + unit));
+    }
+    return v;
+}
+
+std::string stripped(std::string text, int mode) {
+    EXPECT_EQ(utilRemoveSpace(text.data(), mode), 0);
+    return text.c_str();
+}
+
+}  // namespace
+
+TEST(Swab, ReversesWholeUnitsOnly) {
+    for (unsigned int length = 0; length <= 32; ++length) {
+        EXPECT_EQ(swabbed<short>(length), reversedInUnits(2, length));
+        EXPECT_EQ(swabbed<unsigned short>(length), reversedInUnits(2, length));
+        EXPECT_EQ(swabbed<int>(length), reversedInUnits(4, length));
+        EXPECT_EQ(swabbed<unsigned int>(length), reversedInUnits(4, length));
+        EXPECT_EQ(swabbed<float>(length), reversedInUnits(4, length));
+        EXPECT_EQ(swabbed<double>(length), reversedInUnits(8, length));
+    }
+    CaptureLog log;
+    EXPECT_EQ(utilSwab(static_cast<float*>(nullptr), 4), 17413);
+    EXPECT_TRUE(log.tookOnly(LOG_VALIDATION, "utilSwab", "Null argument passed"));
+}
+
+TEST(PackedTime, GoesBothWays) {
+    long packed = 0;
+    int a = 0, b = 0, c = 0;
+    EXPECT_EQ(utilYMDToLong(2010, 3, 14, packed), 0);
+    EXPECT_EQ(packed, 20100314);
+    EXPECT_EQ(utilLongToYMD(packed, a, b, c), 0);
+    EXPECT_EQ((std::vector{a, b, c}), (std::vector{2010, 3, 14}));
+    utilLongToYMD(-20100314, a, b, c);
+    EXPECT_EQ((std::vector{a, b, c}), (std::vector{-2010, -3, -14}));
+    double time = 0, second = 0;
+    EXPECT_EQ(utilHMSToDouble(13, 4, 5.25, time), 0);
+    EXPECT_EQ(time, 130405.25);
+    EXPECT_EQ(utilDoubleToHMS(time, a, b, second), 0);
+    EXPECT_EQ((std::vector{a, b}), (std::vector{13, 4}));
+    EXPECT_EQ(second, 5.25);
+    utilDoubleToHMS(1e300, a, b, second);
+    EXPECT_EQ((std::vector{a, b}), (std::vector{214748, 36}));
+}
+
+TEST(CurrentTime, IsTheLocalTime) {
+    DcElemValueDT both;
+    both.offsetHour = 5;
+    DcElemValueDA date;
+    date.startDate = 20000101;
+    DcElemValueTM time;
+    const std::time_t before = std::time(nullptr);
+    utilGetCurrentTime(both);
+    utilGetCurrentTime(date, time);
+    const std::time_t after = std::time(nullptr);
+    const auto seconds = [](int year, int month, int day, int hour, int minute, double second) {
+        std::tm t = {};
+        t.tm_year = year - 1900;
+        t.tm_mon = month - 1;
+        t.tm_mday = day;
+        t.tm_hour = hour;
+        t.tm_min = minute;
+        t.tm_sec = static_cast<int>(second);
+        t.tm_isdst = -1;
+        return std::mktime(&t);
+    };
+    const std::time_t first = seconds(both.year, both.month, both.day, both.hour, both.minute, both.second);
+    const std::time_t split = seconds(date.year, date.month, date.day, time.hour, time.minute, time.second);
+    EXPECT_TRUE(before <= first && first <= split && split <= after);
+    EXPECT_EQ(both.offsetHour, 0);
+    EXPECT_EQ(date.startDate, -1);
+}
+
+TEST(RemoveSpace, StripsWhatTheModeAsksFor) {
+    const std::string text = "  a b \t\x01";
+    const struct {
+        int mode;
+        std::string expected;
+    } cases[] = {{0, text}, {1, "a b \t\x01"}, {2, "  a b"}, {3, "a b"}, {4, "ab"}, {7, "ab"}, {8, text}};
+    for (const auto& c : cases) EXPECT_EQ(stripped(text, c.mode), c.expected) << c.mode;
+    for (int mode : {1, 2, 3, 4}) {
+        EXPECT_EQ(stripped(" \r\n\v ", mode), "");
+        EXPECT_EQ(stripped("", mode), "");
+        // Neither the other control characters nor the upper half are blanks.
+        EXPECT_EQ(stripped("\x0e\x1f\x80\xa0\xff\x7f", mode), "\x0e\x1f\x80\xa0\xff\x7f");
+    }
+    CaptureLog log;
+    EXPECT_EQ(utilRemoveSpace(nullptr, 3), 17413);
+    EXPECT_TRUE(log.tookOnly(LOG_VALIDATION, "utilStrgToValue", "Null argument passed"));
+}
+
+TEST(Util, KnowsPathsMemoryAndVersion) {
+    char path[] = "\\\\host\\share/file\\";
+    EXPECT_EQ(utilChangeBackslash(path), 0);
+    EXPECT_STREQ(path, "//host/share/file/");
+
+    EXPECT_EQ(utilNew(-1), nullptr);
+    void* const memory = utilNew(0);
+    EXPECT_NE(memory, nullptr);
+    utilDelete(memory);
+
+    CaptureLog log;
+    int major = 0, minor = 0, release = 0;
+    EXPECT_EQ(utilGetVersion(major, minor, release, nullptr), 17413);
+    EXPECT_TRUE(log.tookOnly(LOG_VALIDATION, "utilGetVersion", "Null argument passed"));
+    EXPECT_EQ((std::vector{major, minor, release}), (std::vector{4, 8, 10}));
+    char date[12] = "";
+    EXPECT_EQ(utilGetVersion(major, minor, release, date), 0);
+    std::tm built = {};
+    EXPECT_NE(strptime(date, "%b %d %Y", &built), nullptr) << date;
+    EXPECT_EQ(std::string(date).size(), 11u);
+}

@@ -1,0 +1,293 @@
+// Reading Part 10 files: whole, from memory, and up to Pixel Data.
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+
+#include "media/leaves.h"
+#include "media/part10.h"
+#include "orvkit/file.h"
+#include "orvkit/result.h"
+#include "support/capture_log.h"
+
+namespace {
+
+constexpr DICT_UID kImplicit = UID_LITTLE_ENDIAN_IMPLICIT;
+constexpr DICT_UID kExplicit = UID_LITTLE_ENDIAN_EXPLICIT;
+constexpr DICT_UID kBig = UID_BIG_ENDIAN_EXPLICIT;
+constexpr unsigned int kPixels = 0x7FE00010;
+
+Stream image(DICT_UID xferSyn, const std::string& pixels) {
+    Stream s(xferSyn);
+    s.elem(0x00080018, "UI", evenUid("1.2.840.77")).elem(0x00100010, "PN", "Doe^Jane");
+    s.header(0x00081140, "SQ", Stream::undefined).item(Stream::undefined);
+    s.elem(kPixels, "OB", "icon").endItem().endSequence();
+    return s.elem(kPixels, "OW", pixels);
+}
+
+struct Read {
+    int result;
+    DcDirMetaInfo meta;
+    DcElemList dataset;
+    int offset = -2;
+    int length = -2;
+
+    explicit Read(const std::string& path) { result = dirReadFile(path.c_str(), meta, dataset); }
+    Read(const std::string& path, bool) {
+        result = dirReadNonPixelElem(path.c_str(), meta, dataset, &offset, &length);
+    }
+    bool has(unsigned int tag) { return dataset.getElem(tag, static_cast<DcElem**>(nullptr)) == RESULT_OK; }
+};
+
+std::size_t residentBytes() {
+    std::ifstream in("/proc/self/statm");
+    std::size_t total = 0;
+    std::size_t resident = 0;
+    in >> total >> resident;
+    return resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+}
+
+}  // namespace
+
+TEST(ReadFile, TakesClassAndInstanceFromTheDataSetWhereItHasThem) {
+    const TempDir temp;
+    Stream dataset;
+    dataset.elem(0x00080016, "UI", uidOf(UID_MR_IMAGE_STORAGE)).elem(0x00080018, "UI", evenUid("9.8.7"));
+    Read both(makeFile(temp, "both", part10(kExplicit, dataset).bytes()));
+    EXPECT_EQ(both.result, RESULT_OK);
+    EXPECT_EQ(both.meta.sopClassUid, UID_MR_IMAGE_STORAGE);
+    EXPECT_STREQ(both.meta.sopInstanceUid, "9.8.7");
+    Read none(makeFile(temp, "none", part10(kExplicit, Stream().elem(0x00100010, "PN", "Doe^Jane")).bytes()));
+    EXPECT_EQ(none.result, RESULT_OK);
+    EXPECT_EQ(none.meta.sopClassUid, UID_CT_IMAGE_STORAGE);
+    EXPECT_STREQ(none.meta.sopInstanceUid, "1.2.3");
+    // A file may end with its meta information.
+    Read empty(makeFile(temp, "empty", part10(kExplicit).bytes()));
+    EXPECT_EQ(empty.result, RESULT_OK);
+    EXPECT_EQ(empty.dataset.first(), nullptr);
+}
+
+TEST(ReadFile, ReadsFilesOfEverySizeAlikeFromDiskAndFromMemory) {
+    const TempDir temp;
+    for (const DICT_UID xferSyn : {kImplicit, kExplicit, kBig}) {
+        // Around the sizes at which another read is needed.
+        for (const std::size_t pixels : {0u, 2u, 32000u, 32768u - 300u, 33000u, 100000u, 3000000u}) {
+            const Stream s = part10(xferSyn, image(xferSyn, std::string(pixels, 'x')));
+            Read file(makeFile(temp, "file", s.bytes()));
+            EXPECT_EQ(file.result, RESULT_OK);
+            DcDirMetaInfo meta;
+            DcElemList dataset;
+            auto bytes = s.bytes();
+            EXPECT_EQ(dirReadFile(bytes.data(), s.size(), meta, dataset), RESULT_OK);
+            EXPECT_TRUE(leavesOf(file.dataset, kExplicit) == leavesOf(dataset, kExplicit));
+            EXPECT_EQ(leavesOf(dataset, kExplicit).back().value, std::string(pixels, 'x'));
+            EXPECT_STREQ(file.meta.sopInstanceUid, "1.2.840.77");
+        }
+    }
+}
+
+TEST(ReadFile, KeepsWhatStoodInFrontOfAnError) {
+    const TempDir temp;
+    Stream dataset;
+    dataset.elem(0x00080018, "UI", evenUid("9.8.7")).header(0x00100010, "PN", 100).raw("short");
+    CaptureLog log;
+    Read file(makeFile(temp, "file", part10(kExplicit, dataset).bytes()));
+    EXPECT_EQ(file.result, ELEM_VALUE_REFUSED);
+    EXPECT_EQ(log.lines().size(), 1u);
+    EXPECT_TRUE(file.has(0x00080018));
+    EXPECT_STREQ(file.meta.sopInstanceUid, "9.8.7");
+}
+
+TEST(ReadFile, TransferSyntaxesThatAreNotRegisteredAreReadByTheirLooks) {
+    const TempDir temp;
+    CaptureLog log;
+    for (const DICT_UID looks : {kImplicit, kExplicit, kBig}) {
+        const Stream s = part10(metaGroup("1.2.840.10008.1.2.4.999"), image(looks, "pixels"));
+        const std::string path = makeFile(temp, "file", s.bytes());
+        log.clear();
+        Read file(path);
+        EXPECT_EQ(file.result, RESULT_OK);
+        EXPECT_EQ(file.meta.transferSyntax, UID_NONE);
+        EXPECT_TRUE(file.has(kPixels));
+        EXPECT_TRUE(log.has(LOG_NOTICE, "dirReadFile",
+                            "File '" + path +
+                                "', Transfer Syntax UID '1.2.840.10008.1.2.4.999' is not known, read as " +
+                                Dict.findUid(looks)->uid));
+    }
+}
+
+TEST(ReadFile, TheSizeLimitCountsTheDataSet) {
+    const TempDir temp;
+    const Stream data = image(kExplicit, std::string(5000, 'x'));
+    const std::string path = makeFile(temp, "file", part10(kExplicit, data).bytes());
+    CaptureLog log;
+    {
+        const FileSizeLimit limit(static_cast<int>(data.size()));
+        EXPECT_EQ(Read(path).result, RESULT_OK);
+        EXPECT_EQ(dirSetMaxFileSize(0), DIR_FILE_SIZE);
+        EXPECT_EQ(Read(path).result, RESULT_OK) << "a refused limit changes nothing";
+    }
+    log.clear();
+    {
+        const FileSizeLimit limit(static_cast<int>(data.size()) - 1);
+        EXPECT_EQ(Read(path).result, DIR_FILE_SIZE);
+        char text[32];
+        std::snprintf(text, sizeof text, "%g", (data.size() - 1) / 1048576.0);
+        EXPECT_TRUE(log.tookOnly(LOG_ERROR, "dirReadFile",
+                                 "File '" + path + "', size exceeds limit of " + text + " Mbytes"));
+        // The pixels do not count where they are not read.
+        EXPECT_EQ(Read(path, true).result, RESULT_OK);
+    }
+    const FileSizeLimit limit(20);
+    EXPECT_EQ(Read(path, true).result, DIR_FILE_SIZE);
+    EXPECT_EQ(log.take().size(), 1u);
+}
+
+TEST(ReadFile, WhatIsNoReadableRegularFileIsRefusedAtOnce) {
+    const TempDir temp;
+    const std::string pipe = (temp / "pipe");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    const std::string closed = makeFile(temp, "closed", part10(kExplicit).bytes());
+    ASSERT_EQ(chmod(closed.c_str(), 0), 0);
+    const struct {
+        std::string path;
+        int code;
+        std::string text;
+    } cases[] = {
+        {(temp / "absent"), DIR_STAT, "stat error file '" + (temp / "absent") + "'"},
+        {(temp / "."), DIR_STAT, "'" + (temp / ".") + "' is not a regular file"},
+        {pipe, DIR_STAT, "'" + pipe + "' is not a regular file"},
+        {"/dev/zero", DIR_STAT, "'/dev/zero' is not a regular file"},
+        {closed, DIR_OPEN, "Error opening file '" + closed + "'"},
+    };
+    CaptureLog log;
+    for (const auto& c : cases) {
+        if (c.path == closed && geteuid() == 0) continue;  // root reads everything
+        EXPECT_EQ(Read(c.path).result, c.code) << c.path;
+        EXPECT_TRUE(log.tookOnly(LOG_ERROR, "dirReadFileMetaInfo", c.text)) << c.text;
+        EXPECT_EQ(Read(c.path, true).result, c.code) << c.path;
+        log.clear();
+    }
+    DcDirMetaInfo meta;
+    DcElemList dataset;
+    EXPECT_EQ(dirReadFile(nullptr, meta, dataset), DIR_NULL_ARGUMENT);
+    EXPECT_EQ(dirReadFile(nullptr, 5, meta, dataset), DIR_NULL_ARGUMENT);
+    EXPECT_EQ(dirReadNonPixelElem(nullptr, meta, dataset, nullptr, nullptr), DIR_NULL_ARGUMENT);
+    EXPECT_EQ(log.lines().size(), 3u);
+}
+
+// ---- up to Pixel Data
+// ------------------------------------------------------------------------------------------
+
+TEST(ReadNonPixel, TellsWhereNativePixelsLie) {
+    const TempDir temp;
+    for (const DICT_UID xferSyn : {kImplicit, kExplicit, kBig}) {
+        Stream data = image(xferSyn, std::string(50000, 'x'));
+        data.elem(0xFFFCFFFC, "OB", "pad!");
+        const Stream s = part10(xferSyn, data);
+        const int behind = xferSyn == kImplicit ? 12 : 16;
+        Read file(makeFile(temp, "file", s.bytes()), true);
+        EXPECT_EQ(file.result, RESULT_OK);
+        EXPECT_EQ(file.length, 50000);
+        EXPECT_EQ(file.offset, static_cast<int>(s.size()) - behind - 50000);
+        EXPECT_TRUE(file.has(0x00081140));
+        EXPECT_FALSE(file.has(kPixels));
+        EXPECT_STREQ(file.meta.sopInstanceUid, "1.2.840.77");
+    }
+    Read none(makeFile(temp, "none", part10(kExplicit, Stream().elem(0x00100010, "PN", "Doe^Jane")).bytes()),
+              true);
+    EXPECT_EQ(none.result, RESULT_OK);
+    EXPECT_EQ(none.offset, -1);
+    EXPECT_EQ(none.length, 0);
+    EXPECT_TRUE(none.has(0x00100010));
+}
+
+TEST(ReadNonPixel, MeasuresFragmentsByTheirHeaders) {
+    const TempDir temp;
+    for (const int fragments : {0, 1, 1000}) {
+        Stream data;
+        data.elem(0x00100010, "PN", "Doe^Jane").header(kPixels, "OB", Stream::undefined).item(0);
+        const unsigned int start = data.size() - 8;
+        for (int i = 0; i < fragments; ++i) data.item(100).raw(std::string(100, 'f'));
+        const unsigned int length = data.size() - start;
+        data.endSequence().elem(0xFFFCFFFC, "OB", "pad!");
+        Read file(makeFile(temp, "file", part10(UID_JPEG_BASELINE, data).bytes()), true);
+        EXPECT_EQ(file.result, RESULT_OK);
+        EXPECT_EQ(file.length, static_cast<int>(length)) << fragments;
+    }
+}
+
+TEST(ReadNonPixel, WhatIsCutIsToldAndTheHeaderIsThere) {
+    const TempDir temp;
+    CaptureLog log;
+    Stream native;
+    native.elem(0x00100010, "PN", "Doe^Jane").header(kPixels, "OW", 1000).raw("only this");
+    Read cut(makeFile(temp, "cut", part10(kExplicit, native).bytes()), true);
+    EXPECT_EQ(cut.result, ELEM_VALUE_REFUSED);
+    EXPECT_EQ(log.take().size(), 1u);
+    EXPECT_TRUE(cut.has(0x00100010));
+    EXPECT_EQ(cut.length, 9);
+
+    Stream open;
+    open.elem(0x00100010, "PN", "Doe^Jane")
+        .header(kPixels, "OB", Stream::undefined)
+        .item(0)
+        .item(100)
+        .raw("few");
+    Read unended(makeFile(temp, "unended", part10(UID_JPEG_BASELINE, open).bytes()), true);
+    EXPECT_EQ(unended.result, RESULT_OK);
+    EXPECT_EQ(unended.length, 8 + 8 + 3);
+    EXPECT_TRUE(log.tookOnly(LOG_VALIDATION, "dirReadNonPixelElem",
+                             "Sequence delimiter not found, assuming full buffer as Pixel Data"));
+
+    Stream early;
+    early.elem(0x00100010, "PN", "Doe^Jane").header(0x00104000, "LT", 500).raw("few");
+    Read header(makeFile(temp, "header", part10(kExplicit, early).bytes()), true);
+    EXPECT_EQ(header.result, ELEM_VALUE_REFUSED);
+    EXPECT_EQ(log.take().size(), 1u);
+    EXPECT_TRUE(header.has(0x00100010));
+    EXPECT_EQ(header.offset, -1);
+}
+
+TEST(ReadNonPixel, HeadersOfEveryLengthAreReadAsTheyAre) {
+    const TempDir temp;
+    for (const std::size_t size : {32000u, 32400u, 32768u, 40000u, 70000u, 1000000u, 5000000u}) {
+        Stream data;
+        data.elem(0x00091010, "OB", std::string(size, 'x')).elem(0x00100010, "PN", "Doe^Jane");
+        for (unsigned int i = 0; i < 5000; ++i)
+            data.elem(0x00111000 + i, "LO", "value " + std::to_string(i % 10) + " ");
+        data.elem(kPixels, "OW", std::string(200000, 'p'));
+        Read file(makeFile(temp, "file", part10(kExplicit, data).bytes()), true);
+        EXPECT_EQ(file.result, RESULT_OK);
+        EXPECT_EQ(file.length, 200000);
+        EXPECT_EQ(file.dataset.count(), 5002) << size;
+    }
+}
+
+// A sparse file of 2 GByte: its pixels are neither read nor is room made for them.
+TEST(ReadNonPixel, TheHeaderOfAHugeImageCostsNoMoreThanAnother) {
+    const TempDir temp;
+    constexpr unsigned int kPixelBytes = 2000000000;
+    Stream data = image(kExplicit, "");
+    Stream header = part10(kExplicit, data);
+    auto bytes = header.bytes();
+    const Stream length = Stream().u32(kPixelBytes);
+    std::copy(length.bytes().begin(), length.bytes().end(), bytes.end() - 4);
+    const std::string path = makeFile(temp, "huge", bytes);
+    std::filesystem::resize_file(path, bytes.size() + kPixelBytes);
+
+    const std::size_t before = residentBytes();
+    const auto start = std::chrono::steady_clock::now();
+    Read file(path, true);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(500));
+    EXPECT_LT(residentBytes(), before + (4u << 20));
+    EXPECT_EQ(file.result, RESULT_OK);
+    EXPECT_EQ(file.offset, static_cast<int>(bytes.size()));
+    EXPECT_EQ(file.length, static_cast<int>(kPixelBytes));
+    CaptureLog log;
+    EXPECT_EQ(Read(path).result, DIR_FILE_SIZE);
+}

@@ -1,0 +1,326 @@
+// Writing Part 10 files, to disk and to memory.
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstring>
+
+#include "media/leaves.h"
+#include "media/part10.h"
+#include "orvkit/file.h"
+#include "orvkit/result.h"
+#include "support/capture_log.h"
+#include "support/elem_values.h"
+
+namespace {
+
+constexpr DICT_UID kImplicit = UID_LITTLE_ENDIAN_IMPLICIT;
+constexpr DICT_UID kExplicit = UID_LITTLE_ENDIAN_EXPLICIT;
+constexpr DICT_UID kBig = UID_BIG_ENDIAN_EXPLICIT;
+constexpr unsigned int kPixels = 0x7FE00010;
+
+std::vector<unsigned char> pattern(std::size_t size) {
+    std::vector<unsigned char> bytes(size);
+    for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<unsigned char>(i * 7 + i / 256);
+    return bytes;
+}
+
+// A data set that can be written as it is, with elements behind its pixels.
+void fill(DcElemList& dataset, DcElem* pixels) {
+    dataset.add(new DcElem(0x00000002, UID_VERIFICATION));  // command elements never reach a file
+    dataset.add(new DcElem(0x00000110, static_cast<unsigned short>(7)));
+    dataset.add(new DcElem(0x00020016, "OTHER"));
+    dataset.add(new DcElem(0x00080016, UID_CT_IMAGE_STORAGE));
+    dataset.add(new DcElem(0x00080018, "9.8.7"));
+    dataset.add(new DcElem(0x00280100, static_cast<unsigned short>(16)));
+    if (pixels != nullptr) dataset.add(pixels);
+    dataset.add(new DcElem(0xFFFCFFFC, nullptr, 0, UID_NONE, VR_OB, 0));
+}
+
+std::vector<unsigned int> tagsOf(DcElemList& dataset) {
+    std::vector<unsigned int> tags;
+    for (const Leaf& leaf : leavesOf(dataset, kExplicit)) tags.push_back(leaf.tag);
+    return tags;
+}
+
+std::string pixelsOf(const std::string& path, int offset = 0) {
+    DcDirMetaInfo meta;
+    DcElemList dataset;
+    EXPECT_EQ(dirReadFile(path.c_str(), meta, dataset), RESULT_OK);
+    DcElem* e = nullptr;
+    EXPECT_EQ(dataset.getElem(kPixels, &e), RESULT_OK);
+    return e != nullptr ? valueOf(*e, kExplicit).substr(static_cast<std::size_t>(offset)) : "absent";
+}
+
+}  // namespace
+
+TEST(WriteFile, WritesPreambleMetaGroupAndDataSet) {
+    const TempDir temp;
+    DcDirMetaInfo meta = metaFor(kBig);
+    meta.preamble[3] = 'x';
+    std::strcpy(meta.sourceAeTitle, "SOURCE");
+    meta.privateInfo = new unsigned char[2]{1, 2};
+    meta.privateInfoLen = 2;
+    DcElemList dataset;
+    fill(dataset, nullptr);
+    const auto tags = tagsOf(dataset);
+    const std::string path = (temp / "out");
+    ASSERT_EQ(dirWriteFile(path.c_str(), meta, dataset), RESULT_OK);
+    EXPECT_EQ(tagsOf(dataset), tags) << "the caller's data set is as it was";
+
+    Stream group = metaGroup(uidOf(kBig));
+    group.elem(0x00020012, "UI", evenUid("1.3.6.1.4.1.70707.4.8.10"))
+        .elem(0x00020013, "SH", "Vantorell orvKIT");
+    group.elem(0x00020016, "AE", "SOURCE").elem(0x00020102, "OB", "\1\2");
+    Stream expected;
+    expected.raw(std::string_view("\0\0\0x", 4)).raw(std::string(124, '\0')).raw("DICM");
+    expected.header(0x00020000, "UL", 4).u32(group.size()).add(group);
+    Stream data(kBig);
+    data.elem(0x00080016, "UI", uidOf(UID_CT_IMAGE_STORAGE)).elem(0x00080018, "UI", evenUid("9.8.7"));
+    data.header(0x00280100, "US", 2).u16(16).elem(0xFFFCFFFC, "OB", "");
+    expected.add(data);
+    EXPECT_EQ(readWhole(path), std::string(expected.bytes().begin(), expected.bytes().end()));
+}
+
+TEST(WriteFile, FillsInClassAndInstanceBeforeItChecks) {
+    const TempDir temp;
+    const std::string path = (temp / "out");
+    CaptureLog log;
+    DcDirMetaInfo meta = metaFor(kExplicit);
+    meta.sopClassUid = UID_NONE;
+    meta.sopInstanceUid[0] = '\0';
+    DcElemList dataset;
+    EXPECT_EQ(dirWriteFile(path.c_str(), meta, dataset), ELEM_NOT_FOUND);
+    EXPECT_TRUE(log.tookOnly(LOG_ERROR, "dirWriteFile",
+                             "Missing or invalid T_0008_0016_sopClassUid in Element List"));
+    dataset.add(new DcElem(0x00080016, UID_MR_IMAGE_STORAGE));
+    EXPECT_EQ(dirWriteFile(path.c_str(), meta, dataset), ELEM_NOT_FOUND);
+    EXPECT_TRUE(log.tookOnly(LOG_ERROR, "dirWriteFile",
+                             "Missing or invalid T_0008_0018_sopInstanceUid in Element List"));
+    dataset.add(new DcElem(0x00080018, "9.8.7"));
+    EXPECT_EQ(dirWriteFile(path.c_str(), meta, dataset), RESULT_OK);
+    EXPECT_EQ(meta.sopClassUid, UID_MR_IMAGE_STORAGE);
+    EXPECT_STREQ(meta.sopInstanceUid, "9.8.7");
+    meta.version = 2;
+    EXPECT_EQ(dirWriteFile(path.c_str(), meta, dataset), DIR_META_INFO);
+    EXPECT_TRUE(log.tookOnly(LOG_ERROR, "dirCheckMetaInfo", "Invalid version number - 0x0002"));
+}
+
+TEST(WriteFile, FailuresAreToldOnceAndLeaveTheDataSetWhole) {
+    const TempDir temp;
+    DcElemList dataset;
+    fill(dataset, nullptr);
+    const auto tags = tagsOf(dataset);
+    CaptureLog log;
+    DcDirMetaInfo meta = metaFor(kExplicit);
+    EXPECT_EQ(dirWriteFile(nullptr, meta, dataset), DIR_NULL_ARGUMENT);
+    EXPECT_TRUE(log.tookOnly(LOG_NOTICE, "dirWriteFile", "Null argument passed"));
+    const std::string nowhere = (temp / "no/such/directory");
+    EXPECT_EQ(dirWriteFile(nowhere.c_str(), meta, dataset), DIR_OPEN);
+    EXPECT_TRUE(log.tookOnly(LOG_ERROR, "dirWriteFile", "Error opening file - '" + nowhere + "'"));
+    EXPECT_EQ(dirWriteFile("/dev/full", meta, dataset), DIR_READ_WRITE);
+    EXPECT_TRUE(log.tookOnly(LOG_ERROR, "dirWriteFile", "Write error, disk may be full"));
+    EXPECT_EQ(tagsOf(dataset), tags);
+    {
+        const FileSizeLimit limit(50);
+        EXPECT_EQ(dirWriteFile((temp / "out").c_str(), meta, dataset), DIR_FILE_SIZE);
+        EXPECT_TRUE(log.tookOnly(LOG_ERROR, "dirWriteFile", "File size exceeds limit of 4.76837e-05 Mbytes"));
+        EXPECT_FALSE(std::filesystem::exists((temp / "out")));
+    }
+    // A text too long for a 16-bit length cannot be framed.
+    const ExceptionLevel acceptAll(0);
+    dataset.add(new DcElem(0x00104000, std::string(70000, 'x').c_str()));
+    EXPECT_NE(dirWriteFile((temp / "out").c_str(), meta, dataset), RESULT_OK);
+    EXPECT_EQ(tagsOf(dataset).size(), tags.size() + 1);
+}
+
+TEST(WriteFile, CopiesPixelsFromFilesAndHandlesInEveryByteOrder) {
+    const TempDir temp;
+    const auto bytes = pattern(200001);
+    const std::string source = makeFile(temp, "pixels", bytes);
+    const int handle = ::open(source.c_str(), O_RDONLY);
+    ::lseek(handle, 77, SEEK_SET);
+    for (const DICT_UID from : {kExplicit, kBig}) {
+        for (const DICT_UID to : {kImplicit, kExplicit, kBig}) {
+            for (const bool byHandle : {false, true}) {
+                SCOPED_TRACE(testing::Message() << from << " to " << to << (byHandle ? " handle" : " file"));
+                // Three pieces make one value, from different places of the source.
+                auto* pixels = new DcElem(kPixels, nullptr, 0, UID_NONE, VR_OW, 0);
+                std::string expected;
+                for (const int offset : {0, 6, 100000}) {
+                    const unsigned int length = offset == 6 ? 150000 : 70000;
+                    ASSERT_EQ(byHandle ? pixels->addValue(handle, offset, length, from)
+                                       : pixels->addValue(source.c_str(), offset, length, from),
+                              RESULT_OK);
+                    expected.append(bytes.begin() + offset,
+                                    bytes.begin() + offset + static_cast<int>(length));
+                }
+                if ((from == kBig) != (to == kBig)) {
+                    for (std::size_t i = 0; i + 1 < expected.size(); i += 2)
+                        std::swap(expected[i], expected[i + 1]);
+                }
+                DcElemList dataset;
+                fill(dataset, pixels);
+                DcDirMetaInfo meta = metaFor(to);
+                const std::string path = (temp / "out");
+                ASSERT_EQ(dirWriteFile(path.c_str(), meta, dataset), RESULT_OK);
+                EXPECT_TRUE(pixelsOf(path) == expected);
+                DcElemList again;
+                EXPECT_EQ(dirReadFile(path.c_str(), meta, again), RESULT_OK);
+                EXPECT_EQ(again.last()->getVr(), VR_OB) << "the element behind the pixels";
+            }
+        }
+    }
+    EXPECT_EQ(::lseek(handle, 0, SEEK_CUR), 77);
+    ::close(handle);
+}
+
+TEST(WriteFile, EncapsulatedPixelsFromDiskAreClosedByADelimiter) {
+    const TempDir temp;
+    Stream items;
+    items.item(0).item(4).raw("jpeg");
+    const std::string source = makeFile(temp, "fragments", items.bytes());
+    auto* pixels = new DcElem(kPixels, nullptr, 0, UID_NONE, VR_OB, 0);
+    ASSERT_EQ(pixels->addValue(source.c_str(), 0, items.size(), UID_JPEG_BASELINE), RESULT_OK);
+    DcElemList dataset;
+    fill(dataset, pixels);
+    DcDirMetaInfo meta = metaFor(UID_JPEG_BASELINE);
+    const std::string path = (temp / "out");
+    ASSERT_EQ(dirWriteFile(path.c_str(), meta, dataset), RESULT_OK);
+    Stream end;
+    end.header(kPixels, "OB", Stream::undefined).add(items).endSequence().elem(0xFFFCFFFC, "OB", "");
+    const std::string content = readWhole(path);
+    EXPECT_EQ(content.substr(content.size() - end.size()),
+              std::string(end.bytes().begin(), end.bytes().end()));
+}
+
+TEST(WriteFile, PixelSourcesThatFailAreTold) {
+    const TempDir temp;
+    const std::string source = makeFile(temp, "pixels", pattern(1000));
+    const std::string out = (temp / "out");
+    const struct {
+        const char* what;
+        int offset;
+        unsigned int length;
+        bool gone;
+        DICT_UID from;
+        int code;
+        std::string text;
+    } cases[] = {
+        {"too short", 0, 2000, false, kExplicit, DIR_READ_WRITE, "Error in reading pixel data"},
+        {"too short, swapped", 0, 2000, false, kBig, DIR_READ_WRITE, "Error in reading pixel data"},
+        {"behind the end", 5000, 2, false, kExplicit, DIR_READ_WRITE, "Error in reading pixel data"},
+        {"in front of the start", -1, 2, false, kExplicit, DIR_READ_WRITE,
+         "lseek error in pixel data file, offset - -1"},
+        {"4 GByte announced", 0, 0xFFFFFFFE, false, kExplicit, DIR_READ_WRITE, "Error in reading pixel data"},
+        {"gone", 0, 10, true, kExplicit, DIR_OPEN, "Error opening pixel data file " + (temp / "gone")},
+    };
+    for (const auto& c : cases) {
+        const std::string name = c.gone ? makeFile(temp, "gone", pattern(10)) : source;
+        auto* pixels = new DcElem(kPixels, nullptr, 0, UID_NONE, VR_OW, 0);
+        ASSERT_EQ(pixels->addValue(name.c_str(), c.offset, c.length, c.from), RESULT_OK);
+        if (c.gone) std::filesystem::remove(name);
+        DcElemList dataset;
+        fill(dataset, pixels);
+        const auto tags = tagsOf(dataset).size();
+        DcDirMetaInfo meta = metaFor(kExplicit);
+        CaptureLog log;
+        EXPECT_EQ(dirWriteFile(out.c_str(), meta, dataset), c.code) << c.what;
+        EXPECT_TRUE(log.tookOnly(LOG_ERROR, "dirWriteFile", c.text)) << c.what;
+        EXPECT_EQ(tagsOf(dataset).size(), tags);
+        if (c.length == 10) continue;
+        EXPECT_EQ(dirWriteFile("/dev/full", meta, dataset), DIR_READ_WRITE) << c.what;
+    }
+}
+
+TEST(WriteFile, AFileIsNotWrittenOverItsOwnPixels) {
+    const TempDir temp;
+    const std::string path = makeFile(temp, "pixels", pattern(1000));
+    auto* pixels = new DcElem(kPixels, nullptr, 0, UID_NONE, VR_OW, 0);
+    ASSERT_EQ(pixels->addValue(path.c_str(), 0, 1000, kExplicit), RESULT_OK);
+    DcElemList dataset;
+    fill(dataset, pixels);
+    DcDirMetaInfo meta = metaFor(kExplicit);
+    CaptureLog log;
+    EXPECT_EQ(dirWriteFile((temp / "./pixels").c_str(), meta, dataset), DIR_OPEN);
+    EXPECT_EQ(log.take().size(), 1u);
+    EXPECT_EQ(readWhole(path).size(), 1000u);
+}
+
+TEST(WriteFile, ValuesOnDiskAreCopiedForOtherElementsAndRefusedInItems) {
+    const TempDir temp;
+    const std::string source = makeFile(temp, "table", pattern(512));
+    DcElemList dataset;
+    fill(dataset, new DcElem(kPixels, source.c_str(), 10, 20, kExplicit));
+    dataset.add(new DcElem(0x00281201, source.c_str(), 0, 512, kExplicit));
+    DcDirMetaInfo meta = metaFor(kExplicit);
+    const std::string path = (temp / "out");
+    ASSERT_EQ(dirWriteFile(path.c_str(), meta, dataset), RESULT_OK);
+    DcElemList again;
+    ASSERT_EQ(dirReadFile(path.c_str(), meta, again), RESULT_OK);
+    DcElem* table = nullptr;
+    ASSERT_EQ(again.getElem(0x00281201, &table), RESULT_OK);
+    EXPECT_TRUE(valueOf(*table, kExplicit) == readWhole(source));
+    EXPECT_TRUE(pixelsOf(path) == readWhole(source).substr(10, 20));
+
+    auto* icons = new DcElemSq(0x00880200);
+    auto* icon = new DcElemSqItem;
+    icon->getElemList().add(new DcElem(kPixels, source.c_str(), 0, 512, kExplicit));
+    icons->add(icon);
+    dataset.add(icons);
+    CaptureLog log;
+    EXPECT_EQ(dirWriteFile(path.c_str(), meta, dataset), ELEM_VALUE_REFUSED);
+    EXPECT_TRUE(log.tookOnly(LOG_ERROR, "dirWriteFile",
+                             "Element (7fe0,0010) - disk based raw buffers cannot be written in a sequence"));
+}
+
+// ---- in memory
+// -------------------------------------------------------------------------------------------------
+
+TEST(WriteMemory, BuildsTheImageOfADataSetWithItsMetaGroup) {
+    DcDirMetaInfo meta = metaFor(kBig);
+    DcElemList dataset;
+    const auto bytes = pattern(64);
+    fill(dataset, new DcElem(kPixels, const_cast<unsigned char*>(bytes.data()), 64, kExplicit, VR_OW, 0));
+    unsigned int length = 0;
+    CaptureLog log;
+    std::vector<unsigned char> image(4096);
+    const struct {
+        unsigned int tag;
+        const char* text;
+    } needed[] = {{0x00020000, "Element T_0002_0000_groupLength missing"},
+                  {0x00020001, "Element T_0002_0001_fileMetaInformationVersion missing"},
+                  {0x00020002, "Element T_0002_0002_mediaStorageSopClassUid missing"},
+                  {0x00020003, "Element T_0002_0003_mediaStorageSopInstanceUid missing"},
+                  {0x00020010, "Element T_0002_0010_transferSyntaxUid missing"}};
+    dirFileMetaInfoToElemList(meta, dataset);
+    for (const auto& n : needed) {
+        DcElem* e = nullptr;
+        ASSERT_EQ(dataset.getElem(n.tag, &e), RESULT_OK);
+        dataset.subtract(e);
+        log.clear();
+        EXPECT_EQ(dirWriteFile(image.data(), length, dataset), DIR_META_INFO);
+        EXPECT_TRUE(log.tookOnly(LOG_ERROR, "dirWriteFile", n.text)) << log.lines().size();
+        dataset.add(e);
+    }
+    EXPECT_EQ(dirWriteFile(nullptr, length, dataset), DIR_NULL_ARGUMENT);
+    const auto tags = tagsOf(dataset);
+    unsigned int size = 0;
+    (void)dataset.getBufSize(size, TAG_LIST_END);
+    image.resize(size + 132);
+    ASSERT_EQ(dirWriteFile(image.data(), length, dataset), RESULT_OK);
+    EXPECT_EQ(tagsOf(dataset), tags);
+
+    DcDirMetaInfo again;
+    DcElemList reread;
+    ASSERT_EQ(dirReadFile(image.data(), length, again, reread), RESULT_OK);
+    EXPECT_EQ(again.transferSyntax, kBig);
+    EXPECT_EQ(again.preamble[3], 0);
+    EXPECT_EQ(reread.first()->getVr(), VR_UI) << "no command elements";
+    DcElem* pixels = nullptr;
+    ASSERT_EQ(reread.getElem(kPixels, &pixels), RESULT_OK);
+    std::string swapped = valueOf(*pixels, kBig);
+    for (std::size_t i = 0; i < swapped.size(); i += 2) std::swap(swapped[i], swapped[i + 1]);
+    EXPECT_EQ(swapped, std::string(bytes.begin(), bytes.end()));
+}

@@ -1,0 +1,63 @@
+// A data set as a flat list of what it holds, in order, with values as they would stand in a stream.
+#ifndef ORVKIT_TESTS_MEDIA_LEAVES_H
+#define ORVKIT_TESTS_MEDIA_LEAVES_H
+
+#include <string>
+#include <vector>
+
+#include "dataset/elem_access.h"
+#include "orvkit/elemlist.h"
+#include "orvkit/sequence.h"
+
+struct Leaf {
+    enum Kind { element, sequence, item } kind = element;
+    int depth = 0;
+    unsigned int tag = 0;
+    DICT_VR vr = VR_UNKNOWN;
+    std::string value;
+
+    friend bool operator==(const Leaf&, const Leaf&) = default;
+};
+
+// The value of one element as it would be written: raw values as they are held in memory, all others encoded.
+inline std::string valueOf(DcElem& e, DICT_UID stream) {
+    std::string value;
+    if (orvkit::isRawVr(orvkit::ElemAccess::vr(e))) {
+        for (const DcBuf* b = orvkit::ElemAccess::firstBuf(e); b != nullptr; b = b->next()) {
+            if (b->getBuf() != nullptr) value.append(static_cast<const char*>(b->getBuf()), b->getLen());
+        }
+        return value;
+    }
+    unsigned int size = 0;
+    (void)e.getBufSize(size, static_cast<unsigned int*>(nullptr));
+    std::string bytes(size, '\0');
+    unsigned int used = 0;
+    // Texts above 65535 bytes have no explicit form; their bytes are the same in the implicit one.
+    const bool text = orvkit::ElemAccess::vrSize(e) == VR_SIZE_CHAR;
+    (void)orvkit::ElemAccess::frameInStream(e, reinterpret_cast<unsigned char*>(bytes.data()), used,
+                                            text ? UID_LITTLE_ENDIAN_IMPLICIT : stream);
+    return bytes.substr(8, used - 8);
+}
+
+inline void collectLeaves(DcElemList& list, DICT_UID stream, int depth, std::vector<Leaf>& leaves) {
+    for (DcElem* e = list.first(); e != nullptr; e = e->next()) {
+        const unsigned int tag = orvkit::ElemAccess::tag(*e);
+        if (!orvkit::ElemAccess::isSequence(*e)) {
+            leaves.push_back({Leaf::element, depth, tag, e->getVr(), valueOf(*e, stream)});
+            continue;
+        }
+        leaves.push_back({Leaf::sequence, depth, tag, VR_SQ, ""});
+        for (auto* item = static_cast<DcElemSq*>(e)->first(); item != nullptr; item = item->next()) {
+            leaves.push_back({Leaf::item, depth + 1, 0xFFFEE000, VR_SI, ""});
+            collectLeaves(item->getElemList(), stream, depth + 2, leaves);
+        }
+    }
+}
+
+inline std::vector<Leaf> leavesOf(DcElemList& list, DICT_UID stream) {
+    std::vector<Leaf> leaves;
+    collectLeaves(list, stream, 0, leaves);
+    return leaves;
+}
+
+#endif

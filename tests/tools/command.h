@@ -1,0 +1,89 @@
+// Runs the command as its users do: in a shell, with a directory of its own.
+#ifndef ORVKIT_TESTS_TOOLS_COMMAND_H
+#define ORVKIT_TESTS_TOOLS_COMMAND_H
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+namespace tools_test {
+
+namespace fs = std::filesystem;
+
+struct Outcome {
+    int status;  // exit status, 128 + signal
+    std::string out;
+    std::string err;
+    long residentKb;  // the most memory that the shell or the command held
+};
+
+inline std::string contentOf(const fs::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+inline ::testing::AssertionResult holds(const std::string& text, const std::string& part) {
+    if (text.find(part) != std::string::npos) return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << "'" << part << "' is not in: " << text;
+}
+
+class CommandTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        if (std::string(ORVKIT_COMMAND).empty()) GTEST_SKIP() << "the command is not built";
+        std::string pattern = (fs::temp_directory_path() / "orvkit-test-XXXXXX").string();
+        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+        dir = pattern;
+    }
+    void TearDown() override {
+        std::error_code ignored;
+        if (!dir.empty()) fs::remove_all(dir, ignored);
+    }
+
+    // Runs a shell script in the test's directory; `orvkit` in it is the command.
+    Outcome sh(const std::string& script) const {
+        const fs::path out = dir / ".out";
+        const fs::path err = dir / ".err";
+        const std::string whole = "orvkit() { '" ORVKIT_COMMAND "' \"$@\"; }\n( " + script + "\n)";
+        const pid_t child = fork();
+        if (child == 0) {
+            if (chdir(dir.c_str()) != 0 || freopen(out.c_str(), "w", stdout) == nullptr ||
+                freopen(err.c_str(), "w", stderr) == nullptr) {
+                _exit(126);
+            }
+            execl("/bin/bash", "bash", "-c", whole.c_str(), static_cast<char*>(nullptr));
+            _exit(127);
+        }
+        int status = -1;
+        struct rusage usage = {};
+        wait4(child, &status, 0, &usage);
+        const int code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+        return {code, contentOf(out), contentOf(err), usage.ru_maxrss};
+    }
+
+    // The names in a directory, sorted, without the runner's own.
+    std::vector<std::string> names(const fs::path& below = {}) const {
+        std::vector<std::string> all;
+        for (const auto& entry : fs::directory_iterator(dir / below)) {
+            const std::string name = entry.path().filename().string();
+            if (name != ".out" && name != ".err") all.push_back(name);
+        }
+        std::sort(all.begin(), all.end());
+        return all;
+    }
+
+    fs::path dir;
+};
+
+}  // namespace tools_test
+
+#endif

@@ -1,0 +1,197 @@
+// orvkit convert: no value is lost on the way, and OUT appears whole or not at all.
+#include <algorithm>
+#include <csignal>
+
+#include "orvkit/elemlist.h"
+#include "orvkit/file.h"
+#include "orvkit/sequence.h"
+#include "orvkit/tags.h"
+#include "tests/tools/command.h"
+
+namespace tools_test {
+namespace {
+
+class ConvertTest : public CommandTest {
+  protected:
+    void SetUp() override {
+        CommandTest::SetUp();
+        if (IsSkipped()) return;
+        ASSERT_EQ(
+            sh("orvkit phantom p --size 48 --images 1 --series 1 && mv p/SE000001/IM000001 in && rm -r p")
+                .status,
+            0);
+    }
+
+    // Writes `list` as a file in a syntax.
+    void make(const char* name, DcElemList& list, DICT_UID syntax) const {
+        list.add(new DcElem(T_0008_0016_sopClassUid, UID_SC_IMAGE_STORAGE));
+        list.add(new DcElem(T_0008_0018_sopInstanceUid, "1.2.3"));
+        DcDirMetaInfo meta;
+        meta.version = 1;
+        meta.transferSyntax = syntax;
+        ASSERT_EQ(dirWriteFile((dir / name).c_str(), meta, list), 0);
+    }
+
+    // A refusal: status 1, a message that holds `why`, OUT as it was, nothing left behind.
+    void expectRefused(const std::string& in, const char* to, const char* why) {
+        std::ofstream(dir / "kept") << "as it was";
+        const auto before = names();
+        const Outcome outcome = sh("orvkit convert " + in + " kept --to " + to);
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_TRUE(holds(outcome.err, why));
+        EXPECT_EQ(outcome.out, "");
+        EXPECT_EQ(contentOf(dir / "kept"), "as it was");
+        EXPECT_EQ(names(), before);
+    }
+};
+
+TEST_F(ConvertTest, EverySyntaxLeadsBackToTheSameBytes) {
+    const std::vector<std::string> syntaxes = {"implicit", "explicit", "big", "lzw"};
+    ASSERT_EQ(sh("orvkit convert in plain --to explicit && cmp in plain").status, 0);
+    for (const std::string& first : syntaxes) {
+        for (const std::string& second : syntaxes) {
+            const Outcome outcome = sh("orvkit convert in a --to " + first + " && orvkit convert a b --to " +
+                                       second + " && orvkit convert b c --to explicit && cmp in c");
+            EXPECT_EQ(outcome.status, 0) << first << ", " << second << ": " << outcome.out << outcome.err;
+        }
+    }
+}
+
+TEST_F(ConvertTest, PixelWordsFollowTheByteOrder) {
+    ASSERT_EQ(sh("orvkit convert in big --to big").status, 0);
+    std::string little = contentOf(dir / "in");
+    std::string big = contentOf(dir / "big");
+    constexpr std::size_t bytes = 48 * 48 * 2;
+    ASSERT_GT(big.size(), bytes);
+    little.erase(0, little.size() - bytes);
+    big.erase(0, big.size() - bytes);
+    for (std::size_t i = 0; i < bytes; i += 2) std::swap(big[i], big[i + 1]);
+    EXPECT_EQ(little, big);
+}
+
+TEST_F(ConvertTest, BytePixelsAndTheirVrStay) {
+    for (const DICT_VR vr : {VR_OB, VR_OW}) {
+        unsigned char pixels[] = {1, 2, 3, 4, 5, 6, 7, 8};
+        DcElemList list;
+        const unsigned short bits = 8;
+        list.add(new DcElem(T_0028_0100_bitsAllocated, bits));
+        list.add(new DcElem(T_7fe0_0010_pixelData, pixels, sizeof pixels, UID_LITTLE_ENDIAN_EXPLICIT, vr, 0));
+        make("bytes", list, UID_LITTLE_ENDIAN_EXPLICIT);
+        EXPECT_EQ(
+            sh("orvkit convert bytes a --to big && orvkit convert a b --to explicit && cmp bytes b").status,
+            0);
+        EXPECT_EQ(sh("orvkit convert bytes c --to explicit && cmp bytes c").status, 0);
+    }
+}
+
+TEST_F(ConvertTest, WhatFollowsThePixelDataIsKept) {
+    for (const DICT_UID syntax :
+         {UID_LITTLE_ENDIAN_IMPLICIT, UID_LITTLE_ENDIAN_EXPLICIT, UID_BIG_ENDIAN_EXPLICIT}) {
+        unsigned short pixels[] = {1, 2, 3, 4};
+        unsigned char padding[] = {9, 9, 9, 9};
+        DcElemList list;
+        list.add(
+            new DcElem(T_7fe0_0010_pixelData, pixels, sizeof pixels, UID_LITTLE_ENDIAN_EXPLICIT, VR_OW, 0));
+        list.add(new DcElem(0xFFFCFFFC, padding, sizeof padding, UID_LITTLE_ENDIAN_EXPLICIT, VR_OB, 0));
+        make("with_tail", list, syntax);
+        for (const char* to : {"implicit", "explicit", "big"}) {
+            ASSERT_EQ(sh(std::string("orvkit convert with_tail out --to ") + to).status, 0) << to;
+            const std::string out = contentOf(dir / "out");
+            EXPECT_EQ(out.substr(out.size() - 4), "\t\t\t\t") << to;
+        }
+    }
+}
+
+TEST_F(ConvertTest, OutMayBeInOrALinkAndKeepsItsRights) {
+    const Outcome outcome =
+        sh("cp in same; chmod 640 same; ln -s same link; orvkit convert link link --to implicit && "
+           "orvkit convert same plain --to explicit && cmp in plain && stat -c %a same && test -L link");
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(outcome.out, "640\n");
+}
+
+TEST_F(ConvertTest, RefusalsNameTheReasonAndWriteNothing) {
+    expectRefused("nowhere", "big", "No such file");
+    expectRefused(".", "big", "not a regular file");
+    expectRefused("kept", "big", "not a DICOM Part 10 file");
+
+    // Cut anywhere: in the meta information, in the data set, in the pixels.
+    const auto size = static_cast<std::size_t>(fs::file_size(dir / "in"));
+    for (const std::size_t length : {std::size_t{140}, std::size_t{600}, size - 5000, size - 1}) {
+        fs::copy_file(dir / "in", dir / "cut", fs::copy_options::overwrite_existing);
+        fs::resize_file(dir / "cut", length);
+        for (const char* to : {"implicit", "big", "lzw"}) expectRefused("cut", to, "cut: ");
+    }
+
+    DcElemList jpeg;
+    unsigned char fragments[] = {0xFE, 0xFF, 0x00, 0xE0, 0, 0, 0, 0,    0xFE,
+                                 0xFF, 0x00, 0xE0, 2,    0, 0, 0, 0xFF, 0xD8};
+    jpeg.add(new DcElem(T_7fe0_0010_pixelData, fragments, sizeof fragments, UID_JPEG_BASELINE, VR_OB, 0));
+    make("jpeg", jpeg, UID_JPEG_BASELINE);
+    for (const char* to : {"implicit", "explicit", "big", "lzw"}) expectRefused("jpeg", to, "JPEG Baseline");
+
+    DcElemList noise;
+    unsigned short words[512];
+    unsigned int state = 1;
+    for (unsigned short& word : words)
+        word = static_cast<unsigned short>((state = state * 1664525 + 1013904223) >> 16);
+    noise.add(new DcElem(T_7fe0_0010_pixelData, words, sizeof words, UID_LITTLE_ENDIAN_EXPLICIT, VR_OW, 0));
+    make("noise", noise, UID_LITTLE_ENDIAN_EXPLICIT);
+    expectRefused("noise", "lzw", "5666");
+}
+
+TEST_F(ConvertTest, AFullDiskLeavesNothing) {
+    // A limit of 4 kB for every file that is written.
+    ASSERT_EQ(
+        sh("echo kept >out; (trap '' XFSZ; ulimit -f 4; orvkit convert in out --to big); test $? = 1").status,
+        0);
+    EXPECT_EQ(names(), (std::vector<std::string>{"in", "out"}));
+    EXPECT_EQ(contentOf(dir / "out"), "kept\n");
+    EXPECT_EQ(sh("orvkit convert in /dev/full --to big").status, 1);
+    EXPECT_TRUE(fs::is_character_file("/dev/full"));
+    EXPECT_EQ(sh("orvkit convert in nowhere/out --to big").status, 1);
+}
+
+// The image with 300 MB of pixels, which are a hole in the file and cost nothing to make.
+class LargeFileTest : public ConvertTest {
+  protected:
+    static constexpr std::uintmax_t pixelBytes = 300 << 20;
+
+    void SetUp() override {
+        ConvertTest::SetUp();
+        if (IsSkipped()) return;
+        std::string head = contentOf(dir / "in");
+        head.resize(head.size() - 48 * 48 * 2);
+        for (unsigned int i = 0; i < 4; ++i)
+            head[head.size() - 4 + i] = static_cast<char>(pixelBytes >> 8 * i);
+        std::ofstream(dir / "large", std::ios::binary) << head;
+        fs::resize_file(dir / "large", head.size() + pixelBytes);
+    }
+};
+
+TEST_F(LargeFileTest, PixelsAreCopiedFromFileToFileWithoutBeingHeld) {
+    const Outcome outcome = sh("orvkit convert large out --to implicit");
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_GT(fs::file_size(dir / "out"), pixelBytes);
+#if !defined(__SANITIZE_ADDRESS__) && !defined(ORVKIT_SANITIZED)
+    EXPECT_LT(outcome.residentKb, 16 << 10);
+#endif
+}
+
+TEST_F(LargeFileTest, AnInterruptedConversionLeavesNothing) {
+    // The signal comes as soon as the temporary file is there; a conversion that was faster has finished.
+    const Outcome outcome =
+        sh("'" ORVKIT_COMMAND
+           "' convert large out --to implicit & "
+           "until ls -A | grep -q '^\\.out\\.' || test -e out; do :; done; kill -TERM $!; wait $!");
+    EXPECT_TRUE(outcome.status == 128 + SIGTERM || outcome.status == 0) << outcome.status << outcome.err;
+    std::vector<std::string> expected = {"in", "large"};
+    if (fs::exists(dir / "out")) {
+        EXPECT_GT(fs::file_size(dir / "out"), pixelBytes);
+        expected.emplace_back("out");
+    }
+    EXPECT_EQ(names(), expected);
+}
+
+}  // namespace
+}  // namespace tools_test

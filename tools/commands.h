@@ -1,0 +1,27 @@
+// The subcommands of `orvkit`. Each lives in a file of its own and offers one function, which adds it with
+// its options to the program and hands CLI11 a callback that does the work.
+#ifndef ORVKIT_TOOLS_COMMANDS_H
+#define ORVKIT_TOOLS_COMMANDS_H
+
+namespace CLI {
+class App;
+}
+
+namespace tools {
+
+// Exit statuses of the command.
+enum ExitStatus : int {
+    EXIT_OK = 0,
+    EXIT_FAILED = 1,  // the job failed, or a part of it
+    EXIT_USAGE = 2,   // wrong usage: unknown option, missing or unusable argument
+};
+
+// The callback of a subcommand leaves its exit status in `status`, which outlives the program object.
+void addDump(CLI::App& program, int& status);
+void addConvert(CLI::App& program, int& status);
+void addLookup(CLI::App& program, int& status);
+void addPhantom(CLI::App& program, int& status);
+
+}  // namespace tools
+
+#endif

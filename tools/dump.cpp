@@ -1,0 +1,137 @@
+// orvkit dump: what stands in DICOM files.
+#include <dirent.h>
+#include <sys/stat.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tools/commands.h"
+#include "tools/dump_file.h"
+#include "tools/dump_forms.h"
+#include "tools/dump_output.h"
+#include "tools/dump_pick.h"
+#include "tools/options.h"
+
+namespace tools {
+namespace {
+
+struct DumpOptions {
+    std::vector<std::string> paths;
+    std::vector<std::string> tags;
+    bool flat = false;
+    bool json = false;
+    bool full = false;
+};
+
+class Dump {
+  public:
+    explicit Dump(const DumpOptions& options)
+        : options_(options),
+          form_(options.json   ? makeJsonForm(out_)
+                : options.flat ? makeFlatForm(out_, options.full)
+                               : makeTreeForm(out_, options.full)),
+          titles_(options.paths.size() > 1) {}
+
+    int run() {
+        for (const std::string& tag : options_.tags) {
+            if (pick_.add(tag)) continue;
+            complain("--tag %s: neither a tag nor a name of the dictionary", tag.c_str());
+            return EXIT_USAGE;
+        }
+        form_->begin();
+        for (const std::string& path : options_.paths) show(path);
+        form_->end();
+        out_.flush();
+        return ok_ ? EXIT_OK : EXIT_FAILED;
+    }
+
+  private:
+    void show(const std::string& path) {
+        if (out_.failed()) return;  // nobody reads on: the end of the program says so
+        DumpedFile file;
+        file.path = path;
+        readForDump(file);
+        if (file.kind == DumpedFile::Kind::directory) return walk(path);
+        if (file.kind == DumpedFile::Kind::file) form_->file(file, pick_, titles_ ? path.c_str() : nullptr);
+        if (file.faults.empty()) return;
+        ok_ = false;
+        (void)out_.deliver();  // so that both stand in order where they go to the same place
+        for (const std::string& fault : file.faults) {
+            complain("%s: %s", withEscapes(path).c_str(), withEscapes(fault).c_str());
+        }
+    }
+
+    // Everything in a directory, sorted by name. Links to directories are not followed.
+    void walk(const std::string& path) {
+        titles_ = true;
+        std::vector<std::string> names;
+        DIR* directory = ::opendir(path.c_str());
+        if (directory == nullptr) {
+            ok_ = false;
+            complain("%s: %s", withEscapes(path).c_str(), std::strerror(errno));
+            return;
+        }
+        while (const dirent* entry = ::readdir(directory)) {
+            const std::string name = entry->d_name;
+            if (name != "." && name != ".." && isWanted(path, *entry)) names.push_back(name);
+        }
+        ::closedir(directory);
+        std::sort(names.begin(), names.end());
+        for (const std::string& name : names) show(path.back() == '/' ? path + name : path + '/' + name);
+    }
+    // Regular files, links to such, and directories.
+    static bool isWanted(const std::string& directory, const dirent& entry) {
+        if (entry.d_type == DT_REG || entry.d_type == DT_DIR) return true;
+        if (entry.d_type != DT_LNK && entry.d_type != DT_UNKNOWN) return false;
+        struct stat info {};
+        const std::string path = directory + '/' + entry.d_name;
+        if (::lstat(path.c_str(), &info) != 0 || S_ISDIR(info.st_mode)) return true;
+        return ::stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode);
+    }
+
+    const DumpOptions& options_;
+    Output out_;
+    Pick pick_;
+    std::unique_ptr<DumpForm> form_;
+    bool titles_;
+    bool ok_ = true;
+};
+
+}  // namespace
+
+void addDump(CLI::App& program, int& status) {
+    CLI::App* command = program.add_subcommand("dump", "Show what stands in DICOM files");
+    auto options = std::make_shared<DumpOptions>();
+    command
+        ->add_option("FILE", options->paths,
+                     "DICOM files, and directories, which are searched through with everything below them")
+        ->required();
+    CLI::Option* flat = command->add_flag("--flat", options->flat, "One line for every value instead of a tree");
+    command
+        ->add_flag("--json", options->json,
+                   "The DICOM JSON model (PS3.18 Annex F): an array with an object for each file, without the "
+                   "file meta information")
+        ->excludes(flat);
+    command
+        ->add_option("--tag", options->tags,
+                     "Show only this element, with its path, wherever it is nested: (gggg,eeee), ggggeeee or a "
+                     "name (PatientName). May be given several times")
+        ->allow_extra_args(false);
+    command->add_flag("--full", options->full, "Show long values and lists of values whole");
+    command->footer(
+        "The value of Pixel Data is not read: its length and place in the file are shown. What is wrong with a\n"
+        "file is told on standard error with the element's path and offset, and the exit status is then 1.");
+    command->callback([options, &status] {
+        std::signal(SIGPIPE, SIG_IGN);  // a closed pipe is an error of writing like others
+        muteLog();
+        status = Dump(*options).run();
+    });
+}
+
+}  // namespace tools

@@ -1,0 +1,290 @@
+// orvkit lookup: what the dictionary knows of a tag, a name, a UID, a VR or a word.
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "orvkit/dict.h"
+#include "tools/commands.h"
+#include "tools/options.h"
+
+namespace tools {
+namespace {
+
+using nlohmann::ordered_json;
+
+bool isDigit(char c) {
+    return std::isdigit(static_cast<unsigned char>(c)) != 0;
+}
+bool isHex(char c) {
+    return std::isxdigit(static_cast<unsigned char>(c)) != 0;
+}
+bool isUpper(char c) {
+    return std::isupper(static_cast<unsigned char>(c)) != 0;
+}
+bool isWord(char c) {
+    return std::isalnum(static_cast<unsigned char>(c)) != 0;
+}
+char lower(char c) {
+    return static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+}
+
+// One half of a tag: one to four hexadecimal digits; x stands for the open digits of a repeating group.
+std::optional<unsigned int> tagHalf(std::string text) {
+    std::replace(text.begin(), text.end(), 'x', 'f');
+    if (text.empty() || text.size() > 4 || !std::all_of(text.begin(), text.end(), isHex)) return std::nullopt;
+    return static_cast<unsigned int>(std::strtoul(text.c_str(), nullptr, 16));
+}
+
+// (0008,0016), 0008,0016, 8,16, 00080016, 0x00080016, and names that begin T_0008_0016.
+std::optional<unsigned int> tagFromText(std::string_view query) {
+    std::string text;
+    for (char c : query) {
+        if (c != '(' && c != ')' && c != ' ') text += lower(c);
+    }
+    if (text.size() >= 11 && text.compare(0, 2, "t_") == 0 && text[6] == '_') {
+        text = text.substr(2, 4) + "," + text.substr(7, 4);
+    }
+    if (text.compare(0, 2, "0x") == 0) text.erase(0, 2);
+    std::size_t comma = text.find(',');
+    if (comma == std::string::npos && text.size() == 8) text.insert(comma = 4, ",");
+    if (comma == std::string::npos) return std::nullopt;
+    std::optional<unsigned int> group = tagHalf(text.substr(0, comma));
+    std::optional<unsigned int> element = tagHalf(text.substr(comma + 1));
+    if (!group || !element) return std::nullopt;
+    return (*group << 16) | *element;
+}
+
+// Lower-case words, cut at every other character and where camel case begins a word.
+std::vector<std::string> wordsOf(std::string_view text) {
+    std::vector<std::string> words(1);
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        const bool afterLower = i > 0 && isWord(text[i - 1]) && !isUpper(text[i - 1]);
+        const bool beforeLower = i + 1 < text.size() && isWord(text[i + 1]) && !isUpper(text[i + 1]);
+        if (!isWord(c) || (isUpper(c) && (afterLower || beforeLower))) words.emplace_back();
+        if (isWord(c)) words.back() += lower(c);
+    }
+    words.erase(std::remove(words.begin(), words.end(), std::string()), words.end());
+    return words;
+}
+
+// Whether every word begins a word of the text ...
+bool beginsWords(std::string_view text, const std::vector<std::string>& words) {
+    const std::vector<std::string> candidates = wordsOf(text);
+    return !words.empty() && std::all_of(words.begin(), words.end(), [&](const std::string& word) {
+        return std::any_of(candidates.begin(), candidates.end(), [&](const std::string& candidate) {
+            return candidate.compare(0, word.size(), word) == 0;
+        });
+    });
+}
+
+// ... or stands anywhere in it.
+bool holdsWords(std::string_view text, const std::vector<std::string>& words) {
+    std::string folded;
+    for (const std::string& part : wordsOf(text)) folded += part;
+    return !words.empty() && std::all_of(words.begin(), words.end(), [&](const std::string& word) {
+        return folded.find(word) != std::string::npos;
+    });
+}
+
+// The keyword in a record's name: "patientsName" of "T_0010_0010_patientsName".
+std::string_view keyword(const char* name) {
+    const std::string_view whole(name);
+    return whole.size() > 12 ? whole.substr(12) : std::string_view();
+}
+
+std::string format(const char* pattern, unsigned int group, unsigned int element) {
+    char text[32];
+    std::snprintf(text, sizeof text, pattern, group, element);
+    return text;
+}
+
+std::string vmText(int vm) {
+    if (vm > 0) return std::to_string(vm);
+    return vm == 0 ? "1-n" : "1-" + std::to_string(-vm);
+}
+
+const char* uidTypeText(DICT_UID_TYPE type) {
+    switch (type) {
+        case UID_TYPE_SOP:
+            return "SOP class or instance";
+        case UID_TYPE_XFER_SYN:
+            return "transfer syntax";
+        default:
+            return "other";
+    }
+}
+
+// Collects what was found, for people or for programs.
+class Findings {
+  public:
+    void element(unsigned int tag, const DcDictElemInfo& info) {
+        ordered_json found;
+        found["kind"] = "element";
+        found["tag"] = format("%04X%04X", tag >> 16, tag & 0xFFFF);
+        found["vr"] = DcDict::vrName(info.vr);
+        found["vm"] = vmText(info.vm);
+        found["keyword"] = keyword(info.name);
+        found["name"] = info.name;
+        found["items"] = itemTags(tag);
+        if (found["items"].empty()) found.erase("items");
+        all_.push_back(std::move(found));
+    }
+
+    void uid(const DcDictUidInfo& info) {
+        all_.push_back({{"kind", "uid"},
+                        {"uid", info.uid},
+                        {"value", static_cast<int>(info.value)},
+                        {"type", uidTypeText(info.type)},
+                        {"description", info.desc}});
+    }
+
+    void vr(DICT_VR vr) {
+        const DcDictVrFacts facts = DcDict::vrFacts(vr);
+        static constexpr int unitBytes[] = {1, 2, 4, 4, 8, 0};
+        all_.push_back({{"kind", "vr"},
+                        {"vr", DcDict::vrName(vr)},
+                        {"value", static_cast<int>(vr)},
+                        {"maxLength", facts.length},
+                        {"unitBytes", unitBytes[facts.size]}});
+    }
+
+    bool empty() const { return all_.empty(); }
+
+    void print(bool json) const {
+        if (json) {
+            std::puts(all_.dump(2).c_str());
+            return;
+        }
+        for (const ordered_json& found : all_) printLine(found);
+    }
+
+  private:
+    static ordered_json itemTags(unsigned int tag) {
+        unsigned int tags[DcDict::maxSqTags] = {};
+        ordered_json list = ordered_json::array();
+        if (Dict.getSqTagList(tag, tags) != 0) return list;
+        for (unsigned int item : tags) {
+            if (item == 0) break;
+            list.push_back(format("%04X%04X", item >> 16, item & 0xFFFF));
+        }
+        return list;
+    }
+
+    static std::string text(const ordered_json& found, const char* key) {
+        return found.at(key).get<std::string>();
+    }
+
+    static void printLine(const ordered_json& found) {
+        const std::string kind = text(found, "kind");
+        if (kind == "uid") {
+            std::printf("%s  %s  %s\n", text(found, "uid").c_str(), text(found, "type").c_str(),
+                        text(found, "description").c_str());
+        } else if (kind == "vr") {
+            const int limit = found.at("maxLength").get<int>();
+            std::printf("%s  value representation, %s\n", text(found, "vr").c_str(),
+                        limit > 0 ? ("at most " + std::to_string(limit) + " bytes a value").c_str()
+                                  : "no limit of length");
+        } else {
+            const std::string tag = text(found, "tag");
+            std::printf("(%s,%s)  %-2s  %-5s  %s\n", tag.substr(0, 4).c_str(), tag.substr(4).c_str(),
+                        text(found, "vr").c_str(), text(found, "vm").c_str(), text(found, "name").c_str());
+            if (found.contains("items")) printItems(found.at("items"));
+        }
+    }
+
+    static void printItems(const ordered_json& items) {
+        for (const ordered_json& item : items) {
+            const std::string tag = item.get<std::string>();
+            char name[64];
+            Dict.getDesc(static_cast<unsigned int>(std::strtoul(tag.c_str(), nullptr, 16)), name);
+            std::printf("    in its items: (%s,%s)  %s\n", tag.substr(0, 4).c_str(), tag.substr(4).c_str(),
+                        name);
+        }
+    }
+
+    ordered_json all_ = ordered_json::array();
+};
+
+template <typename Visit>
+void eachUid(Visit visit) {
+    for (std::size_t slot = 0; slot < Dict.uidSlots(); ++slot) {
+        if (Dict.uidAt(slot).value != UID_NONE) visit(Dict.uidAt(slot));
+    }
+}
+
+void findUids(const std::string& query, Findings& findings) {
+    const DcDictUidInfo* exact = Dict.findUid(query.c_str());
+    if (exact != nullptr) return findings.uid(*exact);
+    eachUid([&](const DcDictUidInfo& info) {
+        if (std::string_view(info.uid).find(query) != std::string_view::npos) findings.uid(info);
+    });
+}
+
+void findWords(const std::string& query, Findings& findings) {
+    DICT_VR vr = VR_UNKNOWN;
+    if (query.size() == 2 && Dict.getVrDef(query.c_str(), vr) == 0) return findings.vr(vr);
+    const std::vector<std::string> words = wordsOf(query);
+    for (auto matches : {beginsWords, holdsWords}) {
+        for (std::size_t i = 0; i < Dict.tagCount(); ++i) {
+            const DcDictElemInfo& info = Dict.tagAt(i);
+            if (matches(keyword(info.name), words)) findings.element(info.tag, info);
+        }
+        eachUid([&](const DcDictUidInfo& info) {
+            if (matches(info.desc, words)) findings.uid(info);
+        });
+        if (!findings.empty()) return;
+    }
+}
+
+int runLookup(const std::string& query, bool json) {
+    Findings findings;
+    const bool looksLikeUid =
+        query.find('.') != std::string::npos &&
+        std::all_of(query.begin(), query.end(), [](char c) { return c == '.' || isDigit(c); });
+    DcDictElemInfo info;
+    if (looksLikeUid) {
+        findUids(query, findings);
+    } else if (std::optional<unsigned int> tag = tagFromText(query);
+               tag && Dict.getElemInfo(*tag, &info) == 0) {
+        findings.element(*tag, info);
+    } else {
+        findWords(query, findings);
+    }
+    if (findings.empty()) {
+        complain("nothing is known of '%s'", query.c_str());
+        if (json) findings.print(true);
+        return EXIT_FAILED;
+    }
+    findings.print(json);
+    return EXIT_OK;
+}
+
+}  // namespace
+
+void addLookup(CLI::App& program, int& status) {
+    CLI::App* command =
+        program.add_subcommand("lookup", "Tell what the dictionary knows of a tag, name, UID or word");
+    auto words = std::make_shared<std::vector<std::string>>();
+    auto json = std::make_shared<bool>(false);
+    command
+        ->add_option("WHAT", *words,
+                     "A tag (0008,0016 or 00080016), a name or words of it, a UID or a part of it, or a VR")
+        ->required();
+    command->add_flag("--json", *json, "Print JSON");
+    command->callback([words, json, &status] {
+        std::string query;
+        for (const std::string& word : *words) query += (query.empty() ? "" : " ") + word;
+        status = runLookup(query, *json);
+    });
+}
+
+}  // namespace tools

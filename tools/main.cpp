@@ -1,0 +1,61 @@
+// orvkit: what people do with DICOM files every day, on top of the library.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+
+#include "orvkit/log.h"
+#include "tools/commands.h"
+#include "tools/options.h"
+
+namespace {
+
+// A caller may have closed standard streams. Their numbers must not be given to files that are opened later,
+// or a message would land in a file of the user's. Writing to a stream that was closed goes on failing.
+void holdStandardStreams() {
+    for (int handle = open("/dev/null", O_RDONLY); handle >= 0; handle = open("/dev/null", O_RDONLY)) {
+        if (handle <= STDERR_FILENO) continue;
+        close(handle);
+        break;
+    }
+}
+
+// Files are shown and changed as they are: no value is refused, cut or counted against its limits.
+void takeValuesAsTheyAre() {
+    elemListSetValueExceptionLevel(0);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    holdStandardStreams();
+    tools::installLog(false);
+    takeValuesAsTheyAre();
+
+    int status = tools::EXIT_OK;
+    CLI::App program("Dumps, converts and makes DICOM files, and looks up what the data dictionary knows.",
+                     "orvkit");
+    program.set_version_flag("--version", "orvkit " ORVKIT_VERSION);
+    program.add_flag_callback(
+        "-v,--verbose", [] { tools::installLog(true); },
+        "Show the whole log of the library on standard error");
+    program.require_subcommand(1);
+    program.fallthrough();
+    program.footer(
+        "Help on one command: orvkit COMMAND --help\nExit status: 0 success, 1 failure, 2 wrong usage.");
+    tools::addDump(program, status);
+    tools::addConvert(program, status);
+    tools::addLookup(program, status);
+    tools::addPhantom(program, status);
+
+    try {
+        program.parse(argc, argv);
+    } catch (const CLI::Success& asked) {  // --help, --version
+        program.exit(asked);
+    } catch (const CLI::Error& error) {
+        program.exit(error);
+        return tools::EXIT_USAGE;
+    }
+    if (!tools::finishOutput() && status == tools::EXIT_OK) status = tools::EXIT_FAILED;
+    return status;
+}

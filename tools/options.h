@@ -1,0 +1,37 @@
+// What the subcommands share: diagnostics, the log on standard error, transfer syntax names.
+#ifndef ORVKIT_TOOLS_OPTIONS_H
+#define ORVKIT_TOOLS_OPTIONS_H
+
+#include <string>
+#include <string_view>
+
+#include "orvkit/log.h"
+#include "orvkit/uids.h"
+
+namespace tools {
+
+// Sends the library's log to standard error, so that standard output holds results only. Without `verbose`
+// only errors come through (LOG_ERROR), with it every level and the name of the reporter.
+void installLog(bool verbose);
+// While a subcommand tells faults in its own words, the library's log is shown with --verbose only.
+void muteLog(bool muted = true);
+
+// One line on standard error: "orvkit: " and the text.
+void complain(const char* format, ...) ORVKIT_LOG_FORMAT(1, 2);
+
+// Flushes standard output; false, with a complaint, when not everything could be written.
+bool finishOutput();
+
+// What a result code of the library means for a file that cannot be read or written: "not a DICOM Part 10
+// file". "result 1234" for codes that say nothing to a user.
+std::string resultText(int result);
+
+// The names --to takes: implicit, explicit, big, lzw. UID_NONE for anything else.
+DICT_UID xferSynFromName(std::string_view name);
+
+// The UID and its description: "1.2.840.10008.1.2 (Little Endian Implicit)"; "none" for UID_NONE.
+std::string describeUid(DICT_UID uid);
+
+}  // namespace tools
+
+#endif

@@ -1,0 +1,237 @@
+// orvkit phantom: a small synthetic CT study of a computed head (CT Image IOD, PS3.3 A.3).
+#include <CLI/CLI.hpp>
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "orvkit/elemlist.h"
+#include "orvkit/file.h"
+#include "orvkit/result.h"
+#include "orvkit/tags.h"
+#include "tools/commands.h"
+#include "tools/head_phantom.h"
+#include "tools/options.h"
+#include "tools/whole_file.h"
+
+namespace tools {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct StudyPlan {
+    std::string directory;
+    unsigned int size = 256;
+    unsigned int series = 2;
+    unsigned int images = 6;  // in each series
+    std::uint32_t seed = 1;
+};
+
+// How a series was reconstructed: what sets one from the other.
+struct Reconstruction {
+    const char* description;
+    const char* kernel;
+    double noise;  // HU
+    int windowCenter;
+    int windowWidth;
+};
+
+constexpr Reconstruction reconstructions[] = {
+    {"Head, soft tissue", "SOFT", 4, 40, 100},
+    {"Head, bone", "BONE", 25, 500, 2500},
+    {"Head, standard", "STANDARD", 8, 40, 350},
+};
+
+constexpr double fieldOfView = 240;  // mm
+constexpr double coveredHeight = 160;
+
+// The same in every run with the same seed: under the library's root, a branch for phantoms, the seed, and
+// the place in the study.
+std::string uidFor(const StudyPlan& plan, const std::string& place) {
+    return "1.3.6.1.4.1.70707.9.1." + std::to_string(plan.seed) + "." + place;
+}
+
+std::string number(const char* format, double value) {
+    char text[32];
+    std::snprintf(text, sizeof text, format, value);
+    return text;
+}
+
+// One image of the study.
+class PhantomImage {
+  public:
+    PhantomImage(const StudyPlan& plan, unsigned int series, unsigned int image)
+        : plan_(plan),
+          series_(series),
+          image_(image),
+          reconstruction_(reconstructions[series % std::size(reconstructions)]),
+          spacing_(coveredHeight / plan.images),
+          z_((image - (plan.images - 1) / 2.0) * spacing_) {}
+
+    bool write(const std::string& path) {
+        patientAndStudy();
+        seriesAndEquipment();
+        imageAndPlane();
+        pixels();
+        WholeFile file(path);
+        if (!file.ok()) return false;
+        DcDirMetaInfo meta;
+        meta.version = 1;
+        meta.transferSyntax = UID_LITTLE_ENDIAN_EXPLICIT;
+        const int result = dirWriteFile(file.temporaryPath().c_str(), meta, list_);
+        if (result != RESULT_OK) complain("%s: %s", path.c_str(), resultText(result).c_str());
+        return result == RESULT_OK && file.commit();
+    }
+
+  private:
+    void text(unsigned int tag, const std::string& value) { list_.add(new DcElem(tag, value.c_str())); }
+    void integer(unsigned int tag, unsigned int value) {
+        list_.add(new DcElem(tag, static_cast<int>(value)));
+    }
+    void word(unsigned int tag, unsigned int value) {
+        list_.add(new DcElem(tag, static_cast<unsigned short>(value)));
+    }
+
+    void dateAndTime(unsigned int dateTag, unsigned int timeTag) {
+        text(dateTag, "20240115");
+        text(timeTag, "101500");
+    }
+
+    // Patient and General Study modules, and what SOP Common asks for.
+    void patientAndStudy() {
+        text(T_0008_0005_specificCharacterSet, "ISO_IR 100");
+        text(T_0010_0010_patientsName, "Phantom^Head");
+        text(T_0010_0020_patientId, "PHANTOM-" + std::to_string(plan_.seed));
+        text(T_0010_0030_patientsBirthDate, "19800229");
+        text(T_0010_0040_patientsSex, "O");
+        text(T_0020_000d_studyInstanceUid, uidFor(plan_, "1"));
+        dateAndTime(T_0008_0020_studyDate, T_0008_0030_studyTime);
+        text(T_0008_0090_referringPhysiciansName, "");
+        text(T_0020_0010_studyId, "1");
+        text(T_0008_0050_accessionNumber, "");
+        text(T_0008_1030_studyDescription, "Synthetic head CT");
+    }
+
+    // General Series, Frame of Reference and General Equipment modules.
+    void seriesAndEquipment() {
+        text(T_0008_0060_modality, "CT");
+        text(T_0020_000e_seriesInstanceUid, uidFor(plan_, "1." + std::to_string(series_ + 1)));
+        integer(T_0020_0011_seriesNumber, series_ + 1);
+        dateAndTime(T_0008_0021_seriesDate, T_0008_0031_seriesTime);
+        text(T_0008_103e_seriesDescription, reconstruction_.description);
+        text(T_0018_0015_bodyPartExamined, "HEAD");
+        text(T_0018_5100_patientPosition, "HFS");
+        text(T_0020_0052_frameOfReferenceUid, uidFor(plan_, "2"));
+        text(T_0020_1040_positionReferenceIndicator, "");
+        text(T_0008_0070_manufacturer, "orvKIT");
+        text(T_0008_1090_manufacturersModelName, "Computed head phantom");
+        text(T_0018_1020_softwareVersions, ORVKIT_VERSION);
+    }
+
+    // General Image, Image Plane and CT Image modules.
+    void imageAndPlane() {
+        const std::string pixel = number("%.6f", fieldOfView / plan_.size);
+        const std::string corner = number("%.4f", fieldOfView / plan_.size / 2 - fieldOfView / 2);
+        list_.add(new DcElem(T_0008_0016_sopClassUid, UID_CT_IMAGE_STORAGE));
+        text(T_0008_0018_sopInstanceUid,
+             uidFor(plan_, "1." + std::to_string(series_ + 1) + "." + std::to_string(image_ + 1)));
+        text(T_0008_0008_imageType, "ORIGINAL\\PRIMARY\\AXIAL");
+        integer(T_0020_0013_instanceNumber, image_ + 1);
+        integer(T_0020_0012_acquisitionNumber, 1);
+        dateAndTime(T_0008_0022_acquisitionDate, T_0008_0032_acquisitionTime);
+        dateAndTime(T_0008_0023_contentDate, T_0008_0033_contentTime);
+        text(T_0028_0030_pixelSpacing, pixel + "\\" + pixel);
+        text(T_0020_0037_imageOrientationPatient, "1\\0\\0\\0\\1\\0");
+        text(T_0020_0032_imagePositionPatient, corner + "\\" + corner + "\\" + number("%.4f", z_));
+        text(T_0018_0050_sliceThickness, number("%.4f", spacing_));
+        text(T_0020_1041_sliceLocation, number("%.4f", z_));
+        text(T_0018_0060_kvp, "120");
+        text(T_0018_1151_xRayTubeCurrent, "200");
+        text(T_0018_1210_convolutionKernel, reconstruction_.kernel);
+        text(T_0028_1052_rescaleIntercept, "-1024");
+        text(T_0028_1053_rescaleSlope, "1");
+        text(T_0028_1054_rescaleType, "HU");
+        integer(T_0028_1050_windowCenter, static_cast<unsigned int>(reconstruction_.windowCenter));
+        integer(T_0028_1051_windowWidth, static_cast<unsigned int>(reconstruction_.windowWidth));
+    }
+
+    // Image Pixel module: 12 of 16 bits, unsigned.
+    void pixels() {
+        word(T_0028_0002_samplesPerPixel, 1);
+        text(T_0028_0004_photometricInterpretation, "MONOCHROME2");
+        word(T_0028_0010_rows, plan_.size);
+        word(T_0028_0011_columns, plan_.size);
+        word(T_0028_0100_bitsAllocated, 16);
+        word(T_0028_0101_bitsStored, 12);
+        word(T_0028_0102_highBit, 11);
+        word(T_0028_0103_pixelRepresentation, 0);
+        SliceRequest request;
+        request.size = plan_.size;
+        request.z = z_ / (coveredHeight / 2);
+        request.noise = reconstruction_.noise;
+        request.noiseSeed = (std::uint64_t{plan_.seed} << 32) + (series_ << 16) + image_;
+        std::vector<std::uint16_t> values = headSlice(request);
+        list_.add(new DcElem(T_7fe0_0010_pixelData, values.data(),
+                             static_cast<unsigned int>(values.size() * sizeof values[0]),
+                             UID_LITTLE_ENDIAN_EXPLICIT, VR_OW, 0));
+    }
+
+    const StudyPlan& plan_;
+    unsigned int series_;
+    unsigned int image_;
+    const Reconstruction& reconstruction_;
+    double spacing_;  // mm
+    double z_;        // mm from the middle of the head
+    DcElemList list_;
+};
+
+// Names as a file set on media has them: upper case, at most eight characters (PS3.10 8.2).
+std::string component(const char* prefix, unsigned int index) {
+    char text[16];
+    std::snprintf(text, sizeof text, "%s%06u", prefix, index + 1);
+    return text;
+}
+
+int runPhantom(const StudyPlan& plan) {
+    for (unsigned int series = 0; series < plan.series; ++series) {
+        const fs::path directory = fs::path(plan.directory) / component("SE", series);
+        std::error_code error;
+        fs::create_directories(directory, error);
+        if (error) {
+            complain("%s: %s", directory.c_str(), error.message().c_str());
+            return EXIT_FAILED;
+        }
+        for (unsigned int image = 0; image < plan.images; ++image) {
+            const std::string path = (directory / component("IM", image)).string();
+            if (!PhantomImage(plan, series, image).write(path)) return EXIT_FAILED;
+        }
+    }
+    std::printf("%s: %u series of %u images, %u x %u pixels\n", plan.directory.c_str(), plan.series,
+                plan.images, plan.size, plan.size);
+    return EXIT_OK;
+}
+
+}  // namespace
+
+void addPhantom(CLI::App& program, int& status) {
+    CLI::App* command = program.add_subcommand("phantom", "Make a synthetic CT study of a computed head");
+    auto plan = std::make_shared<StudyPlan>();
+    command->add_option("DIR", plan->directory, "Where to write it; made when it is missing")->required();
+    command->add_option("--size", plan->size, "Rows and columns of an image")
+        ->check(CLI::Range(16, 4096))
+        ->capture_default_str();
+    command->add_option("--images", plan->images, "Images in a series")
+        ->check(CLI::Range(1, 9999))
+        ->capture_default_str();
+    command->add_option("--series", plan->series, "Series in the study")
+        ->check(CLI::Range(1, 999))
+        ->capture_default_str();
+    command->add_option("--seed", plan->seed, "The same seed gives the same files")->capture_default_str();
+    command->callback([plan, &status] { status = runPhantom(*plan); });
+}
+
+}  // namespace tools

@@ -1,0 +1,36 @@
+// A file that appears whole or not at all.
+#ifndef ORVKIT_TOOLS_WHOLE_FILE_H
+#define ORVKIT_TOOLS_WHOLE_FILE_H
+
+#include <string>
+
+namespace tools {
+
+// Stands for the file `path` while it is being made under a temporary name in the same directory. What is
+// not committed is removed: by the destructor, and when SIGINT, SIGTERM or SIGHUP ends the program. One at a
+// time in a process.
+class WholeFile {
+  public:
+    // Creates the temporary file; complains and stays not ok() when that is impossible, or when something
+    // else than a regular file stands under the name. A symbolic link is followed: its target is replaced.
+    explicit WholeFile(const std::string& path);
+    ~WholeFile();
+    WholeFile(const WholeFile&) = delete;
+    WholeFile& operator=(const WholeFile&) = delete;
+
+    bool ok() const { return !temporary_.empty(); }
+    // Where to write until commit.
+    const std::string& temporaryPath() const { return temporary_; }
+    // Brings the bytes to the disk and the file under its name; false, with a complaint, when that fails.
+    bool commit();
+
+  private:
+    void remove();
+
+    std::string path_;
+    std::string temporary_;
+};
+
+}  // namespace tools
+
+#endif
