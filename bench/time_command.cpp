@@ -1,4 +1,4 @@
-// Runs a command several times and prints the least wall time in seconds and the most resident memory in kB.
+// Runs a command several times and prints the median wall time in seconds and the most resident memory in kB.
 //     bench_time_command RUNS COMMAND [ARGUMENT...]
 // The command's output is thrown away; a command that fails ends the measurement. A file named "fresh.dcm" in
 // the current directory is removed before each run, so that writing it always means a new file.
@@ -12,6 +12,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <vector>
 
 int main(int argc, char** argv) {
     const int runs = argc > 2 ? std::atoi(argv[1]) : 0;
@@ -25,7 +26,7 @@ int main(int argc, char** argv) {
     posix_spawn_file_actions_addopen(&silence, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
 
     using Clock = std::chrono::steady_clock;
-    double least = 1e9;
+    std::vector<double> seconds;
     long resident = 0;
     for (int i = 0; i < runs; ++i) {
         unlink("fresh.dcm");
@@ -42,9 +43,10 @@ int main(int argc, char** argv) {
             std::fprintf(stderr, "%s: status %d\n", argv[2], status);
             return 1;
         }
-        least = std::min(least, std::chrono::duration<double>(Clock::now() - begun).count());
+        seconds.push_back(std::chrono::duration<double>(Clock::now() - begun).count());
         resident = std::max(resident, usage.ru_maxrss);
     }
-    std::printf("%.6f %ld\n", least, resident);
+    std::nth_element(seconds.begin(), seconds.begin() + runs / 2, seconds.end());
+    std::printf("%.6f %ld\n", seconds[static_cast<std::size_t>(runs) / 2], resident);
     return 0;
 }

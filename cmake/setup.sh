@@ -30,7 +30,7 @@ install_missing() {
   say "Installing from Debian: ${missing[*]}"
   "${root[@]}" apt-get update -qq </dev/null &&
     "${root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends \
-      "${missing[@]}" </dev/null
+      "${missing[@]}" </dev/null >/dev/null
 }
 
 # configure DIRECTORY [OPTION...]: a build directory with the house's generator, and ccache where there is one.

@@ -1,6 +1,7 @@
 #include "dataset/decoder.h"
 
 #include <cstring>
+#include <new>
 
 #include "dataset/elem_access.h"
 #include "dataset/elemlist_access.h"
@@ -188,10 +189,15 @@ std::size_t BlockDecoder::measureUndefined(const Header& h) {
             source, h.at, content_.end,
             h.mode == Mode::implicitLittle ? RawMode::implicitLittle() : RawMode{true, orderOf(h.mode)});
         RawHeader raw;
-        if (walker.peek(raw) == RawStep::element && walker.skip(raw)) {
-            return static_cast<std::size_t>(walker.position()) - pos_;
+        // The walker has items and delimitations for what they are, where an element was read here.
+        const bool same =
+            walker.peek(raw) == RawStep::element && raw.valueOffset == pos_ && raw.length == kLengthUndefined;
+        if (same && walker.skip(raw)) return static_cast<std::size_t>(walker.position()) - pos_;
+        if (walker.fault() == RawFault::terminatorMissing) {
+            wasted_ += left();  // it was searched for to the end
+        } else if (walker.faultOffset() > pos_) {
+            wasted_ += walker.faultOffset() - pos_;
         }
-        wasted_ += walker.faultOffset() > pos_ ? walker.faultOffset() - pos_ : 0;
     }
     const std::size_t found = findSequenceDelimitation(bytes_.subspan(pos_, left()), orderOf(h.mode));
     if (found != kNotFound) return found + kDelimitationSize;
@@ -310,9 +316,17 @@ void BlockDecoder::closeSequence() {
 }
 
 // After a failure: in an implicit stream the innermost open sequence becomes an UN element that holds its raw
-// bytes, and reading goes on behind it. Otherwise the failure stands.
+// bytes, and reading goes on behind it. In an explicit one the failure ends every sequence whose length is
+// undefined; behind one of defined length, which keeps the items it has, reading goes on.
 bool BlockDecoder::recover() {
-    if (levels_.empty() || fatal_ || xferSyn_ != UID_LITTLE_ENDIAN_IMPLICIT) return false;
+    if (fatal_) return false;
+    if (xferSyn_ != UID_LITTLE_ENDIAN_IMPLICIT) {
+        while (!levels_.empty() && levels_.back().undefined) closeSequence();
+        if (levels_.empty()) return false;
+        closeSequence();
+        return true;
+    }
+    if (levels_.empty()) return false;
     const Level level = levels_.back();
     levels_.pop_back();
     failed_.insert({level.valueAt, level.end});
@@ -367,8 +381,12 @@ int DcElemList::decode(void* buf, unsigned int& length, DICT_UID xferSyn) {
         // The reporter's name is as it always was.
         return orvkit::fail(ELEM_NULL_ARGUMENT, LOG_ERROR, "utilGetElemInfo", "null argument passed");
     }
-    orvkit::BlockDecoder decoder({static_cast<const unsigned char*>(buf), length}, xferSyn);
-    const int result = decoder.run(*this);
-    length = static_cast<unsigned int>(decoder.position());
-    return result;
+    try {
+        orvkit::BlockDecoder decoder({static_cast<const unsigned char*>(buf), length}, xferSyn);
+        const int result = decoder.run(*this);
+        length = static_cast<unsigned int>(decoder.position());
+        return result;
+    } catch (const std::bad_alloc&) {
+        return orvkit::fail(ELEM_NO_MEMORY, LOG_ERROR, "DcElemList::decode", "out of memory");
+    }
 }

@@ -476,7 +476,8 @@ int DcElem::getBufSize(unsigned int& size, unsigned int*) {
         for (DcBuf* b = firstBuf_; b != nullptr; b = b->next()) {
             if (b->getType() == BUF_MEMORY) total += b->getLen();
         }
-        if (tag_ == 0x7FE00010 && total != 0) total += 8;  // the delimiter of encapsulated pixel data
+        // The delimiter of encapsulated pixel data.
+        if (tag_ == 0x7FE00010 && firstBuf_ != nullptr && firstBuf_->getType() == BUF_MEMORY) total += 8;
     } else {
         total = estimateValues(*this, vr);
         // Values that were accepted although longer than their VR allows.

@@ -35,7 +35,9 @@ struct ElemAccess {
     static void setCounter(DcElem& e, int c) noexcept { e.counter_ = c; }
     static void setVr(DcElem& e, DICT_VR vr) noexcept;  // with size class and length
     static void setXferSyn(DcElem& e, DICT_UID x) noexcept { e.xferSyn_ = x; }
-    static bool isSequence(const DcElem& e) noexcept { return e.sequenceFlag_ != 0; }
+    // Whether it is a DcElemSq: anyone can pass the flag, which alone does not make one.
+    static bool isSequence(const DcElem& e) noexcept { return e.sequenceFlag_ != 0 && isElemSq(e); }
+    static bool isElemSq(const DcElem& e) noexcept;
     static DcElemValueExceptionCB exceptionCB(const DcElem& e) noexcept { return e.exceptionCB_; }
     static void* exceptionContext(const DcElem& e) noexcept { return e.exceptionContext_; }
     static int addValueFmtBuf(DcElem& e, const void* data, unsigned int size, int index, bool binary) {
@@ -50,6 +52,8 @@ struct ElemAccess {
     static int addText(DcElem& e, std::string_view text, int index);
     // Total bytes of the raw buffers, of whatever kind.
     static unsigned long long rawLength(const DcElem& e) noexcept;
+    // A bound in constant time of what frame writes for an element that is no sequence.
+    static unsigned long long frameBound(const DcElem& e) noexcept;
     // frame within a data set: the byte order is the stream's always, and raw values are brought to it.
     static int frameInStream(DcElem& e, unsigned char* buf, unsigned int& length, DICT_UID xferSyn);
     // The syntax an element is written in within a stream: its own, as for icons of native pixels in an

@@ -270,6 +270,10 @@ int checkFrame(const DcElem& e, const unsigned char* buf) {
         return fail(ELEM_VR_SIZE, LOG_VALIDATION, "DcElem::frame",
                     "Element (%04x,%04x) - should be created as SQ, not element", group, element);
     }
+    if (const unsigned long long bound = ElemAccess::frameBound(e); bound > 0xFFFFFFFFull) {
+        return fail(ELEM_VALUE_REFUSED, LOG_ERROR, "DcElem::frame",
+                    "Element (%04x,%04x) - Value Length 0x%llx is too large", group, element, bound);
+    }
     const bool named = vr == VR_UNKNOWN || Dict.vrName(vr)[0] != '\0';
     if (!named || vr == VR_RT || vr == VR_EX) {
         return fail(ELEM_VR_SIZE, LOG_VALIDATION, "DcElem::frame", "Element (%04x,%04x) - Invalid VR '%s'",
@@ -291,6 +295,15 @@ int ElemAccess::frameInStream(DcElem& e, unsigned char* buf, unsigned int& lengt
     length = 0;
     if (const int result = checkFrame(e, buf); result != RESULT_OK) return result;
     return Framer(e, buf, syntaxInStream(e, xferSyn), true).run(length);
+}
+
+unsigned long long ElemAccess::frameBound(const DcElem& e) noexcept {
+    constexpr unsigned int headerPaddingAndDelimiter = 12 + 1 + 8;
+    unsigned long long bound = headerPaddingAndDelimiter + 0ull + e.store_.used;
+    for (DcBuf* b = e.firstBuf_; b != nullptr; b = b->next()) {
+        if (b->getType() == BUF_MEMORY) bound += b->getLen();
+    }
+    return bound;
 }
 
 DICT_UID ElemAccess::syntaxInStream(const DcElem& e, DICT_UID xferSyn) noexcept {

@@ -30,10 +30,13 @@ int failCut(const DcElem& e) {
                 "Element (%04x,%04x) buffer too short, value truncated", tag >> 16, tag & 0xFFFF);
 }
 
-// Which value an index means: ELEM_INDEX_NEXT, and 0 once the counter has moved, follow the counter.
-int locate(const DcElem& e, int index, unsigned int& at) {
-    const int count = e.getValueCount();
+// Which value a read of `type` means. What has no value is told first, then a VR that does not deliver the
+// type, then the index: ELEM_INDEX_NEXT, and 0 once the counter has moved, follow the counter. Raw buffers
+// count as a value only for a read that delivers them.
+int locate(const DcElem& e, bool delivers, const char* type, int index, unsigned int& at) {
+    const int count = delivers ? e.getValueCount() : static_cast<int>(ElemAccess::store(e).count);
     if (count == 0) return ELEM_EMPTY_VALUE;
+    if (!delivers) return refuseType(e, ElemAccess::vr(e), type);
     const int counter = ElemAccess::counter(e);
     const bool follows = index == ELEM_INDEX_NEXT || (index == 0 && counter > 0);
     const int place = follows ? counter : index;
@@ -105,11 +108,9 @@ int readNumber(const DcElem& e, Held held, unsigned int at, T& value) {
 
 template <typename T>
 int getNumber(DcElem& e, T& value, int index, NumberType type, const char* name) {
-    const DICT_VR vr = ElemAccess::vr(e);
-    const VrRule& rule = vrRule(vr);
-    if (!rule.givesNumber(type)) return refuseType(e, vr, name);
+    const VrRule& rule = vrRule(ElemAccess::vr(e));
     unsigned int at;
-    const int code = locate(e, index, at);
+    const int code = locate(e, rule.givesNumber(type), name, index, at);
     return code != RESULT_OK ? code : done(e, readNumber(e, rule.held, at, value), index);
 }
 
@@ -117,10 +118,8 @@ int getNumber(DcElem& e, T& value, int index, NumberType type, const char* name)
 
 template <typename Value>
 int getRecord(DcElem& e, Value& value, int index, DICT_VR wanted, const char* name) {
-    const DICT_VR vr = ElemAccess::vr(e);
-    if (vr != wanted) return refuseType(e, vr, name);
     unsigned int at;
-    const int code = locate(e, index, at);
+    const int code = locate(e, ElemAccess::vr(e) == wanted, name, index, at);
     if (code != RESULT_OK) return code;
     value.reset();
     return done(e, parseText(storeText(ElemAccess::store(e), at), value, ElemAccess::tag(e)), index);
@@ -209,11 +208,9 @@ using namespace orvkit;
 int DcElem::getValue(char* buffer, int length, int index) {
     if (buffer == nullptr) return fail(ELEM_NULL_ARGUMENT, LOG_NOTICE, reporter, "Null argument passed");
     *buffer = '\0';
-    const DICT_VR vr = ElemAccess::vr(*this);
-    const VrRule& rule = vrRule(vr);
-    if (!givesText(rule)) return refuseType(*this, vr, "string");
+    const VrRule& rule = vrRule(ElemAccess::vr(*this));
     unsigned int at;
-    const int code = locate(*this, index, at);
+    const int code = locate(*this, givesText(rule), "string", index, at);
     if (code != RESULT_OK) return code;
     return done(*this, copyValue(*this, rule, at, buffer, static_cast<std::size_t>(std::max(length, 0))),
                 index);
@@ -239,10 +236,8 @@ int DcElem::getValue(double& value, int index) {
 }
 
 int DcElem::getValue(DICT_UID& value, int index) {
-    const DICT_VR vr = ElemAccess::vr(*this);
-    if (vr != VR_UI) return refuseType(*this, vr, "DICT_UID");
     unsigned int at;
-    const int code = locate(*this, index, at);
+    const int code = locate(*this, ElemAccess::vr(*this) == VR_UI, "DICT_UID", index, at);
     if (code != RESULT_OK) return code;
     const DcDictUidInfo* info = Dict.findUid(orvkit::storeText(store_, at).data());
     if (info == nullptr) return ELEM_VALUE_REFUSED;
@@ -251,10 +246,8 @@ int DcElem::getValue(DICT_UID& value, int index) {
 }
 
 int DcElem::getValue(DcElemValueAT& value, int index) {
-    const DICT_VR vr = ElemAccess::vr(*this);
-    if (vr != VR_AT) return refuseType(*this, vr, "DcElemValueAT");
     unsigned int at;
-    int code = locate(*this, index, at);
+    int code = locate(*this, ElemAccess::vr(*this) == VR_AT, "DcElemValueAT", index, at);
     if (code != RESULT_OK) return code;
     unsigned int tag;
     code = readBinary<unsigned int>(*this, at, tag);

@@ -6,6 +6,7 @@
 #include "orvkit/elemlist.h"
 
 #include <memory>
+#include <new>
 
 #include "dataset/elem_access.h"
 #include "dataset/elem_index.h"
@@ -29,6 +30,19 @@ constexpr unsigned int makeTag(unsigned short group, unsigned short element) {
 
 int acceptAll(void*, unsigned int, DICT_VR, char*, char**) {
     return 0;
+}
+
+// Null without memory: look-ups then walk.
+orvkit::ElemIndex* makeIndex(const DcElemList& list) {
+    try {
+        auto index = std::make_unique<orvkit::ElemIndex>();
+        for (DcElem* e = list.first(); e != nullptr; e = e->next()) {
+            index->byTag.emplace_hint(index->byTag.end(), ElemAccess::tag(*e), e);
+        }
+        return index.release();
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
 }
 
 DcElem* linearSearch(const DcElemList& list, unsigned int tag) {
@@ -98,14 +112,10 @@ DcElem* ElemListAccess::lowerBound(const DcElemList& list, unsigned int tag) {
     for (int steps = 0; steps < 2 && e != nullptr; ++steps, e = e->next()) {
         if (ElemAccess::tag(*e) == tag) return list.recent_ = e;
     }
-    if (list.index_ == nullptr) {
-        auto index = std::make_unique<orvkit::ElemIndex>();
-        for (DcElem* each = list.first(); each != nullptr; each = each->next()) {
-            index->byTag.emplace_hint(index->byTag.end(), ElemAccess::tag(*each), each);
-        }
-        list.index_ = index.release();
-    }
-    return list.recent_ = list.index_->byTag.lower_bound(tag)->second;
+    if (list.index_ == nullptr) list.index_ = makeIndex(list);
+    if (list.index_ != nullptr) return list.recent_ = list.index_->byTag.lower_bound(tag)->second;
+    for (e = list.first(); ElemAccess::tag(*e) < tag;) e = e->next();
+    return list.recent_ = e;
 }
 
 DcElem* ElemListAccess::find(const DcElemList& list, unsigned int tag) {
@@ -184,7 +194,13 @@ DcElem* DcElemList::add(DcElem* e) {
     }
     linkBefore(before, e);
     orderedVersion_ = version();
-    if (index_ != nullptr) index_->byTag.emplace(tag, e);
+    if (index_ == nullptr) return e;
+    try {
+        index_->byTag.emplace(tag, e);
+    } catch (const std::bad_alloc&) {
+        delete index_;
+        index_ = nullptr;
+    }
     return e;
 }
 

@@ -45,10 +45,20 @@ void settleRawVr(DcElem* e, unsigned short bits, DICT_UID xferSyn) {
     ElemAccess::setVr(*e, bits > 8 && isUncompressed(xferSyn) ? VR_OW : VR_OB);
 }
 
+// The first value, wherever the element's value counter stands. false when there is none.
+bool firstNumber(const DcElemList& list, unsigned int tag, unsigned short& number) {
+    DcElem* const e = ElemListAccess::find(list, tag);
+    if (e == nullptr) return false;
+    const int counter = ElemAccess::counter(*e);
+    ElemAccess::setCounter(*e, 0);
+    const bool found = e->getValue(number, 0) == RESULT_OK;
+    ElemAccess::setCounter(*e, counter);
+    return found;
+}
+
 void settleWaveforms(DcElemList& list, DICT_UID xferSyn) {
     unsigned short bits = 0;
-    if (list.getElem(0x54001004u, static_cast<DcElem**>(nullptr)) != RESULT_OK) return;
-    if (list.getValue(0x54001004u, bits, 0) != RESULT_OK) return;
+    if (!firstNumber(list, 0x54001004u, bits)) return;
     for (const unsigned int tag : {0x54000110u, 0x54000112u, 0x5400100Au, 0x54001010u}) {
         settleRawVr(ElemListAccess::find(list, tag), bits, xferSyn);
     }
@@ -58,16 +68,22 @@ void settleWaveforms(DcElemList& list, DICT_UID xferSyn) {
 unsigned long long settlePixels(DcElemList& list, DcElem* pixels, DICT_UID xferSyn) {
     if (pixels == nullptr) return 0;
     unsigned short bits = 0;
-    (void)list.getValue(0x00280100u, bits, 0);
+    (void)firstNumber(list, 0x00280100u, bits);
     if (ElemAccess::vr(*pixels) == VR_OX) settleRawVr(pixels, bits, xferSyn);
     return ElemAccess::rawLength(*pixels);
+}
+
+int failTooLarge() {
+    return fail(ELEM_VALUE_REFUSED, LOG_ERROR, "DcElemList::frame", "Data set is larger than 0x%x bytes",
+                orvkit::kMostRoom);
 }
 
 // Encodes the elements of a data set one behind the other and sets the group lengths that are there.
 class ListFramer {
   public:
-    ListFramer(unsigned char* buf, DICT_UID xferSyn, bool hasPixels, unsigned long long pixelLength)
-        : buf_(buf), xferSyn_(xferSyn), hasPixels_(hasPixels), pixelLength_(pixelLength) {}
+    ListFramer(unsigned char* buf, unsigned int room, DICT_UID xferSyn, bool hasPixels,
+               unsigned long long pixelLength)
+        : buf_(buf), room_(room), xferSyn_(xferSyn), hasPixels_(hasPixels), pixelLength_(pixelLength) {}
 
     int run(DcElem* first) {
         for (DcElem* e = first; e != nullptr; e = e->next()) {
@@ -86,8 +102,14 @@ class ListFramer {
     int put(DcElem& e, unsigned int& at) {
         unsigned int size = 0;
         const DICT_UID xferSyn = xferSynOfGroup(group_, xferSyn_);
-        int result = ElemAccess::isSequence(e) ? e.frame(buf_ + at, size, xferSyn)
-                                               : ElemAccess::frameInStream(e, buf_ + at, size, xferSyn);
+        int result;
+        if (ElemAccess::isSequence(e)) {
+            result = ElemListAccess::frame(static_cast<DcElemSq&>(e), buf_ + at, room_ - at, size, xferSyn);
+        } else if (ElemAccess::frameBound(e) > room_ - at) {
+            result = failTooLarge();
+        } else {
+            result = ElemAccess::frameInStream(e, buf_ + at, size, xferSyn);
+        }
         if (result == ELEM_EMPTY_VALUE) result = RESULT_OK;  // a raw element without bytes: length 0
         at += size;
         return result;
@@ -116,6 +138,7 @@ class ListFramer {
     }
 
     unsigned char* buf_;
+    unsigned int room_;
     DICT_UID xferSyn_;
     bool hasPixels_;
     unsigned long long pixelLength_;
@@ -128,6 +151,11 @@ class ListFramer {
 }  // namespace
 
 int DcElemList::frame(unsigned char* buf, unsigned int& length, DICT_UID xferSyn) {
+    return ElemListAccess::frame(*this, buf, orvkit::kMostRoom, length, xferSyn);
+}
+
+int ElemListAccess::frame(DcElemList& list, unsigned char* buf, unsigned int room, unsigned int& length,
+                          DICT_UID xferSyn) {
     constexpr const char* reporter = "DcElemList::frame";
     length = 0;
     if (buf == nullptr) return fail(ELEM_NULL_ARGUMENT, LOG_NOTICE, reporter, "Null argument passed");
@@ -136,11 +164,11 @@ int DcElemList::frame(unsigned char* buf, unsigned int& length, DICT_UID xferSyn
         return fail(ELEM_XFER_SYNTAX, LOG_NOTICE, reporter, "'%s' is not a Transfer Syntax UID",
                     uid != nullptr ? uid->uid : "");
     }
-    settleWaveforms(*this, xferSyn);
-    DcElem* const pixels = ElemListAccess::find(*this, kPixelData);
-    const unsigned long long pixelLength = settlePixels(*this, pixels, xferSyn);
-    ListFramer framer(buf, xferSyn, pixels != nullptr, pixelLength);
-    const int result = framer.run(first());
+    settleWaveforms(list, xferSyn);
+    DcElem* const pixels = find(list, kPixelData);
+    const unsigned long long pixelLength = settlePixels(list, pixels, xferSyn);
+    ListFramer framer(buf, room, xferSyn, pixels != nullptr, pixelLength);
+    const int result = framer.run(list.first());
     length = framer.used();
     return result;
 }

@@ -270,6 +270,8 @@ int DcElemList::printNodeList(const char* path, const char* mode, PRINT_NODE how
                             "Error opening file %s in mode %s", path, mode);
     }
     const int result = printNodeList(file, how);
-    (void)std::fclose(file);
-    return result;
+    const bool written = std::ferror(file) == 0;
+    if (std::fclose(file) == 0 && written) return result;
+    return orvkit::fail(ELEM_NULL_ARGUMENT, LOG_VALIDATION, "DcElemList::printNodeList",
+                        "Error writing file %s", path);
 }

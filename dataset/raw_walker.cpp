@@ -53,8 +53,7 @@ RawMode modeOf(unsigned int littleTag, RawMode stream) {
 
 }  // namespace
 
-// ---- sources
-// -------------------------------------------------------------------------------------------------
+// ---- sources --------------------------------------------------------------------------------------------
 
 void FileSource::load(std::uint64_t offset, std::size_t n) {
     if (failed_ || offset >= size_) return;
@@ -110,8 +109,7 @@ std::size_t findSequenceDelimitation(std::span<const unsigned char> bytes, ByteO
     return kNotFound;
 }
 
-// ---- walking
-// -------------------------------------------------------------------------------------------------
+// ---- walking --------------------------------------------------------------------------------------------
 
 RawWalker::RawWalker(ByteSource& source, std::uint64_t start, std::uint64_t end, RawMode mode,
                      bool lenient) noexcept
@@ -310,8 +308,7 @@ bool RawWalker::search(std::uint64_t from, ByteOrder order) {
     return fail(RawFault::terminatorMissing, from);
 }
 
-// ---- faults
-// --------------------------------------------------------------------------------------------------
+// ---- faults ---------------------------------------------------------------------------------------------
 
 int RawWalker::faultResult() const noexcept {
     switch (fault_) {

@@ -2,6 +2,7 @@
 #include "orvkit/sequence.h"
 
 #include <cstring>
+#include <utility>
 
 #include "dataset/elem_access.h"
 #include "dataset/elemlist_access.h"
@@ -12,6 +13,7 @@
 
 using orvkit::ByteOrder;
 using orvkit::ElemAccess;
+using orvkit::ElemListAccess;
 using orvkit::fail;
 
 namespace {
@@ -21,6 +23,7 @@ constexpr unsigned int kItemDelimitation = 0xFFFEE00D;
 constexpr unsigned int kUndefinedLength = 0xFFFFFFFF;
 constexpr unsigned int kIconImageSequence = 0x00880200;
 constexpr unsigned int kItemHeader = 8;
+constexpr unsigned int kLongHeader = 12;
 
 void storeTag(unsigned char* p, unsigned int tag, ByteOrder order) {
     orvkit::storeAt(p, static_cast<std::uint16_t>(tag >> 16), order);
@@ -36,8 +39,18 @@ ByteOrder orderOf(DICT_UID xferSyn) {
     return xferSyn == UID_BIG_ENDIAN_EXPLICIT ? ByteOrder::big : ByteOrder::little;
 }
 
+int failTooLarge() {
+    return fail(ELEM_VALUE_REFUSED, LOG_ERROR, "DcElemSq::frame", "Sequence is larger than 0x%x bytes",
+                orvkit::kMostRoom);
+}
+
 unsigned int saturatingAdd(unsigned int a, unsigned int b) {
     return a > 0xFFFFFFFF - b ? 0xFFFFFFFF : a + b;
+}
+
+void swapWords(DcBuf& b) {
+    auto* p = static_cast<unsigned char*>(b.getBuf());
+    for (std::size_t i = 0; p != nullptr && i + 2 <= b.getLen(); i += 2) std::swap(p[i], p[i + 1]);
 }
 
 }  // namespace
@@ -59,6 +72,11 @@ DcElemSqItem* DcElemSqItem::previous() const {
 }
 
 int DcElemSqItem::frame(unsigned char* buf, unsigned int& length, DICT_UID xferSyn) {
+    return ElemListAccess::frame(*this, buf, orvkit::kMostRoom, length, xferSyn);
+}
+
+int ElemListAccess::frame(DcElemSqItem& item, unsigned char* buf, unsigned int room, unsigned int& length,
+                          DICT_UID xferSyn) {
     length = 0;
     if (buf == nullptr) {
         return fail(ITEM_NULL_BUFFER, LOG_VALIDATION, "DcElemSqItem::frame", "Null argument passed");
@@ -67,7 +85,7 @@ int DcElemSqItem::frame(unsigned char* buf, unsigned int& length, DICT_UID xferS
     storeTag(buf, kItem, order);
     orvkit::storeAt(buf + 4, std::uint32_t{kUndefinedLength}, order);
     unsigned int content = 0;
-    const int result = list_.frame(buf + kItemHeader, content, xferSyn);
+    const int result = frame(item.list_, buf + kItemHeader, room - kItemHeader, content, xferSyn);
     orvkit::storeAt(buf + 4, std::uint32_t{content}, order);
     length = kItemHeader + content;
     return result;
@@ -124,8 +142,10 @@ int DcElemSqItem::processIconImage() {
     if (!orvkit::isRawVr(ElemAccess::vr(*pixels))) return RESULT_OK;
     ElemAccess::setVr(*pixels, bytes == 1 ? VR_OB : VR_OW);
     for (DcBuf* b = ElemAccess::firstBuf(*pixels); b != nullptr; b = b->next()) {
+        if (bytes == 2 && orderOf(b->getXferSyn()) == ByteOrder::big) swapWords(*b);
         b->setXferSyn(UID_LITTLE_ENDIAN_EXPLICIT);
     }
+    ElemAccess::setXferSyn(*pixels, UID_LITTLE_ENDIAN_EXPLICIT);
     return RESULT_OK;
 }
 
@@ -146,6 +166,10 @@ DcElemSq::DcElemSq(unsigned short group, unsigned short element, void* buf, unsi
     : DcElemSq((static_cast<unsigned int>(group) << 16) | element, buf, length, xferSyn, vr) {}
 
 DcElemSq::~DcElemSq() = default;
+
+bool ElemAccess::isElemSq(const DcElem& e) noexcept {
+    return dynamic_cast<const DcElemSq*>(&e) != nullptr;
+}
 
 DcElemSqItem* DcElemSq::first() const {
     return static_cast<DcElemSqItem*>(DcList::first());
@@ -207,16 +231,23 @@ int DcElemSq::getBufSize(unsigned int& size, unsigned int* excluded) {
 }
 
 int DcElemSq::frame(unsigned char* buf, unsigned int& length, DICT_UID xferSyn) {
+    return ElemListAccess::frame(*this, buf, orvkit::kMostRoom, length, xferSyn);
+}
+
+int ElemListAccess::frame(DcElemSq& sq, unsigned char* buf, unsigned int room, unsigned int& length,
+                          DICT_UID xferSyn) {
     length = 0;
     if (buf == nullptr) {
         return fail(ELEM_NULL_ARGUMENT, LOG_NOTICE, "DcElemSq::frame", "Null argument passed");
     }
-    if (ElemAccess::vr(*this) != VR_SQ) {
+    if (ElemAccess::vr(sq) != VR_SQ) {
+        const unsigned int tag = ElemAccess::effectiveTag(sq);
         return fail(ELEM_VR_SIZE, LOG_VALIDATION, "DcElemSq::frame", "Element (%04x,%04x) is not a sequence",
-                    effectiveTag() >> 16, effectiveTag() & 0xFFFF);
+                    tag >> 16, tag & 0xFFFF);
     }
+    if (room < kLongHeader) return failTooLarge();
     const ByteOrder order = orderOf(xferSyn);
-    storeTag(buf, tag_, order);
+    storeTag(buf, ElemAccess::tag(sq), order);
     unsigned int used = 4;
     if (xferSyn != UID_LITTLE_ENDIAN_IMPLICIT) {
         std::memcpy(buf + used, "SQ\0\0", 4);
@@ -227,9 +258,10 @@ int DcElemSq::frame(unsigned char* buf, unsigned int& length, DICT_UID xferSyn) 
     used += 4;
     const unsigned int valueAt = used;
     int result = RESULT_OK;
-    for (DcElemSqItem* item = first(); item != nullptr && result == RESULT_OK; item = item->next()) {
+    for (DcElemSqItem* item = sq.first(); item != nullptr && result == RESULT_OK; item = item->next()) {
         unsigned int itemLength = 0;
-        result = item->frame(buf + used, itemLength, xferSyn);
+        result = room - used < kItemHeader ? failTooLarge()
+                                           : frame(*item, buf + used, room - used, itemLength, xferSyn);
         used += itemLength;
     }
     orvkit::storeAt(buf + lengthAt, std::uint32_t{used - valueAt}, order);

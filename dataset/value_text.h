@@ -35,7 +35,7 @@ int formatText(const DcElemValueTM& value, TextOut& out, unsigned int tag) noexc
 // Logs a message of at most some 1200 bytes behind "Element (gggg,eeee) - " at LOG_VALIDATION; returns
 // `code`.
 int refuseValue(int code, unsigned int tag, const char* reporter, const char* format, ...)
-    ORVKIT_LOG_FORMAT(4, 5);
+    ORVKIT_PRINTF(4, 5);
 
 // The text of a field, which need not have a NUL, and a field filled with as much as fits.
 template <std::size_t N>

@@ -11,7 +11,7 @@ namespace orvkit {
 #if defined(__GNUC__)
 __attribute__((cold))
 #endif
-int fail(int code, LOG_MSG level, const char* reporter, const char* format, ...) ORVKIT_LOG_FORMAT(4, 5);
+int fail(int code, LOG_MSG level, const char* reporter, const char* format, ...) ORVKIT_PRINTF(4, 5);
 
 }  // namespace orvkit
 

@@ -34,7 +34,7 @@ class Line {
     Line(const Line&) = delete;
     Line& operator=(const Line&) = delete;
 
-    void append(const char* fmt, std::va_list values) noexcept ORVKIT_LOG_FORMAT(2, 0) {
+    void append(const char* fmt, std::va_list values) noexcept ORVKIT_PRINTF(2, 0) {
         std::va_list again;
         va_copy(again, values);
         const int length = std::vsnprintf(data_ + size_, capacity_ - size_, fmt, values);
@@ -51,7 +51,7 @@ class Line {
         }
         va_end(again);
     }
-    void append(const char* fmt, ...) noexcept ORVKIT_LOG_FORMAT(2, 3) {
+    void append(const char* fmt, ...) noexcept ORVKIT_PRINTF(2, 3) {
         std::va_list values;
         va_start(values, fmt);
         append(fmt, values);

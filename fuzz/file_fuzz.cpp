@@ -49,7 +49,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         for (const LOG_MSG level : {LOG_NOTICE, LOG_VALIDATION, LOG_ERROR}) logActivate(level, LOG_OFF);
         return true;
     }();
-    if (!quiet || size < 1) return 0;
+    if (!quiet || size < 2) return 0;
     std::vector<unsigned char> bytes(data + 1, data + size);
     input.hold(bytes);
 

@@ -57,6 +57,8 @@ struct DirRecAccess {
     // far as it can be read.
     static bool parse(DcDirRec& r, std::span<const unsigned char> file, std::size_t end, unsigned int offset,
                       RecordLinks& links);
+    // Where an item leads to; false when no record in use is there.
+    static bool readLinks(std::span<const unsigned char> item, RecordLinks& links);
     // Writes the record with the offsets known, or nothing.
     static int frameOne(DcDirRec& r, std::span<unsigned char> room, unsigned int& used);
     // The same for those below, at the offsets that follow.
@@ -72,6 +74,9 @@ struct DirRecAccess {
                            const std::string& instance, const std::string& xferSyn);
     static void clearRefFile(DcDirRec& r);
 };
+
+// The type of that name, "ENCAP_DOC" with its underscore; not logged.
+bool findRecordType(const std::string& text, DIR_REC& type);
 
 // The first of a record and those behind it that is framed, or null.
 const DcDirRec* firstFramed(const DcDirRec* r);

@@ -4,7 +4,7 @@
 #include <iterator>
 
 #include "foundation/fail.h"
-#include "orvkit/dicomdir.h"
+#include "media/dir_rec.h"
 
 namespace {
 
@@ -60,6 +60,21 @@ const LevelRule& ruleOf(DIR_REC parent) {
 }
 
 }  // namespace
+
+bool orvkit::findRecordType(const std::string& text, DIR_REC& type) {
+    static const auto types = [] {
+        std::unordered_map<std::string, DIR_REC> all;
+        for (int i = DIR_REC_UNKNOWN; i <= DIR_REC_WAVEFORM; ++i) {
+            char name[32] = "";
+            (void)dirGetDesc(static_cast<DIR_REC>(i), name);
+            all.emplace(name, static_cast<DIR_REC>(i));
+        }
+        return all;
+    }();
+    const auto found = types.find(text);
+    if (found != types.end()) type = found->second;
+    return found != types.end();
+}
 
 int DcDirRec::checkLevel(const DcDirRec& child) const {
     const LevelRule& rule = ruleOf(type_);

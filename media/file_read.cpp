@@ -1,18 +1,21 @@
 // Reading Part 10 files (PS3.10 7).
 #include <algorithm>
-#include <cctype>
 #include <cstring>
+#include <memory>
+#include <new>
 
+#include "dataset/elem_access.h"
 #include "dataset/raw_walker.h"
 #include "foundation/fail.h"
 #include "media/file_prefix.h"
 #include "media/meta_info.h"
+#include "media/part10_reader.h"
 
-using orvkit::ByteOrder;
 using orvkit::ByteSource;
 using orvkit::fail;
 using orvkit::FilePrefix;
 using orvkit::kLengthUndefined;
+using orvkit::Part10;
 using orvkit::RawHeader;
 using orvkit::RawMode;
 using orvkit::RawStep;
@@ -21,122 +24,6 @@ using orvkit::RawWalker;
 namespace {
 
 constexpr const char* kMetaReporter = "dirReadFileMetaInfo";
-constexpr std::size_t kFirstBytes = 136;  // preamble, "DICM" and the tag of the first element
-
-// A file, or a block of memory, on its way into a record and a data set.
-struct Part10 {
-    ByteSource& source;
-    const char* path;  // null for memory
-    DcDirMetaInfo& meta;
-    std::uint64_t end = kFirstBytes;  // where the data set begins
-    char syntaxText[65] = "";         // the transfer syntax as the file names it
-
-    const char* name() const { return path != nullptr ? path : "(memory)"; }
-};
-
-unsigned int groupAt(std::span<const unsigned char> b, std::size_t at, ByteOrder order) {
-    return b.size() >= at + 2 ? orvkit::loadAt<std::uint16_t>(b.data() + at, order) : 0xFFFF;
-}
-
-bool hasVrAt(std::span<const unsigned char> b, std::size_t at) {
-    return b.size() >= at + 2 &&
-           DcDict::vrOfCode(static_cast<char>(b[at]), static_cast<char>(b[at + 1])) != 0;
-}
-
-// What the bytes of a file are that is no Part 10 file.
-const char* describe(std::span<const unsigned char> b) {
-    if (b.size() >= 132 && std::memcmp(b.data() + 128, "DICM", 4) == 0) {
-        return "no file meta information behind the preamble";
-    }
-    if (groupAt(b, 0, ByteOrder::little) == 2 && hasVrAt(b, 4)) {
-        return "file meta information without a preamble";
-    }
-    const unsigned int group = std::min(groupAt(b, 0, ByteOrder::little), groupAt(b, 0, ByteOrder::big));
-    const bool plausible = group >= 0x0004 && group <= 0x0028;
-    if (plausible && hasVrAt(b, 4)) return "a bare data set in explicit VR without file meta information";
-    if (plausible && b.size() >= 8 &&
-        orvkit::loadAt<std::uint32_t>(b.data() + 4, ByteOrder::little) < 0x10000) {
-        return "a bare data set in implicit VR without file meta information";
-    }
-    return "no DICOM file";
-}
-
-int failMeta(std::uint64_t offset) {
-    return fail(DIR_READ_WRITE, LOG_ERROR, kMetaReporter, "Error reading fileMetaInfo at offset 0x%x",
-                static_cast<unsigned int>(offset));
-}
-
-// Walks the elements of group 0002; their group length is not asked. `end` receives where they stop.
-int walkMeta(ByteSource& source, std::uint64_t& end) {
-    RawWalker walker(source, orvkit::kMetaOffset, source.size(), RawMode::explicitLittle());
-    RawHeader h;
-    while (true) {
-        const RawStep step = walker.peek(h);
-        end = walker.position();
-        if (step == RawStep::failed) return failMeta(end);
-        if (step == RawStep::end) {
-            const auto rest = source.at(end, 2);
-            const bool clean = rest.empty() || (rest.size() >= 2 && groupAt(rest, 0, ByteOrder::little) != 2);
-            return clean && !source.failed() ? RESULT_OK : failMeta(end);
-        }
-        if (h.tag >> 16 != 2) return RESULT_OK;
-        if (!walker.skip(h)) return failMeta(end);
-    }
-}
-
-int readMeta(Part10& p) {
-    p.meta.reset();
-    const auto first = p.source.at(0, kFirstBytes);
-    if (p.source.failed()) return failMeta(0);
-    if (first.size() < kFirstBytes || std::memcmp(first.data() + 128, "DICM", 4) != 0 ||
-        groupAt(first, orvkit::kMetaOffset, ByteOrder::little) != 2) {
-        return fail(DIR_NOT_PART10, LOG_ERROR, kMetaReporter, "File '%s' is not a Part 10 file: %s", p.name(),
-                    describe(first));
-    }
-    std::memcpy(p.meta.preamble, first.data(), orvkit::kPreambleSize);
-    if (const int result = walkMeta(p.source, p.end); result != RESULT_OK) return result;
-
-    const std::uint64_t size = p.end - orvkit::kMetaOffset;
-    const auto bytes = p.source.at(orvkit::kMetaOffset, static_cast<std::size_t>(size));
-    if (bytes.size() < size || size > 0xFFFFFFFF) return failMeta(orvkit::kMetaOffset);
-    DcElemList group;
-    auto length = static_cast<unsigned int>(size);
-    const int parsed =
-        group.parse(const_cast<unsigned char*>(bytes.data()), length, UID_LITTLE_ENDIAN_EXPLICIT);
-    const int filled = dirElemListToFileMetaInfo(group, p.meta);
-    if (DcElem* e = nullptr; group.getElem(orvkit::kTagMetaTransferSyntax, &e) == RESULT_OK) {
-        (void)e->getValue(p.syntaxText, static_cast<int>(sizeof p.syntaxText), 0);
-    }
-    return parsed != RESULT_OK ? DIR_META_INFO : filled;
-}
-
-// ---- the data set
-// ----------------------------------------------------------------------------------------------
-
-// How the first element of a data set looks.
-DICT_UID guessSyntax(std::span<const unsigned char> b) {
-    if (!hasVrAt(b, 4)) return UID_LITTLE_ENDIAN_IMPLICIT;
-    return groupAt(b, 0, ByteOrder::big) < groupAt(b, 0, ByteOrder::little) ? UID_BIG_ENDIAN_EXPLICIT
-                                                                            : UID_LITTLE_ENDIAN_EXPLICIT;
-}
-
-// The syntax to read the data set in. One that is not known is looked up in the bytes: all that have come
-// since are explicit little endian.
-int settleSyntax(Part10& p, const char* reporter, DICT_UID& xferSyn) {
-    const auto first = p.source.at(p.end, 8);
-    xferSyn = p.meta.transferSyntax;
-    const DcDictUidInfo* info = Dict.findUid(xferSyn);
-    if (info == nullptr || info->type != UID_TYPE_XFER_SYN) {
-        xferSyn = guessSyntax(first);
-        logReport(LOG_NOTICE, reporter, "File '%s', Transfer Syntax UID '%s' is not known, read as %s",
-                  p.name(), p.syntaxText, orvkit::uidText(xferSyn));
-    }
-    if (xferSyn == UID_DEFLATED_LITTLE_ENDIAN_EXPLICIT && !first.empty() && !hasVrAt(first, 4)) {
-        return fail(ELEM_XFER_SYNTAX, LOG_ERROR, reporter, "File '%s', the data set is deflated (%s)",
-                    p.name(), orvkit::uidText(xferSyn));
-    }
-    return RESULT_OK;
-}
 
 int failLimit(const char* reporter, const char* name) {
     return fail(DIR_FILE_SIZE, LOG_ERROR, reporter, "File '%s', size exceeds limit of %g Mbytes", name,
@@ -160,7 +47,7 @@ void takeIdentity(DcElemList& dataset, DcDirMetaInfo& meta) {
         meta.sopClassUid = sopClass;
     }
     const int result =
-        dataset.getValue(orvkit::kTagSopInstance, instance, static_cast<int>(sizeof instance), 0);
+        dataset.getValue(orvkit::kTagSopInstance, instance, static_cast<int>(sizeof instance - 1), 0);
     if (result == RESULT_OK && instance[0] != '\0') {
         std::memcpy(meta.sopInstanceUid, instance, sizeof instance);
     }
@@ -173,10 +60,14 @@ int decode(std::span<unsigned char> bytes, DICT_UID xferSyn, DcDirMetaInfo& meta
     return result;
 }
 
+int checkLimit(const FilePrefix& file, const Part10& p, const char* reporter) {
+    const auto limit = static_cast<std::uint64_t>(orvkit::maxFileSize());
+    return file.size() > p.end && file.size() - p.end > limit ? failLimit(reporter, p.path) : RESULT_OK;
+}
+
 // Reads what is left of a file and decodes it.
 int decodeAll(FilePrefix& file, Part10& p, DICT_UID xferSyn, DcElemList& dataset, const char* reporter) {
-    const auto limit = static_cast<std::uint64_t>(orvkit::maxFileSize());
-    if (file.size() > p.end && file.size() - p.end > limit) return failLimit(reporter, p.path);
+    if (const int result = checkLimit(file, p, reporter); result != RESULT_OK) return result;
     file.setLimit(UINT64_MAX);
     if (!file.loadAll()) return failPrefix(file, reporter, p.path);
     const auto bytes = file.bytes();
@@ -195,8 +86,51 @@ int begin(FilePrefix& file, Part10& p, std::size_t firstRead) {
     return readMeta(p);
 }
 
-// ---- Pixel Data left on disk
-// -----------------------------------------------------------------------------------
+// ---- Pixel Data read once
+// ----------------------------------------------------------------------------------
+
+// Below this, reading everything at once is as good.
+constexpr unsigned int kLargePixels = 1 << 20;
+
+bool isUncompressed(DICT_UID xferSyn) {
+    return xferSyn == UID_LITTLE_ENDIAN_IMPLICIT || xferSyn == UID_LITTLE_ENDIAN_EXPLICIT ||
+           xferSyn == UID_BIG_ENDIAN_EXPLICIT;
+}
+
+// Whether a file is an image whose large native pixels are its last bytes. `h` receives their header.
+bool endsWithLargePixels(FilePrefix& file, const Part10& p, DICT_UID xferSyn, RawHeader& h) {
+    if (!isUncompressed(xferSyn) || file.size() < p.end + kLargePixels) return false;
+    RawWalker walker(file, p.end, file.size(), RawMode::of(xferSyn));
+    while (walker.peek(h) == RawStep::element) {
+        if (h.tag == orvkit::kTagPixelData) {
+            return orvkit::isRawVr(h.vr) && h.length >= kLargePixels &&
+                   h.length == file.size() - h.valueOffset;
+        }
+        if (h.tag > orvkit::kTagPixelData || !walker.skip(h)) return false;
+    }
+    return false;
+}
+
+// Reads them straight into the block that the element will own.
+int readPixels(FilePrefix& file, const char* path, const RawHeader& h, DICT_UID xferSyn, DcElemList& dataset,
+               const char* reporter) {
+    struct Release {
+        void operator()(void* p) const noexcept { ::operator delete(p); }
+    };
+    std::unique_ptr<void, Release> block(::operator new(h.length, std::nothrow));
+    if (block == nullptr) {
+        return fail(ELEM_NO_MEMORY, LOG_ERROR, reporter, "File '%s', unable to allocate memory", path);
+    }
+    const std::int64_t got = orvkit::platform::readAt(file.handle(), block.get(), h.length,
+                                                      static_cast<std::int64_t>(h.valueOffset));
+    if (got != static_cast<std::int64_t>(h.length)) return failPrefix(file, reporter, path);
+    auto* const pixels = new DcElem(h.tag, nullptr, 0, UID_NONE, h.vr, 0);
+    (void)dataset.add(pixels);
+    DcBuf buffer(block.release(), h.length, xferSyn);
+    return pixels->addValue(&buffer);
+}
+
+// ---- Pixel Data left on disk ----------------------------------------------------------------------------
 
 // The length of a pixel value that nobody reads: items are stepped over by their headers.
 int measurePixels(FilePrefix& file, const RawHeader& h, const char* reporter, std::uint64_t& length) {
@@ -254,7 +188,13 @@ int dirReadFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset) {
     if (const int result = begin(file, p, FilePrefix::kWithHeader); result != RESULT_OK) return result;
     DICT_UID xferSyn;
     if (const int result = settleSyntax(p, reporter, xferSyn); result != RESULT_OK) return result;
-    return decodeAll(file, p, xferSyn, dataset, reporter);
+    RawHeader h;
+    if (!endsWithLargePixels(file, p, xferSyn, h)) return decodeAll(file, p, xferSyn, dataset, reporter);
+
+    if (const int result = checkLimit(file, p, reporter); result != RESULT_OK) return result;
+    const auto header = file.bytes().first(static_cast<std::size_t>(h.offset));
+    const int result = decode(header.subspan(static_cast<std::size_t>(p.end)), xferSyn, meta, dataset);
+    return result == RESULT_OK ? readPixels(file, path, h, xferSyn, dataset, reporter) : result;
 }
 
 int dirReadFile(unsigned char* buf, unsigned int length, DcDirMetaInfo& meta, DcElemList& dataset) {

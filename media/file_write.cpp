@@ -74,7 +74,7 @@ int takeIdentity(DcDirMetaInfo& meta, DcElemList& dataset) {
     }
     if (meta.sopInstanceUid[0] == '\0') {
         const int result = dataset.getValue(orvkit::kTagSopInstance, meta.sopInstanceUid,
-                                            static_cast<int>(sizeof meta.sopInstanceUid), 0);
+                                            static_cast<int>(sizeof meta.sopInstanceUid - 1), 0);
         if (result != RESULT_OK) {
             return fail(result, LOG_ERROR, kReporter,
                         "Missing or invalid T_0008_0018_sopInstanceUid in Element List");
@@ -85,7 +85,7 @@ int takeIdentity(DcDirMetaInfo& meta, DcElemList& dataset) {
 
 int checkSize(const DcElemList& dataset) {
     unsigned int size = 0;
-    const int result = dataset.getBufSize(size, TAG_LIST_END);
+    const int result = dataset.getBufSize(size, static_cast<unsigned int*>(nullptr));
     if (result != RESULT_OK) return DIR_FILE_SIZE;  // more than any limit, and logged
     if (size <= static_cast<unsigned int>(orvkit::maxFileSize())) return RESULT_OK;
     return fail(DIR_FILE_SIZE, LOG_ERROR, kReporter, "File size exceeds limit of %g Mbytes",
@@ -196,8 +196,8 @@ int dirWriteFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset) {
     (void)dirFileMetaInfoToElemList(meta, group);
     unsigned int groupSize = 0;
     unsigned int dataSize = 0;
-    (void)group.getBufSize(groupSize, TAG_LIST_END);
-    (void)dataset.getBufSize(dataSize, TAG_LIST_END);
+    (void)group.getBufSize(groupSize, static_cast<unsigned int*>(nullptr));
+    (void)dataset.getBufSize(dataSize, static_cast<unsigned int*>(nullptr));
     const std::size_t size = orvkit::kMetaOffset + std::size_t{groupSize} + dataSize;
     const Block block(static_cast<unsigned char*>(::operator new(size, std::nothrow)));
     if (block == nullptr) {

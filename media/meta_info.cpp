@@ -79,8 +79,7 @@ int dirSetMaxFileSize(int bytes) {
     return RESULT_OK;
 }
 
-// ---- the record
-// ------------------------------------------------------------------------------------------------
+// ---- the record -----------------------------------------------------------------------------------------
 
 DcDirMetaInfo::DcDirMetaInfo() : privateInfo(nullptr) {
     reset();
@@ -155,8 +154,7 @@ int DcDirMetaInfo::printInfo(const char* path, const char* mode) {
     return printInfo(file.get());
 }
 
-// ---- checks
-// ----------------------------------------------------------------------------------------------------
+// ---- checks ---------------------------------------------------------------------------------------------
 
 int dirCheckMetaInfo(DcDirMetaInfo& meta) {
     constexpr const char* reporter = "dirCheckMetaInfo";
@@ -182,8 +180,7 @@ int dirCheckMetaInfo(DcDirMetaInfo& meta) {
     return RESULT_OK;
 }
 
-// ---- to elements and back
-// --------------------------------------------------------------------------------------
+// ---- to elements and back -------------------------------------------------------------------------------
 
 int dirFileMetaInfoToElemList(DcDirMetaInfo& meta, DcElemList& dataset) {
     unsigned char version[2] = {static_cast<unsigned char>(meta.version >> 8),

@@ -179,6 +179,7 @@ bool Conversion::readDataset() {
 // What could not be read in full is not written: it would be lost without a trace.
 bool Conversion::parsed(int result) const {
     if (result != RESULT_OK) return fail(resultText(result));
+    if (elementsReplaced() > 0) return fail("it holds an element twice");
     return faults_ == 0 || fail(std::to_string(faults_) + " faults in the data set");
 }
 

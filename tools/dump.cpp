@@ -112,20 +112,24 @@ void addDump(CLI::App& program, int& status) {
         ->add_option("FILE", options->paths,
                      "DICOM files, and directories, which are searched through with everything below them")
         ->required();
-    CLI::Option* flat = command->add_flag("--flat", options->flat, "One line for every value instead of a tree");
+    CLI::Option* flat =
+        command->add_flag("--flat", options->flat, "One line for every value instead of a tree");
     command
-        ->add_flag("--json", options->json,
-                   "The DICOM JSON model (PS3.18 Annex F): an array with an object for each file, without the "
-                   "file meta information")
+        ->add_flag(
+            "--json", options->json,
+            "The DICOM JSON model (PS3.18 Annex F): an array with an object for each file, without the "
+            "file meta information")
         ->excludes(flat);
     command
-        ->add_option("--tag", options->tags,
-                     "Show only this element, with its path, wherever it is nested: (gggg,eeee), ggggeeee or a "
-                     "name (PatientName). May be given several times")
+        ->add_option(
+            "--tag", options->tags,
+            "Show only this element, with its path, wherever it is nested: (gggg,eeee), ggggeeee or a "
+            "name (PatientName). May be given several times")
         ->allow_extra_args(false);
     command->add_flag("--full", options->full, "Show long values and lists of values whole");
     command->footer(
-        "The value of Pixel Data is not read: its length and place in the file are shown. What is wrong with a\n"
+        "The value of Pixel Data is not read: its length and place in the file are shown. What is wrong with "
+        "a\n"
         "file is told on standard error with the element's path and offset, and the exit status is then 1.");
     command->callback([options, &status] {
         std::signal(SIGPIPE, SIG_IGN);  // a closed pipe is an error of writing like others

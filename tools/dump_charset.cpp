@@ -11,12 +11,12 @@ namespace tools {
 
 enum class CodeKind {
     ascii,
-    romaji,      // ASCII but for the overline
-    single,      // one byte above 127 each
-    double0,     // two bytes below 128 each, in G0
-    double0x3,   // the same, in the third code set of EUC
-    double1,     // two bytes above 127 each, in G1
-    whole,       // an encoding of its own
+    romaji,     // ASCII but for the overline
+    single,     // one byte above 127 each
+    double0,    // two bytes below 128 each, in G0
+    double0x3,  // the same, in the third code set of EUC
+    double1,    // two bytes above 127 each, in G1
+    whole,      // an encoding of its own
 };
 
 struct CharsetRow {
@@ -61,13 +61,14 @@ constexpr const CharsetRow& romajiRow = rows[std::size(rows) - 1];
 constexpr std::string_view replacement = "\xEF\xBF\xBD";
 constexpr char escapeCharacter = 0x1B;
 
-unsigned char byteOf(char c) { return static_cast<unsigned char>(c); }
+unsigned char byteOf(char c) {
+    return static_cast<unsigned char>(c);
+}
 
 const CharsetRow* rowOfTerm(std::string_view term) {
     if (term.empty()) return &asciiRow;
-    const auto* row = std::find_if(std::begin(rows), std::end(rows), [&](const CharsetRow& r) {
-        return r.term == term || r.extended == term;
-    });
+    const auto* row = std::find_if(std::begin(rows), std::end(rows),
+                                   [&](const CharsetRow& r) { return r.term == term || r.extended == term; });
     return row == std::end(rows) ? nullptr : row;
 }
 
@@ -86,7 +87,8 @@ iconv_t converter(const CharsetRow& row) {
 
 void convert(const CharsetRow& row, std::string_view bytes, std::string& out) {
     if (&row == &latin1Row) {  // the most common of all
-        for (char c : bytes) out += {static_cast<char>(0xC0 | (byteOf(c) >> 6)), static_cast<char>(0x80 | (c & 0x3F))};
+        for (char c : bytes)
+            out += {static_cast<char>(0xC0 | (byteOf(c) >> 6)), static_cast<char>(0x80 | (c & 0x3F))};
         return;
     }
     iconv_t with = converter(row);
@@ -144,10 +146,18 @@ class Extended {
     }
     bool endsDesignations(char c) const {
         switch (c) {
-            case '\r': case '\n': case '\f': case '\t': return true;
-            case '\\': return kind_ != TextKind::plain;
-            case '^': case '=': return kind_ == TextKind::personName;
-            default: return false;
+            case '\r':
+            case '\n':
+            case '\f':
+            case '\t':
+                return true;
+            case '\\':
+                return kind_ != TextKind::plain;
+            case '^':
+            case '=':
+                return kind_ == TextKind::personName;
+            default:
+                return false;
         }
     }
     std::size_t designate(std::string_view behindEscape) {
@@ -169,9 +179,8 @@ class Extended {
         return n;
     }
     std::size_t lowerPairs(std::string_view text) {
-        const auto end = std::find_if(text.begin(), text.end(), [](char c) {
-            return byteOf(c) <= 0x20 || byteOf(c) >= 0x7F;
-        });
+        const auto end = std::find_if(text.begin(), text.end(),
+                                      [](char c) { return byteOf(c) <= 0x20 || byteOf(c) >= 0x7F; });
         const auto n = static_cast<std::size_t>(end - text.begin());
         std::string euc;
         for (std::size_t i = 0; i < n; ++i) {

@@ -9,7 +9,8 @@ namespace tools {
 
 struct CharsetRow;
 
-// Which characters, besides the ends of lines, bring the character set back to the first one (PS3.5 6.1.2.5.3).
+// Which characters, besides the ends of lines, bring the character set back to the first one
+// (PS3.5 6.1.2.5.3).
 enum class TextKind {
     plain,       // LT, ST, UT: none, one value
     values,      // SH, LO: the backslash between values
@@ -25,8 +26,8 @@ class Charset {
 
     // Every term is one that can be converted.
     bool known() const { return known_; }
-    // Valid UTF-8, whatever the bytes: what cannot be converted becomes U+FFFD. A backslash in the result separates
-    // values.
+    // Valid UTF-8, whatever the bytes: what cannot be converted becomes U+FFFD. A backslash in the result
+    // separates values.
     std::string toUtf8(std::string_view text, TextKind kind) const;
 
   private:

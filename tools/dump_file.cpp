@@ -66,7 +66,8 @@ class Head {
 
   private:
     bool fill(std::size_t wanted) {
-        if (regular_) wanted = static_cast<std::size_t>(std::min<long long>(static_cast<long long>(wanted), fileSize_));
+        if (regular_)
+            wanted = static_cast<std::size_t>(std::min<long long>(static_cast<long long>(wanted), fileSize_));
         if (room_.size() < wanted) room_.resize(wanted);
         while (used_ < wanted) {
             const ssize_t n = ::read(fd_, room_.data() + used_, wanted - used_);
@@ -132,8 +133,12 @@ void decode(std::vector<std::string>& faults, DcElemList& list, unsigned char* b
 unsigned int load16(const unsigned char* p, bool big) {
     return big ? static_cast<unsigned int>(p[0] << 8 | p[1]) : static_cast<unsigned int>(p[1] << 8 | p[0]);
 }
-bool isVr(const unsigned char* p) { return DcDict::vrOfCode(static_cast<char>(p[0]), static_cast<char>(p[1])) != 0; }
-bool isKnown(const unsigned char* p, bool big) { return Dict.facts(load16(p, big) << 16 | load16(p + 2, big)).known; }
+bool isVr(const unsigned char* p) {
+    return DcDict::vrOfCode(static_cast<char>(p[0]), static_cast<char>(p[1])) != 0;
+}
+bool isKnown(const unsigned char* p, bool big) {
+    return Dict.facts(load16(p, big) << 16 | load16(p + 2, big)).known;
+}
 
 const char* whatItIs(const unsigned char* p, std::size_t n) {
     if (n == 0) return "an empty file";
@@ -163,17 +168,18 @@ std::size_t readMeta(Head& head, DumpedFile& file) {
     do {
         end = 0;
         result = dirReadFileMetaInfo(head.data(), static_cast<unsigned int>(head.size()), meta, end);
-    } while (result != 0 && head.size() >= kPreamble && std::memcmp(head.data() + kPreamble - 4, "DICM", 4) == 0 &&
-             head.more());
+    } while (result != 0 && head.size() >= kPreamble &&
+             std::memcmp(head.data() + kPreamble - 4, "DICM", 4) == 0 && head.more());
     if (result != 0 && end <= kPreamble) {
-        const bool part10 = head.size() > kPreamble + 8 &&
-                            std::memcmp(head.data() + kPreamble - 4, "DICM\x02\x00", 6) == 0;
+        const bool part10 =
+            head.size() > kPreamble + 8 && std::memcmp(head.data() + kPreamble - 4, "DICM\x02\x00", 6) == 0;
         file.faults.push_back(part10 ? "file meta information: " + std::string(MsgBuf)
                                      : whatItIs(head.data(), head.size()));
         return 0;
     }
     file.xferSyn = meta.transferSyntax;
-    decode(file.faults, file.meta, head.data() + kPreamble, end - kPreamble, UID_LITTLE_ENDIAN_EXPLICIT, kPreamble);
+    decode(file.faults, file.meta, head.data() + kPreamble, end - kPreamble, UID_LITTLE_ENDIAN_EXPLICIT,
+           kPreamble);
     return end;
 }
 
@@ -186,8 +192,8 @@ bool settleXferSyn(DumpedFile& file, long long dataSize) {
         return false;
     }
     if (file.xferSyn == UID_DEFLATED_LITTLE_ENDIAN_EXPLICIT || file.xferSyn == UID_JPIP_REFERENCED_DEFLATE) {
-        file.faults.push_back("the data set is deflated (" + std::string(uid) + "): its " + std::to_string(dataSize) +
-                              " bytes are not read");
+        file.faults.push_back("the data set is deflated (" + std::string(uid) + "): its " +
+                              std::to_string(dataSize) + " bytes are not read");
         return false;
     }
     // A syntax that the registry does not know is an encapsulated one: those are all explicit little endian
@@ -215,7 +221,8 @@ long long placePixels(Head& head, DumpedFile& file, std::size_t start, const DcE
     std::string fault;
     if (!file.pixels.encapsulated) {
         if (info.valueLen <= left) return offset + info.valueLen;
-        fault = "a value of " + std::to_string(info.valueLen) + " bytes, of which the file holds " + std::to_string(left);
+        fault = "a value of " + std::to_string(info.valueLen) + " bytes, of which the file holds " +
+                std::to_string(left);
     } else if (info.endOffset != 0) {
         file.pixels.length = info.endOffset - info.valueOffset - 8;
         return static_cast<long long>(start) + info.endOffset;
@@ -233,7 +240,8 @@ long long placePixels(Head& head, DumpedFile& file, std::size_t start, const DcE
         file.pixels.length = left;
     }
     const unsigned int path[] = {kPixelData};
-    file.faults.push_back(pathText(path, 1) + " at byte " + std::to_string(start + info.offset) + ": " + fault);
+    file.faults.push_back(pathText(path, 1) + " at byte " + std::to_string(start + info.offset) + ": " +
+                          fault);
     return head.fileSize();
 }
 
@@ -241,8 +249,8 @@ void readData(Head& head, DumpedFile& file, std::size_t start) {
     DcElemOffsetInfo info;
     info.tag = kPixelData;
     for (;;) {
-        const int result =
-            utilGetElemOffsetInfo(head.data() + start, static_cast<unsigned int>(head.size() - start), file.xferSyn, info);
+        const int result = utilGetElemOffsetInfo(
+            head.data() + start, static_cast<unsigned int>(head.size() - start), file.xferSyn, info);
         // Found, though perhaps its value is not in memory.
         if (result == 0 || info.valueOffset != 0 || !head.more()) break;
     }
@@ -286,7 +294,8 @@ std::string pathText(const unsigned int* path, int length) {
     for (int i = 0; i < length; ++i) {
         char part[24];
         if (i % 2 == 0) {
-            std::snprintf(part, sizeof part, "%s(%04x,%04x)", i == 0 ? "" : ".", path[i] >> 16, path[i] & 0xFFFF);
+            std::snprintf(part, sizeof part, "%s(%04x,%04x)", i == 0 ? "" : ".", path[i] >> 16,
+                          path[i] & 0xFFFF);
         } else {
             std::snprintf(part, sizeof part, "[%u]", path[i]);
         }

@@ -30,8 +30,8 @@ struct DumpedFile {
     std::vector<std::string> faults;  // one line each, to follow the path
 };
 
-// Reads everything of a file but the value of Pixel Data, as far as it goes: whatever fits the first read with four
-// system calls. A directory is only recognised.
+// Reads everything of a file but the value of Pixel Data, as far as it goes: whatever fits the first read
+// with four system calls. A directory is only recognised.
 void readForDump(DumpedFile& file);
 
 // "(0040,0275)[1].(0008,0100)" from tags with item numbers between them.

@@ -18,7 +18,8 @@ class DumpForm {
     virtual ~DumpForm() = default;
 
     virtual void begin() {}
-    // Everything that was read of a file, or what `pick` asks for. `title` is null where one file stands alone.
+    // Everything that was read of a file, or what `pick` asks for. `title` is null where one file stands
+    // alone.
     virtual void file(DumpedFile& file, const Pick& pick, const char* title) = 0;
     virtual void end() {}
 };

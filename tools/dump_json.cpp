@@ -1,5 +1,6 @@
 // The dump for programs: the DICOM JSON model (PS3.18 Annex F), an array with an object for each file. As the
-// model asks, texts are UTF-8, group lengths are left out, and so is the file meta information unless --tag asks for it.
+// model asks, texts are UTF-8, group lengths are left out, and so is the file meta information unless --tag
+// asks for it.
 #include <unistd.h>
 
 #include <algorithm>
@@ -24,12 +25,23 @@ void putString(Output& out, std::string_view utf8) {
         out << utf8.substr(from, i - from);
         from = i + 1;
         switch (c) {
-            case '"': out << "\\\""; break;
-            case '\\': out << "\\\\"; break;
-            case '\n': out << "\\n"; break;
-            case '\r': out << "\\r"; break;
-            case '\t': out << "\\t"; break;
-            default: (out << "\\u").hex(c, 4);
+            case '"':
+                out << "\\\"";
+                break;
+            case '\\':
+                out << "\\\\";
+                break;
+            case '\n':
+                out << "\\n";
+                break;
+            case '\r':
+                out << "\\r";
+                break;
+            case '\t':
+                out << "\\t";
+                break;
+            default:
+                (out << "\\u").hex(c, 4);
         }
     }
     out << utf8.substr(from) << '"';
@@ -96,7 +108,8 @@ void putBase64(Output& out, std::string_view bytes) {
 void putUri(Output& out, const DumpedFile& file) {
     std::string path = file.path;
     char directory[4096];
-    if (path[0] != '/' && ::getcwd(directory, sizeof directory) != nullptr) path = std::string(directory) + "/" + path;
+    if (path[0] != '/' && ::getcwd(directory, sizeof directory) != nullptr)
+        path = std::string(directory) + "/" + path;
     out << "\"file://";
     for (char c : path) {
         const auto byte = static_cast<unsigned char>(c);
@@ -139,7 +152,8 @@ class JsonForm final : public DumpForm {
   private:
     // Marks the elements that are asked for and the sequences on the way to them.
     void keep(const Place& place, const Pick& pick) {
-        pick.each(place, [this](DcElem& e, const Place&, const std::vector<unsigned int>&) { whole_.insert(&e); });
+        pick.each(place,
+                  [this](DcElem& e, const Place&, const std::vector<unsigned int>&) { whole_.insert(&e); });
         (void)mark(place.list);
     }
     bool mark(DcElemList& list) {
@@ -232,10 +246,15 @@ class JsonForm final : public DumpForm {
     }
     void value(std::size_t i) {
         switch (values_.kind()) {
-            case ValueKind::tag: return putTag(out_, values_.tag(i));
-            case ValueKind::real: return real(values_.real(i));
-            case ValueKind::integer: out_ << values_.integer(i); return;
-            default: break;
+            case ValueKind::tag:
+                return putTag(out_, values_.tag(i));
+            case ValueKind::real:
+                return real(values_.real(i));
+            case ValueKind::integer:
+                out_ << values_.integer(i);
+                return;
+            default:
+                break;
         }
         const std::string_view text = values_.text(i);
         if (text.empty()) {
@@ -289,6 +308,8 @@ class JsonForm final : public DumpForm {
 
 }  // namespace
 
-std::unique_ptr<DumpForm> makeJsonForm(Output& out) { return std::make_unique<JsonForm>(out); }
+std::unique_ptr<DumpForm> makeJsonForm(Output& out) {
+    return std::make_unique<JsonForm>(out);
+}
 
 }  // namespace tools

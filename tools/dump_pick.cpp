@@ -18,8 +18,8 @@ bool isRepeatingGroup(unsigned int tag) {
 std::string folded(std::string_view name) {
     std::string text;
     for (std::size_t i = 0; i < name.size(); ++i) {
-        const bool possessive =
-            name[i] == 's' && i + 1 < name.size() && std::isupper(static_cast<unsigned char>(name[i + 1])) != 0;
+        const bool possessive = name[i] == 's' && i + 1 < name.size() &&
+                                std::isupper(static_cast<unsigned char>(name[i + 1])) != 0;
         if (!possessive) text += static_cast<char>(std::tolower(static_cast<unsigned char>(name[i])));
     }
     return text;
@@ -28,9 +28,8 @@ std::string folded(std::string_view name) {
 // One half of a tag: one to four hexadecimal digits; x stands for the open digits of a repeating group.
 bool halfFromDigits(std::string text, unsigned int& half) {
     std::replace(text.begin(), text.end(), 'x', 'f');
-    const bool hex = std::all_of(text.begin(), text.end(), [](char c) {
-        return std::isxdigit(static_cast<unsigned char>(c)) != 0;
-    });
+    const bool hex = std::all_of(text.begin(), text.end(),
+                                 [](char c) { return std::isxdigit(static_cast<unsigned char>(c)) != 0; });
     if (!hex || text.empty() || text.size() > 4) return false;
     half = static_cast<unsigned int>(std::strtoul(text.c_str(), nullptr, 16));
     return true;
@@ -39,7 +38,7 @@ bool halfFromDigits(std::string text, unsigned int& half) {
 bool tagFromDigits(std::string text, unsigned int& tag) {
     if (text.size() > 2 && text.front() == '(' && text.back() == ')') text = text.substr(1, text.size() - 2);
     if (text.starts_with("0x")) text.erase(0, 2);
-    if (text.size() == 8 && text.find(',') == std::string::npos) text.insert(4, ",");
+    if (text.size() == 8 && text.find(',') == std::string::npos) text.insert(4, 1, ',');
     const std::size_t comma = text.find(',');
     unsigned int group = 0;
     unsigned int element = 0;
@@ -65,7 +64,8 @@ bool Pick::add(const std::string& text) {
         const DcDictElemInfo& info = Dict.tagAt(i);
         const std::string_view name = info.name;
         const std::string_view keyword = name.size() > 12 ? name.substr(12) : std::string_view();
-        if (folded(name) == wanted || (!keyword.empty() && folded(keyword) == wanted)) tags_.push_back(info.tag);
+        if (folded(name) == wanted || (!keyword.empty() && folded(keyword) == wanted))
+            tags_.push_back(info.tag);
     }
     return tags_.size() != before;
 }

@@ -14,7 +14,8 @@ namespace tools {
 class Pick {
   public:
     // "(0010,0010)", "0010,0010", "00100010", a name of the dictionary ("T_0010_0010_patientsName") or its
-    // keyword, in whatever case and with or without the possessive s ("PatientName"). false for anything else.
+    // keyword, in whatever case and with or without the possessive s ("PatientName"). false for anything
+    // else.
     bool add(const std::string& text);
 
     bool everything() const { return tags_.empty(); }

@@ -27,9 +27,10 @@ class PrintForm : public DumpForm {
             if (pick.everything()) {
                 everything(place);
             } else {
-                pick.each(place, [this](DcElem& e, const Place& around, const std::vector<unsigned int>& path) {
-                    picked(e, around, pathText(path.data(), static_cast<int>(path.size())));
-                });
+                pick.each(place,
+                          [this](DcElem& e, const Place& around, const std::vector<unsigned int>& path) {
+                              picked(e, around, pathText(path.data(), static_cast<int>(path.size())));
+                          });
             }
         }
     }
@@ -42,7 +43,8 @@ class PrintForm : public DumpForm {
     std::string_view nameOf(unsigned int tag) {
         const DcDictElemInfo* record = (tag & 0xFFFF) != 0 ? Dict.find(tag) : nullptr;
         if (record != nullptr && std::memchr(record->name, 'x', kDigits) == nullptr) return record->name;
-        const bool named = record != nullptr || (tag & 0xFFFF) == 0 || ((tag & 0x10000) != 0 && (tag & 0xFF00) == 0);
+        const bool named =
+            record != nullptr || (tag & 0xFFFF) == 0 || ((tag & 0x10000) != 0 && (tag & 0xFF00) == 0);
         if (!named || Dict.getDesc(tag, name_) != 0) name_[kDigits] = '\0';
         std::memcpy(name_, "T_", 2);
         name_[6] = '_';
@@ -54,7 +56,8 @@ class PrintForm : public DumpForm {
     }
     // false when it was cut.
     bool putText(std::string_view text) {
-        const std::string_view shown = full_ || text.size() <= kTextLimit ? text : firstCharacters(text, kTextLimit);
+        const std::string_view shown =
+            full_ || text.size() <= kTextLimit ? text : firstCharacters(text, kTextLimit);
         if (isPlainAscii(shown)) {
             out_ << shown;
         } else {
@@ -209,7 +212,8 @@ class FlatForm final : public PrintForm {
     void element(DcElem& e, const Place& place) {
         values_.load(e, place);
         const unsigned int tag = tagOf(e);
-        out_ << "   " << vrLetters(values_.vr()) << '(' << vrLetters(Dict.facts(tag).vr) << ")   " << nameOf(tag) << '\n';
+        out_ << "   " << vrLetters(values_.vr()) << '(' << vrLetters(Dict.facts(tag).vr) << ")   "
+             << nameOf(tag) << '\n';
         if (DcElemSq* sq = sequenceOf(e)) {
             sequence(*sq, tag, place);
         } else if (&e == place.file.pixels.element) {
@@ -227,7 +231,9 @@ class FlatForm final : public PrintForm {
         if (values_.kind() == ValueKind::integer) {
             const int digits = values_.integerDigits();
             out_ << "0x";
-            out_.hex(static_cast<unsigned long long>(values_.integer(i)) & (digits == 4 ? 0xFFFFull : 0xFFFFFFFFull), digits)
+            out_.hex(static_cast<unsigned long long>(values_.integer(i)) &
+                         (digits == 4 ? 0xFFFFull : 0xFFFFFFFFull),
+                     digits)
                 << ' ';
         }
         if (!putValue(i)) out_ << " ...";
@@ -262,7 +268,11 @@ class FlatForm final : public PrintForm {
 
 }  // namespace
 
-std::unique_ptr<DumpForm> makeTreeForm(Output& out, bool full) { return std::make_unique<TreeForm>(out, full); }
-std::unique_ptr<DumpForm> makeFlatForm(Output& out, bool full) { return std::make_unique<FlatForm>(out, full); }
+std::unique_ptr<DumpForm> makeTreeForm(Output& out, bool full) {
+    return std::make_unique<TreeForm>(out, full);
+}
+std::unique_ptr<DumpForm> makeFlatForm(Output& out, bool full) {
+    return std::make_unique<FlatForm>(out, full);
+}
 
 }  // namespace tools

@@ -10,7 +10,8 @@ namespace tools {
 namespace {
 
 Charset charsetOf(DcElemList& list, const Charset& inherited) {
-    for (DcElem* e = list.first(); e != nullptr && tagOf(*e) <= T_0008_0005_specificCharacterSet; e = e->next()) {
+    for (DcElem* e = list.first(); e != nullptr && tagOf(*e) <= T_0008_0005_specificCharacterSet;
+         e = e->next()) {
         if (tagOf(*e) != T_0008_0005_specificCharacterSet) continue;
         unsigned char frame[1024];
         unsigned int size = 0;
@@ -33,7 +34,9 @@ bool usesCharset(DICT_VR vr) {
     return vr == VR_LO || vr == VR_LT || vr == VR_PN || vr == VR_SH || vr == VR_ST || vr == VR_UT;
 }
 
-bool isOneText(DICT_VR vr) { return vr == VR_LT || vr == VR_ST || vr == VR_UT; }
+bool isOneText(DICT_VR vr) {
+    return vr == VR_LT || vr == VR_ST || vr == VR_UT;
+}
 
 // Without padding and other blanks that mean nothing (PS3.5 6.2).
 std::string_view trimmed(std::string_view text, bool front) {
@@ -44,7 +47,8 @@ std::string_view trimmed(std::string_view text, bool front) {
 
 void swapUnits(std::vector<unsigned char>& bytes, std::size_t unit) {
     for (std::size_t i = 0; i + unit <= bytes.size(); i += unit) {
-        std::reverse(bytes.begin() + static_cast<std::ptrdiff_t>(i), bytes.begin() + static_cast<std::ptrdiff_t>(i + unit));
+        std::reverse(bytes.begin() + static_cast<std::ptrdiff_t>(i),
+                     bytes.begin() + static_cast<std::ptrdiff_t>(i + unit));
     }
 }
 
@@ -59,7 +63,8 @@ Place::Place(DcElemList& elements, const Place& around)
 bool Place::signedPixels() const {
     for (const Place* p = this; p != nullptr; p = p->outer) {
         short representation = 0;
-        if (p->list.getValue(T_0028_0103_pixelRepresentation, representation) == 0) return representation == 1;
+        if (p->list.getValue(T_0028_0103_pixelRepresentation, representation) == 0)
+            return representation == 1;
     }
     return false;
 }
@@ -70,17 +75,25 @@ unsigned int tagOf(const DcElem& e) {
     return tag;
 }
 
-DcElemSq* sequenceOf(DcElem& e) { return e.getVr() == VR_SQ ? dynamic_cast<DcElemSq*>(&e) : nullptr; }
+DcElemSq* sequenceOf(DcElem& e) {
+    return e.getVr() == VR_SQ ? dynamic_cast<DcElemSq*>(&e) : nullptr;
+}
 
 DICT_VR realVr(const DcElem& e, const Place& place) {
     const DICT_VR vr = e.getVr();
     switch (vr) {
-        case VR_OX: return (tagOf(e) & 0xFF000000) == 0x50000000 ? VR_OB : VR_OW;  // implicit streams, PS3.5 A.1
-        case VR_XL: return VR_UL;
-        case VR_XS: return place.signedPixels() ? VR_SS : VR_US;
-        case VR_UNKNOWN: return VR_UN;
-        case VR_IM: return Dict.facts(tagOf(e)).vr;
-        default: return vr;
+        case VR_OX:
+            return (tagOf(e) & 0xFF000000) == 0x50000000 ? VR_OB : VR_OW;  // implicit streams, PS3.5 A.1
+        case VR_XL:
+            return VR_UL;
+        case VR_XS:
+            return place.signedPixels() ? VR_SS : VR_US;
+        case VR_UNKNOWN:
+            return VR_UN;
+        case VR_IM:
+            return Dict.facts(tagOf(e)).vr;
+        default:
+            return vr;
     }
 }
 
@@ -91,11 +104,23 @@ std::string_view vrLetters(DICT_VR vr) {
 
 ValueKind kindOf(DICT_VR vr) {
     switch (vr) {
-        case VR_AT: return ValueKind::tag;
-        case VR_SL: case VR_SS: case VR_UL: case VR_US: return ValueKind::integer;
-        case VR_FL: case VR_FD: return ValueKind::real;
-        case VR_OB: case VR_OF: case VR_OW: case VR_UN: return ValueKind::raw;
-        case VR_UT: return ValueKind::text;
+        case VR_AT:
+            return ValueKind::tag;
+        case VR_SL:
+        case VR_SS:
+        case VR_UL:
+        case VR_US:
+            return ValueKind::integer;
+        case VR_FL:
+        case VR_FD:
+            return ValueKind::real;
+        case VR_OB:
+        case VR_OF:
+        case VR_OW:
+        case VR_UN:
+            return ValueKind::raw;
+        case VR_UT:
+            return ValueKind::text;
         default:
             return vr >= VR_AE && vr <= VR_UI && vr != VR_SQ ? ValueKind::text : ValueKind::none;
     }
@@ -138,7 +163,9 @@ void Values::loadTexts(const Place& place) {
     std::string_view rest = trimmed(bytes_, false);
     if (rest.empty()) return;
     if (!isPlainAscii(rest)) {
-        const TextKind kind = isOneText(vr_) ? TextKind::plain : vr_ == VR_PN ? TextKind::personName : TextKind::values;
+        const TextKind kind = isOneText(vr_) ? TextKind::plain
+                              : vr_ == VR_PN ? TextKind::personName
+                                             : TextKind::values;
         utf8_ = (usesCharset(vr_) ? place.charset : Charset()).toUtf8(rest, kind);
         rest = utf8_;
     }
@@ -151,7 +178,9 @@ void Values::loadTexts(const Place& place) {
     count_ = texts_.size();
 }
 
-int Values::unit() const { return vr_ == VR_SS || vr_ == VR_US ? 2 : vr_ == VR_FD ? 8 : 4; }
+int Values::unit() const {
+    return vr_ == VR_SS || vr_ == VR_US ? 2 : vr_ == VR_FD ? 8 : 4;
+}
 
 unsigned int Values::tag(std::size_t i) const {
     return static_cast<unsigned int>(numberAt<unsigned short>(bytes_, 2 * i)) << 16 |
@@ -160,10 +189,14 @@ unsigned int Values::tag(std::size_t i) const {
 
 long long Values::integer(std::size_t i) const {
     switch (vr_) {
-        case VR_SS: return numberAt<short>(bytes_, i);
-        case VR_US: return numberAt<unsigned short>(bytes_, i);
-        case VR_SL: return numberAt<int>(bytes_, i);
-        default: return numberAt<unsigned int>(bytes_, i);
+        case VR_SS:
+            return numberAt<short>(bytes_, i);
+        case VR_US:
+            return numberAt<unsigned short>(bytes_, i);
+        case VR_SL:
+            return numberAt<int>(bytes_, i);
+        default:
+            return numberAt<unsigned int>(bytes_, i);
     }
 }
 

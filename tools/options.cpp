@@ -17,10 +17,12 @@ class StderrLog : public DcLog {
   public:
     explicit StderrLog(bool verbose) : verbose_(verbose) {}
     void mute(bool muted) { muted_ = muted && !verbose_; }
+    int replaced() const { return replaced_; }
 
     int report(LOG_MSG level, const char* name, const char* fmt, ...) override {
         if (fmt == nullptr) return RESULT_LOG_NULL_FORMAT;
         if (level < LOG_NOTICE || level > LOG_APPLICATION) return RESULT_LOG_LEVEL;
+        if (name != nullptr && std::strcmp(name, "DcElemList::add") == 0) ++replaced_;
         if (muted_ || (!verbose_ && level < LOG_ERROR)) return RESULT_LOG_SUPPRESSED;
         char text[2048];
         va_list arguments;
@@ -38,6 +40,7 @@ class StderrLog : public DcLog {
   private:
     bool verbose_;
     bool muted_ = false;
+    int replaced_ = 0;
 };
 
 StderrLog* installed = nullptr;
@@ -51,6 +54,10 @@ void installLog(bool verbose) {
 
 void muteLog(bool muted) {
     if (installed != nullptr) installed->mute(muted);
+}
+
+int elementsReplaced() {
+    return installed != nullptr ? installed->replaced() : 0;
 }
 
 void complain(const char* format, ...) {

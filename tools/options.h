@@ -16,8 +16,12 @@ void installLog(bool verbose);
 // While a subcommand tells faults in its own words, the library's log is shown with --verbose only.
 void muteLog(bool muted = true);
 
+// How often a data set has replaced an element by a later one with the same tag: the library tells that
+// through its log alone.
+int elementsReplaced();
+
 // One line on standard error: "orvkit: " and the text.
-void complain(const char* format, ...) ORVKIT_LOG_FORMAT(1, 2);
+void complain(const char* format, ...) ORVKIT_PRINTF(1, 2);
 
 // Flushes standard output; false, with a complaint, when not everything could be written.
 bool finishOutput();

@@ -160,6 +160,7 @@ class ORVKIT_API DcDirRec : public DcNode {
 
   private:
     friend class DcDirDicomDir;
+    friend class orvkit::DicomDirReader;
     friend struct orvkit::DirRecAccess;
 
     void insert(DcDirRec* child);
@@ -249,6 +250,7 @@ class ORVKIT_API DcDirDicomDir : public DcDirRec {
   private:
     friend class DcDirRec;
     friend class orvkit::DicomDirReader;
+    friend struct orvkit::DirRecAccess;
 
     void setDefaults();
     int initialize(const char* rootPath);

@@ -198,8 +198,9 @@ class ORVKIT_API DcElem : public DcNode {
 
     // Reads the value at `index`, converted where the VR allows. Index 0 follows the value counter once
     // that has moved.
-    // 5636 VR cannot deliver the type, 5638 null buffer (LOG_NOTICE), 5642 no value (silent), 5645 buffer
-    // too short, 5646 past the last value (silent), 5668 bad index.
+    // 5638 null buffer (LOG_NOTICE), 5642 no value (silent; it comes before 5636, and raw buffers are values
+    // only for the DcBuf form and the text of UT), 5636 VR cannot deliver the type, 5646 past the last value
+    // (silent), 5668 bad index, 5645 buffer too short (of a number as text: silent).
     int getValue(DcElemValueAS& value, int index = 0);
     int getValue(DcElemValueAT& value, int index = 0);
     int getValue(DcElemValueDA& value, int index = 0);
@@ -215,7 +216,7 @@ class ORVKIT_API DcElem : public DcNode {
     int getValue(unsigned int& value, int index = 0);
     int getValue(float& value, int index = 0);
     int getValue(double& value, int index = 0);
-    // A borrowed copy of a raw buffer: the one the value counter stands at.
+    // A borrowed copy of a raw buffer: the one the value counter stands at. 5636 comes before 5642 here.
     int getValue(DcBuf& value, int index = 0);
 
     // Converts the first raw buffer of an OB, OW or OX element between its native form and the private LZW

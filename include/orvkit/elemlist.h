@@ -68,8 +68,8 @@ class ORVKIT_API DcElemList : public DcList {
 
     int getValueCount(unsigned int tag) const;  // -1 when absent
     int resetValueCounter();
-    // Bytes that suffice for frame; `excluded` is a list of tags ended by TAG_LIST_END, or null. 5634
-    // (LOG_ERROR) when the sum does not fit 32 bits; `size` is then 0xFFFFFFFF.
+    // Bytes that suffice for frame; `excluded` is a list of tags ended by TAG_LIST_END, or null. 0xFFFFFFFF
+    // also when the sum does not fit 32 bits: frame then refuses. Always 0.
     int getBufSize(unsigned int& size, unsigned int* excluded) const;
     int getBufSize(unsigned int& size, unsigned int excludedTag) const;
 

@@ -14,12 +14,12 @@
 #define ORVKIT_API
 #endif
 
-// Marks a printf-like function: the format is argument `format`, its values start at `first`, both
-// counted from 1 (for a member function the object is argument 1).
+// Marks a printf-like function: the text's and the first value's places among its arguments, counted from 1,
+// the object of a member function included.
 #if defined(__GNUC__)
-#define ORVKIT_PRINTF(format, first) __attribute__((format(printf, format, first)))
+#define ORVKIT_PRINTF(text, values) __attribute__((__format__(__printf__, text, values)))
 #else
-#define ORVKIT_PRINTF(format, first)
+#define ORVKIT_PRINTF(text, values)
 #endif
 
 #endif

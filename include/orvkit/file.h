@@ -47,13 +47,17 @@ ORVKIT_API int dirReadFileMetaInfo(unsigned char* buf, unsigned int length, DcDi
 // empty. 22539 incomplete, 5128 not a transfer syntax (both LOG_ERROR).
 ORVKIT_API int dirCheckMetaInfo(DcDirMetaInfo& meta);
 
-// Meta information and the whole data set. What was read before an error stays. 22535 above the size
-// limit, 5671 out of memory, the codes of dirReadFileMetaInfo and of DcElemList::parse.
+// Meta information and the whole data set. What was read before an error stays. A transfer syntax that is not
+// registered stays UID_NONE in the record; the data set is read in the syntax that its first element looks
+// like (LOG_NOTICE). 5637 deflated data set, 22535 above the size limit, 5671 out of memory, the codes of
+// dirReadFileMetaInfo and of DcElemList::parse.
 ORVKIT_API int dirReadFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset);
 ORVKIT_API int dirReadFile(unsigned char* buf, unsigned int length, DcDirMetaInfo& meta, DcElemList& dataset);
 // Everything up to Pixel Data, whose bytes are not read: `pixelOffset` receives the file offset of their
 // first byte and `pixelLength` their number; for encapsulated pixel data the length up to, and without, the
-// Sequence Delimitation Item. -1 and 0 without Pixel Data. Either may be null.
+// Sequence Delimitation Item. -1 and 0 without Pixel Data. Either may be null. Numbers of 2 GByte and more
+// are stored as the unsigned 32-bit numbers that they are. Codes as dirReadFile; 5634 when the pixels end
+// with the file too early: the data set is complete then, and the length is that of what is there.
 ORVKIT_API int dirReadNonPixelElem(const char* path, DcDirMetaInfo& meta, DcElemList& dataset,
                                    int* pixelOffset, int* pixelLength);
 
@@ -66,13 +70,17 @@ ORVKIT_API int dirWriteFile(const char* path, DcDirMetaInfo& meta, DcElemList& d
 // set and 132 bytes, `length` receives the size. 22539 missing element, 22541 null.
 ORVKIT_API int dirWriteFile(unsigned char* buf, unsigned int& length, DcElemList& dataset);
 
+// Between the record and elements of group 0002. Empty optional fields make no element; elements that are
+// missing leave their field empty. 5671.
 ORVKIT_API int dirFileMetaInfoToElemList(DcDirMetaInfo& meta, DcElemList& dataset);
 ORVKIT_API int dirElemListToFileMetaInfo(DcElemList& dataset, DcDirMetaInfo& meta);
 
-// Largest file that is read or written, in bytes; initially 536870912. 22535 below 1.
+// Largest data set that is read or written, in bytes; initially 536870912. For the whole process, from any
+// thread. 22535 below 1: the limit stays.
 ORVKIT_API int dirSetMaxFileSize(int bytes);
 
-// The text of a DICOMDIR record type ("PATIENT") and back. 22541 null, 22537 unknown.
+// The text of a DICOMDIR record type ("PATIENT", at most 18 characters) and back. 22541 null, 22537 unknown
+// (both LOG_VALIDATION).
 ORVKIT_API int dirGetDesc(DIR_REC type, char* text);
 ORVKIT_API int dirGetType(const char* text, DIR_REC& type);
 

@@ -12,13 +12,6 @@
 
 #include "orvkit/export.h"
 
-// Lets the compiler check messages against their formats; arguments are counted from 1, the object included.
-#if defined(__GNUC__)
-#define ORVKIT_LOG_FORMAT(fmt, values) __attribute__((__format__(__printf__, fmt, values)))
-#else
-#define ORVKIT_LOG_FORMAT(fmt, values)
-#endif
-
 enum LOG_MSG : int {
     LOG_NOTICE = 0,       // tolerated or worked around: unknown tags, ignored elements, dictionary limits
     LOG_VALIDATION = 1,   // rejected arguments and values
@@ -44,7 +37,7 @@ class ORVKIT_API DcLog {
     // Writes one line of any length. `name` may be null: then the line holds no reporter. A level's file is
     // opened for appending and closed again for each line. Checked in this order: null format 10244, not one
     // of the four levels 10243, level switched off 10242, file that cannot be opened 10245.
-    virtual int report(LOG_MSG level, const char* name, const char* fmt, ...) ORVKIT_LOG_FORMAT(4, 5);
+    virtual int report(LOG_MSG level, const char* name, const char* fmt, ...) ORVKIT_PRINTF(4, 5);
 
     // Switches a level on or off. 10243 for anything but the four levels.
     int activate(LOG_MSG level, LOG_ACTIVE active);
@@ -68,7 +61,7 @@ extern ORVKIT_API char MsgBuf[LOG_MSG_BUF_SIZE];
 
 // Reports a message to `Log`: 10244 for a null format, 10241 without a log, otherwise the result of
 // DcLog::report. `name` may be null.
-ORVKIT_API int logReport(LOG_MSG level, const char* name, const char* fmt, ...) ORVKIT_LOG_FORMAT(3, 4);
+ORVKIT_API int logReport(LOG_MSG level, const char* name, const char* fmt, ...) ORVKIT_PRINTF(3, 4);
 // DcLog::activate and DcLog::setFname of `Log`; 10241 without a log.
 ORVKIT_API int logActivate(LOG_MSG level, LOG_ACTIVE active);
 ORVKIT_API int logSetFileName(LOG_MSG level, const char* fileName);

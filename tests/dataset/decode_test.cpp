@@ -184,11 +184,21 @@ TEST(Decode, AFailedSequenceInAnImplicitStreamIsKeptAsBytes) {
     EXPECT_EQ(text(list, 0x00100010), "AB");
     EXPECT_TRUE(log.has(LOG_NOTICE, "processSqValueDM",
                         "Invalid tag 0x68747369, expecting Sequence Item at offset 0x8"));
+}
 
-    DcElemList explicitList;
-    Stream bad;
-    bad.header(0x00081140, "SQ", 12).raw("this is none");
-    EXPECT_EQ(decode(explicitList, bad, UID_LITTLE_ENDIAN_EXPLICIT), UTIL_MALFORMED);
+TEST(Decode, AFailedSequenceInAnExplicitStreamIsLeftWhereItsLengthIsKnown) {
+    CaptureLog log;
+    for (const std::uint32_t length : {12u + 8u + 12u, Stream::undefined}) {
+        Stream in;
+        in.header(0x00081140, "SQ", length).item(Stream::undefined);
+        in.header(0x00081199, "SQ", Stream::undefined).raw("this is none").elem(0x00100010, "PN", "AB");
+        DcElemList list;
+        const bool known = length != Stream::undefined;
+        EXPECT_EQ(decode(list, in, UID_LITTLE_ENDIAN_EXPLICIT), known ? RESULT_OK : UTIL_MALFORMED);
+        EXPECT_EQ(text(list, 0x00100010), known ? "AB" : "<none>");
+        ASSERT_NE(sequence(list, 0x00081140), nullptr);
+        EXPECT_EQ(sequence(list, 0x00081140)->count(), 1);
+    }
 }
 
 TEST(Decode, EncapsulatedPixelDataIsMeasured) {
@@ -211,6 +221,16 @@ TEST(Decode, UnOfUndefinedLengthIsAWholeSequence) {
     DcElemList list;
     ASSERT_EQ(decode(list, in, UID_LITTLE_ENDIAN_EXPLICIT), RESULT_OK);
     EXPECT_EQ(rawBytes(list, 0x00091001).size(), inner.size());
+    EXPECT_EQ(text(list, 0x00100010), "AB");
+}
+
+TEST(Decode, AnItemOutsideOfSequencesIsAnElementLikeAnyOther) {
+    Stream in;  // its letters are not taken for an item's length
+    in.header(0xFFFEE000, "UN", Stream::undefined).raw("abcd").endSequence().elem(0x00100010, "PN", "AB");
+    in.elem(0x7FE00010, "OB", string(30000, 'x'));
+    DcElemList list;
+    EXPECT_EQ(decode(list, in, UID_LITTLE_ENDIAN_EXPLICIT), RESULT_OK);
+    EXPECT_EQ(rawBytes(list, 0xFFFEE000), "abcd");
     EXPECT_EQ(text(list, 0x00100010), "AB");
 }
 
@@ -307,6 +327,20 @@ TEST(DecodeHostile, NestedFailuresDoNotMultiply) {
         EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20)) << levels;
     }
     for (const LOG_MSG level : {LOG_NOTICE, LOG_VALIDATION, LOG_ERROR}) logActivate(level, LOG_ON);
+}
+
+TEST(DecodeHostile, DelimitersThatAreNowhereAreNotSearchedForAgainAndAgain) {
+    Stream inner(UID_LITTLE_ENDIAN_IMPLICIT);
+    inner.item(Stream::undefined).header(0x00091002, "", Stream::undefined).raw("xxxxxxxx");
+    Stream in(UID_BIG_ENDIAN_EXPLICIT);
+    for (unsigned int i = 0; i < 55000; ++i) {
+        in.header(0x00091000 + i, "UN", Stream::undefined).add(inner).endSequence();
+    }
+    DcElemList list;
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(decode(list, in, UID_BIG_ENDIAN_EXPLICIT), RESULT_OK);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+    EXPECT_EQ(list.count(), 55000);
 }
 
 TEST(DecodeHostile, KnownTagsInAnyOrderStayFast) {

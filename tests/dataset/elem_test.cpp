@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <string>
 
 #include "dataset/elem_access.h"
@@ -206,7 +207,15 @@ TEST(Elem, SizeEstimateCoversEveryFramedElement) {
     DcElem pn(0x00100010u, "A");
     (void)pn.getBufSize(size, nullptr);
     EXPECT_EQ(size, 324u + 12u);
-    DcElem pixels(0x7FE00010u, memory("abcd", UID_LITTLE_ENDIAN_EXPLICIT));
+    const std::unique_ptr<DcBuf> buffer(memory("abcd", UID_LITTLE_ENDIAN_EXPLICIT));
+    DcElem pixels(0x7FE00010u, buffer.get());
     (void)pixels.getBufSize(size, nullptr);
     EXPECT_EQ(size, 4u + 8u + 12u);
+    DcBuf nothing(nullptr, 0, UID_JPEG_BASELINE);
+    DcElem none(0x7FE00010u, &nothing);
+    (void)none.getBufSize(size, nullptr);
+    unsigned char out[64];
+    unsigned int used = 0;
+    ASSERT_EQ(none.frame(out, used, UID_JPEG_BASELINE), RESULT_OK);
+    EXPECT_EQ(used, size);
 }

@@ -130,6 +130,8 @@ TEST(ElemList, SequenceLookUpTellsWhatIsWrong) {
     EXPECT_EQ(list.getElem(0x00100010u, &sq), ELEM_NOT_SEQUENCE);
     EXPECT_TRUE(log.tookOnly(LOG_ERROR, "DcElemList::getElem", "Element 0x00100010 is not a Sequence"));
     EXPECT_EQ(list.getElem(0x00100010u, static_cast<DcElemSq**>(nullptr)), ELEM_NULL_ARGUMENT);
+    list + new DcElem(0x00081155u, nullptr, 0u, UID_NONE, VR_SQ, 1);  // the flag alone makes none
+    EXPECT_EQ(list.getElem(0x00081155u, &sq), ELEM_NOT_SEQUENCE);
 }
 
 TEST(ElemList, FailedLookUpsEmptyTheirOutput) {
@@ -211,6 +213,35 @@ TEST(ElemList, PixelAndWaveformDataGetTheirVr) {
         EXPECT_EQ(pixels->getVr(), c.vr);
         EXPECT_EQ(wave->getVr(), c.vr);
     }
+}
+
+TEST(ElemList, TheVrOfPixelsDoesNotDependOnAValueCounter) {
+    DcElemList list;
+    unsigned short bits = 0;
+    list + new DcElem(0x00280100u, static_cast<unsigned short>(16));
+    list + raw(0x7FE00010, VR_OX, "ab", UID_LITTLE_ENDIAN_EXPLICIT);
+    ASSERT_EQ(list.getValue(0x00280100u, bits, ELEM_INDEX_NEXT), RESULT_OK);
+    (void)frame(list, UID_LITTLE_ENDIAN_EXPLICIT);
+    EXPECT_EQ(list.last()->getVr(), VR_OW);
+    EXPECT_EQ(list.getValue(0x00280100u, bits, ELEM_INDEX_NEXT), ELEM_NO_MORE_VALUES);
+}
+
+TEST(ElemList, WhatIsLargerThanALengthCanTellIsNotFramed) {
+    CaptureLog log;
+    auto* list = new DcElemList();
+    *list + new DcElem(0x00080070u, string(60, 'A').c_str());
+    DcBuf claims(utilNew(16), 16, UID_LITTLE_ENDIAN_EXPLICIT);
+    claims.setLen(0xFFFFFFFF - 40);  // never read
+    *list + new DcElem(0x7FE00010u, &claims);
+    unsigned char out[128];
+    unsigned int length = 0;
+    (void)list->getBufSize(length, TAG_LIST_END);
+    EXPECT_EQ(length, 0xFFFFFFFF);
+    EXPECT_EQ(list->frame(out, length, UID_LITTLE_ENDIAN_EXPLICIT), ELEM_VALUE_REFUSED);
+    EXPECT_TRUE(log.tookOnly(LOG_ERROR, "DcElemList::frame", "Data set is larger than 0xffffffff bytes"));
+    DcElemSq outer(0x00081140u);
+    outer + &(*new DcElemSqItem() + list);
+    EXPECT_EQ(outer.frame(out, length, UID_LITTLE_ENDIAN_EXPLICIT), ELEM_VALUE_REFUSED);
 }
 
 TEST(ElemList, DuplicateCopiesAllButPixels) {
@@ -322,6 +353,14 @@ TEST(Sequence, IconsOfNativeLengthAreNative) {
     DcElem* pixels = nullptr;
     ASSERT_EQ(sq.first()->getElemList().getElem(0x7FE00010u, &pixels), RESULT_OK);
     EXPECT_EQ(pixels->getVr(), VR_OW);
+
+    Stream big(UID_BIG_ENDIAN_EXPLICIT);
+    big.elem(0x00280010, "US", string("\0\1", 2)).elem(0x00280011, "US", string("\0\2", 2));
+    big.elem(0x00280101, "US", string("\0\x0C", 2)).elem(0x7FE00010, "OW", "1234");
+    Stream bigItem(UID_BIG_ENDIAN_EXPLICIT);
+    bigItem.item(big.size()).add(big);
+    DcElemSq bigSq(0x00880200u, bigItem.data(), bigItem.size(), UID_BIG_ENDIAN_EXPLICIT, VR_SQ);
+    EXPECT_EQ(frame(bigSq.first()->getElemList(), UID_BIG_ENDIAN_EXPLICIT), big.bytes());
     CaptureLog log;
     Stream bare;
     bare.item(20).elem(0x7FE00010, "OB", "12345678");

@@ -12,12 +12,6 @@ namespace {
 const std::string esc = "\x1b";
 const std::string strg = "DcElem::addValueStrg";
 
-std::string repeat(const std::string& piece, std::size_t times) {
-    std::string all;
-    for (std::size_t i = 0; i < times; ++i) all += piece;
-    return all;
-}
-
 // A text added to an empty element, and the lines logged: reporter, and text behind the element's name.
 struct TextRow {
     DICT_VR vr;
@@ -66,21 +60,14 @@ struct Callback {
 TEST(AddText, IsTrimmedAndSplitAtBackslashes) {
     expectAll({
         {VR_IS, "1\\2\\3", 0, "[1][2][3]"},
-        {VR_CS, "A\\", 0, "[A]"},
         {VR_CS, "A\\\\", 0, "[A][]"},
-        {VR_CS, "\\", 0, "[]"},
         {VR_CS, " \t A \\ B\n\\", 0, "[A][B]"},
-        {VR_CS, "", 0, "[]"},
-        {VR_LO, "  ", 0, "[]"},
         {VR_LO, "\x0e" "a\x0e", 0, "[ a ]", {{"DcElem::verifyValueLO", "- illegal character '\x0e' (0xe) in string '\x0e" "a\x0e'"}}},
         {VR_LT, "  a\\b \n", 0, "[  a\\b]"},
-        {VR_ST, " ", 0, "[]"},
         {VR_UT, " a\\b ", 0, "[ a\\b ]"},
-        {VR_UI, "1.2\\1.3", 0, "[1.2][1.3]"},
         {VR_DA, "20240101\\\\20240102", 0, "[20240101][][20240102]"},
         // The first failing piece stops; those before it stay.
         {VR_IS, "1\\x\\3", ELEM_ILLEGAL_CHAR, "[1]", {{"DcElem::verifyValueIS", "- illegal character 'x' (0x78) in string 'x'"}}},
-        {VR_OB, "a\\b", ELEM_VALUE_REFUSED, "", {{strg, "VR=OB, does not accept string"}}},
         {VR_OB, " ", ELEM_VALUE_REFUSED, "", {{strg, "VR=OB, does not accept string"}}},
     });
 }
@@ -92,9 +79,6 @@ TEST(AddText, KeepsBackslashesBetweenEscapes) {
         EXPECT_EQ(e->addValue((name + "\\" + name + "\\C").c_str()), 0);
         EXPECT_EQ(stored(*e), "[" + name + "][" + name + "][C]");
     }
-    const auto e = elemOf(VR_AE);
-    CaptureLog log;
-    EXPECT_EQ(e->addValue(("A" + esc + "\\B" + esc).c_str()), ELEM_ILLEGAL_CHAR);
 }
 
 TEST(AddText, IsCheckedAndCutByItsVr) {
@@ -103,44 +87,28 @@ TEST(AddText, IsCheckedAndCutByItsVr) {
         {VR_AE, std::string(20, 'a'), 0, "[" + std::string(16, 'a') + "]", {{strg, "- input string truncated from 20 to 16 chars"}}},
         {VR_LO, std::string(64, 'a') + "\n", 0, "[" + std::string(64, 'a') + "]"},
         {VR_LO, "a\nb\tc", 0, "[a|b c]", {{"DcElem::verifyValueLO", "- illegal character '\n' (0xa) in string 'a\nb\tc'"}}},
-        {VR_SH, "a\n" + esc + "b", 0, "[a\n" + esc + "b]"},
         {VR_DS, long20, 0, "[" + long20.substr(4) + "]",
          {{"DcElem::verifyValueDS", "- string too long"}, {strg, "- input string truncated from 20 to 16 chars"}}},
-        {VR_IS, std::string(13, '1'), ELEM_TOO_LONG, "", {{"DcElem::verifyValueIS", "- string too long"}}},
-        {VR_UI, "1.2.a", ELEM_ILLEGAL_CHAR, "", {{"DcElem::verifyValueUI", "- illegal character 'a' (0x61) in string '1.2.a'"}}},
-        {VR_DA, "20240101 and more text", 0, "[20240101 and more text]"},
-        {VR_DA, "2024-01-01", UTIL_MALFORMED, "", {{"utilStrgToYMD", "- short string '2024', should be 8 digits"}}},
-        {VR_AS, "045Y and more", 0, "[045Y]", {{strg, "- input string truncated from 13 to 4 chars"}}},
-        {VR_AT, "(7fe0,0010)", 0, "[(7fe0,0010)]"},
-        {VR_AT, "7fe00010", UTIL_STRING_LENGTH, "", {{"utilStrgToValue", "- 7fe00010 incorrect string length, should be 11 bytes"}}},
-        {VR_LT, std::string(10241, 'a'), 0, "[" + std::string(10240, 'a') + "]", {{strg, "- input string truncated from 10241 to 10240 chars"}}},
         {VR_PN, std::string(325, 'a'), 0, "[" + std::string(324, 'a') + "]", {{strg, "- input string truncated from 325 to 324 chars"}}},
     });
 }
 
 TEST(AddText, OnBinaryVrsIsConverted) {
     expectAll({
-        {VR_FD, "-1.5e3xyz", ELEM_ILLEGAL_CHAR, "", {{"DcElem::verifyValueFX", "- illegal character 'x' (0x78) in string '-1.5e3xyz'"}}},
         {VR_FD, "-1.5e3\\.5\\1.5.5\\--1", 0, "[-1500][0.5][1.5][0]"},
         {VR_FL, "1e999\\-1e999\\1e-999\\0.1", 0, "[inf][-inf][0][0.1]"},
-        {VR_FL, "12345678901234567", ELEM_TOO_LONG, "", {{"DcElem::verifyValueFX", "- string too long"}}},
         {VR_SL, "010\\08\\-3\\+4", 0, "[8][0][-3][4]"},
         {VR_SL, "99999999999\\-99999999999", 0, "[2147483647][-2147483648]"},
         {VR_SS, "70000\\-1", 0, "[4464][-1]"},
-        {VR_UL, "99999999999\\-1", 0, "[-1][-1]"},
-        {VR_US, "65535\\65536", 0, "[65535][0]"},
         {VR_XS, "-5\\65531\\0", 0, "[-5][-5][0]"},
         {VR_SL, "0x10", ELEM_ILLEGAL_CHAR, "", {{"DcElem::verifyValueXL", "- illegal character 'x' (0x78) in string '0x10'"}}},
         {VR_US, " ", 0, ""},
-        {VR_AT, "", 0, ""},
     });
 }
 
 TEST(AddText, IsNeitherCheckedNorCutAtLevelZero) {
     const ExceptionLevel level(0);
-    const std::string long70(70, 'a');
     expectAll({
-        {VR_AE, long70, 0, "[" + long70 + "]"},
         {VR_IS, "xyz", 0, "[xyz]"},
         {VR_LO, "a\nb\x01", 0, "[a|b]"},
         {VR_SL, "0x1F\\-0x1f\\0x", 0, "[31][-31][0]"},
@@ -148,13 +116,6 @@ TEST(AddText, IsNeitherCheckedNorCutAtLevelZero) {
         // Dates and times are parsed whatever the level.
         {VR_DA, "2024", UTIL_MALFORMED, "", {{"utilStrgToYMD", "- short string '2024', should be 8 digits"}}},
     });
-}
-
-TEST(AddText, NullIsToldAsANotice) {
-    CaptureLog log;
-    const auto e = elemOf(VR_OB);
-    EXPECT_EQ(e->addValue(static_cast<const char*>(nullptr)), ELEM_NULL_ARGUMENT);
-    EXPECT_TRUE(log.tookOnly(LOG_NOTICE, "DcElem::addValue", "Null argument passed"));
 }
 
 TEST(AddText, CallbackDecidesAboutDoubtfulTexts) {
@@ -171,13 +132,10 @@ TEST(AddText, CallbackDecidesAboutDoubtfulTexts) {
         {VR_CS, "a-b", {.result = 1}, ELEM_REFUSED, "", 1},
         {VR_CS, "a-b", {.replacement = "A text without any limit"}, 0, "[A text without any limit]", 1},
         {VR_AE, "12345678901234567", {.toNull = true}, 0, "[12345678901234567]", 1},
-        {VR_CS, "A\\b-c\\D", {.replacement = "x"}, 0, "[A][x][D]", 1},
         {VR_DA, "today", {.replacement = "20240101"}, 0, "[20240101]", 1},
         {VR_AT, "7fe00010", {.replacement = "(7fe0,0010)"}, 0, "[(7fe0,0010)]", 1},
-        {VR_AT, "7fe00010", {}, UTIL_STRING_LENGTH, "", 1},
         {VR_LO, "a\nb", {.result = 1}, 0, "[a|b]", 0},
         {VR_SL, "x", {}, ELEM_ILLEGAL_CHAR, "", 0},
-        {VR_LT, "fine", {.result = 1}, 0, "[fine]", 0},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.text);
@@ -193,24 +151,14 @@ TEST(AddText, CallbackDecidesAboutDoubtfulTexts) {
 }
 // clang-format on
 
-TEST(AddText, OfBytesEndsAtTheFirstNul) {
-    const auto e = elemOf(VR_UI);
-    EXPECT_EQ(orvkit::ElemAccess::addText(*e, std::string_view("1.2\0x\\3", 7), ELEM_INDEX_APPEND), 0);
-    EXPECT_EQ(orvkit::ElemAccess::addText(*e, std::string_view(), ELEM_INDEX_APPEND), 0);
-    EXPECT_EQ(stored(*e), "[1.2][]");
-}
-
 TEST(AddText, TakesLinearTimeForManyPiecesAndEscapes) {
-    const std::size_t count = 600'000;
-    const auto run = [](DICT_VR vr, const std::string& text) {
-        const auto e = elemOf(vr);
+    const auto seconds = [](const std::string& text) {
         const auto start = std::chrono::steady_clock::now();
-        EXPECT_EQ(e->addValue(text.c_str()), 0);
-        EXPECT_GT(e->getValueCount(), 1000);
+        EXPECT_EQ(elemOf(VR_PN)->addValue(text.c_str()), 0);
         return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     };
-    EXPECT_LT(run(VR_LO, std::string(count, '\\')), 5.0);
-    EXPECT_LT(run(VR_LO, repeat(esc + "\\" + esc + "\\", count / 4)), 5.0);
-    EXPECT_LT(run(VR_PN, repeat("a" + esc + "$B\\" + esc + "(B\\", count / 10)), 5.0);
-    EXPECT_LT(run(VR_IS, repeat("1\\", count / 2)), 5.0);
+    std::string names;
+    for (int i = 0; i < 60'000; ++i) names += "a" + esc + "$B\\" + esc + "(B\\";
+    EXPECT_LT(seconds(names), 5.0);
+    EXPECT_LT(seconds(std::string(600'000, '\\')), 5.0);
 }

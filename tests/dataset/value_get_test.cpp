@@ -1,7 +1,6 @@
 // Reading values: the index rules, conversions, and texts that do not fit.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <cstring>
 
 #include "orvkit/result.h"
@@ -42,12 +41,9 @@ TEST(GetValue, NextVisitsEveryValueAndThenIndexZeroFollows) {
             LOG_VALIDATION, "DcElem::getValue",
             anyElement + "index (=" + std::to_string(index) + ") out of range, value count = 3"));
     }
-    const auto empty = elemOf(VR_IS);
-    EXPECT_EQ(empty->getValue(v, -1), ELEM_EMPTY_VALUE);
-    EXPECT_EQ(log.take(), LogLines{});
 }
 
-TEST(GetValue, RefusedReadsLeaveTheCounter) {
+TEST(GetValue, TextsAreCutToldAndTrimmed) {
     CaptureLog log;
     const auto e = holding(VR_LO, "ABCDEF\\GH");
     char buffer[8];
@@ -55,23 +51,15 @@ TEST(GetValue, RefusedReadsLeaveTheCounter) {
     EXPECT_STREQ(buffer, "ABCD");
     EXPECT_TRUE(
         log.tookOnly(LOG_VALIDATION, "DcElem::getValue", anyElement + "buffer too short, value truncated"));
-    EXPECT_EQ(e->getValue(buffer, 6, ELEM_INDEX_NEXT), 0);
-    EXPECT_STREQ(buffer, "ABCDEF");
-    EXPECT_EQ(e->getValue(buffer, 2, ELEM_INDEX_NEXT), 0);
-    EXPECT_STREQ(buffer, "GH");
-}
-
-TEST(GetValue, TextsAreTrimmedAfterCutting) {
-    const auto e = holding(VR_LT, "  ab cd");
-    char buffer[8];
-    CaptureLog log;
-    EXPECT_EQ(e->getValue(buffer, 7), 0);
-    EXPECT_STREQ(buffer, "ab cd");
-    EXPECT_EQ(e->getValue(buffer, 5), ELEM_TRUNCATED);
-    EXPECT_STREQ(buffer, "ab");
-    EXPECT_EQ(e->getValue(buffer, 0), ELEM_TRUNCATED);
-    EXPECT_STREQ(buffer, "");
-    EXPECT_EQ(e->getValue(buffer, -5), ELEM_TRUNCATED);
+    for (const char* next : {"ABCDEF", "GH"}) {  // the refused read left the counter
+        EXPECT_EQ(e->getValue(buffer, 6, ELEM_INDEX_NEXT), 0);
+        EXPECT_STREQ(buffer, next);
+    }
+    const auto blanks = holding(VR_LT, "  ab cd");
+    for (const int length : {7, 5, 0, -5}) {
+        EXPECT_EQ(blanks->getValue(buffer, length), length == 7 ? 0 : ELEM_TRUNCATED);
+        EXPECT_STREQ(buffer, length == 7 ? "ab cd" : length == 5 ? "ab" : "");
+    }
     log.clear();
     EXPECT_EQ(e->getValue(nullptr, 7), ELEM_NULL_ARGUMENT);
     EXPECT_TRUE(log.tookOnly(LOG_NOTICE, "DcElem::getValue", "Null argument passed"));
@@ -85,14 +73,9 @@ TEST(GetValue, NumbersAsTextNeedTheirRoom) {
         const char* shown;
     };
     const Row rows[] = {
-        {VR_AT, "(7FE0,0010)", 12, "(7fe0,0010)"},
-        {VR_FL, "0.1", 16, "0.1"},
-        {VR_FD, "-1234567.5", 16, "-1.23457e+06"},
-        {VR_SL, "-2147483648", 12, "-2147483648"},
-        {VR_SS, "-5", 12, "-5"},
-        {VR_XS, "-5", 12, "-5"},
+        {VR_AT, "(7FE0,0010)", 12, "(7fe0,0010)"}, {VR_FD, "-1234567.5", 16, "-1.23457e+06"},
+        {VR_SL, "-2147483648", 12, "-2147483648"}, {VR_XS, "-5", 12, "-5"},
         {VR_UL, "4294967295", 12, "-1"},
-        {VR_US, "65535", 12, "65535"},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.text);
@@ -109,35 +92,15 @@ TEST(GetValue, NumbersAsTextNeedTheirRoom) {
 TEST(GetValue, NumbersFollowTheLibrarysConversions) {
     short s = 0;
     unsigned int u = 0;
-    float f = 0;
     double d = 0;
     EXPECT_EQ(holding(VR_IS, "70000")->getValue(s), 0);
     EXPECT_EQ(s, 4464);
-    EXPECT_EQ(holding(VR_US, "65535")->getValue(s), 0);
-    EXPECT_EQ(s, -1);
     EXPECT_EQ(holding(VR_SS, "-1")->getValue(u), 0);
     EXPECT_EQ(u, 0xFFFFFFFFu);
     EXPECT_EQ(holding(VR_IS, "")->getValue(u), 0);
     EXPECT_EQ(u, 0u);
     EXPECT_EQ(holding(VR_UL, "4294967295")->getValue(d), 0);
     EXPECT_EQ(d, 4294967295.0);
-    EXPECT_EQ(holding(VR_DS, "1.5.7")->getValue(f), 0);
-    EXPECT_EQ(f, 1.5f);
-    EXPECT_EQ(holding(VR_DS, "-1e400")->getValue(d), 0);
-    EXPECT_EQ(d, -HUGE_VAL);
-    EXPECT_EQ(holding(VR_IS, "-12")->getValue(d), 0);
-    EXPECT_EQ(d, -12);
-}
-
-TEST(GetValue, ANumberBeyondItsVrsLimitIsCutAndTold) {
-    const ExceptionLevel level(0);
-    CaptureLog log;
-    const auto e = holding(VR_DS, "3.14159265358979323846");
-    double d = 0;
-    EXPECT_EQ(e->getValue(d), ELEM_TRUNCATED);
-    EXPECT_EQ(d, 3.14159265358979);
-    EXPECT_TRUE(
-        log.tookOnly(LOG_VALIDATION, "DcElem::getValue", anyElement + "buffer too short, value truncated"));
 }
 
 TEST(GetValue, RecordsAreResetAndFilled) {
@@ -151,8 +114,7 @@ TEST(GetValue, RecordsAreResetAndFilled) {
     EXPECT_EQ(date.startDate, -1);
     DcElemValueAT tag;
     EXPECT_EQ(holding(VR_AT, "(7fe0,0010)")->getValue(tag), 0);
-    EXPECT_EQ(tag.group, 0x7fe0);
-    EXPECT_EQ(tag.element, 0x0010);
+    EXPECT_EQ(tag.group << 16 | tag.element, 0x7fe00010);
     DICT_UID uid = UID_NONE;
     EXPECT_EQ(holding(VR_UI, "1.2.3.4")->getValue(uid), ELEM_VALUE_REFUSED);
 }

@@ -105,48 +105,15 @@ int getNumber(DcElem& e, std::string& text) {
     return code;
 }
 
+// Records are read here only to see whether they are given.
 template <typename Value>
-int getRecord(DcElem& e, std::string& text, std::function<std::string(const Value&)> show) {
+int getRecord(DcElem& e, std::string& text) {
     Value v;
-    const int code = e.getValue(v);
-    text = show(v);
-    return code;
-}
-
-template <typename Value>
-auto gets(std::string (*show)(const Value&)) {
-    return [show](DcElem& e, std::string& text) { return getRecord<Value>(e, text, show); };
-}
-
-std::string show(const DcElemValueAS& v) {
-    return std::to_string(v.age) + v.unit;
-}
-std::string show(const DcElemValueAT& v) {
-    return std::to_string(v.group) + "," + std::to_string(v.element);
-}
-std::string show(const DcElemValueDA& v) {
-    return std::to_string(v.year) + "-" + std::to_string(v.day);
-}
-std::string show(const DcElemValueDT& v) {
-    return std::to_string(v.month) + " " + v.text;
-}
-std::string show(const DcElemValuePN& v) {
-    return v.family;
-}
-std::string show(const DcElemValueTM& v) {
-    return std::to_string(v.hour) + ":" + std::to_string(v.minute);
-}
-std::string show(const DcBuf& v) {
-    return std::to_string(v.getLen());
+    text = "given";
+    return e.getValue(v);
 }
 
 std::vector<GetColumn> getColumns() {
-    const auto getUid = [](DcElem& e, std::string& text) {
-        DICT_UID v = UID_NONE;
-        const int code = e.getValue(v);
-        text = std::to_string(v);
-        return code;
-    };
     const auto getText = [](DcElem& e, std::string& text) {
         char buffer[65];
         const int code = e.getValue(buffer, 64);
@@ -160,14 +127,14 @@ std::vector<GetColumn> getColumns() {
         {"32 bit unsigned int", "AT UL IS SL XL SS XS US", getNumber<unsigned int>, "3"},
         {"float", "FL DS IS FD SL XL SS XS UL US", getNumber<float>, "3"},
         {"double", "FD DS IS FL SL XL SS XS UL US", getNumber<double>, "3"},
-        {"DICT_UID", "UI", getUid, "173"},
-        {"DcElemValueAS", "AS", gets<DcElemValueAS>(show), "3Y"},
-        {"DcElemValueAT", "AT", gets<DcElemValueAT>(show), "0,3"},
-        {"DcElemValueDA", "DA", gets<DcElemValueDA>(show), "2024-3"},
-        {"DcElemValueDT", "DT", gets<DcElemValueDT>(show), "2 20240203"},
-        {"DcElemValuePN", "PN", gets<DcElemValuePN>(show), "3"},
-        {"DcElemValueTM", "TM", gets<DcElemValueTM>(show), "10:30"},
-        {"raw buffer", "OB OF OW UN UT OX ??", gets<DcBuf>(show), "4"},
+        {"DICT_UID", "UI", getNumber<DICT_UID>, "173"},
+        {"DcElemValueAS", "AS", getRecord<DcElemValueAS>, "given"},
+        {"DcElemValueAT", "AT", getRecord<DcElemValueAT>, "given"},
+        {"DcElemValueDA", "DA", getRecord<DcElemValueDA>, "given"},
+        {"DcElemValueDT", "DT", getRecord<DcElemValueDT>, "given"},
+        {"DcElemValuePN", "PN", getRecord<DcElemValuePN>, "given"},
+        {"DcElemValueTM", "TM", getRecord<DcElemValueTM>, "given"},
+        {"raw buffer", "OB OF OW UN UT OX ??", getRecord<DcBuf>, "given"},
         {"string", "AE AS CS DA DS DT IS LO LT PN SH ST TM UI AT FL FD SL SS XL XS UL US UT", getText,
          nullptr},
     };
@@ -187,6 +154,20 @@ std::unique_ptr<DcElem> filled(const std::string& vr) {
     }
     EXPECT_EQ(code, 0) << vr;
     return e;
+}
+
+// A read that delivers nothing: silently from an element without values, but raw buffers are a matter of the
+// VR first.
+void expectNothing(int code, CaptureLog& log, DcElem& e, const std::string& vr, const GetColumn& column) {
+    const bool raw = column.type == std::string("raw buffer");
+    if (raw ? lists(column.accepted, vr) : orvkit::ElemAccess::store(e).count == 0) {
+        EXPECT_EQ(code, ELEM_EMPTY_VALUE);
+        EXPECT_EQ(log.take(), LogLines{});
+    } else {
+        EXPECT_EQ(code, ELEM_VR_SIZE);
+        EXPECT_TRUE(log.tookOnly(LOG_VALIDATION, "DcElem::getValue",
+                                 anyElement + "VR=" + nameOf(vr) + ", cannot get value as " + column.type));
+    }
 }
 
 }  // namespace
@@ -230,11 +211,10 @@ TEST(ValueTable, GetValueGivesOrRefusesEveryTypeOfEveryVr) {
                 EXPECT_EQ(text, column.shown != nullptr ? column.shown : sample);
                 EXPECT_EQ(log.take(), LogLines{});
             } else {
-                EXPECT_EQ(code, ELEM_VR_SIZE);
-                EXPECT_TRUE(
-                    log.tookOnly(LOG_VALIDATION, "DcElem::getValue",
-                                 anyElement + "VR=" + nameOf(vr) + ", cannot get value as " + column.type));
+                expectNothing(code, log, *e, vr, column);
             }
+            e->deleteAllValues();
+            expectNothing(column.get(*e, text), log, *e, vr, column);
         }
     }
 }

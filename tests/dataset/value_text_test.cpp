@@ -70,34 +70,22 @@ TEST(ParseText, Dates) {
         {"2024.02.29", 0, "2024 2 29"},
         {" \t20240229 and more", 0, "2024 2 29"},
         {"19000229", 0, "1900 2 29"},
-        {"00000101", 0, "0 1 1"},
         {" ", ELEM_EMPTY_VALUE},
         {"20230229", UTIL_MALFORMED, "", "invalid day 29 in string '20230229'"},
-        {"20240431", UTIL_MALFORMED, "", "invalid day 31 in string '20240431'"},
-        {"20240400", UTIL_MALFORMED, "", "invalid day 0 in string '20240400'"},
         {"20241301", UTIL_MALFORMED, "", "invalid month 13 in string '20241301'"},
-        {"2024.1.1", UTIL_MALFORMED, "", "short string '2024.1.1', should be 8 digits"},
         {"2024.01.01.", UTIL_MALFORMED, "", "unexpected occurence of '.' in string '2024.01.01.'"},
-        {"2024x101", UTIL_MALFORMED, "", "non numeric char 'x' in string '2024x101'"},
     });
 }
 
 TEST(ParseText, Times) {
     const std::string kept(34, '0');
     expectAll("utilStrgToHMS", timeParts, {
-        {"10", 0, "10 0 0"},
-        {"1030", 0, "10 30 0"},
         {"10:30:15.25", 0, "10 30 15.25"},
-        {"103015.5", 0, "10 30 15.5"},
         {"1030.5", 0, "10 30 0.5"},
         {"", ELEM_EMPTY_VALUE},
         {"1:0:3:0", UTIL_MALFORMED, "", "unexpected occurence of ':' in string '1:0:3:0'"},
-        {"103", UTIL_MALFORMED, "", "invalid HHMMSS part in string '103', should be 2, 4 or 6 chars"},
-        {"::", UTIL_MALFORMED, "", "invalid HHMMSS part in string '::', should be 2, 4 or 6 chars"},
         {kept + "123", UTIL_MALFORMED, "", "invalid HHMMSS part in string '" + kept + "', should be 2, 4 or 6 chars"},
-        {"10 3", UTIL_MALFORMED, "", "non numeric char ' ' in string '10 3'"},
         {"2400", UTIL_MALFORMED, "", "invalid hour value in string '2400'", "utilStrgToValue"},
-        {"2360", UTIL_MALFORMED, "", "invalid minute value in string '2360'", "utilStrgToValue"},
         {"235960", UTIL_MALFORMED, "", "invalid second value in string '235960'", "utilStrgToValue"},
     });
 }
@@ -108,30 +96,22 @@ TEST(ParseText, AgesAndTags) {
         {" 006M and more", 0, "6M"},
         {"45Y", UTIL_MALFORMED, "", "'45Y' incorrect AS string length, must be 4 bytes"},
         {"045y", UTIL_MALFORMED, "", "invalid string 045y"},
-        {"-45Y", UTIL_MALFORMED, "", "invalid string -45Y"},
-        {"0450", UTIL_MALFORMED, "", "invalid string 0450"},
     });
     expectAll("utilStrgToValue", records<DcElemValueAT>([](auto& out, auto& v) { out << v.group << ' ' << v.element; }), {
         {"(7FE0,00aF)", 0, "32736 175"},
-        {"(7fe0,0010) ", UTIL_STRING_LENGTH, "", "(7fe0,0010)  incorrect string length, should be 11 bytes"},
         {"(7fe0.0010)", UTIL_MALFORMED, "", "invalid string '(7fe0.0010)', expecting (gggg,eeee)"},
-        {"(7fg0,0010)", UTIL_MALFORMED, "", "invalid string '(7fg0,0010)', expecting (gggg,eeee)"},
     });
 }
 
 TEST(ParseText, RangesOfDatesAndTimes) {
     expectAll("utilStrgToYMD", records<DcElemValueDA>([](auto& out, auto& v) { out << v.day << ' ' << v.startDate << ' ' << v.endDate; }), {
-        {"20240102", 0, "2 -1 -1"},
         {"20240101-20241231", 0, "0 20240101 20241231"},
         {"20240101- ", 0, "0 20240101 -1"},  // as padded in a stream
         {"- 2024.01.02", 0, "0 -1 20240102"},
-        {"-", 0, "0 -1 -1"},
         {"20240101-x", UTIL_MALFORMED, "", "short string 'x', should be 8 digits"},
     });
     expectAll("utilStrgToHMS", records<DcElemValueTM>([](auto& out, auto& v) { out << v.minute << ' ' << v.startTime << ' ' << v.endTime; }), {
-        {"1030", 0, "30 -1 -1"},
         {"0930-093015.5", 0, "0 93000 93015.5"},
-        {"-10", 0, "0 -1 100000"},
         {"09-25", UTIL_MALFORMED, "", "invalid hour value in string '25'", "utilStrgToValue"},
     });
     CaptureLog log;
@@ -144,8 +124,6 @@ TEST(ParseText, RangesOfDatesAndTimes) {
 TEST(ParseText, DateTimes) {
     const auto shown = [](auto& out, auto& v) { out << v.day << ' ' << v.hour << ':' << v.second << ' ' << v.offsetHour << ':' << v.offsetMinute << ' ' << v.text; };
     expectAll("utilStrgToHMS", records<DcElemValueDT>(shown), {
-        {"20240102", 0, "2 0:0 0:0 20240102"},
-        {"2024 0102 1030", 0, "2 10:0 0:0 202401021030"},
         {"20240102103015.123456-0530", 0, "2 10:15.1235 -5:30 20240102103015.123456-0530"},
         {"20240102103015.123456+05301", 0, "2 10:15.1235 5:30 20240102103015.123456+0530"},
         {"20240102+01", 0, "2 0:0 1:0 20240102+01"},
@@ -158,7 +136,6 @@ TEST(ParseText, DateTimes) {
 TEST(ParseText, Names) {
     const std::string esc = "\x1b";
     const std::string kanji = esc + "$B;3^=" + esc + "(B";  // two-byte characters with "^" and "=" among them
-    const std::string greek = esc + "-F\xc4";
     const std::string long70(70, 'n'), long64(64, 'n');
     const auto name = [](const char* text, std::ostream& out) {
         DcElemValuePN v;
@@ -168,13 +145,10 @@ TEST(ParseText, Names) {
         return code;
     };
     expectAll("utilStrgToValue", name, {
-        {"Doe^John^M^Dr^Jr", 0, "Doe|John|M|Dr|Jr|0"},
-        {"  Doe^^^^Jr^more^and^more", 0, "Doe||||Jr|0"},
+        {"  Doe^John^M^Dr^Jr^more^and^more", 0, "Doe|John|M|Dr|Jr|0"},
         {"Yamada^Tarou=" + kanji + "^" + kanji + "=", 0, "Yamada^Tarou|" + kanji + "^" + kanji + "||||1"},
         {kanji + "^" + kanji, 0, kanji + "|" + kanji + "||||0"},
-        {greek + "^" + greek, 0, greek + "|" + greek + "||||0"},
         {long70 + "^" + long70, 0, long64 + "|" + long64 + "||||0"},
-        {"A^" + esc, 0, "A|" + esc + "||||0"},
         {" ", ELEM_EMPTY_VALUE},
     });
 }
@@ -183,12 +157,10 @@ TEST(ParseText, Names) {
 TEST(ParseText, NullIsTold) {
     CaptureLog log;
     DcElemValuePN name;
-    int a = 0, b = 0, c = 0;
+    int a = 0, b = 0;
     double s = 0;
     EXPECT_EQ(utilStrgToValue(nullptr, name), UTIL_NULL_ARGUMENT);
     EXPECT_TRUE(log.tookOnly(LOG_VALIDATION, "utilStrgToValue", "Null argument passed"));
     EXPECT_EQ(utilStrgToHMS(nullptr, a, b, s, 8, 0x30), UTIL_NULL_ARGUMENT);
     EXPECT_TRUE(log.tookOnly(LOG_VALIDATION, "utilStrgToHMS", "Null argument passed"));
-    EXPECT_EQ(utilStrgToYMD(nullptr, a, b, c, 8, 0x30), UTIL_NULL_ARGUMENT);
-    EXPECT_TRUE(log.tookOnly(LOG_VALIDATION, "utilStrgToYMD", "Null argument passed"));
 }

@@ -6,7 +6,6 @@
 #include <string>
 #include <thread>
 #include <utility>
-#include <vector>
 
 #include "foundation/exception_level.h"
 #include "foundation/fail.h"
@@ -110,20 +109,16 @@ TEST_F(LogFile, KeepsLongTextsWhole) {
 }
 
 TEST_F(LogFile, WritesWholeLinesFromSeveralThreads) {
-    std::vector<std::thread> threads;
-    for (char c : {'a', 'b', 'c', 'd'}) {
-        threads.emplace_back([c] {
-            const std::string message(300, c);
-            for (int i = 0; i < 100; ++i) logReport(LOG_ERROR, "t", "%s", message.c_str());
-        });
-    }
-    for (std::thread& thread : threads) thread.join();
+    const auto work = [](char c) {
+        for (int i = 0; i < 100; ++i) logReport(LOG_ERROR, nullptr, "%s", std::string(300, c).c_str());
+    };
+    std::thread other(work, 'a');
+    work('b');
+    other.join();
     const std::string all = text();
-    EXPECT_EQ(all.size(), 400 * (std::string("<t> \n").size() + 300));
-    EXPECT_TRUE(std::regex_match(all.substr(0, 305), std::regex("<t> (.)\\1{299}\n")));
-    for (std::size_t at = 4; at < all.size(); at += 305) {
+    EXPECT_EQ(all.size(), 200u * 301);
+    for (std::size_t at = 0; at < all.size(); at += 301)
         EXPECT_EQ(all.find_first_not_of(all[at], at), at + 300);
-    }
 }
 
 TEST(ValueExceptionLevel, StartsOn) {

@@ -74,30 +74,24 @@ TEST(PackedTime, GoesBothWays) {
 
 TEST(CurrentTime, IsTheLocalTime) {
     DcElemValueDT both;
-    both.offsetHour = 5;
     DcElemValueDA date;
-    date.startDate = 20000101;
     DcElemValueTM time;
-    const std::time_t before = std::time(nullptr);
+    both.startDate = date.startDate = 20000101;
     utilGetCurrentTime(both);
     utilGetCurrentTime(date, time);
-    const std::time_t after = std::time(nullptr);
-    const auto seconds = [](int year, int month, int day, int hour, int minute, double second) {
-        std::tm t = {};
-        t.tm_year = year - 1900;
-        t.tm_mon = month - 1;
-        t.tm_mday = day;
-        t.tm_hour = hour;
-        t.tm_min = minute;
-        t.tm_sec = static_cast<int>(second);
-        t.tm_isdst = -1;
-        return std::mktime(&t);
-    };
-    const std::time_t first = seconds(both.year, both.month, both.day, both.hour, both.minute, both.second);
-    const std::time_t split = seconds(date.year, date.month, date.day, time.hour, time.minute, time.second);
-    EXPECT_TRUE(before <= first && first <= split && split <= after);
-    EXPECT_EQ(both.offsetHour, 0);
+    EXPECT_EQ(both.startDate, -1);
     EXPECT_EQ(date.startDate, -1);
+    std::tm local = {};
+    local.tm_year = both.year - 1900;
+    local.tm_mon = both.month - 1;
+    local.tm_mday = both.day;
+    local.tm_hour = time.hour;
+    local.tm_min = time.minute;
+    local.tm_sec = static_cast<int>(time.second);
+    local.tm_isdst = -1;
+    EXPECT_NEAR(std::difftime(std::time(nullptr), std::mktime(&local)), 0, 60);
+    EXPECT_NEAR(both.hour * 3600 + both.minute * 60 + both.second,
+                time.hour * 3600 + time.minute * 60 + time.second, 60);
 }
 
 TEST(RemoveSpace, StripsWhatTheModeAsksFor) {

@@ -180,8 +180,7 @@ TEST(ReadFile, WhatIsNoReadableRegularFileIsRefusedAtOnce) {
     EXPECT_EQ(log.lines().size(), 3u);
 }
 
-// ---- up to Pixel Data
-// ------------------------------------------------------------------------------------------
+// ---- up to Pixel Data -----------------------------------------------------------------------------------
 
 TEST(ReadNonPixel, TellsWhereNativePixelsLie) {
     const TempDir temp;
@@ -253,18 +252,17 @@ TEST(ReadNonPixel, WhatIsCutIsToldAndTheHeaderIsThere) {
     EXPECT_EQ(header.offset, -1);
 }
 
-TEST(ReadNonPixel, HeadersOfEveryLengthAreReadAsTheyAre) {
+TEST(ReadNonPixel, HeadersLongerThanTheFirstReadAreReadOn) {
     const TempDir temp;
-    for (const std::size_t size : {32000u, 32400u, 32768u, 40000u, 70000u, 1000000u, 5000000u}) {
+    for (const std::size_t size : {32400u, 70000u, 5000000u}) {
         Stream data;
-        data.elem(0x00091010, "OB", std::string(size, 'x')).elem(0x00100010, "PN", "Doe^Jane");
-        for (unsigned int i = 0; i < 5000; ++i)
-            data.elem(0x00111000 + i, "LO", "value " + std::to_string(i % 10) + " ");
+        data.elem(0x00091010, "OB", std::string(size, 'x'));
+        for (unsigned int i = 0; i < 5000; ++i) data.elem(0x00111000 + i, "LO", "a value ");
         data.elem(kPixels, "OW", std::string(200000, 'p'));
         Read file(makeFile(temp, "file", part10(kExplicit, data).bytes()), true);
         EXPECT_EQ(file.result, RESULT_OK);
         EXPECT_EQ(file.length, 200000);
-        EXPECT_EQ(file.dataset.count(), 5002) << size;
+        EXPECT_EQ(file.dataset.count(), 5001) << size;
     }
 }
 

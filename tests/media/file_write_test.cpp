@@ -275,8 +275,7 @@ TEST(WriteFile, ValuesOnDiskAreCopiedForOtherElementsAndRefusedInItems) {
                              "Element (7fe0,0010) - disk based raw buffers cannot be written in a sequence"));
 }
 
-// ---- in memory
-// -------------------------------------------------------------------------------------------------
+// ---- in memory ------------------------------------------------------------------------------------------
 
 TEST(WriteMemory, BuildsTheImageOfADataSetWithItsMetaGroup) {
     DcDirMetaInfo meta = metaFor(kBig);

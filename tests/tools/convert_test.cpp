@@ -123,6 +123,11 @@ TEST_F(ConvertTest, RefusalsNameTheReasonAndWriteNothing) {
         for (const char* to : {"implicit", "big", "lzw"}) expectRefused("cut", to, "cut: ");
     }
 
+    std::string twice = contentOf(dir / "in");
+    twice.replace(twice.find(std::string("\x10\0\x20\0LO", 6)), 6, std::string("\x10\0\x10\0LO", 6));
+    std::ofstream(dir / "twice", std::ios::binary) << twice;
+    for (const char* to : {"implicit", "big", "lzw"}) expectRefused("twice", to, "an element twice");
+
     DcElemList jpeg;
     unsigned char fragments[] = {0xFE, 0xFF, 0x00, 0xE0, 0, 0, 0, 0,    0xFE,
                                  0xFF, 0x00, 0xE0, 2,    0, 0, 0, 0xFF, 0xD8};

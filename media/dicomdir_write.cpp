@@ -1,0 +1,207 @@
+// Writing a DICOMDIR: header, records, and the replacement of the file.
+#include <chrono>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <random>
+
+#include "foundation/bytes.h"
+#include "foundation/fail.h"
+#include "media/dicomdir_header.h"
+#include "media/dir_rec.h"
+#include "media/meta_info.h"
+#include "platform/file.h"
+
+using orvkit::ByteOrder;
+using orvkit::ByteWriter;
+using orvkit::DirRecAccess;
+using orvkit::fail;
+
+namespace {
+
+constexpr const char* kReporter = "DcDirDicomDir::write";
+constexpr unsigned int kSequenceHeader = 12;
+constexpr unsigned int kMostOfHeader = 512;  // the elements of group 0004 in front of the records
+
+void putHeader(ByteWriter& w, unsigned int tag, const char* vr, std::size_t length) {
+    w.u16(static_cast<std::uint16_t>(tag >> 16));
+    w.u16(static_cast<std::uint16_t>(tag & 0xFFFF));
+    w.bytes(vr, 2);
+    w.u16(static_cast<std::uint16_t>(length));
+}
+
+void putText(ByteWriter& w, unsigned int tag, std::string text) {
+    if (text.size() % 2 != 0) text += ' ';
+    putHeader(w, tag, "CS", text.size());
+    w.bytes(text.data(), text.size());
+}
+
+void putOffset(ByteWriter& w, unsigned int tag, unsigned int offset) {
+    putHeader(w, tag, "UL", 4);
+    w.u32(offset);
+}
+
+std::string joined(const char (&components)[8][13]) {
+    std::string text;
+    for (const auto& component : components) {
+        if (component[0] == '\0') continue;
+        if (!text.empty()) text += '\\';
+        text += component;
+    }
+    return text;
+}
+
+// What is kept of other software behind the records.
+unsigned int sizeOfTail(const DcElemList& elems) {
+    unsigned int size = 0;
+    (void)elems.getBufSize(size, TAG_LIST_END);
+    return elems.first() != nullptr ? size : 0;
+}
+
+void fillMetaGroup(const DcDirMetaInfo& from, DcElemList& group) {
+    DcDirMetaInfo meta(from);
+    meta.transferSyntax = UID_LITTLE_ENDIAN_EXPLICIT;
+    if (meta.sopInstanceUid[0] == '\0') Dict.genUid(meta.sopInstanceUid);
+    const bool named = meta.implVersionName[0] != '\0';
+    (void)dirCheckMetaInfo(meta);
+    if (!named) meta.implVersionName[0] = '\0';
+    (void)dirFileMetaInfoToElemList(meta, group);
+}
+
+int failLimit() {
+    return fail(DIR_FILE_SIZE, LOG_ERROR, kReporter, "File size exceeds limit of %g Mbytes",
+                orvkit::megabytes(orvkit::maxFileSize()));
+}
+
+// Another name in the same folder, which no other writer has.
+std::string temporaryName(const std::string& path) {
+    static std::mt19937_64 random([] {
+        std::random_device device;
+        return device() ^ static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count());
+    }());
+    char suffix[24];
+    std::snprintf(suffix, sizeof suffix, ".%08llx", static_cast<unsigned long long>(random() & 0xFFFFFFFF));
+    return path + suffix;
+}
+
+// After a crash the old file or the new one is there.
+int replaceFile(const std::string& path, std::span<const unsigned char> bytes) {
+    namespace platform = orvkit::platform;
+    std::string temporary;
+    platform::FileHandle file;
+    for (int tries = 0; tries < 16 && !file; ++tries) {
+        temporary = temporaryName(path);
+        file = platform::createNew(temporary.c_str());
+    }
+    if (!file) return fail(DIR_OPEN, LOG_ERROR, kReporter, "Error opening file - '%s'", path.c_str());
+    const bool written =
+        platform::writeAll(file.get(), bytes.data(), bytes.size()) && platform::sync(file.get());
+    file.reset();
+    if (!written || !platform::rename(temporary.c_str(), path.c_str())) {
+        (void)platform::remove(temporary.c_str());
+        return fail(DIR_READ_WRITE, LOG_ERROR, kReporter, "Write error, disk may be full");
+    }
+    // The new file is in place; a system that cannot sync folders has done what it can.
+    (void)platform::syncEntry(path.c_str());
+    return RESULT_OK;
+}
+
+}  // namespace
+
+int DcDirDicomDir::frameHeader(unsigned char* buf, unsigned int& length, unsigned int first, unsigned int last) {
+    if (meta_.sopInstanceUid[0] == '\0') Dict.genUid(meta_.sopInstanceUid);
+    std::memcpy(buf, meta_.preamble, orvkit::kPreambleSize);
+    std::memcpy(buf + orvkit::kPreambleSize, "DICM", 4);
+    DcElemList group;
+    fillMetaGroup(meta_, group);
+    length = 0;
+    const int result = group.frame(buf + orvkit::kMetaOffset, length, UID_LITTLE_ENDIAN_EXPLICIT);
+    if (result != RESULT_OK) return result;
+    length += orvkit::kMetaOffset;
+
+    ByteWriter w({buf + length, kMostOfHeader}, ByteOrder::little);
+    putText(w, orvkit::kTagFilesetId, header_.filesetId);
+    const std::string descriptor = joined(header_.descriptorFileId);
+    if (!descriptor.empty()) putText(w, orvkit::kTagDescriptorFileId, descriptor);
+    if (header_.charset[0] != '\0') putText(w, orvkit::kTagDescriptorCharset, header_.charset);
+    putOffset(w, orvkit::kTagFirstRecord, first);
+    putOffset(w, orvkit::kTagLastRecord, last);
+    putHeader(w, orvkit::kTagConsistency, "US", 2);
+    w.u16(static_cast<std::uint16_t>(header_.consistencyFlag));
+    length += static_cast<unsigned int>(w.offset());
+    return RESULT_OK;
+}
+
+int DcDirDicomDir::frame(unsigned char* buf, unsigned int& length) {
+    length = 0;
+    if (buf == nullptr) {
+        return fail(DIR_NULL_ARGUMENT, LOG_VALIDATION, "DcDirDicomDir::frame", "Null argument passed");
+    }
+    const DcDirRec* last = children_.last();
+    while (last != nullptr && !DirRecAccess::isFramed(*last)) last = last->previous();
+    const DcDirRec* const first = orvkit::firstFramed(children_.first());
+    return frameHeader(buf, length, first != nullptr ? first->offset_ : 0, last != nullptr ? last->offset_ : 0);
+}
+
+int DcDirDicomDir::getBufSize(unsigned int& size, DIR_INCLUDE_CHILD include) const {
+    DcElemList group;
+    fillMetaGroup(meta_, group);
+    unsigned int groupSize = 0;
+    (void)group.getBufSize(groupSize, TAG_LIST_END);
+    unsigned long long total = orvkit::kMetaOffset + 0ull + groupSize + kMostOfHeader;
+    if (include != DIR_WITHOUT_CHILD) {
+        total += kSequenceHeader + sizeOfTail(elems_);
+        for (const DcDirRec* r = children_.first(); r != nullptr; r = r->next()) {
+            total += DirRecAccess::sizeOf(*r, DIR_WITH_CHILD);
+        }
+    }
+    size = total > 0xFFFFFFFF ? 0xFFFFFFFF : static_cast<unsigned int>(total);
+    return total > 0xFFFFFFFF ? DIR_FILE_SIZE : RESULT_OK;
+}
+
+int DcDirDicomDir::write(const char* rootPath) {
+    if (rootPath != nullptr) {
+        if (const int result = setRootPath(rootPath, kReporter); result != RESULT_OK) return result;
+    }
+    if (rootPath_[0] == '\0') return fail(DIR_NOT_PART10, LOG_ERROR, kReporter, "DICOMDIR root path not set");
+    unsigned int size = 0;
+    if (getBufSize(size, DIR_WITH_CHILD) != RESULT_OK) return failLimit();
+    if (size > static_cast<unsigned int>(orvkit::maxFileSize())) return failLimit();
+    const std::unique_ptr<unsigned char[]> buf(new (std::nothrow) unsigned char[size]);
+    if (buf == nullptr) {
+        return fail(ELEM_NO_MEMORY, LOG_ERROR, kReporter, "unable to allocated 0x%x (%d) bytes of memory", size,
+                    static_cast<int>(size));
+    }
+
+    // The length of the header does not depend on the offsets in it.
+    unsigned int header = 0;
+    if (const int result = frame(buf.get(), header); result != RESULT_OK) return result;
+    const unsigned int start = header + kSequenceHeader;
+    unsigned int at = start;
+    for (DcDirRec* r = children_.first(); r != nullptr; r = r->next()) {
+        unsigned int used = 0;
+        r->offset_ = at;
+        const int result = DirRecAccess::frameTree(*r, {buf.get() + at, size - at}, used, DIR_WITH_CHILD);
+        if (result != RESULT_OK) return result;
+        at += used;
+    }
+    // Every record has its place now.
+    for (orvkit::TreeWalk walk(*this); const DcDirRec* r = walk.next();) {
+        if (DirRecAccess::isFramed(*r)) {
+            DirRecAccess::patch(*r, buf.get() + r->offset_);
+        } else {
+            walk.skipChildren();
+        }
+    }
+    if (const int result = frame(buf.get(), header); result != RESULT_OK) return result;
+    ByteWriter w({buf.get() + header, kSequenceHeader}, ByteOrder::little);
+    putHeader(w, orvkit::kTagRecordSequence, "SQ", 0);
+    w.u32(at - start);
+    if (elems_.first() != nullptr) {
+        unsigned int used = 0;
+        const int result = elems_.frame(buf.get() + at, used, UID_LITTLE_ENDIAN_EXPLICIT);
+        if (result != RESULT_OK) return result;
+        at += used;
+    }
+    return replaceFile(orvkit::pathBelow(rootPath_, "DICOMDIR"), {buf.get(), at});
+}

@@ -1,0 +1,116 @@
+#include "media/part10_reader.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "foundation/fail.h"
+#include "media/meta_info.h"
+
+namespace orvkit {
+
+namespace {
+
+constexpr const char* kMetaReporter = "dirReadFileMetaInfo";
+constexpr std::size_t kFirstBytes = 136;  // preamble, "DICM" and the tag of the first element
+
+unsigned int groupAt(std::span<const unsigned char> b, std::size_t at, ByteOrder order) {
+    return b.size() >= at + 2 ? loadAt<std::uint16_t>(b.data() + at, order) : 0xFFFF;
+}
+
+bool hasVrAt(std::span<const unsigned char> b, std::size_t at) {
+    return b.size() >= at + 2 &&
+           DcDict::vrOfCode(static_cast<char>(b[at]), static_cast<char>(b[at + 1])) != 0;
+}
+
+// What the bytes of a file are that is no Part 10 file.
+const char* describe(std::span<const unsigned char> b) {
+    if (b.size() >= 132 && std::memcmp(b.data() + 128, "DICM", 4) == 0) {
+        return "no file meta information behind the preamble";
+    }
+    if (groupAt(b, 0, ByteOrder::little) == 2 && hasVrAt(b, 4)) {
+        return "file meta information without a preamble";
+    }
+    const unsigned int group = std::min(groupAt(b, 0, ByteOrder::little), groupAt(b, 0, ByteOrder::big));
+    const bool plausible = group >= 0x0004 && group <= 0x0028;
+    if (plausible && hasVrAt(b, 4)) return "a bare data set in explicit VR without file meta information";
+    if (plausible && b.size() >= 8 && loadAt<std::uint32_t>(b.data() + 4, ByteOrder::little) < 0x10000) {
+        return "a bare data set in implicit VR without file meta information";
+    }
+    return "no DICOM file";
+}
+
+int failMeta(std::uint64_t offset) {
+    return fail(DIR_READ_WRITE, LOG_ERROR, kMetaReporter, "Error reading fileMetaInfo at offset 0x%x",
+                static_cast<unsigned int>(offset));
+}
+
+// Walks the elements of group 0002; their group length is not asked. `end` receives where they stop.
+int walkMeta(ByteSource& source, std::uint64_t& end) {
+    RawWalker walker(source, kMetaOffset, source.size(), RawMode::explicitLittle());
+    RawHeader h;
+    while (true) {
+        const RawStep step = walker.peek(h);
+        end = walker.position();
+        if (step == RawStep::failed) return failMeta(end);
+        if (step == RawStep::end) {
+            const auto rest = source.at(end, 2);
+            const bool clean = rest.empty() || (rest.size() >= 2 && groupAt(rest, 0, ByteOrder::little) != 2);
+            return clean && !source.failed() ? RESULT_OK : failMeta(end);
+        }
+        if (h.tag >> 16 != 2) return RESULT_OK;
+        if (!walker.skip(h)) return failMeta(end);
+    }
+}
+
+// How the first element of a data set looks.
+DICT_UID guessSyntax(std::span<const unsigned char> b) {
+    if (!hasVrAt(b, 4)) return UID_LITTLE_ENDIAN_IMPLICIT;
+    return groupAt(b, 0, ByteOrder::big) < groupAt(b, 0, ByteOrder::little) ? UID_BIG_ENDIAN_EXPLICIT
+                                                                            : UID_LITTLE_ENDIAN_EXPLICIT;
+}
+
+}  // namespace
+
+int readMeta(Part10& p) {
+    p.meta.reset();
+    const auto first = p.source.at(0, kFirstBytes);
+    if (p.source.failed()) return failMeta(0);
+    if (first.size() < kFirstBytes || std::memcmp(first.data() + 128, "DICM", 4) != 0 ||
+        groupAt(first, kMetaOffset, ByteOrder::little) != 2) {
+        return fail(DIR_NOT_PART10, LOG_ERROR, kMetaReporter, "File '%s' is not a Part 10 file: %s", p.name(),
+                    describe(first));
+    }
+    std::memcpy(p.meta.preamble, first.data(), kPreambleSize);
+    if (const int result = walkMeta(p.source, p.end); result != RESULT_OK) return result;
+
+    const std::uint64_t size = p.end - kMetaOffset;
+    const auto bytes = p.source.at(kMetaOffset, static_cast<std::size_t>(size));
+    if (bytes.size() < size || size > 0xFFFFFFFF) return failMeta(kMetaOffset);
+    DcElemList group;
+    auto length = static_cast<unsigned int>(size);
+    const int parsed =
+        group.parse(const_cast<unsigned char*>(bytes.data()), length, UID_LITTLE_ENDIAN_EXPLICIT);
+    const int filled = dirElemListToFileMetaInfo(group, p.meta);
+    if (DcElem* e = nullptr; group.getElem(kTagMetaTransferSyntax, &e) == RESULT_OK) {
+        (void)e->getValue(p.syntaxText, static_cast<int>(sizeof p.syntaxText - 1), 0);
+    }
+    return parsed != RESULT_OK ? DIR_META_INFO : filled;
+}
+
+int settleSyntax(Part10& p, const char* reporter, DICT_UID& xferSyn) {
+    const auto first = p.source.at(p.end, 8);
+    xferSyn = p.meta.transferSyntax;
+    const DcDictUidInfo* info = Dict.findUid(xferSyn);
+    if (info == nullptr || info->type != UID_TYPE_XFER_SYN) {
+        xferSyn = guessSyntax(first);
+        logReport(LOG_NOTICE, reporter, "File '%s', Transfer Syntax UID '%s' is not known, read as %s",
+                  p.name(), p.syntaxText, uidText(xferSyn));
+    }
+    if (xferSyn == UID_DEFLATED_LITTLE_ENDIAN_EXPLICIT && !first.empty() && !hasVrAt(first, 4)) {
+        return fail(ELEM_XFER_SYNTAX, LOG_ERROR, reporter, "File '%s', the data set is deflated (%s)",
+                    p.name(), uidText(xferSyn));
+    }
+    return RESULT_OK;
+}
+
+}  // namespace orvkit

@@ -1,0 +1,33 @@
+// The parts of a Part 10 file in front of its data set (PS3.10 7.1).
+#ifndef ORVKIT_MEDIA_PART10_READER_H
+#define ORVKIT_MEDIA_PART10_READER_H
+
+#include <cstdint>
+
+#include "dataset/raw_walker.h"
+#include "orvkit/file.h"
+
+namespace orvkit {
+
+// A file, or a block of memory, on its way into a record and a data set.
+struct Part10 {
+    ByteSource& source;
+    const char* path;  // null for memory
+    DcDirMetaInfo& meta;
+    std::uint64_t end = 0;     // where the data set begins
+    char syntaxText[65] = "";  // the transfer syntax as the file names it
+
+    const char* name() const { return path != nullptr ? path : "(memory)"; }
+};
+
+// Reads preamble and meta information; every failure is logged under "dirReadFileMetaInfo". 22530, 22532,
+// 22539, 5671.
+int readMeta(Part10& p);
+
+// The syntax to read the data set in: that of the meta information, or, where it is not known, the one that
+// the first element looks like. 5637 (LOG_ERROR) for a deflated data set.
+int settleSyntax(Part10& p, const char* reporter, DICT_UID& xferSyn);
+
+}  // namespace orvkit
+
+#endif
