@@ -1,6 +1,6 @@
-// DICOMDIR: reading, making and writing file sets of many images, with what a record costs in memory. With two
-// arguments, a folder of Part 10 files with valid File IDs and a number, makes the DICOMDIR of that folder as
-// often: for comparison with other tools.
+// DICOMDIR: reading, making and writing file sets of many images, with what a record costs in memory. With
+// two arguments, a folder of Part 10 files with valid File IDs and a number, makes the DICOMDIR of that
+// folder as often: for comparison with other tools.
 #include <malloc.h>
 
 #include <algorithm>
@@ -21,19 +21,24 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::size_t heldBytes() { return ::mallinfo2().uordblks; }
+std::size_t heldBytes() {
+    return ::mallinfo2().uordblks;
+}
 
 double seconds(const std::function<void()>& work, int rounds) {
     double best = 1e9;
     for (int i = 0; i < rounds; ++i) {
         const auto start = std::chrono::steady_clock::now();
         work();
-        best = std::min(best, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+        best =
+            std::min(best, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
     }
     return best;
 }
 
-void addText(DcDirRec& r, unsigned int tag, const std::string& text) { r.add(new DcElem(tag, text.c_str())); }
+void addText(DcDirRec& r, unsigned int tag, const std::string& text) {
+    r.add(new DcElem(tag, text.c_str()));
+}
 
 // Patients of one study of one series of 100 images.
 void fill(DcDirDicomDir& set, int images) {
@@ -79,10 +84,11 @@ void run(const std::string& root, int images) {
             }
         },
         1);
-    std::printf("%8d images: make %7.1f ms  write %7.1f ms  read %7.1f ms  find all %6.1f ms  %4.0f bytes/record "
-                "(file %4.0f)\n",
-                images, make * 1e3, write * 1e3, read * 1e3, find * 1e3, static_cast<double>(memory) / records,
-                static_cast<double>(fs::file_size(root + "/DICOMDIR")) / records);
+    std::printf(
+        "%8d images: make %7.1f ms  write %7.1f ms  read %7.1f ms  find all %6.1f ms  %4.0f bytes/record "
+        "(file %4.0f)\n",
+        images, make * 1e3, write * 1e3, read * 1e3, find * 1e3, static_cast<double>(memory) / records,
+        static_cast<double>(fs::file_size(root + "/DICOMDIR")) / records);
 }
 
 // ---- the DICOMDIR of a folder -----------------------------------------------------------------------------

@@ -43,19 +43,6 @@ std::size_t countBelow(const DcDirRec& top) {
     return count;
 }
 
-// Without those that are left out when written.
-std::size_t countFramed(const DcDirRec& top) {
-    std::size_t dropped = 0;
-    for (const DcDirRec* r = top.first(); r != nullptr; r = r->next()) {
-        DIR_REC type;
-        DcDirRecInfo info;
-        r->getType(type);
-        r->getInfo(info);
-        if (type == DIR_REC_MRDR && info.numberOfReferences == 0) dropped += 1 + countBelow(*r);
-    }
-    return countBelow(top) - dropped;
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -72,8 +59,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (countBelow(copy) != countBelow(set)) std::abort();
     if (copy.write() != 0) return 0;
     if (set.read() != 0 || countBelow(set) > countBelow(copy)) std::abort();
-    // MRDRs may stand deeper in a damaged file, where the simple count does not see them.
-    if ((data[0] & 1) != 0 && countBelow(set) > countFramed(copy)) std::abort();
     (void)set.printNodeTree("/dev/null", "w");
     return 0;
 }

@@ -49,7 +49,9 @@ DcDirDicomDir& DcDirDicomDir::operator=(const DcDirDicomDir& other) {
     return *this;
 }
 
-DcDirDicomDir::~DcDirDicomDir() { delete index_; }
+DcDirDicomDir::~DcDirDicomDir() {
+    delete index_;
+}
 
 void DcDirDicomDir::setDefaults() {
     meta_.reset();
@@ -87,7 +89,8 @@ int DcDirDicomDir::initialize(const char* rootPath) {
     if (rest != 0 && rootPath_[rest - 1] == ':') {
         const std::string drive(rootPath_);
         rootPath_[0] = '\0';
-        return fail(DIR_NOT_PART10, LOG_ERROR, reporter, "Relative path - '%s' is not supported", drive.c_str());
+        return fail(DIR_NOT_PART10, LOG_ERROR, reporter, "Relative path - '%s' is not supported",
+                    drive.c_str());
     }
     return rootPath_[0] != '\0' ? read(nullptr) : RESULT_OK;
 }

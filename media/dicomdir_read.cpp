@@ -1,8 +1,8 @@
 // Reading a DICOMDIR: its header, and its records by their offsets.
 //
-// Which bytes are records is settled first, by one walk over the items of the Directory Record Sequence. A link
-// is good when it leads to the beginning of one of them that has no place in the tree yet; anything else ends
-// the chain that it stands in. So every record is read once at most, whatever the links say.
+// Which bytes are records is settled first, by one walk over the items of the Directory Record Sequence. A
+// link is good when it leads to the beginning of one of them that has no place in the tree yet; anything else
+// ends the chain that it stands in. So every record is read once at most, whatever the links say.
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -83,7 +83,9 @@ class DicomDirReader {
     void mendChain();
     void readMrdrs();
 
-    unsigned int u32(std::size_t at) const { return loadAt<std::uint32_t>(file_.data() + at, ByteOrder::little); }
+    unsigned int u32(std::size_t at) const {
+        return loadAt<std::uint32_t>(file_.data() + at, ByteOrder::little);
+    }
     bool isTag(std::size_t at, unsigned int element) const {
         return loadAt<std::uint16_t>(file_.data() + at, ByteOrder::little) == 0xFFFE &&
                loadAt<std::uint16_t>(file_.data() + at + 2, ByteOrder::little) == element;
@@ -103,7 +105,7 @@ class DicomDirReader {
     std::vector<Pending> pending_;
     std::size_t mayWalk_;  // elements: items made to overlap must not be walked again and again
     bool damaged_ = false;
-    int broken_ = 0;               // chains that ended before their end
+    int broken_ = 0;                // chains that ended before their end
     DcDirRec* brokenAt_ = nullptr;  // whose children the last of them are
 };
 
@@ -128,7 +130,8 @@ void DicomDirReader::readHeader(std::size_t end) {
     {
         const AcceptAll accept(header);
         auto length = static_cast<unsigned int>(end - dataset_);
-        (void)header.parse(const_cast<unsigned char*>(file_.data() + dataset_), length, UID_LITTLE_ENDIAN_EXPLICIT);
+        (void)header.parse(const_cast<unsigned char*>(file_.data() + dataset_), length,
+                           UID_LITTLE_ENDIAN_EXPLICIT);
     }
     for (const HeaderRule& rule : kHeaderRules) {
         DcElem* e = nullptr;
@@ -157,7 +160,8 @@ void DicomDirReader::readTail(std::size_t from) {
     if (from >= file_.size()) return;
     const AcceptAll accept(set_.elems_);
     auto length = static_cast<unsigned int>(file_.size() - from);
-    (void)set_.elems_.parse(const_cast<unsigned char*>(file_.data() + from), length, UID_LITTLE_ENDIAN_EXPLICIT);
+    (void)set_.elems_.parse(const_cast<unsigned char*>(file_.data() + from), length,
+                            UID_LITTLE_ENDIAN_EXPLICIT);
     // Only what may be written there again.
     while (DcElem* e = set_.elems_.first()) {
         if (ElemAccess::tag(*e) > kTagRecordSequence) break;
@@ -173,7 +177,8 @@ std::size_t DicomDirReader::resync(std::size_t from, std::size_t end) const {
     auto at = file_.begin() + static_cast<std::ptrdiff_t>(std::min(from, end));
     while ((at = std::search(at, stop, std::begin(kFirstElement), std::end(kFirstElement))) != stop) {
         const auto offset = static_cast<std::size_t>(at - file_.begin());
-        if (offset >= from + kItemHeader && std::equal(std::begin(kItemTag), std::end(kItemTag), at - kItemHeader)) {
+        if (offset >= from + kItemHeader &&
+            std::equal(std::begin(kItemTag), std::end(kItemTag), at - kItemHeader)) {
             return offset - kItemHeader;
         }
         ++at;
@@ -181,8 +186,8 @@ std::size_t DicomDirReader::resync(std::size_t from, std::size_t end) const {
     return end;
 }
 
-// Walks over the items; gives where the sequence ends. An item whose length leads astray ends where the next one
-// is found.
+// Walks over the items; gives where the sequence ends. An item whose length leads astray ends where the next
+// one is found.
 std::size_t DicomDirReader::findItems(std::size_t sequence) {
     if (file_.size() - sequence < 12) return file_.size();
     std::size_t pos = sequence + 12;
@@ -210,7 +215,8 @@ std::size_t DicomDirReader::findItems(std::size_t sequence) {
         } else {
             RawWalker walker(source, next, end, RawMode::explicitLittle());
             RawHeader h;
-            while (mayWalk_ > 0 && walker.peek(h) == RawStep::element && h.tag >> 16 != 0xFFFE && walker.skip(h)) {
+            while (mayWalk_ > 0 && walker.peek(h) == RawStep::element && h.tag >> 16 != 0xFFFE &&
+                   walker.skip(h)) {
                 --mayWalk_;
             }
             content = static_cast<std::size_t>(walker.position());
@@ -242,8 +248,8 @@ DicomDirReader::Item* DicomDirReader::follow(unsigned int offset) {
     }
     damaged_ = true;
     if (offset >= file_.size()) {
-        logReport(LOG_ERROR, "DcDirRec::parse", "Offset %d (0x%06x) exceeds buffer length %d (0x%06x)", shown, offset,
-                  static_cast<int>(file_.size()), static_cast<unsigned int>(file_.size()));
+        logReport(LOG_ERROR, "DcDirRec::parse", "Offset %d (0x%06x) exceeds buffer length %d (0x%06x)", shown,
+                  offset, static_cast<int>(file_.size()), static_cast<unsigned int>(file_.size()));
     } else {
         logReport(LOG_ERROR, kReporter, "Offset - %d (0x%06x), %s", shown, offset,
                   item != nullptr ? "the record has its place already" : "no record begins there");
@@ -323,7 +329,8 @@ void DicomDirReader::readMrdrs() {
             if (record == nullptr) continue;
             DirRecAccess::insert(set_, record);
         }
-        if (item->record == nullptr || set_.linkRecToMrdr(each.record, item->record) != RESULT_OK) damaged_ = true;
+        if (item->record == nullptr || set_.linkRecToMrdr(each.record, item->record) != RESULT_OK)
+            damaged_ = true;
     }
 }
 

@@ -1,5 +1,5 @@
 // Writing a DICOMDIR: header, records, and the replacement of the file.
-#include <chrono>
+#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -73,14 +73,11 @@ int failLimit() {
                 orvkit::megabytes(orvkit::maxFileSize()));
 }
 
-// Another name in the same folder, which no other writer has.
+// Another name in the same folder, which no other writer has. A writer that is killed leaves its file behind.
 std::string temporaryName(const std::string& path) {
-    static std::mt19937_64 random([] {
-        std::random_device device;
-        return device() ^ static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count());
-    }());
-    char suffix[24];
-    std::snprintf(suffix, sizeof suffix, ".%08llx", static_cast<unsigned long long>(random() & 0xFFFFFFFF));
+    std::random_device random;
+    char suffix[16];
+    std::snprintf(suffix, sizeof suffix, ".%08x", random());
     return path + suffix;
 }
 
@@ -108,7 +105,8 @@ int replaceFile(const std::string& path, std::span<const unsigned char> bytes) {
 
 }  // namespace
 
-int DcDirDicomDir::frameHeader(unsigned char* buf, unsigned int& length, unsigned int first, unsigned int last) {
+int DcDirDicomDir::frameHeader(unsigned char* buf, unsigned int& length, unsigned int first,
+                               unsigned int last) {
     if (meta_.sopInstanceUid[0] == '\0') Dict.genUid(meta_.sopInstanceUid);
     std::memcpy(buf, meta_.preamble, orvkit::kPreambleSize);
     std::memcpy(buf + orvkit::kPreambleSize, "DICM", 4);
@@ -140,7 +138,8 @@ int DcDirDicomDir::frame(unsigned char* buf, unsigned int& length) {
     const DcDirRec* last = children_.last();
     while (last != nullptr && !DirRecAccess::isFramed(*last)) last = last->previous();
     const DcDirRec* const first = orvkit::firstFramed(children_.first());
-    return frameHeader(buf, length, first != nullptr ? first->offset_ : 0, last != nullptr ? last->offset_ : 0);
+    return frameHeader(buf, length, first != nullptr ? first->offset_ : 0,
+                       last != nullptr ? last->offset_ : 0);
 }
 
 int DcDirDicomDir::getBufSize(unsigned int& size, DIR_INCLUDE_CHILD include) const {
@@ -169,8 +168,8 @@ int DcDirDicomDir::write(const char* rootPath) {
     if (size > static_cast<unsigned int>(orvkit::maxFileSize())) return failLimit();
     const std::unique_ptr<unsigned char[]> buf(new (std::nothrow) unsigned char[size]);
     if (buf == nullptr) {
-        return fail(ELEM_NO_MEMORY, LOG_ERROR, kReporter, "unable to allocated 0x%x (%d) bytes of memory", size,
-                    static_cast<int>(size));
+        return fail(ELEM_NO_MEMORY, LOG_ERROR, kReporter, "unable to allocated 0x%x (%d) bytes of memory",
+                    size, static_cast<int>(size));
     }
 
     // The length of the header does not depend on the offsets in it.

@@ -62,7 +62,8 @@ struct DirRecAccess {
     // Writes the record with the offsets known, or nothing.
     static int frameOne(DcDirRec& r, std::span<unsigned char> room, unsigned int& used);
     // The same for those below, at the offsets that follow.
-    static int frameTree(DcDirRec& r, std::span<unsigned char> room, unsigned int& used, DIR_INCLUDE_CHILD include);
+    static int frameTree(DcDirRec& r, std::span<unsigned char> room, unsigned int& used,
+                         DIR_INCLUDE_CHILD include);
     // Writes the offsets of other records into a framed one.
     static void patch(const DcDirRec& r, unsigned char* at);
     // Not of an MRDR without references.
@@ -96,7 +97,8 @@ class TreeWalk {
     bool skip_ = false;
 };
 
-// ---- File IDs -----------------------------------------------------------------------------------------------
+// ---- File IDs
+// -----------------------------------------------------------------------------------------------
 
 // The components with backslashes between; "" for none.
 std::string fileIdOf(const DcDirRec& r);

@@ -12,9 +12,13 @@
 namespace orvkit {
 namespace {
 
-int acceptAll(void*, unsigned int, DICT_VR, char*, char**) { return 0; }
+int acceptAll(void*, unsigned int, DICT_VR, char*, char**) {
+    return 0;
+}
 
-bool isFileIdChar(char c) { return (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_'; }
+bool isFileIdChar(char c) {
+    return (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
+}
 
 std::string_view trimmed(std::string_view text) {
     const auto first = text.find_first_not_of(' ');
@@ -26,7 +30,9 @@ std::string_view trimmed(std::string_view text) {
 
 // ---- elements ---------------------------------------------------------------------------------------------
 
-AcceptAll::AcceptAll(DcElemList& list) : list_(list) { (void)list.registerValueExceptionCB(nullptr, &acceptAll); }
+AcceptAll::AcceptAll(DcElemList& list) : list_(list) {
+    (void)list.registerValueExceptionCB(nullptr, &acceptAll);
+}
 
 AcceptAll::~AcceptAll() {
     DcElemList usual;
@@ -64,12 +70,15 @@ void setText(DcElemList& list, unsigned int tag, const std::string& text) {
     (void)list.add(e);
     (void)e->registerValueExceptionCB(nullptr, &acceptAll);
     (void)e->addValue(text.c_str(), ELEM_INDEX_APPEND);
-    (void)e->registerValueExceptionCB(ElemListAccess::exceptionContext(list), ElemListAccess::exceptionCB(list));
+    (void)e->registerValueExceptionCB(ElemListAccess::exceptionContext(list),
+                                      ElemListAccess::exceptionCB(list));
 }
 
 // ---- File IDs ---------------------------------------------------------------------------------------------
 
-std::string fileIdOf(const DcDirRec& r) { return textOf(DirRecAccess::elems(r), kTagRefFileId); }
+std::string fileIdOf(const DcDirRec& r) {
+    return textOf(DirRecAccess::elems(r), kTagRefFileId);
+}
 
 std::string normalFileId(const char* fileId) {
     std::string id(fileId != nullptr ? trimmed(fileId) : std::string_view());
@@ -86,7 +95,8 @@ int checkFileId(const char* fileId, const char* reporter) {
         const std::size_t end = std::min(id.find('\\', at), id.size());
         const std::string part = id.substr(at, end - at);
         if (part.size() > 8) {
-            return fail(DIR_FILE_ID, LOG_ERROR, reporter, "Record ID string '%s' exceeds 8 char limit", part.c_str());
+            return fail(DIR_FILE_ID, LOG_ERROR, reporter, "Record ID string '%s' exceeds 8 char limit",
+                        part.c_str());
         }
         const auto bad = std::find_if_not(part.begin(), part.end(), isFileIdChar);
         if (bad != part.end()) {
@@ -95,12 +105,14 @@ int checkFileId(const char* fileId, const char* reporter) {
         }
         // A separator where a component should begin: also of a path from the root of the file system.
         if (part.empty()) {
-            return fail(DIR_FILE_ID, LOG_ERROR, reporter, "Invalid character - '%c' in string '%s'", '\\', fileId);
+            return fail(DIR_FILE_ID, LOG_ERROR, reporter, "Invalid character - '%c' in string '%s'", '\\',
+                        fileId);
         }
         at = end + 1;
     }
     if (id.size() > DIR_FILE_ID_LIMIT) {
-        return fail(DIR_FILE_ID, LOG_ERROR, reporter, "File ID string exceeds %d char limit", DIR_FILE_ID_LIMIT);
+        return fail(DIR_FILE_ID, LOG_ERROR, reporter, "File ID string exceeds %d char limit",
+                    DIR_FILE_ID_LIMIT);
     }
     return RESULT_OK;
 }
@@ -109,7 +121,8 @@ bool staysBelowRoot(const std::string& id) {
     for (std::size_t at = 0; at <= id.size();) {
         const std::size_t end = std::min(id.find('\\', at), id.size());
         const std::string_view part(id.data() + at, end - at);
-        if (part.empty() || part == "." || part == ".." || part.find_first_of("/:") != std::string_view::npos) {
+        if (part.empty() || part == "." || part == ".." ||
+            part.find_first_of("/:") != std::string_view::npos) {
             return false;
         }
         at = end + 1;
@@ -188,7 +201,9 @@ void DirRecAccess::setRefFile(DcDirRec& r, const std::string& fileId, const std:
     if (index != nullptr) index->add(r);
 }
 
-void DirRecAccess::clearRefFile(DcDirRec& r) { setRefFile(r, "", "", "", ""); }
+void DirRecAccess::clearRefFile(DcDirRec& r) {
+    setRefFile(r, "", "", "", "");
+}
 
 namespace {
 
@@ -207,7 +222,8 @@ int readIdentity(const std::string& path, FileIdentity& identity) {
     if (!identity.sopClass.empty() && !identity.xferSyn.empty()) return RESULT_OK;
     const platform::FileHandle file = platform::openRead(path.c_str());
     std::vector<unsigned char> bytes(end - kMetaOffset);
-    if (!file || platform::readAt(file.get(), bytes.data(), bytes.size(), kMetaOffset) < 0) return DIR_READ_WRITE;
+    if (!file || platform::readAt(file.get(), bytes.data(), bytes.size(), kMetaOffset) < 0)
+        return DIR_READ_WRITE;
     DcElemList group;
     const AcceptAll accept(group);
     auto length = static_cast<unsigned int>(bytes.size());

@@ -25,7 +25,8 @@ constexpr unsigned int kMostOfRest = 64;
 // ---- reading ----------------------------------------------------------------------------------------------
 
 bool failRecord(unsigned int offset, const char* text) {
-    (void)fail(DIR_READ_WRITE, LOG_ERROR, kParse, "Offset - %d (0x%06x), %s", static_cast<int>(offset), offset, text);
+    (void)fail(DIR_READ_WRITE, LOG_ERROR, kParse, "Offset - %d (0x%06x), %s", static_cast<int>(offset),
+               offset, text);
     return false;
 }
 
@@ -142,8 +143,8 @@ bool checkFacts(const Facts& f, unsigned int offset, DIR_REC& type) {
 
 }  // namespace
 
-bool DirRecAccess::parse(DcDirRec& r, std::span<const unsigned char> file, std::size_t end, unsigned int offset,
-                         RecordLinks& links) {
+bool DirRecAccess::parse(DcDirRec& r, std::span<const unsigned char> file, std::size_t end,
+                         unsigned int offset, RecordLinks& links) {
     const auto content = file.subspan(offset + kItemHeader, end - offset - kItemHeader);
     const Facts f = scanGroup4(content, links);
     DIR_REC type = DIR_REC_UNKNOWN;
@@ -169,7 +170,9 @@ bool DirRecAccess::readLinks(std::span<const unsigned char> item, RecordLinks& l
 
 // ---- writing ----------------------------------------------------------------------------------------------
 
-bool DirRecAccess::isFramed(const DcDirRec& r) { return r.type_ != DIR_REC_MRDR || r.numberOfReferences() > 0; }
+bool DirRecAccess::isFramed(const DcDirRec& r) {
+    return r.type_ != DIR_REC_MRDR || r.numberOfReferences() > 0;
+}
 
 const DcDirRec* firstFramed(const DcDirRec* r) {
     while (r != nullptr && !DirRecAccess::isFramed(*r)) r = r->next();
@@ -178,7 +181,9 @@ const DcDirRec* firstFramed(const DcDirRec* r) {
 
 namespace {
 
-unsigned int offsetOf(const DcDirRec* r) { return r != nullptr ? DirRecAccess::offset(*r) : 0; }
+unsigned int offsetOf(const DcDirRec* r) {
+    return r != nullptr ? DirRecAccess::offset(*r) : 0;
+}
 
 void writeHeader(ByteWriter& w, unsigned int tag, const char* vr, std::size_t length) {
     w.u16(static_cast<std::uint16_t>(tag >> 16));
@@ -194,10 +199,12 @@ int DirRecAccess::frameOne(DcDirRec& r, std::span<unsigned char> room, unsigned 
     if (!isFramed(r)) return RESULT_OK;
     const auto shown = static_cast<int>(r.offset_);
     if (r.type_ == DIR_REC_UNKNOWN) {
-        logReport(LOG_NOTICE, kFrame, "Record of type UNKNOWN framed at offset %d (0x%06x)", shown, r.offset_);
+        logReport(LOG_NOTICE, kFrame, "Record of type UNKNOWN framed at offset %d (0x%06x)", shown,
+                  r.offset_);
     }
     if (r.type_ == DIR_REC_MRDR && fileIdOf(r).empty()) {
-        logReport(LOG_ERROR, kFrame, "MRDR at offset %d (0x%06x) - missing Referenced File ID", shown, r.offset_);
+        logReport(LOG_ERROR, kFrame, "MRDR at offset %d (0x%06x) - missing Referenced File ID", shown,
+                  r.offset_);
     }
     (void)r.destroyTempElem(DIR_WITHOUT_CHILD);
     if (r.mrdr_ != nullptr) (void)r.elems_.add(new DcElem(kTagMrdrOffset, r.mrdr_->offset_));
@@ -226,8 +233,8 @@ int DirRecAccess::frameOne(DcDirRec& r, std::span<unsigned char> room, unsigned 
     int result = r.elems_.getBufSize(need, TAG_LIST_END);
     unsigned int length = 0;
     if (w.failed() || need > w.room()) {
-        result = fail(ELEM_SHORT_BUFFER, LOG_ERROR, kFrame, "Record at offset %d (0x%06x) - buffer too short", shown,
-                      r.offset_);
+        result = fail(ELEM_SHORT_BUFFER, LOG_ERROR, kFrame, "Record at offset %d (0x%06x) - buffer too short",
+                      shown, r.offset_);
     } else if (r.elems_.first() != nullptr) {
         result = r.elems_.frame(room.data() + w.offset(), length, UID_LITTLE_ENDIAN_EXPLICIT);
     }
@@ -295,8 +302,9 @@ DcDirRec::DcDirRec(DcDirRec* parent, unsigned char* buf, unsigned int length, un
         return;
     }
     if (offset >= length || length - offset < orvkit::kItemHeader) {
-        (void)fail(DIR_READ_WRITE, LOG_ERROR, orvkit::kParse, "Offset %d (0x%06x) exceeds buffer length %d (0x%06x)",
-                   static_cast<int>(offset), offset, static_cast<int>(length), length);
+        (void)fail(DIR_READ_WRITE, LOG_ERROR, orvkit::kParse,
+                   "Offset %d (0x%06x) exceeds buffer length %d (0x%06x)", static_cast<int>(offset), offset,
+                   static_cast<int>(length), length);
         return;
     }
     unsigned int content = 0;
@@ -306,8 +314,8 @@ DcDirRec::DcDirRec(DcDirRec* parent, unsigned char* buf, unsigned int length, un
         utilGetSqItemValLen(buf + offset + 4, left + 4, UID_LITTLE_ENDIAN_EXPLICIT, content, extra);
     if (result != RESULT_OK) content = left;
     orvkit::RecordLinks links;
-    (void)DirRecAccess::parse(*this, {buf, length}, offset + orvkit::kItemHeader + std::min(content, left), offset,
-                              links);
+    (void)DirRecAccess::parse(*this, {buf, length}, offset + orvkit::kItemHeader + std::min(content, left),
+                              offset, links);
 }
 
 int DcDirRec::getBufSize(unsigned int& size, DIR_INCLUDE_CHILD include) const {
@@ -318,7 +326,8 @@ int DcDirRec::getBufSize(unsigned int& size, DIR_INCLUDE_CHILD include) const {
 
 int DcDirRec::frame(unsigned char* buf, unsigned int length, unsigned int& used, DIR_INCLUDE_CHILD include) {
     used = 0;
-    if (buf == nullptr) return fail(DIR_NULL_ARGUMENT, LOG_VALIDATION, orvkit::kFrame, "Null argument passed");
+    if (buf == nullptr)
+        return fail(DIR_NULL_ARGUMENT, LOG_VALIDATION, orvkit::kFrame, "Null argument passed");
     const int result = DirRecAccess::frameTree(*this, {buf, length}, used, include);
     if (result != RESULT_OK || used == 0) return result;
     // Now that those below have their offsets.

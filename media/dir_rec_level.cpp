@@ -8,8 +8,8 @@
 
 namespace {
 
-// A list ends with UNKNOWN, which is compared too: a record of type UNKNOWN may stand anywhere. Kept for callers
-// that rely on it.
+// A list ends with UNKNOWN, which is compared too: a record of type UNKNOWN may stand anywhere. Kept for
+// callers that rely on it.
 constexpr std::size_t kMostChildren = 24;
 
 struct LevelRule {
@@ -53,7 +53,8 @@ constexpr LevelRule kOthers = {DIR_REC_UNKNOWN, {DIR_REC_PRIVATE}};
 constexpr LevelRule kNothing = {DIR_REC_UNKNOWN, {}};
 
 const LevelRule& ruleOf(DIR_REC parent) {
-    if (parent < DIR_REC_BASIC_IMAGE_BOX || parent > DIR_REC_WAVEFORM || parent == DIR_REC_MRDR) return kNothing;
+    if (parent < DIR_REC_BASIC_IMAGE_BOX || parent > DIR_REC_WAVEFORM || parent == DIR_REC_MRDR)
+        return kNothing;
     const auto* rule = std::find_if(std::begin(kRules), std::end(kRules),
                                     [parent](const LevelRule& r) { return r.parent == parent; });
     return rule != std::end(kRules) ? *rule : kOthers;

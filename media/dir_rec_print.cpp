@@ -105,7 +105,8 @@ int DcDirRecInfo::printInfo(FILE* file) const {
     std::fprintf(file, "Private Record UID      - :%s:\n", privateRecordUid);
     std::fprintf(file, "Ref. File ID            - :%s:\n", refFileId);
     std::fprintf(file, "Ref. File Transfer Syn. - :%s: %s\n", textOf(refFileXferSyn), descOf(refFileXferSyn));
-    std::fprintf(file, "Ref. File SOP Class UID - :%s: %s\n", textOf(refFileSopClass), descOf(refFileSopClass));
+    std::fprintf(file, "Ref. File SOP Class UID - :%s: %s\n", textOf(refFileSopClass),
+                 descOf(refFileSopClass));
     std::fprintf(file, "Ref. File SOP Inst. UID - :%s:\n", refFileSopInstance);
     std::fprintf(file, "Number of References    -  %d\n", numberOfReferences);
     return RESULT_OK;

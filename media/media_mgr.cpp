@@ -46,8 +46,8 @@ int failUnknown(const char* fileId, const char* reporter) {
     return fail(MEDIA_FILE_ID, LOG_ERROR, reporter, "File ID '%s' not found in DICOMDIR", fileId);
 }
 
-// The record that references a File ID. One that leads out of the root, as a DICOMDIR from elsewhere may hold, is
-// none.
+// The record that references a File ID. One that leads out of the root, as a DICOMDIR from elsewhere may
+// hold, is none.
 DcDirRec* findRecord(DcDirDicomDir& set, const char* fileId) {
     DcDirRec* record = nullptr;
     if (!orvkit::staysBelowRoot(orvkit::normalFileId(fileId))) return nullptr;
@@ -78,7 +78,8 @@ DcMediaMgr::~DcMediaMgr() = default;
 int DcMediaMgr::mRead(const char* fileId, DcDirMetaInfo& meta, DcElemList& dataset) {
     constexpr const char* reporter = "DcMediaMgr::mRead";
     if (fileId == nullptr) return failNull(LOG_VALIDATION, reporter);
-    if (const int result = checkPermission(role_, mReadBit, "M-READ", reporter); result != RESULT_OK) return result;
+    if (const int result = checkPermission(role_, mReadBit, "M-READ", reporter); result != RESULT_OK)
+        return result;
     if (findRecord(*this, fileId) == nullptr) return failUnknown(fileId, reporter);
     return dirReadFile(pathOf(*this, fileId).c_str(), meta, dataset);
 }
@@ -127,14 +128,16 @@ int DcMediaMgr::mDelete(const char* fileId) {
 
 int DcMediaMgr::mInquireFile(const char* fileId, DcElemValueDT& created, DcElemValueDT& modified) {
     constexpr const char* reporter = "DcMediaMgr::mInquireFile";
-    if (const int result = checkPermission(role_, mFileBit, "M-INQUIRE FILE", reporter); result != RESULT_OK) {
+    if (const int result = checkPermission(role_, mFileBit, "M-INQUIRE FILE", reporter);
+        result != RESULT_OK) {
         return result;
     }
     created.reset();
     modified.reset();
     const std::string path = pathOf(*this, fileId);
     orvkit::platform::FileInfo info;
-    if (!orvkit::staysBelowRoot(orvkit::normalFileId(fileId)) || !orvkit::platform::examine(path.c_str(), info)) {
+    if (!orvkit::staysBelowRoot(orvkit::normalFileId(fileId)) ||
+        !orvkit::platform::examine(path.c_str(), info)) {
         return fail(MEDIA_STAT, LOG_ERROR, reporter, "stat error file '%s'", path.c_str());
     }
     setTime(info.created, created);

@@ -31,7 +31,7 @@ void readText(const DcElemList& list, unsigned int tag, char (&text)[N]) {
     text[0] = '\0';
     DcElem* e = nullptr;
     if (list.getElem(tag, &e) != RESULT_OK || e->getValueCount() == 0) return;
-    (void)e->getValue(text, static_cast<int>(N), 0);
+    (void)e->getValue(text, static_cast<int>(N - 1), 0);
 }
 
 // The bytes of a raw element that is held in memory.

@@ -52,8 +52,8 @@ class Conversion {
     std::string metaText(unsigned int tag);
     bool readDataset();
     bool readAroundPixels();
-    bool attachPixels(int offset, int length);
-    bool readBehindPixels(unsigned int offset);
+    bool attachPixels(int offset, unsigned int length);
+    bool readBehindPixels(std::uint64_t offset);
     bool parsed(int result) const;
     static void tellFault(void* context, const DcElemFault& fault);
 
@@ -187,13 +187,15 @@ bool Conversion::readAroundPixels() {
     int offset = -1;
     int length = 0;
     if (!parsed(dirReadNonPixelElem(in_.c_str(), meta_, dataset_, &offset, &length))) return false;
-    if (offset < 0) return true;
-    return attachPixels(offset, length) &&
-           readBehindPixels(static_cast<unsigned int>(offset) + static_cast<unsigned int>(length));
+    if (offset == -1) return true;
+    if (offset < 0) return fail("the pixel data begins behind 2 GB");
+    const auto bytes = static_cast<unsigned int>(length);  // told as the 32-bit number that it is
+    return attachPixels(offset, bytes) &&
+           readBehindPixels(std::uint64_t{bytes} + static_cast<unsigned int>(offset));
 }
 
 // Refers to the pixels in the file, with the VR that they have there.
-bool Conversion::attachPixels(int offset, int length) {
+bool Conversion::attachPixels(int offset, unsigned int length) {
     const bool implicit = source_ == UID_LITTLE_ENDIAN_IMPLICIT;
     const std::vector<char> header = readBytes(in_, static_cast<unsigned int>(offset) - 8, 8);
     if (header.size() != 8) return fail("cannot be read in full");
@@ -204,19 +206,21 @@ bool Conversion::attachPixels(int offset, int length) {
     const DICT_VR vr = inFile == VR_OB || inFile == VR_OW ? inFile : VR_OX;
     auto element = std::make_unique<DcElem>(pixelData, nullptr, 0, source_, vr, 0);
     if (length > 0) {
-        const int result = element->addValue(in_.c_str(), offset, static_cast<unsigned int>(length), source_);
+        const int result = element->addValue(in_.c_str(), offset, length, source_);
         if (result != RESULT_OK) return fail(resultText(result));
     }
     dataset_.add(element.release());
     return true;
 }
 
-bool Conversion::readBehindPixels(unsigned int offset) {
+bool Conversion::readBehindPixels(std::uint64_t offset) {
     std::error_code error;
     const std::uint64_t size = fs::file_size(in_, error);
     if (error || size <= offset) return true;
+    if (size - offset > INT_MAX) return fail("more than 2 GB follow the pixel data");
     std::vector<char> bytes = readBytes(in_, offset, size - offset);
-    streamOffset_ = offset;
+    if (bytes.size() != size - offset) return fail("cannot be read in full");
+    streamOffset_ = static_cast<unsigned int>(offset);
     DcElemList behind;
     auto length = static_cast<unsigned int>(bytes.size());
     if (!parsed(behind.parse(bytes.data(), length, source_))) return false;

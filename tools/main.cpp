@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <new>
 
 #include "orvkit/log.h"
 #include "tools/commands.h"
@@ -55,6 +56,9 @@ int main(int argc, char** argv) {
     } catch (const CLI::Error& error) {
         program.exit(error);
         return tools::EXIT_USAGE;
+    } catch (const std::bad_alloc&) {
+        tools::complain("not enough memory");
+        return tools::EXIT_FAILED;
     }
     if (!tools::finishOutput() && status == tools::EXIT_OK) status = tools::EXIT_FAILED;
     return status;

@@ -127,27 +127,27 @@ class ORVKIT_API DcDirRec : public DcNode {
     int getType(DIR_REC& type) const;
     int getDesc(char* text) const;  // "PATIENT": room for 19 characters
     int getInfo(DcDirRecInfo& info) const;
-    int getMrdr(DcDirRec*& mrdr) const;          // null without a link
-    int getOffset(unsigned int& offset) const;   // in the file read or framed last
-    int setOffset(unsigned int offset);          // where frame is to believe the record stands
+    int getMrdr(DcDirRec*& mrdr) const;         // null without a link
+    int getOffset(unsigned int& offset) const;  // in the file read or framed last
+    int setOffset(unsigned int offset);         // where frame is to believe the record stands
     // The file set's, room for 258 bytes. 22538 when the topmost record is not of type DICOMDIR.
     int getRootPath(char* path) const;
     int setInUseFlag(DIR_REC_IN_USE flag);
     int setPvtRecUid(const char* uid);  // null or "" removes it; 22529 longer than 64 characters
     // The file that the record describes, as a File ID with backslashes or slashes; "" for none. Class,
     // instance and transfer syntax are taken from the file's meta information. A link to an MRDR is undone.
-    // 22531 refused: not a File ID, no such file below the root path, referenced by another record of the file
-    // set, or not a Part 10 file; 22538 as getRootPath. The record is then unchanged.
+    // 22531 refused: not a File ID, no such file below the root path, referenced by another record of the
+    // file set, or not a Part 10 file; 22538 as getRootPath. The record is then unchanged.
     int setRefFile(const char* fileId);
 
     // ---- encoding ---------------------------------------------------------------------------------------
     // An upper bound of the bytes that frame writes. 22535 when it does not fit 32 bits.
     int getBufSize(unsigned int& size, DIR_INCLUDE_CHILD include) const;
     // Writes the record as an item of (0004,1220), with DIR_WITH_CHILD its children behind it, each record
-    // followed by those below it. `length` is the room at `buf`, `used` receives the bytes written. The record
-    // stands at its own offset (setOffset); those below receive theirs. Offsets written are those that the
-    // records have when they are written: frame twice, or patch as DcDirDicomDir::write does. An MRDR without
-    // references is left out. 5633 too little room, 22541 null.
+    // followed by those below it. `length` is the room at `buf`, `used` receives the bytes written. The
+    // record stands at its own offset (setOffset); those below receive theirs. Offsets written are those that
+    // the records have when they are written: frame twice, or patch as DcDirDicomDir::write does. An MRDR
+    // without references is left out. 5633 too little room, 22541 null.
     int frame(unsigned char* buf, unsigned int length, unsigned int& used, DIR_INCLUDE_CHILD include);
 
     // The record and all below it. 22541 null.
@@ -185,9 +185,9 @@ class ORVKIT_API DcDirRec : public DcNode {
 
 // The header of a file set.
 struct ORVKIT_API DcDirDicomDirInfo {
-    char filesetId[17];              // (0004,1130)
-    char descriptorFileId[8][13];    // (0004,1141), one component each
-    char charset[17];                // (0004,1142)
+    char filesetId[17];                      // (0004,1130)
+    char descriptorFileId[8][13];            // (0004,1141), one component each
+    char charset[17];                        // (0004,1142)
     DIR_FILESET_CONSISTENT consistencyFlag;  // (0004,1212)
 
     DcDirDicomDirInfo() noexcept { reset(); }
@@ -199,19 +199,19 @@ struct ORVKIT_API DcDirDicomDirInfo {
 // record. Elements of the DICOMDIR's own data set that the library does not know are kept as its elements.
 class ORVKIT_API DcDirDicomDir : public DcDirRec {
   public:
-    // Reads the DICOMDIR below a root path; null for none. A root path of more than 257 characters, and a bare
-    // drive ("D:"), are logged and leave it empty. What became of the reading is not told: see read.
+    // Reads the DICOMDIR below a root path; null for none. A root path of more than 257 characters, and a
+    // bare drive ("D:"), are logged and leave it empty. What became of the reading is not told: see read.
     explicit DcDirDicomDir(const char* rootPath = nullptr);
     // Deep: the copy has its own records and links.
     DcDirDicomDir(const DcDirDicomDir& other);
     DcDirDicomDir& operator=(const DcDirDicomDir& other);
     ~DcDirDicomDir() override;
 
-    // Replaces the tree by that of the DICOMDIR in the root path (null: the one already set). A missing file is
-    // an empty file set (0, LOG_NOTICE); of an inconsistent one only the header is read. Records that cannot be
-    // read are logged and left out with all below them, and the result is then 22532: writing would lose them.
-    // 22529 root path too long, 22530 no root path or not a Part 10 file, 22533, 22535 file too large, 22536,
-    // 22539 another transfer syntax or SOP class than a DICOMDIR has.
+    // Replaces the tree by that of the DICOMDIR in the root path (null: the one already set). A missing file
+    // is an empty file set (0, LOG_NOTICE); of an inconsistent one only the header is read. Records that
+    // cannot be read are logged and left out with all below them, and the result is then 22532: writing would
+    // lose them. 22529 root path too long, 22530 no root path or not a Part 10 file, 22533, 22535 file too
+    // large, 22536, 22539 another transfer syntax or SOP class than a DICOMDIR has.
     int read(const char* rootPath = nullptr);
     // Writes the tree to the DICOMDIR in the root path (null: the one already set) under another name, which
     // then takes the place of the old file: after a crash one of the two is there whole. All offsets are made

@@ -14,7 +14,7 @@
 //
 // Both functions may run in several threads at once: the tables belong to the thread, are allocated on its
 // first use (1.3 megabytes to encode, 0.5 to decode) and freed when it ends. Failures are logged at
-// LOG_ERROR.
+// LOG_ERROR, null arguments at LOG_VALIDATION.
 #ifndef ORVKIT_LZW_H
 #define ORVKIT_LZW_H
 

@@ -7,8 +7,8 @@
 #include "orvkit/file.h"
 #include "orvkit/value.h"
 
-// The roles of an application (PS3.10 8.1) are bits: creator 1, reader 2, updater 4. Any role with the updater
-// in it may use every service; numbers outside of 1 to 7 none.
+// The roles of an application (PS3.10 8.1) are bits: creator 1, reader 2, updater 4. Any role with the
+// updater in it may use every service; numbers outside of 1 to 7 none.
 enum MEDIA_ROLE : int {
     MEDIA_ROLE_NONE = 0,
     MEDIA_ROLE_CREATOR = 1,  // M-WRITE, M-INQUIRE FILE-SET
@@ -36,8 +36,9 @@ class ORVKIT_API DcMediaMgr : public DcDirDicomDir {
     // set already. Nothing is written when the File ID is none, leaves the root, or belongs to another record
     // (22531). 23044 null (LOG_NOTICE), or the code of dirWriteFile, DcDirRec::setRefFile or write.
     int mWrite(DcDirRec* record, const char* fileId, DcDirMetaInfo& meta, DcElemList& dataset);
-    // Removes a file; its record stays, without a file, and the DICOMDIR is written. 23044, 23043, 23042 records
-    // are linked to its MRDR, 23045 it cannot be removed (the record stays as it is), or the code of write.
+    // Removes a file; its record stays, without a file, and the DICOMDIR is written. 23044, 23043, 23042
+    // records are linked to its MRDR, 23045 it cannot be removed (the record stays as it is), or the code of
+    // write.
     int mDelete(const char* fileId);
     // When a file was created and last changed, in local time. 23041 it cannot be examined.
     int mInquireFile(const char* fileId, DcElemValueDT& created, DcElemValueDT& modified);

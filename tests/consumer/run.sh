@@ -8,13 +8,14 @@ here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 prefix=$work/prefix
+generator=$(sed -n 's/^CMAKE_GENERATOR:INTERNAL=//p' "$build/CMakeCache.txt")
 
 cmake --install "$build" --prefix "$prefix" >/dev/null
 test -f "$prefix/share/man/man1/orvkit.1"
 "$prefix/bin/orvkit" --version
 
 echo "-- find_package"
-cmake -S "$here" -B "$work/build" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_COMPILER="$cxx" \
+cmake -S "$here" -B "$work/build" -G "$generator" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_COMPILER="$cxx" \
   -DCMAKE_CXX_FLAGS="$flags" >/dev/null
 cmake --build "$work/build" >/dev/null
 "$work/build/consumer" "$work/by_cmake.dcm"

@@ -25,32 +25,27 @@ std::vector<unsigned int> sqListOf(unsigned int tag) {
     return {tags, std::find(tags, tags + DcDict::maxSqTags, 0u)};
 }
 
-struct AddCase {
-    unsigned int tag;
-    DICT_VR vr;
-    int vm;
-    unsigned int tagDef;  // where it is stored
-    unsigned int alike;   // another tag with the same key
-    DICT_VR storedVr;
-    int storedVm;
-    const char* defaultName;
-};
-
 TEST_F(Change, AddsUnderTheKeyWithTheDefaultName) {
-    const AddCase cases[] = {
+    const struct {
+        unsigned int tag;
+        DICT_VR vr;
+        int vm;
+        unsigned int tagDef;  // where it is stored
+        unsigned int alike;   // another tag with the same key
+        DICT_VR storedVr;
+        int storedVm;
+        const char* defaultName;
+    } cases[] = {
         {0x00080333, VR_US, -3, 0x00080333, 0x00080333, VR_US, -3, "T_0008_0333"},
         {0x00091010, VR_DS, 2, 0x0009FF10, 0x00094410, VR_DS, 2, "T_0009_xx10"},
         {0x00091011, VR_SQ, 7, 0x0009FF11, 0x0009FF11, VR_SQ, 1, "T_0009_xx11"},
         {0x00110010, VR_SH, 1, 0x001100FF, 0x00110020, VR_LO, 1, "T_0011_00xx"},
         {0x60101234, VR_FD, 1, 0x60FF1234, 0x60021234, VR_FD, 1, "T_60xx_1234"},
-        {0x50020001, VR_OB, 0, 0x50FF0001, 0x50000001, VR_OB, 0, "T_50xx_0001"},
     };
-    std::size_t count = Dict.tagCount();
-    for (const AddCase& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.defaultName);
         unsigned int tagDef = 0;
         EXPECT_EQ(Dict.add(c.tag, c.vr, c.vm, nullptr, &tagDef), 0);
-        EXPECT_EQ(Dict.tagCount(), ++count);
         EXPECT_EQ(tagDef, c.tagDef);
         for (const unsigned int tag : {c.tag, c.alike, c.tagDef}) {
             DcDictElemInfo info{};
@@ -63,16 +58,11 @@ TEST_F(Change, AddsUnderTheKeyWithTheDefaultName) {
         }
         // A definition is enough to remove what was added.
         EXPECT_EQ(Dict.subtract(tagDef), 0);
-        EXPECT_EQ(Dict.tagCount(), --count);
+        EXPECT_EQ(Dict.tagCount(), 2607u);
     }
-    EXPECT_EQ(Dict.facts(0x00091010).known, false);
-    EXPECT_EQ(descOf(0x00080016), "T_0008_0016_sopClassUid");
-    EXPECT_TRUE(log.lines().empty());
-}
-
-TEST_F(Change, CutsNamesToSixtyCharacters) {
     EXPECT_EQ(Dict.add(0x0009, 0x1010, VR_LO, 1, std::string(61, 'n').c_str(), nullptr), 0);
     EXPECT_EQ(descOf(0x00091010), std::string(60, 'n'));
+    EXPECT_TRUE(log.lines().empty());
 }
 
 TEST_F(Change, PassesOverGroupLengthsAndCreatorsWithoutADefinition) {
@@ -85,28 +75,26 @@ TEST_F(Change, PassesOverGroupLengthsAndCreatorsWithoutADefinition) {
     EXPECT_EQ(Dict.add(0x00080000, VR_ST, 1, "added", &tagDef), 0);
     EXPECT_EQ(Dict.tagCount(), 2608u);
     EXPECT_EQ(descOf(0x00080000), "T_0008_0000_groupLength");
-    EXPECT_EQ(Dict.facts(0x00080000).vr, VR_UL);
 }
 
-TEST_F(Change, LetsTheLatestOfSeveralRecordsAnswer) {
-    EXPECT_EQ(Dict.add(T_0008_0016_sopClassUid, VR_LO, 1, "mine", nullptr), 0);
-    EXPECT_EQ(Dict.add(T_0008_0016_sopClassUid, VR_SH, 1, "mine too", nullptr), 0);
-    EXPECT_EQ(Dict.tagCount(), 2609u);
-    EXPECT_EQ(descOf(T_0008_0016_sopClassUid), "mine too");
-    for (const char* next : {"mine", "T_0008_0016_sopClassUid", "T_0008_0016"}) {
-        EXPECT_EQ(Dict.subtract(T_0008_0016_sopClassUid), 0);
-        EXPECT_EQ(descOf(T_0008_0016_sopClassUid), next);
-    }
-    EXPECT_EQ(Dict.tagCount(), 2606u);
-}
-
-TEST_F(Change, RefusesASecondElement00FFOfAnEvenGroup) {
+TEST_F(Change, RefusesOnlyElement00FFOfAnEvenGroupAsADuplicate) {
     unsigned int tagDef = 0;
     EXPECT_EQ(Dict.add(0x000800FF, VR_LO, 1, nullptr, nullptr), 0);
     EXPECT_EQ(Dict.add(0x000800FF, VR_LO, 1, nullptr, &tagDef), 5121);
     EXPECT_EQ(tagDef, 0x000800FFu);
     expectLog(LOG_NOTICE, "DcDict::add", "Tag (0008,00ff) already exists in dictionary");
-    EXPECT_EQ(Dict.tagCount(), 2608u);
+
+    // Any other gets one more record, and the latest answers.
+    EXPECT_EQ(Dict.add(T_0008_0016_sopClassUid, VR_LO, 1, "mine", nullptr), 0);
+    EXPECT_EQ(Dict.tagCount(), 2609u);
+    for (const char* next : {"mine", "T_0008_0016_sopClassUid"}) {
+        EXPECT_EQ(descOf(T_0008_0016_sopClassUid), next);
+        EXPECT_EQ(Dict.subtract(T_0008_0016_sopClassUid), 0);
+    }
+    EXPECT_EQ(Dict.subtract(T_0008_0016_sopClassUid), 5122);
+    expectLog(LOG_NOTICE, "DcDict::subtract", "Tag (0008,0016) is not in Dictionary");
+    EXPECT_EQ(Dict.reset(), 0);
+    EXPECT_TRUE(Dict.facts(T_0008_0016_sopClassUid).known);
 }
 
 TEST_F(Change, RefusesTheRecordBeyondTheLimit) {
@@ -115,33 +103,19 @@ TEST_F(Change, RefusesTheRecordBeyondTheLimit) {
         ASSERT_EQ(Dict.add(0x10010000 + 0x20000 * (i / 256) + 0x1000 + i % 256, VR_LO, 1, nullptr, &tagDef),
                   0);
     }
-    EXPECT_EQ(Dict.tagCount(), 4096u);
     EXPECT_EQ(Dict.add(0x00091010, VR_LO, 1, nullptr, &tagDef), 5124);
     EXPECT_EQ(tagDef, 0xFFFFFFFFu);
     expectLog(LOG_NOTICE, "DcDict::add", "Tag (0009,1010) not added, Dictionary limit reached");
     EXPECT_EQ(Dict.tagCount(), 4096u);
     EXPECT_FALSE(Dict.facts(0x00091010).known);
-    EXPECT_TRUE(Dict.facts(0x10011000).known);
     EXPECT_TRUE(Dict.facts(T_7fe0_0010_pixelData).known);
 
     // A refused sequence leaves no list behind, and room made by a removal is used again.
     const unsigned int tags[] = {T_0008_0016_sopClassUid, 0};
     EXPECT_EQ(Dict.add(0x00091010, tags, nullptr, nullptr), 5124);
-    log.clear();
     EXPECT_EQ(Dict.subtract(0x10011000), 0);
     EXPECT_EQ(Dict.add(0x00091010, tags, nullptr, nullptr), 0);
     EXPECT_EQ(sqListOf(0x00091010).size(), 1u);
-}
-
-TEST_F(Change, RemovesBuiltInRecordsUntilReset) {
-    EXPECT_EQ(Dict.subtract(0x6002, 0x3000), 0);
-    EXPECT_FALSE(Dict.facts(0x60003000).known);
-    EXPECT_EQ(Dict.tagCount(), 2606u);
-    EXPECT_EQ(Dict.subtract(0x60003000), 5122);
-    expectLog(LOG_NOTICE, "DcDict::subtract", "Tag (6000,3000) is not in Dictionary");
-    EXPECT_EQ(Dict.reset(), 0);
-    EXPECT_EQ(Dict.tagCount(), 2607u);
-    EXPECT_TRUE(Dict.facts(0x60003000).known);
 }
 
 TEST_F(Change, AnswersSequenceTagLists) {
@@ -150,7 +124,6 @@ TEST_F(Change, AnswersSequenceTagLists) {
     EXPECT_EQ(Dict.add(0x0009, 0x1010, tags, "private sequence", &tagDef), 0);
     EXPECT_EQ(tagDef, 0x0009FF10u);
     EXPECT_EQ(Dict.facts(0x00091010).vr, VR_SQ);
-    EXPECT_EQ(Dict.facts(0x00091010).vm, 1);
     EXPECT_EQ(sqListOf(0x00094410), (std::vector<unsigned int>{tags[0], tags[1]}));
     EXPECT_TRUE(sqListOf(T_0008_1140_referencedImageSequence).empty());
     EXPECT_TRUE(sqListOf(0x00111010).empty());
@@ -160,7 +133,6 @@ TEST_F(Change, AnswersSequenceTagLists) {
     EXPECT_EQ(Dict.getSqTagList(0x0008, 0x0016, list), 5125);
     EXPECT_EQ(list[0], 0u);
     expectLog(LOG_NOTICE, "DcDict::getSqTagList", "Element (0008,0016) is not of type SQ");
-
     EXPECT_EQ(Dict.add(0x00092210, tags, nullptr, nullptr), 5121);
     expectLog(LOG_NOTICE, "DcDict::add", "SQ 0x00092210 already exists in dictionary");
 
@@ -185,24 +157,8 @@ TEST_F(Change, LimitsSequencesAndTheirLists) {
     EXPECT_EQ(Dict.add(0x00131010, tags.data(), nullptr, nullptr), 5124);
     expectLog(LOG_NOTICE, "DcDict::add", "SQ 0x00131010 not added, Dictionary sequence limit reached");
     EXPECT_FALSE(Dict.facts(0x00131010).known);
-
     EXPECT_EQ(Dict.reset(), 0);
     EXPECT_EQ(Dict.add(0x00131010, tags.data(), nullptr, nullptr), 0);
-
-    const unsigned int* const none = nullptr;
-    EXPECT_EQ(Dict.add(0x00151010, none, nullptr, nullptr), 5123);
-    expectLog(LOG_VALIDATION, "DcDict::add", "Null argument passed");
-}
-
-TEST_F(Change, IsNotSharedWithACopy) {
-    Dict.add(0x00091010, VR_DS, 1, "before", nullptr);
-    // Never destroyed: that would delete the log.
-    static DcDict& copy = *new DcDict(Dict);
-    Dict.add(0x00091011, VR_DS, 1, "after", nullptr);
-    EXPECT_TRUE(copy.facts(0x00091010).known);
-    EXPECT_FALSE(copy.facts(0x00091011).known);
-    Dict = copy;
-    EXPECT_FALSE(Dict.facts(0x00091011).known);
 }
 
 }  // namespace

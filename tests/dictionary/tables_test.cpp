@@ -18,34 +18,18 @@ TEST(BuiltInTags, HaveTheCountsOfTheRegistry) {
     EXPECT_STREQ(Dict.tagAt(0).name, "T_0000_0001_lengthToEnd");
     EXPECT_STREQ(Dict.tagAt(2606).name, "T_fffe_e0dd_sequenceDelimitationItem");
     std::map<int, int> ofVm;
-    int fixedCounts = 0;
-    for (const DcDictElemInfo& record : orvkit::builtinTags) {
-        ++ofVm[record.vm];
-        fixedCounts += record.vm > 1;
-    }
+    for (const DcDictElemInfo& record : orvkit::builtinTags) ++ofVm[record.vm];
     EXPECT_EQ(ofVm[1], 2288);
     EXPECT_EQ(ofVm[0], 199);
-    EXPECT_EQ(fixedCounts, 96);
-    EXPECT_EQ(ofVm[-2], 17);
-    EXPECT_EQ(ofVm[-3], 3);
-    EXPECT_EQ(ofVm[-8], 2);
-    EXPECT_EQ(ofVm[-32], 1);
-    EXPECT_EQ(ofVm[-99], 1);
 }
 
 TEST(BuiltInTags, AreNamedByTheirTagsAndFoundUnderThem) {
     for (const DcDictElemInfo& record : orvkit::builtinTags) {
         SCOPED_TRACE(record.name);
         char start[16];
-        if (orvkit::isRepeatingDef(record.tag)) {
-            std::snprintf(start, sizeof start, "T_%02xxx_%04x_", record.tag >> 24, record.tag & 0xFFFF);
-        } else {
-            std::snprintf(start, sizeof start, "T_%04x_%04x_", record.tag >> 16, record.tag & 0xFFFF);
-        }
+        std::snprintf(start, sizeof start, "T_%04x_%04x_", record.tag >> 16, record.tag & 0xFFFF);
+        if (orvkit::isRepeatingDef(record.tag)) start[4] = start[5] = 'x';
         EXPECT_EQ(std::strncmp(record.name, start, 12), 0);
-        EXPECT_LE(std::strlen(record.name), 60u);
-        EXPECT_EQ(record.tagDef, record.tag);
-        EXPECT_STRNE(DcDict::vrName(record.vr), "");
         EXPECT_TRUE(record.vr != VR_SQ || record.vm == 1);
 
         unsigned int tag = 0;
@@ -60,10 +44,8 @@ TEST(BuiltInTags, AreNamedByTheirTagsAndFoundUnderThem) {
 TEST(BuiltInUids, HaveTheCountsOfTheRegistryAndAreValid) {
     std::map<DICT_UID_TYPE, int> ofType;
     std::set<std::string> uids;
-    int next = 1;
     for (const DcDictUidInfo& record : orvkit::builtinUids) {
         SCOPED_TRACE(record.desc);
-        EXPECT_EQ(record.value, next++);
         ++ofType[record.type];
         // PS3.5 9.1: components of digits without leading zeros.
         const std::string uid = std::string(record.uid) + ".";
@@ -74,7 +56,6 @@ TEST(BuiltInUids, HaveTheCountsOfTheRegistryAndAreValid) {
         }
         EXPECT_EQ(uids.insert(record.uid).second, record.value != UID_XRAY_RF_IMAGE_STORAGE_SUPP_6);
     }
-    EXPECT_EQ(next, 211);
     EXPECT_EQ(uids.size(), 209u);
     EXPECT_EQ(ofType[UID_TYPE_XFER_SYN], 35);
     EXPECT_EQ(ofType[UID_TYPE_SOP], 172);

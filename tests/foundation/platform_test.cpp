@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cerrno>
 #include <string>
 
 #include "platform/file.h"
@@ -25,17 +24,6 @@ TEST(PlatformFile, ReadsAtPlacesAndStopsAtTheEnd) {
     EXPECT_TRUE(seek(second.get(), 6));
     EXPECT_EQ(orvkit::platform::read(file.get(), bytes, 8), 4);
     EXPECT_EQ(tell(second.get()), 10);
-
-    FileInfo info;
-    EXPECT_TRUE(examine(second.get(), info));
-    EXPECT_EQ(info.size, 10);
-    EXPECT_EQ(info.kind, FileKind::regular);
-    EXPECT_TRUE(examine((dir / ".").c_str(), info));
-    EXPECT_EQ(info.kind, FileKind::directory);
-    EXPECT_FALSE(openRead((dir / "missing").c_str()));
-    EXPECT_EQ(errno, ENOENT);
-    EXPECT_FALSE(duplicate(987654));
-    EXPECT_EQ(errno, EBADF);
 }
 
 TEST(PlatformFile, WritesAndCopies) {

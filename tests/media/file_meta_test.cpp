@@ -56,6 +56,26 @@ TEST(MetaInfo, CopiesHaveTheirOwnPrivateInformation) {
     }
 }
 
+TEST(ReadMetaInfo, OverLongTextsAreCutAtTheFieldsLimit) {
+    const std::string uid = "1." + std::string(90, '2');
+    Stream meta;
+    meta.elem(0x00020003, "UI", uid).elem(0x00020010, "UI", evenUid("1.2.840.10008.1.2.1"));
+    meta.elem(0x00020013, "SH", std::string(40, 'V')).elem(0x00020016, "AE", std::string(40, 'A'));
+    const Stream file = part10(meta, Stream().elem(0x00080018, "UI", uid));
+    elemListSetValueExceptionLevel(0);
+    const CaptureLog log;
+    DcDirMetaInfo record;
+    DcElemList dataset;
+    std::vector<unsigned char> bytes = file.bytes();
+    const int result = dirReadFile(bytes.data(), static_cast<unsigned int>(bytes.size()), record, dataset);
+    elemListSetValueExceptionLevel(-1);
+    EXPECT_EQ(result, RESULT_OK);
+    EXPECT_EQ(record.sopInstanceUid, uid.substr(0, 64));
+    EXPECT_EQ(record.implVersionName, std::string(16, 'V'));
+    EXPECT_EQ(record.sourceAeTitle, std::string(16, 'A'));
+    EXPECT_EQ(record.sopClassUid, UID_NONE);
+}
+
 TEST(MetaInfo, Prints) {
     DcDirMetaInfo meta = metaFor(kExplicit);
     std::strcpy(meta.sourceAeTitle, "AE");

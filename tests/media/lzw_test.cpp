@@ -9,7 +9,6 @@
 #include <utility>
 #include <vector>
 
-#include "orvkit/result.h"
 #include "tests/support/capture_log.h"
 
 namespace {
@@ -24,25 +23,28 @@ struct Coded {
 };
 
 // Either direction into a buffer of `room` bytes, with a check that nothing behind it is touched.
-Coded encode(const Bytes& in, std::size_t room) {
+template <typename Run>
+Coded intoRoom(std::size_t room, Run run) {
     Bytes buffer(room + 16, guard);
-    unsigned char* out = buffer.data();
     unsigned int length = static_cast<unsigned int>(room);
-    const int result = lzwEncode(in.data(), static_cast<unsigned int>(in.size()), out, length);
-    EXPECT_EQ(out, buffer.data() + length);
+    const int result = run(buffer.data(), length);
     EXPECT_LE(length, room);
     EXPECT_EQ(std::count(buffer.begin() + static_cast<std::ptrdiff_t>(room), buffer.end(), guard), 16);
     buffer.resize(length);
     return {result, buffer};
 }
+Coded encode(const Bytes& in, std::size_t room) {
+    return intoRoom(room, [&](unsigned char* out, unsigned int& length) {
+        unsigned char* const begin = out;
+        const int result = lzwEncode(in.data(), static_cast<unsigned int>(in.size()), out, length);
+        EXPECT_EQ(out, begin + length);
+        return result;
+    });
+}
 Coded decode(const Bytes& in, std::size_t room) {
-    Bytes buffer(room + 16, guard);
-    unsigned int length = static_cast<unsigned int>(room);
-    const int result = lzwDecode(in.data(), static_cast<unsigned int>(in.size()), buffer.data(), &length);
-    EXPECT_LE(length, room);
-    EXPECT_EQ(std::count(buffer.begin() + static_cast<std::ptrdiff_t>(room), buffer.end(), guard), 16);
-    buffer.resize(length);
-    return {result, buffer};
+    return intoRoom(room, [&](unsigned char* out, unsigned int& length) {
+        return lzwDecode(in.data(), static_cast<unsigned int>(in.size()), out, &length);
+    });
 }
 
 // Writes streams the plain way: group by group, each padded when the width changes.
@@ -53,30 +55,24 @@ class Stream {
         for (int i = 0; i < 4; ++i) bytes_.push_back(static_cast<unsigned char>(length >> (8 * i)));
     }
     Stream& put(unsigned int code, unsigned int width) {
-        if (width != width_ && !group_.empty()) flush(width_ * 8);
-        width_ = width;
-        for (unsigned int bit = 0; bit < width; ++bit) group_.push_back((code >> bit & 1) != 0);
-        if (group_.size() == width * 8) flush(width * 8);
+        if (width != width_) {
+            while (bits_ % (width_ * 8) != 0) bit(false);
+            width_ = width;
+            bits_ = 0;
+        }
+        for (unsigned int i = 0; i < width; ++i) bit((code >> i & 1) != 0);
         return *this;
     }
-    Bytes finish() {
-        flush(group_.size());
-        return bytes_;
-    }
+    const Bytes& bytes() const { return bytes_; }
 
   private:
-    void flush(std::size_t bits) {
-        group_.resize((bits + 7) / 8 * 8);
-        for (std::size_t at = 0; at < group_.size(); at += 8) {
-            unsigned int byte = 0;
-            for (unsigned int bit = 0; bit < 8; ++bit)
-                byte |= static_cast<unsigned int>(group_[at + bit]) << bit;
-            bytes_.push_back(static_cast<unsigned char>(byte));
-        }
-        group_.clear();
+    void bit(bool set) {
+        if (bits_ % 8 == 0) bytes_.push_back(0);
+        if (set) bytes_.back() = static_cast<unsigned char>(bytes_.back() | 1U << bits_ % 8);
+        ++bits_;
     }
     Bytes bytes_;
-    std::vector<bool> group_;
+    unsigned int bits_ = 0;  // of this width
     unsigned int width_ = 9;
 };
 
@@ -123,7 +119,7 @@ Bytes plainlyEncoded(const Bytes& in, const Dialect& d = {}, std::size_t* firstC
         }
         if (!cleared) out.put(prefix, width);
     }
-    return out.finish();
+    return out.bytes();
 }
 
 Bytes noise(std::size_t size, unsigned int values, unsigned int seed = 1) {
@@ -131,22 +127,6 @@ Bytes noise(std::size_t size, unsigned int values, unsigned int seed = 1) {
     Bytes bytes(size);
     for (auto& b : bytes) b = static_cast<unsigned char>(random() % values);
     return bytes;
-}
-
-// A 16-bit image: a slope with some noise.
-Bytes image(std::size_t size) {
-    std::mt19937 random(2);
-    Bytes bytes;
-    for (std::size_t i = 0; bytes.size() < size; ++i) {
-        const unsigned int v = static_cast<unsigned int>(1000 + i % 512 + random() % 16);
-        bytes.push_back(static_cast<unsigned char>(v));
-        bytes.push_back(static_cast<unsigned char>(v >> 8));
-    }
-    return bytes;
-}
-
-Bytes text(const std::string& s) {
-    return {s.begin(), s.end()};
 }
 
 }  // namespace
@@ -164,17 +144,20 @@ TEST(LzwEncode, WritesTheExactBytesOfSmallStreams) {
     for (const auto& c : cases) {
         Bytes expected{0x1F, 0x9D, 0x90, 0, static_cast<unsigned char>(c.in.size()), 0, 0, 0};
         expected.insert(expected.end(), c.codes.begin(), c.codes.end());
-        const Coded coded = encode(text(c.in), 100);
+        const Coded coded = encode({c.in.begin(), c.in.end()}, 100);
         EXPECT_EQ(coded.result, 0);
         EXPECT_EQ(coded.bytes, expected) << c.in;
     }
 }
 
 TEST(Lzw, GoesRoundThroughTheDocumentedStream) {
-    // The last ones fill the table, the noise several times.
-    const std::vector<Bytes> inputs{noise(1, 256),    noise(300, 256),    noise(5000, 3),
-                                    Bytes(100000, 0), noise(400000, 256), noise(2000000, 2, 7),
-                                    image(1000000)};
+    // The last ones fill the table. One ends with the byte that finds it full: a CLEAR ends the stream.
+    Bytes toClear = noise(200000, 256);
+    std::size_t firstClear = 0;
+    plainlyEncoded(toClear, {}, &firstClear);
+    toClear.resize(firstClear);
+    const Bytes inputs[] = {noise(1, 256), noise(5000, 3),     Bytes(100000, 0),
+                            toClear,       noise(400000, 256), noise(2000000, 2, 7)};
     for (const Bytes& in : inputs) {
         const Coded coded = encode(in, in.size() * 3 / 2 + 20);
         ASSERT_EQ(coded.result, 0);
@@ -185,24 +168,10 @@ TEST(Lzw, GoesRoundThroughTheDocumentedStream) {
     }
 }
 
-// An input that ends with the byte that finds the table full leaves a CLEAR at the end.
-TEST(Lzw, EndsWithClear) {
-    Bytes in = noise(200000, 256);
-    std::size_t firstClear = 0;
-    plainlyEncoded(in, {}, &firstClear);
-    in.resize(firstClear);
-    const Coded coded = encode(in, in.size() * 2);
-    EXPECT_EQ(coded.result, 0);
-    EXPECT_TRUE(coded.bytes == plainlyEncoded(in));
-    const Coded back = decode(coded.bytes, in.size());
-    EXPECT_EQ(back.result, 0);
-    EXPECT_TRUE(back.bytes == in);
-}
-
 TEST(LzwDecode, ReadsOtherEncodersStreams) {
-    for (unsigned int maxWidth : {9u, 10u, 12u, 15u, 16u}) {
+    for (unsigned int maxWidth : {9u, 12u, 16u}) {
         for (bool block : {true, false}) {
-            for (unsigned int clearEvery : {0u, 1u, 3u, 254u, 255u, 256u, 1000u, 30011u}) {
+            for (unsigned int clearEvery : {0u, 1u, 3u, 255u, 1000u, 30011u}) {
                 if (!block && clearEvery != 0) continue;
                 const Bytes in = noise(150000, clearEvery % 2 == 0 ? 256 : 4, maxWidth);
                 const Bytes stream = plainlyEncoded(in, {maxWidth, block, SIZE_MAX, clearEvery});
@@ -247,7 +216,7 @@ TEST(LzwDecode, RefusesBrokenStreams) {
     const auto stream = [](unsigned int maxWidth, const std::vector<unsigned int>& codes) {
         Stream s(0, maxWidth, true);
         for (unsigned int code : codes) s.put(code, 9);
-        return s.finish();
+        return s.bytes();
     };
     const struct {
         Bytes in;
@@ -256,7 +225,6 @@ TEST(LzwDecode, RefusesBrokenStreams) {
         const char* message;
     } cases[] = {
         {{}, 5664, {}, "Bad magic number"},
-        {{0x1F, 0x9D, 0x90, 0, 1, 0, 0}, 5664, {}, "Bad magic number"},
         {{0x1F, 0x9E, 0x90, 0, 1, 0, 0, 0}, 5664, {}, "Bad magic number"},
         {{0x1F, 0x9D, 0x91, 0, 1, 0, 0, 0}, 5664, {}, "Max bitsize 17 (0x11) exceeds limit"},
         {stream(16, {65, 300}), 5667, {65}, "Code 0x012c not found"},
@@ -279,21 +247,4 @@ TEST(LzwDecode, RefusesBrokenStreams) {
         }
     }
     EXPECT_TRUE(log.lines().empty());
-}
-
-TEST(LzwDecode, SurvivesMutations) {
-    CaptureLog log;
-    std::mt19937 random(11);
-    for (const Bytes& valid :
-         {plainlyEncoded(noise(3000, 5)), plainlyEncoded(noise(3000, 256), {12, true, SIZE_MAX, 90}),
-          plainlyEncoded(image(3000), {10, false, SIZE_MAX, 0})}) {
-        for (int i = 0; i < 3000; ++i) {
-            Bytes bad = valid;
-            for (int n = 0; n < 1 + i % 4; ++n)
-                bad[2 + random() % (bad.size() - 2)] = static_cast<unsigned char>(random());
-            bad.resize(i % 3 == 0 ? random() % bad.size() : bad.size());
-            const int result = decode(bad, random() % 5000).result;
-            EXPECT_TRUE(result == 0 || result == 5664 || result == 5666 || result == 5667) << result;
-        }
-    }
 }
