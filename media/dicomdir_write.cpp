@@ -51,13 +51,6 @@ std::string joined(const char (&components)[8][13]) {
     return text;
 }
 
-// What is kept of other software behind the records.
-unsigned int sizeOfTail(const DcElemList& elems) {
-    unsigned int size = 0;
-    (void)elems.getBufSize(size, TAG_LIST_END);
-    return elems.first() != nullptr ? size : 0;
-}
-
 void fillMetaGroup(const DcDirMetaInfo& from, DcElemList& group) {
     DcDirMetaInfo meta(from);
     meta.transferSyntax = UID_LITTLE_ENDIAN_EXPLICIT;
@@ -145,11 +138,9 @@ int DcDirDicomDir::frame(unsigned char* buf, unsigned int& length) {
 int DcDirDicomDir::getBufSize(unsigned int& size, DIR_INCLUDE_CHILD include) const {
     DcElemList group;
     fillMetaGroup(meta_, group);
-    unsigned int groupSize = 0;
-    (void)group.getBufSize(groupSize, TAG_LIST_END);
-    unsigned long long total = orvkit::kMetaOffset + 0ull + groupSize + kMostOfHeader;
+    unsigned long long total = orvkit::kMetaOffset + 0ull + orvkit::sizeOf(group) + kMostOfHeader;
     if (include != DIR_WITHOUT_CHILD) {
-        total += kSequenceHeader + sizeOfTail(elems_);
+        total += kSequenceHeader + orvkit::sizeOf(elems_);  // elements behind the records
         for (const DcDirRec* r = children_.first(); r != nullptr; r = r->next()) {
             total += DirRecAccess::sizeOf(*r, DIR_WITH_CHILD);
         }

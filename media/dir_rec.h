@@ -138,6 +138,8 @@ class AcceptAll {
     DcElemList& list_;
 };
 
+// An upper bound of what frame writes.
+unsigned int sizeOf(const DcElemList& list);
 // The texts of an element with backslashes between, each without blanks around; "" without the element.
 std::string textOf(const DcElemList& list, unsigned int tag);
 // Replaces an element by a text, without the checks of its VR; "" removes it.

@@ -44,6 +44,13 @@ AcceptAll::~AcceptAll() {
     }
 }
 
+// By an empty list of exclusions: the tag FFFFFFFF, which excludes none, may be that of an element.
+unsigned int sizeOf(const DcElemList& list) {
+    unsigned int size = 0;
+    (void)list.getBufSize(size, static_cast<unsigned int*>(nullptr));
+    return size;
+}
+
 std::string textOf(const DcElemList& list, unsigned int tag) {
     std::string text;
     const DcElem* const e = ElemListAccess::find(list, tag);

@@ -229,10 +229,9 @@ int DirRecAccess::frameOne(DcDirRec& r, std::span<unsigned char> room, unsigned 
     writeHeader(w, kTagRecordType, "CS", typeLength);
     w.bytes(type, typeLength);
 
-    unsigned int need = 0;
-    int result = r.elems_.getBufSize(need, TAG_LIST_END);
+    int result = RESULT_OK;
     unsigned int length = 0;
-    if (w.failed() || need > w.room()) {
+    if (w.failed() || orvkit::sizeOf(r.elems_) > w.room()) {
         result = fail(ELEM_SHORT_BUFFER, LOG_ERROR, kFrame, "Record at offset %d (0x%06x) - buffer too short",
                       shown, r.offset_);
     } else if (r.elems_.first() != nullptr) {
@@ -276,9 +275,7 @@ void DirRecAccess::patch(const DcDirRec& r, unsigned char* at) {
 
 unsigned long long DirRecAccess::sizeOf(const DcDirRec& r, DIR_INCLUDE_CHILD include) {
     const auto sizeOfOne = [](const DcDirRec& each) -> unsigned long long {
-        unsigned int size = 0;
-        (void)each.elems_.getBufSize(size, TAG_LIST_END);
-        return isFramed(each) ? kItemHeader + kFixedSize + kMostOfRest + 0ull + size : 0;
+        return isFramed(each) ? kItemHeader + kFixedSize + kMostOfRest + 0ull + orvkit::sizeOf(each.elems_) : 0;
     };
     unsigned long long total = sizeOfOne(r);
     if (include == DIR_WITHOUT_CHILD || total == 0) return total;

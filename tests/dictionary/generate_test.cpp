@@ -2,8 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <ctime>
-#include <regex>
 #include <string>
 
 #include "fresh_dict.h"
@@ -21,22 +21,18 @@ class Generate : public FreshDict {
 };
 
 TEST_F(Generate, WritesRootLocalTimeAndCounter) {
-    const std::regex form(R"(1\.3\.6\.1\.4\.1\.70707\.(\d{4})\.(\d+)\.(\d+)\.(\d+)\.(\d+)\.(\d+)\.(\d+))");
     for (int number = 1; number <= 3; ++number) {
         const std::string uid = uidFrom("");
-        std::smatch part;
-        ASSERT_TRUE(std::regex_match(uid, part, form)) << uid;
-        const auto n = [&](std::size_t i) { return std::stoi(part[i]); };
         std::tm time{};
-        time.tm_year = n(1) - 1900;
-        time.tm_mon = n(2) - 1;
-        time.tm_mday = n(3);
-        time.tm_hour = n(4);
-        time.tm_min = n(5);
-        time.tm_sec = n(6);
+        int counter = 0, length = 0;
+        std::sscanf(uid.c_str(), "1.3.6.1.4.1.70707.%d.%d.%d.%d.%d.%d.%d%n", &time.tm_year, &time.tm_mon,
+                    &time.tm_mday, &time.tm_hour, &time.tm_min, &time.tm_sec, &counter, &length);
+        EXPECT_EQ(static_cast<std::size_t>(length), uid.size()) << uid;
+        EXPECT_EQ(counter, number);
+        time.tm_year -= 1900;
+        time.tm_mon -= 1;
         time.tm_isdst = -1;
         EXPECT_NEAR(std::difftime(std::time(nullptr), std::mktime(&time)), 0, 30);
-        EXPECT_EQ(n(7), number);
     }
     Dict.genUid(nullptr);
     expectLog(LOG_VALIDATION, "DcDict::genUid", "Null argument passed");

@@ -15,8 +15,6 @@ namespace {
 
 TEST(BuiltInTags, HaveTheCountsOfTheRegistry) {
     ASSERT_EQ(Dict.tagCount(), 2607u);
-    EXPECT_STREQ(Dict.tagAt(0).name, "T_0000_0001_lengthToEnd");
-    EXPECT_STREQ(Dict.tagAt(2606).name, "T_fffe_e0dd_sequenceDelimitationItem");
     std::map<int, int> ofVm;
     for (const DcDictElemInfo& record : orvkit::builtinTags) ++ofVm[record.vm];
     EXPECT_EQ(ofVm[1], 2288);
@@ -31,7 +29,6 @@ TEST(BuiltInTags, AreNamedByTheirTagsAndFoundUnderThem) {
         if (orvkit::isRepeatingDef(record.tag)) start[4] = start[5] = 'x';
         EXPECT_EQ(std::strncmp(record.name, start, 12), 0);
         EXPECT_TRUE(record.vr != VR_SQ || record.vm == 1);
-
         unsigned int tag = 0;
         EXPECT_EQ(Dict.getTag(record.tagDef, tag), 0);
         EXPECT_EQ(tag, record.tag);

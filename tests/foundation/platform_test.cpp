@@ -7,25 +7,6 @@
 
 using namespace orvkit::platform;
 
-TEST(PlatformFile, ReadsAtPlacesAndStopsAtTheEnd) {
-    TempDir dir;
-    const std::string path = dir / "file";
-    writeWhole(path, "0123456789");
-    const FileHandle file = openRead(path.c_str());
-    char bytes[8] = "";
-    EXPECT_EQ(readAt(file.get(), bytes, 4, 3), 4);
-    EXPECT_STREQ(bytes, "3456");
-    EXPECT_EQ(readAt(file.get(), bytes, 8, 7), 3);
-    EXPECT_EQ(readAt(file.get(), bytes, 8, -1), -1);
-    EXPECT_EQ(tell(file.get()), 0);
-
-    // Duplicates share the position.
-    const FileHandle second = duplicate(file.get());
-    EXPECT_TRUE(seek(second.get(), 6));
-    EXPECT_EQ(orvkit::platform::read(file.get(), bytes, 8), 4);
-    EXPECT_EQ(tell(second.get()), 10);
-}
-
 TEST(PlatformFile, WritesAndCopies) {
     TempDir dir;
     const std::string from = dir / "from", to = dir / "to";

