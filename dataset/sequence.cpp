@@ -250,7 +250,8 @@ int ElemListAccess::frame(DcElemSq& sq, unsigned char* buf, unsigned int room, u
     storeTag(buf, ElemAccess::tag(sq), order);
     unsigned int used = 4;
     if (xferSyn != UID_LITTLE_ENDIAN_IMPLICIT) {
-        std::memcpy(buf + used, "SQ\0\0", 4);
+        constexpr unsigned char vr[4] = {'S', 'Q', 0, 0};  // and two reserved bytes
+        std::memcpy(buf + used, vr, sizeof vr);
         used += 4;
     }
     const unsigned int lengthAt = used;

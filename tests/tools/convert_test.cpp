@@ -84,6 +84,17 @@ TEST_F(ConvertTest, BytePixelsAndTheirVrStay) {
     }
 }
 
+TEST_F(ConvertTest, SignedWordsOfAnImplicitStreamAreCalledSigned) {
+    DcElemList list;
+    const unsigned short isSigned = 1;
+    const short padding = -2000;
+    list.add(new DcElem(T_0028_0103_pixelRepresentation, isSigned));
+    list.add(new DcElem(T_0028_0120_pixelPaddingValue, padding));
+    make("signed", list, UID_LITTLE_ENDIAN_IMPLICIT);
+    ASSERT_EQ(sh("orvkit convert signed out --to explicit").status, 0);
+    EXPECT_TRUE(holds(contentOf(dir / "out"), std::string("\x28\0\x20\x01SS\x02\0\x30\xf8", 10)));
+}
+
 TEST_F(ConvertTest, WhatFollowsThePixelDataIsKept) {
     for (const DICT_UID syntax :
          {UID_LITTLE_ENDIAN_IMPLICIT, UID_LITTLE_ENDIAN_EXPLICIT, UID_BIG_ENDIAN_EXPLICIT}) {
