@@ -316,7 +316,8 @@ int DcElemList::getBufSize(unsigned int& size, unsigned int* excluded) const {
 
 int DcElemList::getBufSize(unsigned int& size, unsigned int excludedTag) const {
     size = sumSizes(
-        *this, [excludedTag](unsigned int tag) { return tag == excludedTag; }, excludedTag);
+        *this, [excludedTag](unsigned int tag) { return tag == excludedTag && tag != TAG_LIST_END; },
+        excludedTag);
     return RESULT_OK;
 }
 

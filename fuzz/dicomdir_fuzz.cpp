@@ -14,7 +14,8 @@ namespace {
 
 // A folder of this process.
 const std::string& root() {
-    static const std::string path = [] {
+    // Never destroyed: needed at exit.
+    static const std::string& path = *new std::string([] {
         for (const LOG_MSG level : {LOG_NOTICE, LOG_VALIDATION, LOG_ERROR}) logActivate(level, LOG_OFF);
         const char* const fast = ::access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
         std::string name = std::string(fast) + "/orvkit-fuzz-XXXXXX";
@@ -24,7 +25,7 @@ const std::string& root() {
             (void)::rmdir(root().c_str());
         });
         return name;
-    }();
+    }());
     return path;
 }
 

@@ -36,12 +36,7 @@ struct Facts {
     unsigned int inUse = 0;
     bool typeFound = false;
     std::string type;
-    bool privateUid = false;
-    bool fileIdFound = false;
-    std::string fileId;
-    bool sopClass = false;
-    bool instance = false;
-    bool xferSyn = false;
+    std::string fileId;        // all of it, however many components
     std::size_t keepFrom = 0;  // where the elements begin that the record keeps
 };
 
@@ -75,21 +70,8 @@ void note(unsigned int tag, std::span<const unsigned char> value, Facts& f, Reco
             f.type = textFrom(value);
             f.typeFound = !f.type.empty();
             break;
-        case kTagPrivateRecordUid:
-            f.privateUid = !textFrom(value).empty();
-            break;
         case kTagRefFileId:
-            f.fileIdFound = true;
             f.fileId = textFrom(value);
-            break;
-        case kTagRefSopClass:
-            f.sopClass = !textFrom(value).empty();
-            break;
-        case kTagRefSopInstance:
-            f.instance = !textFrom(value).empty();
-            break;
-        case kTagRefXferSyn:
-            f.xferSyn = !textFrom(value).empty();
             break;
         default:
             break;
@@ -115,18 +97,23 @@ Facts scanGroup4(std::span<const unsigned char> content, RecordLinks& links) {
     return f;
 }
 
-bool checkFacts(const Facts& f, unsigned int offset, DIR_REC& type) {
+// What decides what the record is.
+bool checkType(const Facts& f, unsigned int offset, DIR_REC& type) {
     if (!f.inUseFound) return failRecord(offset, "T_0004_1410_recordInUseFlag missing or invalid");
     if (!f.typeFound) return failRecord(offset, "T_0004_1430_recordType missing or invalid");
-    if (!findRecordType(f.type, type)) {
-        return failRecord(offset, ("invalid Record Type - '" + f.type + "'").c_str());
-    }
-    if (type == DIR_REC_PRIVATE && !f.privateUid) {
+    if (findRecordType(f.type, type)) return true;
+    return failRecord(offset, ("invalid Record Type - '" + f.type + "'").c_str());
+}
+
+// What it says of itself and its file, as it was decoded.
+bool checkElems(const Facts& f, unsigned int offset, DIR_REC type, const DcElemList& elems) {
+    const auto has = [&elems](unsigned int tag) { return !textOf(elems, tag).empty(); };
+    if (type == DIR_REC_PRIVATE && !has(kTagPrivateRecordUid)) {
         return failRecord(offset, "T_0004_1432_privateRecordUid missing or invalid");
     }
-    if (!f.fileIdFound) return true;
+    if (elems.getElem(kTagRefFileId, static_cast<DcElem**>(nullptr)) != RESULT_OK) return true;
     // Written by some for a record without a file: told, and read as that.
-    if (f.fileId.empty()) {
+    if (!has(kTagRefFileId)) {
         (void)failRecord(offset, "Zero length File ID");
         return true;
     }
@@ -135,10 +122,14 @@ bool checkFacts(const Facts& f, unsigned int offset, DIR_REC& type) {
         return failRecord(
             offset, ("File ID '" + f.fileId + "' exceeds limit in T_0004_1500_referencedFileId").c_str());
     }
-    if (!f.sopClass) return failRecord(offset, "T_0004_1510_referencedFileClassUid missing or invalid");
-    if (!f.instance) return failRecord(offset, "T_0004_1511_referencedFileInstanceUid missing or invalid");
-    if (!f.xferSyn) return failRecord(offset, "T_0004_1512_referencedFileXferSynUid missing or invalid");
-    return true;
+    if (!has(kTagRefSopClass)) {
+        return failRecord(offset, "T_0004_1510_referencedFileClassUid missing or invalid");
+    }
+    if (!has(kTagRefSopInstance)) {
+        return failRecord(offset, "T_0004_1511_referencedFileInstanceUid missing or invalid");
+    }
+    return has(kTagRefXferSyn) ||
+           failRecord(offset, "T_0004_1512_referencedFileXferSynUid missing or invalid");
 }
 
 }  // namespace
@@ -148,10 +139,7 @@ bool DirRecAccess::parse(DcDirRec& r, std::span<const unsigned char> file, std::
     const auto content = file.subspan(offset + kItemHeader, end - offset - kItemHeader);
     const Facts f = scanGroup4(content, links);
     DIR_REC type = DIR_REC_UNKNOWN;
-    if (!checkFacts(f, offset, type)) return false;
-    r.type_ = type;
-    r.inUse_ = static_cast<DIR_REC_IN_USE>(f.inUse);
-    r.offset_ = offset;
+    if (!checkType(f, offset, type)) return false;
     const auto kept = content.subspan(f.keepFrom);
     auto length = static_cast<unsigned int>(kept.size());
     if (length != 0) {
@@ -159,8 +147,20 @@ bool DirRecAccess::parse(DcDirRec& r, std::span<const unsigned char> file, std::
         // What follows a fault inside the record is lost; decoding has told of it.
         (void)r.elems_.parse(const_cast<unsigned char*>(kept.data()), length, UID_LITTLE_ENDIAN_EXPLICIT);
     }
-    if (f.fileIdFound && f.fileId.empty()) clearRefFile(r);
-    return r.destroyTempElem(DIR_WITHOUT_CHILD) == RESULT_OK;
+    (void)r.destroyTempElem(DIR_WITHOUT_CHILD);
+    if (!checkElems(f, offset, type, r.elems_)) {
+        while (DcElem* e = r.elems_.first()) {
+            (void)r.elems_.subtract(e);
+            delete e;
+        }
+        return false;
+    }
+    r.type_ = type;
+    r.inUse_ = static_cast<DIR_REC_IN_USE>(f.inUse);
+    r.offset_ = offset;
+    const bool fileIdFound = r.elems_.getElem(kTagRefFileId, static_cast<DcElem**>(nullptr)) == RESULT_OK;
+    if (fileIdFound && fileIdOf(r).empty()) clearRefFile(r);
+    return true;
 }
 
 bool DirRecAccess::readLinks(std::span<const unsigned char> item, RecordLinks& links) {
@@ -275,7 +275,8 @@ void DirRecAccess::patch(const DcDirRec& r, unsigned char* at) {
 
 unsigned long long DirRecAccess::sizeOf(const DcDirRec& r, DIR_INCLUDE_CHILD include) {
     const auto sizeOfOne = [](const DcDirRec& each) -> unsigned long long {
-        return isFramed(each) ? kItemHeader + kFixedSize + kMostOfRest + 0ull + orvkit::sizeOf(each.elems_) : 0;
+        return isFramed(each) ? kItemHeader + kFixedSize + kMostOfRest + 0ull + orvkit::sizeOf(each.elems_)
+                              : 0;
     };
     unsigned long long total = sizeOfOne(r);
     if (include == DIR_WITHOUT_CHILD || total == 0) return total;

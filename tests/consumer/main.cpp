@@ -2,11 +2,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "orvkit/dict.h"
-#include "orvkit/elemlist.h"
-#include "orvkit/file.h"
-#include "orvkit/sequence.h"
-#include "orvkit/tags.h"
+#include "orvkit/orvkit.h"
 
 int main(int argc, char** argv) {
     if (argc != 2) return 2;

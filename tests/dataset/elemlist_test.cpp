@@ -297,6 +297,14 @@ TEST(ElemList, ExceptionLevelZeroInstallsTheAcceptingCallback) {
     EXPECT_EQ(text(tolerant, 0x00080060), "ct-scan");
 }
 
+TEST(ElemList, NoTagIsLeftOutOfTheSizeByTheListsEnd) {
+    DcElemList list;
+    list + new DcElem(0xFFFFFFFFu, nullptr, 0u, UID_NONE, VR_LO, 0);
+    unsigned int size = 0;
+    EXPECT_EQ(list.getBufSize(size, TAG_LIST_END), RESULT_OK);
+    EXPECT_EQ(size, 12u);
+}
+
 TEST(ElemList, FrameRefusesWhatIsNoTransferSyntax) {
     CaptureLog log;
     DcElemList list;

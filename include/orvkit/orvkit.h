@@ -1,0 +1,25 @@
+// The whole interface of the library.
+#ifndef ORVKIT_ORVKIT_H
+#define ORVKIT_ORVKIT_H
+
+#include "orvkit/buf.h"
+#include "orvkit/dicomdir.h"
+#include "orvkit/dict.h"
+#include "orvkit/dirrec.h"
+#include "orvkit/elem.h"
+#include "orvkit/elemlist.h"
+#include "orvkit/export.h"
+#include "orvkit/file.h"
+#include "orvkit/list.h"
+#include "orvkit/log.h"
+#include "orvkit/lzw.h"
+#include "orvkit/mediamgr.h"
+#include "orvkit/result.h"
+#include "orvkit/scan.h"
+#include "orvkit/sequence.h"
+#include "orvkit/tags.h"
+#include "orvkit/uids.h"
+#include "orvkit/util.h"
+#include "orvkit/value.h"
+
+#endif
