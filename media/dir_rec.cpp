@@ -5,7 +5,6 @@
 
 #include "foundation/fail.h"
 
-using orvkit::DirRecAccess;
 using orvkit::fail;
 using orvkit::TreeWalk;
 
