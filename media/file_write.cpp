@@ -163,6 +163,8 @@ int writeSpliced(int handle, std::span<const unsigned char> framed, std::size_t 
         walker.setPosition(upTo);
         onDisk = onDisk.subspan(1);
     }
+    // A walk that lost its step has not met them all: a file without its pixels must not look whole.
+    if (!onDisk.empty()) return fail(DIR_READ_WRITE, LOG_ERROR, kReporter, "Error in reading pixel data");
     return write(handle, framed.subspan(written));
 }
 
