@@ -280,6 +280,16 @@ DcElem* DcElem::previous() const {
     return static_cast<DcElem*>(DcNode::previous());
 }
 
+// A tag may have come since the values did, and its VR may be of another kind: those values mean nothing
+// then.
+DICT_VR ElemAccess::resolvedVr(const DcElem& e) noexcept {
+    const DICT_VR vr = Dict.facts(effectiveTag(e)).vr;
+    if (isRawVr(vr) || e.store_.count == 0) return vr;
+    const bool text = Dict.vrFacts(vr).size == VR_SIZE_CHAR;
+    const bool fits = text ? storeHoldsText(e.store_) : e.store_.ends == nullptr;
+    return fits ? vr : VR_UNKNOWN;
+}
+
 void ElemAccess::setVr(DcElem& e, DICT_VR vr) noexcept {
     e.vr_ = vr;
     if (vr == VR_UNKNOWN) {

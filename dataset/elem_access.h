@@ -26,9 +26,7 @@ struct ElemAccess {
         return e.pushedTag_ != 0 ? e.pushedTag_ : e.tag_;
     }
     // The VR, with VR_IM resolved through the dictionary.
-    static DICT_VR vr(const DcElem& e) noexcept {
-        return e.vr_ == VR_IM ? Dict.facts(effectiveTag(e)).vr : e.vr_;
-    }
+    static DICT_VR vr(const DcElem& e) noexcept { return e.vr_ == VR_IM ? resolvedVr(e) : e.vr_; }
     static unsigned int vrLen(const DcElem& e) noexcept { return e.vrLen_; }
     static DICT_VR_SIZE vrSize(const DcElem& e) noexcept { return static_cast<DICT_VR_SIZE>(e.vrSize_); }
     static int counter(const DcElem& e) noexcept { return e.counter_; }
@@ -50,6 +48,8 @@ struct ElemAccess {
     // addValue(const char*, index) on a text that need not end in a NUL: it ends at its first NUL or at its
     // end. The path that decoding takes.
     static int addText(DcElem& e, std::string_view text, int index);
+    // A raw element whose buffers are all files or all handles: frame leaves their bytes to its caller.
+    static bool isOnDisk(const DcElem& e) noexcept;
     // Total bytes of the raw buffers, of whatever kind.
     static unsigned long long rawLength(const DcElem& e) noexcept;
     // A bound in constant time of what frame writes for an element that is no sequence.
@@ -62,6 +62,9 @@ struct ElemAccess {
     static int deepCopy(const DcElem& e, DICT_VR_SIZE& size, int& vrLength, void*** values) {
         return e.getValue(size, vrLength, values);
     }
+
+  private:
+    static DICT_VR resolvedVr(const DcElem& e) noexcept;
 };
 
 }  // namespace orvkit

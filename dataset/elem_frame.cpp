@@ -297,6 +297,15 @@ int ElemAccess::frameInStream(DcElem& e, unsigned char* buf, unsigned int& lengt
     return Framer(e, buf, syntaxInStream(e, xferSyn), true).run(length);
 }
 
+bool ElemAccess::isOnDisk(const DcElem& e) noexcept {
+    const DcBuf* const first = orvkit::isRawVr(vr(e)) ? e.firstBuf_ : nullptr;
+    if (first == nullptr || (first->getType() != BUF_FILE && first->getType() != BUF_HANDLE)) return false;
+    for (const DcBuf* b = first; b != nullptr; b = b->next()) {
+        if (b->getType() != first->getType()) return false;
+    }
+    return true;
+}
+
 unsigned long long ElemAccess::frameBound(const DcElem& e) noexcept {
     constexpr unsigned int headerPaddingAndDelimiter = 12 + 1 + 8;
     unsigned long long bound = headerPaddingAndDelimiter + 0ull + e.store_.used;

@@ -1,5 +1,6 @@
 // The element-at-a-time parser: one element at the start of a buffer, by stricter rules than the block
 // decoder.
+#include <algorithm>
 #include <memory>
 
 #include "dataset/elem_access.h"
@@ -103,12 +104,14 @@ int DcElemList::parseElem(unsigned char* buf, unsigned int length, DICT_UID xfer
     ElemHeader h;
     const int header = readHdr(buf, length, xferSyn, h);
     if (header != RESULT_OK && header != ELEM_UNKNOWN) return header;
-    const unsigned long long end = 0ull + h.used + h.valueLength + static_cast<unsigned int>(h.extra);
-    if (end > length) return ELEM_SHORT_BUFFER;
+    const unsigned long long valueEnd = 0ull + h.used + h.valueLength;
+    if (valueEnd > length) return ELEM_SHORT_BUFFER;
     unsigned char* const value = buf + h.used;
     const unsigned int group = h.tag >> 16;
     const unsigned int element = h.tag & 0xFFFF;
-    used = static_cast<unsigned int>(end);
+    // A value that was taken to the end of the buffer has no delimiter behind it.
+    used = static_cast<unsigned int>(
+        std::min<unsigned long long>(valueEnd + static_cast<unsigned int>(h.extra), length));
 
     if (header == ELEM_UNKNOWN) {
         return fail(RESULT_OK, LOG_NOTICE, kReporter, "Ignored unknown element (%04x,%04x)", group, element);

@@ -12,6 +12,7 @@
 using orvkit::ElemAccess;
 using orvkit::ElemListAccess;
 using orvkit::fail;
+using orvkit::FramedHeader;
 
 namespace {
 
@@ -45,20 +46,9 @@ void settleRawVr(DcElem* e, unsigned short bits, DICT_UID xferSyn) {
     ElemAccess::setVr(*e, bits > 8 && isUncompressed(xferSyn) ? VR_OW : VR_OB);
 }
 
-// The first value, wherever the element's value counter stands. false when there is none.
-bool firstNumber(const DcElemList& list, unsigned int tag, unsigned short& number) {
-    DcElem* const e = ElemListAccess::find(list, tag);
-    if (e == nullptr) return false;
-    const int counter = ElemAccess::counter(*e);
-    ElemAccess::setCounter(*e, 0);
-    const bool found = e->getValue(number, 0) == RESULT_OK;
-    ElemAccess::setCounter(*e, counter);
-    return found;
-}
-
 void settleWaveforms(DcElemList& list, DICT_UID xferSyn) {
     unsigned short bits = 0;
-    if (!firstNumber(list, 0x54001004u, bits)) return;
+    if (ElemListAccess::firstValue(list, 0x54001004u, bits) != RESULT_OK) return;
     for (const unsigned int tag : {0x54000110u, 0x54000112u, 0x5400100Au, 0x54001010u}) {
         settleRawVr(ElemListAccess::find(list, tag), bits, xferSyn);
     }
@@ -68,7 +58,7 @@ void settleWaveforms(DcElemList& list, DICT_UID xferSyn) {
 unsigned long long settlePixels(DcElemList& list, DcElem* pixels, DICT_UID xferSyn) {
     if (pixels == nullptr) return 0;
     unsigned short bits = 0;
-    (void)firstNumber(list, 0x00280100u, bits);
+    (void)ElemListAccess::firstValue(list, 0x00280100u, bits);
     if (ElemAccess::vr(*pixels) == VR_OX) settleRawVr(pixels, bits, xferSyn);
     return ElemAccess::rawLength(*pixels);
 }
@@ -82,8 +72,13 @@ int failTooLarge() {
 class ListFramer {
   public:
     ListFramer(unsigned char* buf, unsigned int room, DICT_UID xferSyn, bool hasPixels,
-               unsigned long long pixelLength)
-        : buf_(buf), room_(room), xferSyn_(xferSyn), hasPixels_(hasPixels), pixelLength_(pixelLength) {}
+               unsigned long long pixelLength, std::vector<FramedHeader>* onDisk)
+        : buf_(buf),
+          room_(room),
+          xferSyn_(xferSyn),
+          hasPixels_(hasPixels),
+          pixelLength_(pixelLength),
+          onDisk_(onDisk) {}
 
     int run(DcElem* first) {
         for (DcElem* e = first; e != nullptr; e = e->next()) {
@@ -93,6 +88,11 @@ class ListFramer {
                 openGroup(*e, tag);
             }
             if (const int result = put(*e, used_); result != RESULT_OK) return result;
+            if (onDisk_ != nullptr && ElemAccess::isOnDisk(*e)) {
+                const bool undefined =
+                    tag == kPixelData && !isUncompressed(ElemAccess::syntaxInStream(*e, xferSyn_));
+                onDisk_->push_back({e, used_, undefined});
+            }
         }
         return closeGroup();
     }
@@ -142,6 +142,7 @@ class ListFramer {
     DICT_UID xferSyn_;
     bool hasPixels_;
     unsigned long long pixelLength_;
+    std::vector<FramedHeader>* onDisk_;
     unsigned int used_ = 0;
     unsigned int group_ = 0;
     unsigned int groupAt_ = 0;
@@ -155,7 +156,7 @@ int DcElemList::frame(unsigned char* buf, unsigned int& length, DICT_UID xferSyn
 }
 
 int ElemListAccess::frame(DcElemList& list, unsigned char* buf, unsigned int room, unsigned int& length,
-                          DICT_UID xferSyn) {
+                          DICT_UID xferSyn, std::vector<FramedHeader>* onDisk) {
     constexpr const char* reporter = "DcElemList::frame";
     length = 0;
     if (buf == nullptr) return fail(ELEM_NULL_ARGUMENT, LOG_NOTICE, reporter, "Null argument passed");
@@ -167,7 +168,7 @@ int ElemListAccess::frame(DcElemList& list, unsigned char* buf, unsigned int roo
     settleWaveforms(list, xferSyn);
     DcElem* const pixels = find(list, kPixelData);
     const unsigned long long pixelLength = settlePixels(list, pixels, xferSyn);
-    ListFramer framer(buf, room, xferSyn, pixels != nullptr, pixelLength);
+    ListFramer framer(buf, room, xferSyn, pixels != nullptr, pixelLength, onDisk);
     const int result = framer.run(list.first());
     length = framer.used();
     return result;

@@ -54,6 +54,8 @@ int libParseFields(FILE* file, DcPfField_* fields, DcPfFileInfo_* info, int coun
     if (file == nullptr || info == nullptr || (fields == nullptr && count > 0)) {
         return orvkit::fail(UTIL_NULL_ARGUMENT, LOG_ERROR, reporter, "Null argument passed");
     }
+    ARCH_ENDIAN endian;
+    if (Dict.getEndian(info->xferSyn, endian) != RESULT_OK) return ELEM_XFER_SYNTAX;
     Wanted wanted({fields, static_cast<std::size_t>(std::max(count, 0))});
     orvkit::StreamSource source(file);
     *info = {.xferSyn = info->xferSyn,

@@ -141,16 +141,15 @@ int utilGetOxValLen(unsigned char* p, unsigned int remaining, DICT_UID xferSyn, 
 
     const auto value = bytes.subspan(kLengthField);
     const std::size_t at = orvkit::findSequenceDelimitation(value, orderOf(xferSyn));
+    if (at != orvkit::kNotFound || wholeBufferIfMissing != 0) extra = static_cast<int>(kDelimitationSize);
     if (at != orvkit::kNotFound) {
         length = static_cast<unsigned int>(at);
-        extra = static_cast<int>(kDelimitationSize);
         return RESULT_OK;
     }
     length = 0;
     if (wholeBufferIfMissing == 0) {
         return fail(UTIL_LENGTH_FIELD, LOG_ERROR, reporter, "Data error, Sequence delimiter not found");
     }
-    // No delimiter, so nothing follows the value: `extra` stays 0.
     length = static_cast<unsigned int>(value.size());
     return fail(RESULT_OK, LOG_VALIDATION, reporter,
                 "Sequence delimiter not found, assuming full buffer as Pixel Data");

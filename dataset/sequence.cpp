@@ -210,21 +210,16 @@ int DcElemSq::resetValueCounter() {
     return DcElem::resetValueCounter();
 }
 
-int DcElemSq::getBufSize(unsigned int& size, unsigned int excludedTag) {
-    size = 12;
-    for (DcElemSqItem* item = first(); item != nullptr; item = item->next()) {
-        unsigned int each = 0;
-        (void)item->getBufSize(each, excludedTag);
-        size = saturatingAdd(size, each);
-    }
-    return RESULT_OK;
+int DcElemSq::getBufSize(unsigned int& size, unsigned int) {
+    return DcElemSq::getBufSize(size, static_cast<unsigned int*>(nullptr));
 }
 
-int DcElemSq::getBufSize(unsigned int& size, unsigned int* excluded) {
+// What a caller leaves out of the data set still stands in the items, and is framed with them.
+int DcElemSq::getBufSize(unsigned int& size, unsigned int*) {
     size = 12;
     for (DcElemSqItem* item = first(); item != nullptr; item = item->next()) {
         unsigned int each = 0;
-        (void)item->getBufSize(each, excluded);
+        (void)item->getBufSize(each, static_cast<unsigned int*>(nullptr));
         size = saturatingAdd(size, each);
     }
     return RESULT_OK;

@@ -122,6 +122,10 @@ void storeDropFirst(ElemStore& s, bool text) noexcept {
     for (unsigned int i = 0; i < s.count; ++i) s.ends[i] = s.ends[i + 1] - gone;
 }
 
+bool storeHoldsText(const ElemStore& s) noexcept {
+    return s.used != 0 && storeBytes(s).back() == 0 && (s.count == 1 || s.ends != nullptr);
+}
+
 std::span<const unsigned char> storeValue(const ElemStore& s, unsigned int index, bool text) noexcept {
     const Range r = rangeOf(s, index, text);
     return storeBytes(s).subspan(r.begin, r.end - r.begin - (text ? 1 : 0));

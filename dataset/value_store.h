@@ -26,6 +26,8 @@ inline std::string_view storeText(const ElemStore& s, unsigned int index) noexce
     const auto v = storeValue(s, index, true);
     return {reinterpret_cast<const char*>(v.data()), v.size()};
 }
+// Whether the values can be read as texts: they end in a NUL, and it is known where each ends.
+bool storeHoldsText(const ElemStore& s) noexcept;
 // All bytes, NULs included.
 inline std::span<unsigned char> storeBytes(ElemStore& s) noexcept {
     return {s.capacity > sizeof s.local ? s.heap : s.local, s.used};

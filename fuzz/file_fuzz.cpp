@@ -1,37 +1,15 @@
-// Part 10 files: read from memory and from disk to the same end, read up to Pixel Data, and written again
-// with the pixels in memory and on disk.
-#include <sys/mman.h>
-#include <unistd.h>
-
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
-#include <string>
-#include <vector>
-
+// Part 10 files: the meta information turned into elements and back; the whole read from memory and from disk
+// to the same end, read up to Pixel Data, and written again with the pixels in memory and on disk.
 #include "orvkit/file.h"
-#include "orvkit/log.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "fuzz/target.h"
 
 namespace {
 
-void require(bool condition) {
-    if (!condition) std::abort();
-}
-
-// A file without a place in the file system, and a path to it.
-class MemoryFile {
-  public:
-    MemoryFile() : handle_(memfd_create("file", 0)), path_("/proc/self/fd/" + std::to_string(handle_)) {}
-    void hold(const std::vector<unsigned char>& bytes) {
-        require(ftruncate(handle_, 0) == 0);
-        require(pwrite(handle_, bytes.data(), bytes.size(), 0) == static_cast<ssize_t>(bytes.size()));
-    }
-    const char* path() const { return path_.c_str(); }
-
-  private:
-    int handle_;
-    std::string path_;
-};
+using fuzz::require;
 
 void complete(DcDirMetaInfo& meta) {
     meta.version = 1;
@@ -40,17 +18,38 @@ void complete(DcDirMetaInfo& meta) {
     if (meta.sopInstanceUid[0] == '\0') std::strcpy(meta.sopInstanceUid, "1.2.3");
 }
 
+// So that most inputs reach the elements of the meta information.
+void addPreamble(std::vector<unsigned char>& bytes) {
+    if (bytes.size() >= 132 && std::memcmp(bytes.data() + 128, "DICM", 4) == 0) return;
+    constexpr char magic[] = {'D', 'I', 'C', 'M', 2, 0};
+    bytes.insert(bytes.begin(), magic, magic + sizeof magic);
+    bytes.insert(bytes.begin(), 128, 0);
+    bytes.shrink_to_fit();
+}
+
+void checkMetaInfo(std::vector<unsigned char>& bytes) {
+    DcDirMetaInfo meta;
+    unsigned int end = 0;
+    const int result = dirReadFileMetaInfo(bytes.data(), static_cast<unsigned int>(bytes.size()), meta, end);
+    require(result == 0 ? end > 132 && end <= bytes.size() : end == 0);
+    require((meta.privateInfo != nullptr) == (meta.privateInfoLen != 0));
+    DcElemList group;
+    require(dirFileMetaInfoToElemList(meta, group) == 0);
+    DcDirMetaInfo again;
+    require(dirElemListToFileMetaInfo(group, again) == 0);
+    require(again.version == meta.version && again.transferSyntax == meta.transferSyntax);
+    require(again.sopClassUid == meta.sopClassUid && again.privateInfoLen == meta.privateInfoLen);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static MemoryFile input;
-    static MemoryFile output;
-    static const bool quiet = [] {
-        for (const LOG_MSG level : {LOG_NOTICE, LOG_VALIDATION, LOG_ERROR}) logActivate(level, LOG_OFF);
-        return true;
-    }();
-    if (!quiet || size < 2) return 0;
-    std::vector<unsigned char> bytes(data + 1, data + size);
+    static fuzz::MemoryFile input;
+    static fuzz::MemoryFile output;
+    if (size < 2) return 0;
+    std::vector<unsigned char> bytes = fuzz::content(data, size);
+    if ((data[0] & 2) != 0) addPreamble(bytes);
+    checkMetaInfo(bytes);
     input.hold(bytes);
 
     DcDirMetaInfo meta;

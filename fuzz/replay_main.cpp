@@ -9,9 +9,7 @@
 #include <vector>
 
 #include "fuzz/seeds.h"
-#include "orvkit/log.h"
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
+#include "fuzz/target.h"
 
 namespace {
 
@@ -71,7 +69,7 @@ void mutate(fuzz::Bytes& bytes, Random& random) {
 
 int main() {
     constexpr std::size_t mutations = 3000;
-    for (LOG_MSG level : {LOG_NOTICE, LOG_VALIDATION, LOG_ERROR}) logActivate(level, LOG_OFF);
+    fuzz::switchLogOff();
     const char* chosen = std::getenv("ORVKIT_SAMPLES");
     const std::vector<fuzz::Bytes> seeds = fuzz::seeds(chosen != nullptr ? chosen : ORVKIT_DEFAULT_SAMPLES);
     for (const fuzz::Bytes& seed : seeds) LLVMFuzzerTestOneInput(seed.data(), seed.size());

@@ -1,42 +1,15 @@
 // The raw scanners: what they report lies within the input, and the handle forms agree with the memory forms.
-#include <sys/mman.h>
-#include <unistd.h>
-
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <vector>
-
-#include "orvkit/log.h"
 #include "orvkit/scan.h"
+
+#include <cstdio>
+
+#include "fuzz/target.h"
 
 namespace {
 
-constexpr DICT_UID syntaxes[] = {UID_LITTLE_ENDIAN_IMPLICIT, UID_LITTLE_ENDIAN_EXPLICIT,
-                                 UID_BIG_ENDIAN_EXPLICIT, UID_JPEG_BASELINE};
+using fuzz::require;
+
 constexpr unsigned int wanted[] = {SCAN_ELEM_END, 0xFFFEE00D, 0x00100010, 0x7FE00010, 0xFFFCFFFC};
-
-void require(bool condition) {
-    if (!condition) std::abort();
-}
-
-// A file of the process's own that holds the input.
-class InputFile {
-  public:
-    InputFile() : handle_(memfd_create("input", 0)), file_(fdopen(handle_, "r+")) {}
-    void hold(const std::vector<unsigned char>& bytes) {
-        require(ftruncate(handle_, 0) == 0);
-        require(pwrite(handle_, bytes.data(), bytes.size(), 0) == static_cast<ssize_t>(bytes.size()));
-        std::rewind(file_);
-        std::fflush(file_);
-    }
-    int handle() const { return handle_; }
-    FILE* stream() const { return file_; }
-
-  private:
-    int handle_;
-    FILE* file_;
-};
 
 struct Lengths {
     int result = 0;
@@ -59,7 +32,7 @@ void checkOffsets(std::vector<unsigned char>& bytes, DICT_UID xferSyn) {
     }
 }
 
-void checkLengths(std::vector<unsigned char>& bytes, DICT_UID xferSyn, const InputFile& file) {
+void checkLengths(std::vector<unsigned char>& bytes, DICT_UID xferSyn, const fuzz::MemoryFile& file) {
     for (const unsigned int at : {4u, 8u, 16u, 20u}) {
         if (bytes.size() < at) return;
         const auto left = static_cast<unsigned int>(bytes.size() - at);
@@ -85,15 +58,14 @@ void checkLengths(std::vector<unsigned char>& bytes, DICT_UID xferSyn, const Inp
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static InputFile file;
-    static const bool quiet = [] {
-        for (const LOG_MSG level : {LOG_NOTICE, LOG_VALIDATION, LOG_ERROR}) logActivate(level, LOG_OFF);
-        return true;
-    }();
-    if (!quiet || size < 2) return 0;
-    const DICT_UID xferSyn = syntaxes[data[0] & 3];
-    std::vector<unsigned char> bytes(data + 1, data + size);
+    static fuzz::MemoryFile file;
+    static FILE* const stream = fdopen(file.handle(), "r+");
+    if (size < 2) return 0;
+    const DICT_UID xferSyn = fuzz::syntaxes[data[0] & 3];
+    std::vector<unsigned char> bytes = fuzz::content(data, size);
     file.hold(bytes);
+    std::rewind(stream);
+    std::fflush(stream);
     checkOffsets(bytes, xferSyn);
     checkLengths(bytes, xferSyn, file);
 
@@ -101,7 +73,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (int i = 0; i < 5; ++i) fields[i].tag = wanted[i];
     DcPfFileInfo_ info;
     info.xferSyn = xferSyn;
-    (void)libParseFields(file.stream(), fields, &info, 5);
+    (void)libParseFields(stream, fields, &info, 5);
     require(info.fileSize == static_cast<long long>(bytes.size()) && info.end <= info.fileSize);
     for (const DcPfField_& f : fields) require(f.valueOffset <= info.fileSize);
     return 0;

@@ -88,6 +88,51 @@ Bytes wholeFile(DICT_UID syntax) {
     return bytes;
 }
 
+void put(Bytes& to, std::size_t v, int size) {
+    while (size-- > 0) to.push_back(static_cast<std::uint8_t>(v >> (8 * size)));
+}
+
+// An item of an association PDU, or, with a length field of four bytes, a PDU.
+Bytes item(int type, const Bytes& content, int lengthSize = 2) {
+    Bytes all{static_cast<std::uint8_t>(type), 0};
+    put(all, content.size(), lengthSize);
+    all.insert(all.end(), content.begin(), content.end());
+    return all;
+}
+
+Bytes item(int type, const std::string& text) {
+    return item(type, Bytes(text.begin(), text.end()));
+}
+
+Bytes joined(std::initializer_list<Bytes> parts) {
+    Bytes all;
+    for (const Bytes& part : parts) all.insert(all.end(), part.begin(), part.end());
+    return all;
+}
+
+// A request or its answer, followed by one PDU of each other type.
+Bytes conversation(int type) {
+    const bool request = type == 1;
+    Bytes fixed{0, 1, 0, 0};
+    fixed.resize(36, 'A');
+    fixed.resize(68);
+    const Bytes syntaxes = joined({item(0x40, "1.2.840.10008.1.2"), item(0x40, "1.2.840.10008.1.2.1")});
+    const Bytes context = request
+                              ? item(0x20, joined({{1, 0, 0, 0}, item(0x30, "1.2.840.10008.1.1"), syntaxes}))
+                              : item(0x21, joined({{1, 0, 0, 0}, item(0x40, "1.2.840.10008.1.2")}));
+    const std::string uid = "1.2.840.10008.1.1";
+    const Bytes role = joined({{0, 17}, Bytes(uid.begin(), uid.end()), {1, 0}});
+    const Bytes user =
+        joined({item(0x51, Bytes{0, 0, 0x40, 0}), item(0x52, "1.2.3"), item(0x53, Bytes{0, 1, 0, 1}),
+                item(0x54, role), item(0x55, "V1"), item(0x56, "any")});
+    const Bytes values{0, 0, 0, 5, 1, 3, 7, 8, 9, 0, 0, 0, 2, 1, 2, 0, 0, 0, 3, 1, 2, 7};
+    return joined(
+        {item(type, joined({fixed, item(0x10, "1.2.840.10008.3.1.1.1"), context, context, item(0x50, user)}),
+              4),
+         item(4, values, 4), item(3, {0, 1, 2, 3}, 4), item(5, {0, 0, 0, 0}, 4), item(6, {0, 0, 0, 0}, 4),
+         item(7, {0, 0, 2, 1}, 4)});
+}
+
 void addSamples(const std::string& directory, std::vector<Bytes>& all) {
     std::error_code error;
     std::vector<fs::path> paths;
@@ -119,6 +164,8 @@ std::vector<Bytes> seeds(const std::string& sampleDirectory) {
                                   wholeFile(UID_LITTLE_ENDIAN_IMPLICIT), wholeFile(UID_BIG_ENDIAN_EXPLICIT)};
     streams.push_back(packed(streams[0]));
     streams.push_back(packed(Bytes(2000, 7)));
+    streams.push_back(conversation(1));
+    streams.push_back(conversation(2));
     for (const char* text : {"045Y", "(0008,0016)", "20240115", "2024.01.15-", "20240115101530.250000+0100",
                              "101530.5", "10:15-11:00", "Name^Given^M^Dr^Jr", "\x1b$B^=A=B", "A\\B\\1.5e3"}) {
         const std::string bytes(text);

@@ -3,25 +3,18 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
-#include <cstdint>
-#include <cstdlib>
 #include <cstring>
-#include <string>
-#include <vector>
 
 #include "dataset/elem_access.h"
 #include "dataset/number_text.h"
 #include "dataset/value_text.h"
-#include "orvkit/elem.h"
-#include "orvkit/log.h"
+#include "fuzz/target.h"
 
 namespace {
 
 constexpr unsigned int tag = 0x00111010;
 
-void require(bool holds) {
-    if (!holds) std::abort();
-}
+using fuzz::require;
 
 int acceptOrReplace(void* context, unsigned int, DICT_VR, char* value, char** replacement) {
     static char other[] = "replaced";
@@ -39,21 +32,14 @@ void readAll(DcElem& e) {
     }
 }
 
+template <typename... Types>
+void readEach(DcElem& e) {
+    (readAll<Types>(e), ...);
+}
+
 void readEverything(DcElem& e) {
-    readAll<short>(e);
-    readAll<unsigned short>(e);
-    readAll<int>(e);
-    readAll<unsigned int>(e);
-    readAll<float>(e);
-    readAll<double>(e);
-    readAll<DICT_UID>(e);
-    readAll<DcElemValueAS>(e);
-    readAll<DcElemValueAT>(e);
-    readAll<DcElemValueDA>(e);
-    readAll<DcElemValueDT>(e);
-    readAll<DcElemValuePN>(e);
-    readAll<DcElemValueTM>(e);
-    readAll<DcBuf>(e);
+    readEach<short, unsigned short, int, unsigned int, float, double, DICT_UID, DcBuf>(e);
+    readEach<DcElemValueAS, DcElemValueAT, DcElemValueDA, DcElemValueDT, DcElemValuePN, DcElemValueTM>(e);
     for (const int length : {0, 3, 20}) {
         std::vector<char> buffer(static_cast<std::size_t>(length) + 1);
         for (int i = 0; i < e.getValueCount() && i < 100; ++i) {
@@ -79,38 +65,33 @@ void addToEveryVr(std::string_view text, std::uint8_t mode) {
 bool roundsUp(double time) {
     return std::fmod(time, 100.0) > 59.9999994;
 }
-bool parsesAgain(const DcElemValueAS&) {
-    return true;
-}
-bool parsesAgain(const DcElemValueDA& v) {  // a range of two absent bounds is no date
-    const bool empty = v.month == 0 && v.startDate == -1 && v.endDate == -1;
-    return !empty && v.startDate <= 30001231 && v.endDate <= 30001231;
-}
-bool parsesAgain(const DcElemValueTM& v) {
-    return !roundsUp(v.second) && !roundsUp(v.startTime) && !roundsUp(v.endTime);
-}
-bool parsesAgain(const DcElemValueDT& v) {
-    const bool noOffset = v.offsetHour == 0 && v.offsetMinute == 0;
-    return !roundsUp(v.second) && (noOffset || std::abs(v.offsetHour) > 9);
-}
-bool parsesAgain(const DcElemValuePN&) {
+template <typename Value>
+bool parsesAgain(const Value& v) {
+    if constexpr (std::is_same_v<Value, DcElemValueDA>) {  // a range of two absent bounds is no date
+        const bool empty = v.month == 0 && v.startDate == -1 && v.endDate == -1;
+        return !empty && v.startDate <= 30001231 && v.endDate <= 30001231;
+    } else if constexpr (std::is_same_v<Value, DcElemValueTM>) {
+        return !roundsUp(v.second) && !roundsUp(v.startTime) && !roundsUp(v.endTime);
+    } else if constexpr (std::is_same_v<Value, DcElemValueDT>) {
+        const bool noOffset = v.offsetHour == 0 && v.offsetMinute == 0;
+        return !roundsUp(v.second) && (noOffset || std::abs(v.offsetHour) > 9);
+    }
     return true;
 }
 
 // A component group that stands alone is read as components.
 template <typename Value>
-bool standsAlone(const Value&, std::string_view) {
+bool standsAlone(const Value& v, std::string_view text) {
+    if constexpr (std::is_same_v<Value, DcElemValuePN>) {
+        return v.group > 0 && text.find('=') == std::string_view::npos;
+    }
     return false;
-}
-bool standsAlone(const DcElemValuePN& v, std::string_view text) {
-    return v.group > 0 && text.find('=') == std::string_view::npos;
 }
 
 // A date and time is formatted from its members only when it has no text.
 template <typename Value>
-void forgetText(Value&) {}
-void forgetText(DcElemValueDT& v) {
-    std::memset(v.text, 0, sizeof v.text);
+void forgetText(Value& v) {
+    if constexpr (std::is_same_v<Value, DcElemValueDT>) std::memset(v.text, 0, sizeof v.text);
 }
 
 template <typename Value>
@@ -151,16 +132,11 @@ void compareNumbers(const std::string& text) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static const bool quiet = [] {
-        for (const LOG_MSG level : {LOG_NOTICE, LOG_VALIDATION, LOG_ERROR}) logActivate(level, LOG_OFF);
-        return true;
-    }();
-    if (!quiet || size < 1) return 0;
+    if (size < 1) return 0;
     const std::uint8_t mode = data[0];
     elemListSetValueExceptionLevel((mode & 1) != 0 ? 0 : -1);
-    // A block of its own, so that a byte too many is seen.
-    const std::vector<char> bytes(data + 1, data + size);
-    addToEveryVr({bytes.data(), bytes.size()}, mode);
+    const std::vector<unsigned char> bytes = fuzz::content(data, size);
+    addToEveryVr({reinterpret_cast<const char*>(bytes.data()), bytes.size()}, mode);
 
     const std::string text(bytes.begin(), std::find(bytes.begin(), bytes.end(), '\0'));
     DcElemValueAT at;

@@ -84,6 +84,7 @@ int replaceFile(const std::string& path, std::span<const unsigned char> bytes) {
         file = platform::createNew(temporary.c_str());
     }
     if (!file) return fail(DIR_OPEN, LOG_ERROR, kReporter, "Error opening file - '%s'", path.c_str());
+    (void)platform::copyRights(path.c_str(), file.get());  // of the file that is replaced
     const bool written =
         platform::writeAll(file.get(), bytes.data(), bytes.size()) && platform::sync(file.get());
     file.reset();

@@ -11,16 +11,17 @@ namespace {
 constexpr std::uint64_t kMostReadAhead = std::uint64_t{1} << 20;
 }
 
-int FilePrefix::open(const char* path, const char* reporter, std::size_t firstRead) {
+int FilePrefix::open(const char* path, const char* statReporter, const char* openReporter,
+                     std::size_t firstRead) {
     // Looked at by its path, so that a pipe or a device is refused without being opened.
     platform::FileInfo info;
     if (!platform::examine(path, info))
-        return fail(DIR_STAT, LOG_ERROR, reporter, "stat error file '%s'", path);
+        return fail(DIR_STAT, LOG_ERROR, statReporter, "stat error file '%s'", path);
     if (info.kind != platform::FileKind::regular) {
-        return fail(DIR_STAT, LOG_ERROR, reporter, "'%s' is not a regular file", path);
+        return fail(DIR_STAT, LOG_ERROR, statReporter, "'%s' is not a regular file", path);
     }
     handle_ = platform::openRead(path);
-    if (!handle_) return fail(DIR_OPEN, LOG_ERROR, reporter, "Error opening file '%s'", path);
+    if (!handle_) return fail(DIR_OPEN, LOG_ERROR, openReporter, "Error opening file '%s'", path);
     size_ = static_cast<std::uint64_t>(info.size);
     firstRead_ = firstRead;
     return RESULT_OK;
@@ -35,7 +36,7 @@ void FilePrefix::load(std::uint64_t offset, std::size_t n) {
     if (failed_ || need <= loaded_) return;
     const std::uint64_t ahead =
         loaded_ == 0 ? firstRead_ : loaded_ + std::min<std::uint64_t>(loaded_, kMostReadAhead);
-    const std::uint64_t to = std::min(std::max(need, ahead), size_);
+    const std::uint64_t to = std::min(std::max(need, std::min(ahead, limit_)), size_);
     (void)extend(to, std::max<std::uint64_t>(to, std::min<std::uint64_t>(2 * capacity_, size_)));
 }
 

@@ -21,7 +21,10 @@ class FilePrefix final : public ByteSource {
     static constexpr std::size_t kWithHeader = 32768;
 
     // 22536 when the file cannot be examined or is no regular file, 22533 when it cannot be opened.
-    int open(const char* path, const char* reporter, std::size_t firstRead);
+    int open(const char* path, const char* reporter, std::size_t firstRead) {
+        return open(path, reporter, reporter, firstRead);
+    }
+    int open(const char* path, const char* statReporter, const char* openReporter, std::size_t firstRead);
     // Refuses to hold more than that.
     void setLimit(std::uint64_t bytes) noexcept { limit_ = bytes; }
     bool overLimit() const noexcept { return overLimit_; }

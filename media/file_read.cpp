@@ -5,6 +5,7 @@
 #include <new>
 
 #include "dataset/elem_access.h"
+#include "dataset/elemlist_access.h"
 #include "dataset/raw_walker.h"
 #include "foundation/fail.h"
 #include "media/file_prefix.h"
@@ -12,6 +13,7 @@
 #include "media/part10_reader.h"
 
 using orvkit::ByteSource;
+using orvkit::ElemListAccess;
 using orvkit::fail;
 using orvkit::FilePrefix;
 using orvkit::kLengthUndefined;
@@ -24,6 +26,8 @@ using orvkit::RawWalker;
 namespace {
 
 constexpr const char* kMetaReporter = "dirReadFileMetaInfo";
+// What is held of meta information, however small the limit for data sets is.
+constexpr std::uint64_t kMostMeta = std::uint64_t{512} << 20;
 
 int failLimit(const char* reporter, const char* name) {
     return fail(DIR_FILE_SIZE, LOG_ERROR, reporter, "File '%s', size exceeds limit of %g Mbytes", name,
@@ -43,11 +47,12 @@ int failPrefix(const FilePrefix& file, const char* reporter, const char* path) {
 void takeIdentity(DcElemList& dataset, DcDirMetaInfo& meta) {
     DICT_UID sopClass = UID_NONE;
     char instance[sizeof meta.sopInstanceUid] = "";
-    if (dataset.getValue(orvkit::kTagSopClass, sopClass, 0) == RESULT_OK && sopClass != UID_NONE) {
+    if (ElemListAccess::firstValue(dataset, orvkit::kTagSopClass, sopClass) == RESULT_OK &&
+        sopClass != UID_NONE) {
         meta.sopClassUid = sopClass;
     }
-    const int result =
-        dataset.getValue(orvkit::kTagSopInstance, instance, static_cast<int>(sizeof instance - 1), 0);
+    const int result = ElemListAccess::firstValue(dataset, orvkit::kTagSopInstance, instance,
+                                                  static_cast<int>(sizeof instance - 1));
     if (result == RESULT_OK && instance[0] != '\0') {
         std::memcpy(meta.sopInstanceUid, instance, sizeof instance);
     }
@@ -75,15 +80,21 @@ int decodeAll(FilePrefix& file, Part10& p, DICT_UID xferSyn, DcElemList& dataset
                   xferSyn, p.meta, dataset);
 }
 
-// Opens a file and reads its meta information and the first bytes behind.
-int begin(FilePrefix& file, Part10& p, std::size_t firstRead) {
+// Opens a file and reads its meta information and the first bytes behind. `statReporter` tells of a file that
+// is not there.
+int begin(FilePrefix& file, Part10& p, const char* statReporter, std::size_t firstRead) {
     if (p.path == nullptr) {
         p.meta.reset();
         return fail(DIR_NULL_ARGUMENT, LOG_VALIDATION, kMetaReporter, "Null argument passed");
     }
-    if (const int result = file.open(p.path, kMetaReporter, firstRead); result != RESULT_OK) return result;
-    file.setLimit(static_cast<std::uint64_t>(orvkit::maxFileSize()) + FilePrefix::kWithHeader);
-    return readMeta(p);
+    if (const int result = file.open(p.path, statReporter, kMetaReporter, firstRead); result != RESULT_OK)
+        return result;
+    // The limit is that of the data set, which begins where the meta information ends.
+    const std::uint64_t limit = static_cast<std::uint64_t>(orvkit::maxFileSize()) + FilePrefix::kWithHeader;
+    file.setLimit(std::max(limit, kMostMeta));
+    const int result = readMeta(p);
+    file.setLimit(p.end + limit);
+    return result;
 }
 
 // ---- Pixel Data read once
@@ -97,13 +108,20 @@ bool isUncompressed(DICT_UID xferSyn) {
            xferSyn == UID_BIG_ENDIAN_EXPLICIT;
 }
 
+// Letters of no VR are a matter for decoding, which tells of them.
+bool hasKnownLetters(FilePrefix& file, const RawHeader& h) {
+    if (!h.mode.explicitVr) return true;
+    const auto b = file.at(h.offset + 4, 2);
+    return b.size() >= 2 && DcDict::vrOfCode(static_cast<char>(b[0]), static_cast<char>(b[1])) != 0;
+}
+
 // Whether a file is an image whose large native pixels are its last bytes. `h` receives their header.
 bool endsWithLargePixels(FilePrefix& file, const Part10& p, DICT_UID xferSyn, RawHeader& h) {
     if (!isUncompressed(xferSyn) || file.size() < p.end + kLargePixels) return false;
     RawWalker walker(file, p.end, file.size(), RawMode::of(xferSyn));
     while (walker.peek(h) == RawStep::element) {
         if (h.tag == orvkit::kTagPixelData) {
-            return orvkit::isRawVr(h.vr) && h.length >= kLargePixels &&
+            return orvkit::isRawVr(h.vr) && h.length >= kLargePixels && hasKnownLetters(file, h) &&
                    h.length == file.size() - h.valueOffset;
         }
         if (h.tag > orvkit::kTagPixelData || !walker.skip(h)) return false;
@@ -166,7 +184,7 @@ int dirReadFileMetaInfo(const char* path, DcDirMetaInfo& meta, unsigned int& end
     end = 0;
     FilePrefix file;
     Part10 p{file, path, meta};
-    const int result = begin(file, p, FilePrefix::kMetaOnly);
+    const int result = begin(file, p, kMetaReporter, FilePrefix::kMetaOnly);
     if (result == RESULT_OK) end = static_cast<unsigned int>(p.end);
     return result;
 }
@@ -185,7 +203,8 @@ int dirReadFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset) {
     constexpr const char* reporter = "dirReadFile";
     FilePrefix file;
     Part10 p{file, path, meta};
-    if (const int result = begin(file, p, FilePrefix::kWithHeader); result != RESULT_OK) return result;
+    if (const int result = begin(file, p, reporter, FilePrefix::kWithHeader); result != RESULT_OK)
+        return result;
     DICT_UID xferSyn;
     if (const int result = settleSyntax(p, reporter, xferSyn); result != RESULT_OK) return result;
     RawHeader h;
@@ -217,7 +236,8 @@ int dirReadNonPixelElem(const char* path, DcDirMetaInfo& meta, DcElemList& datas
     if (pixelLength != nullptr) *pixelLength = 0;
     FilePrefix file;
     Part10 p{file, path, meta};
-    if (const int result = begin(file, p, FilePrefix::kWithHeader); result != RESULT_OK) return result;
+    if (const int result = begin(file, p, kMetaReporter, FilePrefix::kWithHeader); result != RESULT_OK)
+        return result;
     DICT_UID xferSyn;
     if (const int result = settleSyntax(p, reporter, xferSyn); result != RESULT_OK) return result;
 

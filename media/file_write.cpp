@@ -1,12 +1,12 @@
 // Writing Part 10 files (PS3.10 7).
 #include <algorithm>
 #include <cstring>
-#include <filesystem>
 #include <memory>
 #include <new>
 #include <vector>
 
 #include "dataset/elem_access.h"
+#include "dataset/elemlist_access.h"
 #include "dataset/raw_walker.h"
 #include "foundation/fail.h"
 #include "media/meta_info.h"
@@ -15,11 +15,9 @@
 #include "platform/file.h"
 
 using orvkit::ElemAccess;
+using orvkit::ElemListAccess;
 using orvkit::fail;
-using orvkit::RawHeader;
-using orvkit::RawMode;
-using orvkit::RawStep;
-using orvkit::RawWalker;
+using orvkit::FramedHeader;
 
 namespace {
 
@@ -66,15 +64,15 @@ class Aside {
 
 int takeIdentity(DcDirMetaInfo& meta, DcElemList& dataset) {
     if (meta.sopClassUid == UID_NONE) {
-        const int result = dataset.getValue(orvkit::kTagSopClass, meta.sopClassUid, 0);
+        const int result = ElemListAccess::firstValue(dataset, orvkit::kTagSopClass, meta.sopClassUid);
         if (result != RESULT_OK) {
             return fail(result, LOG_ERROR, kReporter,
                         "Missing or invalid T_0008_0016_sopClassUid in Element List");
         }
     }
     if (meta.sopInstanceUid[0] == '\0') {
-        const int result = dataset.getValue(orvkit::kTagSopInstance, meta.sopInstanceUid,
-                                            static_cast<int>(sizeof meta.sopInstanceUid - 1), 0);
+        const int result = ElemListAccess::firstValue(dataset, orvkit::kTagSopInstance, meta.sopInstanceUid,
+                                                      static_cast<int>(sizeof meta.sopInstanceUid - 1));
         if (result != RESULT_OK) {
             return fail(result, LOG_ERROR, kReporter,
                         "Missing or invalid T_0008_0018_sopInstanceUid in Element List");
@@ -85,16 +83,29 @@ int takeIdentity(DcDirMetaInfo& meta, DcElemList& dataset) {
 
 int checkSize(const DcElemList& dataset) {
     unsigned int size = 0;
-    const int result = dataset.getBufSize(size, static_cast<unsigned int*>(nullptr));
-    if (result != RESULT_OK) return DIR_FILE_SIZE;  // more than any limit, and logged
+    (void)dataset.getBufSize(size, static_cast<unsigned int*>(nullptr));
     if (size <= static_cast<unsigned int>(orvkit::maxFileSize())) return RESULT_OK;
     return fail(DIR_FILE_SIZE, LOG_ERROR, kReporter, "File size exceeds limit of %g Mbytes",
                 orvkit::megabytes(orvkit::maxFileSize()));
 }
 
-// The elements whose values stand in other files, in order. Inside of sequences there is no way to write
-// them: the lengths around them are those of what was framed.
-int findDiskElems(DcElemList& dataset, const char* path, std::vector<DcElem*>& onDisk) {
+// Opening the file at `path` for writing would destroy what is to be copied from it.
+bool isSource(const DcElem& e, const char* path) {
+    orvkit::platform::FileInfo target;
+    if (!orvkit::platform::examine(path, target)) return false;
+    for (const DcBuf* b = ElemAccess::firstBuf(e); b != nullptr; b = b->next()) {
+        orvkit::platform::FileInfo source;
+        const bool known = b->getType() == BUF_HANDLE    ? orvkit::platform::examine(b->getHandle(), source)
+                           : b->getFileName() != nullptr ? orvkit::platform::examine(b->getFileName(), source)
+                                                         : false;
+        if (known && source.isSameFile(target)) return true;
+    }
+    return false;
+}
+
+// Values that stand in other files cannot be written inside of sequences: the lengths around them are those
+// of what was framed.
+int checkDiskElems(DcElemList& dataset, const char* path) {
     std::vector<DcElem*> open{dataset.first()};  // the next element of each level
     while (!open.empty()) {
         DcElem* const e = open.back();
@@ -107,64 +118,51 @@ int findDiskElems(DcElemList& dataset, const char* path, std::vector<DcElem*>& o
             for (auto* item = static_cast<DcElemSq*>(e)->first(); item != nullptr; item = item->next()) {
                 open.push_back(item->getElemList().first());
             }
-        } else if (orvkit::isHeldOnDisk(*e)) {
-            if (open.size() > 1) {
-                return fail(ELEM_VALUE_REFUSED, LOG_ERROR, kReporter,
-                            "Element (%04x,%04x) - disk based raw buffers cannot be written in a sequence",
-                            ElemAccess::tag(*e) >> 16, ElemAccess::tag(*e) & 0xFFFF);
-            }
-            onDisk.push_back(e);
+            continue;
         }
-    }
-    // Opening the file for writing would destroy what is to be copied.
-    for (const DcElem* e : onDisk) {
-        for (const DcBuf* b = ElemAccess::firstBuf(*e); b != nullptr; b = b->next()) {
-            std::error_code ignored;
-            if (b->getType() == BUF_FILE && b->getFileName() != nullptr &&
-                std::filesystem::equivalent(path, b->getFileName(), ignored)) {
-                return fail(DIR_OPEN, LOG_ERROR, kReporter, "File '%s' holds the pixel data to be written",
-                            path);
-            }
+        if (!ElemAccess::isOnDisk(*e)) continue;
+        if (open.size() > 1) {
+            return fail(ELEM_VALUE_REFUSED, LOG_ERROR, kReporter,
+                        "Element (%04x,%04x) - disk based raw buffers cannot be written in a sequence",
+                        ElemAccess::tag(*e) >> 16, ElemAccess::tag(*e) & 0xFFFF);
+        }
+        if (isSource(*e, path)) {
+            return fail(DIR_OPEN, LOG_ERROR, kReporter, "File '%s' holds the pixel data to be written", path);
         }
     }
     return RESULT_OK;
 }
 
+int failWrite() {
+    return fail(DIR_READ_WRITE, LOG_ERROR, kReporter, "Write error, disk may be full");
+}
+
 int write(int handle, std::span<const unsigned char> bytes) {
     while (!bytes.empty()) {
         const auto chunk = bytes.first(std::min(bytes.size(), kWriteChunk));
-        if (!orvkit::platform::writeAll(handle, chunk.data(), chunk.size())) {
-            return fail(DIR_READ_WRITE, LOG_ERROR, kReporter, "Write error, disk may be full");
-        }
+        if (!orvkit::platform::writeAll(handle, chunk.data(), chunk.size())) return failWrite();
         bytes = bytes.subspan(chunk.size());
     }
     return RESULT_OK;
 }
 
 // Writes what was framed; behind the header of each element that is held on disk go its bytes.
-int writeSpliced(int handle, std::span<const unsigned char> framed, std::size_t start, DICT_UID xferSyn,
-                 std::span<DcElem* const> onDisk) {
+int writeSpliced(int handle, std::span<const unsigned char> framed, DICT_UID xferSyn,
+                 std::span<const FramedHeader> onDisk) {
     std::size_t written = 0;
-    orvkit::SpanSource source(framed);
-    RawWalker walker(source, start, framed.size(), RawMode::of(xferSyn));
-    RawHeader h;
-    while (!onDisk.empty() && walker.peek(h) == RawStep::element) {
-        if (h.tag != ElemAccess::tag(*onDisk.front())) {
-            if (!walker.skip(h)) return walker.report(kReporter);
-            continue;
-        }
-        const auto upTo = static_cast<std::size_t>(h.valueOffset);
-        int result = write(handle, framed.subspan(written, upTo - written));
-        if (result == RESULT_OK) result = orvkit::copyPixels(handle, *onDisk.front(), xferSyn, kReporter);
-        if (result == RESULT_OK && h.length == orvkit::kLengthUndefined)
-            result = write(handle, kDelimitation);
+    for (const FramedHeader& header : onDisk) {
+        int result = write(handle, framed.subspan(written, header.end - written));
+        if (result == RESULT_OK) result = orvkit::copyPixels(handle, *header.element, xferSyn, kReporter);
+        if (result == RESULT_OK && header.undefinedLength) result = write(handle, kDelimitation);
         if (result != RESULT_OK) return result;
-        written = upTo;
-        walker.setPosition(upTo);
-        onDisk = onDisk.subspan(1);
+        written = header.end;
     }
-    // A walk that lost its step has not met them all: a file without its pixels must not look whole.
-    if (!onDisk.empty()) return fail(DIR_READ_WRITE, LOG_ERROR, kReporter, "Error in reading pixel data");
+    // The limit was kept when the whole was measured, but another thread may have lowered it since.
+    const int limit = orvkit::maxFileSize();
+    if (!onDisk.empty() && framed.size() - written >= static_cast<std::size_t>(limit)) {
+        return fail(RESULT_OK, LOG_ERROR, kReporter, "Data beyond pixels exceeds limit of %g Mbytes, ignored",
+                    orvkit::megabytes(limit));
+    }
     return write(handle, framed.subspan(written));
 }
 
@@ -185,11 +183,10 @@ int dirWriteFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset) {
     int result = takeIdentity(meta, dataset);
     if (result == RESULT_OK) result = dirCheckMetaInfo(meta);
     if (result == RESULT_OK) result = checkSize(dataset);
-    std::vector<DcElem*> onDisk;
-    if (result == RESULT_OK) result = findDiskElems(dataset, path, onDisk);
+    if (result == RESULT_OK) result = checkDiskElems(dataset, path);
     if (result != RESULT_OK) return result;
 
-    const orvkit::platform::FileHandle file = orvkit::platform::createWrite(path);
+    orvkit::platform::FileHandle file = orvkit::platform::createWrite(path);
     if (!file) return fail(DIR_OPEN, LOG_ERROR, kReporter, "Error opening file - '%s'", path);
 
     // The command group has no place in a file, and the meta group is the record's.
@@ -209,9 +206,16 @@ int dirWriteFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset) {
     }
     std::size_t start = 0;
     if (result = frameMeta(meta, group, block.get(), start); result != RESULT_OK) return result;
-    result = dataset.frame(block.get() + start, dataSize, meta.transferSyntax);
+    std::vector<FramedHeader> onDisk;
+    result = ElemListAccess::frame(dataset, block.get() + start, orvkit::kMostRoom, dataSize,
+                                   meta.transferSyntax, &onDisk);
     if (result != RESULT_OK) return result;
-    return writeSpliced(file.get(), {block.get(), start + dataSize}, start, meta.transferSyntax, onDisk);
+    result = write(file.get(), {block.get(), start});
+    if (result == RESULT_OK) {
+        result = writeSpliced(file.get(), {block.get() + start, dataSize}, meta.transferSyntax, onDisk);
+    }
+    if (result == RESULT_OK && !file.close()) result = failWrite();
+    return result;
 }
 
 int dirWriteFile(unsigned char* buf, unsigned int& length, DcElemList& dataset) {
@@ -225,7 +229,7 @@ int dirWriteFile(unsigned char* buf, unsigned int& length, DcElemList& dataset) 
         return fail(DIR_META_INFO, LOG_ERROR, kReporter, "Element %s missing", name);
     }
     DICT_UID xferSyn = UID_NONE;
-    if (dataset.getValue(orvkit::kTagMetaTransferSyntax, xferSyn, 0) != RESULT_OK) {
+    if (ElemListAccess::firstValue(dataset, orvkit::kTagMetaTransferSyntax, xferSyn) != RESULT_OK) {
         return fail(DIR_META_INFO, LOG_ERROR, kReporter, "Invalid value in T_0002_0010_transferSyntaxUid");
     }
     const Aside aside(dataset, 0x0000);

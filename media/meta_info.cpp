@@ -8,9 +8,11 @@
 #include <new>
 
 #include "dataset/elem_access.h"
+#include "dataset/elemlist_access.h"
 #include "foundation/fail.h"
 
 using orvkit::ElemAccess;
+using orvkit::ElemListAccess;
 using orvkit::fail;
 
 namespace {
@@ -29,9 +31,7 @@ const char* uidName(DICT_UID uid) {
 template <std::size_t N>
 void readText(const DcElemList& list, unsigned int tag, char (&text)[N]) {
     text[0] = '\0';
-    DcElem* e = nullptr;
-    if (list.getElem(tag, &e) != RESULT_OK || e->getValueCount() == 0) return;
-    (void)e->getValue(text, static_cast<int>(N - 1), 0);
+    (void)ElemListAccess::firstValue(list, tag, text, static_cast<int>(N - 1));
 }
 
 // The bytes of a raw element that is held in memory.
@@ -215,8 +215,8 @@ int dirElemListToFileMetaInfo(DcElemList& dataset, DcDirMetaInfo& meta) {
     meta.version = version.size() < 2 ? 0 : static_cast<unsigned short>(version[0] * 256 + version[1]);
     meta.sopClassUid = UID_NONE;
     meta.transferSyntax = UID_NONE;
-    (void)dataset.getValue(orvkit::kTagMetaSopClass, meta.sopClassUid, 0);
-    (void)dataset.getValue(orvkit::kTagMetaTransferSyntax, meta.transferSyntax, 0);
+    (void)ElemListAccess::firstValue(dataset, orvkit::kTagMetaSopClass, meta.sopClassUid);
+    (void)ElemListAccess::firstValue(dataset, orvkit::kTagMetaTransferSyntax, meta.transferSyntax);
     readText(dataset, orvkit::kTagMetaSopInstance, meta.sopInstanceUid);
     readText(dataset, orvkit::kTagMetaImplClass, meta.implClassUid);
     readText(dataset, orvkit::kTagMetaImplVersion, meta.implVersionName);

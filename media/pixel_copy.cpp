@@ -64,9 +64,9 @@ int copyPlain(int from, std::int64_t offset, int to, std::int64_t length, const 
 int copyBuffer(int to, const DcBuf& b, DICT_VR vr, DICT_UID xferSyn, const char* reporter) {
     platform::FileHandle opened;
     int from = b.getHandle();
+    platform::FileInfo info;
     if (b.getType() == BUF_FILE) {
         const char* const name = b.getFileName() != nullptr ? b.getFileName() : "";
-        platform::FileInfo info;
         // A pipe would keep the opener waiting.
         if (platform::examine(name, info) && info.kind == platform::FileKind::regular) {
             opened = platform::openRead(name);
@@ -74,25 +74,18 @@ int copyBuffer(int to, const DcBuf& b, DICT_VR vr, DICT_UID xferSyn, const char*
         if (!opened) return fail(DIR_OPEN, LOG_ERROR, reporter, "Error opening pixel data file %s", name);
         from = opened.get();
     }
-    if (b.getOffset() < 0) {
+    // Offsets from two GByte on come as negative numbers; a file that is shorter has no such place.
+    const std::int64_t offset = static_cast<unsigned int>(b.getOffset());
+    if (b.getOffset() < 0 && (!platform::examine(from, info) || info.size < offset)) {
         return fail(DIR_READ_WRITE, LOG_ERROR, reporter, "lseek error in pixel data file, offset - %d",
                     b.getOffset());
     }
     const std::size_t unit = swapUnit(vr, b.getXferSyn(), xferSyn);
-    return unit == 1 ? copyPlain(from, b.getOffset(), to, b.getLen(), reporter)
-                     : copySwapped(from, b.getOffset(), to, b.getLen(), unit, reporter);
+    return unit == 1 ? copyPlain(from, offset, to, b.getLen(), reporter)
+                     : copySwapped(from, offset, to, b.getLen(), unit, reporter);
 }
 
 }  // namespace
-
-bool isHeldOnDisk(const DcElem& element) noexcept {
-    const DcBuf* const first = isRawVr(ElemAccess::vr(element)) ? ElemAccess::firstBuf(element) : nullptr;
-    if (first == nullptr || (first->getType() != BUF_FILE && first->getType() != BUF_HANDLE)) return false;
-    for (const DcBuf* b = first; b != nullptr; b = b->next()) {
-        if (b->getType() != first->getType()) return false;
-    }
-    return true;
-}
 
 int copyPixels(int to, const DcElem& element, DICT_UID xferSyn, const char* reporter) {
     const DICT_VR vr = ElemAccess::vr(element);

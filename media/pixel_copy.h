@@ -6,9 +6,6 @@
 
 namespace orvkit {
 
-// Whether all of a raw element's buffers are files, or all are handles.
-bool isHeldOnDisk(const DcElem& element) noexcept;
-
 // Appends the bytes of all buffers to `to`, in the byte order of the stream. Logs failures under that name;
 // 22533 a file that cannot be opened, 22532 bytes that cannot be read or written.
 int copyPixels(int to, const DcElem& element, DICT_UID xferSyn, const char* reporter);

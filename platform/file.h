@@ -13,8 +13,8 @@
 
 namespace orvkit::platform {
 
-// Closes a handle; errors of the close are not told (use sync before, where they matter). -1 is allowed.
-void closeHandle(int handle) noexcept;
+// Closes a handle; false when the system tells only now that what was written is lost. -1 is allowed.
+bool closeHandle(int handle) noexcept;
 
 // Owns a handle and closes it.
 class FileHandle {
@@ -28,13 +28,15 @@ class FileHandle {
     }
     FileHandle(const FileHandle&) = delete;
     FileHandle& operator=(const FileHandle&) = delete;
-    ~FileHandle() { closeHandle(handle_); }
+    ~FileHandle() { (void)closeHandle(handle_); }
 
     int get() const noexcept { return handle_; }
     explicit operator bool() const noexcept { return handle_ != -1; }
     // Hands the handle to the caller.
     [[nodiscard]] int release() noexcept { return std::exchange(handle_, -1); }
-    void reset(int handle = -1) noexcept { closeHandle(std::exchange(handle_, handle)); }
+    void reset(int handle = -1) noexcept { (void)closeHandle(std::exchange(handle_, handle)); }
+    // For a file that was written: false when its bytes did not all arrive.
+    bool close() noexcept { return closeHandle(release()); }
 
   private:
     int handle_ = -1;
@@ -78,6 +80,12 @@ struct FileInfo {
     FileKind kind = FileKind::other;
     std::time_t created = 0;  // or the time of the last change of status, where nothing better is known
     std::time_t modified = 0;
+    std::uint64_t volume = 0;  // with `index`: the same for all paths and handles of one file
+    std::uint64_t index = 0;
+
+    bool isSameFile(const FileInfo& other) const noexcept {
+        return volume == other.volume && index == other.index;
+    }
 };
 
 // What the system knows about an open file or a path (links are followed); false on failure.
@@ -92,6 +100,8 @@ bool syncEntry(const char* path) noexcept;
 // Replaces `to` in one step if it exists; both on the same file system. False on failure.
 bool rename(const char* from, const char* to) noexcept;
 bool remove(const char* path) noexcept;
+// Gives an open file the access rights of the one at `from`; false on failure, as when there is none.
+bool copyRights(const char* from, int to) noexcept;
 
 // Switches a handle that others opened, such as standard output, to binary mode; false on failure.
 bool setBinary(int handle) noexcept;

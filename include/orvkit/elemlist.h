@@ -45,7 +45,8 @@ class ORVKIT_API DcElemList : public DcList {
     DcElemList* add(DcElemList* other);
     DcElemList& operator+(DcElem* element);
     DcElemList& operator+(DcElemList* other);
-    // Unlink without destroying: the element is the caller's again.
+    // Unlink without destroying: the element is the caller's again. subtract returns the element that
+    // followed it, as DcList::subtract does.
     DcElem* subtract(DcElem* element);
     DcElemList& operator-(DcElem* element);
     DcElem* first() const;
@@ -68,8 +69,9 @@ class ORVKIT_API DcElemList : public DcList {
 
     int getValueCount(unsigned int tag) const;  // -1 when absent
     int resetValueCounter();
-    // Bytes that suffice for frame; `excluded` is a list of tags ended by TAG_LIST_END, or null. 0xFFFFFFFF
-    // also when the sum does not fit 32 bits: frame then refuses. Always 0.
+    // Bytes that suffice for frame; `excluded` is a list of tags ended by TAG_LIST_END, or null. Elements in
+    // items are counted whatever their tags. 0xFFFFFFFF also when the sum does not fit 32 bits: frame then
+    // refuses. Always 0.
     int getBufSize(unsigned int& size, unsigned int* excluded) const;
     int getBufSize(unsigned int& size, unsigned int excludedTag) const;
 

@@ -39,7 +39,7 @@ ORVKIT_API int utilGetElemOffset(unsigned char* buf, unsigned int length, DICT_U
 // what the walk over an undefined length found wrong: the codes of utilGetElemOffsetInfo.
 //
 // OB, OW, UT and their like: the delimiter is searched byte by byte. With `wholeBufferIfMissing` everything
-// is taken where there is none (LOG_VALIDATION).
+// is taken where there is none (LOG_VALIDATION); `extra` is 8 then as well.
 ORVKIT_API int utilGetOxValLen(unsigned char* p, unsigned int remaining, DICT_UID xferSyn,
                                unsigned int& length, int& extra, int wholeBufferIfMissing);
 // Sequences: walked item by item. The tag (and, in explicit syntaxes, VR and reserved bytes) must stand in
@@ -72,9 +72,9 @@ struct DcPfFileInfo_ {
 };
 // Walks the data elements of an open file from its current position until every one of `count` wanted
 // fields is found, the tags have gone past the largest wanted one, or the file ends. Sequences and undefined
-// lengths are walked over; values are skipped, not read. 0 also when fields are missing (see `found`); 17413
-// null argument, 17416 read error, 17418 a length past the end, 17412 a missing delimiter, 17410 an item
-// expected (all LOG_ERROR, "libParseFields").
+// lengths are walked over; values are skipped, not read. 0 also when fields are missing (see `found`); 5637
+// unknown transfer syntax; 17413 null argument, 17416 read error, 17418 a length past the end, 17412 a
+// missing delimiter, 17410 an item expected (all LOG_ERROR, "libParseFields").
 ORVKIT_API int libParseFields(FILE* file, DcPfField_* fields, DcPfFileInfo_* info, int count);
 
 #endif

@@ -50,16 +50,19 @@ bool fill(FileInfo& info, int result, const struct stat& status) noexcept {
     info.kind = kindOf(status.st_mode);
     info.created = status.st_ctime;
     info.modified = status.st_mtime;
+    info.volume = status.st_dev;
+    info.index = status.st_ino;
     return true;
 }
 
 }  // namespace
 
-void closeHandle(int handle) noexcept {
-    if (handle == -1) return;
+bool closeHandle(int handle) noexcept {
+    if (handle == -1) return true;
     const int reason = errno;  // of what failed before the handle was given up
-    ::close(handle);
+    const bool closed = ::close(handle) == 0 || errno == EINTR;
     errno = reason;
+    return closed;
 }
 
 FileHandle openRead(const char* path) noexcept {
@@ -173,6 +176,10 @@ bool rename(const char* from, const char* to) noexcept {
 }
 bool remove(const char* path) noexcept {
     return ::unlink(path) == 0;
+}
+bool copyRights(const char* from, int to) noexcept {
+    struct stat status = {};
+    return ::stat(from, &status) == 0 && ::fchmod(to, status.st_mode & 07777) == 0;
 }
 bool setBinary(int) noexcept {
     return true;

@@ -3,16 +3,11 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <cstdio>
-#include <cstring>
 #include <memory>
-#include <string>
 
-#include "dataset/elem_access.h"
-#include "orvkit/elem.h"
-#include "orvkit/result.h"
-#include "orvkit/util.h"
 #include "support/capture_log.h"
+#include "support/dataset.h"
+#include "support/elem_values.h"
 
 namespace {
 
@@ -22,59 +17,62 @@ std::string textAt(DcElem& e, int index) {
     return e.getValue(buffer, 127, index) == RESULT_OK ? buffer : "<none>";
 }
 
-DcBuf* memory(const char* text, DICT_UID xferSyn = UID_NONE) {
-    const auto length = static_cast<unsigned int>(std::strlen(text));
-    void* block = utilNew(static_cast<int>(length));
-    std::memcpy(block, text, length);
-    return new DcBuf(block, length, xferSyn);
-}
-
-class Level {
-  public:
-    explicit Level(int level) { elemListSetValueExceptionLevel(level); }
-    ~Level() { elemListSetValueExceptionLevel(-1); }
-};
-
 }  // namespace
 
-TEST(Elem, GroupLengthIsAlwaysOneUnsignedLong) {
-    DcElem e(0x00080000u, nullptr, 0u, UID_NONE, VR_LO, 0);
-    EXPECT_EQ(e.getVr(), VR_UL);
-    EXPECT_EQ(e.getVm(), 1);
+TEST(Elem, GroupsDecideAboutVrAndSyntax) {
+    DcElem length(0x00080000u, nullptr, 0u, UID_NONE, VR_LO, 0);
+    EXPECT_EQ(length.getVr(), VR_UL);
+    EXPECT_EQ(length.getVm(), 1);
     unsigned int value = 7;
-    EXPECT_EQ(e.getValue(value, 0), RESULT_OK);
+    EXPECT_EQ(length.getValue(value, 0), RESULT_OK);
     EXPECT_EQ(value, 0u);
-}
-
-TEST(Elem, GroupDecidesTransferSyntax) {
-    char v[] = "AB";
-    EXPECT_EQ(DcElem(0x00000002u, v, 2u, UID_BIG_ENDIAN_EXPLICIT, VR_UI, 0).getXferSyn(),
-              UID_LITTLE_ENDIAN_IMPLICIT);
-    EXPECT_EQ(DcElem(0x00020010u, v, 2u, UID_BIG_ENDIAN_EXPLICIT, VR_UI, 0).getXferSyn(),
-              UID_LITTLE_ENDIAN_EXPLICIT);
-    EXPECT_EQ(DcElem(0x00041500u, v, 2u, UID_BIG_ENDIAN_EXPLICIT, VR_CS, 0).getXferSyn(),
-              UID_LITTLE_ENDIAN_EXPLICIT);
-}
-
-TEST(Elem, UnknownTagTakesRawBuffersOnly) {
-    DcElem e(0x00091077u, nullptr, 0u, UID_NONE, VR_IM, 0);
-    EXPECT_EQ(e.getVr(), VR_UNKNOWN);
-    EXPECT_EQ(e.getVm(), 1);
-    EXPECT_EQ(e.addValue("ab", 2u, UID_LITTLE_ENDIAN_EXPLICIT), RESULT_OK);
-    EXPECT_EQ(e.getValueCount(), 1);
-}
-
-TEST(Elem, SequenceVrIsRefusedWithoutDcElemSq) {
+    char v[] = "12";
+    EXPECT_EQ(DcElem(0x00000002u, v, 2u, kBig, VR_UI, 0).getXferSyn(), kImplicit);
+    EXPECT_EQ(DcElem(0x00020010u, v, 2u, kBig, VR_UI, 0).getXferSyn(), kExplicit);
+    EXPECT_EQ(DcElem(0x00041500u, v, 2u, kBig, VR_CS, 0).getXferSyn(), kExplicit);
     CaptureLog log;
-    DcElem e(0x00081140u, nullptr, 0u, UID_NONE, VR_IM, 0);
-    EXPECT_TRUE(log.tookOnly(LOG_VALIDATION, "DcElem::initialize",
-                             "SQ Element (0008,1140) must be constructed with DcElemSq"));
+    DcElem sq(0x00081140u, nullptr, 0u, UID_NONE, VR_IM, 0);
+    log.expect(LOG_VALIDATION, "DcElem::initialize",
+               "SQ Element (0008,1140) must be constructed with DcElemSq");
+    EXPECT_EQ(sq.getValueCount(), 0);
+    DcElem unknown(0x00091077u, nullptr, 0u, UID_NONE, VR_IM, 0);
+    EXPECT_EQ(unknown.getVr(), VR_UNKNOWN);
+    EXPECT_EQ(unknown.getVm(), 1);
+    EXPECT_EQ(unknown.addValue("ab", 2u, kExplicit), RESULT_OK);
+    EXPECT_EQ(unknown.getValueCount(), 1);
+}
+
+// An entry of VR IM leaves the VR to the tag of the moment; values of another kind are none under it.
+TEST(Elem, ValuesMeanNothingUnderATagOfAnotherKind) {
+    const CaptureLog quiet;
+    constexpr unsigned int texts = 0x00080008;    // CS, 1-n
+    constexpr unsigned int numbers = 0x00280009;  // AT, 1-n
+    ASSERT_EQ(Dict.add(0x00091010, VR_IM, 0, nullptr, nullptr), 0);
+    DcElem e(0x00091010u, nullptr, 0u, UID_NONE, VR_IM, 0);
+    ASSERT_EQ(e.getVr(), VR_IM);
+    e.setTag(numbers);
+    for (unsigned int i = 0; i < 6; ++i) EXPECT_EQ(e.addValue(0x41414141u), RESULT_OK);
+    e.setTag(texts);
     EXPECT_EQ(e.getValueCount(), 0);
+    EXPECT_EQ(textAt(e, 3), "<none>");
+    unsigned char out[256];
+    unsigned int used = 0;
+    EXPECT_EQ(e.frame(out, used, kExplicit), ELEM_EMPTY_VALUE);
+    e.deleteAllValues();
+    EXPECT_EQ(e.addValue("A\\BCD\\E"), RESULT_OK);
+    EXPECT_EQ(textAt(e, 1), "BCD");
+    e.setTag(numbers);
+    EXPECT_NE(e.getValue(used, 0), RESULT_OK);
+    EXPECT_NE(e.changeValue(7u, 0), RESULT_OK);
+    e.setTag(texts);
+    e.pushTag(numbers);  // the VR stays that of the tag before
+    EXPECT_EQ(textAt(e, 1), "BCD");
+    Dict.reset();
 }
 
 TEST(Elem, FullElementKeepsItsNewestValues) {
     for (const int level : {-1, 0}) {
-        const Level guard(level);
+        const ExceptionLevel guard(level);
         DcElem e(0x00181149u, nullptr, 0u, UID_NONE, VR_IM, 0);  // IS, 1-2
         ASSERT_EQ(e.getVm(), -2);
         for (const char* v : {"1", "22", "333", "4"}) EXPECT_EQ(e.addValue(v), RESULT_OK);
@@ -98,7 +96,7 @@ TEST(Elem, ValuesGrowShrinkAndStayApart) {
     for (int i = 0; i < 40; ++i) EXPECT_EQ(textAt(e, i), model[static_cast<std::size_t>(i)]) << i;
     CaptureLog log;
     EXPECT_EQ(e.addValue("X", 40), ELEM_INVALID_INDEX);
-    EXPECT_TRUE(log.tookOnly(LOG_VALIDATION, "DcElem::addValueFmtBuf", "Invalid index value"));
+    log.expect(LOG_VALIDATION, "DcElem::addValueFmtBuf", "Invalid index value");
     EXPECT_EQ(e.addValue("X", -2), ELEM_INVALID_INDEX);
     e.deleteAllValues();
     EXPECT_EQ(e.addValue("X", 0), RESULT_OK);
@@ -124,34 +122,33 @@ TEST(Elem, RawPiecesAppendExceptForUnAndUt) {
     DcElem ob(0x00420011u, nullptr, 0u, UID_NONE, VR_OB, 0);
     DcElem un(0x00420011u, nullptr, 0u, UID_NONE, VR_UN, 0);
     for (DcElem* e : {&ob, &un}) {
-        EXPECT_EQ(e->addValue("one", 3u, UID_LITTLE_ENDIAN_EXPLICIT), RESULT_OK);
-        EXPECT_EQ(e->addValue("three", 5u, UID_LITTLE_ENDIAN_EXPLICIT), RESULT_OK);
+        EXPECT_EQ(e->addValue("one", 3u, kExplicit), RESULT_OK);
+        EXPECT_EQ(e->addValue("three", 5u, kExplicit), RESULT_OK);
         EXPECT_EQ(e->getValueCount(), 1);
     }
     EXPECT_EQ(orvkit::ElemAccess::rawLength(ob), 8u);
     EXPECT_EQ(orvkit::ElemAccess::rawLength(un), 5u);
-    EXPECT_EQ(ob.addValue("x", 0u, UID_LITTLE_ENDIAN_EXPLICIT), ELEM_VALUE_REFUSED);
+    EXPECT_EQ(ob.addValue("x", 0u, kExplicit), ELEM_VALUE_REFUSED);
     EXPECT_EQ(ob.addValue("x", 1u, UID_VERIFICATION), ELEM_XFER_SYNTAX);
     EXPECT_EQ(orvkit::ElemAccess::rawLength(ob), 8u);
 }
 
 TEST(Elem, DiskBuffersBelongToPixelData) {
     CaptureLog log;
-    DcBuf file("/dev/null", 0, 10, UID_LITTLE_ENDIAN_EXPLICIT);
+    DcBuf file("/dev/null", 0, 10, kExplicit);
     DcElem lut(0x00281201u, &file);
-    EXPECT_TRUE(log.tookOnly(LOG_VALIDATION, "DcElem::addValue",
-                             "Only Pixel Data (7fe0,0010) accepts disk based raw buffers"));
-    EXPECT_EQ(lut.addValue("/dev/null", 0, 10u, UID_LITTLE_ENDIAN_EXPLICIT), RESULT_OK);
-    EXPECT_EQ(lut.addValue("/no/such/file", 0, 10u, UID_LITTLE_ENDIAN_EXPLICIT), ELEM_VALUE_REFUSED);
-    EXPECT_TRUE(log.tookOnly(LOG_VALIDATION, "DcElem::addValue",
-                             "Element (0028,1201), unable to open file /no/such/file in rb mode"));
+    log.expect(LOG_VALIDATION, "DcElem::addValue",
+               "Only Pixel Data (7fe0,0010) accepts disk based raw buffers");
+    EXPECT_EQ(lut.addValue("/dev/null", 0, 10u, kExplicit), RESULT_OK);
+    EXPECT_EQ(lut.addValue("/no/such/file", 0, 10u, kExplicit), ELEM_VALUE_REFUSED);
+    log.expect(LOG_VALIDATION, "DcElem::addValue",
+               "Element (0028,1201), unable to open file /no/such/file in rb mode");
     DcElem name(0x00100010u, &file);
-    EXPECT_TRUE(log.tookOnly(LOG_VALIDATION, "DcElem::addValue",
-                             "Element (0010,0010) VR=PN, does not accept raw buffers"));
+    log.expect(LOG_VALIDATION, "DcElem::addValue", "Element (0010,0010) VR=PN, does not accept raw buffers");
     DcElem pixels(0x7FE00010u, &file);
     EXPECT_EQ(pixels.getValueCount(), 1);
     EXPECT_EQ(file.getType(), BUF_NONE);
-    EXPECT_EQ(pixels.getXferSyn(), UID_LITTLE_ENDIAN_EXPLICIT);
+    EXPECT_EQ(pixels.getXferSyn(), kExplicit);
 }
 
 TEST(Elem, HandlesAreDuplicatedAndClosedWithTheElement) {
@@ -159,7 +156,7 @@ TEST(Elem, HandlesAreDuplicatedAndClosedWithTheElement) {
     const int probe = dup(handle);
     close(probe);
     {
-        DcElem pixels(0x7FE00010u, handle, 0, 10u, UID_LITTLE_ENDIAN_EXPLICIT);
+        DcElem pixels(0x7FE00010u, handle, 0, 10u, kExplicit);
         EXPECT_EQ(pixels.getValueCount(), 1);
         const int next = dup(handle);
         EXPECT_NE(next, probe);
@@ -170,13 +167,13 @@ TEST(Elem, HandlesAreDuplicatedAndClosedWithTheElement) {
     close(again);
     close(handle);
     CaptureLog log;
-    DcElem pixels(0x7FE00010u, handle, 0, 10u, UID_LITTLE_ENDIAN_EXPLICIT);
+    DcElem pixels(0x7FE00010u, handle, 0, 10u, kExplicit);
     EXPECT_EQ(log.lines().at(0).text,
               "Invalid file handle '" + std::to_string(handle) + "' provided for duplication");
 }
 
 TEST(Elem, SizeEstimateCoversEveryFramedElement) {
-    const Level guard(0);
+    const ExceptionLevel guard(0);
     struct Case {
         unsigned int tag;
         const char* text;
@@ -192,8 +189,7 @@ TEST(Elem, SizeEstimateCoversEveryFramedElement) {
                           {0x00280010, "512"}}) {
         DcElem e(c.tag, c.text);
         for (int i = 0; i < 30; ++i) (void)e.addValue(c.text);
-        for (const DICT_UID xferSyn :
-             {UID_LITTLE_ENDIAN_IMPLICIT, UID_LITTLE_ENDIAN_EXPLICIT, UID_BIG_ENDIAN_EXPLICIT}) {
+        for (const DICT_UID xferSyn : kSyntaxes) {
             unsigned int bound = 0;
             ASSERT_EQ(e.getBufSize(bound, nullptr), RESULT_OK);
             std::vector<unsigned char> out(bound + 1, 0xAA);
@@ -207,9 +203,8 @@ TEST(Elem, SizeEstimateCoversEveryFramedElement) {
     DcElem pn(0x00100010u, "A");
     (void)pn.getBufSize(size, nullptr);
     EXPECT_EQ(size, 324u + 12u);
-    const std::unique_ptr<DcBuf> buffer(memory("abcd", UID_LITTLE_ENDIAN_EXPLICIT));
-    DcElem pixels(0x7FE00010u, buffer.get());
-    (void)pixels.getBufSize(size, nullptr);
+    const std::unique_ptr<DcElem> pixels(raw(0x7FE00010, VR_OX, "abcd"));
+    (void)pixels->getBufSize(size, nullptr);
     EXPECT_EQ(size, 4u + 8u + 12u);
     DcBuf nothing(nullptr, 0, UID_JPEG_BASELINE);
     DcElem none(0x7FE00010u, &nothing);

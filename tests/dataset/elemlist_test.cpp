@@ -6,38 +6,18 @@
 #include <string>
 #include <vector>
 
-#include "dataset/elem_access.h"
 #include "dataset/elemlist_access.h"
-#include "orvkit/elemlist.h"
-#include "orvkit/result.h"
-#include "orvkit/sequence.h"
 #include "orvkit/util.h"
 #include "support/capture_log.h"
-#include "support/stream.h"
+#include "support/dataset.h"
+#include "support/elem_values.h"
 
 using std::string;
 
 namespace {
 
-string text(DcElemList& list, unsigned int tag) {
-    char buffer[128];
-    return list.getValue(tag, buffer, 127, 0) == RESULT_OK ? buffer : "<none>";
-}
-
-std::vector<unsigned char> frame(DcElemList& list, DICT_UID xferSyn) {
-    unsigned int size = 0;
-    list.getBufSize(size, static_cast<unsigned int*>(nullptr));
-    std::vector<unsigned char> out(size);
-    unsigned int used = 0;
-    EXPECT_EQ(list.frame(out.data(), used, xferSyn), RESULT_OK);
-    out.resize(used);
-    return out;
-}
-
-DcElem* raw(unsigned int tag, DICT_VR vr, const string& bytes, DICT_UID xferSyn) {
-    auto* e = new DcElem(tag, nullptr, 0u, UID_NONE, vr, 0);
-    EXPECT_EQ(e->addValue(bytes.data(), static_cast<unsigned int>(bytes.size()), xferSyn), RESULT_OK);
-    return e;
+int parseElem(DcElemList& list, Stream& s, DICT_UID xferSyn, unsigned int& used, unsigned int from = 0) {
+    return orvkit::ElemListAccess::parseElem(list, s.data() + from, s.size() - from, xferSyn, used);
 }
 
 DcBuf* memory(const string& bytes, DICT_UID xferSyn) {
@@ -109,17 +89,17 @@ TEST(ElemList, AddingAgainReplacesAndWarns) {
     DcElemList list;
     list + new DcElem(0x00100010u, "A") + new DcElem(0x00100010u, "B");
     EXPECT_EQ(text(list, 0x00100010), "B");
-    EXPECT_TRUE(log.tookOnly(LOG_VALIDATION, "DcElemList::add",
-                             "Element (0010,0010) added again, previous instance deleted"));
+    log.expect(LOG_VALIDATION, "DcElemList::add",
+               "Element (0010,0010) added again, previous instance deleted");
     EXPECT_EQ(list.add(static_cast<DcElemList*>(nullptr)), nullptr);
-    EXPECT_TRUE(log.tookOnly(LOG_VALIDATION, "DcCmd::add", "Null argument passed for element list"));
+    log.expect(LOG_VALIDATION, "DcCmd::add", "Null argument passed for element list");
     auto* other = new DcElemList();
     *other + new DcElem(0x00100010u, "C") + new DcElem(0x00100020u, "D");
     EXPECT_NE(list.add(other), nullptr);
     EXPECT_EQ(text(list, 0x00100010) + text(list, 0x00100020), "CD");
 }
 
-TEST(ElemList, SequenceLookUpTellsWhatIsWrong) {
+TEST(ElemList, LookUpsTellWhatIsWrongAndEmptyTheirOutput) {
     CaptureLog log;
     DcElemList list;
     list + new DcElem(0x00100010u, "A") + new DcElemSq(0x00081140u);
@@ -128,39 +108,32 @@ TEST(ElemList, SequenceLookUpTellsWhatIsWrong) {
     EXPECT_NE(sq, nullptr);
     EXPECT_EQ(list.getElem(0x00081199u, &sq), ELEM_NOT_FOUND);
     EXPECT_EQ(list.getElem(0x00100010u, &sq), ELEM_NOT_SEQUENCE);
-    EXPECT_TRUE(log.tookOnly(LOG_ERROR, "DcElemList::getElem", "Element 0x00100010 is not a Sequence"));
+    log.expect(LOG_ERROR, "DcElemList::getElem", "Element 0x00100010 is not a Sequence");
     EXPECT_EQ(list.getElem(0x00100010u, static_cast<DcElemSq**>(nullptr)), ELEM_NULL_ARGUMENT);
     list + new DcElem(0x00081155u, nullptr, 0u, UID_NONE, VR_SQ, 1);  // the flag alone makes none
     EXPECT_EQ(list.getElem(0x00081155u, &sq), ELEM_NOT_SEQUENCE);
-}
-
-TEST(ElemList, FailedLookUpsEmptyTheirOutput) {
-    DcElemList list;
     char buffer[8] = "old";
     int number = 7;
     DcElemValueDA date;
     date.year = 1999;
-    EXPECT_EQ(list.getValue(0x00100010u, buffer, 7, 0), ELEM_NOT_FOUND);
-    EXPECT_STREQ(buffer, "");
+    EXPECT_EQ(list.getValue(0x00100020u, buffer, 7, 0), ELEM_NOT_FOUND);
     EXPECT_EQ(list.getValue(0x0028, 0x0010, number, 0), ELEM_NOT_FOUND);
-    EXPECT_EQ(number, 0);
     EXPECT_EQ(list.getValue(0x00080020u, date, 0), ELEM_NOT_FOUND);
-    EXPECT_EQ(date.year, 0);
-    EXPECT_EQ(list.getValueCount(0x00100010), -1);
+    EXPECT_TRUE(*buffer == '\0' && number == 0 && date.year == 0);
+    EXPECT_EQ(list.getValueCount(0x00100020), -1);
 }
 
 TEST(ElemList, GroupLengthsThatArePresentAreRecomputed) {
-    for (const DICT_UID x :
-         {UID_LITTLE_ENDIAN_IMPLICIT, UID_LITTLE_ENDIAN_EXPLICIT, UID_BIG_ENDIAN_EXPLICIT}) {
+    for (const DICT_UID x : kSyntaxes) {
         DcElemList list;
         list + new DcElem(0x00080000u, 999u) + new DcElem(0x00080070u, "ABC") + new DcElem(0x00100010u, "A");
-        list + new DcElem(0x7FE00000u, 1u) + raw(0x7FE00010, VR_OW, "pixels", UID_LITTLE_ENDIAN_EXPLICIT);
+        list + new DcElem(0x7FE00000u, 1u) + raw(0x7FE00010, VR_OW, "pixels");
         (void)frame(list, x);
         unsigned int length = 0;
         EXPECT_EQ(list.getValue(0x00080000u, length, 0), RESULT_OK);
         EXPECT_EQ(length, 12u);
         EXPECT_EQ(list.getValue(0x7FE00000u, length, 0), RESULT_OK);
-        EXPECT_EQ(length, 6u + (x == UID_LITTLE_ENDIAN_IMPLICIT ? 8u : 12u));
+        EXPECT_EQ(length, 6u + (x == kImplicit ? 8u : 12u));
         EXPECT_EQ(list.count(), 5);
     }
 }
@@ -168,13 +141,12 @@ TEST(ElemList, GroupLengthsThatArePresentAreRecomputed) {
 TEST(ElemList, RawValuesComeInTheStreamsByteOrder) {
     const string words("\x01\x02\x03\x04", 4);
     const string swapped("\x02\x01\x04\x03", 4);
-    for (const DICT_UID from : {UID_LITTLE_ENDIAN_EXPLICIT, UID_BIG_ENDIAN_EXPLICIT}) {
+    for (const DICT_UID from : {kExplicit, kBig}) {
         DcElemList list;
         list + new DcElem(0x00280100u, static_cast<unsigned short>(16));
         list + raw(0x60003000, VR_OW, words, from) + raw(0x7FE00010, VR_OX, words, from);
-        for (const DICT_UID to :
-             {UID_LITTLE_ENDIAN_IMPLICIT, UID_LITTLE_ENDIAN_EXPLICIT, UID_BIG_ENDIAN_EXPLICIT}) {
-            const bool swap = (from == UID_BIG_ENDIAN_EXPLICIT) != (to == UID_BIG_ENDIAN_EXPLICIT);
+        for (const DICT_UID to : kSyntaxes) {
+            const bool swap = (from == kBig) != (to == kBig);
             const auto out = frame(list, to);
             EXPECT_EQ(string(out.end() - 4, out.end()), swap ? swapped : words) << from << to;
             DcElemList back;
@@ -187,67 +159,56 @@ TEST(ElemList, RawValuesComeInTheStreamsByteOrder) {
 
 TEST(ElemList, NativePixelsStayNativeInAnEncapsulatedStream) {
     DcElemList list;
-    list + raw(0x7FE00010, VR_OW, "12345678", UID_LITTLE_ENDIAN_EXPLICIT);
+    list + raw(0x7FE00010, VR_OW, "12345678");
     EXPECT_EQ(frame(list, UID_JPEG_BASELINE).size(), 12u + 8u);
     DcElemList other;
     other + raw(0x7FE00010, VR_OB, "12345678", UID_JPEG_BASELINE);
     EXPECT_EQ(frame(other, UID_JPEG_BASELINE).size(), 12u + 8u + 8u);
 }
 
-TEST(ElemList, PixelAndWaveformDataGetTheirVr) {
-    struct Case {
+TEST(ElemList, PixelAndWaveformDataGetTheirVrWhereverValueCountersStand) {
+    const struct {
         unsigned short bits;
         DICT_UID xferSyn;
         DICT_VR vr;
-    };
-    for (const Case& c : {Case{16, UID_LITTLE_ENDIAN_EXPLICIT, VR_OW},
-                          {8, UID_LITTLE_ENDIAN_EXPLICIT, VR_OB},
-                          {16, UID_JPEG_BASELINE, VR_OB}}) {
+    } cases[] = {{16, kExplicit, VR_OW}, {8, kExplicit, VR_OB}, {16, UID_JPEG_BASELINE, VR_OB}};
+    for (const auto& c : cases) {
         DcElemList list;
         list + new DcElem(0x00280100u, c.bits) + new DcElem(0x54001004u, c.bits);
-        DcElem* pixels =
-            raw(0x7FE00010, VR_OX, "ab", UID_NONE == c.xferSyn ? UID_NONE : UID_LITTLE_ENDIAN_EXPLICIT);
-        DcElem* wave = raw(0x54001010, VR_OX, "ab", UID_LITTLE_ENDIAN_EXPLICIT);
+        DcElem* pixels = raw(0x7FE00010, VR_OX, "ab");
+        DcElem* wave = raw(0x54001010, VR_OX, "ab");
         list + pixels + wave;
+        unsigned short bits = 0;
+        ASSERT_EQ(list.getValue(0x00280100u, bits, ELEM_INDEX_NEXT), RESULT_OK);
         (void)frame(list, c.xferSyn);
         EXPECT_EQ(pixels->getVr(), c.vr);
         EXPECT_EQ(wave->getVr(), c.vr);
+        EXPECT_EQ(list.getValue(0x00280100u, bits, ELEM_INDEX_NEXT), ELEM_NO_MORE_VALUES);
     }
-}
-
-TEST(ElemList, TheVrOfPixelsDoesNotDependOnAValueCounter) {
-    DcElemList list;
-    unsigned short bits = 0;
-    list + new DcElem(0x00280100u, static_cast<unsigned short>(16));
-    list + raw(0x7FE00010, VR_OX, "ab", UID_LITTLE_ENDIAN_EXPLICIT);
-    ASSERT_EQ(list.getValue(0x00280100u, bits, ELEM_INDEX_NEXT), RESULT_OK);
-    (void)frame(list, UID_LITTLE_ENDIAN_EXPLICIT);
-    EXPECT_EQ(list.last()->getVr(), VR_OW);
-    EXPECT_EQ(list.getValue(0x00280100u, bits, ELEM_INDEX_NEXT), ELEM_NO_MORE_VALUES);
 }
 
 TEST(ElemList, WhatIsLargerThanALengthCanTellIsNotFramed) {
     CaptureLog log;
     auto* list = new DcElemList();
     *list + new DcElem(0x00080070u, string(60, 'A').c_str());
-    DcBuf claims(utilNew(16), 16, UID_LITTLE_ENDIAN_EXPLICIT);
+    DcBuf claims(utilNew(16), 16, kExplicit);
     claims.setLen(0xFFFFFFFF - 40);  // never read
     *list + new DcElem(0x7FE00010u, &claims);
     unsigned char out[128];
     unsigned int length = 0;
     (void)list->getBufSize(length, TAG_LIST_END);
     EXPECT_EQ(length, 0xFFFFFFFF);
-    EXPECT_EQ(list->frame(out, length, UID_LITTLE_ENDIAN_EXPLICIT), ELEM_VALUE_REFUSED);
-    EXPECT_TRUE(log.tookOnly(LOG_ERROR, "DcElemList::frame", "Data set is larger than 0xffffffff bytes"));
+    EXPECT_EQ(list->frame(out, length, kExplicit), ELEM_VALUE_REFUSED);
+    log.expect(LOG_ERROR, "DcElemList::frame", "Data set is larger than 0xffffffff bytes");
     DcElemSq outer(0x00081140u);
     outer + &(*new DcElemSqItem() + list);
-    EXPECT_EQ(outer.frame(out, length, UID_LITTLE_ENDIAN_EXPLICIT), ELEM_VALUE_REFUSED);
+    EXPECT_EQ(outer.frame(out, length, kExplicit), ELEM_VALUE_REFUSED);
 }
 
 TEST(ElemList, DuplicateCopiesAllButPixels) {
     DcElemList list;
     list + new DcElem(0x00100010u, "A") + new DcElem(0x00100020u, "B") + new DcElemSq(0x00081140u);
-    list + raw(0x7FE00010, VR_OW, "pixels", UID_LITTLE_ENDIAN_EXPLICIT);
+    list + raw(0x7FE00010, VR_OW, "pixels");
     DcElemSq* sq = nullptr;
     ASSERT_EQ(list.getElem(0x00081140u, &sq), RESULT_OK);
     *sq + &(*new DcElemSqItem() + new DcElem(0x00081150u, "1.2"));
@@ -270,9 +231,9 @@ TEST(ElemList, BufferListsAreJoinedAndDiskBuffersBecomePixels) {
     const string bytes(in.bytes().begin(), in.bytes().end());
     for (std::size_t cut = 1; cut < bytes.size(); ++cut) {
         DcElemList list;
-        list + memory(bytes.substr(0, cut), UID_LITTLE_ENDIAN_EXPLICIT);
-        list + new DcBuf("/dev/null", 0, 44, UID_LITTLE_ENDIAN_EXPLICIT);
-        list + memory(bytes.substr(cut), UID_LITTLE_ENDIAN_EXPLICIT);
+        list + memory(bytes.substr(0, cut), kExplicit);
+        list + new DcBuf("/dev/null", 0, 44, kExplicit);
+        list + memory(bytes.substr(cut), kExplicit);
         ASSERT_EQ(list.parse(), RESULT_OK);
         EXPECT_EQ(text(list, 0x00100010) + text(list, 0x00100020), "Doe^JaneID");
         DcBuf buf;
@@ -288,21 +249,31 @@ TEST(ElemList, ExceptionLevelZeroInstallsTheAcceptingCallback) {
     Stream in;
     in.elem(0x00080020, "DA", "tomorrow").elem(0x00080060, "CS", "ct-scan");
     unsigned int length = in.size();
-    DcElemList strict(in.data(), length, UID_LITTLE_ENDIAN_EXPLICIT);
+    DcElemList strict(in.data(), length, kExplicit);
     EXPECT_EQ(text(strict, 0x00080020), "<none>");
-    elemListSetValueExceptionLevel(0);
-    DcElemList tolerant(in.data(), length, UID_LITTLE_ENDIAN_EXPLICIT);
-    elemListSetValueExceptionLevel(-1);
+    const ExceptionLevel any(0);
+    DcElemList tolerant(in.data(), length, kExplicit);
     EXPECT_EQ(text(tolerant, 0x00080020), "tomorrow");
     EXPECT_EQ(text(tolerant, 0x00080060), "ct-scan");
 }
 
-TEST(ElemList, NoTagIsLeftOutOfTheSizeByTheListsEnd) {
+TEST(ElemList, SizesLeaveOutTheTagsThatAreNamedAtTheTop) {
     DcElemList list;
-    list + new DcElem(0xFFFFFFFFu, nullptr, 0u, UID_NONE, VR_LO, 0);
-    unsigned int size = 0;
-    EXPECT_EQ(list.getBufSize(size, TAG_LIST_END), RESULT_OK);
-    EXPECT_EQ(size, 12u);
+    auto* sq = new DcElemSq(0x00081140u);
+    *sq + &(*new DcElemSqItem() + raw(0x7FE00010, VR_OB, string(1000, 'i')));
+    list + sq + raw(0x7FE00010, VR_OB, string(5000, 'p'));
+    unsigned int tags[] = {0x7FE00010, TAG_LIST_END};
+    unsigned int all = 0, byList = 0, byTag = 0;
+    list.getBufSize(all, TAG_LIST_END);
+    list.getBufSize(byList, tags);
+    list.getBufSize(byTag, 0x7FE00010u);
+    EXPECT_LE(byList, all - 5000);
+    EXPECT_GT(byList, 1000u) << "the icon is framed all the same";
+    EXPECT_EQ(byTag, byList);
+    DcElemList last;  // the end of a list of tags names none
+    last + new DcElem(0xFFFFFFFFu, nullptr, 0u, UID_NONE, VR_LO, 0);
+    last.getBufSize(all, TAG_LIST_END);
+    EXPECT_EQ(all, 12u);
 }
 
 TEST(ElemList, FrameRefusesWhatIsNoTransferSyntax) {
@@ -311,10 +282,9 @@ TEST(ElemList, FrameRefusesWhatIsNoTransferSyntax) {
     unsigned char buf[8];
     unsigned int length = 0;
     EXPECT_EQ(list.frame(buf, length, UID_VERIFICATION), ELEM_XFER_SYNTAX);
-    EXPECT_TRUE(
-        log.tookOnly(LOG_NOTICE, "DcElemList::frame", "'1.2.840.10008.1.1' is not a Transfer Syntax UID"));
-    EXPECT_EQ(list.frame(nullptr, length, UID_LITTLE_ENDIAN_EXPLICIT), ELEM_NULL_ARGUMENT);
-    EXPECT_EQ(list.decode(nullptr, length, UID_LITTLE_ENDIAN_EXPLICIT), ELEM_NULL_ARGUMENT);
+    log.expect(LOG_NOTICE, "DcElemList::frame", "'1.2.840.10008.1.1' is not a Transfer Syntax UID");
+    EXPECT_EQ(list.frame(nullptr, length, kExplicit), ELEM_NULL_ARGUMENT);
+    EXPECT_EQ(list.decode(nullptr, length, kExplicit), ELEM_NULL_ARGUMENT);
     EXPECT_TRUE(log.has(LOG_ERROR, "utilGetElemInfo", "null argument passed"));
 }
 
@@ -326,20 +296,19 @@ TEST(Sequence, ValuesAreReadItemByItem) {
     Stream in;
     in.item(12).elem(0x00081150, "UI", "1.23").endItem();  // a stray delimitation
     in.item(Stream::undefined).elem(0x00081150, "UI", "1.24").endItem();
-    DcElemSq sq(0x00081140u, in.data(), in.size(), UID_LITTLE_ENDIAN_EXPLICIT, VR_SQ);
+    DcElemSq sq(0x00081140u, in.data(), in.size(), kExplicit, VR_SQ);
     ASSERT_EQ(sq.count(), 2);
     EXPECT_EQ(text(sq.last()->getElemList(), 0x00081150), "1.24");
     EXPECT_TRUE(log.take().empty());
 
-    EXPECT_EQ(sq.parseVal(in.data(), Stream::undefined, UID_LITTLE_ENDIAN_EXPLICIT), ELEM_VALUE_REFUSED);
-    EXPECT_TRUE(log.tookOnly(LOG_VALIDATION, "DcElemSq::parseVal",
-                             "Element (0008,1140) - Data error, undefined length encountered"));
+    EXPECT_EQ(sq.parseVal(in.data(), Stream::undefined, kExplicit), ELEM_VALUE_REFUSED);
+    log.expect(LOG_VALIDATION, "DcElemSq::parseVal",
+               "Element (0008,1140) - Data error, undefined length encountered");
     Stream bad;
     bad.elem(0x00081150, "UI", "1.24");
-    EXPECT_EQ(sq.parseVal(bad.data(), bad.size(), UID_LITTLE_ENDIAN_EXPLICIT), ELEM_VALUE_REFUSED);
-    EXPECT_TRUE(
-        log.tookOnly(LOG_VALIDATION, "DcElemSq::parseVal",
-                     "Element (0008,1140) - Data error, did not find the expected sequence item tag"));
+    EXPECT_EQ(sq.parseVal(bad.data(), bad.size(), kExplicit), ELEM_VALUE_REFUSED);
+    log.expect(LOG_VALIDATION, "DcElemSq::parseVal",
+               "Element (0008,1140) - Data error, did not find the expected sequence item tag");
 }
 
 TEST(Sequence, KnownTagsOfAnotherVrAreWarnedOfAndTakeNoItems) {
@@ -352,23 +321,18 @@ TEST(Sequence, KnownTagsOfAnotherVrAreWarnedOfAndTakeNoItems) {
 }
 
 TEST(Sequence, IconsOfNativeLengthAreNative) {
-    Stream icon;
-    icon.elem(0x00280010, "US", string("\2\0", 2)).elem(0x00280011, "US", string("\2\0", 2));
-    icon.elem(0x00280101, "US", string("\x0C\0", 2)).elem(0x7FE00010, "OB", "12345678");
-    Stream in;
-    in.item(icon.size()).add(icon);
-    DcElemSq sq(0x00880200u, in.data(), in.size(), UID_JPEG_BASELINE, VR_SQ);
-    DcElem* pixels = nullptr;
-    ASSERT_EQ(sq.first()->getElemList().getElem(0x7FE00010u, &pixels), RESULT_OK);
-    EXPECT_EQ(pixels->getVr(), VR_OW);
-
-    Stream big(UID_BIG_ENDIAN_EXPLICIT);
-    big.elem(0x00280010, "US", string("\0\1", 2)).elem(0x00280011, "US", string("\0\2", 2));
-    big.elem(0x00280101, "US", string("\0\x0C", 2)).elem(0x7FE00010, "OW", "1234");
-    Stream bigItem(UID_BIG_ENDIAN_EXPLICIT);
-    bigItem.item(big.size()).add(big);
-    DcElemSq bigSq(0x00880200u, bigItem.data(), bigItem.size(), UID_BIG_ENDIAN_EXPLICIT, VR_SQ);
-    EXPECT_EQ(frame(bigSq.first()->getElemList(), UID_BIG_ENDIAN_EXPLICIT), big.bytes());
+    for (const DICT_UID xferSyn : {UID_JPEG_BASELINE, kBig}) {
+        Stream icon(xferSyn);
+        icon.header(0x00280010, "US", 2).u16(2).header(0x00280011, "US", 2).u16(2);
+        icon.header(0x00280101, "US", 2).u16(12).elem(0x7FE00010, xferSyn == kBig ? "OW" : "OB", "12345678");
+        Stream in(xferSyn);
+        in.item(icon.size()).add(icon);
+        DcElemSq sq(0x00880200u, in.data(), in.size(), xferSyn, VR_SQ);
+        DcElemList& list = sq.first()->getElemList();
+        EXPECT_EQ(list.last()->getVr(), VR_OW);
+        EXPECT_EQ(list.last()->getXferSyn(), kExplicit);
+        EXPECT_EQ(rawBytes(*list.last()), xferSyn == kBig ? "21436587" : "12345678");
+    }
     CaptureLog log;
     Stream bare;
     bare.item(20).elem(0x7FE00010, "OB", "12345678");
@@ -382,28 +346,24 @@ TEST(Sequence, IconsOfNativeLengthAreNative) {
 // ---------------------------------------------------------------------------
 
 TEST(ElemParser, ReadsOneElementAndSaysWhatItTook) {
-    for (const DICT_UID x :
-         {UID_LITTLE_ENDIAN_IMPLICIT, UID_LITTLE_ENDIAN_EXPLICIT, UID_BIG_ENDIAN_EXPLICIT}) {
+    for (const DICT_UID x : kSyntaxes) {
         CaptureLog log;
         Stream in(x);
         in.header(0x00081140, "SQ", Stream::undefined).item(Stream::undefined).elem(0x00081150, "UI", "1.23");
         in.endItem().endSequence();
         const unsigned int first = in.size();
         in.elem(0x00100010, "PN", "AB");
-        const unsigned int second = in.size() - first;
         DcElemList list;
         unsigned int used = 0;
-        EXPECT_EQ(orvkit::ElemListAccess::parseElem(list, in.data(), in.size(), x, used), RESULT_OK);
+        EXPECT_EQ(parseElem(list, in, x, used), RESULT_OK);
         EXPECT_EQ(used, first);
-        EXPECT_EQ(orvkit::ElemListAccess::parseElem(list, in.data() + first, second, x, used), RESULT_OK);
-        EXPECT_EQ(used, second);
+        EXPECT_EQ(parseElem(list, in, x, used, first), RESULT_OK);
+        EXPECT_EQ(used, in.size() - first);
         EXPECT_EQ(text(list, 0x00100010), "AB");
-        DcElemSq* sq = nullptr;
-        ASSERT_EQ(list.getElem(0x00081140u, &sq), RESULT_OK);
-        EXPECT_EQ(sq->count(), 1);
+        ASSERT_NE(sequenceAt(list, 0x00081140), nullptr);
+        EXPECT_EQ(sequenceAt(list, 0x00081140)->count(), 1);
 
-        EXPECT_EQ(orvkit::ElemListAccess::parseElem(list, in.data() + first, second, x, used),
-                  ELEM_VALUE_REFUSED);
+        EXPECT_EQ(parseElem(list, in, x, used, first), ELEM_VALUE_REFUSED);
         EXPECT_TRUE(log.has(LOG_ERROR, "DcElemList::parseElem",
                             "Elements out of sequence, this - 0x00100010, last - 0x00100010"));
         for (unsigned int cut = 0; cut < first; ++cut) {
@@ -414,21 +374,19 @@ TEST(ElemParser, ReadsOneElementAndSaysWhatItTook) {
     }
 }
 
-TEST(ElemParser, StrayDelimitersAreSkippedAndRetiredElementsIgnored) {
+TEST(ElemParser, TakesStrayDelimitersRetiredElementsAndMissingEnds) {
     CaptureLog log;
-    Stream in;
-    in.elem(0x00100010, "PN", "AB").endSequence();
     DcElemList list;
     unsigned int used = 0;
-    EXPECT_EQ(orvkit::ElemListAccess::parseElem(list, in.data(), in.size(), UID_LITTLE_ENDIAN_EXPLICIT, used),
-              RESULT_OK);
-    EXPECT_EQ(used, in.size());
-    Stream retired;
+    Stream stray, retired, open;
+    stray.elem(0x00100010, "PN", "AB").endSequence();
     retired.elem(0x00100020, "RT", "AB");
-    EXPECT_EQ(orvkit::ElemListAccess::parseElem(list, retired.data(), retired.size(),
-                                                UID_LITTLE_ENDIAN_EXPLICIT, used),
-              RESULT_OK);
-    EXPECT_EQ(used, retired.size());
-    EXPECT_EQ(list.count(), 1);
-    EXPECT_TRUE(log.tookOnly(LOG_NOTICE, "DcElemList::parseElem", "Ignored retired element (0010,0020)"));
+    open.header(0x7FE00010, "OB", Stream::undefined).raw("to the end");
+    for (Stream* s : {&stray, &retired, &open}) {
+        EXPECT_EQ(parseElem(list, *s, kExplicit, used), RESULT_OK);
+        EXPECT_EQ(used, s->size());
+    }
+    EXPECT_EQ(list.count(), 2);
+    EXPECT_EQ(rawBytes(list, 0x7FE00010), "to the end");
+    EXPECT_TRUE(log.has(LOG_NOTICE, "DcElemList::parseElem", "Ignored retired element (0010,0020)"));
 }

@@ -2,17 +2,11 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <cstring>
 #include <memory>
-#include <string>
 
-#include "dataset/elem_access.h"
-#include "orvkit/elemlist.h"
-#include "orvkit/result.h"
-#include "orvkit/sequence.h"
 #include "orvkit/tags.h"
-#include "orvkit/util.h"
 #include "support/capture_log.h"
+#include "support/dataset.h"
 #include "support/elem_values.h"
 #include "support/temp_dir.h"
 
@@ -56,13 +50,6 @@ std::string treeValues(DcElem* e) {
 
 DcElem* elem(unsigned int tag, const char* text) {
     return new DcElem(tag, text);
-}
-
-DcElem* raw(unsigned int tag, DICT_VR vr, const std::string& bytes) {
-    auto* e = new DcElem(tag, nullptr, 0u, UID_NONE, vr, 0);
-    EXPECT_EQ(e->addValue(bytes.data(), static_cast<unsigned int>(bytes.size()), UID_LITTLE_ENDIAN_EXPLICIT),
-              0);
-    return e;
 }
 
 std::string times(std::size_t n, char c) {
@@ -135,9 +122,9 @@ TEST(Print, RawValuesShowWhereTheyAre) {
     TempDir dir;
     const std::string path = dir / "pixels";
     writeWhole(path, times(300, 'p'));
-    DcElem pixels(0x7FE00010u, path.c_str(), 16, 200u, UID_LITTLE_ENDIAN_EXPLICIT);
+    DcElem pixels(0x7FE00010u, path.c_str(), 16, 200u, kExplicit);
     FILE* open = std::fopen(path.c_str(), "rb");
-    ASSERT_EQ(pixels.addValue(fileno(open), 8, 100u, UID_LITTLE_ENDIAN_EXPLICIT), RESULT_OK);
+    ASSERT_EQ(pixels.addValue(fileno(open), 8, 100u, kExplicit), RESULT_OK);
     std::fclose(open);
     const int handle = orvkit::ElemAccess::firstBuf(pixels)->next()->getHandle();
     EXPECT_EQ(flat(pixels),
@@ -299,18 +286,11 @@ TEST(Print, NestedItemsInBothForms) {
                   "   *** SQ (0040,0275)  T_0040_0275_requestAttributesSequence end ***\n"
                   "(0040,1001)   SH(SH)   T_0040_1001_requestedProcedureId\n"
                   "  P3\n");
-}
-
-TEST(Print, TreeIsIndentedByTwoBlanksBelowTheLastElement) {
-    DataSet set;
-    auto* sq = new DcElemSq(T_0040_0275_requestAttributesSequence);
-    auto* item = new DcElemSqItem;
-    *item + elem(T_0040_1001_requestedProcedureId, "P");
-    sq->add(item);
-    set.add(sq);
-    EXPECT_EQ(set.tree(),
-              "T_0040_0275_requestAttributesSequence    (SQ) \n"
-              "  +--T_0040_1001_requestedProcedureId         (SH) P\n");
+    // Below the last element nothing is left to lead a line to.
+    DcElem* const last = set.last();
+    set.subtract(last);
+    delete last;
+    EXPECT_EQ(set.tree().substr(47, 14), "  |--T_0040_00");
 }
 
 TEST(Print, DeepNestingIsBoundedInTheTreeAndWholeInTheFlatForm) {

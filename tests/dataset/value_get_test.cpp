@@ -37,9 +37,8 @@ TEST(GetValue, NextVisitsEveryValueAndThenIndexZeroFollows) {
     EXPECT_EQ(log.take(), LogLines{});
     for (int index : {4, -1}) {
         EXPECT_EQ(e->getValue(v, index), ELEM_INVALID_INDEX);
-        EXPECT_TRUE(log.tookOnly(
-            LOG_VALIDATION, "DcElem::getValue",
-            anyElement + "index (=" + std::to_string(index) + ") out of range, value count = 3"));
+        log.expect(LOG_VALIDATION, "DcElem::getValue",
+                   anyElement + "index (=" + std::to_string(index) + ") out of range, value count = 3");
     }
 }
 
@@ -49,8 +48,7 @@ TEST(GetValue, TextsAreCutToldAndTrimmed) {
     char buffer[8];
     EXPECT_EQ(e->getValue(buffer, 4, ELEM_INDEX_NEXT), ELEM_TRUNCATED);
     EXPECT_STREQ(buffer, "ABCD");
-    EXPECT_TRUE(
-        log.tookOnly(LOG_VALIDATION, "DcElem::getValue", anyElement + "buffer too short, value truncated"));
+    log.expect(LOG_VALIDATION, "DcElem::getValue", anyElement + "buffer too short, value truncated");
     for (const char* next : {"ABCDEF", "GH"}) {  // the refused read left the counter
         EXPECT_EQ(e->getValue(buffer, 6, ELEM_INDEX_NEXT), 0);
         EXPECT_STREQ(buffer, next);
@@ -62,7 +60,7 @@ TEST(GetValue, TextsAreCutToldAndTrimmed) {
     }
     log.clear();
     EXPECT_EQ(e->getValue(nullptr, 7), ELEM_NULL_ARGUMENT);
-    EXPECT_TRUE(log.tookOnly(LOG_NOTICE, "DcElem::getValue", "Null argument passed"));
+    log.expect(LOG_NOTICE, "DcElem::getValue", "Null argument passed");
 }
 
 TEST(GetValue, NumbersAsTextNeedTheirRoom) {

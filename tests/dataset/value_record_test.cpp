@@ -155,7 +155,7 @@ TEST(AddValue, ReplacesByIndexAndRefusesOthers) {
     log.clear();
     for (const int index : {3, -1}) {
         EXPECT_EQ(e->changeValue(4, index), ELEM_INVALID_INDEX);
-        EXPECT_TRUE(log.tookOnly(LOG_VALIDATION, "DcElem::changeValue", "Invalid index value"));
+        log.expect(LOG_VALIDATION, "DcElem::changeValue", "Invalid index value");
     }
     EXPECT_EQ(stored(*e), "[1][22][33]");
     EXPECT_EQ(elemOf(VR_UI)->addValue(static_cast<DICT_UID>(9999)), ELEM_VALUE_REFUSED);  // silently

@@ -165,8 +165,8 @@ void expectNothing(int code, CaptureLog& log, DcElem& e, const std::string& vr, 
         EXPECT_EQ(log.take(), LogLines{});
     } else {
         EXPECT_EQ(code, ELEM_VR_SIZE);
-        EXPECT_TRUE(log.tookOnly(LOG_VALIDATION, "DcElem::getValue",
-                                 anyElement + "VR=" + nameOf(vr) + ", cannot get value as " + column.type));
+        log.expect(LOG_VALIDATION, "DcElem::getValue",
+                   anyElement + "VR=" + nameOf(vr) + ", cannot get value as " + column.type);
     }
 }
 
@@ -188,9 +188,8 @@ TEST(ValueTable, AddValueTakesOrRefusesEveryTypeOnEveryVr) {
                 const bool text = column.add == nullptr;
                 EXPECT_EQ(code, ELEM_VALUE_REFUSED);
                 EXPECT_EQ(e->getValueCount(), 0);
-                EXPECT_TRUE(
-                    log.tookOnly(LOG_VALIDATION, text ? "DcElem::addValueStrg" : "DcElem::addValue",
-                                 anyElement + "VR=" + nameOf(vr) + ", does not accept " + column.type));
+                log.expect(LOG_VALIDATION, text ? "DcElem::addValueStrg" : "DcElem::addValue",
+                           anyElement + "VR=" + nameOf(vr) + ", does not accept " + column.type);
             }
         }
     }

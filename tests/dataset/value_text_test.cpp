@@ -117,8 +117,8 @@ TEST(ParseText, RangesOfDatesAndTimes) {
     CaptureLog log;
     DcElemValueTM v;
     EXPECT_EQ(v.setValue("x"), UTIL_MALFORMED);
-    EXPECT_TRUE(log.tookOnly(LOG_VALIDATION, "utilStrgToHMS",
-                             "Element (ffff,ffff) - invalid HHMMSS part in string 'x', should be 2, 4 or 6 chars"));
+    log.expect(LOG_VALIDATION, "utilStrgToHMS",
+                             "Element (ffff,ffff) - invalid HHMMSS part in string 'x', should be 2, 4 or 6 chars");
 }
 
 TEST(ParseText, DateTimes) {
@@ -160,7 +160,7 @@ TEST(ParseText, NullIsTold) {
     int a = 0, b = 0;
     double s = 0;
     EXPECT_EQ(utilStrgToValue(nullptr, name), UTIL_NULL_ARGUMENT);
-    EXPECT_TRUE(log.tookOnly(LOG_VALIDATION, "utilStrgToValue", "Null argument passed"));
+    log.expect(LOG_VALIDATION, "utilStrgToValue", "Null argument passed");
     EXPECT_EQ(utilStrgToHMS(nullptr, a, b, s, 8, 0x30), UTIL_NULL_ARGUMENT);
-    EXPECT_TRUE(log.tookOnly(LOG_VALIDATION, "utilStrgToHMS", "Null argument passed"));
+    log.expect(LOG_VALIDATION, "utilStrgToHMS", "Null argument passed");
 }

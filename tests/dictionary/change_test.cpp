@@ -82,7 +82,7 @@ TEST_F(Change, RefusesOnlyElement00FFOfAnEvenGroupAsADuplicate) {
     EXPECT_EQ(Dict.add(0x000800FF, VR_LO, 1, nullptr, nullptr), 0);
     EXPECT_EQ(Dict.add(0x000800FF, VR_LO, 1, nullptr, &tagDef), 5121);
     EXPECT_EQ(tagDef, 0x000800FFu);
-    expectLog(LOG_NOTICE, "DcDict::add", "Tag (0008,00ff) already exists in dictionary");
+    log.expect(LOG_NOTICE, "DcDict::add", "Tag (0008,00ff) already exists in dictionary");
 
     // Any other gets one more record, and the latest answers.
     EXPECT_EQ(Dict.add(T_0008_0016_sopClassUid, VR_LO, 1, "mine", nullptr), 0);
@@ -92,7 +92,7 @@ TEST_F(Change, RefusesOnlyElement00FFOfAnEvenGroupAsADuplicate) {
         EXPECT_EQ(Dict.subtract(T_0008_0016_sopClassUid), 0);
     }
     EXPECT_EQ(Dict.subtract(T_0008_0016_sopClassUid), 5122);
-    expectLog(LOG_NOTICE, "DcDict::subtract", "Tag (0008,0016) is not in Dictionary");
+    log.expect(LOG_NOTICE, "DcDict::subtract", "Tag (0008,0016) is not in Dictionary");
     EXPECT_EQ(Dict.reset(), 0);
     EXPECT_TRUE(Dict.facts(T_0008_0016_sopClassUid).known);
 }
@@ -105,7 +105,7 @@ TEST_F(Change, RefusesTheRecordBeyondTheLimit) {
     }
     EXPECT_EQ(Dict.add(0x00091010, VR_LO, 1, nullptr, &tagDef), 5124);
     EXPECT_EQ(tagDef, 0xFFFFFFFFu);
-    expectLog(LOG_NOTICE, "DcDict::add", "Tag (0009,1010) not added, Dictionary limit reached");
+    log.expect(LOG_NOTICE, "DcDict::add", "Tag (0009,1010) not added, Dictionary limit reached");
     EXPECT_EQ(Dict.tagCount(), 4096u);
     EXPECT_FALSE(Dict.facts(0x00091010).known);
     EXPECT_TRUE(Dict.facts(T_7fe0_0010_pixelData).known);
@@ -131,9 +131,9 @@ TEST_F(Change, AnswersSequenceTagLists) {
     unsigned int list[DcDict::maxSqTags] = {1};
     EXPECT_EQ(Dict.getSqTagList(0x0008, 0x0016, list), 5125);
     EXPECT_EQ(list[0], 0u);
-    expectLog(LOG_NOTICE, "DcDict::getSqTagList", "Element (0008,0016) is not of type SQ");
+    log.expect(LOG_NOTICE, "DcDict::getSqTagList", "Element (0008,0016) is not of type SQ");
     EXPECT_EQ(Dict.add(0x00092210, tags, nullptr, nullptr), 5121);
-    expectLog(LOG_NOTICE, "DcDict::add", "SQ 0x00092210 already exists in dictionary");
+    log.expect(LOG_NOTICE, "DcDict::add", "SQ 0x00092210 already exists in dictionary");
 
     // The list goes with the sequence.
     EXPECT_EQ(Dict.subtract(0x00091010), 0);
@@ -144,7 +144,7 @@ TEST_F(Change, AnswersSequenceTagLists) {
 TEST_F(Change, LimitsSequencesAndTheirLists) {
     std::vector<unsigned int> tags(64, T_0008_0016_sopClassUid);
     EXPECT_EQ(Dict.add(0x00091010, tags.data(), nullptr, nullptr), 5124);
-    expectLog(LOG_NOTICE, "DcDict::add", "Number of element exceeds limit for SQ tag 0x00091010");
+    log.expect(LOG_NOTICE, "DcDict::add", "Number of element exceeds limit for SQ tag 0x00091010");
     EXPECT_EQ(Dict.tagCount(), 2607u);
     tags.back() = 0;
     EXPECT_EQ(Dict.add(0x00091010, tags.data(), nullptr, nullptr), 0);
@@ -154,7 +154,7 @@ TEST_F(Change, LimitsSequencesAndTheirLists) {
         ASSERT_EQ(Dict.add(0x00111000 + i, tags.data(), nullptr, nullptr), 0);
     }
     EXPECT_EQ(Dict.add(0x00131010, tags.data(), nullptr, nullptr), 5124);
-    expectLog(LOG_NOTICE, "DcDict::add", "SQ 0x00131010 not added, Dictionary sequence limit reached");
+    log.expect(LOG_NOTICE, "DcDict::add", "SQ 0x00131010 not added, Dictionary sequence limit reached");
     EXPECT_FALSE(Dict.facts(0x00131010).known);
 }
 

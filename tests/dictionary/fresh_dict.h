@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-
 #include "orvkit/dict.h"
 #include "support/capture_log.h"
 
@@ -13,11 +11,6 @@ class FreshDict : public ::testing::Test {
   protected:
     FreshDict() { Dict.reset(); }
     ~FreshDict() override { Dict.reset(); }
-
-    // Nothing but this line was logged since the last look.
-    void expectLog(LOG_MSG level, const std::string& reporter, const std::string& text) {
-        EXPECT_EQ(log.take(), (LogLines{{level, reporter, text}}));
-    }
 
     CaptureLog log;
 };

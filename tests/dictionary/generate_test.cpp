@@ -35,7 +35,7 @@ TEST_F(Generate, WritesRootLocalTimeAndCounter) {
         EXPECT_NEAR(std::difftime(std::time(nullptr), std::mktime(&time)), 0, 30);
     }
     Dict.genUid(nullptr);
-    expectLog(LOG_VALIDATION, "DcDict::genUid", "Null argument passed");
+    log.expect(LOG_VALIDATION, "DcDict::genUid", "Null argument passed");
 }
 
 TEST_F(Generate, TakesABranchOfTheRootFromTheBuffer) {

@@ -109,26 +109,26 @@ TEST_F(Lookup, RefusesVrsWithoutProperties) {
         DICT_VR_SIZE size{};
         EXPECT_EQ(Dict.getVrLen(static_cast<DICT_VR>(c.vr), length), c.result);
         EXPECT_EQ(length, 0);
-        if (c.message != nullptr) expectLog(LOG_NOTICE, "DcDict::getVrLen", c.message);
+        if (c.message != nullptr) log.expect(LOG_NOTICE, "DcDict::getVrLen", c.message);
         EXPECT_EQ(Dict.getVrSize(static_cast<DICT_VR>(c.vr), size), c.result);
         EXPECT_EQ(size, c.size);
-        if (c.message != nullptr) expectLog(LOG_NOTICE, "DcDict::getVrSize", c.message);
+        if (c.message != nullptr) log.expect(LOG_NOTICE, "DcDict::getVrSize", c.message);
     }
     EXPECT_TRUE(log.lines().empty());
     char code[4];
     EXPECT_EQ(Dict.getVr(VR_UNKNOWN, code), 5122);
-    expectLog(LOG_NOTICE, "DcDict::getVr", "Enum constant VR 35 (0x23) is not in dictionary");
+    log.expect(LOG_NOTICE, "DcDict::getVr", "Enum constant VR 35 (0x23) is not in dictionary");
 }
 
 TEST_F(Lookup, RefusesNullTextsAndUnknownMessages) {
     char* const none = nullptr;
     EXPECT_EQ(Dict.getDesc(T_0008_0016_sopClassUid, none), 5123);
-    expectLog(LOG_VALIDATION, "DcDict::getDesc", "Null argument passed");
+    log.expect(LOG_VALIDATION, "DcDict::getDesc", "Null argument passed");
     char text[64];
     EXPECT_EQ(Dict.getDesc(DICT_MSG_N_DELETE_RSP, text), 0);
     EXPECT_STREQ(text, "N-DELETE-RSP");
     EXPECT_EQ(Dict.getDesc(static_cast<DICT_MSG>(0x31), text), 5122);
-    expectLog(LOG_NOTICE, "DcDict::getDesc", "Enum constant MSG 49 (0x31) is not in dictionary");
+    log.expect(LOG_NOTICE, "DcDict::getDesc", "Enum constant MSG 49 (0x31) is not in dictionary");
 }
 
 }  // namespace

@@ -34,8 +34,8 @@ TEST_F(Uids, AreFoundByValueAndByText) {
         } else {
             EXPECT_EQ(Dict.getEndian(record.value, endian), 5128);
             EXPECT_EQ(endian, ENDIAN_NONE);
-            expectLog(LOG_NOTICE, "DcDict::getEndian",
-                      "'" + std::string(record.uid) + "' is not a Transfer Syntax UID");
+            log.expect(LOG_NOTICE, "DcDict::getEndian",
+                       "'" + std::string(record.uid) + "' is not a Transfer Syntax UID");
         }
     }
 }
@@ -44,11 +44,11 @@ TEST_F(Uids, UnknownOnesGiveEmptyAnswers) {
     char text[65] = "?";
     EXPECT_EQ(Dict.getUid(static_cast<DICT_UID>(-1), text), 5122);
     EXPECT_STREQ(text, "");
-    expectLog(LOG_NOTICE, "DcDict::getUid", "Enum constant UID -1 (0xffffffff) is not in dictionary");
+    log.expect(LOG_NOTICE, "DcDict::getUid", "Enum constant UID -1 (0xffffffff) is not in dictionary");
     DICT_UID_TYPE type = UID_TYPE_SOP;
     EXPECT_EQ(Dict.getUidType(static_cast<DICT_UID>(211), type), 5122);
     EXPECT_EQ(type, UID_TYPE_OTHER);
-    expectLog(LOG_NOTICE, "DcDict::getUidType", "Enum constant UID 211 (0xd3) is not in dictionary");
+    log.expect(LOG_NOTICE, "DcDict::getUidType", "Enum constant UID 211 (0xd3) is not in dictionary");
     ARCH_ENDIAN endian = ENDIAN_LITTLE;
     EXPECT_EQ(Dict.getEndian(static_cast<DICT_UID>(999), endian), 5128);
     EXPECT_EQ(endian, ENDIAN_NONE);
@@ -72,7 +72,7 @@ TEST_F(Uids, CanBeAddedAndRemoved) {
     EXPECT_STREQ(text, "Private UID");
     EXPECT_EQ(Dict.add("1.2.3", "again", &(value = UID_NONE), UID_TYPE_SOP), 5121);
     EXPECT_EQ(value, 211);
-    expectLog(LOG_NOTICE, "DcDict::add", "UID '1.2.3' already exists in dictionary");
+    log.expect(LOG_NOTICE, "DcDict::add", "UID '1.2.3' already exists in dictionary");
 
     // A freed slot is used again, the number goes on from the highest in use.
     EXPECT_EQ(Dict.subtract("1.2.840.10008.1.1"), 0);
@@ -83,7 +83,7 @@ TEST_F(Uids, CanBeAddedAndRemoved) {
     EXPECT_EQ(Dict.getDesc(value, text), 0);
     EXPECT_EQ(text, std::string(60, 'd'));
     EXPECT_EQ(Dict.subtract("1.2.840.10008.1.1"), 5122);
-    expectLog(LOG_NOTICE, "DcDict::subtract", "UID '1.2.840.10008.1.1' is not in dictionary");
+    log.expect(LOG_NOTICE, "DcDict::subtract", "UID '1.2.840.10008.1.1' is not in dictionary");
 
     EXPECT_EQ(Dict.reset(), 0);
     EXPECT_EQ(Dict.getUidDef("1.2.3", value), 5122);
@@ -93,9 +93,9 @@ TEST_F(Uids, CanBeAddedAndRemoved) {
 TEST_F(Uids, AreRefusedWhenTheyAreNoneOrTooMany) {
     char* const none = nullptr;
     EXPECT_EQ(Dict.add(none, "null", nullptr, UID_TYPE_SOP), 5123);
-    expectLog(LOG_VALIDATION, "DcDict::add", "Null argument passed");
+    log.expect(LOG_VALIDATION, "DcDict::add", "Null argument passed");
     EXPECT_EQ(Dict.add("1.2.x.4", "letter", nullptr, UID_TYPE_SOP), 5123);
-    expectLog(LOG_NOTICE, "DcDict::add", "Invalid character 'x' in UID string 1.2.x.4");
+    log.expect(LOG_NOTICE, "DcDict::add", "Invalid character 'x' in UID string 1.2.x.4");
     EXPECT_EQ(Dict.add(std::string(65, '1').c_str(), "long", nullptr, UID_TYPE_SOP), 5123);
     log.clear();
     EXPECT_EQ(Dict.add(std::string(64, '1').c_str(), "longest", nullptr, UID_TYPE_SOP), 0);
@@ -103,7 +103,7 @@ TEST_F(Uids, AreRefusedWhenTheyAreNoneOrTooMany) {
         ASSERT_EQ(Dict.add(("1.2." + std::to_string(i)).c_str(), nullptr, nullptr, UID_TYPE_SOP), 0);
     }
     EXPECT_EQ(Dict.add("1.2.46", nullptr, nullptr, UID_TYPE_SOP), 5124);
-    expectLog(LOG_NOTICE, "DcDict::add", "Dictionary UID limit of 256 reached");
+    log.expect(LOG_NOTICE, "DcDict::add", "Dictionary UID limit of 256 reached");
 }
 
 }  // namespace

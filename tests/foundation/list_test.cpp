@@ -220,9 +220,8 @@ TEST(List, PrintsAddresses) {
     expected << static_cast<void*>(&list) << "\n  " << static_cast<void*>(static_cast<DcNode*>(&a)) << "\n";
     EXPECT_EQ(readWhole(path), expected.str());
     EXPECT_EQ(list.printNodeList(path.c_str(), nullptr), 9729);
-    EXPECT_TRUE(log.tookOnly(LOG_VALIDATION, "DcElemList::printNodeList", "Null argument passed"));
+    log.expect(LOG_VALIDATION, "DcElemList::printNodeList", "Null argument passed");
     EXPECT_EQ(list.printNodeList(missing.c_str(), "w"), 9729);
-    EXPECT_TRUE(log.tookOnly(LOG_VALIDATION, "DcElemList::printNodeList",
-                             "Error opening file " + missing + " in mode w"));
+    log.expect(LOG_VALIDATION, "DcElemList::printNodeList", "Error opening file " + missing + " in mode w");
     empty(list);
 }

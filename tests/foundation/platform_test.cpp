@@ -17,7 +17,7 @@ TEST(PlatformFile, WritesAndCopies) {
     const FileHandle source = openRead(from.c_str());
 
     writeWhole(to, "to be emptied");
-    const FileHandle target = createWrite(to.c_str());
+    FileHandle target = createWrite(to.c_str());
     EXPECT_TRUE(writeAll(target.get(), "head", 4));
     EXPECT_EQ(copyRange(source.get(), 1000, target.get(), 200000), 200000);
     EXPECT_EQ(copyRange(source.get(), 299990, target.get(), 50), 10);
@@ -28,4 +28,7 @@ TEST(PlatformFile, WritesAndCopies) {
     EXPECT_EQ(copyRange(source.get(), 99000, openAppend(to.c_str()).get(), 201000), 201000);
     EXPECT_TRUE(readWhole(to) == "head" + content.substr(1000, 200000) + content.substr(299990) + "tail" +
                                      content.substr(99000));
+    EXPECT_TRUE(target.close());
+    EXPECT_FALSE(target);
+    EXPECT_FALSE(FileHandle(98765).close());
 }

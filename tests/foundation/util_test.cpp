@@ -36,7 +36,7 @@ TEST(Swab, ReversesWholeUnitsOnly) {
     EXPECT_EQ(swabbed<int>(3), (V{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15}));
     CaptureLog log;
     EXPECT_EQ(utilSwab(static_cast<float*>(nullptr), 4), 17413);
-    EXPECT_TRUE(log.tookOnly(LOG_VALIDATION, "utilSwab", "Null argument passed"));
+    log.expect(LOG_VALIDATION, "utilSwab", "Null argument passed");
 }
 
 TEST(PackedTime, GoesBothWays) {
@@ -87,7 +87,7 @@ TEST(RemoveSpace, StripsWhatTheModeAsksFor) {
     }
     CaptureLog log;
     EXPECT_EQ(utilRemoveSpace(nullptr, 3), 17413);
-    EXPECT_TRUE(log.tookOnly(LOG_VALIDATION, "utilStrgToValue", "Null argument passed"));
+    log.expect(LOG_VALIDATION, "utilStrgToValue", "Null argument passed");
 }
 
 TEST(Util, KnowsPathsMemoryAndVersion) {
@@ -100,7 +100,7 @@ TEST(Util, KnowsPathsMemoryAndVersion) {
     CaptureLog log;
     int major = 0, minor = 0, release = 0;
     EXPECT_EQ(utilGetVersion(major, minor, release, nullptr), 17413);
-    EXPECT_TRUE(log.tookOnly(LOG_VALIDATION, "utilGetVersion", "Null argument passed"));
+    log.expect(LOG_VALIDATION, "utilGetVersion", "Null argument passed");
     EXPECT_EQ((std::vector{major, minor, release}), (std::vector{4, 8, 10}));
     char date[12] = "";
     EXPECT_EQ(utilGetVersion(major, minor, release, date), 0);

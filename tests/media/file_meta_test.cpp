@@ -8,10 +8,9 @@
 #include "orvkit/file.h"
 #include "orvkit/result.h"
 #include "support/capture_log.h"
+#include "support/elem_values.h"
 
 namespace {
-
-constexpr DICT_UID kExplicit = UID_LITTLE_ENDIAN_EXPLICIT;
 
 Stream fullMeta() {
     Stream s;
@@ -61,15 +60,12 @@ TEST(ReadMetaInfo, OverLongTextsAreCutAtTheFieldsLimit) {
     Stream meta;
     meta.elem(0x00020003, "UI", uid).elem(0x00020010, "UI", evenUid("1.2.840.10008.1.2.1"));
     meta.elem(0x00020013, "SH", std::string(40, 'V')).elem(0x00020016, "AE", std::string(40, 'A'));
-    const Stream file = part10(meta, Stream().elem(0x00080018, "UI", uid));
-    elemListSetValueExceptionLevel(0);
+    Stream file = part10(meta, Stream().elem(0x00080018, "UI", uid));
+    const ExceptionLevel any(0);
     const CaptureLog log;
     DcDirMetaInfo record;
     DcElemList dataset;
-    std::vector<unsigned char> bytes = file.bytes();
-    const int result = dirReadFile(bytes.data(), static_cast<unsigned int>(bytes.size()), record, dataset);
-    elemListSetValueExceptionLevel(-1);
-    EXPECT_EQ(result, RESULT_OK);
+    EXPECT_EQ(dirReadFile(file.data(), file.size(), record, dataset), RESULT_OK);
     EXPECT_EQ(record.sopInstanceUid, uid.substr(0, 64));
     EXPECT_EQ(record.implVersionName, std::string(16, 'V'));
     EXPECT_EQ(record.sourceAeTitle, std::string(16, 'A'));
@@ -138,7 +134,7 @@ TEST(ReadMetaInfo, FillsTheRecordWhateverTheGroupLengthSays) {
     EXPECT_EQ(meta.version, 1);
     EXPECT_EQ(meta.sopClassUid, UID_CT_IMAGE_STORAGE);
     EXPECT_STREQ(meta.sopInstanceUid, "1.2.3");
-    EXPECT_EQ(meta.transferSyntax, UID_BIG_ENDIAN_EXPLICIT);
+    EXPECT_EQ(meta.transferSyntax, kBig);
     EXPECT_STREQ(meta.implClassUid, "1.2.3.4");
     EXPECT_STREQ(meta.implVersionName, "VERSION");
     EXPECT_STREQ(meta.sourceAeTitle, "SOURCE");
@@ -151,7 +147,7 @@ TEST(ReadMetaInfo, FillsTheRecordWhateverTheGroupLengthSays) {
     DcDirMetaInfo again;
     EXPECT_EQ(dirElemListToFileMetaInfo(group, again), RESULT_OK);
     EXPECT_EQ(again.version, 1);
-    EXPECT_EQ(again.transferSyntax, UID_BIG_ENDIAN_EXPLICIT);
+    EXPECT_EQ(again.transferSyntax, kBig);
     EXPECT_STREQ(again.privateInfoCreatorUid, "1.9");
     EXPECT_EQ(std::string(again.privateInfo, again.privateInfo + again.privateInfoLen), "private!");
 }
@@ -193,7 +189,7 @@ TEST(ReadMetaInfo, OtherFilesAreRefusedForWhatTheyAre) {
         {metaGroup("1.2.840.10008.1.2.1"), "file meta information without a preamble"},
         {Stream().elem(0x00080005, "CS", "ISO_IR 100"),
          "a bare data set in explicit VR without file meta information"},
-        {Stream(UID_LITTLE_ENDIAN_IMPLICIT).elem(0x00080005, "", "ISO_IR 100"),
+        {Stream(kImplicit).elem(0x00080005, "", "ISO_IR 100"),
          "a bare data set in implicit VR without file meta information"},
     };
     CaptureLog log;
@@ -203,8 +199,7 @@ TEST(ReadMetaInfo, OtherFilesAreRefusedForWhatTheyAre) {
         DcDirMetaInfo meta;
         unsigned int end = 99;
         EXPECT_EQ(dirReadFileMetaInfo(path.c_str(), meta, end), DIR_NOT_PART10);
-        EXPECT_TRUE(log.tookOnly(LOG_ERROR, "dirReadFileMetaInfo",
-                                 "File '" + path + "' is not a Part 10 file: " + c.what));
+        log.expect(LOG_ERROR, "dirReadFileMetaInfo", "File '" + path + "' is not a Part 10 file: " + c.what);
         EXPECT_EQ(end, 0u);
     }
 }

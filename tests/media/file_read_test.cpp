@@ -10,15 +10,10 @@
 
 #include "media/leaves.h"
 #include "media/part10.h"
-#include "orvkit/file.h"
-#include "orvkit/result.h"
 #include "support/capture_log.h"
 
 namespace {
 
-constexpr DICT_UID kImplicit = UID_LITTLE_ENDIAN_IMPLICIT;
-constexpr DICT_UID kExplicit = UID_LITTLE_ENDIAN_EXPLICIT;
-constexpr DICT_UID kBig = UID_BIG_ENDIAN_EXPLICIT;
 constexpr unsigned int kPixels = 0x7FE00010;
 
 Stream image(DICT_UID xferSyn, const std::string& pixels) {
@@ -37,11 +32,19 @@ struct Read {
     int length = -2;
 
     explicit Read(const std::string& path) { result = dirReadFile(path.c_str(), meta, dataset); }
+    // Up to Pixel Data.
     Read(const std::string& path, bool) {
         result = dirReadNonPixelElem(path.c_str(), meta, dataset, &offset, &length);
     }
     bool has(unsigned int tag) { return dataset.getElem(tag, static_cast<DcElem**>(nullptr)) == RESULT_OK; }
 };
+
+// A file of these bytes, read.
+Read readBack(const Stream& s, bool header = false) {
+    const TempDir temp;
+    const std::string path = makeFile(temp, "file", s.bytes());
+    return header ? Read(path, true) : Read(path);
+}
 
 std::size_t residentBytes() {
     std::ifstream in("/proc/self/statm");
@@ -54,26 +57,23 @@ std::size_t residentBytes() {
 }  // namespace
 
 TEST(ReadFile, TakesClassAndInstanceFromTheDataSetWhereItHasThem) {
-    const TempDir temp;
     Stream dataset;
     dataset.elem(0x00080016, "UI", uidOf(UID_MR_IMAGE_STORAGE)).elem(0x00080018, "UI", evenUid("9.8.7"));
-    Read both(makeFile(temp, "both", part10(kExplicit, dataset).bytes()));
+    const Read both = readBack(part10(kExplicit, dataset));
     EXPECT_EQ(both.result, RESULT_OK);
     EXPECT_EQ(both.meta.sopClassUid, UID_MR_IMAGE_STORAGE);
     EXPECT_STREQ(both.meta.sopInstanceUid, "9.8.7");
-    Read none(makeFile(temp, "none", part10(kExplicit, Stream().elem(0x00100010, "PN", "Doe^Jane")).bytes()));
+    // A file may end with its meta information.
+    const Read none = readBack(part10(kExplicit));
     EXPECT_EQ(none.result, RESULT_OK);
+    EXPECT_EQ(none.dataset.first(), nullptr);
     EXPECT_EQ(none.meta.sopClassUid, UID_CT_IMAGE_STORAGE);
     EXPECT_STREQ(none.meta.sopInstanceUid, "1.2.3");
-    // A file may end with its meta information.
-    Read empty(makeFile(temp, "empty", part10(kExplicit).bytes()));
-    EXPECT_EQ(empty.result, RESULT_OK);
-    EXPECT_EQ(empty.dataset.first(), nullptr);
 }
 
 TEST(ReadFile, ReadsFilesOfEverySizeAlikeFromDiskAndFromMemory) {
     const TempDir temp;
-    for (const DICT_UID xferSyn : {kImplicit, kExplicit, kBig}) {
+    for (const DICT_UID xferSyn : kSyntaxes) {
         // Around the sizes at which another read is needed.
         for (const std::size_t pixels : {0u, 2u, 32000u, 32768u - 300u, 33000u, 100000u, 3000000u}) {
             const Stream s = part10(xferSyn, image(xferSyn, std::string(pixels, 'x')));
@@ -91,11 +91,10 @@ TEST(ReadFile, ReadsFilesOfEverySizeAlikeFromDiskAndFromMemory) {
 }
 
 TEST(ReadFile, KeepsWhatStoodInFrontOfAnError) {
-    const TempDir temp;
     Stream dataset;
     dataset.elem(0x00080018, "UI", evenUid("9.8.7")).header(0x00100010, "PN", 100).raw("short");
     CaptureLog log;
-    Read file(makeFile(temp, "file", part10(kExplicit, dataset).bytes()));
+    Read file = readBack(part10(kExplicit, dataset));
     EXPECT_EQ(file.result, ELEM_VALUE_REFUSED);
     EXPECT_EQ(log.lines().size(), 1u);
     EXPECT_TRUE(file.has(0x00080018));
@@ -105,7 +104,7 @@ TEST(ReadFile, KeepsWhatStoodInFrontOfAnError) {
 TEST(ReadFile, TransferSyntaxesThatAreNotRegisteredAreReadByTheirLooks) {
     const TempDir temp;
     CaptureLog log;
-    for (const DICT_UID looks : {kImplicit, kExplicit, kBig}) {
+    for (const DICT_UID looks : kSyntaxes) {
         const Stream s = part10(metaGroup("1.2.840.10008.1.2.4.999"), image(looks, "pixels"));
         const std::string path = makeFile(temp, "file", s.bytes());
         log.clear();
@@ -137,14 +136,28 @@ TEST(ReadFile, TheSizeLimitCountsTheDataSet) {
         EXPECT_EQ(Read(path).result, DIR_FILE_SIZE);
         char text[32];
         std::snprintf(text, sizeof text, "%g", (data.size() - 1) / 1048576.0);
-        EXPECT_TRUE(log.tookOnly(LOG_ERROR, "dirReadFile",
-                                 "File '" + path + "', size exceeds limit of " + text + " Mbytes"));
+        log.expect(LOG_ERROR, "dirReadFile",
+                   "File '" + path + "', size exceeds limit of " + text + " Mbytes");
         // The pixels do not count where they are not read.
         EXPECT_EQ(Read(path, true).result, RESULT_OK);
     }
     const FileSizeLimit limit(20);
     EXPECT_EQ(Read(path, true).result, DIR_FILE_SIZE);
     EXPECT_EQ(log.take().size(), 1u);
+    // Nor does the meta information, nor what is read ahead.
+    Stream meta = metaGroup("1.2.840.10008.1.2.1");
+    meta.elem(0x00020102, "OB", std::string(100000, 'm'));
+    Stream tail = Stream().elem(0x00080005, "CS", "AB").elem(kPixels, "OW", std::string(200000, 'x'));
+    EXPECT_EQ(Read(makeFile(temp, "meta", part10(meta, tail).bytes()), true).result, RESULT_OK);
+    EXPECT_EQ(log.take().size(), 0u);
+}
+
+TEST(ReadFile, LargePixelsUnderLettersOfNoVrAreToldOf) {
+    Stream data = Stream().header(kPixels, "O?", 0).u32(2000000).raw(std::string(2000000, 'x'));
+    CaptureLog log;
+    EXPECT_EQ(readBack(part10(kExplicit, data)).result, RESULT_OK);
+    log.expect(LOG_VALIDATION, "processElemListDM",
+               "Invalid VR for T_7fe0_0010_pixelData, substituted VR from Dictionary");
 }
 
 TEST(ReadFile, WhatIsNoReadableRegularFileIsRefusedAtOnce) {
@@ -168,7 +181,8 @@ TEST(ReadFile, WhatIsNoReadableRegularFileIsRefusedAtOnce) {
     for (const auto& c : cases) {
         if (c.path == closed && geteuid() == 0) continue;  // root reads everything
         EXPECT_EQ(Read(c.path).result, c.code) << c.path;
-        EXPECT_TRUE(log.tookOnly(LOG_ERROR, "dirReadFileMetaInfo", c.text)) << c.text;
+        const char* reporter = c.code == DIR_STAT ? "dirReadFile" : "dirReadFileMetaInfo";
+        EXPECT_TRUE(log.tookOnly(LOG_ERROR, reporter, c.text)) << c.text;
         EXPECT_EQ(Read(c.path, true).result, c.code) << c.path;
         log.clear();
     }
@@ -183,13 +197,12 @@ TEST(ReadFile, WhatIsNoReadableRegularFileIsRefusedAtOnce) {
 // ---- up to Pixel Data -----------------------------------------------------------------------------------
 
 TEST(ReadNonPixel, TellsWhereNativePixelsLie) {
-    const TempDir temp;
-    for (const DICT_UID xferSyn : {kImplicit, kExplicit, kBig}) {
+    for (const DICT_UID xferSyn : kSyntaxes) {
         Stream data = image(xferSyn, std::string(50000, 'x'));
         data.elem(0xFFFCFFFC, "OB", "pad!");
         const Stream s = part10(xferSyn, data);
         const int behind = xferSyn == kImplicit ? 12 : 16;
-        Read file(makeFile(temp, "file", s.bytes()), true);
+        Read file = readBack(s, true);
         EXPECT_EQ(file.result, RESULT_OK);
         EXPECT_EQ(file.length, 50000);
         EXPECT_EQ(file.offset, static_cast<int>(s.size()) - behind - 50000);
@@ -197,8 +210,7 @@ TEST(ReadNonPixel, TellsWhereNativePixelsLie) {
         EXPECT_FALSE(file.has(kPixels));
         EXPECT_STREQ(file.meta.sopInstanceUid, "1.2.840.77");
     }
-    Read none(makeFile(temp, "none", part10(kExplicit, Stream().elem(0x00100010, "PN", "Doe^Jane")).bytes()),
-              true);
+    Read none = readBack(part10(kExplicit, Stream().elem(0x00100010, "PN", "Doe^Jane")), true);
     EXPECT_EQ(none.result, RESULT_OK);
     EXPECT_EQ(none.offset, -1);
     EXPECT_EQ(none.length, 0);
@@ -206,7 +218,6 @@ TEST(ReadNonPixel, TellsWhereNativePixelsLie) {
 }
 
 TEST(ReadNonPixel, MeasuresFragmentsByTheirHeaders) {
-    const TempDir temp;
     for (const int fragments : {0, 1, 1000}) {
         Stream data;
         data.elem(0x00100010, "PN", "Doe^Jane").header(kPixels, "OB", Stream::undefined).item(0);
@@ -214,52 +225,61 @@ TEST(ReadNonPixel, MeasuresFragmentsByTheirHeaders) {
         for (int i = 0; i < fragments; ++i) data.item(100).raw(std::string(100, 'f'));
         const unsigned int length = data.size() - start;
         data.endSequence().elem(0xFFFCFFFC, "OB", "pad!");
-        Read file(makeFile(temp, "file", part10(UID_JPEG_BASELINE, data).bytes()), true);
+        const Read file = readBack(part10(UID_JPEG_BASELINE, data), true);
         EXPECT_EQ(file.result, RESULT_OK);
         EXPECT_EQ(file.length, static_cast<int>(length)) << fragments;
     }
 }
 
 TEST(ReadNonPixel, WhatIsCutIsToldAndTheHeaderIsThere) {
-    const TempDir temp;
-    CaptureLog log;
-    Stream native;
-    native.elem(0x00100010, "PN", "Doe^Jane").header(kPixels, "OW", 1000).raw("only this");
-    Read cut(makeFile(temp, "cut", part10(kExplicit, native).bytes()), true);
-    EXPECT_EQ(cut.result, ELEM_VALUE_REFUSED);
-    EXPECT_EQ(log.take().size(), 1u);
-    EXPECT_TRUE(cut.has(0x00100010));
-    EXPECT_EQ(cut.length, 9);
-
-    Stream open;
-    open.elem(0x00100010, "PN", "Doe^Jane")
-        .header(kPixels, "OB", Stream::undefined)
-        .item(0)
-        .item(100)
-        .raw("few");
-    Read unended(makeFile(temp, "unended", part10(UID_JPEG_BASELINE, open).bytes()), true);
-    EXPECT_EQ(unended.result, RESULT_OK);
-    EXPECT_EQ(unended.length, 8 + 8 + 3);
-    EXPECT_TRUE(log.tookOnly(LOG_VALIDATION, "dirReadNonPixelElem",
-                             "Sequence delimiter not found, assuming full buffer as Pixel Data"));
-
-    Stream early;
-    early.elem(0x00100010, "PN", "Doe^Jane").header(0x00104000, "LT", 500).raw("few");
-    Read header(makeFile(temp, "header", part10(kExplicit, early).bytes()), true);
-    EXPECT_EQ(header.result, ELEM_VALUE_REFUSED);
-    EXPECT_EQ(log.take().size(), 1u);
-    EXPECT_TRUE(header.has(0x00100010));
-    EXPECT_EQ(header.offset, -1);
+    const Stream name = Stream().elem(0x00100010, "PN", "Doe^Jane");
+    const Stream native = Stream(name).header(kPixels, "OW", 1000).raw("only this");
+    const Stream open = Stream(name).header(kPixels, "OB", Stream::undefined).item(0).item(100).raw("few");
+    const Stream early = Stream(name).header(0x00104000, "LT", 500).raw("few");
+    const struct {
+        const Stream& data;
+        DICT_UID xferSyn;
+        int result;
+        int length;
+        LogLine line;
+    } cases[] = {
+        {native,
+         kExplicit,
+         ELEM_VALUE_REFUSED,
+         9,
+         {LOG_ERROR, "dirReadNonPixelElem",
+          "valueLen (0x000003e8) exceeds the remaining buffer len (0x00000009) at offset 0xfa"}},
+        {open,
+         UID_JPEG_BASELINE,
+         RESULT_OK,
+         8 + 8 + 3,
+         {LOG_VALIDATION, "dirReadNonPixelElem",
+          "Sequence delimiter not found, assuming full buffer as Pixel Data"}},
+        {early,
+         kExplicit,
+         ELEM_VALUE_REFUSED,
+         0,
+         {LOG_ERROR, "processElemListDM",
+          "valueLen (0x000001f4) exceeds the remaining buffer len (0x00000003) at offset 0x18"}},
+    };
+    for (const auto& c : cases) {
+        CaptureLog log;
+        Read file = readBack(part10(c.xferSyn, c.data), true);
+        EXPECT_EQ(file.result, c.result);
+        EXPECT_EQ(file.length, c.length);
+        EXPECT_EQ(file.offset == -1, c.length == 0);
+        EXPECT_TRUE(file.has(0x00100010));
+        EXPECT_EQ(log.take(), LogLines{c.line});
+    }
 }
 
 TEST(ReadNonPixel, HeadersLongerThanTheFirstReadAreReadOn) {
-    const TempDir temp;
     for (const std::size_t size : {32400u, 70000u, 5000000u}) {
         Stream data;
         data.elem(0x00091010, "OB", std::string(size, 'x'));
         for (unsigned int i = 0; i < 5000; ++i) data.elem(0x00111000 + i, "LO", "a value ");
         data.elem(kPixels, "OW", std::string(200000, 'p'));
-        Read file(makeFile(temp, "file", part10(kExplicit, data).bytes()), true);
+        const Read file = readBack(part10(kExplicit, data), true);
         EXPECT_EQ(file.result, RESULT_OK);
         EXPECT_EQ(file.length, 200000);
         EXPECT_EQ(file.dataset.count(), 5001) << size;

@@ -5,9 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "dataset/elem_access.h"
-#include "orvkit/elemlist.h"
-#include "orvkit/sequence.h"
+#include "support/dataset.h"
 
 struct Leaf {
     enum Kind { element, sequence, item } kind = element;
@@ -21,13 +19,7 @@ struct Leaf {
 
 // The value of one element as it would be written: raw values as they are held in memory, all others encoded.
 inline std::string valueOf(DcElem& e, DICT_UID stream) {
-    std::string value;
-    if (orvkit::isRawVr(orvkit::ElemAccess::vr(e))) {
-        for (const DcBuf* b = orvkit::ElemAccess::firstBuf(e); b != nullptr; b = b->next()) {
-            if (b->getBuf() != nullptr) value.append(static_cast<const char*>(b->getBuf()), b->getLen());
-        }
-        return value;
-    }
+    if (orvkit::isRawVr(orvkit::ElemAccess::vr(e))) return rawBytes(e);
     unsigned int size = 0;
     (void)e.getBufSize(size, static_cast<unsigned int*>(nullptr));
     std::string bytes(size, '\0');
@@ -35,7 +27,7 @@ inline std::string valueOf(DcElem& e, DICT_UID stream) {
     // Texts above 65535 bytes have no explicit form; their bytes are the same in the implicit one.
     const bool text = orvkit::ElemAccess::vrSize(e) == VR_SIZE_CHAR;
     (void)orvkit::ElemAccess::frameInStream(e, reinterpret_cast<unsigned char*>(bytes.data()), used,
-                                            text ? UID_LITTLE_ENDIAN_IMPLICIT : stream);
+                                            text ? kImplicit : stream);
     return bytes.substr(8, used - 8);
 }
 

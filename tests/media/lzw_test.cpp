@@ -189,7 +189,7 @@ TEST(Lzw, StopsWhereTheRoomEnds) {
     for (std::size_t room = 0; room < stream.size(); ++room) {
         const Coded coded = encode(in, room);
         EXPECT_EQ(coded.result, 5666);
-        EXPECT_TRUE(log.tookOnly(LOG_ERROR, "putCode", "Insufficient buffer size"));
+        log.expect(LOG_ERROR, "putCode", "Insufficient buffer size");
         // Whole groups were written: 32 of 9 bytes behind the header, then of 10 bytes.
         const std::size_t narrow = 8 + 32 * 9;
         EXPECT_EQ(coded.bytes.size(), room < 8        ? 0
@@ -203,7 +203,7 @@ TEST(Lzw, StopsWhereTheRoomEnds) {
     for (std::size_t room = 0; room < same.size(); ++room) {
         const Coded back = decode(codes, room);
         EXPECT_EQ(back.result, 5666);
-        EXPECT_TRUE(log.tookOnly(LOG_ERROR, "lzwDecode", "Insufficient buffer size"));
+        log.expect(LOG_ERROR, "lzwDecode", "Insufficient buffer size");
         EXPECT_EQ(back.bytes, Bytes(room, 7));
     }
 }

@@ -5,14 +5,12 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <random>
 
 #include "media/allocation_meter.h"
+#include "media/part10.h"
 #include "media/sample_files.h"
-#include "orvkit/file.h"
 #include "orvkit/log.h"
-#include "orvkit/result.h"
 #include "orvkit/scan.h"
 
 namespace {
@@ -47,7 +45,7 @@ void survive(std::vector<unsigned char>& bytes, const std::string& what) {
     EXPECT_TRUE(result == RESULT_OK || (result > 5000 && result < 24000)) << what << ": " << result;
     DcElemOffsetInfo info;
     info.tag = 0x7FE00010;
-    if (xferSyn == UID_NONE) xferSyn = UID_LITTLE_ENDIAN_IMPLICIT;
+    if (xferSyn == UID_NONE) xferSyn = kImplicit;
     (void)utilGetElemOffsetInfo(bytes.data() + end, size - end, xferSyn, info);
 }
 
@@ -75,83 +73,58 @@ class SamplesDamaged : public testing::Test {
     const int times_ = std::max(1, static_cast<int>(200 * scale()));
 };
 
-TEST_F(SamplesDamaged, AsTheyAreAndCutAnywhereTheyGiveACode) {
-    for (const Sample& sample : allSamples()) {
-        const auto whole = readBytes(samplePath(sample.path));
-        auto all = whole;
-        survive(all, sample.path);
-        if (HasFatalFailure()) return;
-        for (int i = 0; i < times_; ++i) {
-            // Half of the cuts within the header, the others all over.
-            const std::size_t range = i % 2 == 0 ? std::min<std::size_t>(whole.size(), 4096) : whole.size();
-            const auto cut = static_cast<std::ptrdiff_t>(range * static_cast<std::size_t>(i) /
-                                                         static_cast<std::size_t>(times_));
-            std::vector<unsigned char> part(whole.begin(), whole.begin() + cut);
-            part.shrink_to_fit();  // a sanitizer sees reads beyond
-            survive(part, sample.path + " cut at " + std::to_string(cut));
-            if (HasFatalFailure()) return;
-        }
-    }
-}
-
-TEST_F(SamplesDamaged, WithFlippedBytesTheyGiveACode) {
+TEST_F(SamplesDamaged, CutAnywhereAndWithFlippedBytesTheyGiveACode) {
     for (const Sample& sample : allSamples()) {
         auto bytes = readBytes(samplePath(sample.path));
+        survive(bytes, sample.path);
         std::mt19937 random(4810);  // the same bytes in every run
-        for (int i = 0; i < times_; ++i) {
-            const std::size_t range = i % 4 != 0 ? std::min<std::size_t>(bytes.size(), 4096) : bytes.size();
-            const std::size_t at = random() % range;
-            const unsigned char before = bytes[at];
+        for (int i = 0; i < times_ && !HasFatalFailure(); ++i) {
+            // Half of the cuts and most flips within the header, the others all over.
+            const std::size_t head = std::min<std::size_t>(bytes.size(), 4096);
+            const std::size_t cut = (i % 2 == 0 ? head : bytes.size()) * static_cast<std::size_t>(i) /
+                                    static_cast<std::size_t>(times_);
+            std::vector<unsigned char> part(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(cut));
+            part.shrink_to_fit();  // a sanitizer sees reads beyond
+            survive(part, sample.path + " cut at " + std::to_string(cut));
+            const std::size_t flip = random() % (i % 4 != 0 ? head : bytes.size());
+            const unsigned char before = bytes[flip];
             constexpr unsigned char kTelling[] = {0xFF, 0xFE, 0x00, 0x80};
-            bytes[at] = i % 3 == 0 ? kTelling[random() % 4] : static_cast<unsigned char>(random());
-            survive(bytes, sample.path + " changed at " + std::to_string(at));
-            if (HasFatalFailure()) return;
-            bytes[at] = before;
+            bytes[flip] = i % 3 == 0 ? kTelling[random() % 4] : static_cast<unsigned char>(random());
+            survive(bytes, sample.path + " changed at " + std::to_string(flip));
+            bytes[flip] = before;
         }
+        if (HasFatalFailure()) return;
     }
 }
 
 // Inputs that announce much, or that become as many objects as their bytes can.
 TEST_F(SamplesDamaged, MemoryFollowsTheBytesThatAreThere) {
-    const auto file = [](const std::string& dataset, const char* xferSyn) {
-        std::string f(128, '\0');
-        f += "DICM";
-        const std::string uid = std::string(xferSyn) + std::string(std::strlen(xferSyn) % 2, '\0');
-        f += std::string("\x02\x00\x10\x00UI", 6) + static_cast<char>(uid.size()) + '\0' + uid + dataset;
-        return std::vector<unsigned char>(f.begin(), f.end());
-    };
     constexpr unsigned int n = 100000;
-    std::string elements;
-    std::string items("\x08\x00\x40\x11\xFF\xFF\xFF\xFF", 8);
-    std::string sequences;
+    Stream elements(kImplicit), items(kImplicit), sequences(kImplicit);
+    items.header(0x00081140, "SQ", Stream::undefined);
     for (unsigned int i = 0; i < n; ++i) {
         const unsigned int tag =
             (0x0009 + 2 * (i / 0xE000)) << 16 | (0x1000 + i % 0xE000);  // private, ascending
-        std::string littleTag;
-        for (const unsigned int shift : {16u, 24u, 0u, 8u}) littleTag += static_cast<char>(tag >> shift);
-        elements += littleTag + std::string(4, '\0');
-        items += std::string("\xFE\xFF\x00\xE0\0\0\0\0", 8);
-        sequences += littleTag + std::string("\x08\0\0\0\xFE\xFF\x00\xE0\0\0\0\0", 12);
+        elements.elem(tag, "", "");
+        items.item(0);
+        sequences.header(tag, "", 8).item(0);
     }
     struct {
         const char* what;
-        std::vector<unsigned char> bytes;
+        Stream bytes;
     } inputs[] = {
-        {"many elements", file(elements, "1.2.840.10008.1.2")},
-        {"many items", file(items, "1.2.840.10008.1.2")},
-        {"many sequences", file(sequences, "1.2.840.10008.1.2")},
-        {"4 GByte announced",
-         file(std::string("\xE0\x7F\x10\x00OW\0\0\xFE\xFF\xFF\xFF", 12), "1.2.840.10008.1.2.1")},
-        {"no end announced",
-         file(std::string("\xE0\x7F\x10\x00OB\0\0\xFF\xFF\xFF\xFF", 12), "1.2.840.10008.1.2.4.50")},
+        {"many elements", part10(kImplicit, elements)},
+        {"many items", part10(kImplicit, items)},
+        {"many sequences", part10(kImplicit, sequences)},
+        {"4 GByte announced", part10(kExplicit, Stream().header(0x7FE00010, "OW", 0xFFFFFFFE))},
+        {"no end announced", part10(UID_JPEG_BASELINE, Stream().header(0x7FE00010, "OB", Stream::undefined))},
     };
     for (auto& input : inputs) {
         AllocationMeter meter;
         {
             DcDirMetaInfo meta;
             DcElemList dataset;
-            (void)dirReadFile(input.bytes.data(), static_cast<unsigned int>(input.bytes.size()), meta,
-                              dataset);
+            (void)dirReadFile(input.bytes.data(), input.bytes.size(), meta, dataset);
         }
         const std::size_t peak = meter.peak();
         EXPECT_EQ(meter.live(), 0u) << input.what;

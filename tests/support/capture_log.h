@@ -2,13 +2,15 @@
 //
 //   CaptureLog log;
 //   EXPECT_EQ(dict.add(nullptr), 5123);
-//   EXPECT_EQ(log.take(), (LogLines{{LOG_VALIDATION, "DcDict::add", "Null argument passed"}}));
+//   log.expect(LOG_VALIDATION, "DcDict::add", "Null argument passed");
 //   EXPECT_TRUE(log.has(LOG_NOTICE, "DcDict::add", "..."));
 //
 // While it lives it stands in for the global `Log`, which may be null, and catches every level. Several may
 // be nested. It is meant for one thread.
 #ifndef ORVKIT_TESTS_SUPPORT_CAPTURE_LOG_H
 #define ORVKIT_TESTS_SUPPORT_CAPTURE_LOG_H
+
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdarg>
@@ -59,6 +61,10 @@ class CaptureLog : public DcLog {
     void clear() { lines_.clear(); }
     // The lines so far, which are forgotten here.
     LogLines take() { return std::exchange(lines_, {}); }
+    // Nothing but this one line was logged since the last take or clear.
+    void expect(LOG_MSG level, const std::string& reporter, const std::string& text) {
+        EXPECT_EQ(take(), (LogLines{{level, reporter, text}}));
+    }
     // Whether nothing but this one line was logged since the last take or clear.
     bool tookOnly(LOG_MSG level, const std::string& reporter, const std::string& text) {
         return take() == LogLines{{level, reporter, text}};

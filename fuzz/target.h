@@ -1,0 +1,58 @@
+// What the targets share.
+#ifndef ORVKIT_FUZZ_TARGET_H
+#define ORVKIT_FUZZ_TARGET_H
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "orvkit/log.h"
+#include "orvkit/uids.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
+
+namespace fuzz {
+
+// Aborts, which is how a target tells of a finding.
+inline void require(bool holds) {
+    if (!holds) std::abort();
+}
+
+inline void switchLogOff() {
+    for (const LOG_MSG level : {LOG_NOTICE, LOG_VALIDATION, LOG_ERROR}) logActivate(level, LOG_OFF);
+}
+
+inline constexpr DICT_UID syntaxes[] = {UID_LITTLE_ENDIAN_IMPLICIT, UID_LITTLE_ENDIAN_EXPLICIT,
+                                        UID_BIG_ENDIAN_EXPLICIT, UID_JPEG_BASELINE};
+
+// What stands behind the first byte, in a block of its own, so that a byte too many is seen. Nothing is
+// logged from here on.
+inline std::vector<unsigned char> content(const std::uint8_t* data, std::size_t size) {
+    static const bool quiet = (switchLogOff(), true);
+    (void)quiet;
+    return {data + 1, data + size};
+}
+
+// A file without a place in the file system, and a path to it.
+class MemoryFile {
+  public:
+    MemoryFile() : handle_(memfd_create("file", 0)), path_("/proc/self/fd/" + std::to_string(handle_)) {}
+    void hold(const std::vector<unsigned char>& bytes) {
+        require(ftruncate(handle_, 0) == 0);
+        require(pwrite(handle_, bytes.data(), bytes.size(), 0) == static_cast<ssize_t>(bytes.size()));
+    }
+    int handle() const { return handle_; }
+    const char* path() const { return path_.c_str(); }
+
+  private:
+    int handle_;
+    std::string path_;
+};
+
+}  // namespace fuzz
+
+#endif
