@@ -1,0 +1,172 @@
+// DcMsm: an application entity on the network. It opens associations as a service class user or answers
+// them as a provider, negotiates presentation contexts (PS3.8 7.1, PS3.7 D.3) and exchanges DIMSE messages.
+#ifndef ORVKIT_MSM_H
+#define ORVKIT_MSM_H
+
+#include "orvkit/cmd.h"
+#include "orvkit/export.h"
+#include "orvkit/tul.h"
+
+enum MSM_BLOCK_READ : int { MSM_BLOCK_READ_POLL = 0, MSM_BLOCK_READ_WAIT = 1 };
+enum MSM_BLOCK_CONNECT : int { MSM_BLOCK_CONNECT_POLL = 0, MSM_BLOCK_CONNECT_WAIT = 1 };
+
+// Answer to a proposed presentation context (PS3.8 9.3.3.2).
+enum PRES_CTX_AC_RESULT : int {
+    PRES_CTX_AC_ACCEPT = 0,
+    PRES_CTX_AC_USER_REJECTED = 1,
+    PRES_CTX_AC_NO_REASON = 2,
+    PRES_CTX_AC_SOP_REJECTED = 3,
+    PRES_CTX_AC_XFER_SYN_REJECTED = 4,
+    PRES_CTX_AC_NO_ANSWER = 5,
+};
+
+inline constexpr int MSM_SOP_MAX = 512;       // entries of a support list, and contexts of an association
+inline constexpr int MSM_PROPOSAL_MAX = 128;  // presentation contexts that an association can propose
+inline constexpr int MSM_XFER_SYN_MAX = 32;
+inline constexpr int MSM_AE_ACCEPT_MAX = 64;
+
+// A presentation context to propose, or a SOP class and the transfer syntaxes to support, in order of
+// preference.
+struct ORVKIT_API DcMsmSopXferSyn {
+    DcMsmSopXferSyn() = default;
+    // Takes at most 32 transfer syntaxes from a list ended by 0; null means Implicit VR Little Endian.
+    DcMsmSopXferSyn(DICT_UID sop, DICT_UID* xfers, TSM_ROLE role = TSM_ROLE_NONE);
+
+    DICT_UID sopClass = static_cast<DICT_UID>(0);  // 0 ends a list
+    // Role selection (PS3.7 D.3.3.4). A user proposes these roles for itself; none: the default, SCU. A
+    // provider grants of what was proposed only these; none: it does not answer role selection, so that the
+    // default holds.
+    TSM_ROLE role = TSM_ROLE_NONE;
+    DICT_UID xferSyn[MSM_XFER_SYN_MAX + 1] = {};  // ended by 0
+};
+
+// Opening an association as a user. Texts and lists stay the caller's, and are needed during the call only.
+struct ORVKIT_API DcMsmScuInfo {
+    DcMsmScuInfo();
+
+    const char* calledAeTitle = nullptr;  // at most 16 printable characters
+    DcMsmSopXferSyn* sopList = nullptr;   // ended by SOP class 0; at most 128
+    unsigned int maxPduLen = 0;           // to announce, in bytes; 0: the transport's (524288)
+    DcTsmTimeoutInfo timeouts;
+    const char* implClassUid;  // this library's, unless set
+    const char* implVerName;
+};
+
+// Answering associations as a provider.
+struct ORVKIT_API DcMsmScpInfo {
+    DcMsmScpInfo();
+
+    const char** callingAeTitles =
+        nullptr;                         // ended by null; at most 64; checked when asked to (setAeTitleCheck)
+    DcMsmSopXferSyn* sopList = nullptr;  // ended by SOP class 0
+    DcTsmTimeoutInfo timeouts;
+    const char* implClassUid;
+    const char* implVerName;
+    unsigned int maxPduLen = 0;  // to announce; 0: the transport's
+};
+
+// What was negotiated. Entries of the arrays belong together; a context that was not accepted has xferSyn 0.
+struct ORVKIT_API DcMsmAssoInfo {
+    unsigned char presCtxId[MSM_SOP_MAX] = {};
+    DICT_UID xferSyn[MSM_SOP_MAX] = {};
+    DICT_UID sopClass[MSM_SOP_MAX] = {};
+    int result[MSM_SOP_MAX] = {};  // PRES_CTX_AC_RESULT
+    int role[MSM_SOP_MAX] =
+        {};           // 0 none negotiated; bits as DcMsmSopXferSyn::role, of the association's user
+    int assoNum = 0;  // contexts proposed
+    unsigned int maxPduLen = 0;  // of the peer; 0 no limit
+    char implClassUid[65] = {};  // of the peer
+    char implVerName[17] = {};
+    char callingAeTitle[17] = {};
+    char calledAeTitle[17] = {};
+    char peerAddress[65] = {};
+    DcPduInfoRj reject = {0, 0, 0};  // why the peer, or this side, rejected the association (PS3.8 9.3.4)
+};
+
+// One object stands for one application entity in one or both roles; it is used by one thread at a time.
+// Outcomes of the calls, to branch on: 11345 aborted, 11346 accepted, 11347 rejected, 11348 request answered,
+// 11349 message received, 11351 release response, 11352 the peer asked for release (and has its answer),
+// 11353 no connection, 11354 nothing arrived within the read time-out, 11355 closed after an error of the
+// peer's, 11356 receiving failed, 11357 nobody connected in time.
+class ORVKIT_API DcMsm : public DcTul {
+  public:
+    DcMsm(const char* aeTitle, TSM_ROLE role, int port);
+    DcMsm(const DcMsm&) = default;
+    DcMsm& operator=(const DcMsm&) = default;
+    ~DcMsm() override;
+
+    // User: connects, proposes and waits for the answer: 11346 accepted, 11347 rejected; 0 and nothing sent
+    // when already connected. 11272 null host, 11276 no proposals or more than 128, 16901 without the user
+    // role, 5644 bad identification, 11345, 11353 to 11356, or the transport's code (16401 to 16405). After
+    // any result but 11346, closeAssociation.
+    int connect(const char* host, DcMsmScuInfo& info);
+    // The same over a connected socket, which becomes the transport's.
+    int connect(unsigned int socket, DcMsmScuInfo& info);
+    // Provider: prepares the support table and accepts a connection, within the connect time-out (POLL) or
+    // without end. 0; 11274 empty support list, 16902 without the provider role, 5644, 11357, or the
+    // transport's code.
+    int connect(DcMsmScpInfo& info, MSM_BLOCK_CONNECT block);
+    int connect(unsigned int connection, unsigned int listener, DcMsmScpInfo& info, MSM_BLOCK_CONNECT block);
+
+    // Acts on the next PDU. 11349: `msg` receives a command, or a data set as a DcMsg of type 0xFFFF, and
+    // `sop` the SOP class of its presentation context; the message is the caller's to delete. Otherwise `msg`
+    // receives null. Either may be null when nothing is to be received.
+    int read(DICT_UID* sop, DcMsg** msg, MSM_BLOCK_READ block, MSM_BLOCK_CONNECT connectBlock);
+    // The next message with its data set, if its command announces one: its elements follow those of the
+    // command in `msg`. The class of the object is that of the command (cmd.h).
+    int receiveMessage(DICT_UID* sop, DcMsg** msg, MSM_BLOCK_READ block, MSM_BLOCK_CONNECT connectBlock);
+
+    // Send a message; it stays the caller's and may be sent again. 11275 unknown context, 11277 no accepted
+    // context for it, 11272 null, or the code of DcPduDataTf::write. After a failure in the middle of
+    // sending, the association is closed.
+    int write(unsigned char presCtxId, DcMsg* msg);
+    // `xfer` 0: that of the message's Pixel Data, or Explicit VR Little Endian.
+    int write(DICT_UID sop, DcMsg* msg, DICT_UID xfer = static_cast<DICT_UID>(0));
+    int sendMessage(DICT_UID sop, DcMsg* msg, DICT_UID xfer = static_cast<DICT_UID>(0));
+    // C-STORE-RQ of a Part 10 file as it is on disk. The codes of dirReadFileMetaInfo and of write.
+    int sendMessage(const char* path);
+
+    int releaseAssociation();
+    int abortAssociation();
+    int closeAssociation();
+
+    int getAssoInfo(DcMsmAssoInfo& info) const;
+    int printAssoInfo(const char* file, const char* mode);  // 11272 the file cannot be opened
+    int getReadDumpHandle(int& handle) const;
+    int setReadDumpHandle(int handle);
+    int getStreamHandle(unsigned int& handle) const;
+    unsigned int setStreamHandle(unsigned int handle);
+    // Checks of an association request: 0 none; any other value: the called AE title must be this entity's;
+    // bit 0: the calling AE title must be one of the accepted ones. 2 unless set.
+    int setAeTitleCheck(int flags);
+
+  private:
+    int setAeTitle(const char* aeTitle);
+    int setAeTitleAccept(const char** titles);
+    int setSopSupport();
+    int setSopXferAccept(DcMsmSopXferSyn* list);
+    int acceptAssoInfo(DcPduInfoAcRq& info);
+    int acceptAeTitle(DcPduInfoAcRq& info);
+    int acceptSopXfer(const DcPduPresCtx& proposal, DICT_UID chosen[2], PRES_CTX_AC_RESULT& result,
+                      int& role);
+    int prepareScu(DcMsmScuInfo& info);
+    int scuAssoRq(DcMsmScuInfo& info);
+    int scuAssoAcRsp(DcPduAssoAc* pdu);
+    int scpAssoRqRsp(DcPduAssoRq* pdu);
+    int scpAssoRqRspAc(DcPduAssoRq* pdu, const DcPduInfoAcRq& request);
+    int scpAssoRqRspRj(int result);
+    int makeMsg(DcPduDataTf* pdu, DcMsg** msg, DICT_UID* sop);
+    int processMsg(DcMsg& message);
+    int actOn(DcPdu& pdu);
+    int accept(MSM_BLOCK_CONNECT block);
+    int propose(DcMsmScuInfo& info);
+    int readNext(DICT_UID* sop, DcMsg** msg, MSM_BLOCK_READ block, MSM_BLOCK_CONNECT connectBlock);
+    int outcome(int result, MSM_BLOCK_READ block);
+    void closeTransport();
+    void resetAssoInfo();
+
+    struct Own;  // support table, negotiated contexts, titles
+    Own* own_;
+};
+
+#endif

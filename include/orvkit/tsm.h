@@ -1,0 +1,205 @@
+// DcTsm: the TCP connection of one association and the state machine of the upper layer (PS3.8 9.2).
+#ifndef ORVKIT_TSM_H
+#define ORVKIT_TSM_H
+
+#include <cstdint>
+
+#include "orvkit/export.h"
+#include "orvkit/pdu.h"
+
+// What a transport may be; bits.
+enum TSM_ROLE : int {
+    TSM_ROLE_NONE = 0,
+    TSM_ROLE_SCP = 1,  // provider: listens on its port from construction
+    TSM_ROLE_SCU = 2,  // user: may connect
+    TSM_ROLE_SCP_SCU = 3,
+};
+
+// How accepting waits: for the connect time-out, or without end (any other value).
+enum TSM_BLOCK : int { TSM_BLOCK_POLL = 0, TSM_BLOCK_WAIT = 1 };
+
+// Sta1 to Sta13 of PS3.8 9.2.
+enum TSM_STATE : int {
+    TSM_STATE_01_IDLE = 1,
+    TSM_STATE_02_AWAIT_RQ = 2,
+    TSM_STATE_03_AWAIT_LOCAL_AC = 3,
+    TSM_STATE_04_AWAIT_CONNECTION = 4,
+    TSM_STATE_05_AWAIT_AC_RJ = 5,
+    TSM_STATE_06_ASSOCIATED = 6,
+    TSM_STATE_07_AWAIT_REL_RP = 7,
+    TSM_STATE_08_AWAIT_LOCAL_REL_RP = 8,
+    TSM_STATE_09_COLLISION_SCU = 9,
+    TSM_STATE_10_COLLISION_SCP = 10,
+    TSM_STATE_11_COLLISION_SCU_RP = 11,
+    TSM_STATE_12_COLLISION_SCP_RP = 12,
+    TSM_STATE_13_AWAIT_CLOSE = 13,
+};
+
+// Evt1 to Evt19 of PS3.8 9.2, counted from 0.
+enum TSM_EVENT : int {
+    TSM_EVENT_00_ASSO_REQUEST = 0,
+    TSM_EVENT_01_CONNECTED = 1,
+    TSM_EVENT_02_AC_PDU = 2,
+    TSM_EVENT_03_RJ_PDU = 3,
+    TSM_EVENT_04_CONNECTION_INDICATION = 4,
+    TSM_EVENT_05_RQ_PDU = 5,
+    TSM_EVENT_06_ACCEPT = 6,
+    TSM_EVENT_07_REJECT = 7,
+    TSM_EVENT_08_DATA_REQUEST = 8,
+    TSM_EVENT_09_DATA_TF_PDU = 9,
+    TSM_EVENT_10_RELEASE_REQUEST = 10,
+    TSM_EVENT_11_RELEASE_RQ_PDU = 11,
+    TSM_EVENT_12_RELEASE_RP_PDU = 12,
+    TSM_EVENT_13_RELEASE_RESPONSE = 13,
+    TSM_EVENT_14_ABORT_REQUEST = 14,
+    TSM_EVENT_15_ABORT_PDU = 15,
+    TSM_EVENT_16_CLOSED = 16,
+    TSM_EVENT_17_ARTIM = 17,
+    TSM_EVENT_18_INVALID_PDU = 18,
+};
+
+// Seconds.
+struct ORVKIT_API DcTsmTimeoutInfo {
+    DcTsmTimeoutInfo() = default;
+    int connectTimeout = 15;  // connecting, and waiting for a connection without blocking
+    int readTimeout = 45;     // each receive
+    int writeTimeout = 15;    // each send
+};
+
+// Seven words that applications keep with a transport; it does not use them. Copied whole: `block` is then
+// shared, and freed by the reset of one copy only.
+struct ORVKIT_API DcTsmTcpInfo {
+    DcTsmTcpInfo() = default;
+    void reset();
+
+    unsigned int value[2] = {0, 0};
+    unsigned int handle[4] = {0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF};
+    unsigned char* block = nullptr;  // from new[]
+};
+
+// The form of a multimedia timer's callback: timer, message, user value, two reserved values.
+typedef void (*DcTsmArtimCB)(unsigned int timer, unsigned int message, std::uintptr_t user,
+                             std::uintptr_t reserved1, std::uintptr_t reserved2);
+
+// The listening ports of the process, shared by the transports that use the same port; entries of the three
+// belong together. Look only: they are changed under a lock of the library's own.
+inline constexpr int TSM_LISTEN_MAX = 4;
+extern ORVKIT_API unsigned int DcScpSockListen[TSM_LISTEN_MAX];  // 0xFFFFFFFF free
+extern ORVKIT_API int DcScpPort[TSM_LISTEN_MAX];                 // -1 free
+extern ORVKIT_API int DcScpListenRefCount[TSM_LISTEN_MAX];       // transports that use the port
+
+// A transport is used by one thread at a time; different transports by different threads at once, also on
+// the same port. It owns its connection. A copy shares it, and only one of the two may be destroyed.
+class ORVKIT_API DcTsm {
+  public:
+    // With the provider role, listens at once; a failure is logged and found again by the first accept.
+    // Port 0 lets the system choose one: see getPort.
+    DcTsm(TSM_ROLE role, int port, DcTsmArtimCB artimCB);
+    DcTsm(const DcTsm&) = default;
+    DcTsm& operator=(const DcTsm&) = default;
+    virtual ~DcTsm();
+
+    int getTimeoutInfo(DcTsmTimeoutInfo& info) const;
+    // For this connection and the next ones. Always 0.
+    int setTimeoutInfo(DcTsmTimeoutInfo& info);
+    int setTimeoutInfo();  // the stored ones again
+    int getTcpInfo(DcTsmTcpInfo& info) const;
+    int setTcpInfo(DcTsmTcpInfo info);
+    // Adopts sockets that were opened elsewhere. The connection, if not 0xFFFFFFFF, becomes the transport's
+    // as that of a user (SCU) or of a provider (any other role), in place of the one that it had; it closes
+    // it. A listener, if not 0xFFFFFFFF, is used for accepting from now on; it stays the caller's to close.
+    // Always 0.
+    int setSockHandles(TSM_ROLE role, unsigned int connection, unsigned int listener);
+
+    TSM_STATE getState() const { return state_; }
+    // The port that this transport listens on, or connects to.
+    int getPort() const { return port_; }
+    bool isConnected() const { return connectionRole_ != 0; }
+
+  protected:
+    // One step: looks the event up for the state, moves on, runs the action. 16386 event out of range, else
+    // the result of the action: 16388 no connection, 16390 null argument, 16465 to 16470 (outcomes), or that
+    // of reading or writing. The argument is a TsmPeer for event 0 and a DcPdu otherwise, or null.
+    int stateMachine(TSM_EVENT event, void* arg);
+    // 16388 no connection, or the result of DcPdu::readType.
+    int readNextPduType(PDU_TYPE& type, PDU_BLOCK block);
+    // 16401, 16403, 16404 (also when connecting takes longer than the connect time-out), 16405.
+    int sockConvOpenClient(const char* host, int port);
+    // 16406, 16408 not listening, 16410 nobody connected in time.
+    int sockConvOpenServer(TSM_BLOCK block);
+    void closeSockConv();
+
+    struct TsmPeer {
+        const char* host;
+        int port;
+    };
+
+    TSM_ROLE role_;
+    DcPdu* currentPdu_ = nullptr;  // owned: reads the types of the PDUs that arrive
+    TSM_STATE state_ = TSM_STATE_01_IDLE;
+    int connectionRole_ = 0;  // 0 none, 1 as client, 2 as server
+    TSM_BLOCK acceptMode_ = TSM_BLOCK_POLL;
+    DcTsmTcpInfo tcpInfo_;
+    int port_;
+    unsigned int sockConv_ = 0xFFFFFFFF;
+    unsigned int sockListen_ = 0xFFFFFFFF;
+    int readDumpHandle_ = -1;  // receives the data of every P-DATA-TF; the application's
+    unsigned int streamHandle_ = 0xFFFFFFFF;
+    unsigned int maxPduLen_ = 524288;
+    DcTsmTimeoutInfo timeouts_;
+    unsigned char peerAddress_[128] = {};  // the system's record
+    unsigned int peerAddressLen_ = 0;
+    DcTsmArtimCB artimCB_;
+
+    // The transport whose ARTIM timer was started last in this process; null when none.
+    static DcTsm* artimTransport();
+    static void clearArtim(const DcTsm* transport);
+
+  private:
+    typedef int (DcTsm::*Action)(void* arg);
+    static const Action actions_[29];
+
+    int sockListenOpen(int port);
+    void sockListenRelease();
+    void connected(int connectionRole, unsigned int socket);
+    void artimStart();
+    void artimStop();
+    int writePdu(void* arg);
+    int writeAbort(int source, int reason);
+    int readAssoPdu(void* arg);
+
+    int AA_1_writeAbortPduScu(void* arg);
+    int AA_2_closeTransport(void* arg);
+    int AA_3_abortScpScuIndication(void* arg);
+    int AA_4_abortScpIndication(void* arg);
+    int AA_5_artimStop(void* arg);
+    int AA_6_ignorePdu(void* arg);
+    int AA_7_writeAbortPdu(void* arg);
+    int AA_8_writeAbortPduScp(void* arg);
+    int AE_1_connectScu(void* arg);
+    int AE_2_writeAssoRqPdu(void* arg);
+    int AE_3_readAssoAcPdu(void* arg);
+    int AE_4_readAssoRjPdu(void* arg);
+    int AE_5_connectScp(void* arg);
+    int AE_6_readAssoRqPdu(void* arg);
+    int AE_7_writeAssoAcPdu(void* arg);
+    int AE_8_writeAssoRjPdu(void* arg);
+    int AR_1_writeRelRqPdu(void* arg);
+    int AR_2_relIndication(void* arg);
+    int AR_3_relConfirmation(void* arg);
+    int AR_4_writeRelRpPdu(void* arg);
+    int AR_5_artimStop(void* arg);
+    int AR_6_dataIndication(void* arg);
+    int AR_7_writeDataTfPdu(void* arg);
+    int AR_8_relIndication(void* arg);
+    int AR_9_writeRelRpPdu(void* arg);
+    int AR_10_relConfirmation(void* arg);
+    int DT_1_writeDataTfPdu(void* arg);
+    int DT_2_readDataTfPdu(void* arg);
+    int AE_0_none(void* arg);
+
+    bool listening_ = false;  // sockListen_ is an entry of the table that counts this transport
+    bool artimStarted_ = false;
+};
+
+#endif

@@ -1,0 +1,169 @@
+// Framing of A-ASSOCIATE-RQ and -AC (PS3.8 9.3.2, 9.3.3, D.1; PS3.7 D.3.3).
+#include <cstring>
+
+#include "foundation/bytes.h"
+#include "foundation/fail.h"
+#include "network/asso_pdu.h"
+#include "orvkit/dict.h"
+#include "orvkit/util.h"
+
+using orvkit::ByteOrder;
+using orvkit::ByteWriter;
+using orvkit::fail;
+
+namespace {
+
+// A text without the blanks around it.
+class Stripped {
+  public:
+    explicit Stripped(const char* text) {
+        std::memcpy(text_, text, strnlen(text, sizeof text_ - 1));
+        (void)utilRemoveSpace(text_, UTIL_SPACE_LEADING | UTIL_SPACE_TRAILING);
+    }
+    explicit Stripped(DICT_UID uid) : Stripped(textOf(uid)) {}
+    const char* text() const { return text_; }
+    std::size_t length() const { return std::strlen(text_); }
+
+  private:
+    static const char* textOf(DICT_UID uid) {
+        const DcDictUidInfo* const record = Dict.findUid(uid);
+        return record != nullptr ? record->uid : "";
+    }
+
+    char text_[orvkit::kUidLength + 1] = {};
+};
+
+// Opens an item and closes it with the length of what was written meanwhile.
+class Item {
+  public:
+    Item(ByteWriter& out, int type) : out_(out) {
+        out_.u8(static_cast<std::uint8_t>(type));
+        out_.u8(0);
+        out_.u16(0);
+        begin_ = out_.offset();
+    }
+    Item(const Item&) = delete;
+    Item& operator=(const Item&) = delete;
+    ~Item() { out_.patchU16(begin_ - 2, static_cast<std::uint16_t>(out_.offset() - begin_)); }
+
+  private:
+    ByteWriter& out_;
+    std::size_t begin_;
+};
+
+void putText(ByteWriter& out, int type, const Stripped& text) {
+    const Item item(out, type);
+    out.bytes(text.text(), text.length());
+}
+
+void putText(ByteWriter& out, int type, const char* text) {
+    if (text[0] == '\0') return;
+    const Item item(out, type);
+    out.bytes(text, std::strlen(text));
+}
+
+bool putAeTitle(ByteWriter& out, const char* title) {
+    const Stripped stripped(title);
+    out.bytes(stripped.text(), stripped.length());
+    out.fill(' ', orvkit::kAeTitleLength - stripped.length());
+    return stripped.length() != 0;
+}
+
+void putRole(ByteWriter& out, const DcPduPresCtx& context) {
+    const Stripped uid(context.abstractSyntax);
+    const Item item(out, PDU_ASSO_ITEM_ROLE_SEL);
+    out.u16(static_cast<std::uint16_t>(uid.length()));
+    out.bytes(uid.text(), uid.length());
+    out.u8((context.role & 2) != 0 ? 1 : 0);
+    out.u8((context.role & 1) != 0 ? 1 : 0);
+}
+
+constexpr unsigned int kPresCtxRoom =
+    orvkit::kPresCtxHeader + (1 + PDU_XFER_SYN_MAX) * (orvkit::kItemHeader + orvkit::kUidLength);
+
+}  // namespace
+
+int DcPduAssoAcRq::presCtxItemFrame(DcPduPresCtx* context, unsigned char* buf, unsigned int& length) {
+    constexpr const char* reporter = "DcPduAssoAcRq::presCtxItemFrame";
+    length = 0;
+    ByteWriter out({buf, kPresCtxRoom}, ByteOrder::big);
+    const bool request = context->itemType == PRES_CTX_TYPE_RQ;
+    int syntaxes = 0;
+    {
+        const Item item(out, context->itemType);
+        out.u8(static_cast<std::uint8_t>(context->presCtxId));
+        out.u8(0);
+        out.u8(getType() == PDU_TYPE_ASSO_AC ? static_cast<std::uint8_t>(context->result) : 0);
+        out.u8(0);
+        if (request) putText(out, PDU_ASSO_ITEM_ABST_SYN, Stripped(context->abstractSyntax));
+        for (const DICT_UID xferSyn : context->xferSyn) {
+            if (xferSyn == UID_NONE) break;
+            const Stripped uid(xferSyn);
+            if (uid.length() == 0) continue;
+            putText(out, PDU_ASSO_ITEM_XFER_SYN, uid);
+            ++syntaxes;
+        }
+    }
+    if (request && syntaxes == 0) {
+        return fail(ACRQ_INVALID, LOG_ERROR, reporter, "No Transfer Syntax present");
+    }
+    if (!request && syntaxes > 1) {
+        return fail(ACRQ_INVALID, LOG_ERROR, reporter, "%d Transfer Syntaxes, must not exceed one", syntaxes);
+    }
+    if (out.failed()) return ACRQ_INVALID;
+    length = static_cast<unsigned int>(out.offset());
+    return RESULT_OK;
+}
+
+int DcPduAssoAcRq::frameAsso(unsigned char* buf) {
+    constexpr const char* reporter = "DcPduAssoAcRq::frameAsso";
+    if (getType() != PDU_TYPE_ASSO_RQ && getType() != PDU_TYPE_ASSO_AC) {
+        return fail(ACRQ_PDU_TYPE, LOG_ERROR, reporter, "Invalid PDU type");
+    }
+    if (!body_->info) {
+        return fail(ACRQ_INVALID, LOG_ERROR, reporter, "AC/RQ association data does not exist");
+    }
+    const DcPduInfoAcRq& info = *body_->info;
+    ByteWriter out({buf, PDU_FRAME_ROOM}, ByteOrder::big);
+    out.u8(static_cast<std::uint8_t>(getType()));
+    out.u8(0);
+    out.u32(0);
+    out.u16(static_cast<std::uint16_t>(getProtocolVersion()));
+    out.u16(0);
+    if (!putAeTitle(out, info.calledAeTitle)) {
+        return fail(ACRQ_INVALID, LOG_ERROR, reporter, "Invalid calledAeTitle");
+    }
+    if (!putAeTitle(out, info.callingAeTitle)) {
+        return fail(ACRQ_INVALID, LOG_ERROR, reporter, "Invalid callingAeTitle");
+    }
+    out.fill(0, 32);
+    putText(out, PDU_ASSO_ITEM_APP_CTX, Stripped(info.appCtxName));
+
+    int framed = 0;
+    for (const auto& context : body_->contexts) {
+        unsigned char item[kPresCtxRoom];
+        unsigned int length = 0;
+        // One that cannot be framed is left out; the log tells.
+        if (context == nullptr || presCtxItemFrame(context.get(), item, length) != RESULT_OK) continue;
+        out.bytes(item, length);
+        ++framed;
+    }
+    if (framed == 0) return fail(ACRQ_INVALID, LOG_ERROR, reporter, "No presentation context items");
+
+    {
+        const Item user(out, PDU_ASSO_ITEM_USER_INFO);
+        {
+            const Item item(out, PDU_ASSO_ITEM_MAX_LEN);
+            out.u32(info.maxPduLen);
+        }
+        putText(out, PDU_ASSO_ITEM_IMPL_CLASS_UID, info.implClassUid);
+        for (const auto& context : body_->contexts) {
+            if (context != nullptr && context->role != 0) putRole(out, *context);
+        }
+        putText(out, PDU_ASSO_ITEM_IMPL_VER_NAME, info.implVerName);
+    }
+    if (out.failed()) return ACRQ_INVALID;
+    setLength(static_cast<unsigned int>(out.offset()));
+    out.patchU32(2, getLength() - 6);
+    return RESULT_OK;
+}

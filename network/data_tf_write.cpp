@@ -1,0 +1,338 @@
+// P-DATA-TF: sending a message. Command and data set go out in fragments, each in a PDU of its own with one
+// presentation data value (PS3.8 9.3.5 and E.2).
+#include <algorithm>
+#include <climits>
+#include <memory>
+#include <new>
+#include <vector>
+
+#include "dataset/elem_access.h"
+#include "dataset/elemlist_access.h"
+#include "dataset/raw_walker.h"
+#include "foundation/bytes.h"
+#include "foundation/fail.h"
+#include "network/pdu_dump.h"
+#include "orvkit/datatf.h"
+#include "orvkit/file.h"
+#include "orvkit/util.h"
+#include "platform/file.h"
+#include "platform/socket.h"
+
+using orvkit::ElemAccess;
+using orvkit::ElemListAccess;
+using orvkit::fail;
+using orvkit::FramedHeader;
+using orvkit::platform::FileHandle;
+using orvkit::platform::FileInfo;
+using orvkit::platform::FileKind;
+
+namespace {
+
+constexpr unsigned int kTagDataSetType = 0x00000800;
+constexpr unsigned short kDataSetFollows = 0x0102;
+constexpr unsigned short kNoDataSet = 0x0101;
+
+constexpr unsigned char kCommand = 1;  // message control
+constexpr unsigned char kLast = 2;
+
+constexpr unsigned int kMargin = 32;  // below the peer's maximum
+constexpr std::uint64_t kReadAhead = 262144;
+constexpr unsigned int kMostFragment = 0xFFFFFFFF - 6;  // the length field counts six bytes more
+constexpr std::size_t kPathLength = 1024;
+constexpr unsigned char kDelimitation[orvkit::kDelimitationSize] = {0xFE, 0xFF, 0xDD, 0xE0, 0, 0, 0, 0};
+
+struct Release {
+    void operator()(unsigned char* p) const noexcept { ::operator delete(p); }
+};
+using Block = std::unique_ptr<unsigned char, Release>;
+
+Block allocate(std::uint64_t size) {
+    return Block(static_cast<unsigned char*>(::operator new(size, std::nothrow)));
+}
+
+unsigned int groupOf(const DcElem& e) {
+    return ElemAccess::tag(e) >> 16;
+}
+
+// Elements that leave a list for a while and come back, whatever happens in between.
+class Aside {
+  public:
+    explicit Aside(DcElemList& owner) : owner_(owner) {}
+    Aside(const Aside&) = delete;
+    Aside& operator=(const Aside&) = delete;
+    ~Aside() {
+        // From the back, so that those of the front go to the front at once.
+        while (DcElem* const e = list_.last()) ElemListAccess::move(e, list_, owner_);
+    }
+    void take(DcElem* e) { ElemListAccess::move(e, owner_, list_); }
+    DcElemList& list() { return list_; }
+    bool empty() const { return list_.first() == nullptr; }
+
+  private:
+    DcElemList& owner_;
+    DcElemList list_;
+};
+
+int failDisk(const DcElem& e) {
+    return fail(DATATF_READ, LOG_ERROR, "DcPduDataTf::writeData",
+                "Element (%04x,%04x) - only Pixel Data can be sent from disk", groupOf(e),
+                ElemAccess::tag(e) & 0xFFFF);
+}
+
+// Bytes in a unit whose order differs between a buffer and the stream, else 1.
+unsigned int swapUnit(DICT_VR vr, DICT_UID from, DICT_UID to) {
+    if ((from == UID_BIG_ENDIAN_EXPLICIT) == (to == UID_BIG_ENDIAN_EXPLICIT)) return 1;
+    return vr == VR_OW ? 2 : vr == VR_OF ? 4 : 1;
+}
+
+void swapBytes(unsigned char* bytes, std::uint64_t length, unsigned int unit) {
+    for (std::uint64_t at = 0; unit > 1 && at + unit <= length; at += unit) {
+        std::reverse(bytes + at, bytes + at + unit);
+    }
+}
+
+FileHandle openRegular(const char* path) {
+    FileInfo info;  // a pipe would keep the opener waiting
+    if (!orvkit::platform::examine(path, info) || info.kind != FileKind::regular) return FileHandle();
+    return orvkit::platform::openRead(path);
+}
+
+}  // namespace
+
+// A run of bytes in a file, and the unit whose byte order is not the stream's (1 for none).
+struct DcPduDataTf::DiskPart {
+    int file;
+    std::int64_t offset;
+    std::uint64_t length;
+    unsigned int swap;
+};
+
+int DcPduDataTf::elemListMerge() {
+    return RESULT_OK;
+}
+
+int DcPduDataTf::elemListVerify() {
+    return RESULT_OK;
+}
+
+// ---- the message ----------------------------------------------------------------------------------------
+
+int DcPduDataTf::write() {
+    sent_ = false;
+    sent_ = false;
+    if (first() == nullptr) {
+        return fail(DATATF_READ, LOG_ERROR, "DcPduDataTf::write", "Empty Element List");
+    }
+    int result = verifyInfo({presCtxId_, msgCtrl_, xferSyn_, maxPduLen_});
+    if (result == RESULT_OK) result = elemListMerge();
+    if (result != RESULT_OK) return result;
+    if (first() != nullptr && groupOf(*first()) == 0) {
+        DcElem* old = nullptr;
+        if (getElem(kTagDataSetType, &old) == RESULT_OK) {
+            (void)subtract(old);
+            delete old;
+        }
+        const bool hasData = last() != nullptr && groupOf(*last()) != 0;
+        (void)add(new DcElem(kTagDataSetType, hasData ? kDataSetFollows : kNoDataSet));
+        result = elemListVerify();
+        if (result != RESULT_OK) return result;
+    }
+    return writeParts();
+}
+
+int DcPduDataTf::writeParts() {
+    Aside command(*this);
+    while (first() != nullptr && groupOf(*first()) == 0) command.take(first());
+    const bool hasData = first() != nullptr;
+    // Found before the command has gone out.
+    if (hasData && fragmentSize() == 0) {
+        return fail(DATATF_READ, LOG_ERROR, "DcPduDataTf::write", "Invalid Maximum PDU Length %d",
+                    static_cast<int>(maxPduLen_));
+    }
+    int result = RESULT_OK;
+    if (!command.empty()) result = writeCmd(command.list());
+    if (result == RESULT_OK && hasData) result = writeData(*this);
+    return result;
+}
+
+// In unsigned arithmetic: a maximum below the margin means one fragment of any size.
+unsigned int DcPduDataTf::fragmentSize() const {
+    return std::min(maxPduLen_ - kMargin, kMostFragment);
+}
+
+// Never fragmented, whatever its size.
+int DcPduDataTf::writeCmd(DcElemList& command) {
+    unsigned int size = 0;
+    (void)command.getBufSize(size, static_cast<unsigned int*>(nullptr));
+    const Block block = allocate(size);
+    if (block == nullptr) {
+        return fail(ELEM_NO_MEMORY, LOG_ERROR, "DcPduDataTf::writeCmd",
+                    "Insufficient memory to allocate %d bytes", static_cast<int>(size));
+    }
+    const int result = command.encode(block.get(), size, UID_LITTLE_ENDIAN_IMPLICIT);
+    return result == RESULT_OK ? writeBuf(kCommand | kLast, block.get(), size) : result;
+}
+
+int DcPduDataTf::writeData(DcElemList& dataset) {
+    if (dataset.getElem(T_0006_0007_fileReference, static_cast<DcElem**>(nullptr)) == RESULT_OK) {
+        return writeDataFileName(dataset);
+    }
+    DcElem* const pixels = ElemListAccess::find(dataset, T_7fe0_0010_pixelData);
+    // Without a byte there is nothing that could follow.
+    const bool onDisk = pixels != nullptr && ElemAccess::isOnDisk(*pixels) &&
+                        (ElemAccess::rawLength(*pixels) != 0 || Dict.isEncapsulated(xferSyn_) != 0);
+    Aside trailing(dataset);
+    while (onDisk && ElemAccess::tag(*dataset.last()) > T_7fe0_0010_pixelData) trailing.take(dataset.last());
+
+    FramedHeader header{};
+    int result = writeDataMem(dataset, onDisk, header);
+    if (result == RESULT_OK && onDisk) result = writePixels(header, !trailing.empty());
+    if (result == RESULT_OK && !trailing.empty()) {
+        FramedHeader none{};
+        result = writeDataMem(trailing.list(), false, none);
+    }
+    return result;
+}
+
+// `onDisk` receives Pixel Data whose bytes are to follow.
+int DcPduDataTf::writeDataMem(DcElemList& dataset, bool more, FramedHeader& onDisk) {
+    unsigned int size = 0;
+    (void)dataset.getBufSize(size, static_cast<unsigned int*>(nullptr));
+    if (size == 0) return RESULT_OK;
+    const Block block = allocate(size);
+    if (block == nullptr) {
+        return fail(ELEM_NO_MEMORY, LOG_ERROR, "DcPduDataTf::writeDataMem",
+                    "Insufficient memory to allocate %d bytes, file not written", static_cast<int>(size));
+    }
+    std::vector<FramedHeader> headers;
+    const int framed =
+        ElemListAccess::frame(dataset, block.get(), orvkit::kMostRoom, size, xferSyn_, &headers);
+    if (framed != RESULT_OK) return framed;
+    for (const FramedHeader& header : headers) {
+        if (ElemAccess::tag(*header.element) != T_7fe0_0010_pixelData) return failDisk(*header.element);
+        onDisk = header;
+    }
+    const unsigned int fragment = fragmentSize();
+    for (unsigned int at = 0; at < size;) {
+        const unsigned int length = std::min(fragment, size - at);
+        const bool last = at + length == size && !more;
+        const int result = writeBuf(last ? kLast : 0, block.get() + at, length);
+        if (result != RESULT_OK) return result;
+        at += length;
+    }
+    return RESULT_OK;
+}
+
+// ---- from disk ------------------------------------------------------------------------------------------
+
+int DcPduDataTf::writePixels(const FramedHeader& pixels, bool trailing) {
+    unsigned long long left = ElemAccess::rawLength(*pixels.element);
+    const DICT_VR vr = ElemAccess::vr(*pixels.element);
+    for (const DcBuf* b = ElemAccess::firstBuf(*pixels.element); b != nullptr; b = b->next()) {
+        FileHandle opened;
+        const char* const path = b->getFileName();
+        if (path != nullptr) {
+            opened = openRegular(path);
+            if (!opened) {
+                return fail(DATATF_READ, LOG_ERROR, "DcPduDataTf::writeData",
+                            "error opening pixel data file %s", path);
+            }
+        }
+        left -= b->getLen();
+        // Offsets from two GByte on come as negative numbers.
+        const DiskPart part{opened ? opened.get() : b->getHandle(), static_cast<unsigned int>(b->getOffset()),
+                            b->getLen(), swapUnit(vr, b->getXferSyn(), xferSyn_)};
+        const int result = writeDataDisk(part, left != 0 || pixels.undefinedLength || trailing);
+        if (result != RESULT_OK) return result;
+    }
+    if (!pixels.undefinedLength) return RESULT_OK;
+    return writeBuf(trailing ? 0 : kLast, kDelimitation, sizeof kDelimitation);
+}
+
+// Reads some fragments at once, and leaves the file position of a handle that others share where it is.
+int DcPduDataTf::writeDataDisk(const DiskPart& part, bool more) {
+    constexpr const char* reporter = "DcPduDataTf::writeDataDisk";
+    FileInfo info;
+    if (!orvkit::platform::examine(part.file, info) || info.kind != FileKind::regular ||
+        (part.offset > INT_MAX && info.size < part.offset)) {
+        return fail(DATATF_READ, LOG_ERROR, reporter, "seek error, offset 0x%x (%d)",
+                    static_cast<unsigned int>(part.offset), static_cast<int>(part.offset));
+    }
+    const unsigned int fragment = fragmentSize();
+    std::uint64_t room = std::max<std::uint64_t>(kReadAhead / fragment, 1) * fragment;
+    if (room % part.swap != 0) room *= part.swap;  // no unit is read in two pieces
+    const Block block = allocate(std::min(room, part.length));
+    if (block == nullptr) {
+        return fail(ELEM_NO_MEMORY, LOG_ERROR, reporter, "Insufficient memory to allocate %d bytes",
+                    static_cast<int>(fragment));
+    }
+    int number = 0;
+    for (std::uint64_t done = 0; done < part.length;) {
+        const std::uint64_t wanted = std::min(room, part.length - done);
+        const std::int64_t got = orvkit::platform::readAt(part.file, block.get(), wanted,
+                                                          part.offset + static_cast<std::int64_t>(done));
+        const std::uint64_t there = got > 0 ? static_cast<std::uint64_t>(got) : 0;
+        swapBytes(block.get(), there, part.swap);
+        for (std::uint64_t at = 0; at < wanted; ++number) {
+            const auto size = static_cast<unsigned int>(std::min<std::uint64_t>(fragment, wanted - at));
+            if (at + size > there) {
+                return fail(DATATF_READ, LOG_ERROR, reporter,
+                            "error reading disk buffer, block #%d, block length %d", number,
+                            static_cast<int>(fragment));
+            }
+            const bool last = done + at + size == part.length && !more;
+            const int result = writeBuf(last ? kLast : 0, block.get() + at, size);
+            if (result != RESULT_OK) return result;
+            at += size;
+        }
+        done += wanted;
+    }
+    return RESULT_OK;
+}
+
+int DcPduDataTf::writeDataFileName(DcElemList& dataset) {
+    constexpr const char* reporter = "DcPduDataTf::writeDataFileName";
+    char path[kPathLength + 1] = "";
+    int result = ElemListAccess::firstValue(dataset, T_0006_0007_fileReference, path, int{kPathLength});
+    if (result != RESULT_OK) return fail(result, LOG_ERROR, reporter, "failed to get filename");
+    DcDirMetaInfo meta;
+    unsigned int begin = 0;
+    result = dirReadFileMetaInfo(path, meta, begin);
+    if (result != RESULT_OK) {
+        return fail(result, LOG_ERROR, reporter, "failed to read file meta info for %s", path);
+    }
+    FileInfo info;
+    if (!orvkit::platform::examine(path, info)) {
+        return fail(DIR_STAT, LOG_ERROR, reporter, "failed to stat file %s", path);
+    }
+    const FileHandle file = openRegular(path);
+    if (!file) return fail(DATATF_READ, LOG_ERROR, reporter, "failed to open file %s", path);
+    const std::uint64_t length =
+        info.size > static_cast<std::int64_t>(begin) ? static_cast<std::uint64_t>(info.size) - begin : 0;
+    return writeDataDisk({file.get(), begin, length, 1}, false);
+}
+
+// ---- one PDU --------------------------------------------------------------------------------------------
+
+// `data` goes out behind its header without being copied.
+int DcPduDataTf::writeBuf(unsigned char msgCtrl, const void* data, unsigned int length) {
+    using orvkit::ByteOrder;
+    unsigned char header[12] = {static_cast<unsigned char>(getType())};
+    orvkit::storeAt<std::uint32_t>(header + 2, length + 6, ByteOrder::big);
+    orvkit::storeAt<std::uint32_t>(header + 6, length + 2, ByteOrder::big);
+    header[10] = presCtxId_;
+    header[11] = msgCtrl;
+    sent_ = true;
+    const std::int64_t sent = orvkit::platform::sendTwo(getSockConv(), header, sizeof header, data, length);
+    if (sent > 0) sent_ = true;
+    const std::int64_t whole = std::int64_t{length} + static_cast<std::int64_t>(sizeof header);
+    if (sent != whole) {
+        return fail(DATATF_SOCKET, LOG_ERROR, "DcPduDataTf::writeBuf", "Buffer size - 0x%x, sent - 0x%x",
+                    static_cast<unsigned int>(whole),
+                    static_cast<unsigned int>(std::max<std::int64_t>(sent, 0)));
+    }
+    if (orvkit::dumpsSent()) {
+        orvkit::dumpSent(getType(), {header, {static_cast<const unsigned char*>(data), length}});
+    }
+    return RESULT_OK;
+}

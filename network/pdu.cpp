@@ -1,0 +1,188 @@
+// The base of every PDU: reading and sending of raw bytes.
+#include "orvkit/pdu.h"
+
+#include <algorithm>
+#include <chrono>
+#include <climits>
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include "foundation/bytes.h"
+#include "foundation/fail.h"
+#include "network/pdu_dump.h"
+#include "orvkit/util.h"
+#include "platform/socket.h"
+
+using orvkit::ByteOrder;
+using orvkit::fail;
+using orvkit::platform::Received;
+
+namespace {
+
+constexpr unsigned int kHeaderSize = 6;
+constexpr unsigned int kFirstBlock = 1u << 20;
+
+struct Release {
+    void operator()(unsigned char* p) const noexcept { utilDelete(p); }
+};
+using Block = std::unique_ptr<unsigned char, Release>;
+
+Block allocate(std::size_t size) {
+    return Block(static_cast<unsigned char*>(::operator new(size, std::nothrow)));
+}
+
+}  // namespace
+
+DcPdu::DcPdu() : DcPdu(PDU_SOCKET_NONE, PDU_TYPE_NONE) {}
+DcPdu::DcPdu(PDU_TYPE type) : DcPdu(PDU_SOCKET_NONE, type) {}
+DcPdu::DcPdu(unsigned int sockConv, PDU_TYPE type) : type_(type), sockConv_(sockConv) {}
+DcPdu::~DcPdu() = default;
+
+int DcPdu::attach(unsigned int sockConv) {
+    if (sockConv_ == PDU_SOCKET_NONE) sockConv_ = sockConv;
+    return RESULT_OK;
+}
+
+void DcPdu::setInfo(DcPduInfo& info) {
+    maxPduLen_ = info.maxPduLen;
+    readTimeout_ = info.readTimeout;
+    writeTimeout_ = info.writeTimeout;
+}
+
+int DcPdu::iflush(unsigned char*, int) {
+    return RESULT_OK;
+}
+
+// ---- sending --------------------------------------------------------------------------------------------
+
+int DcPdu::frameAsso(unsigned char*) {
+    return RESULT_OK;
+}
+
+int DcPdu::write() {
+    const Block buf = allocate(PDU_FRAME_ROOM);
+    if (buf == nullptr) {
+        return fail(ELEM_NO_MEMORY, LOG_ERROR, "DcPdu::write", "Unable to allocate 0x%x bytes of memory",
+                    PDU_FRAME_ROOM);
+    }
+    length_ = 0;
+    if (const int result = frameAsso(buf.get()); result != RESULT_OK) return result;
+    const std::span<const unsigned char> bytes(buf.get(), std::min(length_, PDU_FRAME_ROOM));
+    if (orvkit::dumpsSent()) orvkit::dumpSent(type_, {bytes});
+    // A part that went out counts as success: the peer notices, and the next call fails.
+    const std::int64_t sent = orvkit::platform::sendTwo(sockConv_, bytes.data(), bytes.size(), nullptr, 0);
+    return sent < 1 ? DATATF_SOCKET : RESULT_OK;
+}
+
+// ---- reading --------------------------------------------------------------------------------------------
+
+int DcPdu::patience(PDU_BLOCK block) const {
+    if (block != PDU_BLOCK_WAIT) return 0;
+    const long long chunk = std::min<long long>(readTimeout_ * 1000LL, INT_MAX);
+    const long long whole = chunk + static_cast<long long>(paceBytes_ * 1000 / 1024) - paceWaited_ / 1000;
+    return static_cast<int>(std::clamp(whole, 0LL, chunk));
+}
+
+int DcPdu::readBuf(unsigned char* buf, unsigned int& len, PDU_BLOCK block) {
+    using Clock = std::chrono::steady_clock;
+    const unsigned int whole = len;
+    int result = RESULT_OK;
+    for (len = 0; len < whole && result == RESULT_OK;) {
+        const unsigned int chunk = maxPduLen_ != 0 ? std::min(whole - len, maxPduLen_) : whole - len;
+        std::size_t count = 0;
+        const Clock::time_point begun = Clock::now();
+        const Received received =
+            orvkit::platform::receive(sockConv_, buf + len, chunk, patience(block), count);
+        if (paceBegun_) {
+            paceWaited_ +=
+                std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - begun).count();
+        }
+        paceBegun_ = true;
+        paceBytes_ += count;
+        len += static_cast<unsigned int>(count);
+        if (received == Received::timeout) {
+            result = DATATF_NOT_READY;
+        } else if (received != Received::data) {
+            result = DATATF_SOCKET;
+        }
+    }
+    if (orvkit::dumpsReceived()) orvkit::dumpReceived({buf, len});
+    return result;
+}
+
+int DcPdu::readType(PDU_TYPE& type, PDU_BLOCK block) {
+    type = PDU_TYPE_INVALID;
+    if (orvkit::dumpsReceived()) orvkit::dumpReceivedEnd();
+    paceBegun_ = false;  // the silence between PDUs does not count
+    paceWaited_ = 0;
+    paceBytes_ = 0;
+    unsigned char bytes[2];
+    unsigned int length = sizeof bytes;
+    if (const int result = readBuf(bytes, length, block); result != RESULT_OK) return result;
+    if (bytes[0] < PDU_TYPE_ASSO_RQ || bytes[0] > PDU_TYPE_ABORT) {
+        (void)fail(RESULT_OK, LOG_ERROR, "DcPdu::readType", "Invalid type 0x%x", unsigned{bytes[0]});
+    } else {
+        type = static_cast<PDU_TYPE>(bytes[0]);
+    }
+    if (orvkit::dumpsReceived()) orvkit::dumpReceivedBegin(type, bytes);
+    return RESULT_OK;
+}
+
+// The length field; its first byte is not the first of the PDU.
+int DcPdu::readLength(unsigned int& bodyLength, PDU_BLOCK block) {
+    paceBegun_ = true;
+    paceWaited_ = 0;
+    paceBytes_ = 0;
+    unsigned char bytes[4];
+    unsigned int length = sizeof bytes;
+    bodyLength = 0;
+    if (const int result = readBuf(bytes, length, block); result != RESULT_OK) return result;
+    bodyLength = orvkit::loadAt<std::uint32_t>(bytes, ByteOrder::big);
+    length_ = kHeaderSize + bodyLength;
+    return RESULT_OK;
+}
+
+int DcPdu::readBlock(unsigned char*& data, unsigned int len, PDU_BLOCK block) {
+    data = nullptr;
+    Block whole;
+    unsigned int used = 0;
+    for (unsigned int room = std::min(len, kFirstBlock);; room = room > len / 2 ? len : 2 * room) {
+        Block larger = allocate(room);
+        if (larger == nullptr) return ELEM_NO_MEMORY;
+        if (used != 0) std::memcpy(larger.get(), whole.get(), used);
+        whole = std::move(larger);
+        unsigned int count = room - used;
+        if (const int result = readBuf(whole.get() + used, count, block); result != RESULT_OK) return result;
+        used = room;
+        if (used == len) break;
+    }
+    data = whole.release();
+    return RESULT_OK;
+}
+
+unsigned char* DcPdu::readBody(PDU_BLOCK block) {
+    unsigned int length = 0;
+    return readLength(length, block) == RESULT_OK ? readBody(length, block) : nullptr;
+}
+
+unsigned char* DcPdu::readBody(unsigned int len, PDU_BLOCK block) {
+    unsigned char* data = nullptr;
+    (void)readBlock(data, len, block);
+    return data;
+}
+
+int DcPdu::readStart(unsigned char* start, unsigned int room, unsigned int& bodyLength, PDU_BLOCK block) {
+    std::memset(start, 0, room);
+    if (const int result = readLength(bodyLength, block); result != RESULT_OK) return result;
+    unsigned int count = std::min(room, bodyLength);
+    unsigned int left = bodyLength - count;
+    if (const int result = readBuf(start, count, block); result != RESULT_OK) return result;
+    while (left > 0) {
+        unsigned char forgotten[4096];
+        count = std::min(left, static_cast<unsigned int>(sizeof forgotten));
+        left -= count;
+        if (const int result = readBuf(forgotten, count, block); result != RESULT_OK) return result;
+    }
+    return RESULT_OK;
+}

@@ -1,0 +1,30 @@
+// What the upper layer needs of PDUs beyond their public interface.
+#ifndef ORVKIT_NETWORK_PDU_ACCESS_H
+#define ORVKIT_NETWORK_PDU_ACCESS_H
+
+#include "dataset/elemlist_access.h"
+#include "orvkit/datatf.h"
+#include "orvkit/pdu.h"
+
+namespace orvkit {
+
+struct PduAccess {
+    static unsigned int length(const DcPdu& pdu) noexcept { return pdu.length_; }
+    static unsigned int maxPduLen(const DcPdu& pdu) noexcept { return pdu.maxPduLen_; }
+    static unsigned int readTimeout(const DcPdu& pdu) noexcept { return pdu.readTimeout_; }
+    static unsigned int writeTimeout(const DcPdu& pdu) noexcept { return pdu.writeTimeout_; }
+
+    // What read collected; null until a buffer came.
+    static DcBufList* buffers(const DcPduDataTf& pdu) noexcept { return ElemListAccess::pending(pdu); }
+    // The fields of a message, without the checks of setInfo. `tfMaxPduLen` is what the peer accepts.
+    static unsigned char& presCtxId(DcPduDataTf& pdu) noexcept { return pdu.presCtxId_; }
+    static unsigned char& msgCtrl(DcPduDataTf& pdu) noexcept { return pdu.msgCtrl_; }
+    static DICT_UID& xferSyn(DcPduDataTf& pdu) noexcept { return pdu.xferSyn_; }
+    // Whether the last write handed bytes to the connection.
+    static bool sent(const DcPduDataTf& pdu) noexcept { return pdu.sent_; }
+    static unsigned int& tfMaxPduLen(DcPduDataTf& pdu) noexcept { return pdu.maxPduLen_; }
+};
+
+}  // namespace orvkit
+
+#endif

@@ -1,0 +1,491 @@
+#include "orvkit/tul.h"
+
+#include <array>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "foundation/fail.h"
+#include "network/pdu_access.h"
+#include "network/pixel_search.h"
+#include "orvkit/util.h"
+#include "platform/file.h"
+
+using orvkit::fail;
+using orvkit::PduAccess;
+namespace platform = orvkit::platform;
+
+namespace {
+
+constexpr unsigned char kCommand = 1;  // bits of the message control header
+constexpr unsigned char kLastFragment = 2;
+constexpr unsigned int kLongest = 0xFFFFFFFE;  // that a value can be
+
+bool isEncapsulated(DICT_UID xferSyn) {
+    return xferSyn < UID_LITTLE_ENDIAN_IMPLICIT || xferSyn > UID_BIG_ENDIAN_EXPLICIT;
+}
+
+int failAppend(const char* reporter, const char* path) {
+    return fail(TUL_APPEND, LOG_ERROR, reporter, "Failed to open file %s in append mode", path);
+}
+
+char* copyOf(const char* text) {
+    const std::size_t size = std::strlen(text) + 1;
+    char* const copy = new char[size];
+    std::memcpy(copy, text, size);
+    return copy;
+}
+
+}  // namespace
+
+// ---- life and settings
+// --------------------------------------------------------------------------------------
+
+DcTul::DcTul(TSM_ROLE role, int port) : DcTsm(role, port, &DcTul::artimExpiredCB) {}
+
+DcTul::~DcTul() {
+    platform::closeHandle(pixelHandle_);
+    delete[] pixelFileName_;
+}
+
+int DcTul::setArtimTimeout(int seconds) {
+    if (seconds < 1) return TUL_PROTOCOL;
+    artimTimeout_ = seconds;
+    return RESULT_OK;
+}
+
+int DcTul::setDecodingFlag(int flag) {
+    decodingFlag_ = flag;
+    return RESULT_OK;
+}
+
+int DcTul::setPixelDataHandle(int handle) {
+    platform::closeHandle(pixelHandle_);
+    pixelHandle_ = -1;
+    if (handle == -1) return RESULT_OK;
+    platform::FileHandle copy = platform::duplicate(handle);
+    if (!copy) {
+        return fail(TUL_DUPLICATE, LOG_ERROR, "DcTul::setPixelDataHandle",
+                    "Failed to duplicate file handle %d", handle);
+    }
+    pixelHandle_ = copy.release();
+    return RESULT_OK;
+}
+
+int DcTul::getPixelDataHandle(int& handle) const {
+    handle = pixelHandle_;
+    return RESULT_OK;
+}
+
+int DcTul::setPixelDataFileName(const char* path) {
+    if (path != nullptr && !platform::openAppend(path))
+        return failAppend("DcTul::setPixelDataFileName", path);
+    char* const name = path == nullptr ? nullptr : copyOf(path);
+    delete[] pixelFileName_;
+    pixelFileName_ = name;
+    return RESULT_OK;
+}
+
+int DcTul::registerValueExceptionCB(void* user, DcElemValueExceptionCB callback) {
+    exceptionUser_ = user;
+    exceptionCB_ = callback;
+    return RESULT_OK;
+}
+int DcTul::registerPixDataCB(void* user, DcTulPixDataCB callback) {
+    pixDataUser_ = user;
+    pixDataCB_ = callback;
+    return RESULT_OK;
+}
+int DcTul::registerPixRecvCB(void* user, DcMsmPixRecvCB callback) {
+    pixRecvUser_ = user;
+    pixRecvCB_ = callback;
+    return RESULT_OK;
+}
+int DcTul::registerDataSetCB(void* user, DcTulDataSetCB callback) {
+    dataSetUser_ = user;
+    dataSetCB_ = callback;
+    return RESULT_OK;
+}
+
+// ---- requests
+// -----------------------------------------------------------------------------------------------
+
+int DcTul::event00_connectScu(const char* host, int port) {
+    if ((role_ & TSM_ROLE_SCU) == 0) return TUL_NOT_SCU;
+    TsmPeer peer{host, port};
+    return stateMachine(TSM_EVENT_00_ASSO_REQUEST, &peer);
+}
+int DcTul::event01_writeAssoRqPdu(DcPduAssoRq* pdu) {
+    if ((role_ & TSM_ROLE_SCU) == 0) return TUL_NOT_SCU;
+    return stateMachine(TSM_EVENT_01_CONNECTED, static_cast<DcPdu*>(pdu));
+}
+int DcTul::event04_connectScp() {
+    if ((role_ & TSM_ROLE_SCP) == 0) return TUL_NOT_SCP;
+    return stateMachine(TSM_EVENT_04_CONNECTION_INDICATION, nullptr);
+}
+int DcTul::event06_writeAssoAcPdu(DcPduAssoAc* pdu) {
+    return stateMachine(TSM_EVENT_06_ACCEPT, static_cast<DcPdu*>(pdu));
+}
+int DcTul::event07_writeAssoRjPdu(DcPduAssoRj* pdu) {
+    return stateMachine(TSM_EVENT_07_REJECT, static_cast<DcPdu*>(pdu));
+}
+int DcTul::event08_writeDataTfPdu(DcPduDataTf* pdu) {
+    return stateMachine(TSM_EVENT_08_DATA_REQUEST, static_cast<DcPdu*>(pdu));
+}
+int DcTul::event10_writeRelRqPdu() {
+    return stateMachine(TSM_EVENT_10_RELEASE_REQUEST, nullptr);
+}
+int DcTul::event13_writeRelRpPdu() {
+    return stateMachine(TSM_EVENT_13_RELEASE_RESPONSE, nullptr);
+}
+int DcTul::event14_writeAbortPdu() {
+    return stateMachine(TSM_EVENT_14_ABORT_REQUEST, nullptr);
+}
+int DcTul::event16_closeTrans() {
+    return stateMachine(TSM_EVENT_16_CLOSED, nullptr);
+}
+int DcTul::event17_artimExpired() {
+    return stateMachine(TSM_EVENT_17_ARTIM, nullptr);
+}
+
+// For a timer of the application's; the library arms none.
+void DcTul::artimExpiredCB(unsigned int, unsigned int, std::uintptr_t, std::uintptr_t, std::uintptr_t) {
+    DcTsm* const transport = artimTransport();
+    if (transport == nullptr) return;
+    if (transport->isConnected()) {
+        if (auto* const upper = dynamic_cast<DcTul*>(transport)) (void)upper->event17_artimExpired();
+        return;
+    }
+    clearArtim(transport);
+    delete transport;
+}
+
+// ---- the next PDU
+// -------------------------------------------------------------------------------------------
+
+DcPdu* DcTul::newPdu(PDU_TYPE type) {
+    DcPdu* pdu = nullptr;
+    switch (type) {
+        case PDU_TYPE_ASSO_RQ:
+            pdu = new DcPduAssoRq;
+            break;
+        case PDU_TYPE_ASSO_AC:
+            pdu = new DcPduAssoAc;
+            break;
+        case PDU_TYPE_ASSO_RJ:
+            pdu = new DcPduAssoRj;
+            break;
+        case PDU_TYPE_DATA_TF: {
+            auto* const data = new DcPduDataTf;
+            (void)data->registerValueExceptionCB(exceptionUser_, exceptionCB_);
+            pdu = data;
+            break;
+        }
+        case PDU_TYPE_RELEASE_RQ:
+            pdu = new DcPduReleaseRq;
+            break;
+        case PDU_TYPE_RELEASE_RP:
+            pdu = new DcPduReleaseRp;
+            break;
+        case PDU_TYPE_ABORT:
+            pdu = new DcPduAbort;
+            break;
+        default:
+            return nullptr;
+    }
+    DcPduInfo info{maxPduLen_, static_cast<unsigned int>(timeouts_.readTimeout),
+                   static_cast<unsigned int>(timeouts_.writeTimeout)};
+    pdu->DcPdu::setInfo(info);
+    (void)pdu->attach(sockConv_);
+    return pdu;
+}
+
+namespace {
+
+TSM_EVENT eventOf(PDU_TYPE type) {
+    switch (type) {
+        case PDU_TYPE_ASSO_RQ:
+            return TSM_EVENT_05_RQ_PDU;
+        case PDU_TYPE_ASSO_AC:
+            return TSM_EVENT_02_AC_PDU;
+        case PDU_TYPE_ASSO_RJ:
+            return TSM_EVENT_03_RJ_PDU;
+        case PDU_TYPE_DATA_TF:
+            return TSM_EVENT_09_DATA_TF_PDU;
+        case PDU_TYPE_RELEASE_RQ:
+            return TSM_EVENT_11_RELEASE_RQ_PDU;
+        case PDU_TYPE_RELEASE_RP:
+            return TSM_EVENT_12_RELEASE_RP_PDU;
+        case PDU_TYPE_ABORT:
+            return TSM_EVENT_15_ABORT_PDU;
+        default:
+            return TSM_EVENT_18_INVALID_PDU;
+    }
+}
+
+// The syntax that was accepted for a presentation context; UID_NONE for none.
+DICT_UID acceptedSyntax(unsigned char id, const unsigned char* presCtxIds, const DICT_UID* xferSyns) {
+    for (int i = 0; id != 0 && i < PDU_PRES_CTX_MAX; ++i) {
+        if (presCtxIds[i] == id) return xferSyns[i];
+    }
+    return UID_NONE;
+}
+
+}  // namespace
+
+int DcTul::readNextPdu(DcPdu** pdu, unsigned char* presCtxIds, DICT_UID* xferSyns, PDU_BLOCK block) {
+    constexpr const char* reporter = "DcTul::readNextPdu";
+    *pdu = nullptr;
+    if (connectionRole_ == 0) return TUL_NO_CONNECTION;
+    PDU_TYPE type = PDU_TYPE_NONE;
+    if (const int result = readNextPduType(type, block); result != RESULT_OK) return result;
+    if (type == PDU_TYPE_NONE) return RESULT_OK;
+
+    std::unique_ptr<DcPdu> received(newPdu(type));
+    if (type == PDU_TYPE_RELEASE_RQ) {
+        (void)static_cast<DcPduReleaseRq&>(*received).read(PDU_BLOCK_WAIT);
+    } else if (type == PDU_TYPE_ABORT) {
+        (void)static_cast<DcPduAbort&>(*received).read(PDU_BLOCK_WAIT);
+    }
+    int result = stateMachine(eventOf(type), received.get());
+    if (result == RESULT_OK && type == PDU_TYPE_DATA_TF && state_ != TSM_STATE_13_AWAIT_CLOSE) {
+        auto& message = static_cast<DcPduDataTf&>(*received);
+        const unsigned char id = PduAccess::presCtxId(message);
+        const DICT_UID xferSyn = acceptedSyntax(id, presCtxIds, xferSyns);
+        if (xferSyn == UID_NONE) {
+            fail(TUL_PROTOCOL, LOG_ERROR, reporter,
+                 "Invalid Presentation Context ID - %d, association will be closed", id);
+            return fail(TUL_PDU_REFUSED, LOG_ERROR, reporter, "error code 0x%04x", unsigned{TUL_PROTOCOL});
+        }
+        PduAccess::xferSyn(message) = xferSyn;
+        result = readPduDataTf(&message, xferSyn, block);
+        if (result == RESULT_OK) result = message.parse();
+    }
+    if (result == RESULT_OK || result == ELEM_REFUSED) {
+        // What was ignored while the connection is being closed is nothing to hand out.
+        if (state_ != TSM_STATE_13_AWAIT_CLOSE) *pdu = received.release();
+        return result;
+    }
+    if (result == ELEM_NO_MEMORY || (result >= TSM_ABORT_INDICATION && result <= TSM_RELEASE_INDICATION)) {
+        return result;
+    }
+    return fail(TUL_PDU_REFUSED, LOG_ERROR, reporter, "error code 0x%04x", static_cast<unsigned int>(result));
+}
+
+// ---- a command or a data set
+// --------------------------------------------------------------------------------
+
+// Mode: 0 everything is kept, 1 Pixel Data is being looked for, 2 its bytes are arriving.
+struct DcTul::Part {
+    Part(DcPduDataTf& pdu, DICT_UID syntax) : message(pdu), xferSyn(syntax), search(syntax) {}
+
+    DcPduDataTf& message;
+    DICT_UID xferSyn;
+    bool toSink = false;  // its bytes go to the data set callback
+    int mode = 0;
+    std::uint64_t pixelLength = 0;
+    orvkit::PixelSearch search;
+    platform::FileHandle file;  // the pixel data file, once opened
+};
+
+int DcTul::readPduDataTf(DcPduDataTf* message, DICT_UID xferSyn, PDU_BLOCK) {
+    constexpr const char* reporter = "DcTul::readPduDataTf";
+    Part part(*message, xferSyn);
+    if ((PduAccess::msgCtrl(*message) & kCommand) == 0) {
+        part.toSink = dataSetCB_ != nullptr;
+        const bool divert =
+            pixelHandle_ > 0 || pixelFileName_ != nullptr || pixRecvCB_ != nullptr || pixDataCB_ != nullptr;
+        part.mode = divert && !part.toSink ? 1 : 0;
+    }
+    int result = processPduDataTf(part, message);
+    unsigned char control = PduAccess::msgCtrl(*message);
+    while (result == RESULT_OK && (control & kLastFragment) == 0) {
+        // A part that has begun is waited for, also by a caller who polls.
+        PDU_TYPE type = PDU_TYPE_NONE;
+        result = readNextPduType(type, PDU_BLOCK_WAIT);
+        if (result != RESULT_OK || type == PDU_TYPE_NONE) return result;
+        if (type != PDU_TYPE_DATA_TF) {
+            return fail(TUL_PROTOCOL, LOG_ERROR, reporter,
+                        "Out-of-sequence PDU 0x%02x received, expecting P-DATA-TF PDU, "
+                        "Association will be closed",
+                        static_cast<unsigned int>(type));
+        }
+        const std::unique_ptr<DcPdu> next(newPdu(type));
+        result = stateMachine(TSM_EVENT_09_DATA_TF_PDU, next.get());
+        if (result != RESULT_OK) break;
+        auto& latest = static_cast<DcPduDataTf&>(*next);
+        if (PduAccess::presCtxId(latest) != PduAccess::presCtxId(*message)) {
+            return fail(TUL_PROTOCOL, LOG_ERROR, reporter,
+                        "Presentation Context ID %d within a message of %d, Association will be closed",
+                        PduAccess::presCtxId(latest), PduAccess::presCtxId(*message));
+        }
+        control = PduAccess::msgCtrl(latest);
+        PduAccess::msgCtrl(*message) = control;
+        result = processPduDataTf(part, &latest);
+    }
+    if (result != RESULT_OK) return result;
+    return part.mode == 2 ? finishPixels(part) : RESULT_OK;
+}
+
+int DcTul::processPduDataTf(Part& part, DcPduDataTf* latest) {
+    const bool last = (PduAccess::msgCtrl(*latest) & kLastFragment) != 0;
+    DcBufList* const arrived = PduAccess::buffers(*latest);
+    DcBuf* next = arrived == nullptr ? nullptr : arrived->first();
+    if (next == nullptr && part.toSink && last) {
+        return dataSetCB_(dataSetUser_, nullptr, 0, part.xferSyn, 1);
+    }
+    for (DcBuf* buffer = next; buffer != nullptr; buffer = next) {
+        next = buffer->next();
+        buffer->setXferSyn(part.xferSyn);
+        auto* const data = static_cast<unsigned char*>(buffer->getBuf());
+        const unsigned int length = buffer->getLen();
+        if (part.toSink) {
+            const int result =
+                dataSetCB_(dataSetUser_, data, length, part.xferSyn, last && next == nullptr ? 1 : 0);
+            (void)latest->subtract(buffer);
+            delete buffer;
+            if (result != RESULT_OK) return result;
+            continue;
+        }
+        if (latest != &part.message) {
+            (void)latest->subtract(buffer);
+            std::unique_ptr<DcBuf> owner(buffer);
+            if (part.mode == 2) {
+                if (pixDataCB_ != nullptr) (void)pixDataCB_(pixDataUser_, data, length, part.xferSyn);
+                if (pixelFileName_ != nullptr || pixelHandle_ >= 0) {
+                    if (const int result = divert(part, data, length); result != RESULT_OK) return result;
+                    continue;
+                }
+            }
+            (void)part.message.add(owner.release());
+        }
+        if (part.mode == 1) part.search.append({data, length});
+    }
+    return part.mode == 1 && part.search.look(last) ? findPixelData(part) : RESULT_OK;
+}
+
+// Pixel Data has been found: hands out what stands in front of it, and begins with what stands behind.
+int DcTul::findPixelData(Part& part) {
+    constexpr const char* reporter = "DcTul::processPduDataTf";
+    const orvkit::PixelSearch& search = part.search;
+    part.mode = 2;
+    if (search.offset() > kLongest) return ELEM_NO_MEMORY;
+    auto before = static_cast<unsigned int>(search.offset());
+    const bool keepAll = pixelFileName_ == nullptr && pixelHandle_ < 0;
+    // Where the buffers stay as they are, the elements in front are joined for the callback alone.
+    std::unique_ptr<unsigned char, decltype(&utilDelete)> front(nullptr, &utilDelete);
+    if (before > 0 && (pixRecvCB_ != nullptr || !keepAll)) {
+        front.reset(static_cast<unsigned char*>(::operator new(before, std::nothrow)));
+        if (front == nullptr) {
+            return fail(ELEM_NO_MEMORY, LOG_ERROR, reporter,
+                        "Insufficient memory to allocate %d bytes, Association will be closed",
+                        static_cast<int>(before));
+        }
+        search.source().copy(0, before, front.get());
+    }
+    if (pixRecvCB_ != nullptr) {
+        DcElemList elements;
+        unsigned int length = before;
+        if (before > 0) (void)elements.parse(front.get(), length, part.xferSyn);
+        const int result =
+            pixRecvCB_(pixRecvUser_, elements, part.xferSyn, &PduAccess::presCtxId(part.message));
+        if (result != RESULT_OK) {
+            return fail(result, LOG_ERROR, reporter,
+                        "DcMsmPixRecvCB function returned error code 0x%x (%d), Association will be closed",
+                        static_cast<unsigned int>(result), result);
+        }
+    }
+    if (pixDataCB_ == nullptr && keepAll) return RESULT_OK;
+
+    // The pixel bytes that have arrived, piece by piece.
+    std::uint64_t skip = search.valueOffset();
+    DcBuf* next = part.message.firstBuf();
+    while (next != nullptr) {
+        DcBuf* const buffer = next;
+        next = buffer->next();
+        const unsigned int length = buffer->getLen();
+        const auto from = static_cast<unsigned int>(skip < length ? skip : length);
+        skip -= from;
+        auto* const data = static_cast<unsigned char*>(buffer->getBuf()) + from;
+        if (from < length) {
+            if (pixDataCB_ != nullptr) (void)pixDataCB_(pixDataUser_, data, length - from, part.xferSyn);
+            if (!keepAll) {
+                if (const int result = divert(part, data, length - from); result != RESULT_OK) return result;
+            }
+        }
+        if (!keepAll) {
+            (void)part.message.subtract(buffer);
+            delete buffer;
+        }
+    }
+    if (!keepAll && before > 0) (void)part.message.add(new DcBuf(front.release(), before, part.xferSyn));
+    return RESULT_OK;
+}
+
+int DcTul::divert(Part& part, const unsigned char* data, unsigned int length) {
+    constexpr const char* reporter = "DcTul::processPduDataTf";
+    part.pixelLength += length;
+    if (pixelFileName_ != nullptr) {
+        if (!part.file) part.file = platform::openAppend(pixelFileName_);
+        if (!part.file) return failAppend(reporter, pixelFileName_);
+        if (!platform::writeAll(part.file.get(), data, length)) {
+            return fail(TUL_APPEND, LOG_ERROR, reporter, "Failed to write 0x%x (%d) bytes to file %s", length,
+                        static_cast<int>(length), pixelFileName_);
+        }
+    }
+    if (pixelHandle_ >= 0 && !platform::writeAll(pixelHandle_, data, length)) {
+        return fail(TUL_APPEND, LOG_ERROR, reporter, "Failed to write 0x%x (%d) bytes to file handle %d",
+                    length, static_cast<int>(length), pixelHandle_);
+    }
+    return RESULT_OK;
+}
+
+// Refers the message to its pixel bytes where they are now.
+int DcTul::finishPixels(Part& part) {
+    constexpr const char* reporter = "DcTul::readPduDataTf";
+    if (part.pixelLength > kLongest && (pixelHandle_ >= 0 || pixelFileName_ != nullptr)) {
+        return fail(TUL_PROTOCOL, LOG_ERROR, reporter,
+                    "Pixel Data of %llu bytes is too long for an element, Association will be closed",
+                    static_cast<unsigned long long>(part.pixelLength));
+    }
+    auto length = static_cast<unsigned int>(part.pixelLength);
+    if (pixelHandle_ > 0) {
+        platform::FileHandle copy = platform::duplicate(pixelHandle_);
+        if (!copy) {
+            return fail(TUL_DUPLICATE, LOG_ERROR, reporter, "Failed to duplicate file handle %d",
+                        pixelHandle_);
+        }
+        (void)part.message.add(new DcBuf(copy.release(), 0, length, part.xferSyn));
+    }
+    if (pixelFileName_ == nullptr) return RESULT_OK;
+
+    platform::FileInfo info;
+    part.file.reset();
+    platform::FileHandle file = platform::openRead(pixelFileName_);
+    if (!file || !platform::examine(file.get(), info)) {
+        return fail(TUL_PROTOCOL, LOG_ERROR, reporter, "Failed to stat %s", pixelFileName_);
+    }
+    if (info.size < static_cast<std::int64_t>(length)) {
+        return fail(TUL_PROTOCOL, LOG_ERROR, reporter, "pixDataLen 0x%x exceeds file size 0x%x in %s", length,
+                    static_cast<unsigned int>(info.size), pixelFileName_);
+    }
+    const std::int64_t start = info.size - length;
+    constexpr unsigned char delimitation[8] = {0xFE, 0xFF, 0xDD, 0xE0, 0, 0, 0, 0};
+    unsigned char tail[8];
+    if (isEncapsulated(part.xferSyn) && length >= sizeof tail &&
+        platform::readAt(file.get(), tail, sizeof tail, info.size - 8) == 8 &&
+        std::memcmp(tail, delimitation, sizeof tail) == 0) {
+        length -= 8;
+    }
+    // Offsets of 2 GByte and more are kept as the unsigned 32-bit numbers that they are.
+    if (start > 0xFFFFFFFFll) {
+        return fail(TUL_PROTOCOL, LOG_ERROR, reporter, "pixel data in %s begins beyond 4 GByte",
+                    pixelFileName_);
+    }
+    (void)part.message.add(
+        new DcBuf(pixelFileName_, static_cast<int>(static_cast<unsigned int>(start)), length, part.xferSyn));
+    return RESULT_OK;
+}

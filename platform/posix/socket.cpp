@@ -1,0 +1,409 @@
+#include "platform/socket.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <memory>
+#include <vector>
+
+namespace orvkit::platform {
+
+namespace {
+
+static_assert(sizeof(Address::bytes) >= sizeof(sockaddr_storage));
+
+int handleOf(unsigned int socket) noexcept {
+    return static_cast<int>(socket);
+}
+
+sockaddr* record(Address& address) noexcept {
+    return static_cast<sockaddr*>(static_cast<void*>(address.bytes));
+}
+const sockaddr* record(const Address& address) noexcept {
+    return static_cast<const sockaddr*>(static_cast<const void*>(address.bytes));
+}
+
+// The family's own form of an address, copied out of the raw bytes.
+template <typename Form>
+Form formOf(const Address& address) noexcept {
+    Form form{};
+    std::memcpy(&form, address.bytes, sizeof form);
+    return form;
+}
+
+// A time-out that goes on over interrupted calls.
+class Deadline {
+  public:
+    explicit Deadline(int timeout) noexcept
+        : endless_(timeout < 0), end_(Clock::now() + Milliseconds(timeout)) {}
+    // For poll: rounded up, so that a wait never ends early.
+    int left() const noexcept {
+        if (endless_) return -1;
+        const auto left = std::chrono::ceil<Milliseconds>(end_ - Clock::now()).count();
+        return left > 0 ? static_cast<int>(left) : 0;
+    }
+
+  private:
+    using Clock = std::chrono::steady_clock;
+    using Milliseconds = std::chrono::milliseconds;
+    bool endless_;
+    Clock::time_point end_;
+};
+
+// 1 when the event (or a failure that the next call will tell) is there, 0 after the time-out, -1 on failure.
+int waitFor(unsigned int socket, short events, int timeout) noexcept {
+    const Deadline deadline(timeout);
+    pollfd entry{handleOf(socket), events, 0};
+    int wait = timeout;
+    for (;;) {
+        const int n = ::poll(&entry, 1, wait);
+        if (n > 0 && (entry.revents & POLLNVAL) != 0) {
+            errno = EBADF;
+            return -1;
+        }
+        if (n >= 0) return n > 0 ? 1 : 0;
+        if (errno != EINTR) return -1;
+        wait = deadline.left();
+    }
+}
+
+bool setBlocking(unsigned int socket, bool blocking) noexcept {
+    const int flags = ::fcntl(handleOf(socket), F_GETFL);
+    if (flags == -1) return false;
+    return ::fcntl(handleOf(socket), F_SETFL, blocking ? flags & ~O_NONBLOCK : flags | O_NONBLOCK) == 0;
+}
+
+bool setTimeout(unsigned int socket, int option, int timeout) noexcept {
+    timeval time{};
+    if (timeout > 0) {
+        time.tv_sec = timeout / 1000;
+        time.tv_usec = (timeout % 1000) * 1000;
+    }
+    return ::setsockopt(handleOf(socket), SOL_SOCKET, option, &time, sizeof time) == 0;
+}
+
+// What is left of the socket's own time-out for sends, in milliseconds; -1 when it has none.
+int sendTimeLeft(unsigned int socket, std::chrono::steady_clock::time_point begun) noexcept {
+    timeval time{};
+    socklen_t length = sizeof time;
+    if (::getsockopt(handleOf(socket), SOL_SOCKET, SO_SNDTIMEO, &time, &length) != 0) return 0;
+    const auto bound = std::chrono::seconds(time.tv_sec) + std::chrono::microseconds(time.tv_usec);
+    if (bound == bound.zero()) return -1;
+    const auto left = begun + bound - std::chrono::steady_clock::now();
+    return left > left.zero()
+               ? static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(left).count())
+               : 0;
+}
+
+void skipSent(iovec (&parts)[2], std::size_t sent) noexcept {
+    for (iovec& part : parts) {
+        const std::size_t here = std::min(sent, part.iov_len);
+        part.iov_base = static_cast<char*>(part.iov_base) + here;
+        part.iov_len -= here;
+        sent -= here;
+    }
+}
+
+struct ErrorNumber {
+    int here;
+    int winsock;
+};
+constexpr ErrorNumber errorNumbers[] = {
+    {EINTR, 10004},      {EACCES, 10013},       {EFAULT, 10014},       {EINVAL, 10022},
+    {EMFILE, 10024},     {ENFILE, 10024},       {EAGAIN, 10035},       {EINPROGRESS, 10036},
+    {EALREADY, 10037},   {ENOTSOCK, 10038},     {EBADF, 10038},        {EMSGSIZE, 10040},
+    {EOPNOTSUPP, 10045}, {EAFNOSUPPORT, 10047}, {EADDRINUSE, 10048},   {EADDRNOTAVAIL, 10049},
+    {ENETDOWN, 10050},   {ENETUNREACH, 10051},  {ECONNABORTED, 10053}, {ECONNRESET, 10054},
+    {ENOBUFS, 10055},    {EISCONN, 10056},      {ENOTCONN, 10057},     {EPIPE, 10058},
+    {ETIMEDOUT, 10060},  {ECONNREFUSED, 10061}, {EHOSTUNREACH, 10065},
+};
+
+// The resolver's answers in the same numbers.
+thread_local int resolverError = 0;
+int resolverNumber(int error) noexcept {
+    switch (error) {
+        case EAI_AGAIN:
+            return 11002;
+        case EAI_FAIL:
+            return 11003;
+        case EAI_MEMORY:
+            return 10055;
+        default:
+            return 11001;  // host not found
+    }
+}
+
+bool copyAddress(const addrinfo& found, Address& address) noexcept {
+    if (found.ai_addrlen > sizeof address.bytes) return false;
+    std::memcpy(address.bytes, found.ai_addr, found.ai_addrlen);
+    address.length = found.ai_addrlen;
+    return true;
+}
+
+}  // namespace
+
+bool startSockets() noexcept {
+    return true;
+}
+void endSockets() noexcept {}
+
+int lastSocketError() noexcept {
+    if (resolverError != 0) return std::exchange(resolverError, 0);
+    const int error = errno;
+    for (const ErrorNumber& known : errorNumbers) {
+        if (known.here == error) return known.winsock;
+    }
+    return error;
+}
+
+void closeSocket(unsigned int socket) noexcept {
+    if (socket == NO_SOCKET) return;
+    const int reason = errno;
+    ::close(handleOf(socket));
+    errno = reason;
+}
+
+std::string addressText(const Address& address) {
+    char text[INET6_ADDRSTRLEN] = "";
+    if (address.length == 0) return text;
+    if (record(address)->sa_family == AF_INET6) {
+        const auto form = formOf<sockaddr_in6>(address);
+        ::inet_ntop(AF_INET6, &form.sin6_addr, text, sizeof text);
+    } else {
+        const auto form = formOf<sockaddr_in>(address);
+        ::inet_ntop(AF_INET, &form.sin_addr, text, sizeof text);
+    }
+    return text;
+}
+
+int addressPort(const Address& address) noexcept {
+    if (address.length == 0) return 0;
+    if (record(address)->sa_family == AF_INET6) return ntohs(formOf<sockaddr_in6>(address).sin6_port);
+    return ntohs(formOf<sockaddr_in>(address).sin_port);
+}
+
+bool resolve(const char* host, int port, Address& address) noexcept {
+    addrinfo hints{};
+    hints.ai_family = AF_UNSPEC;
+    hints.ai_socktype = SOCK_STREAM;
+    addrinfo* list = nullptr;
+    hints.ai_flags = AI_NUMERICHOST;
+    int error = ::getaddrinfo(host, nullptr, &hints, &list);
+    if (error != 0) {
+        hints.ai_flags = 0;
+        error = ::getaddrinfo(host, nullptr, &hints, &list);
+    }
+    if (error != 0) {
+        resolverError = resolverNumber(error);
+        return false;
+    }
+    const std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)> owner(list, &::freeaddrinfo);
+    // Listeners of this library are IPv4: prefer that where a host has both.
+    const addrinfo* chosen = list;
+    for (const addrinfo* at = list; at != nullptr; at = at->ai_next) {
+        if (at->ai_family == AF_INET) {
+            chosen = at;
+            break;
+        }
+    }
+    if (!copyAddress(*chosen, address)) return false;
+    const auto networkPort = htons(static_cast<std::uint16_t>(port));
+    if (chosen->ai_family == AF_INET6) {
+        auto form = formOf<sockaddr_in6>(address);
+        form.sin6_port = networkPort;
+        std::memcpy(address.bytes, &form, sizeof form);
+    } else {
+        auto form = formOf<sockaddr_in>(address);
+        form.sin_port = networkPort;
+        std::memcpy(address.bytes, &form, sizeof form);
+    }
+    return true;
+}
+
+bool ownHostName(std::string& name) {
+    char text[81] = "";
+    if (::gethostname(text, sizeof text - 1) != 0) return false;
+    name = text;
+    return true;
+}
+
+Socket openSocket(const Address& address) noexcept {
+    const int family = address.length == 0 ? AF_INET : record(address)->sa_family;
+    return Socket(static_cast<unsigned int>(::socket(family, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP)));
+}
+
+bool connectSocket(unsigned int socket, const Address& address, int timeout) noexcept {
+    if (!setBlocking(socket, false)) return false;
+    if (::connect(handleOf(socket), record(address), address.length) != 0) {
+        if (errno != EINPROGRESS && errno != EINTR) return false;
+        const int ready = waitFor(socket, POLLOUT, timeout);
+        if (ready < 0) return false;
+        if (ready == 0) {
+            errno = ETIMEDOUT;
+            return false;
+        }
+        int error = 0;
+        socklen_t length = sizeof error;
+        if (::getsockopt(handleOf(socket), SOL_SOCKET, SO_ERROR, &error, &length) != 0) return false;
+        if (error != 0) {
+            errno = error;
+            return false;
+        }
+    }
+    sendAtOnce(socket);
+    return setBlocking(socket, true);
+}
+
+void sendAtOnce(unsigned int socket) noexcept {
+    const int on = 1;
+    (void)::setsockopt(handleOf(socket), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+}
+
+bool reuseAddress(unsigned int socket) noexcept {
+    const int on = 1;
+    return ::setsockopt(handleOf(socket), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) == 0;
+}
+
+bool bindAny(unsigned int socket, int port) noexcept {
+    sockaddr_in any{};
+    any.sin_family = AF_INET;
+    any.sin_addr.s_addr = htonl(INADDR_ANY);
+    any.sin_port = htons(static_cast<std::uint16_t>(port));
+    Address address;
+    std::memcpy(address.bytes, &any, sizeof any);
+    return ::bind(handleOf(socket), record(address), sizeof any) == 0;
+}
+
+bool listenSocket(unsigned int socket, int backlog) noexcept {
+    // Another thread may take the connection that woke this one: accepting must not wait then.
+    return setBlocking(socket, false) && ::listen(handleOf(socket), backlog) == 0;
+}
+
+Socket acceptSocket(unsigned int listener, Address& peer, int timeout) noexcept {
+    const Deadline deadline(timeout);
+    for (;;) {
+        const int ready = waitFor(listener, POLLIN, deadline.left());
+        if (ready <= 0) {
+            if (ready == 0) errno = ETIMEDOUT;
+            return {};
+        }
+        socklen_t length = sizeof peer.bytes;
+        const int connection = ::accept4(handleOf(listener), record(peer), &length, SOCK_CLOEXEC);
+        if (connection >= 0) {
+            Socket accepted(static_cast<unsigned int>(connection));
+            peer.length = length;
+            sendAtOnce(accepted.get());
+            return accepted;
+        }
+        if (errno != EINTR && errno != ECONNABORTED && errno != EAGAIN && errno != EWOULDBLOCK) return {};
+    }
+}
+
+bool peerAddress(unsigned int socket, Address& address) noexcept {
+    socklen_t length = sizeof address.bytes;
+    if (::getpeername(handleOf(socket), record(address), &length) != 0) return false;
+    address.length = length;
+    return true;
+}
+
+bool ownAddress(unsigned int socket, Address& address) noexcept {
+    socklen_t length = sizeof address.bytes;
+    if (::getsockname(handleOf(socket), record(address), &length) != 0) return false;
+    address.length = length;
+    return true;
+}
+
+bool setSocketTimeouts(unsigned int socket, int receive, int send) noexcept {
+    return setTimeout(socket, SO_RCVTIMEO, receive) && setTimeout(socket, SO_SNDTIMEO, send);
+}
+
+bool waitReadable(unsigned int socket, int timeout) noexcept {
+    const int ready = waitFor(socket, POLLIN, timeout);
+    if (ready == 0) errno = ETIMEDOUT;
+    return ready > 0;
+}
+
+void waitAny(WaitEntry* entries, std::size_t count, int timeout) {
+    std::vector<pollfd> polls(count);
+    for (std::size_t i = 0; i < count; ++i) polls[i] = {handleOf(entries[i].socket), POLLIN, 0};
+    const int n = ::poll(polls.data(), count, timeout);
+    for (std::size_t i = 0; i < count; ++i) entries[i].ready = n > 0 && polls[i].revents != 0;
+}
+
+Received receive(unsigned int socket, void* data, std::size_t length, int timeout,
+                 std::size_t& count) noexcept {
+    count = 0;
+    const Deadline deadline(timeout);
+    for (;;) {
+        const ssize_t n = ::recv(handleOf(socket), data, length, MSG_DONTWAIT);
+        if (n > 0) {
+            count = static_cast<std::size_t>(n);
+            return Received::data;
+        }
+        if (n == 0) return Received::closed;
+        if (errno == EINTR) continue;
+        if (errno != EAGAIN && errno != EWOULDBLOCK) return Received::failed;
+        const int left = deadline.left();
+        const int ready = left == 0 ? 0 : waitFor(socket, POLLIN, left);
+        if (ready < 0) return Received::failed;
+        if (ready == 0) {
+            errno = ETIMEDOUT;
+            return Received::timeout;
+        }
+    }
+}
+
+std::int64_t peekArrived(unsigned int socket, void* data, std::size_t length) noexcept {
+    ssize_t n;
+    do {
+        n = ::recv(handleOf(socket), data, length, MSG_PEEK | MSG_DONTWAIT);
+    } while (n < 0 && errno == EINTR);
+    if (n >= 0) return n;
+    return errno == EAGAIN || errno == EWOULDBLOCK ? -1 : -2;
+}
+
+std::int64_t sendTwo(unsigned int socket, const void* first, std::size_t firstLength, const void* second,
+                     std::size_t secondLength) noexcept {
+    iovec parts[] = {{const_cast<void*>(first), firstLength}, {const_cast<void*>(second), secondLength}};
+    msghdr message{};
+    message.msg_iov = parts;
+    message.msg_iovlen = secondLength == 0 ? 1 : 2;
+    const auto begun = std::chrono::steady_clock::now();
+    const std::size_t whole = firstLength + secondLength;
+    std::size_t sent = 0;
+    int flags = MSG_NOSIGNAL;
+    for (;;) {
+        const ssize_t n = ::sendmsg(handleOf(socket), &message, flags);
+        if (n >= 0) {
+            sent += static_cast<std::size_t>(n);
+            if (sent == whole) break;
+            skipSent(parts, static_cast<std::size_t>(n));
+        } else if (errno != EINTR && errno != EAGAIN && errno != EWOULDBLOCK) {
+            break;
+        }
+        // Short: the time-out for sends has passed, or a signal came in between. What is left of the time-out
+        // is waited for from now on, and no more.
+        const int left = sendTimeLeft(socket, begun);
+        if (left == 0 || waitFor(socket, POLLOUT, left) <= 0) break;
+        flags = MSG_NOSIGNAL | MSG_DONTWAIT;
+    }
+    return sent == 0 ? -1 : static_cast<std::int64_t>(sent);
+}
+
+void shutdownSocket(unsigned int socket) noexcept {
+    ::shutdown(handleOf(socket), SHUT_RDWR);
+}
+
+}  // namespace orvkit::platform

@@ -1,0 +1,120 @@
+// What a platform must implement: TCP sockets.
+//
+// A socket is the unsigned number that the library's interface shows, NO_SOCKET for none. Time-outs count
+// milliseconds; a negative one waits without end. Calls that were interrupted go on by themselves, within
+// the same time-out. A peer that has gone never raises a signal. After a failure `lastSocketError` tells why,
+// in the numbers of Windows Sockets whatever the system (10061 for a refused connection, and so on), or the
+// system's own number where there is no such name. Different sockets may be used by different threads at
+// once.
+#ifndef ORVKIT_PLATFORM_SOCKET_H
+#define ORVKIT_PLATFORM_SOCKET_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <utility>
+
+namespace orvkit::platform {
+
+inline constexpr unsigned int NO_SOCKET = 0xFFFFFFFF;
+
+// Start and end one use of the socket library; uses are counted by the system.
+bool startSockets() noexcept;
+void endSockets() noexcept;
+
+int lastSocketError() noexcept;
+inline constexpr int TIMED_OUT = 10060;
+
+void closeSocket(unsigned int socket) noexcept;  // NO_SOCKET is allowed
+
+// Owns a socket and closes it.
+class Socket {
+  public:
+    Socket() noexcept = default;
+    explicit Socket(unsigned int socket) noexcept : socket_(socket) {}
+    Socket(Socket&& other) noexcept : socket_(other.release()) {}
+    Socket& operator=(Socket&& other) noexcept {
+        reset(other.release());
+        return *this;
+    }
+    Socket(const Socket&) = delete;
+    Socket& operator=(const Socket&) = delete;
+    ~Socket() { closeSocket(socket_); }
+
+    unsigned int get() const noexcept { return socket_; }
+    explicit operator bool() const noexcept { return socket_ != NO_SOCKET; }
+    [[nodiscard]] unsigned int release() noexcept { return std::exchange(socket_, NO_SOCKET); }
+    void reset(unsigned int socket = NO_SOCKET) noexcept { closeSocket(std::exchange(socket_, socket)); }
+
+  private:
+    unsigned int socket_ = NO_SOCKET;
+};
+
+// One end of a connection.
+struct Address {
+    unsigned char bytes[128] = {};  // the system's own record
+    unsigned int length = 0;        // 0 for none
+};
+// Numbers and dots, or the IPv6 form; empty for none.
+std::string addressText(const Address& address);
+int addressPort(const Address& address) noexcept;  // 0 for none
+
+// Takes a host as a dotted address, or else resolves its name (which waits as long as the system's resolver
+// does). False when there is none.
+bool resolve(const char* host, int port, Address& address) noexcept;
+// The machine's own name, at most 80 characters.
+bool ownHostName(std::string& name);
+
+// A TCP socket of the address's family (IPv4 without one).
+Socket openSocket(const Address& address) noexcept;
+// Connects, with no delay of small sends from then on. False on failure, 10060 after the time-out.
+bool connectSocket(unsigned int socket, const Address& address, int timeout) noexcept;
+// No delay of small sends; without effect on sockets that have none.
+void sendAtOnce(unsigned int socket) noexcept;
+bool reuseAddress(unsigned int socket) noexcept;
+// To every local address (IPv4); port 0 lets the system choose.
+bool bindAny(unsigned int socket, int port) noexcept;
+// May be called again to change the backlog.
+bool listenSocket(unsigned int socket, int backlog) noexcept;
+// Waits for a connection; none after the time-out (10060) and on failure. The new socket has no delay of
+// small sends. Several threads may wait at one listener.
+Socket acceptSocket(unsigned int listener, Address& peer, int timeout) noexcept;
+// Who is at the other end, and at this one.
+bool peerAddress(unsigned int socket, Address& address) noexcept;
+bool ownAddress(unsigned int socket, Address& address) noexcept;
+
+// Bounds of the socket's own receives and sends.
+bool setSocketTimeouts(unsigned int socket, int receive, int send) noexcept;
+
+// Waits until a receive (or an accept) will not wait. False after the time-out and on failure.
+bool waitReadable(unsigned int socket, int timeout) noexcept;
+
+// Waits until one of the sockets can be read or accepted from, or until a signal or the time-out; `ready`
+// tells which can.
+struct WaitEntry {
+    unsigned int socket;
+    bool ready;
+};
+void waitAny(WaitEntry* entries, std::size_t count, int timeout);
+
+enum class Received : unsigned char { data, closed, timeout, failed };
+// Receives what has arrived, up to `length` bytes, waiting for the first of them up to the time-out; no wait
+// is made where bytes have arrived already. `count` is 0 but for `data`.
+Received receive(unsigned int socket, void* data, std::size_t length, int timeout,
+                 std::size_t& count) noexcept;
+// Looks at the bytes that have arrived without taking or waiting for them: their number up to `length`, 0
+// when the peer has closed, -1 when none is there, -2 on failure.
+std::int64_t peekArrived(unsigned int socket, void* data, std::size_t length) noexcept;
+
+// Sends two runs of bytes, one behind the other, in one call: gives the number of bytes sent, which is
+// smaller than the sum only when the socket's time-out for sends or a failure ended it; -1 when nothing could
+// be sent. The second run may be empty.
+std::int64_t sendTwo(unsigned int socket, const void* first, std::size_t firstLength, const void* second,
+                     std::size_t secondLength) noexcept;
+
+// No more sends, no more receives, or neither: wakes a thread that waits on the socket.
+void shutdownSocket(unsigned int socket) noexcept;
+
+}  // namespace orvkit::platform
+
+#endif

@@ -1,0 +1,315 @@
+// Associations and messages between two application entities over a real socket.
+#include "orvkit/msm.h"
+
+#include <atomic>
+#include <fstream>
+#include <sstream>
+
+#include "network/pair.h"
+#include "support/capture_log.h"
+#include "support/temp_dir.h"
+
+namespace {
+
+unsigned short number(DcElemList& list, unsigned int tag) {
+    unsigned short value = 0;
+    EXPECT_EQ(list.getValue(tag, value), RESULT_OK) << std::hex << tag;
+    return value;
+}
+
+std::string text(DcElemList& list, unsigned int tag) {
+    char value[129] = "";
+    EXPECT_EQ(list.getValue(tag, value, sizeof value), RESULT_OK) << std::hex << tag;
+    return value;
+}
+
+template <typename Request, typename Response>
+void answer(DcMsm& msm, DcMsg& request, unsigned short status = 0) {
+    Response response(static_cast<Request*>(&request));
+    response.add(new DcElem(T_0000_0900_status, status));
+    EXPECT_EQ(msm.write(contextOf(request), &response), RESULT_OK);
+}
+
+TEST(Association, AnEchoFromEndToEnd) {
+    std::vector<int> seen;
+    Provider provider(sopList({UID_VERIFICATION}), [&](DcMsm& msm) {
+        Message request;
+        DICT_UID sop = UID_NONE;
+        seen.push_back(receive(msm, request, &sop));
+        ASSERT_NE(request, nullptr);
+        EXPECT_EQ(sop, UID_VERIFICATION);
+        EXPECT_EQ(request->getType(), DICT_MSG_C_ECHO_RQ);
+        answer<DcCmdCEchoRq, DcCmdCEchoRsp>(msm, *request);
+        seen.push_back(receive(msm, request));
+        EXPECT_EQ(request, nullptr);
+    });
+    User user(provider.port());
+    ASSERT_EQ(user.open(sopList({UID_VERIFICATION})), 11346);
+    EXPECT_EQ(user.open(sopList({UID_VERIFICATION})), 0) << "connected already";
+    DcCmdCEchoRq request;
+    ASSERT_EQ(user.write(UID_VERIFICATION, &request), 0);
+    EXPECT_EQ(number(request, T_0000_0800_dataSetType), 0x0101);
+    Message response;
+    ASSERT_EQ(user.receive(response), 11349);
+    EXPECT_EQ(response->getType(), DICT_MSG_C_ECHO_RSP);
+    EXPECT_EQ(number(*response, T_0000_0900_status), 0);
+    EXPECT_EQ(number(*response, T_0000_0120_messageIdBeingRespondedTo),
+              number(request, T_0000_0110_messageId));
+    EXPECT_EQ(user.release(), 11351);
+    EXPECT_EQ(user.read(nullptr, nullptr, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL), 11353);
+    provider.join();
+    EXPECT_EQ(provider.accepted, 0);
+    EXPECT_EQ(provider.answered, 11348);
+    EXPECT_EQ(seen, (std::vector<int>{11349, 11352}));
+}
+
+// Every service with a data set in some direction: what the other side sees of it.
+TEST(Association, RequestsAndResponsesOfEveryService) {
+    struct Service {
+        DICT_MSG request;
+        std::function<std::unique_ptr<DcCmd>()> make;
+        std::function<void(DcMsm&, DcMsg&)> reply;
+        bool dataset;
+    };
+    const auto identify = [](DcCmd& cmd, bool requested) {
+        cmd.add(new DcElem(requested ? T_0000_0003_requestedSopClassUid : T_0000_0002_affectedSopClassUid,
+                           UID_VERIFICATION));
+        cmd.add(new DcElem(
+            requested ? T_0000_1001_requestedSopInstanceUid : T_0000_1000_affectedSopInstanceUid, "1.2.3"));
+    };
+    const auto made = [&](auto cmd, bool requested, bool dataset) {
+        return [=]() {
+            auto made = std::make_unique<std::remove_pointer_t<decltype(cmd)>>();
+            identify(*made, requested);
+            made->add(new DcElem(T_0000_0700_priority, static_cast<unsigned short>(0)));
+            made->add(new DcElem(T_0000_1002_eventTypeId, static_cast<unsigned short>(1)));
+            made->add(new DcElem(T_0000_1008_actionTypeId, static_cast<unsigned short>(2)));
+            made->add(new DcElem(T_0000_0600_moveDestination, "ELSEWHERE"));
+            if (dataset) made->add(new DcElem(T_0010_0020_patientId, "P1"));
+            return std::unique_ptr<DcCmd>(std::move(made));
+        };
+    };
+    const auto with = [](auto rq, auto rsp) {
+        return [=](DcMsm& msm, DcMsg& request) {
+            answer<std::remove_pointer_t<decltype(rq)>, std::remove_pointer_t<decltype(rsp)>>(msm, request,
+                                                                                              0);
+        };
+    };
+#define SERVICE(id, name, requested, dataset)                                                              \
+    {                                                                                                      \
+        DICT_MSG_##id##_RQ, made(static_cast<DcCmd##name##Rq*>(nullptr), requested, dataset),              \
+            with(static_cast<DcCmd##name##Rq*>(nullptr), static_cast<DcCmd##name##Rsp*>(nullptr)), dataset \
+    }
+    const std::vector<Service> services = {
+        SERVICE(C_STORE, CStore, false, true),   SERVICE(C_FIND, CFind, false, true),
+        SERVICE(C_MOVE, CMove, false, true),     SERVICE(C_GET, CGet, false, true),
+        SERVICE(N_EVENT, NEvent, false, true),   SERVICE(N_GET, NGet, true, false),
+        SERVICE(N_SET, NSet, true, true),        SERVICE(N_ACTION, NAction, true, true),
+        SERVICE(N_CREATE, NCreate, false, true), SERVICE(N_DELETE, NDelete, true, false),
+    };
+#undef SERVICE
+    std::size_t next = 0;
+    Provider provider(sopList({UID_VERIFICATION}), [&](DcMsm& msm) {
+        for (Message request; receive(msm, request) == 11349; ++next) {
+            const Service& service = services.at(next);
+            EXPECT_EQ(request->getType(), service.request);
+            if (service.dataset) {
+                EXPECT_EQ(text(*request, T_0010_0020_patientId), "P1");
+            }
+            service.reply(msm, *request);
+        }
+    });
+    User user(provider.port());
+    ASSERT_EQ(user.open(sopList({UID_VERIFICATION})), 11346);
+    for (const Service& service : services) {
+        const auto request = service.make();
+        ASSERT_EQ(user.write(UID_VERIFICATION, request.get()), 0) << std::hex << service.request;
+        Message response;
+        ASSERT_EQ(user.receive(response), 11349);
+        EXPECT_EQ(response->getType(), static_cast<DICT_MSG>(service.request | 0x8000));
+        EXPECT_EQ(number(*response, T_0000_0120_messageIdBeingRespondedTo),
+                  number(*request, T_0000_0110_messageId));
+    }
+    EXPECT_EQ(user.release(), 11351);
+    provider.join();
+    EXPECT_EQ(next, services.size());
+}
+
+TEST(Association, TheProvidersOrderOfTransferSyntaxesDecides) {
+    Provider provider(sopList({UID_VERIFICATION, UID_CT_IMAGE_STORAGE},
+                              {UID_LITTLE_ENDIAN_EXPLICIT, UID_LITTLE_ENDIAN_IMPLICIT}),
+                      nullptr);
+    User user(provider.port());
+    auto proposals = sopList({UID_VERIFICATION}, {UID_LITTLE_ENDIAN_IMPLICIT, UID_LITTLE_ENDIAN_EXPLICIT});
+    proposals.pop_back();
+    DICT_UID big[] = {UID_BIG_ENDIAN_EXPLICIT, UID_NONE};
+    proposals.emplace_back(UID_CT_IMAGE_STORAGE, big);
+    proposals.emplace_back(UID_MR_IMAGE_STORAGE, nullptr);
+    proposals.emplace_back();
+    ASSERT_EQ(user.open(proposals), 11346);
+    DcMsmAssoInfo info;
+    user.getAssoInfo(info);
+    ASSERT_EQ(info.assoNum, 3);
+    EXPECT_EQ((std::vector<int>(info.presCtxId, info.presCtxId + 3)), (std::vector<int>{1, 3, 5}));
+    EXPECT_EQ((std::vector<int>(info.result, info.result + 3)), (std::vector<int>{0, 4, 3}));
+    EXPECT_EQ((std::vector<int>(info.xferSyn, info.xferSyn + 3)),
+              (std::vector<int>{UID_LITTLE_ENDIAN_EXPLICIT, 0, 0}));
+    EXPECT_STREQ(info.calledAeTitle, "PROVIDER");
+    EXPECT_STREQ(info.callingAeTitle, "USER");
+    EXPECT_EQ(info.maxPduLen, 524288u);
+
+    DcCmdCEchoRq echo;
+    CaptureLog log;
+    EXPECT_EQ(user.write(static_cast<unsigned char>(7), &echo), 11275);
+    EXPECT_EQ(user.write(static_cast<unsigned char>(5), &echo), 11277);
+    EXPECT_EQ(user.write(UID_MR_IMAGE_STORAGE, &echo), 11277);
+    EXPECT_EQ(log.lines()[0].text, "Invalid Presentation Context ID 7");
+    EXPECT_EQ(log.lines()[1].text, "Invalid TS for Pres Ctx ID 5 ()");
+    EXPECT_EQ(log.lines()[2].reporter, "DcMsm::write");
+    const TempDir dir;
+    ASSERT_EQ(user.printAssoInfo((dir / "asso.txt").c_str(), "w"), 0);
+    std::stringstream printed;
+    printed << std::ifstream((dir / "asso.txt")).rdbuf();
+    EXPECT_NE(printed.str().find("MaxPduLen      : 524288\n"), std::string::npos) << printed.str();
+    EXPECT_NE(printed.str().find("SOP rejected"), std::string::npos) << printed.str();
+    EXPECT_EQ(user.printAssoInfo("/nowhere/x", "w"), 11272);
+}
+
+// Titles: which are refused, with what reason (PS3.8 9.3.4).
+TEST(Association, AeTitlesAreCheckedAsTheFlagsSay) {
+    struct Case {
+        int check;
+        const char* calling;
+        const char* called;
+        int reason;  // 0: accepted
+    };
+    for (const Case& c :
+         {Case{0, "ANY", "OTHER", 0}, Case{2, "ANY", "PROVIDER", 0}, Case{2, "ANY", "provider", 7},
+          Case{3, "ANY", "PROVIDER", 3}, Case{1, "KNOWN", "PROVIDER", 0}, Case{1, "KNOWN", "OTHER", 7}}) {
+        const QuietLog quiet;
+        DcMsm scp("PROVIDER", TSM_ROLE_SCP, 0);
+        scp.setAeTitleCheck(c.check);
+        int answered = 0;
+        std::thread thread([&] {
+            auto support = sopList({UID_VERIFICATION});
+            const char* titles[] = {"KNOWN", nullptr};
+            DcMsmScpInfo info;
+            info.callingAeTitles = titles;
+            info.sopList = support.data();
+            info.timeouts = seconds(10);
+            ASSERT_EQ(scp.connect(info, MSM_BLOCK_CONNECT_POLL), 0);
+            answered = scp.read(nullptr, nullptr, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL);
+            scp.read(nullptr, nullptr, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL);
+            scp.closeAssociation();
+        });
+        {
+            User user(scp.getPort(), c.calling);
+            EXPECT_EQ(user.open(sopList({UID_VERIFICATION}), c.called), c.reason == 0 ? 11346 : 11347)
+                << c.check << c.calling << c.called;
+            DcMsmAssoInfo info;
+            user.getAssoInfo(info);
+            EXPECT_EQ(info.reject.reason, c.reason);
+            EXPECT_EQ(info.reject.result, c.reason == 0 ? 0 : 1);
+            user.closeAssociation();
+        }
+        thread.join();
+        EXPECT_EQ(answered, 11348);
+    }
+}
+
+TEST(Association, WhatIsRefusedBeforeAnyConnectionIsMade) {
+    CaptureLog log;
+    User user(1);
+    EXPECT_EQ(user.open({DcMsmSopXferSyn()}), 11276);
+    EXPECT_EQ(log.lines().back(), (LogLine{LOG_VALIDATION, "DcMsm::connect", "List of SOPs is absent"}));
+    std::vector<DcMsmSopXferSyn> many(129, DcMsmSopXferSyn(UID_VERIFICATION, nullptr));
+    many.emplace_back();
+    EXPECT_EQ(user.open(many), 11276);
+    EXPECT_EQ(log.lines().back().text, "Number of SOPs proposed exceeds the limit of 128");
+    EXPECT_EQ(user.open(sopList({UID_VERIFICATION}), "SEVENTEEN_LETTERS"), 5644);
+    EXPECT_EQ(log.lines().back(), (LogLine{LOG_VALIDATION, "verifyValueAE",
+                                           "String SEVENTEEN_LETTERS exceeds the limit of 16 characters"}));
+    EXPECT_EQ(user.open(sopList({UID_VERIFICATION}), "A\tB"), 5644);
+    EXPECT_EQ(log.lines().back().text, "Illegal character '\t' (0x9) in string A\tB");
+    DcMsmScpInfo scp;
+    EXPECT_EQ(user.connect(scp, MSM_BLOCK_CONNECT_POLL), 16902);
+    DcMsm provider("P", TSM_ROLE_SCP, 0);
+    EXPECT_EQ(provider.connect(scp, MSM_BLOCK_CONNECT_POLL), 11274);
+    DcMsmScuInfo scu;
+    EXPECT_EQ(provider.connect("127.0.0.1", scu), 16901);
+    many.erase(many.begin());
+    EXPECT_EQ(user.open(many), 16404) << "128 are accepted, and nobody listens on port 1";
+    EXPECT_EQ(log.lines().back(),
+              (LogLine{LOG_ERROR, "DcTsm::sockConvOpenClient - connect", "winSock error WSAECONNREFUSED"}));
+}
+
+TEST(Association, AbortsAndBrokenConnectionsAreToldFromEachOther) {
+    std::atomic<int> seen = 0;
+    const auto watch = [&](DcMsm& msm) {
+        Message none;
+        seen = receive(msm, none);
+    };
+    {
+        Provider provider(sopList({UID_VERIFICATION}), watch);
+        User user(provider.port());
+        ASSERT_EQ(user.open(sopList({UID_VERIFICATION})), 11346);
+        user.abortAssociation();
+        user.closeAssociation();
+        EXPECT_FALSE(user.isConnected());
+    }
+    EXPECT_EQ(seen, 11345);
+    {
+        Provider provider(sopList({UID_VERIFICATION}), watch);
+        User user(provider.port());
+        ASSERT_EQ(user.open(sopList({UID_VERIFICATION})), 11346);
+        user.closeAssociation();
+    }
+    EXPECT_EQ(seen, 11356);
+    {
+        Provider provider(sopList({UID_VERIFICATION}), [](DcMsm& msm) { msm.abortAssociation(); });
+        User user(provider.port());
+        ASSERT_EQ(user.open(sopList({UID_VERIFICATION})), 11346);
+        Message none;
+        EXPECT_EQ(user.receive(none), 11345);
+        EXPECT_EQ(user.receive(none), 11353);
+        // The object is good for the next association.
+        Provider again(sopList({UID_VERIFICATION}), watch);
+        User second(again.port());
+        EXPECT_EQ(second.open(sopList({UID_VERIFICATION})), 11346);
+        EXPECT_EQ(second.release(), 11351);
+    }
+    EXPECT_EQ(seen, 11352);
+}
+
+// Both sides ask for release at once (PS3.8 9.2: Sta9 to Sta12).
+TEST(Association, AReleaseCollisionEndsOnBothSides) {
+    int provided = 0;
+    Provider provider(sopList({UID_VERIFICATION}), [&](DcMsm& msm) {
+        msm.releaseAssociation();
+        provided = msm.read(nullptr, nullptr, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL);
+    });
+    User user(provider.port());
+    ASSERT_EQ(user.open(sopList({UID_VERIFICATION})), 11346);
+    EXPECT_EQ(user.release(), 11352) << "the peer's request is answered";
+    EXPECT_EQ(user.read(nullptr, nullptr, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL), 11351);
+    provider.join();
+    EXPECT_EQ(provided, 11351);
+}
+
+TEST(Association, RoleSelectionIsGrantedAsSupported) {
+    Provider provider(
+        sopList({UID_CT_IMAGE_STORAGE, UID_MR_IMAGE_STORAGE}, {UID_LITTLE_ENDIAN_EXPLICIT}, TSM_ROLE_SCP),
+        nullptr);
+    User user(provider.port());
+    auto proposals = sopList({UID_CT_IMAGE_STORAGE}, {UID_LITTLE_ENDIAN_EXPLICIT}, TSM_ROLE_SCP_SCU);
+    proposals.pop_back();
+    proposals.push_back(sopList({UID_MR_IMAGE_STORAGE})[0]);
+    proposals.emplace_back();
+    ASSERT_EQ(user.open(proposals), 11346);
+    DcMsmAssoInfo info;
+    user.getAssoInfo(info);
+    EXPECT_EQ(info.role[0], TSM_ROLE_SCP);
+    EXPECT_EQ(info.role[1], 0);
+}
+
+}  // namespace

@@ -1,0 +1,125 @@
+// Two application entities on loopback: the provider runs in a thread of its own while the test drives the
+// user.
+#ifndef ORVKIT_TESTS_NETWORK_PAIR_H
+#define ORVKIT_TESTS_NETWORK_PAIR_H
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include "orvkit/log.h"
+#include "orvkit/msm.h"
+#include "orvkit/result.h"
+
+using Message = std::unique_ptr<DcMsg>;
+
+inline std::vector<DcMsmSopXferSyn> sopList(std::initializer_list<DICT_UID> sops,
+                                            std::vector<DICT_UID> syntaxes = {UID_LITTLE_ENDIAN_EXPLICIT},
+                                            TSM_ROLE role = TSM_ROLE_NONE) {
+    syntaxes.push_back(UID_NONE);
+    std::vector<DcMsmSopXferSyn> list;
+    for (DICT_UID sop : sops) list.emplace_back(sop, syntaxes.data(), role);
+    list.emplace_back();
+    return list;
+}
+
+inline DcTsmTimeoutInfo seconds(int all) {
+    DcTsmTimeoutInfo info;
+    info.connectTimeout = info.readTimeout = info.writeTimeout = all;
+    return info;
+}
+
+// Keeps the log of both threads quiet: failures are looked for by their codes.
+class QuietLog {
+  public:
+    QuietLog() {
+        for (int level = 0; level < 3; ++level) logActivate(static_cast<LOG_MSG>(level), LOG_OFF);
+    }
+    QuietLog(const QuietLog&) = delete;
+    QuietLog& operator=(const QuietLog&) = delete;
+    ~QuietLog() {
+        for (int level = 0; level < 3; ++level) logActivate(static_cast<LOG_MSG>(level), LOG_ON);
+    }
+};
+
+// A provider that accepts one association and then does what the test says.
+class Provider {
+  public:
+    using Work = std::function<void(DcMsm&)>;
+
+    Provider(std::vector<DcMsmSopXferSyn> support, Work work, const char* title = "PROVIDER",
+             int aeTitleCheck = 2)
+        : support_(std::move(support)), msm_(title, TSM_ROLE_SCP, 0) {
+        info_.sopList = support_.data();
+        info_.timeouts = seconds(10);
+        msm_.setAeTitleCheck(aeTitleCheck);
+        thread_ = std::thread([this, work = std::move(work)] {
+            accepted = msm_.connect(info_, MSM_BLOCK_CONNECT_POLL);
+            if (accepted != RESULT_OK) return;
+            answered = msm_.read(nullptr, nullptr, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL);
+            if (work) work(msm_);
+            msm_.closeAssociation();
+        });
+    }
+    Provider(const Provider&) = delete;
+    Provider& operator=(const Provider&) = delete;
+    ~Provider() { join(); }
+
+    void join() {
+        if (thread_.joinable()) thread_.join();
+    }
+    int port() const { return msm_.getPort(); }
+
+    int accepted = -1;
+    int answered = -1;
+
+  private:
+    QuietLog quiet_;
+    std::vector<DcMsmSopXferSyn> support_;
+    DcMsmScpInfo info_;
+    DcMsm msm_;
+    std::thread thread_;
+};
+
+// The user side.
+class User : public DcMsm {
+  public:
+    explicit User(int port, const char* title = "USER") : DcMsm(title, TSM_ROLE_SCU, port) {}
+
+    int open(std::vector<DcMsmSopXferSyn> proposals, const char* called = "PROVIDER", int timeout = 10) {
+        DcMsmScuInfo info;
+        info.calledAeTitle = called;
+        info.sopList = proposals.data();
+        info.timeouts = seconds(timeout);
+        return connect("127.0.0.1", info);
+    }
+    int receive(Message& message, DICT_UID* sop = nullptr) {
+        DcMsg* received = nullptr;
+        const int result = receiveMessage(sop, &received, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL);
+        message.reset(received);
+        return result;
+    }
+    // Releases and waits for the answer.
+    int release() {
+        if (const int result = releaseAssociation(); result != RESULT_OK) return result;
+        return read(nullptr, nullptr, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL);
+    }
+};
+
+inline int receive(DcMsm& msm, Message& message, DICT_UID* sop = nullptr) {
+    DcMsg* received = nullptr;
+    const int result = msm.receiveMessage(sop, &received, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL);
+    message.reset(received);
+    return result;
+}
+
+inline unsigned char contextOf(DcMsg& message) {
+    DcPduInfoTf info;
+    message.getInfo(info);
+    return info.presCtxId;
+}
+
+#endif
