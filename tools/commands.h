@@ -21,6 +21,14 @@ void addDump(CLI::App& program, int& status);
 void addConvert(CLI::App& program, int& status);
 void addLookup(CLI::App& program, int& status);
 void addPhantom(CLI::App& program, int& status);
+void addDicomdir(CLI::App& program, int& status);
+void addMedia(CLI::App& program, int& status);
+void addEcho(CLI::App& program, int& status);
+void addSend(CLI::App& program, int& status);
+void addFind(CLI::App& program, int& status);
+void addMove(CLI::App& program, int& status);
+void addGet(CLI::App& program, int& status);
+void addServe(CLI::App& program, int& status);
 
 }  // namespace tools
 

@@ -52,22 +52,25 @@ bool tagFromDigits(std::string text, unsigned int& tag) {
 
 }  // namespace
 
-bool Pick::add(const std::string& text) {
+std::vector<unsigned int> tagsNamed(const std::string& text) {
     unsigned int tag = 0;
-    if (tagFromDigits(text, tag)) {
-        tags_.push_back(tag);
-        return true;
-    }
+    if (tagFromDigits(text, tag)) return {tag};
+    std::vector<unsigned int> tags;
     const std::string wanted = folded(text);
-    const std::size_t before = tags_.size();
     for (std::size_t i = 0; i < Dict.tagCount(); ++i) {
         const DcDictElemInfo& info = Dict.tagAt(i);
         const std::string_view name = info.name;
         const std::string_view keyword = name.size() > 12 ? name.substr(12) : std::string_view();
         if (folded(name) == wanted || (!keyword.empty() && folded(keyword) == wanted))
-            tags_.push_back(info.tag);
+            tags.push_back(info.tag);
     }
-    return tags_.size() != before;
+    return tags;
+}
+
+bool Pick::add(const std::string& text) {
+    const std::vector<unsigned int> tags = tagsNamed(text);
+    tags_.insert(tags_.end(), tags.begin(), tags.end());
+    return !tags.empty();
 }
 
 bool Pick::wants(unsigned int tag) const {

@@ -11,11 +11,14 @@
 
 namespace tools {
 
+// The tags that a text names: "(0010,0010)", "0010,0010", "00100010", a name of the dictionary
+// ("T_0010_0010_patientsName") or its keyword, in whatever case and with or without the possessive s
+// ("PatientName"). Empty for anything else.
+std::vector<unsigned int> tagsNamed(const std::string& text);
+
 class Pick {
   public:
-    // "(0010,0010)", "0010,0010", "00100010", a name of the dictionary ("T_0010_0010_patientsName") or its
-    // keyword, in whatever case and with or without the possessive s ("PatientName"). false for anything
-    // else.
+    // false for a text that names no tag.
     bool add(const std::string& text);
 
     bool everything() const { return tags_.empty(); }

@@ -34,8 +34,9 @@ int main(int argc, char** argv) {
     takeValuesAsTheyAre();
 
     int status = tools::EXIT_OK;
-    CLI::App program("Dumps, converts and makes DICOM files, and looks up what the data dictionary knows.",
-                     "orvkit");
+    CLI::App program(
+        "Dumps, converts and makes DICOM files and file sets, and looks up what the data dictionary knows.",
+        "orvkit");
     program.set_version_flag("--version", "orvkit " ORVKIT_VERSION);
     program.add_flag_callback(
         "-v,--verbose", [] { tools::installLog(true); },
@@ -48,6 +49,14 @@ int main(int argc, char** argv) {
     tools::addConvert(program, status);
     tools::addLookup(program, status);
     tools::addPhantom(program, status);
+    tools::addDicomdir(program, status);
+    tools::addMedia(program, status);
+    tools::addEcho(program, status);
+    tools::addSend(program, status);
+    tools::addFind(program, status);
+    tools::addMove(program, status);
+    tools::addGet(program, status);
+    tools::addServe(program, status);
 
     try {
         program.parse(argc, argv);

@@ -12,23 +12,29 @@
 namespace tools {
 namespace {
 
+thread_local std::string faultOfThread;
+
 // The library's log as the command shows it: a line on standard error.
 class StderrLog : public DcLog {
   public:
     explicit StderrLog(bool verbose) : verbose_(verbose) {}
     void mute(bool muted) { muted_ = muted && !verbose_; }
     int replaced() const { return replaced_; }
+    int errors() const { return errors_; }
 
     int report(LOG_MSG level, const char* name, const char* fmt, ...) override {
         if (fmt == nullptr) return RESULT_LOG_NULL_FORMAT;
         if (level < LOG_NOTICE || level > LOG_APPLICATION) return RESULT_LOG_LEVEL;
         if (name != nullptr && std::strcmp(name, "DcElemList::add") == 0) ++replaced_;
-        if (muted_ || (!verbose_ && level < LOG_ERROR)) return RESULT_LOG_SUPPRESSED;
+        if (level == LOG_ERROR) ++errors_;
+        if (level < LOG_ERROR && (muted_ || !verbose_)) return RESULT_LOG_SUPPRESSED;
         char text[2048];
         va_list arguments;
         va_start(arguments, fmt);
         std::vsnprintf(text, sizeof text, fmt, arguments);
         va_end(arguments);
+        if (level == LOG_ERROR) faultOfThread = text;
+        if (muted_) return RESULT_LOG_SUPPRESSED;
         if (verbose_ && name != nullptr) {
             complain("%s [%s]", text, name);
         } else {
@@ -41,6 +47,7 @@ class StderrLog : public DcLog {
     bool verbose_;
     bool muted_ = false;
     int replaced_ = 0;
+    int errors_ = 0;
 };
 
 StderrLog* installed = nullptr;
@@ -58,6 +65,18 @@ void muteLog(bool muted) {
 
 int elementsReplaced() {
     return installed != nullptr ? installed->replaced() : 0;
+}
+
+int errorsLogged() {
+    return installed != nullptr ? installed->errors() : 0;
+}
+
+std::string lastFault() {
+    return faultOfThread;
+}
+
+void forgetFault() {
+    faultOfThread.clear();
 }
 
 void complain(const char* format, ...) {

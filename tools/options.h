@@ -19,6 +19,12 @@ void muteLog(bool muted = true);
 // How often a data set has replaced an element by a later one with the same tag: the library tells that
 // through its log alone.
 int elementsReplaced();
+// How many errors (LOG_ERROR) the library has told, muted or not.
+int errorsLogged();
+
+// The last error (LOG_ERROR) that the library logged on this thread, shown or not; "" since forgetFault.
+std::string lastFault();
+void forgetFault();
 
 // One line on standard error: "orvkit: " and the text.
 void complain(const char* format, ...) ORVKIT_PRINTF(1, 2);

@@ -54,6 +54,16 @@ mode_t rightsFor(const std::string& path) {
 
 }  // namespace
 
+bool removeOnSignal(const std::string& path) {
+    armed = 0;
+    if (path.size() >= sizeof doomed) return false;
+    if (path.empty()) return true;
+    std::memcpy(doomed, path.c_str(), path.size() + 1);
+    armed = 1;
+    catchSignals();
+    return true;
+}
+
 WholeFile::WholeFile(const std::string& path) : path_(path) {
     std::error_code error;
     if (fs::is_symlink(path, error) && fs::exists(path, error)) path_ = fs::canonical(path, error).string();
@@ -74,9 +84,7 @@ WholeFile::WholeFile(const std::string& path) : path_(path) {
         return;
     }
     temporary_ = pattern;
-    std::memcpy(doomed, pattern.c_str(), pattern.size() + 1);
-    armed = 1;
-    catchSignals();
+    (void)removeOnSignal(temporary_);
     fchmod(handle, rightsFor(path_));
     close(handle);
 }
@@ -93,7 +101,7 @@ bool WholeFile::commit() {
         remove();
         return false;
     }
-    armed = 0;
+    (void)removeOnSignal("");
     temporary_.clear();
     // The name itself reaches the disk with the directory; the file is whole either way.
     syncPath(directory.empty() ? "." : directory.c_str(), O_RDONLY | O_DIRECTORY);
@@ -103,7 +111,7 @@ bool WholeFile::commit() {
 void WholeFile::remove() {
     if (temporary_.empty()) return;
     unlink(temporary_.c_str());
-    armed = 0;
+    (void)removeOnSignal("");
     temporary_.clear();
 }
 

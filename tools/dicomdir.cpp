@@ -1,0 +1,127 @@
+// orvkit dicomdir: file sets, that is folders of DICOM files with a directory of them (PS3.10 8, PS3.3 F).
+#include "tools/dicomdir.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <filesystem>
+#include <memory>
+#include <string_view>
+#include <system_error>
+
+#include "orvkit/result.h"
+#include "tools/commands.h"
+#include "tools/file_id.h"
+#include "tools/options.h"
+
+namespace tools {
+namespace {
+
+namespace fs = std::filesystem;
+
+// What a writer of the library makes before it replaces the DICOMDIR: "DICOMDIR." and eight digits.
+bool isLeftover(const std::string& name) {
+    constexpr std::string_view stem = "DICOMDIR.";
+    return name.size() == stem.size() + 8 && name.compare(0, stem.size(), stem) == 0 &&
+           name.find_first_not_of("0123456789abcdef", stem.size()) == std::string::npos;
+}
+
+void take(const fs::directory_entry& entry, const std::string& root, FolderContent& content) {
+    std::error_code error;
+    const std::string name = entry.path().lexically_relative(root).generic_string();
+    const fs::file_status status = entry.symlink_status(error);
+    if (error) {
+        content.others.push_back(name + ": " + error.message());
+    } else if (status.type() == fs::file_type::symlink) {
+        content.others.push_back(name + ": is a symbolic link, which no file set can hold");
+    } else if (status.type() == fs::file_type::regular) {
+        if (isLeftover(name)) {
+            content.leftovers.push_back(name);
+        } else if (name != "DICOMDIR") {
+            content.files.push_back(name);
+        }
+    }
+}
+
+}  // namespace
+
+FolderContent walkFolder(const std::string& root) {
+    FolderContent content;
+    std::vector<fs::path> open{root};
+    while (!open.empty()) {
+        const fs::path folder = open.back();
+        open.pop_back();
+        std::error_code error;
+        fs::directory_iterator each(folder, error);
+        for (; !error && each != fs::directory_iterator(); each.increment(error)) {
+            std::error_code ignored;
+            take(*each, root, content);
+            if (fs::is_directory(each->symlink_status(ignored))) open.push_back(each->path());
+        }
+        if (error) {
+            content.others.push_back(folder.lexically_relative(root).generic_string() + ": " +
+                                     error.message());
+        }
+    }
+    for (auto* list : {&content.files, &content.others, &content.leftovers})
+        std::sort(list->begin(), list->end());
+    return content;
+}
+
+bool readDicomdir(DcDirDicomDir& set, const std::string& directory, bool written) {
+    const std::string path = pathOfFileId(directory, "DICOMDIR");
+    std::error_code error;
+    if (!fs::exists(path, error)) {
+        complain("%s: there is no DICOMDIR", path.c_str());
+        return false;
+    }
+    const int result = set.read(directory.c_str());
+    DcDirDicomDirInfo info;
+    set.getInfo(info);
+    if (result != RESULT_OK && (written || set.first() == nullptr)) {
+        complain("%s: %s%s", path.c_str(), resultText(result).c_str(),
+                 written ? "; writing it would lose what was not read" : "");
+        return false;
+    }
+    if (written && info.consistencyFlag != DIR_FILESET_IS_CONSISTENT) {
+        complain("%s: it is marked as inconsistent: make it anew", path.c_str());
+        return false;
+    }
+    return true;
+}
+
+void addDicomdir(CLI::App& program, int& status) {
+    CLI::App* command =
+        program.add_subcommand("dicomdir", "Make, change, list and check file sets (DICOMDIR)");
+    command->require_subcommand(1);
+    auto options = std::make_shared<DicomdirOptions>();
+    const auto add = [&](const char* name, const char* what, int (*run)(const DicomdirOptions&)) {
+        CLI::App* sub = command->add_subcommand(name, what);
+        sub->add_option("DIR", options->directory, "The folder of the file set")
+            ->required()
+            ->check(CLI::ExistingDirectory);
+        sub->callback([options, run, &status] { status = run(*options); });
+        return sub;
+    };
+    const auto addBuilding = [&](CLI::App* sub) {
+        sub->add_option("--copy-from", options->copyFrom,
+                        "Also copy the DICOM files below this folder into the set, under new names")
+            ->check(CLI::ExistingDirectory);
+        sub->add_flag("--icons", options->icons,
+                      "Icon images in the records of images with native pixel data");
+        sub->add_option("--id", options->id, "File-set ID: at most 16 of A-Z, 0-9, blank and _");
+    };
+    CLI::App* make = add("make", "Make the DICOMDIR of a folder of DICOM files", makeDicomdir);
+    addBuilding(make);
+    CLI::App* update = add("update", "Add files that the DICOMDIR does not have yet", updateDicomdir);
+    addBuilding(update);
+    update->add_flag("--prune", options->prune, "Drop the records of files that are gone");
+    CLI::App* remove = add("remove", "Drop files from the DICOMDIR", removeFromDicomdir);
+    remove->add_option("FILEID", options->fileIds, "File IDs, with slashes or backslashes")->required();
+    remove->add_flag("--delete", options->deleteFiles, "Delete the files, too");
+    CLI::App* list = add("list", "Show the records of a DICOMDIR", listDicomdir);
+    list->add_flag("--json", options->json, "For programs");
+    add("check", "Compare a DICOMDIR with its files; exit status 1 on any finding", checkDicomdir);
+    command->footer("Help on one of them: orvkit dicomdir make --help");
+}
+
+}  // namespace tools

@@ -1,0 +1,199 @@
+// orvkit get: retrieve as a user, over the association that asks (C-GET, PS3.4 annex C).
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <string_view>
+#include <system_error>
+
+#include "orvkit/result.h"
+#include "orvkit/tags.h"
+#include "tools/commands.h"
+#include "tools/dump_charset.h"
+#include "tools/net_text.h"
+#include "tools/options.h"
+#include "tools/progress.h"
+#include "tools/retrieve.h"
+#include "tools/store_file.h"
+#include "tools/whole_file.h"
+
+namespace tools {
+namespace {
+
+constexpr unsigned short kNoDataset = 0x0101;
+constexpr unsigned short kSuccess = 0x0000;
+constexpr unsigned short kOutOfResources = 0xA700;
+constexpr unsigned short kCannotUnderstand = 0xC000;
+
+struct GetOptions : QueryOptions {
+    std::string directory;
+};
+
+// A context for every storage class of the dictionary with the uncompressed transfer syntaxes, and as many as
+// the association can hold with compressed ones: the peer takes one syntax of each context.
+std::vector<DcMsmSopXferSyn> storageContexts() {
+    const std::vector<DICT_UID> native = {UID_LITTLE_ENDIAN_EXPLICIT, UID_LITTLE_ENDIAN_IMPLICIT,
+                                          UID_BIG_ENDIAN_EXPLICIT};
+    const std::vector<DICT_UID> compressed = {
+        UID_JPEG_LS_LOSSLESS, UID_JPEG_2K_LOSSLESS, UID_JPEG_LOSSLESS_FIRST_ORDER_PREDICTION,
+        UID_RLE_LOSSLESS,     UID_JPEG_2K_LOSSY,    UID_JPEG_LS_LOSSY,
+        UID_JPEG_BASELINE,    UID_JPEG_EXTENDED,    UID_MPEG2};
+    std::vector<DcMsmSopXferSyn> contexts;
+    std::vector<DICT_UID> images;
+    for (std::size_t slot = 0; slot < Dict.uidSlots(); ++slot) {
+        const DcDictUidInfo& info = Dict.uidAt(slot);
+        const bool storage = info.value != UID_NONE && info.type == UID_TYPE_SOP &&
+                             std::string_view(info.uid).starts_with("1.2.840.10008.5.1.4.1.1.");
+        if (!storage || Dict.findUid(info.uid)->value != info.value) continue;
+        contexts.push_back(context(info.value, native, TSM_ROLE_SCP));
+        if (std::string_view(info.desc).find("Image") != std::string_view::npos) images.push_back(info.value);
+    }
+    for (DICT_UID image : images) contexts.push_back(context(image, compressed, TSM_ROLE_SCP));
+    if (contexts.size() > MSM_PROPOSAL_MAX - 1) contexts.resize(MSM_PROPOSAL_MAX - 1);  // one is the model's
+    return contexts;
+}
+
+class Getter {
+  public:
+    Getter(const GetOptions& options, const QueryKeys& keys)
+        : options_(options), keys_(keys), association_(options), account_(options), progress_("got", 0) {}
+
+    int run() {
+        const DICT_UID model = options_.patientRoot() ? UID_PAT_ROOT_Q_R_GET : UID_STUDY_ROOT_Q_R_GET;
+        if (!openFor(association_, options_, model, storageContexts())) return EXIT_FAILED;
+        DcCmdCGetRq request;
+        fillRequest(request, model, keys_);
+        bool going = association_.send(request, model);
+        while (going && !account_.ended()) going = next();
+        progress_.clear();
+        const int status = account_.finish(association_.fault());
+        association_.release();
+        return stored_ && status == EXIT_OK ? EXIT_OK : EXIT_FAILED;
+    }
+
+  private:
+    bool next() {
+        const std::unique_ptr<DcMsg> message = association_.receivePart();
+        if (message == nullptr) return false;
+        if (auto* request = dynamic_cast<DcCmdCStoreRq*>(message.get())) return store(*request);
+        if (message->getType() != DICT_MSG_C_GET_RSP) {
+            association_.refuse(*message);
+            return false;
+        }
+        account_.response(*message);
+        unsigned short dataset = kNoDataset;
+        (void)message->getValue(T_0000_0800_dataSetType, dataset);
+        // A data set names the instances that failed; their number is in the response.
+        DcElemList failed;
+        takeDataset(*message, failed);
+        return dataset == kNoDataset || failed.first() != nullptr || association_.receivePart() != nullptr;
+    }
+
+    bool store(DcCmdCStoreRq& request) {
+        char instance[65] = "";
+        DICT_UID sopClass = UID_NONE;
+        (void)request.getValue(T_0000_1000_affectedSopInstanceUid, instance, 64);
+        (void)request.getValue(T_0000_0002_affectedSopClassUid, sopClass);
+        Incoming incoming(options_.directory);
+        incoming.file.describe(sopClass, instance, options_.aec);
+        if (!receiveDataset(request, incoming)) return false;
+        const unsigned short status = keep(incoming.file, instance);
+        DcCmdCStoreRsp response(&request);
+        (void)response.add(new DcElem(T_0000_0900_status, status));
+        DcPduInfoTf info;
+        (void)response.getInfo(info);
+        return association_.check(association_.msm().write(info.presCtxId, &response), RESULT_OK);
+    }
+
+    // An object on its way to its file; a signal that ends the program removes it.
+    struct Incoming {
+        explicit Incoming(const std::string& directory) : file(directory, true) {}
+        Incoming(const Incoming&) = delete;
+        Incoming& operator=(const Incoming&) = delete;
+        ~Incoming() { (void)removeOnSignal(""); }
+        static int take(void* self, const unsigned char* data, unsigned int length, DICT_UID xferSyn,
+                        int last) {
+            StoreFile& file = static_cast<Incoming*>(self)->file;
+            const bool first = file.temporaryPath().empty();
+            const int result = StoreFile::take(&file, data, length, xferSyn, last);
+            if (first) (void)removeOnSignal(file.temporaryPath());
+            return result;
+        }
+        StoreFile file;
+    };
+
+    bool receiveDataset(DcCmdCStoreRq& request, Incoming& incoming) {
+        DcElemList dataset;
+        takeDataset(request, dataset);
+        if (dataset.first() != nullptr) {  // it came in one PDU with the command
+            DcPduInfoTf info;
+            (void)request.getInfo(info);
+            incoming.file.take(dataset, info.xferSyn);
+            return true;
+        }
+        DcMsm& msm = association_.msm();
+        (void)msm.registerDataSetCB(&incoming, &Incoming::take);
+        const std::unique_ptr<DcMsg> part = association_.receivePart();
+        (void)msm.registerDataSetCB(nullptr, nullptr);
+        if (part == nullptr || part->getType() == MSG_TYPE_DATASET) return part != nullptr;
+        association_.refuse(*part);
+        return false;
+    }
+
+    // The status for the response (PS3.4 B.2.3).
+    unsigned short keep(StoreFile& file, const std::string& instance) {
+        if (isUid(instance) && file.commit(options_.directory + "/" + instance + ".dcm")) {
+            progress_.step();
+            return kSuccess;
+        }
+        stored_ = false;
+        progress_.clear();
+        if (isUid(instance)) {
+            complain("%s: not stored: %s", instance.c_str(), file.fault().c_str());
+            return kOutOfResources;
+        }
+        complain("'%s' is not a SOP Instance UID: the object is not stored", withEscapes(instance).c_str());
+        return kCannotUnderstand;
+    }
+
+    const GetOptions& options_;
+    const QueryKeys& keys_;
+    Association association_;
+    Retrieval account_;
+    Progress progress_;
+    bool stored_ = true;
+};
+
+int runGet(GetOptions& options) {
+    if (options.words.size() != 1) {
+        complain("get takes one directory");
+        return EXIT_USAGE;
+    }
+    options.directory = options.words.front();
+    QueryKeys keys;
+    if (!keys.parse(options)) return EXIT_USAGE;
+    std::error_code error;
+    std::filesystem::create_directories(options.directory, error);
+    if (!std::filesystem::is_directory(options.directory)) {
+        complain("%s: %s", options.directory.c_str(), error ? error.message().c_str() : "not a directory");
+        return EXIT_FAILED;
+    }
+    return Getter(options, keys).run();
+}
+
+}  // namespace
+
+void addGet(CLI::App& program, int& status) {
+    CLI::App* command =
+        program.add_subcommand("get", "Retrieve objects from a peer over the same association (C-GET)");
+    auto options = std::make_shared<GetOptions>();
+    addPeerOptions(*command, *options, "DIR", "the directory to store in, which is made if it is not there");
+    addQueryOptions(*command, *options);
+    command->footer(
+        "Each object becomes DIR/SOPINSTANCEUID.dcm, as it was sent, under that name when it is whole and on "
+        "disk.");
+    command->callback(
+        [options, &status] { status = runRetrieve(*options, true, [&] { return runGet(*options); }); });
+}
+
+}  // namespace tools

@@ -1,0 +1,141 @@
+// orvkit media: the media storage services over a file set (PS3.10 8.1).
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "orvkit/mediamgr.h"
+#include "orvkit/result.h"
+#include "tools/commands.h"
+#include "tools/dicomdir.h"
+#include "tools/file_set.h"
+#include "tools/options.h"
+#include "tools/whole_file.h"
+
+namespace tools {
+namespace {
+
+struct MediaOptions {
+    std::string directory;
+    std::string fileId;
+    std::string file;  // to read from or to write to
+    MEDIA_ROLE role = MEDIA_ROLE_UPDATER;
+};
+
+// The log of the library has told why.
+int outcome(int result) {
+    if (result != RESULT_OK && errorsLogged() == 0) complain("%s", resultText(result).c_str());
+    return result == RESULT_OK ? EXIT_OK : EXIT_FAILED;
+}
+
+std::string timeText(DcElemValueDT& t) {
+    char text[64];
+    std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d", t.year, t.month, t.day, t.hour,
+                  t.minute, static_cast<int>(t.second));
+    return text;
+}
+
+bool open(DcMediaMgr& manager, const MediaOptions& options, bool written) {
+    return readDicomdir(manager, options.directory, written);
+}
+
+int mediaRead(const MediaOptions& options) {
+    DcMediaMgr manager(options.role, nullptr);
+    if (!open(manager, options, false)) return EXIT_FAILED;
+    DcDirMetaInfo meta;
+    DcElemList dataset;
+    int result = manager.mRead(options.fileId.c_str(), meta, dataset);
+    if (result != RESULT_OK) return outcome(result);
+    WholeFile file(options.file);
+    if (!file.ok()) return EXIT_FAILED;
+    result = dirWriteFile(file.temporaryPath().c_str(), meta, dataset);
+    if (result != RESULT_OK) return outcome(result);
+    return file.commit() ? EXIT_OK : EXIT_FAILED;
+}
+
+int mediaWrite(const MediaOptions& options) {
+    DcMediaMgr manager(options.role, nullptr);
+    if (!open(manager, options, true)) return EXIT_FAILED;
+    SourceFile source;
+    DcDirMetaInfo meta;
+    DcElemList dataset;
+    if (readSource(options.file, source) != SourceFile::Kind::dicom ||
+        dirReadFile(options.file.c_str(), meta, dataset) != RESULT_OK) {
+        complain("%s: %s", options.file.c_str(),
+                 source.fault.empty() ? "not a DICOM Part 10 file" : source.fault.c_str());
+        return EXIT_FAILED;
+    }
+    FileSet set(manager);
+    FileSet::Faults faults;
+    const FileSet::Placed placed = set.place(source, faults);
+    for (const std::string& fault : faults) complain("%s: %s", options.file.c_str(), fault.c_str());
+    if (placed.leaf == nullptr) return EXIT_FAILED;
+    const int status = outcome(manager.mWrite(placed.leaf, options.fileId.c_str(), meta, dataset));
+    return status == EXIT_OK && !faults.empty() ? EXIT_FAILED : status;
+}
+
+int mediaDelete(const MediaOptions& options) {
+    DcMediaMgr manager(options.role, nullptr);
+    if (!open(manager, options, true)) return EXIT_FAILED;
+    return outcome(manager.mDelete(options.fileId.c_str()));
+}
+
+int mediaInquireFile(const MediaOptions& options) {
+    DcMediaMgr manager(options.role, nullptr);
+    if (!open(manager, options, false)) return EXIT_FAILED;
+    DcElemValueDT created;
+    DcElemValueDT modified;
+    const int result = manager.mInquireFile(options.fileId.c_str(), created, modified);
+    if (result == RESULT_OK) {
+        std::printf("created   %s\nmodified  %s\n", timeText(created).c_str(), timeText(modified).c_str());
+    }
+    return outcome(result);
+}
+
+int mediaInquireFileSet(const MediaOptions& options) {
+    DcMediaMgr manager(options.role, nullptr);
+    if (!open(manager, options, false)) return EXIT_FAILED;
+    unsigned int free = 0;
+    const int result = manager.mInquireFileSet(free);
+    if (result == RESULT_OK) std::printf("free  %u bytes (the low 32 bits of the number)\n", free);
+    return outcome(result);
+}
+
+}  // namespace
+
+void addMedia(CLI::App& program, int& status) {
+    static const std::map<std::string, MEDIA_ROLE> roles = {
+        {"none", MEDIA_ROLE_NONE},       {"creator", MEDIA_ROLE_CREATOR},
+        {"reader", MEDIA_ROLE_READER},   {"creator-reader", MEDIA_ROLE_CREATOR_READER},
+        {"updater", MEDIA_ROLE_UPDATER},
+    };
+    CLI::App* command = program.add_subcommand("media", "The media storage services on a file set");
+    command->require_subcommand(1);
+    auto options = std::make_shared<MediaOptions>();
+    command->add_option("--role", options->role, "What the service is asked as; an updater may do everything")
+        ->transform(CLI::CheckedTransformer(roles))
+        ->default_str("updater");
+    const auto add = [&](const char* name, const char* what, int (*run)(const MediaOptions&)) {
+        CLI::App* sub = command->add_subcommand(name, what);
+        sub->add_option("DIR", options->directory, "The folder of the file set")
+            ->required()
+            ->check(CLI::ExistingDirectory);
+        sub->callback([options, run, &status] { status = run(*options); });
+        return sub;
+    };
+    const auto addFileId = [&](CLI::App* sub) {
+        sub->add_option("FILEID", options->fileId, "File ID, with slashes or backslashes")->required();
+        return sub;
+    };
+    addFileId(add("read", "M-READ: copy a file of the set to OUT", mediaRead))
+        ->add_option("OUT", options->file, "The file to write")
+        ->required();
+    CLI::App* write = addFileId(add("write", "M-WRITE: put the file IN into the set", mediaWrite));
+    write->add_option("IN", options->file, "A DICOM Part 10 file")->required()->check(CLI::ExistingFile);
+    addFileId(add("delete", "M-DELETE: delete a file; its record stays, without a file", mediaDelete));
+    addFileId(add("inquire-file", "M-INQUIRE FILE: when a file was created and changed", mediaInquireFile));
+    add("inquire-set", "M-INQUIRE FILE-SET: the free space for the set", mediaInquireFileSet);
+}
+
+}  // namespace tools

@@ -1,0 +1,212 @@
+// orvkit find and orvkit move: query and retrieve as a user (PS3.4 annex C).
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <memory>
+
+#include "orvkit/result.h"
+#include "orvkit/tags.h"
+#include "tools/commands.h"
+#include "tools/dump_forms.h"
+#include "tools/dump_values.h"
+#include "tools/net_association.h"
+#include "tools/net_text.h"
+#include "tools/options.h"
+#include "tools/query_keys.h"
+#include "tools/retrieve.h"
+
+namespace tools {
+namespace {
+
+// Results as they come, for programs.
+class JsonResults {
+  public:
+    JsonResults() : form_(makeJsonForm(out_)) { form_->begin(); }
+    void result(DumpedFile& result) { form_->file(result, Pick(), nullptr); }
+    void finish() { form_->end(); }
+
+  private:
+    Output out_;
+    std::unique_ptr<DumpForm> form_;
+};
+
+// A row for each result, a column for each key; columns as wide as they need to be, so that it is printed at
+// the end.
+class TableResults {
+  public:
+    explicit TableResults(const std::vector<unsigned int>& tags) : tags_(tags) {
+        rows_.emplace_back();
+        for (unsigned int tag : tags_) rows_[0].push_back(keyword(tag));
+    }
+    void result(DumpedFile& result) {
+        const Place place(result.data, result);
+        std::vector<std::string> row;
+        for (unsigned int tag : tags_) {
+            DcElem* e = nullptr;
+            (void)result.data.getElem(tag, &e);
+            row.push_back(e != nullptr ? text(*e, place) : "");
+        }
+        rows_.push_back(std::move(row));
+    }
+    void finish() const {
+        if (rows_.size() == 1) return;
+        std::vector<std::size_t> widths(tags_.size());
+        for (const auto& row : rows_) {
+            for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], columns(row[i]));
+        }
+        Output out;
+        for (const auto& row : rows_) {
+            for (std::size_t i = 0; i < row.size(); ++i) {
+                out << row[i];
+                if (i + 1 < row.size()) out.pad(widths[i] - columns(row[i]) + 2);
+            }
+            out << '\n';
+        }
+    }
+
+  private:
+    // "PatientsName" of "T_0010_0010_patientsName".
+    static std::string keyword(unsigned int tag) {
+        char name[64] = "";
+        (void)Dict.getDesc(tag, name);
+        std::string text = name;
+        if (text.size() <= 12) return text;
+        text.erase(0, 12);
+        if (text[0] >= 'a' && text[0] <= 'z') text[0] = static_cast<char>(text[0] - 'a' + 'A');
+        return text;
+    }
+    // Characters of a UTF-8 text.
+    static std::size_t columns(const std::string& text) {
+        return static_cast<std::size_t>(
+            std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xC0) != 0x80; }));
+    }
+    std::string text(DcElem& e, const Place& place) {
+        values_.load(e, place);
+        std::string all;
+        for (std::size_t i = 0; i < values_.count(); ++i) {
+            if (i != 0) all += '\\';
+            switch (values_.kind()) {
+                case ValueKind::text:
+                    all += withEscapes(values_.text(i));
+                    break;
+                case ValueKind::integer:
+                    all += std::to_string(values_.integer(i));
+                    break;
+                case ValueKind::real:
+                    all += std::to_string(values_.real(i));
+                    break;
+                default:
+                    break;
+            }
+        }
+        return all;
+    }
+
+    const std::vector<unsigned int>& tags_;
+    std::vector<std::vector<std::string>> rows_;
+    Values values_;
+};
+
+template <typename Results>
+int receiveResults(Association& association, Results& results) {
+    for (;;) {
+        const std::unique_ptr<DcMsg> response = association.receive(DICT_MSG_C_FIND_RSP);
+        if (response == nullptr) {
+            results.finish();
+            complain("%s", association.fault().c_str());
+            return EXIT_FAILED;
+        }
+        const StatusKind kind = statusKind(statusOf(*response));
+        if (kind == StatusKind::pending) {
+            DumpedFile result;
+            result.path = "/";
+            takeDataset(*response, result.data);
+            results.result(result);
+            continue;
+        }
+        results.finish();
+        if (kind == StatusKind::success) return EXIT_OK;
+        complain("the peer answered %s", statusText(*response).c_str());
+        return EXIT_FAILED;
+    }
+}
+
+int runFind(const QueryOptions& options) {
+    QueryKeys keys;
+    if (!keys.parse(options)) return EXIT_USAGE;
+    keys.askForUsual();
+    const DICT_UID model = options.patientRoot() ? UID_PAT_ROOT_Q_R_FIND : UID_STUDY_ROOT_Q_R_FIND;
+    Association association(options);
+    if (!openFor(association, options, model, {})) return EXIT_FAILED;
+    DcCmdCFindRq request;
+    fillRequest(request, model, keys);
+    if (!association.send(request, model)) {
+        complain("%s: %s", options.peer().c_str(), association.fault().c_str());
+        return EXIT_FAILED;
+    }
+    int status = EXIT_FAILED;
+    if (options.json) {
+        JsonResults results;
+        status = receiveResults(association, results);
+    } else {
+        TableResults results(keys.tags());
+        status = receiveResults(association, results);
+    }
+    association.release();
+    return status;
+}
+
+struct MoveOptions : QueryOptions {
+    std::string destination;
+};
+
+int runMove(const MoveOptions& options) {
+    QueryKeys keys;
+    if (!keys.parse(options)) return EXIT_USAGE;
+    const DICT_UID model = options.patientRoot() ? UID_PAT_ROOT_Q_R_MOVE : UID_STUDY_ROOT_Q_R_MOVE;
+    Association association(options);
+    if (!openFor(association, options, model, {})) return EXIT_FAILED;
+    DcCmdCMoveRq request;
+    fillRequest(request, model, keys);
+    (void)request.add(new DcElem(T_0000_0600_moveDestination, options.destination.c_str()));
+    Retrieval retrieval(options);
+    bool answered = association.send(request, model);
+    while (answered && !retrieval.ended()) {
+        const std::unique_ptr<DcMsg> response = association.receive(DICT_MSG_C_MOVE_RSP);
+        answered = response != nullptr;
+        if (answered) retrieval.response(*response);
+    }
+    const int status = retrieval.finish(answered ? "" : association.fault());
+    association.release();
+    return status;
+}
+
+}  // namespace
+
+void addFind(CLI::App& program, int& status) {
+    CLI::App* command = program.add_subcommand("find", "Ask a peer what it holds (C-FIND)");
+    auto options = std::make_shared<QueryOptions>();
+    addPeerOptions(*command, *options, "", "");
+    addQueryOptions(*command, *options);
+    command->footer("--json prints the DICOM JSON model (PS3.18 Annex F): an array with an object a result.");
+    command->callback(
+        [options, &status] { status = runRetrieve(*options, false, [&] { return runFind(*options); }); });
+}
+
+void addMove(CLI::App& program, int& status) {
+    CLI::App* command = program.add_subcommand("move", "Have a peer send objects to another one (C-MOVE)");
+    auto options = std::make_shared<MoveOptions>();
+    addPeerOptions(*command, *options, "", "");
+    addQueryOptions(*command, *options);
+    command->add_option("--dest", options->destination, "The AE title of the one to send to")
+        ->required()
+        ->check([](const std::string& text) {
+            return isAeTitle(text) ? std::string() : "not an AE title: " + text;
+        })
+        ->type_name("AET");
+    command->callback(
+        [options, &status] { status = runRetrieve(*options, false, [&] { return runMove(*options); }); });
+}
+
+}  // namespace tools

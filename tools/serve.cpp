@@ -1,0 +1,226 @@
+// orvkit serve: a storage and verification provider.
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <ctime>
+#include <filesystem>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+#include "orvkit/result.h"
+#include "platform/clock.h"
+#include "platform/socket.h"
+#include "tools/commands.h"
+#include "tools/doorman.h"
+#include "tools/net_options.h"
+#include "tools/net_text.h"
+#include "tools/net_uids.h"
+#include "tools/options.h"
+#include "tools/serve_file_set.h"
+#include "tools/store_scp.h"
+
+namespace tools {
+namespace {
+
+namespace platform = orvkit::platform;
+
+constexpr int kTick = 250;                         // milliseconds
+constexpr auto kGrace = std::chrono::seconds(10);  // for messages that are under way when the server stops
+constexpr std::size_t kMostAcceptFrom = MSM_AE_ACCEPT_MAX;
+
+volatile std::sig_atomic_t stopAsked = 0;
+extern "C" void askToStop(int) {
+    stopAsked = 1;
+}
+
+struct ServeOptions : EntityOptions {
+    std::string directory;
+    int port = 11112;
+    int workers = 128;
+    bool noSync = false;
+    bool fileSet = false;
+    std::vector<std::string> acceptFrom;
+    CLI::Option* aetGiven = nullptr;
+};
+
+// A line with the time of day on standard error, whole also when several threads tell something.
+void tellLine(const std::string& line) {
+    static std::mutex mutex;
+    std::tm now{};
+    char stamp[32] = "";
+    if (platform::localTime(now)) std::strftime(stamp, sizeof stamp, "%Y-%m-%d %H:%M:%S ", &now);
+    const std::string whole = stamp + line + "\n";
+    const std::lock_guard lock(mutex);
+    std::fwrite(whole.data(), 1, whole.size(), stderr);
+}
+
+// The threads of the associations that are open.
+class Workers {
+  public:
+    Workers(StoreServer& server, std::size_t most) : server_(server), most_(most) {}
+    Workers(const Workers&) = delete;
+    Workers& operator=(const Workers&) = delete;
+    ~Workers() { stop(); }
+
+    bool full() {
+        sweep();
+        return workers_.size() >= most_;
+    }
+    void start(Visitor visitor) {
+        Worker& worker = workers_.emplace_back();
+        worker.scp = std::make_unique<StoreScp>(server_, std::move(visitor));
+        worker.thread = std::thread([&worker] {
+            worker.scp->run();
+            worker.done = true;
+        });
+    }
+    // Waits for the messages that are under way; then the connections are cut.
+    void stop() {
+        server_.stopping = true;
+        const auto end = std::chrono::steady_clock::now() + kGrace;
+        for (sweep(); !workers_.empty() && std::chrono::steady_clock::now() < end; sweep()) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+        for (Worker& worker : workers_) {
+            if (!worker.done) platform::shutdownSocket(worker.scp->socket());
+        }
+        for (Worker& worker : workers_) worker.thread.join();
+        workers_.clear();
+    }
+
+  private:
+    struct Worker {
+        std::unique_ptr<StoreScp> scp;
+        std::thread thread;
+        std::atomic<bool> done = false;
+    };
+    void sweep() {
+        for (auto at = workers_.begin(); at != workers_.end();) {
+            if (!at->done) {
+                ++at;
+                continue;
+            }
+            at->thread.join();
+            at = workers_.erase(at);
+        }
+    }
+
+    StoreServer& server_;
+    std::size_t most_;
+    std::list<Worker> workers_;
+};
+
+bool prepare(const ServeOptions& options, StoreServer& server) {
+    std::error_code error;
+    std::filesystem::create_directories(options.directory, error);
+    if (!std::filesystem::is_directory(options.directory, error)) {
+        complain("%s is not a directory", options.directory.c_str());
+        return false;
+    }
+    if (const int count = StoreFile::removeLeftovers(options.directory); count > 0) {
+        tellLine(std::to_string(count) + " unfinished files of a server that was killed removed");
+    }
+    server.directory = options.directory;
+    server.aet = options.aet;
+    server.sync = !options.noSync;
+    server.timeouts = options.timeouts();
+    server.maxPdu = options.maxPdu;
+    // Without a title given, any is answered to.
+    if (options.aetGiven->count() > 0) server.aeTitleCheck = 2;
+    if (!options.acceptFrom.empty()) server.aeTitleCheck = 3;
+    for (const std::string& title : options.acceptFrom) server.acceptFrom.push_back(title.c_str());
+    server.acceptFrom.push_back(nullptr);
+    server.support = storageSupport();
+    server.tell = tellLine;
+    return true;
+}
+
+bool prepareFileSet(ReceivedSet& set, StoreServer& server) {
+    if (!set.open(server.directory)) return false;
+    server.place = [&set](StoreFile& file, std::string& told) { return set.place(file, told); };
+    server.settle = [&set] {
+        std::string fault;
+        if (!set.write(fault)) tellLine("the DICOMDIR is not written: " + fault);
+    };
+    return true;
+}
+
+int serve(const ServeOptions& options) {
+    StoreServer server;
+    ReceivedSet set;
+    if (!prepare(options, server)) return EXIT_FAILED;
+    if (options.fileSet && !prepareFileSet(set, server)) return EXIT_FAILED;
+    const DcMsm door(options.aet.c_str(), TSM_ROLE_SCP, options.port);
+    server.port = door.getPort();
+    unsigned int listener = platform::NO_SOCKET;
+    for (int i = 0; i < TSM_LISTEN_MAX; ++i) {
+        if (DcScpPort[i] == server.port) listener = DcScpSockListen[i];
+    }
+    if (listener == platform::NO_SOCKET) {
+        complain("cannot listen on port %d: %s", options.port, socketText(lastFault()).c_str());
+        return EXIT_FAILED;
+    }
+    std::signal(SIGINT, askToStop);
+    std::signal(SIGTERM, askToStop);
+    std::signal(SIGPIPE, SIG_IGN);  // a log that nobody reads any more
+    tellLine("listening on port " + std::to_string(server.port) + " as " + server.aet + ", storing into " +
+             server.directory);
+    {
+        Workers workers(server, static_cast<std::size_t>(options.workers));
+        Doorman doorman(listener, std::chrono::seconds(options.timeout), tellLine);
+        while (stopAsked == 0) {
+            doorman.wait(kTick);
+            while (!workers.full()) {
+                Visitor visitor = doorman.next();
+                if (!visitor.socket) break;
+                workers.start(std::move(visitor));
+            }
+            doorman.refuseLate();
+        }
+        tellLine("stopping");
+    }
+    tellLine("stopped: " + std::to_string(server.associations) + " associations, " +
+             std::to_string(server.stored) + " objects stored, " + std::to_string(server.failed) + " failed");
+    return EXIT_OK;
+}
+
+}  // namespace
+
+void addServe(CLI::App& program, int& status) {
+    auto options = std::make_shared<ServeOptions>();
+    CLI::App* const command =
+        program.add_subcommand("serve", "Receive objects from the network and store them as Part 10 files");
+    command->add_option("DIR", options->directory, "Directory for the files; made if absent")->required();
+    command->add_option("--port", options->port, "Port to listen on; 0: a free one, which is told")
+        ->capture_default_str()
+        ->check(CLI::Range(0, 65535));
+    addEntityOptions(*command, *options);
+    options->aetGiven = command->get_option("--aet");
+    command->add_option("--accept-from", options->acceptFrom, "AE titles whose associations are accepted")
+        ->check([](const std::string& title) { return isAeTitle(title) ? "" : "not an AE title: " + title; });
+    command->add_option("--workers", options->workers, "Associations at once")
+        ->capture_default_str()
+        ->check(CLI::Range(1, 1024));
+    command->add_flag(
+        "--no-sync", options->noSync,
+        "Do not wait for the disk before an object is confirmed: faster, but a power failure may "
+        "lose what was confirmed");
+    command->add_flag("--file-set", options->fileSet,
+                      "What is received becomes part of the file set in DIR, and of its DICOMDIR");
+    command->callback([options, &status] {
+        muteLog();
+        if (options->acceptFrom.size() > kMostAcceptFrom) {
+            complain("--accept-from takes at most %zu titles", kMostAcceptFrom);
+            status = EXIT_USAGE;
+            return;
+        }
+        status = serve(*options);
+    });
+}
+
+}  // namespace tools

@@ -1,0 +1,142 @@
+#include "tools/store_file.h"
+
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <filesystem>
+#include <vector>
+
+#include "orvkit/file.h"
+#include "orvkit/result.h"
+#include "platform/process.h"
+#include "tools/options.h"
+
+namespace tools {
+namespace {
+
+namespace platform = orvkit::platform;
+
+constexpr const char* kPrefix = ".orvkit-";
+constexpr const char* kSuffix = ".part";
+
+std::string temporaryName(const std::string& directory) {
+    static std::atomic<unsigned int> count = 0;
+    return directory + "/" + kPrefix + std::to_string(platform::processId()) + "-" + std::to_string(++count) +
+           kSuffix;
+}
+
+// Preamble, prefix and meta information (PS3.10 7.1); empty on failure.
+std::vector<unsigned char> header(DcDirMetaInfo& meta) {
+    DcElemList group;
+    unsigned int size = 0;
+    if (dirCheckMetaInfo(meta) != RESULT_OK || dirFileMetaInfoToElemList(meta, group) != RESULT_OK) return {};
+    (void)group.getBufSize(size, static_cast<unsigned int*>(nullptr));
+    std::vector<unsigned char> bytes(size + 132);
+    unsigned int length = 0;
+    if (dirWriteFile(bytes.data(), length, group) != RESULT_OK) return {};
+    bytes.resize(length);
+    return bytes;
+}
+
+}  // namespace
+
+int StoreFile::removeLeftovers(const std::string& directory) {
+    namespace fs = std::filesystem;
+    int count = 0;
+    std::error_code error;
+    for (fs::directory_iterator at(directory, error), end; !error && at != end; at.increment(error)) {
+        const std::string name = at->path().filename().string();
+        if (!name.starts_with(kPrefix) || !name.ends_with(kSuffix)) continue;
+        std::error_code ignored;
+        const auto age = fs::file_time_type::clock::now() - at->last_write_time(ignored);
+        // A younger one may belong to a server that is at work.
+        if (ignored || age < std::chrono::hours(24)) continue;
+        if (platform::remove(at->path().c_str())) ++count;
+    }
+    return count;
+}
+
+StoreFile::~StoreFile() {
+    file_.reset();
+    if (!temporary_.empty()) (void)platform::remove(temporary_.c_str());
+}
+
+void StoreFile::describe(DICT_UID sopClass, const std::string& instance, const std::string& sourceAet) {
+    sopClass_ = sopClass;
+    instance_ = instance;
+    sourceAet_ = sourceAet;
+}
+
+void StoreFile::fail(const std::string& path) {
+    fault_ = path + ": " + std::strerror(errno);
+}
+
+bool StoreFile::begin(DICT_UID xferSyn) {
+    xferSyn_ = xferSyn;
+    DcDirMetaInfo meta;
+    meta.version = 1;
+    meta.sopClassUid = sopClass_;
+    meta.transferSyntax = xferSyn;
+    instance_.copy(meta.sopInstanceUid, sizeof meta.sopInstanceUid - 1);
+    sourceAet_.copy(meta.sourceAeTitle, sizeof meta.sourceAeTitle - 1);
+    const std::vector<unsigned char> bytes = header(meta);
+    if (bytes.empty()) {
+        fault_ = "the object's identification is not valid";
+        return false;
+    }
+    // A process that was killed may have had our number, and left its files.
+    std::string name;
+    do {
+        name = temporaryName(directory_);
+        file_ = platform::createNew(name.c_str());
+    } while (!file_ && errno == EEXIST);
+    if (file_) temporary_ = name;
+    if (!file_ || !platform::writeAll(file_.get(), bytes.data(), bytes.size())) {
+        fail(name);
+        return false;
+    }
+    return true;
+}
+
+int StoreFile::take(void* self, const unsigned char* data, unsigned int length, DICT_UID xferSyn, int) {
+    auto& file = *static_cast<StoreFile*>(self);
+    if (file.failed() || (!file.file_ && !file.begin(xferSyn))) return RESULT_OK;
+    if (length > 0 && !platform::writeAll(file.file_.get(), data, length)) {
+        file.fail(file.temporary_);
+        return RESULT_OK;
+    }
+    file.size_ += length;
+    return RESULT_OK;
+}
+
+void StoreFile::take(DcElemList& dataset, DICT_UID xferSyn) {
+    unsigned int size = 0;
+    (void)dataset.getBufSize(size, static_cast<unsigned int*>(nullptr));
+    std::vector<unsigned char> bytes(size);
+    if (const int result = dataset.encode(bytes.data(), size, xferSyn); result != RESULT_OK) {
+        fault_ = resultText(result);
+        return;
+    }
+    (void)take(this, bytes.data(), size, xferSyn, 1);
+}
+
+bool StoreFile::finish() {
+    if (!failed() && !file_) fault_ = "no data set came";
+    if (!failed() && sync_ && !platform::sync(file_.get())) fail(temporary_);
+    file_.reset();
+    return !failed();
+}
+
+bool StoreFile::commit(const std::string& path) {
+    if (!finish()) return false;
+    if (!platform::rename(temporary_.c_str(), path.c_str())) {
+        fail(path);
+        return false;
+    }
+    temporary_.clear();
+    if (sync_ && !platform::syncEntry(path.c_str())) fail(path);
+    return !failed();
+}
+
+}  // namespace tools
