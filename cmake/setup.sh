@@ -2,7 +2,7 @@
 # shellcheck shell=bash
 
 build_packages=(g++ cmake ninja-build pkg-config libgtest-dev nlohmann-json3-dev libcli11-dev)
-peer_packages=(dcmtk libgdcm-tools dicom3tools ncompress)
+peer_packages=(dcmtk libgdcm-tools dicom3tools ncompress orthanc curl python3-pydicom)
 gate_packages=(clang clang-format clang-tidy libclang-rt-14-dev)
 
 say() { printf '\n== %s\n' "$*"; }
