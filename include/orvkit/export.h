@@ -16,7 +16,9 @@
 
 // Marks a printf-like function: the text's and the first value's places among its arguments, counted from 1,
 // the object of a member function included.
-#if defined(__GNUC__)
+#if defined(__MINGW32__) && !defined(__clang__)
+#define ORVKIT_PRINTF(text, values) __attribute__((__format__(__gnu_printf__, text, values)))
+#elif defined(__GNUC__)
 #define ORVKIT_PRINTF(text, values) __attribute__((__format__(__printf__, text, values)))
 #else
 #define ORVKIT_PRINTF(text, values)

@@ -1,0 +1,231 @@
+#include "platform/file.h"
+
+#include <windows.h>
+// windows.h first
+#include <fcntl.h>
+#include <io.h>
+#include <share.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <new>
+
+#include "platform/win32/path.h"
+
+namespace orvkit::platform {
+
+WidePath::WidePath(const char* path) noexcept {
+    const int length = ::MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, path, -1, nullptr, 0);
+    if (length > 0) text_.reset(new (std::nothrow) wchar_t[static_cast<std::size_t>(length)]);
+    if (text_ == nullptr) {
+        errno = EINVAL;
+        return;
+    }
+    (void)::MultiByteToWideChar(CP_UTF8, 0, path, -1, text_.get(), length);
+}
+
+namespace {
+
+constexpr unsigned int largestRequest = 1u << 30;
+
+FileHandle openWith(const char* path, int flags) noexcept {
+    const WidePath wide(path);
+    int handle = -1;
+    if (wide.ok() && ::_wsopen_s(&handle, wide.get(), flags | _O_BINARY | _O_NOINHERIT, _SH_DENYNO,
+                                 _S_IREAD | _S_IWRITE) != 0) {
+        handle = -1;
+    }
+    return FileHandle(handle);
+}
+
+HANDLE systemHandle(int handle) noexcept {
+    return reinterpret_cast<HANDLE>(::_get_osfhandle(handle));
+}
+
+// The C runtime's number for the last error of the system.
+bool failWithErrno() noexcept {
+    switch (::GetLastError()) {
+        case ERROR_FILE_NOT_FOUND:
+        case ERROR_PATH_NOT_FOUND:
+            errno = ENOENT;
+            break;
+        case ERROR_ACCESS_DENIED:
+        case ERROR_SHARING_VIOLATION:
+            errno = EACCES;
+            break;
+        case ERROR_DISK_FULL:
+        case ERROR_HANDLE_DISK_FULL:
+            errno = ENOSPC;
+            break;
+        case ERROR_INVALID_HANDLE:
+            errno = EBADF;
+            break;
+        default:
+            errno = EIO;
+            break;
+    }
+    return false;
+}
+
+std::time_t timeOf(const FILETIME& time) noexcept {
+    constexpr std::uint64_t unixEpoch = 116444736000000000;  // in units of 100 ns since 1601
+    const std::uint64_t ticks = std::uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime;
+    return ticks < unixEpoch ? 0 : static_cast<std::time_t>((ticks - unixEpoch) / 10000000);
+}
+
+bool examineSystem(HANDLE file, FileInfo& info) noexcept {
+    BY_HANDLE_FILE_INFORMATION known{};
+    if (::GetFileType(file) != FILE_TYPE_DISK) {
+        info = {};
+        return ::GetLastError() == NO_ERROR || ::GetFileType(file) != FILE_TYPE_UNKNOWN || failWithErrno();
+    }
+    if (::GetFileInformationByHandle(file, &known) == 0) return failWithErrno();
+    info.size = static_cast<std::int64_t>(std::uint64_t{known.nFileSizeHigh} << 32 | known.nFileSizeLow);
+    info.kind =
+        (known.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0 ? FileKind::directory : FileKind::regular;
+    info.created = timeOf(known.ftCreationTime);
+    info.modified = timeOf(known.ftLastWriteTime);
+    info.volume = known.dwVolumeSerialNumber;
+    info.index = std::uint64_t{known.nFileIndexHigh} << 32 | known.nFileIndexLow;
+    return true;
+}
+
+}  // namespace
+
+bool closeHandle(int handle) noexcept {
+    if (handle == -1) return true;
+    const int reason = errno;
+    const bool closed = ::_close(handle) == 0;
+    if (closed) errno = reason;
+    return closed;
+}
+
+FileHandle openRead(const char* path) noexcept {
+    return openWith(path, _O_RDONLY);
+}
+FileHandle createWrite(const char* path) noexcept {
+    return openWith(path, _O_WRONLY | _O_CREAT | _O_TRUNC);
+}
+FileHandle createNew(const char* path) noexcept {
+    return openWith(path, _O_WRONLY | _O_CREAT | _O_EXCL);
+}
+FileHandle openAppend(const char* path) noexcept {
+    return openWith(path, _O_WRONLY | _O_CREAT | _O_APPEND);
+}
+FileHandle duplicate(int handle) noexcept {
+    return FileHandle(::_dup(handle));
+}
+
+std::int64_t read(int handle, void* data, std::size_t length) noexcept {
+    std::size_t done = 0;
+    while (done < length) {
+        const auto wanted = static_cast<unsigned int>(std::min<std::size_t>(length - done, largestRequest));
+        const int n = ::_read(handle, static_cast<char*>(data) + done, wanted);
+        if (n < 0) return -1;
+        if (n == 0) break;
+        done += static_cast<std::size_t>(n);
+    }
+    return static_cast<std::int64_t>(done);
+}
+
+std::int64_t readAt(int handle, void* data, std::size_t length, std::int64_t offset) noexcept {
+    // The file's position is moved by such a read, and put back.
+    const std::int64_t before = tell(handle);
+    if (before == -1 || !seek(handle, offset)) return -1;
+    const std::int64_t count = read(handle, data, length);
+    const int reason = errno;
+    (void)seek(handle, before);
+    errno = reason;
+    return count;
+}
+
+bool writeAll(int handle, const void* data, std::size_t length) noexcept {
+    for (std::size_t done = 0; done < length;) {
+        const auto wanted = static_cast<unsigned int>(std::min<std::size_t>(length - done, largestRequest));
+        const int n = ::_write(handle, static_cast<const char*>(data) + done, wanted);
+        if (n <= 0) return false;
+        done += static_cast<std::size_t>(n);
+    }
+    return true;
+}
+
+bool seek(int handle, std::int64_t offset) noexcept {
+    return ::_lseeki64(handle, offset, SEEK_SET) != -1;
+}
+std::int64_t tell(int handle) noexcept {
+    return ::_telli64(handle);
+}
+
+std::int64_t copyRange(int from, std::int64_t offset, int to, std::int64_t length) noexcept {
+    constexpr std::size_t room = 1 << 20;
+    const std::unique_ptr<char[]> buffer(new (std::nothrow) char[room]);
+    if (buffer == nullptr) {
+        errno = ENOMEM;
+        return -1;
+    }
+    std::int64_t done = 0;
+    while (done < length) {
+        const auto wanted = static_cast<std::size_t>(std::min<std::int64_t>(length - done, room));
+        const std::int64_t n = readAt(from, buffer.get(), wanted, offset + done);
+        if (n < 0 || !writeAll(to, buffer.get(), static_cast<std::size_t>(n))) return -1;
+        done += n;
+        if (static_cast<std::size_t>(n) < wanted) break;
+    }
+    return done;
+}
+
+bool examine(int handle, FileInfo& info) noexcept {
+    const HANDLE file = systemHandle(handle);
+    if (file == INVALID_HANDLE_VALUE) {
+        errno = EBADF;
+        return false;
+    }
+    return examineSystem(file, info);
+}
+
+bool examine(const char* path, FileInfo& info) noexcept {
+    const WidePath wide(path);
+    if (!wide.ok()) return false;
+    // The flag opens directories too.
+    const HANDLE file = ::CreateFileW(wide.get(), FILE_READ_ATTRIBUTES,
+                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                      OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+    if (file == INVALID_HANDLE_VALUE) return failWithErrno();
+    const bool known = examineSystem(file, info);
+    ::CloseHandle(file);
+    return known;
+}
+
+bool sync(int handle) noexcept {
+    return ::_commit(handle) == 0;
+}
+// The file system keeps its own journal of names; there is no call for a directory.
+bool syncEntry(const char*) noexcept {
+    return true;
+}
+
+bool rename(const char* from, const char* to) noexcept {
+    const WidePath source(from);
+    const WidePath target(to);
+    if (!source.ok() || !target.ok()) return false;
+    return ::MoveFileExW(source.get(), target.get(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) !=
+               0 ||
+           failWithErrno();
+}
+
+bool remove(const char* path) noexcept {
+    const WidePath wide(path);
+    return wide.ok() && ::_wremove(wide.get()) == 0;
+}
+
+// A new file has the rights that its directory hands down.
+bool copyRights(const char*, int) noexcept {
+    return true;
+}
+
+bool setBinary(int handle) noexcept {
+    return ::_setmode(handle, _O_BINARY) != -1;
+}
+
+}  // namespace orvkit::platform
