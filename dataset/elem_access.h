@@ -55,7 +55,9 @@ struct ElemAccess {
     // A bound in constant time of what frame writes for an element that is no sequence.
     static unsigned long long frameBound(const DcElem& e) noexcept;
     // frame within a data set: the byte order is the stream's always, and raw values are brought to it.
-    static int frameInStream(DcElem& e, unsigned char* buf, unsigned int& length, DICT_UID xferSyn);
+    // `leaveValue`: raw bytes in memory are left to the caller, what stands around them is written.
+    static int frameInStream(DcElem& e, unsigned char* buf, unsigned int& length, DICT_UID xferSyn,
+                             bool leaveValue = false);
     // The syntax an element is written in within a stream: its own, as for icons of native pixels in an
     // encapsulated stream, where the byte order allows it.
     static DICT_UID syntaxInStream(const DcElem& e, DICT_UID xferSyn) noexcept;

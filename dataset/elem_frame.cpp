@@ -93,17 +93,18 @@ unsigned int unitOf(DICT_VR_SIZE size) {
 }
 
 // Writes one element. `inStream`: as part of a data set, whose byte order rules; alone, the element's own
-// syntax does.
+// syntax does. `leaveValue`: without raw bytes that are in memory.
 class Framer {
   public:
-    Framer(DcElem& elem, unsigned char* buf, DICT_UID xferSyn, bool inStream)
+    Framer(DcElem& elem, unsigned char* buf, DICT_UID xferSyn, bool inStream, bool leaveValue = false)
         : elem_(elem),
           vr_(ElemAccess::vr(elem)),
           written_(writtenVr(vr_)),
           buf_(buf),
           xferSyn_(xferSyn),
           order_(orderOf(xferSyn)),
-          inStream_(inStream) {}
+          inStream_(inStream),
+          leaveValue_(leaveValue) {}
 
     int run(unsigned int& length) {
         const unsigned int tag = ElemAccess::tag(elem_);
@@ -221,7 +222,7 @@ class Framer {
                         "Element (%04x,%04x) - Value Length 0x%llx is too large",
                         ElemAccess::tag(elem_) >> 16, ElemAccess::tag(elem_) & 0xFFFF, total);
         }
-        if (first->getType() == BUF_MEMORY) {
+        if (first->getType() == BUF_MEMORY && !leaveValue_) {
             for (DcBuf* b = first; b != nullptr; b = b->next()) putMemory(*b);
         }
         const int result = putLength(encapsulated ? kUndefinedLength : static_cast<unsigned int>(total));
@@ -249,6 +250,7 @@ class Framer {
     DICT_UID xferSyn_;
     ByteOrder order_;
     bool inStream_;
+    bool leaveValue_;
     unsigned int used_ = 0;
     unsigned int lengthAt_ = 0;
 };
@@ -291,10 +293,11 @@ int DcElem::frame(unsigned char* buf, unsigned int& length, DICT_UID xferSyn) {
     return Framer(*this, buf, own, false).run(length);
 }
 
-int ElemAccess::frameInStream(DcElem& e, unsigned char* buf, unsigned int& length, DICT_UID xferSyn) {
+int ElemAccess::frameInStream(DcElem& e, unsigned char* buf, unsigned int& length, DICT_UID xferSyn,
+                              bool leaveValue) {
     length = 0;
     if (const int result = checkFrame(e, buf); result != RESULT_OK) return result;
-    return Framer(e, buf, syntaxInStream(e, xferSyn), true).run(length);
+    return Framer(e, buf, syntaxInStream(e, xferSyn), true, leaveValue).run(length);
 }
 
 bool ElemAccess::isOnDisk(const DcElem& e) noexcept {

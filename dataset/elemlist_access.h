@@ -14,11 +14,11 @@ namespace orvkit {
 // What getBufSize saturates at.
 inline constexpr unsigned int kMostRoom = 0xFFFFFFFF;
 
-// An element that was framed without its bytes, which stand in a file.
+// An element that was framed without its bytes, which stand in a file or in its own memory.
 struct FramedHeader {
     DcElem* element;
     unsigned int end;      // where its bytes belong in what was framed
-    bool undefinedLength;  // a Sequence Delimitation belongs behind them
+    bool undefinedLength;  // a Sequence Delimitation belongs behind them; behind those in memory it stands
 };
 
 struct ElemListAccess {
@@ -50,9 +50,11 @@ struct ElemListAccess {
         return result;
     }
     // frame for a buffer of `room` bytes, which guards against sizes beyond 32 bits. `onDisk` receives the
-    // elements of the list itself whose bytes are left to the caller, in order.
+    // elements of the list itself whose bytes are left to the caller, in order: those in files, and the Pixel
+    // Data `lent`, which is in memory and in the byte order of the stream.
     static int frame(DcElemList& list, unsigned char* buf, unsigned int room, unsigned int& length,
-                     DICT_UID xferSyn, std::vector<FramedHeader>* onDisk = nullptr);
+                     DICT_UID xferSyn, std::vector<FramedHeader>* onDisk = nullptr,
+                     const DcElem* lent = nullptr);
     static int frame(DcElemSq& sq, unsigned char* buf, unsigned int room, unsigned int& length,
                      DICT_UID xferSyn);
     static int frame(DcElemSqItem& item, unsigned char* buf, unsigned int room, unsigned int& length,

@@ -5,6 +5,7 @@
 
 #include "dataset/elem_access.h"
 #include "dataset/elemlist_access.h"
+#include "dataset/raw_walker.h"
 #include "foundation/fail.h"
 #include "orvkit/elemlist.h"
 #include "orvkit/result.h"
@@ -72,13 +73,14 @@ int failTooLarge() {
 class ListFramer {
   public:
     ListFramer(unsigned char* buf, unsigned int room, DICT_UID xferSyn, bool hasPixels,
-               unsigned long long pixelLength, std::vector<FramedHeader>* onDisk)
+               unsigned long long pixelLength, std::vector<FramedHeader>* onDisk, const DcElem* lent)
         : buf_(buf),
           room_(room),
           xferSyn_(xferSyn),
           hasPixels_(hasPixels),
           pixelLength_(pixelLength),
-          onDisk_(onDisk) {}
+          onDisk_(onDisk),
+          lent_(lent) {}
 
     int run(DcElem* first) {
         for (DcElem* e = first; e != nullptr; e = e->next()) {
@@ -88,11 +90,11 @@ class ListFramer {
                 openGroup(*e, tag);
             }
             if (const int result = put(*e, used_); result != RESULT_OK) return result;
-            if (onDisk_ != nullptr && ElemAccess::isOnDisk(*e)) {
-                const bool undefined =
-                    tag == kPixelData && !isUncompressed(ElemAccess::syntaxInStream(*e, xferSyn_));
-                onDisk_->push_back({e, used_, undefined});
-            }
+            if (onDisk_ == nullptr || (e != lent_ && !ElemAccess::isOnDisk(*e))) continue;
+            const bool undefined =
+                tag == kPixelData && !isUncompressed(ElemAccess::syntaxInStream(*e, xferSyn_));
+            const std::size_t behind = e == lent_ && undefined ? orvkit::kDelimitationSize : 0;
+            onDisk_->push_back({e, used_ - static_cast<unsigned int>(behind), undefined});
         }
         return closeGroup();
     }
@@ -108,7 +110,7 @@ class ListFramer {
         } else if (ElemAccess::frameBound(e) > room_ - at) {
             result = failTooLarge();
         } else {
-            result = ElemAccess::frameInStream(e, buf_ + at, size, xferSyn);
+            result = ElemAccess::frameInStream(e, buf_ + at, size, xferSyn, &e == lent_);
         }
         if (result == ELEM_EMPTY_VALUE) result = RESULT_OK;  // a raw element without bytes: length 0
         at += size;
@@ -143,6 +145,7 @@ class ListFramer {
     bool hasPixels_;
     unsigned long long pixelLength_;
     std::vector<FramedHeader>* onDisk_;
+    const DcElem* lent_;
     unsigned int used_ = 0;
     unsigned int group_ = 0;
     unsigned int groupAt_ = 0;
@@ -156,7 +159,7 @@ int DcElemList::frame(unsigned char* buf, unsigned int& length, DICT_UID xferSyn
 }
 
 int ElemListAccess::frame(DcElemList& list, unsigned char* buf, unsigned int room, unsigned int& length,
-                          DICT_UID xferSyn, std::vector<FramedHeader>* onDisk) {
+                          DICT_UID xferSyn, std::vector<FramedHeader>* onDisk, const DcElem* lent) {
     constexpr const char* reporter = "DcElemList::frame";
     length = 0;
     if (buf == nullptr) return fail(ELEM_NULL_ARGUMENT, LOG_NOTICE, reporter, "Null argument passed");
@@ -168,7 +171,7 @@ int ElemListAccess::frame(DcElemList& list, unsigned char* buf, unsigned int roo
     settleWaveforms(list, xferSyn);
     DcElem* const pixels = find(list, kPixelData);
     const unsigned long long pixelLength = settlePixels(list, pixels, xferSyn);
-    ListFramer framer(buf, room, xferSyn, pixels != nullptr, pixelLength, onDisk);
+    ListFramer framer(buf, room, xferSyn, pixels != nullptr, pixelLength, onDisk, lent);
     const int result = framer.run(list.first());
     length = framer.used();
     return result;

@@ -133,6 +133,38 @@ Bytes conversation(int type) {
          item(7, {0, 0, 2, 1}, 4)});
 }
 
+Bytes fragment(std::uint8_t control, const Bytes& data) {
+    Bytes value;
+    put(value, data.size() + 2, 4);
+    value.insert(value.end(), {1, control});
+    value.insert(value.end(), data.begin(), data.end());
+    return item(4, value, 4);
+}
+
+// An image to be stored, in fragments, and a request for release.
+Bytes storing() {
+    DcElemList command;
+    command + new DcElem(T_0000_0002_affectedSopClassUid, UID_VERIFICATION);
+    command + new DcElem(T_0000_0100_commandField, static_cast<unsigned short>(1));
+    command + new DcElem(T_0000_0110_messageId, static_cast<unsigned short>(9));
+    command + new DcElem(T_0000_0800_dataSetType, static_cast<unsigned short>(0x0102));
+    unsigned int size = 0;
+    (void)command.getBufSize(size, static_cast<unsigned int*>(nullptr));
+    Bytes encoded(size);
+    (void)command.frame(encoded.data(), size, UID_LITTLE_ENDIAN_IMPLICIT);
+    encoded.resize(size);
+    Bytes all = fragment(3, encoded);
+    const Bytes data = framed(UID_LITTLE_ENDIAN_IMPLICIT);
+    for (std::size_t at = 0; at < data.size(); at += 50) {
+        const std::size_t end = std::min(at + 50, data.size());
+        const Bytes piece(data.begin() + static_cast<std::ptrdiff_t>(at),
+                          data.begin() + static_cast<std::ptrdiff_t>(end));
+        const Bytes one = fragment(end == data.size() ? 2 : 0, piece);
+        all.insert(all.end(), one.begin(), one.end());
+    }
+    return joined({all, item(5, {0, 0, 0, 0}, 4)});
+}
+
 void addSamples(const std::string& directory, std::vector<Bytes>& all) {
     std::error_code error;
     std::vector<fs::path> paths;
@@ -166,6 +198,7 @@ std::vector<Bytes> seeds(const std::string& sampleDirectory) {
     streams.push_back(packed(Bytes(2000, 7)));
     streams.push_back(conversation(1));
     streams.push_back(conversation(2));
+    streams.push_back(storing());
     for (const char* text : {"045Y", "(0008,0016)", "20240115", "2024.01.15-", "20240115101530.250000+0100",
                              "101530.5", "10:15-11:00", "Name^Given^M^Dr^Jr", "\x1b$B^=A=B", "A\\B\\1.5e3"}) {
         const std::string bytes(text);

@@ -171,7 +171,7 @@ int DcPduAssoAcRq::varItemWalk(unsigned char* buf, unsigned int length, int& con
                     "Invalid sub item type 0x%04x, expecting PDU_ASSO_ITEM_APP_CTX", items.type());
     }
     items.skip();
-    if (items.atEnd()) {
+    if (items.pastEnd()) {
         return fail(ACRQ_INVALID, LOG_ERROR, reporter, "Insufficient buffer after PDU_ASSO_ITEM_APP_CTX");
     }
     const unsigned int kind = items.type();

@@ -70,7 +70,7 @@ constexpr RspCopy kAction[]     = {{0x0110, 0x0120, kMessageId},
                                    {0x1008, 0x1008, "T_0000_1008_actionTypeId"}};
 constexpr RspCopy kCreated[]    = {{0x0110, 0x0120, kMessageId},
                                    {0x0002, 0x0002, kSopClass},
-                                   {0x1000, 0x1000, kSopInstance}};
+                                   {0x1000, 0x1000, nullptr}};  // the performer may choose the instance
 constexpr RspCopy kId[]         = {{0x0110, 0x0120, kMessageId}};
 
 constexpr RspCodes kCodes    = {RSP_FIELD_MISSING, RSP_NULL_REQUEST, RSP_WRONG_REQUEST};

@@ -1,5 +1,7 @@
 // P-DATA-TF: the object, and reading one PDU (PS3.8 9.3.5).
+#include <cstring>
 #include <new>
+#include <vector>
 
 #include "foundation/bytes.h"
 #include "foundation/fail.h"
@@ -13,7 +15,13 @@ using orvkit::PduAccess;
 
 namespace {
 
-constexpr unsigned int kPdvHeader = 6;  // item length, context, message control
+constexpr unsigned char kWholeCommand = 3;  // message control: a command's last fragment
+constexpr unsigned int kPdvHeader = 6;      // item length, context, message control
+
+// A buffer costs many times a value of some bytes. Behind the first values of a PDU small ones share buffers.
+constexpr unsigned int kOwnBuffers = 64;
+constexpr unsigned int kSmallValue = 4096;
+constexpr unsigned int kSharedBuffer = 65536;
 
 int failPdvLength(unsigned int pdv, unsigned int pdu) {
     return fail(DATATF_READ, LOG_ERROR, "DcPduDataTf::read",
@@ -27,6 +35,54 @@ int failMemory(unsigned int length) {
 }
 
 }  // namespace
+
+// Makes buffers of the values of one PDU.
+class DcPduDataTf::Values {
+  public:
+    Values(DcPduDataTf& pdu, int dumpFd) : pdu_(pdu), dumpFd_(dumpFd) {}
+
+    // Reads a value that is not empty.
+    int read(unsigned int length, PDU_BLOCK block) {
+        const bool shares = ++count_ > kOwnBuffers && length <= kSmallValue;
+        if (!shares || shared_.size() + length > kSharedBuffer) {
+            if (const int result = flush(); result != RESULT_OK) return result;
+        }
+        if (shares) {
+            const std::size_t used = shared_.size();
+            shared_.resize(used + length);
+            return pdu_.readBuf(shared_.data() + used, length, block) == RESULT_OK ? RESULT_OK : DATATF_READ;
+        }
+        unsigned char* data = nullptr;
+        const int result = pdu_.readBlock(data, length, block);
+        if (result == ELEM_NO_MEMORY) return failMemory(length);
+        return result == RESULT_OK ? keep(data, length) : DATATF_READ;
+    }
+
+    // Makes a buffer of the values that share one.
+    int flush() {
+        if (shared_.empty()) return RESULT_OK;
+        const auto length = static_cast<unsigned int>(shared_.size());
+        auto* const data = static_cast<unsigned char*>(::operator new(length, std::nothrow));
+        if (data == nullptr) return failMemory(length);
+        std::memcpy(data, shared_.data(), length);
+        shared_.clear();
+        return keep(data, length);
+    }
+
+  private:
+    int keep(unsigned char* data, unsigned int length) {
+        (void)pdu_.add(new DcBuf(data, length, pdu_.xferSyn_));
+        if (dumpFd_ == -1 || orvkit::platform::writeAll(dumpFd_, data, length)) return RESULT_OK;
+        return fail(DATATF_READ, LOG_ERROR, "DcPduDataTf::read",
+                    "Error writing 0x%x (%d) received bytes, disk may be full", length,
+                    static_cast<int>(length));
+    }
+
+    DcPduDataTf& pdu_;
+    const int dumpFd_;
+    unsigned int count_ = 0;
+    std::vector<unsigned char> shared_;
+};
 
 DcPduDataTf::DcPduDataTf() : DcPduDataTf(PDU_SOCKET_NONE) {}
 DcPduDataTf::DcPduDataTf(unsigned int sockConv) : DcPdu(sockConv, PDU_TYPE_DATA_TF) {}
@@ -95,6 +151,7 @@ int DcPduDataTf::read(int dumpFd, PDU_BLOCK block) {
     if (readLength(pduLength, block) != RESULT_OK) return DATATF_READ;
     unsigned char presCtxId = presCtxId_;
     unsigned char msgCtrl = msgCtrl_;
+    Values values(*this, dumpFd);
     for (unsigned int left = pduLength; left > 0;) {
         // What the PDU has no room for is not waited for.
         if (left < kPdvHeader) return failPdvLength(kPdvHeader, pduLength);
@@ -104,24 +161,19 @@ int DcPduDataTf::read(int dumpFd, PDU_BLOCK block) {
         left -= kPdvHeader;
         const auto itemLength = orvkit::loadAt<std::uint32_t>(header, orvkit::ByteOrder::big);
         presCtxId = header[4];
+        if (msgCtrl == kWholeCommand && (header[5] & 1) == 0) {
+            if (const int result = values.flush(); result != RESULT_OK) return result;
+            commandEnd_ = lastBuf();
+        }
         msgCtrl = header[5];
         if (itemLength > std::uint64_t{left} + 2) return failPdvLength(itemLength, pduLength);
         const unsigned int length = itemLength - 2;
         if (itemLength < 2) return failMemory(length);
         if (length == 0) continue;
-
-        unsigned char* data = nullptr;
-        const int result = readBlock(data, length, block);
-        if (result == ELEM_NO_MEMORY) return failMemory(length);
-        if (result != RESULT_OK) return DATATF_READ;
+        if (const int result = values.read(length, block); result != RESULT_OK) return result;
         left -= length;
-        (void)add(new DcBuf(data, length, xferSyn_));
-        if (dumpFd != -1 && !orvkit::platform::writeAll(dumpFd, data, length)) {
-            return fail(DATATF_READ, LOG_ERROR, "DcPduDataTf::read",
-                        "Error writing 0x%x (%d) received bytes, disk may be full", length,
-                        static_cast<int>(length));
-        }
     }
+    if (const int result = values.flush(); result != RESULT_OK) return result;
     presCtxId_ = presCtxId;
     msgCtrl_ = msgCtrl;
     return RESULT_OK;

@@ -2,8 +2,10 @@
 // presentation data value (PS3.8 9.3.5 and E.2).
 #include <algorithm>
 #include <climits>
+#include <iterator>
 #include <memory>
 #include <new>
+#include <span>
 #include <vector>
 
 #include "dataset/elem_access.h"
@@ -37,6 +39,7 @@ constexpr unsigned char kLast = 2;
 
 constexpr unsigned int kMargin = 32;  // below the peer's maximum
 constexpr std::uint64_t kReadAhead = 262144;
+constexpr unsigned int kWorthLending = 65536;
 constexpr unsigned int kMostFragment = 0xFFFFFFFF - 6;  // the length field counts six bytes more
 constexpr std::size_t kPathLength = 1024;
 constexpr unsigned char kDelimitation[orvkit::kDelimitationSize] = {0xFE, 0xFF, 0xDD, 0xE0, 0, 0, 0, 0};
@@ -91,6 +94,18 @@ void swapBytes(unsigned char* bytes, std::uint64_t length, unsigned int unit) {
     }
 }
 
+// Pixel Data whose bytes can go out from where they are: one large run in the byte order of the stream.
+const DcBuf* lendable(const DcElem* pixels, DICT_UID xferSyn) {
+    const DcBuf* const b = pixels != nullptr && orvkit::isRawVr(ElemAccess::vr(*pixels))
+                               ? ElemAccess::firstBuf(*pixels)
+                               : nullptr;
+    const auto isBig = [](DICT_UID syntax) { return syntax == UID_BIG_ENDIAN_EXPLICIT; };
+    const bool good = b != nullptr && b->next() == nullptr && b->getType() == BUF_MEMORY &&
+                      b->getBuf() != nullptr && b->getLen() >= kWorthLending &&
+                      isBig(b->getXferSyn()) == isBig(xferSyn);
+    return good ? b : nullptr;
+}
+
 FileHandle openRegular(const char* path) {
     FileInfo info;  // a pipe would keep the opener waiting
     if (!orvkit::platform::examine(path, info) || info.kind != FileKind::regular) return FileHandle();
@@ -107,6 +122,30 @@ struct DcPduDataTf::DiskPart {
     unsigned int swap;
 };
 
+// Bytes to be sent, in pieces that lie apart.
+struct DcPduDataTf::Pieces {
+    static constexpr std::size_t most = orvkit::platform::MOST_RUNS - 1;  // and the header of the PDU
+
+    std::span<const unsigned char> runs[most];
+
+    std::uint64_t size() const {
+        std::uint64_t sum = 0;
+        for (const auto& run : runs) sum += run.size();
+        return sum;
+    }
+    // The next `count` bytes, which leave here.
+    Pieces take(std::uint64_t count) {
+        Pieces taken;
+        for (std::size_t i = 0; i < most; ++i) {
+            const auto here = static_cast<std::size_t>(std::min<std::uint64_t>(count, runs[i].size()));
+            taken.runs[i] = runs[i].first(here);
+            runs[i] = runs[i].subspan(here);
+            count -= here;
+        }
+        return taken;
+    }
+};
+
 int DcPduDataTf::elemListMerge() {
     return RESULT_OK;
 }
@@ -118,7 +157,6 @@ int DcPduDataTf::elemListVerify() {
 // ---- the message ----------------------------------------------------------------------------------------
 
 int DcPduDataTf::write() {
-    sent_ = false;
     sent_ = false;
     if (first() == nullptr) {
         return fail(DATATF_READ, LOG_ERROR, "DcPduDataTf::write", "Empty Element List");
@@ -194,11 +232,19 @@ int DcPduDataTf::writeData(DcElemList& dataset) {
     return result;
 }
 
-// `onDisk` receives Pixel Data whose bytes are to follow.
+// `onDisk` receives Pixel Data whose bytes are to follow. Large ones in memory are not copied into what is
+// framed.
 int DcPduDataTf::writeDataMem(DcElemList& dataset, bool more, FramedHeader& onDisk) {
     unsigned int size = 0;
     (void)dataset.getBufSize(size, static_cast<unsigned int*>(nullptr));
     if (size == 0) return RESULT_OK;
+    const DcElem* lent = ElemListAccess::find(dataset, T_7fe0_0010_pixelData);
+    const DcBuf* const lentBuf = size != orvkit::kMostRoom ? lendable(lent, xferSyn_) : nullptr;
+    if (lentBuf != nullptr) {
+        size -= lentBuf->getLen();
+    } else {
+        lent = nullptr;
+    }
     const Block block = allocate(size);
     if (block == nullptr) {
         return fail(ELEM_NO_MEMORY, LOG_ERROR, "DcPduDataTf::writeDataMem",
@@ -206,19 +252,30 @@ int DcPduDataTf::writeDataMem(DcElemList& dataset, bool more, FramedHeader& onDi
     }
     std::vector<FramedHeader> headers;
     const int framed =
-        ElemListAccess::frame(dataset, block.get(), orvkit::kMostRoom, size, xferSyn_, &headers);
+        ElemListAccess::frame(dataset, block.get(), orvkit::kMostRoom, size, xferSyn_, &headers, lent);
     if (framed != RESULT_OK) return framed;
+    const std::span<const unsigned char> bytes(block.get(), size);
+    Pieces pieces{{bytes}};
     for (const FramedHeader& header : headers) {
+        if (header.element == lent) {
+            const auto* const value = static_cast<const unsigned char*>(lentBuf->getBuf());
+            pieces = {{bytes.first(header.end), {value, lentBuf->getLen()}, bytes.subspan(header.end)}};
+            continue;
+        }
         if (ElemAccess::tag(*header.element) != T_7fe0_0010_pixelData) return failDisk(*header.element);
         onDisk = header;
     }
+    return writePieces(pieces, more);
+}
+
+int DcPduDataTf::writePieces(Pieces& pieces, bool more) {
     const unsigned int fragment = fragmentSize();
-    for (unsigned int at = 0; at < size;) {
-        const unsigned int length = std::min(fragment, size - at);
-        const bool last = at + length == size && !more;
-        const int result = writeBuf(last ? kLast : 0, block.get() + at, length);
+    for (std::uint64_t left = pieces.size(); left > 0;) {
+        const std::uint64_t length = std::min<std::uint64_t>(fragment, left);
+        left -= length;
+        const bool last = left == 0 && !more;
+        const int result = writePdu(last ? kLast : 0, pieces.take(length));
         if (result != RESULT_OK) return result;
-        at += length;
     }
     return RESULT_OK;
 }
@@ -314,25 +371,32 @@ int DcPduDataTf::writeDataFileName(DcElemList& dataset) {
 
 // ---- one PDU --------------------------------------------------------------------------------------------
 
-// `data` goes out behind its header without being copied.
 int DcPduDataTf::writeBuf(unsigned char msgCtrl, const void* data, unsigned int length) {
+    return writePdu(msgCtrl, {{{static_cast<const unsigned char*>(data), length}}});
+}
+
+// The bytes go out behind their header without being copied.
+int DcPduDataTf::writePdu(unsigned char msgCtrl, const Pieces& pieces) {
     using orvkit::ByteOrder;
+    const auto length = static_cast<unsigned int>(pieces.size());
     unsigned char header[12] = {static_cast<unsigned char>(getType())};
     orvkit::storeAt<std::uint32_t>(header + 2, length + 6, ByteOrder::big);
     orvkit::storeAt<std::uint32_t>(header + 6, length + 2, ByteOrder::big);
     header[10] = presCtxId_;
     header[11] = msgCtrl;
+    const auto& [first, second, third] = pieces.runs;
+    const orvkit::platform::Run runs[] = {{header, sizeof header},
+                                          {first.data(), first.size()},
+                                          {second.data(), second.size()},
+                                          {third.data(), third.size()}};
     sent_ = true;
-    const std::int64_t sent = orvkit::platform::sendTwo(getSockConv(), header, sizeof header, data, length);
-    if (sent > 0) sent_ = true;
+    const std::int64_t sent = orvkit::platform::sendRuns(getSockConv(), runs, std::size(runs));
     const std::int64_t whole = std::int64_t{length} + static_cast<std::int64_t>(sizeof header);
     if (sent != whole) {
         return fail(DATATF_SOCKET, LOG_ERROR, "DcPduDataTf::writeBuf", "Buffer size - 0x%x, sent - 0x%x",
                     static_cast<unsigned int>(whole),
                     static_cast<unsigned int>(std::max<std::int64_t>(sent, 0)));
     }
-    if (orvkit::dumpsSent()) {
-        orvkit::dumpSent(getType(), {header, {static_cast<const unsigned char*>(data), length}});
-    }
+    if (orvkit::dumpsSent()) orvkit::dumpSent(getType(), {header, first, second, third});
     return RESULT_OK;
 }

@@ -97,7 +97,7 @@ int openListeningPort(int& port, unsigned int& socket) {
         if (DcScpPort[i] == -1) free = i;
     }
     for (int i = 0; i < TSM_LISTEN_MAX; ++i) {
-        if (DcScpPort[i] != port || port == 0) continue;
+        if (DcScpSockListen[i] == NO_SOCKET || DcScpPort[i] != port || port == 0) continue;
         ++DcScpListenRefCount[i];
         socket = DcScpSockListen[i];
         return RESULT_OK;

@@ -32,7 +32,7 @@ int checkAeTitle(const char* title) {
                     "String %s exceeds the limit of 16 characters", title);
     }
     for (const char* c = title; *c != '\0'; ++c) {
-        if (*c >= ' ' && *c <= '~' && *c != '\\') continue;
+        if (*c >= ' ' && *c <= '~') continue;
         return fail(ELEM_ILLEGAL_CHAR, LOG_VALIDATION, reporter, "Illegal character '%c' (0x%x) in string %s",
                     *c, static_cast<unsigned int>(static_cast<unsigned char>(*c)), title);
     }

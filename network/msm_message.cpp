@@ -1,5 +1,6 @@
 // The association service: sending and receiving messages, and acting on what the peer sends.
 #include <algorithm>
+#include <chrono>
 #include <memory>
 #include <string>
 
@@ -26,6 +27,8 @@ const char* uidName(DICT_UID value) {
     const DcDictUidInfo* const uid = Dict.findUid(value);
     return uid != nullptr ? uid->desc : "";
 }
+
+using Clock = std::chrono::steady_clock;
 
 bool isLittleEndian(DICT_UID xferSyn) {
     return xferSyn == UID_LITTLE_ENDIAN_IMPLICIT || xferSyn == UID_LITTLE_ENDIAN_EXPLICIT;
@@ -54,6 +57,11 @@ int DcMsm::write(unsigned char presCtxId, DcMsg* msg) {
     if (Dict.getUidType(syntax) != UID_TYPE_XFER_SYN) {
         return fail(MSM_CONTEXT_SYNTAX, LOG_ERROR, reporter, "Invalid TS for Pres Ctx ID %d (%s)", presCtxId,
                     uidName(syntax));
+    }
+    // The state machine passes over data where it expects none, without an error.
+    if (!isConnected() ||
+        (getState() != TSM_STATE_06_ASSOCIATED && getState() != TSM_STATE_08_AWAIT_LOCAL_REL_RP)) {
+        return TSM_NO_CONNECTION;
     }
     const unsigned int own = own_->maxPduLen != 0 ? own_->maxPduLen : maxPduLen_;
     DcPduInfoTf info;
@@ -132,10 +140,12 @@ int DcMsm::read(DICT_UID* sop, DcMsg** msg, MSM_BLOCK_READ block, MSM_BLOCK_CONN
 int DcMsm::readNext(DICT_UID* sop, DcMsg** msg, MSM_BLOCK_READ block, MSM_BLOCK_CONNECT connectBlock) {
     *msg = nullptr;
     if (sop != nullptr) *sop = UID_NONE;
+    Clock::time_point begun = Clock::now();
     for (;;) {
         if (!isConnected()) {
             if ((role_ & TSM_ROLE_SCP) == 0) return MSM_NO_CONNECTION;
             if (const int result = accept(connectBlock); result != RESULT_OK) return result;
+            begun = Clock::now();
         }
         DcPdu* next = nullptr;
         const int result = readNextPdu(&next, own_->asso.presCtxId, own_->asso.xferSyn,
@@ -154,6 +164,10 @@ int DcMsm::readNext(DICT_UID* sop, DcMsg** msg, MSM_BLOCK_READ block, MSM_BLOCK_
                     code = actOn(*pdu);
                     break;
             }
+        }
+        // A peer that goes on sending what means nothing here holds the caller no longer than a silent one.
+        if (code == 0 && Clock::now() - begun >= std::chrono::seconds(timeouts_.readTimeout)) {
+            code = outcome(DATATF_NOT_READY, block);
         }
         if (code != 0) return code;
     }

@@ -118,11 +118,7 @@ int DcMsm::scuAssoAcRsp(DcPduAssoAc* pdu) {
         const auto slot = static_cast<std::size_t>(id - asso.presCtxId);
         asso.result[slot] = context->result;
         asso.role[slot] = context->role;
-        // A syntax that was not proposed would be one that the application cannot write.
-        if (context->result == PRES_CTX_AC_ACCEPT &&
-            lists(own_->support[slot].xferSyn, context->xferSyn[0])) {
-            asso.xferSyn[slot] = context->xferSyn[0];
-        }
+        if (context->result == PRES_CTX_AC_ACCEPT) asso.xferSyn[slot] = context->xferSyn[0];
     }
     std::array<DcPduScpScuRole, PDU_PRES_CTX_MAX> roles{};
     (void)pdu->getScpScuRoleList(roles.data());

@@ -6,6 +6,7 @@
 
 #include "foundation/fail.h"
 #include "network/listening_ports.h"
+#include "network/pdu_access.h"
 #include "network/state_table.h"
 #include "orvkit/datatf.h"
 #include "platform/socket.h"
@@ -75,7 +76,7 @@ static_assert(orvkit::none == 28, "the actions of the state table are indices of
 // ---------------------------------------------------------------------------------------------------
 
 DcTsm::DcTsm(TSM_ROLE role, int port, DcTsmArtimCB artimCB) : role_(role), port_(port), artimCB_(artimCB) {
-    if ((role & TSM_ROLE_SCP) != 0) (void)sockListenOpen(port);
+    if ((role & TSM_ROLE_SCP) != 0) listenResult_ = sockListenOpen(port);
 }
 
 DcTsm::~DcTsm() {
@@ -222,6 +223,10 @@ void DcTsm::closeSockConv() {
 
 int DcTsm::readNextPduType(PDU_TYPE& type, PDU_BLOCK block) {
     if (connectionRole_ == 0 || currentPdu_ == nullptr) return TSM_NO_CONNECTION;
+    unsigned char begun[2];
+    if (block != PDU_BLOCK_WAIT && orvkit::platform::peekArrived(sockConv_, begun, sizeof begun) == 1) {
+        block = PDU_BLOCK_WAIT;
+    }
     return currentPdu_->readType(type, block);
 }
 
@@ -294,6 +299,12 @@ int DcTsm::readAssoPdu(void* arg) {
     if (pdu == nullptr) return TSM_NULL_ARGUMENT;
     (void)pdu->attach(sockConv_);
     return pdu->read(PDU_BLOCK_WAIT);
+}
+
+int DcTsm::discardBody(void* arg) {
+    auto* pdu = static_cast<DcPdu*>(arg);
+    (void)pdu->attach(sockConv_);
+    return orvkit::PduAccess::skipBody(*pdu, PDU_BLOCK_WAIT) == RESULT_OK ? RESULT_OK : DATATF_READ;
 }
 
 int DcTsm::AA_1_writeAbortPduScu(void*) {
@@ -424,8 +435,11 @@ int DcTsm::AR_5_artimStop(void* arg) {
     return AA_5_artimStop(arg);
 }
 
-int DcTsm::AR_6_dataIndication(void*) {
-    return connectionRole_ == 0 ? TSM_NO_CONNECTION : TSM_DATA_INDICATION;
+// Data that arrives after the request for release is of no use any more, but what follows it is.
+int DcTsm::AR_6_dataIndication(void* arg) {
+    if (connectionRole_ == 0) return TSM_NO_CONNECTION;
+    const int result = arg == nullptr ? RESULT_OK : discardBody(arg);
+    return result == RESULT_OK ? TSM_DATA_INDICATION : result;
 }
 
 int DcTsm::AR_7_writeDataTfPdu(void* arg) {

@@ -1,11 +1,13 @@
 #include "orvkit/tul.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <new>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "foundation/fail.h"
@@ -13,6 +15,7 @@
 #include "network/pixel_search.h"
 #include "orvkit/util.h"
 #include "platform/file.h"
+#include "platform/socket.h"
 
 using orvkit::fail;
 using orvkit::PduAccess;
@@ -47,6 +50,7 @@ char* copyOf(const char* text) {
 DcTul::DcTul(TSM_ROLE role, int port) : DcTsm(role, port, &DcTul::artimExpiredCB) {}
 
 DcTul::~DcTul() {
+    delete carried_;
     platform::closeHandle(pixelHandle_);
     delete[] pixelFileName_;
 }
@@ -236,22 +240,40 @@ DICT_UID acceptedSyntax(unsigned char id, const unsigned char* presCtxIds, const
 
 }  // namespace
 
+// Behind a PDU of no known type nothing tells where the next one begins: what has arrived with it is dropped,
+// so that it is answered and reported once and not byte by byte.
+void DcTul::discardArrived() {
+    unsigned char forgotten[4096];
+    std::size_t left = 65536;
+    for (std::size_t count = 0; left > 0 && connectionRole_ != 0; left -= count) {
+        if (platform::receive(sockConv_, forgotten, std::min(left, sizeof forgotten), 0, count) !=
+            platform::Received::data) {
+            return;
+        }
+    }
+}
+
 int DcTul::readNextPdu(DcPdu** pdu, unsigned char* presCtxIds, DICT_UID* xferSyns, PDU_BLOCK block) {
     constexpr const char* reporter = "DcTul::readNextPdu";
     *pdu = nullptr;
     if (connectionRole_ == 0) return TUL_NO_CONNECTION;
-    PDU_TYPE type = PDU_TYPE_NONE;
-    if (const int result = readNextPduType(type, block); result != RESULT_OK) return result;
-    if (type == PDU_TYPE_NONE) return RESULT_OK;
-
-    std::unique_ptr<DcPdu> received(newPdu(type));
-    if (type == PDU_TYPE_RELEASE_RQ) {
-        (void)static_cast<DcPduReleaseRq&>(*received).read(PDU_BLOCK_WAIT);
-    } else if (type == PDU_TYPE_ABORT) {
-        (void)static_cast<DcPduAbort&>(*received).read(PDU_BLOCK_WAIT);
+    PDU_TYPE type = PDU_TYPE_DATA_TF;
+    int result = RESULT_OK;
+    std::unique_ptr<DcPdu> received(takeCarried());
+    if (received == nullptr) {
+        result = readNextPduType(type, block);
+        if (result != RESULT_OK || type == PDU_TYPE_NONE) return result;
+        received.reset(newPdu(type));
+        if (type == PDU_TYPE_RELEASE_RQ) {
+            (void)static_cast<DcPduReleaseRq&>(*received).read(PDU_BLOCK_WAIT);
+        } else if (type == PDU_TYPE_ABORT) {
+            (void)static_cast<DcPduAbort&>(*received).read(PDU_BLOCK_WAIT);
+        }
+        result = stateMachine(eventOf(type), received.get());
+        if (type == PDU_TYPE_INVALID) discardArrived();
+        if (result == RESULT_OK && type == PDU_TYPE_DATA_TF) carry(static_cast<DcPduDataTf&>(*received));
     }
-    int result = stateMachine(eventOf(type), received.get());
-    if (result == RESULT_OK && type == PDU_TYPE_DATA_TF && state_ != TSM_STATE_13_AWAIT_CLOSE) {
+    if (result == RESULT_OK && type == PDU_TYPE_DATA_TF) {
         auto& message = static_cast<DcPduDataTf&>(*received);
         const unsigned char id = PduAccess::presCtxId(message);
         const DICT_UID xferSyn = acceptedSyntax(id, presCtxIds, xferSyns);
@@ -265,14 +287,36 @@ int DcTul::readNextPdu(DcPdu** pdu, unsigned char* presCtxIds, DICT_UID* xferSyn
         if (result == RESULT_OK) result = message.parse();
     }
     if (result == RESULT_OK || result == ELEM_REFUSED) {
-        // What was ignored while the connection is being closed is nothing to hand out.
-        if (state_ != TSM_STATE_13_AWAIT_CLOSE) *pdu = received.release();
+        *pdu = received.release();
         return result;
     }
     if (result == ELEM_NO_MEMORY || (result >= TSM_ABORT_INDICATION && result <= TSM_RELEASE_INDICATION)) {
         return result;
     }
     return fail(TUL_PDU_REFUSED, LOG_ERROR, reporter, "error code 0x%04x", static_cast<unsigned int>(result));
+}
+
+// A peer may begin the data set in the PDU that ends its command. Where data sets go to a callback, the
+// command is handed out first, and the rest of the PDU is kept for the next call.
+void DcTul::carry(DcPduDataTf& pdu) {
+    DcBuf* const end = PduAccess::commandEnd(pdu);
+    if (dataSetCB_ == nullptr || end == nullptr) return;
+    carried_ = static_cast<DcPduDataTf*>(newPdu(PDU_TYPE_DATA_TF));
+    PduAccess::presCtxId(*carried_) = PduAccess::presCtxId(pdu);
+    PduAccess::msgCtrl(*carried_) = std::exchange(PduAccess::msgCtrl(pdu), kCommand | kLastFragment);
+    while (DcBuf* const next = end->next()) {
+        (void)pdu.subtract(next);
+        (void)carried_->add(next);
+    }
+}
+
+// What was kept, if the association is still the same.
+DcPdu* DcTul::takeCarried() {
+    DcPduDataTf* const carried = std::exchange(carried_, nullptr);
+    if (carried == nullptr) return nullptr;
+    if (carried->getSockConv() == sockConv_ && state_ == TSM_STATE_06_ASSOCIATED) return carried;
+    delete carried;
+    return nullptr;
 }
 
 // ---- a command or a data set
@@ -314,13 +358,19 @@ int DcTul::readPduDataTf(DcPduDataTf* message, DICT_UID xferSyn, PDU_BLOCK) {
                         static_cast<unsigned int>(type));
         }
         const std::unique_ptr<DcPdu> next(newPdu(type));
-        result = stateMachine(TSM_EVENT_09_DATA_TF_PDU, next.get());
-        if (result != RESULT_OK) break;
+        if (stateMachine(TSM_EVENT_09_DATA_TF_PDU, next.get()) != RESULT_OK) {
+            return fail(TUL_PROTOCOL, LOG_ERROR, reporter,
+                        "Incomplete DIMSE message received, Association will be closed");
+        }
         auto& latest = static_cast<DcPduDataTf&>(*next);
         if (PduAccess::presCtxId(latest) != PduAccess::presCtxId(*message)) {
             return fail(TUL_PROTOCOL, LOG_ERROR, reporter,
                         "Presentation Context ID %d within a message of %d, Association will be closed",
                         PduAccess::presCtxId(latest), PduAccess::presCtxId(*message));
+        }
+        if ((PduAccess::msgCtrl(latest) & ~PduAccess::msgCtrl(*message) & kCommand) != 0) {
+            return fail(TUL_PROTOCOL, LOG_ERROR, reporter,
+                        "Command within a data set, Association will be closed");
         }
         control = PduAccess::msgCtrl(latest);
         PduAccess::msgCtrl(*message) = control;

@@ -106,11 +106,21 @@ Received receive(unsigned int socket, void* data, std::size_t length, int timeou
 // when the peer has closed, -1 when none is there, -2 on failure.
 std::int64_t peekArrived(unsigned int socket, void* data, std::size_t length) noexcept;
 
-// Sends two runs of bytes, one behind the other, in one call: gives the number of bytes sent, which is
-// smaller than the sum only when the socket's time-out for sends or a failure ended it; -1 when nothing could
-// be sent. The second run may be empty.
-std::int64_t sendTwo(unsigned int socket, const void* first, std::size_t firstLength, const void* second,
-                     std::size_t secondLength) noexcept;
+// A run of bytes to be sent; may be empty.
+struct Run {
+    const void* data;
+    std::size_t length;
+};
+inline constexpr std::size_t MOST_RUNS = 4;
+// Sends up to MOST_RUNS runs of bytes, one behind the other, in one call: gives the number of bytes sent,
+// which is smaller than the sum only when the socket's time-out for sends or a failure ended it; -1 when
+// nothing could be sent.
+std::int64_t sendRuns(unsigned int socket, const Run* runs, std::size_t count) noexcept;
+inline std::int64_t sendTwo(unsigned int socket, const void* first, std::size_t firstLength,
+                            const void* second, std::size_t secondLength) noexcept {
+    const Run runs[] = {{first, firstLength}, {second, secondLength}};
+    return sendRuns(socket, runs, 2);
+}
 
 // No more sends, no more receives, or neither: wakes a thread that waits on the socket.
 void shutdownSocket(unsigned int socket) noexcept;

@@ -50,11 +50,7 @@ class Head {
         regular_ = S_ISREG(info.st_mode);
         fileSize_ = info.st_size;
         if (regular_) return fill(kFirstRead);
-        do {  // the size of a pipe shows at its end
-            if (!fill(std::max(kFirstRead, used_ * 2))) return false;
-        } while (!ended_);
-        fileSize_ = static_cast<long long>(used_);
-        return true;
+        return readStream();
     }
     // false when there is nothing more.
     bool more() { return !ended_ && used_ < kMost && fill(used_ * 2); }
@@ -65,6 +61,21 @@ class Head {
     }
 
   private:
+    // The size of a pipe shows at its end; one that begins as no DICOM file does may have none.
+    bool readStream() {
+        if (!fill(kFirstRead)) return false;
+        const bool wanted = used_ >= kPreamble && std::memcmp(data() + kPreamble - 4, "DICM", 4) == 0;
+        while (wanted && !ended_) {
+            if (used_ >= kMost) {
+                errno = EFBIG;
+                return false;
+            }
+            if (!fill(std::min(used_ * 2, kMost))) return false;
+        }
+        ended_ = true;
+        fileSize_ = static_cast<long long>(used_);
+        return true;
+    }
     bool fill(std::size_t wanted) {
         if (regular_)
             wanted = static_cast<std::size_t>(std::min<long long>(static_cast<long long>(wanted), fileSize_));
@@ -123,8 +134,15 @@ class FaultCollector {
 void decode(std::vector<std::string>& faults, DcElemList& list, unsigned char* bytes, std::size_t length,
             DICT_UID xferSyn, long long start) {
     FaultCollector collector(faults, start);
+    const int replaced = elementsReplaced();
     auto n = static_cast<unsigned int>(length);
-    if (n == 0 || list.decode(bytes, n, xferSyn) == 0 || collector.any()) return;
+    const int result = n == 0 ? 0 : list.decode(bytes, n, xferSyn);
+    if (const int twice = elementsReplaced() - replaced; twice > 0) {
+        faults.push_back("from byte " + std::to_string(start) + ": " + std::to_string(twice) +
+                         (twice == 1 ? " element comes" : " elements come") +
+                         " again further on, and only the last is shown");
+    }
+    if (result == 0 || collector.any()) return;
     faults.push_back("at byte " + std::to_string(start + n) + ": " + MsgBuf);
 }
 

@@ -76,23 +76,23 @@ class Getter {
         const std::unique_ptr<DcMsg> message = association_.receivePart();
         if (message == nullptr) return false;
         if (auto* request = dynamic_cast<DcCmdCStoreRq*>(message.get())) return store(*request);
-        if (message->getType() != DICT_MSG_C_GET_RSP) {
-            association_.refuse(*message);
-            return false;
-        }
-        account_.response(*message);
+        if (!association_.isAnswer(*message, DICT_MSG_C_GET_RSP)) return false;
         unsigned short dataset = kNoDataset;
         (void)message->getValue(T_0000_0800_dataSetType, dataset);
         // A data set names the instances that failed; their number is in the response.
         DcElemList failed;
         takeDataset(*message, failed);
-        return dataset == kNoDataset || failed.first() != nullptr || association_.receivePart() != nullptr;
+        if (dataset != kNoDataset && failed.first() == nullptr && association_.receivePart() == nullptr) {
+            return false;
+        }
+        account_.response(*message);
+        return true;
     }
 
     bool store(DcCmdCStoreRq& request) {
-        char instance[65] = "";
+        char instance[80] = "";  // room to see that it is longer than a UID can be
         DICT_UID sopClass = UID_NONE;
-        (void)request.getValue(T_0000_1000_affectedSopInstanceUid, instance, 64);
+        (void)request.getValue(T_0000_1000_affectedSopInstanceUid, instance, sizeof instance - 1);
         (void)request.getValue(T_0000_0002_affectedSopClassUid, sopClass);
         Incoming incoming(options_.directory);
         incoming.file.describe(sopClass, instance, options_.aec);

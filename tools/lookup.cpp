@@ -13,6 +13,7 @@
 
 #include "orvkit/dict.h"
 #include "tools/commands.h"
+#include "tools/dump_charset.h"
 #include "tools/options.h"
 
 namespace tools {
@@ -260,7 +261,7 @@ int runLookup(const std::string& query, bool json) {
         findWords(query, findings);
     }
     if (findings.empty()) {
-        complain("nothing is known of '%s'", query.c_str());
+        complain("nothing is known of '%s'", withEscapes(query).c_str());
         if (json) findings.print(true);
         return EXIT_FAILED;
     }

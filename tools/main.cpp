@@ -3,7 +3,10 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <csignal>
 #include <new>
+#include <string>
+#include <vector>
 
 #include "orvkit/log.h"
 #include "tools/commands.h"
@@ -21,6 +24,11 @@ void holdStandardStreams() {
     }
 }
 
+// A file that grows beyond the limit of the process is an error of writing like others.
+void outliveSizeLimit() {
+    (void)std::signal(SIGXFSZ, SIG_IGN);
+}
+
 // Files are shown and changed as they are: no value is refused, cut or counted against its limits.
 void takeValuesAsTheyAre() {
     elemListSetValueExceptionLevel(0);
@@ -30,6 +38,7 @@ void takeValuesAsTheyAre() {
 
 int main(int argc, char** argv) {
     holdStandardStreams();
+    outliveSizeLimit();
     tools::installLog(false);
     takeValuesAsTheyAre();
 
@@ -62,6 +71,14 @@ int main(int argc, char** argv) {
         program.parse(argc, argv);
     } catch (const CLI::Success& asked) {  // --help, --version
         program.exit(asked);
+    } catch (const CLI::RequiredError& error) {  // a misspelt command or option is why something is missing
+        const std::vector<std::string> unknown = program.remaining(true);
+        if (unknown.empty()) {
+            program.exit(error);
+        } else {
+            program.exit(CLI::ExtrasError(unknown));
+        }
+        return tools::EXIT_USAGE;
     } catch (const CLI::Error& error) {
         program.exit(error);
         return tools::EXIT_USAGE;

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "orvkit/result.h"
+#include "orvkit/tags.h"
 #include "tools/net_text.h"
 #include "tools/options.h"
 
@@ -81,13 +82,16 @@ bool Association::check(int result, int wanted) {
     return false;
 }
 
-bool Association::send(DcMsg& message, DICT_UID sopClass) {
-    return check(msm_->sendMessage(sopClass, &message, UID_NONE), RESULT_OK);
+bool Association::send(DcMsg& request, DICT_UID sopClass, DICT_UID xferSyn) {
+    forgetFault();
+    (void)request.add(new DcElem(T_0000_0110_messageId, ++messageId_));
+    return check(msm_->sendMessage(sopClass, &request, xferSyn), RESULT_OK);
 }
 
 std::unique_ptr<DcMsg> Association::receive() {
     DcMsg* message = nullptr;
     DICT_UID sopClass = UID_NONE;
+    forgetFault();
     const int result = msm_->receiveMessage(&sopClass, &message, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL);
     std::unique_ptr<DcMsg> owned(message);
     if (!check(result, MSM_MESSAGE)) return nullptr;
@@ -97,6 +101,7 @@ std::unique_ptr<DcMsg> Association::receive() {
 std::unique_ptr<DcMsg> Association::receivePart() {
     DcMsg* message = nullptr;
     DICT_UID sopClass = UID_NONE;
+    forgetFault();
     const int result = msm_->read(&sopClass, &message, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL);
     std::unique_ptr<DcMsg> owned(message);
     if (!check(result, MSM_MESSAGE)) return nullptr;
@@ -105,9 +110,21 @@ std::unique_ptr<DcMsg> Association::receivePart() {
 
 std::unique_ptr<DcMsg> Association::receive(MSG_TYPE type) {
     std::unique_ptr<DcMsg> message = receive();
-    if (message == nullptr || message->getType() == type) return message;
-    refuse(*message);
-    return nullptr;
+    if (message != nullptr && !isAnswer(*message, type)) return nullptr;
+    return message;
+}
+
+bool Association::isAnswer(DcMsg& message, MSG_TYPE type) {
+    if (message.getType() != type) {
+        refuse(message);
+        return false;
+    }
+    unsigned short id = 0;
+    if (message.getValue(T_0000_0120_messageIdBeingRespondedTo, id) == RESULT_OK && id == messageId_)
+        return true;
+    fault_ = "the peer answered a message that was not sent";
+    abort();
+    return false;
 }
 
 void Association::refuse(const DcMsg& message) {

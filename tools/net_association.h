@@ -30,14 +30,16 @@ class Association {
     // PRES_CTX_AC_RESULT.
     int contextResult(DICT_UID sopClass, DICT_UID xferSyn = UID_NONE) const;
 
-    // Sends a command with its data set, and receives the next message; null on failure. What failed closes
+    // Sends a request with its data set, and receives the next message; null on failure. What failed closes
     // the association where that can not go on.
-    bool send(DcMsg& message, DICT_UID sopClass);
+    bool send(DcMsg& request, DICT_UID sopClass, DICT_UID xferSyn = UID_NONE);
     std::unique_ptr<DcMsg> receive();
     // One command without its data set, or one data set.
     std::unique_ptr<DcMsg> receivePart();
-    // As receive, for one response of that type to an open request.
+    // As receive, for one response of that type to the request that was sent last.
     std::unique_ptr<DcMsg> receive(MSG_TYPE type);
+    // Whether it is one; if not, aborts.
+    bool isAnswer(DcMsg& message, MSG_TYPE type);
 
     // Aborts because of a message that has no place here.
     void refuse(const DcMsg& message);
@@ -51,6 +53,7 @@ class Association {
     const PeerOptions& options_;
     std::vector<DcMsmSopXferSyn> contexts_;
     std::unique_ptr<DcMsm> msm_;
+    unsigned short messageId_ = 0;  // of the last request
     std::string fault_;
 };
 

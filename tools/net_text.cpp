@@ -74,6 +74,19 @@ std::string connectText() {
     return said.empty() ? "cannot connect" : "cannot connect: " + said;
 }
 
+// An association that ends because of what the peer did: what exactly the log says.
+std::string closedText() {
+    const std::string said = lastFault();
+    return "the association was closed: in a message the peer broke off, was too slow, or broke the "
+           "protocol" +
+           (said.empty() ? said : " (" + withEscapes(said) + ")");
+}
+
+std::string abortedText() {
+    if (lastFault().starts_with("Invalid type 0x")) return "the peer sent something that is no DICOM message";
+    return "the peer aborted the association, or closed the connection";
+}
+
 // Results that say nothing to a user: the log does.
 std::string otherText(int result) {
     const std::string text = resultText(result);
@@ -166,7 +179,7 @@ std::string outcomeText(int result, const DcMsm& msm) {
             if (info.reject.result == 0) return "association refused: the peer's answer cannot be used";
             return "association rejected: " + rejectText(info.reject);
         case MSM_ABORTED:
-            return "the peer aborted the association, or closed the connection";
+            return abortedText();
         case MSM_RELEASED:
         case MSM_RELEASE_REQUESTED:
             return "the peer released the association";
@@ -175,8 +188,7 @@ std::string outcomeText(int result, const DcMsm& msm) {
         case MSM_READ_TIMEOUT:
             return "the peer did not answer in time";
         case MSM_CLOSED:
-            return "the association was closed: in a message the peer broke off, was too slow, or broke the "
-                   "protocol";
+            return closedText();
         case MSM_RECEIVE:
             return "the connection broke";
         case MSM_CONNECT_TIMEOUT:
@@ -214,9 +226,12 @@ unsigned int statusOf(DcMsg& response) {
 }
 
 std::string statusText(DcMsg& response) {
+    unsigned short status = 0;
+    if (response.getValue(T_0000_0900_status, status) != RESULT_OK) return "without a status";
     std::string text = statusText(statusOf(response));
-    char comment[65] = "";
-    if (response.getValue(T_0000_0902_errorComment, comment, 64) == RESULT_OK && comment[0] != '\0') {
+    char comment[513] = "";  // 64 are allowed, and not all peers count
+    if (response.getValue(T_0000_0902_errorComment, comment, sizeof comment - 1) == RESULT_OK &&
+        comment[0] != '\0') {
         text += ": " + withEscapes(Charset().toUtf8(comment, TextKind::plain));
     }
     return text;

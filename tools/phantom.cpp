@@ -220,7 +220,9 @@ int runPhantom(const StudyPlan& plan) {
 void addPhantom(CLI::App& program, int& status) {
     CLI::App* command = program.add_subcommand("phantom", "Make a synthetic CT study of a computed head");
     auto plan = std::make_shared<StudyPlan>();
-    command->add_option("DIR", plan->directory, "Where to write it; made when it is missing")->required();
+    command->add_option("DIR", plan->directory, "Where to write it; made when it is missing")
+        ->required()
+        ->check([](const std::string& text) { return text.empty() ? "no name" : std::string(); });
     command->add_option("--size", plan->size, "Rows and columns of an image")
         ->check(CLI::Range(16, 4096))
         ->capture_default_str();

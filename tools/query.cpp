@@ -109,12 +109,12 @@ class TableResults {
 };
 
 template <typename Results>
-int receiveResults(Association& association, Results& results) {
+int receiveResults(Association& association, const std::string& peer, Results& results) {
     for (;;) {
         const std::unique_ptr<DcMsg> response = association.receive(DICT_MSG_C_FIND_RSP);
         if (response == nullptr) {
             results.finish();
-            complain("%s", association.fault().c_str());
+            complain("%s: %s", peer.c_str(), association.fault().c_str());
             return EXIT_FAILED;
         }
         const StatusKind kind = statusKind(statusOf(*response));
@@ -127,7 +127,7 @@ int receiveResults(Association& association, Results& results) {
         }
         results.finish();
         if (kind == StatusKind::success) return EXIT_OK;
-        complain("the peer answered %s", statusText(*response).c_str());
+        complain("%s: the peer answered %s", peer.c_str(), statusText(*response).c_str());
         return EXIT_FAILED;
     }
 }
@@ -148,10 +148,10 @@ int runFind(const QueryOptions& options) {
     int status = EXIT_FAILED;
     if (options.json) {
         JsonResults results;
-        status = receiveResults(association, results);
+        status = receiveResults(association, options.peer(), results);
     } else {
         TableResults results(keys.tags());
-        status = receiveResults(association, results);
+        status = receiveResults(association, options.peer(), results);
     }
     association.release();
     return status;

@@ -90,7 +90,7 @@ bool QueryKeys::parse(const QueryOptions& options) {
             return false;
         }
         if (!add(named.front(), equals == std::string::npos ? "" : key.substr(equals + 1))) {
-            complain("-k %s: not an element that can be asked for", key.c_str());
+            complain("-k %s: not an element that can be asked for, or given twice", key.c_str());
             return false;
         }
     }

@@ -9,7 +9,10 @@
 #include <mutex>
 #include <thread>
 
+#include "orvkit/cmd.h"
+#include "orvkit/file.h"
 #include "orvkit/result.h"
+#include "orvkit/tags.h"
 #include "tools/commands.h"
 #include "tools/dump_charset.h"
 #include "tools/net_association.h"
@@ -152,8 +155,21 @@ class GroupSender {
                          describeUid(file.xferSyn);
             return Sent::refused;
         }
-        forgetFault();
-        if (!association.check(association.msm().sendMessage(file.path.c_str()), RESULT_OK)) {
+        DcDirMetaInfo meta;
+        unsigned int end = 0;
+        if (const int result = dirReadFileMetaInfo(file.path.c_str(), meta, end); result != RESULT_OK) {
+            file.fault = resultText(result);
+            return Sent::refused;
+        }
+        if (meta.sopClassUid != file.sopClass || meta.transferSyntax != file.xferSyn) {
+            file.fault = "it has become another object since its header was read";
+            return Sent::refused;
+        }
+        DcCmdCStoreRq request;
+        (void)request.add(new DcElem(T_0006_0007_fileReference, file.path.c_str()));
+        (void)request.add(new DcElem(T_0000_1000_affectedSopInstanceUid, meta.sopInstanceUid));
+        (void)request.add(new DcElem(T_0000_0002_affectedSopClassUid, file.sopClass));
+        if (!association.send(request, file.sopClass, file.xferSyn)) {
             file.fault = association.fault();
             return association.isOpen() ? Sent::refused : Sent::lost;
         }

@@ -34,11 +34,6 @@ std::string text(DcMsg& message, unsigned int tag) {
     return value;
 }
 
-bool hasDataSet(const DcMsg& message) {
-    unsigned int tag = 0;
-    return message.lastElem() != nullptr && message.lastElem()->getTag(tag) == RESULT_OK && tag > 0xFFFF;
-}
-
 std::string nameOf(DICT_UID value) {
     const DcDictUidInfo* const uid = Dict.findUid(value);
     return uid != nullptr ? uid->desc : "unknown";
@@ -68,6 +63,7 @@ void StoreScp::run() {
 }
 
 bool StoreScp::open() {
+    (void)msm_.registerDataSetCB(this, &StoreScp::take);
     DcMsmScpInfo info;
     info.callingAeTitles = server_.acceptFrom.data();
     info.sopList = server_.support.data();
@@ -142,13 +138,19 @@ bool StoreScp::echo(DcMsg& request) {
     return ended(result);
 }
 
+// A data set that no file waits for is dropped.
+int StoreScp::take(void* self, const unsigned char* data, unsigned int length, DICT_UID xferSyn, int last) {
+    StoreFile* const file = static_cast<StoreScp*>(self)->file_;
+    return file != nullptr ? StoreFile::take(file, data, length, xferSyn, last) : RESULT_OK;
+}
+
 // The data set goes to the file as its fragments arrive.
 bool StoreScp::receive(StoreFile& file, DcMsg& request, const std::string& instance) {
-    (void)msm_.registerDataSetCB(&file, &StoreFile::take);
+    file_ = &file;
     DcMsg* received = nullptr;
     const int outcome = msm_.read(nullptr, &received, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL);
     const std::unique_ptr<DcMsg> dataset(received);
-    (void)msm_.registerDataSetCB(nullptr, nullptr);
+    file_ = nullptr;
     if (dataset != nullptr && dataset->getType() == MSG_TYPE_DATASET &&
         contextOf(*dataset) == contextOf(request)) {
         return true;
@@ -170,16 +172,7 @@ bool StoreScp::store(DICT_UID sopClass, DcMsg& request) {
     (void)command.getValue(T_0000_0800_dataSetType, follows);
     StoreFile file(server_.directory, server_.sync);
     file.describe(sopClass, instance, callingAet_);
-    if (hasDataSet(command)) {
-        // It came in one PDU with the command.
-        DcPduInfoTf info;
-        (void)command.getInfo(info);
-        DcElemList dataset;
-        takeDataset(command, dataset);
-        file.take(dataset, info.xferSyn);
-    } else if (follows != kNoDataSet && !receive(file, request, instance)) {
-        return false;
-    }
+    if (follows != kNoDataSet && !receive(file, request, instance)) return false;
     std::string told;
     unsigned short status = kSopClassNotSupported;
     if (asked == sopClass) {

@@ -54,6 +54,7 @@ class StoreScp {
     bool echo(DcMsg& request);
     bool store(DICT_UID sopClass, DcMsg& request);
     // False: no whole data set came, and the association is over.
+    static int take(void* self, const unsigned char* data, unsigned int length, DICT_UID xferSyn, int last);
     bool receive(StoreFile& file, DcMsg& request, const std::string& instance);
     unsigned short keep(StoreFile& file, const std::string& instance, std::string& told);
     bool ended(int outcome);
@@ -65,6 +66,7 @@ class StoreScp {
     std::string callingAet_;
     std::string peer_;
     DcMsm msm_;
+    StoreFile* file_ = nullptr;  // of the object that is arriving
     std::uint64_t stored_ = 0;
 };
 

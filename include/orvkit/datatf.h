@@ -20,10 +20,10 @@ struct DcPduInfoTf {
 
 // Sending: the list holds a whole message, command elements (group 0000) first; `write` frames it and sends
 // it in fragments, each a PDU of its own, and may be called again. Values in files and behind handles are
-// sent from there through one buffer. The pseudo-element T_0006_0007_fileReference holds the path of a Part
-// 10 file whose data set is sent, as it lies there, in the place of the list's. Receiving: `read` collects
-// the bytes of one PDU as memory buffers. Copies are member-wise: they share elements and buffers, and only
-// one of the two may be destroyed.
+// sent from there through one buffer; large pixel values in memory from where they are. The pseudo-element
+// T_0006_0007_fileReference holds the path of a Part 10 file whose data set is sent, as it lies there, in the
+// place of the list's. Receiving: `read` collects the bytes of one PDU as memory buffers. Copies are
+// member-wise: they share elements and buffers, and only one of the two may be destroyed.
 class ORVKIT_API DcPduDataTf : public DcPdu, public DcElemList {
   public:
     DcPduDataTf();
@@ -49,7 +49,8 @@ class ORVKIT_API DcPduDataTf : public DcPdu, public DcElemList {
     int setInfo(DcPduInfoTf& info);  // 15361
     int getInfo(DcPduInfoTf& info) const;
     // The rest of one PDU after its type. Every value also goes to `dumpFd` unless that is -1. Context and
-    // control are those of the last value from then on. 15361.
+    // control are those of the last value from then on. Behind the first 64 values of a PDU, small ones share
+    // a buffer. 15361.
     int read(int dumpFd, PDU_BLOCK block);
 
     // What read collected, in order; null when empty.
@@ -67,6 +68,8 @@ class ORVKIT_API DcPduDataTf : public DcPdu, public DcElemList {
     friend struct orvkit::PduAccess;
 
     struct DiskPart;
+    struct Pieces;
+    class Values;
 
     int verifyInfo(const DcPduInfoTf& info) const;
     int writeParts();
@@ -76,14 +79,17 @@ class ORVKIT_API DcPduDataTf : public DcPdu, public DcElemList {
     int writePixels(const orvkit::FramedHeader& pixels, bool trailing);
     int writeDataDisk(const DiskPart& part, bool more);
     int writeDataFileName(DcElemList& dataset);
+    int writePieces(Pieces& pieces, bool more);
     int writeBuf(unsigned char msgCtrl, const void* data, unsigned int length);
+    int writePdu(unsigned char msgCtrl, const Pieces& pieces);
     unsigned int fragmentSize() const;
 
     unsigned char presCtxId_ = 0;
     unsigned char msgCtrl_ = 0;
     DICT_UID xferSyn_ = static_cast<DICT_UID>(0);
     unsigned int maxPduLen_ = 0;
-    bool sent_ = false;  // bytes of the message went to the socket in the last write
+    DcBuf* commandEnd_ = nullptr;  // received: the last buffer of a command that data follow in the same PDU
+    bool sent_ = false;            // the last write began to send
 };
 
 #endif

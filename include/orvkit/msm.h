@@ -117,8 +117,8 @@ class ORVKIT_API DcMsm : public DcTul {
     int receiveMessage(DICT_UID* sop, DcMsg** msg, MSM_BLOCK_READ block, MSM_BLOCK_CONNECT connectBlock);
 
     // Send a message; it stays the caller's and may be sent again. 11275 unknown context, 11277 no accepted
-    // context for it, 11272 null, or the code of DcPduDataTf::write. After a failure in the middle of
-    // sending, the association is closed.
+    // context for it, 11272 null, 16388 the association has ended, or the code of DcPduDataTf::write. After a
+    // failure in the middle of sending, the association is closed.
     int write(unsigned char presCtxId, DcMsg* msg);
     // `xfer` 0: that of the message's Pixel Data, or Explicit VR Little Endian.
     int write(DICT_UID sop, DcMsg* msg, DICT_UID xfer = static_cast<DICT_UID>(0));

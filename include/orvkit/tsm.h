@@ -63,7 +63,7 @@ struct ORVKIT_API DcTsmTimeoutInfo {
     DcTsmTimeoutInfo() = default;
     int connectTimeout = 15;  // connecting, and waiting for a connection without blocking
     int readTimeout = 45;     // each receive
-    int writeTimeout = 15;    // each send
+    int writeTimeout = 15;    // each send; 0: without a bound
 };
 
 // Seven words that applications keep with a transport; it does not use them. Copied whole: `block` is then
@@ -92,8 +92,8 @@ extern ORVKIT_API int DcScpListenRefCount[TSM_LISTEN_MAX];       // transports t
 // the same port. It owns its connection. A copy shares it, and only one of the two may be destroyed.
 class ORVKIT_API DcTsm {
   public:
-    // With the provider role, listens at once; a failure is logged and found again by the first accept.
-    // Port 0 lets the system choose one: see getPort.
+    // With the provider role, listens at once: see getListenResult. Port 0 lets the system choose one: see
+    // getPort.
     DcTsm(TSM_ROLE role, int port, DcTsmArtimCB artimCB);
     DcTsm(const DcTsm&) = default;
     DcTsm& operator=(const DcTsm&) = default;
@@ -114,6 +114,8 @@ class ORVKIT_API DcTsm {
     TSM_STATE getState() const { return state_; }
     // The port that this transport listens on, or connects to.
     int getPort() const { return port_; }
+    // What became of listening at construction: 0, 16401 to 16403, 16405, 16407 to 16409 (logged).
+    int getListenResult() const { return listenResult_; }
     bool isConnected() const { return connectionRole_ != 0; }
 
   protected:
@@ -121,7 +123,8 @@ class ORVKIT_API DcTsm {
     // the result of the action: 16388 no connection, 16390 null argument, 16465 to 16470 (outcomes), or that
     // of reading or writing. The argument is a TsmPeer for event 0 and a DcPdu otherwise, or null.
     int stateMachine(TSM_EVENT event, void* arg);
-    // 16388 no connection, or the result of DcPdu::readType.
+    // 16388 no connection, or the result of DcPdu::readType. A PDU whose first byte has come is waited for,
+    // also by a caller who polls.
     int readNextPduType(PDU_TYPE& type, PDU_BLOCK block);
     // 16401, 16403, 16404 (also when connecting takes longer than the connect time-out), 16405.
     int sockConvOpenClient(const char* host, int port);
@@ -198,6 +201,9 @@ class ORVKIT_API DcTsm {
     int DT_2_readDataTfPdu(void* arg);
     int AE_0_none(void* arg);
 
+    int discardBody(void* arg);
+
+    int listenResult_ = 0;
     bool listening_ = false;  // sockListen_ is an entry of the table that counts this transport
     bool artimStarted_ = false;
 };

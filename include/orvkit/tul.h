@@ -77,7 +77,11 @@ class ORVKIT_API DcTul : public DcTsm {
     int divert(Part& part, const unsigned char* data, unsigned int length);
     int finishPixels(Part& part);
     DcPdu* newPdu(PDU_TYPE type);
+    void carry(DcPduDataTf& pdu);
+    DcPdu* takeCarried();
+    void discardArrived();
 
+    DcPduDataTf* carried_ = nullptr;  // owned: the data behind a command in its PDU
     int artimTimeout_ = 30;
     int decodingFlag_ = 0;
     int pixelHandle_ = -1;           // owned

@@ -79,6 +79,11 @@ int waitFor(unsigned int socket, short events, int timeout) noexcept {
     }
 }
 
+void acknowledge(unsigned int socket) noexcept {
+    const int on = 1;
+    (void)::setsockopt(handleOf(socket), IPPROTO_TCP, TCP_QUICKACK, &on, sizeof on);
+}
+
 bool setBlocking(unsigned int socket, bool blocking) noexcept {
     const int flags = ::fcntl(handleOf(socket), F_GETFL);
     if (flags == -1) return false;
@@ -107,7 +112,7 @@ int sendTimeLeft(unsigned int socket, std::chrono::steady_clock::time_point begu
                : 0;
 }
 
-void skipSent(iovec (&parts)[2], std::size_t sent) noexcept {
+void skipSent(iovec (&parts)[MOST_RUNS], std::size_t sent) noexcept {
     for (iovec& part : parts) {
         const std::size_t here = std::min(sent, part.iov_len);
         part.iov_base = static_cast<char*>(part.iov_base) + here;
@@ -195,6 +200,7 @@ int addressPort(const Address& address) noexcept {
 }
 
 bool resolve(const char* host, int port, Address& address) noexcept {
+    resolverError = 0;
     addrinfo hints{};
     hints.ai_family = AF_UNSPEC;
     hints.ai_socktype = SOCK_STREAM;
@@ -277,6 +283,10 @@ bool reuseAddress(unsigned int socket) noexcept {
 }
 
 bool bindAny(unsigned int socket, int port) noexcept {
+    if (port < 0 || port > 65535) {
+        errno = EINVAL;
+        return false;
+    }
     sockaddr_in any{};
     any.sin_family = AF_INET;
     any.sin_addr.s_addr = htonl(INADDR_ANY);
@@ -356,6 +366,9 @@ Received receive(unsigned int socket, void* data, std::size_t length, int timeou
         if (errno == EINTR) continue;
         if (errno != EAGAIN && errno != EWOULDBLOCK) return Received::failed;
         const int left = deadline.left();
+        // A peer that collects small sends (Nagle) keeps the rest back until what came is acknowledged, which
+        // would wait for 40 ms otherwise.
+        if (left != 0) acknowledge(socket);
         const int ready = left == 0 ? 0 : waitFor(socket, POLLIN, left);
         if (ready < 0) return Received::failed;
         if (ready == 0) {
@@ -374,14 +387,17 @@ std::int64_t peekArrived(unsigned int socket, void* data, std::size_t length) no
     return errno == EAGAIN || errno == EWOULDBLOCK ? -1 : -2;
 }
 
-std::int64_t sendTwo(unsigned int socket, const void* first, std::size_t firstLength, const void* second,
-                     std::size_t secondLength) noexcept {
-    iovec parts[] = {{const_cast<void*>(first), firstLength}, {const_cast<void*>(second), secondLength}};
+std::int64_t sendRuns(unsigned int socket, const Run* runs, std::size_t count) noexcept {
+    iovec parts[MOST_RUNS] = {};
     msghdr message{};
     message.msg_iov = parts;
-    message.msg_iovlen = secondLength == 0 ? 1 : 2;
+    std::size_t whole = 0;
+    for (; count > 0 && message.msg_iovlen < MOST_RUNS; ++runs, --count) {
+        if (runs->length == 0) continue;
+        parts[message.msg_iovlen++] = {const_cast<void*>(runs->data), runs->length};
+        whole += runs->length;
+    }
     const auto begun = std::chrono::steady_clock::now();
-    const std::size_t whole = firstLength + secondLength;
     std::size_t sent = 0;
     int flags = MSG_NOSIGNAL;
     for (;;) {

@@ -271,6 +271,8 @@ TEST(Association, AbortsAndBrokenConnectionsAreToldFromEachOther) {
         ASSERT_EQ(user.open(sopList({UID_VERIFICATION})), 11346);
         Message none;
         EXPECT_EQ(user.receive(none), 11345);
+        DcCmdCEchoRq echo;
+        EXPECT_EQ(user.write(UID_VERIFICATION, &echo), 16388) << "nothing is sent, and that is told";
         EXPECT_EQ(user.receive(none), 11353);
         // The object is good for the next association.
         Provider again(sopList({UID_VERIFICATION}), watch);

@@ -90,14 +90,21 @@ Bytes sent(Pdu& pdu, int expected = RESULT_OK) {
     return sockets.received([&] { EXPECT_EQ(pdu.write(), expected); });
 }
 
-// Type and rest of a PDU that the peer sent before it closed.
-template <typename Pdu>
-int readFrom(Pdu& pdu, const Bytes& bytes) {
-    SocketPair sockets(bytes);
+// Type and rest of a PDU that the peer sends before it closes; `more` goes in front of how to wait.
+template <typename Pdu, typename... More>
+int readFrom(Pdu& pdu, const Bytes& bytes, More... more) {
+    SocketPair sockets;
+    std::thread peer([&] {
+        sockets.send(bytes);
+        sockets.closePeer();
+    });
     pdu.setSockConv(sockets.ours());
     PDU_TYPE type;
-    const int result = pdu.readType(type, PDU_BLOCK_POLL);
-    return result != RESULT_OK ? result : pdu.read(PDU_BLOCK_POLL);
+    int result = pdu.readType(type, PDU_BLOCK_WAIT);
+    if (result == RESULT_OK) result = pdu.read(more..., PDU_BLOCK_WAIT);
+    sockets.closeOurs();
+    peer.join();
+    return result;
 }
 
 #endif

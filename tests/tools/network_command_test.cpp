@@ -230,6 +230,37 @@ TEST_F(NetworkCommandTest, FindMoveAndGetFromAnArchive) {
     EXPECT_EQ(names("got").size(), 4u);
 }
 
+TEST_F(NetworkCommandTest, AnAnswerToAnotherMessageIsNotTaken) {
+    const int port = freePort();
+    std::thread provider([port] {
+        DcMsm msm("ECHO", TSM_ROLE_SCP, port);
+        DcMsmSopXferSyn support[] = {{UID_VERIFICATION, nullptr, TSM_ROLE_NONE}, {}};
+        DcMsmScpInfo info;
+        info.sopList = support;
+        info.timeouts.connectTimeout = 10;
+        ASSERT_EQ(msm.connect(info, MSM_BLOCK_CONNECT_POLL), 0);
+        ASSERT_EQ(msm.read(nullptr, nullptr, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL),
+                  MSM_REQUEST_ANSWERED);
+        DcMsg* message = nullptr;
+        ASSERT_EQ(msm.receiveMessage(nullptr, &message, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL),
+                  MSM_MESSAGE);
+        delete message;
+        DcCmdCEchoRsp response;
+        response + new DcElem(T_0000_0002_affectedSopClassUid, UID_VERIFICATION) +
+            new DcElem(T_0000_0120_messageIdBeingRespondedTo, static_cast<unsigned short>(999)) +
+            new DcElem(T_0000_0900_status, static_cast<unsigned short>(0));
+        ASSERT_EQ(msm.sendMessage(UID_VERIFICATION, &response), 0);
+        (void)msm.read(nullptr, nullptr, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL);
+        msm.closeAssociation();
+    });
+    const Outcome outcome = sh("for i in $(seq 50); do orvkit echo ECHO@127.0.0.1:" + std::to_string(port) +
+                               " 2>err; s=$?; grep -q refused err || break\n"
+                               "sleep 0.05; done; cat err >&2; exit $s");
+    provider.join();
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_TRUE(holds(outcome.err, "the peer answered a message that was not sent"));
+}
+
 // A provider of C-GET that sends what no provider should: names that lead out of the directory, and half an
 // object.
 class HostileArchive {
@@ -258,7 +289,8 @@ class HostileArchive {
         ASSERT_EQ(msm.receiveMessage(nullptr, &message, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL),
                   MSM_MESSAGE);
         const std::unique_ptr<DcMsg> request(message);
-        for (const char* instance : {"../../evil", "1..2", "1.2.3"}) store(msm, instance);
+        const std::string tooLong = "1.2." + std::string(61, '3');
+        for (const char* instance : {"../../evil", "1..2", tooLong.c_str(), "1.2.3"}) store(msm, instance);
         // The image ends before its announced length: the provider gives up in the middle.
         const std::string pixels = (directory_ / "pixels").string();
         std::ofstream(pixels) << std::string(1000000, 'x');
@@ -297,7 +329,7 @@ TEST_F(NetworkCommandTest, GetStoresWholeObjectsUnderSafeNames) {
            "sleep 0.05; done; cat err >&2; exit $s");
     archive.join();
     EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(archive.statuses, (std::vector<unsigned int>{0xC000, 0xC000, 0}));
+    EXPECT_EQ(archive.statuses, (std::vector<unsigned int>{0xC000, 0xC000, 0xC000, 0}));
     EXPECT_TRUE(holds(outcome.err, "'../../evil' is not a SOP Instance UID: the object is not stored"));
     EXPECT_TRUE(holds(outcome.err, "the association was closed: in a message the peer broke off"));
     EXPECT_EQ(names("deep/down"), std::vector<std::string>{"1.2.3.dcm"});

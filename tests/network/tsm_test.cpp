@@ -1,0 +1,602 @@
+// The transport: its state table cell by cell, listening ports, and a bound for every wait.
+#include "orvkit/tsm.h"
+
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <map>
+#include <sstream>
+
+#include "network/listening_ports.h"
+#include "network/pair.h"
+#include "network/pdus.h"
+#include "orvkit/datatf.h"
+#include "support/capture_log.h"
+
+namespace net = orvkit::platform;
+
+namespace {
+
+// The peer's end stays with the pair; ours goes to the transport.
+unsigned int giveOurs(SocketPair& sockets) {
+    const int copy = ::dup(static_cast<int>(sockets.ours()));
+    sockets.closeOurs();
+    return static_cast<unsigned int>(copy);
+}
+
+class Transport : public DcTsm {
+  public:
+    explicit Transport(TSM_ROLE role = TSM_ROLE_NONE, int port = 0) : DcTsm(role, port, nullptr) {}
+    Transport(SocketPair& sockets, bool client) : Transport() {
+        setSockHandles(client ? TSM_ROLE_SCU : TSM_ROLE_SCP, giveOurs(sockets), PDU_SOCKET_NONE);
+    }
+    int step(int event, void* arg = nullptr) { return stateMachine(static_cast<TSM_EVENT>(event), arg); }
+    int stepIn(int state, int event, void* arg) {
+        state_ = static_cast<TSM_STATE>(state);
+        return step(event, arg);
+    }
+    void* nowhere() { return &nowhere_; }
+    unsigned int socket() const { return sockConv_; }
+    static bool artimRuns() { return artimTransport() != nullptr; }
+    using DcTsm::closeSockConv;
+    using DcTsm::readNextPduType;
+    using DcTsm::sockConvOpenClient;
+    using DcTsm::sockConvOpenServer;
+
+  private:
+    TsmPeer nowhere_{"127.0.0.1", 1};
+};
+
+// ---- the state table ------------------------------------------------------------------------------------
+
+// Evt1 to Evt19 by Sta1 to Sta13 (PS3.8 table 9-10, with this library's own cells).
+constexpr const char* kTable = R"(
+AE-1>4 AE-1>4  -       -      -       -       -       -       -       -        -       -       -
+-      -       -       AE-2>5 -       -       -       -       -       -        -       -       -
+-      AA-1>13 AA-8>13 -      AE-3>6  AA-8>13 AA-8>13 AA-8>13 AA-8>13 AA-8>13  AA-8>13 AA-8>13 AA-6>13
+-      AA-1>13 AA-8>13 -      AE-4>1  AA-8>13 AA-8>13 AA-8>13 AA-8>13 AA-8>13  AA-8>13 AA-8>13 AA-6>13
+AE-5>2 -       -       -      -       -       -       -       -       -        -       -       -
+-      AE-6>3  AA-8>13 -      AE-4>1  AA-8>13 AA-8>13 AA-8>13 AA-8>13 AA-8>13  AA-8>13 AA-8>13 AA-7>13
+-      -       AE-7>6  -      -       -       -       -       -       -        -       -       -
+-      -       AE-8>13 -      -       -       -       -       -       -        -       -       -
+-      -       -       -      -       DT-1>6  -       AR-7>8  -       -        -       -       -
+-      AA-1>13 AA-8>13 -      AA-8>13 DT-2>6  AR-6>7  AA-8>13 AA-8>13 AA-8>13  AA-8>13 AA-8>13 AA-6>13
+-      -       -       -      -       AR-1>7  -       -       -       -        -       -       -
+-      AA-1>13 AA-8>13 -      AA-8>13 AR-2>8  AR-8    AA-8>13 AA-8>13 AA-8>13  AA-8>13 AA-8>13 AA-6>13
+-      AA-1>13 AA-8>13 -      AA-8>13 AA-8>13 AR-3>1  AA-8>13 AA-8>13 AR-10>12 AR-3>1  AA-8>13 AA-6>13
+-      -       -       -      -       -       -       AR-4>13 AR-9>11 -        -       AR-4>13 -
+-      -       AA-1>13 AA-2>1 AA-1>13 AA-1>13 AA-1>13 AA-1>13 AA-1>13 AA-1>13  AA-1>13 AA-1>13 -
+-      AA-2>1  AA-3>1  -      AA-3>1  AA-3>1  AA-3>1  AA-3>1  AA-3>1  AA-3>1   AA-3>1  AA-3>1  AA-2>1
+AA-2>1 AA-5>1  AA-4>1  AA-4>1 AA-4>1  AA-4>1  AA-4>1  AA-4>1  AA-4>1  AA-4>1   AA-4>1  AA-4>1  AR-5>1
+AA-2>1 AA-2>1  -       -      -       -       none>1  -       -       -        -       -       AA-2>1
+AA-2>1 AA-1>13 AA-8>13 -      AA-8>13 AA-8>13 AA-8>13 AA-8>13 AA-8>13 AA-8>13  AA-8>13 AA-8>13 AA-7>13
+)";
+
+struct Cell {
+    int event;  // from 0
+    int state;
+    std::string action;
+    int next;  // where the table leads; the state itself for none
+};
+
+std::vector<Cell> cells() {
+    std::vector<Cell> all;
+    std::istringstream words(kTable);
+    for (int event = 0; event < 19; ++event) {
+        for (int state = 1; state <= 13; ++state) {
+            std::string word;
+            words >> word;
+            const std::size_t arrow = word.find('>');
+            const bool moves = arrow != std::string::npos;
+            all.push_back({event, state, word == "-" ? "none" : word.substr(0, arrow),
+                           moves ? std::stoi(word.substr(arrow + 1)) : state});
+        }
+    }
+    return all;
+}
+
+// What an action does with a connection. `state` 0: that of the table.
+struct Deed {
+    int result = 0;
+    Bytes wire = {};
+    bool closes = false;
+    bool reads = false;
+    int state = 0;
+    bool needsPdu = false;
+};
+
+Bytes small(int type, Bytes body) {
+    return pdu(type, body);
+}
+
+Deed deedOf(const std::string& action, bool client, const Bytes& own) {
+    const unsigned char side = client ? 0 : 2;
+    const std::map<std::string, Deed> deeds = {
+        {"AA-1", {0, small(7, {0, 0, 0, 0})}},
+        {"AA-2", {16470, {}, true, false, 2}},
+        {"AA-3", client ? Deed{16466, {}, true} : Deed{16465, {}, true, false, 2}},
+        {"AA-4", {16465, {}, true, false, 2}},
+        {"AA-5", {}},
+        {"AA-6", {}},
+        {"AA-7", {0, small(7, {0, 0, side, side})}},
+        {"AA-8", {16465, small(7, {0, 0, 2, 2})}},
+        {"AE-1", {}},
+        {"AE-2", {0, own, false, false, 0, true}},
+        {"AE-3", {0, {}, false, true, 0, true}},
+        {"AE-4", {0, {}, true, true, 0, true}},
+        {"AE-5", {}},
+        {"AE-6", {0, {}, false, true, 0, true}},
+        {"AE-7", {0, own, false, false, 0, true}},
+        {"AE-8", {0, own, false, false, 0, true}},
+        {"AR-1", {0, small(5, {0, 0, 0, 0})}},
+        {"AR-2", {16469}},
+        {"AR-3", {16468, {}, true}},
+        {"AR-4", {0, small(6, {0, 0, 0, 0})}},
+        {"AR-5", {}},
+        {"AR-6", {16467, {}, false, true}},
+        {"AR-7", {0, own, false, false, 0, true}},
+        {"AR-8", {16469, {}, false, false, client ? 9 : 10}},
+        {"AR-9", {0, small(6, {0, 0, 0, 0})}},
+        {"AR-10", {16468}},
+        {"DT-1", {0, own, false, false, 0, true}},
+        {"DT-2", {0, {}, false, true, 0, true}},
+        {"none", {}},
+    };
+    return deeds.at(action);
+}
+
+// A PDU object for an event, and the bytes that the peer has sent of it behind its type.
+struct Argument {
+    std::unique_ptr<DcPdu> pdu;
+    Bytes body;
+    Bytes framed;  // what sending it puts on the wire
+};
+
+template <typename Pdu>
+std::unique_ptr<Pdu> association(PRES_CTX_AC_RESULT result, int itemType) {
+    auto made = std::make_unique<Pdu>();
+    DcPduInfoAcRq info;
+    std::snprintf(info.calledAeTitle, sizeof info.calledAeTitle, "CALLED");
+    std::snprintf(info.callingAeTitle, sizeof info.callingAeTitle, "CALLING");
+    std::snprintf(info.appCtxName, sizeof info.appCtxName, "%s", kAppCtxUid.c_str());
+    std::snprintf(info.implClassUid, sizeof info.implClassUid, "1.2.3");
+    info.maxPduLen = 16384;
+    made->setInfo(&info);
+    DcPduPresCtx context;
+    context.itemType = itemType;
+    context.presCtxId = 1;
+    context.result = result;
+    context.abstractSyntax = UID_VERIFICATION;
+    context.addXferSyn(UID_LITTLE_ENDIAN_IMPLICIT);
+    made->presCtxItemAdd(&context);
+    return made;
+}
+
+std::unique_ptr<DcPdu> pduFor(int event) {
+    switch (event) {
+        case 1:
+            return association<DcPduAssoRq>(PRES_CTX_AC_ACCEPT, PRES_CTX_TYPE_RQ);
+        case 6:
+            return association<DcPduAssoAc>(PRES_CTX_AC_ACCEPT, PRES_CTX_TYPE_AC);
+        case 2:
+            return std::make_unique<DcPduAssoAc>();
+        case 5:
+            return std::make_unique<DcPduAssoRq>();
+        case 3:
+            return std::make_unique<DcPduAssoRj>();
+        case 7: {
+            auto made = std::make_unique<DcPduAssoRj>();
+            DcPduInfoRj info{1, 1, 7};
+            made->setInfo(&info);
+            return made;
+        }
+        case 8: {
+            auto made = std::make_unique<DcPduDataTf>();
+            DcPduInfoTf info{1, 0, UID_LITTLE_ENDIAN_EXPLICIT, 16384};
+            made->setInfo(info);
+            made->add(new DcElem(T_0010_0020_patientId, "P1"));
+            return made;
+        }
+        case 9:
+            return std::make_unique<DcPduDataTf>();
+        default:
+            return nullptr;
+    }
+}
+
+Argument argumentFor(int event) {
+    Argument made{pduFor(event), {}, {}};
+    if (event == 1 || event == 6 || event == 7 || event == 8) {
+        const auto twin = pduFor(event);
+        made.framed = sent(*twin);
+    }
+    Association request;
+    Association answer;
+    answer.type = 2;
+    answer.context = item(0x21, joined({{1, 0, 0, 0}, item(0x40, kImplicitUid)}));
+    const std::map<int, Bytes> arrived = {{2, answer.bytes()},
+                                          {3, small(3, {0, 1, 1, 7})},
+                                          {5, request.bytes()},
+                                          {9, pdu(4, pdv(1, 2, {1, 2, 3, 4}))}};
+    if (const auto found = arrived.find(event); found != arrived.end()) {
+        made.body.assign(found->second.begin() + 2, found->second.end());
+    }
+    return made;
+}
+
+Bytes arrivedAt(unsigned int socket, bool& closed) {
+    Bytes all(65536);
+    std::size_t count = 0;
+    const net::Received received = net::receive(socket, all.data(), all.size(), 0, count);
+    closed = received == net::Received::closed;
+    all.resize(count);
+    return all;
+}
+
+TEST(StateTable, EveryCellDoesWhatItSays) {
+    for (const Cell& cell : cells()) {
+        for (const bool client : {true, false}) {
+            SCOPED_TRACE("Evt" + std::to_string(cell.event + 1) + " in Sta" + std::to_string(cell.state) +
+                         (client ? " as client" : " as server"));
+            Argument argument = argumentFor(cell.event);
+            const Deed deed = deedOf(cell.action, client, argument.framed);
+            SocketPair sockets;
+            Transport transport(sockets, client);
+            sockets.send(argument.body);
+            void* const arg = cell.event == 0 ? transport.nowhere() : argument.pdu.get();
+            EXPECT_EQ(transport.stepIn(cell.state, cell.event, arg), deed.result);
+            EXPECT_EQ(transport.getState(), deed.state != 0 ? deed.state : cell.next);
+            EXPECT_EQ(transport.isConnected(), !deed.closes);
+            if (!deed.closes) {
+                Bytes rest(65536);
+                const std::int64_t left = net::peekArrived(transport.socket(), rest.data(), rest.size());
+                const auto unread = static_cast<std::int64_t>(argument.body.size());
+                EXPECT_EQ(left, deed.reads || unread == 0 ? -1 : unread);
+            }
+            bool closed = false;
+            EXPECT_EQ(arrivedAt(sockets.peer(), closed), deed.wire);
+            if (deed.closes) {
+                EXPECT_TRUE(closed || deed.reads);
+            } else {
+                EXPECT_FALSE(closed);
+            }
+        }
+    }
+    EXPECT_FALSE(Transport::artimRuns());
+}
+
+TEST(StateTable, ActionsMissAConnectionOrAPdu) {
+    for (const Cell& cell : cells()) {
+        SCOPED_TRACE(cell.action + " by Evt" + std::to_string(cell.event + 1));
+        const bool opens = cell.action == "AE-1" || cell.action == "AE-5";
+        Transport without;
+        const int missing = cell.action == "none" ? 0 : cell.action == "AE-5" ? 16408 : 16388;
+        if (cell.action != "AE-1") {
+            EXPECT_EQ(without.stepIn(cell.state, cell.event, argumentFor(cell.event).pdu.get()), missing);
+        } else {
+            EXPECT_EQ(without.stepIn(cell.state, cell.event, nullptr), 16390);
+        }
+        EXPECT_EQ(without.getState(), cell.next);
+        if (opens || !deedOf(cell.action, true, {}).needsPdu) continue;
+        SocketPair sockets;
+        Transport with(sockets, true);
+        EXPECT_EQ(with.stepIn(cell.state, cell.event, nullptr), 16390);
+    }
+    CaptureLog log;
+    Transport transport;
+    EXPECT_EQ(transport.step(19), 16386);
+    log.expect(LOG_ERROR, "DcTsm::stateMachine", "Event number 19 out of range");
+    EXPECT_EQ(transport.step(-1), 16386);
+}
+
+// What is left to the ARTIM timer happens when it is stopped.
+TEST(StateTable, StoppingArtimClosesTheTransportThatStartedIt) {
+    SocketPair sockets;
+    SocketPair others;
+    Transport transport(sockets, false);
+    Transport other(others, false);
+    const auto rejected = [](Transport& t) {
+        Argument reject = argumentFor(7);
+        return t.stepIn(3, 7, reject.pdu.get());
+    };
+    EXPECT_EQ(rejected(transport), 0);
+    EXPECT_TRUE(Transport::artimRuns());
+    EXPECT_EQ(other.stepIn(13, 16, nullptr), 0) << "it has started none";
+    EXPECT_TRUE(other.isConnected() && transport.isConnected() && Transport::artimRuns());
+    EXPECT_EQ(rejected(other), 0);
+    EXPECT_EQ(transport.step(16), 0) << "also when another was the last to start one";
+    EXPECT_EQ(transport.getState(), 2);
+    EXPECT_FALSE(transport.isConnected());
+    EXPECT_TRUE(Transport::artimRuns());
+    EXPECT_EQ(transport.step(16), 16388);
+    other.closeSockConv();
+    EXPECT_FALSE(Transport::artimRuns());
+}
+
+// ---- listening ------------------------------------------------------------------------------------------
+
+int usersOf(int port) {
+    for (int i = 0; i < TSM_LISTEN_MAX; ++i) {
+        if (DcScpPort[i] == port) return DcScpListenRefCount[i];
+    }
+    return 0;
+}
+
+net::Address loopback(int port) {
+    net::Address address;
+    net::resolve("127.0.0.1", port, address);
+    return address;
+}
+
+bool canConnect(int port) {
+    const net::Address address = loopback(port);
+    const net::Socket socket = net::openSocket(address);
+    return net::connectSocket(socket.get(), address, 1000);
+}
+
+TEST(ListeningPorts, AreSharedCountedAndLimited) {
+    std::vector<std::unique_ptr<Transport>> transports;
+    for (int i = 0; i < TSM_LISTEN_MAX; ++i) {
+        transports.push_back(std::make_unique<Transport>(TSM_ROLE_SCP, 0));
+        ASSERT_EQ(transports.back()->getListenResult(), 0);
+    }
+    {
+        CaptureLog log;
+        Transport fifth(TSM_ROLE_SCP, 0);
+        EXPECT_EQ(fifth.getListenResult(), 16408);
+        log.expect(LOG_ERROR, "DcTsm::sockListenOpen", "Limit of 4 listening ports exceeded");
+        EXPECT_EQ(fifth.sockConvOpenServer(TSM_BLOCK_POLL), 16408);
+    }
+    const int port = transports[0]->getPort();
+    auto second = std::make_unique<Transport>(TSM_ROLE_SCP_SCU, port);
+    EXPECT_EQ(second->getListenResult(), 0) << "the port is open already";
+    EXPECT_EQ(usersOf(port), 2);
+    transports.clear();
+    EXPECT_EQ(usersOf(port), 1);
+
+    // Closing a connection leaves the port to the next one.
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_TRUE(canConnect(port));
+        EXPECT_EQ(second->sockConvOpenServer(TSM_BLOCK_POLL), 0);
+        EXPECT_TRUE(second->isConnected());
+        second->closeSockConv();
+        EXPECT_EQ(usersOf(port), 1);
+    }
+    second.reset();
+    EXPECT_EQ(usersOf(port), 0);
+    EXPECT_FALSE(canConnect(port));
+}
+
+TEST(ListeningPorts, WhatCannotBeOpenedIsTold) {
+    Transport first(TSM_ROLE_SCP, 0);
+    net::Socket taken = net::openSocket({});
+    net::Address address;
+    ASSERT_TRUE(net::bindAny(taken.get(), 0) && net::listenSocket(taken.get(), 1) &&
+                net::ownAddress(taken.get(), address));
+    CaptureLog log;
+    Transport second(TSM_ROLE_SCP, net::addressPort(address));
+    EXPECT_EQ(second.getListenResult(), 16407);
+    log.expect(LOG_ERROR, "DcTsm::sockListenOpen - bind", "winSock error WSAEADDRINUSE");
+    for (const int port : {-1, 65536}) {
+        EXPECT_EQ(Transport(TSM_ROLE_SCP, port).getListenResult(), 16407) << port;
+        log.expect(LOG_ERROR, "DcTsm::sockListenOpen - bind", "winSock error WSAEINVAL");
+    }
+}
+
+TEST(SocketErrors, AreToldByName) {
+    const std::map<int, const char*> names = {
+        {10004, "WSAEINTR"},
+        {10013, "WSAEACCES"},
+        {10014, "WSAEFAULT"},
+        {10022, "WSAEINVAL"},
+        {10024, "WSAEMFILE"},
+        {10035, "WSAEWOULDBLOCK"},
+        {10036, "WSAEINPROGRESS"},
+        {10037, "WSAEALREADY"},
+        {10038, "WSAENOTSOCK"},
+        {10045, "WSAEOPNOTSUPP"},
+        {10047, "WSAEAFNOSUPPORT"},
+        {10048, "WSAEADDRINUSE"},
+        {10049, "WSAEADDRNOTAVAIL"},
+        {10050, "WSAENETDOWN"},
+        {10051, "WSAENETUNREACH"},
+        {10055, "WSAENOBUFS"},
+        {10056, "WSAEISCONN"},
+        {10060, "WSAETIMEDOUT"},
+        {10061, "WSAECONNREFUSED"},
+        {10093, "WSANOTINITIALISED"},
+        {10054, "0x2746"},
+        {EAFNOSUPPORT, "WSAEAFNOSUPPORT"},
+        {EADDRINUSE, "WSAEADDRINUSE"},
+        {ECONNRESET, "0x2746"},
+    };
+    CaptureLog log;
+    for (const auto& [error, name] : names) {
+        errno = error;
+        EXPECT_EQ(orvkit::failSocket(16404, "A - b"), 16404);
+        log.expect(LOG_ERROR, "A - b", std::string("winSock error ") + name);
+    }
+    Transport transport;
+    EXPECT_EQ(transport.sockConvOpenClient("no.such.host.invalid", 104), 16403);
+    ASSERT_EQ(log.lines().size(), 1u);
+    EXPECT_EQ(log.lines()[0].reporter, "DcTsm::sockConvOpenClient - gethostbyname");
+    EXPECT_EQ(log.lines()[0].text.substr(0, 19), "winSock error 0x2af") << "host not found, or not now";
+}
+
+TEST(Transport, AdoptsSocketsThatWereOpenedElsewhere) {
+    SocketPair sockets;
+    Transport transport(sockets, false);
+    EXPECT_EQ(transport.getState(), TSM_STATE_02_AWAIT_RQ);
+    SocketPair next;
+    EXPECT_EQ(transport.setSockHandles(TSM_ROLE_SCU, giveOurs(next), PDU_SOCKET_NONE), 0);
+    EXPECT_EQ(transport.getState(), TSM_STATE_04_AWAIT_CONNECTION);
+    bool closed = false;
+    arrivedAt(sockets.peer(), closed);
+    EXPECT_TRUE(closed) << "the one before it";
+
+    net::Socket listener = net::openSocket({});
+    net::Address address;
+    ASSERT_TRUE(net::bindAny(listener.get(), 0) && net::listenSocket(listener.get(), 1) &&
+                net::ownAddress(listener.get(), address));
+    const int port = net::addressPort(address);
+    {
+        Transport borrower;
+        EXPECT_EQ(borrower.setSockHandles(TSM_ROLE_SCP, PDU_SOCKET_NONE, listener.get()), 0);
+        EXPECT_TRUE(canConnect(port));
+        EXPECT_EQ(borrower.sockConvOpenServer(TSM_BLOCK_WAIT), 0);
+    }
+    EXPECT_TRUE(canConnect(port)) << "the listener stays the caller's";
+}
+
+// ---- waits ----------------------------------------------------------------------------------------------
+
+// A pair over loopback, with the buffers that such a connection has.
+struct TcpPair {
+    TcpPair() {
+        const net::Socket listener = net::openSocket({});
+        net::Address at;
+        net::bindAny(listener.get(), 0);
+        net::listenSocket(listener.get(), 1);
+        net::ownAddress(listener.get(), at);
+        ours = net::openSocket({});
+        EXPECT_TRUE(net::connectSocket(ours.get(), loopback(net::addressPort(at)), 1000));
+        net::Address from;
+        peer = net::acceptSocket(listener.get(), from, 1000);
+    }
+    net::Socket ours;
+    net::Socket peer;
+};
+
+// The work ends after one second, and within a tenth more.
+template <typename Work>
+void expectOneSecond(Work work) {
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point begun = Clock::now();
+    work();
+    const std::chrono::duration<double> took = Clock::now() - begun;
+    EXPECT_GE(took.count(), 0.995);
+    EXPECT_LE(took.count(), 1.1);
+}
+
+TEST(Waits, ConnectingToAHostThatDoesNotAnswer) {
+    const net::Socket listener = net::openSocket({});
+    net::Address at;
+    ASSERT_TRUE(net::bindAny(listener.get(), 0) && net::listenSocket(listener.get(), 0) &&
+                net::ownAddress(listener.get(), at));
+    const net::Address address = loopback(net::addressPort(at));
+    std::vector<net::Socket> waiting;  // until its queue is full
+    do {
+        ASSERT_LT(waiting.size(), 64u);
+        waiting.push_back(net::openSocket({}));
+    } while (net::connectSocket(waiting.back().get(), address, 100));
+    Transport transport;
+    DcTsmTimeoutInfo timeouts = seconds(1);
+    transport.setTimeoutInfo(timeouts);
+    CaptureLog log;
+    expectOneSecond(
+        [&] { EXPECT_EQ(transport.sockConvOpenClient("127.0.0.1", net::addressPort(at)), 16404); });
+    log.expect(LOG_ERROR, "DcTsm::sockConvOpenClient - connect", "winSock error WSAETIMEDOUT");
+}
+
+TEST(Waits, AcceptingWhereNobodyConnects) {
+    Transport transport(TSM_ROLE_SCP, 0);
+    DcTsmTimeoutInfo timeouts = seconds(1);
+    transport.setTimeoutInfo(timeouts);
+    expectOneSecond([&] { EXPECT_EQ(transport.sockConvOpenServer(TSM_BLOCK_POLL), 16410); });
+}
+
+TEST(Waits, ReadingFromASilentPeer) {
+    TcpPair sockets;
+    Transport transport;
+    DcTsmTimeoutInfo timeouts = seconds(1);
+    transport.setTimeoutInfo(timeouts);
+    transport.setSockHandles(TSM_ROLE_SCP, sockets.ours.release(), PDU_SOCKET_NONE);
+    PDU_TYPE type;
+    EXPECT_EQ(transport.readNextPduType(type, PDU_BLOCK_POLL), 14854);
+    expectOneSecond([&] { EXPECT_EQ(transport.readNextPduType(type, PDU_BLOCK_WAIT), 14854); });
+    // A caller who polls does not lose the first byte of a type.
+    net::sendTwo(sockets.peer.get(), "\5", 1, nullptr, 0);
+    std::thread late([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        net::sendTwo(sockets.peer.get(), "\0", 1, nullptr, 0);
+    });
+    ASSERT_TRUE(net::waitReadable(transport.socket(), 1000));
+    EXPECT_EQ(transport.readNextPduType(type, PDU_BLOCK_POLL), 0);
+    EXPECT_EQ(type, PDU_TYPE_RELEASE_RQ);
+    late.join();
+}
+
+// The bound is that of a whole send, also when the peer takes a little now and then.
+TEST(Waits, WritingToAPeerThatDoesNotRead) {
+    for (const bool trickle : {false, true}) {
+        TcpPair sockets;
+        Transport transport;
+        DcTsmTimeoutInfo timeouts = seconds(1);
+        transport.setTimeoutInfo(timeouts);
+        transport.setSockHandles(TSM_ROLE_SCU, sockets.ours.release(), PDU_SOCKET_NONE);
+        DcPduDataTf message;
+        DcPduInfoTf info{1, 0, UID_LITTLE_ENDIAN_EXPLICIT, 64u << 20};
+        message.setInfo(info);
+        const std::vector<unsigned char> pixels(48u << 20);
+        auto* const element = new DcElem(T_7fe0_0010_pixelData, nullptr, 0u, UID_NONE, VR_OW, 0);
+        element->addValue(pixels.data(), static_cast<unsigned int>(pixels.size()), info.xferSyn);
+        message.add(element);
+        std::atomic<bool> stop = false;
+        std::thread reader([&] {
+            unsigned char some[4096];
+            for (std::size_t count; trickle && !stop;) {
+                net::receive(sockets.peer.get(), some, sizeof some, 50, count);
+                std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            }
+        });
+        const QuietLog quiet;
+        expectOneSecond([&] {
+            EXPECT_EQ(transport.stepIn(6, TSM_EVENT_08_DATA_REQUEST, static_cast<DcPdu*>(&message)), 14856);
+        });
+        stop = true;
+        reader.join();
+    }
+}
+
+// PDUs that mean nothing do not keep a reader, nor is each of their bytes answered.
+TEST(Waits, ReadingFromAPeerThatNeverStops) {
+    auto support = sopList({UID_VERIFICATION});
+    DcMsmScpInfo info;
+    info.sopList = support.data();
+    info.timeouts = seconds(1);
+    DcMsm provider("P", TSM_ROLE_SCP, 0);
+    TcpPair sockets;
+    std::thread talker([&] {
+        const Bytes junk(10000, 0x47);
+        while (net::sendTwo(sockets.peer.get(), junk.data(), junk.size(), nullptr, 0) > 0) {
+        }
+    });
+    const QuietLog quiet;
+    ASSERT_EQ(provider.connect(sockets.ours.release(), PDU_SOCKET_NONE, info, MSM_BLOCK_CONNECT_POLL), 0);
+    expectOneSecond([&] {
+        EXPECT_EQ(provider.read(nullptr, nullptr, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL), 11354);
+    });
+    EXPECT_FALSE(provider.isConnected());
+    talker.join();
+}
+
+// What is refused is answered once, however much of it has come.
+TEST(Transport, BytesOfAnotherProtocolAreAnsweredByOneAbort) {
+    auto support = sopList({UID_VERIFICATION});
+    DcMsmScpInfo info;
+    info.sopList = support.data();
+    info.timeouts = seconds(1);
+    DcMsm provider("P", TSM_ROLE_SCP, 0);
+    SocketPair sockets;
+    sockets.send(bytesOf("GET / HTTP/1.1\r\nHost: localhost\r\n\r\n"));
+    ASSERT_EQ(provider.connect(giveOurs(sockets), PDU_SOCKET_NONE, info, MSM_BLOCK_CONNECT_POLL), 0);
+    CaptureLog log;
+    EXPECT_EQ(provider.read(nullptr, nullptr, MSM_BLOCK_READ_POLL, MSM_BLOCK_CONNECT_POLL), 11354);
+    log.expect(LOG_ERROR, "DcPdu::readType", "Invalid type 0x47");
+    bool closed = false;
+    EXPECT_EQ(arrivedAt(sockets.peer(), closed), small(7, {0, 0, 0, 0}));
+}
+
+}  // namespace

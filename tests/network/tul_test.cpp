@@ -1,0 +1,427 @@
+// The upper layer: putting messages together, and where their pixels go.
+#include "orvkit/tul.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <thread>
+
+#include "dataset/elem_access.h"
+#include "media/allocation_meter.h"
+#include "network/pair.h"
+#include "network/pdus.h"
+#include "network/pixel_search.h"
+#include "support/capture_log.h"
+#include "support/dataset.h"
+#include "support/temp_dir.h"
+
+using orvkit::ElemAccess;
+
+namespace {
+
+constexpr int kContext = 1;
+constexpr DICT_UID kJpeg = UID_JPEG_BASELINE;
+constexpr DICT_UID kEverySyntax[] = {kImplicit, kExplicit, kBig, kJpeg};
+
+Bytes bytesOf(const Stream& s) {
+    return s.bytes();
+}
+
+std::string textOf(const Bytes& bytes) {
+    return {bytes.begin(), bytes.end()};
+}
+
+// An upper layer in the middle of an association whose only context is `kContext`.
+class Upper : public DcTul {
+  public:
+    Upper() : DcTul(TSM_ROLE_SCU, 0) {}
+
+    // Receives from a peer that sends these bytes and closes.
+    int receive(const Bytes& bytes, DICT_UID xferSyn, TSM_STATE state = TSM_STATE_06_ASSOCIATED) {
+        closeSockConv();
+        SocketPair sockets;
+        const int ours = ::dup(static_cast<int>(sockets.ours()));
+        sockets.closeOurs();
+        setSockHandles(TSM_ROLE_SCU, static_cast<unsigned int>(ours), PDU_SOCKET_NONE);
+        DcTsmTimeoutInfo timeouts = seconds(5);
+        setTimeoutInfo(timeouts);
+        setState(state);
+        std::thread peer;
+        const auto send = [&] {
+            sockets.send(bytes);
+            sockets.closePeer();
+        };
+        if (bytes.size() < 50000) {
+            send();
+        } else {
+            peer = std::thread(send);
+        }
+        const int result = next(xferSyn);
+        closeSockConv();
+        if (peer.joinable()) peer.join();
+        return result;
+    }
+    int next(DICT_UID xferSyn, PDU_BLOCK block = PDU_BLOCK_WAIT) {
+        unsigned char ids[PDU_PRES_CTX_MAX] = {kContext, 3};
+        static DICT_UID syntaxes[PDU_PRES_CTX_MAX];
+        syntaxes[0] = syntaxes[1] = xferSyn;
+        DcPdu* pdu = nullptr;
+        const int result = readNextPdu(&pdu, ids, syntaxes, block);
+        received.reset(pdu);
+        return result;
+    }
+    DcPduDataTf* message() { return dynamic_cast<DcPduDataTf*>(received.get()); }
+
+    std::unique_ptr<DcPdu> received;
+    using DcTul::event04_connectScp;
+};
+
+// One fragment in one PDU.
+Bytes fragment(const Bytes& data, bool last, int context = kContext, int control = 0) {
+    return pdu(4, pdv(context, control | (last ? 2 : 0), data));
+}
+
+// A data set in fragments that end at the given offsets; every other PDU carries two.
+Bytes inFragments(const Bytes& data, const std::vector<std::size_t>& ends) {
+    Bytes all;
+    Bytes body;
+    std::size_t from = 0;
+    for (std::size_t i = 0; i <= ends.size(); ++i) {
+        const std::size_t to = i < ends.size() ? ends[i] : data.size();
+        const bool last = i == ends.size();
+        append(body, pdv(kContext, last ? 2 : 0,
+                         {data.begin() + static_cast<std::ptrdiff_t>(from),
+                          data.begin() + static_cast<std::ptrdiff_t>(to)}));
+        from = to;
+        if (i % 3 == 1 && !last) continue;
+        append(all, pdu(4, body));
+        body.clear();
+    }
+    return all;
+}
+
+std::vector<std::size_t> every(std::size_t step, std::size_t size) {
+    std::vector<std::size_t> ends;
+    for (std::size_t at = step; at < size; at += step) ends.push_back(at);
+    return ends;
+}
+
+// A data set with an icon, whose pixels are not the ones that are looked for, and its pixel value.
+struct Image {
+    explicit Image(DICT_UID xferSyn, std::size_t pixels = 20) : front(xferSyn) {
+        front.elem(0x00080018, "UI", std::string("1.2.3\0", 6));
+        front.header(0x00880200, "SQ", Stream::undefined).item(Stream::undefined);
+        front.elem(0x7FE00010, "OW", "icon").endItem().endSequence();
+        front.elem(0x00100010, "PN", "Doe^John");
+        Stream content(xferSyn);
+        if (xferSyn == kJpeg) {
+            content.item(0).item(static_cast<std::uint32_t>(pixels)).raw(std::string(pixels, 'p'));
+            content.endSequence();
+        } else {
+            content.raw(std::string(pixels, 'p'));
+        }
+        value = content.bytes();
+        Stream header(xferSyn);
+        header.header(0x7FE00010, xferSyn == kJpeg ? "OB" : "OW",
+                      xferSyn == kJpeg ? Stream::undefined : content.size());
+        whole = joined({front.bytes(), header.bytes(), value});
+        counted = value.size() - (xferSyn == kJpeg ? 8 : 0);
+    }
+    Stream front;
+    Bytes value;          // with the items of encapsulated pixels
+    Bytes whole;          // all of the data set
+    std::size_t counted;  // of the value without its delimiter
+};
+
+struct Taken {
+    Bytes pixels;
+    int fronts = 0;
+    std::string name;
+    int answer = 0;
+    unsigned char context = 0;
+
+    static int pixelBytes(void* user, unsigned char* data, unsigned int length, DICT_UID) {
+        append(static_cast<Taken*>(user)->pixels, Bytes(data, data + length));
+        return 99;  // ignored
+    }
+    static int front(void* user, DcElemList& elements, DICT_UID, unsigned char* const context) {
+        auto* const taken = static_cast<Taken*>(user);
+        ++taken->fronts;
+        taken->name = text(elements, 0x00100010);
+        taken->context = *context;
+        EXPECT_EQ(elemAt(elements, 0x7FE00010), nullptr);
+        return taken->answer;
+    }
+};
+
+// Wherever the borders of the fragments lie, pixels arrive whole at each place that they are sent to.
+TEST(UpperLayer, PixelsGoWhereTheyAreWanted) {
+    const TempDir dir;
+    const std::string path = dir / "pixels";
+    const std::string other = dir / "handle";
+    for (const DICT_UID syntax : kEverySyntax) {
+        const Image image(syntax);
+        std::vector<std::vector<std::size_t>> cuts = {{}};
+        for (std::size_t step = 1; step < image.whole.size(); ++step) {
+            cuts.push_back({step});
+            if (step < 16) cuts.push_back(every(step, image.whole.size()));
+        }
+        for (const auto& ends : cuts) {
+            SCOPED_TRACE("syntax " + std::to_string(syntax) + ", " + std::to_string(ends.size()) +
+                         " cuts, first " + (ends.empty() ? "none" : std::to_string(ends[0])));
+            const Bytes stream = inFragments(image.whole, ends);
+            writeWhole(path, "before");
+            Taken taken;
+            Upper upper;
+            ASSERT_EQ(upper.setPixelDataFileName(path.c_str()), 0);
+            upper.registerPixDataCB(&taken, &Taken::pixelBytes);
+            upper.registerPixRecvCB(&taken, &Taken::front);
+            ASSERT_EQ(upper.receive(stream, syntax), 0);
+            ASSERT_NE(upper.message(), nullptr);
+            EXPECT_EQ(readWhole(path), "before" + textOf(image.value));
+            EXPECT_EQ(taken.pixels, image.value);
+            EXPECT_EQ(taken.fronts, 1);
+            EXPECT_EQ(taken.name, "Doe^John");
+            EXPECT_EQ(taken.context, kContext);
+            EXPECT_EQ(text(*upper.message(), 0x00100010), "Doe^John");
+            const DcElem* pixels = elemAt(*upper.message(), 0x7FE00010);
+            ASSERT_NE(pixels, nullptr);
+            const DcBuf* buffer = ElemAccess::firstBuf(*pixels);
+            ASSERT_NE(buffer, nullptr);
+            EXPECT_EQ(buffer->getFileName(), path);
+            EXPECT_EQ(buffer->getOffset(), 6);
+            EXPECT_EQ(buffer->getLen(), image.counted);
+
+            // A handle, and neither: then the callbacks take part of what stays in memory.
+            const int handle = ::open(other.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+            ASSERT_EQ(upper.setPixelDataFileName(nullptr), 0);
+            ASSERT_EQ(upper.setPixelDataHandle(handle), 0);
+            ::close(handle);
+            ASSERT_EQ(upper.receive(stream, syntax), 0);
+            EXPECT_EQ(readWhole(other), textOf(image.value));
+            pixels = elemAt(*upper.message(), 0x7FE00010);
+            ASSERT_NE(pixels, nullptr);
+            buffer = ElemAccess::firstBuf(*pixels);
+            EXPECT_EQ(buffer->getType(), BUF_HANDLE);
+            EXPECT_EQ(buffer->getOffset(), 0);
+            EXPECT_EQ(buffer->getLen(), image.value.size());
+
+            ASSERT_EQ(upper.setPixelDataHandle(-1), 0);
+            taken = Taken();
+            ASSERT_EQ(upper.receive(stream, syntax), 0);
+            EXPECT_EQ(taken.pixels, image.value);
+            EXPECT_EQ(taken.fronts, 1);
+            pixels = elemAt(*upper.message(), 0x7FE00010);
+            ASSERT_NE(pixels, nullptr);
+            EXPECT_NE(rawBytes(*pixels).find(std::string(20, 'p')), std::string::npos);
+        }
+    }
+}
+
+TEST(UpperLayer, ThePixelFileGrowsBehindWhatItHolds) {
+    const TempDir dir;
+    const std::string path = dir / "pixels";
+    writeWhole(path, std::string(100, 'x'));
+    Upper upper;
+    upper.setPixelDataFileName(path.c_str());
+    for (const int offset : {100, 1100}) {
+        ASSERT_EQ(upper.receive(inFragments(Image(kExplicit, 1000).whole, {500}), kExplicit), 0);
+        const DcElem* pixels = elemAt(*upper.message(), 0x7FE00010);
+        ASSERT_NE(pixels, nullptr);
+        EXPECT_EQ(ElemAccess::firstBuf(*pixels)->getOffset(), offset);
+        EXPECT_EQ(ElemAccess::firstBuf(*pixels)->getLen(), 1000u);
+    }
+    // A data set without pixels, and a command, leave it alone.
+    ASSERT_EQ(upper.receive(fragment(bytesOf(Image(kExplicit).front), true), kExplicit), 0);
+    EXPECT_EQ(elemAt(*upper.message(), 0x7FE00010), nullptr);
+    EXPECT_EQ(readWhole(path).size(), 2100u);
+}
+
+TEST(UpperLayer, AFrontThatIsNotWantedEndsTheReception) {
+    Taken taken;
+    taken.answer = 7;
+    Upper upper;
+    upper.registerPixRecvCB(&taken, &Taken::front);
+    CaptureLog log;
+    EXPECT_EQ(upper.receive(inFragments(Image(kExplicit).whole, every(9, 50)), kExplicit), 16907);
+    EXPECT_EQ(upper.received, nullptr);
+    EXPECT_EQ(log.take(),
+              (LogLines{{LOG_ERROR, "DcTul::processPduDataTf",
+                         "DcMsmPixRecvCB function returned error code 0x7 (7), Association will be closed"},
+                        {LOG_ERROR, "DcTul::readNextPdu", "error code 0x0007"}}));
+}
+
+TEST(UpperLayer, WhatBreaksAMessageIsRefusedByName) {
+    const Bytes data = Image(kExplicit).whole;
+    const Bytes begun = fragment(data, false);
+    Bytes cut = fragment(data, true);
+    cut.resize(cut.size() - 3);
+    const std::string sequence = " received, expecting P-DATA-TF PDU, Association will be closed";
+    struct Case {
+        Bytes bytes;
+        std::string reporter;
+        std::string text;
+        unsigned int code = 16899;
+    };
+    for (const Case& c : std::vector<Case>{
+             {joined({begun, pdu(5, {0, 0, 0, 0})}), "DcTul::readPduDataTf",
+              "Out-of-sequence PDU 0x05" + sequence},
+             {joined({begun, pdu(7, {0, 0, 0, 0})}), "DcTul::readPduDataTf",
+              "Out-of-sequence PDU 0x07" + sequence},
+             {joined({begun, cut}), "DcTul::readPduDataTf",
+              "Incomplete DIMSE message received, Association will be closed"},
+             {fragment(data, true, 5), "DcTul::readNextPdu",
+              "Invalid Presentation Context ID - 5, association will be closed"},
+             {fragment(data, true, 0), "DcTul::readNextPdu",
+              "Invalid Presentation Context ID - 0, association will be closed"},
+             {joined({begun, fragment(data, true, 3)}), "DcTul::readPduDataTf",
+              "Presentation Context ID 3 within a message of 1, Association will be closed"},
+             {joined({begun, fragment(data, true, 1, 1)}), "DcTul::readPduDataTf",
+              "Command within a data set, Association will be closed"},
+         }) {
+        CaptureLog log;
+        Upper upper;
+        EXPECT_EQ(upper.receive(c.bytes, kExplicit), 16907) << c.text;
+        EXPECT_EQ(upper.received, nullptr);
+        char code[32];
+        std::snprintf(code, sizeof code, "error code 0x%04x", c.code);
+        EXPECT_EQ(log.take(),
+                  (LogLines{{LOG_ERROR, c.reporter, c.text}, {LOG_ERROR, "DcTul::readNextPdu", code}}));
+    }
+    CaptureLog log;
+    Upper upper;
+    EXPECT_EQ(upper.receive(begun, kExplicit), 16907) << "the peer is gone between two fragments";
+    log.expect(LOG_ERROR, "DcTul::readNextPdu", "error code 0x3a08");
+    EXPECT_EQ(upper.next(kExplicit), 16898) << "no connection";
+}
+
+// After a request for release, data that was on its way is passed over, and what follows is understood.
+TEST(UpperLayer, DataAfterAReleaseRequestIsPassedOver) {
+    Upper upper;
+    SocketPair sockets;
+    upper.setSockHandles(TSM_ROLE_SCU, static_cast<unsigned int>(::dup(static_cast<int>(sockets.ours()))),
+                         PDU_SOCKET_NONE);
+    sockets.closeOurs();
+    upper.setState(TSM_STATE_07_AWAIT_REL_RP);
+    sockets.send(joined({fragment(Image(kExplicit, 5000).whole, true), pdu(6, {0, 0, 0, 0})}));
+    EXPECT_EQ(upper.next(kExplicit), 16467);
+    EXPECT_EQ(upper.next(kExplicit), 16468);
+    EXPECT_FALSE(upper.isConnected());
+    EXPECT_EQ(upper.getState(), TSM_STATE_01_IDLE);
+}
+
+// The work for many small PDUs grows with their bytes: neither joined nor looked at again for each of them.
+TEST(UpperLayer, ManySmallPdusCostWhatTheirBytesCost) {
+    Stream data(kExplicit);
+    for (unsigned int i = 0; i < 4000; ++i) data.elem(0x00110000 + 0x1000 + i, "LT", std::string(240, 'v'));
+    orvkit::PixelSearch search(kExplicit);
+    const Bytes& bytes = data.bytes();
+    constexpr std::size_t kPiece = 100;
+    std::size_t pieces = 0;
+    for (std::size_t at = 0; at < bytes.size(); at += kPiece, ++pieces) {
+        const std::size_t n = std::min(kPiece, bytes.size() - at);
+        search.append({bytes.data() + at, n});
+        EXPECT_FALSE(search.look(at + n == bytes.size()));
+    }
+    EXPECT_LE(search.source().moves(), 3 * 4000u + pieces);
+
+    Taken taken;
+    Upper upper;
+    upper.registerPixDataCB(&taken, &Taken::pixelBytes);
+    const Bytes sent = inFragments(bytes, every(kPiece, bytes.size()));
+    ASSERT_EQ(upper.receive(sent, kExplicit), 0);
+    EXPECT_TRUE(taken.pixels.empty());
+    EXPECT_NE(elemAt(*upper.message(), 0x00111000 + 3999), nullptr);
+}
+
+struct Sink {
+    Bytes bytes;
+    int lasts = 0;
+    int answer = 0;
+    static int take(void* user, const unsigned char* data, unsigned int length, DICT_UID xferSyn, int last) {
+        auto* const sink = static_cast<Sink*>(user);
+        append(sink->bytes, Bytes(data, data + length));
+        sink->lasts += last != 0 ? 1 : 0;
+        EXPECT_EQ(xferSyn, kJpeg);
+        return sink->answer;
+    }
+};
+
+TEST(UpperLayer, DataSetsPassThroughTheirCallback) {
+    const Image image(kJpeg);
+    Sink sink;
+    Upper upper;
+    upper.registerDataSetCB(&sink, &Sink::take);
+    for (const auto& ends : {std::vector<std::size_t>{}, every(7, image.whole.size()),
+                             every(image.whole.size(), 2 * image.whole.size())}) {
+        sink = Sink();
+        ASSERT_EQ(upper.receive(inFragments(image.whole, ends), kJpeg), 0);
+        EXPECT_EQ(sink.bytes, image.whole);
+        EXPECT_EQ(sink.lasts, 1);
+        EXPECT_EQ(upper.message()->firstElem(), nullptr);
+    }
+    sink = Sink();
+    const Stream command = Stream(kImplicit).elem(0x00000100, "US", std::string("\x30\0", 2));
+    ASSERT_EQ(upper.receive(fragment(bytesOf(command), true, kContext, 1), kJpeg), 0);
+    EXPECT_TRUE(sink.bytes.empty()) << "commands are the message's";
+    EXPECT_NE(elemAt(*upper.message(), 0x00000100), nullptr);
+
+    // 64 MiB in fragments of 64 KiB are not held.
+    const Bytes piece(65536, 'd');
+    Bytes one = fragment(piece, false);
+    SocketPair sockets;
+    upper.setSockHandles(TSM_ROLE_SCU, static_cast<unsigned int>(::dup(static_cast<int>(sockets.ours()))),
+                         PDU_SOCKET_NONE);
+    sockets.closeOurs();
+    upper.setState(TSM_STATE_06_ASSOCIATED);
+    upper.registerDataSetCB(&sink,
+                            [](void* user, const unsigned char*, unsigned int length, DICT_UID, int last) {
+                                static_cast<Sink*>(user)->lasts += last;
+                                static_cast<Sink*>(user)->answer += static_cast<int>(length / 65536);
+                                return 0;
+                            });
+    std::thread peer([&] {
+        for (int i = 0; i < 1023; ++i) sockets.send(one);
+        one[11] = 2;
+        sockets.send(one);
+    });
+    const AllocationMeter meter;
+    EXPECT_EQ(upper.next(kJpeg), 0);
+    EXPECT_LT(meter.peak(), 1u << 20);
+    peer.join();
+    EXPECT_EQ(sink.answer, 1024);
+    EXPECT_EQ(sink.lasts, 1);
+
+    sink = Sink();
+    sink.answer = 5;
+    upper.registerDataSetCB(&sink, &Sink::take);
+    const QuietLog quiet;
+    EXPECT_EQ(upper.receive(inFragments(image.whole, every(7, image.whole.size())), kJpeg), 16907);
+    EXPECT_EQ(sink.bytes.size(), 7u);
+}
+
+TEST(UpperLayer, SettingsAreRefusedByName) {
+    CaptureLog log;
+    Upper upper;
+    EXPECT_EQ(upper.setArtimTimeout(0), 16899);
+    EXPECT_EQ(upper.setArtimTimeout(1), 0);
+    EXPECT_EQ(upper.setPixelDataHandle(987), 16911);
+    log.expect(LOG_ERROR, "DcTul::setPixelDataHandle", "Failed to duplicate file handle 987");
+    int handle = 0;
+    EXPECT_EQ(upper.getPixelDataHandle(handle), 0);
+    EXPECT_EQ(handle, -1);
+    EXPECT_EQ(upper.setPixelDataFileName("/nowhere/file"), 16914);
+    log.expect(LOG_ERROR, "DcTul::setPixelDataFileName", "Failed to open file /nowhere/file in append mode");
+    EXPECT_EQ(upper.event04_connectScp(), 16902);
+    class Provider : public DcTul {
+      public:
+        Provider() : DcTul(TSM_ROLE_NONE, 0) {}
+        using DcTul::event00_connectScu;
+        using DcTul::event01_writeAssoRqPdu;
+    } provider;
+    EXPECT_EQ(provider.event00_connectScu("127.0.0.1", 1), 16901);
+    EXPECT_EQ(provider.event01_writeAssoRqPdu(nullptr), 16901);
+}
+
+}  // namespace

@@ -1,0 +1,466 @@
+// `orvkit serve` as a process, with peers that behave, peers that do not, and deaths in the middle of a
+// store.
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <chrono>
+#include <memory>
+#include <set>
+#include <thread>
+
+#include "orvkit/file.h"
+#include "orvkit/msm.h"
+#include "orvkit/result.h"
+#include "tests/network/pdus.h"
+#include "tests/tools/command.h"
+
+namespace tools_test {
+namespace {
+
+namespace platform = orvkit::platform;
+using Clock = std::chrono::steady_clock;
+using namespace std::chrono_literals;
+
+template <typename Condition>
+bool untilTrue(Clock::duration patience, Condition condition) {
+    for (const auto end = Clock::now() + patience; Clock::now() < end; std::this_thread::sleep_for(10ms)) {
+        if (condition()) return true;
+    }
+    return condition();
+}
+
+// A peer that says what it likes.
+class RawPeer {
+  public:
+    explicit RawPeer(int port) {
+        platform::Address address;
+        EXPECT_TRUE(platform::resolve("127.0.0.1", port, address));
+        socket_ = platform::openSocket(address);
+        connected_ = platform::connectSocket(socket_.get(), address, 5000);
+    }
+    bool connected() const { return connected_; }
+    bool say(const Bytes& bytes) {
+        return platform::sendTwo(socket_.get(), bytes.data(), bytes.size(), nullptr, 0) ==
+               static_cast<std::int64_t>(bytes.size());
+    }
+    // The next PDU; empty when none came.
+    Bytes hear(int timeout = 5000) {
+        Bytes head = take(6, timeout);
+        if (head.size() < 6) return {};
+        append(head, take(std::size_t{head[4]} << 8 | head[5], timeout));
+        return head;
+    }
+    bool closed(int timeout = 5000) { return take(1, timeout).empty(); }
+    void halfClose() { ::shutdown(static_cast<int>(socket_.get()), SHUT_WR); }
+    void reset() {
+        const linger now{1, 0};
+        ::setsockopt(static_cast<int>(socket_.get()), SOL_SOCKET, SO_LINGER, &now, sizeof now);
+        socket_.reset();
+    }
+    // An association for storage of CT images, context 1, implicit little endian.
+    bool associate() {
+        const std::string ct = "1.2.840.10008.5.1.4.1.1.2";
+        ::Association request;
+        request.context = item(0x20, joined({{1, 0, 0, 0}, item(0x30, ct), item(0x40, kImplicitUid)}));
+        request.userInfo = joined({item(0x51, Bytes{0, 0, 0x40, 0}), item(0x52, "1.2.3")});
+        const Bytes answer = say(request) ? hear() : Bytes{};
+        return !answer.empty() && answer[0] == PDU_TYPE_ASSO_AC;
+    }
+    bool say(const ::Association& request) { return say(pdu(PDU_TYPE_ASSO_RQ, request.body())); }
+
+  private:
+    Bytes take(std::size_t length, int timeout) {
+        Bytes bytes(length);
+        std::size_t used = 0;
+        for (std::size_t count = 0; used < length; used += count) {
+            if (platform::receive(socket_.get(), bytes.data() + used, length - used, timeout, count) !=
+                platform::Received::data) {
+                break;
+            }
+        }
+        bytes.resize(used);
+        return bytes;
+    }
+    platform::Socket socket_;
+    bool connected_ = false;
+};
+
+Bytes element(unsigned int tag, const Bytes& value) {
+    Bytes bytes;
+    for (const unsigned int number : {tag >> 16, tag & 0xFFFF}) {
+        bytes.push_back(static_cast<unsigned char>(number));
+        bytes.push_back(static_cast<unsigned char>(number >> 8));
+    }
+    for (int i = 0; i < 4; ++i) bytes.push_back(static_cast<unsigned char>(value.size() >> (8 * i)));
+    append(bytes, value);
+    return bytes;
+}
+Bytes uidValue(std::string uid) {
+    if (uid.size() % 2 != 0) uid.push_back('\0');
+    return bytesOf(uid);
+}
+
+// The command set of a C-STORE request.
+Bytes storeCommand(const std::string& instance) {
+    const Bytes rest =
+        joined({element(0x00000002, uidValue("1.2.840.10008.5.1.4.1.1.2")), element(0x00000100, {1, 0}),
+                element(0x00000110, {1, 0}), element(0x00000700, {0, 0}), element(0x00000800, {0, 0}),
+                element(0x00001000, uidValue(instance))});
+    return joined({element(0x00000000, {static_cast<unsigned char>(rest.size()), 0, 0, 0}), rest});
+}
+Bytes ctDataset(const std::string& instance, std::size_t pixels) {
+    return joined({element(0x00080016, uidValue("1.2.840.10008.5.1.4.1.1.2")),
+                   element(0x00080018, uidValue(instance)), element(0x00100020, bytesOf("P1")),
+                   element(0x0020000D, uidValue("1.2.3.4")), element(0x0020000E, uidValue("1.2.3.4.5")),
+                   element(0x7FE00010, Bytes(pixels, 7))});
+}
+// The status in a response; 0xFFFF when it is none.
+unsigned int statusIn(const Bytes& response) {
+    const Bytes head = element(0x00000900, {0, 0});
+    const auto at = std::search(response.begin(), response.end(), head.begin(), head.end() - 2);
+    if (response.end() - at < static_cast<std::ptrdiff_t>(head.size())) return 0xFFFF;
+    return static_cast<unsigned int>(at[8] | at[9] << 8);
+}
+
+class ServeTest : public CommandTest {
+  protected:
+    void TearDown() override {
+        if (server > 0) {
+            ::kill(server, SIGKILL);
+            ::waitpid(server, nullptr, 0);
+        }
+        CommandTest::TearDown();
+    }
+
+    // Starts the server; its log is in serve.log, its objects in in/.
+    void serve(std::vector<std::string> options = {}, const std::string& into = "in") {
+        options.insert(options.begin(),
+                       {ORVKIT_COMMAND, "serve", "--port", "0", "--no-sync", (dir / into).string()});
+        fs::remove(dir / "serve.log");
+        server = ::fork();
+        ASSERT_GE(server, 0);
+        if (server == 0) {
+            std::vector<char*> arguments;
+            for (std::string& o : options) arguments.push_back(o.data());
+            arguments.push_back(nullptr);
+            const int log = ::open((dir / "serve.log").c_str(), O_CREAT | O_WRONLY | O_APPEND, 0644);
+            ::dup2(log, 2);
+            ::execv(ORVKIT_COMMAND, arguments.data());
+            ::_exit(127);
+        }
+        const std::string told = "listening on port ";
+        ASSERT_TRUE(untilTrue(20s, [&] { return log().find(told) != std::string::npos; })) << log();
+        port = std::atoi(log().c_str() + log().find(told) + told.size());
+    }
+    std::string log() const { return contentOf(dir / "serve.log"); }
+    bool logs(const std::string& text) const {
+        return untilTrue(10s, [&] { return log().find(text) != std::string::npos; });
+    }
+    // 0 when it ended by itself with success, in time.
+    int stop(int signal = SIGTERM) {
+        int status = -1;
+        ::kill(server, signal);
+        if (!untilTrue(8s, [&] { return ::waitpid(server, &status, WNOHANG) == server; })) return -1;
+        server = 0;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    }
+    std::string peer() const { return "A@127.0.0.1:" + std::to_string(port); }
+
+    // The time an association and an echo take, from the connection to the answer.
+    Clock::duration echo() const {
+        const auto begun = Clock::now();
+        DcMsmSopXferSyn sops[2];
+        sops[0].sopClass = UID_VERIFICATION;
+        sops[0].xferSyn[0] = UID_LITTLE_ENDIAN_IMPLICIT;
+        DcMsm msm("GOOD", TSM_ROLE_SCU, port);
+        DcMsmScuInfo info;
+        info.calledAeTitle = "A";
+        info.sopList = sops;
+        info.timeouts.connectTimeout = info.timeouts.readTimeout = info.timeouts.writeTimeout = 20;
+        EXPECT_EQ(msm.connect("127.0.0.1", info), MSM_ACCEPTED);
+        DcCmdCEchoRq request;
+        EXPECT_EQ(msm.sendMessage(UID_VERIFICATION, &request), RESULT_OK);
+        DcMsg* answer = nullptr;
+        EXPECT_EQ(msm.receiveMessage(nullptr, &answer, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL),
+                  MSM_MESSAGE);
+        delete answer;
+        const auto took = Clock::now() - begun;
+        EXPECT_EQ(msm.releaseAssociation(), RESULT_OK);
+        (void)msm.read(nullptr, nullptr, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL);
+        (void)msm.closeAssociation();
+        return took;
+    }
+    std::size_t openFiles() const {
+        const fs::path all = "/proc/" + std::to_string(server) + "/fd";
+        return static_cast<std::size_t>(std::distance(fs::directory_iterator(all), {}));
+    }
+    static long residentKb(pid_t process) {
+        const std::string status = contentOf("/proc/" + std::to_string(process) + "/status");
+        return std::atol(status.c_str() + status.find("VmRSS:") + 6);
+    }
+    std::vector<std::string> names(const std::string& below) const {
+        std::vector<std::string> all;
+        for (const auto& entry : fs::directory_iterator(dir / below))
+            all.push_back(entry.path().filename().string());
+        std::sort(all.begin(), all.end());
+        return all;
+    }
+    std::size_t unfinished() const {
+        const auto all = names("in");
+        return static_cast<std::size_t>(
+            std::count_if(all.begin(), all.end(), [](const auto& name) { return name.ends_with(".part"); }));
+    }
+    std::string dataset(const fs::path& path) const {
+        DcDirMetaInfo meta;
+        unsigned int end = 0;
+        EXPECT_EQ(dirReadFileMetaInfo(path.c_str(), meta, end), 0) << path;
+        return contentOf(path).substr(end);
+    }
+
+    pid_t server = 0;
+    int port = 0;
+};
+
+TEST_F(ServeTest, ObjectsArriveAsTheyWereSentAndTheLogTellsThem) {
+    ASSERT_EQ(sh("orvkit phantom s --size 32 --series 1 --images 2 >/dev/null\n"
+                 "orvkit convert s/SE000001/IM000001 s/SE000001/IM000001 --to lzw")
+                  .status,
+              0);
+    serve({"--aet", "HERE", "--accept-from", "ORVKIT", "P@RT"});
+    const std::string here = "HERE@127.0.0.1:" + std::to_string(port);
+    const Outcome sent = sh("orvkit send --aet P@RT " + here + " s; orvkit send --aet OTHER " + here + " s");
+    EXPECT_TRUE(holds(sent.err,
+                      "association rejected: rejected-permanent by the DICOM UL service-user: "
+                      "calling-AE-title-not-recognized"));
+    const std::string first = "1.3.6.1.4.1.70707.9.1.1.1.1.1.dcm";
+    EXPECT_EQ(names("in").size(), 2u);
+    EXPECT_EQ(dataset(dir / "in" / first), dataset(dir / "s/SE000001/IM000001"));
+    DcDirMetaInfo meta;
+    unsigned int end = 0;
+    ASSERT_EQ(dirReadFileMetaInfo((dir / "in" / first).c_str(), meta, end), 0);
+    EXPECT_STREQ(meta.sourceAeTitle, "P@RT");
+    EXPECT_EQ(stop(SIGINT), 0);
+    EXPECT_TRUE(holds(log(), "[1] P@RT@127.0.0.1 stored " + first + " (CT Image Storage, orvKIT5 LZW"));
+    EXPECT_TRUE(holds(log(), "[1] P@RT@127.0.0.1 association released, 2 stored"));
+    EXPECT_TRUE(holds(log(), "[2] OTHER@127.0.0.1 association refused"));
+    EXPECT_TRUE(holds(log(), "stopped: 2 associations, 2 objects stored, 0 failed"));
+}
+
+TEST_F(ServeTest, APortInUseAndAnImpossibleDirectoryAreTold) {
+    serve();
+    const Outcome outcome = sh("touch file; orvkit serve --port " + std::to_string(port) +
+                               " other; orvkit serve --port 0 file; orvkit serve --port 0 /proc/none");
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.err, "orvkit: cannot listen on port " + std::to_string(port) +
+                               ": address in use\norvkit: file is not a directory\n"
+                               "orvkit: /proc/none is not a directory\n");
+}
+
+TEST_F(ServeTest, AnObjectInOnePduWithItsCommandIsStored) {
+    serve();
+    for (const std::size_t pixels : {10u, 100000u}) {
+        RawPeer sender(port);
+        ASSERT_TRUE(sender.associate());
+        const std::string instance = "1.2." + std::to_string(pixels);
+        const Bytes object = ctDataset(instance, pixels);
+        const auto half = static_cast<std::ptrdiff_t>(object.size() / 2);
+        const Bytes front(object.begin(), object.begin() + half);
+        const Bytes back(object.begin() + half, object.end());
+        ASSERT_TRUE(sender.say(
+            joined({pdu(PDU_TYPE_DATA_TF, joined({pdv(1, 3, storeCommand(instance)), pdv(1, 0, front)})),
+                    pdu(PDU_TYPE_DATA_TF, pdv(1, 2, back))})));
+        EXPECT_EQ(statusIn(sender.hear()), 0u);
+        EXPECT_EQ(dataset(dir / "in" / (instance + ".dcm")), std::string(object.begin(), object.end()));
+    }
+}
+
+TEST_F(ServeTest, WhatIsNoStorableObjectIsAnsweredAndLeavesNoFile) {
+    serve();
+    const struct {
+        const char* instance;
+        unsigned int status;
+    } rows[] = {{"../../evil", 0xC000}, {"1..2", 0xC000}, {"", 0xC000}, {"1.2.3", 0}};
+    RawPeer sender(port);
+    ASSERT_TRUE(sender.associate());
+    for (const auto& row : rows) {
+        ASSERT_TRUE(sender.say(
+            joined({pdu(PDU_TYPE_DATA_TF, pdv(1, 3, storeCommand(row.instance))),
+                    pdu(PDU_TYPE_DATA_TF, pdv(1, 2, ctDataset(*row.instance ? row.instance : "1", 100)))})));
+        EXPECT_EQ(statusIn(sender.hear()), row.status) << row.instance;
+    }
+    EXPECT_EQ(names("in"), std::vector<std::string>{"1.2.3.dcm"});
+    EXPECT_EQ(stop(), 0);
+}
+
+TEST_F(ServeTest, AStopLetsTheStoreThatIsUnderWayEnd) {
+    serve();
+    RawPeer sender(port);
+    RawPeer idle(port);
+    ASSERT_TRUE(sender.associate() && idle.associate());
+    const Bytes object = ctDataset("1.2.3", 40000);
+    const Bytes front(object.begin(), object.begin() + 20000);
+    const Bytes back(object.begin() + 20000, object.end());
+    ASSERT_TRUE(sender.say(joined(
+        {pdu(PDU_TYPE_DATA_TF, pdv(1, 3, storeCommand("1.2.3"))), pdu(PDU_TYPE_DATA_TF, pdv(1, 0, front))})));
+    ASSERT_TRUE(untilTrue(5s, [&] { return unfinished() == 1; }));
+    ::kill(server, SIGTERM);
+    EXPECT_EQ(idle.hear().at(0), PDU_TYPE_ABORT);  // it stops, and has not cut the other yet
+    ASSERT_TRUE(sender.say(pdu(PDU_TYPE_DATA_TF, pdv(1, 2, back))));
+    EXPECT_EQ(statusIn(sender.hear()), 0u);
+    EXPECT_EQ(stop(), 0);
+    EXPECT_EQ(names("in"), std::vector<std::string>{"1.2.3.dcm"});
+}
+
+TEST_F(ServeTest, HostilePeersHoldNobodyUp) {
+    rlimit files{};
+    ::getrlimit(RLIMIT_NOFILE, &files);
+    files.rlim_cur = std::min<rlim_t>(files.rlim_max, 4096);
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &files), 0);
+    serve();
+    // The best of three: other work on the machine must not count.
+    const auto soonest = [this] { return std::min({echo(), echo(), echo()}); };
+    EXPECT_LT(soonest(), 1s);
+    const std::size_t before = openFiles();
+    std::vector<std::unique_ptr<RawPeer>> silent, slow, inside;
+    for (int i = 0; i < 100; ++i) inside.push_back(std::make_unique<RawPeer>(port));
+    for (const auto& p : inside) ASSERT_TRUE(p->associate());
+    for (int i = 0; i < 100; ++i) slow.push_back(std::make_unique<RawPeer>(port));
+    for (int i = 0; i < 1000; ++i) silent.push_back(std::make_unique<RawPeer>(port));
+    const Bytes request = pdu(PDU_TYPE_ASSO_RQ, ::Association().body());
+    const Bytes message = pdu(PDU_TYPE_DATA_TF, pdv(1, 3, storeCommand("1.2.3")));
+    for (std::size_t second = 0; second < 4; ++second) {
+        for (const auto& p : slow) (void)p->say(Bytes{request[second]});
+        for (const auto& p : inside) EXPECT_TRUE(p->say(Bytes{message[second]}));
+        EXPECT_LT(soonest(), 1s) << "second " << second;
+        std::this_thread::sleep_for(1s);
+    }
+    RawPeer http(port), tls(port), half(port), broken(port);
+    EXPECT_TRUE(http.say(bytesOf("GET / HTTP/1.1\r\nHost: localhost\r\n\r\n")));
+    EXPECT_EQ(http.hear().at(0), PDU_TYPE_ABORT);
+    EXPECT_TRUE(tls.say({0x16, 3, 1, 2, 0, 1, 0, 1, 0xFC, 3, 3}));
+    EXPECT_EQ(tls.hear().at(0), PDU_TYPE_ABORT);
+    EXPECT_TRUE(half.say(Bytes(request.begin(), request.begin() + 20)));
+    half.halfClose();
+    ASSERT_TRUE(broken.associate());
+    EXPECT_TRUE(broken.say(joined({pdu(PDU_TYPE_DATA_TF, pdv(1, 3, storeCommand("1.2.3"))), {4, 0, 0, 1}})));
+    broken.reset();
+    EXPECT_LT(soonest(), 1s);
+    EXPECT_TRUE(logs("1.2.3 was not received to its end"));
+    silent.clear();
+    slow.clear();
+    inside.clear();
+    half.reset();
+    EXPECT_TRUE(untilTrue(10s, [&] { return openFiles() <= before; })) << openFiles() << " of " << before;
+    EXPECT_EQ(stop(), 0);
+    EXPECT_TRUE(names("in").empty());
+}
+
+TEST_F(ServeTest, ACallerBeyondTheWorkersWaitsForOneAndIsToldInTheEnd) {
+    serve({"--workers", "1"});
+    RawPeer first(port);
+    ASSERT_TRUE(first.associate());
+    RawPeer second(port);
+    ASSERT_TRUE(second.say(::Association()));
+    EXPECT_EQ(second.hear(10000), pdu(PDU_TYPE_ASSO_RJ, {0, 2, 3, 2}));
+    RawPeer third(port);
+    ASSERT_TRUE(third.say(::Association()));
+    first.reset();
+    const Bytes answer = third.hear();
+    ASSERT_FALSE(answer.empty());
+    EXPECT_EQ(answer[0], PDU_TYPE_ASSO_AC);
+}
+
+TEST_F(ServeTest, AServerThatIsKilledLeavesNoNameWithoutAWholeObject) {
+    ASSERT_EQ(sh("orvkit phantom s --size 512 --series 1 --images 20 >/dev/null").status, 0);
+    serve();
+    RawPeer other(port);
+    ASSERT_TRUE(other.associate());
+    ASSERT_TRUE(other.say(joined({pdu(PDU_TYPE_DATA_TF, pdv(1, 3, storeCommand("1.2.3"))),
+                                  pdu(PDU_TYPE_DATA_TF, pdv(1, 0, ctDataset("1.2.3", 10000)))})));
+    ASSERT_TRUE(untilTrue(5s, [&] { return unfinished() == 1; }));
+    std::thread killer([&] {
+        EXPECT_TRUE(untilTrue(20s, [&] { return names("in").size() >= 4; }));
+        ::kill(server, SIGKILL);
+    });
+    const Outcome sent = sh("orvkit send " + peer() + " s s s s s s s s s s");
+    killer.join();
+    ::waitpid(server, nullptr, 0);
+    EXPECT_EQ(sent.status, 1);
+    EXPECT_TRUE(holds(sent.err, "s/SE000001/IM"));
+    EXPECT_TRUE(holds(sent.err, "not sent: an association was lost"));
+    std::set<std::string> whole;
+    for (const auto& entry : fs::directory_iterator(dir / "s/SE000001")) whole.insert(dataset(entry.path()));
+    for (const std::string& name : names("in")) {
+        EXPECT_TRUE(!name.ends_with(".dcm") || whole.contains(dataset(dir / "in" / name))) << name;
+    }
+    serve();
+    EXPECT_EQ(sh("orvkit send " + peer() + " s").status, 0);
+    EXPECT_EQ(names("in").size() - unfinished(), 20u);
+}
+
+TEST_F(ServeTest, AFullDiskIsToldToTheSenderAndTheNextStoreWorks) {
+    fs::create_directory(dir / "in");
+    if (::mount("tmpfs", (dir / "in").c_str(), "tmpfs", 0, "size=2m") != 0) {
+        GTEST_SKIP() << "no small file system can be mounted";
+    }
+    ASSERT_EQ(sh("orvkit phantom big --size 2048 --series 1 --images 1 >/dev/null\n"
+                 "orvkit phantom small --size 64 --series 1 --images 1 --seed 2 >/dev/null")
+                  .status,
+              0);
+    serve();
+    const Outcome sent = sh("orvkit send " + peer() + " big; orvkit send " + peer() + " small");
+    const auto left = names("in");
+    const std::string said = log();
+    (void)stop();
+    ASSERT_EQ(::umount((dir / "in").c_str()), 0);
+    EXPECT_EQ(sent.status, 0);
+    EXPECT_TRUE(holds(sent.err, "the peer answered 0xA700 (refused: out of resources)"));
+    EXPECT_TRUE(holds(said, "No space left on device"));
+    EXPECT_EQ(left.size(), 1u);
+}
+
+// With ORVKIT_ENDURANCE=50 in the environment: 10,000 associations and 100,000 echoes.
+TEST_F(ServeTest, ManyAssociationsLeaveNothingBehind) {
+    const char* const given = std::getenv("ORVKIT_ENDURANCE");
+    const int rounds = given != nullptr ? std::atoi(given) : 1;
+    serve();
+    for (int i = 0; i < 100; ++i) (void)echo();
+    const std::size_t files = openFiles();
+    const long resident = residentKb(server);
+    const long own = residentKb(::getpid());
+    for (int i = 0; i < 200 * rounds; ++i) (void)echo();
+    EXPECT_EQ(
+        sh("orvkit echo " + peer() + " --repeat " + std::to_string(2000 * rounds) + " >/dev/null").status, 0);
+    EXPECT_TRUE(untilTrue(5s, [&] { return openFiles() <= files; }));
+    EXPECT_LT(residentKb(server), resident + 1024);
+    EXPECT_LT(residentKb(::getpid()), own + 1024);
+    RecordProperty("serverKb", std::to_string(resident) + " to " + std::to_string(residentKb(server)));
+    EXPECT_EQ(stop(), 0);
+}
+
+TEST_F(ServeTest, ObjectsBecomePartOfAFileSet) {
+    ASSERT_EQ(sh("orvkit phantom s --size 16 --images 2 >/dev/null\n"
+                 "orvkit phantom t --size 16 --images 2 --seed 2 >/dev/null")
+                  .status,
+              0);
+    serve({"--file-set"});
+    const Outcome sent = sh("orvkit send " + peer() + " s -j 3; orvkit send " + peer() + " s 2>again");
+    EXPECT_TRUE(holds(sent.out, "4 sent"));
+    EXPECT_TRUE(holds(contentOf(dir / "again"), "the peer answered 0x0110 (processing failure)"));
+    EXPECT_TRUE(holds(log(), "stored PT000001\\ST000001\\SE000001\\IM000001 ("));
+    EXPECT_TRUE(holds(log(), " is in the file set already"));
+    EXPECT_EQ(stop(), 0);
+    EXPECT_EQ(sh("orvkit dicomdir check in").status, 0) << sh("orvkit dicomdir check in").out;
+    serve({"--file-set"});
+    EXPECT_EQ(sh("orvkit send " + peer() + " t").status, 0);
+    EXPECT_EQ(stop(), 0);
+    const Outcome checked = sh("orvkit dicomdir check in && orvkit dicomdir list in");
+    EXPECT_EQ(checked.status, 0) << checked.out;
+    EXPECT_TRUE(holds(checked.out, "PT000002\\ST000001"));
+}
+
+}  // namespace
+}  // namespace tools_test
