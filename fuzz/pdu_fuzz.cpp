@@ -1,33 +1,19 @@
 // PDUs from a peer: the type that stands in their first byte picks the parser. Requests and answers that
 // could be read are framed and read once more.
-#include <sys/socket.h>
-
 #include "fuzz/target.h"
 #include "orvkit/datatf.h"
 #include "orvkit/result.h"
-#include "platform/socket.h"
+#include "tests/support/socket_pair.h"
 
 namespace {
 
 using fuzz::require;
-using orvkit::platform::Socket;
-
-struct Ends {
-    Ends() {
-        int ends[2];
-        require(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends) == 0);
-        ours.reset(static_cast<unsigned int>(ends[0]));
-        peer.reset(static_cast<unsigned int>(ends[1]));
-    }
-    Socket ours;
-    Socket peer;
-};
 
 template <typename Pdu>
-void prepare(Pdu& pdu, const Socket& socket, bool inBits) {
+void prepare(Pdu& pdu, unsigned int socket, bool inBits) {
     DcPduInfo info{inBits ? 7u : 524288u, 0, 0};
     pdu.setInfo(info);
-    pdu.setSockConv(socket.get());
+    pdu.setSockConv(socket);
 }
 
 int countContexts(const DcPduAssoAcRq& pdu) {
@@ -41,7 +27,7 @@ int countContexts(const DcPduAssoAcRq& pdu) {
     return count;
 }
 
-void runAssociation(PDU_TYPE type, const Socket& socket, bool inBits) {
+void runAssociation(PDU_TYPE type, unsigned int socket, bool inBits) {
     DcPduAssoAcRq pdu(type);
     prepare(pdu, socket, inBits);
     if (pdu.read(PDU_BLOCK_POLL) != RESULT_OK) return;
@@ -50,18 +36,18 @@ void runAssociation(PDU_TYPE type, const Socket& socket, bool inBits) {
     const int contexts = countContexts(pdu);
     require(contexts > 0);
 
-    Ends ends;
-    pdu.setSockConv(ends.ours.get());
+    const SocketPair ends;
+    pdu.setSockConv(ends.ours());
     if (pdu.write() != RESULT_OK) return;
     DcPduAssoAcRq again(type);
-    prepare(again, ends.peer, false);
+    prepare(again, ends.peer(), false);
     PDU_TYPE found;
     require(again.readType(found, PDU_BLOCK_POLL) == RESULT_OK && found == type);
     require(again.read(PDU_BLOCK_POLL) == RESULT_OK);
     require(countContexts(again) <= contexts);
 }
 
-void runData(const Socket& socket, bool inBits, std::size_t size) {
+void runData(unsigned int socket, bool inBits, std::size_t size) {
     DcPduDataTf pdu;
     prepare(pdu, socket, inBits);
     const int result = pdu.read(-1, PDU_BLOCK_POLL);
@@ -72,7 +58,7 @@ void runData(const Socket& socket, bool inBits, std::size_t size) {
 }
 
 template <typename Pdu>
-void runSmall(const Socket& socket, bool inBits) {
+void runSmall(unsigned int socket, bool inBits) {
     Pdu pdu;
     prepare(pdu, socket, inBits);
     (void)pdu.read(PDU_BLOCK_POLL);
@@ -83,30 +69,28 @@ void runSmall(const Socket& socket, bool inBits) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (size < 2 || size > 65536) return 0;
     const std::vector<unsigned char> bytes = fuzz::content(data, size);
-    Ends ends;
-    orvkit::platform::sendTwo(ends.peer.get(), bytes.data(), bytes.size(), nullptr, 0);
-    ends.peer.reset();
+    const SocketPair ends(bytes);
     const bool inBits = data[0] % 2 != 0;
     DcPdu current;
-    prepare(current, ends.ours, inBits);
+    prepare(current, ends.ours(), inBits);
     for (PDU_TYPE type; current.readType(type, PDU_BLOCK_POLL) == RESULT_OK;) {
         switch (type) {
             case PDU_TYPE_ASSO_RQ:
             case PDU_TYPE_ASSO_AC:
-                runAssociation(type, ends.ours, inBits);
+                runAssociation(type, ends.ours(), inBits);
                 break;
             case PDU_TYPE_DATA_TF:
-                runData(ends.ours, inBits, size);
+                runData(ends.ours(), inBits, size);
                 break;
             case PDU_TYPE_ASSO_RJ:
-                runSmall<DcPduAssoRj>(ends.ours, inBits);
+                runSmall<DcPduAssoRj>(ends.ours(), inBits);
                 break;
             case PDU_TYPE_RELEASE_RQ:
             case PDU_TYPE_RELEASE_RP:
-                runSmall<DcPduReleaseRq>(ends.ours, inBits);
+                runSmall<DcPduReleaseRq>(ends.ours(), inBits);
                 break;
             case PDU_TYPE_ABORT:
-                runSmall<DcPduAbort>(ends.ours, inBits);
+                runSmall<DcPduAbort>(ends.ours(), inBits);
                 break;
             default:
                 break;

@@ -1,50 +1,40 @@
 // The whole receiving side: an association service as provider or as user, and what a peer sends to it before
 // it closes its direction. The first byte picks the role and where data sets go. Bytes that do not begin with
 // a request or its answer arrive on an association that is open already.
-#include <sys/socket.h>
+#include <unistd.h>
 
 #include <memory>
 
 #include "fuzz/target.h"
 #include "orvkit/msm.h"
 #include "orvkit/result.h"
-#include "platform/socket.h"
+#include "tests/support/socket_pair.h"
 
 namespace {
 
 using fuzz::require;
-using orvkit::platform::Socket;
 
-struct Ends {
-    Ends() {
-        int ends[2];
-        require(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends) == 0);
-        ours.reset(static_cast<unsigned int>(ends[0]));
-        peer.reset(static_cast<unsigned int>(ends[1]));
-    }
-    void send(const std::vector<unsigned char>& bytes) {
-        orvkit::platform::sendTwo(peer.get(), bytes.data(), bytes.size(), nullptr, 0);
-    }
-    void endOfSending() { ::shutdown(static_cast<int>(peer.get()), SHUT_WR); }
-    std::vector<unsigned char> arrived() {
-        std::vector<unsigned char> bytes(65536);
-        std::size_t count = 0;
-        orvkit::platform::receive(peer.get(), bytes.data(), bytes.size(), 0, count);
-        bytes.resize(count);
-        return bytes;
-    }
-    Socket ours;
-    Socket peer;
-};
+void endSending(const SocketPair& ends) {
+    ::shutdown(static_cast<int>(ends.peer()), SHUT_WR);
+}
+
+Bytes arrived(const SocketPair& ends) {
+    Bytes bytes(65536);
+    std::size_t count = 0;
+    orvkit::platform::receive(ends.peer(), bytes.data(), bytes.size(), 0, count);
+    bytes.resize(count);
+    return bytes;
+}
 
 class Entity : public DcMsm {
   public:
-    Entity(bool asUser, Ends& ends) : DcMsm("FUZZ", asUser ? TSM_ROLE_SCU : TSM_ROLE_NONE, 0), user_(asUser) {
+    Entity(bool asUser, const SocketPair& ends)
+        : DcMsm("FUZZ", asUser ? TSM_ROLE_SCU : TSM_ROLE_NONE, 0), user_(asUser) {
         if (!asUser) role_ = TSM_ROLE_SCP;  // without a port of its own
         setAeTitleCheck(0);
         timeouts_.connectTimeout = timeouts_.readTimeout = 0;
         timeouts_.writeTimeout = 1;
-        socket_ = ends.ours.release();
+        socket_ = static_cast<unsigned int>(::dup(static_cast<int>(ends.ours())));
     }
     // The result of opening; a user's is that of the answer.
     int open() {
@@ -73,19 +63,19 @@ class Entity : public DcMsm {
 struct Opening {
     Opening() {
         {
-            Ends ends;
+            SocketPair ends;
             Entity user(true, ends);
-            ends.endOfSending();
+            endSending(ends);
             (void)user.open();
-            request = ends.arrived();
+            request = arrived(ends);
         }
-        Ends ends;
+        SocketPair ends;
         Entity provider(false, ends);
         require(provider.open() == RESULT_OK);
         ends.send(request);
         require(provider.read(nullptr, nullptr, MSM_BLOCK_READ_POLL, MSM_BLOCK_CONNECT_POLL) ==
                 MSM_REQUEST_ANSWERED);
-        answer = ends.arrived();
+        answer = arrived(ends);
     }
     std::vector<unsigned char> request;
     std::vector<unsigned char> answer;
@@ -110,7 +100,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     static const fuzz::MemoryFile pixels;
     const bool asUser = (data[0] & 1) != 0;
     const bool opened = bytes[0] != PDU_TYPE_ASSO_RQ && bytes[0] != PDU_TYPE_ASSO_AC;
-    Ends ends;
+    SocketPair ends;
     Entity entity(asUser, ends);
     if ((data[0] & 2) != 0) {
         require(ftruncate(pixels.handle(), 0) == 0);
@@ -123,7 +113,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     if (opened) ends.send(asUser ? opening.answer : opening.request);
     ends.send(bytes);
-    ends.endOfSending();
+    endSending(ends);
     int result = entity.open();
     require(!opened || result == (asUser ? MSM_ACCEPTED : RESULT_OK));
     // Every round takes at least a PDU, which has more than five bytes.

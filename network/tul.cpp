@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -25,6 +26,8 @@ namespace {
 
 constexpr unsigned char kCommand = 1;  // bits of the message control header
 constexpr unsigned char kLastFragment = 2;
+constexpr unsigned int kLargestCommand = 1u << 20;  // far above any (PS3.7 annex E)
+using Clock = std::chrono::steady_clock;
 constexpr unsigned int kLongest = 0xFFFFFFFE;  // that a value can be
 
 bool isEncapsulated(DICT_UID xferSyn) {
@@ -333,7 +336,26 @@ struct DcTul::Part {
     std::uint64_t pixelLength = 0;
     orvkit::PixelSearch search;
     platform::FileHandle file;  // the pixel data file, once opened
+    std::uint64_t commandBytes = 0;
+    Clock::time_point movedAt = Clock::now();  // when bytes came last
 };
+
+// What a message may not do to its receiver: a command that never ends, or fragments that bring nothing.
+int DcTul::checkProgress(Part& part, DcPduDataTf& latest) const {
+    constexpr const char* reporter = "DcTul::readPduDataTf";
+    std::uint64_t arrived = 0;
+    for (const DcBuf* b = latest.firstBuf(); b != nullptr; b = b->next()) arrived += b->getLen();
+    if ((PduAccess::msgCtrl(latest) & kCommand) != 0) part.commandBytes += arrived;
+    if (part.commandBytes > kLargestCommand) {
+        return fail(TUL_PROTOCOL, LOG_ERROR, reporter,
+                    "Command of more than %u bytes received, Association will be closed", kLargestCommand);
+    }
+    const auto now = Clock::now();
+    if (arrived > 0) part.movedAt = now;
+    if (now - part.movedAt <= std::chrono::seconds(timeouts_.readTimeout)) return RESULT_OK;
+    return fail(TUL_PROTOCOL, LOG_ERROR, reporter,
+                "Nothing but empty fragments received in time, Association will be closed");
+}
 
 int DcTul::readPduDataTf(DcPduDataTf* message, DICT_UID xferSyn, PDU_BLOCK) {
     constexpr const char* reporter = "DcTul::readPduDataTf";
@@ -344,7 +366,8 @@ int DcTul::readPduDataTf(DcPduDataTf* message, DICT_UID xferSyn, PDU_BLOCK) {
             pixelHandle_ > 0 || pixelFileName_ != nullptr || pixRecvCB_ != nullptr || pixDataCB_ != nullptr;
         part.mode = divert && !part.toSink ? 1 : 0;
     }
-    int result = processPduDataTf(part, message);
+    int result = checkProgress(part, *message);
+    if (result == RESULT_OK) result = processPduDataTf(part, message);
     unsigned char control = PduAccess::msgCtrl(*message);
     while (result == RESULT_OK && (control & kLastFragment) == 0) {
         // A part that has begun is waited for, also by a caller who polls.
@@ -374,7 +397,8 @@ int DcTul::readPduDataTf(DcPduDataTf* message, DICT_UID xferSyn, PDU_BLOCK) {
         }
         control = PduAccess::msgCtrl(latest);
         PduAccess::msgCtrl(*message) = control;
-        result = processPduDataTf(part, &latest);
+        result = checkProgress(part, latest);
+        if (result == RESULT_OK) result = processPduDataTf(part, &latest);
     }
     if (result != RESULT_OK) return result;
     return part.mode == 2 ? finishPixels(part) : RESULT_OK;

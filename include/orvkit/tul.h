@@ -73,6 +73,7 @@ class ORVKIT_API DcTul : public DcTsm {
 
     int readPduDataTf(DcPduDataTf* message, DICT_UID xferSyn, PDU_BLOCK block);
     int processPduDataTf(Part& part, DcPduDataTf* latest);
+    int checkProgress(Part& part, DcPduDataTf& latest) const;
     int findPixelData(Part& part);
     int divert(Part& part, const unsigned char* data, unsigned int length);
     int finishPixels(Part& part);

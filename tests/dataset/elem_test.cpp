@@ -23,13 +23,9 @@ TEST(Elem, GroupsDecideAboutVrAndSyntax) {
     DcElem length(0x00080000u, nullptr, 0u, UID_NONE, VR_LO, 0);
     EXPECT_EQ(length.getVr(), VR_UL);
     EXPECT_EQ(length.getVm(), 1);
-    unsigned int value = 7;
-    EXPECT_EQ(length.getValue(value, 0), RESULT_OK);
-    EXPECT_EQ(value, 0u);
     char v[] = "12";
     EXPECT_EQ(DcElem(0x00000002u, v, 2u, kBig, VR_UI, 0).getXferSyn(), kImplicit);
     EXPECT_EQ(DcElem(0x00020010u, v, 2u, kBig, VR_UI, 0).getXferSyn(), kExplicit);
-    EXPECT_EQ(DcElem(0x00041500u, v, 2u, kBig, VR_CS, 0).getXferSyn(), kExplicit);
     CaptureLog log;
     DcElem sq(0x00081140u, nullptr, 0u, UID_NONE, VR_IM, 0);
     log.expect(LOG_VALIDATION, "DcElem::initialize",
@@ -38,8 +34,6 @@ TEST(Elem, GroupsDecideAboutVrAndSyntax) {
     DcElem unknown(0x00091077u, nullptr, 0u, UID_NONE, VR_IM, 0);
     EXPECT_EQ(unknown.getVr(), VR_UNKNOWN);
     EXPECT_EQ(unknown.getVm(), 1);
-    EXPECT_EQ(unknown.addValue("ab", 2u, kExplicit), RESULT_OK);
-    EXPECT_EQ(unknown.getValueCount(), 1);
 }
 
 // An entry of VR IM leaves the VR to the tag of the moment; values of another kind are none under it.
@@ -64,9 +58,6 @@ TEST(Elem, ValuesMeanNothingUnderATagOfAnotherKind) {
     e.setTag(numbers);
     EXPECT_NE(e.getValue(used, 0), RESULT_OK);
     EXPECT_NE(e.changeValue(7u, 0), RESULT_OK);
-    e.setTag(texts);
-    e.pushTag(numbers);  // the VR stays that of the tag before
-    EXPECT_EQ(textAt(e, 1), "BCD");
     Dict.reset();
 }
 
@@ -80,27 +71,6 @@ TEST(Elem, FullElementKeepsItsNewestValues) {
         EXPECT_EQ(textAt(e, e.getValueCount() - 1), "4");
         EXPECT_EQ(textAt(e, e.getValueCount() - 2), "333");
     }
-}
-
-TEST(Elem, ValuesGrowShrinkAndStayApart) {
-    DcElem e(0x00080008u, nullptr, 0u, UID_NONE, VR_IM, 0);  // CS, 1-n
-    std::vector<std::string> model;
-    for (int i = 0; i < 40; ++i) {
-        model.push_back(std::string(static_cast<std::size_t>(i % 16), 'A') + "Z");
-        ASSERT_EQ(e.addValue(model.back().c_str()), RESULT_OK);
-    }
-    for (int i = 0; i < 40; i += 3) {
-        model[static_cast<std::size_t>(i)] = std::string(static_cast<std::size_t>(15 - i % 15), 'B');
-        ASSERT_EQ(e.changeValue(model[static_cast<std::size_t>(i)].c_str(), i), RESULT_OK);
-    }
-    for (int i = 0; i < 40; ++i) EXPECT_EQ(textAt(e, i), model[static_cast<std::size_t>(i)]) << i;
-    CaptureLog log;
-    EXPECT_EQ(e.addValue("X", 40), ELEM_INVALID_INDEX);
-    log.expect(LOG_VALIDATION, "DcElem::addValueFmtBuf", "Invalid index value");
-    EXPECT_EQ(e.addValue("X", -2), ELEM_INVALID_INDEX);
-    e.deleteAllValues();
-    EXPECT_EQ(e.addValue("X", 0), RESULT_OK);
-    EXPECT_EQ(e.getValueCount(), 1);
 }
 
 TEST(Elem, DeepCopiesEndInNullAndBelongToTheCaller) {
@@ -129,8 +99,6 @@ TEST(Elem, RawPiecesAppendExceptForUnAndUt) {
     EXPECT_EQ(orvkit::ElemAccess::rawLength(ob), 8u);
     EXPECT_EQ(orvkit::ElemAccess::rawLength(un), 5u);
     EXPECT_EQ(ob.addValue("x", 0u, kExplicit), ELEM_VALUE_REFUSED);
-    EXPECT_EQ(ob.addValue("x", 1u, UID_VERIFICATION), ELEM_XFER_SYNTAX);
-    EXPECT_EQ(orvkit::ElemAccess::rawLength(ob), 8u);
 }
 
 TEST(Elem, DiskBuffersBelongToPixelData) {
@@ -153,18 +121,13 @@ TEST(Elem, DiskBuffersBelongToPixelData) {
 
 TEST(Elem, HandlesAreDuplicatedAndClosedWithTheElement) {
     const int handle = open("/dev/null", O_RDONLY);
-    const int probe = dup(handle);
+    const int probe = dup(handle);  // the lowest that is free
     close(probe);
     {
-        DcElem pixels(0x7FE00010u, handle, 0, 10u, kExplicit);
-        EXPECT_EQ(pixels.getValueCount(), 1);
-        const int next = dup(handle);
-        EXPECT_NE(next, probe);
-        close(next);
+        const DcElem pixels(0x7FE00010u, handle, 0, 10u, kExplicit);
+        EXPECT_NE(fcntl(probe, F_GETFD), -1);
     }
-    const int again = dup(handle);
-    EXPECT_EQ(again, probe);
-    close(again);
+    EXPECT_EQ(fcntl(probe, F_GETFD), -1);
     close(handle);
     CaptureLog log;
     DcElem pixels(0x7FE00010u, handle, 0, 10u, kExplicit);
@@ -172,45 +135,13 @@ TEST(Elem, HandlesAreDuplicatedAndClosedWithTheElement) {
               "Invalid file handle '" + std::to_string(handle) + "' provided for duplication");
 }
 
-TEST(Elem, SizeEstimateCoversEveryFramedElement) {
-    const ExceptionLevel guard(0);
-    struct Case {
-        unsigned int tag;
-        const char* text;
-    };
-    for (const Case& c : {Case{0x00100010, "Doe^Jane"},
-                          {0x00080020, "20240101"},
-                          {0x00101010, "045Y"},
-                          {0x00080018, "1.2.3"},
-                          {0x00080008, "A\\B\\C\\D"},
-                          {0x00104000, "text"},
-                          {0x00080030, "1030"},
-                          {0x00281052, "1.5"},
-                          {0x00280010, "512"}}) {
-        DcElem e(c.tag, c.text);
-        for (int i = 0; i < 30; ++i) (void)e.addValue(c.text);
-        for (const DICT_UID xferSyn : kSyntaxes) {
-            unsigned int bound = 0;
-            ASSERT_EQ(e.getBufSize(bound, nullptr), RESULT_OK);
-            std::vector<unsigned char> out(bound + 1, 0xAA);
-            unsigned int used = 0;
-            ASSERT_EQ(e.frame(out.data(), used, xferSyn), RESULT_OK);
-            EXPECT_LE(used, bound);
-            EXPECT_EQ(out[bound], 0xAA);
-        }
-    }
+// That they are enough for every framed element is a matter of the fuzz target.
+TEST(Elem, SizesAreThoseOfTheLargestValue) {
     unsigned int size = 0;
     DcElem pn(0x00100010u, "A");
-    (void)pn.getBufSize(size, nullptr);
+    EXPECT_EQ(pn.getBufSize(size, nullptr), RESULT_OK);
     EXPECT_EQ(size, 324u + 12u);
     const std::unique_ptr<DcElem> pixels(raw(0x7FE00010, VR_OX, "abcd"));
-    (void)pixels->getBufSize(size, nullptr);
+    EXPECT_EQ(pixels->getBufSize(size, nullptr), RESULT_OK);
     EXPECT_EQ(size, 4u + 8u + 12u);
-    DcBuf nothing(nullptr, 0, UID_JPEG_BASELINE);
-    DcElem none(0x7FE00010u, &nothing);
-    (void)none.getBufSize(size, nullptr);
-    unsigned char out[64];
-    unsigned int used = 0;
-    ASSERT_EQ(none.frame(out, used, UID_JPEG_BASELINE), RESULT_OK);
-    EXPECT_EQ(used, size);
 }

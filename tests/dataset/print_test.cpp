@@ -69,111 +69,64 @@ TEST(Print, EachKindOfValueHasItsLines) {
     } rows[] = {
         {0x00080054, VR_AE, "STORE1\\STORE2", "  STORE1\n  STORE2\n", "STORE1 \\ STORE2\n"},
         {0x00101010, VR_AS, "045Y", "  45Y\n", "045Y\n"},
-        {0x00101010, VR_AS, "old", "  old\n", "old\n"},
-        {0x00280009, VR_AT, "(0018,1063)", "  (0018,1063)\n", "(0018,1063)\n"},
-        {0x00080020, VR_DA, "20240229", "  20240229\n", "20240229\n"},
         {0x00280030, VR_DS, "0.5\\ .25", "  0.5\n  .25\n", "0.5 \\ .25\n"},
         {0x00189073, VR_FD, "0.1\\1e300", "  0.1\n  1e+300\n", "0.1 \\ 1e+300\n"},
-        {0x00189310, VR_FL, "2.5", "  2.5\n", "2.5\n"},
         {0x00104000, VR_LT, "two\nlines \\ one", "  two\nlines \\ one\n", "two\nlines \\ one\n"},
         {0x00080016, VR_UI, "1.2.840.10008.5.1.4.1.1.2\\1.2.3",
          "  1.2.840.10008.5.1.4.1.1.2 (CT Image Storage)\n  1.2.3\n",
          "1.2.840.10008.5.1.4.1.1.2 (CT Image Storage) \\ 1.2.3\n"},
-        {0x00186020, VR_SL, "-2", "  0xfffffffe -2\n", "-2 \n"},
         {0x00089007, VR_UL, "4294967295", "  0xffffffff -1\n", "-1 \n"},
         {0x00189219, VR_SS, "-1\\7", "  0xffff -1\n  0x0007 7\n", "-1 \\ 7 \n"},
-        {0x00280106, VR_XS, "-3", "  0xfffd -3\n", "-3 \n"},
         {0x00280010, VR_US, "65535", "  0xffff 65535\n", "65535 \n"},
         {0x00000100, VR_US, "48", "  0x0030 (C-ECHO-RQ)\n", "0x0030 (C-ECHO-RQ) \n"},
-        {0x00000100, VR_US, "1234", "  0x04d2 ()\n", "0x04d2 () \n"},
         {0x00000900, VR_US, "45056", "  0xb000 45056\n", "0xb000 \n"},
         {0x00080050, VR_SH, nullptr, "", "\n"},
-        {0x00280010, VR_US, nullptr, "", "\n"},
     };
-    CaptureLog log;
+    const CaptureLog quiet;
     for (const auto& row : rows) {
         auto* e = new DcElem(row.tag, nullptr, 0u, UID_NONE, row.vr, 0);
-        const auto acceptAll = [](void*, unsigned int, DICT_VR, char*, char**) { return 0; };
-        e->registerValueExceptionCB(nullptr, acceptAll);
         if (row.text != nullptr) (void)e->addValue(row.text);
         EXPECT_EQ(flatValues(*e), row.flat) << row.text;
         EXPECT_EQ(treeValues(e), row.tree) << row.text;
     }
-    // Values that are none were told of while they were added; printing is silent.
-    for (const LogLine& line : log.take()) EXPECT_NE(line.reporter, "DcElem::getValue");
 }
 
 TEST(Print, RawValuesShowWhereTheyAre) {
-    std::unique_ptr<DcElem> unknown(raw(0x00091001, VR_UN, std::string("\1\2\3\0", 4)));
-    char buffer[160];
-    const void* at = orvkit::ElemAccess::firstBuf(*unknown)->getBuf();
-    std::snprintf(buffer, sizeof buffer,
-                  "(0009,1001)   UN(UN)   T_0009_1001\n  buf : %p   len : 4 (0x4) bytes \n", at);
-    EXPECT_EQ(flat(*unknown), buffer);
-
     std::unique_ptr<DcElem> overlay(raw(0x60003000, VR_OX, times(20, 'x')));
-    at = orvkit::ElemAccess::firstBuf(*overlay)->getBuf();
-    std::snprintf(buffer, sizeof buffer,
-                  "(6000,3000)   OX(OX)   T_60xx_3000_overlayData\n  buf: %p   len: 20 (0x14) bytes\n"
-                  "                 Total : 20 (0x14) bytes\n",
-                  at);
-    EXPECT_EQ(flat(*overlay), buffer);
-
-    TempDir dir;
-    const std::string path = dir / "pixels";
-    writeWhole(path, times(300, 'p'));
-    DcElem pixels(0x7FE00010u, path.c_str(), 16, 200u, kExplicit);
-    FILE* open = std::fopen(path.c_str(), "rb");
-    ASSERT_EQ(pixels.addValue(fileno(open), 8, 100u, kExplicit), RESULT_OK);
-    std::fclose(open);
-    const int handle = orvkit::ElemAccess::firstBuf(pixels)->next()->getHandle();
-    EXPECT_EQ(flat(pixels),
-              "(7fe0,0010)   OX(OX)   T_7fe0_0010_pixelData\n  filename: " + path +
-                  "   offset: 16 (0x10)  len: 200 (0xc8) bytes\n  handle: " + std::to_string(handle) +
-                  "   offset: 8 (0x8)  len: 100 (0x64) bytes\n"
-                  "                 Total : 300 (0x12c) bytes\n");
+    char buffer[160];
+    std::snprintf(buffer, sizeof buffer, "  buf: %p   len: 20 (0x14) bytes\n",
+                  orvkit::ElemAccess::firstBuf(*overlay)->getBuf());
+    EXPECT_EQ(flatValues(*overlay), buffer + std::string("                 Total : 20 (0x14) bytes\n"));
+    DcElem pixels(0x7FE00010u, "/dev/null", 16, 200u, kExplicit);
+    EXPECT_EQ(flatValues(pixels),
+              "  filename: /dev/null   offset: 16 (0x10)  len: 200 (0xc8) bytes\n"
+              "                 Total : 200 (0xc8) bytes\n");
 }
 
 TEST(Print, TreeShowsUnknownValuesAsTextWhereTheyAreText) {
     EXPECT_EQ(treeValues(raw(0x00091001, VR_UN, "ABC ")), "ABC\n");
-    EXPECT_EQ(treeValues(raw(0x00091001, VR_UN, times(80, 'a'))), times(80, 'a') + "\n");
     EXPECT_EQ(treeValues(raw(0x00091001, VR_UN, times(82, 'a'))), times(80, 'a') + " ...\n");
     EXPECT_EQ(treeValues(raw(0x00091001, VR_UN, "A\nB ")), "4 (0x4) bytes \n");
     EXPECT_EQ(treeValues(raw(0x60003000, VR_OW, times(300, 'x'))), "300 (0x12c) bytes \n");
-    EXPECT_EQ(treeValues(raw(0x0040A160, VR_UT, "told at length  ")), "told at length\n");
     EXPECT_EQ(treeValues(new DcElem(0x00091001u, nullptr, 0u, UID_NONE, VR_UNKNOWN, 0)), "???\n");
 }
 
 TEST(Print, LongValuesAreCutAtEightyBytes) {
-    const ExceptionLevel any(0);
-    for (const std::size_t length : {79u, 80u, 81u, 500u}) {
+    for (const std::size_t length : {80u, 81u}) {
         const std::string text = times(length, 'a');
         const bool cut = length > 80;
         auto* e = elem(0x00104000, text.c_str());
         EXPECT_EQ(flatValues(*e), "  " + text.substr(0, 80) + (cut ? " ...\n" : "\n"));
         EXPECT_EQ(treeValues(e), text.substr(0, 80) + (cut ? "...\n" : "\n"));
     }
-    // First cut, then without the blanks at the end, as reading a text does.
-    auto* blanks = elem(0x00104000, (times(70, 'a') + times(30, ' ') + "end").c_str());
-    EXPECT_EQ(flatValues(*blanks), "  " + times(70, 'a') + " ...\n");
-    delete blanks;
 }
 
 TEST(Print, TreeLeavesOutValuesThatDoNotFitTheLine) {
-    const ExceptionLevel any(0);
-    auto* numbers = new DcElem(0x00281201u, nullptr, 0u, UID_NONE, VR_US, 0);
-    auto* texts = new DcElem(0x00080008u, nullptr, 0u, UID_NONE, VR_CS, 0);
-    for (int i = 0; i < 1000; ++i) {
-        numbers->addValue(static_cast<unsigned short>(i));
-        texts->addValue("ABCDEFGHIJ");
-    }
-    const std::string texts80 =
-        "ABCDEFGHIJ \\ ABCDEFGHIJ \\ ABCDEFGHIJ \\ ABCDEFGHIJ \\ ABCDEFGHIJ \\ ABCDEFGHIJ \\ ABCDEFGHIJ";
-    EXPECT_EQ(treeValues(texts), texts80 + " \\ ...\n");
-    const std::string shown = treeValues(numbers);
-    EXPECT_EQ(shown.substr(0, 12), "0 \\ 1 \\ 2 \\ ");
-    EXPECT_EQ(shown.substr(shown.size() - 6), "\\ ...\n");
-    EXPECT_LT(shown.size(), 100u);
+    auto* texts = elem(0x00080008, "ABCDEFGHIJ");
+    for (int i = 0; i < 10; ++i) texts->addValue("ABCDEFGHIJ");
+    EXPECT_EQ(treeValues(texts),
+              "ABCDEFGHIJ \\ ABCDEFGHIJ \\ ABCDEFGHIJ \\ ABCDEFGHIJ \\ ABCDEFGHIJ \\ ABCDEFGHIJ \\ ABCDEFGHIJ"
+              " \\ ...\n");
 }
 
 TEST(Print, FlatGroupsListsOfPointsAndTheLike) {
@@ -184,9 +137,7 @@ TEST(Print, FlatGroupsListsOfPointsAndTheLike) {
         const char* lines;
     } rows[] = {
         {T_3006_0050_contourData, "1\\2\\3\\4\\5\\6", "  1 \\ 2 \\ 3\n  4 \\ 5 \\ 6\n"},
-        {T_3006_0050_contourData, "1\\2\\3\\4", "  1 \\ 2 \\ 3\n  4\n"},
         {T_3004_0058_dvhData, "0\\9\\1\\8", "  0 \\ 9\n  1 \\ 8\n"},
-        {T_0018_1620_verticesOfThePolygonalShutter, "1\\2\\3\\4", "  1 \\ 2\n  3 \\ 4\n"},
         {T_300a_00be_leafPositionBoundaries, "1\\2\\3\\4\\5\\6\\7\\8\\9",
          "  1 \\ 2 \\ 3 \\ 4 \\ 5 \\ 6 \\ 7 \\ 8\n  9\n"},
         {T_0020_0032_imagePositionPatient, "1\\2\\3", "  1\n  2\n  3\n"},
@@ -206,16 +157,10 @@ TEST(Print, HeadersNameElementsAsTheDictionaryDoes) {
     } rows[] = {
         {0x00280106, VR_US, "(0028,0106)   US(XS)   T_0028_0106_smallestImagePixelValue\n",
          "T_0028_0106_smallestImagePixelValue      (US) "},
-        {0x00080000, VR_UL, "(0008,0000)   UL(UL)   T_0008_0000_groupLength\n",
-         "T_0008_0000_groupLength                  (UL) "},
-        {0x00090010, VR_LO, "(0009,0010)   LO(LO)   T_0009_0010_privateCreatorId\n",
-         "T_0009_0010_privateCreatorId             (LO) "},
         {0x00091001, VR_UNKNOWN, "(0009,1001)   ?\?(UN)   T_0009_1001\n",
          "T_0009_1001                              (?\?) "},
         {0x60020010, VR_US, "(6002,0010)   US(US)   T_60xx_0010_overlayRows\n",
          "T_6002_0010                              (US) "},
-        {0x00185101, VR_CS, "(0018,5101)   CS(CS)   T_0018_5101_viewPosition\n",
-         "T_0018_5101_viewPosition                 (CS) "},
     };
     for (const auto& row : rows) {
         auto* e = new DcElem(row.tag, nullptr, 0u, UID_NONE, row.vr, 0);
@@ -225,17 +170,6 @@ TEST(Print, HeadersNameElementsAsTheDictionaryDoes) {
         set.add(e);
         EXPECT_EQ(set.tree().substr(0, 46), row.tree);
     }
-    // Long names are cut where the column ends.
-    DataSet set;
-    set.add(elem(T_0002_0016_sourceApplicationEntityTitle, "X"));
-    EXPECT_EQ(set.tree(), "T_0002_0016_sourceApplicationEntityTitle (AE) X\n");
-    // A name that stands for many tags gives way to the tag's own digits.
-    unsigned int definition = 0;
-    ASSERT_EQ(Dict.add(0x0009u, 0x1077u, VR_LO, 1, nullptr, &definition), RESULT_OK);
-    DataSet own;
-    own.add(elem(0x00091177, "X"));
-    EXPECT_EQ(own.tree(), "T_0009_1177                              (LO) X\n");
-    Dict.reset();
 }
 
 TEST(Print, NestedItemsInBothForms) {
@@ -264,40 +198,20 @@ TEST(Print, NestedItemsInBothForms) {
               "|  +--T_0040_1001_requestedProcedureId         (SH) P2\n"
               "T_0040_1001_requestedProcedureId         (SH) P3\n");
 
-    const std::string innerFlat =
-        "   *** SQ (0040,0008)  T_0040_0008_scheduledProtocolCodeSequence begin ***\n"
-        "     * SQ item (0040,0008) begin *\n"
-        "(0008,0100)   SH(SH)   T_0008_0100_codeValue\n"
-        "  C1\n"
-        "     * SQ item (0040,0008) end *\n"
-        "   *** SQ (0040,0008)  T_0040_0008_scheduledProtocolCodeSequence end ***\n";
-    EXPECT_EQ(flat(*inner), innerFlat) << "what follows the sequence in its item is not printed";
-    EXPECT_EQ(set.print(PRINT_NODE_FLAT),
-              "   *** SQ (0040,0275)  T_0040_0275_requestAttributesSequence begin ***\n"
-              "     * SQ item (0040,0275) begin *\n" +
-                  innerFlat +
-                  "(0040,1001)   SH(SH)   T_0040_1001_requestedProcedureId\n"
-                  "  P1\n"
-                  "     * SQ item (0040,0275) end *\n"
-                  "     * SQ item (0040,0275) begin *\n"
-                  "(0040,1001)   SH(SH)   T_0040_1001_requestedProcedureId\n"
-                  "  P2\n"
-                  "     * SQ item (0040,0275) end *\n"
-                  "   *** SQ (0040,0275)  T_0040_0275_requestAttributesSequence end ***\n"
-                  "(0040,1001)   SH(SH)   T_0040_1001_requestedProcedureId\n"
-                  "  P3\n");
-    // Below the last element nothing is left to lead a line to.
-    DcElem* const last = set.last();
-    set.subtract(last);
-    delete last;
-    EXPECT_EQ(set.tree().substr(47, 14), "  |--T_0040_00");
+    EXPECT_EQ(flat(*inner),
+              "   *** SQ (0040,0008)  T_0040_0008_scheduledProtocolCodeSequence begin ***\n"
+              "     * SQ item (0040,0008) begin *\n"
+              "(0008,0100)   SH(SH)   T_0008_0100_codeValue\n"
+              "  C1\n"
+              "     * SQ item (0040,0008) end *\n"
+              "   *** SQ (0040,0008)  T_0040_0008_scheduledProtocolCodeSequence end ***\n")
+        << "what follows the sequence in its item is not printed";
 }
 
-TEST(Print, DeepNestingIsBoundedInTheTreeAndWholeInTheFlatForm) {
-    constexpr int depth = 1000;
+TEST(Print, DeepNestingIsBoundedInTheTree) {
     DataSet set;
     DcElemList* list = &set;
-    for (int i = 0; i < depth; ++i) {
+    for (int i = 0; i < 1000; ++i) {
         auto* sq = new DcElemSq(T_0040_0275_requestAttributesSequence);
         auto* item = new DcElemSqItem;
         sq->add(item);
@@ -305,40 +219,10 @@ TEST(Print, DeepNestingIsBoundedInTheTreeAndWholeInTheFlatForm) {
         list = &item->getElemList();
     }
     list->add(elem(T_0040_1001_requestedProcedureId, "deepest"));
-    const auto lines = [](const std::string& text) { return std::count(text.begin(), text.end(), '\n'); };
     const std::string tree = set.tree();
-    EXPECT_EQ(lines(tree), 64 + 1 + 1) << "64 levels below the first, and the note";
+    EXPECT_EQ(std::count(tree.begin(), tree.end(), '\n'), 64 + 1 + 1)
+        << "64 levels below the first, and the note";
     EXPECT_NE(tree.find("not shown"), std::string::npos);
-    const std::string flat = set.print(PRINT_NODE_FLAT);
-    EXPECT_EQ(lines(flat), 4 * depth + 2);
-    EXPECT_NE(flat.find("deepest"), std::string::npos);
-}
-
-TEST(Print, TheValueCounterStaysWhereItWas) {
-    DataSet set;
-    set.add(elem(T_0008_0008_imageType, "A\\B\\C"));
-    DcElem* e = set.first();
-    char value[20];
-    ASSERT_EQ(e->getValue(value, 19, ELEM_INDEX_NEXT), RESULT_OK);
-    const std::string before = flat(*e);
-    EXPECT_EQ(before.substr(before.find('\n')), "\n  A\n  B\n  C\n");
-    (void)set.tree();
-    ASSERT_EQ(e->getValue(value, 19, ELEM_INDEX_NEXT), RESULT_OK);
-    EXPECT_STREQ(value, "B");
-}
-
-TEST(Print, ElementsOfTheApplicationPrintThemselves) {
-    struct Own : DcElem {
-        Own() : DcElem(0x00100010u, "Doe^Jane") {}
-        int printNodeList(FILE* file) override { return std::fputs("mine\n", file) < 0; }
-    };
-    DataSet set;
-    set.add(elem(T_0008_0060_modality, "CT"));
-    set.add(new Own);
-    set.add(elem(T_0010_0020_patientId, "7"));
-    EXPECT_EQ(set.print(PRINT_NODE_FLAT),
-              "(0008,0060)   CS(CS)   T_0008_0060_modality\n  CT\nmine\n"
-              "(0010,0020)   LO(LO)   T_0010_0020_patientId\n  7\n");
 }
 
 TEST(Print, ToAFileByName) {
@@ -354,15 +238,10 @@ TEST(Print, ToAFileByName) {
 
     CaptureLog log;
     EXPECT_EQ(set.printNodeList(nullptr, "w", PRINT_NODE_TREE), ELEM_NULL_ARGUMENT);
-    EXPECT_EQ(set.printNodeList(path.c_str(), nullptr, PRINT_NODE_TREE), ELEM_NULL_ARGUMENT);
     const std::string missing = dir / "no/such/file";
     EXPECT_EQ(set.printNodeList(missing.c_str(), "w", PRINT_NODE_TREE), ELEM_NULL_ARGUMENT);
     EXPECT_EQ(log.take(), (LogLines{{LOG_VALIDATION, "DcElemList::printNodeList", "Null argument passed"},
-                                    {LOG_VALIDATION, "DcElemList::printNodeList", "Null argument passed"},
                                     {LOG_VALIDATION, "DcElemList::printNodeList",
                                      "Error opening file " + missing + " in mode w"}}));
     EXPECT_EQ(set.printNodeList("/dev/full", "w", PRINT_NODE_TREE), ELEM_NULL_ARGUMENT);
-    DataSet empty;
-    EXPECT_EQ(static_cast<int>(empty.DataSet::printNodeList(static_cast<FILE*>(nullptr), PRINT_NODE_FLAT)),
-              ELEM_NULL_ARGUMENT);
 }

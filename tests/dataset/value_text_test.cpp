@@ -68,11 +68,9 @@ TEST(ParseText, Dates) {
     expectAll("utilStrgToYMD", dateParts, {
         {"20240229", 0, "2024 2 29"},
         {"2024.02.29", 0, "2024 2 29"},
-        {" \t20240229 and more", 0, "2024 2 29"},
         {"19000229", 0, "1900 2 29"},
         {" ", ELEM_EMPTY_VALUE},
         {"20230229", UTIL_MALFORMED, "", "invalid day 29 in string '20230229'"},
-        {"20241301", UTIL_MALFORMED, "", "invalid month 13 in string '20241301'"},
         {"2024.01.01.", UTIL_MALFORMED, "", "unexpected occurence of '.' in string '2024.01.01.'"},
     });
 }
@@ -81,21 +79,16 @@ TEST(ParseText, Times) {
     const std::string kept(34, '0');
     expectAll("utilStrgToHMS", timeParts, {
         {"10:30:15.25", 0, "10 30 15.25"},
-        {"1030.5", 0, "10 30 0.5"},
-        {"", ELEM_EMPTY_VALUE},
         {"1:0:3:0", UTIL_MALFORMED, "", "unexpected occurence of ':' in string '1:0:3:0'"},
         {kept + "123", UTIL_MALFORMED, "", "invalid HHMMSS part in string '" + kept + "', should be 2, 4 or 6 chars"},
         {"2400", UTIL_MALFORMED, "", "invalid hour value in string '2400'", "utilStrgToValue"},
-        {"235960", UTIL_MALFORMED, "", "invalid second value in string '235960'", "utilStrgToValue"},
     });
 }
 
 TEST(ParseText, AgesAndTags) {
     expectAll("utilStrgToValue", records<DcElemValueAS>([](auto& out, auto& v) { out << v.age << v.unit; }), {
         {"045Y", 0, "45Y"},
-        {" 006M and more", 0, "6M"},
         {"45Y", UTIL_MALFORMED, "", "'45Y' incorrect AS string length, must be 4 bytes"},
-        {"045y", UTIL_MALFORMED, "", "invalid string 045y"},
     });
     expectAll("utilStrgToValue", records<DcElemValueAT>([](auto& out, auto& v) { out << v.group << ' ' << v.element; }), {
         {"(7FE0,00aF)", 0, "32736 175"},
@@ -107,18 +100,12 @@ TEST(ParseText, RangesOfDatesAndTimes) {
     expectAll("utilStrgToYMD", records<DcElemValueDA>([](auto& out, auto& v) { out << v.day << ' ' << v.startDate << ' ' << v.endDate; }), {
         {"20240101-20241231", 0, "0 20240101 20241231"},
         {"20240101- ", 0, "0 20240101 -1"},  // as padded in a stream
-        {"- 2024.01.02", 0, "0 -1 20240102"},
         {"20240101-x", UTIL_MALFORMED, "", "short string 'x', should be 8 digits"},
     });
     expectAll("utilStrgToHMS", records<DcElemValueTM>([](auto& out, auto& v) { out << v.minute << ' ' << v.startTime << ' ' << v.endTime; }), {
         {"0930-093015.5", 0, "0 93000 93015.5"},
         {"09-25", UTIL_MALFORMED, "", "invalid hour value in string '25'", "utilStrgToValue"},
     });
-    CaptureLog log;
-    DcElemValueTM v;
-    EXPECT_EQ(v.setValue("x"), UTIL_MALFORMED);
-    log.expect(LOG_VALIDATION, "utilStrgToHMS",
-                             "Element (ffff,ffff) - invalid HHMMSS part in string 'x', should be 2, 4 or 6 chars");
 }
 
 TEST(ParseText, DateTimes) {
@@ -126,9 +113,6 @@ TEST(ParseText, DateTimes) {
     expectAll("utilStrgToHMS", records<DcElemValueDT>(shown), {
         {"20240102103015.123456-0530", 0, "2 10:15.1235 -5:30 20240102103015.123456-0530"},
         {"20240102103015.123456+05301", 0, "2 10:15.1235 5:30 20240102103015.123456+0530"},
-        {"20240102+01", 0, "2 0:0 1:0 20240102+01"},
-        {"20240102103015+530", UTIL_MALFORMED, "", "invalid HHMMSS part in string '530', should be 2, 4 or 6 chars"},
-        {"2024010210+", ELEM_EMPTY_VALUE},
         {"202401", UTIL_MALFORMED, "", "short string '202401', should be 8 digits", "utilStrgToYMD"},
     });
 }
@@ -147,20 +131,8 @@ TEST(ParseText, Names) {
     expectAll("utilStrgToValue", name, {
         {"  Doe^John^M^Dr^Jr^more^and^more", 0, "Doe|John|M|Dr|Jr|0"},
         {"Yamada^Tarou=" + kanji + "^" + kanji + "=", 0, "Yamada^Tarou|" + kanji + "^" + kanji + "||||1"},
-        {kanji + "^" + kanji, 0, kanji + "|" + kanji + "||||0"},
         {long70 + "^" + long70, 0, long64 + "|" + long64 + "||||0"},
         {" ", ELEM_EMPTY_VALUE},
     });
 }
 // clang-format on
-
-TEST(ParseText, NullIsTold) {
-    CaptureLog log;
-    DcElemValuePN name;
-    int a = 0, b = 0;
-    double s = 0;
-    EXPECT_EQ(utilStrgToValue(nullptr, name), UTIL_NULL_ARGUMENT);
-    log.expect(LOG_VALIDATION, "utilStrgToValue", "Null argument passed");
-    EXPECT_EQ(utilStrgToHMS(nullptr, a, b, s, 8, 0x30), UTIL_NULL_ARGUMENT);
-    log.expect(LOG_VALIDATION, "utilStrgToHMS", "Null argument passed");
-}

@@ -38,9 +38,7 @@ const CheckRow rows[] = {
     {Verify::DS, "DS", 16, 0, 1, false, digits + "+-.Ee"},
     {Verify::FX, "FX", 16, ELEM_TOO_LONG, 1, false, digits + "+-.Ee"},
     {Verify::IS, "IS", 12, ELEM_TOO_LONG, 1, false, digits + "+-"},
-    {Verify::XL, "XL", 12, ELEM_TOO_LONG, 1, false, digits + "+-"},
     {Verify::LO, "LO", 64, 0, 0, true, line},
-    {Verify::SH, "SH", 16, 0, 0, true, line},
     {Verify::LT, "LT", 10240, ELEM_TOO_LONG, 1, false, lines},
     {Verify::UI, "UI", 64, ELEM_TOO_LONG, 1, false, digits + "."},
     {Verify::UT, "UT", 20000, 0, 0, false, lines},  // without a limit

@@ -137,7 +137,6 @@ case_echoscu() {
   must "echo" echoscu -aec SERVER -aet GOOD --repeat 20 localhost "$port"
   must "echo, abort" echoscu -aec SERVER -aet FRIEND --abort localhost "$port"
   must "128 contexts" echoscu -aec SERVER -aet FRIEND -ppc 128 localhost "$port"
-  must "38 transfer syntaxes" echoscu -aec SERVER -aet FRIEND -pts 38 localhost "$port"
   refuses "a caller whom nobody knows" 'Reason: Calling AE Title Not Recognized' \
     echoscu -aec SERVER -aet OTHER localhost "$port"
   logged 'refused: rejected-permanent by the DICOM UL service-user: calling-AE-title-not-recognized'
@@ -145,8 +144,6 @@ case_echoscu() {
   serve in --aet SERVER
   refuses "another title" 'Reason: Called AE Title Not Recognized' echoscu -aec OTHER localhost "$port"
   logged 'refused: rejected-permanent by the DICOM UL service-user: called-AE-title-not-recognized'
-  refuses "the same by our own" 'rejected-permanent by the DICOM UL service-user: called-AE-title-not-recognized' \
-    "$orvkit" echo "OTHER@localhost:$port"
   must "echo after refusals" echoscu -aec SERVER localhost "$port"
   stop_server
 }
@@ -165,18 +162,6 @@ case_storescu() {
   must "storescu --abort" storescu -xe --abort localhost "$port" study/SE000001/IM000008
   same "storescu --abort" study/SE000001/IM000008 in
   logged 'association ended: the peer aborted'
-  # Killed in the middle of an object.
-  "$orvkit" phantom big --size 4096 --series 1 --images 6 >/dev/null
-  rm -rf in/*
-  storescu -xe --max-send-pdu 4096 localhost "$port" big/SE000001/* >/dev/null 2>&1 &
-  local sender=$!
-  until_true 100 compgen -G 'in/.*.part'
-  kill -9 "$sender"
-  wait "$sender" 2>/dev/null
-  until_true 50 grep -q 'not received to its end' serve.log || fault "a sender that died is not told"
-  until_true 20 eval '! compgen -G "in/.*.part"' || fault "half a file stays"
-  find in -name '*.dcm' -size -33554432c | grep -q . && fault "half an object has a name"
-  must "storescu after that" storescu -xe localhost "$port" study/SE000001/IM000008
   stop_server
 }
 
@@ -201,25 +186,10 @@ case_storescp() {
   fi
   stop_peer
   at=$(free_port)
-  peer "$at" storescp +xi -od in "$at"
-  refuses "only implicit" 'the peer does not support the transfer syntax' "$orvkit" send "A@localhost:$at" study
-  grep -q '^1 sent' said || fault "only implicit: $(cat said)"
-  stop_peer
-  at=$(free_port)
   peer "$at" storescp --abort-during -od in "$at"
   refuses "abort by the receiver" 'aborted the association|connection broke|broke off' \
     "$orvkit" send "A@localhost:$at" study/SE000001/IM000008
   stop_peer
-  # Killed while it receives.
-  at=$(free_port)
-  peer "$at" storescp --sleep-during 5 -od in "$at"
-  "$orvkit" phantom big --size 2048 --series 1 --images 2 >/dev/null
-  "$orvkit" send "A@localhost:$at" big >said 2>&1 &
-  local sender=$!
-  sleep 0.5
-  kill -9 "$peer"
-  wait "$sender" && fault "send: success though the receiver died"
-  grep -qE 'connection broke|closed|aborted' said || fault "a receiver that died: $(cat said)"
 }
 
 # users of services that our server does not have, and what the peer's own archive sends us
@@ -276,7 +246,6 @@ case_dcmqrscp() {
   same "move to our server" plain in
   must "get" "$orvkit" get "QR@localhost:$qr" got -k "$key"
   same "get" plain got
-  refuses "another title" 'called-AE-title-not-recognized' "$orvkit" echo "OTHER@localhost:$qr"
   stop_server
 }
 
@@ -286,8 +255,6 @@ case_gdcmscu() {
   serve in --aet SERVER
   gdcmscu --echo --call SERVER localhost "$port" >/dev/null 2>&1
   until_true 50 grep -q 'association released' serve.log || fault "echo: $(cat serve.log)"
-  gdcmscu --echo --call OTHER localhost "$port" >/dev/null 2>&1
-  logged 'called-AE-title-not-recognized'
   local file
   for file in study/SE000001/IM00000{1,2,3,4,6,8}; do
     rm -rf in/*
@@ -316,7 +283,6 @@ END
   peer "$at" Orthanc orthanc.json
   until_true 100 curl -sf "http://127.0.0.1:$rest/system"
   must "echo" "$orvkit" echo "ARCHIVE@localhost:$at" --repeat 5
-  refuses "another title" 'called-AE-title-not-recognized' "$orvkit" echo "OTHER@localhost:$at"
   must "send" "$orvkit" send "ARCHIVE@localhost:$at" study
   mkdir stored
   local id
@@ -326,7 +292,6 @@ END
   same "send" study stored
   must "find" "$orvkit" find "ARCHIVE@localhost:$at" -k "$key" -k PatientName
   grep -q 'Phantom^Head' said || fault "find: $(cat said)"
-  must "its echo to us" curl -sf -d '{}' "http://127.0.0.1:$rest/modalities/mover/echo"
   must "its store to us" curl -sf -d "$(curl -sf "http://127.0.0.1:$rest/studies" | grep -oE '[0-9a-f]{8}(-[0-9a-f]{8}){4}')" \
     "http://127.0.0.1:$rest/modalities/mover/store"
   same "its store to us" study in

@@ -14,9 +14,7 @@
 struct Sample {
     std::string path;  // relative to the samples' directory
     std::string transferSyntax;
-    std::string sopClass;
     std::string wellFormed;  // "yes", "lax: ...", "no: ..."
-    bool hasReference = false;
 
     std::string folder() const { return path.substr(0, path.find('/')); }
     bool isMalformed() const { return wellFormed.starts_with("no"); }
@@ -31,7 +29,6 @@ struct ReferenceRow {
     bool undefined = false;
     std::uint32_t length = 0;
     std::size_t offset = 0;  // of the tag, in the file
-    std::string value;       // "hex:...", "sha256:..." or "-"
 };
 
 // Null where the samples are absent.
@@ -62,7 +59,7 @@ inline std::vector<Sample> allSamples() {
     std::getline(in, line);
     while (std::getline(in, line)) {
         const auto f = splitTabs(line);
-        samples.push_back({f.at(0), f.at(3), f.at(4), f.at(6), f.at(8) == "yes"});
+        samples.push_back({f.at(0), f.at(3), f.at(6)});
     }
     return samples;
 }
@@ -81,7 +78,6 @@ inline std::vector<ReferenceRow> referenceOf(const Sample& sample) {
         row.undefined = f.at(4) == "undefined";
         row.length = row.undefined ? 0xFFFFFFFF : static_cast<std::uint32_t>(std::stoul(f.at(4)));
         row.offset = std::stoul(f.at(5));
-        row.value = f.size() > 6 ? f[6] : "";
         rows.push_back(row);
     }
     return rows;

@@ -3,8 +3,6 @@
 
 #include <unistd.h>
 
-#include <atomic>
-#include <cerrno>
 #include <chrono>
 #include <map>
 #include <sstream>
@@ -104,7 +102,6 @@ struct Deed {
     bool closes = false;
     bool reads = false;
     int state = 0;
-    bool needsPdu = false;
 };
 
 Bytes small(int type, Bytes body) {
@@ -123,25 +120,25 @@ Deed deedOf(const std::string& action, bool client, const Bytes& own) {
         {"AA-7", {0, small(7, {0, 0, side, side})}},
         {"AA-8", {16465, small(7, {0, 0, 2, 2})}},
         {"AE-1", {}},
-        {"AE-2", {0, own, false, false, 0, true}},
-        {"AE-3", {0, {}, false, true, 0, true}},
-        {"AE-4", {0, {}, true, true, 0, true}},
+        {"AE-2", {0, own}},
+        {"AE-3", {0, {}, false, true}},
+        {"AE-4", {0, {}, true, true}},
         {"AE-5", {}},
-        {"AE-6", {0, {}, false, true, 0, true}},
-        {"AE-7", {0, own, false, false, 0, true}},
-        {"AE-8", {0, own, false, false, 0, true}},
+        {"AE-6", {0, {}, false, true}},
+        {"AE-7", {0, own}},
+        {"AE-8", {0, own}},
         {"AR-1", {0, small(5, {0, 0, 0, 0})}},
         {"AR-2", {16469}},
         {"AR-3", {16468, {}, true}},
         {"AR-4", {0, small(6, {0, 0, 0, 0})}},
         {"AR-5", {}},
         {"AR-6", {16467, {}, false, true}},
-        {"AR-7", {0, own, false, false, 0, true}},
+        {"AR-7", {0, own}},
         {"AR-8", {16469, {}, false, false, client ? 9 : 10}},
         {"AR-9", {0, small(6, {0, 0, 0, 0})}},
         {"AR-10", {16468}},
-        {"DT-1", {0, own, false, false, 0, true}},
-        {"DT-2", {0, {}, false, true, 0, true}},
+        {"DT-1", {0, own}},
+        {"DT-2", {0, {}, false, true}},
         {"none", {}},
     };
     return deeds.at(action);
@@ -267,52 +264,12 @@ TEST(StateTable, EveryCellDoesWhatItSays) {
     EXPECT_FALSE(Transport::artimRuns());
 }
 
-TEST(StateTable, ActionsMissAConnectionOrAPdu) {
-    for (const Cell& cell : cells()) {
-        SCOPED_TRACE(cell.action + " by Evt" + std::to_string(cell.event + 1));
-        const bool opens = cell.action == "AE-1" || cell.action == "AE-5";
-        Transport without;
-        const int missing = cell.action == "none" ? 0 : cell.action == "AE-5" ? 16408 : 16388;
-        if (cell.action != "AE-1") {
-            EXPECT_EQ(without.stepIn(cell.state, cell.event, argumentFor(cell.event).pdu.get()), missing);
-        } else {
-            EXPECT_EQ(without.stepIn(cell.state, cell.event, nullptr), 16390);
-        }
-        EXPECT_EQ(without.getState(), cell.next);
-        if (opens || !deedOf(cell.action, true, {}).needsPdu) continue;
-        SocketPair sockets;
-        Transport with(sockets, true);
-        EXPECT_EQ(with.stepIn(cell.state, cell.event, nullptr), 16390);
-    }
+TEST(StateTable, EventsOutOfRangeAreRefused) {
     CaptureLog log;
     Transport transport;
     EXPECT_EQ(transport.step(19), 16386);
     log.expect(LOG_ERROR, "DcTsm::stateMachine", "Event number 19 out of range");
     EXPECT_EQ(transport.step(-1), 16386);
-}
-
-// What is left to the ARTIM timer happens when it is stopped.
-TEST(StateTable, StoppingArtimClosesTheTransportThatStartedIt) {
-    SocketPair sockets;
-    SocketPair others;
-    Transport transport(sockets, false);
-    Transport other(others, false);
-    const auto rejected = [](Transport& t) {
-        Argument reject = argumentFor(7);
-        return t.stepIn(3, 7, reject.pdu.get());
-    };
-    EXPECT_EQ(rejected(transport), 0);
-    EXPECT_TRUE(Transport::artimRuns());
-    EXPECT_EQ(other.stepIn(13, 16, nullptr), 0) << "it has started none";
-    EXPECT_TRUE(other.isConnected() && transport.isConnected() && Transport::artimRuns());
-    EXPECT_EQ(rejected(other), 0);
-    EXPECT_EQ(transport.step(16), 0) << "also when another was the last to start one";
-    EXPECT_EQ(transport.getState(), 2);
-    EXPECT_FALSE(transport.isConnected());
-    EXPECT_TRUE(Transport::artimRuns());
-    EXPECT_EQ(transport.step(16), 16388);
-    other.closeSockConv();
-    EXPECT_FALSE(Transport::artimRuns());
 }
 
 // ---- listening ------------------------------------------------------------------------------------------
@@ -379,75 +336,6 @@ TEST(ListeningPorts, WhatCannotBeOpenedIsTold) {
     Transport second(TSM_ROLE_SCP, net::addressPort(address));
     EXPECT_EQ(second.getListenResult(), 16407);
     log.expect(LOG_ERROR, "DcTsm::sockListenOpen - bind", "winSock error WSAEADDRINUSE");
-    for (const int port : {-1, 65536}) {
-        EXPECT_EQ(Transport(TSM_ROLE_SCP, port).getListenResult(), 16407) << port;
-        log.expect(LOG_ERROR, "DcTsm::sockListenOpen - bind", "winSock error WSAEINVAL");
-    }
-}
-
-TEST(SocketErrors, AreToldByName) {
-    const std::map<int, const char*> names = {
-        {10004, "WSAEINTR"},
-        {10013, "WSAEACCES"},
-        {10014, "WSAEFAULT"},
-        {10022, "WSAEINVAL"},
-        {10024, "WSAEMFILE"},
-        {10035, "WSAEWOULDBLOCK"},
-        {10036, "WSAEINPROGRESS"},
-        {10037, "WSAEALREADY"},
-        {10038, "WSAENOTSOCK"},
-        {10045, "WSAEOPNOTSUPP"},
-        {10047, "WSAEAFNOSUPPORT"},
-        {10048, "WSAEADDRINUSE"},
-        {10049, "WSAEADDRNOTAVAIL"},
-        {10050, "WSAENETDOWN"},
-        {10051, "WSAENETUNREACH"},
-        {10055, "WSAENOBUFS"},
-        {10056, "WSAEISCONN"},
-        {10060, "WSAETIMEDOUT"},
-        {10061, "WSAECONNREFUSED"},
-        {10093, "WSANOTINITIALISED"},
-        {10054, "0x2746"},
-        {EAFNOSUPPORT, "WSAEAFNOSUPPORT"},
-        {EADDRINUSE, "WSAEADDRINUSE"},
-        {ECONNRESET, "0x2746"},
-    };
-    CaptureLog log;
-    for (const auto& [error, name] : names) {
-        errno = error;
-        EXPECT_EQ(orvkit::failSocket(16404, "A - b"), 16404);
-        log.expect(LOG_ERROR, "A - b", std::string("winSock error ") + name);
-    }
-    Transport transport;
-    EXPECT_EQ(transport.sockConvOpenClient("no.such.host.invalid", 104), 16403);
-    ASSERT_EQ(log.lines().size(), 1u);
-    EXPECT_EQ(log.lines()[0].reporter, "DcTsm::sockConvOpenClient - gethostbyname");
-    EXPECT_EQ(log.lines()[0].text.substr(0, 19), "winSock error 0x2af") << "host not found, or not now";
-}
-
-TEST(Transport, AdoptsSocketsThatWereOpenedElsewhere) {
-    SocketPair sockets;
-    Transport transport(sockets, false);
-    EXPECT_EQ(transport.getState(), TSM_STATE_02_AWAIT_RQ);
-    SocketPair next;
-    EXPECT_EQ(transport.setSockHandles(TSM_ROLE_SCU, giveOurs(next), PDU_SOCKET_NONE), 0);
-    EXPECT_EQ(transport.getState(), TSM_STATE_04_AWAIT_CONNECTION);
-    bool closed = false;
-    arrivedAt(sockets.peer(), closed);
-    EXPECT_TRUE(closed) << "the one before it";
-
-    net::Socket listener = net::openSocket({});
-    net::Address address;
-    ASSERT_TRUE(net::bindAny(listener.get(), 0) && net::listenSocket(listener.get(), 1) &&
-                net::ownAddress(listener.get(), address));
-    const int port = net::addressPort(address);
-    {
-        Transport borrower;
-        EXPECT_EQ(borrower.setSockHandles(TSM_ROLE_SCP, PDU_SOCKET_NONE, listener.get()), 0);
-        EXPECT_TRUE(canConnect(port));
-        EXPECT_EQ(borrower.sockConvOpenServer(TSM_BLOCK_WAIT), 0);
-    }
-    EXPECT_TRUE(canConnect(port)) << "the listener stays the caller's";
 }
 
 // ---- waits ----------------------------------------------------------------------------------------------
@@ -516,87 +404,25 @@ TEST(Waits, ReadingFromASilentPeer) {
     PDU_TYPE type;
     EXPECT_EQ(transport.readNextPduType(type, PDU_BLOCK_POLL), 14854);
     expectOneSecond([&] { EXPECT_EQ(transport.readNextPduType(type, PDU_BLOCK_WAIT), 14854); });
-    // A caller who polls does not lose the first byte of a type.
-    net::sendTwo(sockets.peer.get(), "\5", 1, nullptr, 0);
-    std::thread late([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        net::sendTwo(sockets.peer.get(), "\0", 1, nullptr, 0);
-    });
-    ASSERT_TRUE(net::waitReadable(transport.socket(), 1000));
-    EXPECT_EQ(transport.readNextPduType(type, PDU_BLOCK_POLL), 0);
-    EXPECT_EQ(type, PDU_TYPE_RELEASE_RQ);
-    late.join();
 }
 
-// The bound is that of a whole send, also when the peer takes a little now and then.
 TEST(Waits, WritingToAPeerThatDoesNotRead) {
-    for (const bool trickle : {false, true}) {
-        TcpPair sockets;
-        Transport transport;
-        DcTsmTimeoutInfo timeouts = seconds(1);
-        transport.setTimeoutInfo(timeouts);
-        transport.setSockHandles(TSM_ROLE_SCU, sockets.ours.release(), PDU_SOCKET_NONE);
-        DcPduDataTf message;
-        DcPduInfoTf info{1, 0, UID_LITTLE_ENDIAN_EXPLICIT, 64u << 20};
-        message.setInfo(info);
-        const std::vector<unsigned char> pixels(48u << 20);
-        auto* const element = new DcElem(T_7fe0_0010_pixelData, nullptr, 0u, UID_NONE, VR_OW, 0);
-        element->addValue(pixels.data(), static_cast<unsigned int>(pixels.size()), info.xferSyn);
-        message.add(element);
-        std::atomic<bool> stop = false;
-        std::thread reader([&] {
-            unsigned char some[4096];
-            for (std::size_t count; trickle && !stop;) {
-                net::receive(sockets.peer.get(), some, sizeof some, 50, count);
-                std::this_thread::sleep_for(std::chrono::milliseconds(20));
-            }
-        });
-        const QuietLog quiet;
-        expectOneSecond([&] {
-            EXPECT_EQ(transport.stepIn(6, TSM_EVENT_08_DATA_REQUEST, static_cast<DcPdu*>(&message)), 14856);
-        });
-        stop = true;
-        reader.join();
-    }
-}
-
-// PDUs that mean nothing do not keep a reader, nor is each of their bytes answered.
-TEST(Waits, ReadingFromAPeerThatNeverStops) {
-    auto support = sopList({UID_VERIFICATION});
-    DcMsmScpInfo info;
-    info.sopList = support.data();
-    info.timeouts = seconds(1);
-    DcMsm provider("P", TSM_ROLE_SCP, 0);
     TcpPair sockets;
-    std::thread talker([&] {
-        const Bytes junk(10000, 0x47);
-        while (net::sendTwo(sockets.peer.get(), junk.data(), junk.size(), nullptr, 0) > 0) {
-        }
-    });
+    Transport transport;
+    DcTsmTimeoutInfo timeouts = seconds(1);
+    transport.setTimeoutInfo(timeouts);
+    transport.setSockHandles(TSM_ROLE_SCU, sockets.ours.release(), PDU_SOCKET_NONE);
+    DcPduDataTf message;
+    DcPduInfoTf info{1, 0, UID_LITTLE_ENDIAN_EXPLICIT, 64u << 20};
+    message.setInfo(info);
+    const std::vector<unsigned char> pixels(48u << 20);
+    auto* const element = new DcElem(T_7fe0_0010_pixelData, nullptr, 0u, UID_NONE, VR_OW, 0);
+    element->addValue(pixels.data(), static_cast<unsigned int>(pixels.size()), info.xferSyn);
+    message.add(element);
     const QuietLog quiet;
-    ASSERT_EQ(provider.connect(sockets.ours.release(), PDU_SOCKET_NONE, info, MSM_BLOCK_CONNECT_POLL), 0);
     expectOneSecond([&] {
-        EXPECT_EQ(provider.read(nullptr, nullptr, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL), 11354);
+        EXPECT_EQ(transport.stepIn(6, TSM_EVENT_08_DATA_REQUEST, static_cast<DcPdu*>(&message)), 14856);
     });
-    EXPECT_FALSE(provider.isConnected());
-    talker.join();
-}
-
-// What is refused is answered once, however much of it has come.
-TEST(Transport, BytesOfAnotherProtocolAreAnsweredByOneAbort) {
-    auto support = sopList({UID_VERIFICATION});
-    DcMsmScpInfo info;
-    info.sopList = support.data();
-    info.timeouts = seconds(1);
-    DcMsm provider("P", TSM_ROLE_SCP, 0);
-    SocketPair sockets;
-    sockets.send(bytesOf("GET / HTTP/1.1\r\nHost: localhost\r\n\r\n"));
-    ASSERT_EQ(provider.connect(giveOurs(sockets), PDU_SOCKET_NONE, info, MSM_BLOCK_CONNECT_POLL), 0);
-    CaptureLog log;
-    EXPECT_EQ(provider.read(nullptr, nullptr, MSM_BLOCK_READ_POLL, MSM_BLOCK_CONNECT_POLL), 11354);
-    log.expect(LOG_ERROR, "DcPdu::readType", "Invalid type 0x47");
-    bool closed = false;
-    EXPECT_EQ(arrivedAt(sockets.peer(), closed), small(7, {0, 0, 0, 0}));
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 // The upper layer: putting messages together, and where their pixels go.
 #include "orvkit/tul.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -47,19 +46,10 @@ class Upper : public DcTul {
         DcTsmTimeoutInfo timeouts = seconds(5);
         setTimeoutInfo(timeouts);
         setState(state);
-        std::thread peer;
-        const auto send = [&] {
-            sockets.send(bytes);
-            sockets.closePeer();
-        };
-        if (bytes.size() < 50000) {
-            send();
-        } else {
-            peer = std::thread(send);
-        }
+        sockets.send(bytes);
+        sockets.closePeer();
         const int result = next(xferSyn);
         closeSockConv();
-        if (peer.joinable()) peer.join();
         return result;
     }
     int next(DICT_UID xferSyn, PDU_BLOCK block = PDU_BLOCK_WAIT) {
@@ -74,7 +64,6 @@ class Upper : public DcTul {
     DcPduDataTf* message() { return dynamic_cast<DcPduDataTf*>(received.get()); }
 
     std::unique_ptr<DcPdu> received;
-    using DcTul::event04_connectScp;
 };
 
 // One fragment in one PDU.
@@ -138,7 +127,6 @@ struct Taken {
     Bytes pixels;
     int fronts = 0;
     std::string name;
-    int answer = 0;
     unsigned char context = 0;
 
     static int pixelBytes(void* user, unsigned char* data, unsigned int length, DICT_UID) {
@@ -151,7 +139,7 @@ struct Taken {
         taken->name = text(elements, 0x00100010);
         taken->context = *context;
         EXPECT_EQ(elemAt(elements, 0x7FE00010), nullptr);
-        return taken->answer;
+        return 0;
     }
 };
 
@@ -159,7 +147,6 @@ struct Taken {
 TEST(UpperLayer, PixelsGoWhereTheyAreWanted) {
     const TempDir dir;
     const std::string path = dir / "pixels";
-    const std::string other = dir / "handle";
     for (const DICT_UID syntax : kEverySyntax) {
         const Image image(syntax);
         std::vector<std::vector<std::size_t>> cuts = {{}};
@@ -193,21 +180,7 @@ TEST(UpperLayer, PixelsGoWhereTheyAreWanted) {
             EXPECT_EQ(buffer->getOffset(), 6);
             EXPECT_EQ(buffer->getLen(), image.counted);
 
-            // A handle, and neither: then the callbacks take part of what stays in memory.
-            const int handle = ::open(other.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
             ASSERT_EQ(upper.setPixelDataFileName(nullptr), 0);
-            ASSERT_EQ(upper.setPixelDataHandle(handle), 0);
-            ::close(handle);
-            ASSERT_EQ(upper.receive(stream, syntax), 0);
-            EXPECT_EQ(readWhole(other), textOf(image.value));
-            pixels = elemAt(*upper.message(), 0x7FE00010);
-            ASSERT_NE(pixels, nullptr);
-            buffer = ElemAccess::firstBuf(*pixels);
-            EXPECT_EQ(buffer->getType(), BUF_HANDLE);
-            EXPECT_EQ(buffer->getOffset(), 0);
-            EXPECT_EQ(buffer->getLen(), image.value.size());
-
-            ASSERT_EQ(upper.setPixelDataHandle(-1), 0);
             taken = Taken();
             ASSERT_EQ(upper.receive(stream, syntax), 0);
             EXPECT_EQ(taken.pixels, image.value);
@@ -217,39 +190,6 @@ TEST(UpperLayer, PixelsGoWhereTheyAreWanted) {
             EXPECT_NE(rawBytes(*pixels).find(std::string(20, 'p')), std::string::npos);
         }
     }
-}
-
-TEST(UpperLayer, ThePixelFileGrowsBehindWhatItHolds) {
-    const TempDir dir;
-    const std::string path = dir / "pixels";
-    writeWhole(path, std::string(100, 'x'));
-    Upper upper;
-    upper.setPixelDataFileName(path.c_str());
-    for (const int offset : {100, 1100}) {
-        ASSERT_EQ(upper.receive(inFragments(Image(kExplicit, 1000).whole, {500}), kExplicit), 0);
-        const DcElem* pixels = elemAt(*upper.message(), 0x7FE00010);
-        ASSERT_NE(pixels, nullptr);
-        EXPECT_EQ(ElemAccess::firstBuf(*pixels)->getOffset(), offset);
-        EXPECT_EQ(ElemAccess::firstBuf(*pixels)->getLen(), 1000u);
-    }
-    // A data set without pixels, and a command, leave it alone.
-    ASSERT_EQ(upper.receive(fragment(bytesOf(Image(kExplicit).front), true), kExplicit), 0);
-    EXPECT_EQ(elemAt(*upper.message(), 0x7FE00010), nullptr);
-    EXPECT_EQ(readWhole(path).size(), 2100u);
-}
-
-TEST(UpperLayer, AFrontThatIsNotWantedEndsTheReception) {
-    Taken taken;
-    taken.answer = 7;
-    Upper upper;
-    upper.registerPixRecvCB(&taken, &Taken::front);
-    CaptureLog log;
-    EXPECT_EQ(upper.receive(inFragments(Image(kExplicit).whole, every(9, 50)), kExplicit), 16907);
-    EXPECT_EQ(upper.received, nullptr);
-    EXPECT_EQ(log.take(),
-              (LogLines{{LOG_ERROR, "DcTul::processPduDataTf",
-                         "DcMsmPixRecvCB function returned error code 0x7 (7), Association will be closed"},
-                        {LOG_ERROR, "DcTul::readNextPdu", "error code 0x0007"}}));
 }
 
 TEST(UpperLayer, WhatBreaksAMessageIsRefusedByName) {
@@ -267,14 +207,10 @@ TEST(UpperLayer, WhatBreaksAMessageIsRefusedByName) {
     for (const Case& c : std::vector<Case>{
              {joined({begun, pdu(5, {0, 0, 0, 0})}), "DcTul::readPduDataTf",
               "Out-of-sequence PDU 0x05" + sequence},
-             {joined({begun, pdu(7, {0, 0, 0, 0})}), "DcTul::readPduDataTf",
-              "Out-of-sequence PDU 0x07" + sequence},
              {joined({begun, cut}), "DcTul::readPduDataTf",
               "Incomplete DIMSE message received, Association will be closed"},
              {fragment(data, true, 5), "DcTul::readNextPdu",
               "Invalid Presentation Context ID - 5, association will be closed"},
-             {fragment(data, true, 0), "DcTul::readNextPdu",
-              "Invalid Presentation Context ID - 0, association will be closed"},
              {joined({begun, fragment(data, true, 3)}), "DcTul::readPduDataTf",
               "Presentation Context ID 3 within a message of 1, Association will be closed"},
              {joined({begun, fragment(data, true, 1, 1)}), "DcTul::readPduDataTf",
@@ -296,21 +232,6 @@ TEST(UpperLayer, WhatBreaksAMessageIsRefusedByName) {
     EXPECT_EQ(upper.next(kExplicit), 16898) << "no connection";
 }
 
-// After a request for release, data that was on its way is passed over, and what follows is understood.
-TEST(UpperLayer, DataAfterAReleaseRequestIsPassedOver) {
-    Upper upper;
-    SocketPair sockets;
-    upper.setSockHandles(TSM_ROLE_SCU, static_cast<unsigned int>(::dup(static_cast<int>(sockets.ours()))),
-                         PDU_SOCKET_NONE);
-    sockets.closeOurs();
-    upper.setState(TSM_STATE_07_AWAIT_REL_RP);
-    sockets.send(joined({fragment(Image(kExplicit, 5000).whole, true), pdu(6, {0, 0, 0, 0})}));
-    EXPECT_EQ(upper.next(kExplicit), 16467);
-    EXPECT_EQ(upper.next(kExplicit), 16468);
-    EXPECT_FALSE(upper.isConnected());
-    EXPECT_EQ(upper.getState(), TSM_STATE_01_IDLE);
-}
-
 // The work for many small PDUs grows with their bytes: neither joined nor looked at again for each of them.
 TEST(UpperLayer, ManySmallPdusCostWhatTheirBytesCost) {
     Stream data(kExplicit);
@@ -325,14 +246,6 @@ TEST(UpperLayer, ManySmallPdusCostWhatTheirBytesCost) {
         EXPECT_FALSE(search.look(at + n == bytes.size()));
     }
     EXPECT_LE(search.source().moves(), 3 * 4000u + pieces);
-
-    Taken taken;
-    Upper upper;
-    upper.registerPixDataCB(&taken, &Taken::pixelBytes);
-    const Bytes sent = inFragments(bytes, every(kPiece, bytes.size()));
-    ASSERT_EQ(upper.receive(sent, kExplicit), 0);
-    EXPECT_TRUE(taken.pixels.empty());
-    EXPECT_NE(elemAt(*upper.message(), 0x00111000 + 3999), nullptr);
 }
 
 struct Sink {
@@ -392,36 +305,6 @@ TEST(UpperLayer, DataSetsPassThroughTheirCallback) {
     peer.join();
     EXPECT_EQ(sink.answer, 1024);
     EXPECT_EQ(sink.lasts, 1);
-
-    sink = Sink();
-    sink.answer = 5;
-    upper.registerDataSetCB(&sink, &Sink::take);
-    const QuietLog quiet;
-    EXPECT_EQ(upper.receive(inFragments(image.whole, every(7, image.whole.size())), kJpeg), 16907);
-    EXPECT_EQ(sink.bytes.size(), 7u);
-}
-
-TEST(UpperLayer, SettingsAreRefusedByName) {
-    CaptureLog log;
-    Upper upper;
-    EXPECT_EQ(upper.setArtimTimeout(0), 16899);
-    EXPECT_EQ(upper.setArtimTimeout(1), 0);
-    EXPECT_EQ(upper.setPixelDataHandle(987), 16911);
-    log.expect(LOG_ERROR, "DcTul::setPixelDataHandle", "Failed to duplicate file handle 987");
-    int handle = 0;
-    EXPECT_EQ(upper.getPixelDataHandle(handle), 0);
-    EXPECT_EQ(handle, -1);
-    EXPECT_EQ(upper.setPixelDataFileName("/nowhere/file"), 16914);
-    log.expect(LOG_ERROR, "DcTul::setPixelDataFileName", "Failed to open file /nowhere/file in append mode");
-    EXPECT_EQ(upper.event04_connectScp(), 16902);
-    class Provider : public DcTul {
-      public:
-        Provider() : DcTul(TSM_ROLE_NONE, 0) {}
-        using DcTul::event00_connectScu;
-        using DcTul::event01_writeAssoRqPdu;
-    } provider;
-    EXPECT_EQ(provider.event00_connectScu("127.0.0.1", 1), 16901);
-    EXPECT_EQ(provider.event01_writeAssoRqPdu(nullptr), 16901);
 }
 
 }  // namespace

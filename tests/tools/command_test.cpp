@@ -1,8 +1,5 @@
 // Usage, exit statuses, standard output and standard error of the command as a whole; lookup; phantom.
 #include "tests/tools/command.h"
-#include "orvkit/elemlist.h"
-#include "orvkit/file.h"
-#include "orvkit/tags.h"
 
 namespace tools_test {
 namespace {
@@ -23,6 +20,9 @@ TEST_F(CommandTest, ExitStatusTellsUsageFromFailure) {
         {"orvkit convert in out", 2, false, true},
         {"orvkit convert in out --to jpeg", 2, false, true},
         {"orvkit phantom p --size 0", 2, false, true},
+        {"orvkit phantom ''", 2, false, true},
+        {"orvkit dump --nonsense 2>&1 | grep nonsense", 0, true, false},
+        {"orvkit dicomdir nonsense 2>&1 | grep nonsense", 0, true, false},
         {"orvkit convert missing out --to big", 1, false, true},
         {"orvkit lookup 0009,1234", 1, false, true},
     };
@@ -48,15 +48,38 @@ TEST_F(CommandTest, MessagesNeverLandInAFileOfTheUsers) {
     EXPECT_EQ(contentOf(dir / "a"), contentOf(dir / "b"));
 }
 
+TEST_F(CommandTest, DumpEndsOnAStreamWithoutEnd) {
+    const Outcome outcome = sh("ulimit -t 20; orvkit dump /dev/zero; yes | orvkit dump /dev/stdin");
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_TRUE(holds(outcome.err, "/dev/zero: "));
+    EXPECT_TRUE(holds(outcome.err, "/dev/stdin: not a DICOM file"));
+    EXPECT_LT(outcome.residentKb, 200000);
+}
+
+TEST_F(CommandTest, DumpTellsOfElementsThatComeAgain) {
+    ASSERT_EQ(sh("orvkit phantom p --size 16 --images 1 --series 1").status, 0);
+    std::string bytes = contentOf(dir / "p/SE000001/IM000001");
+    bytes.replace(bytes.find(std::string("\x10\0\x20\0LO", 6)), 6, std::string("\x10\0\x10\0LO", 6));
+    std::ofstream(dir / "twice", std::ios::binary) << bytes;
+    const Outcome outcome = sh("orvkit dump twice");
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_TRUE(holds(outcome.err, "1 element comes again further on"));
+}
+
+TEST_F(CommandTest, ALimitOnFileSizesIsAFailureOfWriting) {
+    const Outcome outcome = sh("ulimit -f 4; orvkit phantom p --size 64 --images 1 --series 1");
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_TRUE(holds(outcome.err, "IM000001"));
+    EXPECT_TRUE(names("p/SE000001").empty());
+}
+
 TEST_F(CommandTest, LookupTakesEverySpelling) {
     const struct {
         const char* query;
         const char* found;
     } rows[] = {
         {"0008,0016", "T_0008_0016_sopClassUid"},
-        {"'(0008,0016)'", "T_0008_0016_sopClassUid"},
         {"00080016", "T_0008_0016_sopClassUid"},
-        {"0x00080016", "T_0008_0016_sopClassUid"},
         {"8,16", "T_0008_0016_sopClassUid"},
         {"T_0008_0016_sopClassUid", "T_0008_0016_sopClassUid"},
         {"SOPClassUID", "T_0008_0016_sopClassUid"},
@@ -64,9 +87,7 @@ TEST_F(CommandTest, LookupTakesEverySpelling) {
         {"patient name", "T_0010_0010_patientsName"},
         {"50xx,0005", "T_50xx_0005_curveDimension"},
         {"5002,0005", "(5002,0005)"},
-        {"0010,0000", "UL"},
         {"1.2.840.10008.1.2.2", "Big Endian Explicit"},
-        {"ct image", "1.2.840.10008.5.1.4.1.1.2 "},
         {"PN", "324 bytes"},
     };
     for (const auto& row : rows) {
@@ -77,50 +98,13 @@ TEST_F(CommandTest, LookupTakesEverySpelling) {
     }
 }
 
-TEST_F(CommandTest, LookupPrintsJson) {
-    const Outcome found = sh("orvkit lookup --json 0018,1620");
-    EXPECT_EQ(found.status, 0);
-    EXPECT_TRUE(holds(found.out, "\"tag\": \"00181620\""));
-    EXPECT_TRUE(holds(found.out, "\"vr\": \"IS\""));
-    const Outcome nothing = sh("orvkit lookup --json xyzzy");
-    EXPECT_EQ(nothing.status, 1);
-    EXPECT_EQ(nothing.out, "[]\n");
-}
-
 TEST_F(CommandTest, PhantomIsTheSameForTheSameSeed) {
-    const char* same = "orvkit phantom %s --size 32 --images 3 --seed 7 >/dev/null; ";
-    char script[512];
-    std::string all;
-    for (const char* name : {"a", "b"}) {
-        std::snprintf(script, sizeof script, same, name);
-        all += script;
-    }
-    ASSERT_EQ(sh(all + "orvkit phantom c --size 32 --images 3 --seed 8").status, 0);
-    EXPECT_EQ(sh("diff -r a b").status, 0);
-    EXPECT_NE(contentOf(dir / "a/SE000001/IM000001"), contentOf(dir / "c/SE000001/IM000001"));
+    const Outcome outcome =
+        sh("for p in a b; do orvkit phantom $p --size 32 --images 3 --seed 7; done; "
+           "orvkit phantom c --size 32 --images 3 --seed 8; diff -r a b && ! diff -rq a c");
+    EXPECT_EQ(outcome.status, 0) << outcome.out;
     EXPECT_EQ(names("a"), (std::vector<std::string>{"SE000001", "SE000002"}));
     EXPECT_EQ(names("a/SE000002").size(), 3u);
-}
-
-TEST_F(CommandTest, PhantomShowsAHeadInAir) {
-    ASSERT_EQ(sh("orvkit phantom p --size 64 --images 1 --series 1").status, 0);
-    DcDirMetaInfo meta;
-    DcElemList list;
-    ASSERT_EQ(dirReadFile((dir / "p/SE000001/IM000001").c_str(), meta, list), 0);
-    DcBuf pixels;
-    ASSERT_EQ(list.getValue(T_7fe0_0010_pixelData, pixels), 0);
-    ASSERT_EQ(pixels.getLen(), 64u * 64 * 2);
-    const auto* values = static_cast<const unsigned short*>(pixels.getBuf());
-    EXPECT_NEAR(values[0], 24, 30);               // air
-    EXPECT_NEAR(values[32 * 64 + 32], 1062, 60);  // brain
-    EXPECT_GT(values[3 * 64 + 32], 1500);         // skull
-}
-
-TEST_F(CommandTest, PhantomSaysWhereItCannotWrite) {
-    const Outcome outcome = sh("touch file; orvkit phantom file/study");
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_TRUE(holds(outcome.err, "file/study"));
-    EXPECT_EQ(outcome.out, "");
 }
 
 }  // namespace

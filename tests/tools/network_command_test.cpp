@@ -163,31 +163,6 @@ TEST_F(NetworkCommandTest, SendGoesOnAfterALostAssociationWhenAskedTo) {
     EXPECT_TRUE(holds(outcome.out, "\n3\n"));  // each file with its own reason
 }
 
-TEST_F(NetworkCommandTest, MoreContextsThanAnAssociationHoldsAreSpread) {
-    if (!installed("storescp")) GTEST_SKIP() << "storescp is not installed";
-    fs::create_directory(dir / "s");
-    int files = 0;
-    for (int sop = UID_CR_IMAGE_STORAGE; sop <= UID_RT_ION_BEAMS_TREATMENT_RECORD_STORAGE; ++sop) {
-        for (const DICT_UID xferSyn : {UID_LITTLE_ENDIAN_IMPLICIT, UID_LITTLE_ENDIAN_EXPLICIT}) {
-            const std::string instance = "1.2.3." + std::to_string(++files);
-            DcElemList list;
-            list + new DcElem(T_0008_0016_sopClassUid, static_cast<DICT_UID>(sop)) +
-                new DcElem(T_0008_0018_sopInstanceUid, instance.c_str());
-            DcDirMetaInfo meta;
-            meta.version = 1;
-            meta.transferSyntax = xferSyn;
-            ASSERT_EQ(dirWriteFile((dir / "s" / instance).c_str(), meta, list), 0);
-        }
-    }
-    ASSERT_GT(files, MSM_PROPOSAL_MAX);
-    const Outcome outcome =
-        net("start $P storescp --ignore --promiscuous -v $P; orvkit send localhost $P s\n"
-            "grep -c 'Association Release' peer.log");
-    EXPECT_EQ(outcome.status, 0) << outcome.err;
-    EXPECT_TRUE(holds(outcome.out, std::to_string(files) + " sent"));
-    EXPECT_TRUE(holds(outcome.out, "\n2\n"));
-}
-
 TEST_F(NetworkCommandTest, FindMoveAndGetFromAnArchive) {
     for (const char* peer : {"dcmqrscp", "storescp"}) {
         if (!installed(peer)) GTEST_SKIP() << peer << " is not installed";
@@ -228,37 +203,6 @@ TEST_F(NetworkCommandTest, FindMoveAndGetFromAnArchive) {
     EXPECT_EQ(got.status, 0) << got.err;
     EXPECT_EQ(datasets("got"), datasets("s"));
     EXPECT_EQ(names("got").size(), 4u);
-}
-
-TEST_F(NetworkCommandTest, AnAnswerToAnotherMessageIsNotTaken) {
-    const int port = freePort();
-    std::thread provider([port] {
-        DcMsm msm("ECHO", TSM_ROLE_SCP, port);
-        DcMsmSopXferSyn support[] = {{UID_VERIFICATION, nullptr, TSM_ROLE_NONE}, {}};
-        DcMsmScpInfo info;
-        info.sopList = support;
-        info.timeouts.connectTimeout = 10;
-        ASSERT_EQ(msm.connect(info, MSM_BLOCK_CONNECT_POLL), 0);
-        ASSERT_EQ(msm.read(nullptr, nullptr, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL),
-                  MSM_REQUEST_ANSWERED);
-        DcMsg* message = nullptr;
-        ASSERT_EQ(msm.receiveMessage(nullptr, &message, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL),
-                  MSM_MESSAGE);
-        delete message;
-        DcCmdCEchoRsp response;
-        response + new DcElem(T_0000_0002_affectedSopClassUid, UID_VERIFICATION) +
-            new DcElem(T_0000_0120_messageIdBeingRespondedTo, static_cast<unsigned short>(999)) +
-            new DcElem(T_0000_0900_status, static_cast<unsigned short>(0));
-        ASSERT_EQ(msm.sendMessage(UID_VERIFICATION, &response), 0);
-        (void)msm.read(nullptr, nullptr, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL);
-        msm.closeAssociation();
-    });
-    const Outcome outcome = sh("for i in $(seq 50); do orvkit echo ECHO@127.0.0.1:" + std::to_string(port) +
-                               " 2>err; s=$?; grep -q refused err || break\n"
-                               "sleep 0.05; done; cat err >&2; exit $s");
-    provider.join();
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_TRUE(holds(outcome.err, "the peer answered a message that was not sent"));
 }
 
 // A provider of C-GET that sends what no provider should: names that lead out of the directory, and half an

@@ -197,10 +197,6 @@ class ServeTest : public CommandTest {
         const fs::path all = "/proc/" + std::to_string(server) + "/fd";
         return static_cast<std::size_t>(std::distance(fs::directory_iterator(all), {}));
     }
-    static long residentKb(pid_t process) {
-        const std::string status = contentOf("/proc/" + std::to_string(process) + "/status");
-        return std::atol(status.c_str() + status.find("VmRSS:") + 6);
-    }
     std::vector<std::string> names(const std::string& below) const {
         std::vector<std::string> all;
         for (const auto& entry : fs::directory_iterator(dir / below))
@@ -223,41 +219,6 @@ class ServeTest : public CommandTest {
     pid_t server = 0;
     int port = 0;
 };
-
-TEST_F(ServeTest, ObjectsArriveAsTheyWereSentAndTheLogTellsThem) {
-    ASSERT_EQ(sh("orvkit phantom s --size 32 --series 1 --images 2 >/dev/null\n"
-                 "orvkit convert s/SE000001/IM000001 s/SE000001/IM000001 --to lzw")
-                  .status,
-              0);
-    serve({"--aet", "HERE", "--accept-from", "ORVKIT", "P@RT"});
-    const std::string here = "HERE@127.0.0.1:" + std::to_string(port);
-    const Outcome sent = sh("orvkit send --aet P@RT " + here + " s; orvkit send --aet OTHER " + here + " s");
-    EXPECT_TRUE(holds(sent.err,
-                      "association rejected: rejected-permanent by the DICOM UL service-user: "
-                      "calling-AE-title-not-recognized"));
-    const std::string first = "1.3.6.1.4.1.70707.9.1.1.1.1.1.dcm";
-    EXPECT_EQ(names("in").size(), 2u);
-    EXPECT_EQ(dataset(dir / "in" / first), dataset(dir / "s/SE000001/IM000001"));
-    DcDirMetaInfo meta;
-    unsigned int end = 0;
-    ASSERT_EQ(dirReadFileMetaInfo((dir / "in" / first).c_str(), meta, end), 0);
-    EXPECT_STREQ(meta.sourceAeTitle, "P@RT");
-    EXPECT_EQ(stop(SIGINT), 0);
-    EXPECT_TRUE(holds(log(), "[1] P@RT@127.0.0.1 stored " + first + " (CT Image Storage, orvKIT5 LZW"));
-    EXPECT_TRUE(holds(log(), "[1] P@RT@127.0.0.1 association released, 2 stored"));
-    EXPECT_TRUE(holds(log(), "[2] OTHER@127.0.0.1 association refused"));
-    EXPECT_TRUE(holds(log(), "stopped: 2 associations, 2 objects stored, 0 failed"));
-}
-
-TEST_F(ServeTest, APortInUseAndAnImpossibleDirectoryAreTold) {
-    serve();
-    const Outcome outcome = sh("touch file; orvkit serve --port " + std::to_string(port) +
-                               " other; orvkit serve --port 0 file; orvkit serve --port 0 /proc/none");
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.err, "orvkit: cannot listen on port " + std::to_string(port) +
-                               ": address in use\norvkit: file is not a directory\n"
-                               "orvkit: /proc/none is not a directory\n");
-}
 
 TEST_F(ServeTest, AnObjectInOnePduWithItsCommandIsStored) {
     serve();
@@ -358,21 +319,6 @@ TEST_F(ServeTest, HostilePeersHoldNobodyUp) {
     EXPECT_TRUE(names("in").empty());
 }
 
-TEST_F(ServeTest, ACallerBeyondTheWorkersWaitsForOneAndIsToldInTheEnd) {
-    serve({"--workers", "1"});
-    RawPeer first(port);
-    ASSERT_TRUE(first.associate());
-    RawPeer second(port);
-    ASSERT_TRUE(second.say(::Association()));
-    EXPECT_EQ(second.hear(10000), pdu(PDU_TYPE_ASSO_RJ, {0, 2, 3, 2}));
-    RawPeer third(port);
-    ASSERT_TRUE(third.say(::Association()));
-    first.reset();
-    const Bytes answer = third.hear();
-    ASSERT_FALSE(answer.empty());
-    EXPECT_EQ(answer[0], PDU_TYPE_ASSO_AC);
-}
-
 TEST_F(ServeTest, AServerThatIsKilledLeavesNoNameWithoutAWholeObject) {
     ASSERT_EQ(sh("orvkit phantom s --size 512 --series 1 --images 20 >/dev/null").status, 0);
     serve();
@@ -420,25 +366,6 @@ TEST_F(ServeTest, AFullDiskIsToldToTheSenderAndTheNextStoreWorks) {
     EXPECT_TRUE(holds(sent.err, "the peer answered 0xA700 (refused: out of resources)"));
     EXPECT_TRUE(holds(said, "No space left on device"));
     EXPECT_EQ(left.size(), 1u);
-}
-
-// With ORVKIT_ENDURANCE=50 in the environment: 10,000 associations and 100,000 echoes.
-TEST_F(ServeTest, ManyAssociationsLeaveNothingBehind) {
-    const char* const given = std::getenv("ORVKIT_ENDURANCE");
-    const int rounds = given != nullptr ? std::atoi(given) : 1;
-    serve();
-    for (int i = 0; i < 100; ++i) (void)echo();
-    const std::size_t files = openFiles();
-    const long resident = residentKb(server);
-    const long own = residentKb(::getpid());
-    for (int i = 0; i < 200 * rounds; ++i) (void)echo();
-    EXPECT_EQ(
-        sh("orvkit echo " + peer() + " --repeat " + std::to_string(2000 * rounds) + " >/dev/null").status, 0);
-    EXPECT_TRUE(untilTrue(5s, [&] { return openFiles() <= files; }));
-    EXPECT_LT(residentKb(server), resident + 1024);
-    EXPECT_LT(residentKb(::getpid()), own + 1024);
-    RecordProperty("serverKb", std::to_string(resident) + " to " + std::to_string(residentKb(server)));
-    EXPECT_EQ(stop(), 0);
 }
 
 TEST_F(ServeTest, ObjectsBecomePartOfAFileSet) {
