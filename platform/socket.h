@@ -106,6 +106,9 @@ Received receive(unsigned int socket, void* data, std::size_t length, int timeou
 // when the peer has closed, -1 when none is there, -2 on failure.
 std::int64_t peekArrived(unsigned int socket, void* data, std::size_t length) noexcept;
 
+// Whether the peer sends nothing more: it has closed, or broken off. What arrived before may still be there.
+bool peerIsDone(unsigned int socket) noexcept;
+
 // A run of bytes to be sent; may be empty.
 struct Run {
     const void* data;

@@ -109,7 +109,8 @@ bool Doorman::look(Waiting& waiting) {
         refuse(waiting, bytes);
         return false;
     }
-    if (count < 6) return true;
+    // A request that was broken off will never be whole.
+    if (count < 6) return !platform::peerIsDone(waiting.visitor.socket.get());
     const std::uint64_t length = (std::uint64_t{bytes[2]} << 24 | std::uint64_t{bytes[3]} << 16 |
                                   std::uint64_t{bytes[4]} << 8 | bytes[5]) +
                                  6;
@@ -119,7 +120,7 @@ bool Doorman::look(Waiting& waiting) {
     }
     if (static_cast<std::uint64_t>(count) >= std::min<std::uint64_t>(length, kEnough))
         waiting.state = State::ready;
-    return true;
+    return waiting.state == State::ready || !platform::peerIsDone(waiting.visitor.socket.get());
 }
 
 // A-ABORT by the service provider: unrecognized PDU (PS3.8 9.3.8).

@@ -387,6 +387,11 @@ std::int64_t peekArrived(unsigned int socket, void* data, std::size_t length) no
     return errno == EAGAIN || errno == EWOULDBLOCK ? -1 : -2;
 }
 
+bool peerIsDone(unsigned int socket) noexcept {
+    pollfd entry{handleOf(socket), POLLRDHUP, 0};
+    return ::poll(&entry, 1, 0) > 0 && entry.revents != 0;
+}
+
 std::int64_t sendRuns(unsigned int socket, const Run* runs, std::size_t count) noexcept {
     iovec parts[MOST_RUNS] = {};
     msghdr message{};

@@ -305,6 +305,11 @@ std::int64_t peekArrived(unsigned int socket, void* data, std::size_t length) no
     return n >= 0 ? n : -2;
 }
 
+bool peerIsDone(unsigned int socket) noexcept {
+    WSAPOLLFD entry{handleOf(socket), POLLIN, 0};
+    return ::WSAPoll(&entry, 1, 0) > 0 && (entry.revents & (POLLHUP | POLLERR)) != 0;
+}
+
 std::int64_t sendRuns(unsigned int socket, const Run* runs, std::size_t count) noexcept {
     WSABUF parts[MOST_RUNS] = {};
     DWORD used = 0;

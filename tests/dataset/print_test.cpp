@@ -224,24 +224,3 @@ TEST(Print, DeepNestingIsBoundedInTheTree) {
         << "64 levels below the first, and the note";
     EXPECT_NE(tree.find("not shown"), std::string::npos);
 }
-
-TEST(Print, ToAFileByName) {
-    TempDir dir;
-    DcElemList set;
-    set.add(elem(T_0008_0060_modality, "CT"));
-    const std::string path = dir / "print";
-    EXPECT_EQ(set.printNodeList(path.c_str(), "w", PRINT_NODE_TREE), RESULT_OK);
-    EXPECT_EQ(set.printNodeList(path.c_str(), "a", PRINT_NODE_FLAT), RESULT_OK);
-    EXPECT_EQ(readWhole(path),
-              "T_0008_0060_modality                     (CS) CT\n"
-              "(0008,0060)   CS(CS)   T_0008_0060_modality\n  CT\n");
-
-    CaptureLog log;
-    EXPECT_EQ(set.printNodeList(nullptr, "w", PRINT_NODE_TREE), ELEM_NULL_ARGUMENT);
-    const std::string missing = dir / "no/such/file";
-    EXPECT_EQ(set.printNodeList(missing.c_str(), "w", PRINT_NODE_TREE), ELEM_NULL_ARGUMENT);
-    EXPECT_EQ(log.take(), (LogLines{{LOG_VALIDATION, "DcElemList::printNodeList", "Null argument passed"},
-                                    {LOG_VALIDATION, "DcElemList::printNodeList",
-                                     "Error opening file " + missing + " in mode w"}}));
-    EXPECT_EQ(set.printNodeList("/dev/full", "w", PRINT_NODE_TREE), ELEM_NULL_ARGUMENT);
-}

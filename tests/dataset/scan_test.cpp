@@ -240,14 +240,3 @@ TEST(ParseFields, StopsBehindTheLargestWantedTag) {
     log.expect(LOG_ERROR, "libParseFields",
                "Value length field 1000000(0xf4240) exceeds buffer length 3(0x3)");
 }
-
-TEST(ParseFields, CrossesItsReadBufferAnywhere) {
-    for (const std::size_t gap : {16380u, 16384u, 100000u}) {
-        Stream s;
-        for (unsigned int i = 0; i < 20; ++i) s.elem(kPrivate + i, "OB", std::string(gap + i % 3 * 2, 'x'));
-        DcPfField_ field;
-        DcPfFileInfo_ info;
-        EXPECT_EQ(parseField(s.elem(0xFFFCFFFC, "OW", "1234"), 0xFFFCFFFC, field, info), RESULT_OK);
-        EXPECT_EQ(field.valueOffset, s.size() - 4) << gap;
-    }
-}

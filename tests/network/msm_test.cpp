@@ -15,8 +15,8 @@ unsigned short number(DcElemList& list, unsigned int tag) {
 }
 
 std::string text(DcElemList& list, unsigned int tag) {
-    char value[129] = "";
-    EXPECT_EQ(list.getValue(tag, value, sizeof value), RESULT_OK) << std::hex << tag;
+    char value[65] = "";
+    EXPECT_EQ(list.getValue(tag, value, 64), RESULT_OK) << std::hex << tag;
     return value;
 }
 
@@ -60,76 +60,67 @@ TEST(Association, AnEchoFromEndToEnd) {
     EXPECT_EQ(seen, (std::vector<int>{11349, 11352}));
 }
 
-// Every service with a data set in some direction: what the other side sees of it.
-TEST(Association, RequestsAndResponsesOfEveryService) {
-    struct Service {
-        DICT_MSG request;
-        std::function<std::unique_ptr<DcCmd>()> make;
-        std::function<void(DcMsm&, DcMsg&)> reply;
-        bool dataset;
+struct Service {
+    DICT_MSG type;
+    std::unique_ptr<DcCmd> (*make)();
+    void (*reply)(DcMsm&, DcMsg&);
+    bool requested;  // names its SOP class and instance as requested, not as affected
+    bool dataset;
+};
+
+template <typename Request, typename Response>
+Service service(DICT_MSG type, bool requested, bool dataset) {
+    return {type, []() -> std::unique_ptr<DcCmd> { return std::make_unique<Request>(); },
+            [](DcMsm& msm, DcMsg& request) { answer<Request, Response>(msm, request); }, requested, dataset};
+}
+
+TEST(Association, EveryServiceCrossesWithItsDataSetAndItsResponse) {
+    const Service services[] = {
+        service<DcCmdCStoreRq, DcCmdCStoreRsp>(DICT_MSG_C_STORE_RQ, false, true),
+        service<DcCmdCFindRq, DcCmdCFindRsp>(DICT_MSG_C_FIND_RQ, false, true),
+        service<DcCmdCMoveRq, DcCmdCMoveRsp>(DICT_MSG_C_MOVE_RQ, false, true),
+        service<DcCmdCGetRq, DcCmdCGetRsp>(DICT_MSG_C_GET_RQ, false, true),
+        service<DcCmdNEventRq, DcCmdNEventRsp>(DICT_MSG_N_EVENT_RQ, false, true),
+        service<DcCmdNGetRq, DcCmdNGetRsp>(DICT_MSG_N_GET_RQ, true, false),
+        service<DcCmdNSetRq, DcCmdNSetRsp>(DICT_MSG_N_SET_RQ, true, true),
+        service<DcCmdNActionRq, DcCmdNActionRsp>(DICT_MSG_N_ACTION_RQ, true, true),
+        service<DcCmdNCreateRq, DcCmdNCreateRsp>(DICT_MSG_N_CREATE_RQ, false, true),
+        service<DcCmdNDeleteRq, DcCmdNDeleteRsp>(DICT_MSG_N_DELETE_RQ, true, false),
     };
-    const auto identify = [](DcCmd& cmd, bool requested) {
-        cmd.add(new DcElem(requested ? T_0000_0003_requestedSopClassUid : T_0000_0002_affectedSopClassUid,
-                           UID_VERIFICATION));
-        cmd.add(new DcElem(
-            requested ? T_0000_1001_requestedSopInstanceUid : T_0000_1000_affectedSopInstanceUid, "1.2.3"));
-    };
-    const auto made = [&](auto cmd, bool requested, bool dataset) {
-        return [=]() {
-            auto made = std::make_unique<std::remove_pointer_t<decltype(cmd)>>();
-            identify(*made, requested);
-            made->add(new DcElem(T_0000_0700_priority, static_cast<unsigned short>(0)));
-            made->add(new DcElem(T_0000_1002_eventTypeId, static_cast<unsigned short>(1)));
-            made->add(new DcElem(T_0000_1008_actionTypeId, static_cast<unsigned short>(2)));
-            made->add(new DcElem(T_0000_0600_moveDestination, "ELSEWHERE"));
-            if (dataset) made->add(new DcElem(T_0010_0020_patientId, "P1"));
-            return std::unique_ptr<DcCmd>(std::move(made));
-        };
-    };
-    const auto with = [](auto rq, auto rsp) {
-        return [=](DcMsm& msm, DcMsg& request) {
-            answer<std::remove_pointer_t<decltype(rq)>, std::remove_pointer_t<decltype(rsp)>>(msm, request,
-                                                                                              0);
-        };
-    };
-#define SERVICE(id, name, requested, dataset)                                                              \
-    {                                                                                                      \
-        DICT_MSG_##id##_RQ, made(static_cast<DcCmd##name##Rq*>(nullptr), requested, dataset),              \
-            with(static_cast<DcCmd##name##Rq*>(nullptr), static_cast<DcCmd##name##Rsp*>(nullptr)), dataset \
-    }
-    const std::vector<Service> services = {
-        SERVICE(C_STORE, CStore, false, true),   SERVICE(C_FIND, CFind, false, true),
-        SERVICE(C_MOVE, CMove, false, true),     SERVICE(C_GET, CGet, false, true),
-        SERVICE(N_EVENT, NEvent, false, true),   SERVICE(N_GET, NGet, true, false),
-        SERVICE(N_SET, NSet, true, true),        SERVICE(N_ACTION, NAction, true, true),
-        SERVICE(N_CREATE, NCreate, false, true), SERVICE(N_DELETE, NDelete, true, false),
-    };
-#undef SERVICE
     std::size_t next = 0;
     Provider provider(sopList({UID_VERIFICATION}), [&](DcMsm& msm) {
         for (Message request; receive(msm, request) == 11349; ++next) {
-            const Service& service = services.at(next);
-            EXPECT_EQ(request->getType(), service.request);
-            if (service.dataset) {
+            EXPECT_EQ(request->getType(), services[next].type);
+            if (services[next].dataset) {
                 EXPECT_EQ(text(*request, T_0010_0020_patientId), "P1");
             }
-            service.reply(msm, *request);
+            services[next].reply(msm, *request);
         }
     });
     User user(provider.port());
     ASSERT_EQ(user.open(sopList({UID_VERIFICATION})), 11346);
-    for (const Service& service : services) {
-        const auto request = service.make();
-        ASSERT_EQ(user.write(UID_VERIFICATION, request.get()), 0) << std::hex << service.request;
+    for (const Service& s : services) {
+        const auto request = s.make();
+        request->add(
+            new DcElem(s.requested ? T_0000_0003_requestedSopClassUid : T_0000_0002_affectedSopClassUid,
+                       UID_VERIFICATION));
+        request->add(new DcElem(
+            s.requested ? T_0000_1001_requestedSopInstanceUid : T_0000_1000_affectedSopInstanceUid, "1.2.3"));
+        for (unsigned int tag : {T_0000_0700_priority, T_0000_1002_eventTypeId, T_0000_1008_actionTypeId}) {
+            request->add(new DcElem(tag, static_cast<unsigned short>(1)));
+        }
+        request->add(new DcElem(T_0000_0600_moveDestination, "ELSEWHERE"));
+        if (s.dataset) request->add(new DcElem(T_0010_0020_patientId, "P1"));
+        ASSERT_EQ(user.write(UID_VERIFICATION, request.get()), 0) << std::hex << s.type;
         Message response;
         ASSERT_EQ(user.receive(response), 11349);
-        EXPECT_EQ(response->getType(), static_cast<DICT_MSG>(service.request | 0x8000));
+        EXPECT_EQ(response->getType(), static_cast<DICT_MSG>(s.type | 0x8000));
         EXPECT_EQ(number(*response, T_0000_0120_messageIdBeingRespondedTo),
                   number(*request, T_0000_0110_messageId));
     }
     EXPECT_EQ(user.release(), 11351);
     provider.join();
-    EXPECT_EQ(next, services.size());
+    EXPECT_EQ(next, std::size(services));
 }
 
 TEST(Association, TheProvidersOrderOfTransferSyntaxesDecides) {
@@ -271,6 +262,21 @@ TEST(Association, AbortsAndBrokenConnectionsAreToldFromEachOther) {
         EXPECT_EQ(second.release(), 11351);
     }
     EXPECT_EQ(seen, 11352);
+}
+
+// Both sides ask for release at once (PS3.8 9.2: Sta9 to Sta12).
+TEST(Association, AReleaseCollisionEndsOnBothSides) {
+    int provided = 0;
+    Provider provider(sopList({UID_VERIFICATION}), [&](DcMsm& msm) {
+        msm.releaseAssociation();
+        provided = msm.read(nullptr, nullptr, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL);
+    });
+    User user(provider.port());
+    ASSERT_EQ(user.open(sopList({UID_VERIFICATION})), 11346);
+    EXPECT_EQ(user.release(), 11352) << "the peer's request is answered";
+    EXPECT_EQ(user.read(nullptr, nullptr, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL), 11351);
+    provider.join();
+    EXPECT_EQ(provided, 11351);
 }
 
 }  // namespace

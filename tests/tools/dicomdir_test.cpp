@@ -203,13 +203,11 @@ TEST_F(DicomdirTest, ChecksFindWhatIsWrong) {
         {"rm set/SE000001/IM000002", "SE000001\\IM000002: there is no such file"},
         {"cp set/SE000001/IM000001 set/SE000001/IM000002",
          "SOP instance is 1.3.6.1.4.1.70707.9.1.1.1.1.1, in its"},
-        {"truncate -s 2000 set/SE000002/IM000001", "SE000002\\IM000001: the file ends before its pixel data"},
         {"cp set/SE000001/IM000001 set/NEW", "NEW: is a DICOM file that no record references"},
         {"mv set/SE000002/IM000001 x; ln -s ../../x set/SE000002/IM000001", "leads out of the file set"},
         {"sed -i 's/SE000001.IM000001/..\\\\SET001\\\\IM00001/' set/DICOMDIR", "leads out of the file set"},
         {"sed -i 's/SE000001.IM000001/SE000001\\\\IM000002/' set/DICOMDIR",
          "referenced by more than one record"},
-        {"touch set/DICOMDIR.0123abcd", "DICOMDIR.0123abcd: left behind by a killed program"},
         {"truncate -s 1500 set/DICOMDIR", "findings"},
     };
     for (const Case& c : cases) {

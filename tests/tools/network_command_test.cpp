@@ -83,9 +83,7 @@ TEST_F(NetworkCommandTest, WrongUseIsToldFromFailure) {
     } rows[] = {
         {"orvkit echo", 2, "PEER"},
         {"orvkit echo localhost", 2, "'localhost:' is not a peer: AET@host:port or host port"},
-        {"orvkit echo A@localhost:0", 2, "is not a peer"},
         {"orvkit echo TOO-LONG-A-TITLE-@h:1", 2, "is not an AE title"},
-        {"orvkit echo A@h:104 more", 2, "'more' is too much"},
         {"orvkit send A@h:104", 2, "something must follow the peer"},
         {"orvkit find A@h:104 -k Nonsense=1", 2, "neither a tag nor a name"},
         {"orvkit find A@h:104 -k PixelData", 2, "not an element that can be asked for"},

@@ -66,10 +66,9 @@ class RawPeer {
         ::Association request;
         request.context = item(0x20, joined({{1, 0, 0, 0}, item(0x30, ct), item(0x40, kImplicitUid)}));
         request.userInfo = joined({item(0x51, Bytes{0, 0, 0x40, 0}), item(0x52, "1.2.3")});
-        const Bytes answer = say(request) ? hear() : Bytes{};
+        const Bytes answer = say(pdu(PDU_TYPE_ASSO_RQ, request.body())) ? hear() : Bytes{};
         return !answer.empty() && answer[0] == PDU_TYPE_ASSO_AC;
     }
-    bool say(const ::Association& request) { return say(pdu(PDU_TYPE_ASSO_RQ, request.body())); }
 
   private:
     Bytes take(std::size_t length, int timeout) {
@@ -369,10 +368,7 @@ TEST_F(ServeTest, AFullDiskIsToldToTheSenderAndTheNextStoreWorks) {
 }
 
 TEST_F(ServeTest, ObjectsBecomePartOfAFileSet) {
-    ASSERT_EQ(sh("orvkit phantom s --size 16 --images 2 >/dev/null\n"
-                 "orvkit phantom t --size 16 --images 2 --seed 2 >/dev/null")
-                  .status,
-              0);
+    ASSERT_EQ(sh("orvkit phantom s --size 16 --images 2 >/dev/null").status, 0);
     serve({"--file-set"});
     const Outcome sent = sh("orvkit send " + peer() + " s -j 3; orvkit send " + peer() + " s 2>again");
     EXPECT_TRUE(holds(sent.out, "4 sent"));
@@ -381,12 +377,6 @@ TEST_F(ServeTest, ObjectsBecomePartOfAFileSet) {
     EXPECT_TRUE(holds(log(), " is in the file set already"));
     EXPECT_EQ(stop(), 0);
     EXPECT_EQ(sh("orvkit dicomdir check in").status, 0) << sh("orvkit dicomdir check in").out;
-    serve({"--file-set"});
-    EXPECT_EQ(sh("orvkit send " + peer() + " t").status, 0);
-    EXPECT_EQ(stop(), 0);
-    const Outcome checked = sh("orvkit dicomdir check in && orvkit dicomdir list in");
-    EXPECT_EQ(checked.status, 0) << checked.out;
-    EXPECT_TRUE(holds(checked.out, "PT000002\\ST000001"));
 }
 
 }  // namespace
