@@ -50,6 +50,12 @@ struct ElemAccess {
     static int addText(DcElem& e, std::string_view text, int index);
     // A raw element whose buffers are all files or all handles: frame leaves their bytes to its caller.
     static bool isOnDisk(const DcElem& e) noexcept;
+    // Bytes in a unit of a raw value, as far as its byte order goes.
+    static unsigned int rawUnit(DICT_VR vr) noexcept { return vr == VR_OW ? 2 : vr == VR_OF ? 4 : 1; }
+    // The same where the byte order differs between two syntaxes, else 1.
+    static unsigned int swapUnit(DICT_VR vr, DICT_UID from, DICT_UID to) noexcept {
+        return (from == UID_BIG_ENDIAN_EXPLICIT) == (to == UID_BIG_ENDIAN_EXPLICIT) ? 1 : rawUnit(vr);
+    }
     // Total bytes of the raw buffers, of whatever kind.
     static unsigned long long rawLength(const DcElem& e) noexcept;
     // A bound in constant time of what frame writes for an element that is no sequence.

@@ -17,6 +17,7 @@ using orvkit::ByteOrder;
 using orvkit::ElemAccess;
 using orvkit::fail;
 using orvkit::storeAt;
+using orvkit::swapUnits;
 
 namespace {
 
@@ -51,31 +52,6 @@ bool hasReserved(DICT_VR written) {
 
 bool hasLongLength(DICT_VR written) {
     return hasReserved(written) || written == VR_SQ || written == VR_SI;
-}
-
-// Bytes in a unit of a raw value, as far as its byte order goes.
-unsigned int rawUnit(DICT_VR vr) {
-    return vr == VR_OW ? 2 : vr == VR_OF ? 4 : 1;
-}
-
-template <typename T>
-void swapInPlace(std::span<unsigned char> bytes) {
-    for (std::size_t i = 0; i + sizeof(T) <= bytes.size(); i += sizeof(T)) {
-        storeAt(bytes.data() + i, orvkit::loadAt<T>(bytes.data() + i, ByteOrder::big), ByteOrder::little);
-    }
-}
-
-void swapUnits(std::span<unsigned char> bytes, unsigned int unit) {
-    switch (unit) {
-        case 2:
-            return swapInPlace<std::uint16_t>(bytes);
-        case 4:
-            return swapInPlace<std::uint32_t>(bytes);
-        case 8:
-            return swapInPlace<std::uint64_t>(bytes);
-        default:
-            return;
-    }
 }
 
 unsigned int unitOf(DICT_VR_SIZE size) {
@@ -237,7 +213,8 @@ class Framer {
         if (b.getBuf() == nullptr) return;
         unsigned char* at = buf_ + used_;
         putBytes(b.getBuf(), b.getLen());
-        if (inStream_ && orderOf(b.getXferSyn()) != order_) swapUnits({at, b.getLen()}, rawUnit(vr_));
+        if (inStream_ && orderOf(b.getXferSyn()) != order_)
+            swapUnits({at, b.getLen()}, ElemAccess::rawUnit(vr_));
     }
 
     static constexpr ByteOrder hostOrder =

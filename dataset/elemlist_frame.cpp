@@ -4,12 +4,14 @@
 #include <new>
 
 #include "dataset/elem_access.h"
+#include "dataset/elem_aside.h"
 #include "dataset/elemlist_access.h"
 #include "dataset/raw_walker.h"
 #include "foundation/fail.h"
 #include "orvkit/elemlist.h"
 #include "orvkit/result.h"
 
+using orvkit::Aside;
 using orvkit::ElemAccess;
 using orvkit::ElemListAccess;
 using orvkit::fail;
@@ -183,51 +185,21 @@ int DcElemList::encode(unsigned char* buf, unsigned int& length, DICT_UID xferSy
 
 namespace {
 
-// Lends the elements of a data set to a temporary one and brings them back.
-class Loan {
-  public:
-    Loan(DcElemList& owner, const unsigned int* tags) : owner_(owner) {
-        if (tags == nullptr) {
-            for (DcElem* e = owner_.first(); e != nullptr;) {
-                DcElem* next = e->next();
-                take(e);
-                e = next;
-            }
-        } else {
-            for (; *tags != TAG_LIST_END; ++tags) {
-                DcElem* e = ElemListAccess::find(owner_, *tags);
-                if (e != nullptr) take(e);
-            }
-        }
+// Lends the listed elements, or all, but for pixel data.
+void lend(Aside& loan, DcElemList& owner, const unsigned int* tags) {
+    const auto take = [&loan](DcElem* e) {
+        if (e != nullptr && ElemAccess::tag(*e) >> 16 != kPixelGroup) loan.take(e);
+    };
+    if (tags != nullptr) {
+        for (; *tags != TAG_LIST_END; ++tags) take(ElemListAccess::find(owner, *tags));
+        return;
     }
-    ~Loan() {
-        while (DcElem* e = borrowed_.first()) {
-            (void)borrowed_.subtract(e);
-            // The callback the element had stays its own.
-            DcElem& elem = *e;
-            void* context = ElemAccess::exceptionContext(elem);
-            const DcElemValueExceptionCB callback = ElemAccess::exceptionCB(elem);
-            (void)owner_.add(e);
-            (void)elem.registerValueExceptionCB(context, callback);
-        }
+    for (DcElem* e = owner.first(); e != nullptr;) {
+        DcElem* const next = e->next();
+        take(e);
+        e = next;
     }
-    Loan(const Loan&) = delete;
-    Loan& operator=(const Loan&) = delete;
-    DcElemList& list() { return borrowed_; }
-
-  private:
-    void take(DcElem* e) {
-        if (ElemAccess::tag(*e) >> 16 == kPixelGroup) return;
-        void* context = ElemAccess::exceptionContext(*e);
-        const DcElemValueExceptionCB callback = ElemAccess::exceptionCB(*e);
-        (void)owner_.subtract(e);
-        (void)borrowed_.add(e);
-        (void)e->registerValueExceptionCB(context, callback);
-    }
-
-    DcElemList& owner_;
-    DcElemList borrowed_;
-};
+}
 
 }  // namespace
 
@@ -237,7 +209,8 @@ int DcElemList::duplicate(DcElemList* dest, unsigned int* tags) {
     unsigned int length = 0;
     Block block;
     {
-        Loan loan(*this, tags);
+        Aside loan(*this);
+        lend(loan, *this, tags);
         (void)loan.list().getBufSize(length, static_cast<unsigned int*>(nullptr));
         block = allocate(length);
         if (block == nullptr) {

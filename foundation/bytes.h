@@ -43,6 +43,26 @@ inline void storeAt(unsigned char* p, T v, ByteOrder order) noexcept {
     std::memcpy(p, &v, sizeof v);
 }
 
+// Reverses the bytes of each whole unit of 2, 4 or 8; of any other, nothing.
+inline void swapUnits(std::span<unsigned char> bytes, unsigned int unit) noexcept {
+    const auto swapAll = [bytes](auto zero) {
+        using T = decltype(zero);
+        for (std::size_t at = 0; at + sizeof(T) <= bytes.size(); at += sizeof(T)) {
+            storeAt(bytes.data() + at, loadAt<T>(bytes.data() + at, ByteOrder::big), ByteOrder::little);
+        }
+    };
+    switch (unit) {
+        case 2:
+            return swapAll(std::uint16_t{});
+        case 4:
+            return swapAll(std::uint32_t{});
+        case 8:
+            return swapAll(std::uint64_t{});
+        default:
+            return;
+    }
+}
+
 class ByteReader {
   public:
     ByteReader(std::span<const unsigned char> bytes, ByteOrder order) noexcept

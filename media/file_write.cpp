@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "dataset/elem_access.h"
+#include "dataset/elem_aside.h"
 #include "dataset/elemlist_access.h"
 #include "dataset/raw_walker.h"
 #include "foundation/fail.h"
@@ -14,6 +15,7 @@
 #include "orvkit/sequence.h"
 #include "platform/file.h"
 
+using orvkit::Aside;
 using orvkit::ElemAccess;
 using orvkit::ElemListAccess;
 using orvkit::fail;
@@ -30,37 +32,16 @@ struct Release {
 };
 using Block = std::unique_ptr<unsigned char, Release>;
 
-// Takes the elements of some groups out of a data set and puts them back, whatever happens in between.
-class Aside {
-  public:
-    Aside(DcElemList& dataset, unsigned int lastGroup) : dataset_(dataset) {
-        for (DcElem* e = dataset.first(); e != nullptr;) {
-            DcElem* const next = e->next();
-            const unsigned int group = ElemAccess::tag(*e) >> 16;
-            if (group > lastGroup) break;
-            if (group == 0x0000 || group == 0x0002) {
-                (void)dataset.subtract(e);
-                taken_.push_back(e);
-            }
-            e = next;
-        }
+// Takes the elements of groups 0000 and 0002 up to `lastGroup`.
+void takeCommandAndMeta(Aside& aside, DcElemList& dataset, unsigned int lastGroup) {
+    for (DcElem* e = dataset.first(); e != nullptr;) {
+        DcElem* const next = e->next();
+        const unsigned int group = ElemAccess::tag(*e) >> 16;
+        if (group > lastGroup) break;
+        if (group == 0x0000 || group == 0x0002) aside.take(e);
+        e = next;
     }
-    ~Aside() {
-        // From the back, so that each goes to the front at once. The callback an element had stays its own.
-        for (auto it = taken_.rbegin(); it != taken_.rend(); ++it) {
-            void* const context = ElemAccess::exceptionContext(**it);
-            const DcElemValueExceptionCB callback = ElemAccess::exceptionCB(**it);
-            (void)dataset_.add(*it);
-            (void)(*it)->registerValueExceptionCB(context, callback);
-        }
-    }
-    Aside(const Aside&) = delete;
-    Aside& operator=(const Aside&) = delete;
-
-  private:
-    DcElemList& dataset_;
-    std::vector<DcElem*> taken_;
-};
+}
 
 int takeIdentity(DcDirMetaInfo& meta, DcElemList& dataset) {
     if (meta.sopClassUid == UID_NONE) {
@@ -190,7 +171,8 @@ int dirWriteFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset) {
     if (!file) return fail(DIR_OPEN, LOG_ERROR, kReporter, "Error opening file - '%s'", path);
 
     // The command group has no place in a file, and the meta group is the record's.
-    const Aside aside(dataset, 0x0002);
+    Aside aside(dataset);
+    takeCommandAndMeta(aside, dataset, 0x0002);
     DcElemList group;
     (void)dirFileMetaInfoToElemList(meta, group);
     unsigned int groupSize = 0;
@@ -232,7 +214,8 @@ int dirWriteFile(unsigned char* buf, unsigned int& length, DcElemList& dataset) 
     if (ElemListAccess::firstValue(dataset, orvkit::kTagMetaTransferSyntax, xferSyn) != RESULT_OK) {
         return fail(DIR_META_INFO, LOG_ERROR, kReporter, "Invalid value in T_0002_0010_transferSyntaxUid");
     }
-    const Aside aside(dataset, 0x0000);
+    Aside aside(dataset);
+    takeCommandAndMeta(aside, dataset, 0x0000);
     std::memset(buf, 0, orvkit::kPreambleSize);
     std::memcpy(buf + orvkit::kPreambleSize, "DICM", 4);
     const int result = dataset.frame(buf + orvkit::kMetaOffset, length, xferSyn);

@@ -13,19 +13,6 @@ namespace {
 
 constexpr std::size_t kCopyChunk = 65536;
 
-// Bytes in a unit whose order differs between the buffer and the stream, else 1.
-std::size_t swapUnit(DICT_VR vr, DICT_UID from, DICT_UID to) {
-    if ((from == UID_BIG_ENDIAN_EXPLICIT) == (to == UID_BIG_ENDIAN_EXPLICIT)) return 1;
-    return vr == VR_OW ? 2 : vr == VR_OF ? 4 : 1;
-}
-
-template <typename T>
-void swapAll(std::span<unsigned char> bytes) {
-    for (std::size_t at = 0; at + sizeof(T) <= bytes.size(); at += sizeof(T)) {
-        storeAt(bytes.data() + at, loadAt<T>(bytes.data() + at, ByteOrder::big), ByteOrder::little);
-    }
-}
-
 int failRead(const char* reporter) {
     return fail(DIR_READ_WRITE, LOG_ERROR, reporter, "Error in reading pixel data");
 }
@@ -33,7 +20,7 @@ int failWrite(const char* reporter) {
     return fail(DIR_READ_WRITE, LOG_ERROR, reporter, "Write error, disk may be full");
 }
 
-int copySwapped(int from, std::int64_t offset, int to, std::int64_t length, std::size_t unit,
+int copySwapped(int from, std::int64_t offset, int to, std::int64_t length, unsigned int unit,
                 const char* reporter) {
     unsigned char chunk[kCopyChunk];
     while (length > 0) {
@@ -41,11 +28,7 @@ int copySwapped(int from, std::int64_t offset, int to, std::int64_t length, std:
         if (platform::readAt(from, chunk, want, offset) != static_cast<std::int64_t>(want)) {
             return failRead(reporter);
         }
-        if (unit == 2) {
-            swapAll<std::uint16_t>({chunk, want});
-        } else {
-            swapAll<std::uint32_t>({chunk, want});
-        }
+        swapUnits({chunk, want}, unit);
         if (!platform::writeAll(to, chunk, want)) return failWrite(reporter);
         offset += static_cast<std::int64_t>(want);
         length -= static_cast<std::int64_t>(want);
@@ -80,7 +63,7 @@ int copyBuffer(int to, const DcBuf& b, DICT_VR vr, DICT_UID xferSyn, const char*
         return fail(DIR_READ_WRITE, LOG_ERROR, reporter, "lseek error in pixel data file, offset - %d",
                     b.getOffset());
     }
-    const std::size_t unit = swapUnit(vr, b.getXferSyn(), xferSyn);
+    const unsigned int unit = ElemAccess::swapUnit(vr, b.getXferSyn(), xferSyn);
     return unit == 1 ? copyPlain(from, offset, to, b.getLen(), reporter)
                      : copySwapped(from, offset, to, b.getLen(), unit, reporter);
 }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "dataset/elem_access.h"
+#include "dataset/elem_aside.h"
 #include "dataset/elemlist_access.h"
 #include "dataset/raw_walker.h"
 #include "foundation/bytes.h"
@@ -20,6 +21,7 @@
 #include "platform/file.h"
 #include "platform/socket.h"
 
+using orvkit::Aside;
 using orvkit::ElemAccess;
 using orvkit::ElemListAccess;
 using orvkit::fail;
@@ -57,41 +59,10 @@ unsigned int groupOf(const DcElem& e) {
     return ElemAccess::tag(e) >> 16;
 }
 
-// Elements that leave a list for a while and come back, whatever happens in between.
-class Aside {
-  public:
-    explicit Aside(DcElemList& owner) : owner_(owner) {}
-    Aside(const Aside&) = delete;
-    Aside& operator=(const Aside&) = delete;
-    ~Aside() {
-        // From the back, so that those of the front go to the front at once.
-        while (DcElem* const e = list_.last()) ElemListAccess::move(e, list_, owner_);
-    }
-    void take(DcElem* e) { ElemListAccess::move(e, owner_, list_); }
-    DcElemList& list() { return list_; }
-    bool empty() const { return list_.first() == nullptr; }
-
-  private:
-    DcElemList& owner_;
-    DcElemList list_;
-};
-
 int failDisk(const DcElem& e) {
     return fail(DATATF_READ, LOG_ERROR, "DcPduDataTf::writeData",
                 "Element (%04x,%04x) - only Pixel Data can be sent from disk", groupOf(e),
                 ElemAccess::tag(e) & 0xFFFF);
-}
-
-// Bytes in a unit whose order differs between a buffer and the stream, else 1.
-unsigned int swapUnit(DICT_VR vr, DICT_UID from, DICT_UID to) {
-    if ((from == UID_BIG_ENDIAN_EXPLICIT) == (to == UID_BIG_ENDIAN_EXPLICIT)) return 1;
-    return vr == VR_OW ? 2 : vr == VR_OF ? 4 : 1;
-}
-
-void swapBytes(unsigned char* bytes, std::uint64_t length, unsigned int unit) {
-    for (std::uint64_t at = 0; unit > 1 && at + unit <= length; at += unit) {
-        std::reverse(bytes + at, bytes + at + unit);
-    }
 }
 
 // Pixel Data whose bytes can go out from where they are: one large run in the byte order of the stream.
@@ -298,7 +269,7 @@ int DcPduDataTf::writePixels(const FramedHeader& pixels, bool trailing) {
         left -= b->getLen();
         // Offsets from two GByte on come as negative numbers.
         const DiskPart part{opened ? opened.get() : b->getHandle(), static_cast<unsigned int>(b->getOffset()),
-                            b->getLen(), swapUnit(vr, b->getXferSyn(), xferSyn_)};
+                            b->getLen(), ElemAccess::swapUnit(vr, b->getXferSyn(), xferSyn_)};
         const int result = writeDataDisk(part, left != 0 || pixels.undefinedLength || trailing);
         if (result != RESULT_OK) return result;
     }
@@ -329,7 +300,7 @@ int DcPduDataTf::writeDataDisk(const DiskPart& part, bool more) {
         const std::int64_t got = orvkit::platform::readAt(part.file, block.get(), wanted,
                                                           part.offset + static_cast<std::int64_t>(done));
         const std::uint64_t there = got > 0 ? static_cast<std::uint64_t>(got) : 0;
-        swapBytes(block.get(), there, part.swap);
+        orvkit::swapUnits({block.get(), there}, part.swap);
         for (std::uint64_t at = 0; at < wanted; ++number) {
             const auto size = static_cast<unsigned int>(std::min<std::uint64_t>(fragment, wanted - at));
             if (at + size > there) {

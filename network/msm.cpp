@@ -13,6 +13,7 @@
 
 using orvkit::copyText;
 using orvkit::fail;
+using orvkit::uidName;
 
 namespace {
 
@@ -92,8 +93,7 @@ DcMsmSopXferSyn::DcMsmSopXferSyn(DICT_UID sop, DICT_UID* xfers, TSM_ROLE asRole)
 DcMsmScuInfo::DcMsmScuInfo() : implClassUid(identity().classUid), implVerName(identity().verName) {}
 DcMsmScpInfo::DcMsmScpInfo() : implClassUid(identity().classUid), implVerName(identity().verName) {}
 
-// ---- life
-// ---------------------------------------------------------------------------------------------------
+// ---- life -------------------------------------------------------------------------------------------
 
 DcMsm::DcMsm(const char* aeTitle, TSM_ROLE role, int port) : DcTul(role, port), own_(new Own) {
     copyText(own_->implClassUid, identity().classUid);
@@ -168,16 +168,12 @@ int DcMsm::setSopSupport() {
 int DcMsm::setSopXferAccept(DcMsmSopXferSyn* list) {
     constexpr const char* reporter = "DcMsm::setSopXferAccept";
     if (list == nullptr) return fail(MSM_PRINT, LOG_NOTICE, reporter, "Null argument passed");
-    const auto nameOf = [](DICT_UID value) {
-        const DcDictUidInfo* const uid = Dict.findUid(value);
-        return uid != nullptr ? uid->desc : "";
-    };
     std::vector<DcMsmSopXferSyn> accepted;
     const std::size_t count = sopCount(list);
     for (std::size_t i = 0; i < count; ++i) {
         DcMsmSopXferSyn entry = list[i];
         if (Dict.getUidType(entry.sopClass) != UID_TYPE_SOP) {
-            (void)fail(0, LOG_VALIDATION, reporter, "'%s' is not an SOP Class UID", nameOf(entry.sopClass));
+            (void)fail(0, LOG_VALIDATION, reporter, "'%s' is not an SOP Class UID", uidName(entry.sopClass));
             continue;
         }
         entry.xferSyn[MSM_XFER_SYN_MAX] = UID_NONE;
@@ -188,13 +184,13 @@ int DcMsm::setSopXferAccept(DcMsmSopXferSyn* list) {
             if (Dict.getUidType(syntax) == UID_TYPE_XFER_SYN) {
                 entry.xferSyn[kept++] = syntax;
             } else {
-                (void)fail(0, LOG_VALIDATION, reporter, "'%s' is not a Transfer Syntax UID", nameOf(syntax));
+                (void)fail(0, LOG_VALIDATION, reporter, "'%s' is not a Transfer Syntax UID", uidName(syntax));
             }
         }
         std::fill(entry.xferSyn + kept, std::end(entry.xferSyn), UID_NONE);
         if (kept == 0) {
             (void)fail(0, LOG_VALIDATION, reporter, "No valid Transfer Syntax provided for SOP Class '%s'",
-                       nameOf(entry.sopClass));
+                       uidName(entry.sopClass));
             continue;
         }
         accepted.push_back(entry);
@@ -208,8 +204,7 @@ void DcMsm::resetAssoInfo() {
     own_->hostName[0] = '\0';
 }
 
-// ---- opening
-// ------------------------------------------------------------------------------------------------
+// ---- opening ----------------------------------------------------------------------------------------
 
 int DcMsm::prepareScu(DcMsmScuInfo& info) {
     constexpr const char* reporter = "DcMsm::connect";
@@ -296,8 +291,7 @@ int DcMsm::accept(MSM_BLOCK_CONNECT block) {
     return result == TSM_ACCEPT_TIMEOUT ? MSM_CONNECT_TIMEOUT : result;
 }
 
-// ---- ending
-// -------------------------------------------------------------------------------------------------
+// ---- ending -----------------------------------------------------------------------------------------
 
 int DcMsm::releaseAssociation() {
     resetAssoInfo();
@@ -322,8 +316,7 @@ void DcMsm::closeTransport() {
     closeSockConv();
 }
 
-// ---- questions
-// ----------------------------------------------------------------------------------------------
+// ---- questions --------------------------------------------------------------------------------------
 
 int DcMsm::getAssoInfo(DcMsmAssoInfo& info) const {
     info = own_->asso;
@@ -358,11 +351,6 @@ const char* resultName(int result) {
 const char* roleName(int role) {
     constexpr const char* names[] = {"None", "SCP", "SCU", "SCU/SCP"};
     return names[role & 3];
-}
-
-const char* uidName(DICT_UID value) {
-    const DcDictUidInfo* const uid = Dict.findUid(value);
-    return uid != nullptr ? uid->desc : "";
 }
 
 }  // namespace

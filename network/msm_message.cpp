@@ -16,17 +16,13 @@
 using orvkit::ElemListAccess;
 using orvkit::fail;
 using orvkit::PduAccess;
+using orvkit::uidName;
 
 namespace {
 
 constexpr unsigned short kNoDataSet = 257;
 // Larger fragments win nothing, and one from disk is held in memory.
 constexpr unsigned int kLargestPdu = 1u << 20;
-
-const char* uidName(DICT_UID value) {
-    const DcDictUidInfo* const uid = Dict.findUid(value);
-    return uid != nullptr ? uid->desc : "";
-}
 
 using Clock = std::chrono::steady_clock;
 
@@ -41,8 +37,7 @@ bool hasDataSet(const DcMsg& message) {
 
 }  // namespace
 
-// ---- sending
-// ------------------------------------------------------------------------------------------------
+// ---- sending ----------------------------------------------------------------------------------------
 
 int DcMsm::write(unsigned char presCtxId, DcMsg* msg) {
     constexpr const char* reporter = "DcMsm::write";
@@ -126,8 +121,7 @@ int DcMsm::sendMessage(const char* path) {
     return write(meta.sopClassUid, &request, meta.transferSyntax);
 }
 
-// ---- receiving
-// ----------------------------------------------------------------------------------------------
+// ---- receiving --------------------------------------------------------------------------------------
 
 int DcMsm::read(DICT_UID* sop, DcMsg** msg, MSM_BLOCK_READ block, MSM_BLOCK_CONNECT connectBlock) {
     if (msg != nullptr) return readNext(sop, msg, block, connectBlock);

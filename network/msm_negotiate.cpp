@@ -71,8 +71,7 @@ int checkPeerMaximum(const DcMsmAssoInfo& asso, const char* reporter) {
 
 }  // namespace
 
-// ---- as a user
-// ----------------------------------------------------------------------------------------------
+// ---- as a user --------------------------------------------------------------------------------------
 
 int DcMsm::scuAssoRq(DcMsmScuInfo& info) {
     DcPduInfoAcRq data;
@@ -132,8 +131,7 @@ int DcMsm::scuAssoAcRsp(DcPduAssoAc* pdu) {
     return checkPeerMaximum(asso, "DcMsm::scuAssoAcRsp");
 }
 
-// ---- as a provider
-// ------------------------------------------------------------------------------------------
+// ---- as a provider ----------------------------------------------------------------------------------
 
 int DcMsm::acceptAssoInfo(DcPduInfoAcRq& info) {
     return acceptAeTitle(info);

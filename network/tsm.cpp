@@ -72,8 +72,7 @@ const DcTsm::Action DcTsm::actions_[29] = {
 };
 static_assert(orvkit::none == 28, "the actions of the state table are indices of the action table");
 
-// ---- life
-// ---------------------------------------------------------------------------------------------------
+// ---- life -------------------------------------------------------------------------------------------
 
 DcTsm::DcTsm(TSM_ROLE role, int port, DcTsmArtimCB artimCB) : role_(role), port_(port), artimCB_(artimCB) {
     if ((role & TSM_ROLE_SCP) != 0) listenResult_ = sockListenOpen(port);
@@ -99,8 +98,7 @@ void DcTsm::sockListenRelease() {
     sockListen_ = NO_SOCKET;
 }
 
-// ---- settings
-// -----------------------------------------------------------------------------------------------
+// ---- settings ---------------------------------------------------------------------------------------
 
 int DcTsm::getTimeoutInfo(DcTsmTimeoutInfo& info) const {
     info = timeouts_;
@@ -154,8 +152,7 @@ int DcTsm::setSockHandles(TSM_ROLE role, unsigned int connection, unsigned int l
     return RESULT_OK;
 }
 
-// ---- connections
-// --------------------------------------------------------------------------------------------
+// ---- connections ------------------------------------------------------------------------------------
 
 void DcTsm::connected(int connectionRole, unsigned int socket) {
     sockConv_ = socket;
@@ -230,8 +227,7 @@ int DcTsm::readNextPduType(PDU_TYPE& type, PDU_BLOCK block) {
     return currentPdu_->readType(type, block);
 }
 
-// ---- ARTIM
-// --------------------------------------------------------------------------------------------------
+// ---- ARTIM ------------------------------------------------------------------------------------------
 
 // There is no timer of its own: what the standard closes when it expires is closed when it is stopped.
 void DcTsm::artimStart() {
@@ -258,8 +254,7 @@ void DcTsm::clearArtim(const DcTsm* transport) {
     if (artimSlot == transport) artimSlot = nullptr;
 }
 
-// ---- one step
-// -----------------------------------------------------------------------------------------------
+// ---- one step ---------------------------------------------------------------------------------------
 
 int DcTsm::stateMachine(TSM_EVENT event, void* arg) {
     if (event < 0 || event >= orvkit::kTsmEvents) {
@@ -273,8 +268,7 @@ int DcTsm::stateMachine(TSM_EVENT event, void* arg) {
     return (this->*actions_[cell.action])(arg);
 }
 
-// ---- actions
-// ------------------------------------------------------------------------------------------------
+// ---- actions ----------------------------------------------------------------------------------------
 
 int DcTsm::writePdu(void* arg) {
     if (connectionRole_ == 0) return TSM_NO_CONNECTION;

@@ -47,8 +47,7 @@ char* copyOf(const char* text) {
 
 }  // namespace
 
-// ---- life and settings
-// --------------------------------------------------------------------------------------
+// ---- life and settings ------------------------------------------------------------------------------
 
 DcTul::DcTul(TSM_ROLE role, int port) : DcTsm(role, port, &DcTul::artimExpiredCB) {}
 
@@ -117,8 +116,7 @@ int DcTul::registerDataSetCB(void* user, DcTulDataSetCB callback) {
     return RESULT_OK;
 }
 
-// ---- requests
-// -----------------------------------------------------------------------------------------------
+// ---- requests ---------------------------------------------------------------------------------------
 
 int DcTul::event00_connectScu(const char* host, int port) {
     if ((role_ & TSM_ROLE_SCU) == 0) return TUL_NOT_SCU;
@@ -170,8 +168,7 @@ void DcTul::artimExpiredCB(unsigned int, unsigned int, std::uintptr_t, std::uint
     delete transport;
 }
 
-// ---- the next PDU
-// -------------------------------------------------------------------------------------------
+// ---- the next PDU -----------------------------------------------------------------------------------
 
 DcPdu* DcTul::newPdu(PDU_TYPE type) {
     DcPdu* pdu = nullptr;
@@ -322,8 +319,7 @@ DcPdu* DcTul::takeCarried() {
     return nullptr;
 }
 
-// ---- a command or a data set
-// --------------------------------------------------------------------------------
+// ---- a command or a data set ------------------------------------------------------------------------
 
 // Mode: 0 everything is kept, 1 Pixel Data is being looked for, 2 its bytes are arriving.
 struct DcTul::Part {

@@ -88,24 +88,22 @@ bool Association::send(DcMsg& request, DICT_UID sopClass, DICT_UID xferSyn) {
     return check(msm_->sendMessage(sopClass, &request, xferSyn), RESULT_OK);
 }
 
-std::unique_ptr<DcMsg> Association::receive() {
+std::unique_ptr<DcMsg> Association::receiveBy(int (DcMsm::*read)(DICT_UID*, DcMsg**, MSM_BLOCK_READ,
+                                                                 MSM_BLOCK_CONNECT)) {
     DcMsg* message = nullptr;
-    DICT_UID sopClass = UID_NONE;
     forgetFault();
-    const int result = msm_->receiveMessage(&sopClass, &message, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL);
+    const int result = (msm_.get()->*read)(nullptr, &message, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL);
     std::unique_ptr<DcMsg> owned(message);
     if (!check(result, MSM_MESSAGE)) return nullptr;
     return owned;
 }
 
+std::unique_ptr<DcMsg> Association::receive() {
+    return receiveBy(&DcMsm::receiveMessage);
+}
+
 std::unique_ptr<DcMsg> Association::receivePart() {
-    DcMsg* message = nullptr;
-    DICT_UID sopClass = UID_NONE;
-    forgetFault();
-    const int result = msm_->read(&sopClass, &message, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL);
-    std::unique_ptr<DcMsg> owned(message);
-    if (!check(result, MSM_MESSAGE)) return nullptr;
-    return owned;
+    return receiveBy(&DcMsm::read);
 }
 
 std::unique_ptr<DcMsg> Association::receive(MSG_TYPE type) {

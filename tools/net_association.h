@@ -50,6 +50,9 @@ class Association {
     const std::string& fault() const { return fault_; }
 
   private:
+    std::unique_ptr<DcMsg> receiveBy(int (DcMsm::*read)(DICT_UID*, DcMsg**, MSM_BLOCK_READ,
+                                                        MSM_BLOCK_CONNECT));
+
     const PeerOptions& options_;
     std::vector<DcMsmSopXferSyn> contexts_;
     std::unique_ptr<DcMsm> msm_;

@@ -46,7 +46,7 @@ std::string digest(const std::string& text) {
 
 std::string firstOf(SourceFile& source, std::initializer_list<unsigned int> tags, const char* otherwise) {
     for (const unsigned int tag : tags) {
-        const std::string value = source.text(tag);
+        std::string value = source.text(tag);
         if (!value.empty()) return value;
     }
     return otherwise;
@@ -185,7 +185,7 @@ std::string keyName(unsigned int tag) {
 }
 
 std::string patientIdOf(SourceFile& source) {
-    const std::string id = source.text(T_0010_0020_patientId);
+    std::string id = source.text(T_0010_0020_patientId);
     if (!id.empty()) return id;
     std::string who = source.text(T_0010_0010_patientsName);
     if (!who.empty()) who += "\n" + source.text(T_0010_0030_patientsBirthDate);

@@ -198,9 +198,8 @@ class ORVKIT_API DcElemList : public DcList {
     mutable unsigned int orderedVersion_;  // list version for which strictly ascending tags are certain
 };
 
-// ---- what went wrong while decoding, and where
-// -------------------------------------------------------------- Told for each element that could not be
-// read, or whose value was refused, by the thread that decodes.
+// What went wrong while decoding, and where: told for each element that could not be read, or whose value was
+// refused, by the thread that decodes.
 struct DcElemFault {
     int result;           // the code
     unsigned int offset;  // of the element's tag, counted from the first byte of the stream

@@ -11,6 +11,8 @@
 #include <memory>
 #include <vector>
 
+#include "platform/deadline.h"
+
 namespace orvkit::platform {
 
 namespace {
@@ -38,24 +40,6 @@ Form formOf(const Address& address) noexcept {
     std::memcpy(&form, address.bytes, sizeof form);
     return form;
 }
-
-// A time-out that goes on over several calls.
-class Deadline {
-  public:
-    explicit Deadline(int timeout) noexcept
-        : endless_(timeout < 0), end_(Clock::now() + Milliseconds(timeout)) {}
-    int left() const noexcept {
-        if (endless_) return -1;
-        const auto left = std::chrono::ceil<Milliseconds>(end_ - Clock::now()).count();
-        return left > 0 ? static_cast<int>(left) : 0;
-    }
-
-  private:
-    using Clock = std::chrono::steady_clock;
-    using Milliseconds = std::chrono::milliseconds;
-    bool endless_;
-    Clock::time_point end_;
-};
 
 // 1 when the event (or a failure that the next call will tell) is there, 0 after the time-out, -1 on failure.
 int waitFor(unsigned int socket, short events, int timeout) noexcept {
