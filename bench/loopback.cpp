@@ -1,9 +1,11 @@
 // What plain sockets do on this machine, as the measure for the network commands.
 //     bench_loopback copy MEGABYTES      one thread sends, one receives, blocks of 512 KiB: MB a second
+//     bench_loopback store MEGABYTES     the same, received in pieces of 64 KiB that are written to files of
+//                                        512 KiB in the working directory, which are removed: MB a second
 //     bench_loopback pingpong COUNT      two writes there and two back, of the sizes of a C-ECHO: round trips
-//     a
-//                                        second, then the median and the 99th percentile in microseconds
+//                                        a second, then the median and the 99th percentile in microseconds
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -13,6 +15,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -68,8 +71,27 @@ Pair connected() {
     return pair;
 }
 
-void copy(const Pair& pair, std::size_t blocks) {
+// A file of one block, as it arrives.
+bool storeBlock(int socket, std::vector<char>& piece, const std::string& path) {
+    const int file = open(path.c_str(), O_CREAT | O_WRONLY | O_EXCL, 0600);
+    bool good = file >= 0;
+    for (std::size_t used = 0; good && used < kBlock; used += piece.size()) {
+        good = takeAll(socket, piece, piece.size()) &&
+               write(file, piece.data(), piece.size()) == static_cast<ssize_t>(piece.size());
+    }
+    return file >= 0 && close(file) == 0 && good;
+}
+
+void storeAll(int socket, std::size_t blocks) {
+    std::vector<char> piece(65536);
+    for (std::size_t i = 0; i < blocks; ++i) {
+        if (!storeBlock(socket, piece, "loopback-" + std::to_string(i))) std::exit(1);
+    }
+}
+
+void copy(const Pair& pair, std::size_t blocks, bool stores) {
     std::thread receiver([&] {
+        if (stores) return storeAll(pair.there, blocks);
         std::vector<char> buffer(kBlock);
         if (!takeAll(pair.there, buffer, blocks * kBlock)) std::exit(1);
     });
@@ -80,6 +102,8 @@ void copy(const Pair& pair, std::size_t blocks) {
     }
     receiver.join();
     std::printf("%.1f\n", static_cast<double>(blocks * kBlock) / 1e6 / secondsSince(begun));
+    for (std::size_t i = 0; stores && i < blocks; ++i)
+        (void)unlink(("loopback-" + std::to_string(i)).c_str());
 }
 
 void pingpong(const Pair& pair, std::size_t count) {
@@ -112,11 +136,12 @@ int main(int argc, char** argv) {
     const std::size_t count = argc == 3 ? std::strtoul(argv[2], nullptr, 10) : 0;
     const Pair pair = connected();
     if (count == 0 || pair.there == -1) {
-        std::fprintf(stderr, "usage: %s copy MEGABYTES | pingpong COUNT\n", argv[0]);
+        std::fprintf(stderr, "usage: %s copy MEGABYTES | store MEGABYTES | pingpong COUNT\n", argv[0]);
         return 2;
     }
-    if (std::strcmp(argv[1], "copy") == 0) {
-        copy(pair, count * 1'000'000 / kBlock);
+    const bool stores = std::strcmp(argv[1], "store") == 0;
+    if (stores || std::strcmp(argv[1], "copy") == 0) {
+        copy(pair, count * 1'000'000 / kBlock, stores);
     } else {
         pingpong(pair, count);
     }

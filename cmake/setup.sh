@@ -4,6 +4,7 @@
 build_packages=(g++ cmake ninja-build pkg-config libgtest-dev nlohmann-json3-dev libcli11-dev)
 peer_packages=(dcmtk libgdcm-tools dicom3tools ncompress orthanc curl python3-pydicom)
 gate_packages=(clang clang-format clang-tidy libclang-rt-14-dev)
+cross_packages=(g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix wine wine64 g++-multilib googletest)
 
 say() { printf '\n== %s\n' "$*"; }
 

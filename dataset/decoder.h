@@ -93,7 +93,9 @@ class BlockDecoder {
         bool operator==(const Tried&) const = default;
     };
     struct TriedHash {
-        std::size_t operator()(const Tried& t) const noexcept { return t.at * 0x9E3779B97F4A7C15ull ^ t.end; }
+        std::size_t operator()(const Tried& t) const noexcept {
+            return static_cast<std::size_t>(t.at * 0x9E3779B97F4A7C15ull ^ t.end);
+        }
     };
     std::unordered_set<Tried, TriedHash> failed_;
     unsigned long long wasted_ = 0;  // bytes read in vain

@@ -67,6 +67,8 @@ struct ElemAccess {
     // The syntax an element is written in within a stream: its own, as for icons of native pixels in an
     // encapsulated stream, where the byte order allows it.
     static DICT_UID syntaxInStream(const DcElem& e, DICT_UID xferSyn) noexcept;
+    // Whether it is Pixel Data of undefined length there, which a delimiter ends.
+    static bool undefinedInStream(const DcElem& e, DICT_UID xferSyn) noexcept;
     static int deepCopy(const DcElem& e, DICT_VR_SIZE& size, int& vrLength, void*** values) {
         return e.getValue(size, vrLength, values);
     }

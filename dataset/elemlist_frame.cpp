@@ -93,8 +93,7 @@ class ListFramer {
             }
             if (const int result = put(*e, used_); result != RESULT_OK) return result;
             if (onDisk_ == nullptr || (e != lent_ && !ElemAccess::isOnDisk(*e))) continue;
-            const bool undefined =
-                tag == kPixelData && !isUncompressed(ElemAccess::syntaxInStream(*e, xferSyn_));
+            const bool undefined = ElemAccess::undefinedInStream(*e, xferSyn_);
             const std::size_t behind = e == lent_ && undefined ? orvkit::kDelimitationSize : 0;
             onDisk_->push_back({e, used_ - static_cast<unsigned int>(behind), undefined});
         }
@@ -281,4 +280,8 @@ int DcElemList::parse(DcBufList* list) {
         delete onDisk;
     }
     return result;
+}
+
+bool ElemAccess::undefinedInStream(const DcElem& e, DICT_UID xferSyn) noexcept {
+    return tag(e) == kPixelData && !isUncompressed(syntaxInStream(e, xferSyn));
 }

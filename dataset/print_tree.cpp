@@ -6,6 +6,7 @@
 #include "dataset/print.h"
 #include "foundation/fail.h"
 #include "orvkit/result.h"
+#include "platform/file.h"
 
 namespace orvkit {
 namespace {
@@ -264,7 +265,7 @@ int DcElemList::printNodeList(const char* path, const char* mode, PRINT_NODE how
         return orvkit::fail(ELEM_NULL_ARGUMENT, LOG_VALIDATION, "DcElemList::printNodeList",
                             "Null argument passed");
     }
-    FILE* file = std::fopen(path, mode);
+    FILE* file = orvkit::platform::openStream(path, mode);
     if (file == nullptr) {
         return orvkit::fail(ELEM_NULL_ARGUMENT, LOG_VALIDATION, "DcElemList::printNodeList",
                             "Error opening file %s in mode %s", path, mode);

@@ -66,7 +66,7 @@ int sequenceLength(const Field& f, unsigned int& length, int& extra) {
     }
     length = 0;
     const RawMode mode = RawMode::of(f.xferSyn);
-    const std::uint64_t back = mode.explicitVr ? 8 : 4;
+    const std::size_t back = mode.explicitVr ? 8 : 4;
     if (f.offset < back) return orvkit::reportLengthPastEnd(f.reporter, kLengthUndefined, f.remaining);
     const auto b = f.source.at(f.offset - back, back);
     if (b.size() < back) return fail(UTIL_READ, LOG_ERROR, f.reporter, "Read error");

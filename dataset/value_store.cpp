@@ -1,5 +1,6 @@
 #include "dataset/value_store.h"
 
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
@@ -34,6 +35,7 @@ bool reserve(ElemStore& s, std::size_t more) noexcept {
 bool reserveEnds(ElemStore& s, unsigned int values) noexcept {
     if (values <= s.endsCapacity) return true;
     const std::size_t size = std::max<std::size_t>(values, std::size_t{s.endsCapacity} * 2);
+    if (size > SIZE_MAX / sizeof *s.ends) return false;
     void* block = std::realloc(s.ends, size * sizeof *s.ends);
     if (block == nullptr) return false;
     const bool first = s.ends == nullptr;

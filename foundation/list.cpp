@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "foundation/fail.h"
+#include "platform/file.h"
 
 // ---- nodes ----------------------------------------------------------------------------------------------
 
@@ -206,7 +207,8 @@ int DcList::printNodeList(const char* fileName, const char* mode) {
     if (fileName == nullptr || mode == nullptr) {
         return orvkit::fail(LIST_PRINT, LOG_VALIDATION, reporter, "Null argument passed");
     }
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(fileName, mode), &std::fclose);
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(orvkit::platform::openStream(fileName, mode),
+                                                               &std::fclose);
     if (!file) {
         return orvkit::fail(LIST_PRINT, LOG_VALIDATION, reporter, "Error opening file %s in mode %s",
                             fileName, mode);

@@ -12,6 +12,7 @@
 #include "foundation/fail.h"
 #include "orvkit/result.h"
 #include "platform/clock.h"
+#include "platform/file.h"
 
 DcLog* Log = nullptr;
 char MsgBuf[LOG_MSG_BUF_SIZE];
@@ -152,7 +153,7 @@ int DcLog::report(LOG_MSG level, const char* name, const char* fmt, ...) {
     // The file is opened for each line: several processes or levels may share one.
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(nullptr, &std::fclose);
     if (fileName_[level] != nullptr) {
-        file.reset(std::fopen(fileName_[level], "at"));
+        file.reset(orvkit::platform::openStream(fileName_[level], "at"));
         if (!file) return RESULT_LOG_FILE;
     }
 

@@ -3,6 +3,7 @@
 // refuse.
 #include "dataset/elemlist_access.h"
 #include "fuzz/target.h"
+#include "tests/support/system.h"
 
 namespace {
 
@@ -51,7 +52,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     (void)framed(again, from);
     DcElemList copy;
     (void)list.duplicate(&copy, nullptr);
-    (void)list.printNodeList("/dev/null", "w", (data[0] & 32) != 0 ? PRINT_NODE_FLAT : PRINT_NODE_TREE);
+    (void)list.printNodeList(nullDevice, "w", (data[0] & 32) != 0 ? PRINT_NODE_FLAT : PRINT_NODE_TREE);
     parseOneByOne(bytes, from);
     return 0;
 }

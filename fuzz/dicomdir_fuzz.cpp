@@ -2,6 +2,7 @@
 #include "orvkit/dicomdir.h"
 
 #include "fuzz/target.h"
+#include "tests/support/system.h"
 #include "tests/support/temp_dir.h"
 
 namespace {
@@ -25,7 +26,7 @@ std::size_t countBelow(const DcDirRec& top) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     // In memory where that is possible: what is written is flushed.
-    static const bool inMemory = ::access("/dev/shm", W_OK) == 0 && ::setenv("TMPDIR", "/dev/shm", 1) == 0;
+    static const bool inMemory = (keepTemporariesInMemory(), true);
     (void)inMemory;
     static const TempDir dir;
     if (size < 1) return 0;
@@ -40,6 +41,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     fuzz::require(countBelow(copy) == countBelow(set));
     if (copy.write() != 0) return 0;
     fuzz::require(set.read() == 0 && countBelow(set) <= countBelow(copy));
-    (void)set.printNodeTree("/dev/null", "w");
+    (void)set.printNodeTree(nullDevice, "w");
     return 0;
 }

@@ -1,8 +1,6 @@
 // The whole receiving side: an association service as provider or as user, and what a peer sends to it before
 // it closes its direction. The first byte picks the role and where data sets go. Bytes that do not begin with
 // a request or its answer arrive on an association that is open already.
-#include <unistd.h>
-
 #include <memory>
 
 #include "fuzz/target.h"
@@ -14,10 +12,6 @@ namespace {
 
 using fuzz::require;
 
-void endSending(const SocketPair& ends) {
-    ::shutdown(static_cast<int>(ends.peer()), SHUT_WR);
-}
-
 Bytes arrived(const SocketPair& ends) {
     Bytes bytes(65536);
     std::size_t count = 0;
@@ -28,13 +22,13 @@ Bytes arrived(const SocketPair& ends) {
 
 class Entity : public DcMsm {
   public:
-    Entity(bool asUser, const SocketPair& ends)
+    Entity(bool asUser, SocketPair& ends)
         : DcMsm("FUZZ", asUser ? TSM_ROLE_SCU : TSM_ROLE_NONE, 0), user_(asUser) {
         if (!asUser) role_ = TSM_ROLE_SCP;  // without a port of its own
         setAeTitleCheck(0);
         timeouts_.connectTimeout = timeouts_.readTimeout = 0;
         timeouts_.writeTimeout = 1;
-        socket_ = static_cast<unsigned int>(::dup(static_cast<int>(ends.ours())));
+        socket_ = ends.giveOurs();
     }
     // The result of opening; a user's is that of the answer.
     int open() {
@@ -65,7 +59,7 @@ struct Opening {
         {
             SocketPair ends;
             Entity user(true, ends);
-            endSending(ends);
+            endSending(ends.peer());
             (void)user.open();
             request = arrived(ends);
         }
@@ -103,7 +97,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     SocketPair ends;
     Entity entity(asUser, ends);
     if ((data[0] & 2) != 0) {
-        require(ftruncate(pixels.handle(), 0) == 0);
+        emptyMemoryFile(pixels.handle());
         (void)entity.setPixelDataFileName(pixels.path());
         (void)entity.setPixelDataHandle(pixels.handle());
         (void)entity.registerPixDataCB(nullptr, &takePixels);
@@ -113,7 +107,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     if (opened) ends.send(asUser ? opening.answer : opening.request);
     ends.send(bytes);
-    endSending(ends);
+    endSending(ends.peer());
     int result = entity.open();
     require(!opened || result == (asUser ? MSM_ACCEPTED : RESULT_OK));
     // Every round takes at least a PDU, which has more than five bytes.

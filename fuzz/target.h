@@ -2,9 +2,6 @@
 #ifndef ORVKIT_FUZZ_TARGET_H
 #define ORVKIT_FUZZ_TARGET_H
 
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <cstdint>
 #include <cstdlib>
 #include <string>
@@ -12,6 +9,8 @@
 
 #include "orvkit/log.h"
 #include "orvkit/uids.h"
+#include "platform/file.h"
+#include "tests/support/system.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
@@ -40,17 +39,18 @@ inline std::vector<unsigned char> content(const std::uint8_t* data, std::size_t 
 // A file without a place in the file system, and a path to it.
 class MemoryFile {
   public:
-    MemoryFile() : handle_(memfd_create("file", 0)), path_("/proc/self/fd/" + std::to_string(handle_)) {}
+    MemoryFile() : handle_(openMemoryFile(path_)) {}
     void hold(const std::vector<unsigned char>& bytes) {
-        require(ftruncate(handle_, 0) == 0);
-        require(pwrite(handle_, bytes.data(), bytes.size(), 0) == static_cast<ssize_t>(bytes.size()));
+        emptyMemoryFile(handle_);
+        require(orvkit::platform::writeAll(handle_, bytes.data(), bytes.size()));
+        require(orvkit::platform::seek(handle_, 0));
     }
     int handle() const { return handle_; }
     const char* path() const { return path_.c_str(); }
 
   private:
-    int handle_;
     std::string path_;
+    int handle_;
 };
 
 }  // namespace fuzz

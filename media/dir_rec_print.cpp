@@ -4,6 +4,7 @@
 
 #include "foundation/fail.h"
 #include "media/dir_rec.h"
+#include "platform/file.h"
 
 using orvkit::fail;
 
@@ -51,7 +52,7 @@ using File = std::unique_ptr<FILE, int (*)(FILE*)>;
 template <typename Print>
 int printTo(const char* path, const char* mode, const char* reporter, Print print) {
     if (path == nullptr || mode == nullptr) return failNull(reporter);
-    const File file(std::fopen(path, mode), &std::fclose);
+    const File file(orvkit::platform::openStream(path, mode), &std::fclose);
     if (file == nullptr) {
         return fail(DIR_OPEN, LOG_VALIDATION, reporter, "Error opening file %s in mode %s", path, mode);
     }

@@ -5,6 +5,7 @@
 #include <new>
 #include <vector>
 
+#include "dataset/disk_elems.h"
 #include "dataset/elem_access.h"
 #include "dataset/elem_aside.h"
 #include "dataset/elemlist_access.h"
@@ -12,7 +13,6 @@
 #include "foundation/fail.h"
 #include "media/meta_info.h"
 #include "media/pixel_copy.h"
-#include "orvkit/sequence.h"
 #include "platform/file.h"
 
 using orvkit::Aside;
@@ -87,31 +87,15 @@ bool isSource(const DcElem& e, const char* path) {
 // Values that stand in other files cannot be written inside of sequences: the lengths around them are those
 // of what was framed.
 int checkDiskElems(DcElemList& dataset, const char* path) {
-    std::vector<DcElem*> open{dataset.first()};  // the next element of each level
-    while (!open.empty()) {
-        DcElem* const e = open.back();
-        if (e == nullptr) {
-            open.pop_back();
-            continue;
-        }
-        open.back() = e->next();
-        if (ElemAccess::isSequence(*e)) {
-            for (auto* item = static_cast<DcElemSq*>(e)->first(); item != nullptr; item = item->next()) {
-                open.push_back(item->getElemList().first());
-            }
-            continue;
-        }
-        if (!ElemAccess::isOnDisk(*e)) continue;
-        if (open.size() > 1) {
+    return orvkit::visitDiskElems(dataset, [path](const DcElem& e, bool inSequence) {
+        if (inSequence) {
             return fail(ELEM_VALUE_REFUSED, LOG_ERROR, kReporter,
                         "Element (%04x,%04x) - disk based raw buffers cannot be written in a sequence",
-                        ElemAccess::tag(*e) >> 16, ElemAccess::tag(*e) & 0xFFFF);
+                        ElemAccess::tag(e) >> 16, ElemAccess::tag(e) & 0xFFFF);
         }
-        if (isSource(*e, path)) {
-            return fail(DIR_OPEN, LOG_ERROR, kReporter, "File '%s' holds the pixel data to be written", path);
-        }
-    }
-    return RESULT_OK;
+        if (!isSource(e, path)) return int{RESULT_OK};
+        return fail(DIR_OPEN, LOG_ERROR, kReporter, "File '%s' holds the pixel data to be written", path);
+    });
 }
 
 int failWrite() {

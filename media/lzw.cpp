@@ -190,7 +190,7 @@ class CodeReader {
 
     bool next(std::uint32_t& code) noexcept {
         if (at_ + width_ > end_) return false;
-        const std::size_t byte = at_ / 8;
+        const auto byte = static_cast<std::size_t>(at_ / 8);
         code = static_cast<std::uint32_t>(word(byte) >> at_ % 8) & largestCode(width_);
         at_ += width_;
         return true;

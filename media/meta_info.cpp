@@ -10,6 +10,7 @@
 #include "dataset/elem_access.h"
 #include "dataset/elemlist_access.h"
 #include "foundation/fail.h"
+#include "platform/file.h"
 
 using orvkit::ElemAccess;
 using orvkit::ElemListAccess;
@@ -147,7 +148,7 @@ int DcDirMetaInfo::printInfo(const char* path, const char* mode) {
         return fail(DIR_NULL_ARGUMENT, LOG_VALIDATION, reporter, "Null argument passed");
     }
     const std::unique_ptr<FILE, int (*)(FILE*)> file(
-        std::fopen(path, mode), [](FILE* f) { return f != nullptr ? std::fclose(f) : 0; });
+        orvkit::platform::openStream(path, mode), [](FILE* f) { return f != nullptr ? std::fclose(f) : 0; });
     if (file == nullptr) {
         return fail(DIR_OPEN, LOG_VALIDATION, reporter, "Error opening file %s in mode %s", path, mode);
     }

@@ -24,6 +24,10 @@ bool inGroup0000(const DcElem& e) {
 }
 
 // Texts keep UIDs that no dictionary knows.
+bool isSopClass(unsigned int tag) {
+    return tag == T_0000_0002_affectedSopClassUid || tag == T_0000_0003_requestedSopClassUid;
+}
+
 int copyField(const DcElemList& from, unsigned int tag, DcCmd& to, unsigned int toTag) {
     if (Dict.facts(tag).vr == VR_US) {
         unsigned short number = 0;
@@ -104,18 +108,20 @@ int DcCmd::setParmList(const DcCmdParm* parms) {
 
 // ---- adding -----------------------------------------------------------------------------------------------
 
+// Why elements in the order of their tags cannot be added; null when they can.
+const char* DcCmd::refusalOf(const DcElem& first, const DcElem& last) const {
+    if (!inGroup0000(last) && dataset_ == CMD_DATASET_ABSENT) return "Dataset not allowed for this command";
+    if (inGroup0000(first) && parms_ == nullptr) return "Parameter list not initialized for this command";
+    return nullptr;
+}
+
 DcElem* DcCmd::add(DcElem* element) {
     constexpr const char* reporter = "DcCmd::add";
     if (element == nullptr) {
         logReport(LOG_VALIDATION, reporter, "Null argument passed for element");
         return nullptr;
     }
-    const char* refusal = nullptr;
-    if (!inGroup0000(*element) && dataset_ == CMD_DATASET_ABSENT) {
-        refusal = "Dataset not allowed for this command";
-    } else if (inGroup0000(*element) && parms_ == nullptr) {
-        refusal = "Parameter list not initialized for this command";
-    }
+    const char* const refusal = refusalOf(*element, *element);
     if (refusal == nullptr) return DcElemList::add(element);
     logReport(LOG_VALIDATION, reporter, "%s", refusal);
     if (element->list() != nullptr) (void)element->list()->subtract(element);
@@ -124,11 +130,10 @@ DcElem* DcCmd::add(DcElem* element) {
 }
 
 DcElemList* DcCmd::add(DcElemList* dataset) {
-    if (dataset == nullptr || dataset_ != CMD_DATASET_ABSENT || dataset->last() == nullptr ||
-        inGroup0000(*dataset->last())) {
-        return DcElemList::add(dataset);
-    }
-    logReport(LOG_VALIDATION, "DcCmd::add", "Dataset not allowed for this command");
+    if (dataset == nullptr || dataset->last() == nullptr) return DcElemList::add(dataset);
+    const char* const refusal = refusalOf(*dataset->first(), *dataset->last());
+    if (refusal == nullptr) return DcElemList::add(dataset);
+    logReport(LOG_VALIDATION, "DcCmd::add", "%s", refusal);
     delete dataset;
     return nullptr;
 }
@@ -199,10 +204,12 @@ int DcCmd::fillFrom(DcCmd* request) {
     }
     (void)request->resetValueCounter();
     orvkit::PduAccess::presCtxId(*this) = orvkit::PduAccess::presCtxId(*request);
+    int result = RESULT_OK;
     for (const orvkit::RspCopy& c : row->copies) {
         if (copyField(*request, c.from, *this, c.to) == RESULT_OK || c.name == nullptr) continue;
         (void)request->getDesc(name);
-        return fail(row->codes.missing, LOG_ERROR, row->reporter, "%s missing in %s", c.name, name);
+        result = fail(row->codes.missing, LOG_ERROR, row->reporter, "%s missing in %s", c.name, name);
+        if (isSopClass(c.from)) break;  // nothing of a request that is about nothing
     }
-    return RESULT_OK;
+    return result;
 }

@@ -1,4 +1,5 @@
 // P-DATA-TF: the object, and reading one PDU (PS3.8 9.3.5).
+#include <algorithm>
 #include <cstring>
 #include <new>
 #include <vector>
@@ -41,8 +42,24 @@ class DcPduDataTf::Values {
   public:
     Values(DcPduDataTf& pdu, int dumpFd) : pdu_(pdu), dumpFd_(dumpFd) {}
 
+    bool keptAny() const { return kept_; }
+
+    // Reads a value of a data set that is not empty, piece by piece.
+    int pass(unsigned int length, PDU_BLOCK block) {
+        while (length > 0) {
+            const auto room = pdu_.sink_->room();
+            unsigned int count = std::min(length, static_cast<unsigned int>(room.size()));
+            if (pdu_.readBuf(room.data(), count, block) != RESULT_OK) return DATATF_READ;
+            if (const int result = pdu_.sink_->take(room.first(count)); result != RESULT_OK) return result;
+            pdu_.sunkBytes_ += count;
+            length -= count;
+        }
+        return RESULT_OK;
+    }
+
     // Reads a value that is not empty.
     int read(unsigned int length, PDU_BLOCK block) {
+        kept_ = true;
         const bool shares = ++count_ > kOwnBuffers && length <= kSmallValue;
         if (!shares || shared_.size() + length > kSharedBuffer) {
             if (const int result = flush(); result != RESULT_OK) return result;
@@ -81,6 +98,7 @@ class DcPduDataTf::Values {
     DcPduDataTf& pdu_;
     const int dumpFd_;
     unsigned int count_ = 0;
+    bool kept_ = false;
     std::vector<unsigned char> shared_;
 };
 
@@ -164,13 +182,19 @@ int DcPduDataTf::read(int dumpFd, PDU_BLOCK block) {
         if (msgCtrl == kWholeCommand && (header[5] & 1) == 0) {
             if (const int result = values.flush(); result != RESULT_OK) return result;
             commandEnd_ = lastBuf();
+            commandEnds_ = true;
         }
         msgCtrl = header[5];
         if (itemLength > std::uint64_t{left} + 2) return failPdvLength(itemLength, pduLength);
         const unsigned int length = itemLength - 2;
         if (itemLength < 2) return failMemory(length);
         if (length == 0) continue;
-        if (const int result = values.read(length, block); result != RESULT_OK) return result;
+        if ((msgCtrl & 1) != 0) commandBytes_ += length;
+        // A command is handed out before the data that may follow it in the same PDU.
+        const bool passes = sink_ != nullptr && dumpFd == -1 && (msgCtrl & 1) == 0 && !commandEnds_ &&
+                            !values.keptAny() && sink_->wants(presCtxId);
+        const int result = passes ? values.pass(length, block) : values.read(length, block);
+        if (result != RESULT_OK) return result;
         left -= length;
     }
     if (const int result = values.flush(); result != RESULT_OK) return result;

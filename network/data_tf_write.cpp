@@ -8,6 +8,7 @@
 #include <span>
 #include <vector>
 
+#include "dataset/disk_elems.h"
 #include "dataset/elem_access.h"
 #include "dataset/elem_aside.h"
 #include "dataset/elemlist_access.h"
@@ -52,17 +53,22 @@ struct Release {
 using Block = std::unique_ptr<unsigned char, Release>;
 
 Block allocate(std::uint64_t size) {
-    return Block(static_cast<unsigned char*>(::operator new(size, std::nothrow)));
+    if (size > SIZE_MAX) return nullptr;
+    return Block(static_cast<unsigned char*>(::operator new(static_cast<std::size_t>(size), std::nothrow)));
 }
 
 unsigned int groupOf(const DcElem& e) {
     return ElemAccess::tag(e) >> 16;
 }
 
-int failDisk(const DcElem& e) {
-    return fail(DATATF_READ, LOG_ERROR, "DcPduDataTf::writeData",
-                "Element (%04x,%04x) - only Pixel Data can be sent from disk", groupOf(e),
-                ElemAccess::tag(e) & 0xFFFF);
+// Only the message's own Pixel Data is sent from disk; nothing goes out of one that holds others.
+int checkDiskElems(DcElemList& dataset) {
+    return orvkit::visitDiskElems(dataset, [](const DcElem& e, bool inSequence) {
+        if (!inSequence && ElemAccess::tag(e) == T_7fe0_0010_pixelData) return int{RESULT_OK};
+        return fail(DATATF_READ, LOG_ERROR, "DcPduDataTf::writeData",
+                    "Element (%04x,%04x) - only Pixel Data can be sent from disk%s", groupOf(e),
+                    ElemAccess::tag(e) & 0xFFFF, inSequence ? ", and not in a sequence" : "");
+    });
 }
 
 // Pixel Data whose bytes can go out from where they are: one large run in the byte order of the stream.
@@ -158,8 +164,8 @@ int DcPduDataTf::writeParts() {
         return fail(DATATF_READ, LOG_ERROR, "DcPduDataTf::write", "Invalid Maximum PDU Length %d",
                     static_cast<int>(maxPduLen_));
     }
-    int result = RESULT_OK;
-    if (!command.empty()) result = writeCmd(command.list());
+    int result = hasData ? checkDiskElems(*this) : RESULT_OK;
+    if (result == RESULT_OK && !command.empty()) result = writeCmd(command.list());
     if (result == RESULT_OK && hasData) result = writeData(*this);
     return result;
 }
@@ -188,8 +194,9 @@ int DcPduDataTf::writeData(DcElemList& dataset) {
     }
     DcElem* const pixels = ElemListAccess::find(dataset, T_7fe0_0010_pixelData);
     // Without a byte there is nothing that could follow.
-    const bool onDisk = pixels != nullptr && ElemAccess::isOnDisk(*pixels) &&
-                        (ElemAccess::rawLength(*pixels) != 0 || Dict.isEncapsulated(xferSyn_) != 0);
+    const bool onDisk =
+        pixels != nullptr && ElemAccess::isOnDisk(*pixels) &&
+        (ElemAccess::rawLength(*pixels) != 0 || ElemAccess::undefinedInStream(*pixels, xferSyn_));
     Aside trailing(dataset);
     while (onDisk && ElemAccess::tag(*dataset.last()) > T_7fe0_0010_pixelData) trailing.take(dataset.last());
 
@@ -233,7 +240,6 @@ int DcPduDataTf::writeDataMem(DcElemList& dataset, bool more, FramedHeader& onDi
             pieces = {{bytes.first(header.end), {value, lentBuf->getLen()}, bytes.subspan(header.end)}};
             continue;
         }
-        if (ElemAccess::tag(*header.element) != T_7fe0_0010_pixelData) return failDisk(*header.element);
         onDisk = header;
     }
     return writePieces(pieces, more);
@@ -296,10 +302,10 @@ int DcPduDataTf::writeDataDisk(const DiskPart& part, bool more) {
     }
     int number = 0;
     for (std::uint64_t done = 0; done < part.length;) {
-        const std::uint64_t wanted = std::min(room, part.length - done);
+        const auto wanted = static_cast<std::size_t>(std::min(room, part.length - done));
         const std::int64_t got = orvkit::platform::readAt(part.file, block.get(), wanted,
                                                           part.offset + static_cast<std::int64_t>(done));
-        const std::uint64_t there = got > 0 ? static_cast<std::uint64_t>(got) : 0;
+        const std::size_t there = got > 0 ? static_cast<std::size_t>(got) : 0;
         orvkit::swapUnits({block.get(), there}, part.swap);
         for (std::uint64_t at = 0; at < wanted; ++number) {
             const auto size = static_cast<unsigned int>(std::min<std::uint64_t>(fragment, wanted - at));

@@ -9,6 +9,7 @@
 #include "foundation/fail.h"
 #include "network/msm_own.h"
 #include "orvkit/util.h"
+#include "platform/file.h"
 #include "platform/socket.h"
 
 using orvkit::copyText;
@@ -246,6 +247,7 @@ int DcMsm::connect(unsigned int socket, DcMsmScuInfo& info) {
 }
 
 int DcMsm::propose(DcMsmScuInfo& info) {
+    if (!isConnected()) return MSM_NO_CONNECTION;
     orvkit::platform::Address peer;
     std::memcpy(peer.bytes, peerAddress_, sizeof peer.bytes);
     peer.length = peerAddressLen_;
@@ -357,7 +359,8 @@ const char* roleName(int role) {
 
 int DcMsm::printAssoInfo(const char* file, const char* mode) {
     const std::unique_ptr<FILE, int (*)(FILE*)> out(
-        file != nullptr && mode != nullptr ? std::fopen(file, mode) : nullptr, &std::fclose);
+        file != nullptr && mode != nullptr ? orvkit::platform::openStream(file, mode) : nullptr,
+        &std::fclose);
     if (out == nullptr) return MSM_PRINT;
     FILE* const f = out.get();
     const DcMsmAssoInfo& asso = own_->asso;

@@ -2,11 +2,29 @@
 #ifndef ORVKIT_NETWORK_PDU_ACCESS_H
 #define ORVKIT_NETWORK_PDU_ACCESS_H
 
+#include <cstdint>
+#include <span>
+
 #include "dataset/elemlist_access.h"
 #include "orvkit/datatf.h"
 #include "orvkit/pdu.h"
 
 namespace orvkit {
+
+// Takes the values of a data set while their PDU is arriving, so that no PDU is held as a whole.
+class DataSink {
+  public:
+    DataSink() = default;
+    DataSink(const DataSink&) = delete;
+    DataSink& operator=(const DataSink&) = delete;
+    virtual ~DataSink() = default;
+    // Whether values of the presentation context are wanted; others are kept as buffers.
+    virtual bool wants(unsigned char presCtxId) = 0;
+    // Room for the next piece.
+    virtual std::span<unsigned char> room() = 0;
+    // Takes a piece out of the room; a result other than RESULT_OK ends the reading with it.
+    virtual int take(std::span<const unsigned char> piece) = 0;
+};
 
 struct PduAccess {
     static unsigned int length(const DcPdu& pdu) noexcept { return pdu.length_; }
@@ -27,7 +45,12 @@ struct PduAccess {
     static unsigned char& presCtxId(DcPduDataTf& pdu) noexcept { return pdu.presCtxId_; }
     static unsigned char& msgCtrl(DcPduDataTf& pdu) noexcept { return pdu.msgCtrl_; }
     static DICT_UID& xferSyn(DcPduDataTf& pdu) noexcept { return pdu.xferSyn_; }
-    static DcBuf*& commandEnd(DcPduDataTf& pdu) noexcept { return pdu.commandEnd_; }
+    // Received: whether data follow a whole command in the PDU, and its last buffer (null when it has none).
+    static bool commandEnds(const DcPduDataTf& pdu) noexcept { return pdu.commandEnds_; }
+    static const DcBuf* commandEnd(const DcPduDataTf& pdu) noexcept { return pdu.commandEnd_; }
+    static void setSink(DcPduDataTf& pdu, DataSink* sink) noexcept { pdu.sink_ = sink; }
+    static std::uint64_t sunkBytes(const DcPduDataTf& pdu) noexcept { return pdu.sunkBytes_; }
+    static std::uint64_t commandBytes(const DcPduDataTf& pdu) noexcept { return pdu.commandBytes_; }
     // Whether the last write handed bytes to the connection.
     static bool sent(const DcPduDataTf& pdu) noexcept { return pdu.sent_; }
     static unsigned int& tfMaxPduLen(DcPduDataTf& pdu) noexcept { return pdu.maxPduLen_; }

@@ -1,5 +1,6 @@
 #include "orvkit/tsm.h"
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <mutex>
@@ -107,6 +108,9 @@ int DcTsm::getTimeoutInfo(DcTsmTimeoutInfo& info) const {
 
 int DcTsm::setTimeoutInfo(DcTsmTimeoutInfo& info) {
     timeouts_ = info;
+    for (int* seconds : {&timeouts_.connectTimeout, &timeouts_.readTimeout, &timeouts_.writeTimeout}) {
+        *seconds = std::max(*seconds, 0);
+    }
     return setTimeoutInfo();
 }
 
@@ -137,6 +141,8 @@ int DcTsm::setSockHandles(TSM_ROLE role, unsigned int connection, unsigned int l
     if (listener != NO_SOCKET && listener != sockListen_) {
         sockListenRelease();
         sockListen_ = listener;
+        orvkit::platform::Address own;
+        if (orvkit::platform::ownAddress(listener, own)) port_ = orvkit::platform::addressPort(own);
     }
     if (connection == NO_SOCKET || connection == sockConv_) return RESULT_OK;
     closeSockConv();
@@ -167,6 +173,9 @@ int DcTsm::sockConvOpenClient(const char* host, int port) {
     constexpr const char* reporter = "DcTsm::sockConvOpenClient";
     if (sockConv_ != NO_SOCKET) return RESULT_OK;
     if (host == nullptr) return fail(TSM_NULL_ARGUMENT, LOG_ERROR, reporter, "Null argument passed");
+    if (port < 0 || port > 65535) {
+        return fail(TSM_CONNECT, LOG_ERROR, reporter, "Port number %d out of range", port);
+    }
     if (!net::startSockets()) {
         return fail(TSM_SOCKET_STARTUP, LOG_ERROR, reporter, "WSAStartup failed for WinSock ver 2.2");
     }
@@ -180,8 +189,10 @@ int DcTsm::sockConvOpenClient(const char* host, int port) {
     }
     net::Socket socket = net::openSocket(address);
     if (!socket) return refuse(failSocket(TSM_SOCKET, "DcTsm::sockConvOpenClient - socket"));
-    // Bounded by the connect time-out: a host that swallows packets would hold the caller for minutes.
-    if (!net::connectSocket(socket.get(), address, milliseconds(timeouts_.connectTimeout))) {
+    // Bounded by the connect time-out: a host that swallows packets would hold the caller for minutes. 0,
+    // which an application sets to poll for connections, leaves it to the system.
+    const int bound = timeouts_.connectTimeout > 0 ? milliseconds(timeouts_.connectTimeout) : -1;
+    if (!net::connectSocket(socket.get(), address, bound)) {
         socket.reset();
         return refuse(failSocket(TSM_CONNECT, "DcTsm::sockConvOpenClient - connect"));
     }
@@ -222,7 +233,8 @@ int DcTsm::readNextPduType(PDU_TYPE& type, PDU_BLOCK block) {
     if (connectionRole_ == 0 || currentPdu_ == nullptr) return TSM_NO_CONNECTION;
     unsigned char begun[2];
     if (block != PDU_BLOCK_WAIT && orvkit::platform::peekArrived(sockConv_, begun, sizeof begun) == 1) {
-        block = PDU_BLOCK_WAIT;
+        // Half of what tells a PDU's type stays where it is, unless nothing will follow it.
+        if (!orvkit::platform::peerIsDone(sockConv_)) return DATATF_NOT_READY;
     }
     return currentPdu_->readType(type, block);
 }
@@ -397,6 +409,7 @@ int DcTsm::AE_7_writeAssoAcPdu(void* arg) {
 
 int DcTsm::AE_8_writeAssoRjPdu(void* arg) {
     if (connectionRole_ == 0) return TSM_NO_CONNECTION;
+    if (arg == nullptr) return TSM_NULL_ARGUMENT;
     const int result = writePdu(arg);
     artimStart();
     return result;

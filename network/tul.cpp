@@ -28,10 +28,29 @@ constexpr unsigned char kCommand = 1;  // bits of the message control header
 constexpr unsigned char kLastFragment = 2;
 constexpr unsigned int kLargestCommand = 1u << 20;  // far above any (PS3.7 annex E)
 using Clock = std::chrono::steady_clock;
+constexpr std::size_t kPiece = 65536;  // of a data set that passes through; stays in the processor's cache
 constexpr unsigned int kLongest = 0xFFFFFFFE;  // that a value can be
 
 bool isEncapsulated(DICT_UID xferSyn) {
     return xferSyn < UID_LITTLE_ENDIAN_IMPLICIT || xferSyn > UID_BIG_ENDIAN_EXPLICIT;
+}
+
+// The syntax that was accepted for a presentation context; UID_NONE for none.
+DICT_UID acceptedSyntax(unsigned char id, const unsigned char* presCtxIds, const DICT_UID* xferSyns) {
+    for (int i = 0; id != 0 && i < PDU_PRES_CTX_MAX; ++i) {
+        if (presCtxIds[i] == id) return xferSyns[i];
+    }
+    return UID_NONE;
+}
+
+int failContext(unsigned char id, unsigned char own) {
+    return fail(TUL_PROTOCOL, LOG_ERROR, "DcTul::readPduDataTf",
+                "Presentation Context ID %d within a message of %d, Association will be closed", id, own);
+}
+
+int failRefused(int result) {
+    return fail(TUL_PDU_REFUSED, LOG_ERROR, "DcTul::readNextPdu", "error code 0x%04x",
+                static_cast<unsigned int>(result));
 }
 
 int failAppend(const char* reporter, const char* path) {
@@ -47,12 +66,47 @@ char* copyOf(const char* text) {
 
 }  // namespace
 
+class DcTul::Sink final : public orvkit::DataSink {
+  public:
+    explicit Sink(DcTul& owner) : owner_(owner) {}
+
+    // For the first PDU of a message: any accepted context.
+    void begin(const unsigned char* presCtxIds, const DICT_UID* xferSyns) {
+        presCtxIds_ = presCtxIds;
+        xferSyns_ = xferSyns;
+        presCtxId_ = 0;
+    }
+    // For the others: the message's own.
+    void goOn(unsigned char presCtxId) { presCtxId_ = presCtxId; }
+
+    bool wants(unsigned char presCtxId) override {
+        if (presCtxId_ != 0) return presCtxId == presCtxId_;
+        xferSyn_ = acceptedSyntax(presCtxId, presCtxIds_, xferSyns_);
+        if (xferSyn_ != UID_NONE) presCtxId_ = presCtxId;
+        return xferSyn_ != UID_NONE;
+    }
+    unsigned char presCtxId() const { return presCtxId_; }
+    std::span<unsigned char> room() override { return buffer_; }
+    int take(std::span<const unsigned char> piece) override {
+        return owner_.toCallback(piece.data(), static_cast<unsigned int>(piece.size()), xferSyn_, false);
+    }
+
+  private:
+    DcTul& owner_;
+    const unsigned char* presCtxIds_ = nullptr;
+    const DICT_UID* xferSyns_ = nullptr;
+    unsigned char presCtxId_ = 0;
+    DICT_UID xferSyn_ = UID_NONE;
+    std::vector<unsigned char> buffer_ = std::vector<unsigned char>(kPiece);
+};
+
 // ---- life and settings ------------------------------------------------------------------------------
 
 DcTul::DcTul(TSM_ROLE role, int port) : DcTsm(role, port, &DcTul::artimExpiredCB) {}
 
 DcTul::~DcTul() {
     delete carried_;
+    delete sink_;
     platform::closeHandle(pixelHandle_);
     delete[] pixelFileName_;
 }
@@ -113,6 +167,7 @@ int DcTul::registerPixRecvCB(void* user, DcMsmPixRecvCB callback) {
 int DcTul::registerDataSetCB(void* user, DcTulDataSetCB callback) {
     dataSetUser_ = user;
     dataSetCB_ = callback;
+    if (callback != nullptr && sink_ == nullptr) sink_ = new Sink(*this);
     return RESULT_OK;
 }
 
@@ -230,14 +285,6 @@ TSM_EVENT eventOf(PDU_TYPE type) {
     }
 }
 
-// The syntax that was accepted for a presentation context; UID_NONE for none.
-DICT_UID acceptedSyntax(unsigned char id, const unsigned char* presCtxIds, const DICT_UID* xferSyns) {
-    for (int i = 0; id != 0 && i < PDU_PRES_CTX_MAX; ++i) {
-        if (presCtxIds[i] == id) return xferSyns[i];
-    }
-    return UID_NONE;
-}
-
 }  // namespace
 
 // Behind a PDU of no known type nothing tells where the next one begins: what has arrived with it is dropped,
@@ -269,6 +316,11 @@ int DcTul::readNextPdu(DcPdu** pdu, unsigned char* presCtxIds, DICT_UID* xferSyn
         } else if (type == PDU_TYPE_ABORT) {
             (void)static_cast<DcPduAbort&>(*received).read(PDU_BLOCK_WAIT);
         }
+        callbackEnded_ = false;
+        if (type == PDU_TYPE_DATA_TF && dataSetCB_ != nullptr) {
+            sink_->begin(presCtxIds, xferSyns);
+            PduAccess::setSink(static_cast<DcPduDataTf&>(*received), sink_);
+        }
         result = stateMachine(eventOf(type), received.get());
         if (type == PDU_TYPE_INVALID) discardArrived();
         if (result == RESULT_OK && type == PDU_TYPE_DATA_TF) carry(static_cast<DcPduDataTf&>(*received));
@@ -277,15 +329,20 @@ int DcTul::readNextPdu(DcPdu** pdu, unsigned char* presCtxIds, DICT_UID* xferSyn
         auto& message = static_cast<DcPduDataTf&>(*received);
         const unsigned char id = PduAccess::presCtxId(message);
         const DICT_UID xferSyn = acceptedSyntax(id, presCtxIds, xferSyns);
+        if (PduAccess::sunkBytes(message) != 0 && sink_->presCtxId() != id) {
+            return failRefused(failContext(id, sink_->presCtxId()));
+        }
         if (xferSyn == UID_NONE) {
             fail(TUL_PROTOCOL, LOG_ERROR, reporter,
                  "Invalid Presentation Context ID - %d, association will be closed", id);
-            return fail(TUL_PDU_REFUSED, LOG_ERROR, reporter, "error code 0x%04x", unsigned{TUL_PROTOCOL});
+            return failRefused(TUL_PROTOCOL);
         }
         PduAccess::xferSyn(message) = xferSyn;
         result = readPduDataTf(&message, xferSyn, block);
         if (result == RESULT_OK) result = message.parse();
     }
+    // An application's own result may be any number, also one that means something here.
+    if (std::exchange(callbackEnded_, false)) return failRefused(result);
     if (result == RESULT_OK || result == ELEM_REFUSED) {
         *pdu = received.release();
         return result;
@@ -293,18 +350,18 @@ int DcTul::readNextPdu(DcPdu** pdu, unsigned char* presCtxIds, DICT_UID* xferSyn
     if (result == ELEM_NO_MEMORY || (result >= TSM_ABORT_INDICATION && result <= TSM_RELEASE_INDICATION)) {
         return result;
     }
-    return fail(TUL_PDU_REFUSED, LOG_ERROR, reporter, "error code 0x%04x", static_cast<unsigned int>(result));
+    return failRefused(result);
 }
 
 // A peer may begin the data set in the PDU that ends its command. Where data sets go to a callback, the
 // command is handed out first, and the rest of the PDU is kept for the next call.
 void DcTul::carry(DcPduDataTf& pdu) {
-    DcBuf* const end = PduAccess::commandEnd(pdu);
-    if (dataSetCB_ == nullptr || end == nullptr) return;
+    if (dataSetCB_ == nullptr || !PduAccess::commandEnds(pdu)) return;
+    const DcBuf* const end = PduAccess::commandEnd(pdu);
     carried_ = static_cast<DcPduDataTf*>(newPdu(PDU_TYPE_DATA_TF));
     PduAccess::presCtxId(*carried_) = PduAccess::presCtxId(pdu);
     PduAccess::msgCtrl(*carried_) = std::exchange(PduAccess::msgCtrl(pdu), kCommand | kLastFragment);
-    while (DcBuf* const next = end->next()) {
+    while (DcBuf* const next = end != nullptr ? end->next() : pdu.firstBuf()) {
         (void)pdu.subtract(next);
         (void)carried_->add(next);
     }
@@ -333,37 +390,52 @@ struct DcTul::Part {
     orvkit::PixelSearch search;
     platform::FileHandle file;  // the pixel data file, once opened
     std::uint64_t commandBytes = 0;
-    Clock::time_point movedAt = Clock::now();  // when bytes came last
+    Clock::time_point movedAt = Clock::now();  // when bytes were dealt with last
 };
+
+namespace {
+
+bool bringsBytes(const DcPduDataTf& pdu) {
+    return pdu.firstBuf() != nullptr || PduAccess::sunkBytes(pdu) != 0;
+}
+
+}  // namespace
 
 // What a message may not do to its receiver: a command that never ends, or fragments that bring nothing.
 int DcTul::checkProgress(Part& part, DcPduDataTf& latest) const {
     constexpr const char* reporter = "DcTul::readPduDataTf";
-    std::uint64_t arrived = 0;
-    for (const DcBuf* b = latest.firstBuf(); b != nullptr; b = b->next()) arrived += b->getLen();
-    if ((PduAccess::msgCtrl(latest) & kCommand) != 0) part.commandBytes += arrived;
+    part.commandBytes += PduAccess::commandBytes(latest);
     if (part.commandBytes > kLargestCommand) {
         return fail(TUL_PROTOCOL, LOG_ERROR, reporter,
                     "Command of more than %u bytes received, Association will be closed", kLargestCommand);
     }
-    const auto now = Clock::now();
-    if (arrived > 0) part.movedAt = now;
-    if (now - part.movedAt <= std::chrono::seconds(timeouts_.readTimeout)) return RESULT_OK;
+    if (bringsBytes(latest) || (PduAccess::msgCtrl(latest) & kLastFragment) != 0 ||
+        Clock::now() - part.movedAt <= std::chrono::seconds(timeouts_.readTimeout)) {
+        return RESULT_OK;
+    }
     return fail(TUL_PROTOCOL, LOG_ERROR, reporter,
                 "Nothing but empty fragments received in time, Association will be closed");
+}
+
+int DcTul::takeFragment(Part& part, DcPduDataTf& latest) {
+    const bool brings = bringsBytes(latest);
+    int result = checkProgress(part, latest);
+    if (result == RESULT_OK) result = processPduDataTf(part, &latest);
+    // What a callback or the disk takes is no idleness of the peer's.
+    if (brings) part.movedAt = Clock::now();
+    return result;
 }
 
 int DcTul::readPduDataTf(DcPduDataTf* message, DICT_UID xferSyn, PDU_BLOCK) {
     constexpr const char* reporter = "DcTul::readPduDataTf";
     Part part(*message, xferSyn);
-    if ((PduAccess::msgCtrl(*message) & kCommand) == 0) {
-        part.toSink = dataSetCB_ != nullptr;
-        const bool divert =
-            pixelHandle_ > 0 || pixelFileName_ != nullptr || pixRecvCB_ != nullptr || pixDataCB_ != nullptr;
-        part.mode = divert && !part.toSink ? 1 : 0;
+    if (dataSetCB_ != nullptr) {
+        part.toSink = (PduAccess::msgCtrl(*message) & kCommand) == 0;
+    } else if (pixelHandle_ > 0 || pixelFileName_ != nullptr || pixRecvCB_ != nullptr ||
+               pixDataCB_ != nullptr) {
+        part.mode = 1;
     }
-    int result = checkProgress(part, *message);
-    if (result == RESULT_OK) result = processPduDataTf(part, message);
+    int result = takeFragment(part, *message);
     unsigned char control = PduAccess::msgCtrl(*message);
     while (result == RESULT_OK && (control & kLastFragment) == 0) {
         // A part that has begun is waited for, also by a caller who polls.
@@ -377,24 +449,29 @@ int DcTul::readPduDataTf(DcPduDataTf* message, DICT_UID xferSyn, PDU_BLOCK) {
                         static_cast<unsigned int>(type));
         }
         const std::unique_ptr<DcPdu> next(newPdu(type));
-        if (stateMachine(TSM_EVENT_09_DATA_TF_PDU, next.get()) != RESULT_OK) {
+        auto& latest = static_cast<DcPduDataTf&>(*next);
+        if (part.toSink) {
+            sink_->goOn(PduAccess::presCtxId(*message));
+            PduAccess::setSink(latest, sink_);
+        }
+        if (const int read = stateMachine(TSM_EVENT_09_DATA_TF_PDU, next.get()); read != RESULT_OK) {
+            if (callbackEnded_) return read;
             return fail(TUL_PROTOCOL, LOG_ERROR, reporter,
                         "Incomplete DIMSE message received, Association will be closed");
         }
-        auto& latest = static_cast<DcPduDataTf&>(*next);
         if (PduAccess::presCtxId(latest) != PduAccess::presCtxId(*message)) {
-            return fail(TUL_PROTOCOL, LOG_ERROR, reporter,
-                        "Presentation Context ID %d within a message of %d, Association will be closed",
-                        PduAccess::presCtxId(latest), PduAccess::presCtxId(*message));
+            return failContext(PduAccess::presCtxId(latest), PduAccess::presCtxId(*message));
         }
-        if ((PduAccess::msgCtrl(latest) & ~PduAccess::msgCtrl(*message) & kCommand) != 0) {
+        const bool holdsCommand =
+            PduAccess::commandBytes(latest) != 0 || (PduAccess::msgCtrl(latest) & kCommand) != 0;
+        if (holdsCommand && (control & kCommand) == 0) {
             return fail(TUL_PROTOCOL, LOG_ERROR, reporter,
                         "Command within a data set, Association will be closed");
         }
+        carry(latest);
         control = PduAccess::msgCtrl(latest);
         PduAccess::msgCtrl(*message) = control;
-        result = checkProgress(part, latest);
-        if (result == RESULT_OK) result = processPduDataTf(part, &latest);
+        result = takeFragment(part, latest);
     }
     if (result != RESULT_OK) return result;
     return part.mode == 2 ? finishPixels(part) : RESULT_OK;
@@ -404,17 +481,14 @@ int DcTul::processPduDataTf(Part& part, DcPduDataTf* latest) {
     const bool last = (PduAccess::msgCtrl(*latest) & kLastFragment) != 0;
     DcBufList* const arrived = PduAccess::buffers(*latest);
     DcBuf* next = arrived == nullptr ? nullptr : arrived->first();
-    if (next == nullptr && part.toSink && last) {
-        return dataSetCB_(dataSetUser_, nullptr, 0, part.xferSyn, 1);
-    }
+    if (next == nullptr && part.toSink && last) return toCallback(nullptr, 0, part.xferSyn, true);
     for (DcBuf* buffer = next; buffer != nullptr; buffer = next) {
         next = buffer->next();
         buffer->setXferSyn(part.xferSyn);
         auto* const data = static_cast<unsigned char*>(buffer->getBuf());
         const unsigned int length = buffer->getLen();
         if (part.toSink) {
-            const int result =
-                dataSetCB_(dataSetUser_, data, length, part.xferSyn, last && next == nullptr ? 1 : 0);
+            const int result = toCallback(data, length, part.xferSyn, last && next == nullptr);
             (void)latest->subtract(buffer);
             delete buffer;
             if (result != RESULT_OK) return result;
@@ -435,6 +509,12 @@ int DcTul::processPduDataTf(Part& part, DcPduDataTf* latest) {
         if (part.mode == 1) part.search.append({data, length});
     }
     return part.mode == 1 && part.search.look(last) ? findPixelData(part) : RESULT_OK;
+}
+
+int DcTul::toCallback(const unsigned char* data, unsigned int length, DICT_UID xferSyn, bool last) {
+    const int result = dataSetCB_(dataSetUser_, data, length, xferSyn, last ? 1 : 0);
+    callbackEnded_ = result != RESULT_OK;
+    return result;
 }
 
 // Pixel Data has been found: hands out what stands in front of it, and begins with what stands behind.
@@ -463,6 +543,7 @@ int DcTul::findPixelData(Part& part) {
         const int result =
             pixRecvCB_(pixRecvUser_, elements, part.xferSyn, &PduAccess::presCtxId(part.message));
         if (result != RESULT_OK) {
+            callbackEnded_ = true;
             return fail(result, LOG_ERROR, reporter,
                         "DcMsmPixRecvCB function returned error code 0x%x (%d), Association will be closed",
                         static_cast<unsigned int>(result), result);
@@ -522,7 +603,7 @@ int DcTul::finishPixels(Part& part) {
                     static_cast<unsigned long long>(part.pixelLength));
     }
     auto length = static_cast<unsigned int>(part.pixelLength);
-    if (pixelHandle_ > 0) {
+    if (pixelHandle_ >= 0) {
         platform::FileHandle copy = platform::duplicate(pixelHandle_);
         if (!copy) {
             return fail(TUL_DUPLICATE, LOG_ERROR, reporter, "Failed to duplicate file handle %d",

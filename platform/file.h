@@ -1,14 +1,16 @@
 // What a platform must implement: files behind low-level handles.
 //
 // A handle is the C runtime's small integer, -1 for none. Offsets and sizes count bytes and have 64 bits.
-// Paths are never null. Calls that were interrupted go on by themselves. After a failure errno tells why.
-// Different handles may be used by different threads at once.
+// Paths are never null; on Windows they are UTF-8. Calls that were interrupted go on by themselves. After a
+// failure errno tells why. Different handles may be used by different threads at once.
 #ifndef ORVKIT_PLATFORM_FILE_H
 #define ORVKIT_PLATFORM_FILE_H
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <ctime>
+#include <string>
 #include <utility>
 
 namespace orvkit::platform {
@@ -51,6 +53,11 @@ FileHandle createWrite(const char* path) noexcept;
 FileHandle createNew(const char* path) noexcept;
 // Made if absent; writes go to the end.
 FileHandle openAppend(const char* path) noexcept;
+// A stream of the C library, in the modes of fopen; null on failure.
+std::FILE* openStream(const char* path, const char* mode) noexcept;
+// Makes a file under a name that nothing else has: `pattern` ends in "XXXXXX", which is replaced. It gets the
+// access rights of the file at `like`, or those of any new file when there is none.
+FileHandle createTemporary(std::string& pattern, const char* like) noexcept;
 // Another handle on the same open file, with the same file position; errno EBADF: not a handle, EMFILE: no
 // handle left.
 FileHandle duplicate(int handle) noexcept;
@@ -92,10 +99,13 @@ struct FileInfo {
 bool examine(int handle, FileInfo& info) noexcept;
 bool examine(const char* path, FileInfo& info) noexcept;
 
-// Waits until what was written is on the disk; false on failure.
+// Waits until what was written is on the disk; false on failure. File systems that cannot tell count as done.
 bool sync(int handle) noexcept;
+bool sync(const char* path) noexcept;
 // The same for a file's entry in its directory, after it was made or renamed.
 bool syncEntry(const char* path) noexcept;
+// What any program wrote, as far as the system lets a user ask for that.
+void syncAll() noexcept;
 
 // Replaces `to` in one step if it exists; both on the same file system. False on failure.
 bool rename(const char* from, const char* to) noexcept;

@@ -22,6 +22,7 @@
 #include "orvkit/tags.h"
 #include "tools/commands.h"
 #include "tools/options.h"
+#include "tools/paths.h"
 #include "tools/whole_file.h"
 
 namespace tools {
@@ -97,10 +98,10 @@ bool holdsPixelData(DcElemList& list) {
 
 std::vector<char> readBytes(const std::string& path, std::uint64_t offset, std::uint64_t length) {
     std::vector<char> bytes;
-    std::ifstream file(path, std::ios::binary);
+    std::ifstream file(pathOf(path), std::ios::binary);
     file.seekg(static_cast<std::streamoff>(offset));
-    if (!file) return bytes;
-    bytes.resize(length);
+    if (!file || length > bytes.max_size()) return bytes;
+    bytes.resize(static_cast<std::size_t>(length));
     file.read(bytes.data(), static_cast<std::streamsize>(length));
     bytes.resize(static_cast<std::size_t>(std::max<std::streamsize>(file.gcount(), 0)));
     return bytes;
@@ -128,8 +129,8 @@ void Conversion::tellFault(void* context, const DcElemFault& fault) {
 
 bool Conversion::readMeta() {
     std::error_code error;
-    if (!fs::exists(in_, error)) return fail(std::strerror(ENOENT));
-    if (!fs::is_regular_file(in_, error)) return fail("not a regular file");
+    if (!fs::exists(pathOf(in_), error)) return fail(std::strerror(ENOENT));
+    if (!fs::is_regular_file(pathOf(in_), error)) return fail("not a regular file");
     const int result = dirReadFileMetaInfo(in_.c_str(), meta_, streamOffset_);
     if (result != RESULT_OK) return fail(resultText(result));
     source_ = meta_.transferSyntax;
@@ -215,7 +216,7 @@ bool Conversion::attachPixels(int offset, unsigned int length) {
 
 bool Conversion::readBehindPixels(std::uint64_t offset) {
     std::error_code error;
-    const std::uint64_t size = fs::file_size(in_, error);
+    const std::uint64_t size = fs::file_size(pathOf(in_), error);
     if (error || size <= offset) return true;
     if (size - offset > INT_MAX) return fail("more than 2 GB follow the pixel data");
     std::vector<char> bytes = readBytes(in_, offset, size - offset);

@@ -12,6 +12,7 @@
 #include "tools/commands.h"
 #include "tools/file_id.h"
 #include "tools/options.h"
+#include "tools/paths.h"
 
 namespace tools {
 namespace {
@@ -25,7 +26,7 @@ bool isLeftover(const std::string& name) {
            name.find_first_not_of("0123456789abcdef", stem.size()) == std::string::npos;
 }
 
-void take(const fs::directory_entry& entry, const std::string& root, FolderContent& content) {
+void take(const fs::directory_entry& entry, const fs::path& root, FolderContent& content) {
     std::error_code error;
     const std::string name = entry.path().lexically_relative(root).generic_string();
     const fs::file_status status = entry.symlink_status(error);
@@ -44,8 +45,9 @@ void take(const fs::directory_entry& entry, const std::string& root, FolderConte
 
 }  // namespace
 
-FolderContent walkFolder(const std::string& root) {
+FolderContent walkFolder(const std::string& directory) {
     FolderContent content;
+    const fs::path root = pathOf(directory);
     std::vector<fs::path> open{root};
     while (!open.empty()) {
         const fs::path folder = open.back();
@@ -70,7 +72,7 @@ FolderContent walkFolder(const std::string& root) {
 bool readDicomdir(DcDirDicomDir& set, const std::string& directory, bool written) {
     const std::string path = pathOfFileId(directory, "DICOMDIR");
     std::error_code error;
-    if (!fs::exists(path, error)) {
+    if (!fs::exists(pathOf(path), error)) {
         complain("%s: there is no DICOMDIR", path.c_str());
         return false;
     }

@@ -15,6 +15,7 @@
 #include "tools/file_id.h"
 #include "tools/file_set.h"
 #include "tools/options.h"
+#include "tools/paths.h"
 #include "tools/progress.h"
 #include "tools/record_fill.h"
 
@@ -169,7 +170,7 @@ void Check::checkFile(const DcDirRec& record, const DcDirRecInfo& info) {
     if (const std::string fault = fileIdFault(where); !fault.empty()) finding(where, fault);
     const std::string path = pathOfFileId(root_, where);
     std::error_code error;
-    const fs::file_status status = fs::symlink_status(path, error);
+    const fs::file_status status = fs::symlink_status(pathOf(path), error);
     if (!fs::exists(status)) return finding(where, "there is no such file");
     if (!fs::is_regular_file(status)) return finding(where, "is not a regular file");
     SourceFile source;

@@ -13,6 +13,7 @@
 #include "tools/file_id.h"
 #include "tools/file_set.h"
 #include "tools/options.h"
+#include "tools/paths.h"
 #include "tools/progress.h"
 
 namespace tools {
@@ -72,7 +73,7 @@ class Builder {
             std::error_code error;
             if (info.refFileId[0] == '\0') continue;
             if (leadsOutOfRoot(options_.directory, info.refFileId) ||
-                !fs::exists(pathOfFileId(options_.directory, info.refFileId), error)) {
+                !fs::exists(pathOf(pathOfFileId(options_.directory, info.refFileId)), error)) {
                 gone.emplace_back(info.refFileId);
             }
         }
@@ -112,8 +113,8 @@ class Builder {
   private:
     static bool overlap(const std::string& one, const std::string& other) {
         std::error_code error;
-        const fs::path a = fs::canonical(one, error);
-        const fs::path b = fs::canonical(other, error);
+        const fs::path a = fs::canonical(pathOf(one), error);
+        const fs::path b = fs::canonical(pathOf(other), error);
         const auto [inA, inB] = std::mismatch(a.begin(), a.end(), b.begin(), b.end());
         return inA == a.end() || inB == b.end();
     }
@@ -130,9 +131,9 @@ class Builder {
         for (const std::string& name : content.leftovers) {
             const std::string path = pathOfFileId(options_.directory, name);
             std::error_code error;
-            const auto age = fs::file_time_type::clock::now() - fs::last_write_time(path, error);
+            const auto age = fs::file_time_type::clock::now() - fs::last_write_time(pathOf(path), error);
             if (error || age < std::chrono::hours(1)) continue;
-            if (fs::remove(path, error))
+            if (fs::remove(pathOf(path), error))
                 complain("%s: left behind by a killed program, removed", path.c_str());
         }
     }
@@ -241,7 +242,7 @@ int removeFromDicomdir(const DicomdirOptions& options) {
         std::error_code error;
         if (leadsOutOfRoot(options.directory, fileId)) {
             complain("%s: lies outside of the file set and is not deleted", fileId.c_str());
-        } else if (!fs::remove(path, error)) {
+        } else if (!fs::remove(pathOf(path), error)) {
             complain("%s: cannot be deleted: %s", path.c_str(),
                      error ? error.message().c_str() : "there is no such file");
         } else {

@@ -10,8 +10,6 @@ namespace {
 
 namespace platform = orvkit::platform;
 
-// Descriptors are few: the connection that has been silent longest makes room for a new one.
-constexpr std::size_t kMostWaiting = 400;
 // A longer request is let in when this much of it is here.
 constexpr std::size_t kEnough = 16384;
 constexpr unsigned int kSmallestRequest = 74;
@@ -34,9 +32,9 @@ void dismiss(unsigned int socket, const unsigned char (&pdu)[N]) {
 
 }  // namespace
 
-Doorman::Doorman(unsigned int listener, std::chrono::seconds patience,
+Doorman::Doorman(unsigned int listener, std::size_t most, std::chrono::seconds patience,
                  std::function<void(const std::string&)> told)
-    : listener_(listener), patience_(patience), told_(std::move(told)) {
+    : listener_(listener), most_(most), patience_(patience), told_(std::move(told)) {
     (void)platform::listenSocket(listener, kBacklog);
 }
 
@@ -93,7 +91,10 @@ void Doorman::accept() {
             pausedUntil_ = Clock::now() + std::chrono::seconds(1);
             return;
         }
-        if (waiting_.size() >= kMostWaiting && !makeRoom()) continue;  // closes the new one
+        if (waiting_.size() >= most_ && !makeRoom()) {
+            told_(platform::addressText(peer) + ": turned away: as many as can be wait for a worker");
+            continue;
+        }
         waiting_.push_back({{std::move(socket), platform::addressText(peer)}, Clock::now(), State::silent});
         if (!look(waiting_.back())) waiting_.pop_back();
     }
@@ -103,14 +104,13 @@ bool Doorman::look(Waiting& waiting) {
     unsigned char bytes[kEnough];
     const std::int64_t count = platform::peekArrived(waiting.visitor.socket.get(), bytes, sizeof bytes);
     if (count == -1) return true;
-    if (count <= 0) return false;
+    if (count <= 0) return waiting.state == State::silent ? false : lookAgain(waiting);
     waiting.state = State::begun;
     if (bytes[0] != PDU_TYPE_ASSO_RQ) {
         refuse(waiting, bytes);
         return false;
     }
-    // A request that was broken off will never be whole.
-    if (count < 6) return !platform::peerIsDone(waiting.visitor.socket.get());
+    if (count < 6) return lookAgain(waiting);
     const std::uint64_t length = (std::uint64_t{bytes[2]} << 24 | std::uint64_t{bytes[3]} << 16 |
                                   std::uint64_t{bytes[4]} << 8 | bytes[5]) +
                                  6;
@@ -120,7 +120,14 @@ bool Doorman::look(Waiting& waiting) {
     }
     if (static_cast<std::uint64_t>(count) >= std::min<std::uint64_t>(length, kEnough))
         waiting.state = State::ready;
-    return waiting.state == State::ready || !platform::peerIsDone(waiting.visitor.socket.get());
+    return waiting.state == State::ready || lookAgain(waiting);
+}
+
+// A request that was broken off will never be whole.
+bool Doorman::lookAgain(Waiting& waiting) {
+    if (!platform::peerIsDone(waiting.visitor.socket.get())) return true;
+    told_(waiting.visitor.address + ": the association request was broken off");
+    return false;
 }
 
 // A-ABORT by the service provider: unrecognized PDU (PS3.8 9.3.8).

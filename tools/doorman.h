@@ -24,9 +24,10 @@ class Doorman {
   public:
     using Clock = std::chrono::steady_clock;
 
+    // `most` connections wait at once; behind that, the one that has been silent longest makes room.
     // `patience` is the time within which an association request must have come. `told` receives a line for
     // each connection that is turned away.
-    Doorman(unsigned int listener, std::chrono::seconds patience,
+    Doorman(unsigned int listener, std::size_t most, std::chrono::seconds patience,
             std::function<void(const std::string&)> told);
 
     // Waits up to that many milliseconds for something to happen.
@@ -46,10 +47,12 @@ class Doorman {
     void accept();
     // False: the connection is of no use.
     bool look(Waiting& waiting);
+    bool lookAgain(Waiting& waiting);
     void refuse(Waiting& waiting, const unsigned char* head);
     bool makeRoom();
 
     unsigned int listener_;
+    std::size_t most_;
     std::chrono::seconds patience_;
     std::function<void(const std::string&)> told_;
     std::deque<Waiting> waiting_;  // in the order of their arrival

@@ -1,25 +1,25 @@
 // orvkit dump: what stands in DICOM files.
-#include <dirent.h>
-#include <sys/stat.h>
-
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cerrno>
-#include <csignal>
-#include <cstring>
+#include <filesystem>
 #include <memory>
 #include <string>
+#include <system_error>
 #include <vector>
 
+#include "platform/process.h"
 #include "tools/commands.h"
 #include "tools/dump_file.h"
 #include "tools/dump_forms.h"
 #include "tools/dump_output.h"
 #include "tools/dump_pick.h"
 #include "tools/options.h"
+#include "tools/paths.h"
 
 namespace tools {
 namespace {
+
+namespace fs = std::filesystem;
 
 struct DumpOptions {
     std::vector<std::string> paths;
@@ -71,28 +71,24 @@ class Dump {
     void walk(const std::string& path) {
         titles_ = true;
         std::vector<std::string> names;
-        DIR* directory = ::opendir(path.c_str());
-        if (directory == nullptr) {
+        std::error_code error;
+        for (fs::directory_iterator at(pathOf(path), error), end; !error && at != end; at.increment(error)) {
+            if (isWanted(*at)) names.push_back(nameOf(at->path().filename()));
+        }
+        if (error) {
             ok_ = false;
-            complain("%s: %s", withEscapes(path).c_str(), std::strerror(errno));
-            return;
+            complain("%s: %s", withEscapes(path).c_str(), error.message().c_str());
         }
-        while (const dirent* entry = ::readdir(directory)) {
-            const std::string name = entry->d_name;
-            if (name != "." && name != ".." && isWanted(path, *entry)) names.push_back(name);
-        }
-        ::closedir(directory);
         std::sort(names.begin(), names.end());
         for (const std::string& name : names) show(path.back() == '/' ? path + name : path + '/' + name);
     }
     // Regular files, links to such, and directories.
-    static bool isWanted(const std::string& directory, const dirent& entry) {
-        if (entry.d_type == DT_REG || entry.d_type == DT_DIR) return true;
-        if (entry.d_type != DT_LNK && entry.d_type != DT_UNKNOWN) return false;
-        struct stat info {};
-        const std::string path = directory + '/' + entry.d_name;
-        if (::lstat(path.c_str(), &info) != 0 || S_ISDIR(info.st_mode)) return true;
-        return ::stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode);
+    static bool isWanted(const fs::directory_entry& entry) {
+        std::error_code error;
+        if (!entry.is_symlink(error)) {
+            return error || entry.is_regular_file(error) || entry.is_directory(error);
+        }
+        return entry.is_regular_file(error);
     }
 
     const DumpOptions& options_;
@@ -132,7 +128,7 @@ void addDump(CLI::App& program, int& status) {
         "a\n"
         "file is told on standard error with the element's path and offset, and the exit status is then 1.");
     command->callback([options, &status] {
-        std::signal(SIGPIPE, SIG_IGN);  // a closed pipe is an error of writing like others
+        orvkit::platform::ignoreBrokenPipe();  // a closed pipe is an error of writing like others
         muteLog();
         status = Dump(*options).run();
     });

@@ -1,13 +1,15 @@
 #include "tools/dump_charset.h"
 
-#include <iconv.h>
-
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <iterator>
+#include <memory>
+
+#include "platform/charset.h"
 
 namespace tools {
+
+namespace platform = orvkit::platform;
 
 enum class CodeKind {
     ascii,
@@ -24,7 +26,7 @@ struct CharsetRow {
     std::string_view extended;  // with code extensions
     std::string_view escape;    // what follows ESC
     CodeKind kind;
-    const char* encoding;  // that iconv knows
+    const char* encoding;  // its registered name
 };
 
 namespace {
@@ -58,7 +60,6 @@ constexpr const CharsetRow& katakanaRow = rows[1];
 constexpr const CharsetRow& latin1Row = rows[2];
 constexpr const CharsetRow& romajiRow = rows[std::size(rows) - 1];
 
-constexpr std::string_view replacement = "\xEF\xBF\xBD";
 constexpr char escapeCharacter = 0x1B;
 
 unsigned char byteOf(char c) {
@@ -78,11 +79,11 @@ bool goesIntoG0(const CharsetRow& row) {
 }
 
 // One converter for each encoding, kept for the next text.
-iconv_t converter(const CharsetRow& row) {
-    static std::array<iconv_t, std::size(rows)> open{};
-    iconv_t& it = open[static_cast<std::size_t>(&row - rows)];
-    if (it == nullptr) it = iconv_open("UTF-8", row.encoding);
-    return it;
+const platform::ToUtf8& converter(const CharsetRow& row) {
+    static std::array<std::unique_ptr<platform::ToUtf8>, std::size(rows)> made;
+    std::unique_ptr<platform::ToUtf8>& it = made[static_cast<std::size_t>(&row - rows)];
+    if (it == nullptr) it = std::make_unique<platform::ToUtf8>(row.encoding);
+    return *it;
 }
 
 void convert(const CharsetRow& row, std::string_view bytes, std::string& out) {
@@ -91,26 +92,7 @@ void convert(const CharsetRow& row, std::string_view bytes, std::string& out) {
             out += {static_cast<char>(0xC0 | (byteOf(c) >> 6)), static_cast<char>(0x80 | (c & 0x3F))};
         return;
     }
-    iconv_t with = converter(row);
-    if (with == reinterpret_cast<iconv_t>(-1)) {  // an encoding that this system lacks
-        for (std::size_t i = 0; i < bytes.size(); ++i) out += replacement;
-        return;
-    }
-    (void)iconv(with, nullptr, nullptr, nullptr, nullptr);
-    std::string source(bytes);  // iconv takes a pointer to what it only reads
-    char* from = source.data();
-    std::size_t left = source.size();
-    while (left != 0) {
-        char room[512];
-        char* to = room;
-        std::size_t space = sizeof room;
-        const std::size_t result = iconv(with, &from, &left, &to, &space);
-        out.append(room, static_cast<std::size_t>(to - room));
-        if (result != static_cast<std::size_t>(-1) || errno == E2BIG) continue;
-        out += replacement;
-        ++from;
-        --left;
-    }
+    converter(row).append(bytes, out);
 }
 
 // Code elements switched by escape sequences.
@@ -174,7 +156,7 @@ class Extended {
         if (g1_ != nullptr) {
             convert(*g1_, text.substr(0, n), out_);
         } else {
-            for (std::size_t i = 0; i < n; ++i) out_ += replacement;
+            for (std::size_t i = 0; i < n; ++i) out_ += platform::REPLACEMENT;
         }
         return n;
     }

@@ -1,9 +1,5 @@
 #include "tools/dump_file.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -14,10 +10,13 @@
 #include "orvkit/file.h"
 #include "orvkit/log.h"
 #include "orvkit/scan.h"
+#include "platform/file.h"
 #include "tools/options.h"
 
 namespace tools {
 namespace {
+
+namespace platform = orvkit::platform;
 
 constexpr unsigned int kPixelData = 0x7FE00010;
 constexpr unsigned int kUndefined = 0xFFFFFFFF;
@@ -28,14 +27,9 @@ constexpr std::size_t kMost = 0x7FFFFFFF;  // bytes of one file in memory
 // The beginning of a file in memory, read on as far as it is asked for.
 class Head {
   public:
-    explicit Head(const std::string& path) : fd_(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY)) {}
-    Head(const Head&) = delete;
-    Head& operator=(const Head&) = delete;
-    ~Head() {
-        if (fd_ >= 0) ::close(fd_);
-    }
+    explicit Head(const std::string& path) : file_(platform::openRead(path.c_str())) {}
 
-    int handle() const { return fd_; }
+    int handle() const { return file_.get(); }
     unsigned char* data() { return room_.data(); }
     std::size_t size() const { return used_; }
     long long fileSize() const { return fileSize_; }
@@ -43,12 +37,12 @@ class Head {
 
     // false with errno.
     bool begin() {
-        struct stat info {};
-        if (fd_ < 0 || ::fstat(fd_, &info) != 0) return false;
-        directory_ = S_ISDIR(info.st_mode);
+        platform::FileInfo info;
+        if (!file_ || !platform::examine(file_.get(), info)) return false;
+        directory_ = info.kind == platform::FileKind::directory;
         if (directory_) return true;
-        regular_ = S_ISREG(info.st_mode);
-        fileSize_ = info.st_size;
+        regular_ = info.kind == platform::FileKind::regular;
+        fileSize_ = info.size;
         if (regular_) return fill(kFirstRead);
         return readStream();
     }
@@ -80,20 +74,16 @@ class Head {
         if (regular_)
             wanted = static_cast<std::size_t>(std::min<long long>(static_cast<long long>(wanted), fileSize_));
         if (room_.size() < wanted) room_.resize(wanted);
-        while (used_ < wanted) {
-            const ssize_t n = ::read(fd_, room_.data() + used_, wanted - used_);
-            if (n < 0 && errno == EINTR) continue;
-            if (n < 0) return false;
-            if (n == 0) break;
-            used_ += static_cast<std::size_t>(n);
-        }
+        const std::int64_t n = platform::read(file_.get(), room_.data() + used_, wanted - used_);
+        if (n < 0) return false;
+        used_ += static_cast<std::size_t>(n);
         ended_ = used_ < wanted || (regular_ && static_cast<long long>(used_) >= fileSize_);
         return true;
     }
 
     static std::vector<unsigned char> room_;  // kept from file to file
 
-    int fd_;
+    platform::FileHandle file_;
     std::size_t used_ = 0;
     long long fileSize_ = 0;
     bool directory_ = false;

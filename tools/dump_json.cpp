@@ -1,17 +1,17 @@
 // The dump for programs: the DICOM JSON model (PS3.18 Annex F), an array with an object for each file. As the
 // model asks, texts are UTF-8, group lengths are left out, and so is the file meta information unless --tag
 // asks for it.
-#include <unistd.h>
-
 #include <algorithm>
 #include <cctype>
 #include <cmath>
+#include <filesystem>
 #include <unordered_set>
 
 #include "orvkit/dict.h"
 #include "orvkit/tags.h"
 #include "tools/dump_forms.h"
 #include "tools/dump_values.h"
+#include "tools/paths.h"
 
 namespace tools {
 namespace {
@@ -106,11 +106,15 @@ void putBase64(Output& out, std::string_view bytes) {
 
 // file:///path?offset=..&length=.., the path absolute and percent-encoded.
 void putUri(Output& out, const DumpedFile& file) {
-    std::string path = file.path;
-    char directory[4096];
-    if (path[0] != '/' && ::getcwd(directory, sizeof directory) != nullptr)
-        path = std::string(directory) + "/" + path;
+    std::error_code error;
+    std::string path = nameOf(std::filesystem::absolute(pathOf(file.path), error));
+    if (error) path = file.path;
     out << "\"file://";
+    if (path.size() > 1 && path[1] == ':') {  // a drive
+        std::replace(path.begin(), path.end(), '\\', '/');
+        out << '/' << std::string_view(path).substr(0, 2);
+        path.erase(0, 2);
+    }
     for (char c : path) {
         const auto byte = static_cast<unsigned char>(c);
         if (std::isalnum(byte) != 0 || std::string_view("/-._~").find(c) != std::string_view::npos) {

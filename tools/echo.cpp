@@ -2,11 +2,11 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <chrono>
-#include <csignal>
 #include <cstdio>
 #include <memory>
 #include <vector>
 
+#include "platform/process.h"
 #include "tools/commands.h"
 #include "tools/net_association.h"
 #include "tools/net_text.h"
@@ -89,7 +89,7 @@ void addEcho(CLI::App& program, int& status) {
         ->type_name("N")
         ->capture_default_str();
     command->callback([options, repeat, &status] {
-        std::signal(SIGPIPE, SIG_IGN);
+        orvkit::platform::ignoreBrokenPipe();
         muteLog();
         status = options->takePeer() ? runEcho(*options, *repeat) : EXIT_USAGE;
     });

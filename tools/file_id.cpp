@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "orvkit/dicomdir.h"
+#include "tools/paths.h"
 
 namespace tools {
 namespace {
@@ -61,7 +62,7 @@ bool leadsOutOfRoot(const std::string& root, const std::string& fileId) {
         if (component.empty() || component == "." || component == "..") return true;
         path = pathOfFileId(path, component);
         std::error_code ignored;
-        if (std::filesystem::is_symlink(path, ignored)) return true;
+        if (std::filesystem::is_symlink(pathOf(path), ignored)) return true;
     }
     return false;
 }

@@ -1,7 +1,5 @@
 #include "tools/file_set.h"
 
-#include <unistd.h>
-
 #include <cstdio>
 #include <filesystem>
 #include <memory>
@@ -11,8 +9,10 @@
 #include "orvkit/result.h"
 #include "orvkit/sequence.h"
 #include "orvkit/tags.h"
+#include "platform/file.h"
 #include "tools/file_id.h"
 #include "tools/icon.h"
+#include "tools/paths.h"
 #include "tools/record_fill.h"
 #include "tools/record_types.h"
 
@@ -297,7 +297,8 @@ std::string FileSet::freeName(const DcDirRec& above, const std::string& folder, 
         std::snprintf(name, sizeof name, "%s%06u", prefix, ++numbers.lastName);
         std::string fileId = folder.empty() ? name : folder + '\\' + name;
         std::error_code error;
-        if (!fs::exists(fs::symlink_status(pathOfFileId(root_, fileId), error)) && !files_.contains(fileId)) {
+        if (!fs::exists(fs::symlink_status(pathOf(pathOfFileId(root_, fileId)), error)) &&
+            !files_.contains(fileId)) {
             return fileId;
         }
     }
@@ -321,26 +322,28 @@ std::string FileSet::newFileId(DcDirRec& leaf) {
 }
 
 // The file gets its name when all of it is there.
-bool FileSet::transferTo(const std::string& path, const std::string& to, Transfer transfer, Faults& faults) {
+bool FileSet::transferTo(const std::string& from, const std::string& name, Transfer transfer,
+                         Faults& faults) {
     std::error_code error;
-    fs::create_directories(fs::path(to).parent_path(), error);
+    const fs::path path = pathOf(from);
+    const fs::path to = pathOf(name);
+    fs::create_directories(to.parent_path(), error);
     if (!error && transfer == Transfer::move) {
         fs::rename(path, to, error);
         if (!error) return true;
         if (error == std::errc::cross_device_link) error.clear();
     }
-    const std::string partial = to + ".part";
+    const fs::path partial = pathOf(name + ".part");
     if (!error) fs::copy_file(path, partial, fs::copy_options::overwrite_existing, error);
     if (!error) fs::rename(partial, to, error);
     if (!error) {
         if (transfer == Transfer::move) fs::remove(path, error);
         return true;
     }
-    faults.push_back("it cannot be copied to " + to + ": " + error.message());
+    faults.push_back("it cannot be copied to " + name + ": " + error.message());
     fs::remove(partial, error);
     // The folders made for it, if nothing else is in them.
-    for (fs::path folder = fs::path(to).parent_path(); folder != fs::path(root_);
-         folder = folder.parent_path()) {
+    for (fs::path folder = to.parent_path(); folder != pathOf(root_); folder = folder.parent_path()) {
         if (!fs::remove(folder, error)) break;
     }
     return false;
@@ -368,13 +371,13 @@ FileSet::Added FileSet::adopt(const std::string& path, Transfer transfer, Faults
     const Added added = settle(placed, source, id, faults);
     if (added == Added::leftOut && transfer == Transfer::copy) {
         std::error_code ignored;
-        fs::remove(pathOfFileId(root_, id), ignored);
+        fs::remove(pathOf(pathOfFileId(root_, id)), ignored);
     }
     return added;
 }
 
 int FileSet::write() {
-    if (adopted_) ::sync();
+    if (adopted_) orvkit::platform::syncAll();
     adopted_ = false;
     const int result = directory_.write();
     if (result == RESULT_OK) changed_ = false;

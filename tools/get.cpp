@@ -8,10 +8,12 @@
 
 #include "orvkit/result.h"
 #include "orvkit/tags.h"
+#include "platform/stop.h"
 #include "tools/commands.h"
 #include "tools/dump_charset.h"
 #include "tools/net_text.h"
 #include "tools/options.h"
+#include "tools/paths.h"
 #include "tools/progress.h"
 #include "tools/retrieve.h"
 #include "tools/store_file.h"
@@ -21,9 +23,6 @@ namespace tools {
 namespace {
 
 constexpr unsigned short kNoDataset = 0x0101;
-constexpr unsigned short kSuccess = 0x0000;
-constexpr unsigned short kOutOfResources = 0xA700;
-constexpr unsigned short kCannotUnderstand = 0xC000;
 
 struct GetOptions : QueryOptions {
     std::string directory;
@@ -56,19 +55,25 @@ std::vector<DcMsmSopXferSyn> storageContexts() {
 class Getter {
   public:
     Getter(const GetOptions& options, const QueryKeys& keys)
-        : options_(options), keys_(keys), association_(options), account_(options), progress_("got", 0) {}
+        : options_(options),
+          model_(options.patientRoot() ? UID_PAT_ROOT_Q_R_GET : UID_STUDY_ROOT_Q_R_GET),
+          keys_(keys),
+          association_(options),
+          account_(options),
+          progress_("got", 0) {}
 
     int run() {
-        const DICT_UID model = options_.patientRoot() ? UID_PAT_ROOT_Q_R_GET : UID_STUDY_ROOT_Q_R_GET;
-        if (!openFor(association_, options_, model, storageContexts())) return EXIT_FAILED;
+        if (!openFor(association_, options_, model_, storageContexts())) return EXIT_FAILED;
         DcCmdCGetRq request;
-        fillRequest(request, model, keys_);
-        bool going = association_.send(request, model);
-        while (going && !account_.ended()) going = next();
+        fillRequest(request, model_, keys_);
+        bool going = association_.send(request, model_);
+        Answers answers(association_, options_, model_);
+        while (going && !account_.ended()) going = answers.await() && next();
         progress_.clear();
         const int status = account_.finish(association_.fault());
+        const bool cancelled = answers.tellCancelled();
         association_.release();
-        return stored_ && status == EXIT_OK ? EXIT_OK : EXIT_FAILED;
+        return stored_ && !cancelled && status == EXIT_OK ? EXIT_OK : EXIT_FAILED;
     }
 
   private:
@@ -110,13 +115,13 @@ class Getter {
         explicit Incoming(const std::string& directory) : file(directory, true) {}
         Incoming(const Incoming&) = delete;
         Incoming& operator=(const Incoming&) = delete;
-        ~Incoming() { (void)removeOnSignal(""); }
+        ~Incoming() { (void)orvkit::platform::removeWhenEnded(""); }
         static int take(void* self, const unsigned char* data, unsigned int length, DICT_UID xferSyn,
                         int last) {
             StoreFile& file = static_cast<Incoming*>(self)->file;
             const bool first = file.temporaryPath().empty();
             const int result = StoreFile::take(&file, data, length, xferSyn, last);
-            if (first) (void)removeOnSignal(file.temporaryPath());
+            if (first) (void)orvkit::platform::removeWhenEnded(file.temporaryPath().c_str());
             return result;
         }
         StoreFile file;
@@ -144,19 +149,20 @@ class Getter {
     unsigned short keep(StoreFile& file, const std::string& instance) {
         if (isUid(instance) && file.commit(options_.directory + "/" + instance + ".dcm")) {
             progress_.step();
-            return kSuccess;
+            return STORE_SUCCESS;
         }
         stored_ = false;
         progress_.clear();
         if (isUid(instance)) {
             complain("%s: not stored: %s", instance.c_str(), file.fault().c_str());
-            return kOutOfResources;
+            return file.status();
         }
         complain("'%s' is not a SOP Instance UID: the object is not stored", withEscapes(instance).c_str());
-        return kCannotUnderstand;
+        return STORE_CANNOT_UNDERSTAND;
     }
 
     const GetOptions& options_;
+    DICT_UID model_;
     const QueryKeys& keys_;
     Association association_;
     Retrieval account_;
@@ -173,8 +179,8 @@ int runGet(GetOptions& options) {
     QueryKeys keys;
     if (!keys.parse(options)) return EXIT_USAGE;
     std::error_code error;
-    std::filesystem::create_directories(options.directory, error);
-    if (!std::filesystem::is_directory(options.directory)) {
+    std::filesystem::create_directories(pathOf(options.directory), error);
+    if (!std::filesystem::is_directory(pathOf(options.directory))) {
         complain("%s: %s", options.directory.c_str(), error ? error.message().c_str() : "not a directory");
         return EXIT_FAILED;
     }

@@ -4,6 +4,7 @@
 #include <bit>
 #include <cstdint>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <limits>
 #include <memory>
@@ -14,6 +15,7 @@
 #include "orvkit/sequence.h"
 #include "orvkit/tags.h"
 #include "orvkit/util.h"
+#include "tools/paths.h"
 #include "tools/source_file.h"
 
 namespace tools {
@@ -66,10 +68,10 @@ std::vector<unsigned char> readFrame(SourceFile& source, const Layout& layout) {
     if (offset + size > source.pixelLength) offset = 0;
     std::vector<unsigned char> bytes;
     if (size > source.pixelLength) return bytes;
-    std::ifstream file(source.path, std::ios::binary);
+    std::ifstream file(pathOf(source.path), std::ios::binary);
     file.seekg(static_cast<std::streamoff>(source.pixelOffset + offset));
-    if (!file) return bytes;
-    bytes.resize(size);
+    if (!file || size > bytes.max_size()) return bytes;
+    bytes.resize(static_cast<std::size_t>(size));
     file.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(size));
     if (static_cast<std::uint64_t>(file.gcount()) != size) bytes.clear();
     return bytes;

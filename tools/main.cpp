@@ -1,33 +1,17 @@
 // orvkit: what people do with DICOM files every day, on top of the library.
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
-#include <csignal>
 #include <new>
 #include <string>
 #include <vector>
 
 #include "orvkit/log.h"
+#include "platform/process.h"
 #include "tools/commands.h"
 #include "tools/options.h"
 
 namespace {
 
-// A caller may have closed standard streams. Their numbers must not be given to files that are opened later,
-// or a message would land in a file of the user's. Writing to a stream that was closed goes on failing.
-void holdStandardStreams() {
-    for (int handle = open("/dev/null", O_RDONLY); handle >= 0; handle = open("/dev/null", O_RDONLY)) {
-        if (handle <= STDERR_FILENO) continue;
-        close(handle);
-        break;
-    }
-}
-
-// A file that grows beyond the limit of the process is an error of writing like others.
-void outliveSizeLimit() {
-    (void)std::signal(SIGXFSZ, SIG_IGN);
-}
+namespace platform = orvkit::platform;
 
 // Files are shown and changed as they are: no value is refused, cut or counted against its limits.
 void takeValuesAsTheyAre() {
@@ -37,8 +21,8 @@ void takeValuesAsTheyAre() {
 }  // namespace
 
 int main(int argc, char** argv) {
-    holdStandardStreams();
-    outliveSizeLimit();
+    platform::prepareStandardStreams();
+    platform::ignoreSizeLimit();
     tools::installLog(false);
     takeValuesAsTheyAre();
 
@@ -67,8 +51,11 @@ int main(int argc, char** argv) {
     tools::addGet(program, status);
     tools::addServe(program, status);
 
+    const std::vector<std::string> arguments = platform::programArguments(argc, argv);
+    std::vector<const char*> texts;
+    for (const std::string& argument : arguments) texts.push_back(argument.c_str());
     try {
-        program.parse(argc, argv);
+        program.parse(static_cast<int>(texts.size()), texts.data());
     } catch (const CLI::Success& asked) {  // --help, --version
         program.exit(asked);
     } catch (const CLI::RequiredError& error) {  // a misspelt command or option is why something is missing

@@ -4,6 +4,7 @@
 
 #include "orvkit/result.h"
 #include "orvkit/tags.h"
+#include "platform/socket.h"
 #include "tools/net_text.h"
 #include "tools/options.h"
 
@@ -31,7 +32,7 @@ bool Association::open(std::vector<DcMsmSopXferSyn> contexts) {
     abort();
     contexts_ = std::move(contexts);
     contexts_.emplace_back();  // ends the list
-    msm_ = std::make_unique<DcMsm>(options_.aet.c_str(), TSM_ROLE_SCU, options_.port);
+    msm_ = std::make_unique<Entity>(options_.aet.c_str(), TSM_ROLE_SCU, options_.port);
     DcMsmScuInfo info;
     info.calledAeTitle = options_.aec.c_str();
     info.sopList = contexts_.data();
@@ -42,6 +43,10 @@ bool Association::open(std::vector<DcMsmSopXferSyn> contexts) {
     (void)msm_->closeAssociation();
     msm_.reset();
     return false;
+}
+
+bool Association::waitReadable(int milliseconds) const {
+    return !isOpen() || orvkit::platform::waitReadable(msm_->socket(), milliseconds);
 }
 
 void Association::release() {
@@ -120,16 +125,26 @@ bool Association::isAnswer(DcMsg& message, MSG_TYPE type) {
     unsigned short id = 0;
     if (message.getValue(T_0000_0120_messageIdBeingRespondedTo, id) == RESULT_OK && id == messageId_)
         return true;
-    fault_ = "the peer answered a message that was not sent";
-    abort();
+    giveUp("the peer answered a message that was not sent");
     return false;
+}
+
+void Association::cancel(DICT_UID sopClass) {
+    DcCmdCCancelRq request;
+    (void)request.add(new DcElem(T_0000_0110_messageId, messageId_));
+    (void)request.add(new DcElem(T_0000_0120_messageIdBeingRespondedTo, messageId_));
+    (void)msm_->sendMessage(sopClass, &request, UID_NONE);
 }
 
 void Association::refuse(const DcMsg& message) {
     char name[61] = "";
     (void)message.getDesc(name);
-    fault_ = std::string("the peer sent ") + (name[0] != '\0' ? name : "something unknown") +
-             " where a response was due";
+    giveUp(std::string("the peer sent ") + (name[0] != '\0' ? name : "something unknown") +
+           " where a response was due");
+}
+
+void Association::giveUp(const std::string& why) {
+    fault_ = why;
     abort();
 }
 

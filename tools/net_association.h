@@ -21,6 +21,8 @@ class Association {
 
     // At most MSM_PROPOSAL_MAX contexts. False: fault() tells why.
     bool open(std::vector<DcMsmSopXferSyn> contexts);
+    // Waits, that many milliseconds at most, until something comes from the peer or its connection ends.
+    bool waitReadable(int milliseconds) const;
     // Asks for the release and waits for the answer.
     void release();
     void abort();
@@ -41,8 +43,13 @@ class Association {
     // Whether it is one; if not, aborts.
     bool isAnswer(DcMsg& message, MSG_TYPE type);
 
-    // Aborts because of a message that has no place here.
+    // Asks the peer to stop answering the request that was sent last (C-CANCEL, PS3.7 9.3.2.3). Its final
+    // response is still to come.
+    void cancel(DICT_UID sopClass);
+
+    // Aborts because of a message that has no place here, or for another reason.
     void refuse(const DcMsg& message);
+    void giveUp(const std::string& why);
 
     // Takes a result of the library: true for `wanted`, or else fault() tells what it means.
     bool check(int result, int wanted);
@@ -50,12 +57,16 @@ class Association {
     const std::string& fault() const { return fault_; }
 
   private:
+    struct Entity : DcMsm {
+        using DcMsm::DcMsm;
+        unsigned int socket() const { return sockConv_; }
+    };
     std::unique_ptr<DcMsg> receiveBy(int (DcMsm::*read)(DICT_UID*, DcMsg**, MSM_BLOCK_READ,
                                                         MSM_BLOCK_CONNECT));
 
     const PeerOptions& options_;
     std::vector<DcMsmSopXferSyn> contexts_;
-    std::unique_ptr<DcMsm> msm_;
+    std::unique_ptr<Entity> msm_;
     unsigned short messageId_ = 0;  // of the last request
     std::string fault_;
 };

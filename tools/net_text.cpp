@@ -74,16 +74,35 @@ std::string connectText() {
     return said.empty() ? "cannot connect" : "cannot connect: " + said;
 }
 
-// An association that ends because of what the peer did: what exactly the log says.
+// How the log tells why a message did not come to its end.
+constexpr struct {
+    std::string_view begin;
+    const char* text;
+} brokenMessages[] = {
+    {"error code 0x3a06", "the peer stopped in the middle of a message"},      // DATATF_NOT_READY
+    {"error code 0x3a08", "the connection broke in the middle of a message"},  // DATATF_SOCKET
+    {"error code 0x3c01", "the peer broke off in the middle of a PDU, or was too slow"},
+    {"Incomplete DIMSE message", "the peer broke off in the middle of a PDU, or was too slow"},
+    {"Out-of-sequence PDU 0x05", "the peer asked for release in the middle of a message"},
+    {"Out-of-sequence PDU 0x07", "the peer aborted the association in the middle of a message"},
+};
+
+// An association that this side has closed.
 std::string closedText() {
     const std::string said = lastFault();
-    return "the association was closed: in a message the peer broke off, was too slow, or broke the "
-           "protocol" +
-           (said.empty() ? said : " (" + withEscapes(said) + ")");
+    for (const auto& row : brokenMessages) {
+        if (said.starts_with(row.begin)) return row.text;
+    }
+    return "the peer broke the protocol, and the association was closed" +
+           (said.empty() ? said : ": " + withEscapes(said));
 }
 
-std::string abortedText() {
+std::string abortedText(const DcMsm& msm) {
     if (lastFault().starts_with("Invalid type 0x")) return "the peer sent something that is no DICOM message";
+    // Ours is the abort that waits for the peer to close (PS3.8 9.2, Sta13).
+    if (msm.getState() == TSM_STATE_13_AWAIT_CLOSE) {
+        return "the peer sent a PDU that has no place here, and the association was aborted";
+    }
     return "the peer aborted the association, or closed the connection";
 }
 
@@ -179,7 +198,7 @@ std::string outcomeText(int result, const DcMsm& msm) {
             if (info.reject.result == 0) return "association refused: the peer's answer cannot be used";
             return "association rejected: " + rejectText(info.reject);
         case MSM_ABORTED:
-            return abortedText();
+            return abortedText(msm);
         case MSM_RELEASED:
         case MSM_RELEASE_REQUESTED:
             return "the peer released the association";
@@ -190,7 +209,7 @@ std::string outcomeText(int result, const DcMsm& msm) {
         case MSM_CLOSED:
             return closedText();
         case MSM_RECEIVE:
-            return "the connection broke";
+            return "the peer closed the connection, or it broke";
         case MSM_CONNECT_TIMEOUT:
             return "nobody connected in time";
         case MSM_CONTEXT_SYNTAX:

@@ -33,8 +33,9 @@ class StderrLog : public DcLog {
         va_start(arguments, fmt);
         std::vsnprintf(text, sizeof text, fmt, arguments);
         va_end(arguments);
-        // A bare number follows what was said of the fault itself.
-        if (level == LOG_ERROR && std::strncmp(text, "error code ", 11) != 0) faultOfThread = text;
+        // A bare number follows what was said of the fault itself, if anything was.
+        const bool bare = std::strncmp(text, "error code ", 11) == 0;
+        if (level == LOG_ERROR && (!bare || faultOfThread.empty())) faultOfThread = text;
         if (muted_) return RESULT_LOG_SUPPRESSED;
         if (verbose_ && name != nullptr) {
             complain("%s [%s]", text, name);

@@ -16,6 +16,7 @@
 #include "tools/commands.h"
 #include "tools/head_phantom.h"
 #include "tools/options.h"
+#include "tools/paths.h"
 #include "tools/whole_file.h"
 
 namespace tools {
@@ -198,15 +199,15 @@ std::string component(const char* prefix, unsigned int index) {
 
 int runPhantom(const StudyPlan& plan) {
     for (unsigned int series = 0; series < plan.series; ++series) {
-        const fs::path directory = fs::path(plan.directory) / component("SE", series);
+        const fs::path directory = pathOf(plan.directory) / component("SE", series);
         std::error_code error;
         fs::create_directories(directory, error);
         if (error) {
-            complain("%s: %s", directory.c_str(), error.message().c_str());
+            complain("%s: %s", nameOf(directory).c_str(), error.message().c_str());
             return EXIT_FAILED;
         }
         for (unsigned int image = 0; image < plan.images; ++image) {
-            const std::string path = (directory / component("IM", image)).string();
+            const std::string path = nameOf(directory / component("IM", image));
             if (!PhantomImage(plan, series, image).write(path)) return EXIT_FAILED;
         }
     }

@@ -2,11 +2,11 @@
 #ifndef ORVKIT_TOOLS_PROGRESS_H
 #define ORVKIT_TOOLS_PROGRESS_H
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+
+#include "platform/process.h"
 
 namespace tools {
 
@@ -14,7 +14,7 @@ class Progress {
   public:
     // A bar, or for a total of 0, which is not known, a number.
     Progress(const char* what, std::size_t total)
-        : what_(what), total_(total), shown_(::isatty(STDERR_FILENO) != 0), last_(Clock::now()) {}
+        : what_(what), total_(total), shown_(orvkit::platform::errorIsTerminal()), last_(Clock::now()) {}
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
     ~Progress() { clear(); }

@@ -1,7 +1,6 @@
 // orvkit find and orvkit move: query and retrieve as a user (PS3.4 annex C).
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <csignal>
 #include <cstdio>
 #include <memory>
 
@@ -108,28 +107,44 @@ class TableResults {
     Values values_;
 };
 
+// The results of a query; what keeps it from success is told.
 template <typename Results>
-int receiveResults(Association& association, const std::string& peer, Results& results) {
-    for (;;) {
-        const std::unique_ptr<DcMsg> response = association.receive(DICT_MSG_C_FIND_RSP);
-        if (response == nullptr) {
-            results.finish();
-            complain("%s: %s", peer.c_str(), association.fault().c_str());
-            return EXIT_FAILED;
-        }
-        const StatusKind kind = statusKind(statusOf(*response));
-        if (kind == StatusKind::pending) {
-            DumpedFile result;
-            result.path = "/";
-            takeDataset(*response, result.data);
-            results.result(result);
+int receiveResults(Association& association, const QueryOptions& options, Answers& answers,
+                   Results& results) {
+    const std::string peer = options.peer();
+    int status = EXIT_OK;
+    int count = 0;
+    int empty = 0;
+    std::unique_ptr<DcMsg> response;
+    const auto next = [&] {
+        response = answers.await() ? association.receive(DICT_MSG_C_FIND_RSP) : nullptr;
+        return response != nullptr && statusKind(statusOf(*response)) == StatusKind::pending;
+    };
+    while (next()) {
+        if (++count > options.maxResults) {
+            answers.cancel("more than " + std::to_string(options.maxResults) + " results (--max-results)");
             continue;
         }
-        results.finish();
-        if (kind == StatusKind::success) return EXIT_OK;
-        complain("%s: the peer answered %s", peer.c_str(), statusText(*response).c_str());
-        return EXIT_FAILED;
+        DumpedFile result;
+        result.path = "/";
+        takeDataset(*response, result.data);
+        if (result.data.first() == nullptr) {
+            ++empty;
+        } else {
+            results.result(result);
+        }
     }
+    results.finish();
+    if (answers.tellCancelled()) status = EXIT_FAILED;
+    if (empty > 0) {
+        complain("%s: %d results came without an identifier", peer.c_str(), empty);
+        status = EXIT_FAILED;
+    }
+    if (response != nullptr && statusKind(statusOf(*response)) == StatusKind::success) return status;
+    const std::string fault =
+        response != nullptr ? "the peer answered " + statusText(*response) : association.fault();
+    complain("%s: %s", peer.c_str(), fault.c_str());
+    return EXIT_FAILED;
 }
 
 int runFind(const QueryOptions& options) {
@@ -145,13 +160,14 @@ int runFind(const QueryOptions& options) {
         complain("%s: %s", options.peer().c_str(), association.fault().c_str());
         return EXIT_FAILED;
     }
+    Answers answers(association, options, model);
     int status = EXIT_FAILED;
     if (options.json) {
         JsonResults results;
-        status = receiveResults(association, options.peer(), results);
+        status = receiveResults(association, options, answers, results);
     } else {
         TableResults results(keys.tags());
-        status = receiveResults(association, options.peer(), results);
+        status = receiveResults(association, options, answers, results);
     }
     association.release();
     return status;
@@ -172,14 +188,17 @@ int runMove(const MoveOptions& options) {
     (void)request.add(new DcElem(T_0000_0600_moveDestination, options.destination.c_str()));
     Retrieval retrieval(options);
     bool answered = association.send(request, model);
+    Answers answers(association, options, model);
     while (answered && !retrieval.ended()) {
-        const std::unique_ptr<DcMsg> response = association.receive(DICT_MSG_C_MOVE_RSP);
+        const std::unique_ptr<DcMsg> response =
+            answers.await() ? association.receive(DICT_MSG_C_MOVE_RSP) : nullptr;
         answered = response != nullptr;
         if (answered) retrieval.response(*response);
     }
     const int status = retrieval.finish(answered ? "" : association.fault());
+    const bool cancelled = answers.tellCancelled();
     association.release();
-    return status;
+    return cancelled ? EXIT_FAILED : status;
 }
 
 }  // namespace
@@ -189,6 +208,10 @@ void addFind(CLI::App& program, int& status) {
     auto options = std::make_shared<QueryOptions>();
     addPeerOptions(*command, *options, "", "");
     addQueryOptions(*command, *options);
+    command->add_option("--max-results", options->maxResults, "Cancel the request when more results come")
+        ->check(CLI::Range(1, 1000000000))
+        ->type_name("N")
+        ->capture_default_str();
     command->footer("--json prints the DICOM JSON model (PS3.18 Annex F): an array with an object a result.");
     command->callback(
         [options, &status] { status = runRetrieve(*options, false, [&] { return runFind(*options); }); });

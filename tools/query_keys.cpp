@@ -78,6 +78,12 @@ void addQueryOptions(CLI::App& command, QueryOptions& options) {
         ->check(CLI::IsMember({"patient", "study", "series", "image"}, CLI::ignore_case))
         ->type_name("LEVEL");
     command.add_flag("--json", options.json, "Print JSON");
+    command
+        .add_option("--max-time", options.maxTime,
+                    "Cancel the request when it is not done after so many seconds; 0 for no bound")
+        ->check(CLI::Range(0, 31536000))
+        ->type_name("SECONDS")
+        ->capture_default_str();
 }
 
 bool QueryKeys::parse(const QueryOptions& options) {

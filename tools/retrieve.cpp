@@ -1,11 +1,12 @@
 #include "tools/retrieve.h"
 
-#include <csignal>
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
 #include "orvkit/result.h"
 #include "orvkit/tags.h"
+#include "platform/process.h"
+#include "platform/stop.h"
 #include "tools/commands.h"
 #include "tools/net_text.h"
 #include "tools/options.h"
@@ -14,6 +15,8 @@ namespace tools {
 namespace {
 
 constexpr unsigned short kPriorityMedium = 0;
+constexpr int kTick = 100;  // milliseconds between looks at what would end the waiting
+constexpr auto kGrace = std::chrono::seconds(10);
 
 void readCount(DcMsg& response, unsigned int tag, int& count) {
     unsigned short value = 0;
@@ -23,7 +26,7 @@ void readCount(DcMsg& response, unsigned int tag, int& count) {
 }  // namespace
 
 int runRetrieve(PeerOptions& options, bool wantsMore, const std::function<int()>& run) {
-    std::signal(SIGPIPE, SIG_IGN);
+    orvkit::platform::ignoreBrokenPipe();
     muteLog();
     return options.takePeer(wantsMore) ? run() : EXIT_USAGE;
 }
@@ -46,6 +49,45 @@ void fillRequest(DcCmd& request, DICT_UID model, const QueryKeys& keys) {
     (void)request.add(new DcElem(T_0000_0002_affectedSopClassUid, model));
     (void)request.add(new DcElem(T_0000_0700_priority, kPriorityMedium));
     (void)request.add(keys.identifier().release());
+}
+
+Answers::Answers(Association& association, const QueryOptions& options, DICT_UID model)
+    : association_(association), options_(options), model_(model) {
+    orvkit::platform::noteFirstStop();
+}
+
+bool Answers::await() {
+    if (!association_.isOpen()) return false;
+    const auto patience = std::chrono::seconds(options_.timeout);
+    const auto asked = Clock::now();
+    for (;;) {
+        const auto now = Clock::now();
+        if (orvkit::platform::stopAsked()) cancel("interrupted");
+        if (options_.maxTime > 0 && now - begun_ > std::chrono::seconds(options_.maxTime)) {
+            cancel("it took longer than --max-time");
+        }
+        if (!why_.empty() && now - cancelledAt_ > kGrace) {
+            association_.giveUp("the peer goes on after the request was cancelled");
+            return false;
+        }
+        if (association_.waitReadable(kTick)) return true;
+        if (Clock::now() - asked > patience) {
+            association_.giveUp("the peer did not answer in time");
+            return false;
+        }
+    }
+}
+
+void Answers::cancel(const std::string& why) {
+    if (!why_.empty()) return;
+    why_ = why;
+    cancelledAt_ = Clock::now();
+    association_.cancel(model_);
+}
+
+bool Answers::tellCancelled() const {
+    if (!why_.empty()) complain("%s: cancelled: %s", options_.peer().c_str(), why_.c_str());
+    return !why_.empty();
 }
 
 void Retrieval::response(DcMsg& response) {

@@ -2,6 +2,7 @@
 #ifndef ORVKIT_TOOLS_RETRIEVE_H
 #define ORVKIT_TOOLS_RETRIEVE_H
 
+#include <chrono>
 #include <functional>
 #include <string>
 #include <vector>
@@ -20,6 +21,31 @@ bool openFor(Association& association, const PeerOptions& options, DICT_UID mode
              std::vector<DcMsmSopXferSyn> others);
 // SOP class, priority and identifier.
 void fillRequest(DcCmd& request, DICT_UID model, const QueryKeys& keys);
+
+// Waits for what answers one request, and sees that it comes to an end: SIGINT, SIGTERM and the options'
+// bounds cancel the request. A peer that goes on for ten seconds after that is left. A second signal ends the
+// program at once.
+class Answers {
+  public:
+    Answers(Association& association, const QueryOptions& options, DICT_UID model);
+
+    // Waits until the next message begins; false: none will, and the association's fault tells why.
+    bool await();
+    // Once; what follows is still to be received.
+    void cancel(const std::string& why);
+    // Tells on standard error if the request was cancelled, and why.
+    bool tellCancelled() const;
+
+  private:
+    using Clock = std::chrono::steady_clock;
+
+    Association& association_;
+    const QueryOptions& options_;
+    DICT_UID model_;
+    Clock::time_point begun_ = Clock::now();
+    Clock::time_point cancelledAt_;
+    std::string why_;  // it was cancelled
+};
 
 // The account that the responses to C-MOVE and C-GET give of their sub-operations (PS3.4 C.4.2.1.6).
 class Retrieval {

@@ -2,7 +2,6 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <chrono>
-#include <csignal>
 #include <cstdio>
 #include <deque>
 #include <memory>
@@ -13,6 +12,7 @@
 #include "orvkit/file.h"
 #include "orvkit/result.h"
 #include "orvkit/tags.h"
+#include "platform/process.h"
 #include "tools/commands.h"
 #include "tools/dump_charset.h"
 #include "tools/net_association.h"
@@ -228,7 +228,7 @@ void addSend(CLI::App& program, int& status) {
     command->footer(
         "Files are sent as they are; nothing is converted. Exit status 1 when any file was not stored.");
     command->callback([options, &status] {
-        std::signal(SIGPIPE, SIG_IGN);
+        orvkit::platform::ignoreBrokenPipe();
         muteLog();
         status = options->takePeer(true) ? runSend(*options) : EXIT_USAGE;
     });

@@ -10,9 +10,11 @@
 #include "orvkit/file.h"
 #include "orvkit/result.h"
 #include "orvkit/tags.h"
+#include "platform/file.h"
 #include "tools/dicomdir.h"
 #include "tools/net_association.h"
 #include "tools/options.h"
+#include "tools/paths.h"
 
 namespace tools {
 namespace {
@@ -32,7 +34,8 @@ DICT_UID known(DcElemList& meta, unsigned int tag, DICT_UID_TYPE type) {
 
 // For a file with a UID that the dictionary does not know: its meta information is read once more, as text.
 void readUnknownUids(OutgoingFile& file, unsigned int end) {
-    std::unique_ptr<std::FILE, int (*)(std::FILE*)> in(std::fopen(file.path.c_str(), "rb"), &std::fclose);
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> in(orvkit::platform::openStream(file.path.c_str(), "rb"),
+                                                       &std::fclose);
     std::vector<unsigned char> bytes(end);
     if (in == nullptr || end <= kPreamble || std::fread(bytes.data(), 1, end, in.get()) != end) return;
     DcElemList meta;
@@ -48,7 +51,7 @@ class Planner {
 
     void path(const std::string& path) {
         std::error_code error;
-        if (!fs::is_directory(path, error)) return file(path, false);
+        if (!fs::is_directory(pathOf(path), error)) return file(path, false);
         const FolderContent content = walkFolder(path);
         const std::string prefix = path.back() == '/' ? path : path + "/";
         for (const std::string& name : content.files) file(prefix + name, true);
@@ -77,7 +80,7 @@ class Planner {
         }
         if (file.xferSyn == UID_NONE) return fault(path, "the header names no usable transfer syntax");
         std::error_code error;
-        const std::uintmax_t size = fs::file_size(path, error);
+        const std::uintmax_t size = fs::file_size(pathOf(path), error);
         if (error) return fault(path, error.message());
         file.size = size;
         plan_.bytes += size;

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <csignal>
 #include <cstdio>
 #include <ctime>
 #include <filesystem>
@@ -14,13 +13,16 @@
 
 #include "orvkit/result.h"
 #include "platform/clock.h"
+#include "platform/process.h"
 #include "platform/socket.h"
+#include "platform/stop.h"
 #include "tools/commands.h"
 #include "tools/doorman.h"
 #include "tools/net_options.h"
 #include "tools/net_text.h"
 #include "tools/net_uids.h"
 #include "tools/options.h"
+#include "tools/paths.h"
 #include "tools/serve_file_set.h"
 #include "tools/store_scp.h"
 
@@ -33,11 +35,6 @@ constexpr int kTick = 250;                         // milliseconds
 constexpr auto kGrace = std::chrono::seconds(10);  // for messages that are under way when the server stops
 constexpr std::size_t kMostAcceptFrom = MSM_AE_ACCEPT_MAX;
 
-volatile std::sig_atomic_t stopAsked = 0;
-extern "C" void askToStop(int) {
-    stopAsked = 1;
-}
-
 struct ServeOptions : EntityOptions {
     std::string directory;
     int port = 11112;
@@ -48,6 +45,16 @@ struct ServeOptions : EntityOptions {
     CLI::Option* aetGiven = nullptr;
 };
 
+// How many connections may wait at the door: the rest of the open files that the system allows belongs to the
+// workers, each with its connection, its object and the directory of that.
+std::size_t mostWaiting(int workers) {
+    constexpr std::size_t few = 16;
+    constexpr std::size_t plenty = 4000;  // more cost time at each look
+    const std::size_t taken = 3 * static_cast<std::size_t>(workers) + 32;
+    const std::size_t most = platform::mostOpenFiles();
+    return most < taken + few ? few : std::min(most - taken, plenty);
+}
+
 // A line with the time of day on standard error, whole also when several threads tell something.
 void tellLine(const std::string& line) {
     static std::mutex mutex;
@@ -57,6 +64,7 @@ void tellLine(const std::string& line) {
     const std::string whole = stamp + line + "\n";
     const std::lock_guard lock(mutex);
     std::fwrite(whole.data(), 1, whole.size(), stderr);
+    std::fflush(stderr);  // not every C library writes at once what is meant for a file
 }
 
 // The threads of the associations that are open.
@@ -117,8 +125,8 @@ class Workers {
 
 bool prepare(const ServeOptions& options, StoreServer& server) {
     std::error_code error;
-    std::filesystem::create_directories(options.directory, error);
-    if (!std::filesystem::is_directory(options.directory, error)) {
+    std::filesystem::create_directories(pathOf(options.directory), error);
+    if (!std::filesystem::is_directory(pathOf(options.directory), error)) {
         complain("%s is not a directory", options.directory.c_str());
         return false;
     }
@@ -165,15 +173,16 @@ int serve(const ServeOptions& options) {
         complain("cannot listen on port %d: %s", options.port, socketText(lastFault()).c_str());
         return EXIT_FAILED;
     }
-    std::signal(SIGINT, askToStop);
-    std::signal(SIGTERM, askToStop);
-    std::signal(SIGPIPE, SIG_IGN);  // a log that nobody reads any more
+    platform::noteStops();
+    platform::ignoreBrokenPipe();  // a log that nobody reads any more
+    const std::size_t waiting = mostWaiting(options.workers);
     tellLine("listening on port " + std::to_string(server.port) + " as " + server.aet + ", storing into " +
-             server.directory);
+             server.directory + "; " + std::to_string(options.workers) + " associations at once, " +
+             std::to_string(waiting) + " more connections can wait");
     {
         Workers workers(server, static_cast<std::size_t>(options.workers));
-        Doorman doorman(listener, std::chrono::seconds(options.timeout), tellLine);
-        while (stopAsked == 0) {
+        Doorman doorman(listener, waiting, std::chrono::seconds(options.timeout), tellLine);
+        while (!platform::stopAsked()) {
             doorman.wait(kTick);
             while (!workers.full()) {
                 Visitor visitor = doorman.next();

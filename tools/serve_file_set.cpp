@@ -7,6 +7,7 @@
 #include "tools/dicomdir.h"
 #include "tools/file_id.h"
 #include "tools/options.h"
+#include "tools/paths.h"
 
 namespace tools {
 
@@ -16,7 +17,7 @@ bool ReceivedSet::open(const std::string& directory) {
         return false;
     }
     std::error_code error;
-    if (!std::filesystem::exists(pathOfFileId(directory, "DICOMDIR"), error)) {
+    if (!std::filesystem::exists(pathOf(pathOfFileId(directory, "DICOMDIR")), error)) {
         (void)directory_.read(directory.c_str());  // finds nothing, and keeps the path
     } else if (!readDicomdir(directory_, directory, true)) {
         return false;

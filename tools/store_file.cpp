@@ -11,6 +11,7 @@
 #include "orvkit/result.h"
 #include "platform/process.h"
 #include "tools/options.h"
+#include "tools/paths.h"
 
 namespace tools {
 namespace {
@@ -45,14 +46,14 @@ int StoreFile::removeLeftovers(const std::string& directory) {
     namespace fs = std::filesystem;
     int count = 0;
     std::error_code error;
-    for (fs::directory_iterator at(directory, error), end; !error && at != end; at.increment(error)) {
-        const std::string name = at->path().filename().string();
+    for (fs::directory_iterator at(pathOf(directory), error), end; !error && at != end; at.increment(error)) {
+        const std::string name = nameOf(at->path().filename());
         if (!name.starts_with(kPrefix) || !name.ends_with(kSuffix)) continue;
         std::error_code ignored;
         const auto age = fs::file_time_type::clock::now() - at->last_write_time(ignored);
         // A younger one may belong to a server that is at work.
         if (ignored || age < std::chrono::hours(24)) continue;
-        if (platform::remove(at->path().c_str())) ++count;
+        if (platform::remove(nameOf(at->path()).c_str())) ++count;
     }
     return count;
 }
@@ -69,7 +70,21 @@ void StoreFile::describe(DICT_UID sopClass, const std::string& instance, const s
 }
 
 void StoreFile::fail(const std::string& path) {
-    fault_ = path + ": " + std::strerror(errno);
+    fail(STORE_OUT_OF_RESOURCES, path + ": " + std::strerror(errno));
+}
+
+void StoreFile::fail(unsigned short status, const std::string& fault) {
+    status_ = status;
+    fault_ = fault;
+}
+
+// Takes over what the check has found.
+bool StoreFile::check() {
+    const auto verdict = check_->verdict();
+    if (verdict == StoreCheck::Verdict::good) return true;
+    fail(verdict == StoreCheck::Verdict::otherClass ? STORE_OTHER_CLASS : STORE_CANNOT_UNDERSTAND,
+         check_->fault());
+    return false;
 }
 
 bool StoreFile::begin(DICT_UID xferSyn) {
@@ -82,9 +97,11 @@ bool StoreFile::begin(DICT_UID xferSyn) {
     sourceAet_.copy(meta.sourceAeTitle, sizeof meta.sourceAeTitle - 1);
     const std::vector<unsigned char> bytes = header(meta);
     if (bytes.empty()) {
-        fault_ = "the object's identification is not valid";
+        fail(STORE_CANNOT_UNDERSTAND, "the object's identification is not valid");
         return false;
     }
+    const DcDictUidInfo* const known = Dict.findUid(sopClass_);
+    check_.emplace(xferSyn, known != nullptr ? known->uid : "", instance_);
     // A process that was killed may have had our number, and left its files.
     std::string name;
     do {
@@ -102,6 +119,8 @@ bool StoreFile::begin(DICT_UID xferSyn) {
 int StoreFile::take(void* self, const unsigned char* data, unsigned int length, DICT_UID xferSyn, int) {
     auto& file = *static_cast<StoreFile*>(self);
     if (file.failed() || (!file.file_ && !file.begin(xferSyn))) return RESULT_OK;
+    file.check_->pass(data, length);
+    if (!file.check()) return RESULT_OK;
     if (length > 0 && !platform::writeAll(file.file_.get(), data, length)) {
         file.fail(file.temporary_);
         return RESULT_OK;
@@ -115,14 +134,18 @@ void StoreFile::take(DcElemList& dataset, DICT_UID xferSyn) {
     (void)dataset.getBufSize(size, static_cast<unsigned int*>(nullptr));
     std::vector<unsigned char> bytes(size);
     if (const int result = dataset.encode(bytes.data(), size, xferSyn); result != RESULT_OK) {
-        fault_ = resultText(result);
+        fail(STORE_CANNOT_UNDERSTAND, resultText(result));
         return;
     }
     (void)take(this, bytes.data(), size, xferSyn, 1);
 }
 
 bool StoreFile::finish() {
-    if (!failed() && !file_) fault_ = "no data set came";
+    if (!failed() && size_ == 0) fail(STORE_CANNOT_UNDERSTAND, "no data set came");
+    if (!failed()) {
+        check_->end();
+        (void)check();
+    }
     if (!failed() && sync_ && !platform::sync(file_.get())) fail(temporary_);
     file_.reset();
     return !failed();

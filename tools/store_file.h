@@ -4,13 +4,21 @@
 #define ORVKIT_TOOLS_STORE_FILE_H
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "orvkit/elemlist.h"
 #include "orvkit/uids.h"
 #include "platform/file.h"
+#include "tools/store_check.h"
 
 namespace tools {
+
+// The outcomes of a store (PS3.4 B.2.3).
+inline constexpr unsigned short STORE_SUCCESS = 0x0000;
+inline constexpr unsigned short STORE_OUT_OF_RESOURCES = 0xA700;
+inline constexpr unsigned short STORE_OTHER_CLASS = 0xA900;
+inline constexpr unsigned short STORE_CANNOT_UNDERSTAND = 0xC000;
 
 // Any number at once, also from several threads: temporary names do not repeat. What is not committed is
 // removed by the destructor.
@@ -27,14 +35,17 @@ class StoreFile {
 
     // What the file is to say of itself; before its first byte.
     void describe(DICT_UID sopClass, const std::string& instance, const std::string& sourceAet);
-    // For DcTul::registerDataSetCB. What cannot be written is dropped, so that the object is received to its
-    // end and the association goes on: see failed.
+    // For DcTul::registerDataSetCB. What cannot be written, or is not the object that was announced
+    // (StoreCheck), is dropped, so that the object is received to its end and the association goes on: see
+    // failed.
     static int take(void* self, const unsigned char* data, unsigned int length, DICT_UID xferSyn, int last);
     // The same for a data set that is in memory.
     void take(DcElemList& dataset, DICT_UID xferSyn);
 
     bool failed() const { return !fault_.empty(); }
     const std::string& fault() const { return fault_; }
+    // STORE_SUCCESS unless failed.
+    unsigned short status() const { return status_; }
     std::int64_t size() const { return size_; }  // bytes of the data set
     DICT_UID xferSyn() const { return xferSyn_; }
     const std::string& temporaryPath() const { return temporary_; }
@@ -49,6 +60,8 @@ class StoreFile {
   private:
     bool begin(DICT_UID xferSyn);
     void fail(const std::string& path);
+    void fail(unsigned short status, const std::string& fault);
+    bool check();
 
     std::string directory_;
     bool sync_;
@@ -59,6 +72,8 @@ class StoreFile {
     std::string temporary_;
     orvkit::platform::FileHandle file_;
     std::int64_t size_ = 0;
+    std::optional<StoreCheck> check_;
+    unsigned short status_ = STORE_SUCCESS;
     std::string fault_;
 };
 

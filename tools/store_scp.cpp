@@ -15,12 +15,9 @@ namespace {
 
 constexpr int kTick = 200;  // milliseconds between looks at whether the server is to stop
 
-constexpr unsigned short kSuccess = 0x0000;
 constexpr unsigned short kProcessingFailure = 0x0110;     // PS3.7 C.5.10
 constexpr unsigned short kSopClassNotSupported = 0x0122;  // PS3.7 C.5.9
-constexpr unsigned short kOutOfResources = 0xA700;        // PS3.4 B.2.3
-constexpr unsigned short kCannotUnderstand = 0xC000;
-constexpr unsigned short kNoDataSet = 0x0101;  // Command Data Set Type (PS3.7 9.3.1.1)
+constexpr unsigned short kNoDataSet = 0x0101;             // Command Data Set Type (PS3.7 9.3.1.1)
 
 unsigned char contextOf(DcMsg& message) {
     DcPduInfoTf info;
@@ -132,7 +129,7 @@ bool StoreScp::serveNext() {
 
 bool StoreScp::echo(DcMsg& request) {
     DcCmdCEchoRsp response(static_cast<DcCmdCEchoRq*>(&request));
-    (void)response.add(new DcElem(T_0000_0900_status, kSuccess));
+    (void)response.add(new DcElem(T_0000_0900_status, STORE_SUCCESS));
     const int result = msm_.write(contextOf(request), &response);
     if (result == RESULT_OK) return true;
     return ended(result);
@@ -156,8 +153,7 @@ bool StoreScp::receive(StoreFile& file, DcMsg& request, const std::string& insta
         return true;
     }
     ++server_.failed;
-    tell(instance + " was not received to its end");
-    if (dataset == nullptr) return ended(outcome);
+    if (dataset == nullptr) return ended(outcome, "; " + instance + " was not received to its end");
     tell("association aborted: something else came where the data set of " + instance + " was due");
     (void)msm_.abortAssociation();
     return false;
@@ -180,7 +176,7 @@ bool StoreScp::store(DICT_UID sopClass, DcMsg& request) {
     } else {
         told = "its SOP class is not that of its presentation context";
     }
-    if (status == kSuccess) {
+    if (status == STORE_SUCCESS) {
         ++server_.stored;
         ++stored_;
         tell("stored " + told + " (" + nameOf(sopClass) + ", " + nameOf(file.xferSyn()) + ", " +
@@ -199,24 +195,25 @@ bool StoreScp::store(DICT_UID sopClass, DcMsg& request) {
 unsigned short StoreScp::keep(StoreFile& file, const std::string& instance, std::string& told) {
     if (!isUid(instance)) {
         told = "its SOP Instance UID is not valid";
-        return kCannotUnderstand;
+        return STORE_CANNOT_UNDERSTAND;
     }
     if (server_.place) {
-        if (file.finish()) return server_.place(file, told) ? kSuccess : kProcessingFailure;
+        if (file.finish()) return server_.place(file, told) ? STORE_SUCCESS : kProcessingFailure;
     } else {
         told = instance + ".dcm";
-        if (file.commit(server_.directory + "/" + told)) return kSuccess;
+        if (file.commit(server_.directory + "/" + told)) return STORE_SUCCESS;
     }
     told = file.fault();
-    return kOutOfResources;
+    return file.status();
 }
 
-bool StoreScp::ended(int outcome) {
+bool StoreScp::ended(int outcome, const std::string& lost) {
     if (outcome == MSM_RELEASE_REQUESTED) {
-        tell("association released, " + std::to_string(stored_) + " stored");
+        tell("association released, " + std::to_string(stored_) + " stored" + lost);
+    } else if (outcome == MSM_READ_TIMEOUT) {
+        tell("association ended: nothing came in time" + lost);
     } else {
-        const std::string said = lastFault();
-        tell("association ended: " + outcomeText(outcome, msm_) + (said.empty() ? "" : " (" + said + ")"));
+        tell("association ended: " + outcomeText(outcome, msm_) + lost);
     }
     return false;
 }

@@ -57,7 +57,8 @@ class StoreScp {
     static int take(void* self, const unsigned char* data, unsigned int length, DICT_UID xferSyn, int last);
     bool receive(StoreFile& file, DcMsg& request, const std::string& instance);
     unsigned short keep(StoreFile& file, const std::string& instance, std::string& told);
-    bool ended(int outcome);
+    // `lost` is told with it.
+    bool ended(int outcome, const std::string& lost = {});
 
     StoreServer& server_;
     Visitor visitor_;

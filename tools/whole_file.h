@@ -6,13 +6,9 @@
 
 namespace tools {
 
-// The file that SIGINT, SIGTERM and SIGHUP remove before they end the program: one at a time in a process. ""
-// for none. false when the name is too long.
-bool removeOnSignal(const std::string& path);
-
 // Stands for the file `path` while it is being made under a temporary name in the same directory. What is
-// not committed is removed: by the destructor, and when SIGINT, SIGTERM or SIGHUP ends the program. One at a
-// time in a process.
+// not committed is removed: by the destructor, and when the program is ended from outside (platform/stop.h).
+// One at a time in a process.
 class WholeFile {
   public:
     // Creates the temporary file; complains and stays not ok() when that is impossible, or when something

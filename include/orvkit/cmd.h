@@ -71,8 +71,8 @@ class ORVKIT_API DcCmd : public DcMsg {
     // other required parameter that is missing is told.
     // 3585 data set absent or present against the rule, 3587 parameters missing (both LOG_VALIDATION).
     int elemListVerify() override;
-    // Fills a response from its request, on whose presentation context it will travel, up to the first field
-    // that the request lacks. Does nothing here.
+    // Fills a response from its request, on whose presentation context it will travel: tells each field that
+    // the request lacks, and stops when that is its SOP class. Does nothing here.
     // 4609 a field that is missing (LOG_ERROR), 4611 null, 4612 another command's request (LOG_VALIDATION);
     // the responses to N-ACTION 11777, 11779, 11780, to N-DELETE 12801, 12803, 12804, to N-GET 13825, 13827,
     // 13828.
@@ -89,6 +89,7 @@ class ORVKIT_API DcCmd : public DcMsg {
     // Attaches a data set: moves every element over and destroys `dataset`, also when a command without data
     // set refuses it, with null. The result is only good as a test for null.
     DcElemList* add(DcElemList* dataset);
+    using DcMsg::operator+;
     DcCmd& operator+(DcElem* element);
     DcCmd& operator+(DcElemList* dataset);
 
@@ -104,13 +105,15 @@ class ORVKIT_API DcCmd : public DcMsg {
   private:
     void initialize(CMD_TYPE type);
     bool hasDataset() const;
+    const char* refusalOf(const DcElem& first, const DcElem& last) const;
 
     DcCmdParm* parms_ = nullptr;  // owned
     CMD_DATASET dataset_;
 };
 
 // The commands of the standard (PS3.7 9.3, 10.3), requests before their responses. The constructor of a
-// response from its request runs parseRequest; call that yourself where its result matters.
+// response from its request runs parseRequest; where its result matters, construct an empty response and call
+// that yourself.
 
 class ORVKIT_API DcCmdCStoreRq : public DcCmd {
   public:

@@ -8,8 +8,9 @@
 #include "orvkit/tags.h"
 
 namespace orvkit {
+class DataSink;
 struct FramedHeader;
-}
+}  // namespace orvkit
 
 struct DcPduInfoTf {
     unsigned char presCtxId = 0;
@@ -88,8 +89,12 @@ class ORVKIT_API DcPduDataTf : public DcPdu, public DcElemList {
     unsigned char msgCtrl_ = 0;
     DICT_UID xferSyn_ = static_cast<DICT_UID>(0);
     unsigned int maxPduLen_ = 0;
-    DcBuf* commandEnd_ = nullptr;  // received: the last buffer of a command that data follow in the same PDU
-    bool sent_ = false;            // the last write began to send
+    orvkit::DataSink* sink_ = nullptr;     // receives data set values while they arrive; not owned
+    unsigned long long commandBytes_ = 0;  // received, of values that belong to a command
+    unsigned long long sunkBytes_ = 0;     // handed to the sink
+    DcBuf* commandEnd_ = nullptr;          // the last buffer of a command that data follow in the same PDU
+    bool commandEnds_ = false;             // there is such a command
+    bool sent_ = false;                    // the last write began to send
 };
 
 #endif

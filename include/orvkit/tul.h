@@ -10,11 +10,12 @@
 // Receives the bytes of Pixel Data as they arrive; the result is ignored.
 typedef int (*DcTulPixDataCB)(void* user, unsigned char* data, unsigned int length, DICT_UID xferSyn);
 // Called once for a data set, when its Pixel Data is found, with the elements in front of it. `presCtxId`
-// points at the message's presentation context ID. A result other than 0 ends the reception with that result.
+// points at the message's presentation context ID. A result other than 0 ends the reception: it is logged,
+// and DcMsm::read closes the association with 11355.
 typedef int (*DcMsmPixRecvCB)(void* user, DcElemList& elements, DICT_UID xferSyn,
                               unsigned char* const presCtxId);
 // Receives the encoded data set itself, fragment by fragment; `last` is not 0 with the last one. A result
-// other than 0 ends the reception with that result.
+// other than 0 ends the reception as above.
 typedef int (*DcTulDataSetCB)(void* user, const unsigned char* data, unsigned int length, DICT_UID xferSyn,
                               int last);
 
@@ -70,10 +71,13 @@ class ORVKIT_API DcTul : public DcTsm {
 
   private:
     struct Part;  // the command or data set being put together
+    class Sink;   // hands the bytes of data sets to their callback
 
     int readPduDataTf(DcPduDataTf* message, DICT_UID xferSyn, PDU_BLOCK block);
     int processPduDataTf(Part& part, DcPduDataTf* latest);
     int checkProgress(Part& part, DcPduDataTf& latest) const;
+    int takeFragment(Part& part, DcPduDataTf& latest);
+    int toCallback(const unsigned char* data, unsigned int length, DICT_UID xferSyn, bool last);
     int findPixelData(Part& part);
     int divert(Part& part, const unsigned char* data, unsigned int length);
     int finishPixels(Part& part);
@@ -83,6 +87,7 @@ class ORVKIT_API DcTul : public DcTsm {
     void discardArrived();
 
     DcPduDataTf* carried_ = nullptr;  // owned: the data behind a command in its PDU
+    Sink* sink_ = nullptr;            // owned; with a data set callback
     int artimTimeout_ = 30;
     int decodingFlag_ = 0;
     int pixelHandle_ = -1;           // owned
@@ -95,6 +100,7 @@ class ORVKIT_API DcTul : public DcTsm {
     DcMsmPixRecvCB pixRecvCB_ = nullptr;
     void* dataSetUser_ = nullptr;
     DcTulDataSetCB dataSetCB_ = nullptr;
+    bool callbackEnded_ = false;  // a callback of the application's ended the reception
 };
 
 #endif

@@ -20,7 +20,7 @@ constexpr mode_t readableByAll = 0666;  // less what the user's mask takes away
 FileHandle openWith(const char* path, int flags) noexcept {
     int handle;
     do {
-        handle = ::open(path, flags | O_CLOEXEC, readableByAll);
+        handle = ::open(path, flags | O_CLOEXEC | O_NOCTTY, readableByAll);
     } while (handle == -1 && errno == EINTR);
     return FileHandle(handle);
 }
@@ -77,8 +77,23 @@ FileHandle createNew(const char* path) noexcept {
 FileHandle openAppend(const char* path) noexcept {
     return openWith(path, O_WRONLY | O_CREAT | O_APPEND);
 }
+std::FILE* openStream(const char* path, const char* mode) noexcept {
+    return std::fopen(path, mode);
+}
+
+FileHandle createTemporary(std::string& pattern, const char* like) noexcept {
+    FileHandle file(::mkostemp(pattern.data(), O_CLOEXEC));
+    // Only its maker may open it until the rights are settled.
+    if (file && !copyRights(like, file.get())) {
+        const mode_t mask = ::umask(0);
+        ::umask(mask);
+        (void)::fchmod(file.get(), readableByAll & ~mask);
+    }
+    return file;
+}
+
 FileHandle duplicate(int handle) noexcept {
-    return FileHandle(::fcntl(handle, F_DUPFD_CLOEXEC, 0));
+    return FileHandle(::fcntl(handle, F_DUPFD_CLOEXEC, 3));
 }
 
 std::int64_t readAt(int handle, void* data, std::size_t length, std::int64_t offset) noexcept {
@@ -155,7 +170,11 @@ bool examine(const char* path, FileInfo& info) noexcept {
 }
 
 bool sync(int handle) noexcept {
-    return ::fsync(handle) == 0;
+    return ::fsync(handle) == 0 || errno == EINVAL;
+}
+bool sync(const char* path) noexcept {
+    const FileHandle handle = openRead(path);
+    return handle && sync(handle.get());
 }
 
 bool syncEntry(const char* path) noexcept {
@@ -164,11 +183,15 @@ bool syncEntry(const char* path) noexcept {
         const std::size_t slash = whole.rfind('/');
         const std::string folder = slash == std::string::npos ? "." : whole.substr(0, slash + 1);
         const FileHandle handle = openWith(folder.c_str(), O_RDONLY | O_DIRECTORY);
-        return handle && ::fsync(handle.get()) == 0;
+        return handle && sync(handle.get());
     } catch (...) {
         errno = ENOMEM;
         return false;
     }
+}
+
+void syncAll() noexcept {
+    ::sync();
 }
 
 bool rename(const char* from, const char* to) noexcept {

@@ -4,12 +4,12 @@
 // windows.h first
 #include <fcntl.h>
 #include <io.h>
-#include <share.h>
-#include <sys/stat.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <new>
+#include <string_view>
 
 #include "platform/win32/path.h"
 
@@ -25,25 +25,6 @@ WidePath::WidePath(const char* path) noexcept {
     (void)::MultiByteToWideChar(CP_UTF8, 0, path, -1, text_.get(), length);
 }
 
-namespace {
-
-constexpr unsigned int largestRequest = 1u << 30;
-
-FileHandle openWith(const char* path, int flags) noexcept {
-    const WidePath wide(path);
-    int handle = -1;
-    if (wide.ok() && ::_wsopen_s(&handle, wide.get(), flags | _O_BINARY | _O_NOINHERIT, _SH_DENYNO,
-                                 _S_IREAD | _S_IWRITE) != 0) {
-        handle = -1;
-    }
-    return FileHandle(handle);
-}
-
-HANDLE systemHandle(int handle) noexcept {
-    return reinterpret_cast<HANDLE>(::_get_osfhandle(handle));
-}
-
-// The C runtime's number for the last error of the system.
 bool failWithErrno() noexcept {
     switch (::GetLastError()) {
         case ERROR_FILE_NOT_FOUND:
@@ -53,6 +34,18 @@ bool failWithErrno() noexcept {
         case ERROR_ACCESS_DENIED:
         case ERROR_SHARING_VIOLATION:
             errno = EACCES;
+            break;
+        case ERROR_FILE_EXISTS:
+        case ERROR_ALREADY_EXISTS:
+            errno = EEXIST;
+            break;
+        case ERROR_INVALID_NAME:
+        case ERROR_BAD_PATHNAME:
+        case ERROR_DIRECTORY:
+            errno = EINVAL;
+            break;
+        case ERROR_TOO_MANY_OPEN_FILES:
+            errno = EMFILE;
             break;
         case ERROR_DISK_FULL:
         case ERROR_HANDLE_DISK_FULL:
@@ -66,6 +59,30 @@ bool failWithErrno() noexcept {
             break;
     }
     return false;
+}
+
+namespace {
+
+constexpr unsigned int largestRequest = 1u << 30;
+
+HANDLE systemHandle(int handle) noexcept {
+    return reinterpret_cast<HANDLE>(::_get_osfhandle(handle));
+}
+
+// Others may read, write, rename and remove a file while it is open. Handles of directories open too.
+FileHandle openWith(const char* path, DWORD access, DWORD disposition, int runtimeFlags) noexcept {
+    const WidePath wide(path);
+    if (!wide.ok()) return {};
+    const HANDLE file = ::CreateFileW(
+        wide.get(), access, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, disposition,
+        disposition == OPEN_EXISTING ? FILE_FLAG_BACKUP_SEMANTICS : FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE) {
+        (void)failWithErrno();
+        return {};
+    }
+    const int handle = ::_open_osfhandle(reinterpret_cast<std::intptr_t>(file), runtimeFlags | _O_BINARY);
+    if (handle == -1) ::CloseHandle(file);
+    return FileHandle(handle);
 }
 
 std::time_t timeOf(const FILETIME& time) noexcept {
@@ -102,17 +119,40 @@ bool closeHandle(int handle) noexcept {
 }
 
 FileHandle openRead(const char* path) noexcept {
-    return openWith(path, _O_RDONLY);
+    return openWith(path, GENERIC_READ, OPEN_EXISTING, _O_RDONLY);
 }
 FileHandle createWrite(const char* path) noexcept {
-    return openWith(path, _O_WRONLY | _O_CREAT | _O_TRUNC);
+    return openWith(path, GENERIC_WRITE, CREATE_ALWAYS, 0);
 }
 FileHandle createNew(const char* path) noexcept {
-    return openWith(path, _O_WRONLY | _O_CREAT | _O_EXCL);
+    return openWith(path, GENERIC_WRITE, CREATE_NEW, 0);
 }
 FileHandle openAppend(const char* path) noexcept {
-    return openWith(path, _O_WRONLY | _O_CREAT | _O_APPEND);
+    return openWith(path, GENERIC_WRITE, OPEN_ALWAYS, _O_APPEND);
 }
+
+std::FILE* openStream(const char* path, const char* mode) noexcept {
+    const WidePath name(path);
+    const WidePath how(mode);
+    return name.ok() && how.ok() ? ::_wfopen(name.get(), how.get()) : nullptr;
+}
+
+FileHandle createTemporary(std::string& pattern, const char*) noexcept {
+    constexpr std::string_view letters = "abcdefghijklmnopqrstuvwxyz0123456789";
+    static std::atomic<unsigned int> count = 0;
+    FileHandle file;
+    do {
+        std::uint64_t number =
+            (std::uint64_t{::GetTickCount()} << 22 ^ ::GetCurrentProcessId()) * 2654435761u + ++count;
+        for (auto at = pattern.end() - 6; at != pattern.end(); ++at) {
+            *at = letters[number % letters.size()];
+            number /= letters.size();
+        }
+        file = createNew(pattern.c_str());
+    } while (!file && errno == EEXIST);
+    return file;
+}
+
 FileHandle duplicate(int handle) noexcept {
     return FileHandle(::_dup(handle));
 }
@@ -200,10 +240,17 @@ bool examine(const char* path, FileInfo& info) noexcept {
 bool sync(int handle) noexcept {
     return ::_commit(handle) == 0;
 }
+bool sync(const char* path) noexcept {
+    const FileHandle handle = openWith(path, GENERIC_WRITE, OPEN_EXISTING, 0);
+    return handle && sync(handle.get());
+}
 // The file system keeps its own journal of names; there is no call for a directory.
 bool syncEntry(const char*) noexcept {
     return true;
 }
+
+// Only an administrator may flush a volume; files that move keep what is on the disk.
+void syncAll() noexcept {}
 
 bool rename(const char* from, const char* to) noexcept {
     const WidePath source(from);

@@ -17,6 +17,9 @@ class WidePath {
     std::unique_ptr<wchar_t[]> text_;
 };
 
+// Sets errno to what the last error of the system means; false.
+bool failWithErrno() noexcept;
+
 }  // namespace orvkit::platform
 
 #endif

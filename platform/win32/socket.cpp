@@ -188,8 +188,10 @@ bool connectSocket(unsigned int socket, const Address& address, int timeout) noe
 void sendAtOnce(unsigned int socket) noexcept {
     (void)setOption(socket, IPPROTO_TCP, TCP_NODELAY, 1);
 }
+// A port that was closed a moment ago is free here anyway. The option of the same name would share a port
+// with a listener that has it.
 bool reuseAddress(unsigned int socket) noexcept {
-    return setOption(socket, SOL_SOCKET, SO_REUSEADDR, 1);
+    return setOption(socket, SOL_SOCKET, SO_EXCLUSIVEADDRUSE, 1);
 }
 
 bool bindAny(unsigned int socket, int port) noexcept {

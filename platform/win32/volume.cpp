@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <cerrno>
 #include <system_error>
 
 #include "platform/win32/path.h"
@@ -15,7 +16,8 @@ bool freeSpace(const char* path, std::uint64_t& bytes, std::string& reason) {
         bytes = free.QuadPart;
         return true;
     }
-    reason = std::system_category().message(static_cast<int>(::GetLastError()));
+    if (wide.ok()) (void)failWithErrno();
+    reason = std::generic_category().message(errno);
     return false;
 }
 

@@ -7,6 +7,7 @@
 
 #include "support/capture_log.h"
 #include "support/dataset.h"
+#include "support/system.h"
 
 using std::string;
 
@@ -193,6 +194,25 @@ TEST(Decode, FaultsAreToldWithPathAndOffset) {
 // ---- made to hurt
 // -------------------------------------------------------------------------------------------
 
+// Where a length is added to a place, the sum fits no 32 bits.
+TEST(DecodeHostile, LengthsUpToFourGigabytes) {
+    for (const DICT_UID x : kSyntaxes) {
+        for (const unsigned int length : {0x7FFFFFFEu, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFF0u, 0xFFFFFFFEu}) {
+            const CaptureLog log;
+            for (const char* vr : {"OB", "SQ", "UN"}) {
+                DcElemList list;
+                Stream in = Stream(x).elem(0x00100010, "PN", "Doe^J ");
+                EXPECT_EQ(decode(list, in.header(0x00700009, vr, length).raw("value"), x),
+                          ELEM_VALUE_REFUSED);
+                EXPECT_NE(elemAt(list, 0x00100010), nullptr);
+            }
+            DcElemList list;
+            Stream item = Stream(x).header(0x00081140, "SQ", Stream::undefined).item(length).raw("value");
+            EXPECT_EQ(decode(list, item, x), x == kImplicit ? RESULT_OK : ELEM_VALUE_REFUSED);  // bytes then
+        }
+    }
+}
+
 TEST(DecodeHostile, AMillionLevelsAreRefused) {
     for (const DICT_UID x : kSyntaxes) {
         Stream in(x);
@@ -214,8 +234,8 @@ TEST(DecodeHostile, AThousandLevelsAreReadWrittenAndPrinted) {
         DcElemList list;
         ASSERT_EQ(decode(list, in, x), RESULT_OK);
         EXPECT_GT(frame(list, x).size(), 16000u);
-        EXPECT_EQ(list.printNodeList("/dev/null", "w", PRINT_NODE_TREE), RESULT_OK);
-        EXPECT_EQ(list.printNodeList("/dev/null", "w", PRINT_NODE_FLAT), RESULT_OK);
+        EXPECT_EQ(list.printNodeList(nullDevice, "w", PRINT_NODE_TREE), RESULT_OK);
+        EXPECT_EQ(list.printNodeList(nullDevice, "w", PRINT_NODE_FLAT), RESULT_OK);
     }
 }
 

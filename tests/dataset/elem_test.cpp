@@ -1,13 +1,13 @@
 // Construction, storage, raw buffers and sizes of elements.
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <memory>
 
+#include "platform/file.h"
 #include "support/capture_log.h"
 #include "support/dataset.h"
 #include "support/elem_values.h"
+#include "support/system.h"
 
 namespace {
 
@@ -103,11 +103,11 @@ TEST(Elem, RawPiecesAppendExceptForUnAndUt) {
 
 TEST(Elem, DiskBuffersBelongToPixelData) {
     CaptureLog log;
-    DcBuf file("/dev/null", 0, 10, kExplicit);
+    DcBuf file(nullDevice, 0, 10, kExplicit);
     DcElem lut(0x00281201u, &file);
     log.expect(LOG_VALIDATION, "DcElem::addValue",
                "Only Pixel Data (7fe0,0010) accepts disk based raw buffers");
-    EXPECT_EQ(lut.addValue("/dev/null", 0, 10u, kExplicit), RESULT_OK);
+    EXPECT_EQ(lut.addValue(nullDevice, 0, 10u, kExplicit), RESULT_OK);
     EXPECT_EQ(lut.addValue("/no/such/file", 0, 10u, kExplicit), ELEM_VALUE_REFUSED);
     log.expect(LOG_VALIDATION, "DcElem::addValue",
                "Element (0028,1201), unable to open file /no/such/file in rb mode");
@@ -120,15 +120,16 @@ TEST(Elem, DiskBuffersBelongToPixelData) {
 }
 
 TEST(Elem, HandlesAreDuplicatedAndClosedWithTheElement) {
-    const int handle = open("/dev/null", O_RDONLY);
-    const int probe = dup(handle);  // the lowest that is free
-    close(probe);
+    orvkit::platform::FileHandle file = orvkit::platform::openRead(nullDevice);
+    const int handle = file.get();
+    const int probe = orvkit::platform::duplicate(handle).get();  // the lowest that is free
+    orvkit::platform::FileInfo info;
     {
         const DcElem pixels(0x7FE00010u, handle, 0, 10u, kExplicit);
-        EXPECT_NE(fcntl(probe, F_GETFD), -1);
+        EXPECT_TRUE(orvkit::platform::examine(probe, info));
     }
-    EXPECT_EQ(fcntl(probe, F_GETFD), -1);
-    close(handle);
+    EXPECT_FALSE(orvkit::platform::examine(probe, info));
+    file.reset();
     CaptureLog log;
     DcElem pixels(0x7FE00010u, handle, 0, 10u, kExplicit);
     EXPECT_EQ(log.lines().at(0).text,

@@ -10,6 +10,7 @@
 #include "support/capture_log.h"
 #include "support/dataset.h"
 #include "support/elem_values.h"
+#include "support/system.h"
 
 using std::string;
 
@@ -178,7 +179,7 @@ TEST(ElemList, BufferListsAreJoinedAndDiskBuffersBecomePixels) {
     for (std::size_t cut = 1; cut < bytes.size(); ++cut) {
         DcElemList list;
         list + memory(bytes.substr(0, cut), kExplicit);
-        list + new DcBuf("/dev/null", 0, 44, kExplicit);
+        list + new DcBuf(nullDevice, 0, 44, kExplicit);
         list + memory(bytes.substr(cut), kExplicit);
         ASSERT_EQ(list.parse(), RESULT_OK);
         EXPECT_EQ(text(list, 0x00100010) + text(list, 0x00100020), "Doe^JaneID");

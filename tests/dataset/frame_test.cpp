@@ -4,6 +4,7 @@
 #include "support/capture_log.h"
 #include "support/dataset.h"
 #include "support/elem_values.h"
+#include "support/system.h"
 
 namespace {
 
@@ -117,7 +118,7 @@ TEST(Frame, EncapsulatedPixelDataEndsWithItsDelimiter) {
 TEST(Frame, MixedBuffersAreNotProcessed) {
     DcElem pixels(0x7FE00010u, nullptr, 0u, UID_NONE, VR_OW, 0);
     addRaw(pixels, "ab", kExplicit);
-    ASSERT_EQ(pixels.addValue("/dev/null", 0, 4u, kExplicit), RESULT_OK);
+    ASSERT_EQ(pixels.addValue(nullDevice, 0, 4u, kExplicit), RESULT_OK);
     CaptureLog log;
     EXPECT_EQ(framed(pixels, kExplicit).size(), 12u);
     log.expect(LOG_ERROR, "DcElem::frameValueOX",
@@ -146,7 +147,7 @@ TEST(ChangeXferSyn, RefusalsLeaveTheElementAsItWas) {
     EXPECT_EQ(pixels.changeXferSyn(UID_ORVKIT5_LZW), ELEM_LZW_OUTPUT);
     log.expect(LOG_ERROR, "putCode", "Insufficient buffer size");
     EXPECT_EQ(rawBytes(pixels), noise);
-    DcElem onDisk(0x7FE00010u, "/dev/null", 0, 4u, kExplicit);
+    DcElem onDisk(0x7FE00010u, nullDevice, 0, 4u, kExplicit);
     EXPECT_EQ(onDisk.changeXferSyn(UID_ORVKIT5_LZW), ELEM_XFER_SYNTAX);
     log.expect(LOG_VALIDATION, "DcElem::changeXferSyn", "Only memory buffers can be changed");
 }

@@ -8,20 +8,18 @@
 #include "support/capture_log.h"
 #include "support/dataset.h"
 #include "support/elem_values.h"
+#include "support/system.h"
 #include "support/temp_dir.h"
 
 namespace {
 
 template <typename Print>
 std::string printed(Print print) {
-    char* text = nullptr;
-    std::size_t size = 0;
-    FILE* file = open_memstream(&text, &size);
+    const TempDir dir;
+    FILE* const file = std::fopen((dir / "out").c_str(), "wb");
     EXPECT_EQ(print(file), RESULT_OK);
     std::fclose(file);
-    std::string all(text, size);
-    std::free(text);
-    return all;
+    return readWhole(dir / "out");
 }
 
 std::string flat(DcElem& e) {
@@ -97,10 +95,10 @@ TEST(Print, RawValuesShowWhereTheyAre) {
     std::snprintf(buffer, sizeof buffer, "  buf: %p   len: 20 (0x14) bytes\n",
                   orvkit::ElemAccess::firstBuf(*overlay)->getBuf());
     EXPECT_EQ(flatValues(*overlay), buffer + std::string("                 Total : 20 (0x14) bytes\n"));
-    DcElem pixels(0x7FE00010u, "/dev/null", 16, 200u, kExplicit);
-    EXPECT_EQ(flatValues(pixels),
-              "  filename: /dev/null   offset: 16 (0x10)  len: 200 (0xc8) bytes\n"
-              "                 Total : 200 (0xc8) bytes\n");
+    DcElem pixels(0x7FE00010u, nullDevice, 16, 200u, kExplicit);
+    EXPECT_EQ(flatValues(pixels), "  filename: " + std::string(nullDevice) +
+                                      "   offset: 16 (0x10)  len: 200 (0xc8) bytes\n"
+                                      "                 Total : 200 (0xc8) bytes\n");
 }
 
 TEST(Print, TreeShowsUnknownValuesAsTextWhereTheyAreText) {

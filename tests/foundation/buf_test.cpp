@@ -15,7 +15,7 @@ namespace {
 using namespace orvkit::platform;
 
 bool isOpen(int handle) {
-    return tell(handle) != -1;
+    return orvkit::platform::tell(handle) != -1;
 }
 
 class BufTest : public ::testing::Test {

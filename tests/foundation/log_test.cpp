@@ -26,7 +26,7 @@ class LogFile : public ::testing::Test {
     // The lines, each with a "|" for its time stamp.
     std::string text() const {
         static const std::regex stamp("(^|\n)[JFMASOND][a-z]{2}\\d\\d \\d\\d:\\d\\d:\\d\\d (?=[^\n])");
-        return std::regex_replace(readWhole(path_), stamp, "$1|");
+        return std::regex_replace(readText(path_), stamp, "$1|");
     }
 
     TempDir dir_;
@@ -58,7 +58,7 @@ TEST_F(LogFile, RefusesInOrder) {
     Log = nullptr;
     EXPECT_EQ(logReport(LOG_NOTICE, "x", none, 0), 10244);
     EXPECT_EQ(logReport(above, "x", "y"), 10241);
-    EXPECT_EQ(readWhole(path_), "");
+    EXPECT_EQ(readText(path_), "");
 }
 
 TEST_F(LogFile, SwitchesAndDirectsLevelsOnTheirOwn) {
@@ -81,7 +81,7 @@ TEST_F(LogFile, WritesLongLinesWholeFromSeveralThreads) {
     for (std::size_t size : {1024u, 100000u}) {
         const std::string message(size, 'm');
         EXPECT_EQ(logReport(LOG_ERROR, "x", "%s", message.c_str()), 0);
-        EXPECT_TRUE(readWhole(path_).ends_with(" <x> " + message + "\n")) << size;
+        EXPECT_TRUE(readText(path_).ends_with(" <x> " + message + "\n")) << size;
     }
     std::filesystem::remove(path_);
     const auto work = [](char c) {

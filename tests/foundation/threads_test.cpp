@@ -10,6 +10,7 @@
 
 #include "orvkit/elemlist.h"
 #include "orvkit/log.h"
+#include "support/system.h"
 
 namespace {
 
@@ -33,7 +34,7 @@ void work(int seed, std::atomic<int>& failures) {
 }  // namespace
 
 TEST(Threads, WorkSideBySideOnObjectsOfTheirOwn) {
-    (void)logSetFileName(LOG_APPLICATION, "/dev/null");
+    (void)logSetFileName(LOG_APPLICATION, nullDevice);
     std::atomic<int> failures = 0;
     std::vector<std::thread> threads;
     std::vector<std::string> uids(200);

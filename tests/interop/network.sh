@@ -5,100 +5,8 @@
 # Usage: network.sh PROGRAM ORVKIT SAMPLES
 set -uo pipefail
 program=$1 orvkit=$2 samples=${ORVKIT_SAMPLES:-$3}/encapsulated
-need() {
-  local name
-  for name; do command -v "$name" >/dev/null || { echo "skipped: $name is not installed"; exit 77; }; done
-}
+. "$(dirname "${BASH_SOURCE[0]}")/peers.sh"
 need "$program"
-work=$(mktemp -d)
-cd "$work" || exit 1
-pids=()
-cleanup() {
-  local pid
-  for pid in "${pids[@]}"; do kill -9 "$pid"; done 2>/dev/null
-  wait 2>/dev/null
-  rm -rf "$work"
-}
-trap cleanup EXIT
-export TCP_NODELAY=1
-faults=0
-fault() {
-  echo "FAULT: $*"
-  faults=$((faults + 1))
-}
-
-# ---- programs that run meanwhile ----------------------------------------------------------------------------
-
-free_port() {
-  local port
-  while port=$((20000 + RANDOM % 12000)); (exec 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null; do :; done
-  echo "$port"
-}
-# until_true TENTHS COMMAND...
-until_true() {
-  local tenths=$1
-  shift
-  for ((; tenths > 0; tenths--)); do
-    "$@" >/dev/null 2>&1 && return
-    sleep 0.1
-  done
-  return 1
-}
-# serve DIR OPTIONS...: sets $port and $server; the log is in $work/serve.log
-serve() {
-  : >"$work/serve.log"
-  "$orvkit" serve --port 0 "$@" 2>"$work/serve.log" &
-  server=$!
-  pids+=("$server")
-  until_true 100 grep -q 'listening on port' "$work/serve.log" || { echo "orvkit does not listen"; exit 1; }
-  port=$(sed -n 's/.*listening on port \([0-9]*\) .*/\1/p' "$work/serve.log")
-}
-# stop_server: it must go in time, with success, and leave no half file.
-stop_server() {
-  kill -TERM "$server"
-  until_true 100 eval "! kill -0 $server" || fault "orvkit serve does not stop"
-  wait "$server" || fault "orvkit serve: status $?, $(tail -3 "$work/serve.log")"
-  [ -z "$(find . -name '*.part')" ] || fault "half a file is left: $(find . -name '*.part')"
-}
-# peer PORT PROGRAM...
-peer() {
-  local at=$1
-  shift
-  "$@" >>"$work/peer.log" 2>&1 &
-  pids+=("$!")
-  until_true 200 eval "(exec 3<>/dev/tcp/127.0.0.1/$at)" || { echo "$1 does not listen"; cat "$work/peer.log"; exit 1; }
-}
-
-# ---- files and their data sets ------------------------------------------------------------------------------
-
-# The bytes behind the meta information.
-dataset() {
-  local length
-  length=$(od -An -tu4 -j140 -N4 "$1") && tail -c "+$((145 + length))" "$1"
-}
-digests() {
-  local file
-  find "$@" -type f | while read -r file; do dataset "$file" | sha256sum; done | sort
-}
-# same WHAT SENT RECEIVED: files or directories
-same() {
-  [ "$(digests "$2" | wc -l)" -gt 0 ] || fault "$1: nothing was to be sent"
-  if [ "$(digests "$2")" != "$(digests "$3")" ]; then fault "$1: other bytes arrived than were sent"; fi
-}
-# must WHAT COMMAND...: succeeds
-must() {
-  local what=$1
-  shift
-  "$@" >"$work/said" 2>&1 || { fault "$what: status $?"; tail -5 "$work/said"; }
-}
-# refuses WHAT WORDS COMMAND...: fails, and says why
-refuses() {
-  local what=$1 words=$2
-  shift 2
-  if "$@" >"$work/said" 2>&1; then fault "$what: success"; fi
-  grep -qE "$words" "$work/said" || { fault "$what: other words than $words"; tail -5 "$work/said"; }
-}
-logged() { grep -qE "$1" "$work/serve.log" || { fault "not in the log: $1"; tail -5 "$work/serve.log"; }; }
 
 # study DIR: our own images in three transfer syntaxes, and as many encapsulated ones as there are programs for
 study() {
@@ -152,8 +60,35 @@ case_storescu() {
     must "storescu $option" storescu -R "$option" --max-pdu 131072 localhost "$port" "$file"
     [[ $file = /* ]] && { dcmconv "$file" plain.dcm && file=plain.dcm; }  # encoded by the peer, as it sends it
     same "storescu $option" "$file" in
+    rm -rf in/*
+    [ "$option" = -xd ] && continue  # its end shows only when it is inflated
+    head -c -9 "$file" >cut
+    refuses "a cut object, $option" 'answered 0xC000' "$orvkit" send "A@localhost:$port" cut
+    [ -z "$(ls -A in)" ] || fault "a cut object, $option: $(ls -A in)"
   done < <(kinds)
+  must "storescu, abort" storescu -R --abort localhost "$port" study/SE000001/IM000008
+  logged 'association ended: the peer aborted the association'
+  big
+  # shellcheck disable=SC2046
+  storescu -R localhost "$port" $(yes "$work/big/SE000001/IM000001" | head -200) >/dev/null 2>&1 &
+  amid_a_store kill -9 "$!"
+  logged 'association ended: .* was not received to its end'
   stop_server
+  serve in
+  amid_a_store kill -9 "$server" &
+  # shellcheck disable=SC2046
+  refuses "a server that dies" . storescu -R localhost "$port" $(yes "$work/big/SE000001/IM000001" | head -200)
+  rm -rf in
+  serve in
+  must "a store after that" storescu -R localhost "$port" big/SE000001/IM000001
+  same "a store after that" big in
+  stop_server
+}
+# An image of 8 MiB; and a command that is run while a part of one has arrived.
+big() { "$orvkit" phantom big --size 2048 --series 1 --images 1 >/dev/null || exit 1; }
+amid_a_store() {
+  for ((tries = 0; tries < 20000; tries++)); do compgen -G 'in/.*.part' >/dev/null && break; done
+  "$@"
 }
 
 case_storescp() {
@@ -164,6 +99,14 @@ case_storescp() {
   peer "$at" storescp +xa +B -od in "$at"
   must "send to storescp" "$orvkit" send "A@localhost:$at" study -j 2
   same "send to storescp" study in
+  at=$(free_port)
+  peer "$at" storescp --refuse "$at"
+  refuses "echo, refused" 'rejected: rejected-permanent by the DICOM UL service-user: no-reason-given' \
+    "$orvkit" echo "A@localhost:$at"
+  at=$(free_port)
+  peer "$at" storescp --abort-during "$at"
+  refuses "send, aborted amid the object" 'IM000001: the peer aborted the association' \
+    "$orvkit" send "A@localhost:$at" study
 }
 
 # users of services that our server does not have, and what the peer's own archive sends us
@@ -216,6 +159,15 @@ case_dcmqrscp() {
   archive
   must "find" "$orvkit" find "QR@localhost:$qr" -k "$key" -k PatientName
   grep -q 'Phantom^Head' said || fault "find: $(cat said)"
+  must "find, JSON" "$orvkit" find "QR@localhost:$qr" -k "$key" -k SeriesInstanceUID --json
+  grep -q "\"0020000E\": {\"vr\": \"UI\", \"Value\": \[\"${key#*=}.2\"\]}" said || fault "find, JSON: $(cat said)"
+  must "find nothing" "$orvkit" find "QR@localhost:$qr" -k PatientName='NO*'
+  [ -s said ] && fault "find nothing: $(cat said)"
+  refuses "find, cancelled" 'cancelled: more than 1 results' "$orvkit" find "QR@localhost:$qr" -k SeriesInstanceUID -k "$key" \
+    --max-results 1
+  refuses "another title" 'called-AE-title-not-recognized' "$orvkit" find "OTHER@localhost:$qr"
+  refuses "an unknown destination" '0xA801 \(refused: move destination unknown\)' "$orvkit" move "QR@localhost:$qr" \
+    --dest NOBODY -k "$key"
   must "move to our server" "$orvkit" move "QR@localhost:$qr" --dest MOVER -k "$key"
   same "move to our server" plain in
   must "get" "$orvkit" get "QR@localhost:$qr" got -k "$key"

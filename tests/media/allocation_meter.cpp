@@ -1,11 +1,11 @@
 #include "media/allocation_meter.h"
 
-#include <malloc.h>
-
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <new>
+
+#include "tests/support/system.h"
 
 namespace {
 
@@ -15,13 +15,13 @@ std::atomic<std::size_t> most{0};
 void* take(std::size_t size) noexcept {
     void* p = std::malloc(size != 0 ? size : 1);
     if (p == nullptr) return nullptr;
-    const std::size_t now = held += malloc_usable_size(p);
+    const std::size_t now = held += allocatedSize(p);
     if (now > most) most = now;
     return p;
 }
 
 void give(void* p) noexcept {
-    if (p != nullptr) held -= malloc_usable_size(p);
+    if (p != nullptr) held -= allocatedSize(p);
     std::free(p);
 }
 

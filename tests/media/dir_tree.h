@@ -118,8 +118,7 @@ inline std::string crafted(unsigned int first, const std::vector<CraftedRecord>&
            std::string(s.bytes().begin(), s.bytes().end());
 }
 
-// ---- file sets with files
-// -----------------------------------------------------------------------------------
+// ---- file sets with files ------------------------------------------------------------
 
 // A Part 10 file below a folder, by its File ID with slashes.
 inline void makeImage(const TempDir& root, const std::string& fileId,
@@ -131,7 +130,7 @@ inline void makeImage(const TempDir& root, const std::string& fileId,
     DcElemList dataset;
     dataset.add(new DcElem(0x00080016u, UID_CT_IMAGE_STORAGE));
     dataset.add(new DcElem(0x00080018u, instance.c_str()));
-    dirWriteFile(path.c_str(), meta, dataset);
+    dirWriteFile(path.string().c_str(), meta, dataset);
 }
 
 // A chain of new records from PATIENT to IMAGE below the file set; gives the IMAGE.

@@ -64,7 +64,7 @@ TEST(MetaInfo, Prints) {
     const TempDir temp;
     const std::string path = (temp / "print.txt");
     EXPECT_EQ(meta.printInfo(path.c_str(), "w"), RESULT_OK);
-    EXPECT_EQ(readWhole(path),
+    EXPECT_EQ(readText(path),
               "            File Meta Header\n\n"
               "    Version         - 0x0001\n"
               "    Class UID       - 1.2.840.10008.5.1.4.1.1.2 (CT Image Storage)\n"

@@ -7,6 +7,7 @@
 #include "media/leaves.h"
 #include "media/part10.h"
 #include "support/capture_log.h"
+#include "support/system.h"
 
 namespace {
 
@@ -128,7 +129,7 @@ TEST(ReadFile, WhatIsNoReadableRegularFileIsRefusedAtOnce) {
     } cases[] = {
         {(temp / "absent"), "stat error file '" + (temp / "absent") + "'"},
         {(temp / "."), "'" + (temp / ".") + "' is not a regular file"},
-        {"/dev/zero", "'/dev/zero' is not a regular file"},
+        {nullDevice, "'" + std::string(nullDevice) + "' is not a regular file"},
     };
     CaptureLog log;
     for (const auto& c : cases) {

@@ -219,6 +219,15 @@ TEST(Cmd, ResponsesTakeTheirFieldsFromTheRequest) {
             EXPECT_EQ(log.take(), expected);
         }
     }
+    // Each missing field is told, but for a request that is about no SOP class.
+    CaptureLog log;
+    DcCmdNEventRq event;
+    DcCmdNEventRsp response;
+    EXPECT_EQ(response.parseRequest(&event), RSP_FIELD_MISSING);
+    EXPECT_EQ(log.take().size(), 1u);
+    event.add(new DcElem(T_0000_0002_affectedSopClassUid, UID_VERIFICATION));
+    EXPECT_EQ(response.parseRequest(&event), RSP_FIELD_MISSING);
+    EXPECT_EQ(log.take().size(), 3u);
 }
 
 orvkit::ReceivedMsg received(DcElem* element) {

@@ -1,6 +1,4 @@
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <numeric>
@@ -11,6 +9,7 @@
 #include "network/pdus.h"
 #include "orvkit/datatf.h"
 #include "orvkit/file.h"
+#include "platform/file.h"
 #include "support/capture_log.h"
 #include "support/dataset.h"
 #include "support/temp_dir.h"
@@ -231,6 +230,16 @@ TEST_F(PixelsOnDisk, FollowTheirHeaderAndPrecedeWhatTrails) {
     Message encapsulated(kEncapsulated);
     addPixels(encapsulated, path_.c_str(), 3, 100, kEncapsulated);
     EXPECT_EQ(shape(encapsulated.send()), "0:12 0:100 2:8");
+
+    // Without a byte: the last fragment is marked, and what has no length of its own has its delimiter.
+    for (const auto& [own, stream, sent] :
+         {std::tuple(UID_LITTLE_ENDIAN_EXPLICIT, kEncapsulated, "2:12"),
+          {kEncapsulated, kEncapsulated, "0:12 2:8"},
+          {UID_DEFLATED_LITTLE_ENDIAN_EXPLICIT, UID_DEFLATED_LITTLE_ENDIAN_EXPLICIT, "0:12 2:8"}}) {
+        Message empty(stream);
+        addPixels(empty, path_.c_str(), 3, 0, own);
+        EXPECT_EQ(shape(empty.send()), sent);
+    }
 }
 
 TEST_F(PixelsOnDisk, WordsTakeTheByteOrderOfTheStream) {
@@ -266,6 +275,19 @@ TEST_F(PixelsOnDisk, FailuresAreToldAndLeaveTheListWhole) {
          "DcPduDataTf::writeDataDisk", "error reading disk buffer, block #6, block length 16352");
     with(path_.c_str(), -16, 10, "3:20 0:12", "DcPduDataTf::writeDataDisk",
          "seek error, offset 0xfffffff0 (-16)");
+
+    // What cannot go out from disk is refused before the command goes.
+    Message nested;
+    nested.addCommand();
+    auto* const sequence = new DcElemSq(T_0008_1140_referencedImageSequence);
+    auto* const item = new DcElemSqItem;
+    addPixels(item->getElemList(), path_.c_str(), 3, 8);
+    sequence->add(item);
+    nested.add(sequence);
+    EXPECT_TRUE(nested.send(DATATF_READ).empty());
+    EXPECT_TRUE(
+        log.tookOnly(LOG_ERROR, "DcPduDataTf::writeData",
+                     "Element (7fe0,0010) - only Pixel Data can be sent from disk, and not in a sequence"));
 }
 
 TEST(DataTf, FileReferenceSendsTheDataSetAsItLies) {
@@ -304,11 +326,11 @@ int readRest(DcPduDataTf& message, const Bytes& bytes, int dumpFd = -1) {
 
 TEST(DataTf, EveryValueBecomesABuffer) {
     TempDir dir;
-    const int dump = ::open((dir / "dump").c_str(), O_CREAT | O_RDWR, 0600);
+    orvkit::platform::FileHandle dump = orvkit::platform::createWrite((dir / "dump").c_str());
     Message message;
     EXPECT_EQ(message.firstBuf(), nullptr);
     const Bytes bytes = pdu(4, joined({pdv(1, 3, {1, 2, 3}), pdv(9, 0, {}), pdv(7, 2, {4, 5})}));
-    EXPECT_EQ(readRest(message, bytes, dump), RESULT_OK);
+    EXPECT_EQ(readRest(message, bytes, dump.get()), RESULT_OK);
     ASSERT_NE(message.firstBuf(), nullptr);
     EXPECT_EQ(message.firstBuf()->next(), message.lastBuf());
     EXPECT_EQ(message.firstBuf()->getLen(), 3u);
@@ -319,7 +341,6 @@ TEST(DataTf, EveryValueBecomesABuffer) {
     EXPECT_EQ(readWhole(dir / "dump"), "\1\2\3\4\5");
     EXPECT_EQ(readRest(message, pdu(4, {})), RESULT_OK) << "no value at all";
     EXPECT_EQ(orvkit::PduAccess::buffers(message)->count(), 2);
-    ::close(dump);
 }
 
 TEST(DataTf, MalformedValuesAreRefusedByName) {

@@ -2,9 +2,12 @@
 #include "orvkit/msm.h"
 
 #include <atomic>
+#include <filesystem>
 
+#include "media/allocation_meter.h"
 #include "network/pair.h"
 #include "support/capture_log.h"
+#include "support/system.h"
 
 namespace {
 
@@ -262,6 +265,67 @@ TEST(Association, AbortsAndBrokenConnectionsAreToldFromEachOther) {
         EXPECT_EQ(second.release(), 11351);
     }
     EXPECT_EQ(seen, 11352);
+}
+
+// The user becomes the provider of what both grant it (PS3.7 D.3.3.4): here, as in C-GET, it is sent an
+// image.
+TEST(Association, TheRoleThatWasNegotiatedIsTheOneThatWorks) {
+    auto support = sopList({UID_CT_IMAGE_STORAGE}, {UID_LITTLE_ENDIAN_EXPLICIT}, TSM_ROLE_SCP);
+    support.insert(support.begin(), sopList({UID_MR_IMAGE_STORAGE}).front());  // answers no role selection
+    std::vector<int> roles;
+    Provider provider(support, [&](DcMsm& msm) {
+        DcMsmAssoInfo info;
+        msm.getAssoInfo(info);
+        roles.assign(info.role, info.role + 2);
+        DcCmdCStoreRq request;
+        request + new DcElem(T_0000_0002_affectedSopClassUid, UID_CT_IMAGE_STORAGE) +
+            new DcElem(T_0000_1000_affectedSopInstanceUid, "1.2.3") + new DcElem(T_0010_0020_patientId, "P1");
+        EXPECT_EQ(msm.sendMessage(UID_CT_IMAGE_STORAGE, &request, UID_NONE), 0);
+        Message response;
+        EXPECT_EQ(receive(msm, response), 11349);
+        EXPECT_EQ(response->getType(), DICT_MSG_C_STORE_RSP);
+        EXPECT_EQ(receive(msm, response), 11352);
+    });
+    User user(provider.port());
+    const auto both = static_cast<TSM_ROLE>(TSM_ROLE_SCU | TSM_ROLE_SCP);
+    ASSERT_EQ(
+        user.open(sopList({UID_CT_IMAGE_STORAGE, UID_MR_IMAGE_STORAGE}, {UID_LITTLE_ENDIAN_EXPLICIT}, both)),
+        11346);
+    DcMsmAssoInfo info;
+    user.getAssoInfo(info);
+    EXPECT_EQ((std::vector<int>(info.role, info.role + 2)), (std::vector<int>{TSM_ROLE_SCP, TSM_ROLE_NONE}));
+    Message request;
+    ASSERT_EQ(user.receive(request), 11349);
+    EXPECT_EQ(text(*request, T_0010_0020_patientId), "P1");
+    answer<DcCmdCStoreRq, DcCmdCStoreRsp>(user, *request);
+    EXPECT_EQ(user.release(), 11351);
+    provider.join();
+    EXPECT_EQ(roles, (std::vector<int>{TSM_ROLE_SCP, TSM_ROLE_NONE}));
+}
+
+TEST(Association, ThreeHundredOfThemLeaveNothingBehind) {
+    const auto associate = [] {
+        Provider provider(sopList({UID_VERIFICATION}), [](DcMsm& msm) {
+            for (Message request; receive(msm, request) == 11349;) {
+                answer<DcCmdCEchoRq, DcCmdCEchoRsp>(msm, *request);
+            }
+        });
+        User user(provider.port());
+        ASSERT_EQ(user.open(sopList({UID_VERIFICATION})), 11346);
+        for (int i = 0; i < 10; ++i) {
+            DcCmdCEchoRq request;
+            Message response;
+            ASSERT_EQ(user.write(UID_VERIFICATION, &request), 0);
+            ASSERT_EQ(user.receive(response), 11349);
+        }
+        ASSERT_EQ(user.release(), 11351);
+    };
+    associate();
+    const std::size_t open = openHandles();
+    const AllocationMeter meter;
+    for (int i = 0; i < 300 && !HasFatalFailure(); ++i) associate();
+    EXPECT_EQ(openHandles(), open);
+    EXPECT_LT(meter.live(), 4096u);
 }
 
 // Both sides ask for release at once (PS3.8 9.2: Sta9 to Sta12).

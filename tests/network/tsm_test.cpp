@@ -1,8 +1,6 @@
 // The transport: its state table cell by cell, listening ports, and a bound for every wait.
 #include "orvkit/tsm.h"
 
-#include <unistd.h>
-
 #include <chrono>
 #include <map>
 #include <sstream>
@@ -17,18 +15,11 @@ namespace net = orvkit::platform;
 
 namespace {
 
-// The peer's end stays with the pair; ours goes to the transport.
-unsigned int giveOurs(SocketPair& sockets) {
-    const int copy = ::dup(static_cast<int>(sockets.ours()));
-    sockets.closeOurs();
-    return static_cast<unsigned int>(copy);
-}
-
 class Transport : public DcTsm {
   public:
     explicit Transport(TSM_ROLE role = TSM_ROLE_NONE, int port = 0) : DcTsm(role, port, nullptr) {}
     Transport(SocketPair& sockets, bool client) : Transport() {
-        setSockHandles(client ? TSM_ROLE_SCU : TSM_ROLE_SCP, giveOurs(sockets), PDU_SOCKET_NONE);
+        setSockHandles(client ? TSM_ROLE_SCU : TSM_ROLE_SCP, sockets.giveOurs(), PDU_SOCKET_NONE);
     }
     int step(int event, void* arg = nullptr) { return stateMachine(static_cast<TSM_EVENT>(event), arg); }
     int stepIn(int state, int event, void* arg) {

@@ -1,8 +1,6 @@
 // The upper layer: putting messages together, and where their pixels go.
 #include "orvkit/tul.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <thread>
 
@@ -40,9 +38,7 @@ class Upper : public DcTul {
     int receive(const Bytes& bytes, DICT_UID xferSyn, TSM_STATE state = TSM_STATE_06_ASSOCIATED) {
         closeSockConv();
         SocketPair sockets;
-        const int ours = ::dup(static_cast<int>(sockets.ours()));
-        sockets.closeOurs();
-        setSockHandles(TSM_ROLE_SCU, static_cast<unsigned int>(ours), PDU_SOCKET_NONE);
+        setSockHandles(TSM_ROLE_SCU, sockets.giveOurs(), PDU_SOCKET_NONE);
         DcTsmTimeoutInfo timeouts = seconds(5);
         setTimeoutInfo(timeouts);
         setState(state);
@@ -213,6 +209,10 @@ TEST(UpperLayer, WhatBreaksAMessageIsRefusedByName) {
               "Invalid Presentation Context ID - 5, association will be closed"},
              {joined({begun, fragment(data, true, 3)}), "DcTul::readPduDataTf",
               "Presentation Context ID 3 within a message of 1, Association will be closed"},
+             {joined({fragment(Bytes(8, 'c'), false, 1, 1),
+                      pdu(4, joined({pdv(1, 1, Bytes(8, 'c')), pdv(1, 0, {0})})),
+                      pdu(4, joined({pdv(1, 1, Bytes(8, 'c')), pdv(1, 0, {0})}))}),
+              "DcTul::readPduDataTf", "Command within a data set, Association will be closed"},
              {joined({begun, fragment(data, true, 1, 1)}), "DcTul::readPduDataTf",
               "Command within a data set, Association will be closed"},
          }) {
@@ -280,13 +280,33 @@ TEST(UpperLayer, DataSetsPassThroughTheirCallback) {
     EXPECT_TRUE(sink.bytes.empty()) << "commands are the message's";
     EXPECT_NE(elemAt(*upper.message(), 0x00000100), nullptr);
 
+    // A command in two pieces, the second in one PDU with the data: the message ends where the command does.
+    const Bytes& whole = command.bytes();
+    const auto half = whole.begin() + 5;
+    sink = Sink();
+    EXPECT_EQ(
+        upper.receive(
+            joined({fragment({whole.begin(), half}, false, kContext, 1),
+                    pdu(4, joined({pdv(kContext, 3, {half, whole.end()}), pdv(kContext, 2, image.whole)}))}),
+            kJpeg),
+        0);
+    EXPECT_NE(elemAt(*upper.message(), 0x00000100), nullptr);
+    EXPECT_TRUE(sink.bytes.empty()) << "the data are handed out by the next call, if the connection holds";
+
+    // Whatever number the application ends the reception with, it is refused and no half message comes out.
+    for (const int answer : {7, 5670, 16467}) {
+        const CaptureLog log;
+        sink.answer = answer;
+        EXPECT_EQ(upper.receive(fragment(image.whole, true), kJpeg), 16907);
+        EXPECT_EQ(upper.received, nullptr);
+    }
+
     // 64 MiB in fragments of 64 KiB are not held.
+    sink = Sink();
     const Bytes piece(65536, 'd');
     Bytes one = fragment(piece, false);
     SocketPair sockets;
-    upper.setSockHandles(TSM_ROLE_SCU, static_cast<unsigned int>(::dup(static_cast<int>(sockets.ours()))),
-                         PDU_SOCKET_NONE);
-    sockets.closeOurs();
+    upper.setSockHandles(TSM_ROLE_SCU, sockets.giveOurs(), PDU_SOCKET_NONE);
     upper.setState(TSM_STATE_06_ASSOCIATED);
     upper.registerDataSetCB(&sink,
                             [](void* user, const unsigned char*, unsigned int length, DICT_UID, int last) {

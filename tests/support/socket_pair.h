@@ -2,15 +2,12 @@
 #ifndef ORVKIT_TESTS_SUPPORT_SOCKET_PAIR_H
 #define ORVKIT_TESTS_SUPPORT_SOCKET_PAIR_H
 
-#include <sys/socket.h>
-
 #include <array>
-#include <stdexcept>
-#include <string>
 #include <thread>
 #include <vector>
 
 #include "platform/socket.h"
+#include "tests/support/system.h"
 
 using Bytes = std::vector<unsigned char>;
 
@@ -20,25 +17,22 @@ inline void append(Bytes& to, const Bytes& more) {
 
 class SocketPair {
   public:
-    SocketPair() {
-        int ends[2];
-        if (::socketpair(AF_UNIX, SOCK_STREAM, 0, ends) != 0) throw std::runtime_error("no socket pair");
-        ours_.reset(static_cast<unsigned int>(ends[0]));
-        peer_.reset(static_cast<unsigned int>(ends[1]));
-    }
+    SocketPair() = default;
     // With what the peer sends before it closes its end.
     explicit SocketPair(const Bytes& bytes) : SocketPair() {
         send(bytes);
         closePeer();
     }
 
-    unsigned int ours() const { return ours_.get(); }
-    unsigned int peer() const { return peer_.get(); }
+    unsigned int ours() const { return ends_.one.get(); }
+    unsigned int peer() const { return ends_.other.get(); }
+    // The peer's end stays with the pair.
+    unsigned int giveOurs() { return ends_.one.release(); }
     void send(const Bytes& bytes) {
         orvkit::platform::sendTwo(peer(), bytes.data(), bytes.size(), nullptr, 0);
     }
-    void closePeer() { peer_.reset(); }
-    void closeOurs() { ours_.reset(); }
+    void closePeer() { ends_.other.reset(); }
+    void closeOurs() { ends_.one.reset(); }
 
     // What the peer receives while `work` runs, which may be more than a socket holds.
     template <typename Work>
@@ -53,14 +47,13 @@ class SocketPair {
             }
         });
         work();
-        ::shutdown(static_cast<int>(ours()), SHUT_WR);
+        endSending(ours());
         reader.join();
         return all;
     }
 
   private:
-    orvkit::platform::Socket ours_;
-    orvkit::platform::Socket peer_;
+    ConnectedSockets ends_ = connectedSockets();
 };
 
 #endif

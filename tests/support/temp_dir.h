@@ -2,19 +2,19 @@
 #ifndef ORVKIT_TESTS_SUPPORT_TEMP_DIR_H
 #define ORVKIT_TESTS_SUPPORT_TEMP_DIR_H
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <stdexcept>
+#include <random>
 #include <string>
 
 class TempDir {
   public:
     TempDir() {
-        std::string name = (std::filesystem::temp_directory_path() / "orvkit-test-XXXXXX").string();
-        if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary directory");
-        path_ = name;
+        std::random_device random;
+        do {
+            path_ = std::filesystem::temp_directory_path() / ("orvkit-test-" + std::to_string(random()));
+        } while (!std::filesystem::create_directory(path_));
     }
     TempDir(const TempDir&) = delete;
     TempDir& operator=(const TempDir&) = delete;
@@ -23,7 +23,7 @@ class TempDir {
         std::filesystem::remove_all(path_, ignored);
     }
     // The path of a file in the directory, whether it exists or not.
-    std::string operator/(const std::string& name) const { return (path_ / name).string(); }
+    std::string operator/(const std::string& name) const { return (path_ / name).generic_string(); }
 
   private:
     std::filesystem::path path_;
@@ -31,6 +31,12 @@ class TempDir {
 
 inline std::string readWhole(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+// With the ends of lines that the C library's text files have on this system taken as "\n".
+inline std::string readText(const std::string& path) {
+    std::ifstream in(path);
     return {std::istreambuf_iterator<char>(in), {}};
 }
 

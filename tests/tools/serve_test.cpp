@@ -4,6 +4,7 @@
 #include <signal.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <chrono>
@@ -145,6 +146,9 @@ class ServeTest : public CommandTest {
             std::vector<char*> arguments;
             for (std::string& o : options) arguments.push_back(o.data());
             arguments.push_back(nullptr);
+            // Fewer than those who come to the door.
+            const rlimit files{900, 900};
+            ::setrlimit(RLIMIT_NOFILE, &files);
             const int log = ::open((dir / "serve.log").c_str(), O_CREAT | O_WRONLY | O_APPEND, 0644);
             ::dup2(log, 2);
             ::execv(ORVKIT_COMMAND, arguments.data());
@@ -239,18 +243,51 @@ TEST_F(ServeTest, AnObjectInOnePduWithItsCommandIsStored) {
 
 TEST_F(ServeTest, WhatIsNoStorableObjectIsAnsweredAndLeavesNoFile) {
     serve();
-    const struct {
-        const char* instance;
-        unsigned int status;
-    } rows[] = {{"../../evil", 0xC000}, {"1..2", 0xC000}, {"", 0xC000}, {"1.2.3", 0}};
     RawPeer sender(port);
     ASSERT_TRUE(sender.associate());
-    for (const auto& row : rows) {
-        ASSERT_TRUE(sender.say(
-            joined({pdu(PDU_TYPE_DATA_TF, pdv(1, 3, storeCommand(row.instance))),
-                    pdu(PDU_TYPE_DATA_TF, pdv(1, 2, ctDataset(*row.instance ? row.instance : "1", 100)))})));
-        EXPECT_EQ(statusIn(sender.hear()), row.status) << row.instance;
+    const auto store = [&](const std::string& instance, const Bytes& object, std::size_t piece = 16000) {
+        Bytes all = pdu(PDU_TYPE_DATA_TF, pdv(1, 3, storeCommand(instance)));
+        std::size_t at = 0;
+        do {
+            const std::size_t end = std::min(at + piece, object.size());
+            append(all, pdu(PDU_TYPE_DATA_TF, pdv(1, end == object.size() ? 2 : 0,
+                                                  Bytes(object.data() + at, object.data() + end))));
+            at = end;
+        } while (at < object.size());
+        EXPECT_TRUE(sender.say(all));
+        return statusIn(sender.hear());
+    };
+    for (const char* instance : {"../../evil", "1..2", ""}) {
+        EXPECT_EQ(store(instance, ctDataset("1", 100)), 0xC000u) << instance;
     }
+    EXPECT_EQ(store("1.2.3", ctDataset("1.2.30", 100)), 0xC000u);
+    EXPECT_EQ(store("1.2.3", element(0x00080016, uidValue("1.2.840.10008.5.1.4.1.1.4"))), 0xA900u);
+    EXPECT_EQ(store("1.2.3", {}), 0xC000u);
+    EXPECT_TRUE(untilTrue(5s, [&] { return names("in").empty(); }));
+
+    // Cut anywhere but between two elements, also in a sequence of undefined length.
+    const Bytes undefined{0xFF, 0xFF, 0xFF, 0xFF};
+    const auto header = [](unsigned int tag, const Bytes& length) {
+        Bytes bytes = element(tag, {});
+        std::copy(length.begin(), length.end(), bytes.end() - 4);
+        return bytes;
+    };
+    const Bytes parts[] = {
+        element(0x00080018, uidValue("1.2.3")), header(0x00081140, undefined), header(0xFFFEE000, undefined),
+        element(0x00081155, uidValue("1.2.4")), element(0xFFFEE00D, {}),       element(0xFFFEE0DD, {}),
+        element(0x7FE00010, Bytes(9, 7))};
+    Bytes whole;
+    std::set<std::size_t> ends;
+    for (const Bytes& part : parts) {
+        append(whole, part);
+        ends.insert(whole.size());
+    }
+    for (std::size_t length = 1; length <= whole.size(); ++length) {
+        const Bytes object(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length));
+        EXPECT_EQ(store("1.2.3", object, 1 + length % 7), ends.contains(length) ? 0u : 0xC000u) << length;
+    }
+    append(whole, Bytes(13, 0));
+    EXPECT_EQ(store("1.2.3", whole), 0u) << "padding";
     EXPECT_EQ(names("in"), std::vector<std::string>{"1.2.3.dcm"});
     EXPECT_EQ(stop(), 0);
 }
@@ -316,6 +353,38 @@ TEST_F(ServeTest, HostilePeersHoldNobodyUp) {
     EXPECT_TRUE(untilTrue(10s, [&] { return openFiles() <= before; })) << openFiles() << " of " << before;
     EXPECT_EQ(stop(), 0);
     EXPECT_TRUE(names("in").empty());
+}
+
+TEST_F(ServeTest, EachBrokenAssociationIsToldWithItsReason) {
+    serve({"--timeout", "1"});
+    const Bytes command = pdu(PDU_TYPE_DATA_TF, pdv(1, 3, storeCommand("1.2.3")));
+    const Bytes amid = joined({command, pdu(PDU_TYPE_DATA_TF, pdv(1, 0, Bytes(20, 0)))});
+    const struct {
+        Bytes said;
+        bool closes;
+        const char* told;
+    } rows[] = {
+        {{}, true, "ended: the peer closed the connection, or it broke\n"},
+        {{}, false, "aborted: nothing came in time\n"},
+        {amid, true, "ended: the connection broke in the middle of a message; 1.2.3 was not received"},
+        {amid, false, "ended: the peer stopped in the middle of a message; 1.2.3 was not received"},
+        {joined({amid, {4, 0, 0, 0, 9}}), true,
+         "ended: the peer broke off in the middle of a PDU, or was too slow; 1"},
+        {joined({amid, pdu(PDU_TYPE_ABORT, Bytes(4))}), false,
+         "ended: the peer aborted the association in the mid"},
+        {pdu(PDU_TYPE_ASSO_AC, ::Association().body()), false,
+         "ended: the peer sent a PDU that has no place here"},
+        {pdu(9, {}), false, "ended: the peer sent something that is no DICOM message"},
+        {pdu(PDU_TYPE_DATA_TF, pdv(3, 3, {1})), false,
+         "ended: the peer broke the protocol, and the association was closed: Invalid Presentation Context "
+         "ID - 3"},
+    };
+    for (const auto& row : rows) {
+        RawPeer sender(port);
+        ASSERT_TRUE(sender.associate() && (row.said.empty() || sender.say(row.said)));
+        if (row.closes) sender.halfClose();
+        EXPECT_TRUE(logs(std::string("association ") + row.told)) << row.told;
+    }
 }
 
 TEST_F(ServeTest, AServerThatIsKilledLeavesNoNameWithoutAWholeObject) {

@@ -1,0 +1,42 @@
+# The libraries of others that the command and the tests use: CLI11, nlohmann/json and GoogleTest, by the names
+# of their packages' targets.
+#
+# A build for another machine than this one (CMAKE_CROSSCOMPILING: Windows, 32-bit Linux) cannot link the host's
+# GoogleTest, and must not see /usr/include behind the compiler's own headers. It takes the two that are headers
+# only through links in the build tree, and builds GoogleTest from its installed sources.
+set(ORVKIT_GTEST_SOURCE /usr/src/googletest/googletest CACHE PATH "GoogleTest's sources, for builds for another machine")
+
+function(orvkit_link_host_headers target folder header)
+  find_path(${folder}_host_include ${header} REQUIRED NO_CMAKE_FIND_ROOT_PATH)
+  set(links ${PROJECT_BINARY_DIR}/host_headers/${folder})
+  file(MAKE_DIRECTORY ${links})
+  file(CREATE_LINK ${${folder}_host_include}/${folder} ${links}/${folder} SYMBOLIC)
+  add_library(${target} INTERFACE IMPORTED GLOBAL)
+  target_include_directories(${target} SYSTEM INTERFACE ${links})
+endfunction()
+
+macro(orvkit_find_command_packages)
+  if(CMAKE_CROSSCOMPILING)
+    orvkit_link_host_headers(CLI11::CLI11 CLI CLI/CLI.hpp)
+    orvkit_link_host_headers(nlohmann_json::nlohmann_json nlohmann nlohmann/json.hpp)
+  else()
+    find_package(CLI11 REQUIRED)
+    find_package(nlohmann_json REQUIRED)
+  endif()
+endmacro()
+
+macro(orvkit_find_gtest)
+  if(CMAKE_CROSSCOMPILING)
+    find_package(Threads REQUIRED)
+    add_library(orvkit_gtest STATIC EXCLUDE_FROM_ALL ${ORVKIT_GTEST_SOURCE}/src/gtest-all.cc)
+    target_include_directories(orvkit_gtest SYSTEM PUBLIC ${ORVKIT_GTEST_SOURCE}/include
+                                                   PRIVATE ${ORVKIT_GTEST_SOURCE})
+    target_link_libraries(orvkit_gtest PUBLIC Threads::Threads)
+    add_library(orvkit_gtest_main STATIC EXCLUDE_FROM_ALL ${ORVKIT_GTEST_SOURCE}/src/gtest_main.cc)
+    target_link_libraries(orvkit_gtest_main PUBLIC orvkit_gtest)
+    add_library(GTest::gtest ALIAS orvkit_gtest)
+    add_library(GTest::gtest_main ALIAS orvkit_gtest_main)
+  else()
+    find_package(GTest REQUIRED)
+  endif()
+endmacro()

@@ -1,0 +1,21 @@
+// What a platform must implement: being asked to end, by the user at the keyboard or by the system.
+#ifndef ORVKIT_PLATFORM_STOP_H
+#define ORVKIT_PLATFORM_STOP_H
+
+namespace orvkit::platform {
+
+// The file that is removed when the program is ended from outside (SIGINT, SIGTERM and SIGHUP; on Windows
+// Ctrl-C, Ctrl-Break, and the end of the console or of the session): one at a time in a process. "" for none.
+// False when the name is too long.
+bool removeWhenEnded(const char* path) noexcept;
+
+// From now on those but SIGHUP do not end the program: `stopAsked` tells of them instead. Every one, or only
+// the first: then the second ends the program, and a signal that the caller of the program had ignored stays
+// so.
+void noteStops() noexcept;
+void noteFirstStop() noexcept;
+bool stopAsked() noexcept;
+
+}  // namespace orvkit::platform
+
+#endif

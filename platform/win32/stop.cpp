@@ -1,0 +1,68 @@
+#include "platform/stop.h"
+
+#include <windows.h>
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+
+#include "platform/win32/path.h"
+
+namespace orvkit::platform {
+
+namespace {
+
+// The system calls the handler on a thread of its own.
+std::mutex doomedMutex;
+std::unique_ptr<WidePath> doomed;
+
+enum class Noted : unsigned char { none, first, all };
+std::atomic<Noted> noted = Noted::none;
+std::atomic<bool> asked = false;
+
+BOOL WINAPI handleEnd(DWORD reason) noexcept {
+    const bool before = asked.exchange(true);
+    if (noted == Noted::all || (noted == Noted::first && !before)) {
+        // After these the process is ended as soon as the handler returns: the program has until the system
+        // loses patience.
+        if (reason != CTRL_C_EVENT && reason != CTRL_BREAK_EVENT) ::Sleep(INFINITE);
+        return TRUE;
+    }
+    const std::lock_guard lock(doomedMutex);
+    if (doomed != nullptr) (void)::DeleteFileW(doomed->get());
+    return FALSE;  // the system's own handler ends the process
+}
+
+void install() noexcept {
+    static const bool installed = ::SetConsoleCtrlHandler(handleEnd, TRUE) != 0;
+    (void)installed;
+}
+
+}  // namespace
+
+bool removeWhenEnded(const char* path) noexcept {
+    const std::lock_guard lock(doomedMutex);
+    doomed.reset();
+    if (*path == '\0') return true;
+    doomed.reset(new (std::nothrow) WidePath(path));
+    if (doomed == nullptr || !doomed->ok()) {
+        doomed.reset();
+        return false;
+    }
+    install();
+    return true;
+}
+
+void noteStops() noexcept {
+    noted = Noted::all;
+    install();
+}
+void noteFirstStop() noexcept {
+    noted = Noted::first;
+    install();
+}
+bool stopAsked() noexcept {
+    return asked;
+}
+
+}  // namespace orvkit::platform

@@ -1,0 +1,96 @@
+# Sourced by the scripts that let our command and other programs talk: a working directory that goes with all that
+# was started in it, faults, programs that run meanwhile, and data sets compared. The scripts set $orvkit.
+# shellcheck shell=bash
+need() {
+  local name
+  for name; do command -v "$name" >/dev/null || { echo "skipped: $name is not installed"; exit 77; }; done
+}
+work=$(mktemp -d)
+cd "$work" || exit 1
+pids=()
+cleanup() {
+  local pid
+  for pid in "${pids[@]}"; do kill -9 "$pid"; done 2>/dev/null
+  wait 2>/dev/null
+  rm -rf "$work"
+}
+trap cleanup EXIT
+export TCP_NODELAY=1
+faults=0
+fault() {
+  echo "FAULT: $*"
+  faults=$((faults + 1))
+}
+
+# ---- programs that run meanwhile ----------------------------------------------------------------------------
+
+free_port() {
+  local port
+  while port=$((20000 + RANDOM % 12000)); (exec 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null; do :; done
+  echo "$port"
+}
+# until_true TENTHS COMMAND...
+until_true() {
+  local tenths=$1
+  shift
+  for ((; tenths > 0; tenths--)); do
+    "$@" >/dev/null 2>&1 && return
+    sleep 0.1
+  done
+  return 1
+}
+# serve DIR OPTIONS...: sets $port and $server; the log is in $work/serve.log
+serve() {
+  : >"$work/serve.log"
+  "$orvkit" serve --port 0 "$@" 2>"$work/serve.log" &
+  server=$!
+  pids+=("$server")
+  until_true 100 grep -q 'listening on port' "$work/serve.log" || { echo "orvkit does not listen"; exit 1; }
+  port=$(sed -n 's/.*listening on port \([0-9]*\) .*/\1/p' "$work/serve.log")
+}
+# stop_server: it must go in time, with success, and leave no half file.
+stop_server() {
+  kill -TERM "$server"
+  until_true 100 eval "! kill -0 $server" || fault "orvkit serve does not stop"
+  wait "$server" || fault "orvkit serve: status $?, $(tail -3 "$work/serve.log")"
+  [ -z "$(find . -name '*.part')" ] || fault "half a file is left: $(find . -name '*.part')"
+}
+# peer PORT PROGRAM...
+peer() {
+  local at=$1
+  shift
+  "$@" >>"$work/peer.log" 2>&1 &
+  pids+=("$!")
+  until_true 200 eval "(exec 3<>/dev/tcp/127.0.0.1/$at)" || { echo "$1 does not listen"; cat "$work/peer.log"; exit 1; }
+}
+
+# ---- files and their data sets ------------------------------------------------------------------------------
+
+# The bytes behind the meta information.
+dataset() {
+  local length
+  length=$(od -An -tu4 -j140 -N4 "$1") && tail -c "+$((145 + length))" "$1"
+}
+digests() {
+  local file
+  find "$@" -type f | while read -r file; do dataset "$file" | sha256sum; done | sort
+}
+# same WHAT SENT RECEIVED: files or directories
+same() {
+  [ "$(digests "$2" | wc -l)" -gt 0 ] || fault "$1: nothing was to be sent"
+  if [ "$(digests "$2")" != "$(digests "$3")" ]; then fault "$1: other bytes arrived than were sent"; fi
+}
+# must WHAT COMMAND...: succeeds
+must() {
+  local what=$1
+  shift
+  "$@" >"$work/said" 2>&1 || { fault "$what: status $?"; tail -5 "$work/said"; }
+}
+# refuses WHAT WORDS COMMAND...: fails, and says why
+refuses() {
+  local what=$1 words=$2
+  shift 2
+  if "$@" >"$work/said" 2>&1; then fault "$what: success"; fi
+  grep -qE "$words" "$work/said" || { fault "$what: other words than $words"; tail -5 "$work/said"; }
+}
+logged() { until_true 30 grep -qE "$1" "$work/serve.log" || { fault "not in the log: $1"; tail -5 "$work/serve.log"; }; }

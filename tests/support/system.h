@@ -1,0 +1,34 @@
+// What tests and fuzz targets need of the operating system; a posix/ and a win32/ twin.
+#ifndef ORVKIT_TESTS_SUPPORT_SYSTEM_H
+#define ORVKIT_TESTS_SUPPORT_SYSTEM_H
+
+#include <cstddef>
+#include <string>
+
+#include "platform/socket.h"
+
+// Takes what is written, has nothing to read, and is no regular file.
+extern const char* const nullDevice;
+
+// The bytes behind a pointer from malloc.
+std::size_t allocatedSize(void* memory) noexcept;
+// How many files, sockets and other handles the process holds.
+std::size_t openHandles();
+
+// Two sockets that are connected to each other.
+struct ConnectedSockets {
+    orvkit::platform::Socket one;
+    orvkit::platform::Socket other;
+};
+ConnectedSockets connectedSockets();
+// The other end reads to the end, while this one may still receive.
+void endSending(unsigned int socket);
+
+// A file for reading and writing, in memory where the system can, with a path to it; both last as long as the
+// process.
+int openMemoryFile(std::string& path);
+void emptyMemoryFile(int handle);
+// Directories for temporary files are made in memory from now on, where the system can.
+void keepTemporariesInMemory();
+
+#endif
