@@ -150,7 +150,7 @@ int DcTsm::setSockHandles(TSM_ROLE role, unsigned int connection, unsigned int l
     (void)orvkit::platform::peerAddress(connection, peer);
     std::memcpy(peerAddress_, peer.bytes, sizeof peerAddress_);
     peerAddressLen_ = peer.length;
-    orvkit::platform::sendAtOnce(connection);
+    orvkit::platform::adoptSocket(connection);
     const bool client = role == TSM_ROLE_SCU;
     if (client) (void)orvkit::platform::startSockets();
     connected(client ? 1 : 2, connection);

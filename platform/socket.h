@@ -71,6 +71,8 @@ Socket openSocket(const Address& address) noexcept;
 bool connectSocket(unsigned int socket, const Address& address, int timeout) noexcept;
 // No delay of small sends; without effect on sockets that have none.
 void sendAtOnce(unsigned int socket) noexcept;
+// Makes a socket of the application's behave like those that are made here.
+void adoptSocket(unsigned int socket) noexcept;
 bool reuseAddress(unsigned int socket) noexcept;
 // To every local address (IPv4); port 0 lets the system choose.
 bool bindAny(unsigned int socket, int port) noexcept;

@@ -269,6 +269,11 @@ bool connectSocket(unsigned int socket, const Address& address, int timeout) noe
     return setBlocking(socket, true);
 }
 
+void adoptSocket(unsigned int socket) noexcept {
+    (void)setBlocking(socket, true);
+    sendAtOnce(socket);
+}
+
 void sendAtOnce(unsigned int socket) noexcept {
     const int on = 1;
     (void)::setsockopt(handleOf(socket), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);

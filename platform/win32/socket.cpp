@@ -160,11 +160,24 @@ Socket openSocket(const Address& address) noexcept {
     return Socket(numberOf(::socket(family, SOCK_STREAM, IPPROTO_TCP)));
 }
 
+// Ends also when connecting has failed, which WSAPoll tells only from Windows 10 version 2004 on.
+static int waitConnected(unsigned int socket, int timeout) noexcept {
+    fd_set connected;
+    fd_set failed;
+    FD_ZERO(&connected);
+    FD_ZERO(&failed);
+    FD_SET(handleOf(socket), &connected);
+    FD_SET(handleOf(socket), &failed);
+    timeval bound{timeout / 1000, timeout % 1000 * 1000};
+    const int n = ::select(0, nullptr, &connected, &failed, timeout < 0 ? nullptr : &bound);
+    return n == SOCKET_ERROR ? -1 : n > 0 ? 1 : 0;
+}
+
 bool connectSocket(unsigned int socket, const Address& address, int timeout) noexcept {
     if (!setBlocking(socket, false)) return false;
     if (::connect(handleOf(socket), record(address), static_cast<int>(address.length)) != 0) {
         if (::WSAGetLastError() != WSAEWOULDBLOCK) return false;
-        const int ready = waitFor(socket, POLLOUT, timeout);
+        const int ready = waitConnected(socket, timeout);
         if (ready < 0) return false;
         if (ready == 0) {
             ::WSASetLastError(WSAETIMEDOUT);
@@ -183,6 +196,11 @@ bool connectSocket(unsigned int socket, const Address& address, int timeout) noe
     }
     sendAtOnce(socket);
     return setBlocking(socket, true);
+}
+
+void adoptSocket(unsigned int socket) noexcept {
+    (void)setBlocking(socket, true);
+    sendAtOnce(socket);
 }
 
 void sendAtOnce(unsigned int socket) noexcept {
