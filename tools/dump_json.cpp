@@ -112,7 +112,8 @@ void putUri(Output& out, const DumpedFile& file) {
     out << "\"file://";
     if (path.size() > 1 && path[1] == ':') {  // a drive
         std::replace(path.begin(), path.end(), '\\', '/');
-        out << '/' << std::string_view(path).substr(0, 2);
+        out << '/';
+        out << path.substr(0, 2);
         path.erase(0, 2);
     }
     for (char c : path) {

@@ -53,6 +53,7 @@ int main(int argc, char** argv) {
 
     const std::vector<std::string> arguments = platform::programArguments(argc, argv);
     std::vector<const char*> texts;
+    texts.reserve(arguments.size());
     for (const std::string& argument : arguments) texts.push_back(argument.c_str());
     try {
         program.parse(static_cast<int>(texts.size()), texts.data());
