@@ -145,7 +145,7 @@ FileHandle createTemporary(std::string& pattern, const char*) noexcept {
         std::uint64_t number =
             (std::uint64_t{::GetTickCount()} << 22 ^ ::GetCurrentProcessId()) * 2654435761u + ++count;
         for (auto at = pattern.end() - 6; at != pattern.end(); ++at) {
-            *at = letters[number % letters.size()];
+            *at = letters[static_cast<std::size_t>(number % letters.size())];
             number /= letters.size();
         }
         file = createNew(pattern.c_str());
