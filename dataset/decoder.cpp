@@ -28,11 +28,6 @@ struct FaultHook {
 };
 thread_local FaultHook faultHook;
 
-bool isUncompressed(DICT_UID xferSyn) {
-    return xferSyn == UID_LITTLE_ENDIAN_IMPLICIT || xferSyn == UID_LITTLE_ENDIAN_EXPLICIT ||
-           xferSyn == UID_BIG_ENDIAN_EXPLICIT;
-}
-
 bool hasLongHeader(DICT_VR vr) {
     return vr == VR_OB || vr == VR_OF || vr == VR_OW || vr == VR_SQ || vr == VR_UT || vr == VR_UN;
 }

@@ -16,6 +16,12 @@ constexpr bool isRawVr(DICT_VR vr) noexcept {
            vr == VR_UNKNOWN;
 }
 
+// Syntaxes whose pixel data is neither encapsulated nor compressed with the rest of the data set.
+constexpr bool isUncompressed(DICT_UID xferSyn) noexcept {
+    return xferSyn == UID_LITTLE_ENDIAN_IMPLICIT || xferSyn == UID_LITTLE_ENDIAN_EXPLICIT ||
+           xferSyn == UID_BIG_ENDIAN_EXPLICIT;
+}
+
 struct ElemAccess {
     static const ElemStore& store(const DcElem& e) noexcept { return e.store_; }
     static ElemStore& store(DcElem& e) noexcept { return e.store_; }

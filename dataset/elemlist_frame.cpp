@@ -16,17 +16,13 @@ using orvkit::ElemAccess;
 using orvkit::ElemListAccess;
 using orvkit::fail;
 using orvkit::FramedHeader;
+using orvkit::isUncompressed;
 
 namespace {
 
 constexpr unsigned int kPixelData = 0x7FE00010;
 constexpr unsigned int kPixelGroup = 0x7FE0;
 constexpr unsigned int kGroupLengthSize = 12;  // a group length element, in every syntax
-
-bool isUncompressed(DICT_UID xferSyn) {
-    return xferSyn == UID_LITTLE_ENDIAN_IMPLICIT || xferSyn == UID_LITTLE_ENDIAN_EXPLICIT ||
-           xferSyn == UID_BIG_ENDIAN_EXPLICIT;
-}
 
 DICT_UID xferSynOfGroup(unsigned int group, DICT_UID stream) {
     if (group == 0x0000) return UID_LITTLE_ENDIAN_IMPLICIT;

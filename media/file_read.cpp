@@ -16,6 +16,7 @@ using orvkit::ByteSource;
 using orvkit::ElemListAccess;
 using orvkit::fail;
 using orvkit::FilePrefix;
+using orvkit::isUncompressed;
 using orvkit::kLengthUndefined;
 using orvkit::Part10;
 using orvkit::RawHeader;
@@ -102,11 +103,6 @@ int begin(FilePrefix& file, Part10& p, const char* statReporter, std::size_t fir
 
 // Below this, reading everything at once is as good.
 constexpr unsigned int kLargePixels = 1 << 20;
-
-bool isUncompressed(DICT_UID xferSyn) {
-    return xferSyn == UID_LITTLE_ENDIAN_IMPLICIT || xferSyn == UID_LITTLE_ENDIAN_EXPLICIT ||
-           xferSyn == UID_BIG_ENDIAN_EXPLICIT;
-}
 
 // Letters of no VR are a matter for decoding, which tells of them.
 bool hasKnownLetters(FilePrefix& file, const RawHeader& h) {

@@ -31,10 +31,6 @@ using Clock = std::chrono::steady_clock;
 constexpr std::size_t kPiece = 65536;  // of a data set that passes through; stays in the processor's cache
 constexpr unsigned int kLongest = 0xFFFFFFFE;  // that a value can be
 
-bool isEncapsulated(DICT_UID xferSyn) {
-    return xferSyn < UID_LITTLE_ENDIAN_IMPLICIT || xferSyn > UID_BIG_ENDIAN_EXPLICIT;
-}
-
 // The syntax that was accepted for a presentation context; UID_NONE for none.
 DICT_UID acceptedSyntax(unsigned char id, const unsigned char* presCtxIds, const DICT_UID* xferSyns) {
     for (int i = 0; id != 0 && i < PDU_PRES_CTX_MAX; ++i) {
@@ -316,7 +312,6 @@ int DcTul::readNextPdu(DcPdu** pdu, unsigned char* presCtxIds, DICT_UID* xferSyn
         } else if (type == PDU_TYPE_ABORT) {
             (void)static_cast<DcPduAbort&>(*received).read(PDU_BLOCK_WAIT);
         }
-        callbackEnded_ = false;
         if (type == PDU_TYPE_DATA_TF && dataSetCB_ != nullptr) {
             sink_->begin(presCtxIds, xferSyns);
             PduAccess::setSink(static_cast<DcPduDataTf&>(*received), sink_);
@@ -626,7 +621,7 @@ int DcTul::finishPixels(Part& part) {
     const std::int64_t start = info.size - length;
     constexpr unsigned char delimitation[8] = {0xFE, 0xFF, 0xDD, 0xE0, 0, 0, 0, 0};
     unsigned char tail[8];
-    if (isEncapsulated(part.xferSyn) && length >= sizeof tail &&
+    if (Dict.isEncapsulated(part.xferSyn) != 0 && length >= sizeof tail &&
         platform::readAt(file.get(), tail, sizeof tail, info.size - 8) == 8 &&
         std::memcmp(tail, delimitation, sizeof tail) == 0) {
         length -= 8;
