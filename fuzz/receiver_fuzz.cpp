@@ -84,6 +84,13 @@ int takeFront(void*, DcElemList& elements, DICT_UID, unsigned char* const) {
 int takeDataSet(void*, const unsigned char* data, unsigned int length, DICT_UID, int) {
     return length != 0 && data[length - 1] == 0xEE ? 5 : 0;
 }
+// Room of an odd size, now and then.
+unsigned char* giveRoom(void* user, unsigned int* size) {
+    auto& room = *static_cast<std::vector<unsigned char>*>(user);
+    room.resize((room.size() + 7) % 80);
+    *size = static_cast<unsigned int>(room.size());
+    return room.empty() ? nullptr : room.data();
+}
 
 }  // namespace
 
@@ -95,6 +102,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const bool asUser = (data[0] & 1) != 0;
     const bool opened = bytes[0] != PDU_TYPE_ASSO_RQ && bytes[0] != PDU_TYPE_ASSO_AC;
     SocketPair ends;
+    std::vector<unsigned char> room;
     Entity entity(asUser, ends);
     if ((data[0] & 2) != 0) {
         emptyMemoryFile(pixels.handle());
@@ -103,7 +111,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         (void)entity.registerPixDataCB(nullptr, &takePixels);
         (void)entity.registerPixRecvCB(nullptr, &takeFront);
     } else if ((data[0] & 4) != 0) {
-        (void)entity.registerDataSetCB(nullptr, &takeDataSet);
+        (void)entity.registerDataSetCB(&room, &takeDataSet, (data[0] & 8) != 0 ? &giveRoom : nullptr);
     }
     if (opened) ends.send(asUser ? opening.answer : opening.request);
     ends.send(bytes);

@@ -62,8 +62,12 @@ bool PixelSearch::look(bool last) {
             return false;
         }
         if (header.tag == kPixelData && header.valueOffset <= size) {
-            found_ = header;
-            return true;
+            if (header.valueOffset < size) {
+                found_ = header;
+                return true;
+            }
+            needed_ = size + 1;
+            return false;
         }
         if (walker.skip(header)) continue;
         hopeless_ = walker.fault() == RawFault::tooDeep || walker.fault() == RawFault::itemExpected;

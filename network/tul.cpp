@@ -82,7 +82,12 @@ class DcTul::Sink final : public orvkit::DataSink {
         return xferSyn_ != UID_NONE;
     }
     unsigned char presCtxId() const { return presCtxId_; }
-    std::span<unsigned char> room() override { return buffer_; }
+    std::span<unsigned char> room() override {
+        unsigned int size = 0;
+        if (owner_.roomCB_ == nullptr) return buffer_;
+        unsigned char* const room = owner_.roomCB_(owner_.dataSetUser_, &size);
+        return room != nullptr && size > 0 ? std::span(room, size) : std::span(buffer_);
+    }
     int take(std::span<const unsigned char> piece) override {
         return owner_.toCallback(piece.data(), static_cast<unsigned int>(piece.size()), xferSyn_, false);
     }
@@ -160,9 +165,10 @@ int DcTul::registerPixRecvCB(void* user, DcMsmPixRecvCB callback) {
     pixRecvCB_ = callback;
     return RESULT_OK;
 }
-int DcTul::registerDataSetCB(void* user, DcTulDataSetCB callback) {
+int DcTul::registerDataSetCB(void* user, DcTulDataSetCB callback, DcTulRoomCB room) {
     dataSetUser_ = user;
     dataSetCB_ = callback;
+    roomCB_ = room;
     if (callback != nullptr && sink_ == nullptr) sink_ = new Sink(*this);
     return RESULT_OK;
 }
@@ -309,6 +315,9 @@ int DcTul::readNextPdu(DcPdu** pdu, unsigned char* presCtxIds, DICT_UID* xferSyn
         received.reset(newPdu(type));
         if (type == PDU_TYPE_RELEASE_RQ) {
             (void)static_cast<DcPduReleaseRq&>(*received).read(PDU_BLOCK_WAIT);
+        } else if (type == PDU_TYPE_RELEASE_RP && state_ == TSM_STATE_10_COLLISION_SCP) {
+            // The connection stays open behind this answer.
+            (void)static_cast<DcPduReleaseRp&>(*received).read(PDU_BLOCK_WAIT);
         } else if (type == PDU_TYPE_ABORT) {
             (void)static_cast<DcPduAbort&>(*received).read(PDU_BLOCK_WAIT);
         }

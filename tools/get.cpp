@@ -124,6 +124,9 @@ class Getter {
             if (first) (void)orvkit::platform::removeWhenEnded(file.temporaryPath().c_str());
             return result;
         }
+        static unsigned char* room(void* self, unsigned int* size) {
+            return StoreFile::room(&static_cast<Incoming*>(self)->file, size);
+        }
         StoreFile file;
     };
 
@@ -137,7 +140,7 @@ class Getter {
             return true;
         }
         DcMsm& msm = association_.msm();
-        (void)msm.registerDataSetCB(&incoming, &Incoming::take);
+        (void)msm.registerDataSetCB(&incoming, &Incoming::take, &Incoming::room);
         const std::unique_ptr<DcMsg> part = association_.receivePart();
         (void)msm.registerDataSetCB(nullptr, nullptr);
         if (part == nullptr || part->getType() == MSG_TYPE_DATASET) return part != nullptr;

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstring>
 #include <filesystem>
+#include <system_error>
 #include <vector>
 
 #include "orvkit/file.h"
@@ -20,6 +21,7 @@ namespace platform = orvkit::platform;
 
 constexpr const char* kPrefix = ".orvkit-";
 constexpr const char* kSuffix = ".part";
+constexpr std::int64_t kLarge = 4 << 20;  // what is behind it is written while more is being received
 
 std::string temporaryName(const std::string& directory) {
     static std::atomic<unsigned int> count = 0;
@@ -59,6 +61,7 @@ int StoreFile::removeLeftovers(const std::string& directory) {
 }
 
 StoreFile::~StoreFile() {
+    behind_.reset();
     file_.reset();
     if (!temporary_.empty()) (void)platform::remove(temporary_.c_str());
 }
@@ -121,12 +124,35 @@ int StoreFile::take(void* self, const unsigned char* data, unsigned int length, 
     if (file.failed() || (!file.file_ && !file.begin(xferSyn))) return RESULT_OK;
     file.check_->pass(data, length);
     if (!file.check()) return RESULT_OK;
-    if (length > 0 && !platform::writeAll(file.file_.get(), data, length)) {
-        file.fail(file.temporary_);
-        return RESULT_OK;
-    }
-    file.size_ += length;
+    if (length > 0 && !file.write(data, length)) file.fail(file.temporary_);
     return RESULT_OK;
+}
+
+unsigned char* StoreFile::room(void* self, unsigned int* size) {
+    auto& file = *static_cast<StoreFile*>(self);
+    if (file.behind_ == nullptr || file.failed()) return nullptr;
+    const std::span<unsigned char> room = file.behind_->room();
+    *size = static_cast<unsigned int>(room.size());
+    return room.data();
+}
+
+// False: errno tells why.
+bool StoreFile::write(const unsigned char* data, std::size_t length) {
+    size_ += static_cast<std::int64_t>(length);
+    if (behind_ != nullptr) {
+        if (behind_->append(data, length)) return true;
+        errno = behind_->error();
+        return false;
+    }
+    if (!platform::writeAll(file_.get(), data, length)) return false;
+    if (size_ >= kLarge) {
+        try {
+            behind_ = std::make_unique<WriteBehind>(file_.get());
+        } catch (const std::system_error&) {
+            // Without a thread it is written as before.
+        }
+    }
+    return true;
 }
 
 void StoreFile::take(DcElemList& dataset, DICT_UID xferSyn) {
@@ -146,6 +172,11 @@ bool StoreFile::finish() {
         check_->end();
         (void)check();
     }
+    if (!failed() && behind_ != nullptr && !behind_->finish()) {
+        errno = behind_->error();
+        fail(temporary_);
+    }
+    behind_.reset();
     if (!failed() && sync_ && !platform::sync(file_.get())) fail(temporary_);
     file_.reset();
     return !failed();

@@ -4,6 +4,7 @@
 #define ORVKIT_TOOLS_STORE_FILE_H
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -11,6 +12,7 @@
 #include "orvkit/uids.h"
 #include "platform/file.h"
 #include "tools/store_check.h"
+#include "tools/write_behind.h"
 
 namespace tools {
 
@@ -35,10 +37,11 @@ class StoreFile {
 
     // What the file is to say of itself; before its first byte.
     void describe(DICT_UID sopClass, const std::string& instance, const std::string& sourceAet);
-    // For DcTul::registerDataSetCB. What cannot be written, or is not the object that was announced
+    // For DcTul::registerDataSetCB, both. What cannot be written, or is not the object that was announced
     // (StoreCheck), is dropped, so that the object is received to its end and the association goes on: see
     // failed.
     static int take(void* self, const unsigned char* data, unsigned int length, DICT_UID xferSyn, int last);
+    static unsigned char* room(void* self, unsigned int* size);
     // The same for a data set that is in memory.
     void take(DcElemList& dataset, DICT_UID xferSyn);
 
@@ -59,6 +62,7 @@ class StoreFile {
 
   private:
     bool begin(DICT_UID xferSyn);
+    bool write(const unsigned char* data, std::size_t length);
     void fail(const std::string& path);
     void fail(unsigned short status, const std::string& fault);
     bool check();
@@ -71,6 +75,7 @@ class StoreFile {
     DICT_UID xferSyn_ = UID_NONE;
     std::string temporary_;
     orvkit::platform::FileHandle file_;
+    std::unique_ptr<WriteBehind> behind_;  // of a large object; goes before its file
     std::int64_t size_ = 0;
     std::optional<StoreCheck> check_;
     unsigned short status_ = STORE_SUCCESS;

@@ -60,7 +60,7 @@ void StoreScp::run() {
 }
 
 bool StoreScp::open() {
-    (void)msm_.registerDataSetCB(this, &StoreScp::take);
+    (void)msm_.registerDataSetCB(this, &StoreScp::take, &StoreScp::room);
     DcMsmScpInfo info;
     info.callingAeTitles = server_.acceptFrom.data();
     info.sopList = server_.support.data();
@@ -139,6 +139,11 @@ bool StoreScp::echo(DcMsg& request) {
 int StoreScp::take(void* self, const unsigned char* data, unsigned int length, DICT_UID xferSyn, int last) {
     StoreFile* const file = static_cast<StoreScp*>(self)->file_;
     return file != nullptr ? StoreFile::take(file, data, length, xferSyn, last) : RESULT_OK;
+}
+
+unsigned char* StoreScp::room(void* self, unsigned int* size) {
+    StoreFile* const file = static_cast<StoreScp*>(self)->file_;
+    return file != nullptr ? StoreFile::room(file, size) : nullptr;
 }
 
 // The data set goes to the file as its fragments arrive.

@@ -55,6 +55,7 @@ class StoreScp {
     bool store(DICT_UID sopClass, DcMsg& request);
     // False: no whole data set came, and the association is over.
     static int take(void* self, const unsigned char* data, unsigned int length, DICT_UID xferSyn, int last);
+    static unsigned char* room(void* self, unsigned int* size);
     bool receive(StoreFile& file, DcMsg& request, const std::string& instance);
     unsigned short keep(StoreFile& file, const std::string& instance, std::string& told);
     // `lost` is told with it.

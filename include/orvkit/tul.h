@@ -18,6 +18,10 @@ typedef int (*DcMsmPixRecvCB)(void* user, DcElemList& elements, DICT_UID xferSyn
 // other than 0 ends the reception as above.
 typedef int (*DcTulDataSetCB)(void* user, const unsigned char* data, unsigned int length, DICT_UID xferSyn,
                               int last);
+// Gives room for the next piece of a data set, and its size in bytes, so that the application need not copy
+// what it receives: the callback above then gets its bytes there. Null: they come in a buffer of the
+// library's, 64 KiB at most, that is used again for the next ones.
+typedef unsigned char* (*DcTulRoomCB)(void* user, unsigned int* size);
 
 class ORVKIT_API DcTul : public DcTsm {
   public:
@@ -43,8 +47,8 @@ class ORVKIT_API DcTul : public DcTsm {
     int registerPixDataCB(void* user, DcTulPixDataCB callback);
     int registerPixRecvCB(void* user, DcMsmPixRecvCB callback);
     // While set, the bytes of data sets go to the callback alone, and received data sets are empty: an object
-    // of any size passes through without being held in memory.
-    int registerDataSetCB(void* user, DcTulDataSetCB callback);
+    // of any size passes through without being held in memory. `room` may be null.
+    int registerDataSetCB(void* user, DcTulDataSetCB callback, DcTulRoomCB room = nullptr);
 
   protected:
     // 16901 without the user role, 16902 without the provider role, or the result of the step.
@@ -63,7 +67,7 @@ class ORVKIT_API DcTul : public DcTsm {
     // The next PDU, which the caller deletes; P-DATA-TF PDUs are put together to a whole command or data set
     // and decoded. The arrays of PDU_PRES_CTX_MAX are the accepted contexts and their transfer syntaxes. 0
     // without a PDU: none arrived, or it was dealt with. 16898 no connection, 16907 refused, 5670, 5671,
-    // 14854, 14856, and the outcomes 16465 to 16470.
+    // 14854, 14856, and the outcomes 16465 to 16469.
     int readNextPdu(DcPdu** pdu, unsigned char* presCtxIds, DICT_UID* xferSyns, PDU_BLOCK block);
 
     static void artimExpiredCB(unsigned int timer, unsigned int message, std::uintptr_t user,
@@ -100,6 +104,7 @@ class ORVKIT_API DcTul : public DcTsm {
     DcMsmPixRecvCB pixRecvCB_ = nullptr;
     void* dataSetUser_ = nullptr;
     DcTulDataSetCB dataSetCB_ = nullptr;
+    DcTulRoomCB roomCB_ = nullptr;
     bool callbackEnded_ = false;  // a callback of the application's ended the reception
 };
 

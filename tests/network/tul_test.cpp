@@ -188,6 +188,35 @@ TEST(UpperLayer, PixelsGoWhereTheyAreWanted) {
     }
 }
 
+// No value begins behind an empty one that ends the data set: it stays in memory, and nobody is told of it.
+TEST(UpperLayer, EmptyPixelsStayWhereTheyAre) {
+    const TempDir dir;
+    const std::string path = dir / "pixels";
+    const Image image(kExplicit, 0);
+    Taken taken;
+    Upper upper;
+    ASSERT_EQ(upper.setPixelDataFileName(path.c_str()), 0);
+    upper.registerPixRecvCB(&taken, &Taken::front);
+    ASSERT_EQ(upper.receive(inFragments(image.whole, {10}), kExplicit), 0);
+    EXPECT_EQ(taken.fronts, 0);
+    const DcElem* const pixels = elemAt(*upper.message(), 0x7FE00010);
+    ASSERT_NE(pixels, nullptr);
+    EXPECT_EQ(ElemAccess::firstBuf(*pixels), nullptr);
+    EXPECT_TRUE(readWhole(path).empty());
+}
+
+// The connection stays open behind the answer to our release in a collision: it is read to its end.
+TEST(UpperLayer, WhatFollowsAnAnswerToAReleaseIsUnderstood) {
+    Upper upper;
+    SocketPair sockets;
+    upper.setSockHandles(TSM_ROLE_SCP, sockets.giveOurs(), PDU_SOCKET_NONE);
+    upper.setState(TSM_STATE_10_COLLISION_SCP);
+    sockets.send(joined({pdu(6, {0, 0, 0, 0}), pdu(7, {0, 0, 0, 0})}));
+    EXPECT_EQ(upper.next(kExplicit), 16468);
+    EXPECT_EQ(upper.getState(), TSM_STATE_12_COLLISION_SCP_RP);
+    EXPECT_EQ(upper.next(kExplicit), 16465);
+}
+
 TEST(UpperLayer, WhatBreaksAMessageIsRefusedByName) {
     const Bytes data = Image(kExplicit).whole;
     const Bytes begun = fragment(data, false);
@@ -300,6 +329,26 @@ TEST(UpperLayer, DataSetsPassThroughTheirCallback) {
         EXPECT_EQ(upper.receive(fragment(image.whole, true), kJpeg), 16907);
         EXPECT_EQ(upper.received, nullptr);
     }
+
+    // Where the application gives room, its bytes are put there.
+    struct Room {
+        Bytes bytes = Bytes(100);
+        unsigned int used = 0;
+    } room;
+    const auto take = [](void* user, const unsigned char* data, unsigned int length, DICT_UID, int) {
+        auto& own = *static_cast<Room*>(user);
+        EXPECT_TRUE(length == 0 || own.used == own.bytes.size() || data == own.bytes.data() + own.used);
+        if (own.used < own.bytes.size()) own.used += length;
+        return 0;
+    };
+    upper.registerDataSetCB(&room, take, [](void* user, unsigned int* size) -> unsigned char* {
+        auto& own = *static_cast<Room*>(user);
+        *size = static_cast<unsigned int>(own.bytes.size()) - own.used;
+        return *size > 0 ? own.bytes.data() + own.used : nullptr;
+    });
+    ASSERT_EQ(upper.receive(inFragments(image.whole, every(7, image.whole.size())), kJpeg), 0);
+    EXPECT_EQ(room.used, 100u);
+    EXPECT_TRUE(std::equal(room.bytes.begin(), room.bytes.end(), image.whole.begin()));
 
     // 64 MiB in fragments of 64 KiB are not held.
     sink = Sink();

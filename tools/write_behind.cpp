@@ -1,0 +1,96 @@
+#include "tools/write_behind.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "platform/file.h"
+
+namespace tools {
+namespace {
+
+constexpr std::size_t kLeastRoom = 32768;  // less is not worth a receive of its own
+
+}  // namespace
+
+WriteBehind::WriteBehind(int file) : file_(file), thread_(&WriteBehind::run, this) {}
+
+WriteBehind::~WriteBehind() {
+    end(true);
+}
+
+void WriteBehind::run() {
+    for (std::size_t next = 0;; next = (next + 1) % BLOCKS) {
+        {
+            std::unique_lock lock(mutex_);
+            changed_.wait(lock, [this] { return waiting_ > 0 || ending_; });
+            if (waiting_ == 0 || dropping_) return;
+        }
+        Block& block = blocks_[next];
+        const bool written = error_ == 0 && orvkit::platform::writeAll(file_, block.bytes.get(), block.used);
+        const int reason = written ? 0 : errno;
+        block.used = 0;
+        {
+            const std::lock_guard lock(mutex_);
+            if (error_ == 0) error_ = reason;
+            --waiting_;
+        }
+        changed_.notify_all();
+    }
+}
+
+std::span<unsigned char> WriteBehind::room() {
+    {
+        std::unique_lock lock(mutex_);
+        changed_.wait(lock, [this] { return waiting_ < BLOCKS; });
+    }
+    Block& block = blocks_[filling_];
+    if (block.bytes == nullptr) block.bytes = std::make_unique_for_overwrite<unsigned char[]>(BLOCK);
+    return {block.bytes.get() + block.used, BLOCK - block.used};
+}
+
+bool WriteBehind::append(const unsigned char* data, std::size_t length) {
+    while (length > 0) {
+        const std::span<unsigned char> to = room();
+        const std::size_t count = std::min(length, to.size());
+        if (data != to.data()) std::memcpy(to.data(), data, count);
+        data += count;
+        length -= count;
+        Block& block = blocks_[filling_];
+        block.used += count;
+        if (BLOCK - block.used < kLeastRoom) handOver();
+    }
+    return error() == 0;
+}
+
+void WriteBehind::handOver() {
+    {
+        const std::lock_guard lock(mutex_);
+        ++waiting_;
+    }
+    changed_.notify_all();
+    filling_ = (filling_ + 1) % BLOCKS;
+}
+
+bool WriteBehind::finish() {
+    if (room().size() < BLOCK) handOver();
+    end(false);
+    return error_ == 0;
+}
+
+void WriteBehind::end(bool drop) {
+    {
+        const std::lock_guard lock(mutex_);
+        ending_ = true;
+        dropping_ = drop;
+    }
+    changed_.notify_all();
+    if (thread_.joinable()) thread_.join();
+}
+
+int WriteBehind::error() {
+    const std::lock_guard lock(mutex_);
+    return error_;
+}
+
+}  // namespace tools
