@@ -228,7 +228,7 @@ int DcMsm::prepareScu(DcMsmScuInfo& info) {
 
 int DcMsm::connect(const char* host, DcMsmScuInfo& info) {
     if (isConnected()) return RESULT_OK;
-    if (host == nullptr) return fail(MSM_PRINT, LOG_NOTICE, "DcMsm::connect", "Null argument passed");
+    if (host == nullptr) return fail(MSM_PRINT, LOG_VALIDATION, "DcMsm::connect", "Null argument passed");
     if (const int result = prepareScu(info); result != RESULT_OK) return result;
     copyText(own_->hostName, host);
     setState(TSM_STATE_01_IDLE);
@@ -358,10 +358,14 @@ const char* roleName(int role) {
 }  // namespace
 
 int DcMsm::printAssoInfo(const char* file, const char* mode) {
-    const std::unique_ptr<FILE, int (*)(FILE*)> out(
-        file != nullptr && mode != nullptr ? orvkit::platform::openStream(file, mode) : nullptr,
-        &std::fclose);
-    if (out == nullptr) return MSM_PRINT;
+    constexpr const char* reporter = "DcMsm::printAssoInfo";
+    if (file == nullptr || mode == nullptr) {
+        return fail(MSM_PRINT, LOG_VALIDATION, reporter, "Null argument passed");
+    }
+    const std::unique_ptr<FILE, int (*)(FILE*)> out(orvkit::platform::openStream(file, mode), &std::fclose);
+    if (out == nullptr) {
+        return fail(MSM_PRINT, LOG_VALIDATION, reporter, "Error opening file %s in mode %s", file, mode);
+    }
     FILE* const f = out.get();
     const DcMsmAssoInfo& asso = own_->asso;
     std::fprintf(f, "IP Address     : %s", asso.peerAddress);

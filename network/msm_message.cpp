@@ -41,7 +41,7 @@ bool hasDataSet(const DcMsg& message) {
 
 int DcMsm::write(unsigned char presCtxId, DcMsg* msg) {
     constexpr const char* reporter = "DcMsm::write";
-    if (msg == nullptr) return fail(MSM_PRINT, LOG_NOTICE, reporter, "Null argument passed");
+    if (msg == nullptr) return fail(MSM_PRINT, LOG_VALIDATION, reporter, "Null argument passed");
     const DcMsmAssoInfo& asso = own_->asso;
     const auto end = asso.presCtxId + asso.assoNum;
     const auto id = std::find(asso.presCtxId, end, presCtxId);
@@ -74,7 +74,7 @@ int DcMsm::write(unsigned char presCtxId, DcMsg* msg) {
 
 int DcMsm::write(DICT_UID sop, DcMsg* msg, DICT_UID xfer) {
     constexpr const char* reporter = "DcMsm::write";
-    if (msg == nullptr) return fail(MSM_PRINT, LOG_NOTICE, reporter, "Null argument passed");
+    if (msg == nullptr) return fail(MSM_PRINT, LOG_VALIDATION, reporter, "Null argument passed");
     const bool fromFile = ElemListAccess::find(*msg, T_0006_0007_fileReference) != nullptr;
     if (xfer == UID_NONE) {
         const DcElem* const pixels = ElemListAccess::find(*msg, T_7fe0_0010_pixelData);
@@ -106,7 +106,7 @@ int DcMsm::sendMessage(DICT_UID sop, DcMsg* msg, DICT_UID xfer) {
 
 int DcMsm::sendMessage(const char* path) {
     constexpr const char* reporter = "DcMsm::sendMessage";
-    if (path == nullptr) return fail(MSM_PRINT, LOG_NOTICE, reporter, "Null argument passed");
+    if (path == nullptr) return fail(MSM_PRINT, LOG_VALIDATION, reporter, "Null argument passed");
     DcDirMetaInfo meta;
     unsigned int end = 0;
     if (const int result = dirReadFileMetaInfo(path, meta, end); result != RESULT_OK) {

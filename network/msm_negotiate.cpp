@@ -198,7 +198,7 @@ int DcMsm::scpAssoRqRspAc(DcPduAssoRq* pdu, const DcPduInfoAcRq& request) {
     copyText(data.implClassUid, own_->implClassUid);
     copyText(data.implVerName, own_->implVerName);
     DcPduAssoAc answer;
-    int result = answer.setInfo(&data);
+    (void)answer.setInfo(&data);
     DcMsmAssoInfo& asso = own_->asso;
     for (const DcPduPresCtx* proposal : Contexts(*pdu)) {
         if (proposal == nullptr) continue;
@@ -217,8 +217,7 @@ int DcMsm::scpAssoRqRspAc(DcPduAssoRq* pdu, const DcPduInfoAcRq& request) {
         context.abstractSyntax = proposal->abstractSyntax;
         context.role = role;
         context.addXferSyn(chosen[0]);
-        result = answer.presCtxItemAdd(&context);
-        if (result != RESULT_OK) return result;
+        if (const int result = answer.presCtxItemAdd(&context); result != RESULT_OK) return result;
         const int slot = asso.assoNum++;
         asso.presCtxId[slot] = static_cast<unsigned char>(id);
         asso.sopClass[slot] = proposal->abstractSyntax;
@@ -226,7 +225,8 @@ int DcMsm::scpAssoRqRspAc(DcPduAssoRq* pdu, const DcPduInfoAcRq& request) {
         asso.result[slot] = verdict;
         asso.role[slot] = role;
     }
-    return result == RESULT_OK ? event06_writeAssoAcPdu(&answer) : result;
+    // A request without a context that could be answered is refused, so that the peer hears of it.
+    return asso.assoNum != 0 ? event06_writeAssoAcPdu(&answer) : scpAssoRqRspRj(MSM_NO_SUPPORT_LIST);
 }
 
 int DcMsm::scpAssoRqRspRj(int result) {

@@ -142,7 +142,10 @@ int DcTsm::setSockHandles(TSM_ROLE role, unsigned int connection, unsigned int l
         sockListenRelease();
         sockListen_ = listener;
         orvkit::platform::Address own;
-        if (orvkit::platform::ownAddress(listener, own)) port_ = orvkit::platform::addressPort(own);
+        // A user connects to the port that it was made with.
+        if ((role_ & TSM_ROLE_SCU) == 0 && orvkit::platform::ownAddress(listener, own)) {
+            port_ = orvkit::platform::addressPort(own);
+        }
     }
     if (connection == NO_SOCKET || connection == sockConv_) return RESULT_OK;
     closeSockConv();

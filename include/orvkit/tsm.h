@@ -112,7 +112,8 @@ class ORVKIT_API DcTsm {
     int setSockHandles(TSM_ROLE role, unsigned int connection, unsigned int listener);
 
     TSM_STATE getState() const { return state_; }
-    // The port that this transport listens on, or connects to.
+    // The port that a user connects to, and that this transport listens on; for a provider alone also that of
+    // an adopted listener.
     int getPort() const { return port_; }
     // What became of listening at construction: 0, 16401 to 16403, 16405, 16407 to 16409 (logged).
     int getListenResult() const { return listenResult_; }

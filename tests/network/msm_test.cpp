@@ -6,6 +6,8 @@
 
 #include "media/allocation_meter.h"
 #include "network/pair.h"
+#include "network/pdus.h"
+#include "platform/socket.h"
 #include "support/capture_log.h"
 #include "support/system.h"
 
@@ -326,6 +328,27 @@ TEST(Association, ThreeHundredOfThemLeaveNothingBehind) {
     for (int i = 0; i < 300 && !HasFatalFailure(); ++i) associate();
     EXPECT_EQ(openHandles(), open);
     EXPECT_LT(meter.live(), 4096u);
+}
+
+// Contexts whose numbers cannot be answered: the peer is told.
+TEST(Association, ARequestWithoutAnAnswerableContextIsRejected) {
+    Provider provider(sopList({UID_VERIFICATION}), nullptr);
+    namespace platform = orvkit::platform;
+    platform::Address address;
+    ASSERT_TRUE(platform::resolve("127.0.0.1", provider.port(), address));
+    const platform::Socket peer = platform::openSocket(address);
+    ASSERT_TRUE(platform::connectSocket(peer.get(), address, 5000));
+    ::Association request;
+    request.called = "PROVIDER        ";
+    request.context[4] = 2;  // its ID
+    const Bytes bytes = request.bytes();
+    ASSERT_GT(platform::sendTwo(peer.get(), bytes.data(), bytes.size(), nullptr, 0), 0);
+    Bytes answer(10);
+    std::size_t count = 0;
+    (void)platform::receive(peer.get(), answer.data(), answer.size(), 5000, count);
+    EXPECT_EQ(answer, pdu(PDU_TYPE_ASSO_RJ, {0, 1, 1, 1}));
+    provider.join();
+    EXPECT_EQ(provider.answered, 11348);
 }
 
 // Both sides ask for release at once (PS3.8 9.2: Sta9 to Sta12).
