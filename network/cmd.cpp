@@ -209,7 +209,7 @@ int DcCmd::fillFrom(DcCmd* request) {
         if (copyField(*request, c.from, *this, c.to) == RESULT_OK || c.name == nullptr) continue;
         (void)request->getDesc(name);
         result = fail(row->codes.missing, LOG_ERROR, row->reporter, "%s missing in %s", c.name, name);
-        if (isSopClass(c.from)) break;  // nothing of a request that is about nothing
+        if (row->request == DICT_MSG_C_STORE_RQ && isSopClass(c.from)) break;
     }
     return result;
 }

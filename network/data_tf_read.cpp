@@ -67,7 +67,9 @@ class DcPduDataTf::Values {
         if (shares) {
             const std::size_t used = shared_.size();
             shared_.resize(used + length);
-            return pdu_.readBuf(shared_.data() + used, length, block) == RESULT_OK ? RESULT_OK : DATATF_READ;
+            if (pdu_.readBuf(shared_.data() + used, length, block) == RESULT_OK) return RESULT_OK;
+            shared_.resize(used);
+            return DATATF_READ;
         }
         unsigned char* data = nullptr;
         const int result = pdu_.readBlock(data, length, block);
@@ -165,11 +167,18 @@ DcPduDataTf& DcPduDataTf::operator-(DcElem* element) {
 }
 
 int DcPduDataTf::read(int dumpFd, PDU_BLOCK block) {
+    Values values(*this, dumpFd);
+    const int result = readValues(values, dumpFd != -1, block);
+    // What came before a failure stays.
+    const int kept = values.flush();
+    return result != RESULT_OK ? result : kept;
+}
+
+int DcPduDataTf::readValues(Values& values, bool dumps, PDU_BLOCK block) {
     unsigned int pduLength = 0;
     if (readLength(pduLength, block) != RESULT_OK) return DATATF_READ;
     unsigned char presCtxId = presCtxId_;
     unsigned char msgCtrl = msgCtrl_;
-    Values values(*this, dumpFd);
     for (unsigned int left = pduLength; left > 0;) {
         // What the PDU has no room for is not waited for.
         if (left < kPdvHeader) return failPdvLength(kPdvHeader, pduLength);
@@ -191,13 +200,12 @@ int DcPduDataTf::read(int dumpFd, PDU_BLOCK block) {
         if (length == 0) continue;
         if ((msgCtrl & 1) != 0) commandBytes_ += length;
         // A command is handed out before the data that may follow it in the same PDU.
-        const bool passes = sink_ != nullptr && dumpFd == -1 && (msgCtrl & 1) == 0 && !commandEnds_ &&
+        const bool passes = sink_ != nullptr && !dumps && (msgCtrl & 1) == 0 && !commandEnds_ &&
                             !values.keptAny() && sink_->wants(presCtxId);
         const int result = passes ? values.pass(length, block) : values.read(length, block);
         if (result != RESULT_OK) return result;
         left -= length;
     }
-    if (const int result = values.flush(); result != RESULT_OK) return result;
     presCtxId_ = presCtxId;
     msgCtrl_ = msgCtrl;
     return RESULT_OK;

@@ -99,6 +99,12 @@ struct DcPduDataTf::DiskPart {
     unsigned int swap;
 };
 
+struct DcPduDataTf::DataFile {
+    FileHandle handle;
+    unsigned int begin = 0;
+    std::uint64_t length = 0;
+};
+
 // Bytes to be sent, in pieces that lie apart.
 struct DcPduDataTf::Pieces {
     static constexpr std::size_t most = orvkit::platform::MOST_RUNS - 1;  // and the header of the PDU
@@ -164,10 +170,14 @@ int DcPduDataTf::writeParts() {
         return fail(DATATF_READ, LOG_ERROR, "DcPduDataTf::write", "Invalid Maximum PDU Length %d",
                     static_cast<int>(maxPduLen_));
     }
+    DataFile file;
     int result = hasData ? checkDiskElems(*this) : RESULT_OK;
+    const bool byName =
+        hasData && getElem(T_0006_0007_fileReference, static_cast<DcElem**>(nullptr)) == RESULT_OK;
+    if (result == RESULT_OK && byName) result = openDataFile(*this, file);
     if (result == RESULT_OK && !command.empty()) result = writeCmd(command.list());
-    if (result == RESULT_OK && hasData) result = writeData(*this);
-    return result;
+    if (result != RESULT_OK || !hasData) return result;
+    return byName ? writeDataDisk({file.handle.get(), file.begin, file.length, 1}, false) : writeData(*this);
 }
 
 // In unsigned arithmetic: a maximum below the margin means one fragment of any size.
@@ -189,9 +199,6 @@ int DcPduDataTf::writeCmd(DcElemList& command) {
 }
 
 int DcPduDataTf::writeData(DcElemList& dataset) {
-    if (dataset.getElem(T_0006_0007_fileReference, static_cast<DcElem**>(nullptr)) == RESULT_OK) {
-        return writeDataFileName(dataset);
-    }
     DcElem* const pixels = ElemListAccess::find(dataset, T_7fe0_0010_pixelData);
     // Without a byte there is nothing that could follow.
     const bool onDisk =
@@ -324,14 +331,14 @@ int DcPduDataTf::writeDataDisk(const DiskPart& part, bool more) {
     return RESULT_OK;
 }
 
-int DcPduDataTf::writeDataFileName(DcElemList& dataset) {
+// The data set of a Part 10 file, which a message names.
+int DcPduDataTf::openDataFile(DcElemList& dataset, DataFile& file) {
     constexpr const char* reporter = "DcPduDataTf::writeDataFileName";
     char path[kPathLength + 1] = "";
     int result = ElemListAccess::firstValue(dataset, T_0006_0007_fileReference, path, int{kPathLength});
     if (result != RESULT_OK) return fail(result, LOG_ERROR, reporter, "failed to get filename");
     DcDirMetaInfo meta;
-    unsigned int begin = 0;
-    result = dirReadFileMetaInfo(path, meta, begin);
+    result = dirReadFileMetaInfo(path, meta, file.begin);
     if (result != RESULT_OK) {
         return fail(result, LOG_ERROR, reporter, "failed to read file meta info for %s", path);
     }
@@ -339,11 +346,14 @@ int DcPduDataTf::writeDataFileName(DcElemList& dataset) {
     if (!orvkit::platform::examine(path, info)) {
         return fail(DIR_STAT, LOG_ERROR, reporter, "failed to stat file %s", path);
     }
-    const FileHandle file = openRegular(path);
-    if (!file) return fail(DATATF_READ, LOG_ERROR, reporter, "failed to open file %s", path);
-    const std::uint64_t length =
-        info.size > static_cast<std::int64_t>(begin) ? static_cast<std::uint64_t>(info.size) - begin : 0;
-    return writeDataDisk({file.get(), begin, length, 1}, false);
+    file.handle = openRegular(path);
+    if (!file.handle) return fail(DATATF_READ, LOG_ERROR, reporter, "failed to open file %s", path);
+    // The command promises a data set.
+    if (info.size <= std::int64_t{file.begin}) {
+        return fail(DATATF_READ, LOG_ERROR, reporter, "no data set in file %s", path);
+    }
+    file.length = static_cast<std::uint64_t>(info.size) - file.begin;
+    return RESULT_OK;
 }
 
 // ---- one PDU --------------------------------------------------------------------------------------------

@@ -107,13 +107,13 @@ int DcMsm::sendMessage(DICT_UID sop, DcMsg* msg, DICT_UID xfer) {
 int DcMsm::sendMessage(const char* path) {
     constexpr const char* reporter = "DcMsm::sendMessage";
     if (path == nullptr) return fail(MSM_PRINT, LOG_VALIDATION, reporter, "Null argument passed");
-    DcDirMetaInfo meta;
-    unsigned int end = 0;
-    if (const int result = dirReadFileMetaInfo(path, meta, end); result != RESULT_OK) {
-        return fail(result, LOG_ERROR, reporter, "failed to read file meta info for %s", path);
-    }
     std::string name(path);
     (void)utilChangeBackslash(name.data());
+    DcDirMetaInfo meta;
+    unsigned int end = 0;
+    if (const int result = dirReadFileMetaInfo(name.c_str(), meta, end); result != RESULT_OK) {
+        return fail(result, LOG_ERROR, reporter, "failed to read file meta info for %s", path);
+    }
     DcCmdCStoreRq request;
     (void)request.add(new DcElem(T_0006_0007_fileReference, name.c_str()));
     (void)request.add(new DcElem(T_0000_1000_affectedSopInstanceUid, meta.sopInstanceUid));

@@ -61,14 +61,15 @@ int DcPdu::frameAsso(unsigned char*) {
 }
 
 int DcPdu::write() {
-    const Block buf = allocate(PDU_FRAME_ROOM);
+    const unsigned int room = std::max(PDU_FRAME_ROOM, maxPduLen_);
+    const Block buf = allocate(room);
     if (buf == nullptr) {
         return fail(ELEM_NO_MEMORY, LOG_ERROR, "DcPdu::write", "Unable to allocate 0x%x bytes of memory",
-                    PDU_FRAME_ROOM);
+                    room);
     }
     length_ = 0;
     if (const int result = frameAsso(buf.get()); result != RESULT_OK) return result;
-    const std::span<const unsigned char> bytes(buf.get(), std::min(length_, PDU_FRAME_ROOM));
+    const std::span<const unsigned char> bytes(buf.get(), std::min(length_, room));
     if (orvkit::dumpsSent()) orvkit::dumpSent(type_, {bytes});
     // A part that went out counts as success: the peer notices, and the next call fails.
     const std::int64_t sent = orvkit::platform::sendTwo(sockConv_, bytes.data(), bytes.size(), nullptr, 0);

@@ -31,6 +31,12 @@ struct SendOptions : PeerOptions {
     int retry = 0;
 };
 
+// Whether the request has kept the path as it is: the element is a text (PS3.5 6.2, ST).
+bool refersTo(DcCmdCStoreRq& request, const std::string& path) {
+    char kept[1025] = "";
+    return request.getValue(T_0006_0007_fileReference, kept, sizeof kept - 1) == RESULT_OK && path == kept;
+}
+
 // What all workers share; safe to use from any of them.
 class Report {
   public:
@@ -155,6 +161,12 @@ class GroupSender {
                          describeUid(file.xferSyn);
             return Sent::refused;
         }
+        DcCmdCStoreRq request;
+        (void)request.add(new DcElem(T_0006_0007_fileReference, file.path.c_str()));
+        if (!refersTo(request, file.path)) {
+            file.fault = "its path has more than 1024 characters, or begins or ends with blanks";
+            return Sent::refused;
+        }
         DcDirMetaInfo meta;
         unsigned int end = 0;
         if (const int result = dirReadFileMetaInfo(file.path.c_str(), meta, end); result != RESULT_OK) {
@@ -165,8 +177,6 @@ class GroupSender {
             file.fault = "it has become another object since its header was read";
             return Sent::refused;
         }
-        DcCmdCStoreRq request;
-        (void)request.add(new DcElem(T_0006_0007_fileReference, file.path.c_str()));
         (void)request.add(new DcElem(T_0000_1000_affectedSopInstanceUid, meta.sopInstanceUid));
         (void)request.add(new DcElem(T_0000_0002_affectedSopClassUid, file.sopClass));
         if (!association.send(request, file.sopClass, file.xferSyn)) {

@@ -82,6 +82,7 @@ class Planner {
         std::error_code error;
         const std::uintmax_t size = fs::file_size(pathOf(path), error);
         if (error) return fault(path, error.message());
+        if (size <= end) return fault(path, "no data set follows its header");
         file.size = size;
         plan_.bytes += size;
         ++plan_.files;

@@ -69,9 +69,11 @@ class ORVKIT_API DcPduDataTf : public DcPdu, public DcElemList {
     friend struct orvkit::PduAccess;
 
     struct DiskPart;
+    struct DataFile;
     struct Pieces;
     class Values;
 
+    int readValues(Values& values, bool dumps, PDU_BLOCK block);
     int verifyInfo(const DcPduInfoTf& info) const;
     int writeParts();
     int writeCmd(DcElemList& command);
@@ -79,7 +81,7 @@ class ORVKIT_API DcPduDataTf : public DcPdu, public DcElemList {
     int writeDataMem(DcElemList& dataset, bool more, orvkit::FramedHeader& onDisk);
     int writePixels(const orvkit::FramedHeader& pixels, bool trailing);
     int writeDataDisk(const DiskPart& part, bool more);
-    int writeDataFileName(DcElemList& dataset);
+    int openDataFile(DcElemList& dataset, DataFile& file);
     int writePieces(Pieces& pieces, bool more);
     int writeBuf(unsigned char msgCtrl, const void* data, unsigned int length);
     int writePdu(unsigned char msgCtrl, const Pieces& pieces);

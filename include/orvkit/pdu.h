@@ -119,7 +119,8 @@ class ORVKIT_API DcPdu {
     DcPdu& operator=(const DcPdu&) = default;
 
   protected:
-    // Frames the whole PDU and sets its length; `buf` holds PDU_FRAME_ROOM bytes. This one frames nothing.
+    // Frames the whole PDU and sets its length; `buf` holds PDU_FRAME_ROOM bytes, or the maximum if that is
+    // more. This one frames nothing.
     virtual int frameAsso(unsigned char* buf);
 
   public:

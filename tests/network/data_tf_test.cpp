@@ -316,7 +316,13 @@ TEST(DataTf, FileReferenceSendsTheDataSetAsItLies) {
     CaptureLog log;
     const char* const reporter = "DcPduDataTf::writeDataFileName";
     writeWhole(path, "no file of this kind");
-    EXPECT_EQ(shape(message.send(DIR_NOT_PART10)), "3:20");
+    EXPECT_EQ(shape(message.send(DIR_NOT_PART10)), "") << "not even the command";
+    ASSERT_EQ(dirWriteFile(path.c_str(), meta, list), RESULT_OK);
+    unsigned int end = 0;
+    ASSERT_EQ(dirReadFileMetaInfo(path.c_str(), meta, end), RESULT_OK);
+    std::filesystem::resize_file(path, end);
+    EXPECT_EQ(shape(message.send(DATATF_READ)), "");
+    EXPECT_TRUE(log.has(LOG_ERROR, reporter, "no data set in file " + path));
     EXPECT_TRUE(log.has(LOG_ERROR, reporter, "failed to read file meta info for " + path));
 }
 
@@ -341,6 +347,17 @@ TEST(DataTf, EveryValueBecomesABuffer) {
     EXPECT_EQ(readWhole(dir / "dump"), "\1\2\3\4\5");
     EXPECT_EQ(readRest(message, pdu(4, {})), RESULT_OK) << "no value at all";
     EXPECT_EQ(orvkit::PduAccess::buffers(message)->count(), 2);
+
+    // A PDU that breaks off: every whole value stays, also of those that share a buffer.
+    Bytes many;
+    for (int i = 0; i < 70; ++i) append(many, pdv(1, 0, Bytes(4, 'v')));
+    Bytes cut = pdu(4, joined({many, pdv(1, 2, Bytes(4, 'w'))}));
+    cut.resize(cut.size() - 2);
+    Message broken;
+    EXPECT_EQ(readRest(broken, cut), DATATF_READ);
+    unsigned int length = 0;
+    for (const DcBuf* b = broken.firstBuf(); b != nullptr; b = b->next()) length += b->getLen();
+    EXPECT_EQ(length, 280u);
 }
 
 TEST(DataTf, MalformedValuesAreRefusedByName) {

@@ -68,11 +68,13 @@ TEST_F(NetworkCommandTest, SendTellsWhyEachFileFailed) {
     }
     const Outcome outcome =
         net("orvkit phantom s --size 16 --series 1 --images 2 >/dev/null; echo no image >s/text\n"
-            "dcmcrle s/SE000001/IM000001 s/rle; mkdir in; start $P storescp -od in $P\n"
+            "dcmcrle s/SE000001/IM000001 s/rle; cp s/SE000001/IM000001 's/blank '; mkdir in; start $P "
+            "storescp -od in $P\n"
             "orvkit send localhost $P s missing");
     EXPECT_EQ(outcome.status, 1);
     EXPECT_TRUE(holds(outcome.out, "2 sent"));
-    EXPECT_TRUE(holds(outcome.out, "3 failed"));
+    EXPECT_TRUE(holds(outcome.out, "4 failed"));
+    EXPECT_TRUE(holds(outcome.err, "orvkit: s/blank : its path has more than 1024 characters, or begins or"));
     EXPECT_TRUE(holds(outcome.err, "orvkit: s/text: not a DICOM Part 10 file\n"));
     EXPECT_TRUE(holds(outcome.err, "orvkit: missing: cannot be examined\n"));
     EXPECT_TRUE(holds(outcome.err, "orvkit: s/rle: the peer does not support the transfer syntax: "));
