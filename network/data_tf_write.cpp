@@ -15,6 +15,7 @@
 #include "dataset/raw_walker.h"
 #include "foundation/bytes.h"
 #include "foundation/fail.h"
+#include "network/pdu_access.h"
 #include "network/pdu_dump.h"
 #include "orvkit/datatf.h"
 #include "orvkit/file.h"
@@ -44,7 +45,6 @@ constexpr unsigned int kMargin = 32;  // below the peer's maximum
 constexpr std::uint64_t kReadAhead = 262144;
 constexpr unsigned int kWorthLending = 65536;
 constexpr unsigned int kMostFragment = 0xFFFFFFFF - 6;  // the length field counts six bytes more
-constexpr std::size_t kPathLength = 1024;
 constexpr unsigned char kDelimitation[orvkit::kDelimitationSize] = {0xFE, 0xFF, 0xDD, 0xE0, 0, 0, 0, 0};
 
 struct Release {
@@ -61,10 +61,26 @@ unsigned int groupOf(const DcElem& e) {
     return ElemAccess::tag(e) >> 16;
 }
 
+FileHandle openRegular(const char* path) {
+    FileInfo info;  // a pipe would keep the opener waiting
+    if (!orvkit::platform::examine(path, info) || info.kind != FileKind::regular) return FileHandle();
+    return orvkit::platform::openRead(path);
+}
+
+int checkPixelFiles(const DcElem& pixels) {
+    for (const DcBuf* b = ElemAccess::firstBuf(pixels); b != nullptr; b = b->next()) {
+        const char* const path = b->getFileName();
+        if (path == nullptr || openRegular(path)) continue;
+        return fail(DATATF_READ, LOG_ERROR, "DcPduDataTf::writeData", "error opening pixel data file %s",
+                    path);
+    }
+    return RESULT_OK;
+}
+
 // Only the message's own Pixel Data is sent from disk; nothing goes out of one that holds others.
 int checkDiskElems(DcElemList& dataset) {
     return orvkit::visitDiskElems(dataset, [](const DcElem& e, bool inSequence) {
-        if (!inSequence && ElemAccess::tag(e) == T_7fe0_0010_pixelData) return int{RESULT_OK};
+        if (!inSequence && ElemAccess::tag(e) == T_7fe0_0010_pixelData) return checkPixelFiles(e);
         return fail(DATATF_READ, LOG_ERROR, "DcPduDataTf::writeData",
                     "Element (%04x,%04x) - only Pixel Data can be sent from disk%s", groupOf(e),
                     ElemAccess::tag(e) & 0xFFFF, inSequence ? ", and not in a sequence" : "");
@@ -81,12 +97,6 @@ const DcBuf* lendable(const DcElem* pixels, DICT_UID xferSyn) {
                       b->getBuf() != nullptr && b->getLen() >= kWorthLending &&
                       isBig(b->getXferSyn()) == isBig(xferSyn);
     return good ? b : nullptr;
-}
-
-FileHandle openRegular(const char* path) {
-    FileInfo info;  // a pipe would keep the opener waiting
-    if (!orvkit::platform::examine(path, info) || info.kind != FileKind::regular) return FileHandle();
-    return orvkit::platform::openRead(path);
 }
 
 }  // namespace
@@ -334,8 +344,9 @@ int DcPduDataTf::writeDataDisk(const DiskPart& part, bool more) {
 // The data set of a Part 10 file, which a message names.
 int DcPduDataTf::openDataFile(DcElemList& dataset, DataFile& file) {
     constexpr const char* reporter = "DcPduDataTf::writeDataFileName";
-    char path[kPathLength + 1] = "";
-    int result = ElemListAccess::firstValue(dataset, T_0006_0007_fileReference, path, int{kPathLength});
+    char path[orvkit::kPathLength + 1] = "";
+    int result =
+        ElemListAccess::firstValue(dataset, T_0006_0007_fileReference, path, int{orvkit::kPathLength});
     if (result != RESULT_OK) return fail(result, LOG_ERROR, reporter, "failed to get filename");
     DcDirMetaInfo meta;
     result = dirReadFileMetaInfo(path, meta, file.begin);

@@ -116,6 +116,10 @@ int DcMsm::sendMessage(const char* path) {
     }
     DcCmdCStoreRq request;
     (void)request.add(new DcElem(T_0006_0007_fileReference, name.c_str()));
+    // A text drops blanks at its ends, and what is behind its length: another file may have that name.
+    char kept[orvkit::kPathLength + 1] = "";
+    (void)request.getValue(T_0006_0007_fileReference, kept, int{orvkit::kPathLength});
+    if (name != kept) return fail(DIR_OPEN, LOG_ERROR, reporter, "%s cannot be referred to", path);
     (void)request.add(new DcElem(T_0000_1000_affectedSopInstanceUid, meta.sopInstanceUid));
     (void)request.add(new DcElem(T_0000_0002_affectedSopClassUid, meta.sopClassUid));
     return write(meta.sopClassUid, &request, meta.transferSyntax);

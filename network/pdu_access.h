@@ -11,6 +11,8 @@
 
 namespace orvkit {
 
+inline constexpr int kPathLength = 1024;  // of a file reference, at most
+
 // Takes the values of a data set while their PDU is arriving, so that no PDU is held as a whole.
 class DataSink {
   public:

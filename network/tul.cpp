@@ -73,7 +73,10 @@ class DcTul::Sink final : public orvkit::DataSink {
         presCtxId_ = 0;
     }
     // For the others: the message's own.
-    void goOn(unsigned char presCtxId) { presCtxId_ = presCtxId; }
+    void goOn(unsigned char presCtxId, DICT_UID xferSyn) {
+        presCtxId_ = presCtxId;
+        xferSyn_ = xferSyn;
+    }
 
     bool wants(unsigned char presCtxId) override {
         if (presCtxId_ != 0) return presCtxId == presCtxId_;
@@ -455,7 +458,7 @@ int DcTul::readPduDataTf(DcPduDataTf* message, DICT_UID xferSyn, PDU_BLOCK) {
         const std::unique_ptr<DcPdu> next(newPdu(type));
         auto& latest = static_cast<DcPduDataTf&>(*next);
         if (part.toSink) {
-            sink_->goOn(PduAccess::presCtxId(*message));
+            sink_->goOn(PduAccess::presCtxId(*message), xferSyn);
             PduAccess::setSink(latest, sink_);
         }
         if (const int read = stateMachine(TSM_EVENT_09_DATA_TF_PDU, next.get()); read != RESULT_OK) {
@@ -516,6 +519,8 @@ int DcTul::processPduDataTf(Part& part, DcPduDataTf* latest) {
 }
 
 int DcTul::toCallback(const unsigned char* data, unsigned int length, DICT_UID xferSyn, bool last) {
+    // A callback that is ended in the middle of a data set loses the rest of it.
+    if (dataSetCB_ == nullptr) return RESULT_OK;
     const int result = dataSetCB_(dataSetUser_, data, length, xferSyn, last ? 1 : 0);
     callbackEnded_ = result != RESULT_OK;
     return result;

@@ -32,6 +32,11 @@ void dismiss(unsigned int socket, const unsigned char (&pdu)[N]) {
 
 }  // namespace
 
+void rejectBusy(unsigned int socket) {
+    constexpr unsigned char reject[] = {PDU_TYPE_ASSO_RJ, 0, 0, 0, 0, 4, 0, 2, 3, 2};
+    dismiss(socket, reject);
+}
+
 Doorman::Doorman(unsigned int listener, std::size_t most, std::chrono::seconds patience,
                  std::function<void(const std::string&)> told)
     : listener_(listener), most_(most), patience_(patience), told_(std::move(told)) {
@@ -138,14 +143,12 @@ void Doorman::refuse(Waiting& waiting, const unsigned char* head) {
     dismiss(waiting.visitor.socket.get(), abort);
 }
 
-// A-ASSOCIATE-RJ: transient, by the service provider's presentation side, local-limit-exceeded (PS3.8 9.3.4).
 void Doorman::refuseLate() {
-    constexpr unsigned char reject[] = {PDU_TYPE_ASSO_RJ, 0, 0, 0, 0, 4, 0, 2, 3, 2};
     const auto now = Clock::now();
     std::erase_if(waiting_, [&](const Waiting& w) {
         if (w.state != State::ready || now - w.since < kBusyPatience) return false;
         told_(w.visitor.address + ": association refused: all workers are busy (local-limit-exceeded)");
-        dismiss(w.visitor.socket.get(), reject);
+        rejectBusy(w.visitor.socket.get());
         return true;
     });
 }

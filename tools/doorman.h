@@ -20,6 +20,9 @@ struct Visitor {
     std::string address;
 };
 
+// A-ASSOCIATE-RJ: transient, by the service provider's presentation side, local-limit-exceeded (PS3.8 9.3.4).
+void rejectBusy(unsigned int socket);
+
 class Doorman {
   public:
     using Clock = std::chrono::steady_clock;

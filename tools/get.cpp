@@ -64,6 +64,7 @@ class Getter {
 
     int run() {
         if (!openFor(association_, options_, model_, storageContexts())) return EXIT_FAILED;
+        (void)association_.msm().registerDataSetCB(this, &Getter::take, &Getter::room);
         DcCmdCGetRq request;
         fillRequest(request, model_, keys_);
         bool going = association_.send(request, model_);
@@ -85,11 +86,7 @@ class Getter {
         unsigned short dataset = kNoDataset;
         (void)message->getValue(T_0000_0800_dataSetType, dataset);
         // A data set names the instances that failed; their number is in the response.
-        DcElemList failed;
-        takeDataset(*message, failed);
-        if (dataset != kNoDataset && failed.first() == nullptr && association_.receivePart() == nullptr) {
-            return false;
-        }
+        if (dataset != kNoDataset && association_.receivePart() == nullptr) return false;
         account_.response(*message);
         return true;
     }
@@ -101,7 +98,9 @@ class Getter {
         (void)request.getValue(T_0000_0002_affectedSopClassUid, sopClass);
         Incoming incoming(options_.directory);
         incoming.file.describe(sopClass, instance, options_.aec);
-        if (!receiveDataset(request, incoming)) return false;
+        unsigned short follows = 0;
+        (void)request.getValue(T_0000_0800_dataSetType, follows);
+        if (follows != kNoDataset && !receiveDataset(incoming)) return false;
         const unsigned short status = keep(incoming.file, instance);
         DcCmdCStoreRsp response(&request);
         (void)response.add(new DcElem(T_0000_0900_status, status));
@@ -116,33 +115,27 @@ class Getter {
         Incoming(const Incoming&) = delete;
         Incoming& operator=(const Incoming&) = delete;
         ~Incoming() { (void)orvkit::platform::removeWhenEnded(""); }
-        static int take(void* self, const unsigned char* data, unsigned int length, DICT_UID xferSyn,
-                        int last) {
-            StoreFile& file = static_cast<Incoming*>(self)->file;
-            const bool first = file.temporaryPath().empty();
-            const int result = StoreFile::take(&file, data, length, xferSyn, last);
-            if (first) (void)orvkit::platform::removeWhenEnded(file.temporaryPath().c_str());
-            return result;
-        }
-        static unsigned char* room(void* self, unsigned int* size) {
-            return StoreFile::room(&static_cast<Incoming*>(self)->file, size);
-        }
         StoreFile file;
     };
 
-    bool receiveDataset(DcCmdCStoreRq& request, Incoming& incoming) {
-        DcElemList dataset;
-        takeDataset(request, dataset);
-        if (dataset.first() != nullptr) {  // it came in one PDU with the command
-            DcPduInfoTf info;
-            (void)request.getInfo(info);
-            incoming.file.take(dataset, info.xferSyn);
-            return true;
-        }
-        DcMsm& msm = association_.msm();
-        (void)msm.registerDataSetCB(&incoming, &Incoming::take, &Incoming::room);
+    // Of data sets that no file waits for nothing is kept.
+    static int take(void* self, const unsigned char* data, unsigned int length, DICT_UID xferSyn, int last) {
+        Incoming* const incoming = static_cast<Getter*>(self)->incoming_;
+        if (incoming == nullptr) return RESULT_OK;
+        const bool first = incoming->file.temporaryPath().empty();
+        const int result = StoreFile::take(&incoming->file, data, length, xferSyn, last);
+        if (first) (void)orvkit::platform::removeWhenEnded(incoming->file.temporaryPath().c_str());
+        return result;
+    }
+    static unsigned char* room(void* self, unsigned int* size) {
+        Incoming* const incoming = static_cast<Getter*>(self)->incoming_;
+        return incoming != nullptr ? StoreFile::room(&incoming->file, size) : nullptr;
+    }
+
+    bool receiveDataset(Incoming& incoming) {
+        incoming_ = &incoming;
         const std::unique_ptr<DcMsg> part = association_.receivePart();
-        (void)msm.registerDataSetCB(nullptr, nullptr);
+        incoming_ = nullptr;
         if (part == nullptr || part->getType() == MSG_TYPE_DATASET) return part != nullptr;
         association_.refuse(*part);
         return false;
@@ -170,6 +163,7 @@ class Getter {
     Association association_;
     Retrieval account_;
     Progress progress_;
+    Incoming* incoming_ = nullptr;  // the object that is arriving
     bool stored_ = true;
 };
 

@@ -4,8 +4,10 @@
 #include <chrono>
 #include <cstdio>
 #include <deque>
+#include <filesystem>
 #include <memory>
 #include <mutex>
+#include <system_error>
 #include <thread>
 
 #include "orvkit/cmd.h"
@@ -18,6 +20,7 @@
 #include "tools/net_association.h"
 #include "tools/net_text.h"
 #include "tools/options.h"
+#include "tools/paths.h"
 #include "tools/progress.h"
 #include "tools/send_plan.h"
 
@@ -99,7 +102,11 @@ class GroupSender {
     void run() {
         const std::size_t jobs = std::min(static_cast<std::size_t>(options_.jobs), group_.files.size());
         std::vector<std::thread> others;
-        for (std::size_t i = 1; i < jobs; ++i) others.emplace_back([this] { work(); });
+        try {
+            while (others.size() + 1 < jobs) others.emplace_back([this] { work(); });
+        } catch (const std::system_error&) {
+            // Those that there are do it all.
+        }
         work();
         for (std::thread& t : others) t.join();
         if (!waiting_.empty()) report_.notSent(waiting_.size(), fault_);
@@ -167,13 +174,15 @@ class GroupSender {
             file.fault = "its path has more than 1024 characters, or begins or ends with blanks";
             return Sent::refused;
         }
+        std::error_code error;
+        const bool sameSize = std::filesystem::file_size(pathOf(file.path), error) == file.size;
         DcDirMetaInfo meta;
         unsigned int end = 0;
         if (const int result = dirReadFileMetaInfo(file.path.c_str(), meta, end); result != RESULT_OK) {
             file.fault = resultText(result);
             return Sent::refused;
         }
-        if (meta.sopClassUid != file.sopClass || meta.transferSyntax != file.xferSyn) {
+        if (meta.sopClassUid != file.sopClass || meta.transferSyntax != file.xferSyn || !sameSize) {
             file.fault = "it has become another object since its header was read";
             return Sent::refused;
         }

@@ -79,13 +79,18 @@ class Workers {
         sweep();
         return workers_.size() >= most_;
     }
+    // Where the system has no thread or no memory left, that is one association's affair.
     void start(Visitor visitor) {
+        const std::string address = visitor.address;
         Worker& worker = workers_.emplace_back();
-        worker.scp = std::make_unique<StoreScp>(server_, std::move(visitor));
-        worker.thread = std::thread([&worker] {
-            worker.scp->run();
-            worker.done = true;
-        });
+        try {
+            worker.scp = std::make_unique<StoreScp>(server_, std::move(visitor));
+            worker.thread = std::thread([this, &worker] { run(worker); });
+        } catch (const std::exception& fault) {
+            server_.tell(address + ": association refused: " + fault.what());
+            if (worker.scp != nullptr) rejectBusy(worker.scp->socket());
+            workers_.pop_back();
+        }
     }
     // Waits for the messages that are under way; then the connections are cut.
     void stop() {
@@ -107,6 +112,15 @@ class Workers {
         std::thread thread;
         std::atomic<bool> done = false;
     };
+    void run(Worker& worker) {
+        try {
+            worker.scp->run();
+        } catch (const std::exception& fault) {
+            server_.tell(std::string("an association was lost: ") + fault.what());
+            platform::shutdownSocket(worker.scp->socket());
+        }
+        worker.done = true;
+    }
     void sweep() {
         for (auto at = workers_.begin(); at != workers_.end();) {
             if (!at->done) {

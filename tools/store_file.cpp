@@ -61,9 +61,7 @@ int StoreFile::removeLeftovers(const std::string& directory) {
 }
 
 StoreFile::~StoreFile() {
-    behind_.reset();
-    file_.reset();
-    if (!temporary_.empty()) (void)platform::remove(temporary_.c_str());
+    drop();
 }
 
 void StoreFile::describe(DICT_UID sopClass, const std::string& instance, const std::string& sourceAet) {
@@ -132,6 +130,7 @@ unsigned char* StoreFile::room(void* self, unsigned int* size) {
     auto& file = *static_cast<StoreFile*>(self);
     if (file.behind_ == nullptr || file.failed()) return nullptr;
     const std::span<unsigned char> room = file.behind_->room();
+    if (room.empty()) return nullptr;
     *size = static_cast<unsigned int>(room.size());
     return room.data();
 }
@@ -155,15 +154,11 @@ bool StoreFile::write(const unsigned char* data, std::size_t length) {
     return true;
 }
 
-void StoreFile::take(DcElemList& dataset, DICT_UID xferSyn) {
-    unsigned int size = 0;
-    (void)dataset.getBufSize(size, static_cast<unsigned int*>(nullptr));
-    std::vector<unsigned char> bytes(size);
-    if (const int result = dataset.encode(bytes.data(), size, xferSyn); result != RESULT_OK) {
-        fail(STORE_CANNOT_UNDERSTAND, resultText(result));
-        return;
-    }
-    (void)take(this, bytes.data(), size, xferSyn, 1);
+void StoreFile::drop() {
+    behind_.reset();
+    file_.reset();
+    if (!temporary_.empty()) (void)platform::remove(temporary_.c_str());
+    temporary_.clear();
 }
 
 bool StoreFile::finish() {

@@ -8,7 +8,6 @@
 #include <optional>
 #include <string>
 
-#include "orvkit/elemlist.h"
 #include "orvkit/uids.h"
 #include "platform/file.h"
 #include "tools/store_check.h"
@@ -42,8 +41,6 @@ class StoreFile {
     // failed.
     static int take(void* self, const unsigned char* data, unsigned int length, DICT_UID xferSyn, int last);
     static unsigned char* room(void* self, unsigned int* size);
-    // The same for a data set that is in memory.
-    void take(DcElemList& dataset, DICT_UID xferSyn);
 
     bool failed() const { return !fault_.empty(); }
     const std::string& fault() const { return fault_; }
@@ -57,6 +54,8 @@ class StoreFile {
     bool finish();
     // Gives the file its name, replacing one that exists.
     bool commit(const std::string& path);
+    // Removes what there is of the file.
+    void drop();
     // The file has gone to another place by another hand.
     void release() { temporary_.clear(); }
 

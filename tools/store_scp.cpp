@@ -5,6 +5,7 @@
 
 #include "orvkit/result.h"
 #include "platform/socket.h"
+#include "tools/dump_charset.h"
 #include "tools/net_association.h"
 #include "tools/net_options.h"
 #include "tools/net_text.h"
@@ -47,7 +48,8 @@ StoreScp::StoreScp(StoreServer& server, Visitor visitor)
       msm_(server.aet.c_str(), TSM_ROLE_SCP, server.port) {}
 
 void StoreScp::tell(const std::string& line) {
-    server_.tell("[" + std::to_string(number_) + "] " + peer_ + " " + line);
+    // Titles and UIDs are the peer's words.
+    server_.tell(withEscapes("[" + std::to_string(number_) + "] " + peer_ + " " + line));
 }
 
 void StoreScp::run() {
@@ -187,6 +189,7 @@ bool StoreScp::store(DICT_UID sopClass, DcMsg& request) {
         tell("stored " + told + " (" + nameOf(sopClass) + ", " + nameOf(file.xferSyn()) + ", " +
              bytesText(static_cast<double>(file.size())) + ")");
     } else {
+        file.drop();
         ++server_.failed;
         tell("refused " + instance + ": " + told + ", status " + statusText(status));
     }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <new>
 
 #include "platform/file.h"
 
@@ -21,14 +22,17 @@ WriteBehind::~WriteBehind() {
 
 void WriteBehind::run() {
     for (std::size_t next = 0;; next = (next + 1) % BLOCKS) {
+        bool failed = false;
         {
             std::unique_lock lock(mutex_);
             changed_.wait(lock, [this] { return waiting_ > 0 || ending_; });
             if (waiting_ == 0 || dropping_) return;
+            failed = error_ != 0;
         }
         Block& block = blocks_[next];
-        const bool written = error_ == 0 && orvkit::platform::writeAll(file_, block.bytes.get(), block.used);
-        const int reason = written ? 0 : errno;
+        errno = 0;
+        const bool written = !failed && orvkit::platform::writeAll(file_, block.bytes.get(), block.used);
+        const int reason = written ? 0 : errno != 0 ? errno : EIO;
         block.used = 0;
         {
             const std::lock_guard lock(mutex_);
@@ -45,13 +49,19 @@ std::span<unsigned char> WriteBehind::room() {
         changed_.wait(lock, [this] { return waiting_ < BLOCKS; });
     }
     Block& block = blocks_[filling_];
-    if (block.bytes == nullptr) block.bytes = std::make_unique_for_overwrite<unsigned char[]>(BLOCK);
+    if (block.bytes == nullptr) block.bytes.reset(new (std::nothrow) unsigned char[BLOCK]);
+    if (block.bytes == nullptr) {
+        const std::lock_guard lock(mutex_);
+        if (error_ == 0) error_ = ENOMEM;
+        return {};
+    }
     return {block.bytes.get() + block.used, BLOCK - block.used};
 }
 
 bool WriteBehind::append(const unsigned char* data, std::size_t length) {
     while (length > 0) {
         const std::span<unsigned char> to = room();
+        if (to.empty()) return false;
         const std::size_t count = std::min(length, to.size());
         if (data != to.data()) std::memcpy(to.data(), data, count);
         data += count;
@@ -73,7 +83,8 @@ void WriteBehind::handOver() {
 }
 
 bool WriteBehind::finish() {
-    if (room().size() < BLOCK) handOver();
+    const std::span<unsigned char> left = room();
+    if (!left.empty() && left.size() < BLOCK) handOver();
     end(false);
     return error_ == 0;
 }

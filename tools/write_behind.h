@@ -27,7 +27,7 @@ class WriteBehind {
     ~WriteBehind();
 
     // Room for the next bytes, which need not be copied when they are put there; waits while all blocks are
-    // full.
+    // full. Empty when there is no memory for it: a failed write.
     std::span<unsigned char> room();
     // Takes the next bytes, wherever they are. False after a failed write, see error.
     bool append(const unsigned char* data, std::size_t length);

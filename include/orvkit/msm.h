@@ -87,7 +87,8 @@ struct ORVKIT_API DcMsmAssoInfo {
 // Outcomes of the calls, to branch on: 11345 aborted, 11346 accepted, 11347 rejected, 11348 request answered,
 // 11349 message received, 11351 release response, 11352 the peer asked for release (and has its answer),
 // 11353 no connection, 11354 nothing arrived within the read time-out, 11355 closed after an error of the
-// peer's, 11356 receiving failed, 11357 nobody connected in time.
+// peer's, 11356 receiving failed, 11357 nobody connected in time. When both sides ask for release at once,
+// the user gets 11352 and then 11351; the provider answers after it has its own answer, and gets 11351 alone.
 class ORVKIT_API DcMsm : public DcTul {
   public:
     DcMsm(const char* aeTitle, TSM_ROLE role, int port);

@@ -20,7 +20,8 @@ typedef int (*DcTulDataSetCB)(void* user, const unsigned char* data, unsigned in
                               int last);
 // Gives room for the next piece of a data set, and its size in bytes, so that the application need not copy
 // what it receives: the callback above then gets its bytes there. Null: they come in a buffer of the
-// library's, 64 KiB at most, that is used again for the next ones.
+// library's, 64 KiB at most, that is used again for the next ones. Bytes that came in one PDU with the
+// command have a buffer of their own.
 typedef unsigned char* (*DcTulRoomCB)(void* user, unsigned int* size);
 
 class ORVKIT_API DcTul : public DcTsm {
@@ -47,7 +48,8 @@ class ORVKIT_API DcTul : public DcTsm {
     int registerPixDataCB(void* user, DcTulPixDataCB callback);
     int registerPixRecvCB(void* user, DcMsmPixRecvCB callback);
     // While set, the bytes of data sets go to the callback alone, and received data sets are empty: an object
-    // of any size passes through without being held in memory. `room` may be null.
+    // of any size passes through without being held in memory. `room` may be null. What is registered within
+    // a callback holds from the next data set on; null drops the rest of this one.
     int registerDataSetCB(void* user, DcTulDataSetCB callback, DcTulRoomCB room = nullptr);
 
   protected:

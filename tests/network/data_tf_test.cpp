@@ -270,7 +270,7 @@ TEST_F(PixelsOnDisk, FailuresAreToldAndLeaveTheListWhole) {
         EXPECT_TRUE(log.tookOnly(LOG_ERROR, reporter, text)) << text;
         EXPECT_EQ(message.count(), 4);
     };
-    with(none.c_str(), 0, 10, "3:20 0:12", "DcPduDataTf::writeData", "error opening pixel data file " + none);
+    with(none.c_str(), 0, 10, "", "DcPduDataTf::writeData", "error opening pixel data file " + none);
     with(path_.c_str(), 0, 100004, "3:20 0:12 0:16352 0:16352 0:16352 0:16352 0:16352 0:16352",
          "DcPduDataTf::writeDataDisk", "error reading disk buffer, block #6, block length 16352");
     with(path_.c_str(), -16, 10, "3:20 0:12", "DcPduDataTf::writeDataDisk",

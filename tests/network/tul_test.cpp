@@ -295,7 +295,10 @@ TEST(UpperLayer, DataSetsPassThroughTheirCallback) {
     Sink sink;
     Upper upper;
     upper.registerDataSetCB(&sink, &Sink::take);
-    for (const auto& ends : {std::vector<std::size_t>{}, every(7, image.whole.size()),
+    // The first of them is empty.
+    for (const auto& ends : {std::vector<std::size_t>{0},
+                             {},
+                             every(7, image.whole.size()),
                              every(image.whole.size(), 2 * image.whole.size())}) {
         sink = Sink();
         ASSERT_EQ(upper.receive(inFragments(image.whole, ends), kJpeg), 0);
