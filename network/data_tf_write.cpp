@@ -43,6 +43,7 @@ constexpr unsigned char kLast = 2;
 
 constexpr unsigned int kMargin = 32;  // below the peer's maximum
 constexpr std::uint64_t kReadAhead = 262144;
+constexpr unsigned int kPiece = 131072;  // of a larger fragment; stays in the processor's cache
 constexpr unsigned int kWorthLending = 65536;
 constexpr unsigned int kMostFragment = 0xFFFFFFFF - 6;  // the length field counts six bytes more
 constexpr unsigned char kDelimitation[orvkit::kDelimitationSize] = {0xFE, 0xFF, 0xDD, 0xE0, 0, 0, 0, 0};
@@ -114,6 +115,20 @@ struct DcPduDataTf::DataFile {
     unsigned int begin = 0;
     std::uint64_t length = 0;
 };
+
+namespace {
+
+int failShort(int number, unsigned int fragment) {
+    return fail(DATATF_READ, LOG_ERROR, "DcPduDataTf::writeDataDisk",
+                "error reading disk buffer, block #%d, block length %d", number, static_cast<int>(fragment));
+}
+
+int failSending(std::uint64_t whole, std::uint64_t sent) {
+    return fail(DATATF_SOCKET, LOG_ERROR, "DcPduDataTf::writeBuf", "Buffer size - 0x%x, sent - 0x%x",
+                static_cast<unsigned int>(whole), static_cast<unsigned int>(sent));
+}
+
+}  // namespace
 
 // Bytes to be sent, in pieces that lie apart.
 struct DcPduDataTf::Pieces {
@@ -300,7 +315,18 @@ int DcPduDataTf::writePixels(const FramedHeader& pixels, bool trailing) {
     return writeBuf(trailing ? 0 : kLast, kDelimitation, sizeof kDelimitation);
 }
 
-// Reads some fragments at once, and leaves the file position of a handle that others share where it is.
+// Bytes of a part in the byte order of the stream; fewer only where the file ends.
+std::size_t DcPduDataTf::readPart(const DiskPart& part, std::uint64_t offset, unsigned char* room,
+                                  std::size_t length) {
+    const std::int64_t got =
+        orvkit::platform::readAt(part.file, room, length, part.offset + static_cast<std::int64_t>(offset));
+    const std::size_t there = got > 0 ? static_cast<std::size_t>(got) : 0;
+    orvkit::swapUnits({room, there}, part.swap);
+    return there;
+}
+
+// Reads some small fragments at once, or a piece of a large one, and leaves the file position of a handle
+// that others share where it is.
 int DcPduDataTf::writeDataDisk(const DiskPart& part, bool more) {
     constexpr const char* reporter = "DcPduDataTf::writeDataDisk";
     FileInfo info;
@@ -310,7 +336,8 @@ int DcPduDataTf::writeDataDisk(const DiskPart& part, bool more) {
                     static_cast<unsigned int>(part.offset), static_cast<int>(part.offset));
     }
     const unsigned int fragment = fragmentSize();
-    std::uint64_t room = std::max<std::uint64_t>(kReadAhead / fragment, 1) * fragment;
+    const bool inPieces = fragment > kPiece && fragment % part.swap == 0 && !orvkit::dumpsSent();
+    std::uint64_t room = inPieces ? kPiece : std::max<std::uint64_t>(kReadAhead / fragment, 1) * fragment;
     if (room % part.swap != 0) room *= part.swap;  // no unit is read in two pieces
     const Block block = allocate(std::min(room, part.length));
     if (block == nullptr) {
@@ -319,24 +346,46 @@ int DcPduDataTf::writeDataDisk(const DiskPart& part, bool more) {
     }
     int number = 0;
     for (std::uint64_t done = 0; done < part.length;) {
-        const auto wanted = static_cast<std::size_t>(std::min(room, part.length - done));
-        const std::int64_t got = orvkit::platform::readAt(part.file, block.get(), wanted,
-                                                          part.offset + static_cast<std::int64_t>(done));
-        const std::size_t there = got > 0 ? static_cast<std::size_t>(got) : 0;
-        orvkit::swapUnits({block.get(), there}, part.swap);
-        for (std::uint64_t at = 0; at < wanted; ++number) {
-            const auto size = static_cast<unsigned int>(std::min<std::uint64_t>(fragment, wanted - at));
-            if (at + size > there) {
-                return fail(DATATF_READ, LOG_ERROR, reporter,
-                            "error reading disk buffer, block #%d, block length %d", number,
-                            static_cast<int>(fragment));
+        const std::uint64_t wanted = std::min<std::uint64_t>(inPieces ? fragment : room, part.length - done);
+        int result = RESULT_OK;
+        if (inPieces) {
+            const bool last = done + wanted == part.length && !more;
+            result = writeFragment(part, done, static_cast<unsigned int>(wanted), last ? kLast : 0,
+                                   block.get(), number++);
+        } else {
+            const std::size_t there = readPart(part, done, block.get(), static_cast<std::size_t>(wanted));
+            for (std::uint64_t at = 0; at < wanted && result == RESULT_OK; ++number) {
+                const auto size = static_cast<unsigned int>(std::min<std::uint64_t>(fragment, wanted - at));
+                if (at + size > there) return failShort(number, fragment);
+                const bool last = done + at + size == part.length && !more;
+                result = writeBuf(last ? kLast : 0, block.get() + at, size);
+                at += size;
             }
-            const bool last = done + at + size == part.length && !more;
-            const int result = writeBuf(last ? kLast : 0, block.get() + at, size);
-            if (result != RESULT_OK) return result;
-            at += size;
         }
+        if (result != RESULT_OK) return result;
         done += wanted;
+    }
+    return RESULT_OK;
+}
+
+// One fragment, of which a piece goes out while the next one is being read.
+int DcPduDataTf::writeFragment(const DiskPart& part, std::uint64_t offset, unsigned int length,
+                               unsigned char msgCtrl, unsigned char* room, int number) {
+    const auto header = pduHeader(msgCtrl, length);
+    std::size_t headerLeft = header.size();
+    sent_ = true;
+    for (unsigned int at = 0; at < length;) {
+        const unsigned int size = std::min(kPiece, length - at);
+        if (readPart(part, offset + at, room, size) != size) return failShort(number, fragmentSize());
+        const std::int64_t sent =
+            orvkit::platform::sendTwo(getSockConv(), header.data(), headerLeft, room, size);
+        if (sent != static_cast<std::int64_t>(headerLeft + size)) {
+            const std::uint64_t before = at + header.size() - headerLeft;
+            return failSending(length + header.size(),
+                               before + static_cast<std::uint64_t>(std::max<std::int64_t>(sent, 0)));
+        }
+        headerLeft = 0;
+        at += size;
     }
     return RESULT_OK;
 }
@@ -373,27 +422,30 @@ int DcPduDataTf::writeBuf(unsigned char msgCtrl, const void* data, unsigned int 
     return writePdu(msgCtrl, {{{static_cast<const unsigned char*>(data), length}}});
 }
 
-// The bytes go out behind their header without being copied.
-int DcPduDataTf::writePdu(unsigned char msgCtrl, const Pieces& pieces) {
+std::array<unsigned char, 12> DcPduDataTf::pduHeader(unsigned char msgCtrl, unsigned int length) const {
     using orvkit::ByteOrder;
-    const auto length = static_cast<unsigned int>(pieces.size());
-    unsigned char header[12] = {static_cast<unsigned char>(getType())};
-    orvkit::storeAt<std::uint32_t>(header + 2, length + 6, ByteOrder::big);
-    orvkit::storeAt<std::uint32_t>(header + 6, length + 2, ByteOrder::big);
+    std::array<unsigned char, 12> header = {static_cast<unsigned char>(getType())};
+    orvkit::storeAt<std::uint32_t>(header.data() + 2, length + 6, ByteOrder::big);
+    orvkit::storeAt<std::uint32_t>(header.data() + 6, length + 2, ByteOrder::big);
     header[10] = presCtxId_;
     header[11] = msgCtrl;
+    return header;
+}
+
+// The bytes go out behind their header without being copied.
+int DcPduDataTf::writePdu(unsigned char msgCtrl, const Pieces& pieces) {
+    const auto length = static_cast<unsigned int>(pieces.size());
+    const auto header = pduHeader(msgCtrl, length);
     const auto& [first, second, third] = pieces.runs;
-    const orvkit::platform::Run runs[] = {{header, sizeof header},
+    const orvkit::platform::Run runs[] = {{header.data(), header.size()},
                                           {first.data(), first.size()},
                                           {second.data(), second.size()},
                                           {third.data(), third.size()}};
     sent_ = true;
     const std::int64_t sent = orvkit::platform::sendRuns(getSockConv(), runs, std::size(runs));
-    const std::int64_t whole = std::int64_t{length} + static_cast<std::int64_t>(sizeof header);
-    if (sent != whole) {
-        return fail(DATATF_SOCKET, LOG_ERROR, "DcPduDataTf::writeBuf", "Buffer size - 0x%x, sent - 0x%x",
-                    static_cast<unsigned int>(whole),
-                    static_cast<unsigned int>(std::max<std::int64_t>(sent, 0)));
+    const std::uint64_t whole = length + header.size();
+    if (sent != static_cast<std::int64_t>(whole)) {
+        return failSending(whole, static_cast<std::uint64_t>(std::max<std::int64_t>(sent, 0)));
     }
     if (orvkit::dumpsSent()) orvkit::dumpSent(getType(), {header, first, second, third});
     return RESULT_OK;

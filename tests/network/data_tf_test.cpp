@@ -205,7 +205,7 @@ TEST(DataTf, LargePixelsAreNotCopied) {
 class PixelsOnDisk : public testing::Test {
   protected:
     PixelsOnDisk() {
-        bytes_.resize(3 + 100000);
+        bytes_.resize(3 + 300000);
         std::iota(bytes_.begin(), bytes_.end(), '\0');
         writeWhole(path_, bytes_);
     }
@@ -243,8 +243,10 @@ TEST_F(PixelsOnDisk, FollowTheirHeaderAndPrecedeWhatTrails) {
 }
 
 TEST_F(PixelsOnDisk, WordsTakeTheByteOrderOfTheStream) {
-    // Odd fragment sizes: words stand across fragments and across the blocks that are read at once.
-    for (const auto& [maximum, size] : {std::pair(16385u, 100000u), {400001u, 100000u}, {33u, 100u}}) {
+    // Odd fragment sizes: words stand across fragments and across the blocks that are read at once. The last
+    // has fragments that go out in pieces.
+    for (const auto& [maximum, size] :
+         {std::pair(16385u, 100000u), {400001u, 100000u}, {33u, 100u}, {200032u, 300000u}}) {
         Message message(UID_BIG_ENDIAN_EXPLICIT, maximum);
         message.add(new DcElem(T_0028_0100_bitsAllocated, static_cast<unsigned short>(16)));
         addPixels(message, path_.c_str(), 3, size);
@@ -271,10 +273,20 @@ TEST_F(PixelsOnDisk, FailuresAreToldAndLeaveTheListWhole) {
         EXPECT_EQ(message.count(), 4);
     };
     with(none.c_str(), 0, 10, "", "DcPduDataTf::writeData", "error opening pixel data file " + none);
-    with(path_.c_str(), 0, 100004, "3:20 0:12 0:16352 0:16352 0:16352 0:16352 0:16352 0:16352",
+    with(path_.c_str(), 200000, 100004, "3:20 0:12 0:16352 0:16352 0:16352 0:16352 0:16352 0:16352",
          "DcPduDataTf::writeDataDisk", "error reading disk buffer, block #6, block length 16352");
     with(path_.c_str(), -16, 10, "3:20 0:12", "DcPduDataTf::writeDataDisk",
          "seek error, offset 0xfffffff0 (-16)");
+
+    Message cut(UID_LITTLE_ENDIAN_EXPLICIT, 400032);
+    addPixels(cut, path_.c_str(), 0, 400000);
+    SocketPair sockets;
+    cut.setSockConv(sockets.ours());
+    log.clear();
+    const Bytes begun = sockets.received([&] { EXPECT_EQ(cut.write(), DATATF_READ); });
+    EXPECT_LT(begun.size(), 24 + 300003u) << "the PDU is not whole";
+    EXPECT_TRUE(log.tookOnly(LOG_ERROR, "DcPduDataTf::writeDataDisk",
+                             "error reading disk buffer, block #0, block length 400000"));
 
     // What cannot go out from disk is refused before the command goes.
     Message nested;
