@@ -316,7 +316,7 @@ int DcPduDataTf::writePixels(const FramedHeader& pixels, bool trailing) {
 }
 
 // Bytes of a part in the byte order of the stream; fewer only where the file ends.
-std::size_t DcPduDataTf::readPart(const DiskPart& part, std::uint64_t offset, unsigned char* room,
+std::size_t DcPduDataTf::readPart(const DiskPart& part, unsigned long long offset, unsigned char* room,
                                   std::size_t length) {
     const std::int64_t got =
         orvkit::platform::readAt(part.file, room, length, part.offset + static_cast<std::int64_t>(offset));
@@ -369,7 +369,7 @@ int DcPduDataTf::writeDataDisk(const DiskPart& part, bool more) {
 }
 
 // One fragment, of which a piece goes out while the next one is being read.
-int DcPduDataTf::writeFragment(const DiskPart& part, std::uint64_t offset, unsigned int length,
+int DcPduDataTf::writeFragment(const DiskPart& part, unsigned long long offset, unsigned int length,
                                unsigned char msgCtrl, unsigned char* room, int number) {
     const auto header = pduHeader(msgCtrl, length);
     std::size_t headerLeft = header.size();

@@ -4,7 +4,6 @@
 
 #include <array>
 #include <cstddef>
-#include <cstdint>
 
 #include "orvkit/elemlist.h"
 #include "orvkit/export.h"
@@ -86,10 +85,10 @@ class ORVKIT_API DcPduDataTf : public DcPdu, public DcElemList {
     int writePixels(const orvkit::FramedHeader& pixels, bool trailing);
     int writeDataDisk(const DiskPart& part, bool more);
     int openDataFile(DcElemList& dataset, DataFile& file);
-    static std::size_t readPart(const DiskPart& part, std::uint64_t offset, unsigned char* room,
+    static std::size_t readPart(const DiskPart& part, unsigned long long offset, unsigned char* room,
                                 std::size_t length);
-    int writeFragment(const DiskPart& part, std::uint64_t offset, unsigned int length, unsigned char msgCtrl,
-                      unsigned char* room, int number);
+    int writeFragment(const DiskPart& part, unsigned long long offset, unsigned int length,
+                      unsigned char msgCtrl, unsigned char* room, int number);
     std::array<unsigned char, 12> pduHeader(unsigned char msgCtrl, unsigned int length) const;
     int writePieces(Pieces& pieces, bool more);
     int writeBuf(unsigned char msgCtrl, const void* data, unsigned int length);
