@@ -117,7 +117,6 @@ class Workers {
             worker.scp->run();
         } catch (const std::exception& fault) {
             server_.tell(std::string("an association was lost: ") + fault.what());
-            platform::shutdownSocket(worker.scp->socket());
         }
         worker.done = true;
     }

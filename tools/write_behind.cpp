@@ -43,11 +43,14 @@ void WriteBehind::run() {
     }
 }
 
+// Until then the block that is to be filled belongs to the thread.
+void WriteBehind::awaitFree() {
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [this] { return waiting_ < BLOCKS; });
+}
+
 std::span<unsigned char> WriteBehind::room() {
-    {
-        std::unique_lock lock(mutex_);
-        changed_.wait(lock, [this] { return waiting_ < BLOCKS; });
-    }
+    awaitFree();
     Block& block = blocks_[filling_];
     if (block.bytes == nullptr) block.bytes.reset(new (std::nothrow) unsigned char[BLOCK]);
     if (block.bytes == nullptr) {
@@ -83,8 +86,8 @@ void WriteBehind::handOver() {
 }
 
 bool WriteBehind::finish() {
-    const std::span<unsigned char> left = room();
-    if (!left.empty() && left.size() < BLOCK) handOver();
+    awaitFree();
+    if (blocks_[filling_].used > 0) handOver();
     end(false);
     return error_ == 0;
 }

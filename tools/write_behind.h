@@ -43,6 +43,7 @@ class WriteBehind {
     };
 
     void run();
+    void awaitFree();
     void handOver();
     void end(bool drop);
 

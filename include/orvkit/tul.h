@@ -49,7 +49,7 @@ class ORVKIT_API DcTul : public DcTsm {
     int registerPixRecvCB(void* user, DcMsmPixRecvCB callback);
     // While set, the bytes of data sets go to the callback alone, and received data sets are empty: an object
     // of any size passes through without being held in memory. `room` may be null. What is registered within
-    // a callback holds from the next data set on; null drops the rest of this one.
+    // a callback takes over with the next piece; null drops the rest of the data set.
     int registerDataSetCB(void* user, DcTulDataSetCB callback, DcTulRoomCB room = nullptr);
 
   protected:
