@@ -3,18 +3,15 @@
 #ifndef ORVKIT_TOOLS_COMMANDS_H
 #define ORVKIT_TOOLS_COMMANDS_H
 
+#include "services/report.h"
+
 namespace CLI {
 class App;
 }
 
 namespace tools {
 
-// Exit statuses of the command.
-enum ExitStatus : int {
-    EXIT_OK = 0,
-    EXIT_FAILED = 1,  // the job failed, or a part of it
-    EXIT_USAGE = 2,   // wrong usage: unknown option, missing or unusable argument
-};
+using namespace services;  // what the subcommands do stands there
 
 // The callback of a subcommand leaves its exit status in `status`, which outlives the program object.
 void addDump(CLI::App& program, int& status);

@@ -20,10 +20,10 @@
 #include "orvkit/result.h"
 #include "orvkit/sequence.h"
 #include "orvkit/tags.h"
+#include "services/paths.h"
+#include "services/report.h"
+#include "services/whole_file.h"
 #include "tools/commands.h"
-#include "tools/options.h"
-#include "tools/paths.h"
-#include "tools/whole_file.h"
 
 namespace tools {
 namespace {

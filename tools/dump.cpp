@@ -8,13 +8,13 @@
 #include <vector>
 
 #include "platform/process.h"
+#include "services/dump_file.h"
+#include "services/output.h"
+#include "services/paths.h"
+#include "services/print_forms.h"
+#include "services/report.h"
+#include "services/tag_names.h"
 #include "tools/commands.h"
-#include "tools/dump_file.h"
-#include "tools/dump_forms.h"
-#include "tools/dump_output.h"
-#include "tools/dump_pick.h"
-#include "tools/options.h"
-#include "tools/paths.h"
 
 namespace tools {
 namespace {

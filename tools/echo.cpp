@@ -7,10 +7,11 @@
 #include <vector>
 
 #include "platform/process.h"
+#include "services/association.h"
+#include "services/network_text.h"
+#include "services/report.h"
 #include "tools/commands.h"
-#include "tools/net_association.h"
-#include "tools/net_text.h"
-#include "tools/options.h"
+#include "tools/net_options.h"
 
 namespace tools {
 namespace {

@@ -12,9 +12,9 @@
 #include <vector>
 
 #include "orvkit/dict.h"
+#include "services/charset.h"
+#include "services/report.h"
 #include "tools/commands.h"
-#include "tools/dump_charset.h"
-#include "tools/options.h"
 
 namespace tools {
 namespace {

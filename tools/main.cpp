@@ -6,8 +6,8 @@
 
 #include "orvkit/log.h"
 #include "platform/process.h"
+#include "services/report.h"
 #include "tools/commands.h"
-#include "tools/options.h"
 
 namespace {
 

@@ -7,11 +7,11 @@
 
 #include "orvkit/mediamgr.h"
 #include "orvkit/result.h"
+#include "services/file_set.h"
+#include "services/folder.h"
+#include "services/report.h"
+#include "services/whole_file.h"
 #include "tools/commands.h"
-#include "tools/dicomdir.h"
-#include "tools/file_set.h"
-#include "tools/options.h"
-#include "tools/whole_file.h"
 
 namespace tools {
 namespace {

@@ -13,11 +13,11 @@
 #include "orvkit/file.h"
 #include "orvkit/result.h"
 #include "orvkit/tags.h"
+#include "services/head_phantom.h"
+#include "services/paths.h"
+#include "services/report.h"
+#include "services/whole_file.h"
 #include "tools/commands.h"
-#include "tools/head_phantom.h"
-#include "tools/options.h"
-#include "tools/paths.h"
-#include "tools/whole_file.h"
 
 namespace tools {
 namespace {

@@ -6,14 +6,15 @@
 
 #include "orvkit/result.h"
 #include "orvkit/tags.h"
+#include "services/association.h"
+#include "services/network_text.h"
+#include "services/print_forms.h"
+#include "services/query_keys.h"
+#include "services/report.h"
+#include "services/retrieve.h"
+#include "services/values.h"
 #include "tools/commands.h"
-#include "tools/dump_forms.h"
-#include "tools/dump_values.h"
-#include "tools/net_association.h"
-#include "tools/net_text.h"
-#include "tools/options.h"
-#include "tools/query_keys.h"
-#include "tools/retrieve.h"
+#include "tools/net_options.h"
 
 namespace tools {
 namespace {

@@ -15,14 +15,15 @@
 #include "orvkit/result.h"
 #include "orvkit/tags.h"
 #include "platform/process.h"
+#include "services/association.h"
+#include "services/charset.h"
+#include "services/network_text.h"
+#include "services/paths.h"
+#include "services/progress.h"
+#include "services/report.h"
+#include "services/send_plan.h"
 #include "tools/commands.h"
-#include "tools/dump_charset.h"
-#include "tools/net_association.h"
-#include "tools/net_text.h"
-#include "tools/options.h"
-#include "tools/paths.h"
-#include "tools/progress.h"
-#include "tools/send_plan.h"
+#include "tools/net_options.h"
 
 namespace tools {
 namespace {

@@ -16,15 +16,15 @@
 #include "platform/process.h"
 #include "platform/socket.h"
 #include "platform/stop.h"
+#include "services/accepted_uids.h"
+#include "services/door.h"
+#include "services/network_text.h"
+#include "services/paths.h"
+#include "services/provider.h"
+#include "services/received_set.h"
+#include "services/report.h"
 #include "tools/commands.h"
-#include "tools/doorman.h"
 #include "tools/net_options.h"
-#include "tools/net_text.h"
-#include "tools/net_uids.h"
-#include "tools/options.h"
-#include "tools/paths.h"
-#include "tools/serve_file_set.h"
-#include "tools/store_scp.h"
 
 namespace tools {
 namespace {

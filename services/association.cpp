@@ -1,0 +1,151 @@
+#include "services/association.h"
+
+#include <utility>
+
+#include "orvkit/result.h"
+#include "orvkit/tags.h"
+#include "platform/socket.h"
+#include "services/network_text.h"
+#include "services/report.h"
+
+namespace services {
+
+DcMsmSopXferSyn context(DICT_UID sopClass, std::vector<DICT_UID> xferSyns, TSM_ROLE role) {
+    xferSyns.push_back(UID_NONE);
+    return {sopClass, xferSyns.data(), role};
+}
+
+void takeDataset(DcMsg& message, DcElemList& dataset) {
+    unsigned int tag = 0;
+    for (DcElem* e = message.lastElem(); e != nullptr && e->getTag(tag) == RESULT_OK && tag > 0xFFFF;
+         e = message.lastElem()) {
+        (void)static_cast<DcElemList&>(message).subtract(e);
+        (void)dataset.add(e);
+    }
+}
+
+Association::~Association() {
+    abort();
+}
+
+bool Association::open(std::vector<DcMsmSopXferSyn> contexts) {
+    abort();
+    contexts_ = std::move(contexts);
+    contexts_.emplace_back();  // ends the list
+    msm_ = std::make_unique<Entity>(options_.aet.c_str(), TSM_ROLE_SCU, options_.port);
+    DcMsmScuInfo info;
+    info.calledAeTitle = options_.aec.c_str();
+    info.sopList = contexts_.data();
+    info.maxPduLen = options_.maxPdu;
+    info.timeouts = options_.timeouts();
+    forgetFault();
+    if (check(msm_->connect(options_.host.c_str(), info), MSM_ACCEPTED)) return true;
+    (void)msm_->closeAssociation();
+    msm_.reset();
+    return false;
+}
+
+bool Association::waitReadable(int milliseconds) const {
+    return !isOpen() || orvkit::platform::waitReadable(msm_->socket(), milliseconds);
+}
+
+void Association::release() {
+    if (isOpen() && msm_->releaseAssociation() == RESULT_OK) {
+        int result = MSM_MESSAGE;
+        while (result == MSM_MESSAGE) {  // what was still on its way
+            DcMsg* late = nullptr;
+            result = msm_->read(nullptr, &late, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL);
+            delete late;
+        }
+    }
+    if (msm_ != nullptr) (void)msm_->closeAssociation();
+    msm_.reset();
+}
+
+void Association::abort() {
+    if (isOpen()) (void)msm_->abortAssociation();
+    if (msm_ != nullptr) (void)msm_->closeAssociation();
+    msm_.reset();
+}
+
+int Association::contextResult(DICT_UID sopClass, DICT_UID xferSyn) const {
+    DcMsmAssoInfo info;
+    if (msm_ != nullptr) (void)msm_->getAssoInfo(info);
+    int result = PRES_CTX_AC_NO_ANSWER;
+    for (std::size_t i = 0; i + 1 < contexts_.size(); ++i) {
+        const DcMsmSopXferSyn& c = contexts_[i];
+        if (c.sopClass != sopClass || (xferSyn != UID_NONE && c.xferSyn[0] != xferSyn)) continue;
+        result = info.result[i];
+        if (result == PRES_CTX_AC_ACCEPT) break;
+    }
+    return result;
+}
+
+bool Association::check(int result, int wanted) {
+    if (result == wanted) return true;
+    fault_ = outcomeText(result, *msm_);
+    return false;
+}
+
+bool Association::send(DcMsg& request, DICT_UID sopClass, DICT_UID xferSyn) {
+    forgetFault();
+    (void)request.add(new DcElem(T_0000_0110_messageId, ++messageId_));
+    return check(msm_->sendMessage(sopClass, &request, xferSyn), RESULT_OK);
+}
+
+std::unique_ptr<DcMsg> Association::receiveBy(int (DcMsm::*read)(DICT_UID*, DcMsg**, MSM_BLOCK_READ,
+                                                                 MSM_BLOCK_CONNECT)) {
+    DcMsg* message = nullptr;
+    forgetFault();
+    const int result = (msm_.get()->*read)(nullptr, &message, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL);
+    std::unique_ptr<DcMsg> owned(message);
+    if (!check(result, MSM_MESSAGE)) return nullptr;
+    return owned;
+}
+
+std::unique_ptr<DcMsg> Association::receive() {
+    return receiveBy(&DcMsm::receiveMessage);
+}
+
+std::unique_ptr<DcMsg> Association::receivePart() {
+    return receiveBy(&DcMsm::read);
+}
+
+std::unique_ptr<DcMsg> Association::receive(MSG_TYPE type) {
+    std::unique_ptr<DcMsg> message = receive();
+    if (message != nullptr && !isAnswer(*message, type)) return nullptr;
+    return message;
+}
+
+bool Association::isAnswer(DcMsg& message, MSG_TYPE type) {
+    if (message.getType() != type) {
+        refuse(message);
+        return false;
+    }
+    unsigned short id = 0;
+    if (message.getValue(T_0000_0120_messageIdBeingRespondedTo, id) == RESULT_OK && id == messageId_)
+        return true;
+    giveUp("the peer answered a message that was not sent");
+    return false;
+}
+
+void Association::cancel(DICT_UID sopClass) {
+    DcCmdCCancelRq request;
+    (void)request.add(new DcElem(T_0000_0110_messageId, messageId_));
+    (void)request.add(new DcElem(T_0000_0120_messageIdBeingRespondedTo, messageId_));
+    (void)msm_->sendMessage(sopClass, &request, UID_NONE);
+}
+
+void Association::refuse(const DcMsg& message) {
+    char name[61] = "";
+    (void)message.getDesc(name);
+    giveUp(std::string("the peer sent ") + (name[0] != '\0' ? name : "something unknown") +
+           " where a response was due");
+}
+
+void Association::giveUp(const std::string& why) {
+    fault_ = why;
+    abort();
+}
+
+}  // namespace services

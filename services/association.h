@@ -1,0 +1,82 @@
+// One association as a service class user, from opening to release.
+#ifndef ORVKIT_SERVICES_ASSOCIATION_H
+#define ORVKIT_SERVICES_ASSOCIATION_H
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "orvkit/msm.h"
+#include "services/peer.h"
+
+namespace services {
+
+class Association {
+  public:
+    explicit Association(const PeerOptions& options) : options_(options) {}
+    Association(const Association&) = delete;
+    Association& operator=(const Association&) = delete;
+    // Aborts what was not released.
+    ~Association();
+
+    // At most MSM_PROPOSAL_MAX contexts. False: fault() tells why.
+    bool open(std::vector<DcMsmSopXferSyn> contexts);
+    // Waits, that many milliseconds at most, until something comes from the peer or its connection ends.
+    bool waitReadable(int milliseconds) const;
+    // Asks for the release and waits for the answer.
+    void release();
+    void abort();
+    bool isOpen() const { return msm_ != nullptr && msm_->isConnected(); }
+
+    // The result of the context that was proposed for the SOP class, in that transfer syntax if one is given:
+    // PRES_CTX_AC_RESULT.
+    int contextResult(DICT_UID sopClass, DICT_UID xferSyn = UID_NONE) const;
+
+    // Sends a request with its data set, and receives the next message; null on failure. What failed closes
+    // the association where that can not go on.
+    bool send(DcMsg& request, DICT_UID sopClass, DICT_UID xferSyn = UID_NONE);
+    std::unique_ptr<DcMsg> receive();
+    // One command without its data set, or one data set.
+    std::unique_ptr<DcMsg> receivePart();
+    // As receive, for one response of that type to the request that was sent last.
+    std::unique_ptr<DcMsg> receive(MSG_TYPE type);
+    // Whether it is one; if not, aborts.
+    bool isAnswer(DcMsg& message, MSG_TYPE type);
+
+    // Asks the peer to stop answering the request that was sent last (C-CANCEL, PS3.7 9.3.2.3). Its final
+    // response is still to come.
+    void cancel(DICT_UID sopClass);
+
+    // Aborts because of a message that has no place here, or for another reason.
+    void refuse(const DcMsg& message);
+    void giveUp(const std::string& why);
+
+    // Takes a result of the library: true for `wanted`, or else fault() tells what it means.
+    bool check(int result, int wanted);
+    DcMsm& msm() { return *msm_; }
+    const std::string& fault() const { return fault_; }
+
+  private:
+    struct Entity : DcMsm {
+        using DcMsm::DcMsm;
+        unsigned int socket() const { return sockConv_; }
+    };
+    std::unique_ptr<DcMsg> receiveBy(int (DcMsm::*read)(DICT_UID*, DcMsg**, MSM_BLOCK_READ,
+                                                        MSM_BLOCK_CONNECT));
+
+    const PeerOptions& options_;
+    std::vector<DcMsmSopXferSyn> contexts_;
+    std::unique_ptr<Entity> msm_;
+    unsigned short messageId_ = 0;  // of the last request
+    std::string fault_;
+};
+
+// Takes the data set out of a message, whose command stays.
+void takeDataset(DcMsg& message, DcElemList& dataset);
+
+// A context with one SOP class and its transfer syntaxes.
+DcMsmSopXferSyn context(DICT_UID sopClass, std::vector<DICT_UID> xferSyns, TSM_ROLE role = TSM_ROLE_NONE);
+
+}  // namespace services
+
+#endif

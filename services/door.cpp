@@ -1,0 +1,165 @@
+#include "services/door.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "orvkit/pdu.h"
+
+namespace services {
+namespace {
+
+namespace platform = orvkit::platform;
+
+// A longer request is let in when this much of it is here.
+constexpr std::size_t kEnough = 16384;
+constexpr unsigned int kSmallestRequest = 74;
+constexpr auto kTick = std::chrono::milliseconds(50);  // between looks at requests that have begun
+constexpr int kBacklog = 256;
+constexpr auto kBusyPatience = std::chrono::seconds(5);
+constexpr int kTooManyFiles = 10024;
+
+// The last word to a peer. What it sent is taken first: closing over unread bytes would reset the connection,
+// and the word with it.
+template <std::size_t N>
+void dismiss(unsigned int socket, const unsigned char (&pdu)[N]) {
+    unsigned char dropped[kEnough];
+    std::size_t count = 0;
+    for (int i = 0; i < 4; ++i) {
+        if (platform::receive(socket, dropped, sizeof dropped, 0, count) != platform::Received::data) break;
+    }
+    (void)platform::sendTwo(socket, pdu, N, nullptr, 0);
+}
+
+}  // namespace
+
+void rejectBusy(unsigned int socket) {
+    constexpr unsigned char reject[] = {PDU_TYPE_ASSO_RJ, 0, 0, 0, 0, 4, 0, 2, 3, 2};
+    dismiss(socket, reject);
+}
+
+Doorman::Doorman(unsigned int listener, std::size_t most, std::chrono::seconds patience,
+                 std::function<void(const std::string&)> told)
+    : listener_(listener), most_(most), patience_(patience), told_(std::move(told)) {
+    (void)platform::listenSocket(listener, kBacklog);
+}
+
+void Doorman::wait(int timeout) {
+    const bool paused = Clock::now() < pausedUntil_;
+    entries_.assign(1, {paused ? platform::NO_SOCKET : listener_, false});
+    bool begun = paused;
+    // A request that has begun is readable all the time: it is looked at now and then instead.
+    for (const Waiting& w : waiting_) {
+        if (w.state == State::silent) entries_.push_back({w.visitor.socket.get(), false});
+        if (w.state == State::begun) begun = true;
+    }
+    if (begun) timeout = std::min(timeout, static_cast<int>(kTick.count()));
+    platform::waitAny(entries_.data(), entries_.size(), timeout);
+    const auto now = Clock::now();
+    const bool tick = now - lookedAt_ >= kTick;
+    if (tick) lookedAt_ = now;
+    std::size_t entry = 1;
+    std::deque<Waiting> kept;
+    for (Waiting& w : waiting_) {
+        bool stays = true;
+        if (w.state == State::silent) {
+            if (entries_[entry++].ready) stays = look(w);
+        } else if (w.state == State::begun && tick) {
+            stays = look(w);
+        }
+        if (stays && w.state != State::ready && now - w.since > patience_) {
+            told_(w.visitor.address + ": no association request came in time");
+            stays = false;
+        }
+        if (stays) kept.push_back(std::move(w));
+    }
+    waiting_.swap(kept);
+    if (entries_[0].ready && !paused) accept();
+}
+
+// Closes the connection that has been silent longest; false when there is none.
+bool Doorman::makeRoom() {
+    const auto oldest = std::find_if(waiting_.begin(), waiting_.end(),
+                                     [](const Waiting& w) { return w.state != State::ready; });
+    if (oldest == waiting_.end()) return false;
+    told_(oldest->visitor.address + ": no association request, and others are waiting");
+    waiting_.erase(oldest);
+    return true;
+}
+
+void Doorman::accept() {
+    for (int i = 0; i < kBacklog; ++i) {
+        platform::Address peer;
+        platform::Socket socket = platform::acceptSocket(listener_, peer, 0);
+        if (!socket) {
+            if (platform::lastSocketError() != kTooManyFiles || makeRoom()) return;
+            told_("no more files can be open: new connections wait");
+            pausedUntil_ = Clock::now() + std::chrono::seconds(1);
+            return;
+        }
+        if (waiting_.size() >= most_ && !makeRoom()) {
+            told_(platform::addressText(peer) + ": turned away: as many as can be wait for a worker");
+            continue;
+        }
+        waiting_.push_back({{std::move(socket), platform::addressText(peer)}, Clock::now(), State::silent});
+        if (!look(waiting_.back())) waiting_.pop_back();
+    }
+}
+
+bool Doorman::look(Waiting& waiting) {
+    unsigned char bytes[kEnough];
+    const std::int64_t count = platform::peekArrived(waiting.visitor.socket.get(), bytes, sizeof bytes);
+    if (count == -1) return true;
+    if (count <= 0) return waiting.state == State::silent ? false : lookAgain(waiting);
+    waiting.state = State::begun;
+    if (bytes[0] != PDU_TYPE_ASSO_RQ) {
+        refuse(waiting, bytes);
+        return false;
+    }
+    if (count < 6) return lookAgain(waiting);
+    const std::uint64_t length = (std::uint64_t{bytes[2]} << 24 | std::uint64_t{bytes[3]} << 16 |
+                                  std::uint64_t{bytes[4]} << 8 | bytes[5]) +
+                                 6;
+    if (length < kSmallestRequest) {
+        refuse(waiting, bytes);
+        return false;
+    }
+    if (static_cast<std::uint64_t>(count) >= std::min<std::uint64_t>(length, kEnough))
+        waiting.state = State::ready;
+    return waiting.state == State::ready || lookAgain(waiting);
+}
+
+// A request that was broken off will never be whole.
+bool Doorman::lookAgain(Waiting& waiting) {
+    if (!platform::peerIsDone(waiting.visitor.socket.get())) return true;
+    told_(waiting.visitor.address + ": the association request was broken off");
+    return false;
+}
+
+// A-ABORT by the service provider: unrecognized PDU (PS3.8 9.3.8).
+void Doorman::refuse(Waiting& waiting, const unsigned char* head) {
+    constexpr unsigned char abort[] = {PDU_TYPE_ABORT, 0, 0, 0, 0, 4, 0, 0, 2, 1};
+    told_(waiting.visitor.address + ": not an association request (first byte " + std::to_string(head[0]) +
+          ")");
+    dismiss(waiting.visitor.socket.get(), abort);
+}
+
+void Doorman::refuseLate() {
+    const auto now = Clock::now();
+    std::erase_if(waiting_, [&](const Waiting& w) {
+        if (w.state != State::ready || now - w.since < kBusyPatience) return false;
+        told_(w.visitor.address + ": association refused: all workers are busy (local-limit-exceeded)");
+        rejectBusy(w.visitor.socket.get());
+        return true;
+    });
+}
+
+Visitor Doorman::next() {
+    const auto ready = std::find_if(waiting_.begin(), waiting_.end(),
+                                    [](const Waiting& w) { return w.state == State::ready; });
+    if (ready == waiting_.end()) return {};
+    Visitor visitor = std::move(ready->visitor);
+    waiting_.erase(ready);
+    return visitor;
+}
+
+}  // namespace services

@@ -1,0 +1,69 @@
+// Keeps new connections at the door of a server until they have said what they want. A connection that stays
+// silent, speaks another protocol, or sends its request a byte at a time costs a descriptor here and no
+// worker.
+#ifndef ORVKIT_SERVICES_DOOR_H
+#define ORVKIT_SERVICES_DOOR_H
+
+#include <chrono>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "platform/socket.h"
+
+namespace services {
+
+struct Visitor {
+    orvkit::platform::Socket socket;
+    std::string address;
+};
+
+// A-ASSOCIATE-RJ: transient, by the service provider's presentation side, local-limit-exceeded (PS3.8 9.3.4).
+void rejectBusy(unsigned int socket);
+
+class Doorman {
+  public:
+    using Clock = std::chrono::steady_clock;
+
+    // `most` connections wait at once; behind that, the one that has been silent longest makes room.
+    // `patience` is the time within which an association request must have come. `told` receives a line for
+    // each connection that is turned away.
+    Doorman(unsigned int listener, std::size_t most, std::chrono::seconds patience,
+            std::function<void(const std::string&)> told);
+
+    // Waits up to that many milliseconds for something to happen.
+    void wait(int timeout);
+    // Turns away those whose request has arrived and has waited too long for a worker.
+    void refuseLate();
+    // The next connection whose association request has arrived; without a socket when there is none.
+    Visitor next();
+
+  private:
+    enum class State : unsigned char { silent, begun, ready };
+    struct Waiting {
+        Visitor visitor;
+        Clock::time_point since;
+        State state = State::silent;
+    };
+    void accept();
+    // False: the connection is of no use.
+    bool look(Waiting& waiting);
+    bool lookAgain(Waiting& waiting);
+    void refuse(Waiting& waiting, const unsigned char* head);
+    bool makeRoom();
+
+    unsigned int listener_;
+    std::size_t most_;
+    std::chrono::seconds patience_;
+    std::function<void(const std::string&)> told_;
+    std::deque<Waiting> waiting_;  // in the order of their arrival
+    std::vector<orvkit::platform::WaitEntry> entries_;
+    Clock::time_point lookedAt_;
+    Clock::time_point pausedUntil_;  // no descriptor is left for another connection
+};
+
+}  // namespace services
+
+#endif

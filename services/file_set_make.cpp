@@ -1,0 +1,256 @@
+// orvkit dicomdir make, update and remove.
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <system_error>
+
+#include "orvkit/log.h"
+#include "orvkit/result.h"
+#include "orvkit/tags.h"
+#include "services/file_id.h"
+#include "services/file_set.h"
+#include "services/file_set_jobs.h"
+#include "services/folder.h"
+#include "services/paths.h"
+#include "services/progress.h"
+#include "services/report.h"
+
+namespace services {
+namespace {
+
+namespace fs = std::filesystem;
+
+// Adds files to a set, tells what is wrong with them, and counts.
+class Builder {
+  public:
+    Builder(DcDirDicomDir& directory, const DicomdirOptions& options)
+        : options_(options), set_(directory, options.icons), directory_(directory) {}
+
+    FileSet& set() { return set_; }
+
+    void addOwn() {
+        const FolderContent content = walkFolder(options_.directory);
+        tellOthers(options_.directory, content);
+        removeLeftovers(content);
+        Progress progress("reading", content.files.size());
+        for (const std::string& name : content.files) {
+            progress.step();
+            if (set_.references(name)) continue;
+            FileSet::Faults faults;
+            const FileSet::Added added = set_.add(name, faults);
+            tell(pathOfFileId(options_.directory, name), added, faults, progress);
+        }
+    }
+
+    bool copy() {
+        if (options_.copyFrom.empty()) return true;
+        if (overlap(options_.copyFrom, options_.directory)) {
+            complain("%s and %s: one lies in the other", options_.copyFrom.c_str(),
+                     options_.directory.c_str());
+            return false;
+        }
+        const FolderContent content = walkFolder(options_.copyFrom);
+        tellOthers(options_.copyFrom, content);
+        Progress progress("copying", content.files.size());
+        for (const std::string& name : content.files) {
+            progress.step();
+            const std::string path = pathOfFileId(options_.copyFrom, name);
+            FileSet::Faults faults;
+            const FileSet::Added added = set_.adopt(path, FileSet::Transfer::copy, faults);
+            tell(path, added, faults, progress);
+        }
+        return true;
+    }
+
+    // Records of files that are gone go, too.
+    void prune() {
+        std::vector<std::string> gone;
+        int level = 0;
+        for (DcDirRec* r = directory_.first(); r != nullptr; r = nextRecord(directory_, r, level)) {
+            DcDirRecInfo info;
+            r->getInfo(info);
+            std::error_code error;
+            if (info.refFileId[0] == '\0') continue;
+            if (leadsOutOfRoot(options_.directory, info.refFileId) ||
+                !fs::exists(pathOf(pathOfFileId(options_.directory, info.refFileId)), error)) {
+                gone.emplace_back(info.refFileId);
+            }
+        }
+        for (const std::string& fileId : gone) pruned_ += set_.remove(fileId) ? 1 : 0;
+    }
+
+    int write() {
+        const std::string path = pathOfFileId(options_.directory, "DICOMDIR");
+        const int result = set_.write();
+        if (result != RESULT_OK) {
+            complain("%s: %s; it is as it was before", path.c_str(), MsgBuf);
+            return EXIT_FAILED;
+        }
+        summarize(path);
+        return ok_ ? EXIT_OK : EXIT_FAILED;
+    }
+    void summarize(const std::string& path) {
+        int counts[39] = {};
+        int files = 0;
+        int level = 0;
+        for (DcDirRec* r = directory_.first(); r != nullptr; r = nextRecord(directory_, r, level)) {
+            DIR_REC type = DIR_REC_UNKNOWN;
+            r->getType(type);
+            ++counts[type];
+            DcElem* fileId = nullptr;
+            if (r->getElem(T_0004_1500_referencedFileId, &fileId) == RESULT_OK) ++files;
+        }
+        std::printf("%s: patients %d, studies %d, series %d, files %d", path.c_str(), counts[DIR_REC_PATIENT],
+                    counts[DIR_REC_STUDY], counts[DIR_REC_SERIES], files);
+        if (pruned_ != 0) std::printf("; records dropped: %d", pruned_);
+        if (leftOut_ != 0) std::printf("; DICOM files left out: %d", leftOut_);
+        if (notDicom_ != 0) std::printf("; other files: %d", notDicom_);
+        std::printf("\n");
+    }
+    bool ok() const { return ok_; }
+
+  private:
+    static bool overlap(const std::string& one, const std::string& other) {
+        std::error_code error;
+        const fs::path a = fs::canonical(pathOf(one), error);
+        const fs::path b = fs::canonical(pathOf(other), error);
+        const auto [inA, inB] = std::mismatch(a.begin(), a.end(), b.begin(), b.end());
+        return inA == a.end() || inB == b.end();
+    }
+
+    void tellOthers(const std::string& root, const FolderContent& content) {
+        for (const std::string& other : content.others) {
+            complain("%s", pathOfFileId(root, other).c_str());
+            ok_ = false;
+        }
+    }
+
+    // What a killed writer left behind. A younger one may belong to a writer that is at work.
+    void removeLeftovers(const FolderContent& content) {
+        for (const std::string& name : content.leftovers) {
+            const std::string path = pathOfFileId(options_.directory, name);
+            std::error_code error;
+            const auto age = fs::file_time_type::clock::now() - fs::last_write_time(pathOf(path), error);
+            if (error || age < std::chrono::hours(1)) continue;
+            if (fs::remove(pathOf(path), error))
+                complain("%s: left behind by a killed program, removed", path.c_str());
+        }
+    }
+
+    void tell(const std::string& path, FileSet::Added added, const FileSet::Faults& faults,
+              Progress& progress) {
+        if (added == FileSet::Added::notDicom) ++notDicom_;
+        if (added == FileSet::Added::leftOut) ++leftOut_;
+        if (faults.empty()) return;
+        ok_ = false;
+        progress.clear();
+        for (const std::string& fault : faults) complain("%s: %s", path.c_str(), fault.c_str());
+        if (added == FileSet::Added::leftOut) complain("%s: left out", path.c_str());
+    }
+
+    const DicomdirOptions& options_;
+    FileSet set_;
+    DcDirDicomDir& directory_;
+    int leftOut_ = 0;
+    int notDicom_ = 0;
+    int pruned_ = 0;
+    bool ok_ = true;
+};
+
+bool setId(DcDirDicomDir& directory, const std::string& id) {
+    if (id.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789 _") == std::string::npos &&
+        directory.setFilesetId(id.c_str()) == RESULT_OK) {
+        return true;
+    }
+    complain("--id %s: at most 16 of A-Z, 0-9, blank and _", id.c_str());
+    return false;
+}
+
+// An empty file set with this root path, whatever stands there now.
+void startAnew(DcDirDicomDir& directory, const std::string& root) {
+    DcDirMetaInfo meta;
+    const DcDirDicomDir fresh;
+    fresh.getMetaInfo(meta);
+    (void)directory.read(root.c_str());
+    directory.setMetaInfo(meta);
+    while (DcDirRec* record = directory.first()) {
+        directory.subtract(record);
+        delete record;
+    }
+    while (DcElem* element = directory.firstElem()) {
+        directory.subtract(element);
+        delete element;
+    }
+    const char none[8][13] = {};
+    directory.setFilesetId(nullptr);
+    directory.setDescriptorFileId(none);
+    directory.setCharset(nullptr);
+    directory.setConsistencyFlag(DIR_FILESET_IS_CONSISTENT);
+}
+
+bool rootFits(const std::string& root) {
+    if (root.size() <= DIR_ROOT_PATH_LIMIT) return true;
+    complain("%s: the path of a file set has at most %d bytes", root.c_str(), DIR_ROOT_PATH_LIMIT);
+    return false;
+}
+
+}  // namespace
+
+int makeDicomdir(const DicomdirOptions& options) {
+    if (!rootFits(options.directory)) return EXIT_FAILED;
+    muteLog();
+    DcDirDicomDir directory;
+    startAnew(directory, options.directory);
+    if (!setId(directory, options.id)) return EXIT_USAGE;
+    Builder builder(directory, options);
+    builder.addOwn();
+    return builder.copy() ? builder.write() : EXIT_USAGE;
+}
+
+int updateDicomdir(const DicomdirOptions& options) {
+    if (!rootFits(options.directory)) return EXIT_FAILED;
+    DcDirDicomDir directory;
+    if (!readDicomdir(directory, options.directory, true)) return EXIT_FAILED;
+    muteLog();
+    if (!options.id.empty() && !setId(directory, options.id)) return EXIT_USAGE;
+    Builder builder(directory, options);
+    if (options.prune) builder.prune();
+    builder.addOwn();
+    if (!builder.copy()) return EXIT_USAGE;
+    if (builder.set().changed() || !options.id.empty()) return builder.write();
+    builder.summarize(pathOfFileId(options.directory, "DICOMDIR"));
+    return builder.ok() ? EXIT_OK : EXIT_FAILED;
+}
+
+int removeFromDicomdir(const DicomdirOptions& options) {
+    if (!rootFits(options.directory)) return EXIT_FAILED;
+    DcDirDicomDir directory;
+    if (!readDicomdir(directory, options.directory, true)) return EXIT_FAILED;
+    muteLog();
+    Builder builder(directory, options);
+    for (const std::string& fileId : options.fileIds) {
+        if (builder.set().remove(fileId)) continue;
+        complain("%s: no record references it; nothing was changed", fileId.c_str());
+        return EXIT_FAILED;
+    }
+    if (const int status = builder.write(); status != EXIT_OK || !options.deleteFiles) return status;
+    // Only now: a file without a record harms nobody.
+    int status = EXIT_OK;
+    for (const std::string& fileId : options.fileIds) {
+        const std::string path = pathOfFileId(options.directory, fileId);
+        std::error_code error;
+        if (leadsOutOfRoot(options.directory, fileId)) {
+            complain("%s: lies outside of the file set and is not deleted", fileId.c_str());
+        } else if (!fs::remove(pathOf(path), error)) {
+            complain("%s: cannot be deleted: %s", path.c_str(),
+                     error ? error.message().c_str() : "there is no such file");
+        } else {
+            continue;
+        }
+        status = EXIT_FAILED;
+    }
+    return status;
+}
+
+}  // namespace services

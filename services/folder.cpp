@@ -1,0 +1,90 @@
+#include "services/folder.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <string_view>
+#include <system_error>
+
+#include "orvkit/result.h"
+#include "services/file_id.h"
+#include "services/paths.h"
+#include "services/report.h"
+
+namespace services {
+namespace {
+
+namespace fs = std::filesystem;
+
+// What a writer of the library makes before it replaces the DICOMDIR: "DICOMDIR." and eight digits.
+bool isLeftover(const std::string& name) {
+    constexpr std::string_view stem = "DICOMDIR.";
+    return name.size() == stem.size() + 8 && name.compare(0, stem.size(), stem) == 0 &&
+           name.find_first_not_of("0123456789abcdef", stem.size()) == std::string::npos;
+}
+
+void take(const fs::directory_entry& entry, const fs::path& root, FolderContent& content) {
+    std::error_code error;
+    const std::string name = entry.path().lexically_relative(root).generic_string();
+    const fs::file_status status = entry.symlink_status(error);
+    if (error) {
+        content.others.push_back(name + ": " + error.message());
+    } else if (status.type() == fs::file_type::symlink) {
+        content.others.push_back(name + ": is a symbolic link, which no file set can hold");
+    } else if (status.type() == fs::file_type::regular) {
+        if (isLeftover(name)) {
+            content.leftovers.push_back(name);
+        } else if (name != "DICOMDIR") {
+            content.files.push_back(name);
+        }
+    }
+}
+
+}  // namespace
+
+FolderContent walkFolder(const std::string& directory) {
+    FolderContent content;
+    const fs::path root = pathOf(directory);
+    std::vector<fs::path> open{root};
+    while (!open.empty()) {
+        const fs::path folder = open.back();
+        open.pop_back();
+        std::error_code error;
+        fs::directory_iterator each(folder, error);
+        for (; !error && each != fs::directory_iterator(); each.increment(error)) {
+            std::error_code ignored;
+            take(*each, root, content);
+            if (fs::is_directory(each->symlink_status(ignored))) open.push_back(each->path());
+        }
+        if (error) {
+            content.others.push_back(folder.lexically_relative(root).generic_string() + ": " +
+                                     error.message());
+        }
+    }
+    for (auto* list : {&content.files, &content.others, &content.leftovers})
+        std::sort(list->begin(), list->end());
+    return content;
+}
+
+bool readDicomdir(DcDirDicomDir& set, const std::string& directory, bool written) {
+    const std::string path = pathOfFileId(directory, "DICOMDIR");
+    std::error_code error;
+    if (!fs::exists(pathOf(path), error)) {
+        complain("%s: there is no DICOMDIR", path.c_str());
+        return false;
+    }
+    const int result = set.read(directory.c_str());
+    DcDirDicomDirInfo info;
+    set.getInfo(info);
+    if (result != RESULT_OK && (written || set.first() == nullptr)) {
+        complain("%s: %s%s", path.c_str(), resultText(result).c_str(),
+                 written ? "; writing it would lose what was not read" : "");
+        return false;
+    }
+    if (written && info.consistencyFlag != DIR_FILESET_IS_CONSISTENT) {
+        complain("%s: it is marked as inconsistent: make it anew", path.c_str());
+        return false;
+    }
+    return true;
+}
+
+}  // namespace services

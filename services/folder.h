@@ -1,0 +1,28 @@
+// The folder of a file set: its files and its DICOMDIR.
+#ifndef ORVKIT_SERVICES_FOLDER_H
+#define ORVKIT_SERVICES_FOLDER_H
+
+#include <string>
+#include <vector>
+
+#include "orvkit/dicomdir.h"
+
+namespace services {
+
+// Reads the DICOMDIR of a folder; false, with a complaint, when there is none or nothing of it can be read.
+// One that lost records in reading is refused when it is to be `written`.
+bool readDicomdir(DcDirDicomDir& set, const std::string& directory, bool written);
+
+// The regular files below a folder, sorted, as paths with slashes relative to it. Symbolic links are not
+// followed: they are told in `others`, with what else cannot be looked at. The DICOMDIR of the folder itself
+// is left out, and so are temporary files of its writers, which go to `leftovers`.
+struct FolderContent {
+    std::vector<std::string> files;
+    std::vector<std::string> others;
+    std::vector<std::string> leftovers;
+};
+FolderContent walkFolder(const std::string& root);
+
+}  // namespace services
+
+#endif

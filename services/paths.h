@@ -1,0 +1,23 @@
+// Names of files: in UTF-8 everywhere in this program, and as the paths of std::filesystem, whose own
+// conversion from plain characters takes them for something else on some systems.
+#ifndef ORVKIT_SERVICES_PATHS_H
+#define ORVKIT_SERVICES_PATHS_H
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+namespace services {
+
+inline std::filesystem::path pathOf(std::string_view name) {
+    return {std::u8string(name.begin(), name.end())};
+}
+
+inline std::string nameOf(const std::filesystem::path& path) {
+    const std::u8string name = path.u8string();
+    return {name.begin(), name.end()};
+}
+
+}  // namespace services
+
+#endif

@@ -1,0 +1,43 @@
+// The two sides of an association: this one, and the peer.
+#ifndef ORVKIT_SERVICES_PEER_H
+#define ORVKIT_SERVICES_PEER_H
+
+#include <string>
+#include <vector>
+
+#include "orvkit/tsm.h"
+
+namespace services {
+
+// What a user and a provider have in common.
+struct EntityOptions {
+    std::string aet = "ORVKIT";
+    int timeout = 45;         // seconds, each wait for the peer
+    unsigned int maxPdu = 0;  // bytes; 0: the library's
+
+    DcTsmTimeoutInfo timeouts() const;
+};
+
+struct PeerOptions : EntityOptions {
+    std::string aec = "ANY-SCP";
+    std::string host;
+    int port = 0;
+    int connectTimeout = 15;  // seconds
+    std::vector<std::string> words;
+
+    // Takes the peer from the front of the words: AET@host:port, host:port, or host and port. False, with a
+    // complaint, when they are none of these, or when not as many words are left as are wanted: none, or at
+    // least one.
+    bool takePeer(bool wantsMore = false);
+    // "AET@host:port"
+    std::string peer() const;
+    DcTsmTimeoutInfo timeouts() const;
+};
+// 1 to 16 printable characters without a backslash (PS3.5 6.2).
+bool isAeTitle(const std::string& text);
+// At most 64 digits and dots, no component empty (PS3.5 9.1): safe as the name of a file.
+bool isUid(const std::string& text);
+
+}  // namespace services
+
+#endif

@@ -1,0 +1,34 @@
+// The forms of a dump: tree, flat and JSON.
+#ifndef ORVKIT_SERVICES_PRINT_FORMS_H
+#define ORVKIT_SERVICES_PRINT_FORMS_H
+
+#include <memory>
+
+#include "services/dump_file.h"
+#include "services/output.h"
+#include "services/tag_names.h"
+
+namespace services {
+
+class DumpForm {
+  public:
+    DumpForm() = default;
+    DumpForm(const DumpForm&) = delete;
+    DumpForm& operator=(const DumpForm&) = delete;
+    virtual ~DumpForm() = default;
+
+    virtual void begin() {}
+    // Everything that was read of a file, or what `pick` asks for. `title` is null where one file stands
+    // alone.
+    virtual void file(DumpedFile& file, const Pick& pick, const char* title) = 0;
+    virtual void end() {}
+};
+
+// Texts are cut to 80 characters and lists of values to about as many, unless `full`.
+std::unique_ptr<DumpForm> makeTreeForm(Output& out, bool full);
+std::unique_ptr<DumpForm> makeFlatForm(Output& out, bool full);
+std::unique_ptr<DumpForm> makeJsonForm(Output& out);
+
+}  // namespace services
+
+#endif

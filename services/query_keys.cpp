@@ -1,0 +1,115 @@
+#include "services/query_keys.h"
+
+#include <algorithm>
+#include <cctype>
+
+#include "orvkit/dict.h"
+#include "orvkit/result.h"
+#include "orvkit/tags.h"
+#include "services/charset.h"
+#include "services/report.h"
+#include "services/tag_names.h"
+
+namespace services {
+namespace {
+
+// The levels from the top, with their unique keys and what a query usually wants to see of them.
+struct Level {
+    const char* name;
+    unsigned int unique;
+    std::vector<unsigned int> usual;
+};
+const Level levels[] = {
+    {"PATIENT",
+     T_0010_0020_patientId,
+     {T_0010_0010_patientsName, T_0010_0030_patientsBirthDate, T_0010_0040_patientsSex}},
+    {"STUDY",
+     T_0020_000d_studyInstanceUid,
+     {T_0010_0010_patientsName, T_0010_0020_patientId, T_0008_0020_studyDate, T_0008_1030_studyDescription}},
+    {"SERIES",
+     T_0020_000e_seriesInstanceUid,
+     {T_0008_0060_modality, T_0020_0011_seriesNumber, T_0008_103e_seriesDescription}},
+    {"IMAGE", T_0008_0018_sopInstanceUid, {T_0020_0013_instanceNumber, T_0008_0016_sopClassUid}},
+};
+
+std::string upper(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](char c) { return static_cast<char>(std::toupper(static_cast<unsigned char>(c))); });
+    return text;
+}
+
+const Level* levelNamed(const std::string& name) {
+    const auto* level =
+        std::find_if(std::begin(levels), std::end(levels), [&](const Level& l) { return l.name == name; });
+    return level != std::end(levels) ? level : nullptr;
+}
+
+bool isNumber(DICT_VR vr) {
+    const ValueKind kind = kindOf(vr);
+    return kind == ValueKind::integer || kind == ValueKind::real || kind == ValueKind::tag;
+}
+
+// Texts go out as they are given: wildcards and ranges are no values of their VRs (PS3.4 C.2.2.2).
+DcElem* keyElement(unsigned int tag, std::string value) {
+    if (!value.empty() && isNumber(Dict.facts(tag).vr)) return new DcElem(tag, value.c_str());
+    if (value.size() % 2 != 0) value += Dict.facts(tag).vr == VR_UI ? '\0' : ' ';
+    return new DcElem(tag, value.data(), static_cast<unsigned int>(value.size()), UID_LITTLE_ENDIAN_EXPLICIT,
+                      VR_IM, 0);
+}
+
+}  // namespace
+
+bool QueryKeys::parse(const QueryOptions& options) {
+    level_ = upper(options.level);
+    for (const std::string& key : options.keys) {
+        const std::size_t equals = key.find('=');
+        const std::vector<unsigned int> named = tagsNamed(key.substr(0, equals));
+        if (named.empty()) {
+            complain("-k %s: neither a tag nor a name of the dictionary", key.c_str());
+            return false;
+        }
+        if (!add(named.front(), equals == std::string::npos ? "" : key.substr(equals + 1))) {
+            complain("-k %s: not an element that can be asked for, or given twice", key.c_str());
+            return false;
+        }
+    }
+    if (!level_.empty()) return true;
+    level_ = "STUDY";
+    for (const char* name : {"SERIES", "IMAGE"}) {
+        const unsigned int unique = levelNamed(name)->unique;
+        if (std::find(tags_.begin(), tags_.end(), unique) != tags_.end()) level_ = name;
+    }
+    return true;
+}
+
+bool QueryKeys::add(unsigned int tag, const std::string& value) {
+    if (tag == T_0008_0052_queryRetrieveLevel) {
+        level_ = upper(value);
+        return levelNamed(level_) != nullptr;
+    }
+    const DICT_VR vr = Dict.facts(tag).vr;
+    if (tag <= 0x0007FFFF || tag >= 0x7FE00000 || vr == VR_SQ || kindOf(vr) == ValueKind::raw) return false;
+    if (std::find(tags_.begin(), tags_.end(), tag) != tags_.end()) return false;
+    tags_.push_back(tag);
+    values_.push_back(value);
+    return true;
+}
+
+void QueryKeys::askForUsual() {
+    const Level* level = levelNamed(level_);
+    if (level == nullptr) return;
+    for (unsigned int tag : level->usual) (void)add(tag, "");
+    (void)add(level->unique, "");
+}
+
+std::unique_ptr<DcElemList> QueryKeys::identifier() const {
+    auto list = std::make_unique<DcElemList>();
+    (void)list->add(keyElement(T_0008_0052_queryRetrieveLevel, level_));
+    const bool ascii =
+        std::all_of(values_.begin(), values_.end(), [](const std::string& v) { return isPlainAscii(v); });
+    if (!ascii) (void)list->add(keyElement(T_0008_0005_specificCharacterSet, "ISO_IR 192"));
+    for (std::size_t i = 0; i < tags_.size(); ++i) (void)list->add(keyElement(tags_[i], values_[i]));
+    return list;
+}
+
+}  // namespace services

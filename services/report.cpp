@@ -1,0 +1,146 @@
+#include "services/report.h"
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+#include "orvkit/dict.h"
+#include "orvkit/log.h"
+#include "orvkit/result.h"
+
+namespace services {
+namespace {
+
+thread_local std::string faultOfThread;
+
+// The library's log as the command shows it: a line on standard error.
+class StderrLog : public DcLog {
+  public:
+    explicit StderrLog(bool verbose) : verbose_(verbose) {}
+    void mute(bool muted) { muted_ = muted && !verbose_; }
+    int replaced() const { return replaced_; }
+    int errors() const { return errors_; }
+
+    int report(LOG_MSG level, const char* name, const char* fmt, ...) override {
+        if (fmt == nullptr) return RESULT_LOG_NULL_FORMAT;
+        if (level < LOG_NOTICE || level > LOG_APPLICATION) return RESULT_LOG_LEVEL;
+        if (name != nullptr && std::strcmp(name, "DcElemList::add") == 0) ++replaced_;
+        if (level == LOG_ERROR) ++errors_;
+        if (level < LOG_ERROR && (muted_ || !verbose_)) return RESULT_LOG_SUPPRESSED;
+        char text[2048];
+        va_list arguments;
+        va_start(arguments, fmt);
+        std::vsnprintf(text, sizeof text, fmt, arguments);
+        va_end(arguments);
+        // A bare number follows what was said of the fault itself, if anything was.
+        const bool bare = std::strncmp(text, "error code ", 11) == 0;
+        if (level == LOG_ERROR && (!bare || faultOfThread.empty())) faultOfThread = text;
+        if (muted_) return RESULT_LOG_SUPPRESSED;
+        if (verbose_ && name != nullptr) {
+            complain("%s [%s]", text, name);
+        } else {
+            complain("%s", text);
+        }
+        return RESULT_OK;
+    }
+
+  private:
+    bool verbose_;
+    bool muted_ = false;
+    int replaced_ = 0;
+    int errors_ = 0;
+};
+
+StderrLog* installed = nullptr;
+
+}  // namespace
+
+void installLog(bool verbose) {
+    delete Log;
+    Log = installed = new StderrLog(verbose);  // destroyed with the dictionary
+}
+
+void muteLog(bool muted) {
+    if (installed != nullptr) installed->mute(muted);
+}
+
+int elementsReplaced() {
+    return installed != nullptr ? installed->replaced() : 0;
+}
+
+int errorsLogged() {
+    return installed != nullptr ? installed->errors() : 0;
+}
+
+std::string lastFault() {
+    return faultOfThread;
+}
+
+void forgetFault() {
+    faultOfThread.clear();
+}
+
+void complain(const char* format, ...) {
+    char text[4096] = "orvkit: ";
+    const std::size_t prefix = std::strlen(text);
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(text + prefix, sizeof text - prefix - 1, format, arguments);
+    va_end(arguments);
+    std::strcat(text, "\n");
+    std::fputs(text, stderr);  // one write: lines of programs that share the terminal stay whole
+}
+
+bool finishOutput() {
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return true;
+    complain("standard output: %s", std::strerror(errno));
+    return false;
+}
+
+std::string resultText(int result) {
+    switch (result) {
+        case DIR_NOT_PART10:
+            return "not a DICOM Part 10 file";
+        case DIR_OPEN:
+            return "cannot be opened";
+        case DIR_STAT:
+            return "cannot be examined";
+        case DIR_READ_WRITE:
+            return "cannot be read or written in full";
+        case DIR_FILE_SIZE:
+            return "too large";
+        case DIR_META_INFO:
+            return "the file meta information is invalid or incomplete";
+        case RESULT_DICT_NOT_XFER_SYN:
+        case ELEM_XFER_SYNTAX:
+            return "the transfer syntax is not known";
+        case ELEM_NO_MEMORY:
+            return "not enough memory";
+        case ELEM_SHORT_BUFFER:
+        case ELEM_VALUE_REFUSED:
+        case UTIL_READ:
+        case UTIL_MALFORMED:
+        case UTIL_NO_TERMINATOR:
+        case UTIL_LENGTH_FIELD:
+            return "the data set is damaged (result " + std::to_string(result) + ")";
+        default:
+            return "result " + std::to_string(result);
+    }
+}
+
+DICT_UID xferSynFromName(std::string_view name) {
+    if (name == "implicit") return UID_LITTLE_ENDIAN_IMPLICIT;
+    if (name == "explicit") return UID_LITTLE_ENDIAN_EXPLICIT;
+    if (name == "big") return UID_BIG_ENDIAN_EXPLICIT;
+    if (name == "lzw") return UID_ORVKIT5_LZW;
+    return UID_NONE;
+}
+
+std::string describeUid(DICT_UID uid) {
+    const DcDictUidInfo* info = Dict.findUid(uid);
+    if (info == nullptr) return uid == UID_NONE ? "none" : std::to_string(uid);
+    return std::string(info->uid) + " (" + info->desc + ")";
+}
+
+}  // namespace services

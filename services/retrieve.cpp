@@ -1,0 +1,123 @@
+#include "services/retrieve.h"
+
+#include <cstdio>
+#include <nlohmann/json.hpp>
+
+#include "orvkit/result.h"
+#include "orvkit/tags.h"
+#include "platform/process.h"
+#include "platform/stop.h"
+#include "services/network_text.h"
+#include "services/report.h"
+
+namespace services {
+namespace {
+
+constexpr unsigned short kPriorityMedium = 0;
+constexpr int kTick = 100;  // milliseconds between looks at what would end the waiting
+constexpr auto kGrace = std::chrono::seconds(10);
+
+void readCount(DcMsg& response, unsigned int tag, int& count) {
+    unsigned short value = 0;
+    if (response.getValue(tag, value) == RESULT_OK) count = value;
+}
+
+}  // namespace
+
+int runRetrieve(PeerOptions& options, bool wantsMore, const std::function<int()>& run) {
+    orvkit::platform::ignoreBrokenPipe();
+    muteLog();
+    return options.takePeer(wantsMore) ? run() : EXIT_USAGE;
+}
+
+bool openFor(Association& association, const PeerOptions& options, DICT_UID model,
+             std::vector<DcMsmSopXferSyn> others) {
+    others.insert(others.begin(), context(model, {UID_LITTLE_ENDIAN_EXPLICIT, UID_LITTLE_ENDIAN_IMPLICIT}));
+    if (!association.open(std::move(others))) {
+        complain("%s: %s", options.peer().c_str(), association.fault().c_str());
+        return false;
+    }
+    const int result = association.contextResult(model);
+    if (result == PRES_CTX_AC_ACCEPT) return true;
+    complain("%s: %s: %s", options.peer().c_str(), describeUid(model).c_str(), contextText(result).c_str());
+    association.release();
+    return false;
+}
+
+void fillRequest(DcCmd& request, DICT_UID model, const QueryKeys& keys) {
+    (void)request.add(new DcElem(T_0000_0002_affectedSopClassUid, model));
+    (void)request.add(new DcElem(T_0000_0700_priority, kPriorityMedium));
+    (void)request.add(keys.identifier().release());
+}
+
+Answers::Answers(Association& association, const QueryOptions& options, DICT_UID model)
+    : association_(association), options_(options), model_(model) {
+    orvkit::platform::noteFirstStop();
+}
+
+bool Answers::await() {
+    if (!association_.isOpen()) return false;
+    const auto patience = std::chrono::seconds(options_.timeout);
+    const auto asked = Clock::now();
+    for (;;) {
+        const auto now = Clock::now();
+        if (orvkit::platform::stopAsked()) cancel("interrupted");
+        if (options_.maxTime > 0 && now - begun_ > std::chrono::seconds(options_.maxTime)) {
+            cancel("it took longer than --max-time");
+        }
+        if (!why_.empty() && now - cancelledAt_ > kGrace) {
+            association_.giveUp("the peer goes on after the request was cancelled");
+            return false;
+        }
+        if (association_.waitReadable(kTick)) return true;
+        if (Clock::now() - asked > patience) {
+            association_.giveUp("the peer did not answer in time");
+            return false;
+        }
+    }
+}
+
+void Answers::cancel(const std::string& why) {
+    if (!why_.empty()) return;
+    why_ = why;
+    cancelledAt_ = Clock::now();
+    association_.cancel(model_);
+}
+
+bool Answers::tellCancelled() const {
+    if (!why_.empty()) complain("%s: cancelled: %s", options_.peer().c_str(), why_.c_str());
+    return !why_.empty();
+}
+
+void Retrieval::response(DcMsg& response) {
+    readCount(response, T_0000_1020_numberOfRemainingSubOperations, remaining_);
+    readCount(response, T_0000_1021_numberOfCompletedSubOperations, completed_);
+    readCount(response, T_0000_1022_numberOfFailedSubOperations, failed_);
+    readCount(response, T_0000_1023_numberOfWarningSubOperations, warned_);
+    status_ = statusOf(response);
+    if (statusKind(status_) == StatusKind::pending) return;
+    ended_ = true;
+    statusText_ = statusText(response);
+}
+
+int Retrieval::finish(const std::string& fault) {
+    if (options_.json) {
+        nlohmann::ordered_json account = {
+            {"completed", completed_}, {"warning", warned_}, {"failed", failed_}};
+        if (ended_) account["status"] = status_;
+        std::puts(account.dump(2).c_str());
+    } else {
+        std::printf("%d completed, %d with a warning, %d failed\n", completed_, warned_, failed_);
+    }
+    (void)std::fflush(stdout);
+    const std::string peer = options_.peer();
+    if (!ended_) {
+        complain("%s: %s", peer.c_str(), fault.c_str());
+        return EXIT_FAILED;
+    }
+    const bool success = statusKind(status_) == StatusKind::success;
+    if (!success || failed_ != 0) complain("%s: the peer answered %s", peer.c_str(), statusText_.c_str());
+    return success && failed_ == 0 ? EXIT_OK : EXIT_FAILED;
+}
+
+}  // namespace services

@@ -1,0 +1,41 @@
+// What `orvkit send` sends, and over which associations.
+#ifndef ORVKIT_SERVICES_SEND_PLAN_H
+#define ORVKIT_SERVICES_SEND_PLAN_H
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "orvkit/msm.h"
+
+namespace services {
+
+struct OutgoingFile {
+    std::string path;
+    DICT_UID sopClass = UID_NONE;
+    DICT_UID xferSyn = UID_NONE;
+    unsigned long long size = 0;  // bytes
+    int attempts = 0;
+    std::string fault;  // why it was not sent, last
+};
+
+// Files whose presentation contexts fit one association.
+struct SendGroup {
+    std::vector<DcMsmSopXferSyn> contexts;
+    std::vector<OutgoingFile> files;
+};
+
+struct SendPlan {
+    std::vector<SendGroup> groups;
+    std::vector<std::pair<std::string, std::string>> faults;  // paths that cannot be sent, and why
+    std::size_t files = 0;
+    unsigned long long bytes = 0;
+};
+
+// Reads the headers of files, and of those below directories; SOP classes and transfer syntaxes that the
+// dictionary does not know are added to it. A DICOMDIR in a directory is passed over.
+SendPlan planSend(const std::vector<std::string>& paths);
+
+}  // namespace services
+
+#endif

@@ -1,0 +1,86 @@
+// A Part 10 file that is made while its data set arrives, and appears under its name when it is whole and on
+// the disk.
+#ifndef ORVKIT_SERVICES_STORE_FILE_H
+#define ORVKIT_SERVICES_STORE_FILE_H
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "orvkit/uids.h"
+#include "platform/file.h"
+#include "services/store_check.h"
+#include "services/write_behind.h"
+
+namespace services {
+
+// The outcomes of a store (PS3.4 B.2.3).
+inline constexpr unsigned short STORE_SUCCESS = 0x0000;
+inline constexpr unsigned short STORE_OUT_OF_RESOURCES = 0xA700;
+inline constexpr unsigned short STORE_OTHER_CLASS = 0xA900;
+inline constexpr unsigned short STORE_CANNOT_UNDERSTAND = 0xC000;
+
+// Any number at once, also from several threads: temporary names do not repeat. What is not committed is
+// removed by the destructor.
+class StoreFile {
+  public:
+    // The file stands in the directory under a temporary name, ".orvkit-<process>-<number>.part".
+    StoreFile(const std::string& directory, bool sync) : directory_(directory), sync_(sync) {}
+    StoreFile(const StoreFile&) = delete;
+    StoreFile& operator=(const StoreFile&) = delete;
+    ~StoreFile();
+
+    // Removes what processes that were killed left in the directory a day ago or earlier; gives the number.
+    static int removeLeftovers(const std::string& directory);
+
+    // What the file is to say of itself; before its first byte.
+    void describe(DICT_UID sopClass, const std::string& instance, const std::string& sourceAet);
+    // For DcTul::registerDataSetCB, both. What cannot be written, or is not the object that was announced
+    // (StoreCheck), is dropped, so that the object is received to its end and the association goes on: see
+    // failed.
+    static int take(void* self, const unsigned char* data, unsigned int length, DICT_UID xferSyn, int last);
+    static unsigned char* room(void* self, unsigned int* size);
+
+    bool failed() const { return !fault_.empty(); }
+    const std::string& fault() const { return fault_; }
+    // STORE_SUCCESS unless failed.
+    unsigned short status() const { return status_; }
+    std::int64_t size() const { return size_; }  // bytes of the data set
+    DICT_UID xferSyn() const { return xferSyn_; }
+    const std::string& temporaryPath() const { return temporary_; }
+
+    // Brings the bytes to the disk; false: failed. Called by commit.
+    bool finish();
+    // Gives the file its name, replacing one that exists.
+    bool commit(const std::string& path);
+    // Removes what there is of the file.
+    void drop();
+    // The file has gone to another place by another hand.
+    void release() { temporary_.clear(); }
+
+  private:
+    bool begin(DICT_UID xferSyn);
+    bool write(const unsigned char* data, std::size_t length);
+    void fail(const std::string& path);
+    void fail(unsigned short status, const std::string& fault);
+    bool check();
+
+    std::string directory_;
+    bool sync_;
+    DICT_UID sopClass_ = UID_NONE;
+    std::string instance_;
+    std::string sourceAet_;
+    DICT_UID xferSyn_ = UID_NONE;
+    std::string temporary_;
+    orvkit::platform::FileHandle file_;
+    std::unique_ptr<WriteBehind> behind_;  // of a large object; goes before its file
+    std::int64_t size_ = 0;
+    std::optional<StoreCheck> check_;
+    unsigned short status_ = STORE_SUCCESS;
+    std::string fault_;
+};
+
+}  // namespace services
+
+#endif

@@ -1,0 +1,207 @@
+#include "services/values.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "orvkit/dict.h"
+#include "orvkit/tags.h"
+
+namespace services {
+namespace {
+
+Charset charsetOf(DcElemList& list, const Charset& inherited) {
+    for (DcElem* e = list.first(); e != nullptr && tagOf(*e) <= T_0008_0005_specificCharacterSet;
+         e = e->next()) {
+        if (tagOf(*e) != T_0008_0005_specificCharacterSet) continue;
+        unsigned char frame[1024];
+        unsigned int size = 0;
+        if (e->getBufSize(size, nullptr) != 0 || size > sizeof frame) break;
+        if (e->frame(frame, size, UID_LITTLE_ENDIAN_IMPLICIT) != 0) break;
+        return Charset(std::string_view(reinterpret_cast<const char*>(frame) + 8, size - 8));
+    }
+    return inherited;
+}
+
+// Numbers of little endian bytes.
+template <typename T>
+T numberAt(std::string_view bytes, std::size_t i) {
+    T v{};
+    if ((i + 1) * sizeof v <= bytes.size()) std::memcpy(&v, bytes.data() + i * sizeof v, sizeof v);
+    return v;
+}
+
+bool usesCharset(DICT_VR vr) {
+    return vr == VR_LO || vr == VR_LT || vr == VR_PN || vr == VR_SH || vr == VR_ST || vr == VR_UT;
+}
+
+bool isOneText(DICT_VR vr) {
+    return vr == VR_LT || vr == VR_ST || vr == VR_UT;
+}
+
+// Without padding and other blanks that mean nothing (PS3.5 6.2).
+std::string_view trimmed(std::string_view text, bool front) {
+    while (!text.empty() && (text.back() == ' ' || text.back() == '\0')) text.remove_suffix(1);
+    while (front && !text.empty() && text.front() == ' ') text.remove_prefix(1);
+    return text;
+}
+
+void swapUnits(std::vector<unsigned char>& bytes, std::size_t unit) {
+    for (std::size_t i = 0; i + unit <= bytes.size(); i += unit) {
+        std::reverse(bytes.begin() + static_cast<std::ptrdiff_t>(i),
+                     bytes.begin() + static_cast<std::ptrdiff_t>(i + unit));
+    }
+}
+
+}  // namespace
+
+Place::Place(DcElemList& elements, const DumpedFile& dumped)
+    : list(elements), file(dumped), charset(charsetOf(elements, Charset())) {}
+
+Place::Place(DcElemList& elements, const Place& around)
+    : list(elements), file(around.file), outer(&around), charset(charsetOf(elements, around.charset)) {}
+
+bool Place::signedPixels() const {
+    for (const Place* p = this; p != nullptr; p = p->outer) {
+        short representation = 0;
+        if (p->list.getValue(T_0028_0103_pixelRepresentation, representation) == 0)
+            return representation == 1;
+    }
+    return false;
+}
+
+unsigned int tagOf(const DcElem& e) {
+    unsigned int tag = 0;
+    (void)e.getTag(tag);
+    return tag;
+}
+
+DcElemSq* sequenceOf(DcElem& e) {
+    return e.getVr() == VR_SQ ? dynamic_cast<DcElemSq*>(&e) : nullptr;
+}
+
+DICT_VR realVr(const DcElem& e, const Place& place) {
+    const DICT_VR vr = e.getVr();
+    switch (vr) {
+        case VR_OX:
+            return (tagOf(e) & 0xFF000000) == 0x50000000 ? VR_OB : VR_OW;  // implicit streams, PS3.5 A.1
+        case VR_XL:
+            return VR_UL;
+        case VR_XS:
+            return place.signedPixels() ? VR_SS : VR_US;
+        case VR_UNKNOWN:
+            return VR_UN;
+        case VR_IM:
+            return Dict.facts(tagOf(e)).vr;
+        default:
+            return vr;
+    }
+}
+
+std::string_view vrLetters(DICT_VR vr) {
+    const char* name = DcDict::vrName(vr);
+    return *name == '\0' ? "UN" : name;
+}
+
+ValueKind kindOf(DICT_VR vr) {
+    switch (vr) {
+        case VR_AT:
+            return ValueKind::tag;
+        case VR_SL:
+        case VR_SS:
+        case VR_UL:
+        case VR_US:
+            return ValueKind::integer;
+        case VR_FL:
+        case VR_FD:
+            return ValueKind::real;
+        case VR_OB:
+        case VR_OF:
+        case VR_OW:
+        case VR_UN:
+            return ValueKind::raw;
+        case VR_UT:
+            return ValueKind::text;
+        default:
+            return vr >= VR_AE && vr <= VR_UI && vr != VR_SQ ? ValueKind::text : ValueKind::none;
+    }
+}
+
+void Values::load(DcElem& e, const Place& place) {
+    vr_ = realVr(e, place);
+    kind_ = kindOf(vr_);
+    count_ = 0;
+    bytes_ = {};
+    texts_.clear();
+    if (kind_ == ValueKind::none || &e == place.file.pixels.element) return;
+    if (kind_ == ValueKind::raw || vr_ == VR_UT) {
+        loadRaw(e);
+    } else if (e.getValueCount() != 0) {
+        unsigned int size = 0;
+        if (e.getBufSize(size, nullptr) != 0) return;
+        if (room_.size() < size) room_.resize(size);
+        if (e.frame(room_.data(), size, UID_LITTLE_ENDIAN_IMPLICIT) != 0 || size < 8) return;
+        bytes_ = std::string_view(reinterpret_cast<const char*>(room_.data()) + 8, size - 8);
+    }
+    if (kind_ == ValueKind::text) {
+        loadTexts(place);
+    } else if (kind_ != ValueKind::raw) {
+        count_ = bytes_.size() / static_cast<std::size_t>(unit());
+    }
+}
+
+void Values::loadRaw(DcElem& e) {
+    DcBuf buf;
+    if (e.getValue(buf) != 0 || buf.getType() != BUF_MEMORY || buf.getBuf() == nullptr) return;
+    bytes_ = std::string_view(static_cast<const char*>(buf.getBuf()), buf.getLen());
+    if (buf.getXferSyn() != UID_BIG_ENDIAN_EXPLICIT || (vr_ != VR_OW && vr_ != VR_OF)) return;
+    room_.assign(bytes_.begin(), bytes_.end());
+    swapUnits(room_, vr_ == VR_OW ? 2 : 4);
+    bytes_ = std::string_view(reinterpret_cast<const char*>(room_.data()), room_.size());
+}
+
+void Values::loadTexts(const Place& place) {
+    std::string_view rest = trimmed(bytes_, false);
+    if (rest.empty()) return;
+    if (!isPlainAscii(rest)) {
+        const TextKind kind = isOneText(vr_) ? TextKind::plain
+                              : vr_ == VR_PN ? TextKind::personName
+                                             : TextKind::values;
+        utf8_ = (usesCharset(vr_) ? place.charset : Charset()).toUtf8(rest, kind);
+        rest = utf8_;
+    }
+    for (;;) {
+        const std::size_t end = isOneText(vr_) ? std::string_view::npos : rest.find('\\');
+        texts_.push_back(trimmed(rest.substr(0, end), !isOneText(vr_)));
+        if (end == std::string_view::npos) break;
+        rest.remove_prefix(end + 1);
+    }
+    count_ = texts_.size();
+}
+
+int Values::unit() const {
+    return vr_ == VR_SS || vr_ == VR_US ? 2 : vr_ == VR_FD ? 8 : 4;
+}
+
+unsigned int Values::tag(std::size_t i) const {
+    return static_cast<unsigned int>(numberAt<unsigned short>(bytes_, 2 * i)) << 16 |
+           numberAt<unsigned short>(bytes_, 2 * i + 1);
+}
+
+long long Values::integer(std::size_t i) const {
+    switch (vr_) {
+        case VR_SS:
+            return numberAt<short>(bytes_, i);
+        case VR_US:
+            return numberAt<unsigned short>(bytes_, i);
+        case VR_SL:
+            return numberAt<int>(bytes_, i);
+        default:
+            return numberAt<unsigned int>(bytes_, i);
+    }
+}
+
+double Values::real(std::size_t i) const {
+    return vr_ == VR_FL ? static_cast<double>(numberAt<float>(bytes_, i)) : numberAt<double>(bytes_, i);
+}
+
+}  // namespace services
