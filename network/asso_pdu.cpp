@@ -6,6 +6,7 @@
 #include <iterator>
 
 #include "foundation/fail.h"
+#include "network/pdu_access.h"
 
 using orvkit::fail;
 
@@ -19,6 +20,14 @@ void copyText(char (&to)[N], const char (&from)[N]) {
 }
 
 }  // namespace
+
+orvkit::AssoFault orvkit::PduAccess::fault(const DcPduAssoAcRq& pdu) noexcept {
+    return pdu.body_->fault;
+}
+
+void orvkit::PduAccess::takeOneVersionAmongOthers(DcPduAssoAcRq& pdu) noexcept {
+    pdu.body_->oneVersionAmongOthers = true;
+}
 
 void DcPduPresCtx::addXferSyn(DICT_UID uid) {
     const auto free = std::find(std::begin(xferSyn), std::end(xferSyn), UID_NONE);

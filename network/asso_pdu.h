@@ -15,9 +15,23 @@ inline constexpr unsigned int kPresCtxHeader = 8;   // item header, ID, reserved
 inline constexpr unsigned int kAeTitleLength = 16;
 inline constexpr unsigned int kUidLength = 64;
 
+// What is wrong with a PDU that was read.
+enum class AssoFault : unsigned char {
+    none,
+    unread,  // not all of it came
+    version,
+    calledTitle,
+    callingTitle,
+    unknownItem,
+    misplacedItem,
+    badItem,
+};
+
 }  // namespace orvkit
 
 struct DcPduAssoAcRq::Body {
+    orvkit::AssoFault fault = orvkit::AssoFault::none;
+    bool oneVersionAmongOthers = false;  // enough when reading
     DcPduScpScuRole roles[PDU_PRES_CTX_MAX] = {};
     std::optional<DcPduInfoAcRq> info;
     std::unique_ptr<DcPduPresCtx> contexts[PDU_PRES_CTX_MAX];

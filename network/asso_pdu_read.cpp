@@ -14,6 +14,7 @@
 #include "orvkit/dict.h"
 #include "orvkit/util.h"
 
+using orvkit::AssoFault;
 using orvkit::ByteOrder;
 using orvkit::ByteReader;
 using orvkit::fail;
@@ -24,6 +25,7 @@ namespace {
 
 constexpr unsigned int kVariablePart = orvkit::kAssoFixedSize - 6;  // its place in the body
 constexpr unsigned int kMostRoleItem = 4095;
+constexpr unsigned int kVersionBit = 1;  // one bit for each version that the peer knows
 
 struct Release {
     void operator()(unsigned char* p) const noexcept { utilDelete(p); }
@@ -52,6 +54,25 @@ class Items {
     std::uint64_t at_ = 0;
 };
 
+// What it means that an item of this type stands where another is due; 0: none stands there.
+AssoFault outOfPlace(unsigned int type) {
+    switch (type) {
+        case 0:
+            return AssoFault::badItem;
+        case PDU_ASSO_ITEM_APP_CTX:
+        case PDU_ASSO_ITEM_PRES_RQ:
+        case PDU_ASSO_ITEM_PRES_AC:
+        case PDU_ASSO_ITEM_ABST_SYN:
+        case PDU_ASSO_ITEM_XFER_SYN:
+        case PDU_ASSO_ITEM_USER_INFO:
+            return AssoFault::misplacedItem;
+        default:
+            return type >= PDU_ASSO_ITEM_MAX_LEN && type <= PDU_ASSO_ITEM_SOP_EXT_NEG
+                       ? AssoFault::misplacedItem
+                       : AssoFault::unknownItem;
+    }
+}
+
 // The stripped text of a field, at most `length` characters; `text` holds one more.
 void takeText(std::span<const unsigned char> field, char* text) {
     if (!field.empty()) std::memcpy(text, field.data(), field.size());
@@ -73,22 +94,31 @@ bool takeAeTitle(ByteReader& in, char (&title)[orvkit::kAeTitleLength + 1]) {
 int DcPduAssoAcRq::read(PDU_BLOCK block) {
     constexpr const char* reporter = "DcPduAssoAcRq::read";
     const std::unique_ptr<unsigned char, Release> body(readBody(block));
+    body_->fault = AssoFault::unread;
     if (body == nullptr) return ACRQ_INVALID;
     body_->info.emplace();
     const unsigned int length = getLength() - 6;
     ByteReader in({body.get(), length}, ByteOrder::big);
-    if (const unsigned int version = in.u16(); version != getProtocolVersion()) {
+    const unsigned int version = in.u16();
+    const unsigned int known = body_->oneVersionAmongOthers ? version & kVersionBit : version;
+    if (known != getProtocolVersion()) {
+        body_->fault = AssoFault::version;
         return fail(ACRQ_INVALID, LOG_ERROR, reporter, "Invalid protocol version - 0x%04x", version);
     }
     in.skip(2);
     if (!takeAeTitle(in, body_->info->calledAeTitle)) {
+        body_->fault = AssoFault::calledTitle;
         return fail(ACRQ_INVALID, LOG_ERROR, reporter, "Empty Called AE title string");
     }
     if (!takeAeTitle(in, body_->info->callingAeTitle)) {
+        body_->fault = AssoFault::callingTitle;
         return fail(ACRQ_INVALID, LOG_ERROR, reporter, "Empty Calling AE title string");
     }
     const unsigned int fixed = std::min(length, kVariablePart);
-    return parseVariable(body.get() + fixed, length - fixed);
+    body_->fault = AssoFault::badItem;
+    const int result = parseVariable(body.get() + fixed, length - fixed);
+    if (result == RESULT_OK) body_->fault = AssoFault::none;
+    return result;
 }
 
 int DcPduAssoAcRq::parseVariable(unsigned char* part, unsigned int length) {
@@ -167,6 +197,7 @@ int DcPduAssoAcRq::varItemWalk(unsigned char* buf, unsigned int length, int& con
     contexts = 0;
     Items items(buf, length);
     if (items.type() != PDU_ASSO_ITEM_APP_CTX) {
+        body_->fault = outOfPlace(items.type());
         return fail(ACRQ_INVALID, LOG_ERROR, reporter,
                     "Invalid sub item type 0x%04x, expecting PDU_ASSO_ITEM_APP_CTX", items.type());
     }
@@ -176,6 +207,7 @@ int DcPduAssoAcRq::varItemWalk(unsigned char* buf, unsigned int length, int& con
     }
     const unsigned int kind = items.type();
     if (kind != PDU_ASSO_ITEM_PRES_RQ && kind != PDU_ASSO_ITEM_PRES_AC) {
+        body_->fault = outOfPlace(items.type());
         return fail(ACRQ_INVALID, LOG_ERROR, reporter,
                     "Invalid sub item type 0x%04x, expecting PDU_ASSO_ITEM_PRES_AC/RQ", kind);
     }
@@ -183,6 +215,7 @@ int DcPduAssoAcRq::varItemWalk(unsigned char* buf, unsigned int length, int& con
         items.step(kPresCtxHeader);
         if (kind == PDU_ASSO_ITEM_PRES_RQ && !items.pastEnd()) {
             if (items.type() != PDU_ASSO_ITEM_ABST_SYN) {
+                body_->fault = outOfPlace(items.type());
                 return fail(ACRQ_INVALID, LOG_ERROR, reporter,
                             "Invalid type 0x%04x in sub item #%d, expecting PDU_ASSO_ITEM_ABST_SYN",
                             items.type(), contexts);
@@ -196,6 +229,7 @@ int DcPduAssoAcRq::varItemWalk(unsigned char* buf, unsigned int length, int& con
         }
     }
     if (items.type() != PDU_ASSO_ITEM_USER_INFO) {
+        body_->fault = outOfPlace(items.type());
         return fail(ACRQ_INVALID, LOG_ERROR, reporter,
                     "Invalid sub item type 0x%04x, expecting PDU_ASSO_ITEM_USER_INFO", items.type());
     }
@@ -203,6 +237,7 @@ int DcPduAssoAcRq::varItemWalk(unsigned char* buf, unsigned int length, int& con
     int maxLengths = 0;
     for (; !items.atEnd(); items.skip()) {
         if (items.type() < PDU_ASSO_ITEM_MAX_LEN || items.type() > PDU_ASSO_ITEM_SOP_EXT_NEG) {
+            body_->fault = outOfPlace(items.type());
             return fail(ACRQ_INVALID, LOG_ERROR, reporter,
                         "Invalid sub item type 0x%04x past PDU_ASSO_ITEM_USER_INFO", items.type());
         }

@@ -198,10 +198,17 @@ int DcPduDataTf::readValues(Values& values, bool dumps, PDU_BLOCK block) {
         const unsigned int length = itemLength - 2;
         if (itemLength < 2) return failMemory(length);
         if (length == 0) continue;
-        if ((msgCtrl & 1) != 0) commandBytes_ += length;
+        const bool command = (msgCtrl & 1) != 0;
+        if (command) commandBytes_ += length;
         // A command is handed out before the data that may follow it in the same PDU.
-        const bool passes = sink_ != nullptr && !dumps && (msgCtrl & 1) == 0 && !commandEnds_ &&
-                            !values.keptAny() && sink_->wants(presCtxId);
+        const bool passes = sink_ != nullptr && !dumps && !command && !commandEnds_ && !values.keptAny() &&
+                            sink_->wants(presCtxId);
+        if (sink_ != nullptr) {
+            using Of = orvkit::DataSink::Of;
+            const Of what = command ? Of::command : commandEnds_ ? Of::nextDataSet : Of::dataSet;
+            const int refused = sink_->admit(what, !passes, length);
+            if (refused != RESULT_OK) return refused;
+        }
         const int result = passes ? values.pass(length, block) : values.read(length, block);
         if (result != RESULT_OK) return result;
         left -= length;

@@ -203,6 +203,7 @@ int DcMsm::setSopXferAccept(DcMsmSopXferSyn* list) {
 void DcMsm::resetAssoInfo() {
     own_->asso = DcMsmAssoInfo();
     own_->hostName[0] = '\0';
+    expectDataSet(false);
 }
 
 // ---- opening ----------------------------------------------------------------------------------------

@@ -7,8 +7,10 @@
 #include "dataset/elemlist_access.h"
 #include "foundation/fail.h"
 #include "network/cmd_factory.h"
+#include "network/cmd_table.h"
 #include "network/msm_own.h"
 #include "network/pdu_access.h"
+#include "network/reception.h"
 #include "orvkit/file.h"
 #include "orvkit/util.h"
 #include "platform/socket.h"
@@ -16,6 +18,7 @@
 using orvkit::ElemListAccess;
 using orvkit::fail;
 using orvkit::PduAccess;
+using orvkit::Reception;
 using orvkit::uidName;
 
 namespace {
@@ -28,6 +31,18 @@ using Clock = std::chrono::steady_clock;
 
 bool isLittleEndian(DICT_UID xferSyn) {
     return xferSyn == UID_LITTLE_ENDIAN_IMPLICIT || xferSyn == UID_LITTLE_ENDIAN_EXPLICIT;
+}
+
+bool saysDataSet(DcMsg& message) {
+    unsigned short follows = kNoDataSet;
+    (void)ElemListAccess::firstValue(message, T_0000_0800_dataSetType, follows);
+    return follows != kNoDataSet;
+}
+
+// Says so, and may (PS3.7 9.3, 10.3).
+bool announcesDataSet(DcMsg& message) {
+    const orvkit::CmdRow* const row = orvkit::cmdRow(message.getType());
+    return saysDataSet(message) && (row == nullptr || row->dataset != CMD_DATASET_ABSENT);
 }
 
 bool hasDataSet(const DcMsg& message) {
@@ -128,6 +143,7 @@ int DcMsm::sendMessage(const char* path) {
 // ---- receiving --------------------------------------------------------------------------------------
 
 int DcMsm::read(DICT_UID* sop, DcMsg** msg, MSM_BLOCK_READ block, MSM_BLOCK_CONNECT connectBlock) {
+    const Reception::Message clock(reception());
     if (msg != nullptr) return readNext(sop, msg, block, connectBlock);
     DcMsg* unwanted = nullptr;
     const int result = readNext(sop, &unwanted, block, connectBlock);
@@ -144,6 +160,7 @@ int DcMsm::readNext(DICT_UID* sop, DcMsg** msg, MSM_BLOCK_READ block, MSM_BLOCK_
             if ((role_ & TSM_ROLE_SCP) == 0) return MSM_NO_CONNECTION;
             if (const int result = accept(connectBlock); result != RESULT_OK) return result;
             begun = Clock::now();
+            reception().beginMessage();
         }
         DcPdu* next = nullptr;
         const int result = readNextPdu(&next, own_->asso.presCtxId, own_->asso.xferSyn,
@@ -151,7 +168,7 @@ int DcMsm::readNext(DICT_UID* sop, DcMsg** msg, MSM_BLOCK_READ block, MSM_BLOCK_
         const std::unique_ptr<DcPdu> pdu(next);
         int code = 0;
         if (pdu == nullptr) {
-            code = outcome(result, block);
+            code = isTooLate(result) ? MSM_READ_TIMEOUT : outcome(result, block);
         } else {
             switch (pdu->getType()) {
                 case PDU_TYPE_DATA_TF:
@@ -169,6 +186,16 @@ int DcMsm::readNext(DICT_UID* sop, DcMsg** msg, MSM_BLOCK_READ block, MSM_BLOCK_
         }
         if (code != 0) return code;
     }
+}
+
+// Whether nothing more can be read because the message took its time.
+bool DcMsm::isTooLate(int result) {
+    if ((result != DATATF_NOT_READY && result != TUL_PDU_REFUSED) || !reception().isLate()) return false;
+    (void)fail(MSM_READ_TIMEOUT, LOG_ERROR, "DcMsm::read",
+               "No whole message received within %d seconds, Association will be closed",
+               reception().message.seconds);
+    closeTransport();
+    return true;
 }
 
 // What a PDU of the association itself means; 0 for nothing.
@@ -237,10 +264,12 @@ int DcMsm::makeMsg(DcPduDataTf* pdu, DcMsg** msg, DICT_UID* sop) {
     if (sop != nullptr && id != asso.presCtxId + asso.assoNum) *sop = asso.sopClass[id - asso.presCtxId];
     // An unknown command is the application's to answer (PS3.7 annex C: unrecognized operation).
     *msg = orvkit::makeReceived(*pdu).message.release();
+    expectDataSet(announcesDataSet(**msg));
     return MSM_MESSAGE;
 }
 
 int DcMsm::receiveMessage(DICT_UID* sop, DcMsg** msg, MSM_BLOCK_READ block, MSM_BLOCK_CONNECT connectBlock) {
+    const Reception::Message clock(reception());
     DcMsg* received = nullptr;
     const int result = readNext(sop, &received, block, connectBlock);
     std::unique_ptr<DcMsg> message(received);
@@ -263,10 +292,8 @@ int DcMsm::processMsg(DcMsg& message) {
         return MSM_CLOSED;
     };
     if (message.getType() == MSG_TYPE_DATASET) return refuse("Data set without a command received");
-    unsigned short follows = kNoDataSet;
-    (void)ElemListAccess::firstValue(message, T_0000_0800_dataSetType, follows);
     // Some peers put both into one PDU.
-    if (follows == kNoDataSet || hasDataSet(message)) return MSM_MESSAGE;
+    if (!saysDataSet(message) || hasDataSet(message)) return MSM_MESSAGE;
     DcMsg* next = nullptr;
     const int result = readNext(nullptr, &next, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL);
     const std::unique_ptr<DcMsg> dataset(next);

@@ -2,7 +2,6 @@
 #include "orvkit/pdu.h"
 
 #include <algorithm>
-#include <chrono>
 #include <climits>
 #include <cstring>
 #include <memory>
@@ -11,11 +10,13 @@
 #include "foundation/bytes.h"
 #include "foundation/fail.h"
 #include "network/pdu_dump.h"
+#include "network/reception.h"
 #include "orvkit/util.h"
 #include "platform/socket.h"
 
 using orvkit::ByteOrder;
 using orvkit::fail;
+using orvkit::Reception;
 using orvkit::platform::Received;
 
 namespace {
@@ -78,29 +79,28 @@ int DcPdu::write() {
 
 // ---- reading --------------------------------------------------------------------------------------------
 
+// Milliseconds for the next receive; -1 when the time for the whole message is up.
 int DcPdu::patience(PDU_BLOCK block) const {
-    if (block != PDU_BLOCK_WAIT) return 0;
-    const long long chunk = std::min<long long>(readTimeout_ * 1000LL, INT_MAX);
-    const long long whole = chunk + static_cast<long long>(paceBytes_ * 1000 / 1024) - paceWaited_ / 1000;
-    return static_cast<int>(std::clamp(whole, 0LL, chunk));
+    const long long wait = block == PDU_BLOCK_WAIT ? std::min<long long>(readTimeout_ * 1000LL, INT_MAX) : 0;
+    return reception_ != nullptr ? reception_->patience(static_cast<int>(wait)) : static_cast<int>(wait);
 }
 
 int DcPdu::readBuf(unsigned char* buf, unsigned int& len, PDU_BLOCK block) {
-    using Clock = std::chrono::steady_clock;
+    using Clock = Reception::Clock;
     const unsigned int whole = len;
+    const bool timed = reception_ != nullptr && reception_->isTimed();
     int result = RESULT_OK;
     for (len = 0; len < whole && result == RESULT_OK;) {
+        const int wait = patience(block);
+        if (wait < 0) {
+            result = DATATF_NOT_READY;
+            break;
+        }
         const unsigned int chunk = maxPduLen_ != 0 ? std::min(whole - len, maxPduLen_) : whole - len;
         std::size_t count = 0;
-        const Clock::time_point begun = Clock::now();
-        const Received received =
-            orvkit::platform::receive(sockConv_, buf + len, chunk, patience(block), count);
-        if (paceBegun_) {
-            paceWaited_ +=
-                std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - begun).count();
-        }
-        paceBegun_ = true;
-        paceBytes_ += count;
+        const Clock::time_point begun = timed ? Clock::now() : Clock::time_point();
+        const Received received = orvkit::platform::receive(sockConv_, buf + len, chunk, wait, count);
+        if (timed) reception_->took(begun, count);
         len += static_cast<unsigned int>(count);
         if (received == Received::timeout) {
             result = DATATF_NOT_READY;
@@ -115,9 +115,7 @@ int DcPdu::readBuf(unsigned char* buf, unsigned int& len, PDU_BLOCK block) {
 int DcPdu::readType(PDU_TYPE& type, PDU_BLOCK block) {
     type = PDU_TYPE_INVALID;
     if (orvkit::dumpsReceived()) orvkit::dumpReceivedEnd();
-    paceBegun_ = false;  // the silence between PDUs does not count
-    paceWaited_ = 0;
-    paceBytes_ = 0;
+    if (reception_ != nullptr) reception_->beginPdu();
     unsigned char bytes[2];
     unsigned int length = sizeof bytes;
     if (const int result = readBuf(bytes, length, block); result != RESULT_OK) return result;
@@ -130,11 +128,7 @@ int DcPdu::readType(PDU_TYPE& type, PDU_BLOCK block) {
     return RESULT_OK;
 }
 
-// The length field; its first byte is not the first of the PDU.
 int DcPdu::readLength(unsigned int& bodyLength, PDU_BLOCK block) {
-    paceBegun_ = true;
-    paceWaited_ = 0;
-    paceBytes_ = 0;
     unsigned char bytes[4];
     unsigned int length = sizeof bytes;
     bodyLength = 0;
@@ -164,7 +158,13 @@ int DcPdu::readBlock(unsigned char*& data, unsigned int len, PDU_BLOCK block) {
 
 unsigned char* DcPdu::readBody(PDU_BLOCK block) {
     unsigned int length = 0;
-    return readLength(length, block) == RESULT_OK ? readBody(length, block) : nullptr;
+    if (readLength(length, block) != RESULT_OK) return nullptr;
+    if (reception_ != nullptr && reception_->limit != 0 && length > reception_->limit) {
+        (void)fail(RESULT_OK, LOG_ERROR, "DcPdu::readBody", "PDU of %u bytes received, more than %llu",
+                   length, static_cast<unsigned long long>(reception_->limit));
+        return nullptr;
+    }
+    return readBody(length, block);
 }
 
 unsigned char* DcPdu::readBody(unsigned int len, PDU_BLOCK block) {

@@ -13,13 +13,20 @@ namespace orvkit {
 
 inline constexpr int kPathLength = 1024;  // of a file reference, at most
 
-// Takes the values of a data set while their PDU is arriving, so that no PDU is held as a whole.
+enum class AssoFault : unsigned char;
+
+// Decides on values while their PDU is arriving: which are refused, and which are taken as they come, so that
+// no PDU is held as a whole.
 class DataSink {
   public:
     DataSink() = default;
     DataSink(const DataSink&) = delete;
     DataSink& operator=(const DataSink&) = delete;
     virtual ~DataSink() = default;
+    // Asked before a value that is not empty is read; `kept`: it will be held in memory. A result other than
+    // RESULT_OK ends the reading with it.
+    enum class Of : unsigned char { command, dataSet, nextDataSet };  // the last: behind a command in its PDU
+    virtual int admit(Of what, bool kept, unsigned int length) = 0;
     // Whether values of the presentation context are wanted; others are kept as buffers.
     virtual bool wants(unsigned char presCtxId) = 0;
     // Room for the next piece.
@@ -34,12 +41,18 @@ struct PduAccess {
     static unsigned int readTimeout(const DcPdu& pdu) noexcept { return pdu.readTimeout_; }
     static unsigned int writeTimeout(const DcPdu& pdu) noexcept { return pdu.writeTimeout_; }
 
+    static void setReception(DcPdu& pdu, Reception* reception) noexcept { pdu.reception_ = reception; }
+
     // Reads what follows the type of a PDU, and forgets it.
     static int skipBody(DcPdu& pdu, PDU_BLOCK block) {
         unsigned char start = 0;
         unsigned int length = 0;
         return pdu.readStart(&start, 1, length, block);
     }
+
+    // Of a request or its answer. A version is enough to be among those that the peer knows (PS3.8 9.3.2).
+    static AssoFault fault(const DcPduAssoAcRq& pdu) noexcept;
+    static void takeOneVersionAmongOthers(DcPduAssoAcRq& pdu) noexcept;
 
     // What read collected; null until a buffer came.
     static DcBufList* buffers(const DcPduDataTf& pdu) noexcept { return ElemListAccess::pending(pdu); }

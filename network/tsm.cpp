@@ -8,6 +8,7 @@
 #include "foundation/fail.h"
 #include "network/listening_ports.h"
 #include "network/pdu_access.h"
+#include "network/reception.h"
 #include "network/state_table.h"
 #include "orvkit/datatf.h"
 #include "platform/socket.h"
@@ -75,7 +76,8 @@ static_assert(orvkit::none == 28, "the actions of the state table are indices of
 
 // ---- life -------------------------------------------------------------------------------------------
 
-DcTsm::DcTsm(TSM_ROLE role, int port, DcTsmArtimCB artimCB) : role_(role), port_(port), artimCB_(artimCB) {
+DcTsm::DcTsm(TSM_ROLE role, int port, DcTsmArtimCB artimCB)
+    : role_(role), port_(port), artimCB_(artimCB), reception_(new orvkit::Reception) {
     if ((role & TSM_ROLE_SCP) != 0) listenResult_ = sockListenOpen(port);
 }
 
@@ -83,6 +85,7 @@ DcTsm::~DcTsm() {
     closeSockConv();
     clearArtim(this);
     sockListenRelease();
+    delete reception_;
 }
 
 int DcTsm::sockListenOpen(int port) {
@@ -127,6 +130,16 @@ int DcTsm::setTimeoutInfo() {
     return RESULT_OK;
 }
 
+int DcTsm::setPduTimeout(int seconds, unsigned int bytesPerSecond) {
+    reception_->pdu = {std::max(seconds, 0), bytesPerSecond};
+    return RESULT_OK;
+}
+
+int DcTsm::setMessageTimeout(int seconds, unsigned int bytesPerSecond) {
+    reception_->message = {std::max(seconds, 0), bytesPerSecond};
+    return RESULT_OK;
+}
+
 int DcTsm::getTcpInfo(DcTsmTcpInfo& info) const {
     info = tcpInfo_;
     return RESULT_OK;
@@ -168,6 +181,7 @@ void DcTsm::connected(int connectionRole, unsigned int socket) {
     connectionRole_ = connectionRole;
     delete currentPdu_;
     currentPdu_ = new DcPdu(socket, PDU_TYPE_NONE);
+    orvkit::PduAccess::setReception(*currentPdu_, reception_);
     (void)setTimeoutInfo();
 }
 
@@ -393,6 +407,7 @@ int DcTsm::AE_4_readAssoRjPdu(void* arg) {
         DcPduInfo info{maxPduLen_, static_cast<unsigned int>(timeouts_.readTimeout),
                        static_cast<unsigned int>(timeouts_.writeTimeout)};
         pdu->setInfo(info);
+        orvkit::PduAccess::setReception(other, reception_);
     }
     (void)pdu->attach(sockConv_);
     (void)pdu->read(PDU_BLOCK_WAIT);

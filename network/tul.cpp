@@ -14,6 +14,7 @@
 #include "foundation/fail.h"
 #include "network/pdu_access.h"
 #include "network/pixel_search.h"
+#include "network/reception.h"
 #include "orvkit/util.h"
 #include "platform/file.h"
 #include "platform/socket.h"
@@ -62,6 +63,7 @@ char* copyOf(const char* text) {
 
 }  // namespace
 
+// What becomes of the values of one message while their PDUs arrive.
 class DcTul::Sink final : public orvkit::DataSink {
   public:
     explicit Sink(DcTul& owner) : owner_(owner) {}
@@ -71,14 +73,20 @@ class DcTul::Sink final : public orvkit::DataSink {
         presCtxIds_ = presCtxIds;
         xferSyns_ = xferSyns;
         presCtxId_ = 0;
+        passes_ = owner_.dataSetCB_ != nullptr;
+        refused_ = false;
+        commandBytes_ = 0;
+        keptBytes_ = 0;
     }
     // For the others: the message's own.
-    void goOn(unsigned char presCtxId, DICT_UID xferSyn) {
+    void goOn(unsigned char presCtxId, DICT_UID xferSyn, bool passes) {
         presCtxId_ = presCtxId;
         xferSyn_ = xferSyn;
+        passes_ = passes;
     }
 
     bool wants(unsigned char presCtxId) override {
+        if (!passes_) return false;
         if (presCtxId_ != 0) return presCtxId == presCtxId_;
         xferSyn_ = acceptedSyntax(presCtxId, presCtxIds_, xferSyns_);
         if (xferSyn_ != UID_NONE) presCtxId_ = presCtxId;
@@ -87,26 +95,71 @@ class DcTul::Sink final : public orvkit::DataSink {
     unsigned char presCtxId() const { return presCtxId_; }
     std::span<unsigned char> room() override {
         unsigned int size = 0;
-        if (owner_.roomCB_ == nullptr) return buffer_;
-        unsigned char* const room = owner_.roomCB_(owner_.dataSetUser_, &size);
-        return room != nullptr && size > 0 ? std::span(room, size) : std::span(buffer_);
+        unsigned char* const room =
+            owner_.roomCB_ != nullptr ? owner_.roomCB_(owner_.dataSetUser_, &size) : nullptr;
+        if (room != nullptr && size > 0) return {room, size};
+        buffer_.resize(kPiece);
+        return buffer_;
     }
     int take(std::span<const unsigned char> piece) override {
         return owner_.toCallback(piece.data(), static_cast<unsigned int>(piece.size()), xferSyn_, false);
     }
 
+    int admit(Of what, bool kept, unsigned int length) override {
+        int result = RESULT_OK;
+        if (what == Of::command) {
+            result = admitCommand(length);
+        } else {
+            if (what == Of::dataSet) result = checkAsked();
+            if (result == RESULT_OK && kept) result = admitKept(length);
+        }
+        refused_ = result != RESULT_OK;
+        return result;
+    }
+    // Whether the data set that comes now was asked for.
+    int checkAsked() const {
+        if (!owner_.dataSetCheck_ || owner_.dataSetExpected_) return RESULT_OK;
+        return fail(TUL_PROTOCOL, LOG_ERROR, kReporter,
+                    "Data set received that was not asked for, Association will be closed");
+    }
+    bool refused() const { return refused_; }
+    // Bytes that were kept have gone elsewhere.
+    void letGo(unsigned int length) { keptBytes_ -= std::min<std::uint64_t>(keptBytes_, length); }
+
   private:
+    // A command ends, and is small.
+    int admitCommand(unsigned int length) {
+        commandBytes_ += length;
+        if (commandBytes_ <= kLargestCommand) return RESULT_OK;
+        return fail(TUL_PROTOCOL, LOG_ERROR, kReporter,
+                    "Command of more than %u bytes received, Association will be closed", kLargestCommand);
+    }
+    int admitKept(unsigned int length) {
+        const std::uint64_t limit = owner_.reception().limit;
+        keptBytes_ += length;
+        if (limit == 0 || keptBytes_ <= limit) return RESULT_OK;
+        return fail(TUL_PROTOCOL, LOG_ERROR, kReporter,
+                    "Data set of more than %llu bytes received, Association will be closed",
+                    static_cast<unsigned long long>(limit));
+    }
+
+    static constexpr const char* kReporter = "DcTul::readPduDataTf";
+
     DcTul& owner_;
     const unsigned char* presCtxIds_ = nullptr;
     const DICT_UID* xferSyns_ = nullptr;
     unsigned char presCtxId_ = 0;
     DICT_UID xferSyn_ = UID_NONE;
-    std::vector<unsigned char> buffer_ = std::vector<unsigned char>(kPiece);
+    bool passes_ = false;  // to the callback
+    bool refused_ = false;
+    std::uint64_t commandBytes_ = 0;
+    std::uint64_t keptBytes_ = 0;
+    std::vector<unsigned char> buffer_;
 };
 
 // ---- life and settings ------------------------------------------------------------------------------
 
-DcTul::DcTul(TSM_ROLE role, int port) : DcTsm(role, port, &DcTul::artimExpiredCB) {}
+DcTul::DcTul(TSM_ROLE role, int port) : DcTsm(role, port, &DcTul::artimExpiredCB), sink_(new Sink(*this)) {}
 
 DcTul::~DcTul() {
     delete carried_;
@@ -123,6 +176,16 @@ int DcTul::setArtimTimeout(int seconds) {
 
 int DcTul::setDecodingFlag(int flag) {
     decodingFlag_ = flag;
+    return RESULT_OK;
+}
+
+int DcTul::setReceiveLimit(unsigned long long bytes) {
+    reception().limit = bytes;
+    return RESULT_OK;
+}
+
+int DcTul::setDataSetCheck(int flag) {
+    dataSetCheck_ = flag != 0;
     return RESULT_OK;
 }
 
@@ -172,7 +235,6 @@ int DcTul::registerDataSetCB(void* user, DcTulDataSetCB callback, DcTulRoomCB ro
     dataSetUser_ = user;
     dataSetCB_ = callback;
     roomCB_ = room;
-    if (callback != nullptr && sink_ == nullptr) sink_ = new Sink(*this);
     return RESULT_OK;
 }
 
@@ -233,9 +295,12 @@ void DcTul::artimExpiredCB(unsigned int, unsigned int, std::uintptr_t, std::uint
 DcPdu* DcTul::newPdu(PDU_TYPE type) {
     DcPdu* pdu = nullptr;
     switch (type) {
-        case PDU_TYPE_ASSO_RQ:
-            pdu = new DcPduAssoRq;
+        case PDU_TYPE_ASSO_RQ: {
+            auto* const request = new DcPduAssoRq;
+            if (answersBroken_) PduAccess::takeOneVersionAmongOthers(*request);
+            pdu = request;
             break;
+        }
         case PDU_TYPE_ASSO_AC:
             pdu = new DcPduAssoAc;
             break;
@@ -263,6 +328,7 @@ DcPdu* DcTul::newPdu(PDU_TYPE type) {
     DcPduInfo info{maxPduLen_, static_cast<unsigned int>(timeouts_.readTimeout),
                    static_cast<unsigned int>(timeouts_.writeTimeout)};
     pdu->DcPdu::setInfo(info);
+    PduAccess::setReception(*pdu, &reception());
     (void)pdu->attach(sockConv_);
     return pdu;
 }
@@ -312,7 +378,9 @@ int DcTul::readNextPdu(DcPdu** pdu, unsigned char* presCtxIds, DICT_UID* xferSyn
     PDU_TYPE type = PDU_TYPE_DATA_TF;
     int result = RESULT_OK;
     std::unique_ptr<DcPdu> received(takeCarried());
-    if (received == nullptr) {
+    if (received != nullptr) {
+        result = sink_->checkAsked();
+    } else {
         result = readNextPduType(type, block);
         if (result != RESULT_OK || type == PDU_TYPE_NONE) return result;
         received.reset(newPdu(type));
@@ -324,12 +392,15 @@ int DcTul::readNextPdu(DcPdu** pdu, unsigned char* presCtxIds, DICT_UID* xferSyn
         } else if (type == PDU_TYPE_ABORT) {
             (void)static_cast<DcPduAbort&>(*received).read(PDU_BLOCK_WAIT);
         }
-        if (type == PDU_TYPE_DATA_TF && dataSetCB_ != nullptr) {
+        if (type == PDU_TYPE_DATA_TF) {
             sink_->begin(presCtxIds, xferSyns);
             PduAccess::setSink(static_cast<DcPduDataTf&>(*received), sink_);
         }
         result = stateMachine(eventOf(type), received.get());
         if (type == PDU_TYPE_INVALID) discardArrived();
+        if (answersBroken_ && result == ACRQ_INVALID && type == PDU_TYPE_ASSO_RQ) {
+            answerBrokenRequest(static_cast<DcPduAssoRq&>(*received));
+        }
         if (result == RESULT_OK && type == PDU_TYPE_DATA_TF) carry(static_cast<DcPduDataTf&>(*received));
     }
     if (result == RESULT_OK && type == PDU_TYPE_DATA_TF) {
@@ -352,6 +423,7 @@ int DcTul::readNextPdu(DcPdu** pdu, unsigned char* presCtxIds, DICT_UID* xferSyn
     if (std::exchange(callbackEnded_, false)) return failRefused(result);
     if (result == RESULT_OK || result == ELEM_REFUSED) {
         *pdu = received.release();
+        PduAccess::setReception(**pdu, nullptr);  // it may outlive the transport
         return result;
     }
     if (result == ELEM_NO_MEMORY || (result >= TSM_ABORT_INDICATION && result <= TSM_RELEASE_INDICATION)) {
@@ -360,10 +432,11 @@ int DcTul::readNextPdu(DcPdu** pdu, unsigned char* presCtxIds, DICT_UID* xferSyn
     return failRefused(result);
 }
 
-// A peer may begin the data set in the PDU that ends its command. Where data sets go to a callback, the
-// command is handed out first, and the rest of the PDU is kept for the next call.
+// A peer may begin the data set in the PDU that ends its command. Where data sets go to a callback, or only
+// behind a command that announces them, the command is handed out first, and the rest of the PDU is kept for
+// the next call.
 void DcTul::carry(DcPduDataTf& pdu) {
-    if (dataSetCB_ == nullptr || !PduAccess::commandEnds(pdu)) return;
+    if ((dataSetCB_ == nullptr && !dataSetCheck_) || !PduAccess::commandEnds(pdu)) return;
     const DcBuf* const end = PduAccess::commandEnd(pdu);
     carried_ = static_cast<DcPduDataTf*>(newPdu(PDU_TYPE_DATA_TF));
     PduAccess::presCtxId(*carried_) = PduAccess::presCtxId(pdu);
@@ -395,8 +468,7 @@ struct DcTul::Part {
     int mode = 0;
     std::uint64_t pixelLength = 0;
     orvkit::PixelSearch search;
-    platform::FileHandle file;  // the pixel data file, once opened
-    std::uint64_t commandBytes = 0;
+    platform::FileHandle file;                 // the pixel data file, once opened
     Clock::time_point movedAt = Clock::now();  // when bytes were dealt with last
 };
 
@@ -408,19 +480,13 @@ bool bringsBytes(const DcPduDataTf& pdu) {
 
 }  // namespace
 
-// What a message may not do to its receiver: a command that never ends, or fragments that bring nothing.
+// Fragments that bring nothing hold the receiver no longer than silence.
 int DcTul::checkProgress(Part& part, DcPduDataTf& latest) const {
-    constexpr const char* reporter = "DcTul::readPduDataTf";
-    part.commandBytes += PduAccess::commandBytes(latest);
-    if (part.commandBytes > kLargestCommand) {
-        return fail(TUL_PROTOCOL, LOG_ERROR, reporter,
-                    "Command of more than %u bytes received, Association will be closed", kLargestCommand);
-    }
     if (bringsBytes(latest) || (PduAccess::msgCtrl(latest) & kLastFragment) != 0 ||
         Clock::now() - part.movedAt <= std::chrono::seconds(timeouts_.readTimeout)) {
         return RESULT_OK;
     }
-    return fail(TUL_PROTOCOL, LOG_ERROR, reporter,
+    return fail(TUL_PROTOCOL, LOG_ERROR, "DcTul::readPduDataTf",
                 "Nothing but empty fragments received in time, Association will be closed");
 }
 
@@ -457,12 +523,10 @@ int DcTul::readPduDataTf(DcPduDataTf* message, DICT_UID xferSyn, PDU_BLOCK) {
         }
         const std::unique_ptr<DcPdu> next(newPdu(type));
         auto& latest = static_cast<DcPduDataTf&>(*next);
-        if (part.toSink) {
-            sink_->goOn(PduAccess::presCtxId(*message), xferSyn);
-            PduAccess::setSink(latest, sink_);
-        }
+        sink_->goOn(PduAccess::presCtxId(*message), xferSyn, part.toSink);
+        PduAccess::setSink(latest, sink_);
         if (const int read = stateMachine(TSM_EVENT_09_DATA_TF_PDU, next.get()); read != RESULT_OK) {
-            if (callbackEnded_) return read;
+            if (callbackEnded_ || sink_->refused()) return read;
             return fail(TUL_PROTOCOL, LOG_ERROR, reporter,
                         "Incomplete DIMSE message received, Association will be closed");
         }
@@ -588,6 +652,7 @@ int DcTul::findPixelData(Part& part) {
 int DcTul::divert(Part& part, const unsigned char* data, unsigned int length) {
     constexpr const char* reporter = "DcTul::processPduDataTf";
     part.pixelLength += length;
+    sink_->letGo(length);
     if (pixelFileName_ != nullptr) {
         if (!part.file) part.file = platform::openAppend(pixelFileName_);
         if (!part.file) return failAppend(reporter, pixelFileName_);

@@ -99,7 +99,7 @@ class ORVKIT_API DcPduDataTf : public DcPdu, public DcElemList {
     unsigned char msgCtrl_ = 0;
     DICT_UID xferSyn_ = static_cast<DICT_UID>(0);
     unsigned int maxPduLen_ = 0;
-    orvkit::DataSink* sink_ = nullptr;     // receives data set values while they arrive; not owned
+    orvkit::DataSink* sink_ = nullptr;     // decides on values while they arrive; not owned
     unsigned long long commandBytes_ = 0;  // received, of values that belong to a command
     unsigned long long sunkBytes_ = 0;     // handed to the sink
     DcBuf* commandEnd_ = nullptr;          // the last buffer of a command that data follow in the same PDU

@@ -163,6 +163,7 @@ class ORVKIT_API DcMsm : public DcTul {
     int propose(DcMsmScuInfo& info);
     int readNext(DICT_UID* sop, DcMsg** msg, MSM_BLOCK_READ block, MSM_BLOCK_CONNECT connectBlock);
     int outcome(int result, MSM_BLOCK_READ block);
+    bool isTooLate(int result);
     void closeTransport();
     void resetAssoInfo();
 

@@ -8,7 +8,8 @@
 
 namespace orvkit {
 struct PduAccess;
-}
+class Reception;
+}  // namespace orvkit
 
 // The type byte on the wire; 0 is no PDU.
 enum PDU_TYPE : int {
@@ -146,17 +147,16 @@ class ORVKIT_API DcPdu {
     void setLength(unsigned int length) { length_ = length; }
     unsigned int getProtocolVersion() const { return protocolVersion_; }
 
-    // The length field behind the type, and the start of the pace at which the rest must come.
+    // The length field behind the type.
     int readLength(unsigned int& bodyLength, PDU_BLOCK block);
-    // Reads exactly `len` bytes; `len` receives the number read. 14854, 14856 as above. With PDU_BLOCK_WAIT
-    // the waits for all parts of one PDU together last no longer than the read time-out and a second for each
-    // KiB that has come (14854): a peer cannot hold the reader with a byte now and then.
+    // Reads exactly `len` bytes; `len` receives the number read. 14854, 14856 as above. Each wait has the
+    // read time-out; DcTsm::setPduTimeout and setMessageTimeout bound them together (14854).
     int readBuf(unsigned char* buf, unsigned int& len, PDU_BLOCK block);
     // The same into a new block, which the caller frees with utilDelete. The block grows as bytes arrive,
     // from at most 1 MiB: an announced length costs nothing. Null on failure; 5671 without memory.
     int readBlock(unsigned char*& data, unsigned int len, PDU_BLOCK block);
     // The rest of the PDU after its type: its length, then its bytes, in a new block for the caller to free
-    // with utilDelete. Null on failure.
+    // with utilDelete. Null on failure, and for more bytes than DcTul::setReceiveLimit allows (LOG_ERROR).
     unsigned char* readBody(PDU_BLOCK block);
     unsigned char* readBody(unsigned int len, PDU_BLOCK block);
     // The rest of a PDU of which only the first `room` bytes matter: those go to `start` (zeros where the PDU
@@ -173,12 +173,9 @@ class ORVKIT_API DcPdu {
     unsigned int maxPduLen_ = 524288;  // also the most that is asked of one receive
     unsigned int readTimeout_ = 45;
     unsigned int writeTimeout_ = 15;
-    // The pace of the PDU being read, from its first byte on: the time spent waiting and the bytes that came.
-    bool paceBegun_ = false;
-    long long paceWaited_ = 0;  // microseconds
-    unsigned long long paceBytes_ = 0;
+    orvkit::Reception* reception_ = nullptr;  // of the transport that reads it; not owned
 
-    int patience(PDU_BLOCK block) const;  // milliseconds for the next receive
+    int patience(PDU_BLOCK block) const;
 };
 
 // A-ASSOCIATE-RQ and -AC. Owns its data; copies share it (only one of the two may be destroyed).
@@ -222,6 +219,8 @@ class ORVKIT_API DcPduAssoAcRq : public DcPdu {
     int parseScpScuRole(unsigned char* item, unsigned int room, unsigned int maxLength);
 
   private:
+    friend struct orvkit::PduAccess;
+
     struct Body;  // role table, association data and presentation contexts
 
     int parseVariable(unsigned char* part, unsigned int length);

@@ -103,6 +103,18 @@ class ORVKIT_API DcTsm {
     // For this connection and the next ones. Always 0.
     int setTimeoutInfo(DcTsmTimeoutInfo& info);
     int setTimeoutInfo();  // the stored ones again
+    // Bounds that hold whatever the peer sends, for this connection and the next ones. The read time-out is
+    // for each wait alone: a peer that sends a byte now and then would hold its reader for days. Each is a
+    // number of seconds, 0 or less for none (unless set), and one second more for every `bytesPerSecond`
+    // bytes that have come; 0: bytes give no more time. Always 0.
+    //
+    // The waits for all parts of one PDU together, from its first byte on. A PDU that takes longer is one
+    // that could not be read: 14854 from reading it, which DcMsm tells as 11355 and closes the association.
+    int setPduTimeout(int seconds, unsigned int bytesPerSecond = 0);
+    // A call of DcMsm::read, receiveMessage or connect, until the whole message with its data set, or the
+    // answer to the association request, has come: also where nothing is waited for because bytes come all
+    // the time. DcMsm closes the association (LOG_ERROR) and gives 11354.
+    int setMessageTimeout(int seconds, unsigned int bytesPerSecond = 0);
     int getTcpInfo(DcTsmTcpInfo& info) const;
     int setTcpInfo(DcTsmTcpInfo info);
     // Adopts sockets that were opened elsewhere. The connection, if not 0xFFFFFFFF, becomes the transport's
@@ -132,6 +144,9 @@ class ORVKIT_API DcTsm {
     // 16406, 16408 not listening, 16410 nobody connected in time.
     int sockConvOpenServer(TSM_BLOCK block);
     void closeSockConv();
+    // Sends an A-ABORT (PS3.8 9.3.8). 16388, or the result of the write.
+    int writeAbort(int source, int reason);
+    orvkit::Reception& reception() const { return *reception_; }
 
     struct TsmPeer {
         const char* host;
@@ -169,7 +184,6 @@ class ORVKIT_API DcTsm {
     void artimStart();
     void artimStop();
     int writePdu(void* arg);
-    int writeAbort(int source, int reason);
     int readAssoPdu(void* arg);
 
     int AA_1_writeAbortPduScu(void* arg);
@@ -207,6 +221,7 @@ class ORVKIT_API DcTsm {
     int listenResult_ = 0;
     bool listening_ = false;  // sockListen_ is an entry of the table that counts this transport
     bool artimStarted_ = false;
+    orvkit::Reception* reception_;  // owned: what bounds the receiving
 };
 
 #endif

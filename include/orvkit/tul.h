@@ -36,6 +36,25 @@ class ORVKIT_API DcTul : public DcTsm {
     int getDecodingFlag() const { return decodingFlag_; }
     int setDecodingFlag(int flag);
 
+    // The most bytes of a message's data set, or of an association PDU, that are taken into memory; 0: no
+    // bound (unless set). What goes to the data set callback, or from Pixel Data to a file or a handle, does
+    // not count. A data set is refused by the fragment that would exceed the bound, before that is read:
+    // 16907 (LOG_ERROR), which DcMsm tells as 11355 and closes the association; an association PDU as one
+    // that cannot be read. Commands are bounded at 1 MiB in any case. Always 0.
+    int setReceiveLimit(unsigned long long bytes);
+    // Not 0: a data set that nobody asked for is refused by its first fragment, before that is read, with the
+    // codes as above. Asked for is one behind a command that announces it (0000,0800), and that may have one
+    // (PS3.7 9.3, 10.3: a C-ECHO-RSP or C-STORE-RSP may not). A data set that begins in the PDU of its
+    // command is then received by a read of its own. 0 unless set. Always 0.
+    int setDataSetCheck(int flag);
+
+    // Not 0: an A-ASSOCIATE-RQ that cannot be read is answered before its connection is closed, with the
+    // A-ASSOCIATE-RJ or A-ABORT that PS3.8 9.3.4 and 9.3.8 name: a protocol version that is not known (2 by
+    // the provider), an empty title (7 or 3 by the user), an item that is unknown (abort 4), out of place (5)
+    // or damaged (6). Of the protocol version only bit 0 counts then (PS3.8 9.3.2). The results stay. One
+    // that does not arrive whole has no answer. 0 unless set. Always 0.
+    int setBrokenRequestAnswer(int flag);
+
     // Where the pixel bytes of received data sets go, until changed: appended to the file, written to a
     // duplicate of the handle, or both. The data set's Pixel Data then refers to them there. A handle of -1
     // and a null name end it.
@@ -74,10 +93,12 @@ class ORVKIT_API DcTul : public DcTsm {
 
     static void artimExpiredCB(unsigned int timer, unsigned int message, std::uintptr_t user,
                                std::uintptr_t reserved1, std::uintptr_t reserved2);
+    // Whether a data set is to come, for the check of that.
+    void expectDataSet(bool expected) { dataSetExpected_ = expected; }
 
   private:
     struct Part;  // the command or data set being put together
-    class Sink;   // hands the bytes of data sets to their callback
+    class Sink;   // decides on values while they arrive
 
     int readPduDataTf(DcPduDataTf* message, DICT_UID xferSyn, PDU_BLOCK block);
     int processPduDataTf(Part& part, DcPduDataTf* latest);
@@ -91,9 +112,10 @@ class ORVKIT_API DcTul : public DcTsm {
     void carry(DcPduDataTf& pdu);
     DcPdu* takeCarried();
     void discardArrived();
+    void answerBrokenRequest(const DcPduAssoRq& request);
 
     DcPduDataTf* carried_ = nullptr;  // owned: the data behind a command in its PDU
-    Sink* sink_ = nullptr;            // owned; with a data set callback
+    Sink* sink_ = nullptr;            // owned
     int artimTimeout_ = 30;
     int decodingFlag_ = 0;
     int pixelHandle_ = -1;           // owned
@@ -107,6 +129,9 @@ class ORVKIT_API DcTul : public DcTsm {
     void* dataSetUser_ = nullptr;
     DcTulDataSetCB dataSetCB_ = nullptr;
     DcTulRoomCB roomCB_ = nullptr;
+    bool answersBroken_ = false;
+    bool dataSetCheck_ = false;
+    bool dataSetExpected_ = false;
     bool callbackEnded_ = false;  // a callback of the application's ended the reception
 };
 

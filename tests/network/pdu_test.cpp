@@ -67,28 +67,6 @@ TEST(Pdu, TypeIsReadAloneAndCheckedForItsRange) {
     EXPECT_EQ(log.take(), LogLines{});
 }
 
-// A byte now and then keeps the connection busy, but not the reader.
-TEST(Pdu, WaitsEndWithTheReadTimeout) {
-    SocketPair sockets;
-    DcPduAssoRq request(sockets.ours());
-    DcPduInfo info{524288, 1, 15};
-    request.setInfo(info);
-    sockets.send({1, 0, 0, 0, 4, 0});
-    std::thread peer([&] {
-        for (int i = 0; i < 12; ++i) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(150));
-            sockets.send({0});
-        }
-    });
-    const auto begun = std::chrono::steady_clock::now();
-    PDU_TYPE type;
-    EXPECT_EQ(request.readType(type, PDU_BLOCK_WAIT), RESULT_OK);
-    EXPECT_EQ(request.read(PDU_BLOCK_WAIT), ACRQ_INVALID);
-    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begun;
-    peer.join();
-    EXPECT_NEAR(took.count(), 1.0, 0.15);
-}
-
 template <typename Pdu, typename... More>
 void expectRobust(const Bytes& whole, int code, More... more) {
     SCOPED_TRACE(unsigned{whole[0]});

@@ -1,0 +1,409 @@
+// What a peer that means no good can cost: the bounds on time and memory that an application may set.
+#include <chrono>
+#include <functional>
+
+#include "media/allocation_meter.h"
+#include "network/pair.h"
+#include "network/pdus.h"
+#include "support/capture_log.h"
+#include "support/stream.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+double secondsSince(Clock::time_point begun) {
+    return std::chrono::duration<double>(Clock::now() - begun).count();
+}
+
+void rest(int milliseconds) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+}
+
+// One end of an association of Verification in context 1, while a thread plays the peer at the other end. The
+// peer is stopped by the end of the connection.
+class Victim : public DcMsm {
+  public:
+    using Peer = std::function<void(Victim&)>;
+
+    explicit Victim(bool asUser) : DcMsm("VICTIM", asUser ? TSM_ROLE_SCU : TSM_ROLE_NONE, 0) {
+        if (!asUser) role_ = TSM_ROLE_SCP;  // without a port of its own
+        setAeTitleCheck(0);
+    }
+    Victim(const Victim&) = delete;
+    Victim& operator=(const Victim&) = delete;
+    ~Victim() override { close(); }
+
+    void close() {
+        closeAssociation();
+        gone_ = true;
+        if (peer_.joinable()) peer_.join();
+    }
+    // As a user: the result of proposing. As a provider: that of reading the request, which the peer sends.
+    int open(Peer peer, int readTimeout = 5) {
+        const unsigned int socket = sockets_.giveOurs();
+        peer_ = std::thread([this, peer = std::move(peer)] {
+            peer(*this);
+            while (!gone_ && !left()) rest(5);
+            sockets_.closePeer();
+        });
+        auto list = sopList({UID_VERIFICATION});
+        if (role_ == TSM_ROLE_SCU) {
+            DcMsmScuInfo info;
+            info.calledAeTitle = "PEER";
+            info.sopList = list.data();
+            info.timeouts = seconds(readTimeout);
+            return connect(socket, info);
+        }
+        DcMsmScpInfo info;
+        info.sopList = list.data();
+        info.timeouts = seconds(readTimeout);
+        EXPECT_EQ(connect(socket, PDU_SOCKET_NONE, info, MSM_BLOCK_CONNECT_POLL), 0);
+        return read(nullptr, nullptr, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL);
+    }
+    // As a user, associated, with an echo asked for.
+    void ask(Peer peer) {
+        ASSERT_EQ(open([peer = std::move(peer)](Victim& v) {
+                      v.say(acceptance());
+                      peer(v);
+                  }),
+                  MSM_ACCEPTED);
+        DcCmdCEchoRq request;
+        ASSERT_EQ(write(UID_VERIFICATION, &request), RESULT_OK);
+    }
+    int receive(Message& message) { return ::receive(*this, message); }
+
+    // The peer's part. False when the victim has left.
+    bool say(const Bytes& bytes) {
+        return !left() && orvkit::platform::sendTwo(sockets_.peer(), bytes.data(), bytes.size(), nullptr,
+                                                    0) == static_cast<std::int64_t>(bytes.size());
+    }
+    bool left() const { return gone_ || orvkit::platform::peerIsDone(sockets_.peer()); }
+    Bytes heard() {
+        Bytes all(1000);
+        std::size_t count = 0;
+        (void)orvkit::platform::receive(sockets_.peer(), all.data(), all.size(), 3000, count);
+        all.resize(count);
+        return all;
+    }
+
+    static Bytes acceptance() {
+        Association ac;
+        ac.type = 2;
+        ac.context = item(0x21, joined({{1, 0, 0, 0}, item(0x40, kExplicitUid)}));
+        return ac.bytes();
+    }
+
+  private:
+    SocketPair sockets_;
+    std::thread peer_;
+    std::atomic<bool> gone_ = false;
+};
+
+Bytes command(unsigned short field, bool dataset, int control = 3) {
+    const auto us = [](unsigned int value) {
+        return std::string{static_cast<char>(value & 0xFF), static_cast<char>(value >> 8)};
+    };
+    Stream s(UID_LITTLE_ENDIAN_IMPLICIT);
+    s.elem(0x00000002, "UI", std::string("1.2.840.10008.1.1\0", 18));
+    s.elem(0x00000100, "US", us(field)).elem(0x00000120, "US", us(1));
+    s.elem(0x00000800, "US", us(dataset ? 0x0102 : 0x0101)).elem(0x00000900, "US", us(0));
+    return pdv(1, control, s.bytes());
+}
+
+constexpr unsigned short kEchoRsp = 0x8030;
+constexpr unsigned short kFindRsp = 0x8020;
+
+Bytes response(unsigned short field, bool dataset) {
+    return pdu(4, command(field, dataset));
+}
+// Comments of 1,000 bytes, `size` in all.
+Bytes dataset(std::size_t size) {
+    Stream s(UID_LITTLE_ENDIAN_EXPLICIT);
+    for (unsigned int tag = 0x00091000; s.bytes().size() < size; ++tag) {
+        s.elem(tag, "LT", std::string(std::min<std::size_t>(992, size - s.bytes().size() - 8), 'x'));
+    }
+    return s.bytes();
+}
+
+// Each wait has the read time-out; together they are bounded when that is asked for.
+TEST(Bounds, APduThatTricklesInEndsWithItsTimeout) {
+    struct Case {
+        int seconds;
+        unsigned int bytesPerSecond;
+        bool read;
+    };
+    for (const Case& c : {Case{0, 0, true}, Case{1, 0, false}, Case{1, 8, true}}) {
+        const QuietLog quiet;
+        Victim provider(false);
+        provider.setPduTimeout(c.seconds, c.bytesPerSecond);
+        const auto begun = Clock::now();
+        const int result = provider.open(
+            [](Victim& v) {
+                const Bytes request = Association().bytes();
+                const std::size_t slow = request.size() - 12;
+                v.say({request.begin(), request.begin() + static_cast<std::ptrdiff_t>(slow)});
+                for (std::size_t i = slow; i < request.size() && !v.left(); ++i) {
+                    rest(150);
+                    v.say({request[i]});
+                }
+            },
+            1);
+        EXPECT_EQ(result, c.read ? MSM_REQUEST_ANSWERED : MSM_CLOSED) << c.seconds;
+        EXPECT_NEAR(secondsSince(begun), c.read ? 1.8 : 1.0, 0.25);
+    }
+}
+
+// Neither fragments that bring a little now and then, nor a flood, nor an answer to the request that never
+// ends, hold the caller longer.
+TEST(Bounds, AMessageEndsWithItsTimeoutWhateverComes) {
+    struct Case {
+        Bytes again;
+        int pause;
+        bool connects;
+    };
+    for (const Case& c : {Case{pdu(4, pdv(1, 0, Bytes(100))), 20, true},
+                          Case{pdu(4, pdv(1, 0, Bytes(60000))), 0, true}, Case{Bytes(10), 20, false}}) {
+        CaptureLog log;
+        Victim user(true);
+        user.setMessageTimeout(1);
+        // Not held: memory is another test's.
+        user.registerDataSetCB(nullptr,
+                               [](void*, const unsigned char*, unsigned int, DICT_UID, int) { return 0; });
+        auto begun = Clock::now();
+        int result = 0;
+        if (c.connects) {
+            user.ask([&](Victim& v) {
+                v.say(response(kFindRsp, true));
+                while (v.say(c.again)) rest(c.pause);
+            });
+            begun = Clock::now();
+            Message message;
+            result = user.receive(message);
+            EXPECT_EQ(message, nullptr);
+        } else {
+            result = user.open([&](Victim& v) {
+                v.say({2, 0, 0, 1, 0, 0});
+                while (v.say(c.again)) rest(c.pause);
+            });
+        }
+        EXPECT_EQ(result, MSM_READ_TIMEOUT);
+        EXPECT_NEAR(secondsSince(begun), 1.0, 0.25);
+        EXPECT_FALSE(user.isConnected());
+        EXPECT_EQ(log.lines().back(),
+                  (LogLine{LOG_ERROR, "DcMsm::read",
+                           "No whole message received within 1 seconds, Association will be closed"}));
+    }
+    // Bytes may give time.
+    Victim user(true);
+    user.setMessageTimeout(1, 1000);
+    user.ask([](Victim& v) {
+        v.say(response(kFindRsp, true));
+        const Bytes data = dataset(8000);
+        for (auto at = data.begin(); at != data.end(); at += 1000) {
+            v.say(pdu(4, pdv(1, at + 1000 == data.end() ? 2 : 0, {at, at + 1000})));
+            rest(200);
+        }
+    });
+    Message message;
+    EXPECT_EQ(user.receive(message), MSM_MESSAGE);
+}
+
+TEST(Bounds, ADataSetLargerThanTheLimitIsRefusedBeforeItIsRead) {
+    constexpr std::size_t kLimit = 100000;
+    const std::string text = "Data set of more than 100000 bytes received, Association will be closed";
+    const auto inFragments = [](std::size_t size, std::size_t most) {
+        const Bytes data = dataset(size);
+        Bytes all;
+        for (std::size_t at = 0; at < size; at += most) {
+            const auto from = data.begin() + static_cast<std::ptrdiff_t>(at);
+            const std::size_t n = std::min(most, size - at);
+            append(all,
+                   pdu(4, pdv(1, at + n == size ? 2 : 0, {from, from + static_cast<std::ptrdiff_t>(n)})));
+        }
+        return all;
+    };
+    Bytes huge{4, 0, 0xFF, 0xFF, 0xFF, 0xF0, 0xFF, 0xFF, 0xFF, 0xEC, 1, 0};
+    huge.resize(2000000);
+    struct Case {
+        std::vector<Bytes> said;
+        bool refused;
+    };
+    const std::vector<Case> cases = {
+        {{response(kFindRsp, true), inFragments(kLimit, 7000)}, false},
+        {{response(kFindRsp, true), inFragments(kLimit + 1, 7000)}, true},
+        {{response(kFindRsp, true), huge}, true},
+        {{pdu(4, joined({command(kFindRsp, true), pdv(1, 2, dataset(kLimit))}))}, false},
+        {{pdu(4, joined({command(kFindRsp, true), pdv(1, 2, dataset(kLimit + 1))}))}, true},
+    };
+    for (std::size_t i = 0; i < cases.size(); ++i) {
+        for (const bool limited : {true, false}) {
+            if (!limited && i == 2) continue;
+            SCOPED_TRACE(i);
+            CaptureLog log;
+            Victim user(true);
+            if (limited) user.setReceiveLimit(kLimit);
+            user.ask([&](Victim& v) {
+                for (const Bytes& bytes : cases[i].said) v.say(bytes);
+            });
+            Message message;
+            const AllocationMeter meter;
+            const bool refused = limited && cases[i].refused;
+            EXPECT_EQ(user.receive(message), refused ? MSM_CLOSED : MSM_MESSAGE);
+            if (refused) {
+                EXPECT_LT(meter.peak(), 4 * kLimit);
+                EXPECT_EQ(log.lines().front(), (LogLine{LOG_ERROR, "DcTul::readPduDataTf", text}));
+            }
+        }
+    }
+    // What goes elsewhere does not count.
+    Victim user(true);
+    user.setReceiveLimit(kLimit);
+    user.registerDataSetCB(nullptr,
+                           [](void*, const unsigned char*, unsigned int, DICT_UID, int) { return 0; });
+    user.ask([&](Victim& v) { v.say(joined({response(kFindRsp, true), inFragments(3 * kLimit, 7000)})); });
+    Message message;
+    EXPECT_EQ(user.receive(message), MSM_MESSAGE);
+
+    // The answer to the request is bounded, too.
+    CaptureLog log;
+    Victim other(true);
+    other.setReceiveLimit(kLimit);
+    EXPECT_EQ(other.open([](Victim& v) { v.say({2, 0, 0, 1, 0x86, 0xA1, 0}); }), MSM_CLOSED);
+    EXPECT_EQ(log.lines().front(),
+              (LogLine{LOG_ERROR, "DcPdu::readBody", "PDU of 100001 bytes received, more than 100000"}));
+}
+
+// A command is small, wherever its bytes stand; nothing needs to be set for that.
+TEST(Bounds, ALargeCommandIsRefusedBeforeItIsRead) {
+    Bytes huge{4, 0, 0x7F, 0xFF, 0xFF, 0xF0, 0x7F, 0xFF, 0xFF, 0xEC, 1, 1};
+    huge.resize(3000000);
+    const Bytes piece = pdu(4, pdv(1, 1, Bytes(60000)));
+    for (const Bytes& again : {huge, piece}) {
+        CaptureLog log;
+        Victim user(true);
+        user.ask([&](Victim& v) {
+            while (v.say(again)) {
+            }
+        });
+        const AllocationMeter meter;
+        Message message;
+        EXPECT_EQ(user.receive(message), MSM_CLOSED);
+        EXPECT_LT(meter.peak(), 2500000u);
+        EXPECT_EQ(log.lines().front(),
+                  (LogLine{LOG_ERROR, "DcTul::readPduDataTf",
+                           "Command of more than 1048576 bytes received, Association will be closed"}));
+    }
+}
+
+TEST(Bounds, ADataSetThatNobodyAskedForIsRefusedByItsFirstFragment) {
+    const Bytes small = dataset(100);
+    const Bytes begun = pdu(4, pdv(1, 0, small));
+    const Bytes whole = pdu(4, pdv(1, 2, small));
+    struct Case {
+        const char* what;
+        Bytes said;
+        int first;   // result of the first message
+        int second;  // of the next; 0: not read
+    };
+    for (const Case& c : std::vector<Case>{
+             {"asked for", joined({response(kFindRsp, true), whole, response(kEchoRsp, false)}), 11349,
+              11349},
+             {"asked for, in one PDU with its command",
+              joined(
+                  {pdu(4, joined({command(kFindRsp, true), pdv(1, 2, small)})), response(kEchoRsp, false)}),
+              11349, 11349},
+             {"of a command that has none", joined({response(kEchoRsp, true), begun}), 11355, 0},
+             {"not announced", joined({response(kFindRsp, false), begun}), 11349, 11355},
+             {"not announced, in one PDU with its command",
+              pdu(4, joined({command(kFindRsp, false), pdv(1, 0, small)})), 11349, 11355},
+             {"the second of one command", joined({response(kFindRsp, true), whole, begun}), 11349, 11355},
+             {"without a command", begun, 11355, 0},
+         }) {
+        SCOPED_TRACE(c.what);
+        CaptureLog log;
+        Victim user(true);
+        user.setDataSetCheck(1);
+        user.ask([&](Victim& v) { v.say(c.said); });
+        Message message;
+        EXPECT_EQ(user.receive(message), c.first);
+        if (c.second != 0) {
+            EXPECT_EQ(user.receive(message), c.second);
+        }
+        const bool refused = c.first == 11355 || c.second == 11355;
+        if (refused) {
+            EXPECT_EQ(log.lines().front(),
+                      (LogLine{LOG_ERROR, "DcTul::readPduDataTf",
+                               "Data set received that was not asked for, Association will be closed"}));
+        }
+        EXPECT_EQ(user.isConnected(), !refused);
+    }
+    // As it was: received to its end, and refused then.
+    CaptureLog log;
+    Victim user(true);
+    user.ask([&](Victim& v) { v.say(joined({begun, pdu(4, pdv(1, 2, {}))})); });
+    Message message;
+    EXPECT_EQ(user.receive(message), MSM_CLOSED);
+    log.expect(LOG_ERROR, "DcMsm::receiveMessage",
+               "Data set without a command received, Association will be closed");
+}
+
+// PS3.8 9.3.4 and 9.3.8.
+TEST(Bounds, ABrokenRequestIsAnsweredWhenThatIsAskedFor) {
+    struct Case {
+        std::string what;
+        std::function<void(Association&)> breakIt;
+        Bytes answer;
+    };
+    const auto reject = [](int source, int reason) {
+        return pdu(3, {0, 1, static_cast<unsigned char>(source), static_cast<unsigned char>(reason)});
+    };
+    const auto abort = [](int reason) { return pdu(7, {0, 0, 2, static_cast<unsigned char>(reason)}); };
+    const std::vector<Case> cases = {
+        {"version", [](Association& a) { a.version = 2; }, reject(2, 2)},
+        {"no version", [](Association& a) { a.version = 0; }, reject(2, 2)},
+        {"called title", [](Association& a) { a.called.assign(16, ' '); }, reject(1, 7)},
+        {"calling title", [](Association& a) { a.calling.assign(16, ' '); }, reject(1, 3)},
+        {"length past the end", [](Association& a) { a.context[3] = 0xFF, a.context[11] = 0xFF; }, abort(6)},
+        {"application context", [](Association& a) { a.appCtx[3] = 0xFF; }, abort(6)},
+        {"unknown item first", [](Association& a) { a.appCtx[0] = 0x99; }, abort(4)},
+        {"items out of order", [](Association& a) { std::swap(a.appCtx, a.context); }, abort(5)},
+        {"no abstract syntax", [](Association& a) { a.context[8] = 0x40; }, abort(5)},
+        {"unknown user item", [](Association& a) { a.userInfo[0] = 0x58; }, abort(4)},
+        {"no maximum length", [](Association& a) { a.userInfo = item(0x52, "1.2.3"); }, abort(6)},
+        {"no user information", [](Association& a) { a.userInfo.clear(); }, abort(6)},
+    };
+    for (const Case& c : cases) {
+        for (const bool answers : {true, false}) {
+            SCOPED_TRACE(c.what);
+            const QuietLog quiet;
+            Bytes heard;
+            Victim provider(false);
+            provider.setBrokenRequestAnswer(answers ? 1 : 0);
+            EXPECT_EQ(provider.open([&](Victim& v) {
+                Association request;
+                c.breakIt(request);
+                v.say(joined({request.bytes(), Bytes(3000)}));  // more behind it does no harm
+                heard = v.heard();
+            }),
+                      MSM_CLOSED);
+            EXPECT_FALSE(provider.isConnected());
+            provider.close();
+            EXPECT_EQ(heard, answers ? c.answer : Bytes());
+        }
+    }
+    // Bit 0 is the version that is known here, whatever others the peer knows.
+    for (const bool lenient : {true, false}) {
+        const QuietLog quiet;
+        Victim provider(false);
+        provider.setBrokenRequestAnswer(lenient ? 1 : 0);
+        EXPECT_EQ(provider.open([](Victim& v) {
+            Association request;
+            request.version = 3;
+            v.say(request.bytes());
+        }),
+                  lenient ? MSM_REQUEST_ANSWERED : MSM_CLOSED);
+    }
+}
+
+}  // namespace
