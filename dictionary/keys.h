@@ -25,10 +25,6 @@ constexpr bool isCreator(unsigned int tag) noexcept {
 constexpr bool isRepeating(unsigned int tag) noexcept {
     return !isPrivate(tag) && ((tag >> 24) == 0x50 || (tag >> 24) == 0x60);
 }
-// The definition of an element of a repeating group.
-constexpr bool isRepeatingDef(unsigned int tag) noexcept {
-    return groupOf(tag) == 0x50FF || groupOf(tag) == 0x60FF;
-}
 
 constexpr unsigned int tagKey(unsigned int tag) noexcept {
     if (isCreator(tag)) return (tag & 0xFFFF0000) | 0x00FF;

@@ -41,9 +41,7 @@ const DcDictElemInfo* DcDict::findExact(unsigned int key) const noexcept {
 }
 
 const DcDictElemInfo* DcDict::find(unsigned int tag) const noexcept {
-    const DcDictElemInfo* record = findExact(orvkit::tagKey(tag));
-    if (record == nullptr && orvkit::isRepeatingDef(tag)) return findExact(tag);
-    return record;
+    return findExact(orvkit::tagKey(tag));
 }
 
 DcDictFacts DcDict::facts(unsigned int tag) const noexcept {
@@ -106,7 +104,7 @@ int DcDict::getVm(unsigned int tag, int& vm) const {
 }
 
 int DcDict::getTag(unsigned int tagDef, unsigned int& tag) const {
-    // (60FF,0010) is a definition before it is a private creator.
+    // As a definition (60FF,0010) names a record; as a tag it is a private creator.
     if (findExact(tagDef) == nullptr) return getTagDef(tagDef, tag);
     tag = tagDef;
     return RESULT_OK;

@@ -124,8 +124,8 @@ struct DcDictVrFacts {
 // Keys. Elements of repeating groups (even groups 50xx and 60xx, PS3.5 7.6) are stored and looked up under
 // the groups 50FF and 60FF. In an odd (private) group, elements below 0100 are stored and looked up under
 // 00FF, the private creator slot (PS3.5 7.8.1), all others with their high byte set to FF: (0009,1010) is the
-// same as (0009,FF10). Where no such record exists, (50FF,eeee) and (60FF,eeee) name the records of the
-// repeating groups themselves, so that every tag definition finds its record.
+// same as (0009,FF10). The groups 50FF and 60FF are private in a data set, too: of the definitions of
+// repeating elements, which have these groups, only getTag knows; everything else needs a real, even group.
 //
 // Failures are logged under "DcDict::" and the operation's name, at level LOG_NOTICE but for "Null argument
 // passed", which has level LOG_VALIDATION. A tag, UID string or VR code that is merely not found is not

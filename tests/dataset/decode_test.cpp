@@ -78,6 +78,20 @@ TEST(Decode, GroupsWithASyntaxOfTheirOwn) {
     EXPECT_EQ(frame(list, kBig), in.bytes());
 }
 
+// Those groups under which repeating elements are stored in the dictionary are private as all odd ones.
+TEST(Decode, PrivateElementsOfTheGroups50FFAnd60FFKeepTheirValues) {
+    Stream in(kImplicit);
+    for (const unsigned int group : {0x50FF0000u, 0x60FF0000u}) {
+        in.elem(group | 0x0010, "", "ACME CORP ").elem(group | 0x1010, "", "12345678");
+        in.elem(group | 0x3000, "", "abc!");
+    }
+    DcElemList list;
+    ASSERT_EQ(decode(list, in, kImplicit), RESULT_OK);
+    EXPECT_EQ(elemAt(list, 0x60FF0010)->getVr(), VR_LO);
+    EXPECT_EQ(elemAt(list, 0x50FF3000)->getVr(), VR_UN);
+    EXPECT_EQ(frame(list, kImplicit), in.bytes());
+}
+
 TEST(Decode, OrderIsForgivenForKnownTagsOnly) {
     CaptureLog log;
     DcElemList list;

@@ -18,10 +18,12 @@ const struct {
     const char* name;
 } tagCases[] = {
     {0x00000901, 0, 0x00000901, VR_AT, 0, "T_0000_0901_offendingElement"},
-    // Repeating groups: any even group, and the definition itself.
+    // Repeating groups: any even group.
     {0x60023000, 0, 0x60FF3000, VR_OX, 1, "T_60xx_3000_overlayData"},
-    {0x60FF0010, 0, 0x60FF0010, VR_US, 1, "T_60xx_0010_overlayRows"},
-    // Answered by rule.
+    // Answered by rule: the odd groups under which they are stored are private, as any odd group.
+    {0x60FF0010, 0, 0x60FF0010, VR_LO, 1, "T_60ff_0010_privateCreatorId"},
+    {0x60FF3000, 5122, 0x60FF3000, VR_UN, 1, "T_60ff_3000"},
+    {0x50FF0005, 0, 0x50FF0005, VR_LO, 1, "T_50ff_0005_privateCreatorId"},
     {0x00090000, 0, 0x00090000, VR_UL, 1, "T_0009_0000_groupLength"},
     {0x600100FF, 0, 0x600100FF, VR_LO, 1, "T_6001_00ff_privateCreatorId"},
     // Unknown.
