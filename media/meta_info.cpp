@@ -10,6 +10,7 @@
 #include "dataset/elem_access.h"
 #include "dataset/elemlist_access.h"
 #include "foundation/fail.h"
+#include "orvkit/util.h"
 #include "platform/file.h"
 
 using orvkit::ElemAccess;
@@ -48,11 +49,11 @@ std::span<const unsigned char> readBytes(const DcElemList& list, unsigned int ta
 bool setPrivateInfo(DcDirMetaInfo& meta, std::span<const unsigned char> bytes) {
     unsigned char* copy = nullptr;
     if (!bytes.empty()) {
-        copy = new (std::nothrow) unsigned char[bytes.size()];
+        copy = static_cast<unsigned char*>(::operator new(bytes.size(), std::nothrow));
         if (copy == nullptr) return false;
         std::memcpy(copy, bytes.data(), bytes.size());
     }
-    delete[] meta.privateInfo;
+    utilDelete(meta.privateInfo);
     meta.privateInfo = copy;
     meta.privateInfoLen = static_cast<unsigned int>(bytes.size());
     return true;
@@ -109,7 +110,7 @@ DcDirMetaInfo& DcDirMetaInfo::operator=(const DcDirMetaInfo& other) {
 }
 
 DcDirMetaInfo::~DcDirMetaInfo() {
-    delete[] privateInfo;
+    utilDelete(privateInfo);
 }
 
 void DcDirMetaInfo::reset() {

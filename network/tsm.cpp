@@ -11,6 +11,7 @@
 #include "network/reception.h"
 #include "network/state_table.h"
 #include "orvkit/datatf.h"
+#include "orvkit/util.h"
 #include "platform/socket.h"
 
 using orvkit::fail;
@@ -37,7 +38,7 @@ int milliseconds(int seconds) {
 void DcTsmTcpInfo::reset() {
     value[0] = value[1] = 0;
     for (unsigned int& word : handle) word = 0xFFFFFFFF;
-    delete[] block;
+    utilDelete(block);
     block = nullptr;
 }
 

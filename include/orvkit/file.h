@@ -33,7 +33,7 @@ class ORVKIT_API DcDirMetaInfo {
     char implVersionName[17];        // (0002,0013)
     char sourceAeTitle[17];          // (0002,0016)
     char privateInfoCreatorUid[65];  // (0002,0100)
-    unsigned char* privateInfo;      // (0002,0102), owned, from new[]
+    unsigned char* privateInfo;      // (0002,0102), owned, from utilNew
     unsigned int privateInfoLen;     // bytes
 };
 

@@ -74,7 +74,7 @@ struct ORVKIT_API DcTsmTcpInfo {
 
     unsigned int value[2] = {0, 0};
     unsigned int handle[4] = {0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF};
-    unsigned char* block = nullptr;  // from new[]
+    unsigned char* block = nullptr;  // from utilNew
 };
 
 // The form of a multimedia timer's callback: timer, message, user value, two reserved values.

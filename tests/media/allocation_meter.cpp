@@ -2,31 +2,45 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstddef>
+#include <cstdio>
 #include <cstdlib>
 #include <new>
-
-#include "tests/support/system.h"
 
 namespace {
 
 std::atomic<std::size_t> held{0};
 std::atomic<std::size_t> most{0};
 
-void* take(std::size_t size) noexcept {
-    void* p = std::malloc(size != 0 ? size : 1);
-    if (p == nullptr) return nullptr;
-    const std::size_t now = held += allocatedSize(p);
+enum class Form : std::size_t { single, array };
+
+// In front of what is given out.
+struct alignas(std::max_align_t) Head {
+    std::size_t size;
+    Form form;
+};
+
+void* take(std::size_t size, Form form) noexcept {
+    void* const block = std::malloc(sizeof(Head) + size);
+    if (block == nullptr) return nullptr;
+    const std::size_t now = held += size;
     if (now > most) most = now;
-    return p;
+    return new (block) Head{size, form} + 1;
 }
 
-void give(void* p) noexcept {
-    if (p != nullptr) held -= allocatedSize(p);
-    std::free(p);
+void give(void* p, Form form) noexcept {
+    if (p == nullptr) return;
+    Head* const head = static_cast<Head*>(p) - 1;
+    if (head->form != form) {
+        std::fputs("new[] without delete[], or the other way round\n", stderr);
+        std::abort();
+    }
+    held -= head->size;
+    std::free(head);
 }
 
-void* takeOrThrow(std::size_t size) {
-    void* p = take(size);
+void* takeOrThrow(std::size_t size, Form form) {
+    void* p = take(size, form);
     if (p == nullptr) throw std::bad_alloc();
     return p;
 }
@@ -34,34 +48,34 @@ void* takeOrThrow(std::size_t size) {
 }  // namespace
 
 void* operator new(std::size_t size) {
-    return takeOrThrow(size);
+    return takeOrThrow(size, Form::single);
 }
 void* operator new[](std::size_t size) {
-    return takeOrThrow(size);
+    return takeOrThrow(size, Form::array);
 }
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    return take(size);
+    return take(size, Form::single);
 }
 void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-    return take(size);
+    return take(size, Form::array);
 }
 void operator delete(void* p) noexcept {
-    give(p);
+    give(p, Form::single);
 }
 void operator delete[](void* p) noexcept {
-    give(p);
+    give(p, Form::array);
 }
 void operator delete(void* p, std::size_t) noexcept {
-    give(p);
+    give(p, Form::single);
 }
 void operator delete[](void* p, std::size_t) noexcept {
-    give(p);
+    give(p, Form::array);
 }
 void operator delete(void* p, const std::nothrow_t&) noexcept {
-    give(p);
+    give(p, Form::single);
 }
 void operator delete[](void* p, const std::nothrow_t&) noexcept {
-    give(p);
+    give(p, Form::array);
 }
 
 AllocationMeter::AllocationMeter() : start_(held) {

@@ -5,7 +5,8 @@
 #include <cstddef>
 
 // Counts the bytes that `new` gives out, from its construction on. The test program's own operator new counts
-// for the whole program; what the C library's malloc gives to others is not seen. For one thread.
+// for the whole program; what the C library's malloc gives to others is not seen. For one thread. A block
+// that is released in another form than it was taken in (with or without brackets) ends the program.
 class AllocationMeter {
   public:
     AllocationMeter();

@@ -6,6 +6,7 @@
 #include "media/part10.h"
 #include "orvkit/file.h"
 #include "orvkit/result.h"
+#include "orvkit/util.h"
 #include "support/capture_log.h"
 #include "support/elem_values.h"
 
@@ -25,11 +26,11 @@ Stream fullMeta() {
 
 TEST(MetaInfo, CopiesHaveTheirOwnPrivateInformation) {
     DcDirMetaInfo source = metaFor(kExplicit);
-    source.privateInfo = new unsigned char[3]{1, 2, 3};
+    source.privateInfo = static_cast<unsigned char*>(std::memcpy(utilNew(3), "\1\2\3", 3));
     source.privateInfoLen = 3;
     DcDirMetaInfo copy(source);
     DcDirMetaInfo assigned;
-    assigned.privateInfo = new unsigned char[9];
+    assigned.privateInfo = static_cast<unsigned char*>(utilNew(9));
     assigned.privateInfoLen = 9;
     assigned = source;
     source.privateInfo[0] = 9;
@@ -39,6 +40,8 @@ TEST(MetaInfo, CopiesHaveTheirOwnPrivateInformation) {
         ASSERT_EQ(m->privateInfoLen, 3u);
         EXPECT_EQ(std::string(m->privateInfo, m->privateInfo + 3), "\1\2\3");
     }
+    utilDelete(copy.privateInfo);  // the caller's as well as the record's
+    copy.privateInfo = nullptr;
 }
 
 TEST(ReadMetaInfo, OverLongTextsAreCutAtTheFieldsLimit) {

@@ -9,6 +9,7 @@
 #include "media/part10.h"
 #include "orvkit/file.h"
 #include "orvkit/result.h"
+#include "orvkit/util.h"
 #include "platform/file.h"
 #include "support/capture_log.h"
 
@@ -59,7 +60,7 @@ TEST(WriteFile, WritesPreambleMetaGroupAndDataSet) {
     DcDirMetaInfo meta = metaFor(kBig);
     meta.preamble[3] = 'x';
     std::strcpy(meta.sourceAeTitle, "SOURCE");
-    meta.privateInfo = new unsigned char[2]{1, 2};
+    meta.privateInfo = static_cast<unsigned char*>(std::memcpy(utilNew(2), "\1\2", 2));
     meta.privateInfoLen = 2;
     DcElemList dataset;
     fill(dataset, nullptr);

@@ -8,7 +8,7 @@
 namespace {
 
 // What reading from memory may hold at most: so many bytes for each byte of input. The input itself is not
-// counted. Measured are 17 for elements without a value (8 bytes of a stream each), 19 for empty items and 21
+// counted. Measured are 17 for elements without a value (8 bytes of a stream each), 18 for empty items and 20
 // for sequences of one empty item.
 constexpr std::size_t kMemoryFactor = 24;
 

@@ -10,8 +10,6 @@
 // Takes what is written, has nothing to read, and is no regular file.
 extern const char* const nullDevice;
 
-// The bytes behind a pointer from malloc.
-std::size_t allocatedSize(void* memory) noexcept;
 // How many files, sockets and other handles the process holds.
 std::size_t openHandles();
 

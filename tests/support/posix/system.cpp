@@ -1,6 +1,5 @@
 #include "tests/support/system.h"
 
-#include <malloc.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -11,10 +10,6 @@
 #include <stdexcept>
 
 const char* const nullDevice = "/dev/null";
-
-std::size_t allocatedSize(void* memory) noexcept {
-    return ::malloc_usable_size(memory);
-}
 
 std::size_t openHandles() {
     return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}));

@@ -6,7 +6,6 @@
 // windows.h first
 #include <fcntl.h>
 #include <io.h>
-#include <malloc.h>
 
 #include <cstdlib>
 #include <stdexcept>
@@ -16,10 +15,6 @@
 namespace net = orvkit::platform;
 
 const char* const nullDevice = "NUL";
-
-std::size_t allocatedSize(void* memory) noexcept {
-    return ::_msize(memory);
-}
 
 std::size_t openHandles() {
     DWORD count = 0;
