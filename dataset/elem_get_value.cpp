@@ -127,11 +127,12 @@ int getRecord(DcElem& e, Value& value, int index, DICT_VR wanted, const char* na
 
 // ---- texts ------------------------------------------------------------------------------------------------
 
-// Copies what fits of a text and a NUL, and trims the copy.
+// Copies what fits of a text and a NUL, and trims the copy. The last byte of the buffer is always a NUL.
 int copyText(const DcElem& e, std::string_view text, char* buffer, std::size_t room) {
     const std::string_view copied = trim(text.substr(0, room));
     if (!copied.empty()) std::memcpy(buffer, copied.data(), copied.size());
     buffer[copied.size()] = '\0';
+    buffer[room] = '\0';
     return text.size() > room ? failCut(e) : RESULT_OK;
 }
 

@@ -28,7 +28,7 @@ unsigned char contextOf(DcMsg& message) {
 
 std::string text(DcMsg& message, unsigned int tag) {
     char value[129] = "";
-    (void)message.getValue(tag, value, sizeof value);
+    (void)message.getValue(tag, value, sizeof value - 1);
     return value;
 }
 

@@ -1,6 +1,8 @@
 // Reading values: the index rules, conversions, and texts that do not fit.
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 #include "orvkit/result.h"
 #include "support/capture_log.h"
 #include "support/elem_values.h"
@@ -49,6 +51,10 @@ TEST(GetValue, TextsAreCutToldAndTrimmed) {
         EXPECT_EQ(e->getValue(buffer, 6, ELEM_INDEX_NEXT), 0);
         EXPECT_STREQ(buffer, next);
     }
+    // The last byte of the buffer is written whatever stands in front of it, and none behind.
+    std::memset(buffer, 'x', sizeof buffer);
+    EXPECT_EQ(e->getValue(buffer, 6, 1), 0);
+    EXPECT_EQ(std::string(buffer, 3) + buffer[6] + buffer[7], std::string("GH\0\0x", 5));
     EXPECT_EQ(e->getValue(nullptr, 7), ELEM_NULL_ARGUMENT);
     log.expect(LOG_NOTICE, "DcElem::getValue", "Null argument passed");
 }

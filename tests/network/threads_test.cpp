@@ -21,7 +21,7 @@ int serve(DcMsm& provider, DcMsmScpInfo& info) {
     int whole = 0;
     for (Message request; receive(provider, request) == MSM_MESSAGE;) {
         char name[65] = "";
-        if (request->getValue(T_0010_0010_patientsName, name, sizeof name) == RESULT_OK) ++whole;
+        if (request->getValue(T_0010_0010_patientsName, name, sizeof name - 1) == RESULT_OK) ++whole;
         DcCmdCStoreRsp response(static_cast<DcCmdCStoreRq*>(request.get()));
         response.add(new DcElem(T_0000_0900_status, static_cast<unsigned short>(0)));
         if (provider.write(contextOf(*request), &response) != RESULT_OK) return -1;
