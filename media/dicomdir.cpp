@@ -15,13 +15,14 @@ int failNull(const char* reporter) {
     return fail(DIR_NULL_ARGUMENT, LOG_VALIDATION, reporter, "Null argument passed");
 }
 
-// Copies a text into a field; null clears it.
+// Copies a text into a field.
 template <std::size_t N>
 int setField(char (&field)[N], const char* text, const char* reporter) {
-    const std::size_t length = text != nullptr ? std::strlen(text) : 0;
+    if (text == nullptr) return failNull(reporter);
+    const std::size_t length = std::strlen(text);
     if (length >= N) return fail(DIR_STRING_SIZE, LOG_ERROR, reporter, "String size exceeds limit");
     std::memset(field, 0, N);
-    if (length != 0) std::memcpy(field, text, length);
+    std::memcpy(field, text, length);
     return RESULT_OK;
 }
 

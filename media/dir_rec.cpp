@@ -395,12 +395,14 @@ int DcDirRec::getRootPath(char* path) const {
 }
 
 int DcDirRec::setPvtRecUid(const char* uid) {
+    constexpr const char* reporter = "DcDirRec::setPvtRecUid";
     constexpr int limit = 64;
-    if (uid != nullptr && std::strlen(uid) > limit) {
-        return fail(DIR_STRING_SIZE, LOG_ERROR, "DcDirRec::setPvtRecUid",
-                    "Private Record UID string exceeds %d char limit", limit);
+    if (uid == nullptr) return failNull(reporter);
+    if (std::strlen(uid) > limit) {
+        return fail(DIR_STRING_SIZE, LOG_ERROR, reporter, "Private Record UID string exceeds %d char limit",
+                    limit);
     }
-    orvkit::setText(elems_, orvkit::kTagPrivateRecordUid, uid != nullptr ? uid : "");
+    orvkit::setText(elems_, orvkit::kTagPrivateRecordUid, uid);
     return RESULT_OK;
 }
 

@@ -183,9 +183,9 @@ void startAnew(DcDirDicomDir& directory, const std::string& root) {
         delete element;
     }
     const char none[8][13] = {};
-    directory.setFilesetId(nullptr);
+    directory.setFilesetId("");
     directory.setDescriptorFileId(none);
-    directory.setCharset(nullptr);
+    directory.setCharset("");
     directory.setConsistencyFlag(DIR_FILESET_IS_CONSISTENT);
 }
 

@@ -133,7 +133,8 @@ class ORVKIT_API DcDirRec : public DcNode {
     // The file set's, room for 258 bytes. 22538 when the topmost record is not of type DICOMDIR.
     int getRootPath(char* path) const;
     int setInUseFlag(DIR_REC_IN_USE flag);
-    int setPvtRecUid(const char* uid);  // null or "" removes it; 22529 longer than 64 characters
+    // "" removes it. DIR_STRING_SIZE longer than 64 characters, DIR_NULL_ARGUMENT null.
+    int setPvtRecUid(const char* uid);
     // The file that the record describes, as a File ID with backslashes or slashes; "" for none. Class,
     // instance and transfer syntax are taken from the file's meta information. A link to an MRDR is undone.
     // 22531 refused: not a File ID, no such file below the root path, referenced by another record of the
@@ -235,7 +236,7 @@ class ORVKIT_API DcDirDicomDir : public DcDirRec {
     int getInfo(DcDirDicomDirInfo& info) const;
     int getMetaInfo(DcDirMetaInfo& meta) const;
     int setMetaInfo(const DcDirMetaInfo& meta);  // class and transfer syntax stay those of a DICOMDIR
-    // 22529 longer than the field; null clears.
+    // "" clears. DIR_STRING_SIZE longer than the field, DIR_NULL_ARGUMENT null.
     int setFilesetId(const char* id);
     int setDescriptorFileId(const char (*components)[13]);  // 8 components
     int setCharset(const char* charset);

@@ -143,9 +143,14 @@ TEST(DicomDir, HeaderFieldsGoThere) {
     EXPECT_EQ(set.setDescriptorFileId(descriptor), RESULT_OK);
     EXPECT_EQ(set.setFilesetId("SEVENTEEN_LETTERS"), DIR_STRING_SIZE);
     EXPECT_EQ(set.setCharset("ISO_IR 100 and more"), DIR_STRING_SIZE);
+    EXPECT_EQ(set.setFilesetId(nullptr), DIR_NULL_ARGUMENT);
+    EXPECT_EQ(set.setCharset(nullptr), DIR_NULL_ARGUMENT);
     const char* const text = "String size exceeds limit";
+    const char* const null = "Null argument passed";
     EXPECT_EQ(log.take(), (LogLines{{LOG_ERROR, "DcDirDicomDir::setFilesetId", text},
-                                    {LOG_ERROR, "DcDirDicomDir::setCharset", text}}));
+                                    {LOG_ERROR, "DcDirDicomDir::setCharset", text},
+                                    {LOG_VALIDATION, "DcDirDicomDir::setFilesetId", null},
+                                    {LOG_VALIDATION, "DcDirDicomDir::setCharset", null}}));
     DcDirMetaInfo meta;
     set.getMetaInfo(meta);
     EXPECT_STREQ(meta.implVersionName, "Vantorell orvKIT");

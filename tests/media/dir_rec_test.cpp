@@ -201,7 +201,22 @@ TEST(DirRec, RefersOnlyToFilesBelowTheRootPath) {
     EXPECT_EQ(alone.setRefFile("C"), DIR_LEVEL_RULE);
     EXPECT_TRUE(log.tookOnly(LOG_ERROR, "DcDirRec::getRootPath",
                              "Topmost object in hierarchy is 'IMAGE', expecting DICOMDIR"));
-    EXPECT_EQ(alone.setPvtRecUid(std::string(65, '1').c_str()), DIR_STRING_SIZE);
-    EXPECT_TRUE(
-        log.tookOnly(LOG_ERROR, "DcDirRec::setPvtRecUid", "Private Record UID string exceeds 64 char limit"));
+}
+
+TEST(DirRec, PrivateRecordUidsHaveALimit) {
+    DcDirRec r(DIR_REC_PRIVATE);
+    DcDirRecInfo info;
+    const std::string longest(64, '1');
+    EXPECT_EQ(r.setPvtRecUid(longest.c_str()), RESULT_OK);
+    CaptureLog log;
+    EXPECT_EQ(r.setPvtRecUid((longest + "1").c_str()), DIR_STRING_SIZE);
+    EXPECT_EQ(r.setPvtRecUid(nullptr), DIR_NULL_ARGUMENT);
+    EXPECT_EQ(
+        log.take(),
+        (LogLines{{LOG_ERROR, "DcDirRec::setPvtRecUid", "Private Record UID string exceeds 64 char limit"},
+                  {LOG_VALIDATION, "DcDirRec::setPvtRecUid", "Null argument passed"}}));
+    r.getInfo(info);
+    EXPECT_EQ(info.privateRecordUid, longest);
+    EXPECT_EQ(r.setPvtRecUid(""), RESULT_OK);
+    EXPECT_EQ(r.firstElem(), nullptr);
 }
