@@ -1,6 +1,7 @@
 // Construction, identity and storage of data elements.
 #include "orvkit/elem.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -18,6 +19,8 @@ using orvkit::ElemAccess;
 using orvkit::fail;
 
 namespace {
+
+constexpr unsigned int kPixelData = 0x7FE00010;
 
 constexpr unsigned int makeTag(unsigned short group, unsigned short element) {
     return (static_cast<unsigned int>(group) << 16) | element;
@@ -400,7 +403,7 @@ int DcElem::addValue(DcBuf* buffer) {
     const DICT_VR vr = ElemAccess::vr(*this);
     if (!orvkit::isRawVr(vr)) return refuseRaw(*this, vr);
     const BUF_TYPE type = buffer->getType();
-    if ((type == BUF_FILE || type == BUF_HANDLE) && tag_ != 0x7FE00010) {
+    if ((type == BUF_FILE || type == BUF_HANDLE) && tag_ != kPixelData) {
         return fail(ELEM_VALUE_REFUSED, LOG_VALIDATION, "DcElem::addValue",
                     "Only Pixel Data (7fe0,0010) accepts disk based raw buffers");
     }
@@ -478,23 +481,29 @@ unsigned long long ElemAccess::rawLength(const DcElem& e) noexcept {
 
 // ---- size -------------------------------------------------------------------------------------------------
 
+unsigned int ElemAccess::delimiterRoom(const DcElem& e) noexcept {
+    const bool inMemory = e.firstBuf_ != nullptr && e.firstBuf_->getType() == BUF_MEMORY;
+    const bool mayHaveOne = e.tag_ == kPixelData && inMemory && e.xferSyn_ != UID_LITTLE_ENDIAN_EXPLICIT;
+    return mayHaveOne ? 8 : 0;
+}
+
 int DcElem::getBufSize(unsigned int& size, unsigned int*) {
     constexpr unsigned int largestHeader = 12;
+    constexpr unsigned int shortHeader = 8;
     const DICT_VR vr = ElemAccess::vr(*this);
-    unsigned long long total = 0;
+    unsigned long long total = largestHeader;
     if (orvkit::isRawVr(vr)) {
         for (DcBuf* b = firstBuf_; b != nullptr; b = b->next()) {
             if (b->getType() == BUF_MEMORY) total += b->getLen();
         }
-        // The delimiter of encapsulated pixel data.
-        if (tag_ == 0x7FE00010 && firstBuf_ != nullptr && firstBuf_->getType() == BUF_MEMORY) total += 8;
+        total += ElemAccess::delimiterRoom(*this);
     } else {
-        total = estimateValues(*this, vr);
-        // Values that were accepted although longer than their VR allows.
-        const unsigned long long stored = store_.used + 1ull;
-        if (store_.count != 0 && total < stored) total = stored;
+        // More where there are separators between many short values, and where values were accepted that are
+        // longer than their VR allows. Of texts the last NUL is not written, or is the padding.
+        const unsigned long long written = shortHeader + (store_.used & ~1ull);
+        total = std::max(total + estimateValues(*this, vr), written);
     }
-    size = saturate(total + largestHeader);
+    size = saturate(total);
     return RESULT_OK;
 }
 

@@ -62,6 +62,9 @@ struct ElemAccess {
     static unsigned int swapUnit(DICT_VR vr, DICT_UID from, DICT_UID to) noexcept {
         return (from == UID_BIG_ENDIAN_EXPLICIT) == (to == UID_BIG_ENDIAN_EXPLICIT) ? 1 : rawUnit(vr);
     }
+    // The delimiter that pixel data in memory gets when it is written encapsulated. What carries explicit
+    // little endian never is.
+    static unsigned int delimiterRoom(const DcElem& e) noexcept;
     // Total bytes of the raw buffers, of whatever kind.
     static unsigned long long rawLength(const DcElem& e) noexcept;
     // A bound in constant time of what frame writes for an element that is no sequence.

@@ -62,9 +62,14 @@ int takeIdentity(DcDirMetaInfo& meta, DcElemList& dataset) {
     return RESULT_OK;
 }
 
-int checkSize(const DcElemList& dataset) {
+// The room for a delimiter that this syntax does not write is no part of the file.
+int checkSize(const DcElemList& dataset, DICT_UID xferSyn) {
     unsigned int size = 0;
     (void)dataset.getBufSize(size, static_cast<unsigned int*>(nullptr));
+    const DcElem* const pixels = ElemListAccess::find(dataset, orvkit::kTagPixelData);
+    if (pixels != nullptr && !ElemAccess::undefinedInStream(*pixels, xferSyn)) {
+        size -= ElemAccess::delimiterRoom(*pixels);
+    }
     if (size <= static_cast<unsigned int>(orvkit::maxFileSize())) return RESULT_OK;
     return fail(DIR_FILE_SIZE, LOG_ERROR, kReporter, "File size exceeds limit of %g Mbytes",
                 orvkit::megabytes(orvkit::maxFileSize()));
@@ -147,7 +152,7 @@ int dirWriteFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset) {
     if (path == nullptr) return fail(DIR_NULL_ARGUMENT, LOG_NOTICE, kReporter, "Null argument passed");
     int result = takeIdentity(meta, dataset);
     if (result == RESULT_OK) result = dirCheckMetaInfo(meta);
-    if (result == RESULT_OK) result = checkSize(dataset);
+    if (result == RESULT_OK) result = checkSize(dataset, meta.transferSyntax);
     if (result == RESULT_OK) result = checkDiskElems(dataset, path);
     if (result != RESULT_OK) return result;
 

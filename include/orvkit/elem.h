@@ -113,8 +113,8 @@ class ORVKIT_API DcElem : public DcNode {
     // 5634 value too long for a 16-bit length (LOG_ERROR), 5636 VR that cannot be written, 5638 null
     // buffer, 5642 raw VR without a buffer. After a refusal `length` must not be used.
     virtual int frame(unsigned char* buf, unsigned int& length, DICT_UID xferSyn);
-    // An upper bound of the bytes that frame writes. The tag list is for sequences: it is handed on to the
-    // items.
+    // An upper bound of the bytes that frame writes in any transfer syntax. The tag list is for sequences: it
+    // is handed on to the items.
     virtual int getBufSize(unsigned int& size, unsigned int* excluded);
     virtual int getBufSize(unsigned int& size, unsigned int excludedTag);
     // Replaces all values by those decoded from `length` bytes. A null value, no length or no transfer
@@ -208,7 +208,8 @@ class ORVKIT_API DcElem : public DcNode {
     int getValue(DcElemValuePN& value, int index = 0);
     int getValue(DcElemValueTM& value, int index = 0);
     int getValue(DICT_UID& value, int index = 0);
-    // At most `length` characters and a NUL: the buffer holds length + 1 bytes. Trimmed at both ends.
+    // At most `length` characters and a NUL, trimmed at both ends. The buffer holds length + 1 bytes: a text
+    // writes a NUL to buffer[length], too, also when it is shorter.
     int getValue(char* buffer, int length, int index = 0);
     int getValue(short& value, int index = 0);
     int getValue(unsigned short& value, int index = 0);

@@ -136,13 +136,56 @@ TEST(Elem, HandlesAreDuplicatedAndClosedWithTheElement) {
               "Invalid file handle '" + std::to_string(handle) + "' provided for duplication");
 }
 
-// That they are enough for every framed element is a matter of the fuzz target.
-TEST(Elem, SizesAreThoseOfTheLargestValue) {
+// Those of the longest values behind the largest header, and more only where frame needs it. That they are
+// enough for every element is a matter of the fuzz target.
+TEST(Elem, SizesAreThoseOfTheLongestValues) {
+    const struct {
+        DICT_VR vr;
+        const char* value;
+        unsigned int size;
+    } cases[] = {
+        {VR_AE, "", 14},
+        {VR_CS, "1", 14},
+        {VR_LO, "AB\\C", 18},
+        {VR_UI, "1.2", 16},
+        {VR_IS, "1\\22", 18},
+        {VR_UL, "1", 16},
+        {VR_US, "1\\2", 16},
+        {VR_FL, "1", 16},
+        {VR_FD, "1", 20},
+        {VR_AS, "045Y", 16},
+        {VR_DA, "20260101", 34},
+        {VR_TM, "10", 46},
+        {VR_PN, "A", 336},
+        {VR_DT, "2026010112", 38},
+        {VR_UT, "abc", 15},
+        {VR_AS, "045Y\\045Y\\045Y\\045Y\\045Y", 32},
+        {VR_AS, "045Y\\045Y\\045Y\\045Y\\045Y\\045Y", 8 + 30},
+    };
     unsigned int size = 0;
-    DcElem pn(0x00100010u, "A");
-    EXPECT_EQ(pn.getBufSize(size, nullptr), RESULT_OK);
-    EXPECT_EQ(size, 324u + 12u);
-    const std::unique_ptr<DcElem> pixels(raw(0x7FE00010, VR_OX, "abcd"));
-    EXPECT_EQ(pixels->getBufSize(size, nullptr), RESULT_OK);
-    EXPECT_EQ(size, 4u + 8u + 12u);
+    for (const auto& c : cases) {
+        const auto e = elemOf(c.vr);
+        ASSERT_EQ(e->addValue(c.value, ELEM_INDEX_APPEND), RESULT_OK) << c.value;
+        EXPECT_EQ(e->getBufSize(size, nullptr), RESULT_OK);
+        EXPECT_EQ(size, c.size) << Dict.vrName(c.vr) << ' ' << c.value;
+        std::vector<unsigned char> room(size);
+        unsigned int used = 0;
+        EXPECT_EQ(e->frame(room.data(), used, kExplicit), RESULT_OK);
+        EXPECT_LE(used, size);
+    }
+    DcElem tag(0x00000901u, 7);
+    tag.getBufSize(size, nullptr);
+    EXPECT_EQ(size, 12u + 12u);
+    const auto accepting = elemOf(VR_TM);
+    accepting->registerValueExceptionCB(nullptr,
+                                        [](void*, unsigned int, DICT_VR, char*, char**) { return 0; });
+    EXPECT_EQ(accepting->addValue(std::string(101, '1').c_str(), ELEM_INDEX_APPEND), RESULT_OK);
+    accepting->getBufSize(size, nullptr);
+    EXPECT_EQ(size, 8u + 102u);
+    // A delimiter has its room where it may be written.
+    for (const DICT_UID own : {kImplicit, kExplicit, kBig, UID_JPEG_BASELINE}) {
+        const std::unique_ptr<DcElem> pixels(raw(0x7FE00010, VR_OB, "abcd", own));
+        EXPECT_EQ(pixels->getBufSize(size, nullptr), RESULT_OK);
+        EXPECT_EQ(size, own == kExplicit ? 12u + 4u : 12u + 4u + 8u);
+    }
 }

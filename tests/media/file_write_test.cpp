@@ -113,11 +113,27 @@ TEST(WriteFile, FailuresAreToldOnceAndLeaveTheDataSetWhole) {
     EXPECT_EQ(dirWriteFile(nowhere.c_str(), meta, dataset), DIR_OPEN);
     log.expect(LOG_ERROR, "dirWriteFile", "Error opening file - '" + nowhere + "'");
     EXPECT_EQ(tagsOf(dataset), tags);
-    {
-        const FileSizeLimit limit(50);
-        EXPECT_EQ(dirWriteFile((temp / "out").c_str(), meta, dataset), DIR_FILE_SIZE);
-        log.expect(LOG_ERROR, "dirWriteFile", "File size exceeds limit of 4.76837e-05 Mbytes");
-        EXPECT_FALSE(std::filesystem::exists((temp / "out")));
+}
+
+TEST(WriteFile, ADataSetExactlyAtTheSizeLimitIsWritten) {
+    const TempDir temp;
+    const std::string path = temp / "out";
+    CaptureLog log;
+    for (const DICT_UID own : kSyntaxes) {
+        DcElemList dataset;
+        dataset.add(new DcElem(0x00280010, static_cast<unsigned short>(2)));   // 14 by its VR
+        dataset.add(new DcElem(0x00280100, static_cast<unsigned short>(16)));  // 14
+        dataset.add(raw(kPixels, VR_OB, "pixels", own));                       // 18
+        {
+            const FileSizeLimit limit(45);
+            EXPECT_EQ(written(path, kExplicit, dataset), DIR_FILE_SIZE);
+            log.expect(LOG_ERROR, "dirWriteFile", "File size exceeds limit of 4.29153e-05 Mbytes");
+            EXPECT_FALSE(std::filesystem::exists(path));
+        }
+        const FileSizeLimit limit(46);
+        EXPECT_EQ(written(path, kExplicit, dataset), RESULT_OK) << own;
+        EXPECT_EQ(pixelsOf(path), "pixels");
+        std::filesystem::remove(path);
     }
 }
 
