@@ -12,7 +12,6 @@ namespace platform = orvkit::platform;
 
 // A longer request is let in when this much of it is here.
 constexpr std::size_t kEnough = 16384;
-constexpr unsigned int kSmallestRequest = 74;
 constexpr auto kTick = std::chrono::milliseconds(50);  // between looks at requests that have begun
 constexpr int kBacklog = 256;
 constexpr auto kBusyPatience = std::chrono::seconds(5);
@@ -119,10 +118,6 @@ bool Doorman::look(Waiting& waiting) {
     const std::uint64_t length = (std::uint64_t{bytes[2]} << 24 | std::uint64_t{bytes[3]} << 16 |
                                   std::uint64_t{bytes[4]} << 8 | bytes[5]) +
                                  6;
-    if (length < kSmallestRequest) {
-        refuse(waiting, bytes);
-        return false;
-    }
     if (static_cast<std::uint64_t>(count) >= std::min<std::uint64_t>(length, kEnough))
         waiting.state = State::ready;
     return waiting.state == State::ready || lookAgain(waiting);

@@ -14,7 +14,9 @@
 namespace services {
 namespace {
 
-constexpr int kTick = 200;  // milliseconds between looks at whether the server is to stop
+constexpr int kTick = 200;            // milliseconds between looks at whether the server is to stop
+constexpr unsigned int kPace = 1024;  // bytes a second that a peer must bring at least
+constexpr unsigned int kMostInMemory = 2 << 20;  // of an association request; data sets go to their files
 
 constexpr unsigned short kProcessingFailure = 0x0110;     // PS3.7 C.5.10
 constexpr unsigned short kSopClassNotSupported = 0x0122;  // PS3.7 C.5.9
@@ -61,8 +63,19 @@ void StoreScp::run() {
     if (stored_ > 0 && server_.settle) server_.settle();
 }
 
+// What one peer may cost, and what it is told when its request cannot be read.
+void StoreScp::setBounds() {
+    const int patience = server_.timeouts.readTimeout;
+    (void)msm_.setPduTimeout(patience, kPace);
+    (void)msm_.setMessageTimeout(2 * patience, kPace);  // a wait that is too long is told as one
+    (void)msm_.setReceiveLimit(kMostInMemory);
+    (void)msm_.setDataSetCheck(1);
+    (void)msm_.setBrokenRequestAnswer(1);
+}
+
 bool StoreScp::open() {
     (void)msm_.registerDataSetCB(this, &StoreScp::take, &StoreScp::room);
+    setBounds();
     DcMsmScpInfo info;
     info.callingAeTitles = server_.acceptFrom.data();
     info.sopList = server_.support.data();
@@ -219,7 +232,7 @@ bool StoreScp::ended(int outcome, const std::string& lost) {
     if (outcome == MSM_RELEASE_REQUESTED) {
         tell("association released, " + std::to_string(stored_) + " stored" + lost);
     } else if (outcome == MSM_READ_TIMEOUT) {
-        tell("association ended: nothing came in time" + lost);
+        tell("association ended: what was begun did not come to its end in time" + lost);
     } else {
         tell("association ended: " + outcomeText(outcome, msm_) + lost);
     }

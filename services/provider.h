@@ -47,6 +47,7 @@ class StoreScp {
 
   private:
     void tell(const std::string& text);
+    void setBounds();
     bool open();
     // False: the association is over.
     bool serveNext();

@@ -377,6 +377,9 @@ TEST_F(ServeTest, EachBrokenAssociationIsToldWithItsReason) {
         {pdu(PDU_TYPE_ASSO_AC, ::Association().body()), false,
          "ended: the peer sent a PDU that has no place here"},
         {pdu(9, {}), false, "ended: the peer sent something that is no DICOM message"},
+        {pdu(PDU_TYPE_DATA_TF, pdv(1, 0, Bytes(20, 0))), false,
+         "ended: the peer broke the protocol, and the association was closed: Data set received that was not "
+         "asked for"},
         {pdu(PDU_TYPE_DATA_TF, pdv(3, 3, {1})), false,
          "ended: the peer broke the protocol, and the association was closed: Invalid Presentation Context "
          "ID - 3"},
@@ -386,6 +389,44 @@ TEST_F(ServeTest, EachBrokenAssociationIsToldWithItsReason) {
         ASSERT_TRUE(sender.associate() && (row.said.empty() || sender.say(row.said)));
         if (row.closes) sender.halfClose();
         EXPECT_TRUE(logs(std::string("association ") + row.told)) << row.told;
+    }
+}
+
+TEST_F(ServeTest, ARequestThatCannotBeReadIsAnsweredWithItsReason) {
+    serve();
+    ::Association later, item;
+    later.version = 2;
+    item.userInfo = {0x51, 0, 0xFF, 0xFF, 0, 0, 0x40, 0};
+    const struct {
+        Bytes said;
+        Bytes heard;
+    } rows[] = {
+        {later.bytes(), {PDU_TYPE_ASSO_RJ, 0, 0, 0, 0, 4, 0, 1, 2, 2}},
+        {item.bytes(), {PDU_TYPE_ABORT, 0, 0, 0, 0, 4, 0, 0, 2, 6}},
+    };
+    for (const auto& row : rows) {
+        RawPeer sender(port);
+        EXPECT_TRUE(sender.say(row.said));
+        EXPECT_EQ(sender.hear(), row.heard);
+        EXPECT_TRUE(sender.closed());
+    }
+}
+
+// Whole fragments, or the bytes of one, come now and then: no single wait is too long.
+TEST_F(ServeTest, AMessageThatNeverEndsLosesItsWorker) {
+    serve({"--timeout", "1"});
+    const struct {
+        Bytes first, drop;
+    } rows[] = {{{}, pdu(PDU_TYPE_DATA_TF, pdv(1, 0, Bytes(10, 0)))},
+                {{PDU_TYPE_DATA_TF, 0, 0, 1, 0, 0, 0, 0, 0xFF, 0, 1, 0}, {0}}};
+    for (const auto& row : rows) {
+        RawPeer sender(port);
+        ASSERT_TRUE(sender.associate());
+        ASSERT_TRUE(sender.say(pdu(PDU_TYPE_DATA_TF, pdv(1, 3, storeCommand("1.2.3")))));
+        EXPECT_TRUE(row.first.empty() || sender.say(row.first));
+        const auto begun = Clock::now();
+        while (sender.say(row.drop) && Clock::now() - begun < 10s) std::this_thread::sleep_for(200ms);
+        EXPECT_LT(Clock::now() - begun, 6s);
     }
 }
 
