@@ -1,31 +1,27 @@
-// The subcommands of `orvkit`. Each lives in a file of its own and offers one function, which adds it with
-// its options to the program and hands CLI11 a callback that does the work.
+// The subcommands of `orvkit`. Each lives in a file of its own and offers one function, which describes it
+// with its options and the work it does.
 #ifndef ORVKIT_TOOLS_COMMANDS_H
 #define ORVKIT_TOOLS_COMMANDS_H
 
 #include "services/report.h"
-
-namespace CLI {
-class App;
-}
+#include "tools/options.h"
 
 namespace tools {
 
 using namespace services;  // what the subcommands do stands there
 
-// The callback of a subcommand leaves its exit status in `status`, which outlives the program object.
-void addDump(CLI::App& program, int& status);
-void addConvert(CLI::App& program, int& status);
-void addLookup(CLI::App& program, int& status);
-void addPhantom(CLI::App& program, int& status);
-void addDicomdir(CLI::App& program, int& status);
-void addMedia(CLI::App& program, int& status);
-void addEcho(CLI::App& program, int& status);
-void addSend(CLI::App& program, int& status);
-void addFind(CLI::App& program, int& status);
-void addMove(CLI::App& program, int& status);
-void addGet(CLI::App& program, int& status);
-void addServe(CLI::App& program, int& status);
+void addDump(Command& program);
+void addConvert(Command& program);
+void addLookup(Command& program);
+void addPhantom(Command& program);
+void addDicomdir(Command& program);
+void addMedia(Command& program);
+void addEcho(Command& program);
+void addSend(Command& program);
+void addFind(Command& program);
+void addMove(Command& program);
+void addGet(Command& program);
+void addServe(Command& program);
 
 }  // namespace tools
 

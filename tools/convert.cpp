@@ -2,7 +2,6 @@
 //
 // Between implicit and explicit little endian the pixel data stays in its file and is copied from there to
 // the new one. Every other change touches the pixels and works in memory.
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
 #include <climits>
@@ -345,24 +344,27 @@ bool Conversion::write() {
 
 }  // namespace
 
-void addConvert(CLI::App& program, int& status) {
-    CLI::App* command = program.add_subcommand("convert", "Write a file in another transfer syntax");
-    auto in = std::make_shared<std::string>();
-    auto out = std::make_shared<std::string>();
-    auto target = std::make_shared<std::string>();
-    command->add_option("IN", *in, "The DICOM file to read")->required();
-    command->add_option("OUT", *out, "The file to write; it appears whole or not at all, and may be IN")
-        ->required();
+void addConvert(Command& program) {
+    struct ConvertOptions {
+        std::string in;
+        std::string out;
+        std::string target;
+    };
+    Command& command = program.command("convert", "Write a file in another transfer syntax");
+    auto options = std::make_shared<ConvertOptions>();
+    command.text("IN", options->in, "The DICOM file to read").required();
+    command.text("OUT", options->out, "The file to write; it appears whole or not at all, and may be IN")
+        .required();
     command
-        ->add_option(
-            "--to", *target,
-            "implicit, explicit (both little endian), big (explicit big endian), or lzw (the library's "
-            "own lossless packing of pixel data)")
-        ->required()
-        ->check(CLI::IsMember({"implicit", "explicit", "big", "lzw"}));
-    command->callback([in, out, target, &status] {
+        .text("--to", options->target,
+              "implicit, explicit (both little endian), big (explicit big endian), or lzw (the library's "
+              "own lossless packing of pixel data)")
+        .required()
+        .oneOf({"implicit", "explicit", "big", "lzw"});
+    command.run([options] {
         dirSetMaxFileSize(INT_MAX);
-        status = Conversion(*in, *out, xferSynFromName(*target)).run() ? EXIT_OK : EXIT_FAILED;
+        Conversion conversion(options->in, options->out, xferSynFromName(options->target));
+        return conversion.run() ? EXIT_OK : EXIT_FAILED;
     });
 }
 

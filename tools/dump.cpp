@@ -1,5 +1,4 @@
 // orvkit dump: what stands in DICOM files.
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <filesystem>
 #include <memory>
@@ -101,36 +100,31 @@ class Dump {
 
 }  // namespace
 
-void addDump(CLI::App& program, int& status) {
-    CLI::App* command = program.add_subcommand("dump", "Show what stands in DICOM files");
+void addDump(Command& program) {
+    Command& command = program.command("dump", "Show what stands in DICOM files");
     auto options = std::make_shared<DumpOptions>();
     command
-        ->add_option("FILE", options->paths,
-                     "DICOM files, and directories, which are searched through with everything below them")
-        ->required();
-    CLI::Option* flat =
-        command->add_flag("--flat", options->flat, "One line for every value instead of a tree");
+        .texts("FILE", options->paths,
+               "DICOM files, and directories, which are searched through with everything below them")
+        .required();
+    command.flag("--flat", options->flat, "One line for every value instead of a tree");
     command
-        ->add_flag(
-            "--json", options->json,
-            "The DICOM JSON model (PS3.18 Annex F): an array with an object for each file, without the "
-            "file meta information")
-        ->excludes(flat);
-    command
-        ->add_option(
-            "--tag", options->tags,
-            "Show only this element, with its path, wherever it is nested: (gggg,eeee), ggggeeee or a "
-            "name (PatientName). May be given several times")
-        ->allow_extra_args(false);
-    command->add_flag("--full", options->full, "Show long values and lists of values whole");
-    command->footer(
+        .flag("--json", options->json,
+              "The DICOM JSON model (PS3.18 Annex F): an array with an object for each file, without the "
+              "file meta information")
+        .excludes("--flat");
+    command.texts("--tag", options->tags,
+                  "Show only this element, with its path, wherever it is nested: (gggg,eeee), ggggeeee or a "
+                  "name (PatientName). May be given several times");
+    command.flag("--full", options->full, "Show long values and lists of values whole");
+    command.footer(
         "The value of Pixel Data is not read: its length and place in the file are shown. What is wrong with "
         "a\n"
         "file is told on standard error with the element's path and offset, and the exit status is then 1.");
-    command->callback([options, &status] {
+    command.run([options] {
         orvkit::platform::ignoreBrokenPipe();  // a closed pipe is an error of writing like others
         muteLog();
-        status = Dump(*options).run();
+        return Dump(*options).run();
     });
 }
 

@@ -1,5 +1,4 @@
 // orvkit echo: whether a peer answers (C-ECHO, PS3.4 annex A).
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -80,19 +79,16 @@ int runEcho(const PeerOptions& options, int repeat) {
 
 }  // namespace
 
-void addEcho(CLI::App& program, int& status) {
-    CLI::App* command = program.add_subcommand("echo", "Ask a DICOM peer for an echo (C-ECHO)");
+void addEcho(Command& program) {
+    Command& command = program.command("echo", "Ask a DICOM peer for an echo (C-ECHO)");
     auto options = std::make_shared<PeerOptions>();
     auto repeat = std::make_shared<int>(1);
-    addPeerOptions(*command, *options, "", "");
-    command->add_option("--repeat", *repeat, "Echoes on one association")
-        ->check(CLI::Range(1, 1000000000))
-        ->type_name("N")
-        ->capture_default_str();
-    command->callback([options, repeat, &status] {
+    addPeerOptions(command, *options, "", "");
+    command.number("--repeat", *repeat, "Echoes on one association").range(1, 1000000000).value("N");
+    command.run([options, repeat] {
         orvkit::platform::ignoreBrokenPipe();
         muteLog();
-        status = options->takePeer() ? runEcho(*options, *repeat) : EXIT_USAGE;
+        return options->takePeer() ? runEcho(*options, *repeat) : EXIT_USAGE;
     });
 }
 

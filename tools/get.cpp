@@ -1,5 +1,4 @@
 // orvkit get: retrieve as a user, over the association that asks (C-GET, PS3.4 annex C).
-#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
@@ -187,17 +186,16 @@ int runGet(GetOptions& options) {
 
 }  // namespace
 
-void addGet(CLI::App& program, int& status) {
-    CLI::App* command =
-        program.add_subcommand("get", "Retrieve objects from a peer over the same association (C-GET)");
+void addGet(Command& program) {
+    Command& command =
+        program.command("get", "Retrieve objects from a peer over the same association (C-GET)");
     auto options = std::make_shared<GetOptions>();
-    addPeerOptions(*command, *options, "DIR", "the directory to store in, which is made if it is not there");
-    addQueryOptions(*command, *options);
-    command->footer(
+    addPeerOptions(command, *options, "DIR", "the directory to store in, which is made if it is not there");
+    addQueryOptions(command, *options);
+    command.footer(
         "Each object becomes DIR/SOPINSTANCEUID.dcm, as it was sent, under that name when it is whole and on "
         "disk.");
-    command->callback(
-        [options, &status] { status = runRetrieve(*options, true, [&] { return runGet(*options); }); });
+    command.run([options] { return runRetrieve(*options, true, [&] { return runGet(*options); }); });
 }
 
 }  // namespace tools

@@ -1,5 +1,4 @@
 // orvkit lookup: what the dictionary knows of a tag, a name, a UID, a VR or a word.
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
@@ -271,20 +270,20 @@ int runLookup(const std::string& query, bool json) {
 
 }  // namespace
 
-void addLookup(CLI::App& program, int& status) {
-    CLI::App* command =
-        program.add_subcommand("lookup", "Tell what the dictionary knows of a tag, name, UID or word");
+void addLookup(Command& program) {
+    Command& command =
+        program.command("lookup", "Tell what the dictionary knows of a tag, name, UID or word");
     auto words = std::make_shared<std::vector<std::string>>();
     auto json = std::make_shared<bool>(false);
     command
-        ->add_option("WHAT", *words,
-                     "A tag (0008,0016 or 00080016), a name or words of it, a UID or a part of it, or a VR")
-        ->required();
-    command->add_flag("--json", *json, "Print JSON");
-    command->callback([words, json, &status] {
+        .texts("WHAT", *words,
+               "A tag (0008,0016 or 00080016), a name or words of it, a UID or a part of it, or a VR")
+        .required();
+    command.flag("--json", *json, "Print JSON");
+    command.run([words, json] {
         std::string query;
         for (const std::string& word : *words) query += (query.empty() ? "" : " ") + word;
-        status = runLookup(query, *json);
+        return runLookup(query, *json);
     });
 }
 

@@ -1,8 +1,5 @@
 // orvkit: what people do with DICOM files every day, on top of the library.
-#include <CLI/CLI.hpp>
 #include <new>
-#include <string>
-#include <vector>
 
 #include "orvkit/log.h"
 #include "platform/process.h"
@@ -18,6 +15,12 @@ void takeValuesAsTheyAre() {
     elemListSetValueExceptionLevel(0);
 }
 
+constexpr void (*commands[])(tools::Command&) = {
+    tools::addDump,     tools::addConvert, tools::addLookup, tools::addPhantom,
+    tools::addDicomdir, tools::addMedia,   tools::addEcho,   tools::addSend,
+    tools::addFind,     tools::addMove,    tools::addGet,    tools::addServe,
+};
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -26,54 +29,21 @@ int main(int argc, char** argv) {
     tools::installLog(false);
     takeValuesAsTheyAre();
 
-    int status = tools::EXIT_OK;
-    CLI::App program(
-        "Dumps, converts and makes DICOM files and file sets, and looks up what the data dictionary knows.",
-        "orvkit");
-    program.set_version_flag("--version", "orvkit " ORVKIT_VERSION);
-    program.add_flag_callback(
-        "-v,--verbose", [] { tools::installLog(true); },
-        "Show the whole log of the library on standard error");
-    program.require_subcommand(1);
-    program.fallthrough();
-    program.footer(
-        "Help on one command: orvkit COMMAND --help\nExit status: 0 success, 1 failure, 2 wrong usage.");
-    tools::addDump(program, status);
-    tools::addConvert(program, status);
-    tools::addLookup(program, status);
-    tools::addPhantom(program, status);
-    tools::addDicomdir(program, status);
-    tools::addMedia(program, status);
-    tools::addEcho(program, status);
-    tools::addSend(program, status);
-    tools::addFind(program, status);
-    tools::addMove(program, status);
-    tools::addGet(program, status);
-    tools::addServe(program, status);
-
-    const std::vector<std::string> arguments = platform::programArguments(argc, argv);
-    std::vector<const char*> texts;
-    texts.reserve(arguments.size());
-    for (const std::string& argument : arguments) texts.push_back(argument.c_str());
     try {
-        program.parse(static_cast<int>(texts.size()), texts.data());
-    } catch (const CLI::Success& asked) {  // --help, --version
-        program.exit(asked);
-    } catch (const CLI::RequiredError& error) {  // a misspelt command or option is why something is missing
-        const std::vector<std::string> unknown = program.remaining(true);
-        if (unknown.empty()) {
-            program.exit(error);
-        } else {
-            program.exit(CLI::ExtrasError(unknown));
-        }
-        return tools::EXIT_USAGE;
-    } catch (const CLI::Error& error) {
-        program.exit(error);
-        return tools::EXIT_USAGE;
+        tools::Command program("orvkit",
+                               "Dumps, converts and makes DICOM files and file sets, and looks up what the "
+                               "data dictionary knows.");
+        program.flag(
+            "-v,--verbose", [] { tools::installLog(true); },
+            "Show the whole log of the library on standard error");
+        program.footer(
+            "Help on one command: orvkit COMMAND --help\nExit status: 0 success, 1 failure, 2 wrong usage.");
+        for (auto* add : commands) add(program);
+        const int status =
+            tools::runCommandLine(program, "orvkit " ORVKIT_VERSION, platform::programArguments(argc, argv));
+        return tools::finishOutput() || status != tools::EXIT_OK ? status : tools::EXIT_FAILED;
     } catch (const std::bad_alloc&) {
         tools::complain("not enough memory");
         return tools::EXIT_FAILED;
     }
-    if (!tools::finishOutput() && status == tools::EXIT_OK) status = tools::EXIT_FAILED;
-    return status;
 }

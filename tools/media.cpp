@@ -1,7 +1,5 @@
 // orvkit media: the media storage services over a file set (PS3.10 8.1).
-#include <CLI/CLI.hpp>
 #include <cstdio>
-#include <map>
 #include <memory>
 #include <string>
 
@@ -104,35 +102,33 @@ int mediaInquireFileSet(const MediaOptions& options) {
 
 }  // namespace
 
-void addMedia(CLI::App& program, int& status) {
-    static const std::map<std::string, MEDIA_ROLE> roles = {
-        {"none", MEDIA_ROLE_NONE},       {"creator", MEDIA_ROLE_CREATOR},
-        {"reader", MEDIA_ROLE_READER},   {"creator-reader", MEDIA_ROLE_CREATOR_READER},
-        {"updater", MEDIA_ROLE_UPDATER},
-    };
-    CLI::App* command = program.add_subcommand("media", "The media storage services on a file set");
-    command->require_subcommand(1);
+void addMedia(Command& program) {
+    Command& command = program.command("media", "The media storage services on a file set");
     auto options = std::make_shared<MediaOptions>();
-    command->add_option("--role", options->role, "What the service is asked as; an updater may do everything")
-        ->transform(CLI::CheckedTransformer(roles))
-        ->default_str("updater");
-    const auto add = [&](const char* name, const char* what, int (*run)(const MediaOptions&)) {
-        CLI::App* sub = command->add_subcommand(name, what);
-        sub->add_option("DIR", options->directory, "The folder of the file set")
-            ->required()
-            ->check(CLI::ExistingDirectory);
-        sub->callback([options, run, &status] { status = run(*options); });
+    command.named("--role", options->role,
+                  {{"none", MEDIA_ROLE_NONE},
+                   {"creator", MEDIA_ROLE_CREATOR},
+                   {"reader", MEDIA_ROLE_READER},
+                   {"creator-reader", MEDIA_ROLE_CREATOR_READER},
+                   {"updater", MEDIA_ROLE_UPDATER}},
+                  "What the service is asked as; an updater may do everything");
+    const auto add = [&](const char* name, const char* what, int (*run)(const MediaOptions&)) -> Command& {
+        Command& sub = command.command(name, what);
+        sub.text("DIR", options->directory, "The folder of the file set").required().existingFolder();
+        sub.run([options, run] { return run(*options); });
         return sub;
     };
-    const auto addFileId = [&](CLI::App* sub) {
-        sub->add_option("FILEID", options->fileId, "File ID, with slashes or backslashes")->required();
+    const auto addFileId = [&](Command& sub) -> Command& {
+        sub.text("FILEID", options->fileId, "File ID, with slashes or backslashes").required();
         return sub;
     };
     addFileId(add("read", "M-READ: copy a file of the set to OUT", mediaRead))
-        ->add_option("OUT", options->file, "The file to write")
-        ->required();
-    CLI::App* write = addFileId(add("write", "M-WRITE: put the file IN into the set", mediaWrite));
-    write->add_option("IN", options->file, "A DICOM Part 10 file")->required()->check(CLI::ExistingFile);
+        .text("OUT", options->file, "The file to write")
+        .required();
+    addFileId(add("write", "M-WRITE: put the file IN into the set", mediaWrite))
+        .text("IN", options->file, "A DICOM Part 10 file")
+        .required()
+        .existingFile();
     addFileId(add("delete", "M-DELETE: delete a file; its record stays, without a file", mediaDelete));
     addFileId(add("inquire-file", "M-INQUIRE FILE: when a file was created and changed", mediaInquireFile));
     add("inquire-set", "M-INQUIRE FILE-SET: the free space for the set", mediaInquireFileSet);

@@ -8,10 +8,11 @@
 
 namespace tools {
 
-void addEntityOptions(CLI::App& command, EntityOptions& options);
+// Answers --aet.
+Option& addEntityOptions(Command& command, EntityOptions& options);
 // `rest` names what follows the peer on the command line, "" for nothing; `help` tells what it is.
-void addPeerOptions(CLI::App& command, PeerOptions& options, const char* rest, const char* help);
-void addQueryOptions(CLI::App& command, QueryOptions& options);
+void addPeerOptions(Command& command, PeerOptions& options, const char* rest, const char* help);
+void addQueryOptions(Command& command, QueryOptions& options);
 
 }  // namespace tools
 

@@ -1,5 +1,4 @@
 // orvkit phantom: a small synthetic CT study of a computed head (CT Image IOD, PS3.3 A.3).
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
@@ -218,23 +217,17 @@ int runPhantom(const StudyPlan& plan) {
 
 }  // namespace
 
-void addPhantom(CLI::App& program, int& status) {
-    CLI::App* command = program.add_subcommand("phantom", "Make a synthetic CT study of a computed head");
+void addPhantom(Command& program) {
+    Command& command = program.command("phantom", "Make a synthetic CT study of a computed head");
     auto plan = std::make_shared<StudyPlan>();
-    command->add_option("DIR", plan->directory, "Where to write it; made when it is missing")
-        ->required()
-        ->check([](const std::string& text) { return text.empty() ? "no name" : std::string(); });
-    command->add_option("--size", plan->size, "Rows and columns of an image")
-        ->check(CLI::Range(16, 4096))
-        ->capture_default_str();
-    command->add_option("--images", plan->images, "Images in a series")
-        ->check(CLI::Range(1, 9999))
-        ->capture_default_str();
-    command->add_option("--series", plan->series, "Series in the study")
-        ->check(CLI::Range(1, 999))
-        ->capture_default_str();
-    command->add_option("--seed", plan->seed, "The same seed gives the same files")->capture_default_str();
-    command->callback([plan, &status] { status = runPhantom(*plan); });
+    command.text("DIR", plan->directory, "Where to write it; made when it is missing")
+        .required()
+        .check([](const std::string& text) { return text.empty() ? "no name" : std::string(); });
+    command.number("--size", plan->size, "Rows and columns of an image").range(16, 4096);
+    command.number("--images", plan->images, "Images in a series").range(1, 9999);
+    command.number("--series", plan->series, "Series in the study").range(1, 999);
+    command.number("--seed", plan->seed, "The same seed gives the same files");
+    command.run([plan] { return runPhantom(*plan); });
 }
 
 }  // namespace tools

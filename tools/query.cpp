@@ -1,5 +1,4 @@
 // orvkit find and orvkit move: query and retrieve as a user (PS3.4 annex C).
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
 #include <memory>
@@ -204,33 +203,30 @@ int runMove(const MoveOptions& options) {
 
 }  // namespace
 
-void addFind(CLI::App& program, int& status) {
-    CLI::App* command = program.add_subcommand("find", "Ask a peer what it holds (C-FIND)");
+void addFind(Command& program) {
+    Command& command = program.command("find", "Ask a peer what it holds (C-FIND)");
     auto options = std::make_shared<QueryOptions>();
-    addPeerOptions(*command, *options, "", "");
-    addQueryOptions(*command, *options);
-    command->add_option("--max-results", options->maxResults, "Cancel the request when more results come")
-        ->check(CLI::Range(1, 1000000000))
-        ->type_name("N")
-        ->capture_default_str();
-    command->footer("--json prints the DICOM JSON model (PS3.18 Annex F): an array with an object a result.");
-    command->callback(
-        [options, &status] { status = runRetrieve(*options, false, [&] { return runFind(*options); }); });
+    addPeerOptions(command, *options, "", "");
+    addQueryOptions(command, *options);
+    command.number("--max-results", options->maxResults, "Cancel the request when more results come")
+        .range(1, 1000000000)
+        .value("N");
+    command.footer("--json prints the DICOM JSON model (PS3.18 Annex F): an array with an object a result.");
+    command.run([options] { return runRetrieve(*options, false, [&] { return runFind(*options); }); });
 }
 
-void addMove(CLI::App& program, int& status) {
-    CLI::App* command = program.add_subcommand("move", "Have a peer send objects to another one (C-MOVE)");
+void addMove(Command& program) {
+    Command& command = program.command("move", "Have a peer send objects to another one (C-MOVE)");
     auto options = std::make_shared<MoveOptions>();
-    addPeerOptions(*command, *options, "", "");
-    addQueryOptions(*command, *options);
-    command->add_option("--dest", options->destination, "The AE title of the one to send to")
-        ->required()
-        ->check([](const std::string& text) {
+    addPeerOptions(command, *options, "", "");
+    addQueryOptions(command, *options);
+    command.text("--dest", options->destination, "The AE title of the one to send to")
+        .required()
+        .check([](const std::string& text) {
             return isAeTitle(text) ? std::string() : "not an AE title: " + text;
         })
-        ->type_name("AET");
-    command->callback(
-        [options, &status] { status = runRetrieve(*options, false, [&] { return runMove(*options); }); });
+        .value("AET");
+    command.run([options] { return runRetrieve(*options, false, [&] { return runMove(*options); }); });
 }
 
 }  // namespace tools

@@ -1,5 +1,4 @@
 // orvkit send: Part 10 files to a storage provider (C-STORE, PS3.4 annex B), as they are on disk.
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -230,27 +229,23 @@ int runSend(const SendOptions& options) {
 
 }  // namespace
 
-void addSend(CLI::App& program, int& status) {
-    CLI::App* command = program.add_subcommand("send", "Send DICOM files to a peer (C-STORE)");
+void addSend(Command& program) {
+    Command& command = program.command("send", "Send DICOM files to a peer (C-STORE)");
     auto options = std::make_shared<SendOptions>();
-    addPeerOptions(*command, *options, "FILE|DIR...",
+    addPeerOptions(command, *options, "FILE|DIR...",
                    "DICOM files, and directories, with everything below them");
-    command->add_option("-j,--jobs", options->jobs, "Associations side by side")
-        ->check(CLI::Range(1, 64))
-        ->type_name("N")
-        ->capture_default_str();
+    command.number("-j,--jobs", options->jobs, "Associations side by side").range(1, 64).value("N");
     command
-        ->add_option("--retry", options->retry,
-                     "After a failure of the network, try a file, or to connect, so many times more")
-        ->check(CLI::Range(0, 1000))
-        ->type_name("N")
-        ->capture_default_str();
-    command->footer(
+        .number("--retry", options->retry,
+                "After a failure of the network, try a file, or to connect, so many times more")
+        .range(0, 1000)
+        .value("N");
+    command.footer(
         "Files are sent as they are; nothing is converted. Exit status 1 when any file was not stored.");
-    command->callback([options, &status] {
+    command.run([options] {
         orvkit::platform::ignoreBrokenPipe();
         muteLog();
-        status = options->takePeer(true) ? runSend(*options) : EXIT_USAGE;
+        return options->takePeer(true) ? runSend(*options) : EXIT_USAGE;
     });
 }
 

@@ -1,5 +1,4 @@
 // orvkit serve: a storage and verification provider.
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -42,7 +41,7 @@ struct ServeOptions : EntityOptions {
     bool noSync = false;
     bool fileSet = false;
     std::vector<std::string> acceptFrom;
-    CLI::Option* aetGiven = nullptr;
+    bool aetGiven = false;
 };
 
 // How many connections may wait at the door: the rest of the open files that the system allows belongs to the
@@ -152,7 +151,7 @@ bool prepare(const ServeOptions& options, StoreServer& server) {
     server.timeouts = options.timeouts();
     server.maxPdu = options.maxPdu;
     // Without a title given, any is answered to.
-    if (options.aetGiven->count() > 0) server.aeTitleCheck = 2;
+    if (options.aetGiven) server.aeTitleCheck = 2;
     if (!options.acceptFrom.empty()) server.aeTitleCheck = 3;
     for (const std::string& title : options.acceptFrom) server.acceptFrom.push_back(title.c_str());
     server.acceptFrom.push_back(nullptr);
@@ -213,35 +212,28 @@ int serve(const ServeOptions& options) {
 
 }  // namespace
 
-void addServe(CLI::App& program, int& status) {
+void addServe(Command& program) {
     auto options = std::make_shared<ServeOptions>();
-    CLI::App* const command =
-        program.add_subcommand("serve", "Receive objects from the network and store them as Part 10 files");
-    command->add_option("DIR", options->directory, "Directory for the files; made if absent")->required();
-    command->add_option("--port", options->port, "Port to listen on; 0: a free one, which is told")
-        ->capture_default_str()
-        ->check(CLI::Range(0, 65535));
-    addEntityOptions(*command, *options);
-    options->aetGiven = command->get_option("--aet");
-    command->add_option("--accept-from", options->acceptFrom, "AE titles whose associations are accepted")
-        ->check([](const std::string& title) { return isAeTitle(title) ? "" : "not an AE title: " + title; });
-    command->add_option("--workers", options->workers, "Associations at once")
-        ->capture_default_str()
-        ->check(CLI::Range(1, 1024));
-    command->add_flag(
-        "--no-sync", options->noSync,
-        "Do not wait for the disk before an object is confirmed: faster, but a power failure may "
-        "lose what was confirmed");
-    command->add_flag("--file-set", options->fileSet,
-                      "What is received becomes part of the file set in DIR, and of its DICOMDIR");
-    command->callback([options, &status] {
+    Command& command =
+        program.command("serve", "Receive objects from the network and store them as Part 10 files");
+    command.text("DIR", options->directory, "Directory for the files; made if absent").required();
+    command.number("--port", options->port, "Port to listen on; 0: a free one, which is told")
+        .range(0, 65535);
+    addEntityOptions(command, *options).given(options->aetGiven);
+    command.texts("--accept-from", options->acceptFrom, "AE titles whose associations are accepted")
+        .severalAtOnce()
+        .check([](const std::string& title) { return isAeTitle(title) ? "" : "not an AE title: " + title; });
+    command.number("--workers", options->workers, "Associations at once").range(1, 1024);
+    command.flag("--no-sync", options->noSync,
+                 "Do not wait for the disk before an object is confirmed: faster, but a power failure may "
+                 "lose what was confirmed");
+    command.flag("--file-set", options->fileSet,
+                 "What is received becomes part of the file set in DIR, and of its DICOMDIR");
+    command.run([options]() -> int {
         muteLog();
-        if (options->acceptFrom.size() > kMostAcceptFrom) {
-            complain("--accept-from takes at most %zu titles", kMostAcceptFrom);
-            status = EXIT_USAGE;
-            return;
-        }
-        status = serve(*options);
+        if (options->acceptFrom.size() <= kMostAcceptFrom) return serve(*options);
+        complain("--accept-from takes at most %zu titles", kMostAcceptFrom);
+        return EXIT_USAGE;
     });
 }
 

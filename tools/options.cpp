@@ -1,0 +1,111 @@
+#include "tools/options.h"
+
+#include <CLI/CLI.hpp>
+#include <map>
+#include <type_traits>
+
+#include "services/report.h"
+
+namespace tools {
+
+// Builds the parser's own description, and keeps the exit status of the command that runs.
+class Parser {
+  public:
+    Parser(const Command& program, const std::string& version) : app_(program.help_, program.name_) {
+        app_.set_version_flag("--version", version);
+        app_.footer(program.footer_);
+        app_.fallthrough();  // options of the program may stand behind those of the command
+        describe(app_, program);
+    }
+
+    int run(const std::vector<std::string>& arguments) {
+        std::vector<const char*> texts;
+        texts.reserve(arguments.size());
+        for (const std::string& argument : arguments) texts.push_back(argument.c_str());
+        try {
+            app_.parse(static_cast<int>(texts.size()), texts.data());
+        } catch (const CLI::Success& asked) {  // --help, --version
+            app_.exit(asked);
+        } catch (const CLI::RequiredError& error) {  // misspelt words may be why something is missing
+            const std::vector<std::string> unknown = app_.remaining(true);
+            if (unknown.empty()) {
+                app_.exit(error);
+            } else {
+                app_.exit(CLI::ExtrasError(unknown));
+            }
+            return services::EXIT_USAGE;
+        } catch (const CLI::Error& error) {
+            app_.exit(error);
+            return services::EXIT_USAGE;
+        }
+        return status_;
+    }
+
+  private:
+    void describe(CLI::App& app, const Command& command) {
+        for (const Option& option : command.options_) add(app, option);
+        if (!command.commands_.empty()) app.require_subcommand(1);
+        for (const Command& sub : command.commands_) describe(*app.add_subcommand(sub.name_, sub.help_), sub);
+        if (!command.footer_.empty())
+            app.footer(command.footer_);  // its subcommands took that of the program
+        if (command.work_) app.callback([this, &command] { status_ = command.work_(); });
+    }
+
+    static void add(CLI::App& app, const Option& option) {
+        CLI::Option& added =
+            *std::visit([&](const auto& target) { return make(app, option, target); }, option.target_);
+        if (option.required_) added.required();
+        if (option.hasValueName_) added.type_name(option.valueName_);
+        if (option.hasRange_) added.check(CLI::Range(option.least_, option.most_));
+        if (!option.words_.empty() && option.anyCase_) {
+            added.check(CLI::IsMember(option.words_, CLI::ignore_case));
+        } else if (!option.words_.empty()) {
+            added.check(CLI::IsMember(option.words_));
+        }
+        if (option.existing_ == Option::Existing::file) added.check(CLI::ExistingFile);
+        if (option.existing_ == Option::Existing::folder) added.check(CLI::ExistingDirectory);
+        if (option.check_) added.check(option.check_);
+        if (option.isRepeated() && !option.isPositional() && !option.severalAtOnce_) {
+            added.allow_extra_args(false);
+        }
+        if (!option.excluded_.empty()) added.excludes(app.get_option(option.excluded_));
+        if (option.given_ != nullptr) {
+            added.each([given = option.given_](const std::string&) { *given = true; });
+        }
+    }
+
+    static CLI::Option* make(CLI::App& app, const Option& option, bool* target) {
+        return app.add_flag(option.names_, *target, option.help_);
+    }
+    static CLI::Option* make(CLI::App& app, const Option& option, const std::function<void()>& call) {
+        return app.add_flag_callback(option.names_, call, option.help_);
+    }
+    static CLI::Option* make(CLI::App& app, const Option& option, const Option::Named& choice) {
+        const std::map<std::string, int> words(choice.words.begin(), choice.words.end());
+        CLI::Option* const added = app.add_option_function<int>(option.names_, choice.set, option.help_);
+        added->type_name("ENUM")->transform(CLI::CheckedTransformer(words));
+        for (const auto& [word, number] : choice.words) {
+            if (number == choice.initial) added->default_str(word);
+        }
+        return added;
+    }
+    // Numbers and texts.
+    template <typename T>
+    static CLI::Option* make(CLI::App& app, const Option& option, T* target) {
+        CLI::Option* const added = app.add_option(option.names_, *target, option.help_);
+        if constexpr (!std::is_same_v<T, std::vector<std::string>>) {
+            if (!option.hidesDefault_) added->capture_default_str();
+        }
+        return added;
+    }
+
+    CLI::App app_;
+    int status_ = services::EXIT_OK;
+};
+
+int runCommandLine(const Command& program, const std::string& version,
+                   const std::vector<std::string>& arguments) {
+    return Parser(program, version).run(arguments);
+}
+
+}  // namespace tools
