@@ -15,22 +15,24 @@
 #include "dataset/raw_walker.h"
 #include "foundation/bytes.h"
 #include "foundation/fail.h"
+#include "network/connection.h"
 #include "network/pdu_access.h"
 #include "network/pdu_dump.h"
 #include "orvkit/datatf.h"
 #include "orvkit/file.h"
 #include "orvkit/util.h"
 #include "platform/file.h"
-#include "platform/socket.h"
 
 using orvkit::Aside;
 using orvkit::ElemAccess;
 using orvkit::ElemListAccess;
 using orvkit::fail;
 using orvkit::FramedHeader;
+using orvkit::PduAccess;
 using orvkit::platform::FileHandle;
 using orvkit::platform::FileInfo;
 using orvkit::platform::FileKind;
+using orvkit::platform::Run;
 
 namespace {
 
@@ -335,6 +337,7 @@ int DcPduDataTf::writeDataDisk(const DiskPart& part, bool more) {
         return fail(DATATF_READ, LOG_ERROR, reporter, "seek error, offset 0x%x (%d)",
                     static_cast<unsigned int>(part.offset), static_cast<int>(part.offset));
     }
+    const auto held = static_cast<std::uint64_t>(std::max<std::int64_t>(info.size - part.offset, 0));
     const unsigned int fragment = fragmentSize();
     const bool inPieces = fragment > kPiece && fragment % part.swap == 0 && !orvkit::dumpsSent();
     std::uint64_t room = inPieces ? kPiece : std::max<std::uint64_t>(kReadAhead / fragment, 1) * fragment;
@@ -349,6 +352,8 @@ int DcPduDataTf::writeDataDisk(const DiskPart& part, bool more) {
         const std::uint64_t wanted = std::min<std::uint64_t>(inPieces ? fragment : room, part.length - done);
         int result = RESULT_OK;
         if (inPieces) {
+            // Its header is not to promise what the file does not hold.
+            if (done + wanted > held) return failShort(number, fragment);
             const bool last = done + wanted == part.length && !more;
             result = writeFragment(part, done, static_cast<unsigned int>(wanted), last ? kLast : 0,
                                    block.get(), number++);
@@ -373,12 +378,13 @@ int DcPduDataTf::writeFragment(const DiskPart& part, unsigned long long offset, 
                                unsigned char msgCtrl, unsigned char* room, int number) {
     const auto header = pduHeader(msgCtrl, length);
     std::size_t headerLeft = header.size();
+    orvkit::Connection connection(getSockConv());
     sent_ = true;
     for (unsigned int at = 0; at < length;) {
         const unsigned int size = std::min(kPiece, length - at);
         if (readPart(part, offset + at, room, size) != size) return failShort(number, fragmentSize());
-        const std::int64_t sent =
-            orvkit::platform::sendTwo(getSockConv(), header.data(), headerLeft, room, size);
+        const Run runs[] = {{header.data(), headerLeft}, {room, size}};
+        const std::int64_t sent = connection.send(runs, std::size(runs), PduAccess::sendPatience(*this));
         if (sent != static_cast<std::int64_t>(headerLeft + size)) {
             const std::uint64_t before = at + header.size() - headerLeft;
             return failSending(length + header.size(),
@@ -437,12 +443,13 @@ int DcPduDataTf::writePdu(unsigned char msgCtrl, const Pieces& pieces) {
     const auto length = static_cast<unsigned int>(pieces.size());
     const auto header = pduHeader(msgCtrl, length);
     const auto& [first, second, third] = pieces.runs;
-    const orvkit::platform::Run runs[] = {{header.data(), header.size()},
-                                          {first.data(), first.size()},
-                                          {second.data(), second.size()},
-                                          {third.data(), third.size()}};
+    const Run runs[] = {{header.data(), header.size()},
+                        {first.data(), first.size()},
+                        {second.data(), second.size()},
+                        {third.data(), third.size()}};
     sent_ = true;
-    const std::int64_t sent = orvkit::platform::sendRuns(getSockConv(), runs, std::size(runs));
+    const std::int64_t sent =
+        orvkit::Connection(getSockConv()).send(runs, std::size(runs), PduAccess::sendPatience(*this));
     const std::uint64_t whole = length + header.size();
     if (sent != static_cast<std::int64_t>(whole)) {
         return failSending(whole, static_cast<std::uint64_t>(std::max<std::int64_t>(sent, 0)));

@@ -9,10 +9,10 @@
 
 #include "foundation/bytes.h"
 #include "foundation/fail.h"
+#include "network/connection.h"
 #include "network/pdu_dump.h"
 #include "network/reception.h"
 #include "orvkit/util.h"
-#include "platform/socket.h"
 
 using orvkit::ByteOrder;
 using orvkit::fail;
@@ -31,6 +31,10 @@ using Block = std::unique_ptr<unsigned char, Release>;
 
 Block allocate(std::size_t size) {
     return Block(static_cast<unsigned char*>(::operator new(size, std::nothrow)));
+}
+
+int milliseconds(unsigned int seconds) {
+    return static_cast<int>(std::min<long long>(seconds * 1000LL, INT_MAX));
 }
 
 }  // namespace
@@ -73,20 +77,26 @@ int DcPdu::write() {
     const std::span<const unsigned char> bytes(buf.get(), std::min(length_, room));
     if (orvkit::dumpsSent()) orvkit::dumpSent(type_, {bytes});
     // A part that went out counts as success: the peer notices, and the next call fails.
-    const std::int64_t sent = orvkit::platform::sendTwo(sockConv_, bytes.data(), bytes.size(), nullptr, 0);
+    const orvkit::platform::Run run{bytes.data(), bytes.size()};
+    const std::int64_t sent = orvkit::Connection(sockConv_).send(&run, 1, sendPatience());
     return sent < 1 ? DATATF_SOCKET : RESULT_OK;
+}
+
+int DcPdu::sendPatience() const {
+    return writeTimeout_ == 0 ? -1 : milliseconds(writeTimeout_);
 }
 
 // ---- reading --------------------------------------------------------------------------------------------
 
 // Milliseconds for the next receive; -1 when the time for the whole message is up.
 int DcPdu::patience(PDU_BLOCK block) const {
-    const long long wait = block == PDU_BLOCK_WAIT ? std::min<long long>(readTimeout_ * 1000LL, INT_MAX) : 0;
-    return reception_ != nullptr ? reception_->patience(static_cast<int>(wait)) : static_cast<int>(wait);
+    const int wait = block == PDU_BLOCK_WAIT ? milliseconds(readTimeout_) : 0;
+    return reception_ != nullptr ? reception_->patience(wait) : wait;
 }
 
 int DcPdu::readBuf(unsigned char* buf, unsigned int& len, PDU_BLOCK block) {
     using Clock = Reception::Clock;
+    orvkit::Connection connection(sockConv_);
     const unsigned int whole = len;
     const bool timed = reception_ != nullptr && reception_->isTimed();
     int result = RESULT_OK;
@@ -99,7 +109,7 @@ int DcPdu::readBuf(unsigned char* buf, unsigned int& len, PDU_BLOCK block) {
         const unsigned int chunk = maxPduLen_ != 0 ? std::min(whole - len, maxPduLen_) : whole - len;
         std::size_t count = 0;
         const Clock::time_point begun = timed ? Clock::now() : Clock::time_point();
-        const Received received = orvkit::platform::receive(sockConv_, buf + len, chunk, wait, count);
+        const Received received = connection.receive(buf + len, chunk, wait, count);
         if (timed) reception_->took(begun, count);
         len += static_cast<unsigned int>(count);
         if (received == Received::timeout) {

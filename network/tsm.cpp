@@ -6,6 +6,7 @@
 #include <mutex>
 
 #include "foundation/fail.h"
+#include "network/connection.h"
 #include "network/listening_ports.h"
 #include "network/pdu_access.h"
 #include "network/reception.h"
@@ -237,7 +238,7 @@ int DcTsm::sockConvOpenServer(TSM_BLOCK block) {
 
 void DcTsm::closeSockConv() {
     if (sockConv_ != NO_SOCKET) {
-        orvkit::platform::closeSocket(sockConv_);
+        orvkit::Connection(sockConv_).close();
         if (connectionRole_ == 1) orvkit::platform::endSockets();
     }
     delete currentPdu_;
@@ -247,12 +248,17 @@ void DcTsm::closeSockConv() {
     artimStop();
 }
 
+bool DcTsm::waitReadable(int milliseconds) const {
+    return connectionRole_ == 0 || orvkit::Connection(sockConv_).waitReadable(milliseconds);
+}
+
 int DcTsm::readNextPduType(PDU_TYPE& type, PDU_BLOCK block) {
     if (connectionRole_ == 0 || currentPdu_ == nullptr) return TSM_NO_CONNECTION;
-    unsigned char begun[2];
-    if (block != PDU_BLOCK_WAIT && orvkit::platform::peekArrived(sockConv_, begun, sizeof begun) == 1) {
+    if (block != PDU_BLOCK_WAIT) {
+        orvkit::Connection connection(sockConv_);
+        unsigned char begun[2];
         // Half of what tells a PDU's type stays where it is, unless nothing will follow it.
-        if (!orvkit::platform::peerIsDone(sockConv_)) return DATATF_NOT_READY;
+        if (connection.peek(begun, sizeof begun) == 1 && !connection.peerIsDone()) return DATATF_NOT_READY;
     }
     return currentPdu_->readType(type, block);
 }

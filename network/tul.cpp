@@ -12,12 +12,12 @@
 #include <vector>
 
 #include "foundation/fail.h"
+#include "network/connection.h"
 #include "network/pdu_access.h"
 #include "network/pixel_search.h"
 #include "network/reception.h"
 #include "orvkit/util.h"
 #include "platform/file.h"
-#include "platform/socket.h"
 
 using orvkit::fail;
 using orvkit::PduAccess;
@@ -361,10 +361,12 @@ TSM_EVENT eventOf(PDU_TYPE type) {
 // Behind a PDU of no known type nothing tells where the next one begins: what has arrived with it is dropped,
 // so that it is answered and reported once and not byte by byte.
 void DcTul::discardArrived() {
+    if (connectionRole_ == 0) return;
+    orvkit::Connection connection(sockConv_);
     unsigned char forgotten[4096];
     std::size_t left = 65536;
-    for (std::size_t count = 0; left > 0 && connectionRole_ != 0; left -= count) {
-        if (platform::receive(sockConv_, forgotten, std::min(left, sizeof forgotten), 0, count) !=
+    for (std::size_t count = 0; left > 0; left -= count) {
+        if (connection.receive(forgotten, std::min(left, sizeof forgotten), 0, count) !=
             platform::Received::data) {
             return;
         }

@@ -119,12 +119,13 @@ struct Run {
 inline constexpr std::size_t MOST_RUNS = 4;
 // Sends up to MOST_RUNS runs of bytes, one behind the other, in one call: gives the number of bytes sent,
 // which is smaller than the sum only when the socket's time-out for sends or a failure ended it; -1 when
-// nothing could be sent.
-std::int64_t sendRuns(unsigned int socket, const Run* runs, std::size_t count) noexcept;
+// nothing could be sent. A socket that does not block and has no time-out of its own is waited for up to
+// `timeout` where the system can.
+std::int64_t sendRuns(unsigned int socket, const Run* runs, std::size_t count, int timeout = -1) noexcept;
 inline std::int64_t sendTwo(unsigned int socket, const void* first, std::size_t firstLength,
-                            const void* second, std::size_t secondLength) noexcept {
+                            const void* second, std::size_t secondLength, int timeout = -1) noexcept {
     const Run runs[] = {{first, firstLength}, {second, secondLength}};
-    return sendRuns(socket, runs, 2);
+    return sendRuns(socket, runs, 2, timeout);
 }
 
 // No more sends, no more receives, or neither: wakes a thread that waits on the socket.

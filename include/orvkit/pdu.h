@@ -60,7 +60,7 @@ inline constexpr unsigned int PDU_FRAME_ROOM =
 struct DcPduInfo {
     unsigned int maxPduLen;
     unsigned int readTimeout;   // seconds
-    unsigned int writeTimeout;  // seconds
+    unsigned int writeTimeout;  // seconds; of the connection, and of sockets that do not block
 };
 
 // The association data of an A-ASSOCIATE-RQ or -AC (PS3.8 9.3.2, 9.3.3). Texts hold one character more than
@@ -126,7 +126,9 @@ class ORVKIT_API DcPdu {
 
   public:
     virtual ~DcPdu();
-    // Frames and sends in one call. 14856 not sent, 5671 out of memory, or the code of framing.
+    // Frames and sends in one call. A socket that does not block, and has no time-out for sends, is waited
+    // for up to the write time-out (0: without end). 14856 not sent, 5671 out of memory, or the code of
+    // framing.
     virtual int write();
 
     // Sets the socket only where none is attached. Always 0.
@@ -176,6 +178,7 @@ class ORVKIT_API DcPdu {
     orvkit::Reception* reception_ = nullptr;  // of the transport that reads it; not owned
 
     int patience(PDU_BLOCK block) const;
+    int sendPatience() const;  // milliseconds, where the socket does not block; -1 without end
 };
 
 // A-ASSOCIATE-RQ and -AC. Owns its data; copies share it (only one of the two may be destroyed).

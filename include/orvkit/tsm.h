@@ -130,6 +130,9 @@ class ORVKIT_API DcTsm {
     // What became of listening at construction: 0, 16401 to 16403, 16405, 16407 to 16409 (logged).
     int getListenResult() const { return listenResult_; }
     bool isConnected() const { return connectionRole_ != 0; }
+    // Waits until something has come from the peer, or its connection has ended: false after that many
+    // milliseconds (negative: without end), and when waiting fails. True without a connection.
+    bool waitReadable(int milliseconds) const;
 
   protected:
     // One step: looks the event up for the state, moves on, runs the action. 16386 event out of range, else

@@ -396,7 +396,7 @@ bool peerIsDone(unsigned int socket) noexcept {
     return ::poll(&entry, 1, 0) > 0 && entry.revents != 0;
 }
 
-std::int64_t sendRuns(unsigned int socket, const Run* runs, std::size_t count) noexcept {
+std::int64_t sendRuns(unsigned int socket, const Run* runs, std::size_t count, int timeout) noexcept {
     iovec parts[MOST_RUNS] = {};
     msghdr message{};
     message.msg_iov = parts;
@@ -407,22 +407,30 @@ std::int64_t sendRuns(unsigned int socket, const Run* runs, std::size_t count) n
         whole += runs->length;
     }
     const auto begun = std::chrono::steady_clock::now();
+    const Deadline deadline(timeout);
     std::size_t sent = 0;
     int flags = MSG_NOSIGNAL;
     for (;;) {
         const ssize_t n = ::sendmsg(handleOf(socket), &message, flags);
+        const bool full = n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK);
         if (n >= 0) {
             sent += static_cast<std::size_t>(n);
             if (sent == whole) break;
             skipSent(parts, static_cast<std::size_t>(n));
-        } else if (errno != EINTR && errno != EAGAIN && errno != EWOULDBLOCK) {
+        } else if (errno != EINTR && !full) {
             break;
         }
         // Short: the time-out for sends has passed, or a signal came in between. What is left of the time-out
-        // is waited for from now on, and no more.
-        const int left = sendTimeLeft(socket, begun);
+        // is waited for from now on, and no more. A socket without one waits by itself, unless it was told
+        // not to.
+        int left = sendTimeLeft(socket, begun);
+        if (left == -1) {
+            if (!full) continue;
+            left = deadline.left();
+        } else {
+            flags = MSG_NOSIGNAL | MSG_DONTWAIT;
+        }
         if (left == 0 || waitFor(socket, POLLOUT, left) <= 0) break;
-        flags = MSG_NOSIGNAL | MSG_DONTWAIT;
     }
     return sent == 0 ? -1 : static_cast<std::int64_t>(sent);
 }

@@ -314,7 +314,8 @@ bool peerIsDone(unsigned int socket) noexcept {
     return ::WSAPoll(&entry, 1, 0) > 0 && (entry.revents & (POLLHUP | POLLERR)) != 0;
 }
 
-std::int64_t sendRuns(unsigned int socket, const Run* runs, std::size_t count) noexcept {
+// One call: a socket that does not block is not waited for.
+std::int64_t sendRuns(unsigned int socket, const Run* runs, std::size_t count, int) noexcept {
     WSABUF parts[MOST_RUNS] = {};
     DWORD used = 0;
     for (; count > 0 && used < MOST_RUNS; ++runs, --count) {

@@ -278,15 +278,17 @@ TEST_F(PixelsOnDisk, FailuresAreToldAndLeaveTheListWhole) {
     with(path_.c_str(), -16, 10, "3:20 0:12", "DcPduDataTf::writeDataDisk",
          "seek error, offset 0xfffffff0 (-16)");
 
-    Message cut(UID_LITTLE_ENDIAN_EXPLICIT, 400032);
-    addPixels(cut, path_.c_str(), 0, 400000);
-    SocketPair sockets;
-    cut.setSockConv(sockets.ours());
-    log.clear();
-    const Bytes begun = sockets.received([&] { EXPECT_EQ(cut.write(), DATATF_READ); });
-    EXPECT_LT(begun.size(), 24 + 300003u) << "the PDU is not whole";
-    EXPECT_TRUE(log.tookOnly(LOG_ERROR, "DcPduDataTf::writeDataDisk",
-                             "error reading disk buffer, block #0, block length 400000"));
+    // Large fragments go out in pieces; one for which the file is too short does not begin.
+    for (const auto& [fragment, sent, block] :
+         {std::tuple(400000u, "0:12", "#0, block length 400000"),
+          {150000u, "0:12 0:150000 0:150000", "#2, block length 150000"}}) {
+        Message cut(UID_LITTLE_ENDIAN_EXPLICIT, fragment + 32);
+        addPixels(cut, path_.c_str(), 0, 400000);
+        log.clear();
+        EXPECT_EQ(shape(cut.send(DATATF_READ)), sent);
+        EXPECT_TRUE(log.tookOnly(LOG_ERROR, "DcPduDataTf::writeDataDisk",
+                                 std::string("error reading disk buffer, block ") + block));
+    }
 
     // What cannot go out from disk is refused before the command goes.
     Message nested;
@@ -359,6 +361,40 @@ TEST(DataTf, EveryValueBecomesABuffer) {
     EXPECT_EQ(readWhole(dir / "dump"), "\1\2\3\4\5");
     EXPECT_EQ(readRest(message, pdu(4, {})), RESULT_OK) << "no value at all";
     EXPECT_EQ(orvkit::PduAccess::buffers(message)->count(), 2);
+
+    // Small values share buffers from the 65th on; at the borders of each limit.
+    const auto lengths = [](const Message& from) {
+        std::vector<unsigned int> all;
+        for (const DcBuf* b = from.firstBuf(); b != nullptr; b = b->next()) all.push_back(b->getLen());
+        return all;
+    };
+    Bytes own;
+    for (int i = 0; i < 64; ++i) append(own, pdv(1, 0, {1}));
+    const auto value = [](std::size_t size) {
+        return pdv(1, 0, Bytes(size, static_cast<unsigned char>(size)));
+    };
+    Bytes sixteen;
+    for (int i = 0; i < 16; ++i) append(sixteen, value(4096));
+    struct Case {
+        Bytes values;
+        std::vector<unsigned int> lengths;  // of the buffers behind the first 64
+    };
+    for (const Case& c : {Case{{}, {}}, Case{value(2), {2}}, Case{joined({value(2), value(3)}), {5}},
+                          Case{joined({value(4096), value(4096)}), {8192}},
+                          Case{joined({value(2), value(4097), value(3)}), {2, 4097, 3}},
+                          Case{sixteen, {65536}}, Case{joined({sixteen, value(1)}), {65536, 1}}}) {
+        Message sharing;
+        EXPECT_EQ(readRest(sharing, pdu(4, joined({own, c.values}))), RESULT_OK);
+        std::vector<unsigned int> expected(64, 1);
+        expected.insert(expected.end(), c.lengths.begin(), c.lengths.end());
+        EXPECT_EQ(lengths(sharing), expected);
+        Bytes last(c.values.end() - static_cast<std::ptrdiff_t>(std::min<std::size_t>(c.values.size(), 1)),
+                   c.values.end());
+        if (!last.empty()) {
+            const DcBuf& b = *sharing.lastBuf();
+            EXPECT_EQ(static_cast<unsigned char*>(b.getBuf())[b.getLen() - 1], last[0]);
+        }
+    }
 
     // A PDU that breaks off: every whole value stays, also of those that share a buffer.
     Bytes many;

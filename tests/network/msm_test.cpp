@@ -10,6 +10,7 @@
 #include "platform/socket.h"
 #include "support/capture_log.h"
 #include "support/system.h"
+#include "support/temp_dir.h"
 
 namespace {
 
@@ -150,6 +151,15 @@ TEST(Association, TheProvidersOrderOfTransferSyntaxesDecides) {
     EXPECT_STREQ(info.calledAeTitle, "PROVIDER");
     EXPECT_STREQ(info.callingAeTitle, "USER");
     EXPECT_EQ(info.maxPduLen, 524288u);
+    const TempDir dir;
+    ASSERT_EQ(user.printAssoInfo((dir / "info").c_str(), "w"), 0);
+    const std::string printed = readWhole(dir / "info");
+    EXPECT_EQ(printed.substr(0, printed.find("ImplClass")),
+              "IP Address     : 127.0.0.1(127.0.0.1)\nCallingAeTitle : USER\nCalledAeTitle  : PROVIDER\n");
+    EXPECT_EQ(printed.substr(printed.find("01.")),
+              "01. Verification             Little Endian Explicit  Accept  None\n"
+              "03. CT Image Storage                                 Transfer Syntax rejected  None\n"
+              "05. MR Image Storage                                 SOP rejected  None\n");
 
     DcCmdCEchoRq echo;
     CaptureLog log;
@@ -227,6 +237,33 @@ TEST(Association, WhatIsRefusedBeforeAnyConnectionIsMade) {
     EXPECT_EQ(user.open(many), 16404) << "128 are accepted, and nobody listens on port 1";
     EXPECT_EQ(log.lines().back(),
               (LogLine{LOG_ERROR, "DcTsm::sockConvOpenClient - connect", "winSock error WSAECONNREFUSED"}));
+}
+
+TEST(Association, NullArgumentsAreRefused) {
+    CaptureLog log;
+    User user(1);
+    DcMsmScuInfo info;
+    const TempDir dir;
+    const std::string path = dir / "info";
+    const std::pair<const char*, int> refusals[] = {
+        {"DcMsm::connect", user.connect(nullptr, info)},
+        {"DcMsm::write", user.write(static_cast<unsigned char>(1), nullptr)},
+        {"DcMsm::write", user.write(UID_VERIFICATION, nullptr)},
+        {"DcMsm::sendMessage", user.sendMessage(nullptr)},
+        {"DcMsm::printAssoInfo", user.printAssoInfo(nullptr, "w")},
+        {"DcMsm::printAssoInfo", user.printAssoInfo(path.c_str(), nullptr)}};
+    std::size_t line = 0;
+    for (const auto& [reporter, result] : refusals) {
+        EXPECT_EQ(result, 11272) << reporter;
+        EXPECT_EQ(log.lines().at(line++), (LogLine{LOG_VALIDATION, reporter, "Null argument passed"}));
+    }
+    EXPECT_EQ(user.printAssoInfo((dir / "none/info").c_str(), "w"), 11272);
+    EXPECT_EQ(log.lines().back().text, "Error opening file " + dir / "none/info" + " in mode w");
+    EXPECT_EQ(user.printAssoInfo(path.c_str(), "w"), 0);
+    EXPECT_EQ(readWhole(path),
+              "IP Address     : ()\nCallingAeTitle : \nCalledAeTitle  : \nImplClassUid   : \n"
+              "ImplVerName    : \nMaxPduLen      : 0\nAssoNum        : 0\n"
+              "\n    ID     SOP Class                Transfer Syntax       Result   Role\n\n");
 }
 
 TEST(Association, AbortsAndBrokenConnectionsAreToldFromEachOther) {

@@ -94,6 +94,19 @@ void expectRobust(const Bytes& whole, int code, More... more) {
     EXPECT_LT(meter.peak(), 1200000u);
 }
 
+// The maximum length is also the most that one receive asks for; 0 is no bound.
+TEST(Pdu, APduIsReadInPiecesOfTheMaximumLength) {
+    for (const unsigned int most : {0u, 1u, 7u, 524288u}) {
+        DcPduInfo info{most, 5, 5};
+        DcPduAssoRq request;
+        request.DcPdu::setInfo(info);
+        EXPECT_EQ(readFrom(request, Association().bytes()), RESULT_OK) << most;
+        DcPduInfoAcRq read;
+        EXPECT_EQ(request.getInfo(&read), RESULT_OK);
+        EXPECT_STREQ(read.calledAeTitle, "STORE           ");
+    }
+}
+
 TEST(Pdu, ReadingSurvivesTruncationAndLies) {
     Association ac;
     ac.type = 2;

@@ -320,6 +320,24 @@ TEST(ListeningPorts, WhatCannotBeOpenedIsTold) {
     log.expect(LOG_ERROR, "DcTsm::sockListenOpen - bind", "winSock error WSAEADDRINUSE");
 }
 
+TEST(ListeningPorts, TheirNumbersEndAt65535) {
+    CaptureLog log;
+    const Transport last(TSM_ROLE_SCP, 65535);
+    EXPECT_EQ(last.getListenResult(), 0);
+    Transport user;
+    EXPECT_EQ(user.sockConvOpenClient("127.0.0.1", 65535), 0);
+    EXPECT_EQ(log.take(), LogLines{});
+    for (const int port : {65536, -1}) {
+        const Transport beyond(TSM_ROLE_SCP, port);
+        EXPECT_EQ(beyond.getListenResult(), 16407);
+        log.expect(LOG_ERROR, "DcTsm::sockListenOpen - bind", "winSock error WSAEINVAL");
+        Transport other;
+        EXPECT_EQ(other.sockConvOpenClient("127.0.0.1", port), 16404);
+        log.expect(LOG_ERROR, "DcTsm::sockConvOpenClient",
+                   "Port number " + std::to_string(port) + " out of range");
+    }
+}
+
 // ---- waits ----------------------------------------------------------------------------------------------
 
 const bool socketsStarted = net::startSockets();

@@ -1,0 +1,121 @@
+// What lies between an association and its socket.
+#include "network/connection.h"
+
+#include "network/pair.h"
+#include "network/pdus.h"
+#include "support/temp_dir.h"
+
+namespace {
+
+namespace platform = orvkit::platform;
+using orvkit::Connection;
+using orvkit::ConnectionLayer;
+
+// Every byte on the wire is another one than the association's.
+class Disguise final : public ConnectionLayer {
+  public:
+    Disguise(unsigned int socket, int& closed) : socket_(socket), closed_(closed) {}
+
+    platform::Received receive(void* data, std::size_t length, int timeout,
+                               std::size_t& count) noexcept override {
+        const platform::Received received = platform::receive(socket_, data, length, timeout, count);
+        turn(data, count);
+        return received;
+    }
+    std::int64_t peek(void* data, std::size_t length) noexcept override {
+        const std::int64_t count = platform::peekArrived(socket_, data, length);
+        if (count > 0) turn(data, static_cast<std::size_t>(count));
+        return count;
+    }
+    std::int64_t send(const platform::Run* runs, std::size_t count, int timeout) noexcept override {
+        Bytes all;
+        for (; count > 0; ++runs, --count) {
+            const auto* const bytes = static_cast<const unsigned char*>(runs->data);
+            all.insert(all.end(), bytes, bytes + runs->length);
+        }
+        turn(all.data(), all.size());
+        const platform::Run run{all.data(), all.size()};
+        return platform::sendRuns(socket_, &run, 1, timeout);
+    }
+    bool waitReadable(int timeout) noexcept override { return platform::waitReadable(socket_, timeout); }
+    bool peerIsDone() noexcept override { return platform::peerIsDone(socket_); }
+    void close() noexcept override { ++closed_; }
+
+  private:
+    static void turn(void* data, std::size_t length) {
+        auto* const bytes = static_cast<unsigned char*>(data);
+        for (std::size_t i = 0; i < length; ++i) bytes[i] ^= 0x5A;
+    }
+
+    unsigned int socket_;
+    int& closed_;
+};
+
+// An association over a pair of sockets, each with a layer: messages of all kinds of fragments cross, polling
+// looks through it, and the end of each connection ends its layer.
+TEST(ConnectionLayer, CarriesAWholeAssociation) {
+    const TempDir dir;
+    const std::string path = dir / "pixels";
+    std::string pixels(400000, 'p');
+    writeWhole(path, pixels);
+    ConnectedSockets ends = connectedSockets();
+    int closed[2] = {0, 0};
+    orvkit::putLayer(ends.one.get(), std::make_unique<Disguise>(ends.one.get(), closed[0]));
+    orvkit::putLayer(ends.other.get(), std::make_unique<Disguise>(ends.other.get(), closed[1]));
+    const QuietLog quiet;
+    auto support = sopList({UID_CT_IMAGE_STORAGE});
+
+    int outcome = 0;
+    std::thread provider([&] {
+        DcMsm scp("PROVIDER", TSM_ROLE_SCP, 0);
+        scp.setAeTitleCheck(0);
+        DcMsmScpInfo info;
+        info.sopList = support.data();
+        info.timeouts = seconds(10);
+        ASSERT_EQ(scp.connect(ends.other.release(), PDU_SOCKET_NONE, info, MSM_BLOCK_CONNECT_POLL), 0);
+        ASSERT_TRUE(scp.waitReadable(5000));
+        ASSERT_EQ(scp.read(nullptr, nullptr, MSM_BLOCK_READ_POLL, MSM_BLOCK_CONNECT_POLL), 11348);
+        Message request;
+        while ((outcome = receive(scp, request)) == 11349) {
+            DcCmdCStoreRsp response(static_cast<DcCmdCStoreRq*>(request.get()));
+            response.add(new DcElem(T_0000_0900_status, static_cast<unsigned short>(0)));
+            DcElem* e = nullptr;
+            ASSERT_EQ(request->getElem(T_7fe0_0010_pixelData, &e), RESULT_OK);
+            unsigned int size = 0;
+            EXPECT_EQ(e->getBufSize(size, nullptr), RESULT_OK);
+            EXPECT_GE(size, pixels.size());
+            EXPECT_EQ(scp.write(contextOf(*request), &response), 0);
+        }
+    });
+    User user(0);
+    DcMsmScuInfo info;
+    info.calledAeTitle = "PROVIDER";
+    info.sopList = support.data();
+    info.timeouts = seconds(10);
+    ASSERT_EQ(user.connect(ends.one.release(), info), 11346);
+    for (const bool fromDisk : {false, true}) {
+        DcCmdCStoreRq request;
+        request.add(new DcElem(T_0000_1000_affectedSopInstanceUid, "1.2.3"));
+        request.add(new DcElem(T_0000_0002_affectedSopClassUid, UID_CT_IMAGE_STORAGE));
+        request.add(new DcElem(T_0008_0018_sopInstanceUid, "1.2.3"));
+        const auto length = static_cast<unsigned int>(pixels.size());
+        auto* const e = new DcElem(T_7fe0_0010_pixelData, fromDisk ? nullptr : pixels.data(),
+                                   fromDisk ? 0 : length, UID_LITTLE_ENDIAN_EXPLICIT, VR_OX, 0);
+        if (fromDisk) {
+            EXPECT_EQ(e->addValue(path.c_str(), 0, length, UID_LITTLE_ENDIAN_EXPLICIT), RESULT_OK);
+        }
+        request.add(e);
+        ASSERT_EQ(user.write(UID_CT_IMAGE_STORAGE, &request), 0);
+        Message response;
+        ASSERT_EQ(user.receive(response), 11349);
+    }
+    EXPECT_FALSE(user.waitReadable(0));
+    EXPECT_EQ(user.release(), 11351);
+    provider.join();
+    EXPECT_EQ(outcome, 11352);
+    user.closeAssociation();
+    EXPECT_EQ(closed[0] + closed[1], 2);
+    EXPECT_TRUE(user.waitReadable(0)) << "no connection";
+}
+
+}  // namespace
