@@ -113,6 +113,12 @@ bool remove(const char* path) noexcept;
 // Gives an open file the access rights of the one at `from`; false on failure, as when there is none.
 bool copyRights(const char* from, int to) noexcept;
 
+// Says that this process is at work in a directory until the handle is closed or the process ends, however it
+// ends. Any number may share a directory, or one has it alone. Empty when others have it (errno EWOULDBLOCK),
+// or when it cannot be had; errno ENOTSUP: the file system keeps no such locks.
+enum class FolderUse : unsigned char { shared, alone };
+FileHandle lockFolder(const char* path, FolderUse use) noexcept;
+
 // Switches a handle that others opened, such as standard output, to binary mode; false on failure.
 bool setBinary(int handle) noexcept;
 

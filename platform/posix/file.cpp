@@ -1,6 +1,7 @@
 #include "platform/file.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -204,6 +205,18 @@ bool copyRights(const char* from, int to) noexcept {
     struct stat status = {};
     return ::stat(from, &status) == 0 && ::fchmod(to, status.st_mode & 07777) == 0;
 }
+FileHandle lockFolder(const char* path, FolderUse use) noexcept {
+    FileHandle folder = openWith(path, O_RDONLY | O_DIRECTORY);
+    const int how = (use == FolderUse::alone ? LOCK_EX : LOCK_SH) | LOCK_NB;
+    while (folder && ::flock(folder.get(), how) != 0) {
+        if (errno == EINTR) continue;
+        // Some network file systems lock only what can be written.
+        if (errno == EBADF || errno == ENOLCK || errno == EINVAL || errno == ENOSYS) errno = ENOTSUP;
+        folder.reset();
+    }
+    return folder;
+}
+
 bool setBinary(int) noexcept {
     return true;
 }

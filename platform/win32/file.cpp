@@ -9,6 +9,7 @@
 #include <atomic>
 #include <cerrno>
 #include <new>
+#include <string>
 #include <string_view>
 
 #include "platform/win32/path.h"
@@ -269,6 +270,30 @@ bool remove(const char* path) noexcept {
 // A new file has the rights that its directory hands down.
 bool copyRights(const char*, int) noexcept {
     return true;
+}
+
+// A file that goes with its last handle; the ways of sharing it are the lock.
+FileHandle lockFolder(const char* path, FolderUse use) noexcept {
+    const WidePath folder(path);
+    if (!folder.ok()) return {};
+    try {
+        const std::wstring name = std::wstring(folder.get()) + L"/.orvkit-lock";
+        const DWORD others = use == FolderUse::shared ? FILE_SHARE_READ | FILE_SHARE_DELETE : 0;
+        const HANDLE file = ::CreateFileW(name.c_str(), GENERIC_READ | DELETE, others, nullptr, OPEN_ALWAYS,
+                                          FILE_ATTRIBUTE_HIDDEN | FILE_FLAG_DELETE_ON_CLOSE, nullptr);
+        if (file != INVALID_HANDLE_VALUE) {
+            const int handle =
+                ::_open_osfhandle(reinterpret_cast<std::intptr_t>(file), _O_RDONLY | _O_BINARY);
+            if (handle == -1) ::CloseHandle(file);
+            return FileHandle(handle);
+        }
+        const bool taken = ::GetLastError() == ERROR_SHARING_VIOLATION;
+        (void)failWithErrno();
+        if (taken) errno = EWOULDBLOCK;
+    } catch (const std::bad_alloc&) {
+        errno = ENOMEM;
+    }
+    return {};
 }
 
 bool setBinary(int handle) noexcept {

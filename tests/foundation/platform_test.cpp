@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <string>
 
 #include "platform/file.h"
@@ -42,4 +43,22 @@ TEST(PlatformFile, CopiesRangesBetweenFiles) {
     EXPECT_TRUE(readWhole(to) == content.substr(299990) + content.substr(99000));
     EXPECT_EQ(orvkit::platform::tell(source.get()), 0);
     EXPECT_EQ(copyRange(-1, 0, source.get(), 1), -1);
+}
+
+TEST(PlatformFile, AFolderIsLockedByManyOrByOneAlone) {
+    const TempDir dir;
+    const std::string folder = dir / "";
+    const auto lock = [&](FolderUse use) { return lockFolder(folder.c_str(), use); };
+    {
+        const FileHandle one = lock(FolderUse::shared), other = lock(FolderUse::shared);
+        EXPECT_TRUE(one && other);
+        EXPECT_FALSE(lock(FolderUse::alone));
+        EXPECT_EQ(errno, EWOULDBLOCK);
+    }
+    const FileHandle alone = lock(FolderUse::alone);
+    EXPECT_TRUE(alone);
+    EXPECT_FALSE(lock(FolderUse::shared) || lock(FolderUse::alone));
+    EXPECT_EQ(errno, EWOULDBLOCK);
+    EXPECT_FALSE(lockFolder((dir / "none").c_str(), FolderUse::shared));
+    EXPECT_EQ(errno, ENOENT);
 }
