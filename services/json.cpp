@@ -9,43 +9,13 @@
 
 #include "orvkit/dict.h"
 #include "orvkit/tags.h"
+#include "services/json_writer.h"
 #include "services/paths.h"
 #include "services/print_forms.h"
 #include "services/values.h"
 
 namespace services {
 namespace {
-
-void putString(Output& out, std::string_view utf8) {
-    out << '"';
-    std::size_t from = 0;
-    for (std::size_t i = 0; i < utf8.size(); ++i) {
-        const auto c = static_cast<unsigned char>(utf8[i]);
-        if (c >= 0x20 && c != '"' && c != '\\') continue;
-        out << utf8.substr(from, i - from);
-        from = i + 1;
-        switch (c) {
-            case '"':
-                out << "\\\"";
-                break;
-            case '\\':
-                out << "\\\\";
-                break;
-            case '\n':
-                out << "\\n";
-                break;
-            case '\r':
-                out << "\\r";
-                break;
-            case '\t':
-                out << "\\t";
-                break;
-            default:
-                (out << "\\u").hex(c, 4);
-        }
-    }
-    out << utf8.substr(from) << '"';
-}
 
 void putTag(Output& out, unsigned int tag) {
     out << '"';
@@ -268,10 +238,10 @@ class JsonForm final : public DumpForm {
             personName(text);
         } else if (values_.vr() == VR_DS || values_.vr() == VR_IS) {
             const std::string number = jsonNumber(text);
-            if (number.empty()) return putString(out_, text);
+            if (number.empty()) return putJsonString(out_, text);
             out_ << number;
         } else {
-            putString(out_, text);
+            putJsonString(out_, text);
         }
     }
     void real(double v) {
@@ -293,7 +263,7 @@ class JsonForm final : public DumpForm {
             const std::size_t end = text.find('=');
             if (const std::string_view part = text.substr(0, end); !part.empty()) {
                 out_ << (any ? ", \"" : "\"") << group << "\": ";
-                putString(out_, part);
+                putJsonString(out_, part);
                 any = true;
             }
             if (end == std::string_view::npos) break;

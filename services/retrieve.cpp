@@ -1,12 +1,12 @@
 #include "services/retrieve.h"
 
 #include <cstdio>
-#include <nlohmann/json.hpp>
 
 #include "orvkit/result.h"
 #include "orvkit/tags.h"
 #include "platform/process.h"
 #include "platform/stop.h"
+#include "services/json_writer.h"
 #include "services/network_text.h"
 #include "services/report.h"
 
@@ -102,10 +102,13 @@ void Retrieval::response(DcMsg& response) {
 
 int Retrieval::finish(const std::string& fault) {
     if (options_.json) {
-        nlohmann::ordered_json account = {
-            {"completed", completed_}, {"warning", warned_}, {"failed", failed_}};
-        if (ended_) account["status"] = status_;
-        std::puts(account.dump(2).c_str());
+        Output out;
+        JsonWriter json(out);
+        json.beginObject();
+        json.member("completed", completed_).member("warning", warned_).member("failed", failed_);
+        if (ended_) json.member("status", status_);
+        json.endObject();
+        out << '\n';
     } else {
         std::printf("%d completed, %d with a warning, %d failed\n", completed_, warned_, failed_);
     }

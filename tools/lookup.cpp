@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -12,13 +11,12 @@
 
 #include "orvkit/dict.h"
 #include "services/charset.h"
+#include "services/json_writer.h"
 #include "services/report.h"
 #include "tools/commands.h"
 
 namespace tools {
 namespace {
-
-using nlohmann::ordered_json;
 
 bool isDigit(char c) {
     return std::isdigit(static_cast<unsigned char>(c)) != 0;
@@ -123,95 +121,83 @@ const char* uidTypeText(DICT_UID_TYPE type) {
     }
 }
 
-// Collects what was found, for people or for programs.
+// The tags that stand in the items of a sequence.
+std::vector<unsigned int> itemTags(unsigned int tag) {
+    unsigned int tags[DcDict::maxSqTags] = {};
+    if (Dict.getSqTagList(tag, tags) != 0) return {};
+    return {std::begin(tags), std::find(std::begin(tags), std::end(tags), 0u)};
+}
+
+// What was found, for people or for programs.
 class Findings {
   public:
-    void element(unsigned int tag, const DcDictElemInfo& info) {
-        ordered_json found;
-        found["kind"] = "element";
-        found["tag"] = format("%04X%04X", tag >> 16, tag & 0xFFFF);
-        found["vr"] = DcDict::vrName(info.vr);
-        found["vm"] = vmText(info.vm);
-        found["keyword"] = keyword(info.name);
-        found["name"] = info.name;
-        found["items"] = itemTags(tag);
-        if (found["items"].empty()) found.erase("items");
-        all_.push_back(std::move(found));
-    }
+    void element(unsigned int tag, const DcDictElemInfo& info) { elements_.emplace_back(tag, info); }
+    void uid(const DcDictUidInfo& info) { uids_.push_back(info); }
+    void vr(DICT_VR vr) { vrs_.push_back(vr); }
+    bool empty() const { return elements_.empty() && uids_.empty() && vrs_.empty(); }
 
-    void uid(const DcDictUidInfo& info) {
-        all_.push_back({{"kind", "uid"},
-                        {"uid", info.uid},
-                        {"value", static_cast<int>(info.value)},
-                        {"type", uidTypeText(info.type)},
-                        {"description", info.desc}});
-    }
-
-    void vr(DICT_VR vr) {
-        const DcDictVrFacts facts = DcDict::vrFacts(vr);
-        static constexpr int unitBytes[] = {1, 2, 4, 4, 8, 0};
-        all_.push_back({{"kind", "vr"},
-                        {"vr", DcDict::vrName(vr)},
-                        {"value", static_cast<int>(vr)},
-                        {"maxLength", facts.length},
-                        {"unitBytes", unitBytes[facts.size]}});
-    }
-
-    bool empty() const { return all_.empty(); }
-
-    void print(bool json) const {
-        if (json) {
-            std::puts(all_.dump(2).c_str());
-            return;
+    void print() const {
+        for (const auto& [tag, info] : elements_) {
+            std::printf("(%04X,%04X)  %-2s  %-5s  %s\n", tag >> 16, tag & 0xFFFF, DcDict::vrName(info.vr),
+                        vmText(info.vm).c_str(), info.name);
+            for (unsigned int item : itemTags(tag)) {
+                char name[64];
+                Dict.getDesc(item, name);
+                std::printf("    in its items: (%04X,%04X)  %s\n", item >> 16, item & 0xFFFF, name);
+            }
         }
-        for (const ordered_json& found : all_) printLine(found);
+        for (const DcDictUidInfo& info : uids_) {
+            std::printf("%s  %s  %s\n", info.uid, uidTypeText(info.type), info.desc);
+        }
+        for (DICT_VR vr : vrs_) {
+            const int limit = DcDict::vrFacts(vr).length;
+            std::printf("%s  value representation, %s\n", DcDict::vrName(vr),
+                        limit > 0 ? ("at most " + std::to_string(limit) + " bytes a value").c_str()
+                                  : "no limit of length");
+        }
+    }
+
+    void printJson() const {
+        Output out;
+        JsonWriter json(out);
+        json.beginArray();
+        for (const auto& [tag, info] : elements_) put(json, tag, info);
+        for (const DcDictUidInfo& info : uids_) put(json, info);
+        for (DICT_VR vr : vrs_) put(json, vr);
+        json.endArray();
+        out << '\n';
     }
 
   private:
-    static ordered_json itemTags(unsigned int tag) {
-        unsigned int tags[DcDict::maxSqTags] = {};
-        ordered_json list = ordered_json::array();
-        if (Dict.getSqTagList(tag, tags) != 0) return list;
-        for (unsigned int item : tags) {
-            if (item == 0) break;
-            list.push_back(format("%04X%04X", item >> 16, item & 0xFFFF));
+    static std::string tagDigits(unsigned int tag) { return format("%04X%04X", tag >> 16, tag & 0xFFFF); }
+
+    static void put(JsonWriter& json, unsigned int tag, const DcDictElemInfo& info) {
+        json.beginObject().member("kind", "element").member("tag", tagDigits(tag));
+        json.member("vr", DcDict::vrName(info.vr)).member("vm", vmText(info.vm));
+        json.member("keyword", keyword(info.name)).member("name", info.name);
+        if (const std::vector<unsigned int> items = itemTags(tag); !items.empty()) {
+            json.key("items").beginArray();
+            for (unsigned int item : items) json.value(tagDigits(item));
+            json.endArray();
         }
-        return list;
+        json.endObject();
+    }
+    static void put(JsonWriter& json, const DcDictUidInfo& info) {
+        json.beginObject().member("kind", "uid").member("uid", info.uid);
+        json.member("value", static_cast<int>(info.value)).member("type", uidTypeText(info.type));
+        json.member("description", info.desc).endObject();
+    }
+    static void put(JsonWriter& json, DICT_VR vr) {
+        static constexpr int unitBytes[] = {1, 2, 4, 4, 8, 0};
+        const DcDictVrFacts facts = DcDict::vrFacts(vr);
+        json.beginObject().member("kind", "vr").member("vr", DcDict::vrName(vr));
+        json.member("value", static_cast<int>(vr)).member("maxLength", facts.length);
+        json.member("unitBytes", unitBytes[facts.size]).endObject();
     }
 
-    static std::string text(const ordered_json& found, const char* key) {
-        return found.at(key).get<std::string>();
-    }
-
-    static void printLine(const ordered_json& found) {
-        const std::string kind = text(found, "kind");
-        if (kind == "uid") {
-            std::printf("%s  %s  %s\n", text(found, "uid").c_str(), text(found, "type").c_str(),
-                        text(found, "description").c_str());
-        } else if (kind == "vr") {
-            const int limit = found.at("maxLength").get<int>();
-            std::printf("%s  value representation, %s\n", text(found, "vr").c_str(),
-                        limit > 0 ? ("at most " + std::to_string(limit) + " bytes a value").c_str()
-                                  : "no limit of length");
-        } else {
-            const std::string tag = text(found, "tag");
-            std::printf("(%s,%s)  %-2s  %-5s  %s\n", tag.substr(0, 4).c_str(), tag.substr(4).c_str(),
-                        text(found, "vr").c_str(), text(found, "vm").c_str(), text(found, "name").c_str());
-            if (found.contains("items")) printItems(found.at("items"));
-        }
-    }
-
-    static void printItems(const ordered_json& items) {
-        for (const ordered_json& item : items) {
-            const std::string tag = item.get<std::string>();
-            char name[64];
-            Dict.getDesc(static_cast<unsigned int>(std::strtoul(tag.c_str(), nullptr, 16)), name);
-            std::printf("    in its items: (%s,%s)  %s\n", tag.substr(0, 4).c_str(), tag.substr(4).c_str(),
-                        name);
-        }
-    }
-
-    ordered_json all_ = ordered_json::array();
+    std::vector<std::pair<unsigned int, DcDictElemInfo>> elements_;
+    std::vector<DcDictUidInfo> uids_;
+    std::vector<DICT_VR> vrs_;
 };
 
 template <typename Visit>
@@ -261,11 +247,13 @@ int runLookup(const std::string& query, bool json) {
     }
     if (findings.empty()) {
         complain("nothing is known of '%s'", withEscapes(query).c_str());
-        if (json) findings.print(true);
-        return EXIT_FAILED;
     }
-    findings.print(json);
-    return EXIT_OK;
+    if (json) {
+        findings.printJson();
+    } else {
+        findings.print();
+    }
+    return findings.empty() ? EXIT_FAILED : EXIT_OK;
 }
 
 }  // namespace
