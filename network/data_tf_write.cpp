@@ -18,6 +18,7 @@
 #include "network/connection.h"
 #include "network/pdu_access.h"
 #include "network/pdu_dump.h"
+#include "network/store_request.h"
 #include "orvkit/datatf.h"
 #include "orvkit/file.h"
 #include "orvkit/util.h"

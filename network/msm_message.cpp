@@ -11,6 +11,7 @@
 #include "network/msm_own.h"
 #include "network/pdu_access.h"
 #include "network/reception.h"
+#include "network/store_request.h"
 #include "orvkit/file.h"
 #include "orvkit/util.h"
 #include "platform/socket.h"
@@ -130,13 +131,9 @@ int DcMsm::sendMessage(const char* path) {
         return fail(result, LOG_ERROR, reporter, "failed to read file meta info for %s", path);
     }
     DcCmdCStoreRq request;
-    (void)request.add(new DcElem(T_0006_0007_fileReference, name.c_str()));
-    // A text drops blanks at its ends, and what is behind its length: another file may have that name.
-    char kept[orvkit::kPathLength + 1] = "";
-    (void)request.getValue(T_0006_0007_fileReference, kept, int{orvkit::kPathLength});
-    if (name != kept) return fail(DIR_OPEN, LOG_ERROR, reporter, "%s cannot be referred to", path);
-    (void)request.add(new DcElem(T_0000_1000_affectedSopInstanceUid, meta.sopInstanceUid));
-    (void)request.add(new DcElem(T_0000_0002_affectedSopClassUid, meta.sopClassUid));
+    if (!orvkit::fillStoreRequest(request, name.c_str(), meta.sopClassUid, meta.sopInstanceUid)) {
+        return fail(DIR_OPEN, LOG_ERROR, reporter, "%s cannot be referred to", path);
+    }
     return write(meta.sopClassUid, &request, meta.transferSyntax);
 }
 

@@ -11,8 +11,6 @@
 
 namespace orvkit {
 
-inline constexpr int kPathLength = 1024;  // of a file reference, at most
-
 enum class AssoFault : unsigned char;
 
 // Decides on values while their PDU is arriving: which are refused, and which are taken as they come, so that

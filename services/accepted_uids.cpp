@@ -48,39 +48,41 @@ struct SopClass {
     const char* uid;
     const char* name;
 };
-// Of later editions (PS3.4 B.5), below 1.2.840.10008.5.1.4.1.1.
+// Of later editions (PS3.4 B.5), below 1.2.840.10008.5.1.4.
 constexpr SopClass laterClasses[] = {
-    {"2.2", "Legacy Converted Enhanced CT Image Storage"},
-    {"4.3", "Enhanced MR Color Image Storage"},
-    {"4.4", "Legacy Converted Enhanced MR Image Storage"},
-    {"6.2", "Enhanced US Volume Storage"},
-    {"11.5", "XA/XRF Grayscale Softcopy Presentation State Storage"},
-    {"11.8", "Advanced Blending Presentation State Storage"},
-    {"13.1.3", "Breast Tomosynthesis Image Storage"},
-    {"13.1.4", "Breast Projection X-Ray Image Storage - For Presentation"},
-    {"14.1", "Intravascular OCT Image Storage - For Presentation"},
-    {"30", "Parametric Map Storage"},
-    {"66.5", "Surface Segmentation Storage"},
-    {"66.6", "Tractography Results Storage"},
-    {"66.7", "Label Map Segmentation Storage"},
-    {"77.1.5.7", "Ophthalmic OCT En Face Image Storage"},
-    {"77.1.5.8", "Ophthalmic OCT B-scan Volume Analysis Storage"},
-    {"77.1.6", "VL Whole Slide Microscopy Image Storage"},
-    {"77.1.7", "Dermoscopic Photography Image Storage"},
-    {"78.7", "Ophthalmic Axial Measurements Storage"},
-    {"80.1", "Ophthalmic Visual Field Static Perimetry Storage"},
-    {"81.1", "Ophthalmic Thickness Map Storage"},
-    {"88.34", "Comprehensive 3D SR Storage"},
-    {"88.35", "Extensible SR Storage"},
-    {"88.68", "Radiopharmaceutical Radiation Dose SR Storage"},
-    {"88.71", "Acquisition Context SR Storage"},
-    {"91.1", "Microscopy Bulk Simple Annotations Storage"},
-    {"104.3", "Encapsulated STL Storage"},
-    {"104.4", "Encapsulated OBJ Storage"},
-    {"128.1", "Legacy Converted Enhanced PET Image Storage"},
-    {"130", "Enhanced PET Image Storage"},
+    {"1.1.2.2", "Legacy Converted Enhanced CT Image Storage"},
+    {"1.1.4.3", "Enhanced MR Color Image Storage"},
+    {"1.1.4.4", "Legacy Converted Enhanced MR Image Storage"},
+    {"1.1.6.2", "Enhanced US Volume Storage"},
+    {"1.1.11.5", "XA/XRF Grayscale Softcopy Presentation State Storage"},
+    {"1.1.11.8", "Advanced Blending Presentation State Storage"},
+    {"1.1.13.1.3", "Breast Tomosynthesis Image Storage"},
+    {"1.1.13.1.4", "Breast Projection X-Ray Image Storage - For Presentation"},
+    {"1.1.14.1", "Intravascular OCT Image Storage - For Presentation"},
+    {"1.1.30", "Parametric Map Storage"},
+    {"1.1.66.5", "Surface Segmentation Storage"},
+    {"1.1.66.6", "Tractography Results Storage"},
+    {"1.1.66.7", "Label Map Segmentation Storage"},
+    {"1.1.77.1.5.7", "Ophthalmic OCT En Face Image Storage"},
+    {"1.1.77.1.5.8", "Ophthalmic OCT B-scan Volume Analysis Storage"},
+    {"1.1.77.1.6", "VL Whole Slide Microscopy Image Storage"},
+    {"1.1.77.1.7", "Dermoscopic Photography Image Storage"},
+    {"1.1.78.7", "Ophthalmic Axial Measurements Storage"},
+    {"1.1.80.1", "Ophthalmic Visual Field Static Perimetry Storage"},
+    {"1.1.81.1", "Ophthalmic Thickness Map Storage"},
+    {"1.1.88.34", "Comprehensive 3D SR Storage"},
+    {"1.1.88.35", "Extensible SR Storage"},
+    {"1.1.88.68", "Radiopharmaceutical Radiation Dose SR Storage"},
+    {"1.1.88.71", "Acquisition Context SR Storage"},
+    {"1.1.91.1", "Microscopy Bulk Simple Annotations Storage"},
+    {"1.1.104.3", "Encapsulated STL Storage"},
+    {"1.1.104.4", "Encapsulated OBJ Storage"},
+    {"1.1.128.1", "Legacy Converted Enhanced PET Image Storage"},
+    {"1.1.130", "Enhanced PET Image Storage"},
+    {"39.1", "Color Palette Storage"},
 };
 
+constexpr std::string_view laterRoot = "1.2.840.10008.5.1.4.";
 constexpr std::string_view storageRoot = "1.2.840.10008.5.1.4.1.1.";
 
 // The dictionary's number for a UID, which is added when it is new; UID_NONE when there is no room.
@@ -109,7 +111,7 @@ std::vector<DcMsmSopXferSyn> storageSupport() {
         if (value != UID_NONE) entry.xferSyn[count++] = value;
     }
     for (const SopClass& later : laterClasses) {
-        (void)numberOf((std::string(storageRoot) + later.uid).c_str(), later.name, UID_TYPE_SOP);
+        (void)numberOf((std::string(laterRoot) + later.uid).c_str(), later.name, UID_TYPE_SOP);
     }
     entry.sopClass = UID_VERIFICATION;
     std::vector<DcMsmSopXferSyn> list{entry};

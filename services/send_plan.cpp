@@ -1,17 +1,12 @@
 #include "services/send_plan.h"
 
-#include <cstdio>
 #include <filesystem>
 #include <map>
-#include <memory>
 #include <system_error>
 
-#include "orvkit/dict.h"
-#include "orvkit/file.h"
 #include "orvkit/result.h"
-#include "orvkit/tags.h"
-#include "platform/file.h"
 #include "services/association.h"
+#include "services/file_identity.h"
 #include "services/folder.h"
 #include "services/paths.h"
 #include "services/report.h"
@@ -20,30 +15,6 @@ namespace services {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr unsigned int kPreamble = 132;  // with "DICM"
-
-// A UID of the file meta information, added to the dictionary when that does not know it.
-DICT_UID known(DcElemList& meta, unsigned int tag, DICT_UID_TYPE type) {
-    char uid[65] = "";
-    DICT_UID value = UID_NONE;
-    if (meta.getValue(tag, uid, 64) != RESULT_OK || uid[0] == '\0') return UID_NONE;
-    if (Dict.getUidDef(uid, value) == RESULT_OK) return value;
-    return Dict.add(uid, nullptr, &value, type) == RESULT_OK ? value : UID_NONE;
-}
-
-// For a file with a UID that the dictionary does not know: its meta information is read once more, as text.
-void readUnknownUids(OutgoingFile& file, unsigned int end) {
-    std::unique_ptr<std::FILE, int (*)(std::FILE*)> in(orvkit::platform::openStream(file.path.c_str(), "rb"),
-                                                       &std::fclose);
-    std::vector<unsigned char> bytes(end);
-    if (in == nullptr || end <= kPreamble || std::fread(bytes.data(), 1, end, in.get()) != end) return;
-    DcElemList meta;
-    unsigned int length = end - kPreamble;
-    (void)meta.decode(bytes.data() + kPreamble, length, UID_LITTLE_ENDIAN_EXPLICIT);
-    file.sopClass = known(meta, T_0002_0002_mediaStorageSopClassUid, UID_TYPE_SOP);
-    file.xferSyn = known(meta, T_0002_0010_transferSyntaxUid, UID_TYPE_XFER_SYN);
-}
 
 class Planner {
   public:
@@ -62,29 +33,26 @@ class Planner {
 
   private:
     void file(const std::string& path, bool fromFolder) {
-        OutgoingFile file;
-        file.path = path;
-        DcDirMetaInfo meta;
-        unsigned int end = 0;
-        const int result = dirReadFileMetaInfo(path.c_str(), meta, end);
-        if (result != RESULT_OK) return fault(path, resultText(result));
-        file.sopClass = meta.sopClassUid;
-        file.xferSyn = meta.transferSyntax;
-        if (file.sopClass == UID_NONE || file.xferSyn == UID_NONE) readUnknownUids(file, end);
-        if (file.sopClass == UID_MEDIA_STORAGE_DIR_STORAGE) {
+        FileIdentity object;
+        if (const int result = readIdentity(path, object, true); result != RESULT_OK) {
+            return fault(path, resultText(result));
+        }
+        if (object.sopClass == UID_MEDIA_STORAGE_DIR_STORAGE) {
             if (!fromFolder) fault(path, "a DICOMDIR is not sent: its records name files by their place");
             return;
         }
-        if (file.sopClass == UID_NONE || meta.sopInstanceUid[0] == '\0') {
-            return fault(path, "the header names no usable SOP class and instance");
+        if (object.xferSyn == UID_NONE) return fault(path, "the header names no usable transfer syntax");
+        if (object.sopClass == UID_NONE || object.instance.empty()) {
+            return fault(path, "neither its data set nor its header names a usable SOP class and instance");
         }
-        if (file.xferSyn == UID_NONE) return fault(path, "the header names no usable transfer syntax");
-        std::error_code error;
-        const std::uintmax_t size = fs::file_size(pathOf(path), error);
-        if (error) return fault(path, error.message());
-        if (size <= end) return fault(path, "no data set follows its header");
-        file.size = size;
-        plan_.bytes += size;
+        if (object.size <= object.begin) return fault(path, "no data set follows its header");
+        if (!object.difference.empty()) plan_.notes.emplace_back(path, object.difference);
+        OutgoingFile file;
+        file.path = path;
+        file.sopClass = object.sopClass;
+        file.xferSyn = object.xferSyn;
+        file.size = object.size;
+        plan_.bytes += file.size;
         ++plan_.files;
         groupFor(file).files.push_back(std::move(file));
     }

@@ -28,12 +28,13 @@ struct SendGroup {
 struct SendPlan {
     std::vector<SendGroup> groups;
     std::vector<std::pair<std::string, std::string>> faults;  // paths that cannot be sent, and why
+    std::vector<std::pair<std::string, std::string>> notes;   // paths that are, and what is odd about them
     std::size_t files = 0;
     unsigned long long bytes = 0;
 };
 
-// Reads the headers of files, and of those below directories; SOP classes and transfer syntaxes that the
-// dictionary does not know are added to it. A DICOMDIR in a directory is passed over.
+// Reads the beginnings of files, and of those below directories (readIdentity); SOP classes and transfer
+// syntaxes that the dictionary does not know are added to it. A DICOMDIR in a directory is passed over.
 SendPlan planSend(const std::vector<std::string>& paths);
 
 }  // namespace services

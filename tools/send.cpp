@@ -3,21 +3,18 @@
 #include <chrono>
 #include <cstdio>
 #include <deque>
-#include <filesystem>
 #include <memory>
 #include <mutex>
 #include <system_error>
 #include <thread>
 
-#include "orvkit/cmd.h"
-#include "orvkit/file.h"
+#include "network/store_request.h"
 #include "orvkit/result.h"
-#include "orvkit/tags.h"
 #include "platform/process.h"
 #include "services/association.h"
 #include "services/charset.h"
+#include "services/file_identity.h"
 #include "services/network_text.h"
-#include "services/paths.h"
 #include "services/progress.h"
 #include "services/report.h"
 #include "services/send_plan.h"
@@ -34,12 +31,6 @@ struct SendOptions : PeerOptions {
     int retry = 0;
 };
 
-// Whether the request has kept the path as it is: the element is a text (PS3.5 6.2, ST).
-bool refersTo(DcCmdCStoreRq& request, const std::string& path) {
-    char kept[1025] = "";
-    return request.getValue(T_0006_0007_fileReference, kept, sizeof kept - 1) == RESULT_OK && path == kept;
-}
-
 // What all workers share; safe to use from any of them.
 class Report {
   public:
@@ -54,6 +45,13 @@ class Report {
     void warn(const OutgoingFile& file, const std::string& text) {
         const std::lock_guard<std::mutex> lock(mutex_);
         tell(file.path, text);
+    }
+    // The first of them: of files that were made anonymous there may be thousands.
+    void note(const std::vector<std::pair<std::string, std::string>>& notes) {
+        constexpr std::size_t kMost = 5;
+        for (std::size_t i = 0; i < std::min(notes.size(), kMost); ++i) tell(notes[i].first, notes[i].second);
+        if (notes.size() > kMost)
+            complain("%zu more files differ from their headers so", notes.size() - kMost);
     }
     void failed(const std::string& path, const std::string& why) {
         const std::lock_guard<std::mutex> lock(mutex_);
@@ -168,26 +166,20 @@ class GroupSender {
                          describeUid(file.xferSyn);
             return Sent::refused;
         }
-        DcCmdCStoreRq request;
-        (void)request.add(new DcElem(T_0006_0007_fileReference, file.path.c_str()));
-        if (!refersTo(request, file.path)) {
-            file.fault = "its path has more than 1024 characters, or begins or ends with blanks";
-            return Sent::refused;
-        }
-        std::error_code error;
-        const bool sameSize = std::filesystem::file_size(pathOf(file.path), error) == file.size;
-        DcDirMetaInfo meta;
-        unsigned int end = 0;
-        if (const int result = dirReadFileMetaInfo(file.path.c_str(), meta, end); result != RESULT_OK) {
+        FileIdentity object;
+        if (const int result = readIdentity(file.path, object, false); result != RESULT_OK) {
             file.fault = resultText(result);
             return Sent::refused;
         }
-        if (meta.sopClassUid != file.sopClass || meta.transferSyntax != file.xferSyn || !sameSize) {
+        if (object.sopClass != file.sopClass || object.xferSyn != file.xferSyn || object.size != file.size) {
             file.fault = "it has become another object since its header was read";
             return Sent::refused;
         }
-        (void)request.add(new DcElem(T_0000_1000_affectedSopInstanceUid, meta.sopInstanceUid));
-        (void)request.add(new DcElem(T_0000_0002_affectedSopClassUid, file.sopClass));
+        DcCmdCStoreRq request;
+        if (!orvkit::fillStoreRequest(request, file.path.c_str(), object.sopClass, object.instance.c_str())) {
+            file.fault = "its path has more than 1024 characters, or begins or ends with blanks";
+            return Sent::refused;
+        }
         if (!association.send(request, file.sopClass, file.xferSyn)) {
             file.fault = association.fault();
             return association.isOpen() ? Sent::refused : Sent::lost;
@@ -223,6 +215,7 @@ int runSend(const SendOptions& options) {
     const Clock::time_point begun = Clock::now();
     Report report(plan.files);
     for (const auto& [path, why] : plan.faults) report.failed(path, why);
+    report.note(plan.notes);
     for (SendGroup& group : plan.groups) GroupSender(options, group, report).run();
     return report.finish(begun);
 }

@@ -1,8 +1,10 @@
 // The command as a user of network services, against independent programs and against peers of our own.
 #include <chrono>
+#include <map>
 #include <thread>
 
 #include "orvkit/result.h"
+#include "tests/media/sample_files.h"
 #include "tests/network/pair.h"
 #include "tests/support/elem_values.h"
 #include "tests/tools/command.h"
@@ -79,6 +81,38 @@ TEST_F(NetworkCommandTest, SendTellsWhyEachFileFailed) {
     EXPECT_TRUE(holds(outcome.err, "orvkit: missing: cannot be examined\n"));
     EXPECT_TRUE(holds(outcome.err, "orvkit: s/rle: the peer does not support the transfer syntax: "));
     EXPECT_EQ(names("in").size(), 2u);
+}
+
+// Many real files carry the header of the object that they were made from, or half of one.
+TEST_F(NetworkCommandTest, EverySoundSampleWithAHeaderReachesServe) {
+    if (samplesDirectory() == nullptr) GTEST_SKIP() << "no samples";
+    const std::map<std::string, std::string> others = {
+        {"charset/empty_charset.dcm",
+         "neither its data set nor its header names a usable SOP class and instance"},
+        {"sequences/nested_private_sq_implicit.dcm",
+         "neither its data set nor its header names a usable SOP"},
+        {"deflated/sq_dfl.dcm",
+         "the peer does not support the SOP class: 2.25.152752519834663263826301420581341"},
+    };
+    std::ofstream list(dir / "list");
+    std::size_t sound = 0;
+    for (const Sample& sample : allSamples()) {
+        const std::string head = contentOf(samplePath(sample.path)).substr(0, 132);
+        const bool isDirectory =
+            sample.path.find("DICOMDIR") != std::string::npos || sample.path.starts_with("dicomdir/variants");
+        if (sample.isMalformed() || isDirectory || !head.ends_with("DICM")) continue;
+        list << samplePath(sample.path) << '\n';
+        ++sound;
+    }
+    list.close();
+    const Outcome outcome = net("mkdir in; start $P " ORVKIT_COMMAND
+                                " serve --no-sync --port $P in\n"
+                                "xargs -a list -d '\\n' " ORVKIT_COMMAND " send 127.0.0.1 $P");
+    EXPECT_TRUE(holds(outcome.out, std::to_string(sound - others.size()) + " sent")) << outcome.err;
+    for (const auto& [path, why] : others) EXPECT_TRUE(holds(outcome.err, path + ": " + why));
+    EXPECT_TRUE(
+        holds(outcome.err, "rt/rtplan.dcm: the SOP instance is 1.2.999.999.99.9.9999.9999.20030903150023"));
+    EXPECT_TRUE(fs::exists(dir / "in/1.2.777.777.77.7.7777.7777.20030903150023.dcm"));
 }
 
 TEST_F(NetworkCommandTest, SendGoesOnAfterALostAssociationWhenAskedTo) {

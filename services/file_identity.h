@@ -1,0 +1,30 @@
+// What object a Part 10 file holds: its SOP class, instance and transfer syntax, from the first bytes.
+#ifndef ORVKIT_SERVICES_FILE_IDENTITY_H
+#define ORVKIT_SERVICES_FILE_IDENTITY_H
+
+#include <cstdint>
+#include <string>
+
+#include "orvkit/uids.h"
+
+namespace services {
+
+struct FileIdentity {
+    // Class and instance are those of the data set, which is what a receiver gets; where it names none, or
+    // cannot be read (deflated), those of the header. UID_NONE and "" when neither names one that is usable.
+    DICT_UID sopClass = UID_NONE;
+    std::string instance;
+    DICT_UID xferSyn = UID_NONE;
+    std::uint64_t size = 0;   // of the file, in bytes
+    std::uint64_t begin = 0;  // of the data set, in the file
+    std::string difference;   // what the header names otherwise, in words; "" when nothing
+};
+
+// One read of 4 KiB, and a second one only where the header, or what stands in front of the instance, is
+// longer; Pixel Data is not read. 0, or the code of dirReadFileMetaInfo. With `learn`, UIDs that the
+// dictionary does not know are added to it, which must be no other thread's then (dict.h).
+int readIdentity(const std::string& path, FileIdentity& identity, bool learn);
+
+}  // namespace services
+
+#endif
