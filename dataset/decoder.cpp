@@ -5,7 +5,7 @@
 
 #include "dataset/elem_access.h"
 #include "dataset/elemlist_access.h"
-#include "dataset/raw_walker.h"
+#include "encoding/walk.h"
 #include "foundation/fail.h"
 #include "orvkit/result.h"
 
@@ -13,8 +13,8 @@ namespace orvkit {
 namespace {
 
 constexpr unsigned int kNoTag = 0xFFFFFFFF;
-constexpr std::size_t kShortHeader = 8;
-constexpr std::size_t kLongHeader = 12;
+// Where elements belong, whatever stands there is read as one.
+constexpr HeaderRules kRules{.itemsAreElements = true};
 constexpr const char* kListReporter = "processElemListDM";
 constexpr const char* kSequenceReporter = "processSqValueDM";
 
@@ -28,30 +28,13 @@ struct FaultHook {
 };
 thread_local FaultHook faultHook;
 
-bool hasLongHeader(DICT_VR vr) {
-    return vr == VR_OB || vr == VR_OF || vr == VR_OW || vr == VR_SQ || vr == VR_UT || vr == VR_UN;
-}
-
 }  // namespace
 
 BlockDecoder::BlockDecoder(std::span<const unsigned char> stream, DICT_UID xferSyn)
     : bytes_(stream),
       xferSyn_(xferSyn),
-      streamMode_(xferSyn == UID_LITTLE_ENDIAN_IMPLICIT ? Mode::implicitLittle
-                  : xferSyn == UID_BIG_ENDIAN_EXPLICIT  ? Mode::explicitBig
-                                                        : Mode::explicitLittle),
+      streamMode_(Mode::of(xferSyn)),
       mayWaste_(kWasteFree + kWasteFactor * stream.size()) {}
-
-unsigned int BlockDecoder::loadTag(std::size_t at, ByteOrder order) const {
-    const unsigned char* p = bytes_.data() + at;
-    return (static_cast<unsigned int>(loadAt<std::uint16_t>(p, order)) << 16) |
-           loadAt<std::uint16_t>(p + 2, order);
-}
-
-// A delimitation is its tag and a length of zero; the caller has made sure of 8 bytes.
-bool BlockDecoder::isDelimitation(std::size_t at, unsigned int tag, ByteOrder order) const {
-    return loadTag(at, order) == tag && loadAt<std::uint32_t>(bytes_.data() + at + 4, order) == 0;
-}
 
 int BlockDecoder::run(DcElemList& list) {
     content_ = {&list, bytes_.size(), kNoTag, streamMode_, false};
@@ -85,30 +68,18 @@ BlockDecoder::Step BlockDecoder::stepContent() {
         }
         return Step::contentEnds;
     }
-    if (!levels_.empty() && isDelimitation(pos_, kTagItemDelimitation, orderOf(content_.mode))) {
+    if (!levels_.empty() && isDelimitation(ahead(), content_.mode.order, kTagItemDelimitation)) {
         pos_ += kShortHeader;
         return Step::contentEnds;
     }
-    Header h{};
-    const Step step = readHeader(h);
+    Found h;
+    const Step step = readHead(h);
     return step == Step::next ? readValue(h) : step;
 }
 
-BlockDecoder::Step BlockDecoder::readHeader(Header& h) {
+BlockDecoder::Step BlockDecoder::readHead(Found& h) {
     h.at = pos_;
-    h.mode = content_.mode;
-    h.tag = loadTag(pos_, ByteOrder::little);
-    // The little endian reading decides about the groups with a syntax of their own, in big endian streams
-    // too: kept for callers that rely on it.
-    const unsigned int group = h.tag >> 16;
-    if (group == 0x0000) {
-        h.mode = Mode::implicitLittle;
-    } else if (group == 0x0002 || group == 0x0004) {
-        h.mode = Mode::explicitLittle;
-    }
-    const ByteOrder order = orderOf(h.mode);
-    if (order == ByteOrder::big) h.tag = loadTag(pos_, order);
-
+    const bool whole = readHeader(ahead(), content_.mode, kRules, h);
     const unsigned int last = content_.lastTag;
     if (last != kNoTag && last >= h.tag && (h.tag == 0 || !Dict.facts(h.tag).known)) {
         logReport(LOG_ERROR, kListReporter, "Elements out of order, last - 0x%08x, this - 0x%08x", last,
@@ -119,47 +90,23 @@ BlockDecoder::Step BlockDecoder::readHeader(Header& h) {
     }
     content_.lastTag = h.tag;
 
-    if (h.mode != Mode::implicitLittle) return readExplicitVr(h) ? Step::next : Step::contentEnds;
-
-    const DcDictFacts facts = Dict.facts(h.tag);
-    h.vr = facts.vr;
-    if (!facts.known) {
-        const bool item = left() > kLongHeader && loadTag(pos_ + kShortHeader, ByteOrder::little) == kTagItem;
+    if (h.mode.explicitVr && h.from == Header::VrFrom::dictionary) {
+        char name[64];
+        (void)Dict.getDesc(h.tag, name);
+        logReport(LOG_VALIDATION, kListReporter, "Invalid VR for %s, substituted VR from Dictionary", name);
+        tellFault(RESULT_OK, h.tag, h.at);
+    }
+    if (!whole) return Step::contentEnds;
+    if (!h.mode.explicitVr && h.from == Header::VrFrom::nowhere) {
+        const bool item = left() > kLongHeader &&
+                          loadTag(bytes_.data() + pos_ + kShortHeader, ByteOrder::little) == kTagItem;
         h.vr = item ? VR_SQ : VR_UN;
     }
-    h.length = loadAt<std::uint32_t>(bytes_.data() + pos_ + 4, ByteOrder::little);
-    pos_ += kShortHeader;
+    pos_ += h.size;
     return Step::next;
 }
 
-// false where the bytes that remain hold no whole header.
-bool BlockDecoder::readExplicitVr(Header& h) {
-    const unsigned char* p = bytes_.data() + pos_;
-    h.vr = DcDict::vrOfCode(static_cast<char>(p[4]), static_cast<char>(p[5]));
-    bool longHeader = hasLongHeader(h.vr);
-    if (h.vr == 0) {
-        const DcDictFacts facts = Dict.facts(h.tag);
-        // Letters that no table knows on a tag that no table knows are of a later edition of the standard,
-        // where every new VR has a 32-bit length (PS3.5 7.1.2).
-        h.vr = facts.known ? facts.vr : VR_UN;
-        longHeader = hasLongHeader(h.vr) || h.vr == VR_OX;
-        if (facts.known) {
-            char name[64];
-            (void)Dict.getDesc(h.tag, name);
-            logReport(LOG_VALIDATION, kListReporter, "Invalid VR for %s, substituted VR from Dictionary",
-                      name);
-            tellFault(RESULT_OK, h.tag, h.at);
-        }
-    }
-    const std::size_t size = longHeader ? kLongHeader : kShortHeader;
-    if (left() < size) return false;
-    const ByteOrder order = orderOf(h.mode);
-    h.length = longHeader ? loadAt<std::uint32_t>(p + 8, order) : loadAt<std::uint16_t>(p + 6, order);
-    pos_ += size;
-    return true;
-}
-
-BlockDecoder::Step BlockDecoder::readValue(const Header& h) {
+BlockDecoder::Step BlockDecoder::readValue(const Found& h) {
     if (h.length != kLengthUndefined && h.length > left()) {
         logReport(LOG_ERROR, kListReporter,
                   "valueLen (0x%08x) exceeds the remaining buffer len (0x%08x) at offset 0x%zx", h.length,
@@ -177,30 +124,28 @@ BlockDecoder::Step BlockDecoder::readValue(const Header& h) {
 // The length of a value up to and with its Sequence Delimitation. The search is naive on purpose: it does not
 // step over items. Only the value of an UN element is first walked as what it is, a sequence in implicit
 // encoding (PS3.5 6.2.2).
-std::size_t BlockDecoder::measureUndefined(const Header& h) {
+std::size_t BlockDecoder::measureUndefined(const Found& h) {
     if (h.vr == VR_UN && wasted_ <= mayWaste_) {
         SpanSource source(bytes_);
-        RawWalker walker(
-            source, h.at, content_.end,
-            h.mode == Mode::implicitLittle ? RawMode::implicitLittle() : RawMode{true, orderOf(h.mode)});
-        RawHeader raw;
+        Walker walker(source, h.at, content_.end, h.mode);
+        WalkHeader raw;
         // The walker has items and delimitations for what they are, where an element was read here.
-        const bool same =
-            walker.peek(raw) == RawStep::element && raw.valueOffset == pos_ && raw.length == kLengthUndefined;
+        const bool same = walker.peek(raw) == WalkStep::element && raw.valueOffset == pos_ &&
+                          raw.length == kLengthUndefined;
         if (same && walker.skip(raw)) return static_cast<std::size_t>(walker.position()) - pos_;
-        if (walker.fault() == RawFault::terminatorMissing) {
+        if (walker.fault() == WalkFault::terminatorMissing) {
             wasted_ += left();  // it was searched for to the end
         } else if (walker.faultOffset() > pos_) {
             wasted_ += walker.faultOffset() - pos_;
         }
     }
-    const std::size_t found = findSequenceDelimitation(bytes_.subspan(pos_, left()), orderOf(h.mode));
+    const std::size_t found = findSequenceDelimitation(ahead(), h.mode.order);
     if (found != kNotFound) return found + kDelimitationSize;
     tellFault(UTIL_NO_TERMINATOR, h.tag, h.at, "Sequence Delimitation missing");
     return left() < kDelimitationSize ? left() : left() - (kDelimitationSize - 1);
 }
 
-BlockDecoder::Step BlockDecoder::takeValue(const Header& h, std::size_t valueLength, std::size_t advance) {
+BlockDecoder::Step BlockDecoder::takeValue(const Found& h, std::size_t valueLength, std::size_t advance) {
     auto* e = new DcElem(h.tag, nullptr, 0, UID_NONE, h.vr, 0);
     (void)content_.list->add(e);
     parseInto(e, h, valueLength);
@@ -210,10 +155,10 @@ BlockDecoder::Step BlockDecoder::takeValue(const Header& h, std::size_t valueLen
 
 // Values are read with the syntax of their header. Raw values that are not encapsulated are plain little
 // endian bytes in an encapsulated stream.
-void BlockDecoder::parseInto(DcElem* e, const Header& h, std::size_t length) {
+void BlockDecoder::parseInto(DcElem* e, const Found& h, std::size_t length) {
     DICT_UID xferSyn = xferSyn_;
     if (h.mode != streamMode_) {
-        xferSyn = h.mode == Mode::implicitLittle ? UID_LITTLE_ENDIAN_IMPLICIT : UID_LITTLE_ENDIAN_EXPLICIT;
+        xferSyn = !h.mode.explicitVr ? UID_LITTLE_ENDIAN_IMPLICIT : UID_LITTLE_ENDIAN_EXPLICIT;
     } else if (h.length != kLengthUndefined && !isUncompressed(xferSyn) && isRawVr(h.vr) && h.vr != VR_UT) {
         xferSyn = UID_LITTLE_ENDIAN_EXPLICIT;
     }
@@ -230,7 +175,7 @@ void BlockDecoder::parseInto(DcElem* e, const Header& h, std::size_t length) {
 
 // ---- sequences --------------------------------------------------------------------------------------------
 
-BlockDecoder::Step BlockDecoder::openSequence(const Header& h) {
+BlockDecoder::Step BlockDecoder::openSequence(const Found& h) {
     if (levels_.size() >= static_cast<std::size_t>(ELEM_MAX_NESTING)) {
         logReport(LOG_ERROR, kListReporter, "Sequences nested deeper than %d levels at offset 0x%zx",
                   ELEM_MAX_NESTING, pos_);
@@ -258,7 +203,7 @@ BlockDecoder::Step BlockDecoder::openSequence(const Header& h) {
 BlockDecoder::Step BlockDecoder::stepSequence() {
     Level& level = levels_.back();
     content_.end = level.end;
-    const ByteOrder order = orderOf(level.mode);
+    const ByteOrder order = level.mode.order;
     if (left() < kShortHeader) {
         if (level.undefined) {
             tellFault(UTIL_NO_TERMINATOR, ElemAccess::tag(*level.sq), level.valueAt,
@@ -267,12 +212,12 @@ BlockDecoder::Step BlockDecoder::stepSequence() {
         closeSequence();
         return Step::next;
     }
-    if (isDelimitation(pos_, kTagSequenceDelimitation, order)) {
+    if (isDelimitation(ahead(), order, kTagSequenceDelimitation)) {
         pos_ += kShortHeader;
         closeSequence();
         return Step::next;
     }
-    const unsigned int tag = loadTag(pos_, order);
+    const unsigned int tag = loadTag(bytes_.data() + pos_, order);
     if (tag != kTagItem) {
         logReport(LOG_NOTICE, kSequenceReporter,
                   "Invalid tag 0x%04x, expecting Sequence Item at offset 0x%zx", tag, pos_);
@@ -335,11 +280,11 @@ bool BlockDecoder::recover() {
     content_ = level.outer;
     inItems_ = false;
     pos_ = level.valueAt;
-    Header h{};
+    Found h;
     h.tag = ElemAccess::tag(*level.sq);
     h.vr = VR_UN;
     h.mode = level.mode;
-    h.at = level.valueAt - (level.mode == Mode::implicitLittle ? kShortHeader : kLongHeader);
+    h.at = level.valueAt - (level.mode.explicitVr ? kLongHeader : kShortHeader);
     h.length = level.undefined ? kLengthUndefined : static_cast<unsigned int>(level.end - level.valueAt);
     (void)content_.list->subtract(level.sq);
     delete level.sq;

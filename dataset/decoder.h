@@ -11,7 +11,7 @@
 #include <unordered_set>
 #include <vector>
 
-#include "foundation/bytes.h"
+#include "encoding/header.h"
 #include "orvkit/elemlist.h"
 #include "orvkit/sequence.h"
 
@@ -25,9 +25,6 @@ class BlockDecoder {
     std::size_t position() const { return pos_; }
 
   private:
-    // How the headers of an element list are encoded.
-    enum class Mode : unsigned char { implicitLittle, explicitLittle, explicitBig };
-
     // Elements being read into a data set: the stream's own, or those of an item.
     struct Content {
         DcElemList* list;
@@ -46,33 +43,24 @@ class BlockDecoder {
         int item;  // number of the item being read, from 1
         Content outer;
     };
-    struct Header {
-        unsigned int tag;
-        DICT_VR vr;
-        unsigned int length;
-        Mode mode;
-        std::size_t at;
+    struct Found : Header {
+        std::size_t at = 0;
     };
     enum class Step { next, contentEnds, failed };
 
-    static ByteOrder orderOf(Mode mode) {
-        return mode == Mode::explicitBig ? ByteOrder::big : ByteOrder::little;
-    }
-    unsigned int loadTag(std::size_t at, ByteOrder order) const;
-    bool isDelimitation(std::size_t at, unsigned int tag, ByteOrder order) const;
     std::size_t left() const { return content_.end - pos_; }
+    std::span<const unsigned char> ahead() const { return bytes_.subspan(pos_, left()); }
 
     Step stepContent();
     Step stepSequence();
-    Step readHeader(Header& h);
-    bool readExplicitVr(Header& h);
-    Step readValue(const Header& h);
-    Step openSequence(const Header& h);
+    Step readHead(Found& h);
+    Step readValue(const Found& h);
+    Step openSequence(const Found& h);
     void closeSequence();
     bool recover();
-    Step takeValue(const Header& h, std::size_t valueLength, std::size_t advance);
-    void parseInto(DcElem* e, const Header& h, std::size_t length);
-    std::size_t measureUndefined(const Header& h);
+    Step takeValue(const Found& h, std::size_t valueLength, std::size_t advance);
+    void parseInto(DcElem* e, const Found& h, std::size_t length);
+    std::size_t measureUndefined(const Found& h);
     void tellFault(int result, unsigned int tag, std::size_t at, const char* text = nullptr);
 
     std::span<const unsigned char> bytes_;

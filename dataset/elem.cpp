@@ -9,6 +9,7 @@
 #include <new>
 
 #include "dataset/elem_access.h"
+#include "encoding/header.h"
 #include "foundation/exception_level.h"
 #include "foundation/fail.h"
 #include "foundation/node_links.h"
@@ -32,29 +33,11 @@ constexpr unsigned int elementOf(unsigned int tag) {
     return tag & 0xFFFF;
 }
 
-// The command group is always implicit, the meta and directory groups always explicit little endian
-// (PS3.7 6.3.1, PS3.10 7.1).
-DICT_UID xferSynOfGroup(unsigned int tag, DICT_UID otherwise) {
-    switch (groupOf(tag)) {
-        case 0x0000:
-            return UID_LITTLE_ENDIAN_IMPLICIT;
-        case 0x0002:
-        case 0x0004:
-            return UID_LITTLE_ENDIAN_EXPLICIT;
-        default:
-            return otherwise;
-    }
-}
-
 int refuseRaw(const DcElem& e, DICT_VR vr) {
     const unsigned int tag = ElemAccess::tag(e);
     return fail(ELEM_VALUE_REFUSED, LOG_VALIDATION, "DcElem::addValue",
                 "Element (%04x,%04x) VR=%s, does not accept raw buffers", groupOf(tag), elementOf(tag),
                 Dict.vrName(vr));
-}
-
-bool takesDiskBuffers(DICT_VR vr) {
-    return vr == VR_OB || vr == VR_OW || vr == VR_OX;
 }
 
 unsigned int saturate(unsigned long long n) {
@@ -64,49 +47,14 @@ unsigned int saturate(unsigned long long n) {
 // Bytes that the values of an element are estimated at. Fixed sizes are the VR's longest value.
 unsigned long long estimateValues(const DcElem& e, DICT_VR vr) {
     const orvkit::ElemStore& store = ElemAccess::store(e);
-    const unsigned long long count = store.count;
-    switch (vr) {
-        case VR_AE:
-        case VR_CS:
-        case VR_DS:
-        case VR_IS:
-        case VR_LO:
-        case VR_LT:
-        case VR_SH:
-        case VR_ST:
-        case VR_UI: {
-            unsigned long long total = 0;
-            for (unsigned int i = 0; i < store.count; ++i) {
-                total += orvkit::storeText(store, i).size() + 1;
-                total += total & 1;
-            }
-            return total;
-        }
-        case VR_AS:
-        case VR_FL:
-        case VR_SL:
-        case VR_UL:
-        case VR_XL:
-            return 4 * count;
-        case VR_AT:
-            return 12 * count;
-        case VR_DA:
-            return 22 * count;
-        case VR_DT:
-            return 26 * count;
-        case VR_FD:
-            return 8 * count;
-        case VR_PN:
-            return 324 * count;
-        case VR_SS:
-        case VR_US:
-        case VR_XS:
-            return 2 * count;
-        case VR_TM:
-            return 34 * count;
-        default:
-            return 0;
+    const short each = orvkit::vrRow(vr).estimate;
+    if (each >= 0) return 1ull * static_cast<unsigned int>(each) * store.count;
+    unsigned long long total = 0;
+    for (unsigned int i = 0; i < store.count; ++i) {
+        total += orvkit::storeText(store, i).size() + 1;
+        total += total & 1;
     }
+    return total;
 }
 
 // Links the raw buffers of an element; the first one's backward link finds the last one.
@@ -159,7 +107,7 @@ void DcElem::initialize(unsigned int tag, void* value, unsigned int length, DICT
                   "SQ Element (%04x,%04x) must be constructed with DcElemSq", groupOf(tag), elementOf(tag));
         return;
     }
-    xferSyn_ = xferSynOfGroup(tag, value != nullptr ? xferSyn : UID_NONE);
+    xferSyn_ = orvkit::syntaxOfGroup(groupOf(tag), value != nullptr ? xferSyn : UID_NONE);
     if (groupLength && value == nullptr) {
         constexpr unsigned int zero = 0;
         (void)addValueFmtBuf(&zero, sizeof zero, ELEM_INDEX_APPEND, true);
@@ -437,7 +385,7 @@ int DcElem::addValue(const void* data, unsigned int length, DICT_UID xferSyn) {
 
 int DcElem::addValue(const char* fileName, int offset, unsigned int length, DICT_UID xferSyn) {
     const DICT_VR vr = ElemAccess::vr(*this);
-    if (!takesDiskBuffers(vr)) return refuseRaw(*this, vr);
+    if (!orvkit::vrRow(vr).onDisk) return refuseRaw(*this, vr);
     if (fileName == nullptr) return RESULT_OK;
     if (!orvkit::platform::openRead(fileName)) {
         return fail(ELEM_VALUE_REFUSED, LOG_VALIDATION, "DcElem::addValue",
@@ -451,7 +399,7 @@ int DcElem::addValue(const char* fileName, int offset, unsigned int length, DICT
 
 int DcElem::addValue(int handle, int offset, unsigned int length, DICT_UID xferSyn) {
     const DICT_VR vr = ElemAccess::vr(*this);
-    if (!takesDiskBuffers(vr)) return refuseRaw(*this, vr);
+    if (!orvkit::vrRow(vr).onDisk) return refuseRaw(*this, vr);
     if (handle == -1) return ELEM_VALUE_REFUSED;
     orvkit::platform::FileHandle own = orvkit::platform::duplicate(handle);
     if (!own) {

@@ -6,21 +6,11 @@
 #include <string_view>
 
 #include "dataset/value_store.h"
+#include "dictionary/syntax_table.h"
+#include "dictionary/vr_table.h"
 #include "orvkit/elem.h"
 
 namespace orvkit {
-
-// VRs whose values are raw buffers: OB OF OW UN UT OX and the unknown VR.
-constexpr bool isRawVr(DICT_VR vr) noexcept {
-    return vr == VR_OB || vr == VR_OF || vr == VR_OW || vr == VR_UN || vr == VR_UT || vr == VR_OX ||
-           vr == VR_UNKNOWN;
-}
-
-// Syntaxes whose pixel data is neither encapsulated nor compressed with the rest of the data set.
-constexpr bool isUncompressed(DICT_UID xferSyn) noexcept {
-    return xferSyn == UID_LITTLE_ENDIAN_IMPLICIT || xferSyn == UID_LITTLE_ENDIAN_EXPLICIT ||
-           xferSyn == UID_BIG_ENDIAN_EXPLICIT;
-}
 
 struct ElemAccess {
     static const ElemStore& store(const DcElem& e) noexcept { return e.store_; }
@@ -56,11 +46,9 @@ struct ElemAccess {
     static int addText(DcElem& e, std::string_view text, int index);
     // A raw element whose buffers are all files or all handles: frame leaves their bytes to its caller.
     static bool isOnDisk(const DcElem& e) noexcept;
-    // Bytes in a unit of a raw value, as far as its byte order goes.
-    static unsigned int rawUnit(DICT_VR vr) noexcept { return vr == VR_OW ? 2 : vr == VR_OF ? 4 : 1; }
-    // The same where the byte order differs between two syntaxes, else 1.
+    // Bytes in a unit of the values where the byte order differs between two syntaxes, else 1.
     static unsigned int swapUnit(DICT_VR vr, DICT_UID from, DICT_UID to) noexcept {
-        return (from == UID_BIG_ENDIAN_EXPLICIT) == (to == UID_BIG_ENDIAN_EXPLICIT) ? 1 : rawUnit(vr);
+        return syntaxRow(from).order == syntaxRow(to).order ? 1 : vrUnit(vr);
     }
     // The delimiter that pixel data in memory gets when it is written encapsulated. What carries explicit
     // little endian never is.

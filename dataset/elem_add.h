@@ -6,7 +6,7 @@
 
 #include "dataset/elem_access.h"
 #include "dataset/number_text.h"
-#include "dataset/vr_rules.h"
+#include "dictionary/vr_table.h"
 
 namespace orvkit {
 
@@ -21,10 +21,10 @@ int storeBinary(DcElem& e, T v, int index) {
 }
 
 // A text as one value: checks, callback, truncation. `given` is what the callback sees.
-int addOneText(DcElem& e, const VrRule& rule, std::string_view given, int index);
+int addOneText(DcElem& e, const VrRow& rule, std::string_view given, int index);
 
 template <typename T>
-int storeNumber(DcElem& e, const VrRule& rule, T v, int index) {
+int storeNumber(DcElem& e, const VrRow& rule, T v, int index) {
     if constexpr (std::is_integral_v<T>) {
         switch (rule.held) {
             case Held::i16:

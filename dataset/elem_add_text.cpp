@@ -45,17 +45,18 @@ class TextCopy {
 };
 
 // A text on a binary VR. A short takes the low half of a number beyond its range.
-int addNumberText(DcElem& e, const VrRule& rule, std::string_view text, int index) {
+int addNumberText(DcElem& e, const VrRow& rule, std::string_view text, int index) {
     const int code = verifyTrimmed(rule.check, text, ElemAccess::tag(e));
     if (code != RESULT_OK) return code;
-    switch (rule.vr) {
-        case VR_FL:
-        case VR_FD:
+    // Of a choice of VRs the one that is written decides; the low half of XS is the same either way.
+    switch (vrRow(rule.written).held) {
+        case Held::f32:
+        case Held::f64:
             return storeNumber(e, rule, toDouble(text), index);
-        case VR_SL:
-        case VR_SS:
+        case Held::i16:
+        case Held::i32:
             return storeNumber(e, rule, toInt(text, 0), index);
-        default:  // for XS the sign does not matter: the two ways to read it have the same low 16 bits
+        default:
             return storeNumber(e, rule, toUInt(text, 0), index);
     }
 }
@@ -66,7 +67,7 @@ int tryParse(std::string_view text, unsigned int tag) {
     return parseText(text, value, tag);
 }
 
-int checkText(const VrRule& rule, std::string_view text, unsigned int tag) {
+int checkText(const VrRow& rule, std::string_view text, unsigned int tag) {
     switch (rule.take) {
         case Take::check:
         case Take::soften:
@@ -114,7 +115,7 @@ int storeSoftened(DcElem& e, std::string_view text, int index) {
     return storeText(e, {copy.data(), text.size()}, index);
 }
 
-int addTagText(DcElem& e, const VrRule& rule, std::string_view given, std::string_view text, int index) {
+int addTagText(DcElem& e, const VrRow& rule, std::string_view given, std::string_view text, int index) {
     const unsigned int tag = ElemAccess::tag(e);
     const auto store = [&](const DcElemValueAT& v) {
         return storeBinary(e, static_cast<unsigned int>(v.group) << 16 | v.element, index);
@@ -131,14 +132,14 @@ int addTagText(DcElem& e, const VrRule& rule, std::string_view given, std::strin
 }
 
 // A text that failed its check or is too long.
-int addDoubtful(DcElem& e, const VrRule& rule, std::string_view given, std::string_view text, int code,
+int addDoubtful(DcElem& e, const VrRow& rule, std::string_view given, std::string_view text, int code,
                 int index) {
     if (ElemAccess::exceptionCB(e) != nullptr) {
         return askCallback(e, rule.vr, given,
                            [&](std::string_view replacement) { return storeText(e, replacement, index); });
     }
     if (code != RESULT_OK) return code;
-    const auto most = static_cast<std::size_t>(DcDict::vrFacts(rule.vr).length);
+    const auto most = static_cast<std::size_t>(rule.facts.length);
     if (text.size() > most && valueExceptionLevel() != 0) {
         const unsigned int tag = ElemAccess::tag(e);
         (void)fail(RESULT_OK, LOG_VALIDATION, textReporter,
@@ -168,7 +169,7 @@ int storeText(DcElem& e, std::string_view text, int index) {
     return ElemAccess::addValueFmtBuf(e, text.data(), static_cast<unsigned int>(text.size()), index, false);
 }
 
-int addOneText(DcElem& e, const VrRule& rule, std::string_view given, int index) {
+int addOneText(DcElem& e, const VrRow& rule, std::string_view given, int index) {
     const std::string_view text = rule.split == Split::no ? trimBack(given) : trim(given);
     if (rule.take == Take::refuse || rule.take == Take::buffer) {
         return refuseAdding(e, ElemAccess::vr(e), "string", textReporter);
@@ -191,7 +192,7 @@ int addOneText(DcElem& e, const VrRule& rule, std::string_view given, int index)
 
 namespace {
 
-int addPieces(DcElem& e, const VrRule& rule, std::string_view text, int index) {
+int addPieces(DcElem& e, const VrRow& rule, std::string_view text, int index) {
     text = trim(text);
     if (text.ends_with('\\')) text.remove_suffix(1);
     const bool escapes = rule.split == Split::notInEscapes && text.find(escape) != std::string_view::npos;
@@ -204,7 +205,7 @@ int addPieces(DcElem& e, const VrRule& rule, std::string_view text, int index) {
 }
 
 int addWhole(DcElem& e, std::string_view text, int index) {
-    const VrRule& rule = vrRule(ElemAccess::vr(e));
+    const VrRow& rule = vrRow(ElemAccess::vr(e));
     if (rule.take == Take::buffer) {  // never split, and always the only value
         if (text.size() > std::numeric_limits<unsigned int>::max()) return failMemory(reporter, text.size());
         return e.addValue(static_cast<const void*>(text.data()), static_cast<unsigned int>(text.size()),
@@ -225,7 +226,7 @@ int ElemAccess::addText(DcElem& e, std::string_view text, int index) {
 using namespace orvkit;
 
 int DcElem::addValueStrg(const char* text, unsigned int length, int index) {
-    return addOneText(*this, vrRule(ElemAccess::vr(*this)), {text, length}, index);
+    return addOneText(*this, vrRow(ElemAccess::vr(*this)), {text, length}, index);
 }
 
 int DcElem::addValue(const char* value, int index) {

@@ -1,4 +1,4 @@
-// Adding typed values to elements. What each VR makes of a type stands in the table of vr_rules.h.
+// Adding typed values to elements. What each VR makes of a type stands in the table of VRs.
 #include "dataset/elem_add.h"
 #include "dataset/value_text.h"
 #include "foundation/fail.h"
@@ -14,7 +14,7 @@ constexpr const char* reporter = "DcElem::addValue";
 template <typename T>
 int addNumber(DcElem& e, T v, int index, NumberType type, const char* name) {
     const DICT_VR vr = ElemAccess::vr(e);
-    const VrRule& rule = vrRule(vr);
+    const VrRow& rule = vrRow(vr);
     return rule.takesNumber(type) ? storeNumber(e, rule, v, index) : refuseAdding(e, vr, name, reporter);
 }
 

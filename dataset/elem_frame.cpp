@@ -1,72 +1,21 @@
-// One element to bytes and back (PS3.5 7.1 and 8).
+// One element to bytes (PS3.5 7.1 and 8).
 #include <bit>
-#include <cstring>
-#include <memory>
-#include <new>
 
 #include "dataset/elem_access.h"
-#include "foundation/bytes.h"
-#include "foundation/exception_level.h"
+#include "encoding/header.h"
 #include "foundation/fail.h"
-#include "foundation/node_links.h"
 #include "orvkit/elem.h"
-#include "orvkit/lzw.h"
 #include "orvkit/result.h"
 
 using orvkit::ByteOrder;
+using orvkit::ByteWriter;
 using orvkit::ElemAccess;
 using orvkit::fail;
-using orvkit::storeAt;
-using orvkit::swapUnits;
+using orvkit::Mode;
 
 namespace {
 
-constexpr unsigned int kPixelData = 0x7FE00010;
-constexpr unsigned int kItem = 0xFFFEE000;
-constexpr unsigned int kUndefinedLength = 0xFFFFFFFF;
-
-ByteOrder orderOf(DICT_UID xferSyn) {
-    return xferSyn == UID_BIG_ENDIAN_EXPLICIT ? ByteOrder::big : ByteOrder::little;
-}
-
-// The VR whose letters and layout stand in the stream.
-DICT_VR writtenVr(DICT_VR vr) {
-    switch (vr) {
-        case VR_OX:
-            return VR_OB;
-        case VR_XL:
-            return VR_UL;
-        case VR_XS:
-            return VR_US;
-        case VR_UNKNOWN:
-            return VR_UN;
-        default:
-            return vr;
-    }
-}
-
-// VRs with two reserved bytes behind their letters.
-bool hasReserved(DICT_VR written) {
-    return written == VR_OB || written == VR_OF || written == VR_OW || written == VR_UN || written == VR_UT;
-}
-
-bool hasLongLength(DICT_VR written) {
-    return hasReserved(written) || written == VR_SQ || written == VR_SI;
-}
-
-unsigned int unitOf(DICT_VR_SIZE size) {
-    switch (size) {
-        case VR_SIZE_16:
-            return 2;
-        case VR_SIZE_32:
-        case VR_SIZE_FLOAT:
-            return 4;
-        case VR_SIZE_DOUBLE:
-            return 8;
-        default:
-            return 1;
-    }
-}
+constexpr ByteOrder kHostOrder = std::endian::native == std::endian::big ? ByteOrder::big : ByteOrder::little;
 
 // Writes one element. `inStream`: as part of a data set, whose byte order rules; alone, the element's own
 // syntax does. `leaveValue`: without raw bytes that are in memory.
@@ -74,167 +23,127 @@ class Framer {
   public:
     Framer(DcElem& elem, unsigned char* buf, DICT_UID xferSyn, bool inStream, bool leaveValue = false)
         : elem_(elem),
+          tag_(ElemAccess::tag(elem)),
           vr_(ElemAccess::vr(elem)),
-          written_(writtenVr(vr_)),
           buf_(buf),
-          xferSyn_(xferSyn),
-          order_(orderOf(xferSyn)),
+          mode_(Mode::of(xferSyn)),
+          writer_({buf, static_cast<std::size_t>(ElemAccess::frameBound(elem))}, mode_.order),
+          delimited_(tag_ == orvkit::kTagPixelData && orvkit::syntaxRow(xferSyn).delimited),
           inStream_(inStream),
           leaveValue_(leaveValue) {}
 
     int run(unsigned int& length) {
-        const unsigned int tag = ElemAccess::tag(elem_);
-        putTag(tag);
-        if (xferSyn_ != UID_LITTLE_ENDIAN_IMPLICIT && tag != kItem) putVr();
-        lengthAt_ = used_;
-        int result = putLength(0);
-        if (result == RESULT_OK) result = putValue();
-        length = used_;
+        const int result = orvkit::isRawVr(vr_) ? putRaw() : putValues();
+        length = static_cast<unsigned int>(writer_.offset());
         return result;
     }
 
   private:
-    void put16(unsigned int v) {
-        storeAt(buf_ + used_, static_cast<std::uint16_t>(v), order_);
-        used_ += 2;
-    }
-    void put32(unsigned int v) {
-        storeAt(buf_ + used_, std::uint32_t{v}, order_);
-        used_ += 4;
-    }
-    void putBytes(const void* data, std::size_t n) {
-        if (n != 0) std::memcpy(buf_ + used_, data, n);
-        used_ += static_cast<unsigned int>(n);
-    }
-    void putTag(unsigned int tag) {
-        put16(tag >> 16);
-        put16(tag & 0xFFFF);
-    }
-    void putVr() {
-        putBytes(Dict.vrName(written_), 2);
-        if (hasReserved(written_)) put16(0);
-    }
-    bool longLength() const { return xferSyn_ == UID_LITTLE_ENDIAN_IMPLICIT || hasLongLength(written_); }
+    void putHeader(unsigned int length) { orvkit::writeHeader(writer_, mode_, tag_, vr_, length); }
 
-    // Reserves the length field, or fills it in; what stands behind it stays.
-    int putLength(unsigned int valueLength) {
-        const unsigned int end = used_;
-        used_ = lengthAt_;
-        if (longLength()) {
-            put32(valueLength);
-        } else {
-            if (valueLength > 0xFFFF) {
-                used_ = end;
-                return fail(ELEM_VALUE_REFUSED, LOG_ERROR, "DcElem::frameValueLen",
-                            "Element (%04x,%04x) - Value Length 0x%x is too large for Explicit Transfer "
-                            "Syntax",
-                            ElemAccess::tag(elem_) >> 16, ElemAccess::tag(elem_) & 0xFFFF, valueLength);
-            }
-            put16(valueLength);
+    int failLength(unsigned long long length) const {
+        return fail(ELEM_VALUE_REFUSED, LOG_ERROR, "DcElem::frameValueOX",
+                    "Element (%04x,%04x) - Value Length 0x%llx is too large", tag_ >> 16, tag_ & 0xFFFF,
+                    length);
+    }
+
+    int putValues() {
+        const orvkit::ElemStore& store = ElemAccess::store(elem_);
+        if (store.count == 0) {
+            putHeader(0);
+            return RESULT_OK;
         }
-        if (end > used_) used_ = end;
+        const orvkit::VrRow& row = orvkit::vrRow(vr_);
+        if (row.facts.size > VR_SIZE_DOUBLE) {
+            return fail(ELEM_VR_SIZE, LOG_VALIDATION, "DcElem::frameValueNonOX",
+                        "Element (%04x,%04x) - Invalid VR size", tag_ >> 16, tag_ & 0xFFFF);
+        }
+        const bool text = row.facts.size == VR_SIZE_CHAR;
+        // The last NUL of texts, or the padding in its place, makes their length even.
+        const unsigned int length = text ? store.used - (store.used & 1) : store.used;
+        if (!orvkit::lengthFits(mode_, vr_, length)) {
+            return fail(ELEM_VALUE_REFUSED, LOG_ERROR, "DcElem::frameValueLen",
+                        "Element (%04x,%04x) - Value Length 0x%x is too large for Explicit Transfer Syntax",
+                        tag_ >> 16, tag_ & 0xFFFF, length);
+        }
+        putHeader(length);
+        unsigned char* const at = buf_ + writer_.offset();
+        writer_.bytes(orvkit::storeBytes(store).data(), length);
+        if (text) {
+            settleTexts(store, at, length, row.padding);
+        } else if (row.kind == orvkit::Kind::tagged) {
+            settleTags({at, length});
+        } else if (mode_.order != kHostOrder) {
+            orvkit::swapUnits({at, length}, orvkit::vrUnit(vr_));
+        }
         return RESULT_OK;
     }
-    int finish(unsigned int valueAt) { return putLength(used_ - valueAt); }
 
-    int putValue() {
-        if (orvkit::isRawVr(vr_)) return putRaw();
-        const unsigned int valueAt = used_;
-        const orvkit::ElemStore& store = ElemAccess::store(elem_);
-        if (store.count == 0) return RESULT_OK;
-        const DICT_VR_SIZE size = Dict.vrFacts(vr_).size;
-        if (size == VR_SIZE_CHAR) {
-            putTexts(store);
-        } else if (vr_ == VR_AT) {
-            putTags(store);
-        } else if (size <= VR_SIZE_DOUBLE) {
-            const auto bytes = orvkit::storeBytes(store);
-            unsigned char* at = buf_ + used_;
-            putBytes(bytes.data(), bytes.size());
-            if (order_ != hostOrder) swapUnits({at, bytes.size()}, unitOf(size));
-        } else {
-            return fail(ELEM_VR_SIZE, LOG_VALIDATION, "DcElem::frameValueNonOX",
-                        "Element (%04x,%04x) - Invalid VR size", ElemAccess::tag(elem_) >> 16,
-                        ElemAccess::tag(elem_) & 0xFFFF);
-        }
-        return finish(valueAt);
+    // The NULs between the values become backslashes, the last one the padding (PS3.5 6.2).
+    static void settleTexts(const orvkit::ElemStore& store, unsigned char* at, unsigned int length,
+                            char padding) {
+        for (unsigned int i = 0; i + 1 < store.count; ++i) at[store.ends[i] - 1] = '\\';
+        if (length == store.used) at[length - 1] = static_cast<unsigned char>(padding);
     }
 
-    void putTexts(const orvkit::ElemStore& store) {
-        // The NULs between the values become backslashes, the last one the padding (PS3.5 6.2).
-        const auto texts = orvkit::storeBytes(store);
-        unsigned char* at = buf_ + used_;
-        putBytes(texts.data(), texts.size() - 1);
-        if (store.count > 1) {
-            for (unsigned int i = 0; i + 1 < store.count; ++i) at[store.ends[i] - 1] = '\\';
-        }
-        if (((texts.size() - 1) & 1) != 0) buf_[used_++] = vr_ == VR_UI ? 0 : ' ';
-    }
-
-    void putTags(const orvkit::ElemStore& store) {
-        const auto bytes = orvkit::storeBytes(store);
+    // Group and element are numbers of their own in the stream.
+    void settleTags(std::span<unsigned char> bytes) const {
         for (std::size_t i = 0; i + 4 <= bytes.size(); i += 4) {
-            putTag(orvkit::loadAt<std::uint32_t>(bytes.data() + i, hostOrder));
+            const auto tag = orvkit::loadAt<std::uint32_t>(bytes.data() + i, kHostOrder);
+            ByteWriter w(bytes.subspan(i, 4), mode_.order);
+            orvkit::writeTag(w, tag);
         }
     }
 
     int putRaw() {
         DcBuf* const first = ElemAccess::firstBuf(elem_);
-        if (first == nullptr) return ELEM_EMPTY_VALUE;
         unsigned long long total = 0;
         for (DcBuf* b = first; b != nullptr; b = b->next()) {
             if (b->getType() != first->getType()) {
+                putHeader(0);
                 return fail(RESULT_OK, LOG_ERROR, "DcElem::frameValueOX",
-                            "Element (%04x,%04x) - mixed memory/disk buffers, not processed",
-                            ElemAccess::tag(elem_) >> 16, ElemAccess::tag(elem_) & 0xFFFF);
+                            "Element (%04x,%04x) - mixed memory/disk buffers, not processed", tag_ >> 16,
+                            tag_ & 0xFFFF);
             }
             if (b->getType() != BUF_MEMORY || b->getBuf() != nullptr) total += b->getLen();
         }
-        const bool encapsulated =
-            ElemAccess::tag(elem_) == kPixelData && xferSyn_ != UID_LITTLE_ENDIAN_IMPLICIT &&
-            xferSyn_ != UID_LITTLE_ENDIAN_EXPLICIT && xferSyn_ != UID_BIG_ENDIAN_EXPLICIT;
-        if (total >= kUndefinedLength && !encapsulated) {
-            return fail(ELEM_VALUE_REFUSED, LOG_ERROR, "DcElem::frameValueOX",
-                        "Element (%04x,%04x) - Value Length 0x%llx is too large",
-                        ElemAccess::tag(elem_) >> 16, ElemAccess::tag(elem_) & 0xFFFF, total);
+        if (first == nullptr) {
+            putHeader(0);
+            return ELEM_EMPTY_VALUE;
         }
-        if (first->getType() == BUF_MEMORY && !leaveValue_) {
+        if (total >= orvkit::kLengthUndefined && !delimited_) return failLength(total);
+        putHeader(delimited_ ? orvkit::kLengthUndefined : static_cast<unsigned int>(total));
+        if (first->getType() != BUF_MEMORY) return RESULT_OK;
+        if (!leaveValue_) {
             for (DcBuf* b = first; b != nullptr; b = b->next()) putMemory(*b);
         }
-        const int result = putLength(encapsulated ? kUndefinedLength : static_cast<unsigned int>(total));
-        if (encapsulated && result == RESULT_OK && first->getType() == BUF_MEMORY) {
-            constexpr unsigned char delimiter[8] = {0xFE, 0xFF, 0xDD, 0xE0, 0, 0, 0, 0};
-            putBytes(delimiter, sizeof delimiter);
-        }
-        return result;
+        if (delimited_) writer_.bytes(orvkit::kPixelDataEnd, sizeof orvkit::kPixelDataEnd);
+        return RESULT_OK;
     }
 
     void putMemory(DcBuf& b) {
         if (b.getBuf() == nullptr) return;
-        unsigned char* at = buf_ + used_;
-        putBytes(b.getBuf(), b.getLen());
-        if (inStream_ && orderOf(b.getXferSyn()) != order_)
-            swapUnits({at, b.getLen()}, ElemAccess::rawUnit(vr_));
+        unsigned char* const at = buf_ + writer_.offset();
+        writer_.bytes(b.getBuf(), b.getLen());
+        if (inStream_ && orvkit::syntaxRow(b.getXferSyn()).order != mode_.order) {
+            orvkit::swapUnits({at, b.getLen()}, orvkit::vrUnit(vr_));
+        }
     }
 
-    static constexpr ByteOrder hostOrder =
-        std::endian::native == std::endian::big ? ByteOrder::big : ByteOrder::little;
-
     DcElem& elem_;
+    unsigned int tag_;
     DICT_VR vr_;
-    DICT_VR written_;
     unsigned char* buf_;
-    DICT_UID xferSyn_;
-    ByteOrder order_;
+    Mode mode_;
+    ByteWriter writer_;
+    bool delimited_;  // Pixel Data that a delimitation ends
     bool inStream_;
     bool leaveValue_;
-    unsigned int used_ = 0;
-    unsigned int lengthAt_ = 0;
 };
 
 // An element that carries an explicit syntax is written in it in any explicit stream.
 bool ownSyntaxWins(DICT_UID own, DICT_UID stream) {
-    return own != UID_NONE && own != UID_LITTLE_ENDIAN_IMPLICIT && stream != UID_LITTLE_ENDIAN_IMPLICIT;
+    return own != UID_NONE && orvkit::syntaxRow(own).explicitVr && orvkit::syntaxRow(stream).explicitVr;
 }
 
 int checkFrame(const DcElem& e, const unsigned char* buf) {
@@ -296,134 +205,7 @@ unsigned long long ElemAccess::frameBound(const DcElem& e) noexcept {
 }
 
 DICT_UID ElemAccess::syntaxInStream(const DcElem& e, DICT_UID xferSyn) noexcept {
-    const bool own = ownSyntaxWins(e.xferSyn_, xferSyn) && orderOf(e.xferSyn_) == orderOf(xferSyn);
+    const bool own = ownSyntaxWins(e.xferSyn_, xferSyn) &&
+                     orvkit::syntaxRow(e.xferSyn_).order == orvkit::syntaxRow(xferSyn).order;
     return own ? e.xferSyn_ : xferSyn;
-}
-
-// ---- parsing ----------------------------------------------------------------------------------------------
-
-int DcElem::parseVal(void* value, unsigned int length, DICT_UID xferSyn) {
-    (void)deleteAllValues();
-    if (value == nullptr || length == 0 || xferSyn == UID_NONE) return RESULT_OK;
-    // The dictionary is asked about the element's own tag here, not about a pushed one.
-    const DICT_VR vr = vr_ == VR_IM ? Dict.facts(tag_).vr : vr_;
-    if (orvkit::isRawVr(vr)) return addValue(value, length, xferSyn);
-
-    ARCH_ENDIAN endian;
-    if (Dict.getEndian(xferSyn, endian) != RESULT_OK) return ELEM_XFER_SYNTAX;
-    if (ElemAccess::effectiveTag(*this) < 0x00010000) endian = ENDIAN_LITTLE;
-
-    const std::span bytes(static_cast<const unsigned char*>(value), length);
-    if (vrSize_ == VR_SIZE_CHAR) {
-        return ElemAccess::addText(*this, {reinterpret_cast<const char*>(bytes.data()), bytes.size()},
-                                   ELEM_INDEX_APPEND);
-    }
-    if (vrSize_ > VR_SIZE_DOUBLE) {
-        return fail(ELEM_VR_SIZE, LOG_VALIDATION, "DcElem::parseVal", "Element (%04x,%04x) - invalid VR size",
-                    tag_ >> 16, tag_ & 0xFFFF);
-    }
-    if (vrLen_ == 0) {
-        return fail(ELEM_VR_SIZE, LOG_VALIDATION, "DcElem::parseValBinary",
-                    "Element (%04x,%04x) - zero vrLen", tag_ >> 16, tag_ & 0xFFFF);
-    }
-    unsigned int count = length / vrLen_;
-    unsigned int first = 0;
-    const auto most = static_cast<unsigned int>(vm_ < 0 ? -static_cast<long long>(vm_) : vm_);
-    if (most != 0 && count > most && orvkit::valueExceptionLevel() != 0) first = count - most;
-    count -= first;
-    if (count == 0) return RESULT_OK;
-    if (!orvkit::storeAppendRun(
-            store_, bytes.subspan(std::size_t{first} * vrLen_, std::size_t{count} * vrLen_), vrLen_)) {
-        return fail(ELEM_NO_MEMORY, LOG_ERROR, "DcElem::parseValBinary",
-                    "unable to allocated 0x%x (%d) bytes of memory", length, static_cast<int>(length));
-    }
-    const bool bigHost = std::endian::native == std::endian::big;
-    if ((endian == ENDIAN_BIG) != bigHost) {
-        swapUnits(orvkit::storeBytes(store_), unitOf(static_cast<DICT_VR_SIZE>(vrSize_)));
-    }
-    if (vr == VR_AT && endian == ENDIAN_LITTLE) {
-        // Group and element are numbers of their own in the stream; the value holds the group on top.
-        const auto tags = orvkit::storeBytes(store_);
-        for (std::size_t i = 0; i + 4 <= tags.size(); i += 4) {
-            std::uint32_t tag;
-            std::memcpy(&tag, tags.data() + i, 4);
-            tag = std::rotl(tag, 16);
-            std::memcpy(tags.data() + i, &tag, 4);
-        }
-    }
-    return RESULT_OK;
-}
-
-// ---- the private LZW syntax
-// --------------------------------------------------------------------------------
-
-namespace {
-
-struct Release {
-    void operator()(unsigned char* p) const { ::operator delete(p); }
-};
-using Block = std::unique_ptr<unsigned char, Release>;
-
-Block allocate(std::size_t size) {
-    return Block(static_cast<unsigned char*>(::operator new(size, std::nothrow)));
-}
-
-// What a stream of that many bytes can hold at most: a code has 9 bits or more, and each string is at most
-// one byte longer than the longest before it and than the code table. The length that a stream claims is not
-// believed beyond that.
-unsigned long long lzwMost(unsigned int encodedLength) {
-    const unsigned long long codes = encodedLength * 8ull / 9 + 1;
-    return codes > 65536 ? codes * 65536 : codes * (codes + 1) / 2;
-}
-
-}  // namespace
-
-int DcElem::changeXferSyn(DICT_UID xferSyn) {
-    constexpr const char* reporter = "DcElem::changeXferSyn";
-    const DICT_VR vr = ElemAccess::vr(*this);
-    if ((vr != VR_OB && vr != VR_OW && vr != VR_OX) || firstBuf_ == nullptr) return RESULT_OK;
-    DcBuf& source = *firstBuf_;
-    if (source.getType() != BUF_MEMORY || source.getBuf() == nullptr) {
-        return fail(ELEM_XFER_SYNTAX, LOG_VALIDATION, reporter, "Only memory buffers can be changed");
-    }
-    const DICT_UID from = source.getXferSyn();
-    if (from == xferSyn) return RESULT_OK;
-    if (from != UID_ORVKIT5_LZW && xferSyn != UID_ORVKIT5_LZW) {
-        return fail(ELEM_XFER_SYNTAX, LOG_VALIDATION, reporter, "This change is not supported");
-    }
-
-    auto* in = static_cast<unsigned char*>(source.getBuf());
-    const unsigned int inLen = source.getLen();
-    const bool encode = xferSyn == UID_ORVKIT5_LZW;
-    unsigned int outLen = inLen;
-    if (!encode) {
-        const unsigned long long claimed =
-            inLen < 8 ? 0 : orvkit::loadAt<std::uint32_t>(in + 4, ByteOrder::little);
-        outLen = static_cast<unsigned int>(std::min(claimed, lzwMost(inLen)));
-    }
-    Block out = allocate(outLen + std::size_t{1});
-    if (out == nullptr) {
-        return fail(ELEM_NO_MEMORY, LOG_ERROR, reporter, "unable to allocated 0x%x (%d) bytes of memory",
-                    outLen, static_cast<int>(outLen));
-    }
-    unsigned char* end = out.get();
-    const int result = encode ? lzwEncode(in, inLen, end, outLen) : lzwDecode(in, inLen, out.get(), &outLen);
-    if (result != RESULT_OK) return result;
-
-    // The first buffer gives way to the new one, which goes behind the others.
-    DcBuf* const old = firstBuf_;
-    DcBuf* rest = old->next();
-    DcBuf* last = static_cast<DcBuf*>(orvkit::NodeLinks::previous(*old));
-    auto* fresh = new DcBuf(out.release(), outLen, xferSyn);
-    if (rest == nullptr) {
-        firstBuf_ = fresh;
-    } else {
-        orvkit::NodeLinks::next(*last) = fresh;
-        firstBuf_ = rest;
-    }
-    orvkit::NodeLinks::previous(*firstBuf_) = fresh;
-    orvkit::NodeLinks::next(*fresh) = nullptr;
-    delete old;
-    xferSyn_ = xferSyn;
-    return RESULT_OK;
 }

@@ -1,4 +1,4 @@
-// Reading values of elements as C types. Which VR delivers which type stands in the table of vr_rules.h.
+// Reading values of elements as C types. Which VR delivers which type stands in the table of VRs.
 #include <algorithm>
 #include <cstring>
 #include <type_traits>
@@ -7,7 +7,7 @@
 #include "dataset/elem_access.h"
 #include "dataset/value_store.h"
 #include "dataset/value_text.h"
-#include "dataset/vr_rules.h"
+#include "dictionary/vr_table.h"
 #include "foundation/fail.h"
 #include "orvkit/elem.h"
 #include "orvkit/log.h"
@@ -108,7 +108,7 @@ int readNumber(const DcElem& e, Held held, unsigned int at, T& value) {
 
 template <typename T>
 int getNumber(DcElem& e, T& value, int index, NumberType type, const char* name) {
-    const VrRule& rule = vrRule(ElemAccess::vr(e));
+    const VrRow& rule = vrRow(ElemAccess::vr(e));
     unsigned int at;
     const int code = locate(e, rule.givesNumber(type), name, index, at);
     return code != RESULT_OK ? code : done(e, readNumber(e, rule.held, at, value), index);
@@ -182,12 +182,12 @@ int copyRaw(const DcElem& e, char* buffer, std::size_t room) {
     return ELEM_EMPTY_VALUE;
 }
 
-bool givesText(const VrRule& rule) noexcept {
-    return rule.vr == VR_UT || (rule.held != Held::none && rule.held != Held::raw);
+bool givesText(const VrRow& rule) noexcept {
+    return rule.kind == Kind::longText || (rule.held != Held::nothing && !rule.isRaw());
 }
 
-int copyValue(const DcElem& e, const VrRule& rule, unsigned int at, char* buffer, std::size_t room) {
-    if (rule.vr == VR_AT) return copyTag(e, at, buffer, room);
+int copyValue(const DcElem& e, const VrRow& rule, unsigned int at, char* buffer, std::size_t room) {
+    if (rule.kind == Kind::tagged) return copyTag(e, at, buffer, room);
     switch (rule.held) {
         case Held::text:
             return copyText(e, storeText(ElemAccess::store(e), at), buffer, room);
@@ -209,7 +209,7 @@ using namespace orvkit;
 int DcElem::getValue(char* buffer, int length, int index) {
     if (buffer == nullptr) return fail(ELEM_NULL_ARGUMENT, LOG_NOTICE, reporter, "Null argument passed");
     *buffer = '\0';
-    const VrRule& rule = vrRule(ElemAccess::vr(*this));
+    const VrRow& rule = vrRow(ElemAccess::vr(*this));
     unsigned int at;
     const int code = locate(*this, givesText(rule), "string", index, at);
     if (code != RESULT_OK) return code;

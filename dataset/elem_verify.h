@@ -4,9 +4,9 @@
 
 #include <string_view>
 
-namespace orvkit {
+#include "dictionary/vr_table.h"
 
-enum class Verify : unsigned char { none, AE, CS, DS, FX, IS, LO, LT, SH, UI, UT, XL };
+namespace orvkit {
 
 // The check of a text that is already trimmed. 0, 5642 empty, 5643 too long, 5644 illegal character; the
 // latter two are logged at LOG_VALIDATION. Everything passes when the value exception level is 0. `tag`

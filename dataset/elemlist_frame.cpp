@@ -1,17 +1,11 @@
-// Data sets to bytes (PS3.5 7), copies, and the parser over lists of buffers.
-#include <cstring>
-#include <memory>
-#include <new>
-
+// Data sets to bytes (PS3.5 7).
 #include "dataset/elem_access.h"
-#include "dataset/elem_aside.h"
 #include "dataset/elemlist_access.h"
-#include "dataset/raw_walker.h"
+#include "encoding/header.h"
 #include "foundation/fail.h"
 #include "orvkit/elemlist.h"
 #include "orvkit/result.h"
 
-using orvkit::Aside;
 using orvkit::ElemAccess;
 using orvkit::ElemListAccess;
 using orvkit::fail;
@@ -20,24 +14,8 @@ using orvkit::isUncompressed;
 
 namespace {
 
-constexpr unsigned int kPixelData = 0x7FE00010;
 constexpr unsigned int kPixelGroup = 0x7FE0;
 constexpr unsigned int kGroupLengthSize = 12;  // a group length element, in every syntax
-
-DICT_UID xferSynOfGroup(unsigned int group, DICT_UID stream) {
-    if (group == 0x0000) return UID_LITTLE_ENDIAN_IMPLICIT;
-    if (group == 0x0002 || group == 0x0004) return UID_LITTLE_ENDIAN_EXPLICIT;
-    return stream;
-}
-
-struct Release {
-    void operator()(unsigned char* p) const { ::operator delete(p); }
-};
-using Block = std::unique_ptr<unsigned char, Release>;
-
-Block allocate(std::size_t size) {
-    return Block(static_cast<unsigned char*>(::operator new(size, std::nothrow)));
-}
 
 // OB or OW, as the samples' width and the syntax have it (PS3.5 8.1.2 and A.4).
 void settleRawVr(DcElem* e, unsigned short bits, DICT_UID xferSyn) {
@@ -100,7 +78,7 @@ class ListFramer {
   private:
     int put(DcElem& e, unsigned int& at) {
         unsigned int size = 0;
-        const DICT_UID xferSyn = xferSynOfGroup(group_, xferSyn_);
+        const DICT_UID xferSyn = orvkit::syntaxOfGroup(group_, xferSyn_);
         int result;
         if (ElemAccess::isSequence(e)) {
             result = ElemListAccess::frame(static_cast<DcElemSq&>(e), buf_ + at, room_ - at, size, xferSyn);
@@ -127,9 +105,9 @@ class ListFramer {
         if (lengthElem_ == nullptr) return RESULT_OK;
         unsigned long long length = used_ - groupAt_ - kGroupLengthSize;
         if (group_ == kPixelGroup && hasPixels_) {
-            length = pixelLength_ + (xferSyn_ == UID_LITTLE_ENDIAN_IMPLICIT ? 8
-                                     : isUncompressed(xferSyn_)             ? 12
-                                                                            : 20);
+            const orvkit::SyntaxRow& row = orvkit::syntaxRow(xferSyn_);
+            length = pixelLength_ + (row.explicitVr ? orvkit::kLongHeader : orvkit::kShortHeader) +
+                     (row.delimited ? orvkit::kDelimitationSize : 0);
         }
         (void)lengthElem_->addValue(static_cast<unsigned int>(length), 0);
         unsigned int at = groupAt_;
@@ -166,7 +144,7 @@ int ElemListAccess::frame(DcElemList& list, unsigned char* buf, unsigned int roo
                     uid != nullptr ? uid->uid : "");
     }
     settleWaveforms(list, xferSyn);
-    DcElem* const pixels = find(list, kPixelData);
+    DcElem* const pixels = find(list, orvkit::kTagPixelData);
     const unsigned long long pixelLength = settlePixels(list, pixels, xferSyn);
     ListFramer framer(buf, room, xferSyn, pixels != nullptr, pixelLength, onDisk, lent);
     const int result = framer.run(list.first());
@@ -178,106 +156,6 @@ int DcElemList::encode(unsigned char* buf, unsigned int& length, DICT_UID xferSy
     return frame(buf, length, xferSyn);
 }
 
-namespace {
-
-// Lends the listed elements, or all, but for pixel data.
-void lend(Aside& loan, DcElemList& owner, const unsigned int* tags) {
-    const auto take = [&loan](DcElem* e) {
-        if (e != nullptr && ElemAccess::tag(*e) >> 16 != kPixelGroup) loan.take(e);
-    };
-    if (tags != nullptr) {
-        for (; *tags != TAG_LIST_END; ++tags) take(ElemListAccess::find(owner, *tags));
-        return;
-    }
-    for (DcElem* e = owner.first(); e != nullptr;) {
-        DcElem* const next = e->next();
-        take(e);
-        e = next;
-    }
-}
-
-}  // namespace
-
-int DcElemList::duplicate(DcElemList* dest, unsigned int* tags) {
-    constexpr const char* reporter = "DcElemList::duplicate";
-    if (dest == nullptr) return fail(ELEM_NULL_ARGUMENT, LOG_VALIDATION, reporter, "Null argument passed");
-    unsigned int length = 0;
-    Block block;
-    {
-        Aside loan(*this);
-        lend(loan, *this, tags);
-        (void)loan.list().getBufSize(length, static_cast<unsigned int*>(nullptr));
-        block = allocate(length);
-        if (block == nullptr) {
-            return fail(ELEM_NO_MEMORY, LOG_ERROR, reporter, "unable to allocated 0x%x (%d) bytes of memory",
-                        length, static_cast<int>(length));
-        }
-        const int result = loan.list().frame(block.get(), length, UID_LITTLE_ENDIAN_EXPLICIT);
-        if (result != RESULT_OK) return result;
-    }
-    return dest->parse(block.get(), length, UID_LITTLE_ENDIAN_EXPLICIT);
-}
-
-// ---- parsing
-// ------------------------------------------------------------------------------------------------
-
-int DcElemList::parse(void* buf, unsigned int& length, DICT_UID xferSyn) {
-    return buf != nullptr && length != 0 ? decode(buf, length, xferSyn) : RESULT_OK;
-}
-
-int DcElemList::parse() {
-    return pending_ != nullptr ? parse(pending_) : RESULT_OK;
-}
-
-int DcElemList::parse(DcBufList* list) {
-    constexpr const char* reporter = "DcElemList::parse";
-    if (list == nullptr) return fail(ELEM_NULL_ARGUMENT, LOG_VALIDATION, reporter, "Null argument passed");
-    if (list->first() == nullptr) return RESULT_OK;
-    lastTag_ = 0xFFFFFFFF;
-
-    const auto inMemory = [](DcBuf& b) { return b.getType() == BUF_MEMORY && b.getBuf() != nullptr; };
-    unsigned long long total = 0;
-    DcBuf* onDisk = nullptr;
-    DcBuf* only = nullptr;
-    int pieces = 0;
-    for (DcBuf* b = list->first(); b != nullptr; b = b->next()) {
-        if (b->getType() == BUF_FILE || b->getType() == BUF_HANDLE) {
-            onDisk = b;
-        } else if (inMemory(*b) && b->getLen() != 0) {
-            total += b->getLen();
-            only = b;
-            ++pieces;
-        }
-    }
-    const DICT_UID xferSyn = list->first()->getXferSyn();
-    int result = RESULT_OK;
-    if (pieces == 1) {
-        unsigned int length = only->getLen();
-        result = parse(only->getBuf(), length, xferSyn);
-    } else if (total != 0) {
-        const auto size = static_cast<unsigned int>(total);
-        Block joined = total > 0xFFFFFFFFull ? nullptr : allocate(size);
-        if (joined == nullptr) {
-            return fail(ELEM_NO_MEMORY, LOG_ERROR, reporter, "unable to allocated 0x%x (%d) bytes of memory",
-                        size, static_cast<int>(size));
-        }
-        unsigned char* at = joined.get();
-        for (DcBuf* b = list->first(); b != nullptr; b = b->next()) {
-            if (!inMemory(*b) || b->getLen() == 0) continue;
-            std::memcpy(at, b->getBuf(), b->getLen());
-            at += b->getLen();
-        }
-        unsigned int length = size;
-        result = parse(joined.get(), length, xferSyn);
-    }
-    if (onDisk != nullptr) {
-        (void)list->subtract(onDisk);
-        (void)add(new DcElem(kPixelData, onDisk));  // takes the content over
-        delete onDisk;
-    }
-    return result;
-}
-
 bool ElemAccess::undefinedInStream(const DcElem& e, DICT_UID xferSyn) noexcept {
-    return tag(e) == kPixelData && !isUncompressed(syntaxInStream(e, xferSyn));
+    return tag(e) == orvkit::kTagPixelData && orvkit::syntaxRow(syntaxInStream(e, xferSyn)).delimited;
 }

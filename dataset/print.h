@@ -23,8 +23,6 @@ PrintedText printedText(std::string_view stored) noexcept;
 // The first bytes of a UT value.
 PrintedText printedUnlimitedText(const DcElem& e) noexcept;
 
-// VRs whose values are kept as text, UI and UT apart.
-bool isTextVr(DICT_VR vr) noexcept;
 // The text of one value of AT, FL, FD or a text VR; true when it was cut.
 bool putText(TextSink& out, const DcElem& e, DICT_VR vr, unsigned int index);
 // An integer value; SS and XS are widened with their sign.

@@ -72,7 +72,7 @@ void putUids(TextSink& out, const DcElem& e, unsigned int count) {
 }
 
 void putIntegers(TextSink& out, const DcElem& e, DICT_VR vr, unsigned int count) {
-    const bool wide = vr == VR_SL || vr == VR_UL || vr == VR_XL;
+    const bool wide = vrUnit(vr) == 4;
     const bool command = ElemAccess::tag(e) == commandFieldTag && vr == VR_US;
     for (unsigned int i = 0; i < count; ++i) {
         const unsigned int value = integerValue(e, vr, i);
@@ -146,31 +146,26 @@ void putBuffers(TextSink& out, const DcElem& e) {
 
 void putValues(TextSink& out, const DcElem& e, DICT_VR vr) {
     const unsigned int count = ElemAccess::store(e).count;
-    switch (vr) {
-        case VR_DS:
-        case VR_IS:
+    switch (vrRow(vr).kind) {
+        case Kind::words:
+        case Kind::tagged:
+        case Kind::real:
+            return putTexts(out, e, vr, count);
+        case Kind::decimal:
             return putNumberTexts(out, e, vr, count);
-        case VR_AS:
+        case Kind::age:
             return putAges(out, e, count);
-        case VR_UI:
+        case Kind::uid:
             return putUids(out, e, count);
-        case VR_SL:
-        case VR_SS:
-        case VR_UL:
-        case VR_US:
-        case VR_XL:
-        case VR_XS:
+        case Kind::integer:
             return putIntegers(out, e, vr, count);
-        case VR_UN:
+        case Kind::unknown:
             return putUnknown(out, e);
-        case VR_OB:
-        case VR_OF:
-        case VR_OW:
-        case VR_UT:
-        case VR_OX:
+        case Kind::bytes:
+        case Kind::longText:
             return putBuffers(out, e);
-        default:
-            if (isTextVr(vr) || vr == VR_AT || vr == VR_FL || vr == VR_FD) putTexts(out, e, vr, count);
+        case Kind::hidden:
+            return;
     }
 }
 

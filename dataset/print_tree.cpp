@@ -144,30 +144,23 @@ void putUnknown(TextSink& out, const DcElem& e) {
 }
 
 void putValues(TextSink& out, const DcElem& e, DICT_VR vr) {
-    switch (vr) {
-        case VR_AT:
-        case VR_FL:
-        case VR_FD:
-        case VR_UI:
+    switch (vrRow(vr).kind) {
+        case Kind::words:
+        case Kind::decimal:
+        case Kind::age:
+        case Kind::uid:
+        case Kind::tagged:
+        case Kind::real:
             return putTexts(out, e, vr);
-        case VR_UT:
+        case Kind::longText:
             return putUnlimitedText(out, e);
-        case VR_OB:
-        case VR_OF:
-        case VR_OW:
-        case VR_OX:
+        case Kind::bytes:
             return putSize(out, e);
-        case VR_SL:
-        case VR_SS:
-        case VR_UL:
-        case VR_US:
-        case VR_XL:
-        case VR_XS:
+        case Kind::integer:
             return putIntegers(out, e, vr);
-        case VR_UN:
+        case Kind::unknown:
             return putUnknown(out, e);
-        default:
-            if (isTextVr(vr)) return putTexts(out, e, vr);
+        case Kind::hidden:
             return out.put(vr > VR_RT ? "???\n" : "\n");
     }
 }

@@ -46,52 +46,27 @@ PrintedText printedUnlimitedText(const DcElem& e) noexcept {
     return {text.substr(0, std::min(maxPrintedText, text.find('\0'))), text.size() > maxPrintedText};
 }
 
-bool isTextVr(DICT_VR vr) noexcept {
-    switch (vr) {
-        case VR_AE:
-        case VR_AS:
-        case VR_CS:
-        case VR_DA:
-        case VR_DS:
-        case VR_DT:
-        case VR_IS:
-        case VR_LO:
-        case VR_LT:
-        case VR_PN:
-        case VR_SH:
-        case VR_ST:
-        case VR_TM:
-            return true;
-        default:
-            return false;
-    }
-}
-
 bool putText(TextSink& out, const DcElem& e, DICT_VR vr, unsigned int index) {
-    switch (vr) {
-        case VR_AT:
-            out.tag(binaryValue<unsigned int>(e, index));
-            return false;
-        case VR_FL:
-            out.real(static_cast<double>(binaryValue<float>(e, index)));
-            return false;
-        case VR_FD:
-            out.real(binaryValue<double>(e, index));
-            return false;
-        default: {
-            const PrintedText value = printedText(storeText(ElemAccess::store(e), index));
-            out.put(value.text);
-            return value.cut;
-        }
+    const VrRow& row = vrRow(vr);
+    if (row.kind == Kind::tagged) {
+        out.tag(binaryValue<unsigned int>(e, index));
+    } else if (row.held == Held::f32) {
+        out.real(static_cast<double>(binaryValue<float>(e, index)));
+    } else if (row.held == Held::f64) {
+        out.real(binaryValue<double>(e, index));
+    } else {
+        const PrintedText value = printedText(storeText(ElemAccess::store(e), index));
+        out.put(value.text);
+        return value.cut;
     }
+    return false;
 }
 
 unsigned int integerValue(const DcElem& e, DICT_VR vr, unsigned int index) noexcept {
-    switch (vr) {
-        case VR_SS:
-        case VR_XS:
+    switch (vrRow(vr).held) {
+        case Held::i16:
             return static_cast<unsigned int>(binaryValue<short>(e, index));
-        case VR_US:
+        case Held::u16:
             return binaryValue<unsigned short>(e, index);
         default:
             return binaryValue<unsigned int>(e, index);

@@ -1,28 +1,28 @@
 // Finding an element in encoded bytes.
-#include "dataset/raw_walker.h"
+#include "dataset/scan_report.h"
 #include "foundation/fail.h"
 #include "orvkit/result.h"
 #include "orvkit/scan.h"
 
-using orvkit::RawHeader;
-using orvkit::RawStep;
-using orvkit::RawWalker;
+using orvkit::Walker;
+using orvkit::WalkHeader;
+using orvkit::WalkStep;
 
 namespace {
 
 // The first top-level element that is asked for.
-int find(RawWalker& walker, unsigned int tag, RawHeader& h, const char* reporter) {
+int find(Walker& walker, unsigned int tag, WalkHeader& h, const char* reporter) {
     while (true) {
         switch (walker.peek(h)) {
-            case RawStep::failed:
-                return walker.report(reporter);
-            case RawStep::end:
+            case WalkStep::failed:
+                return orvkit::reportFault(walker, reporter);
+            case WalkStep::end:
                 return ELEM_NOT_FOUND;
-            case RawStep::element:
+            case WalkStep::element:
                 break;
         }
         if (h.tag == tag || tag == SCAN_ELEM_END) return RESULT_OK;
-        if (!walker.skip(h)) return walker.report(reporter);
+        if (!walker.skip(h)) return orvkit::reportFault(walker, reporter);
     }
 }
 
@@ -42,13 +42,13 @@ int utilGetElemOffsetInfo(unsigned char* buf, unsigned int length, DICT_UID xfer
     if (const int result = check(buf, xferSyn, reporter); result != RESULT_OK) return result;
 
     orvkit::SpanSource source({buf, length});
-    RawWalker walker(source, 0, length, orvkit::RawMode::of(xferSyn));
-    RawHeader h;
+    Walker walker(source, 0, length, orvkit::Mode::of(xferSyn));
+    WalkHeader h;
     if (const int result = find(walker, info.tag, h, reporter); result != RESULT_OK) return result;
     info.offset = static_cast<unsigned int>(h.offset);
     info.valueOffset = static_cast<unsigned int>(h.valueOffset);
     info.valueLen = h.length;
-    if (!walker.skip(h)) return walker.report(reporter);
+    if (!walker.skip(h)) return orvkit::reportFault(walker, reporter);
     info.endOffset = static_cast<unsigned int>(walker.position());
     return RESULT_OK;
 }
@@ -60,8 +60,8 @@ int utilGetElemOffset(unsigned char* buf, unsigned int length, DICT_UID xferSyn,
     if (const int result = check(buf, xferSyn, reporter); result != RESULT_OK) return result;
 
     orvkit::SpanSource source({buf, length});
-    RawWalker walker(source, 0, length, orvkit::RawMode::of(xferSyn));
-    RawHeader h;
+    Walker walker(source, 0, length, orvkit::Mode::of(xferSyn));
+    WalkHeader h;
     const int result = find(walker, tag, h, reporter);
     if (result == RESULT_OK) offset = static_cast<unsigned int>(h.offset);
     return result;

@@ -2,14 +2,14 @@
 #include <algorithm>
 #include <vector>
 
-#include "dataset/raw_walker.h"
+#include "dataset/scan_report.h"
 #include "foundation/fail.h"
 #include "orvkit/result.h"
 #include "orvkit/scan.h"
 
-using orvkit::RawHeader;
-using orvkit::RawStep;
-using orvkit::RawWalker;
+using orvkit::Walker;
+using orvkit::WalkHeader;
+using orvkit::WalkStep;
 
 namespace {
 
@@ -28,7 +28,7 @@ class Wanted {
 
     bool done(unsigned int tag) const { return missing_ == 0 || tag > sorted_.back()->tag; }
 
-    void meet(const RawHeader& h) {
+    void meet(const WalkHeader& h) {
         auto it = std::lower_bound(sorted_.begin(), sorted_.end(), h.tag,
                                    [](const DcPfField_* f, unsigned int tag) { return f->tag < tag; });
         for (; it != sorted_.end() && (*it)->tag == h.tag && (*it)->found == 0; ++it) {
@@ -62,15 +62,15 @@ int libParseFields(FILE* file, DcPfField_* fields, DcPfFileInfo_* info, int coun
              .start = static_cast<long long>(source.start()),
              .end = static_cast<long long>(source.start()),
              .fileSize = static_cast<long long>(source.size())};
-    RawWalker walker(source, source.start(), source.size(), orvkit::RawMode::of(info->xferSyn), true);
-    RawHeader h;
+    Walker walker(source, source.start(), source.size(), orvkit::Mode::of(info->xferSyn), true);
+    WalkHeader h;
     while (!wanted.done(0)) {
-        const RawStep step = walker.peek(h);
-        if (step == RawStep::failed) return walker.report(reporter);
-        if (step == RawStep::end || wanted.done(h.tag)) break;
+        const WalkStep step = walker.peek(h);
+        if (step == WalkStep::failed) return orvkit::reportFault(walker, reporter);
+        if (step == WalkStep::end || wanted.done(h.tag)) break;
         wanted.meet(h);
         if (wanted.done(0)) break;
-        if (!walker.skip(h)) return walker.report(reporter);
+        if (!walker.skip(h)) return orvkit::reportFault(walker, reporter);
         info->end = static_cast<long long>(walker.position());
     }
     return RESULT_OK;

@@ -1,5 +1,5 @@
 // The lengths of values whose length field may be undefined (PS3.5 7.1.1, 7.5.2).
-#include "dataset/raw_walker.h"
+#include "dataset/scan_report.h"
 #include "foundation/fail.h"
 #include "orvkit/result.h"
 #include "orvkit/scan.h"
@@ -9,10 +9,10 @@ using orvkit::ByteSource;
 using orvkit::fail;
 using orvkit::kDelimitationSize;
 using orvkit::kLengthUndefined;
-using orvkit::RawHeader;
-using orvkit::RawMode;
-using orvkit::RawStep;
-using orvkit::RawWalker;
+using orvkit::Mode;
+using orvkit::Walker;
+using orvkit::WalkHeader;
+using orvkit::WalkStep;
 
 namespace {
 
@@ -31,7 +31,7 @@ struct Field {
 };
 
 ByteOrder orderOf(DICT_UID xferSyn) {
-    return RawMode::of(xferSyn).order;
+    return Mode::of(xferSyn).order;
 }
 
 // Reads the length field. A defined length is checked against everything that remains, its own four bytes
@@ -65,23 +65,22 @@ int sequenceLength(const Field& f, unsigned int& length, int& extra) {
         return result;
     }
     length = 0;
-    const RawMode mode = RawMode::of(f.xferSyn);
+    const Mode mode = Mode::of(f.xferSyn);
     const std::size_t back = mode.explicitVr ? 8 : 4;
     if (f.offset < back) return orvkit::reportLengthPastEnd(f.reporter, kLengthUndefined, f.remaining);
     const auto b = f.source.at(f.offset - back, back);
     if (b.size() < back) return fail(UTIL_READ, LOG_ERROR, f.reporter, "Read error");
 
-    RawHeader h;
-    h.tag = (static_cast<unsigned int>(orvkit::loadAt<std::uint16_t>(b.data(), mode.order)) << 16) |
-            orvkit::loadAt<std::uint16_t>(b.data() + 2, mode.order);
+    WalkHeader h;
+    h.tag = orvkit::loadTag(b.data(), mode.order);
     h.vr = VR_SQ;
     if (mode.explicitVr && (b[4] != 'S' || b[5] != 'Q')) h.vr = VR_UN;
     h.length = kLengthUndefined;
     h.offset = f.offset - back;
     h.valueOffset = f.valueOffset();
     h.mode = mode;
-    RawWalker walker(f.source, h.offset, f.end(), mode);
-    if (!walker.skip(h)) return walker.report("utilGetElemOffsetInfo");
+    Walker walker(f.source, h.offset, f.end(), mode);
+    if (!walker.skip(h)) return orvkit::reportFault(walker, "utilGetElemOffsetInfo");
     extra = static_cast<int>(kDelimitationSize);
     length = static_cast<unsigned int>(walker.position() - kDelimitationSize - h.valueOffset);
     return RESULT_OK;
@@ -94,19 +93,19 @@ int itemLength(const Field& f, unsigned int& length, int& extra) {
         return result;
     }
     length = 0;
-    RawWalker walker(f.source, f.valueOffset(), f.end(), RawMode::of(f.xferSyn));
-    RawHeader h;
+    Walker walker(f.source, f.valueOffset(), f.end(), Mode::of(f.xferSyn));
+    WalkHeader h;
     while (true) {
         switch (walker.peek(h)) {
-            case RawStep::failed:
-                return walker.report("utilGetElemOffsetInfo");
-            case RawStep::end:
+            case WalkStep::failed:
+                return orvkit::reportFault(walker, "utilGetElemOffsetInfo");
+            case WalkStep::end:
                 return fail(UTIL_LENGTH_FIELD, LOG_ERROR, f.reporter, "Data error, Item delimiter not found");
-            case RawStep::element:
+            case WalkStep::element:
                 break;
         }
         if (h.tag == orvkit::kTagItemDelimitation && h.length == 0) break;
-        if (!walker.skip(h)) return walker.report("utilGetElemOffsetInfo");
+        if (!walker.skip(h)) return orvkit::reportFault(walker, "utilGetElemOffsetInfo");
     }
     extra = static_cast<int>(kDelimitationSize);
     length = static_cast<unsigned int>(h.offset - f.valueOffset());
@@ -166,7 +165,7 @@ int utilGetSqValLen(unsigned char* p, unsigned int remaining, DICT_UID xferSyn, 
     orvkit::SpanSource probe({p, remaining});
     const int result = readLength({probe, 0, remaining, xferSyn, reporter}, length);
     if (result != RESULT_OK || length != kLengthUndefined) return result;
-    const std::size_t back = RawMode::of(xferSyn).explicitVr ? 8 : 4;
+    const std::size_t back = Mode::of(xferSyn).explicitVr ? 8 : 4;
     orvkit::SpanSource source({p - back, back + remaining});
     return sequenceLength({source, back, remaining, xferSyn, reporter}, length, extra);
 }

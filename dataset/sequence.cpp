@@ -1,12 +1,9 @@
 // Sequences and their items (PS3.5 7.5).
 #include "orvkit/sequence.h"
 
-#include <cstring>
-#include <utility>
-
 #include "dataset/elem_access.h"
 #include "dataset/elemlist_access.h"
-#include "foundation/bytes.h"
+#include "encoding/header.h"
 #include "foundation/fail.h"
 #include "orvkit/result.h"
 #include "orvkit/scan.h"
@@ -18,26 +15,8 @@ using orvkit::fail;
 
 namespace {
 
-constexpr unsigned int kItem = 0xFFFEE000;
-constexpr unsigned int kItemDelimitation = 0xFFFEE00D;
-constexpr unsigned int kUndefinedLength = 0xFFFFFFFF;
 constexpr unsigned int kIconImageSequence = 0x00880200;
-constexpr unsigned int kItemHeader = 8;
-constexpr unsigned int kLongHeader = 12;
-
-void storeTag(unsigned char* p, unsigned int tag, ByteOrder order) {
-    orvkit::storeAt(p, static_cast<std::uint16_t>(tag >> 16), order);
-    orvkit::storeAt(p + 2, static_cast<std::uint16_t>(tag), order);
-}
-
-unsigned int loadTag(const unsigned char* p, ByteOrder order) {
-    return (static_cast<unsigned int>(orvkit::loadAt<std::uint16_t>(p, order)) << 16) |
-           orvkit::loadAt<std::uint16_t>(p + 2, order);
-}
-
-ByteOrder orderOf(DICT_UID xferSyn) {
-    return xferSyn == UID_BIG_ENDIAN_EXPLICIT ? ByteOrder::big : ByteOrder::little;
-}
+constexpr unsigned int kItemHeader = orvkit::kShortHeader;
 
 int failTooLarge() {
     return fail(ELEM_VALUE_REFUSED, LOG_ERROR, "DcElemSq::frame", "Sequence is larger than 0x%x bytes",
@@ -48,15 +27,9 @@ unsigned int saturatingAdd(unsigned int a, unsigned int b) {
     return a > 0xFFFFFFFF - b ? 0xFFFFFFFF : a + b;
 }
 
-void swapWords(DcBuf& b) {
-    auto* p = static_cast<unsigned char*>(b.getBuf());
-    for (std::size_t i = 0; p != nullptr && i + 2 <= b.getLen(); i += 2) std::swap(p[i], p[i + 1]);
-}
-
 }  // namespace
 
-// ---- items
-// --------------------------------------------------------------------------------------------------
+// ---- items --------------------------------------------------------------------------------------------
 
 DcElemSqItem::DcElemSqItem(void* buf, unsigned int length, DICT_UID xferSyn, DICT_VR) {
     if (buf != nullptr) (void)list_.parse(buf, length, xferSyn);
@@ -81,12 +54,10 @@ int ElemListAccess::frame(DcElemSqItem& item, unsigned char* buf, unsigned int r
     if (buf == nullptr) {
         return fail(ITEM_NULL_BUFFER, LOG_VALIDATION, "DcElemSqItem::frame", "Null argument passed");
     }
-    const ByteOrder order = orderOf(xferSyn);
-    storeTag(buf, kItem, order);
-    orvkit::storeAt(buf + 4, std::uint32_t{kUndefinedLength}, order);
     unsigned int content = 0;
     const int result = frame(item.list_, buf + kItemHeader, room - kItemHeader, content, xferSyn);
-    orvkit::storeAt(buf + 4, std::uint32_t{content}, order);
+    orvkit::ByteWriter w({buf, kItemHeader}, orvkit::syntaxRow(xferSyn).order);
+    orvkit::writeItem(w, content);
     length = kItemHeader + content;
     return result;
 }
@@ -142,15 +113,17 @@ int DcElemSqItem::processIconImage() {
     if (!orvkit::isRawVr(ElemAccess::vr(*pixels))) return RESULT_OK;
     ElemAccess::setVr(*pixels, bytes == 1 ? VR_OB : VR_OW);
     for (DcBuf* b = ElemAccess::firstBuf(*pixels); b != nullptr; b = b->next()) {
-        if (bytes == 2 && orderOf(b->getXferSyn()) == ByteOrder::big) swapWords(*b);
+        if (bytes == 2 && orvkit::syntaxRow(b->getXferSyn()).order == ByteOrder::big &&
+            b->getBuf() != nullptr) {
+            orvkit::swapUnits({static_cast<unsigned char*>(b->getBuf()), b->getLen()}, 2);
+        }
         b->setXferSyn(UID_LITTLE_ENDIAN_EXPLICIT);
     }
     ElemAccess::setXferSyn(*pixels, UID_LITTLE_ENDIAN_EXPLICIT);
     return RESULT_OK;
 }
 
-// ---- sequences
-// ----------------------------------------------------------------------------------------------
+// ---- sequences ----------------------------------------------------------------------------------------
 
 DcElemSq::DcElemSq(unsigned int tag, void* buf, unsigned int length, DICT_UID xferSyn, DICT_VR vr)
     : DcElem(tag, nullptr, 0, UID_NONE, vr, 1) {
@@ -240,19 +213,10 @@ int ElemListAccess::frame(DcElemSq& sq, unsigned char* buf, unsigned int room, u
         return fail(ELEM_VR_SIZE, LOG_VALIDATION, "DcElemSq::frame", "Element (%04x,%04x) is not a sequence",
                     tag >> 16, tag & 0xFFFF);
     }
-    if (room < kLongHeader) return failTooLarge();
-    const ByteOrder order = orderOf(xferSyn);
-    storeTag(buf, ElemAccess::tag(sq), order);
-    unsigned int used = 4;
-    if (xferSyn != UID_LITTLE_ENDIAN_IMPLICIT) {
-        constexpr unsigned char vr[4] = {'S', 'Q', 0, 0};  // and two reserved bytes
-        std::memcpy(buf + used, vr, sizeof vr);
-        used += 4;
-    }
-    const unsigned int lengthAt = used;
-    orvkit::storeAt(buf + used, std::uint32_t{kUndefinedLength}, order);
-    used += 4;
-    const unsigned int valueAt = used;
+    if (room < orvkit::kLongHeader) return failTooLarge();
+    const orvkit::Mode mode = orvkit::Mode::of(xferSyn);
+    const unsigned int header = mode.explicitVr ? orvkit::kLongHeader : orvkit::kShortHeader;
+    unsigned int used = header;
     int result = RESULT_OK;
     for (DcElemSqItem* item = sq.first(); item != nullptr && result == RESULT_OK; item = item->next()) {
         unsigned int itemLength = 0;
@@ -260,7 +224,8 @@ int ElemListAccess::frame(DcElemSq& sq, unsigned char* buf, unsigned int room, u
                                            : frame(*item, buf + used, room - used, itemLength, xferSyn);
         used += itemLength;
     }
-    orvkit::storeAt(buf + lengthAt, std::uint32_t{used - valueAt}, order);
+    orvkit::ByteWriter w({buf, header}, mode.order);
+    orvkit::writeHeader(w, mode, ElemAccess::tag(sq), VR_SQ, used - header);
     length = used;
     return result;
 }
@@ -274,7 +239,7 @@ int DcElemSq::parseVal(void* buf, unsigned int length, DICT_UID xferSyn) {
     const ByteOrder order = endian == ENDIAN_BIG ? ByteOrder::big : ByteOrder::little;
     const unsigned int group = effectiveTag() >> 16;
     const unsigned int element = effectiveTag() & 0xFFFF;
-    if (length == kUndefinedLength) {
+    if (length == orvkit::kLengthUndefined) {
         return fail(ELEM_VALUE_REFUSED, LOG_VALIDATION, reporter,
                     "Element (%04x,%04x) - Data error, undefined length encountered", group, element);
     }
@@ -282,7 +247,7 @@ int DcElemSq::parseVal(void* buf, unsigned int length, DICT_UID xferSyn) {
     auto* p = static_cast<unsigned char*>(buf);
     unsigned int left = length;
     while (left >= kItemHeader) {
-        if (loadTag(p, order) != kItem) {
+        if (orvkit::loadTag(p, order) != orvkit::kTagItem) {
             return fail(ELEM_VALUE_REFUSED, LOG_VALIDATION, reporter,
                         "Element (%04x,%04x) - Data error, did not find the expected sequence item tag",
                         group, element);
@@ -313,8 +278,7 @@ int DcElemSq::parseVal(void* buf, unsigned int length, DICT_UID xferSyn) {
         if (effectiveTag() == kIconImageSequence) (void)item->processIconImage();
         p += itemLength;
         left -= itemLength;
-        if (left >= kItemHeader && loadTag(p, order) == kItemDelimitation &&
-            orvkit::loadAt<std::uint32_t>(p + 4, order) == 0) {
+        if (orvkit::isDelimitation({p, left}, order, orvkit::kTagItemDelimitation)) {
             p += kItemHeader;
             left -= kItemHeader;
         }

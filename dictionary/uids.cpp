@@ -4,6 +4,7 @@
 
 #include "dictionary/builtin.h"
 #include "dictionary/failures.h"
+#include "dictionary/syntax_table.h"
 #include "dictionary/text.h"
 #include "orvkit/dict.h"
 
@@ -103,12 +104,12 @@ int DcDict::getEndian(DICT_UID xferSyn, ARCH_ENDIAN& endian) const {
         return orvkit::fail(RESULT_DICT_NOT_XFER_SYN, LOG_NOTICE, "DcDict::getEndian",
                             "'%s' is not a Transfer Syntax UID", record == nullptr ? "" : record->uid);
     }
-    endian = xferSyn == UID_BIG_ENDIAN_EXPLICIT ? ENDIAN_BIG : ENDIAN_LITTLE;
+    endian = orvkit::syntaxRow(xferSyn).order == orvkit::ByteOrder::big ? ENDIAN_BIG : ENDIAN_LITTLE;
     return RESULT_OK;
 }
 
 int DcDict::isEncapsulated(DICT_UID xferSyn) const {
-    return xferSyn < UID_LITTLE_ENDIAN_IMPLICIT || xferSyn > UID_BIG_ENDIAN_EXPLICIT;
+    return orvkit::syntaxRow(xferSyn).pixels != orvkit::Pixels::native;
 }
 
 int DcDict::add(const char* uid, const char* description, DICT_UID* value, DICT_UID_TYPE type) {

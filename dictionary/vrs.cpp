@@ -2,7 +2,6 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
-#include <iterator>
 
 #include "dictionary/failures.h"
 #include "dictionary/vr_table.h"
@@ -10,20 +9,7 @@
 
 namespace {
 
-using orvkit::vrTable;
-
-// Rows are numbered as the VRs are, from 1.
-static_assert([] {
-    for (std::size_t i = 0; i < std::size(vrTable); ++i) {
-        if (vrTable[i].vr != static_cast<int>(i + 1)) return false;
-    }
-    return std::size(vrTable) == VR_SI;
-}());
-
-const orvkit::VrRow* rowOf(DICT_VR vr) noexcept {
-    if (vr < VR_AE || vr > VR_SI) return nullptr;
-    return &vrTable[vr - 1];
-}
+using orvkit::vrRow;
 
 constexpr unsigned int letters = 26;
 constexpr unsigned int letterOf(char c) noexcept {
@@ -33,8 +19,10 @@ constexpr unsigned int letterOf(char c) noexcept {
 // The VR of every pair of capital letters, 0 for none.
 constexpr auto vrOfPair = [] {
     std::array<std::uint8_t, letters * letters> pairs{};
-    for (const orvkit::VrRow& row : vrTable) {
-        pairs[letterOf(row.code[0]) * letters + letterOf(row.code[1])] = static_cast<std::uint8_t>(row.vr);
+    for (const orvkit::VrRow& row : orvkit::vr_table::rows) {
+        if (row.letters[0] == '\0') continue;
+        pairs[letterOf(row.letters[0]) * letters + letterOf(row.letters[1])] =
+            static_cast<std::uint8_t>(row.vr);
     }
     return pairs;
 }();
@@ -54,14 +42,11 @@ DICT_VR DcDict::vrOfCode(char first, char second) noexcept {
 }
 
 const char* DcDict::vrName(DICT_VR vr) noexcept {
-    const orvkit::VrRow* row = rowOf(vr);
-    return row == nullptr ? "" : row->code;
+    return vrRow(vr).letters;
 }
 
 DcDictVrFacts DcDict::vrFacts(DICT_VR vr) noexcept {
-    if (vr == VR_UNKNOWN) return {0, VR_SIZE_CHAR, true};
-    const orvkit::VrRow* row = rowOf(vr);
-    return row == nullptr ? DcDictVrFacts{0, VR_SIZE_NONE, false} : row->facts;
+    return vrRow(vr).facts;
 }
 
 int DcDict::getVr(DICT_VR vr, char* code) const {

@@ -9,7 +9,7 @@
 #include <memory>
 
 #include "dataset/elem_access.h"
-#include "dataset/raw_walker.h"
+#include "encoding/walk.h"
 #include "foundation/bytes.h"
 #include "foundation/fail.h"
 #include "media/dicomdir_header.h"
@@ -114,9 +114,9 @@ class DicomDirReader {
 // Where the Directory Record Sequence begins; the end of the file without one.
 std::size_t DicomDirReader::findSequence() {
     SpanSource source(file_);
-    RawWalker walker(source, dataset_, file_.size(), RawMode::explicitLittle());
-    RawHeader h;
-    while (walker.peek(h) == RawStep::element) {
+    Walker walker(source, dataset_, file_.size(), Mode::explicitLittle());
+    WalkHeader h;
+    while (walker.peek(h) == WalkStep::element) {
         if (h.tag == kTagRecordSequence) return static_cast<std::size_t>(h.offset);
         if (h.tag > kTagRecordSequence || !walker.skip(h)) break;
     }
@@ -213,9 +213,9 @@ std::size_t DicomDirReader::findItems(std::size_t sequence) {
             sound = itemLength <= end - next;
             next = content = sound ? next + itemLength : end;
         } else {
-            RawWalker walker(source, next, end, RawMode::explicitLittle());
-            RawHeader h;
-            while (mayWalk_ > 0 && walker.peek(h) == RawStep::element && h.tag >> 16 != 0xFFFE &&
+            Walker walker(source, next, end, Mode::explicitLittle());
+            WalkHeader h;
+            while (mayWalk_ > 0 && walker.peek(h) == WalkStep::element && h.tag >> 16 != 0xFFFE &&
                    walker.skip(h)) {
                 --mayWalk_;
             }

@@ -5,7 +5,7 @@
 #include <new>
 #include <random>
 
-#include "foundation/bytes.h"
+#include "encoding/header.h"
 #include "foundation/fail.h"
 #include "media/dicomdir_header.h"
 #include "media/dir_rec.h"
@@ -20,24 +20,21 @@ using orvkit::fail;
 namespace {
 
 constexpr const char* kReporter = "DcDirDicomDir::write";
-constexpr unsigned int kSequenceHeader = 12;
+constexpr unsigned int kSequenceHeader = orvkit::kLongHeader;
 constexpr unsigned int kMostOfHeader = 512;  // the elements of group 0004 in front of the records
 
-void putHeader(ByteWriter& w, unsigned int tag, const char* vr, std::size_t length) {
-    w.u16(static_cast<std::uint16_t>(tag >> 16));
-    w.u16(static_cast<std::uint16_t>(tag & 0xFFFF));
-    w.bytes(vr, 2);
-    w.u16(static_cast<std::uint16_t>(length));
+void putHeader(ByteWriter& w, unsigned int tag, DICT_VR vr, std::size_t length) {
+    orvkit::writeHeader(w, orvkit::Mode::explicitLittle(), tag, vr, static_cast<unsigned int>(length));
 }
 
 void putText(ByteWriter& w, unsigned int tag, std::string text) {
     if (text.size() % 2 != 0) text += ' ';
-    putHeader(w, tag, "CS", text.size());
+    putHeader(w, tag, VR_CS, text.size());
     w.bytes(text.data(), text.size());
 }
 
 void putOffset(ByteWriter& w, unsigned int tag, unsigned int offset) {
-    putHeader(w, tag, "UL", 4);
+    putHeader(w, tag, VR_UL, 4);
     w.u32(offset);
 }
 
@@ -118,7 +115,7 @@ int DcDirDicomDir::frameHeader(unsigned char* buf, unsigned int& length, unsigne
     if (header_.charset[0] != '\0') putText(w, orvkit::kTagDescriptorCharset, header_.charset);
     putOffset(w, orvkit::kTagFirstRecord, first);
     putOffset(w, orvkit::kTagLastRecord, last);
-    putHeader(w, orvkit::kTagConsistency, "US", 2);
+    putHeader(w, orvkit::kTagConsistency, VR_US, 2);
     w.u16(static_cast<std::uint16_t>(header_.consistencyFlag));
     length += static_cast<unsigned int>(w.offset());
     return RESULT_OK;
@@ -186,8 +183,7 @@ int DcDirDicomDir::write(const char* rootPath) {
     }
     if (const int result = frame(buf.get(), header); result != RESULT_OK) return result;
     ByteWriter w({buf.get() + header, kSequenceHeader}, ByteOrder::little);
-    putHeader(w, orvkit::kTagRecordSequence, "SQ", 0);
-    w.u32(at - start);
+    putHeader(w, orvkit::kTagRecordSequence, VR_SQ, at - start);
     if (elems_.first() != nullptr) {
         unsigned int used = 0;
         const int result = elems_.frame(buf.get() + at, used, UID_LITTLE_ENDIAN_EXPLICIT);

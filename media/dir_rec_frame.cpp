@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "dataset/elem_access.h"
-#include "foundation/bytes.h"
+#include "encoding/header.h"
 #include "foundation/fail.h"
 #include "media/dir_rec.h"
 #include "orvkit/scan.h"
@@ -15,7 +15,6 @@ constexpr const char* kParse = "DcDirRec::parse";
 constexpr const char* kFrame = "DcDirRec::frame";
 
 // Where the offsets stand in a framed record: its first elements are always the same.
-constexpr std::size_t kShortHeader = 8;
 constexpr std::size_t kNextAt = kItemHeader + kShortHeader;
 constexpr std::size_t kLowerAt = kNextAt + 4 + kShortHeader + 2 + kShortHeader;
 constexpr std::size_t kFixedSize = kLowerAt + 4 - kItemHeader;  // elements 1400, 1410, 1420
@@ -80,19 +79,14 @@ void note(unsigned int tag, std::span<const unsigned char> value, Facts& f, Reco
 
 Facts scanGroup4(std::span<const unsigned char> content, RecordLinks& links) {
     Facts f;
-    ByteReader r(content, ByteOrder::little);
-    while (r.remaining() >= kShortHeader) {
-        const unsigned int group = r.u16();
-        const unsigned int tag = (group << 16) | r.u16();
-        if (group > 4) break;
-        const auto vr = r.bytes(2);
-        const DICT_VR code = DcDict::vrOfCode(static_cast<char>(vr[0]), static_cast<char>(vr[1]));
-        unsigned int length = r.u16();
-        if (code == VR_SQ || isRawVr(code)) length = r.u32();
-        const auto value = r.bytes(length);
-        if (r.failed()) break;
-        if (group == 4) note(tag, value, f, links);
-        if (tag <= kTagRecordType) f.keepFrom = r.offset();
+    Header h;
+    std::size_t at = 0;
+    while (readHeader(content.subspan(at), Mode::explicitLittle(), {}, h) && h.tag >> 16 <= 4) {
+        const auto rest = content.subspan(at + h.size);
+        if (h.length > rest.size()) break;
+        if (h.tag >> 16 == 4) note(h.tag, rest.first(h.length), f, links);
+        at += h.size + h.length;
+        if (h.tag <= kTagRecordType) f.keepFrom = at;
     }
     return f;
 }
@@ -185,11 +179,8 @@ unsigned int offsetOf(const DcDirRec* r) {
     return r != nullptr ? DirRecAccess::offset(*r) : 0;
 }
 
-void writeHeader(ByteWriter& w, unsigned int tag, const char* vr, std::size_t length) {
-    w.u16(static_cast<std::uint16_t>(tag >> 16));
-    w.u16(static_cast<std::uint16_t>(tag & 0xFFFF));
-    w.bytes(vr, 2);
-    w.u16(static_cast<std::uint16_t>(length));
+void putHeader(ByteWriter& w, unsigned int tag, DICT_VR vr, std::size_t length) {
+    writeHeader(w, Mode::explicitLittle(), tag, vr, static_cast<unsigned int>(length));
 }
 
 }  // namespace
@@ -217,16 +208,14 @@ int DirRecAccess::frameOne(DcDirRec& r, std::span<unsigned char> room, unsigned 
     if (typeLength % 2 != 0) type[typeLength++] = ' ';
 
     ByteWriter w(room, ByteOrder::little);
-    w.u16(0xFFFE);
-    w.u16(0xE000);
-    w.u32(0);
-    writeHeader(w, kTagNextRecord, "UL", 4);
+    writeItem(w, 0);
+    putHeader(w, kTagNextRecord, VR_UL, 4);
     w.u32(offsetOf(firstFramed(r.next())));
-    writeHeader(w, kTagInUse, "US", 2);
+    putHeader(w, kTagInUse, VR_US, 2);
     w.u16(static_cast<std::uint16_t>(r.inUse_));
-    writeHeader(w, kTagLowerRecord, "UL", 4);
+    putHeader(w, kTagLowerRecord, VR_UL, 4);
     w.u32(offsetOf(firstFramed(r.first())));
-    writeHeader(w, kTagRecordType, "CS", typeLength);
+    putHeader(w, kTagRecordType, VR_CS, typeLength);
     w.bytes(type, typeLength);
 
     int result = RESULT_OK;
@@ -264,11 +253,13 @@ void DirRecAccess::patch(const DcDirRec& r, unsigned char* at) {
     storeAt<std::uint32_t>(at + kNextAt, offsetOf(firstFramed(r.next())), ByteOrder::little);
     storeAt<std::uint32_t>(at + kLowerAt, offsetOf(firstFramed(r.first())), ByteOrder::little);
     if (r.mrdr_ == nullptr) return;
-    // Behind the type come only short elements up to the offset of the MRDR.
     std::size_t pos = kItemHeader + kFixedSize;
-    const auto u16 = [at](std::size_t where) { return loadAt<std::uint16_t>(at + where, ByteOrder::little); };
-    while (u16(pos) == 0x0004 && u16(pos + 2) < (kTagMrdrOffset & 0xFFFF)) pos += kShortHeader + u16(pos + 6);
-    if (u16(pos) == 0x0004 && u16(pos + 2) == (kTagMrdrOffset & 0xFFFF)) {
+    Header h;
+    // Behind the type come only short elements up to the offset of the MRDR.
+    while (readHeader({at + pos, kShortHeader}, Mode::explicitLittle(), {}, h) && h.tag < kTagMrdrOffset) {
+        pos += h.size + h.length;
+    }
+    if (h.tag == kTagMrdrOffset) {
         storeAt<std::uint32_t>(at + pos + kShortHeader, offsetOf(r.mrdr_), ByteOrder::little);
     }
 }

@@ -7,7 +7,7 @@
 #include <memory>
 #include <span>
 
-#include "dataset/raw_walker.h"
+#include "encoding/walk.h"
 #include "platform/file.h"
 
 namespace orvkit {

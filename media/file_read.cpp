@@ -6,7 +6,7 @@
 
 #include "dataset/elem_access.h"
 #include "dataset/elemlist_access.h"
-#include "dataset/raw_walker.h"
+#include "encoding/walk.h"
 #include "foundation/fail.h"
 #include "media/file_prefix.h"
 #include "media/meta_info.h"
@@ -18,11 +18,11 @@ using orvkit::fail;
 using orvkit::FilePrefix;
 using orvkit::isUncompressed;
 using orvkit::kLengthUndefined;
+using orvkit::Mode;
 using orvkit::Part10;
-using orvkit::RawHeader;
-using orvkit::RawMode;
-using orvkit::RawStep;
-using orvkit::RawWalker;
+using orvkit::Walker;
+using orvkit::WalkHeader;
+using orvkit::WalkStep;
 
 namespace {
 
@@ -105,17 +105,17 @@ int begin(FilePrefix& file, Part10& p, const char* statReporter, std::size_t fir
 constexpr unsigned int kLargePixels = 1 << 20;
 
 // Letters of no VR are a matter for decoding, which tells of them.
-bool hasKnownLetters(FilePrefix& file, const RawHeader& h) {
+bool hasKnownLetters(FilePrefix& file, const WalkHeader& h) {
     if (!h.mode.explicitVr) return true;
     const auto b = file.at(h.offset + 4, 2);
     return b.size() >= 2 && DcDict::vrOfCode(static_cast<char>(b[0]), static_cast<char>(b[1])) != 0;
 }
 
 // Whether a file is an image whose large native pixels are its last bytes. `h` receives their header.
-bool endsWithLargePixels(FilePrefix& file, const Part10& p, DICT_UID xferSyn, RawHeader& h) {
+bool endsWithLargePixels(FilePrefix& file, const Part10& p, DICT_UID xferSyn, WalkHeader& h) {
     if (!isUncompressed(xferSyn) || file.size() < p.end + kLargePixels) return false;
-    RawWalker walker(file, p.end, file.size(), RawMode::of(xferSyn));
-    while (walker.peek(h) == RawStep::element) {
+    Walker walker(file, p.end, file.size(), Mode::of(xferSyn));
+    while (walker.peek(h) == WalkStep::element) {
         if (h.tag == orvkit::kTagPixelData) {
             return orvkit::isRawVr(h.vr) && h.length >= kLargePixels && hasKnownLetters(file, h) &&
                    h.length == file.size() - h.valueOffset;
@@ -126,7 +126,7 @@ bool endsWithLargePixels(FilePrefix& file, const Part10& p, DICT_UID xferSyn, Ra
 }
 
 // Reads them straight into the block that the element will own.
-int readPixels(FilePrefix& file, const char* path, const RawHeader& h, DICT_UID xferSyn, DcElemList& dataset,
+int readPixels(FilePrefix& file, const char* path, const WalkHeader& h, DICT_UID xferSyn, DcElemList& dataset,
                const char* reporter) {
     struct Release {
         void operator()(void* p) const noexcept { ::operator delete(p); }
@@ -147,7 +147,7 @@ int readPixels(FilePrefix& file, const char* path, const RawHeader& h, DICT_UID 
 // ---- Pixel Data left on disk ----------------------------------------------------------------------------
 
 // The length of a pixel value that nobody reads: items are stepped over by their headers.
-int measurePixels(FilePrefix& file, const RawHeader& h, const char* reporter, std::uint64_t& length) {
+int measurePixels(FilePrefix& file, const WalkHeader& h, const char* reporter, std::uint64_t& length) {
     const std::uint64_t left = file.size() - std::min(h.valueOffset, file.size());
     if (h.length != kLengthUndefined) {
         length = std::min<std::uint64_t>(h.length, left);
@@ -157,7 +157,7 @@ int measurePixels(FilePrefix& file, const RawHeader& h, const char* reporter, st
                     static_cast<unsigned int>(left), static_cast<unsigned int>(h.valueOffset));
     }
     const auto measure = [&](ByteSource& source) {
-        RawWalker walker(source, h.offset, source.size(), h.mode);
+        Walker walker(source, h.offset, source.size(), h.mode);
         if (walker.skip(h)) {
             length = walker.position() - orvkit::kDelimitationSize - h.valueOffset;
             return RESULT_OK;
@@ -203,7 +203,7 @@ int dirReadFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset) {
         return result;
     DICT_UID xferSyn;
     if (const int result = settleSyntax(p, reporter, xferSyn); result != RESULT_OK) return result;
-    RawHeader h;
+    WalkHeader h;
     if (!endsWithLargePixels(file, p, xferSyn, h)) return decodeAll(file, p, xferSyn, dataset, reporter);
 
     if (const int result = checkLimit(file, p, reporter); result != RESULT_OK) return result;
@@ -237,14 +237,14 @@ int dirReadNonPixelElem(const char* path, DcDirMetaInfo& meta, DcElemList& datas
     DICT_UID xferSyn;
     if (const int result = settleSyntax(p, reporter, xferSyn); result != RESULT_OK) return result;
 
-    RawWalker walker(file, p.end, file.size(), RawMode::of(xferSyn), true);
-    RawHeader h;
-    RawStep step;
-    while ((step = walker.peek(h)) == RawStep::element && h.tag != orvkit::kTagPixelData && walker.skip(h)) {
+    Walker walker(file, p.end, file.size(), Mode::of(xferSyn), true);
+    WalkHeader h;
+    WalkStep step;
+    while ((step = walker.peek(h)) == WalkStep::element && h.tag != orvkit::kTagPixelData && walker.skip(h)) {
     }
     if (file.failed()) return failPrefix(file, reporter, path);
     // No Pixel Data, or a fault in front of it: decoding tells what and where.
-    if (step != RawStep::element || h.tag != orvkit::kTagPixelData) {
+    if (step != WalkStep::element || h.tag != orvkit::kTagPixelData) {
         return decodeAll(file, p, xferSyn, dataset, reporter);
     }
     if (h.offset - p.end > static_cast<std::uint64_t>(orvkit::maxFileSize()))

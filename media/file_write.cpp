@@ -9,7 +9,7 @@
 #include "dataset/elem_access.h"
 #include "dataset/elem_aside.h"
 #include "dataset/elemlist_access.h"
-#include "dataset/raw_walker.h"
+#include "encoding/header.h"
 #include "foundation/fail.h"
 #include "media/meta_info.h"
 #include "media/pixel_copy.h"
@@ -25,7 +25,6 @@ namespace {
 
 constexpr const char* kReporter = "dirWriteFile";
 constexpr std::size_t kWriteChunk = 1048576;
-constexpr unsigned char kDelimitation[orvkit::kDelimitationSize] = {0xFE, 0xFF, 0xDD, 0xE0, 0, 0, 0, 0};
 
 struct Release {
     void operator()(unsigned char* p) const noexcept { ::operator delete(p); }
@@ -123,7 +122,7 @@ int writeSpliced(int handle, std::span<const unsigned char> framed, DICT_UID xfe
     for (const FramedHeader& header : onDisk) {
         int result = write(handle, framed.subspan(written, header.end - written));
         if (result == RESULT_OK) result = orvkit::copyPixels(handle, *header.element, xferSyn, kReporter);
-        if (result == RESULT_OK && header.undefinedLength) result = write(handle, kDelimitation);
+        if (result == RESULT_OK && header.undefinedLength) result = write(handle, orvkit::kPixelDataEnd);
         if (result != RESULT_OK) return result;
         written = header.end;
     }

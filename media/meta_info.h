@@ -18,7 +18,6 @@ inline constexpr unsigned int kTagMetaPrivateCreator = 0x00020100;
 inline constexpr unsigned int kTagMetaPrivateInfo = 0x00020102;
 inline constexpr unsigned int kTagSopClass = 0x00080016;
 inline constexpr unsigned int kTagSopInstance = 0x00080018;
-inline constexpr unsigned int kTagPixelData = 0x7FE00010;
 
 inline constexpr unsigned int kPreambleSize = 128;
 inline constexpr unsigned int kMetaOffset = 132;  // preamble and "DICM"

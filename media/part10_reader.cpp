@@ -46,13 +46,13 @@ int failMeta(std::uint64_t offset) {
 
 // Walks the elements of group 0002; their group length is not asked. `end` receives where they stop.
 int walkMeta(ByteSource& source, std::uint64_t& end) {
-    RawWalker walker(source, kMetaOffset, source.size(), RawMode::explicitLittle());
-    RawHeader h;
+    Walker walker(source, kMetaOffset, source.size(), Mode::explicitLittle());
+    WalkHeader h;
     while (true) {
-        const RawStep step = walker.peek(h);
+        const WalkStep step = walker.peek(h);
         end = walker.position();
-        if (step == RawStep::failed) return failMeta(end);
-        if (step == RawStep::end) {
+        if (step == WalkStep::failed) return failMeta(end);
+        if (step == WalkStep::end) {
             const auto rest = source.at(end, 2);
             const bool clean = rest.empty() || (rest.size() >= 2 && groupAt(rest, 0, ByteOrder::little) != 2);
             return clean && !source.failed() ? RESULT_OK : failMeta(end);

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "dataset/raw_walker.h"
+#include "encoding/walk.h"
 #include "orvkit/file.h"
 
 namespace orvkit {

@@ -12,7 +12,7 @@
 #include "dataset/elem_access.h"
 #include "dataset/elem_aside.h"
 #include "dataset/elemlist_access.h"
-#include "dataset/raw_walker.h"
+#include "encoding/header.h"
 #include "foundation/bytes.h"
 #include "foundation/fail.h"
 #include "network/connection.h"
@@ -49,7 +49,6 @@ constexpr std::uint64_t kReadAhead = 262144;
 constexpr unsigned int kPiece = 131072;  // of a larger fragment; stays in the processor's cache
 constexpr unsigned int kWorthLending = 65536;
 constexpr unsigned int kMostFragment = 0xFFFFFFFF - 6;  // the length field counts six bytes more
-constexpr unsigned char kDelimitation[orvkit::kDelimitationSize] = {0xFE, 0xFF, 0xDD, 0xE0, 0, 0, 0, 0};
 
 struct Release {
     void operator()(unsigned char* p) const noexcept { ::operator delete(p); }
@@ -96,10 +95,9 @@ const DcBuf* lendable(const DcElem* pixels, DICT_UID xferSyn) {
     const DcBuf* const b = pixels != nullptr && orvkit::isRawVr(ElemAccess::vr(*pixels))
                                ? ElemAccess::firstBuf(*pixels)
                                : nullptr;
-    const auto isBig = [](DICT_UID syntax) { return syntax == UID_BIG_ENDIAN_EXPLICIT; };
     const bool good = b != nullptr && b->next() == nullptr && b->getType() == BUF_MEMORY &&
                       b->getBuf() != nullptr && b->getLen() >= kWorthLending &&
-                      isBig(b->getXferSyn()) == isBig(xferSyn);
+                      orvkit::syntaxRow(b->getXferSyn()).order == orvkit::syntaxRow(xferSyn).order;
     return good ? b : nullptr;
 }
 
@@ -315,7 +313,7 @@ int DcPduDataTf::writePixels(const FramedHeader& pixels, bool trailing) {
         if (result != RESULT_OK) return result;
     }
     if (!pixels.undefinedLength) return RESULT_OK;
-    return writeBuf(trailing ? 0 : kLast, kDelimitation, sizeof kDelimitation);
+    return writeBuf(trailing ? 0 : kLast, orvkit::kPixelDataEnd, sizeof orvkit::kPixelDataEnd);
 }
 
 // Bytes of a part in the byte order of the stream; fewer only where the file ends.

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "dataset/elemlist_access.h"
+#include "dictionary/syntax_table.h"
 #include "foundation/fail.h"
 #include "network/cmd_factory.h"
 #include "network/cmd_table.h"
@@ -29,10 +30,6 @@ constexpr unsigned short kNoDataSet = 257;
 constexpr unsigned int kLargestPdu = 1u << 20;
 
 using Clock = std::chrono::steady_clock;
-
-bool isLittleEndian(DICT_UID xferSyn) {
-    return xferSyn == UID_LITTLE_ENDIAN_IMPLICIT || xferSyn == UID_LITTLE_ENDIAN_EXPLICIT;
-}
 
 bool saysDataSet(DcMsg& message) {
     unsigned short follows = kNoDataSet;
@@ -106,7 +103,8 @@ int DcMsm::write(DICT_UID sop, DcMsg* msg, DICT_UID xfer) {
             chosen = i;
             break;
         }
-        const bool interchangeable = !fromFile && isLittleEndian(xfer) && isLittleEndian(asso.xferSyn[i]);
+        const bool interchangeable =
+            !fromFile && orvkit::isLittleNative(xfer) && orvkit::isLittleNative(asso.xferSyn[i]);
         if (interchangeable && chosen == -1) chosen = i;
     }
     if (chosen == -1) {

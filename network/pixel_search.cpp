@@ -5,10 +5,6 @@
 
 namespace orvkit {
 
-namespace {
-constexpr unsigned int kPixelData = 0x7FE00010;
-}
-
 void ChainSource::append(std::span<const unsigned char> piece) {
     if (piece.empty()) return;
     pieces_.push_back({size_, piece});
@@ -53,15 +49,15 @@ void ChainSource::load(std::uint64_t offset, std::size_t n) {
 bool PixelSearch::look(bool last) {
     if (hopeless_ || (source_.size() < needed_ && !last)) return false;
     const std::uint64_t size = source_.size();
-    RawWalker walker(source_, position_, size, mode_);
+    Walker walker(source_, position_, size, mode_);
     for (;;) {
         position_ = walker.position();
-        RawHeader header;
-        if (walker.peek(header) != RawStep::element) {
+        WalkHeader header;
+        if (walker.peek(header) != WalkStep::element) {
             needed_ = size + 1;
             return false;
         }
-        if (header.tag == kPixelData && header.valueOffset <= size) {
+        if (header.tag == kTagPixelData && header.valueOffset <= size) {
             if (header.valueOffset < size) {
                 found_ = header;
                 return true;
@@ -70,7 +66,7 @@ bool PixelSearch::look(bool last) {
             return false;
         }
         if (walker.skip(header)) continue;
-        hopeless_ = walker.fault() == RawFault::tooDeep || walker.fault() == RawFault::itemExpected;
+        hopeless_ = walker.fault() == WalkFault::tooDeep || walker.fault() == WalkFault::itemExpected;
         needed_ = header.length != kLengthUndefined ? header.valueOffset + header.length
                                                     : size + std::max<std::uint64_t>(size - position_, 1);
         return false;

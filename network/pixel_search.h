@@ -6,7 +6,7 @@
 #include <span>
 #include <vector>
 
-#include "dataset/raw_walker.h"
+#include "encoding/walk.h"
 
 namespace orvkit {
 
@@ -34,7 +34,7 @@ class ChainSource final : public ByteSource {
 // whenever its bytes have doubled.
 class PixelSearch {
   public:
-    explicit PixelSearch(DICT_UID xferSyn) : mode_(RawMode::of(xferSyn)) {}
+    explicit PixelSearch(DICT_UID xferSyn) : mode_(Mode::of(xferSyn)) {}
 
     void append(std::span<const unsigned char> piece) { source_.append(piece); }
     // True when the header of (7FE0,0010) has arrived whole. `last`: nothing more will come.
@@ -47,11 +47,11 @@ class PixelSearch {
 
   private:
     ChainSource source_;
-    RawMode mode_;
+    Mode mode_;
     std::uint64_t position_ = 0;
     std::uint64_t needed_ = 0;  // bytes without which a look is in vain
     bool hopeless_ = false;     // the bytes are no data set
-    RawHeader found_;
+    WalkHeader found_;
 };
 
 }  // namespace orvkit

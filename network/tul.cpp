@@ -700,11 +700,10 @@ int DcTul::finishPixels(Part& part) {
                     static_cast<unsigned int>(info.size), pixelFileName_);
     }
     const std::int64_t start = info.size - length;
-    constexpr unsigned char delimitation[8] = {0xFE, 0xFF, 0xDD, 0xE0, 0, 0, 0, 0};
-    unsigned char tail[8];
+    unsigned char tail[orvkit::kDelimitationSize];
     if (Dict.isEncapsulated(part.xferSyn) != 0 && length >= sizeof tail &&
         platform::readAt(file.get(), tail, sizeof tail, info.size - 8) == 8 &&
-        std::memcmp(tail, delimitation, sizeof tail) == 0) {
+        std::memcmp(tail, orvkit::kPixelDataEnd, sizeof tail) == 0) {
         length -= 8;
     }
     // Offsets of 2 GByte and more are kept as the unsigned 32-bit numbers that they are.

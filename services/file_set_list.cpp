@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <string>
 
+#include "dictionary/vr_table.h"
 #include "orvkit/dict.h"
 #include "orvkit/result.h"
 #include "orvkit/sequence.h"
@@ -38,7 +39,9 @@ std::string utf8Of(DcElem& element, const Charset& charset) {
 }
 
 bool isText(DICT_VR vr) {
-    return vr != VR_SQ && vr != VR_UI && Dict.vrFacts(vr).ok && vr != VR_OB && vr != VR_OW && vr != VR_UN;
+    using orvkit::Kind;
+    const Kind kind = orvkit::vrRow(vr).kind;
+    return kind != Kind::hidden && kind != Kind::uid && kind != Kind::bytes && kind != Kind::unknown;
 }
 
 void showTree(DcDirDicomDir& set, Output& out) {

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "dictionary/syntax_table.h"
 #include "orvkit/dict.h"
 #include "orvkit/log.h"
 #include "orvkit/result.h"
@@ -130,10 +131,9 @@ std::string resultText(int result) {
 }
 
 DICT_UID xferSynFromName(std::string_view name) {
-    if (name == "implicit") return UID_LITTLE_ENDIAN_IMPLICIT;
-    if (name == "explicit") return UID_LITTLE_ENDIAN_EXPLICIT;
-    if (name == "big") return UID_BIG_ENDIAN_EXPLICIT;
-    if (name == "lzw") return UID_ORVKIT5_LZW;
+    for (const orvkit::SyntaxRow& row : orvkit::syntax_table::rows) {
+        if (!name.empty() && name == row.name) return row.syntax;
+    }
     return UID_NONE;
 }
 

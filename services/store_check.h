@@ -4,11 +4,9 @@
 #define ORVKIT_SERVICES_STORE_CHECK_H
 
 #include <cstddef>
-#include <cstdint>
 #include <string>
-#include <vector>
 
-#include "orvkit/uids.h"
+#include "encoding/walk.h"
 
 namespace services {
 
@@ -33,43 +31,20 @@ class StoreCheck {
     const std::string& fault() const { return fault_; }
 
   private:
-    // What is open around the next header: each a value of undefined length, or an item of one.
-    enum class Inside : unsigned char { sequence, item, fragments };
-    struct Level {
-        Inside inside;
-        bool explicitVr;
-        bool certain;  // that the value is a sequence: it may only look like one
-    };
-
-    std::size_t takeHead(const unsigned char* data, std::size_t length);
-    std::size_t takeValue(const unsigned char* data, std::size_t length);
-    unsigned int number(std::size_t at, std::size_t size) const;
-    void header();
-    void element(unsigned int tag);
-    void open(unsigned int tag, bool explicitVr);
-    void delimiter(unsigned int tag);
-    void push(Level level);
-    void value(std::uint64_t length);
+    void element(const orvkit::WalkHeader& header);
+    void faulty();
     void valueComplete();
     void stop(Verdict verdict, std::string fault);
     void giveUp() { done_ = true; }
 
     std::string sopClass_;
     std::string instance_;
-    bool explicitVr_;
-    bool big_;
+    orvkit::PushWalk walk_;
     bool done_ = false;
     Verdict verdict_ = Verdict::good;
     std::string fault_;
-
-    unsigned char head_[12] = {};
-    std::size_t headSize_ = 0;
-    std::size_t headWanted_ = 8;
-    unsigned int tag_ = 0;    // of the value that is passing
-    std::uint64_t left_ = 0;  // bytes of it
-    bool kept_ = false;       // in text_
+    bool kept_ = false;  // the value that is passing, in text_
     std::string text_;
-    std::vector<Level> levels_;
 };
 
 }  // namespace services

@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <cstring>
 
+#include "dictionary/syntax_table.h"
+#include "dictionary/vr_table.h"
+#include "foundation/bytes.h"
 #include "orvkit/dict.h"
 #include "orvkit/tags.h"
 
@@ -30,12 +33,8 @@ T numberAt(std::string_view bytes, std::size_t i) {
     return v;
 }
 
-bool usesCharset(DICT_VR vr) {
-    return vr == VR_LO || vr == VR_LT || vr == VR_PN || vr == VR_SH || vr == VR_ST || vr == VR_UT;
-}
-
 bool isOneText(DICT_VR vr) {
-    return vr == VR_LT || vr == VR_ST || vr == VR_UT;
+    return orvkit::vrRow(vr).split == orvkit::Split::no;
 }
 
 // Without padding and other blanks that mean nothing (PS3.5 6.2).
@@ -43,13 +42,6 @@ std::string_view trimmed(std::string_view text, bool front) {
     while (!text.empty() && (text.back() == ' ' || text.back() == '\0')) text.remove_suffix(1);
     while (front && !text.empty() && text.front() == ' ') text.remove_prefix(1);
     return text;
-}
-
-void swapUnits(std::vector<unsigned char>& bytes, std::size_t unit) {
-    for (std::size_t i = 0; i + unit <= bytes.size(); i += unit) {
-        std::reverse(bytes.begin() + static_cast<std::ptrdiff_t>(i),
-                     bytes.begin() + static_cast<std::ptrdiff_t>(i + unit));
-    }
 }
 
 }  // namespace
@@ -103,26 +95,21 @@ std::string_view vrLetters(DICT_VR vr) {
 }
 
 ValueKind kindOf(DICT_VR vr) {
-    switch (vr) {
-        case VR_AT:
+    if (orvkit::vrRow(vr).written != vr) return ValueKind::none;  // a choice of VRs, not settled yet
+    switch (orvkit::vrRow(vr).kind) {
+        case orvkit::Kind::tagged:
             return ValueKind::tag;
-        case VR_SL:
-        case VR_SS:
-        case VR_UL:
-        case VR_US:
+        case orvkit::Kind::integer:
             return ValueKind::integer;
-        case VR_FL:
-        case VR_FD:
+        case orvkit::Kind::real:
             return ValueKind::real;
-        case VR_OB:
-        case VR_OF:
-        case VR_OW:
-        case VR_UN:
+        case orvkit::Kind::bytes:
+        case orvkit::Kind::unknown:
             return ValueKind::raw;
-        case VR_UT:
-            return ValueKind::text;
+        case orvkit::Kind::hidden:
+            return ValueKind::none;
         default:
-            return vr >= VR_AE && vr <= VR_UI && vr != VR_SQ ? ValueKind::text : ValueKind::none;
+            return ValueKind::text;
     }
 }
 
@@ -133,7 +120,7 @@ void Values::load(DcElem& e, const Place& place) {
     bytes_ = {};
     texts_.clear();
     if (kind_ == ValueKind::none || &e == place.file.pixels.element) return;
-    if (kind_ == ValueKind::raw || vr_ == VR_UT) {
+    if (orvkit::isRawVr(vr_)) {
         loadRaw(e);
     } else if (e.getValueCount() != 0) {
         unsigned int size = 0;
@@ -153,9 +140,10 @@ void Values::loadRaw(DcElem& e) {
     DcBuf buf;
     if (e.getValue(buf) != 0 || buf.getType() != BUF_MEMORY || buf.getBuf() == nullptr) return;
     bytes_ = std::string_view(static_cast<const char*>(buf.getBuf()), buf.getLen());
-    if (buf.getXferSyn() != UID_BIG_ENDIAN_EXPLICIT || (vr_ != VR_OW && vr_ != VR_OF)) return;
+    const unsigned int unit = orvkit::vrUnit(vr_);
+    if (orvkit::syntaxRow(buf.getXferSyn()).order != orvkit::ByteOrder::big || unit == 1) return;
     room_.assign(bytes_.begin(), bytes_.end());
-    swapUnits(room_, vr_ == VR_OW ? 2 : 4);
+    orvkit::swapUnits(room_, unit);
     bytes_ = std::string_view(reinterpret_cast<const char*>(room_.data()), room_.size());
 }
 
@@ -166,7 +154,7 @@ void Values::loadTexts(const Place& place) {
         const TextKind kind = isOneText(vr_) ? TextKind::plain
                               : vr_ == VR_PN ? TextKind::personName
                                              : TextKind::values;
-        utf8_ = (usesCharset(vr_) ? place.charset : Charset()).toUtf8(rest, kind);
+        utf8_ = (orvkit::vrRow(vr_).charset ? place.charset : Charset()).toUtf8(rest, kind);
         rest = utf8_;
     }
     for (;;) {
@@ -179,7 +167,7 @@ void Values::loadTexts(const Place& place) {
 }
 
 int Values::unit() const {
-    return vr_ == VR_SS || vr_ == VR_US ? 2 : vr_ == VR_FD ? 8 : 4;
+    return static_cast<int>(orvkit::vrUnit(vr_));
 }
 
 unsigned int Values::tag(std::size_t i) const {
@@ -188,12 +176,12 @@ unsigned int Values::tag(std::size_t i) const {
 }
 
 long long Values::integer(std::size_t i) const {
-    switch (vr_) {
-        case VR_SS:
+    switch (orvkit::vrRow(vr_).held) {
+        case orvkit::Held::i16:
             return numberAt<short>(bytes_, i);
-        case VR_US:
+        case orvkit::Held::u16:
             return numberAt<unsigned short>(bytes_, i);
-        case VR_SL:
+        case orvkit::Held::i32:
             return numberAt<int>(bytes_, i);
         default:
             return numberAt<unsigned int>(bytes_, i);
@@ -201,7 +189,7 @@ long long Values::integer(std::size_t i) const {
 }
 
 double Values::real(std::size_t i) const {
-    return vr_ == VR_FL ? static_cast<double>(numberAt<float>(bytes_, i)) : numberAt<double>(bytes_, i);
+    return unit() == 4 ? static_cast<double>(numberAt<float>(bytes_, i)) : numberAt<double>(bytes_, i);
 }
 
 }  // namespace services

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "dictionary/syntax_table.h"
 #include "orvkit/dict.h"
 #include "orvkit/elemlist.h"
 #include "orvkit/file.h"
@@ -76,10 +77,6 @@ class Conversion {
 
     DcElemList& dataset() { return reencoded_ ? *reencoded_ : dataset_; }
 };
-
-bool isLittleNative(DICT_UID syntax) {
-    return syntax == UID_LITTLE_ENDIAN_IMPLICIT || syntax == UID_LITTLE_ENDIAN_EXPLICIT;
-}
 
 bool holdsPixelData(DcElemList& list) {
     for (DcElem* element = list.first(); element != nullptr; element = element->next()) {
@@ -162,7 +159,7 @@ std::string Conversion::metaText(unsigned int tag) {
 bool Conversion::readDataset() {
     elemListRegisterFaultCB(this, tellFault);
     muteLog();
-    const bool read = isLittleNative(source_) && isLittleNative(target_)
+    const bool read = orvkit::isLittleNative(source_) && orvkit::isLittleNative(target_)
                           ? readAroundPixels()
                           : parsed(dirReadFile(in_.c_str(), meta_, dataset_));
     muteLog(false);

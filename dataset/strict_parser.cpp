@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "dataset/elem_access.h"
-#include "foundation/bytes.h"
+#include "encoding/header.h"
 #include "foundation/fail.h"
 #include "orvkit/elemlist.h"
 #include "orvkit/result.h"
@@ -16,62 +16,28 @@ using orvkit::fail;
 
 namespace {
 
-constexpr unsigned int kItem = 0xFFFEE000;
-constexpr unsigned int kSequenceDelimitation = 0xFFFEE0DD;
 constexpr const char* kReporter = "DcElemList::parseElem";
+constexpr orvkit::HeaderRules kStrict{.itemsAreElements = true, .onlyCommandsDiffer = true, .openVr = true};
 
-struct ElemHeader {
-    unsigned int tag = 0;
-    DICT_VR vr = VR_UNKNOWN;
+struct ElemHeader : orvkit::Header {
     unsigned int valueLength = 0;
     int extra = 0;                // bytes of the delimiter behind the value
-    unsigned int used = 0;        // bytes of the header
     DICT_UID xferSyn = UID_NONE;  // of this element
-    ByteOrder order = ByteOrder::little;
 };
 
-unsigned int loadTag(const unsigned char* p, ByteOrder order) {
-    return (static_cast<unsigned int>(orvkit::loadAt<std::uint16_t>(p, order)) << 16) |
-           orvkit::loadAt<std::uint16_t>(p + 2, order);
-}
-
-bool isOtherByte(DICT_VR vr) {
-    return vr == VR_OB || vr == VR_OF || vr == VR_OW || vr == VR_OX;
-}
-bool isSequenceLike(DICT_VR vr) {
-    return vr == VR_SQ || vr == VR_UN || vr == VR_UNKNOWN;
-}
-
-int parseVr(const unsigned char* buf, unsigned int length, ElemHeader& h) {
-    if (h.xferSyn == UID_LITTLE_ENDIAN_IMPLICIT) {
-        const DcDictFacts facts = Dict.facts(h.tag);
-        const bool privateGroup = ((h.tag >> 16) & 1) != 0;
-        h.vr = facts.known && !privateGroup ? facts.vr : VR_UNKNOWN;
-        return RESULT_OK;
+// Values whose length may be undefined are searched or walked for their end.
+int measure(unsigned char* field, unsigned int left, ElemHeader& h) {
+    const orvkit::VrRow& row = orvkit::vrRow(h.vr);
+    if (row.kind == orvkit::Kind::bytes) {
+        return utilGetOxValLen(field, left, h.xferSyn, h.valueLength, h.extra, 1);
     }
-    if (length - h.used < 2) return ELEM_SHORT_BUFFER;
-    h.vr = DcDict::vrOfCode(static_cast<char>(buf[h.used]), static_cast<char>(buf[h.used + 1]));
-    if (h.vr == 0) h.vr = VR_UNKNOWN;
-    const bool reserved = isOtherByte(h.vr) || isSequenceLike(h.vr) || h.vr == VR_UT;
-    const unsigned int size = reserved ? 4 : 2;
-    if (length - h.used < size) return ELEM_SHORT_BUFFER;
-    h.used += size;
-    return RESULT_OK;
-}
-
-int parseValLen(unsigned char* buf, unsigned int length, ElemHeader& h) {
-    unsigned char* p = buf + h.used;
-    const unsigned int left = length - h.used;
-    const bool scanned = isOtherByte(h.vr) || isSequenceLike(h.vr) || h.vr == VR_UT;
-    const bool implicitVr = h.xferSyn == UID_LITTLE_ENDIAN_IMPLICIT;
-    const unsigned int size = scanned || implicitVr ? 4 : 2;
-    if (left < size) return ELEM_SHORT_BUFFER;
-    h.used += size;
-    if (isOtherByte(h.vr)) return utilGetOxValLen(p, left, h.xferSyn, h.valueLength, h.extra, 1);
-    if (h.vr == VR_UT) return utilGetOxValLen(p, left, h.xferSyn, h.valueLength, h.extra, 0);
-    if (isSequenceLike(h.vr)) return utilGetSqValLen(p, left, h.xferSyn, h.valueLength, h.extra, 1);
-    h.valueLength = implicitVr ? orvkit::loadAt<std::uint32_t>(p, ByteOrder::little)
-                               : orvkit::loadAt<std::uint16_t>(p, h.order);
+    if (row.kind == orvkit::Kind::longText) {
+        return utilGetOxValLen(field, left, h.xferSyn, h.valueLength, h.extra, 0);
+    }
+    if (h.vr == VR_SQ || row.isRaw()) {
+        return utilGetSqValLen(field, left, h.xferSyn, h.valueLength, h.extra, 1);
+    }
+    h.valueLength = h.length;
     return RESULT_OK;
 }
 
@@ -81,11 +47,12 @@ int readHdr(unsigned char* buf, unsigned int length, DICT_UID xferSyn, ElemHeade
     h.xferSyn = command ? UID_LITTLE_ENDIAN_IMPLICIT : xferSyn;
     ARCH_ENDIAN endian;
     if (Dict.getEndian(h.xferSyn, endian) != RESULT_OK) return ELEM_XFER_SYNTAX;
-    h.order = endian == ENDIAN_BIG ? ByteOrder::big : ByteOrder::little;
-    h.tag = loadTag(buf, h.order);
-    h.used = 4;
-    const int result = parseVr(buf, length, h);
-    return result != RESULT_OK ? result : parseValLen(buf, length, h);
+    if (!orvkit::readHeader({buf, length}, orvkit::Mode::of(xferSyn), kStrict, h)) return ELEM_SHORT_BUFFER;
+    const bool privateGroup = ((h.tag >> 16) & 1) != 0;
+    const bool known = h.from != orvkit::Header::VrFrom::nowhere;
+    if (!h.mode.explicitVr && (!known || privateGroup)) h.vr = VR_UNKNOWN;
+    const unsigned int field = h.size - (orvkit::hasLongLength(h.mode, h.vr) ? 4u : 2u);
+    return measure(buf + field, length - field, h);
 }
 
 // The VR of an element whose header left it open.
@@ -93,7 +60,7 @@ DICT_VR settleVr(const ElemHeader& h, const unsigned char* value) {
     if (h.vr != VR_UNKNOWN) return h.vr;
     const DcDictFacts facts = Dict.facts(h.tag);
     if (facts.known) return facts.vr;
-    return h.valueLength >= 4 && loadTag(value, h.order) == kItem ? VR_SQ : VR_UN;
+    return h.valueLength >= 4 && orvkit::loadTag(value, h.mode.order) == orvkit::kTagItem ? VR_SQ : VR_UN;
 }
 
 }  // namespace
@@ -104,9 +71,9 @@ int DcElemList::parseElem(unsigned char* buf, unsigned int length, DICT_UID xfer
     ElemHeader h;
     const int header = readHdr(buf, length, xferSyn, h);
     if (header != RESULT_OK && header != ELEM_UNKNOWN) return header;
-    const unsigned long long valueEnd = 0ull + h.used + h.valueLength;
+    const unsigned long long valueEnd = 0ull + h.size + h.valueLength;
     if (valueEnd > length) return ELEM_SHORT_BUFFER;
-    unsigned char* const value = buf + h.used;
+    unsigned char* const value = buf + h.size;
     const unsigned int group = h.tag >> 16;
     const unsigned int element = h.tag & 0xFFFF;
     // A value that was taken to the end of the buffer has no delimiter behind it.
@@ -144,9 +111,9 @@ int DcElemList::parseElem(unsigned char* buf, unsigned int length, DICT_UID xfer
     const unsigned int left = length - used;
     if (left < 8) return RESULT_OK;  // whatever the element's parse gave: kept for callers that rely on it
     // A stray delimiter behind an element is skipped.
-    if (loadTag(buf + used, h.order) == kSequenceDelimitation &&
-        orvkit::loadAt<std::uint32_t>(buf + used + 4, h.order) == 0) {
-        used += 8;
+    const auto behind = std::span(buf, length).subspan(used);
+    if (orvkit::isDelimitation(behind, h.mode.order, orvkit::kTagSequenceDelimitation)) {
+        used += orvkit::kDelimitationSize;
     }
     return result;
 }

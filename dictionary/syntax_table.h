@@ -1,0 +1,77 @@
+// The transfer syntaxes, one row each (PS3.5 10 and Annex A): how a data set is encoded in them.
+#ifndef ORVKIT_DICTIONARY_SYNTAX_TABLE_H
+#define ORVKIT_DICTIONARY_SYNTAX_TABLE_H
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <iterator>
+
+#include "foundation/bytes.h"
+#include "orvkit/uids.h"
+
+namespace orvkit {
+
+// How pixel data stands in the data set.
+enum class Pixels : unsigned char { native, packed, encapsulated };
+
+// What has become of the encoded data set as a whole.
+enum class Packing : unsigned char { plain, deflated };
+
+struct SyntaxRow {
+    DICT_UID syntax;
+    bool explicitVr;
+    ByteOrder order;
+    Pixels pixels;
+    bool delimited;  // Pixel Data is written with undefined length, and a delimitation behind it
+    Packing packing;
+    const char* name;  // on the command line; "" for one that cannot be asked for
+};
+
+namespace syntax_table {
+
+// clang-format off
+inline constexpr SyntaxRow rows[] = {
+    // syntax                            explicit order              pixel data            delimited data set           --to
+    // Every other one, registered or not:
+    {UID_NONE,                           true,    ByteOrder::little, Pixels::encapsulated, true,     Packing::plain,    ""},
+    {UID_LITTLE_ENDIAN_IMPLICIT,         false,   ByteOrder::little, Pixels::native,       false,    Packing::plain,    "implicit"},
+    {UID_LITTLE_ENDIAN_EXPLICIT,         true,    ByteOrder::little, Pixels::native,       false,    Packing::plain,    "explicit"},
+    // Its pixel data is framed as if it were encapsulated: kept for callers that rely on it.
+    {UID_DEFLATED_LITTLE_ENDIAN_EXPLICIT, true,   ByteOrder::little, Pixels::native,       true,     Packing::deflated, ""},
+    {UID_BIG_ENDIAN_EXPLICIT,            true,    ByteOrder::big,    Pixels::native,       false,    Packing::plain,    "big"},
+    {UID_JPIP_REFERENCED_DEFLATE,        true,    ByteOrder::little, Pixels::encapsulated, true,     Packing::deflated, ""},
+    {UID_ORVKIT5_LZW,                    true,    ByteOrder::little, Pixels::packed,       true,     Packing::plain,    "lzw"},
+};
+// clang-format on
+
+// The row of each small number.
+inline constexpr auto rowOf = [] {
+    std::array<std::uint8_t, 256> index{};
+    for (std::size_t i = 1; i < std::size(rows); ++i) {
+        index[static_cast<std::size_t>(rows[i].syntax)] = static_cast<std::uint8_t>(i);
+    }
+    return index;
+}();
+
+}  // namespace syntax_table
+
+constexpr const SyntaxRow& syntaxRow(DICT_UID syntax) noexcept {
+    using namespace syntax_table;
+    const auto i = static_cast<unsigned int>(syntax);
+    return rows[i < std::size(rowOf) ? rowOf[i] : 0];
+}
+
+// Pixel data neither encapsulated nor compressed, alone or with the rest of the data set.
+constexpr bool isUncompressed(DICT_UID syntax) noexcept {
+    const SyntaxRow& row = syntaxRow(syntax);
+    return row.pixels == Pixels::native && row.packing == Packing::plain;
+}
+// The same in little endian: pixel data stands alike in all of them.
+constexpr bool isLittleNative(DICT_UID syntax) noexcept {
+    return isUncompressed(syntax) && syntaxRow(syntax).order == ByteOrder::little;
+}
+
+}  // namespace orvkit
+
+#endif

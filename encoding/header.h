@@ -1,0 +1,182 @@
+// The header of one encoded element, both ways: tag, value representation and length (PS3.5 7.1), items and
+// delimitations included (PS3.5 7.5). Where streams are read differently on purpose, the difference is a rule
+// with a name.
+#ifndef ORVKIT_ENCODING_HEADER_H
+#define ORVKIT_ENCODING_HEADER_H
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+#include "dictionary/syntax_table.h"
+#include "dictionary/vr_table.h"
+#include "foundation/bytes.h"
+#include "orvkit/dict.h"
+
+namespace orvkit {
+
+inline constexpr unsigned int kTagItem = 0xFFFEE000;
+inline constexpr unsigned int kTagItemDelimitation = 0xFFFEE00D;
+inline constexpr unsigned int kTagSequenceDelimitation = 0xFFFEE0DD;
+inline constexpr unsigned int kTagPixelData = 0x7FE00010;
+inline constexpr unsigned int kLengthUndefined = 0xFFFFFFFF;
+inline constexpr std::size_t kShortHeader = 8;  // also of items and delimitations
+inline constexpr std::size_t kLongHeader = 12;
+inline constexpr std::size_t kDelimitationSize = kShortHeader;
+
+// How headers are encoded.
+struct Mode {
+    bool explicitVr = true;
+    ByteOrder order = ByteOrder::little;
+
+    static constexpr Mode implicitLittle() noexcept { return {false, ByteOrder::little}; }
+    static constexpr Mode explicitLittle() noexcept { return {true, ByteOrder::little}; }
+    static constexpr Mode of(DICT_UID syntax) noexcept {
+        return {syntaxRow(syntax).explicitVr, syntaxRow(syntax).order};
+    }
+    bool operator==(const Mode&) const = default;
+};
+
+// The command group is always implicit, the meta and directory groups are always explicit little endian
+// (PS3.7 6.3.1, PS3.10 7.1, PS3.3 F.1); every other group is as its stream is.
+constexpr DICT_UID syntaxOfGroup(unsigned int group, DICT_UID stream) noexcept {
+    if (group == 0x0000) return UID_LITTLE_ENDIAN_IMPLICIT;
+    return group == 0x0002 || group == 0x0004 ? UID_LITTLE_ENDIAN_EXPLICIT : stream;
+}
+constexpr Mode modeOfGroup(unsigned int group, Mode stream) noexcept {
+    if (group == 0x0000) return Mode::implicitLittle();
+    return group == 0x0002 || group == 0x0004 ? Mode::explicitLittle() : stream;
+}
+
+inline unsigned int loadTag(const unsigned char* p, ByteOrder order) noexcept {
+    return (static_cast<unsigned int>(loadAt<std::uint16_t>(p, order)) << 16) |
+           loadAt<std::uint16_t>(p + 2, order);
+}
+
+// ---- reading ----------------------------------------------------------------------------------------------
+
+struct Header {
+    enum class VrFrom : unsigned char { letters, dictionary, nowhere };
+
+    unsigned int tag = 0;
+    DICT_VR vr = VR_UNKNOWN;  // UN from nowhere, SI for items and delimitations
+    unsigned int length = 0;  // as it stands; kLengthUndefined
+    std::uint8_t size = 0;    // bytes of the header
+    Mode mode;                // of this element
+    VrFrom from = VrFrom::nowhere;
+};
+
+struct HeaderRules {
+    // Items and delimitations are read as any other element is: where elements belong there are none.
+    bool itemsAreElements = false;
+    // Only the command group has a mode of its own; the others with one are as their stream is.
+    bool onlyCommandsDiffer = false;
+    // Letters of no VR leave it open (VR_UNKNOWN), and the header is as long as that VR is written with.
+    // Otherwise a known tag has its own VR then; for any other, letters of a later edition of the standard
+    // come with the long header of UN (PS3.5 7.1.2).
+    bool openVr = false;
+};
+
+constexpr bool isItemTag(unsigned int tag) noexcept {
+    return tag == kTagItem || tag == kTagItemDelimitation || tag == kTagSequenceDelimitation;
+}
+
+// Reads the header at the front of `b`. The little endian reading of the group decides about the groups with
+// a mode of their own, in big endian streams too: kept for callers that rely on it. False where no whole
+// header is left; tag, mode and VR are set as far as 8 bytes tell them.
+inline bool readHeader(std::span<const unsigned char> b, Mode stream, HeaderRules rules, Header& h) noexcept {
+    if (b.size() < kShortHeader) return false;
+    const unsigned char* const p = b.data();
+    const unsigned int group = loadAt<std::uint16_t>(p, ByteOrder::little);
+    h.mode = group == 0 || !rules.onlyCommandsDiffer ? modeOfGroup(group, stream) : stream;
+    h.tag = loadTag(p, h.mode.order);
+    h.size = kShortHeader;
+    const bool item = !rules.itemsAreElements && isItemTag(h.tag);
+    if (item || !h.mode.explicitVr) {
+        h.length = loadAt<std::uint32_t>(p + 4, h.mode.order);
+        const DcDictFacts facts = item ? DcDictFacts{VR_SI, 1, true} : Dict.facts(h.tag);
+        h.vr = facts.vr;
+        h.from = facts.known ? Header::VrFrom::dictionary : Header::VrFrom::nowhere;
+        return true;
+    }
+    h.vr = DcDict::vrOfCode(static_cast<char>(p[4]), static_cast<char>(p[5]));
+    h.from = Header::VrFrom::letters;
+    if (h.vr == 0 && rules.openVr) {
+        h.vr = VR_UNKNOWN;
+        h.from = Header::VrFrom::nowhere;
+    } else if (h.vr == 0) {
+        const DcDictFacts facts = Dict.facts(h.tag);
+        h.vr = facts.vr;
+        h.from = facts.known ? Header::VrFrom::dictionary : Header::VrFrom::nowhere;
+    }
+    const bool asWritten = h.from != Header::VrFrom::letters || rules.openVr;
+    if (vrRow(asWritten ? vrRow(h.vr).written : h.vr).head != Head::wide) {
+        h.length = loadAt<std::uint16_t>(p + 6, h.mode.order);
+        return true;
+    }
+    h.size = kLongHeader;
+    if (b.size() < kLongHeader) return false;
+    h.length = loadAt<std::uint32_t>(p + 8, h.mode.order);
+    return true;
+}
+
+// A delimitation is its tag and a length of zero.
+inline bool isDelimitation(std::span<const unsigned char> b, ByteOrder order, unsigned int tag) noexcept {
+    return b.size() >= kDelimitationSize && loadTag(b.data(), order) == tag &&
+           loadAt<std::uint32_t>(b.data() + 4, order) == 0;
+}
+
+// Whether a value of undefined length begins as a list of items does.
+inline bool beginsWithItem(std::span<const unsigned char> b, ByteOrder order) noexcept {
+    return b.size() >= kDelimitationSize &&
+           (loadTag(b.data(), order) == kTagItem || isDelimitation(b, order, kTagSequenceDelimitation));
+}
+
+// Where the 8 bytes of a Sequence Delimitation begin in `bytes`, or kNotFound.
+inline constexpr std::size_t kNotFound = static_cast<std::size_t>(-1);
+std::size_t findSequenceDelimitation(std::span<const unsigned char> bytes, ByteOrder order) noexcept;
+
+// ---- writing ----------------------------------------------------------------------------------------------
+// The writer has the byte order of the mode.
+
+inline void writeTag(ByteWriter& w, unsigned int tag) noexcept {
+    w.u16(static_cast<std::uint16_t>(tag >> 16));
+    w.u16(static_cast<std::uint16_t>(tag & 0xFFFF));
+}
+
+constexpr bool hasLongLength(Mode mode, DICT_VR vr) noexcept {
+    return !mode.explicitVr || vrRow(vrRow(vr).written).head != Head::word;
+}
+
+// An element whose length does not fit its field must not be written.
+constexpr bool lengthFits(Mode mode, DICT_VR vr, unsigned int length) noexcept {
+    return length <= 0xFFFF || hasLongLength(mode, vr);
+}
+
+// Items have no letters in any stream.
+inline void writeHeader(ByteWriter& w, Mode mode, unsigned int tag, DICT_VR vr,
+                        unsigned int length) noexcept {
+    writeTag(w, tag);
+    const VrRow& written = vrRow(vrRow(vr).written);
+    if (mode.explicitVr && tag != kTagItem) {
+        w.bytes(written.letters, 2);
+        if (written.head == Head::wide) w.u16(0);
+    }
+    if (hasLongLength(mode, vr)) {
+        w.u32(length);
+    } else {
+        w.u16(static_cast<std::uint16_t>(length));
+    }
+}
+
+inline void writeItem(ByteWriter& w, unsigned int length) noexcept {
+    writeTag(w, kTagItem);
+    w.u32(length);
+}
+
+// The end of Pixel Data of undefined length: little endian always, as the syntaxes are that have it.
+inline constexpr unsigned char kPixelDataEnd[kDelimitationSize] = {0xFE, 0xFF, 0xDD, 0xE0, 0, 0, 0, 0};
+
+}  // namespace orvkit
+
+#endif
