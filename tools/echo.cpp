@@ -1,14 +1,13 @@
 // orvkit echo: whether a peer answers (C-ECHO, PS3.4 annex A).
-#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <memory>
-#include <vector>
 
 #include "platform/process.h"
 #include "services/association.h"
 #include "services/network_text.h"
 #include "services/report.h"
+#include "services/round_trips.h"
 #include "tools/commands.h"
 #include "tools/net_options.h"
 
@@ -17,8 +16,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-double millisecondsSince(Clock::time_point start) {
-    return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+double milliseconds(Clock::duration time) {
+    return std::chrono::duration<double, std::milli>(time).count();
 }
 
 bool echoOnce(Association& association, std::string& fault) {
@@ -37,14 +36,11 @@ bool echoOnce(Association& association, std::string& fault) {
     return false;
 }
 
-void summarize(std::vector<double>& times) {
-    std::sort(times.begin(), times.end());
-    const auto at = [&](std::size_t percent) { return times[(times.size() - 1) * percent / 100]; };
-    double sum = 0;
-    for (double t : times) sum += t;
+void summarize(const RoundTrips& trips) {
     std::printf("%zu echoes, %.0f a second: least %.3f, median %.3f, 99%% within %.3f, most %.3f ms\n",
-                times.size(), 1000 * static_cast<double>(times.size()) / sum, times.front(), at(50), at(99),
-                times.back());
+                trips.count(), 1000 * static_cast<double>(trips.count()) / milliseconds(trips.sum()),
+                milliseconds(trips.least()), milliseconds(trips.quantile(50)),
+                milliseconds(trips.quantile(99)), milliseconds(trips.most()));
 }
 
 int runEcho(const PeerOptions& options, int repeat) {
@@ -60,20 +56,21 @@ int runEcho(const PeerOptions& options, int repeat) {
         association.release();
         return EXIT_FAILED;
     }
-    std::printf("%s: association accepted in %.3f ms\n", peer.c_str(), millisecondsSince(begun));
-    std::vector<double> times;
+    std::printf("%s: association accepted in %.3f ms\n", peer.c_str(), milliseconds(Clock::now() - begun));
+    RoundTrips trips;
     std::string fault;
     for (int i = 1; i <= repeat; ++i) {
         const Clock::time_point start = Clock::now();
         if (!echoOnce(association, fault)) break;
-        times.push_back(millisecondsSince(start));
-        std::printf("echo %d: %.3f ms\n", i, times.back());
+        const Clock::duration took = Clock::now() - start;
+        trips.add(took);
+        std::printf("echo %d: %.3f ms\n", i, milliseconds(took));
     }
     association.release();
-    if (times.size() > 1) summarize(times);
+    if (trips.count() > 1) summarize(trips);
     if (fault.empty()) return EXIT_OK;
     (void)std::fflush(stdout);
-    complain("%s: echo %zu failed: %s", peer.c_str(), times.size() + 1, fault.c_str());
+    complain("%s: echo %zu failed: %s", peer.c_str(), trips.count() + 1, fault.c_str());
     return EXIT_FAILED;
 }
 
