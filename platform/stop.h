@@ -10,10 +10,10 @@ namespace orvkit::platform {
 bool removeWhenEnded(const char* path) noexcept;
 
 // From now on those but SIGHUP do not end the program: `stopAsked` tells of them instead. Every one, or only
-// the first: then the second ends the program, and a signal that the caller of the program had ignored stays
-// so.
+// the first: then the second ends the program, and so do so many seconds after the first, whatever the
+// program is about; a signal that the caller of the program had ignored stays so.
 void noteStops() noexcept;
-void noteFirstStop() noexcept;
+void noteFirstStop(unsigned int seconds) noexcept;
 bool stopAsked() noexcept;
 
 }  // namespace orvkit::platform

@@ -1,14 +1,19 @@
 #include "services/association.h"
 
+#include <chrono>
 #include <utility>
 
 #include "orvkit/result.h"
 #include "orvkit/tags.h"
-#include "platform/socket.h"
 #include "services/network_text.h"
 #include "services/report.h"
 
 namespace services {
+namespace {
+
+constexpr unsigned int kMostInMemory = 16u << 20;
+
+}  // namespace
 
 DcMsmSopXferSyn context(DICT_UID sopClass, std::vector<DICT_UID> xferSyns, TSM_ROLE role) {
     xferSyns.push_back(UID_NONE);
@@ -32,7 +37,11 @@ bool Association::open(std::vector<DcMsmSopXferSyn> contexts) {
     abort();
     contexts_ = std::move(contexts);
     contexts_.emplace_back();  // ends the list
-    msm_ = std::make_unique<Entity>(options_.aet.c_str(), TSM_ROLE_SCU, options_.port);
+    msm_ = std::make_unique<DcMsm>(options_.aet.c_str(), TSM_ROLE_SCU, options_.port);
+    (void)msm_->setPduTimeout(options_.timeout, PEER_PACE);
+    (void)msm_->setReceiveLimit(kMostInMemory);
+    (void)msm_->setDataSetCheck(1);
+    setPatience(options_.timeout);
     DcMsmScuInfo info;
     info.calledAeTitle = options_.aec.c_str();
     info.sopList = contexts_.data();
@@ -46,13 +55,20 @@ bool Association::open(std::vector<DcMsmSopXferSyn> contexts) {
 }
 
 bool Association::waitReadable(int milliseconds) const {
-    return !isOpen() || orvkit::platform::waitReadable(msm_->socket(), milliseconds);
+    return !isOpen() || msm_->waitReadable(milliseconds);
+}
+
+void Association::setPatience(int seconds, unsigned int bytesPerSecond) {
+    (void)msm_->setMessageTimeout(seconds, bytesPerSecond);
 }
 
 void Association::release() {
     if (isOpen() && msm_->releaseAssociation() == RESULT_OK) {
+        using Clock = std::chrono::steady_clock;
+        const auto end = Clock::now() + std::chrono::seconds(options_.timeout);
+        setPatience(options_.timeout);
         int result = MSM_MESSAGE;
-        while (result == MSM_MESSAGE) {  // what was still on its way
+        while (result == MSM_MESSAGE && Clock::now() < end) {  // what was still on its way
             DcMsg* late = nullptr;
             result = msm_->read(nullptr, &late, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL);
             delete late;

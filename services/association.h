@@ -11,6 +11,10 @@
 
 namespace services {
 
+constexpr unsigned int PEER_PACE = 1024;  // bytes a second that a peer must bring at least
+
+// What a peer sends is bounded: a PDU and a message by the options' time-out, what is held of a message in
+// memory by 16 MB, and a data set comes only behind a command that has one.
 class Association {
   public:
     explicit Association(const PeerOptions& options) : options_(options) {}
@@ -23,7 +27,11 @@ class Association {
     bool open(std::vector<DcMsmSopXferSyn> contexts);
     // Waits, that many milliseconds at most, until something comes from the peer or its connection ends.
     bool waitReadable(int milliseconds) const;
-    // Asks for the release and waits for the answer.
+    // How long the next messages may take, each from the call that receives it to its last byte: so many
+    // seconds, and one more for every `bytesPerSecond` bytes that have come (0: not for bytes). The options'
+    // time-out, unless set.
+    void setPatience(int seconds, unsigned int bytesPerSecond = 0);
+    // Asks for the release and waits for the answer, as long as for a message, whatever else comes.
     void release();
     void abort();
     bool isOpen() const { return msm_ != nullptr && msm_->isConnected(); }
@@ -57,16 +65,12 @@ class Association {
     const std::string& fault() const { return fault_; }
 
   private:
-    struct Entity : DcMsm {
-        using DcMsm::DcMsm;
-        unsigned int socket() const { return sockConv_; }
-    };
     std::unique_ptr<DcMsg> receiveBy(int (DcMsm::*read)(DICT_UID*, DcMsg**, MSM_BLOCK_READ,
                                                         MSM_BLOCK_CONNECT));
 
     const PeerOptions& options_;
     std::vector<DcMsmSopXferSyn> contexts_;
-    std::unique_ptr<Entity> msm_;
+    std::unique_ptr<DcMsm> msm_;
     unsigned short messageId_ = 0;  // of the last request
     std::string fault_;
 };

@@ -16,7 +16,7 @@ struct QueryOptions : PeerOptions {
     std::string root = "study";     // or "patient"
     std::string level;              // "": see QueryKeys::parse
     bool json = false;
-    int maxTime = 0;          // seconds; 0: no bound
+    int maxTime = -1;         // seconds; 0: no bound; negative: as Answers has it
     int maxResults = 100000;  // of find
 
     bool patientRoot() const { return root == "patient"; }

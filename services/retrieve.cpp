@@ -1,5 +1,6 @@
 #include "services/retrieve.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "orvkit/result.h"
@@ -16,6 +17,14 @@ namespace {
 constexpr unsigned short kPriorityMedium = 0;
 constexpr int kTick = 100;  // milliseconds between looks at what would end the waiting
 constexpr auto kGrace = std::chrono::seconds(10);
+constexpr auto kLastWords = std::chrono::seconds(2);  // from the end of that to the end of the program
+constexpr int kPatience = 3;                          // times the time-out
+constexpr const char* kTooLong = "it took longer than --max-time";
+constexpr const char* kNoProgress = "it made no progress (--max-time)";
+
+int secondsOf(Answers::Clock::duration time) {
+    return static_cast<int>(std::chrono::ceil<std::chrono::seconds>(time).count());
+}
 
 void readCount(DcMsg& response, unsigned int tag, int& count) {
     unsigned short value = 0;
@@ -51,8 +60,25 @@ void fillRequest(DcCmd& request, DICT_UID model, const QueryKeys& keys) {
 }
 
 Answers::Answers(Association& association, const QueryOptions& options, DICT_UID model)
-    : association_(association), options_(options), model_(model) {
-    orvkit::platform::noteFirstStop();
+    : association_(association), options_(options), model_(model), end_(Clock::now() + allowance()) {
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(grace() + kLastWords);
+    orvkit::platform::noteFirstStop(static_cast<unsigned int>(seconds.count()));
+}
+
+Answers::Clock::duration Answers::allowance() const {
+    return std::chrono::seconds(options_.maxTime > 0 ? options_.maxTime : kPatience * options_.timeout);
+}
+
+Answers::Clock::duration Answers::grace() const {
+    return std::min<Clock::duration>(kGrace, std::chrono::seconds(options_.timeout));
+}
+
+// What a message that begins now may take: at least a second.
+Answers::Clock::duration Answers::left() const {
+    const bool ends = isBounded() || !why_.empty();
+    const Clock::duration most = std::chrono::seconds(options_.timeout);
+    return std::max<Clock::duration>(ends ? std::min(end_ - Clock::now(), most) : most,
+                                     std::chrono::seconds(1));
 }
 
 bool Answers::await() {
@@ -60,16 +86,16 @@ bool Answers::await() {
     const auto patience = std::chrono::seconds(options_.timeout);
     const auto asked = Clock::now();
     for (;;) {
-        const auto now = Clock::now();
         if (orvkit::platform::stopAsked()) cancel("interrupted");
-        if (options_.maxTime > 0 && now - begun_ > std::chrono::seconds(options_.maxTime)) {
-            cancel("it took longer than --max-time");
-        }
-        if (!why_.empty() && now - cancelledAt_ > kGrace) {
+        if (isOverdue()) cancel(options_.maxTime > 0 ? kTooLong : kNoProgress);
+        if (!why_.empty() && Clock::now() > end_) {
             association_.giveUp("the peer goes on after the request was cancelled");
             return false;
         }
-        if (association_.waitReadable(kTick)) return true;
+        if (association_.waitReadable(kTick)) {
+            association_.setPatience(secondsOf(left()));
+            return true;
+        }
         if (Clock::now() - asked > patience) {
             association_.giveUp("the peer did not answer in time");
             return false;
@@ -77,11 +103,26 @@ bool Answers::await() {
     }
 }
 
+void Answers::awaitObject() {
+    // Where nobody has said how long all may take, its bytes show that it is coming.
+    const bool byBytes = why_.empty() && options_.maxTime <= 0;
+    const auto whole = std::max<Clock::duration>(end_ - Clock::now(), std::chrono::seconds(1));
+    association_.setPatience(byBytes ? options_.timeout : secondsOf(whole), byBytes ? PEER_PACE : 0);
+}
+
+void Answers::gain(Clock::duration time) {
+    if (why_.empty() && options_.maxTime < 0) end_ = std::min(end_ + time, Clock::now() + allowance());
+}
+
 void Answers::cancel(const std::string& why) {
     if (!why_.empty()) return;
     why_ = why;
-    cancelledAt_ = Clock::now();
+    end_ = Clock::now() + grace();
     association_.cancel(model_);
+}
+
+std::string Answers::fault() const {
+    return isOverdue() && options_.maxTime > 0 ? kTooLong : association_.fault();
 }
 
 bool Answers::tellCancelled() const {
@@ -89,15 +130,19 @@ bool Answers::tellCancelled() const {
     return !why_.empty();
 }
 
-void Retrieval::response(DcMsg& response) {
+bool Retrieval::response(DcMsg& response) {
     readCount(response, T_0000_1020_numberOfRemainingSubOperations, remaining_);
     readCount(response, T_0000_1021_numberOfCompletedSubOperations, completed_);
     readCount(response, T_0000_1022_numberOfFailedSubOperations, failed_);
     readCount(response, T_0000_1023_numberOfWarningSubOperations, warned_);
     status_ = statusOf(response);
-    if (statusKind(status_) == StatusKind::pending) return;
-    ended_ = true;
-    statusText_ = statusText(response);
+    if (statusKind(status_) != StatusKind::pending) {
+        ended_ = true;
+        statusText_ = statusText(response);
+    }
+    const int before = done_;
+    done_ = std::max(done_, completed_ + failed_ + warned_);
+    return done_ > before;
 }
 
 int Retrieval::finish(const std::string& fault) {

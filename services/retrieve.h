@@ -22,29 +22,45 @@ bool openFor(Association& association, const PeerOptions& options, DICT_UID mode
 // SOP class, priority and identifier.
 void fillRequest(DcCmd& request, DICT_UID model, const QueryKeys& keys);
 
-// Waits for what answers one request, and sees that it comes to an end: SIGINT, SIGTERM and the options'
-// bounds cancel the request. A peer that goes on for ten seconds after that is left. A second signal ends the
-// program at once.
+// Waits for what answers one request, and sees that it comes to an end, whatever the peer sends: SIGINT,
+// SIGTERM and the options' bounds cancel the request, and a peer that goes on after that, for ten seconds or
+// the time-out where that is less, is left. A second signal ends the program at once, and the first in the
+// end, too.
+//
+// Unless the options say how long all may take, it may take three times the time-out without anything coming
+// of what was asked for: what comes gives time back (gain), up to that.
 class Answers {
   public:
+    using Clock = std::chrono::steady_clock;
+
     Answers(Association& association, const QueryOptions& options, DICT_UID model);
 
-    // Waits until the next message begins; false: none will, and the association's fault tells why.
+    // Waits until the next message begins; false: none will, and fault() tells why.
     bool await();
+    // To be called in front of receiving an object: it may take as long as its bytes come, or what is left.
+    void awaitObject();
+    void gain(Clock::duration time);
+    // All that there can be.
+    void gain() { gain(allowance()); }
     // Once; what follows is still to be received.
     void cancel(const std::string& why);
     // Tells on standard error if the request was cancelled, and why.
     bool tellCancelled() const;
+    // Why the last message did not come, or not to its end.
+    std::string fault() const;
 
   private:
-    using Clock = std::chrono::steady_clock;
+    bool isBounded() const { return options_.maxTime != 0; }
+    Clock::duration allowance() const;
+    Clock::duration grace() const;
+    Clock::duration left() const;
+    bool isOverdue() const { return why_.empty() && isBounded() && Clock::now() > end_; }
 
     Association& association_;
     const QueryOptions& options_;
     DICT_UID model_;
-    Clock::time_point begun_ = Clock::now();
-    Clock::time_point cancelledAt_;
-    std::string why_;  // it was cancelled
+    Clock::time_point end_;  // of all, or once it is cancelled, of what is still to come
+    std::string why_;        // it was cancelled
 };
 
 // The account that the responses to C-MOVE and C-GET give of their sub-operations (PS3.4 C.4.2.1.6).
@@ -52,7 +68,8 @@ class Retrieval {
   public:
     explicit Retrieval(const QueryOptions& options) : options_(options) {}
 
-    void response(DcMsg& response);
+    // Whether more sub-operations are done than any response has told before.
+    bool response(DcMsg& response);
     bool ended() const { return ended_; }
     // Prints the account. `fault` tells why no final response came, "" when one came.
     int finish(const std::string& fault);
@@ -66,6 +83,7 @@ class Retrieval {
     int failed_ = 0;
     int warned_ = 0;
     int remaining_ = 0;
+    int done_ = 0;  // the most that were told of
 };
 
 }  // namespace services

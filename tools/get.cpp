@@ -64,34 +64,33 @@ class Getter {
 
     int run() {
         if (!openFor(association_, options_, model_, storageContexts())) return EXIT_FAILED;
-        (void)association_.msm().registerDataSetCB(this, &Getter::take, &Getter::room);
         DcCmdCGetRq request;
         fillRequest(request, model_, keys_);
         bool going = association_.send(request, model_);
         Answers answers(association_, options_, model_);
-        while (going && !account_.ended()) going = answers.await() && next();
+        while (going && !account_.ended()) going = answers.await() && next(answers);
         progress_.clear();
-        const int status = account_.finish(association_.fault());
+        const int status = account_.finish(answers.fault());
         const bool cancelled = answers.tellCancelled();
         association_.release();
         return stored_ && !cancelled && status == EXIT_OK ? EXIT_OK : EXIT_FAILED;
     }
 
   private:
-    bool next() {
+    bool next(Answers& answers) {
         const std::unique_ptr<DcMsg> message = association_.receivePart();
         if (message == nullptr) return false;
-        if (auto* request = dynamic_cast<DcCmdCStoreRq*>(message.get())) return store(*request);
+        if (auto* request = dynamic_cast<DcCmdCStoreRq*>(message.get())) return store(*request, answers);
         if (!association_.isAnswer(*message, DICT_MSG_C_GET_RSP)) return false;
         unsigned short dataset = kNoDataset;
         (void)message->getValue(T_0000_0800_dataSetType, dataset);
         // A data set names the instances that failed; their number is in the response.
         if (dataset != kNoDataset && association_.receivePart() == nullptr) return false;
-        account_.response(*message);
+        if (account_.response(*message)) answers.gain();
         return true;
     }
 
-    bool store(DcCmdCStoreRq& request) {
+    bool store(DcCmdCStoreRq& request, Answers& answers) {
         char instance[80] = "";  // room to see that it is longer than a UID can be
         DICT_UID sopClass = UID_NONE;
         (void)request.getValue(T_0000_1000_affectedSopInstanceUid, instance, sizeof instance - 1);
@@ -100,8 +99,12 @@ class Getter {
         incoming.file.describe(sopClass, instance, options_.aec);
         unsigned short follows = 0;
         (void)request.getValue(T_0000_0800_dataSetType, follows);
-        if (follows != kNoDataset && !receiveDataset(incoming)) return false;
+        if (follows != kNoDataset) {
+            answers.awaitObject();
+            if (!receiveDataset(incoming)) return false;
+        }
         const unsigned short status = keep(incoming.file, instance);
+        if (status == STORE_SUCCESS) answers.gain();
         DcCmdCStoreRsp response(&request);
         (void)response.add(new DcElem(T_0000_0900_status, status));
         DcPduInfoTf info;
@@ -118,24 +121,23 @@ class Getter {
         StoreFile file;
     };
 
-    // Of data sets that no file waits for nothing is kept.
     static int take(void* self, const unsigned char* data, unsigned int length, DICT_UID xferSyn, int last) {
-        Incoming* const incoming = static_cast<Getter*>(self)->incoming_;
-        if (incoming == nullptr) return RESULT_OK;
-        const bool first = incoming->file.temporaryPath().empty();
-        const int result = StoreFile::take(&incoming->file, data, length, xferSyn, last);
-        if (first) (void)orvkit::platform::removeWhenEnded(incoming->file.temporaryPath().c_str());
+        StoreFile& file = static_cast<Incoming*>(self)->file;
+        const bool first = file.temporaryPath().empty();
+        const int result = StoreFile::take(&file, data, length, xferSyn, last);
+        if (first) (void)orvkit::platform::removeWhenEnded(file.temporaryPath().c_str());
         return result;
     }
     static unsigned char* room(void* self, unsigned int* size) {
-        Incoming* const incoming = static_cast<Getter*>(self)->incoming_;
-        return incoming != nullptr ? StoreFile::room(&incoming->file, size) : nullptr;
+        return StoreFile::room(&static_cast<Incoming*>(self)->file, size);
     }
 
+    // An object goes to its file as it comes; what else has a data set is held in memory, up to a bound.
     bool receiveDataset(Incoming& incoming) {
-        incoming_ = &incoming;
+        DcMsm& msm = association_.msm();
+        (void)msm.registerDataSetCB(&incoming, &Getter::take, &Getter::room);
         const std::unique_ptr<DcMsg> part = association_.receivePart();
-        incoming_ = nullptr;
+        (void)msm.registerDataSetCB(nullptr, nullptr);
         if (part == nullptr || part->getType() == MSG_TYPE_DATASET) return part != nullptr;
         association_.refuse(*part);
         return false;
@@ -163,7 +165,6 @@ class Getter {
     Association association_;
     Retrieval account_;
     Progress progress_;
-    Incoming* incoming_ = nullptr;  // the object that is arriving
     bool stored_ = true;
 };
 

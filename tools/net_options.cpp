@@ -56,9 +56,12 @@ void addQueryOptions(Command& command, QueryOptions& options) {
     command.flag("--json", options.json, "Print JSON");
     command
         .number("--max-time", options.maxTime,
-                "Cancel the request when it is not done after so many seconds; 0 for no bound")
+                "Cancel the request when it is not done after so many seconds; 0 for no bound. Unless given, "
+                "when "
+                "nothing has come of it for three times --timeout")
         .range(0, 31536000)
-        .value("SECONDS");
+        .value("SECONDS")
+        .hideDefault();
 }
 
 }  // namespace tools

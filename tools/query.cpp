@@ -1,5 +1,6 @@
 // orvkit find and orvkit move: query and retrieve as a user (PS3.4 annex C).
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <memory>
 
@@ -18,11 +19,15 @@
 namespace tools {
 namespace {
 
+constexpr auto kWorthOfResult = std::chrono::milliseconds(100);  // ten a second are as good as none missing
+constexpr std::size_t kMostHeld = 64 << 20;
+
 // Results as they come, for programs.
 class JsonResults {
   public:
     JsonResults() : form_(makeJsonForm(out_)) { form_->begin(); }
     void result(DumpedFile& result) { form_->file(result, Pick(), nullptr); }
+    std::size_t held() const { return 0; }
     void finish() { form_->end(); }
 
   private:
@@ -45,9 +50,11 @@ class TableResults {
             DcElem* e = nullptr;
             (void)result.data.getElem(tag, &e);
             row.push_back(e != nullptr ? text(*e, place) : "");
+            held_ += sizeof(std::string) + row.back().size();
         }
         rows_.push_back(std::move(row));
     }
+    std::size_t held() const { return held_; }  // bytes
     void finish() const {
         if (rows_.size() == 1) return;
         std::vector<std::size_t> widths(tags_.size());
@@ -104,6 +111,7 @@ class TableResults {
 
     const std::vector<unsigned int>& tags_;
     std::vector<std::vector<std::string>> rows_;
+    std::size_t held_ = 0;
     Values values_;
 };
 
@@ -130,11 +138,14 @@ int receiveResults(Association& association, const QueryOptions& options, Answer
         takeDataset(*response, result.data);
         if (result.data.first() == nullptr) {
             ++empty;
-        } else {
-            results.result(result);
+            continue;
         }
+        results.result(result);
+        answers.gain(kWorthOfResult);
+        if (results.held() > kMostHeld) answers.cancel("the results take more than 64 MB");
     }
     results.finish();
+    (void)std::fflush(stdout);
     if (answers.tellCancelled()) status = EXIT_FAILED;
     if (empty > 0) {
         complain("%s: %d results came without an identifier", peer.c_str(), empty);
@@ -142,7 +153,7 @@ int receiveResults(Association& association, const QueryOptions& options, Answer
     }
     if (response != nullptr && statusKind(statusOf(*response)) == StatusKind::success) return status;
     const std::string fault =
-        response != nullptr ? "the peer answered " + statusText(*response) : association.fault();
+        response != nullptr ? "the peer answered " + statusText(*response) : answers.fault();
     complain("%s: %s", peer.c_str(), fault.c_str());
     return EXIT_FAILED;
 }
@@ -193,9 +204,9 @@ int runMove(const MoveOptions& options) {
         const std::unique_ptr<DcMsg> response =
             answers.await() ? association.receive(DICT_MSG_C_MOVE_RSP) : nullptr;
         answered = response != nullptr;
-        if (answered) retrieval.response(*response);
+        if (answered && retrieval.response(*response)) answers.gain();
     }
-    const int status = retrieval.finish(answered ? "" : association.fault());
+    const int status = retrieval.finish(answered ? "" : answers.fault());
     const bool cancelled = answers.tellCancelled();
     association.release();
     return cancelled ? EXIT_FAILED : status;

@@ -18,14 +18,20 @@ volatile std::sig_atomic_t armed = 0;
 enum Noting : std::sig_atomic_t { notNoted, firstNoted, allNoted };
 volatile std::sig_atomic_t noting = notNoted;
 volatile std::sig_atomic_t asked = 0;
+volatile std::sig_atomic_t grace = 0;  // seconds
+volatile std::sig_atomic_t first = 0;  // the signal that began them
 
 extern "C" void takeSignal(int signal) {
     if (noting != notNoted && signal != SIGHUP) {
         asked = 1;
-        if (noting == firstNoted) noting = notNoted;
+        if (noting == allNoted) return;
+        noting = notNoted;
+        first = signal;
+        ::alarm(static_cast<unsigned int>(grace));
         return;
     }
     if (armed != 0) ::unlink(doomed);
+    if (signal == SIGALRM) signal = first;
     std::signal(signal, SIG_DFL);
     ::raise(signal);
 }
@@ -53,8 +59,10 @@ void noteStops() noexcept {
     std::signal(SIGINT, takeSignal);
     std::signal(SIGTERM, takeSignal);
 }
-void noteFirstStop() noexcept {
+void noteFirstStop(unsigned int seconds) noexcept {
+    grace = static_cast<std::sig_atomic_t>(seconds);
     if (asked == 0) noting = firstNoted;
+    std::signal(SIGALRM, takeSignal);
     catchSignal(SIGINT);
     catchSignal(SIGTERM);
 }

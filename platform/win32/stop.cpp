@@ -19,17 +19,32 @@ std::unique_ptr<WidePath> doomed;
 enum class Noted : unsigned char { none, first, all };
 std::atomic<Noted> noted = Noted::none;
 std::atomic<bool> asked = false;
+std::atomic<unsigned int> grace = 0;  // seconds
+
+void removeDoomed() noexcept {
+    const std::lock_guard lock(doomedMutex);
+    if (doomed != nullptr) (void)::DeleteFileW(doomed->get());
+}
+
+void CALLBACK endAll(void*, BOOLEAN) noexcept {
+    removeDoomed();
+    ::ExitProcess(STATUS_CONTROL_C_EXIT);
+}
 
 BOOL WINAPI handleEnd(DWORD reason) noexcept {
     const bool before = asked.exchange(true);
     if (noted == Noted::all || (noted == Noted::first && !before)) {
+        HANDLE timer = nullptr;
+        if (noted == Noted::first) {
+            (void)::CreateTimerQueueTimer(&timer, nullptr, endAll, nullptr, grace * 1000, 0,
+                                          WT_EXECUTEONLYONCE);
+        }
         // After these the process is ended as soon as the handler returns: the program has until the system
         // loses patience.
         if (reason != CTRL_C_EVENT && reason != CTRL_BREAK_EVENT) ::Sleep(INFINITE);
         return TRUE;
     }
-    const std::lock_guard lock(doomedMutex);
-    if (doomed != nullptr) (void)::DeleteFileW(doomed->get());
+    removeDoomed();
     return FALSE;  // the system's own handler ends the process
 }
 
@@ -57,7 +72,8 @@ void noteStops() noexcept {
     noted = Noted::all;
     install();
 }
-void noteFirstStop() noexcept {
+void noteFirstStop(unsigned int seconds) noexcept {
+    grace = seconds;
     noted = Noted::first;
     install();
 }

@@ -1,12 +1,15 @@
 // The command as a user of network services, against independent programs and against peers of our own.
 #include <chrono>
+#include <csignal>
 #include <map>
 #include <thread>
 
 #include "orvkit/result.h"
 #include "tests/media/sample_files.h"
 #include "tests/network/pair.h"
+#include "tests/network/pdus.h"
 #include "tests/support/elem_values.h"
+#include "tests/support/stream.h"
 #include "tests/tools/command.h"
 
 namespace tools_test {
@@ -183,6 +186,131 @@ TEST_F(NetworkCommandTest, WhatNeverEndsIsCancelled) {
         EXPECT_TRUE(holds(outcome.err, row.said)) << row.before;
         EXPECT_TRUE(holds(outcome.err, "0xFE00 (cancelled)")) << row.before;
     }
+}
+
+// A peer that answers the first request with what never ends, and hears nothing any more.
+class Endless {
+  public:
+    enum class What { dataSet, trickle, object, pending, pendingWithData };
+
+    Endless(DICT_UID model, MSG_TYPE type, What what) : answer_(type), what_(what) {
+        auto support = sopList({UID_CT_IMAGE_STORAGE}, {UID_LITTLE_ENDIAN_EXPLICIT}, TSM_ROLE_SCP);
+        const auto both = sopList({model}, {UID_LITTLE_ENDIAN_EXPLICIT, UID_LITTLE_ENDIAN_IMPLICIT});
+        support.insert(support.begin(), both.front());
+        provider_ = std::make_unique<Provider>(
+            support, [this](DcMsm& msm) { answer(msm); }, "ARCHIVE", 0);
+    }
+    std::string peer() const { return " ARCHIVE@127.0.0.1:" + std::to_string(provider_->port()) + " "; }
+
+  private:
+    struct Spy : DcMsm {
+        static unsigned int socketOf(DcMsm& msm) { return msm.*(&Spy::sockConv_); }
+    };
+
+    static int contextOfImages(const DcMsm& msm) {
+        DcMsmAssoInfo info;
+        (void)msm.getAssoInfo(info);
+        for (int i = 0; i < info.assoNum; ++i) {
+            if (info.sopClass[i] == UID_CT_IMAGE_STORAGE && info.xferSyn[i] != UID_NONE)
+                return info.presCtxId[i];
+        }
+        return 0;
+    }
+    void answer(DcMsm& msm) {
+        Message request;
+        ASSERT_EQ(receive(msm, request), MSM_MESSAGE);
+        socket_ = Spy::socketOf(msm);
+        context_ = what_ == What::object ? contextOfImages(msm) : contextOf(*request);
+        const bool always = what_ == What::pending || what_ == What::pendingWithData;
+        if (!always) (void)say(command(), 3);
+        const bool slow = what_ == What::trickle || what_ == What::object;
+        const Bytes piece(what_ == What::trickle ? 100 : 16000);
+        bool going = true;
+        while (going) {
+            going = always ? say(command(), 3) : say(piece, 0);
+            if (what_ == What::pendingWithData) going = say({0x10, 0, 0x20, 0, 'L', 'O', 2, 0, 'P', '1'}, 2);
+            if (slow) std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        }
+    }
+    Bytes command() const {
+        const bool object = what_ == What::object;
+        const auto us = [](int value) {
+            return std::string{static_cast<char>(value), static_cast<char>(value >> 8)};
+        };
+        Stream s(UID_LITTLE_ENDIAN_IMPLICIT);
+        s.elem(0x00000002, "UI", std::string("1.2.840.10008.5.1.4.1.1.2\0", 26));
+        s.elem(0x00000100, "US", us(object ? 1 : answer_))
+            .elem(object ? 0x00000110 : 0x00000120, "US", us(1));
+        s.elem(0x00000800, "US", us(what_ == What::pending ? 0x0101 : 1)).elem(0x00000900, "US", us(0xFF00));
+        if (object) s.elem(0x00001000, "UI", "1.2.34");
+        return s.bytes();
+    }
+    bool say(const Bytes& value, int control) const {
+        const Bytes all = pdu(PDU_TYPE_DATA_TF, pdv(context_, control, value));
+        return orvkit::platform::sendTwo(socket_, all.data(), all.size(), nullptr, 0) ==
+               static_cast<std::int64_t>(all.size());
+    }
+
+    MSG_TYPE answer_;
+    What what_;
+    unsigned int socket_ = 0;
+    int context_ = 0;
+    std::unique_ptr<Provider> provider_;
+};
+
+TEST_F(NetworkCommandTest, NothingThatAPeerSendsOutlivesTheTimeOutOrFillsTheMemory) {
+    using What = Endless::What;
+    const DICT_UID echo = UID_VERIFICATION;
+    const DICT_UID store = UID_CT_IMAGE_STORAGE;
+    const struct {
+        std::string command, rest;
+        DICT_UID model;
+        MSG_TYPE answer;
+        What what;
+        const char* said;
+    } rows[] = {
+        {"echo", "", echo, DICT_MSG_C_ECHO_RSP, What::dataSet, "a data set that was not asked for"},
+        {"echo", "", echo, DICT_MSG_C_ECHO_RSP, What::pending, "the peer answered 0xFF00"},
+        {"send", "s/SE000001/IM000001", store, DICT_MSG_C_STORE_RSP, What::trickle, "that was not asked for"},
+        {"find", "-k PatientID", UID_STUDY_ROOT_Q_R_FIND, DICT_MSG_C_FIND_RSP, What::dataSet,
+         "more than is taken"},
+        {"find", "-k PatientID", UID_STUDY_ROOT_Q_R_FIND, DICT_MSG_C_FIND_RSP, What::trickle,
+         "did not answer in time"},
+        {"find", "-k PatientID --max-results 500", UID_STUDY_ROOT_Q_R_FIND, DICT_MSG_C_FIND_RSP,
+         What::pendingWithData, "goes on after the request was cancelled"},
+        {"move", "--dest X -k PatientID", UID_STUDY_ROOT_Q_R_MOVE, DICT_MSG_C_MOVE_RSP, What::pending,
+         "cancelled: it made no progress"},
+        {"get", "got -k PatientID", UID_STUDY_ROOT_Q_R_GET, DICT_MSG_C_GET_RSP, What::dataSet,
+         "more than is taken"},
+        {"get", "got -k PatientID", UID_STUDY_ROOT_Q_R_GET, DICT_MSG_C_GET_RSP, What::pendingWithData,
+         "cancelled: it made no progress"},
+        {"get", "got -k PatientID --max-time 2", UID_STUDY_ROOT_Q_R_GET, DICT_MSG_C_GET_RSP, What::object,
+         "it took longer than --max-time"},
+    };
+    ASSERT_EQ(sh("orvkit phantom s --size 16 --series 1 --images 1").status, 0);
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.command + " " + row.said);
+        const Endless peer(row.model, row.answer, row.what);
+        const auto begun = std::chrono::steady_clock::now();
+        const Outcome outcome = sh("timeout -s KILL 15 " ORVKIT_COMMAND " " + row.command + peer.peer() +
+                                   row.rest + " --timeout 1");
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_TRUE(holds(outcome.err, row.said));
+        EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(8));
+#ifndef ORVKIT_SANITIZED
+        EXPECT_LT(outcome.residentKb, 100 << 10);
+#endif
+    }
+}
+
+TEST_F(NetworkCommandTest, TheFirstSignalEndsEvenWhatIsInTheMiddleOfAnObject) {
+    const Endless peer(UID_STUDY_ROOT_Q_R_GET, DICT_MSG_C_GET_RSP, Endless::What::object);
+    const auto begun = std::chrono::steady_clock::now();
+    const Outcome outcome = sh("timeout --preserve-status -k 15 -s TERM 1 " ORVKIT_COMMAND " get" +
+                               peer.peer() + "got -k PatientID --timeout 1");
+    EXPECT_EQ(outcome.status, 128 + SIGTERM);
+    EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(8));
+    EXPECT_TRUE(names("got").empty());
 }
 
 // A provider of C-GET sends what no provider should: names that lead out of the directory, another object
