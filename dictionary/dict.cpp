@@ -2,12 +2,13 @@
 #include "orvkit/dict.h"
 
 #include "dictionary/builtin.h"
+#include "foundation/fail.h"
 #include "orvkit/log.h"
 #include "orvkit/result.h"
 
 DcDict Dict;
 
-DcDict::DcDict() {
+DcDict::DcDict() : edition_(&orvkit::edition2008) {
     if (Log == nullptr) Log = new DcLog;
 }
 
@@ -20,20 +21,35 @@ int DcDict::reset() {
     tagsOwned_ = false;
     uidsOwned_ = false;
     tags_ = {};
+    facts_ = {};
     tagIndex_ = {};
+    added_ = {};
+    subtracted_ = {};
     sequences_ = {};
     uids_ = {};
+    currentUidsGone_ = {};
     uidCounter_.next = 1;
     msgIdCounter_.next = 1;
     presCtxIdCounter_.next = 1;
     return RESULT_OK;
 }
 
-void DcDict::ownTags() {
-    if (tagsOwned_) return;
-    tags_.assign(orvkit::builtinTags.begin(), orvkit::builtinTags.end());
-    tagIndex_.assign(orvkit::builtinTagIndex.begin(), orvkit::builtinTagIndex.end());
-    tagsOwned_ = true;
+bool DcDict::isCurrent() const noexcept {
+    return edition_ == &orvkit::editionCurrent;
+}
+
+int dictSetEdition(DICT_EDITION edition) {
+    if (edition != DICT_EDITION_2008 && edition != DICT_EDITION_CURRENT) {
+        return orvkit::fail(RESULT_DICT_EDITION, LOG_NOTICE, "dictSetEdition",
+                            "%d is not an edition of the dictionary", static_cast<int>(edition));
+    }
+    Dict.edition_ = edition == DICT_EDITION_CURRENT ? &orvkit::editionCurrent : &orvkit::edition2008;
+    if (Dict.tagsOwned_) Dict.makeTags();
+    return RESULT_OK;
+}
+
+DICT_EDITION dictGetEdition() noexcept {
+    return Dict.edition_->edition;
 }
 
 void DcDict::ownUids() {

@@ -1,5 +1,5 @@
 // The index beside a table of tag records: an open-addressing hash from key to position. It is small enough
-// to stay in the first cache levels and is built at compile time for the built-in table.
+// to stay in the first cache levels and is built at compile time for the built-in tables.
 #ifndef ORVKIT_DICTIONARY_TAG_INDEX_H
 #define ORVKIT_DICTIONARY_TAG_INDEX_H
 
@@ -11,36 +11,33 @@
 
 namespace orvkit {
 
-// Twice the most records a table holds, so that a search always meets a free slot, and soon.
-inline constexpr std::size_t tagIndexSlots = 2 * DcDict::maxTags;
-
 // A slot holds the position of a record counted from 1; 0 is free.
 using TagSlot = std::uint16_t;
 
-constexpr std::size_t tagHash(unsigned int key) noexcept {
-    return (key * 0x9E3779B1u) >> 19;
+constexpr std::size_t tagHash(unsigned int key, std::size_t slots) noexcept {
+    return (std::size_t{key * 0x9E3779B1u} * slots) >> 32;
 }
-constexpr std::size_t nextSlot(std::size_t slot) noexcept {
-    return (slot + 1) % tagIndexSlots;
-}
-static_assert(tagHash(0xFFFFFFFF) < tagIndexSlots);
 
-// The record stored under `key`, or null. `index` has tagIndexSlots slots.
-inline const DcDictElemInfo* searchIndex(const TagSlot* index, const DcDictElemInfo* records,
-                                         unsigned int key) noexcept {
-    for (std::size_t slot = tagHash(key);; slot = nextSlot(slot)) {
+inline constexpr std::size_t noPosition = static_cast<std::size_t>(-1);
+
+// The position of the record stored under `key`, or noPosition. The index has a free slot, and a power of two
+// of them in all.
+inline std::size_t searchIndex(std::span<const TagSlot> index, const DcDictTagFacts_* facts,
+                               unsigned int key) noexcept {
+    for (std::size_t slot = tagHash(key, index.size());; slot = (slot + 1) & (index.size() - 1)) {
         const TagSlot position = index[slot];
-        if (position == 0) return nullptr;
-        const DcDictElemInfo& record = records[position - 1];
-        if (record.tag == key) return &record;
+        if (position == 0) return noPosition;
+        if (facts[position - 1].tag == key) return position - 1u;
     }
 }
 
 // Fills a cleared index. Of records with one key the last is found.
-constexpr void fillIndex(std::span<TagSlot, tagIndexSlots> index, std::span<const DcDictElemInfo> records) {
-    for (std::size_t i = 0; i < records.size(); ++i) {
-        std::size_t slot = tagHash(records[i].tag);
-        while (index[slot] != 0 && records[index[slot] - 1u].tag != records[i].tag) slot = nextSlot(slot);
+constexpr void fillIndex(std::span<TagSlot> index, std::span<const DcDictTagFacts_> facts) {
+    for (std::size_t i = 0; i < facts.size(); ++i) {
+        std::size_t slot = tagHash(facts[i].tag, index.size());
+        while (index[slot] != 0 && facts[index[slot] - 1u].tag != facts[i].tag) {
+            slot = (slot + 1) & (index.size() - 1);
+        }
         index[slot] = static_cast<TagSlot>(i + 1);
     }
 }

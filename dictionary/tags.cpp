@@ -35,26 +35,67 @@ const DcDictElemInfo* recordOf(const DcDict& dict, unsigned int tag) noexcept {
 
 }  // namespace
 
-const DcDictElemInfo* DcDict::findExact(unsigned int key) const noexcept {
-    if (tagsOwned_) return orvkit::searchIndex(tagIndex_.data(), tags_.data(), key);
-    return orvkit::searchIndex(orvkit::builtinTagIndex.data(), orvkit::builtinTags.data(), key);
+namespace orvkit {
+
+unsigned int maskedKey(std::span<const TagMask> masks, unsigned int tag) noexcept {
+    if (isPrivate(tag)) return 0;
+    for (const TagMask& m : masks) {
+        if ((tag & ~m.mask) == (m.tag & ~m.mask)) return m.tag;
+    }
+    return 0;
+}
+
+namespace {
+
+// `position` finds the record of a key.
+template <typename Position>
+std::size_t positionFor(unsigned int tag, std::span<const TagMask> masks, Position position) {
+    const std::size_t found = position(tagKey(tag));
+    if (found != noPosition || masks.empty()) return found;
+    const unsigned int key = maskedKey(masks, tag);
+    return key == 0 ? noPosition : position(key);
+}
+
+}  // namespace
+
+std::size_t positionIn(const EditionTables& edition, unsigned int tag) noexcept {
+    const auto position = [&](unsigned int key) {
+        return searchIndex(edition.index, edition.facts.data(), key);
+    };
+    const std::size_t found = positionFor(tag, edition.masks, position);
+    return found == noPosition ? position(tag) : found;  // a definition, as those of repeating groups are
+}
+
+}  // namespace orvkit
+
+std::size_t DcDict::position(unsigned int key) const noexcept {
+    if (tagsOwned_) return orvkit::searchIndex(tagIndex_, facts_.data(), key);
+    return orvkit::searchIndex(edition_->index, edition_->facts.data(), key);
+}
+
+std::size_t DcDict::positionOf(unsigned int tag) const noexcept {
+    return orvkit::positionFor(tag, edition_->masks, [this](unsigned int key) { return position(key); });
 }
 
 const DcDictElemInfo* DcDict::find(unsigned int tag) const noexcept {
-    return findExact(orvkit::tagKey(tag));
+    const std::size_t found = positionOf(tag);
+    return found == orvkit::noPosition ? nullptr : &tagAt(found);
 }
 
 DcDictFacts DcDict::facts(unsigned int tag) const noexcept {
-    const DcDictElemInfo* record = recordOf(*this, tag);
-    return record == nullptr ? factsOfRule(tag) : DcDictFacts{record->vr, record->vm, true};
+    if (elementOf(tag) == 0) return factsOfRule(tag);
+    const std::size_t found = positionOf(tag);
+    if (found == orvkit::noPosition) return factsOfRule(tag);
+    const DcDictTagFacts_& f = tagsOwned_ ? facts_[found] : edition_->facts[found];
+    return {f.vr, f.vm, true};
 }
 
 std::size_t DcDict::tagCount() const noexcept {
-    return tagsOwned_ ? tags_.size() : orvkit::builtinTags.size();
+    return tagsOwned_ ? tags_.size() : edition_->tags.size();
 }
 
 const DcDictElemInfo& DcDict::tagAt(std::size_t index) const noexcept {
-    return tagsOwned_ ? tags_[index] : orvkit::builtinTags[index];
+    return tagsOwned_ ? tags_[index] : edition_->tags[index];
 }
 
 int DcDict::getElemInfo(unsigned int tag, DcDictElemInfo* info) const {
@@ -105,7 +146,7 @@ int DcDict::getVm(unsigned int tag, int& vm) const {
 
 int DcDict::getTag(unsigned int tagDef, unsigned int& tag) const {
     // As a definition (60FF,0010) names a record; as a tag it is a private creator.
-    if (findExact(tagDef) == nullptr) return getTagDef(tagDef, tag);
+    if (position(tagDef) == orvkit::noPosition) return getTagDef(tagDef, tag);
     tag = tagDef;
     return RESULT_OK;
 }

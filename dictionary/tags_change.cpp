@@ -1,11 +1,10 @@
 // Addition and removal of data elements and of the tag lists of sequences.
 #include <algorithm>
 #include <cstdio>
-#include <span>
 
+#include "dictionary/builtin.h"
 #include "dictionary/failures.h"
 #include "dictionary/keys.h"
-#include "dictionary/tag_index.h"
 #include "dictionary/text.h"
 #include "orvkit/dict.h"
 
@@ -42,29 +41,44 @@ DcDictElemInfo makeRecord(unsigned int tag, DICT_VR vr, int vm, const char* name
 
 }  // namespace
 
+// Makes the tables anew: those of the edition, without what was subtracted and with what was added.
+void DcDict::makeTags() {
+    tagsOwned_ = true;
+    tags_.assign(edition_->tags.begin(), edition_->tags.end());
+    std::erase_if(tags_, [this](const DcDictElemInfo& record) {
+        return std::ranges::find(subtracted_, record.tag) != subtracted_.end();
+    });
+    tags_.insert(tags_.end(), added_.begin(), added_.end());
+    std::ranges::stable_sort(tags_, {}, &DcDictElemInfo::tag);
+    indexTags();
+}
+
 void DcDict::indexTags() {
-    tagIndex_.assign(orvkit::tagIndexSlots, 0);
-    orvkit::fillIndex(std::span<orvkit::TagSlot, orvkit::tagIndexSlots>(tagIndex_), tags_);
+    facts_.clear();
+    for (const DcDictElemInfo& record : tags_) facts_.push_back({record.tag, record.vr, record.vm});
+    tagIndex_.assign(orvkit::indexSlotsFor(edition_->tags.size() + maxTags), 0);
+    orvkit::fillIndex(tagIndex_, facts_);
 }
 
 int DcDict::add(unsigned int tag, DICT_VR vr, int vm, const char* name, unsigned int* tagDef) {
     if (tagDef == nullptr && (elementOf(tag) == 0 || orvkit::isCreator(tag))) return RESULT_OK;
 
     // The one test for duplicates, kept for callers that rely on it.
-    const DcDictElemInfo* found = findExact(tagKey(tag));
-    if (found != nullptr && !orvkit::isPrivate(tag) && elementOf(tag) == 0x00FF) {
-        if (tagDef != nullptr) *tagDef = found->tagDef;
+    const std::size_t found = position(tagKey(tag));
+    if (found != orvkit::noPosition && !orvkit::isPrivate(tag) && elementOf(tag) == 0x00FF) {
+        if (tagDef != nullptr) *tagDef = tagAt(found).tagDef;
         return orvkit::fail(RESULT_DICT_EXISTS, LOG_NOTICE, "DcDict::add",
                             "Tag (%04x,%04x) already exists in dictionary", groupOf(tag), elementOf(tag));
     }
-    if (tagCount() >= maxTags) {
+    if (tagCount() >= maxTags - orvkit::edition2008.tags.size() + edition_->tags.size()) {
         if (tagDef != nullptr) *tagDef = 0xFFFFFFFF;
         return orvkit::fail(RESULT_DICT_LIMIT, LOG_NOTICE, "DcDict::add",
                             "Tag (%04x,%04x) not added, Dictionary limit reached", groupOf(tag),
                             elementOf(tag));
     }
-    ownTags();
     const DcDictElemInfo record = makeRecord(tag, vr, vm, name);
+    if (!tagsOwned_) makeTags();
+    added_.push_back(record);
     tags_.insert(std::ranges::upper_bound(tags_, record.tag, {}, &DcDictElemInfo::tag), record);
     indexTags();
     if (tagDef != nullptr) *tagDef = record.tagDef;
@@ -101,9 +115,16 @@ int DcDict::subtract(unsigned int tag) {
                             "Tag (%04x,%04x) is not in Dictionary", groupOf(tag), elementOf(tag));
     }
     const DcDictElemInfo removed = *found;
-    const std::size_t position = static_cast<std::size_t>(found - &tagAt(0));
-    ownTags();
-    tags_.erase(tags_.begin() + static_cast<std::ptrdiff_t>(position));
+    const auto position = found - &tagAt(0);
+    if (!tagsOwned_) makeTags();
+    // Of records with one key the last one answers: what was added, as long as there is any.
+    const auto added = std::ranges::find(added_.rbegin(), added_.rend(), removed.tag, &DcDictElemInfo::tag);
+    if (added != added_.rend()) {
+        added_.erase(std::next(added).base());
+    } else {
+        subtracted_.push_back(removed.tag);
+    }
+    tags_.erase(tags_.begin() + position);
     indexTags();
     if (removed.vr == VR_SQ) {
         std::erase_if(sequences_, [&](const SqList& list) { return list.tag == removed.tag; });

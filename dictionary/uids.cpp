@@ -18,31 +18,47 @@ bool isUidCharacter(char c) noexcept {
 
 }  // namespace
 
+// Behind the slots of the 2008 edition and of additions stand those that only today's edition has.
 std::size_t DcDict::uidSlots() const noexcept {
-    return uidsOwned_ ? uids_.size() : orvkit::builtinUids.size();
+    return ownSlots() + (isCurrent() ? orvkit::currentUids.size() : 0);
 }
 
 const DcDictUidInfo& DcDict::uidAt(std::size_t slot) const noexcept {
-    return uidsOwned_ ? uids_[slot] : orvkit::builtinUids[slot];
+    static constexpr DcDictUidInfo free{};
+    if (slot < ownSlots()) return uidsOwned_ ? uids_[slot] : orvkit::builtinUids[slot];
+    slot -= ownSlots();
+    return !currentUidsGone_.empty() && currentUidsGone_[slot] ? free : orvkit::currentUids[slot];
+}
+
+std::size_t DcDict::ownSlots() const noexcept {
+    return uidsOwned_ ? uids_.size() : orvkit::builtinUids.size();
+}
+
+const DcDictUidInfo* DcDict::currentUidAt(std::size_t position) const noexcept {
+    if (!isCurrent() || position >= orvkit::currentUids.size()) return nullptr;
+    const DcDictUidInfo& record = uidAt(ownSlots() + position);
+    return record.value == UID_NONE ? nullptr : &record;
 }
 
 const DcDictUidInfo* DcDict::findUid(DICT_UID value) const noexcept {
     if (value <= UID_NONE) return nullptr;
-    const std::size_t slots = uidSlots();
+    const std::size_t slots = ownSlots();
     // A built-in UID sits in the slot of its value, an added one wherever there was room.
     const std::size_t own = static_cast<std::size_t>(value) - 1;
     if (own < slots && uidAt(own).value == value) return &uidAt(own);
     for (std::size_t slot = 0; slot < slots; ++slot) {
         if (uidAt(slot).value == value) return &uidAt(slot);
     }
-    return nullptr;
+    return value < orvkit::firstCurrentUid
+               ? nullptr
+               : currentUidAt(static_cast<std::size_t>(value - orvkit::firstCurrentUid));
 }
 
 const DcDictUidInfo* DcDict::findUid(const char* uid) const noexcept {
     if (uid == nullptr) return nullptr;
     const std::size_t length = std::strlen(uid);
     if (length > maxUidLength) return nullptr;
-    const std::size_t slots = uidSlots();
+    const std::size_t slots = ownSlots();
     for (std::size_t slot = 0; slot < slots; ++slot) {
         const DcDictUidInfo& record = uidAt(slot);
         if (record.value != UID_NONE && record.uid[length] == '\0' &&
@@ -50,7 +66,7 @@ const DcDictUidInfo* DcDict::findUid(const char* uid) const noexcept {
             return &record;
         }
     }
-    return nullptr;
+    return isCurrent() ? currentUidAt(orvkit::currentUidPosition({uid, length})) : nullptr;
 }
 
 int DcDict::getUid(DICT_UID value, char* uid) const {
@@ -151,6 +167,11 @@ int DcDict::subtract(const char* uid) {
     if (found == nullptr) {
         return orvkit::fail(RESULT_DICT_NOT_FOUND, LOG_NOTICE, "DcDict::subtract",
                             "UID '%s' is not in dictionary", uid);
+    }
+    if (found->value >= orvkit::firstCurrentUid) {
+        currentUidsGone_.resize(orvkit::currentUids.size());
+        currentUidsGone_[static_cast<std::size_t>(found->value - orvkit::firstCurrentUid)] = true;
+        return RESULT_OK;
     }
     const auto slot = static_cast<std::size_t>(found - &uidAt(0));
     ownUids();

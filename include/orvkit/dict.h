@@ -47,6 +47,14 @@ enum DICT_VR : int {
     VR_EX = 33,  // internal, without a value of its own
     VR_SI = 34,  // items and delimitation items
     VR_UNKNOWN = 35,
+    // Of later editions (edition.h):
+    VR_OD = 36,
+    VR_OL = 37,
+    VR_OV = 38,
+    VR_SV = 39,
+    VR_UC = 40,
+    VR_UR = 41,
+    VR_UV = 42,
 };
 
 // The unit of a VR's binary values: what byte swapping works on.
@@ -117,9 +125,22 @@ struct DcDictVrFacts {
     bool ok;  // false: the VR has no properties, length and size are 0 and VR_SIZE_NONE
 };
 
+enum DICT_EDITION : int;
+namespace orvkit {
+struct EditionTables;
+}
+
+// The facts of a record, as close together as look-ups like them.
+struct DcDictTagFacts_ {
+    unsigned int tag;
+    DICT_VR vr;
+    int vm;
+};
+
 // The dictionary of data elements, VRs and UIDs. There is one, the global `Dict`; it starts with 2607
 // elements, 34 VRs and 210 UIDs, can be added to and subtracted from, and is brought back to its first state
-// by reset.
+// by reset. edition.h tells how it comes to know today's edition of the standard instead; then the limits
+// below hold for what is added, and nothing else is different.
 //
 // Keys. Elements of repeating groups (even groups 50xx and 60xx, PS3.5 7.6) are stored and looked up under
 // the groups 50FF and 60FF. In an odd (private) group, elements below 0100 are stored and looked up under
@@ -202,7 +223,7 @@ class ORVKIT_API DcDict {
     int subtract(unsigned int tag);
     int subtract(unsigned short group, unsigned short element);
 
-    // Brings back the built-in state and sets the three counters to 1.
+    // Brings back the built-in state of the edition that is set, and sets the three counters to 1.
     int reset();
 
     // ---- value representations ----
@@ -291,17 +312,30 @@ class ORVKIT_API DcDict {
         unsigned int tags[maxSqTags];
     };
 
-    const DcDictElemInfo* findExact(unsigned int key) const noexcept;
-    void ownTags();
-    void ownUids();
-    void indexTags();
+    friend ORVKIT_API int dictSetEdition(DICT_EDITION edition);
+    friend ORVKIT_API DICT_EDITION dictGetEdition() noexcept;
 
+    std::size_t position(unsigned int key) const noexcept;
+    std::size_t positionOf(unsigned int tag) const noexcept;
+    bool isCurrent() const noexcept;
+    std::size_t ownSlots() const noexcept;
+    const DcDictUidInfo* currentUidAt(std::size_t position) const noexcept;
+    void makeTags();
+    void indexTags();
+    void ownUids();
+
+    const orvkit::EditionTables* edition_;
     // The built-in tables are constant data. The first change of a table copies it here; until then its flag
-    // is false and the vectors are empty.
+    // is false and the vectors are empty. The additions and subtractions are kept beside, so that an edition
+    // can be changed under them.
     bool tagsOwned_ = false;
     bool uidsOwned_ = false;
-    std::vector<DcDictElemInfo> tags_;     // ascending by tag
-    std::vector<std::uint16_t> tagIndex_;  // open-addressing hash of positions in tags_
+    std::vector<DcDictElemInfo> tags_;      // ascending by tag
+    std::vector<DcDictTagFacts_> facts_;    // of tags_, the same positions
+    std::vector<std::uint16_t> tagIndex_;   // open-addressing hash of positions in tags_
+    std::vector<DcDictElemInfo> added_;     // in the order of addition
+    std::vector<unsigned int> subtracted_;  // keys of built-in elements
+    std::vector<bool> currentUidsGone_;     // by their position, empty for none
     std::vector<SqList> sequences_;
     std::vector<DcDictUidInfo> uids_;
     Counter<std::uint16_t> uidCounter_;

@@ -25,6 +25,7 @@ inline constexpr int RESULT_DICT_NULL = 5123;          // 0x1403 null argument, 
 inline constexpr int RESULT_DICT_LIMIT = 5124;         // 0x1404 tag, sequence or UID table is full
 inline constexpr int RESULT_DICT_NOT_SQ = 5125;        // 0x1405 the element is not of type SQ
 inline constexpr int RESULT_DICT_NOT_XFER_SYN = 5128;  // 0x1408 the UID is not a transfer syntax
+inline constexpr int RESULT_DICT_EDITION = 5136;       // 0x1410 not one of the editions
 
 // ---- 0x1600 data element values, data set framing and parsing, LZW codec --------------------------------
 inline constexpr int ELEM_SHORT_BUFFER = 5633;    // 0x1601 header or value runs past the buffer, or malformed
