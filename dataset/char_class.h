@@ -8,7 +8,7 @@
 namespace orvkit {
 
 // One bit for blanks and one for each set of allowed characters.
-enum CharClass : unsigned char {
+enum CharClass : unsigned short {
     CHAR_BLANK = 1,  // space and 1 to 13: what is trimmed (14 to 31 are not)
     CHAR_AE = 2,     // 0x20 to 0x7E
     CHAR_CS = 4,     // letters of both cases, digits, space, "_", and "*" for matching
@@ -17,12 +17,13 @@ enum CharClass : unsigned char {
     CHAR_LINE = 32,   // 32 and more, but no backslash
     CHAR_LINES = 64,  // 32 and more, line feed, form feed, carriage return
     CHAR_UID = 128,
+    CHAR_URI = 256,  // RFC 3986: unreserved, reserved, "%"
 };
 
 inline constexpr char escape = 27;
 
 inline constexpr auto charClass = [] {
-    std::array<unsigned char, 256> table{};
+    std::array<unsigned short, 256> table{};
     for (unsigned int c = 0; c < 256; ++c) {
         const bool digit = c >= '0' && c <= '9';
         const bool letter = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
@@ -36,7 +37,9 @@ inline constexpr auto charClass = [] {
         if (c >= 32 && c != '\\') bits |= CHAR_LINE;
         if (c >= 32 || c == 10 || c == 12 || c == 13) bits |= CHAR_LINES;
         if (digit || c == '.') bits |= CHAR_UID;
-        table[c] = static_cast<unsigned char>(bits);
+        constexpr std::string_view marks = "-._~:/?#[]@!$&'()*+,;=%";
+        if (letter || digit || marks.find(static_cast<char>(c)) != marks.npos) bits |= CHAR_URI;
+        table[c] = static_cast<unsigned short>(bits);
     }
     return table;
 }();

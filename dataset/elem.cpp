@@ -329,7 +329,7 @@ int DcElem::getValue(DICT_VR_SIZE& size, int& vrLength, void*** values) const {
     if (values == nullptr) return ELEM_NULL_ARGUMENT;
     *values = nullptr;
     const unsigned int count = store_.count;
-    if (count != 0 && (vrSize_ > VR_SIZE_DOUBLE)) return RESULT_OK;
+    if (count != 0 && vrSize_ == VR_SIZE_NONE) return RESULT_OK;
     const bool text = vrSize_ == VR_SIZE_CHAR;
     auto** array = new void*[count + 1]();
     for (unsigned int i = 0; i < count; ++i) {

@@ -3,10 +3,12 @@
 #define ORVKIT_DATASET_ELEM_ADD_H
 
 #include <type_traits>
+#include <utility>
 
 #include "dataset/elem_access.h"
 #include "dataset/number_text.h"
 #include "dictionary/vr_table.h"
+#include "orvkit/result.h"
 
 namespace orvkit {
 
@@ -33,6 +35,13 @@ int storeNumber(DcElem& e, const VrRow& rule, T v, int index) {
             case Held::i32:
             case Held::u32:
                 return storeBinary(e, static_cast<unsigned int>(v), index);
+            case Held::i64:
+                return std::in_range<long long>(v) ? storeBinary(e, static_cast<long long>(v), index)
+                                                   : ELEM_VALUE_REFUSED;
+            case Held::u64:
+                return std::in_range<unsigned long long>(v)
+                           ? storeBinary(e, static_cast<unsigned long long>(v), index)
+                           : ELEM_VALUE_REFUSED;
             default:
                 break;
         }

@@ -1,4 +1,5 @@
 // Adding texts to elements: trimmed, split, checked, converted, cut.
+#include <charconv>
 #include <cstring>
 #include <limits>
 #include <memory>
@@ -44,10 +45,22 @@ class TextCopy {
     char* at_;
 };
 
+// A text on a 64-bit VR: the whole of it is one number within the range.
+int addWideText(DcElem& e, const VrRow& rule, std::string_view text, int index) {
+    const auto parse = [&](auto value) {
+        if (text.starts_with('+')) text.remove_prefix(1);
+        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+        const bool whole = error == std::errc() && end == text.data() + text.size();
+        return whole ? storeBinary(e, value, index) : ELEM_VALUE_REFUSED;
+    };
+    return rule.held == Held::i64 ? parse(0ll) : parse(0ull);
+}
+
 // A text on a binary VR. A short takes the low half of a number beyond its range.
 int addNumberText(DcElem& e, const VrRow& rule, std::string_view text, int index) {
     const int code = verifyTrimmed(rule.check, text, ElemAccess::tag(e));
     if (code != RESULT_OK) return code;
+    if (rule.check == Verify::XV) return addWideText(e, rule, text, index);
     // Of a choice of VRs the one that is written decides; the low half of XS is the same either way.
     switch (vrRow(rule.written).held) {
         case Held::f32:
@@ -131,6 +144,10 @@ int addTagText(DcElem& e, const VrRow& rule, std::string_view given, std::string
     });
 }
 
+std::size_t mostOf(const VrRow& rule) {
+    return rule.isUnlimited() ? std::string_view::npos : static_cast<std::size_t>(rule.facts.length);
+}
+
 // A text that failed its check or is too long.
 int addDoubtful(DcElem& e, const VrRow& rule, std::string_view given, std::string_view text, int code,
                 int index) {
@@ -139,7 +156,7 @@ int addDoubtful(DcElem& e, const VrRow& rule, std::string_view given, std::strin
                            [&](std::string_view replacement) { return storeText(e, replacement, index); });
     }
     if (code != RESULT_OK) return code;
-    const auto most = static_cast<std::size_t>(rule.facts.length);
+    const std::size_t most = mostOf(rule);
     if (text.size() > most && valueExceptionLevel() != 0) {
         const unsigned int tag = ElemAccess::tag(e);
         (void)fail(RESULT_OK, LOG_VALIDATION, textReporter,
@@ -170,7 +187,7 @@ int storeText(DcElem& e, std::string_view text, int index) {
 }
 
 int addOneText(DcElem& e, const VrRow& rule, std::string_view given, int index) {
-    const std::string_view text = rule.split == Split::no ? trimBack(given) : trim(given);
+    const std::string_view text = rule.indents() ? trimBack(given) : trim(given);
     if (rule.take == Take::refuse || rule.take == Take::buffer) {
         return refuseAdding(e, ElemAccess::vr(e), "string", textReporter);
     }
@@ -184,7 +201,7 @@ int addOneText(DcElem& e, const VrRow& rule, std::string_view given, int index) 
         code = RESULT_OK;
         soften = true;
     }
-    if (code != RESULT_OK || text.size() > ElemAccess::vrLen(e)) {
+    if (code != RESULT_OK || text.size() > mostOf(rule)) {
         return addDoubtful(e, rule, given, text, code, index);
     }
     return soften ? storeSoftened(e, text, index) : storeText(e, text, index);
@@ -193,7 +210,7 @@ int addOneText(DcElem& e, const VrRow& rule, std::string_view given, int index) 
 namespace {
 
 int addPieces(DcElem& e, const VrRow& rule, std::string_view text, int index) {
-    text = trim(text);
+    text = rule.indents() ? trimBack(text) : trim(text);
     if (text.ends_with('\\')) text.remove_suffix(1);
     const bool escapes = rule.split == Split::notInEscapes && text.find(escape) != std::string_view::npos;
     for (std::size_t begin = 0;;) {

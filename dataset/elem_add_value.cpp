@@ -59,6 +59,12 @@ int DcElem::addValue(int value, int index) {
 int DcElem::addValue(unsigned int value, int index) {
     return addNumber(*this, value, index, AS_UINT, "unsigned long");
 }
+int DcElem::addValue(long long value, int index) {
+    return addNumber(*this, value, index, AS_INT64, "64 bit signed int");
+}
+int DcElem::addValue(unsigned long long value, int index) {
+    return addNumber(*this, value, index, AS_UINT64, "64 bit unsigned int");
+}
 int DcElem::addValue(float value, int index) {
     return addNumber(*this, value, index, AS_FLOAT, "float");
 }

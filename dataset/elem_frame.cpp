@@ -4,6 +4,7 @@
 #include "dataset/elem_access.h"
 #include "encoding/header.h"
 #include "foundation/fail.h"
+#include "orvkit/edition.h"
 #include "orvkit/elem.h"
 #include "orvkit/result.h"
 
@@ -54,19 +55,21 @@ class Framer {
             return RESULT_OK;
         }
         const orvkit::VrRow& row = orvkit::vrRow(vr_);
-        if (row.facts.size > VR_SIZE_DOUBLE) {
+        if (row.facts.size == VR_SIZE_NONE) {
             return fail(ELEM_VR_SIZE, LOG_VALIDATION, "DcElem::frameValueNonOX",
                         "Element (%04x,%04x) - Invalid VR size", tag_ >> 16, tag_ & 0xFFFF);
         }
         const bool text = row.facts.size == VR_SIZE_CHAR;
         // The last NUL of texts, or the padding in its place, makes their length even.
         const unsigned int length = text ? store.used - (store.used & 1) : store.used;
-        if (!orvkit::lengthFits(mode_, vr_, length)) {
+        const bool fits = orvkit::lengthFits(mode_, vr_, length);
+        if (!fits && dictGetEdition() == DICT_EDITION_2008) {
             return fail(ELEM_VALUE_REFUSED, LOG_ERROR, "DcElem::frameValueLen",
                         "Element (%04x,%04x) - Value Length 0x%x is too large for Explicit Transfer Syntax",
                         tag_ >> 16, tag_ & 0xFFFF, length);
         }
-        putHeader(length);
+        // What is too long for its VR's header goes out as UN, whose header has room (PS3.5 6.2.2).
+        orvkit::writeHeader(writer_, mode_, tag_, fits ? vr_ : VR_UN, length);
         unsigned char* const at = buf_ + writer_.offset();
         writer_.bytes(orvkit::storeBytes(store).data(), length);
         if (text) {

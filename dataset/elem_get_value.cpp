@@ -1,7 +1,9 @@
 // Reading values of elements as C types. Which VR delivers which type stands in the table of VRs.
 #include <algorithm>
 #include <cstring>
+#include <limits>
 #include <type_traits>
+#include <utility>
 
 #include "dataset/char_class.h"
 #include "dataset/elem_access.h"
@@ -69,6 +71,21 @@ int readBinary(const DcElem& e, unsigned int at, T& value) {
     return RESULT_OK;
 }
 
+// A 64-bit integer. One beyond the range of T is told and becomes the nearest limit.
+template <typename Stored, typename T>
+int readWide(const DcElem& e, unsigned int at, T& value) {
+    Stored v;
+    if (const int code = readBinary<Stored>(e, at, v); code != RESULT_OK) return code;
+    if constexpr (std::is_integral_v<T>) {
+        if (!std::in_range<T>(v)) {
+            value = std::cmp_less(v, 0) ? std::numeric_limits<T>::min() : std::numeric_limits<T>::max();
+            return ELEM_VALUE_REFUSED;
+        }
+    }
+    value = static_cast<T>(v);
+    return RESULT_OK;
+}
+
 // The number at the front of a text. Of a text beyond its VR's limit only that much is read, and told.
 template <typename T>
 int readNumberText(const DcElem& e, unsigned int at, T& value) {
@@ -96,6 +113,10 @@ int readNumber(const DcElem& e, Held held, unsigned int at, T& value) {
             return readBinary<int>(e, at, value);
         case Held::u32:
             return readBinary<unsigned int>(e, at, value);
+        case Held::i64:
+            return readWide<long long>(e, at, value);
+        case Held::u64:
+            return readWide<unsigned long long>(e, at, value);
         default:
             break;
     }
@@ -158,13 +179,15 @@ int copyTag(const DcElem& e, unsigned int at, char* buffer, std::size_t room) {
 
 template <typename T>
 int copyNumber(const DcElem& e, Held held, unsigned int at, char* buffer, std::size_t room) {
-    constexpr std::size_t needed = std::is_floating_point_v<T> ? 16 : 12;
+    constexpr std::size_t needed = std::is_floating_point_v<T> ? 16 : sizeof(T) > sizeof(int) ? 20 : 12;
     T v;
     const int code = readNumber(e, held, at, v);
     if (code != RESULT_OK || room < needed) return code != RESULT_OK ? code : ELEM_TRUNCATED;
     TextOut text;
     if constexpr (std::is_floating_point_v<T>) {
         text.general(v);
+    } else if constexpr (sizeof(T) > sizeof(int)) {
+        text.wide(v);
     } else {
         text.number(v);  // UL above 2147483647 appears negative: kept for callers that rely on it
     }
@@ -196,6 +219,10 @@ int copyValue(const DcElem& e, const VrRow& rule, unsigned int at, char* buffer,
         case Held::f32:
         case Held::f64:
             return copyNumber<double>(e, rule.held, at, buffer, room);
+        case Held::i64:
+            return copyNumber<long long>(e, rule.held, at, buffer, room);
+        case Held::u64:
+            return copyNumber<unsigned long long>(e, rule.held, at, buffer, room);
         default:
             return copyNumber<int>(e, rule.held, at, buffer, room);
     }
@@ -234,6 +261,13 @@ int DcElem::getValue(float& value, int index) {
 }
 int DcElem::getValue(double& value, int index) {
     return getNumber(*this, value, index, AS_DOUBLE, "double");
+}
+
+int DcElem::getValue(long long& value, int index) {
+    return getNumber(*this, value, index, AS_INT64, "64 bit signed int");
+}
+int DcElem::getValue(unsigned long long& value, int index) {
+    return getNumber(*this, value, index, AS_UINT64, "64 bit unsigned int");
 }
 
 int DcElem::getValue(DICT_UID& value, int index) {

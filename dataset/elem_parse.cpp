@@ -28,7 +28,7 @@ int DcElem::parseVal(void* value, unsigned int length, DICT_UID xferSyn) {
         return ElemAccess::addText(*this, {reinterpret_cast<const char*>(bytes.data()), bytes.size()},
                                    ELEM_INDEX_APPEND);
     }
-    if (vrSize_ > VR_SIZE_DOUBLE) {
+    if (vrSize_ == VR_SIZE_NONE) {
         return fail(ELEM_VR_SIZE, LOG_VALIDATION, "DcElem::parseVal", "Element (%04x,%04x) - invalid VR size",
                     tag_ >> 16, tag_ & 0xFFFF);
     }

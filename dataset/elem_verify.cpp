@@ -52,6 +52,9 @@ constexpr VerifyRule rules[] = {
     {Verify::UI,  "DcElem::verifyValueUI", 64,        Long::refused,   Escape::plain,  Empty::refused, CHAR_UID},
     {Verify::UT,  "DcElem::verifyValueUT", unlimited, Long::refused,   Escape::plain,  Empty::refused, CHAR_LINES},
     {Verify::XL,  "DcElem::verifyValueXL", 12,        Long::refused,   Escape::plain,  Empty::refused, CHAR_INTEGER},
+    {Verify::UC,  "DcElem::verifyValueUC", unlimited, Long::refused,   Escape::passes, Empty::refused, CHAR_LINE},
+    {Verify::UR,  "DcElem::verifyValueUR", unlimited, Long::refused,   Escape::plain,  Empty::refused, CHAR_URI},
+    {Verify::XV,  "DcElem::verifyValueXV", 20,        Long::refused,   Escape::plain,  Empty::refused, CHAR_INTEGER},
 };
 // clang-format on
 

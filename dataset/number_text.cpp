@@ -173,6 +173,16 @@ void TextOut::number(int v, std::size_t width) noexcept {
     padded({digits.data(), static_cast<std::size_t>(end - digits.data())}, width);
 }
 
+void TextOut::wide(long long v) noexcept {
+    std::array<char, 24> digits;
+    put({digits.data(), std::to_chars(digits.data(), digits.data() + digits.size(), v).ptr});
+}
+
+void TextOut::wide(unsigned long long v) noexcept {
+    std::array<char, 24> digits;
+    put({digits.data(), std::to_chars(digits.data(), digits.data() + digits.size(), v).ptr});
+}
+
 void TextOut::signedNumber(int v) noexcept {
     if (v >= 0) put('+');
     number(v);

@@ -34,10 +34,12 @@ class TextOut {
     bool endsWith(char c) const noexcept { return size_ != 0 && data_[size_ - 1] == c; }
 
     void number(int v, std::size_t width = 0) noexcept;  // "%0*d"
-    void signedNumber(int v) noexcept;                   // "%+d"
-    void hex(unsigned int v) noexcept;                   // "%04x" of 16 bits
-    void fixed(double v, std::size_t width) noexcept;    // "%0*.6f"
-    void general(double v) noexcept;                     // "%g"
+    void wide(long long v) noexcept;
+    void wide(unsigned long long v) noexcept;
+    void signedNumber(int v) noexcept;                 // "%+d"
+    void hex(unsigned int v) noexcept;                 // "%04x" of 16 bits
+    void fixed(double v, std::size_t width) noexcept;  // "%0*.6f"
+    void general(double v) noexcept;                   // "%g"
 
   private:
     void padded(std::string_view digits, std::size_t width) noexcept;

@@ -27,6 +27,8 @@ PrintedText printedUnlimitedText(const DcElem& e) noexcept;
 bool putText(TextSink& out, const DcElem& e, DICT_VR vr, unsigned int index);
 // An integer value; SS and XS are widened with their sign.
 unsigned int integerValue(const DcElem& e, DICT_VR vr, unsigned int index) noexcept;
+// A 64-bit integer; false when the VR has none.
+bool putWideInteger(TextSink& out, const DcElem& e, DICT_VR vr, unsigned int index);
 // "uid (name)", or "uid" when the registry does not know it.
 void putUid(TextSink& out, const DcElem& e, unsigned int index);
 // The name of a command field's value, "" when it has none. `room` may be written to.

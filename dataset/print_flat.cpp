@@ -75,8 +75,13 @@ void putIntegers(TextSink& out, const DcElem& e, DICT_VR vr, unsigned int count)
     const bool wide = vrUnit(vr) == 4;
     const bool command = ElemAccess::tag(e) == commandFieldTag && vr == VR_US;
     for (unsigned int i = 0; i < count; ++i) {
+        out.put("  ");
+        if (putWideInteger(out, e, vr, i)) {
+            out.put('\n');
+            continue;
+        }
         const unsigned int value = integerValue(e, vr, i);
-        out.put("  0x");
+        out.put("0x");
         out.hex(wide ? value : value & 0xFFFF, wide ? 8 : 4);
         if (command) {
             char room[64];

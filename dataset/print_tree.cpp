@@ -103,6 +103,10 @@ void putIntegers(TextSink& out, const DcElem& e, DICT_VR vr) {
             out.put("...");
             break;
         }
+        if (putWideInteger(out, e, vr, i)) {
+            out.put(' ');
+            continue;
+        }
         const unsigned int value = integerValue(e, vr, i);
         if (!hexadecimal) {
             out.dec(static_cast<int>(value));

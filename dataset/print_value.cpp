@@ -5,6 +5,7 @@
 #include <typeinfo>
 
 #include "dataset/elem_access.h"
+#include "dataset/number_text.h"
 #include "dataset/print.h"
 
 namespace orvkit {
@@ -71,6 +72,15 @@ unsigned int integerValue(const DcElem& e, DICT_VR vr, unsigned int index) noexc
         default:
             return binaryValue<unsigned int>(e, index);
     }
+}
+
+bool putWideInteger(TextSink& out, const DcElem& e, DICT_VR vr, unsigned int index) {
+    const Held held = vrRow(vr).held;
+    TextOut text;
+    if (held == Held::i64) text.wide(binaryValue<long long>(e, index));
+    if (held == Held::u64) text.wide(binaryValue<unsigned long long>(e, index));
+    out.put(text.view());
+    return held == Held::i64 || held == Held::u64;
 }
 
 void putUid(TextSink& out, const DcElem& e, unsigned int index) {

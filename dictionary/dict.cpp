@@ -2,6 +2,7 @@
 #include "orvkit/dict.h"
 
 #include "dictionary/builtin.h"
+#include "dictionary/vr_table.h"
 #include "foundation/fail.h"
 #include "orvkit/log.h"
 #include "orvkit/result.h"
@@ -44,6 +45,7 @@ int dictSetEdition(DICT_EDITION edition) {
                             "%d is not an edition of the dictionary", static_cast<int>(edition));
     }
     Dict.edition_ = edition == DICT_EDITION_CURRENT ? &orvkit::editionCurrent : &orvkit::edition2008;
+    orvkit::vrRowsInUse = Dict.isCurrent() ? orvkit::vrRowsCurrent : orvkit::vrRows2008;
     if (Dict.tagsOwned_) Dict.makeTags();
     return RESULT_OK;
 }

@@ -34,11 +34,14 @@ int failNoFacts(DICT_VR vr, const char* reporter) {
 
 }  // namespace
 
+unsigned int orvkit::vrRowsInUse = orvkit::vrRows2008;
+
 DICT_VR DcDict::vrOfCode(char first, char second) noexcept {
     const unsigned int a = letterOf(first);
     const unsigned int b = letterOf(second);
     if (a >= letters || b >= letters) return DICT_VR{};
-    return static_cast<DICT_VR>(vrOfPair[a * letters + b]);
+    const unsigned int vr = vrOfPair[a * letters + b];
+    return vr < orvkit::vrRowsInUse ? static_cast<DICT_VR>(vr) : DICT_VR{};
 }
 
 const char* DcDict::vrName(DICT_VR vr) noexcept {

@@ -12,6 +12,7 @@
 #include "dictionary/vr_table.h"
 #include "foundation/bytes.h"
 #include "orvkit/dict.h"
+#include "orvkit/edition.h"
 
 namespace orvkit {
 
@@ -81,6 +82,15 @@ constexpr bool isItemTag(unsigned int tag) noexcept {
     return tag == kTagItem || tag == kTagItemDelimitation || tag == kTagSequenceDelimitation;
 }
 
+// In today's edition values that are too long for the header of their VR are UN in a stream, and come back by
+// the dictionary (PS3.5 6.2.2).
+inline DICT_VR vrOfLongUnknown(unsigned int tag) noexcept {
+    const DcDictFacts facts = Dict.facts(tag);
+    const bool meant = facts.known && dictGetEdition() != DICT_EDITION_2008 &&
+                       vrRowOfAny(vrRowOfAny(facts.vr).written).head == Head::word;
+    return meant ? facts.vr : VR_UN;
+}
+
 // Reads the header at the front of `b`. The little endian reading of the group decides about the groups with
 // a mode of their own, in big endian streams too: kept for callers that rely on it. False where no whole
 // header is left; tag, mode and VR are set as far as 8 bytes tell them.
@@ -110,13 +120,14 @@ inline bool readHeader(std::span<const unsigned char> b, Mode stream, HeaderRule
         h.from = facts.known ? Header::VrFrom::dictionary : Header::VrFrom::nowhere;
     }
     const bool asWritten = h.from != Header::VrFrom::letters || rules.openVr;
-    if (vrRow(asWritten ? vrRow(h.vr).written : h.vr).head != Head::wide) {
+    if (vrRowOfAny(asWritten ? vrRowOfAny(h.vr).written : h.vr).head != Head::wide) {
         h.length = loadAt<std::uint16_t>(p + 6, h.mode.order);
         return true;
     }
     h.size = kLongHeader;
     if (b.size() < kLongHeader) return false;
     h.length = loadAt<std::uint32_t>(p + 8, h.mode.order);
+    if (h.vr == VR_UN && h.length > 0xFFFF && h.length != kLengthUndefined) h.vr = vrOfLongUnknown(h.tag);
     return true;
 }
 
@@ -145,7 +156,7 @@ inline void writeTag(ByteWriter& w, unsigned int tag) noexcept {
 }
 
 constexpr bool hasLongLength(Mode mode, DICT_VR vr) noexcept {
-    return !mode.explicitVr || vrRow(vrRow(vr).written).head != Head::word;
+    return !mode.explicitVr || vrRowOfAny(vrRowOfAny(vr).written).head != Head::word;
 }
 
 // An element whose length does not fit its field must not be written.
@@ -157,7 +168,7 @@ constexpr bool lengthFits(Mode mode, DICT_VR vr, unsigned int length) noexcept {
 inline void writeHeader(ByteWriter& w, Mode mode, unsigned int tag, DICT_VR vr,
                         unsigned int length) noexcept {
     writeTag(w, tag);
-    const VrRow& written = vrRow(vrRow(vr).written);
+    const VrRow& written = vrRowOfAny(vrRowOfAny(vr).written);
     if (mode.explicitVr && tag != kTagItem) {
         w.bytes(written.letters, 2);
         if (written.head == Head::wide) w.u16(0);

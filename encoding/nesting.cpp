@@ -16,7 +16,7 @@ WalkFault Nesting::push(const Level& level) {
 
 WalkFault Nesting::enter(const Header& h) {
     if (isItemTag(h.tag)) return WalkFault::lengthPastEnd;
-    const Kind kind = vrRow(h.vr).kind;
+    const Kind kind = vrRowOfAny(h.vr).kind;
     const bool pixels = h.tag == kTagPixelData;
     return push({h.mode, Inside::undecided, pixels || kind == Kind::bytes || kind == Kind::longText,
                  pixels || h.vr == VR_SQ, h.vr});

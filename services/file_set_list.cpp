@@ -40,7 +40,7 @@ std::string utf8Of(DcElem& element, const Charset& charset) {
 
 bool isText(DICT_VR vr) {
     using orvkit::Kind;
-    const Kind kind = orvkit::vrRow(vr).kind;
+    const Kind kind = orvkit::vrRowOfAny(vr).kind;
     return kind != Kind::hidden && kind != Kind::uid && kind != Kind::bytes && kind != Kind::unknown;
 }
 

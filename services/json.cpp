@@ -226,7 +226,7 @@ class JsonForm final : public DumpForm {
             case ValueKind::real:
                 return real(values_.real(i));
             case ValueKind::integer:
-                out_ << values_.integer(i);
+                out_ << values_.integerText(i);
                 return;
             default:
                 break;

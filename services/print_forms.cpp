@@ -100,7 +100,7 @@ class PrintForm : public DumpForm {
                 }
                 return true;
             default:
-                out_ << values_.integer(i);
+                out_ << values_.integerText(i);
                 return true;
         }
     }
@@ -231,8 +231,7 @@ class FlatForm final : public PrintForm {
         if (values_.kind() == ValueKind::integer) {
             const int digits = values_.integerDigits();
             out_ << "0x";
-            out_.hex(static_cast<unsigned long long>(values_.integer(i)) &
-                         (digits == 4 ? 0xFFFFull : 0xFFFFFFFFull),
+            out_.hex(static_cast<unsigned long long>(values_.integer(i)) & (~0ull >> (64 - 4 * digits)),
                      digits)
                 << ' ';
         }

@@ -34,7 +34,7 @@ T numberAt(std::string_view bytes, std::size_t i) {
 }
 
 bool isOneText(DICT_VR vr) {
-    return orvkit::vrRow(vr).split == orvkit::Split::no;
+    return orvkit::vrRowOfAny(vr).split == orvkit::Split::no;
 }
 
 // Without padding and other blanks that mean nothing (PS3.5 6.2).
@@ -95,8 +95,8 @@ std::string_view vrLetters(DICT_VR vr) {
 }
 
 ValueKind kindOf(DICT_VR vr) {
-    if (orvkit::vrRow(vr).written != vr) return ValueKind::none;  // a choice of VRs, not settled yet
-    switch (orvkit::vrRow(vr).kind) {
+    if (orvkit::vrRowOfAny(vr).written != vr) return ValueKind::none;  // a choice of VRs, not settled yet
+    switch (orvkit::vrRowOfAny(vr).kind) {
         case orvkit::Kind::tagged:
             return ValueKind::tag;
         case orvkit::Kind::integer:
@@ -154,7 +154,7 @@ void Values::loadTexts(const Place& place) {
         const TextKind kind = isOneText(vr_) ? TextKind::plain
                               : vr_ == VR_PN ? TextKind::personName
                                              : TextKind::values;
-        utf8_ = (orvkit::vrRow(vr_).charset ? place.charset : Charset()).toUtf8(rest, kind);
+        utf8_ = (orvkit::vrRowOfAny(vr_).charset ? place.charset : Charset()).toUtf8(rest, kind);
         rest = utf8_;
     }
     for (;;) {
@@ -176,16 +176,24 @@ unsigned int Values::tag(std::size_t i) const {
 }
 
 long long Values::integer(std::size_t i) const {
-    switch (orvkit::vrRow(vr_).held) {
+    switch (orvkit::vrRowOfAny(vr_).held) {
         case orvkit::Held::i16:
             return numberAt<short>(bytes_, i);
         case orvkit::Held::u16:
             return numberAt<unsigned short>(bytes_, i);
         case orvkit::Held::i32:
             return numberAt<int>(bytes_, i);
+        case orvkit::Held::i64:
+        case orvkit::Held::u64:
+            return numberAt<long long>(bytes_, i);
         default:
             return numberAt<unsigned int>(bytes_, i);
     }
+}
+
+std::string Values::integerText(std::size_t i) const {
+    const long long value = integer(i);
+    return vr_ == VR_UV ? std::to_string(static_cast<unsigned long long>(value)) : std::to_string(value);
 }
 
 double Values::real(std::size_t i) const {

@@ -50,6 +50,7 @@ class Values {
     std::string_view text(std::size_t i) const { return texts_[i]; }
     unsigned int tag(std::size_t i) const;
     long long integer(std::size_t i) const;
+    std::string integerText(std::size_t i) const;
     int integerDigits() const { return unit() * 2; }  // hexadecimal
     double real(std::size_t i) const;
     // A raw value as it stands in a little endian stream.

@@ -65,6 +65,7 @@ enum DICT_VR_SIZE : int {
     VR_SIZE_FLOAT = 3,   // 32-bit floating point
     VR_SIZE_DOUBLE = 4,  // 64-bit floating point
     VR_SIZE_NONE = 5,    // no binary unit (sequences), or no answer
+    VR_SIZE_64 = 6,      // 64-bit integers
 };
 
 // DIMSE message types: the values of the command field (0000,0100), PS3.7 E.1.

@@ -163,18 +163,20 @@ class ORVKIT_API DcElem : public DcNode {
     int addValue(DcElemValuePN& value, int index = ELEM_INDEX_APPEND);
     int addValue(DcElemValueTM& value, int index = ELEM_INDEX_APPEND);
     int addValue(DICT_UID value, int index = ELEM_INDEX_APPEND);
-    // A backslash separates values, except in LT, ST and UT.
+    // A backslash separates values, except in LT, ST, UR and UT.
     int addValue(const char* value, int index = ELEM_INDEX_APPEND);
     int addValue(short value, int index = ELEM_INDEX_APPEND);
     int addValue(unsigned short value, int index = ELEM_INDEX_APPEND);
     int addValue(int value, int index = ELEM_INDEX_APPEND);
     int addValue(unsigned int value, int index = ELEM_INDEX_APPEND);
+    // For SV and UV, which take every integer and refuse what is beyond their range (ELEM_VALUE_REFUSED).
+    int addValue(long long value, int index = ELEM_INDEX_APPEND);
+    int addValue(unsigned long long value, int index = ELEM_INDEX_APPEND);
     int addValue(float value, int index = ELEM_INDEX_APPEND);
     int addValue(double value, int index = ELEM_INDEX_APPEND);
 
-    // Raw buffers, for OB OF OW UN UT OX and the unknown VR. Several make one value; for UN and UT the
-    // memory form replaces.
-    // 5634 refused, 5637 not a transfer syntax, 5671 out of memory (LOG_ERROR).
+    // Raw buffers, for OB OD OF OL OV OW UN UT OX and the unknown VR. Several make one value; for UN and UT
+    // the memory form replaces. 5634 refused, 5637 not a transfer syntax, 5671 out of memory (LOG_ERROR).
     int addValue(DcBuf* buffer);                                            // content taken over
     int addValue(const void* data, unsigned int length, DICT_UID xferSyn);  // bytes copied
     int addValue(const char* fileName, int offset, unsigned int length, DICT_UID xferSyn);  // OB OW OX only
@@ -215,6 +217,10 @@ class ORVKIT_API DcElem : public DcNode {
     int getValue(unsigned short& value, int index = 0);
     int getValue(int& value, int index = 0);
     int getValue(unsigned int& value, int index = 0);
+    // Of SV and UV, and of every other VR of integers. A value beyond the range of the type gives
+    // ELEM_VALUE_REFUSED and the nearest limit.
+    int getValue(long long& value, int index = 0);
+    int getValue(unsigned long long& value, int index = 0);
     int getValue(float& value, int index = 0);
     int getValue(double& value, int index = 0);
     // A borrowed copy of a raw buffer: the one the value counter stands at. 5636 comes before 5642 here.
