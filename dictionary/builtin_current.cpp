@@ -69,6 +69,9 @@ constexpr Printed printed[] = {
 #undef ORVKIT_CURRENT_NUMBER
 };
 
+#if defined(__clang__)
+#pragma clang diagnostic ignored "-Woverlength-strings"
+#endif
 constexpr char texts[] =
 #define ORVKIT_CURRENT_TAG(tag, vr, vm, symbol, keyword, name, vrs, vms, ...) \
 #keyword "\0" name "\0" vrs "\0" vms "\0"
@@ -83,6 +86,8 @@ constexpr char texts[] =
 
 constexpr std::size_t tagCount = currentTags.size();
 static_assert(tagCount == std::size(printed));
+static_assert(std::ranges::all_of(printed,
+                                  [](const Printed& p) { return p.nameLength < sizeof DcDictEntry::name; }));
 
 constexpr auto textPlaces = [] {
     std::array<std::uint32_t, tagCount + 1> places{};
@@ -143,11 +148,12 @@ int entryAt(std::size_t i, DcDictEntry& entry) {
              .vm = currentTags[i].vm,
              .symbol = currentTags[i].name,
              .keyword = keyword,
-             .name = name,
+             .name = {},
              .vrs = vrs,
              .vms = vrs + printed[i].vrsLength + 1,
              .retired = printed[i].retired,
              .registry = printed[i].registry};
+    std::replace_copy(name, vrs - 1, entry.name, '_', ' ');
     return RESULT_OK;
 }
 

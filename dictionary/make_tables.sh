@@ -41,8 +41,8 @@ trap 'rm -rf "$out"' EXIT
 # table has for it, and everywhere else where its open digits are F (in an even group).
 {
     echo '// The data elements of today'"'"'s edition (PS3.6 and PS3.7, 2026), ascending by tag: tag, VR and VM as'
-    echo '// tags.def has them, name, then as they are printed: keyword, name, VR, VM, whether it is retired, whose'
-    echo '// registry it is in. A mask has a one in every bit that the registry leaves open; a number has no keyword.'
+    echo '// tags.def has them, name, then as they are printed: keyword, name (with underscores for blanks), VR, VM,'
+    echo '// whether it is retired, whose registry it is in. A mask has a one in every bit that the registry leaves open; a number has no keyword.'
     awk -F '\t' '
         function vmOf(vm,   ends) {
             if (vm ~ /^[0-9]+$/) return vm
@@ -68,6 +68,7 @@ trap 'rm -rf "$out"' EXIT
             return out
         }
         function quote(text) { gsub(/"/, "\\\"", text); return "\"" text "\"" }
+        function underscored(text) { gsub(/ /, "_", text); return text }
         # The number under which a mask is kept.
         function placeOf(mask,   digit, tag) {
             for (digit = 0; digit < 2; ++digit) {
@@ -96,7 +97,7 @@ trap 'rm -rf "$out"' EXIT
             }
             seen[tag] = 1
             line[++count] = sprintf("0x%s, %s, %d, %s, %s, %s, %s, %s, %d, %s)", tag, vrOf(tag, $2), vmOf($3),
-                symbol, $4 == "" ? "\"\"" : $4, quote($5), quote($2), quote($3), $6 == "RET", $8)
+                symbol, $4 == "" ? "\"\"" : $4, quote(underscored($5)), quote($2), quote($3), $6 == "RET", $8)
             if (mask ~ /x/) {
                 gsub(/[0-9a-f]/, "0", mask)
                 gsub(/x/, "f", mask)

@@ -41,7 +41,7 @@ struct DcDictEntry {
     int vm;               // likewise
     const char* symbol;   // "T_0010_0010_patientsName", the name of the 2008 edition where it has the element
     const char* keyword;  // "PatientName"; "" for numbers that are assigned and have none
-    const char* name;     // "Patient's Name", in UTF-8
+    char name[80];        // "Patient's Name", in UTF-8
     const char* vrs;      // as printed, alternatives with a bar: "US|SS"; "" for items and delimiters
     const char* vms;      // as printed: "1-n"
     bool retired;
