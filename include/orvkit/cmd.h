@@ -47,10 +47,11 @@ class ORVKIT_API DcMsg : public DcPduDataTf {
 
     MSG_TYPE getType() const { return type_; }
     int getType(MSG_TYPE& type) const;
-    // "C-STORE-RQ"; `text` needs room for 61 characters. 5122, and an empty text, for a type without a name.
+    // "C-STORE-RQ"; `text` needs room for 61 characters. RESULT_DICT_NOT_FOUND, and an empty text, for a type
+    // without a name.
     int getDesc(char* text) const;
     // Sets the type by the command field (0000,0100), or to MSG_TYPE_DATASET where there is none. A value
-    // that is no command makes it MSG_TYPE_UNKNOWN: 10754 (LOG_ERROR).
+    // that is no command makes it MSG_TYPE_UNKNOWN: MSG_COMMAND_TYPE (LOG_ERROR).
     int parseType();
 
   protected:
@@ -69,13 +70,16 @@ class ORVKIT_API DcCmd : public DcMsg {
 
     // Completes and checks the command; writing it does this first. A missing message ID is generated. Each
     // other required parameter that is missing is told.
-    // 3585 data set absent or present against the rule, 3587 parameters missing (both LOG_VALIDATION).
+    // CMD_DATASET_RULE data set absent or present against the rule, CMD_FIELD_MISSING parameters missing
+    // (both LOG_VALIDATION).
     int elemListVerify() override;
     // Fills a response from its request, on whose presentation context it will travel: tells each field that
     // the request lacks, and stops when that is its SOP class. Does nothing here.
-    // 4609 a field that is missing (LOG_ERROR), 4611 null, 4612 another command's request (LOG_VALIDATION);
-    // the responses to N-ACTION 11777, 11779, 11780, to N-DELETE 12801, 12803, 12804, to N-GET 13825, 13827,
-    // 13828.
+    // RSP_FIELD_MISSING a field that is missing (LOG_ERROR), RSP_NULL_REQUEST null, RSP_WRONG_REQUEST another
+    // command's request (LOG_VALIDATION); the responses to N-ACTION N_ACTION_FIELD_MISSING,
+    // N_ACTION_NULL_REQUEST, N_ACTION_WRONG_REQUEST, to N-DELETE N_DELETE_FIELD_MISSING,
+    // N_DELETE_NULL_REQUEST, N_DELETE_WRONG_REQUEST, to N-GET N_GET_FIELD_MISSING, N_GET_NULL_REQUEST,
+    // N_GET_WRONG_REQUEST.
     virtual int parseRequest(DcCmd* request);
     // Replaces the parameter list by a copy of the caller's, which TAG_LIST_END closes. Null: no list; group
     // 0000 takes no elements then. Always 0.

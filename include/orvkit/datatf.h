@@ -36,11 +36,11 @@ class ORVKIT_API DcPduDataTf : public DcPdu, public DcElemList {
     DcPduDataTf& operator=(const DcPduDataTf&) = default;
     ~DcPduDataTf() override;
 
-    // 15361 empty, bad information, or a file that cannot be read; 14856 not sent in full; 5671; 22536; or
-    // the code of elemListMerge, elemListVerify (nothing is sent then), of framing or of reading meta
-    // information. The file position of a handle stays. The list is as it was, but for (0000,0800), which
-    // `write` sets. After a failure the peer may have part of the message: nothing more may be sent on the
-    // association.
+    // DATATF_READ empty, bad information, or a file that cannot be read; DATATF_SOCKET not sent in full;
+    // ELEM_NO_MEMORY; DIR_STAT; or the code of elemListMerge, elemListVerify (nothing is sent then), of
+    // framing or of reading meta information. The file position of a handle stays. The list is as it was, but
+    // for (0000,0800), which `write` sets. After a failure the peer may have part of the message: nothing
+    // more may be sent on the association.
     int write() override;
 
   protected:
@@ -50,11 +50,11 @@ class ORVKIT_API DcPduDataTf : public DcPdu, public DcElemList {
 
   public:
     using DcPdu::setInfo;
-    int setInfo(DcPduInfoTf& info);  // 15361
+    int setInfo(DcPduInfoTf& info);  // DATATF_READ
     int getInfo(DcPduInfoTf& info) const;
     // The rest of one PDU after its type. Every value also goes to `dumpFd` unless that is -1. Context and
     // control are those of the last value from then on. Behind the first 64 values of a PDU, small ones share
-    // a buffer. 15361.
+    // a buffer. DATATF_READ.
     int read(int dumpFd, PDU_BLOCK block);
 
     // What read collected, in order; null when empty.

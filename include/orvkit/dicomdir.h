@@ -1,7 +1,7 @@
 // DICOMDIR file sets: directory records, their hierarchy, and the DICOMDIR file (PS3.3 Annex F, PS3.10 8).
 //
 // Every operation returns a result code, 0 for success, unless it returns a record. Refusals are logged once,
-// at LOG_ERROR unless said otherwise. "Null argument passed" (22541) has level LOG_VALIDATION.
+// at LOG_ERROR unless said otherwise. "Null argument passed" (DIR_NULL_ARGUMENT) has level LOG_VALIDATION.
 #ifndef ORVKIT_DICOMDIR_H
 #define ORVKIT_DICOMDIR_H
 
@@ -48,7 +48,7 @@ struct ORVKIT_API DcDirRecInfo {
 
     DcDirRecInfo() noexcept { reset(); }
     void reset() noexcept;
-    int printInfo(FILE* file) const;  // 22541 null
+    int printInfo(FILE* file) const;  // DIR_NULL_ARGUMENT null
 };
 
 // The records of one directory entity, in order. It owns them. Copies share the records, as DcList's.
@@ -93,8 +93,8 @@ class ORVKIT_API DcDirRec : public DcNode {
 
     // ---- records below ----------------------------------------------------------------------------------
     // Puts a record below this one; it belongs to it from then on. One that may not stand here (PS3.3 F.4;
-    // 22538 is logged by "DcDirRec::checkLevel") is destroyed, and null returned. MRDRs stay at the end: any
-    // other record goes in front of them. Constant time.
+    // DIR_LEVEL_RULE is logged by "DcDirRec::checkLevel") is destroyed, and null returned. MRDRs stay at the
+    // end: any other record goes in front of them. Constant time.
     DcDirRec* add(DcDirRec* child);
     // Unlinks a child without destroying it; returns the one that followed.
     DcDirRec* subtract(DcDirRec* child);
@@ -118,7 +118,7 @@ class ORVKIT_API DcDirRec : public DcNode {
     DcDirRec& operator-(DcElem* element);
     DcElem* firstElem() const;
     DcElem* lastElem() const;
-    // 6146 when absent.
+    // ELEM_NOT_FOUND when absent.
     int getElem(unsigned int tag, DcElem** out) const;
     // Destroys the elements that are made when a record is framed.
     int destroyTempElem(DIR_INCLUDE_CHILD include);
@@ -130,33 +130,33 @@ class ORVKIT_API DcDirRec : public DcNode {
     int getMrdr(DcDirRec*& mrdr) const;         // null without a link
     int getOffset(unsigned int& offset) const;  // in the file read or framed last
     int setOffset(unsigned int offset);         // where frame is to believe the record stands
-    // The file set's, room for 258 bytes. 22538 when the topmost record is not of type DICOMDIR.
+    // The file set's, room for 258 bytes. DIR_LEVEL_RULE when the topmost record is not of type DICOMDIR.
     int getRootPath(char* path) const;
     int setInUseFlag(DIR_REC_IN_USE flag);
     // "" removes it. DIR_STRING_SIZE longer than 64 characters, DIR_NULL_ARGUMENT null.
     int setPvtRecUid(const char* uid);
     // The file that the record describes, as a File ID with backslashes or slashes; "" for none. Class,
     // instance and transfer syntax are taken from the file's meta information. A link to an MRDR is undone.
-    // 22531 refused: not a File ID, no such file below the root path, referenced by another record of the
-    // file set, or not a Part 10 file; 22538 as getRootPath. The record is then unchanged.
+    // DIR_FILE_ID refused: not a File ID, no such file below the root path, referenced by another record of
+    // the file set, or not a Part 10 file; DIR_LEVEL_RULE as getRootPath. The record is then unchanged.
     int setRefFile(const char* fileId);
 
     // ---- encoding ---------------------------------------------------------------------------------------
-    // An upper bound of the bytes that frame writes. 22535 when it does not fit 32 bits.
+    // An upper bound of the bytes that frame writes. DIR_FILE_SIZE when it does not fit 32 bits.
     int getBufSize(unsigned int& size, DIR_INCLUDE_CHILD include) const;
     // Writes the record as an item of (0004,1220), with DIR_WITH_CHILD its children behind it, each record
     // followed by those below it. `length` is the room at `buf`, `used` receives the bytes written. The
     // record stands at its own offset (setOffset); those below receive theirs. Offsets written are those that
     // the records have when they are written: frame twice, or patch as DcDirDicomDir::write does. An MRDR
-    // without references is left out. 5633 too little room, 22541 null.
+    // without references is left out. ELEM_SHORT_BUFFER too little room, DIR_NULL_ARGUMENT null.
     int frame(unsigned char* buf, unsigned int length, unsigned int& used, DIR_INCLUDE_CHILD include);
 
-    // The record and all below it. 22541 null.
+    // The record and all below it. DIR_NULL_ARGUMENT null.
     int printNodeTree(FILE* file) const;  // a line for each record
     int printNodeList(FILE* file) const;  // addresses of each record and of those around it
 
   protected:
-    // 22538 when a record of the child's type may not stand below this one.
+    // DIR_LEVEL_RULE when a record of the child's type may not stand below this one.
     int checkLevel(const DcDirRec& child) const;
 
   private:
@@ -193,7 +193,7 @@ struct ORVKIT_API DcDirDicomDirInfo {
 
     DcDirDicomDirInfo() noexcept { reset(); }
     void reset() noexcept;
-    int printInfo(FILE* file) const;  // 22541 null
+    int printInfo(FILE* file) const;  // DIR_NULL_ARGUMENT null
 };
 
 // A file set: a folder and the DICOMDIR in it, held as the tree of its records. It is itself the topmost
@@ -210,26 +210,31 @@ class ORVKIT_API DcDirDicomDir : public DcDirRec {
 
     // Replaces the tree by that of the DICOMDIR in the root path (null: the one already set). A missing file
     // is an empty file set (0, LOG_NOTICE); of an inconsistent one only the header is read. Records that
-    // cannot be read are logged and left out with all below them, and the result is then 22532: writing would
-    // lose them. 22529 root path too long, 22530 no root path or not a Part 10 file, 22533, 22535 file too
-    // large, 22536, 22539 another transfer syntax or SOP class than a DICOMDIR has.
+    // cannot be read are logged and left out with all below them, and the result is then DIR_READ_WRITE:
+    // writing would lose them. DIR_STRING_SIZE root path too long, DIR_NOT_PART10 no root path or not a Part
+    // 10 file, DIR_OPEN, DIR_FILE_SIZE file too large, DIR_STAT, DIR_META_INFO another transfer syntax or SOP
+    // class than a DICOMDIR has.
     int read(const char* rootPath = nullptr);
     // Writes the tree to the DICOMDIR in the root path (null: the one already set) under another name, which
     // then takes the place of the old file: after a crash one of the two is there whole. All offsets are made
     // new. Writing the same tree again gives the same bytes.
-    // 22529, 22530 no root path, 22532 write failed, 22533 cannot be opened, 22535 too large.
+    // DIR_STRING_SIZE, DIR_NOT_PART10 no root path, DIR_READ_WRITE write failed, DIR_OPEN cannot be opened,
+    // DIR_FILE_SIZE too large.
     int write(const char* rootPath = nullptr);
 
     // Preamble, meta information and header, up to the Directory Record Sequence; `buf` holds what getBufSize
-    // says. getBufSize with DIR_WITH_CHILD is the whole file. 22541 null, 22535 above 32 bits.
+    // says. getBufSize with DIR_WITH_CHILD is the whole file. DIR_NULL_ARGUMENT null, DIR_FILE_SIZE above 32
+    // bits.
     int frame(unsigned char* buf, unsigned int& length);
     int getBufSize(unsigned int& size, DIR_INCLUDE_CHILD include) const;
 
     // Makes a record refer to its file through an MRDR, whose description of the file it takes over; a null
-    // `mrdr` undoes the link. 22541 null record, 22542 refused, 22529 the MRDR has no File ID.
+    // `mrdr` undoes the link. DIR_NULL_ARGUMENT null record, DIR_MULTI_REFERENCE refused, DIR_STRING_SIZE the
+    // MRDR has no File ID.
     int linkRecToMrdr(DcDirRec* record, DcDirRec* mrdr);
     // The record that references a File ID, given with backslashes or slashes; null when none does. Where
-    // records are linked to an MRDR it is the MRDR. 22531 no such record (not logged), 22541 null.
+    // records are linked to an MRDR it is the MRDR. DIR_FILE_ID no such record (not logged),
+    // DIR_NULL_ARGUMENT null.
     int getRefFileObj(const char* fileId, DcDirRec** record);
 
     int getRootPath(char* path) const;  // room for 258 bytes
@@ -242,7 +247,7 @@ class ORVKIT_API DcDirDicomDir : public DcDirRec {
     int setCharset(const char* charset);
     int setConsistencyFlag(DIR_FILESET_CONSISTENT flag);
 
-    // 22541 null, 22533 a file that cannot be opened in that fopen mode.
+    // DIR_NULL_ARGUMENT null, DIR_OPEN a file that cannot be opened in that fopen mode.
     int printNodeList(const char* path, const char* mode) const;
     int printNodeTree(const char* path, const char* mode) const;
     using DcDirRec::printNodeList;

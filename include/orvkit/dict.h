@@ -151,8 +151,9 @@ struct DcDictTagFacts_ {
 //
 // Failures are logged under "DcDict::" and the operation's name, at level LOG_NOTICE but for "Null argument
 // passed", which has level LOG_VALIDATION. A tag, UID string or VR code that is merely not found is not
-// logged. Result codes: 0; 5121 the entry exists already; 5122 not in the dictionary; 5123 a null or unusable
-// argument; 5124 a table is full; 5125 not a sequence; 5128 not a transfer syntax.
+// logged. Result codes: 0; RESULT_DICT_EXISTS the entry exists already; RESULT_DICT_NOT_FOUND not in the
+// dictionary; RESULT_DICT_NULL a null or unusable argument; RESULT_DICT_LIMIT a table is full;
+// RESULT_DICT_NOT_SQ not a sequence; RESULT_DICT_NOT_XFER_SYN not a transfer syntax.
 //
 // The const operations and the three generators may be called from any number of threads at once as long as
 // no thread adds, subtracts, resets or assigns; those need the dictionary to themselves.
@@ -176,13 +177,13 @@ class ORVKIT_API DcDict {
 
     // The record of a tag; `info` may be null. Element 0000 of any group is its group length: UL, VM 1, name
     // "T_gggg_0000_groupLength". A private creator without a record of its own is LO, VM 1, name
-    // "T_gggg_eeee_privateCreatorId". For any other unknown tag 5122 and the fallback: UN, VM 1,
-    // "T_gggg_eeee".
+    // "T_gggg_eeee_privateCreatorId". For any other unknown tag RESULT_DICT_NOT_FOUND and the fallback: UN,
+    // VM 1, "T_gggg_eeee".
     int getElemInfo(unsigned int tag, DcDictElemInfo* info) const;
     int getElemInfo(unsigned short group, unsigned short element, DcDictElemInfo* info) const;
 
-    // Single facts of the same record, the fallback and 5122 for an unknown tag. `name` needs room for 61
-    // characters, `code` for 4. Text arguments that are null give 5123.
+    // Single facts of the same record, the fallback and RESULT_DICT_NOT_FOUND for an unknown tag. `name`
+    // needs room for 61 characters, `code` for 4. Text arguments that are null give RESULT_DICT_NULL.
     int getDesc(unsigned int tag, char* name) const;
     int getDesc(unsigned short group, unsigned short element, char* name) const;
     int getVr(unsigned int tag, char* code) const;
@@ -193,7 +194,7 @@ class ORVKIT_API DcDict {
     int getVm(unsigned short group, unsigned short element, int& vm) const;
 
     // Between a tag definition and the tag of its record, and from a tag to the definition of its record.
-    // They are the same number; one without a record comes back as it is, with 5122.
+    // They are the same number; one without a record comes back as it is, with RESULT_DICT_NOT_FOUND.
     int getTag(unsigned int tagDef, unsigned int& tag) const;
     int getTag(unsigned int tagDef, unsigned short& group, unsigned short& element) const;
     int getTagDef(unsigned int tag, unsigned int& tagDef) const;
@@ -201,7 +202,7 @@ class ORVKIT_API DcDict {
 
     // The tags expected in the items of a sequence, closed by a zero; `tagList` needs room for 64 entries. A
     // sequence without a registered list and an unknown tag have an empty list and the result 0; a known tag
-    // that is not SQ has an empty list and 5125.
+    // that is not SQ has an empty list and RESULT_DICT_NOT_SQ.
     int getSqTagList(unsigned int tag, unsigned int* tagList) const;
     int getSqTagList(unsigned short group, unsigned short element, unsigned int* tagList) const;
 
@@ -209,13 +210,14 @@ class ORVKIT_API DcDict {
     // key leaves open); longer names are cut to 60 characters. `tagDef`, when given, receives the tag
     // definition (0xFFFFFFFF when the table is full). Without `tagDef`, group lengths and private creators
     // are passed over with 0. A private creator is always LO, an SQ always has VM 1. Only element 00FF of an
-    // even group is refused as a duplicate (5121); any other tag gets one more record, and the latest answers
-    // lookups.
+    // even group is refused as a duplicate (RESULT_DICT_EXISTS); any other tag gets one more record, and the
+    // latest answers lookups.
     int add(unsigned int tag, DICT_VR vr, int vm, const char* name, unsigned int* tagDef);
     int add(unsigned short group, unsigned short element, DICT_VR vr, int vm, const char* name,
             unsigned int* tagDef);
 
-    // Adds a sequence with the list of tags expected in its items: at most 63 and a closing zero (else 5124).
+    // Adds a sequence with the list of tags expected in its items: at most 63 and a closing zero (else
+    // RESULT_DICT_LIMIT).
     int add(unsigned int tag, const unsigned int* tagList, const char* name, unsigned int* tagDef);
     int add(unsigned short group, unsigned short element, const unsigned int* tagList, const char* name,
             unsigned int* tagDef);
@@ -229,20 +231,22 @@ class ORVKIT_API DcDict {
 
     // ---- value representations ----
 
-    // The code of a VR ("" with 5122 when it has none) and the VR of a code (VR_UNKNOWN with 5122 when there
-    // is none).
+    // The code of a VR ("" with RESULT_DICT_NOT_FOUND when it has none) and the VR of a code (VR_UNKNOWN with
+    // RESULT_DICT_NOT_FOUND when there is none).
     int getVr(DICT_VR vr, char* code) const;
     int getVrDef(const char* code, DICT_VR& vr) const;
-    // The longest value in bytes (0: no fixed limit) and the unit of values. 5122 with 0 and VR_SIZE_NONE for
-    // RT, IM, EX and numbers that are no VR; VR_UNKNOWN has 0 and VR_SIZE_CHAR.
+    // The longest value in bytes (0: no fixed limit) and the unit of values. RESULT_DICT_NOT_FOUND with 0 and
+    // VR_SIZE_NONE for RT, IM, EX and numbers that are no VR; VR_UNKNOWN has 0 and VR_SIZE_CHAR.
     int getVrLen(DICT_VR vr, int& length) const;
     int getVrSize(DICT_VR vr, DICT_VR_SIZE& size) const;
 
     // ---- UIDs ----
 
-    // `uid` needs room for 65 characters, `text` for 61; both are made empty when the answer is 5122.
+    // `uid` needs room for 65 characters, `text` for 61; both are made empty when the answer is
+    // RESULT_DICT_NOT_FOUND.
     int getUid(DICT_UID value, char* uid) const;
-    int getUidDef(const char* uid, DICT_UID& value) const;  // UID_NONE with 5122; of two values the lower
+    // UID_NONE with RESULT_DICT_NOT_FOUND; of two values the lower
+    int getUidDef(const char* uid, DICT_UID& value) const;
     int getDesc(DICT_UID value, char* text) const;
     int getDesc(DICT_MSG message, char* text) const;  // "C-STORE-RQ"
     // UID_TYPE_OTHER when the UID is not registered.
@@ -251,14 +255,14 @@ class ORVKIT_API DcDict {
     int getUidType(DICT_UID value, DICT_UID_TYPE& type) const;
     int getUidType(const char* uid, DICT_UID_TYPE& type) const;
 
-    // The byte order of a transfer syntax; ENDIAN_NONE and 5128 for any other UID.
+    // The byte order of a transfer syntax; ENDIAN_NONE and RESULT_DICT_NOT_XFER_SYN for any other UID.
     int getEndian(DICT_UID xferSyn, ARCH_ENDIAN& endian) const;
     // 0 for the four syntaxes with native pixel data (173 to 176), 1 for every other number, UID or not.
     int isEncapsulated(DICT_UID xferSyn) const;
 
-    // Registers a UID of digits and dots, at most 64 characters (5123 for anything else). `value`, when
-    // given, receives its number, one above the highest in use; for a UID that exists already the number it
-    // has. A null description stands for "Private UID"; longer ones are cut to 60 characters.
+    // Registers a UID of digits and dots, at most 64 characters (RESULT_DICT_NULL for anything else).
+    // `value`, when given, receives its number, one above the highest in use; for a UID that exists already
+    // the number it has. A null description stands for "Private UID"; longer ones are cut to 60 characters.
     int add(const char* uid, const char* description, DICT_UID* value, DICT_UID_TYPE type);
     // Removes a UID, built-in or added, until the next reset.
     int subtract(const char* uid);

@@ -24,8 +24,8 @@ inline constexpr int ELEM_INDEX_NEXT = 0xFEFE;
 inline constexpr int ELEM_INDEX_APPEND = -1;
 
 // Asked when a value breaks the rules of its VR or is too long: a result of 0 accepts, anything else
-// refuses the value (result 5670). `*replacement` points at the value's text; it may be pointed at another
-// text, which must live until the call that added the value returns.
+// refuses the value (result ELEM_REFUSED). `*replacement` points at the value's text; it may be pointed at
+// another text, which must live until the call that added the value returns.
 typedef int (*DcElemValueExceptionCB)(void* context, unsigned int tag, DICT_VR vr, char* value,
                                       char** replacement);
 
@@ -110,8 +110,9 @@ class ORVKIT_API DcElem : public DcNode {
     // receives the bytes written. An element that carries a transfer syntax of its own is written in that
     // one when neither it nor `xferSyn` is implicit. The bytes of file and handle buffers are not written,
     // only their length.
-    // 5634 value too long for a 16-bit length (LOG_ERROR), 5636 VR that cannot be written, 5638 null
-    // buffer, 5642 raw VR without a buffer. After a refusal `length` must not be used.
+    // ELEM_VALUE_REFUSED value too long for a 16-bit length (LOG_ERROR), ELEM_VR_SIZE VR that cannot be
+    // written, ELEM_NULL_ARGUMENT null buffer, ELEM_EMPTY_VALUE raw VR without a buffer. After a refusal
+    // `length` must not be used.
     virtual int frame(unsigned char* buf, unsigned int& length, DICT_UID xferSyn);
     // An upper bound of the bytes that frame writes in any transfer syntax. The tag list is for sequences: it
     // is handed on to the items.
@@ -119,7 +120,8 @@ class ORVKIT_API DcElem : public DcNode {
     virtual int getBufSize(unsigned int& size, unsigned int excludedTag);
     // Replaces all values by those decoded from `length` bytes. A null value, no length or no transfer
     // syntax leaves the element empty. The bytes are only read.
-    // 5636 VR without a usable size, 5637 unknown transfer syntax, or the result of addValue.
+    // ELEM_VR_SIZE VR without a usable size, ELEM_XFER_SYNTAX unknown transfer syntax, or the result of
+    // addValue.
     virtual int parseVal(void* value, unsigned int length, DICT_UID xferSyn);
     virtual int resetValueCounter();
     virtual int printNodeList(FILE* file);
@@ -144,7 +146,8 @@ class ORVKIT_API DcElem : public DcNode {
     // Number of values; for raw VRs (OB OF OW UN UT OX and the unknown VR) 1 with a buffer, else 0.
     int getValueCount(int& count) const;
     int getValueCount() const;
-    // Moves the value counter on: 0, or 5646 at the end; the argument receives where it stands.
+    // Moves the value counter on: 0, or ELEM_NO_MORE_VALUES at the end; the argument receives where it
+    // stands.
     int indexValueCounter(int& counter);
     int indexValueCounter();
     int deleteAllValues();
@@ -154,8 +157,8 @@ class ORVKIT_API DcElem : public DcNode {
     // Adds a value, converted as the VR asks. index -1 appends; another index replaces that value. An
     // element of limited multiplicity that is full loses its oldest value, unless the value exception
     // level is 0.
-    // 5634 type or value refused, 5638 null pointer (LOG_NOTICE), 5668 bad index, 5670 refused by the
-    // callback, or the code of the VR's check.
+    // ELEM_VALUE_REFUSED type or value refused, ELEM_NULL_ARGUMENT null pointer (LOG_NOTICE),
+    // ELEM_INVALID_INDEX bad index, ELEM_REFUSED refused by the callback, or the code of the VR's check.
     int addValue(DcElemValueAS& value, int index = ELEM_INDEX_APPEND);
     int addValue(DcElemValueAT& value, int index = ELEM_INDEX_APPEND);
     int addValue(DcElemValueDA& value, int index = ELEM_INDEX_APPEND);
@@ -175,14 +178,15 @@ class ORVKIT_API DcElem : public DcNode {
     int addValue(float value, int index = ELEM_INDEX_APPEND);
     int addValue(double value, int index = ELEM_INDEX_APPEND);
 
-    // Raw buffers, for OB OD OF OL OV OW UN UT OX and the unknown VR. Several make one value; for UN and UT
-    // the memory form replaces. 5634 refused, 5637 not a transfer syntax, 5671 out of memory (LOG_ERROR).
+    // Raw buffers, for OB OD OF OL OV OW UN UT OX and the unknown VR. Several make one value; for UN and UT the
+    // memory form replaces.
+    // ELEM_VALUE_REFUSED refused, ELEM_XFER_SYNTAX not a transfer syntax, ELEM_NO_MEMORY (LOG_ERROR).
     int addValue(DcBuf* buffer);                                            // content taken over
     int addValue(const void* data, unsigned int length, DICT_UID xferSyn);  // bytes copied
     int addValue(const char* fileName, int offset, unsigned int length, DICT_UID xferSyn);  // OB OW OX only
     int addValue(int handle, int offset, unsigned int length, DICT_UID xferSyn);            // OB OW OX only
 
-    // addValue in the place of an existing value. 5668 when there is none at that index.
+    // addValue in the place of an existing value. ELEM_INVALID_INDEX when there is none at that index.
     int changeValue(DcElemValueAS& value, int index);
     int changeValue(DcElemValueAT& value, int index);
     int changeValue(DcElemValueDA& value, int index);
@@ -200,9 +204,10 @@ class ORVKIT_API DcElem : public DcNode {
 
     // Reads the value at `index`, converted where the VR allows. Index 0 follows the value counter once
     // that has moved.
-    // 5638 null buffer (LOG_NOTICE), 5642 no value (silent; it comes before 5636, and raw buffers are values
-    // only for the DcBuf form and the text of UT), 5636 VR cannot deliver the type, 5646 past the last value
-    // (silent), 5668 bad index, 5645 buffer too short (of a number as text: silent).
+    // ELEM_NULL_ARGUMENT null buffer (LOG_NOTICE), ELEM_EMPTY_VALUE no value (silent; it comes before
+    // ELEM_VR_SIZE, and raw buffers are values only for the DcBuf form and the text of UT), ELEM_VR_SIZE VR
+    // cannot deliver the type, ELEM_NO_MORE_VALUES past the last value (silent), ELEM_INVALID_INDEX bad
+    // index, ELEM_TRUNCATED buffer too short (of a number as text: silent).
     int getValue(DcElemValueAS& value, int index = 0);
     int getValue(DcElemValueAT& value, int index = 0);
     int getValue(DcElemValueDA& value, int index = 0);
@@ -223,12 +228,13 @@ class ORVKIT_API DcElem : public DcNode {
     int getValue(unsigned long long& value, int index = 0);
     int getValue(float& value, int index = 0);
     int getValue(double& value, int index = 0);
-    // A borrowed copy of a raw buffer: the one the value counter stands at. 5636 comes before 5642 here.
+    // A borrowed copy of a raw buffer: the one the value counter stands at. ELEM_VR_SIZE comes before
+    // ELEM_EMPTY_VALUE here.
     int getValue(DcBuf& value, int index = 0);
 
     // Converts the first raw buffer of an OB, OW or OX element between its native form and the private LZW
-    // transfer syntax (208). Anything else stays as it is (0). 5637 for a disk buffer or another pair of
-    // syntaxes, or the codec's code; the element is then unchanged.
+    // transfer syntax (208). Anything else stays as it is (0). ELEM_XFER_SYNTAX for a disk buffer or another
+    // pair of syntaxes, or the codec's code; the element is then unchanged.
     int changeXferSyn(DICT_UID xferSyn);
 
   private:
@@ -239,7 +245,8 @@ class ORVKIT_API DcElem : public DcNode {
     void initialize(unsigned int tag, void* value, unsigned int length, DICT_UID xferSyn, DICT_VR vr,
                     int sequenceFlag);
 
-    // Checks of a text against its VR: 0, 5638 null, 5642 empty, 5643 too long, 5644 illegal character.
+    // Checks of a text against its VR: 0, ELEM_NULL_ARGUMENT null, ELEM_EMPTY_VALUE empty, ELEM_TOO_LONG too
+    // long, ELEM_ILLEGAL_CHAR illegal character.
     int verifyValueAE(const char* text) const;
     int verifyValueCS(const char* text) const;
     int verifyValueDS(const char* text) const;
@@ -276,7 +283,8 @@ class ORVKIT_API DcElem : public DcNode {
 };
 
 // ---- texts to values: the parsers behind addValue and getValue --------------------------------------------
-// Group and element serve the messages only. 17413 null text, 5642 empty, 17409 wrong length, 17410 invalid.
+// Group and element serve the messages only. UTIL_NULL_ARGUMENT null text, ELEM_EMPTY_VALUE empty,
+// UTIL_STRING_LENGTH wrong length, UTIL_MALFORMED invalid.
 ORVKIT_API int utilStrgToValue(const char* text, DcElemValueAS& value, unsigned short group,
                                unsigned short element);
 ORVKIT_API int utilStrgToValue(const char* text, DcElemValueAT& value, unsigned short group,

@@ -22,7 +22,8 @@ enum PRINT_NODE : int { PRINT_NODE_FLAT = 0, PRINT_NODE_TREE = 1 };
 
 // Ends an array of tags.
 inline constexpr unsigned int TAG_LIST_END = 0xFFFFFFFF;
-// Sequences nested deeper than this are refused while decoding (5634): far above any real object.
+// Sequences nested deeper than this are refused while decoding (ELEM_VALUE_REFUSED): far above any real
+// object.
 inline constexpr int ELEM_MAX_NESTING = 1024;
 
 class ORVKIT_API DcElemList : public DcList {
@@ -52,13 +53,15 @@ class ORVKIT_API DcElemList : public DcList {
     DcElem* first() const;
     DcElem* last() const;
 
-    // The element of that tag. 6146 when absent; a null `out` only asks.
+    // The element of that tag. ELEM_NOT_FOUND when absent; a null `out` only asks.
     int getElem(unsigned int tag, DcElem** out) const;
     int getElem(unsigned short group, unsigned short element, DcElem** out) const;
-    // 5638 null `out`, 6146 absent, 5669 not a sequence (all but 6146 at LOG_ERROR).
+    // ELEM_NULL_ARGUMENT null `out`, ELEM_NOT_FOUND absent, ELEM_NOT_SEQUENCE not a sequence (all but
+    // ELEM_NOT_FOUND at LOG_ERROR).
     int getElem(unsigned int tag, DcElemSq** out) const;
     int getElem(unsigned short group, unsigned short element, DcElemSq** out) const;
-    // Moves all elements, or one, into another data set. 5638 null (all), 6146 absent (one).
+    // Moves all elements, or one, into another data set. ELEM_NULL_ARGUMENT null (all), ELEM_NOT_FOUND absent
+    // (one).
     int moveElem(DcElemList* dest);
     int moveElem(DcElemList* dest, unsigned int tag);
     int moveElem(DcElemList* dest, unsigned short group, unsigned short element);
@@ -85,23 +88,26 @@ class ORVKIT_API DcElemList : public DcList {
     // ---- streams ----------------------------------------------------------------------------------------
     // Reads `length` bytes as data elements; leniently: see docs/architecture.md. Elements read before an
     // error stay. The bytes are only read.
-    // 5634 out of order or a length past the end, 5637, 5638 null, 17410 item expected (LOG_NOTICE).
+    // ELEM_VALUE_REFUSED out of order or a length past the end, ELEM_XFER_SYNTAX, ELEM_NULL_ARGUMENT null,
+    // UTIL_MALFORMED item expected (LOG_NOTICE).
     int parse(void* buf, unsigned int& length, DICT_UID xferSyn);
     int decode(void* buf, unsigned int& length, DICT_UID xferSyn);
     // Joins the memory buffers and reads them; a file or handle buffer becomes the value of Pixel Data and
-    // leaves the list. 5638 null, 5671 out of memory.
+    // leaves the list. ELEM_NULL_ARGUMENT null, ELEM_NO_MEMORY.
     int parse(DcBufList* list);
     // Writes every element in tag order. `buf` holds at least getBufSize bytes; `length` receives the bytes
     // written. Lengths are always defined; group lengths that are present are recomputed. Bytes of file and
     // handle buffers are left out: they follow when the writer copies them.
-    // 5637 not a transfer syntax, 5638 null (both LOG_NOTICE), or the element's code.
+    // ELEM_XFER_SYNTAX not a transfer syntax, ELEM_NULL_ARGUMENT null (both LOG_NOTICE), or the element's
+    // code.
     int frame(unsigned char* buf, unsigned int& length, DICT_UID xferSyn);
     int encode(unsigned char* buf, unsigned int& length, DICT_UID xferSyn);
     // Deep copy through encoding and decoding, without group 7FE0; `tags` (ended by TAG_LIST_END) picks
-    // elements. 5638 null dest.
+    // elements. ELEM_NULL_ARGUMENT null dest.
     int duplicate(DcElemList* dest, unsigned int* tags);
 
-    // Prints to a file opened with that fopen mode. 5638 null argument or file that cannot be opened.
+    // Prints to a file opened with that fopen mode. ELEM_NULL_ARGUMENT null argument or file that cannot be
+    // opened.
     int printNodeList(const char* path, const char* mode, PRINT_NODE how);
 
     // ---- settings ---------------------------------------------------------------------------------------
@@ -142,7 +148,7 @@ class ORVKIT_API DcElemList : public DcList {
     int changeValue(unsigned short group, unsigned short element, float value, int index);
     int changeValue(unsigned short group, unsigned short element, double value, int index);
 
-    // The output is emptied first, so that a failed look-up (6146) leaves an empty one.
+    // The output is emptied first, so that a failed look-up (ELEM_NOT_FOUND) leaves an empty one.
     int getValue(unsigned int tag, DcElemValueAS& value, int index = 0);
     int getValue(unsigned int tag, DcElemValueAT& value, int index = 0);
     int getValue(unsigned int tag, DcElemValueDA& value, int index = 0);
@@ -175,7 +181,7 @@ class ORVKIT_API DcElemList : public DcList {
     int getValue(unsigned short group, unsigned short element, DcBuf& value, int index);
 
   protected:
-    // 5638 null stream.
+    // ELEM_NULL_ARGUMENT null stream.
     int printNodeList(FILE* file, PRINT_NODE how);
 
     static int compFunc(void* a, void* b);

@@ -20,7 +20,7 @@ class ORVKIT_API DcDirMetaInfo {
 
     // Clears every field and frees the private information.
     void reset();
-    // 22541 null, 22533 file that cannot be opened.
+    // DIR_NULL_ARGUMENT null, DIR_OPEN file that cannot be opened.
     int printInfo(FILE* file);
     int printInfo(const char* path, const char* mode);
 
@@ -38,49 +38,51 @@ class ORVKIT_API DcDirMetaInfo {
 };
 
 // `end` receives the offset of the data set's first byte.
-// 22530 not a Part 10 file or no meta information, 22532 read error, 22533 cannot be opened, 22536 cannot be
-// examined, 22539 meta information that cannot be decoded, 22541 null argument, 5671 out of memory.
+// DIR_NOT_PART10 not a Part 10 file or no meta information, DIR_READ_WRITE read error, DIR_OPEN cannot be
+// opened, DIR_STAT cannot be examined, DIR_META_INFO meta information that cannot be decoded,
+// DIR_NULL_ARGUMENT, ELEM_NO_MEMORY.
 ORVKIT_API int dirReadFileMetaInfo(const char* path, DcDirMetaInfo& meta, unsigned int& end);
 ORVKIT_API int dirReadFileMetaInfo(unsigned char* buf, unsigned int length, DcDirMetaInfo& meta,
                                    unsigned int& end);
 // The record as it may be written: checks it and fills in the implementation's identity where that is
-// empty. 22539 incomplete, 5128 not a transfer syntax (both LOG_ERROR).
+// empty. DIR_META_INFO incomplete, RESULT_DICT_NOT_XFER_SYN not a transfer syntax (both LOG_ERROR).
 ORVKIT_API int dirCheckMetaInfo(DcDirMetaInfo& meta);
 
 // Meta information and the whole data set. What was read before an error stays. A transfer syntax that is not
 // registered stays UID_NONE in the record; the data set is read in the syntax that its first element looks
-// like (LOG_NOTICE). 5637 deflated data set, 22535 above the size limit, 5671 out of memory, the codes of
-// dirReadFileMetaInfo and of DcElemList::parse.
+// like (LOG_NOTICE). ELEM_XFER_SYNTAX deflated data set, DIR_FILE_SIZE above the size limit, ELEM_NO_MEMORY,
+// the codes of dirReadFileMetaInfo and of DcElemList::parse.
 ORVKIT_API int dirReadFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset);
 ORVKIT_API int dirReadFile(unsigned char* buf, unsigned int length, DcDirMetaInfo& meta, DcElemList& dataset);
 // Everything up to Pixel Data, whose bytes are not read: `pixelOffset` receives the file offset of their
 // first byte and `pixelLength` their number; for encapsulated pixel data the length up to, and without, the
 // Sequence Delimitation Item. -1 and 0 without Pixel Data. Either may be null. Numbers of 2 GByte and more
-// are stored as the unsigned 32-bit numbers that they are. Codes as dirReadFile; 5634 when the pixels end
-// with the file too early: the data set is complete then, and the length is that of what is there.
+// are stored as the unsigned 32-bit numbers that they are. Codes as dirReadFile; ELEM_VALUE_REFUSED when the
+// pixels end with the file too early: the data set is complete then, and the length is that of what is there.
 ORVKIT_API int dirReadNonPixelElem(const char* path, DcDirMetaInfo& meta, DcElemList& dataset,
                                    int* pixelOffset, int* pixelLength);
 
 // Writes a file in the transfer syntax of the record. Pixel data held in a file or behind a handle is
 // copied from there. A write error leaves a partial file: write under another name and rename where that
-// matters. 22533 cannot be opened, 22535 above the size limit, 22539, 5128, 5671, 22541 null path; 22532 when
-// the bytes cannot be read or written in full (LOG_ERROR).
+// matters. DIR_OPEN cannot be opened, DIR_FILE_SIZE above the size limit, DIR_META_INFO,
+// RESULT_DICT_NOT_XFER_SYN, ELEM_NO_MEMORY, DIR_NULL_ARGUMENT null path; DIR_READ_WRITE when the bytes cannot
+// be read or written in full (LOG_ERROR).
 ORVKIT_API int dirWriteFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset);
 // Builds the file in memory from a data set that holds group 0002 itself; `buf` holds getBufSize of the data
-// set and 132 bytes, `length` receives the size. 22539 missing element, 22541 null.
+// set and 132 bytes, `length` receives the size. DIR_META_INFO missing element, DIR_NULL_ARGUMENT null.
 ORVKIT_API int dirWriteFile(unsigned char* buf, unsigned int& length, DcElemList& dataset);
 
 // Between the record and elements of group 0002. Empty optional fields make no element; elements that are
-// missing leave their field empty. 5671.
+// missing leave their field empty. ELEM_NO_MEMORY.
 ORVKIT_API int dirFileMetaInfoToElemList(DcDirMetaInfo& meta, DcElemList& dataset);
 ORVKIT_API int dirElemListToFileMetaInfo(DcElemList& dataset, DcDirMetaInfo& meta);
 
 // Largest data set that is read or written, in bytes; initially 536870912. For the whole process, from any
-// thread. 22535 below 1: the limit stays.
+// thread. DIR_FILE_SIZE below 1: the limit stays.
 ORVKIT_API int dirSetMaxFileSize(int bytes);
 
-// The text of a DICOMDIR record type ("PATIENT", at most 18 characters) and back. 22541 null, 22537 unknown
-// (both LOG_VALIDATION).
+// The text of a DICOMDIR record type ("PATIENT", at most 18 characters) and back. DIR_NULL_ARGUMENT null,
+// DIR_RESERVED_09 unknown (both LOG_VALIDATION).
 ORVKIT_API int dirGetDesc(DIR_REC type, char* text);
 ORVKIT_API int dirGetType(const char* text, DIR_REC& type);
 

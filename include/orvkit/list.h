@@ -98,8 +98,8 @@ class ORVKIT_API DcList {
 
     void destroyAllNodes();
 
-    // Writes the addresses of the list and its nodes to a file opened in a mode of fopen. 9729 (logged at
-    // LOG_VALIDATION) for a null argument or a file that cannot be opened.
+    // Writes the addresses of the list and its nodes to a file opened in a mode of fopen. LIST_PRINT (logged
+    // at LOG_VALIDATION) for a null argument or a file that cannot be opened.
     int printNodeList(const char* fileName, const char* mode);
 
   protected:

@@ -35,14 +35,15 @@ class ORVKIT_API DcLog {
     // ---- virtual operations, in slot order --------------------------------------------------------------
     virtual ~DcLog();
     // Writes one line of any length. `name` may be null: then the line holds no reporter. A level's file is
-    // opened for appending and closed again for each line. Checked in this order: null format 10244, not one
-    // of the four levels 10243, level switched off 10242, file that cannot be opened 10245.
+    // opened for appending and closed again for each line. Checked in this order: null format
+    // RESULT_LOG_NULL_FORMAT, not one of the four levels RESULT_LOG_LEVEL, level switched off
+    // RESULT_LOG_SUPPRESSED, file that cannot be opened RESULT_LOG_FILE.
     virtual int report(LOG_MSG level, const char* name, const char* fmt, ...) ORVKIT_PRINTF(4, 5);
 
-    // Switches a level on or off. 10243 for anything but the four levels.
+    // Switches a level on or off. RESULT_LOG_LEVEL for anything but the four levels.
     int activate(LOG_MSG level, LOG_ACTIVE active);
     // Directs a level to a file (the name is copied, the file is not touched before the next line), or with
-    // null back to standard output. 10243 for anything but the four levels, 5671 without memory.
+    // null back to standard output. RESULT_LOG_LEVEL for anything but the four levels, ELEM_NO_MEMORY.
     int setFname(LOG_MSG level, const char* fileName);
 
   private:
@@ -59,10 +60,10 @@ extern ORVKIT_API DcLog* Log;
 inline constexpr int LOG_MSG_BUF_SIZE = 4096;
 extern ORVKIT_API char MsgBuf[LOG_MSG_BUF_SIZE];
 
-// Reports a message to `Log`: 10244 for a null format, 10241 without a log, otherwise the result of
-// DcLog::report. `name` may be null.
+// Reports a message to `Log`: RESULT_LOG_NULL_FORMAT for a null format, RESULT_LOG_ABSENT without a log,
+// otherwise the result of DcLog::report. `name` may be null.
 ORVKIT_API int logReport(LOG_MSG level, const char* name, const char* fmt, ...) ORVKIT_PRINTF(3, 4);
-// DcLog::activate and DcLog::setFname of `Log`; 10241 without a log.
+// DcLog::activate and DcLog::setFname of `Log`; RESULT_LOG_ABSENT without a log.
 ORVKIT_API int logActivate(LOG_MSG level, LOG_ACTIVE active);
 ORVKIT_API int logSetFileName(LOG_MSG level, const char* fileName);
 

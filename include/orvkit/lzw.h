@@ -22,13 +22,14 @@
 
 // Compresses `inLen` bytes. `outLen` gives the room at `out`; afterwards `out` points behind what was
 // written and `outLen` holds the number of bytes written. Noise grows by more than a fifth.
-// 5638 null argument, 5666 `out` too small, 5671 no memory.
+// ELEM_NULL_ARGUMENT, ELEM_LZW_OUTPUT `out` too small, ELEM_NO_MEMORY.
 ORVKIT_API int lzwEncode(const unsigned char* in, unsigned int inLen, unsigned char*& out,
                          unsigned int& outLen);
 
 // Restores what lzwEncode compressed. `*outLen` gives the room at `out` and afterwards the number of bytes
 // produced, also after a failure; bytes of `out` behind those may have been overwritten.
-// 5638 null argument, 5664 bad header, 5666 `out` too small, 5667 corrupt stream, 5671 no memory.
+// ELEM_NULL_ARGUMENT, ELEM_LZW_HEADER bad header, ELEM_LZW_OUTPUT `out` too small, ELEM_LZW_CODE corrupt
+// stream, ELEM_NO_MEMORY.
 ORVKIT_API int lzwDecode(const unsigned char* in, unsigned int inLen, unsigned char* out,
                          unsigned int* outLen);
 

@@ -20,7 +20,8 @@ enum MEDIA_ROLE : int {
     MEDIA_ROLE_ALL = 7,
 };
 
-// Every service logs its refusals at LOG_ERROR unless said otherwise. 23046: the role does not permit it.
+// Every service logs its refusals at LOG_ERROR unless said otherwise. MEDIA_PERMISSION: the role does not
+// permit it.
 class ORVKIT_API DcMediaMgr : public DcDirDicomDir {
   public:
     // Opens the file set in that folder.
@@ -30,19 +31,21 @@ class ORVKIT_API DcMediaMgr : public DcDirDicomDir {
     DcMediaMgr& operator=(const DcMediaMgr&) = default;
     ~DcMediaMgr() override;
 
-    // Reads a file that a record references. 23044 null, 23043 no record does, or the code of dirReadFile.
+    // Reads a file that a record references. MEDIA_NULL_ARGUMENT null, MEDIA_FILE_ID no record does, or the
+    // code of dirReadFile.
     int mRead(const char* fileId, DcDirMetaInfo& meta, DcElemList& dataset);
     // Writes a file, makes it the record's referenced file and writes the DICOMDIR. The record is in the file
     // set already. Nothing is written when the File ID is none, leaves the root, or belongs to another record
-    // (22531). 23044 null (LOG_NOTICE), or the code of dirWriteFile, DcDirRec::setRefFile or write.
+    // (DIR_FILE_ID). MEDIA_NULL_ARGUMENT null (LOG_NOTICE), or the code of dirWriteFile, DcDirRec::setRefFile
+    // or write.
     int mWrite(DcDirRec* record, const char* fileId, DcDirMetaInfo& meta, DcElemList& dataset);
-    // Removes a file; its record stays, without a file, and the DICOMDIR is written. 23044, 23043, 23042
-    // records are linked to its MRDR, 23045 it cannot be removed (the record stays as it is), or the code of
-    // write.
+    // Removes a file; its record stays, without a file, and the DICOMDIR is written. MEDIA_NULL_ARGUMENT,
+    // MEDIA_FILE_ID, MEDIA_IN_USE records are linked to its MRDR, MEDIA_REMOVE it cannot be removed (the
+    // record stays as it is), or the code of write.
     int mDelete(const char* fileId);
-    // When a file was created and last changed, in local time. 23041 it cannot be examined.
+    // When a file was created and last changed, in local time. MEDIA_STAT it cannot be examined.
     int mInquireFile(const char* fileId, DcElemValueDT& created, DcElemValueDT& modified);
-    // The low 32 bits of the bytes available on the root's volume. 23043 the system cannot tell.
+    // The low 32 bits of the bytes available on the root's volume. MEDIA_FILE_ID the system cannot tell.
     int mInquireFileSet(unsigned int& freeBytes);
 
   private:

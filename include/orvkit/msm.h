@@ -84,11 +84,13 @@ struct ORVKIT_API DcMsmAssoInfo {
 };
 
 // One object stands for one application entity in one or both roles; it is used by one thread at a time.
-// Outcomes of the calls, to branch on: 11345 aborted, 11346 accepted, 11347 rejected, 11348 request answered,
-// 11349 message received, 11351 release response, 11352 the peer asked for release (and has its answer),
-// 11353 no connection, 11354 nothing arrived within the read time-out, 11355 closed after an error of the
-// peer's, 11356 receiving failed, 11357 nobody connected in time. When both sides ask for release at once,
-// the user gets 11352 and then 11351; the provider answers after it has its own answer, and gets 11351 alone.
+// Outcomes of the calls, to branch on: MSM_ABORTED aborted, MSM_ACCEPTED accepted, MSM_REJECTED rejected,
+// MSM_REQUEST_ANSWERED request answered, MSM_MESSAGE message received, MSM_RELEASED release response,
+// MSM_RELEASE_REQUESTED the peer asked for release (and has its answer), MSM_NO_CONNECTION no connection,
+// MSM_READ_TIMEOUT nothing arrived within the read time-out, MSM_CLOSED closed after an error of the peer's,
+// MSM_RECEIVE receiving failed, MSM_CONNECT_TIMEOUT nobody connected in time. When both sides ask for release
+// at once, the user gets MSM_RELEASE_REQUESTED and then MSM_RELEASED; the provider answers after it has its
+// own answer, and gets MSM_RELEASED alone.
 class ORVKIT_API DcMsm : public DcTul {
   public:
     DcMsm(const char* aeTitle, TSM_ROLE role, int port);
@@ -96,30 +98,32 @@ class ORVKIT_API DcMsm : public DcTul {
     DcMsm& operator=(const DcMsm&) = default;
     ~DcMsm() override;
 
-    // User: connects, proposes and waits for the answer: 11346 accepted, 11347 rejected; 0 and nothing sent
-    // when already connected. 11272 null host, 11276 no proposals or more than 128, 16901 without the user
-    // role, 5644 bad identification, 11345, 11353 to 11356, or the transport's code (16401 to 16405). After
-    // any result but 11346, closeAssociation.
+    // User: connects, proposes and waits for the answer: MSM_ACCEPTED accepted, MSM_REJECTED rejected; 0 and
+    // nothing sent when already connected. MSM_PRINT null host, MSM_SOP_CLASS no proposals or more than 128,
+    // TUL_NOT_SCU without the user role, ELEM_ILLEGAL_CHAR bad identification, MSM_ABORTED, MSM_NO_CONNECTION
+    // to MSM_RECEIVE, or the transport's code (TSM_SOCKET_STARTUP to TSM_SOCKET). After any result but
+    // MSM_ACCEPTED, closeAssociation.
     int connect(const char* host, DcMsmScuInfo& info);
     // The same over a connected socket, which becomes the transport's.
     int connect(unsigned int socket, DcMsmScuInfo& info);
     // Provider: prepares the support table and accepts a connection, within the connect time-out (POLL) or
-    // without end. 0; 11274 empty support list, 16902 without the provider role, 5644, 11357, or the
-    // transport's code.
+    // without end. 0; MSM_NO_SUPPORT_LIST empty support list, TUL_NOT_SCP without the provider role,
+    // ELEM_ILLEGAL_CHAR, MSM_CONNECT_TIMEOUT, or the transport's code.
     int connect(DcMsmScpInfo& info, MSM_BLOCK_CONNECT block);
     int connect(unsigned int connection, unsigned int listener, DcMsmScpInfo& info, MSM_BLOCK_CONNECT block);
 
-    // Acts on the next PDU. 11349: `msg` receives a command, or a data set as a DcMsg of type 0xFFFF, and
-    // `sop` the SOP class of its presentation context; the message is the caller's to delete. Otherwise `msg`
-    // receives null. Either may be null when nothing is to be received.
+    // Acts on the next PDU. MSM_MESSAGE: `msg` receives a command, or a data set as a DcMsg of type 0xFFFF,
+    // and `sop` the SOP class of its presentation context; the message is the caller's to delete. Otherwise
+    // `msg` receives null. Either may be null when nothing is to be received.
     int read(DICT_UID* sop, DcMsg** msg, MSM_BLOCK_READ block, MSM_BLOCK_CONNECT connectBlock);
     // The next message with its data set, if its command announces one: its elements follow those of the
     // command in `msg`. The class of the object is that of the command (cmd.h).
     int receiveMessage(DICT_UID* sop, DcMsg** msg, MSM_BLOCK_READ block, MSM_BLOCK_CONNECT connectBlock);
 
-    // Send a message; it stays the caller's and may be sent again. 11275 unknown context, 11277 no accepted
-    // context for it, 11272 null, 16388 the association has ended, or the code of DcPduDataTf::write. After a
-    // failure in the middle of sending, the association is closed.
+    // Send a message; it stays the caller's and may be sent again. MSM_CONTEXT_ID unknown context,
+    // MSM_CONTEXT_SYNTAX no accepted context for it, MSM_PRINT null, TSM_NO_CONNECTION the association has
+    // ended, or the code of DcPduDataTf::write. After a failure in the middle of sending, the association is
+    // closed.
     int write(unsigned char presCtxId, DcMsg* msg);
     // `xfer` 0: that of the message's Pixel Data, or Explicit VR Little Endian.
     int write(DICT_UID sop, DcMsg* msg, DICT_UID xfer = static_cast<DICT_UID>(0));
@@ -132,7 +136,7 @@ class ORVKIT_API DcMsm : public DcTul {
     int closeAssociation();
 
     int getAssoInfo(DcMsmAssoInfo& info) const;
-    int printAssoInfo(const char* file, const char* mode);  // 11272 the file cannot be opened
+    int printAssoInfo(const char* file, const char* mode);  // MSM_PRINT the file cannot be opened
     int getReadDumpHandle(int& handle) const;
     int setReadDumpHandle(int handle);
     int getStreamHandle(unsigned int& handle) const;

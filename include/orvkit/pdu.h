@@ -127,7 +127,7 @@ class ORVKIT_API DcPdu {
   public:
     virtual ~DcPdu();
     // Frames and sends in one call. A socket that does not block, and has no time-out for sends, is waited
-    // for up to the write time-out (0: without end). 14856 not sent, 5671 out of memory, or the code of
+    // for up to the write time-out (0: without end). DATATF_SOCKET not sent, ELEM_NO_MEMORY, or the code of
     // framing.
     virtual int write();
 
@@ -138,7 +138,8 @@ class ORVKIT_API DcPdu {
     PDU_TYPE getType() const { return type_; }
     void setInfo(DcPduInfo& info);
     // Reads the first two bytes of the next PDU. A type byte out of range is PDU_TYPE_INVALID, with result 0.
-    // 14854 nothing arrived in time, 14856 closed or failed: `type` is PDU_TYPE_INVALID then.
+    // DATATF_NOT_READY nothing arrived in time, DATATF_SOCKET closed or failed: `type` is PDU_TYPE_INVALID
+    // then.
     int readType(PDU_TYPE& type, PDU_BLOCK block);
     // Does nothing, returns 0.
     int iflush(unsigned char* buf, int length);
@@ -151,11 +152,12 @@ class ORVKIT_API DcPdu {
 
     // The length field behind the type.
     int readLength(unsigned int& bodyLength, PDU_BLOCK block);
-    // Reads exactly `len` bytes; `len` receives the number read. 14854, 14856 as above. Each wait has the
-    // read time-out; DcTsm::setPduTimeout and setMessageTimeout bound them together (14854).
+    // Reads exactly `len` bytes; `len` receives the number read. DATATF_NOT_READY, DATATF_SOCKET as above.
+    // Each wait has the read time-out; DcTsm::setPduTimeout and setMessageTimeout bound them together
+    // (DATATF_NOT_READY).
     int readBuf(unsigned char* buf, unsigned int& len, PDU_BLOCK block);
     // The same into a new block, which the caller frees with utilDelete. The block grows as bytes arrive,
-    // from at most 1 MiB: an announced length costs nothing. Null on failure; 5671 without memory.
+    // from at most 1 MiB: an announced length costs nothing. Null on failure; ELEM_NO_MEMORY.
     int readBlock(unsigned char*& data, unsigned int len, PDU_BLOCK block);
     // The rest of the PDU after its type: its length, then its bytes, in a new block for the caller to free
     // with utilDelete. Null on failure, and for more bytes than DcTul::setReceiveLimit allows (LOG_ERROR).
@@ -191,25 +193,26 @@ class ORVKIT_API DcPduAssoAcRq : public DcPdu {
     ~DcPduAssoAcRq() override;
 
     using DcPdu::setInfo;
-    int setInfo(DcPduInfoAcRq* info);  // 18435 null
-    int getInfo(DcPduInfoAcRq* info);  // 18434 no data yet, 18435 null
-    // The rest of the PDU after readType. 18434 malformed, or not read in full; what was read before the
-    // fault stays.
+    int setInfo(DcPduInfoAcRq* info);  // ACRQ_NULL_ARGUMENT null
+    int getInfo(DcPduInfoAcRq* info);  // ACRQ_INVALID no data yet, ACRQ_NULL_ARGUMENT null
+    // The rest of the PDU after readType. ACRQ_INVALID malformed, or not read in full; what was read before
+    // the fault stays.
     int read(PDU_BLOCK block);
 
-    // Puts a copy into the first free slot. 18434 of another PDU's kind, 18435 null, 18437 ID already there,
-    // 18439 full.
+    // Puts a copy into the first free slot. ACRQ_INVALID of another PDU's kind, ACRQ_NULL_ARGUMENT null,
+    // ACRQ_CONTEXT_EXISTS ID already there, ACRQ_CONTEXT_LIMIT full.
     int presCtxItemAdd(DcPduPresCtx* context);
-    // Copies of all PDU_PRES_CTX_MAX slots, for the caller to delete; null for an empty slot. Always 0, 18435
-    // null.
+    // Copies of all PDU_PRES_CTX_MAX slots, for the caller to delete; null for an empty slot. Always 0,
+    // ACRQ_NULL_ARGUMENT null.
     int getPresCtxList(DcPduPresCtx** contexts) const;
     int deletePresCtxList();
-    // All PDU_PRES_CTX_MAX entries of the role table, filled from the front. Always 0, 18435 null.
+    // All PDU_PRES_CTX_MAX entries of the role table, filled from the front. Always 0, ACRQ_NULL_ARGUMENT
+    // null.
     int getScpScuRoleList(DcPduScpScuRole* roles) const;
 
   protected:
     int frameAsso(unsigned char* buf) override;
-    // Frames one context at `buf`, which has room for a full one. 18434; nothing is written then.
+    // Frames one context at `buf`, which has room for a full one. ACRQ_INVALID; nothing is written then.
     int presCtxItemFrame(DcPduPresCtx* context, unsigned char* buf, unsigned int& length);
     // Checks the order and the lengths of all items of a variable part, and counts the presentation contexts.
     int varItemWalk(unsigned char* buf, unsigned int length, int& contexts);
@@ -254,14 +257,14 @@ class ORVKIT_API DcPduAssoRj : public DcPdu {
     ~DcPduAssoRj() override;
 
     using DcPdu::setInfo;
-    int setInfo(DcPduInfoRj* info);  // 18947 null
-    int read(PDU_BLOCK block);       // 18946
+    int setInfo(DcPduInfoRj* info);  // RJ_NULL_ARGUMENT null
+    int read(PDU_BLOCK block);       // RJ_ABSENT
     int getResult() const { return info_ ? info_->result : 0; }
     int getSource() const { return info_ ? info_->source : 0; }
     int getReason() const { return info_ ? info_->reason : 0; }
 
   protected:
-    int frameAsso(unsigned char* buf) override;  // 18946 without data
+    int frameAsso(unsigned char* buf) override;  // RJ_ABSENT without data
 
   private:
     DcPduInfoRj* info_ = nullptr;  // owned
@@ -274,7 +277,7 @@ class ORVKIT_API DcPduReleaseRpRq : public DcPdu {
     DcPduReleaseRpRq(unsigned int sockConv, PDU_TYPE type) : DcPdu(sockConv, type) {}
     ~DcPduReleaseRpRq() override;
 
-    int read(PDU_BLOCK block);  // 19458
+    int read(PDU_BLOCK block);  // RELEASE_READ
 
   protected:
     int frameAsso(unsigned char* buf) override;
@@ -303,13 +306,14 @@ class ORVKIT_API DcPduAbort : public DcPdu {
     ~DcPduAbort() override;
 
     using DcPdu::setInfo;
-    int setInfo(DcPduInfoAbort* info);  // 17923 null
-    int read(PDU_BLOCK block);          // 17922
+    int setInfo(DcPduInfoAbort* info);  // ABORT_NULL_ARGUMENT null
+    int read(PDU_BLOCK block);          // ABORT_READ
     int getSource() const { return info_ ? info_->source : 0; }
     int getReason() const { return info_ ? info_->reason : 0; }
 
   protected:
-    int frameAsso(unsigned char* buf) override;  // 17921 without data; a reason of source 0 is written as 0
+    // ABORT_ABSENT without data; a reason of source 0 is written as 0
+    int frameAsso(unsigned char* buf) override;
 
   private:
     DcPduInfoAbort* info_ = nullptr;  // owned

@@ -22,11 +22,12 @@ struct DcElemOffsetInfo {
 };
 
 // Walks the elements of an encoded buffer, by the same transfer syntax rule by group as decoding, to the
-// first element of info.tag at the top level. 0; 6146 when there is none (not logged); 5637 unknown transfer
-// syntax; 17413 null; 17418 a length past the end, a sequence or item without its delimiter, or sequences
-// nested deeper than ELEM_MAX_NESTING; 17412 fragments or another value of undefined length without a
-// delimiter; 17410 an item expected (all LOG_ERROR). When only the end of the element itself cannot be found,
-// the other answers are given beside the code.
+// first element of info.tag at the top level. 0; ELEM_NOT_FOUND when there is none (not logged);
+// ELEM_XFER_SYNTAX unknown transfer syntax; UTIL_NULL_ARGUMENT null; UTIL_LENGTH_FIELD a length past the end,
+// a sequence or item without its delimiter, or sequences nested deeper than ELEM_MAX_NESTING;
+// UTIL_NO_TERMINATOR fragments or another value of undefined length without a delimiter; UTIL_MALFORMED an
+// item expected (all LOG_ERROR). When only the end of the element itself cannot be found, the other answers
+// are given beside the code.
 ORVKIT_API int utilGetElemOffsetInfo(unsigned char* buf, unsigned int length, DICT_UID xferSyn,
                                      DcElemOffsetInfo& info);
 // The same, for the offset of the tag alone.
@@ -35,8 +36,8 @@ ORVKIT_API int utilGetElemOffset(unsigned char* buf, unsigned int length, DICT_U
 
 // Lengths of values. `p` points at the 32-bit length field of an element or item; `remaining` counts the
 // bytes from there. `length` receives the bytes of the value, `extra` those of its closing delimiter (8 for
-// undefined lengths, else 0). On failure both are 0 and the result is 17418 (LOG_ERROR; null: LOG_NOTICE), or
-// what the walk over an undefined length found wrong: the codes of utilGetElemOffsetInfo.
+// undefined lengths, else 0). On failure both are 0 and the result is UTIL_LENGTH_FIELD (LOG_ERROR; null:
+// LOG_NOTICE), or what the walk over an undefined length found wrong: the codes of utilGetElemOffsetInfo.
 //
 // OB, OW, UT and their like: the delimiter is searched byte by byte. With `wholeBufferIfMissing` everything
 // is taken where there is none (LOG_VALIDATION); `extra` is 8 then as well.
@@ -49,7 +50,7 @@ ORVKIT_API int utilGetSqValLen(unsigned char* p, unsigned int remaining, DICT_UI
 ORVKIT_API int utilGetSqItemValLen(unsigned char* p, unsigned int remaining, DICT_UID xferSyn,
                                    unsigned int& length, int& extra);
 // The same on the bytes of an open file: `offset` is that of the length field behind the low-level
-// `handle`. The handle's position is not changed. 17416 (LOG_ERROR) for what cannot be read.
+// `handle`. The handle's position is not changed. UTIL_READ (LOG_ERROR) for what cannot be read.
 ORVKIT_API int utilGetSqValLen(int handle, int offset, unsigned int remaining, DICT_UID xferSyn,
                                unsigned int& length, int& extra, int flag);
 ORVKIT_API int utilGetSqItemValLen(int handle, int offset, unsigned int remaining, DICT_UID xferSyn,
@@ -72,9 +73,10 @@ struct DcPfFileInfo_ {
 };
 // Walks the data elements of an open file from its current position until every one of `count` wanted
 // fields is found, the tags have gone past the largest wanted one, or the file ends. Sequences and undefined
-// lengths are walked over; values are skipped, not read. 0 also when fields are missing (see `found`); 5637
-// unknown transfer syntax; 17413 null argument, 17416 read error, 17418 a length past the end, 17412 a
-// missing delimiter, 17410 an item expected (all LOG_ERROR, "libParseFields").
+// lengths are walked over; values are skipped, not read. 0 also when fields are missing (see `found`);
+// ELEM_XFER_SYNTAX unknown transfer syntax; UTIL_NULL_ARGUMENT, UTIL_READ read error, UTIL_LENGTH_FIELD a
+// length past the end, UTIL_NO_TERMINATOR a missing delimiter, UTIL_MALFORMED an item expected (all
+// LOG_ERROR, "libParseFields").
 ORVKIT_API int libParseFields(FILE* file, DcPfField_* fields, DcPfFileInfo_* info, int count);
 
 #endif

@@ -29,7 +29,7 @@ class ORVKIT_API DcElemSqItem : public DcNode {
     DcElemSqItem* next() const;
     DcElemSqItem* previous() const;
 
-    // The item with its header, always of defined length. 12033 null buffer.
+    // The item with its header, always of defined length. ITEM_NULL_BUFFER null buffer.
     int frame(unsigned char* buf, unsigned int& length, DICT_UID xferSyn);
     int getBufSize(unsigned int& size, unsigned int excludedTag);
     int getBufSize(unsigned int& size, unsigned int* excluded);
@@ -70,12 +70,13 @@ class ORVKIT_API DcElemSq : public DcList, public DcElem {
     using DcElem::next;
     using DcElem::previous;
 
-    // 5636 not a sequence, 5638 null buffer.
+    // ELEM_VR_SIZE not a sequence, ELEM_NULL_ARGUMENT null buffer.
     int frame(unsigned char* buf, unsigned int& length, DICT_UID xferSyn) override;
     int getBufSize(unsigned int& size, unsigned int excludedTag) override;
     int getBufSize(unsigned int& size, unsigned int* excluded) override;
     int resetValueCounter() override;
-    // Reads items. 5634 data error, 5637, 5638 null, 5670 refused.
+    // Reads items. ELEM_VALUE_REFUSED data error, ELEM_XFER_SYNTAX, ELEM_NULL_ARGUMENT null, ELEM_REFUSED
+    // refused.
     int parseVal(void* buf, unsigned int length, DICT_UID xferSyn) override;
     int printNodeList(FILE* file) override;
 

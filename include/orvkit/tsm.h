@@ -109,11 +109,12 @@ class ORVKIT_API DcTsm {
     // bytes that have come; 0: bytes give no more time. Always 0.
     //
     // The waits for all parts of one PDU together, from its first byte on. A PDU that takes longer is one
-    // that could not be read: 14854 from reading it, which DcMsm tells as 11355 and closes the association.
+    // that could not be read: DATATF_NOT_READY from reading it, which DcMsm tells as MSM_CLOSED and closes
+    // the association.
     int setPduTimeout(int seconds, unsigned int bytesPerSecond = 0);
     // A call of DcMsm::read, receiveMessage or connect, until the whole message with its data set, or the
     // answer to the association request, has come: also where nothing is waited for because bytes come all
-    // the time. DcMsm closes the association (LOG_ERROR) and gives 11354.
+    // the time. DcMsm closes the association (LOG_ERROR) and gives MSM_READ_TIMEOUT.
     int setMessageTimeout(int seconds, unsigned int bytesPerSecond = 0);
     int getTcpInfo(DcTsmTcpInfo& info) const;
     int setTcpInfo(DcTsmTcpInfo info);
@@ -127,7 +128,8 @@ class ORVKIT_API DcTsm {
     // The port that a user connects to, and that this transport listens on; for a provider alone also that of
     // an adopted listener.
     int getPort() const { return port_; }
-    // What became of listening at construction: 0, 16401 to 16403, 16405, 16407 to 16409 (logged).
+    // What became of listening at construction: 0, TSM_SOCKET_STARTUP to TSM_RESOLVE, TSM_SOCKET, TSM_BIND to
+    // TSM_LISTEN (logged).
     int getListenResult() const { return listenResult_; }
     bool isConnected() const { return connectionRole_ != 0; }
     // Waits until something has come from the peer, or its connection has ended: false after that many
@@ -135,19 +137,21 @@ class ORVKIT_API DcTsm {
     bool waitReadable(int milliseconds) const;
 
   protected:
-    // One step: looks the event up for the state, moves on, runs the action. 16386 event out of range, else
-    // the result of the action: 16388 no connection, 16390 null argument, 16465 to 16470 (outcomes), or that
-    // of reading or writing. The argument is a TsmPeer for event 0 and a DcPdu otherwise, or null.
+    // One step: looks the event up for the state, moves on, runs the action. TSM_EVENT_RANGE event out of
+    // range, else the result of the action: TSM_NO_CONNECTION no connection, TSM_NULL_ARGUMENT,
+    // TSM_ABORT_INDICATION to TSM_CLOSED (outcomes), or that of reading or writing. The argument is a TsmPeer
+    // for event 0 and a DcPdu otherwise, or null.
     int stateMachine(TSM_EVENT event, void* arg);
-    // 16388 no connection, or the result of DcPdu::readType. A PDU whose first byte has come is waited for,
-    // also by a caller who polls.
+    // TSM_NO_CONNECTION no connection, or the result of DcPdu::readType. A PDU whose first byte has come is
+    // waited for, also by a caller who polls.
     int readNextPduType(PDU_TYPE& type, PDU_BLOCK block);
-    // 16401, 16403, 16404 (also when connecting takes longer than the connect time-out), 16405.
+    // TSM_SOCKET_STARTUP, TSM_RESOLVE, TSM_CONNECT (also when connecting takes longer than the connect
+    // time-out), TSM_SOCKET.
     int sockConvOpenClient(const char* host, int port);
-    // 16406, 16408 not listening, 16410 nobody connected in time.
+    // TSM_ACCEPT, TSM_LISTEN_LIMIT not listening, TSM_ACCEPT_TIMEOUT nobody connected in time.
     int sockConvOpenServer(TSM_BLOCK block);
     void closeSockConv();
-    // Sends an A-ABORT (PS3.8 9.3.8). 16388, or the result of the write.
+    // Sends an A-ABORT (PS3.8 9.3.8). TSM_NO_CONNECTION, or the result of the write.
     int writeAbort(int source, int reason);
     orvkit::Reception& reception() const { return *reception_; }
 

@@ -11,7 +11,7 @@
 typedef int (*DcTulPixDataCB)(void* user, unsigned char* data, unsigned int length, DICT_UID xferSyn);
 // Called once for a data set, when its Pixel Data is found, with the elements in front of it. `presCtxId`
 // points at the message's presentation context ID. A result other than 0 ends the reception: it is logged,
-// and DcMsm::read closes the association with 11355.
+// and DcMsm::read closes the association with MSM_CLOSED.
 typedef int (*DcMsmPixRecvCB)(void* user, DcElemList& elements, DICT_UID xferSyn,
                               unsigned char* const presCtxId);
 // Receives the encoded data set itself, fragment by fragment; `last` is not 0 with the last one. A result
@@ -31,7 +31,7 @@ class ORVKIT_API DcTul : public DcTsm {
     DcTul& operator=(const DcTul&) = default;
     ~DcTul() override;
 
-    int setArtimTimeout(int seconds);  // 16899 below 1
+    int setArtimTimeout(int seconds);  // TUL_PROTOCOL below 1
     void setState(TSM_STATE state) { state_ = state; }
     int getDecodingFlag() const { return decodingFlag_; }
     int setDecodingFlag(int flag);
@@ -39,8 +39,8 @@ class ORVKIT_API DcTul : public DcTsm {
     // The most bytes of a message's data set, or of an association PDU, that are taken into memory; 0: no
     // bound (unless set). What goes to the data set callback, or from Pixel Data to a file or a handle, does
     // not count. A data set is refused by the fragment that would exceed the bound, before that is read:
-    // 16907 (LOG_ERROR), which DcMsm tells as 11355 and closes the association; an association PDU as one
-    // that cannot be read. Commands are bounded at 1 MiB in any case. Always 0.
+    // TUL_PDU_REFUSED (LOG_ERROR), which DcMsm tells as MSM_CLOSED and closes the association; an association
+    // PDU as one that cannot be read. Commands are bounded at 1 MiB in any case. Always 0.
     int setReceiveLimit(unsigned long long bytes);
     // Not 0: a data set that nobody asked for is refused by its first fragment, before that is read, with the
     // codes as above. Asked for is one behind a command that announces it (0000,0800), and that may have one
@@ -58,9 +58,9 @@ class ORVKIT_API DcTul : public DcTsm {
     // Where the pixel bytes of received data sets go, until changed: appended to the file, written to a
     // duplicate of the handle, or both. The data set's Pixel Data then refers to them there. A handle of -1
     // and a null name end it.
-    int setPixelDataHandle(int handle);          // 16911
+    int setPixelDataHandle(int handle);          // TUL_DUPLICATE
     int getPixelDataHandle(int& handle) const;   // the duplicate; -1 when none
-    int setPixelDataFileName(const char* path);  // 16914
+    int setPixelDataFileName(const char* path);  // TUL_APPEND
 
     // Each takes null to end it. Always 0.
     int registerValueExceptionCB(void* user, DcElemValueExceptionCB callback);
@@ -72,7 +72,7 @@ class ORVKIT_API DcTul : public DcTsm {
     int registerDataSetCB(void* user, DcTulDataSetCB callback, DcTulRoomCB room = nullptr);
 
   protected:
-    // 16901 without the user role, 16902 without the provider role, or the result of the step.
+    // TUL_NOT_SCU without the user role, TUL_NOT_SCP without the provider role, or the result of the step.
     int event00_connectScu(const char* host, int port);
     int event01_writeAssoRqPdu(DcPduAssoRq* pdu);
     int event04_connectScp();
@@ -87,8 +87,9 @@ class ORVKIT_API DcTul : public DcTsm {
 
     // The next PDU, which the caller deletes; P-DATA-TF PDUs are put together to a whole command or data set
     // and decoded. The arrays of PDU_PRES_CTX_MAX are the accepted contexts and their transfer syntaxes. 0
-    // without a PDU: none arrived, or it was dealt with. 16898 no connection, 16907 refused, 5670, 5671,
-    // 14854, 14856, and the outcomes 16465 to 16469.
+    // without a PDU: none arrived, or it was dealt with. TUL_NO_CONNECTION no connection, TUL_PDU_REFUSED
+    // refused, ELEM_REFUSED, ELEM_NO_MEMORY, DATATF_NOT_READY, DATATF_SOCKET, and the outcomes
+    // TSM_ABORT_INDICATION to TSM_RELEASE_INDICATION.
     int readNextPdu(DcPdu** pdu, unsigned char* presCtxIds, DICT_UID* xferSyns, PDU_BLOCK block);
 
     static void artimExpiredCB(unsigned int timer, unsigned int message, std::uintptr_t user,

@@ -2,7 +2,7 @@
 // resampling of images.
 //
 // All of them may be called from several threads at once. Unless said otherwise the result is 0, and a null
-// argument is logged at LOG_VALIDATION as "Null argument passed" and gives 17413.
+// argument is logged at LOG_VALIDATION as "Null argument passed" and gives UTIL_NULL_ARGUMENT.
 #ifndef ORVKIT_UTIL_H
 #define ORVKIT_UTIL_H
 

@@ -63,7 +63,7 @@ TEST_F(Change, AddsUnderTheKeyWithTheDefaultName) {
 TEST_F(Change, RefusesOnlyElement00FFOfAnEvenGroupAsADuplicate) {
     unsigned int tagDef = 0;
     EXPECT_EQ(Dict.add(0x000800FF, VR_LO, 1, nullptr, nullptr), 0);
-    EXPECT_EQ(Dict.add(0x000800FF, VR_LO, 1, nullptr, &tagDef), 5121);
+    EXPECT_EQ(Dict.add(0x000800FF, VR_LO, 1, nullptr, &tagDef), RESULT_DICT_EXISTS);
     EXPECT_EQ(tagDef, 0x000800FFu);
     log.expect(LOG_NOTICE, "DcDict::add", "Tag (0008,00ff) already exists in dictionary");
 
@@ -74,7 +74,7 @@ TEST_F(Change, RefusesOnlyElement00FFOfAnEvenGroupAsADuplicate) {
         EXPECT_EQ(descOf(T_0008_0016_sopClassUid), next);
         EXPECT_EQ(Dict.subtract(T_0008_0016_sopClassUid), 0);
     }
-    EXPECT_EQ(Dict.subtract(T_0008_0016_sopClassUid), 5122);
+    EXPECT_EQ(Dict.subtract(T_0008_0016_sopClassUid), RESULT_DICT_NOT_FOUND);
     log.expect(LOG_NOTICE, "DcDict::subtract", "Tag (0008,0016) is not in Dictionary");
 }
 
@@ -84,7 +84,7 @@ TEST_F(Change, RefusesTheRecordBeyondTheLimit) {
         ASSERT_EQ(Dict.add(0x10010000 + 0x20000 * (i / 256) + 0x1000 + i % 256, VR_LO, 1, nullptr, &tagDef),
                   0);
     }
-    EXPECT_EQ(Dict.add(0x00091010, VR_LO, 1, nullptr, &tagDef), 5124);
+    EXPECT_EQ(Dict.add(0x00091010, VR_LO, 1, nullptr, &tagDef), RESULT_DICT_LIMIT);
     EXPECT_EQ(tagDef, 0xFFFFFFFFu);
     log.expect(LOG_NOTICE, "DcDict::add", "Tag (0009,1010) not added, Dictionary limit reached");
 }
@@ -96,14 +96,14 @@ TEST_F(Change, AnswersSequenceTagLists) {
     EXPECT_EQ(tagDef, 0x0009FF10u);
     EXPECT_EQ(sqListOf(0x00094410), (std::vector<unsigned int>{tags[0], tags[1]}));
     unsigned int list[DcDict::maxSqTags] = {1};
-    EXPECT_EQ(Dict.getSqTagList(0x0008, 0x0016, list), 5125);
+    EXPECT_EQ(Dict.getSqTagList(0x0008, 0x0016, list), RESULT_DICT_NOT_SQ);
     EXPECT_EQ(list[0], 0u);
     log.expect(LOG_NOTICE, "DcDict::getSqTagList", "Element (0008,0016) is not of type SQ");
 }
 
 TEST_F(Change, LimitsTheListsOfSequences) {
     std::vector<unsigned int> tags(64, T_0008_0016_sopClassUid);
-    EXPECT_EQ(Dict.add(0x00091010, tags.data(), nullptr, nullptr), 5124);
+    EXPECT_EQ(Dict.add(0x00091010, tags.data(), nullptr, nullptr), RESULT_DICT_LIMIT);
     log.expect(LOG_NOTICE, "DcDict::add", "Number of element exceeds limit for SQ tag 0x00091010");
     EXPECT_EQ(Dict.tagCount(), 2607u);
     tags.back() = 0;

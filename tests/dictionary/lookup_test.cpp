@@ -22,13 +22,13 @@ const struct {
     {0x60023000, 0, 0x60FF3000, VR_OX, 1, "T_60xx_3000_overlayData"},
     // Answered by rule: the odd groups under which they are stored are private, as any odd group.
     {0x60FF0010, 0, 0x60FF0010, VR_LO, 1, "T_60ff_0010_privateCreatorId"},
-    {0x60FF3000, 5122, 0x60FF3000, VR_UN, 1, "T_60ff_3000"},
+    {0x60FF3000, RESULT_DICT_NOT_FOUND, 0x60FF3000, VR_UN, 1, "T_60ff_3000"},
     {0x50FF0005, 0, 0x50FF0005, VR_LO, 1, "T_50ff_0005_privateCreatorId"},
     {0x00090000, 0, 0x00090000, VR_UL, 1, "T_0009_0000_groupLength"},
     {0x600100FF, 0, 0x600100FF, VR_LO, 1, "T_6001_00ff_privateCreatorId"},
     // Unknown.
-    {0x00091010, 5122, 0x00091010, VR_UN, 1, "T_0009_1010"},
-    {0x60020001, 5122, 0x60020001, VR_UN, 1, "T_6002_0001"},
+    {0x00091010, RESULT_DICT_NOT_FOUND, 0x00091010, VR_UN, 1, "T_0009_1010"},
+    {0x60020001, RESULT_DICT_NOT_FOUND, 0x60020001, VR_UN, 1, "T_6002_0001"},
 };
 
 TEST_F(Lookup, AnswersEveryQuestionAboutATagAlike) {
@@ -75,7 +75,7 @@ TEST_F(Lookup, TellsThePropertiesOfVrs) {
     }
     for (const char* code : {"A", "ae", "AEX"}) {
         DICT_VR vr{};
-        EXPECT_EQ(Dict.getVrDef(code, vr), 5122) << code;
+        EXPECT_EQ(Dict.getVrDef(code, vr), RESULT_DICT_NOT_FOUND) << code;
         EXPECT_EQ(vr, VR_UNKNOWN);
     }
 }
@@ -89,11 +89,11 @@ TEST_F(Lookup, RefusesVrsWithoutProperties) {
                  {-1, "Enum constant VR -1 (0xffffffff) is not in dictionary"}};
     for (const auto& c : cases) {
         int length = -1;
-        EXPECT_EQ(Dict.getVrLen(static_cast<DICT_VR>(c.vr), length), 5122);
+        EXPECT_EQ(Dict.getVrLen(static_cast<DICT_VR>(c.vr), length), RESULT_DICT_NOT_FOUND);
         EXPECT_EQ(length, 0);
         log.expect(LOG_NOTICE, "DcDict::getVrLen", c.message);
         DICT_VR_SIZE size{};
-        EXPECT_EQ(Dict.getVrSize(static_cast<DICT_VR>(c.vr), size), 5122);
+        EXPECT_EQ(Dict.getVrSize(static_cast<DICT_VR>(c.vr), size), RESULT_DICT_NOT_FOUND);
         EXPECT_EQ(size, VR_SIZE_NONE);
         log.expect(LOG_NOTICE, "DcDict::getVrSize", c.message);
     }

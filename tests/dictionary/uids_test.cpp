@@ -27,7 +27,7 @@ TEST_F(Uids, AreFoundByValueAndByText) {
             EXPECT_EQ(Dict.getEndian(record.value, endian), 0);
             EXPECT_EQ(endian, record.value == UID_BIG_ENDIAN_EXPLICIT ? ENDIAN_BIG : ENDIAN_LITTLE);
         } else {
-            EXPECT_EQ(Dict.getEndian(record.value, endian), 5128);
+            EXPECT_EQ(Dict.getEndian(record.value, endian), RESULT_DICT_NOT_XFER_SYN);
             log.expect(LOG_NOTICE, "DcDict::getEndian",
                        "'" + std::string(record.uid) + "' is not a Transfer Syntax UID");
         }
@@ -36,11 +36,11 @@ TEST_F(Uids, AreFoundByValueAndByText) {
 
 TEST_F(Uids, UnknownOnesGiveEmptyAnswers) {
     char text[65] = "?";
-    EXPECT_EQ(Dict.getUid(static_cast<DICT_UID>(-1), text), 5122);
+    EXPECT_EQ(Dict.getUid(static_cast<DICT_UID>(-1), text), RESULT_DICT_NOT_FOUND);
     EXPECT_STREQ(text, "");
     log.expect(LOG_NOTICE, "DcDict::getUid", "Enum constant UID -1 (0xffffffff) is not in dictionary");
     DICT_UID value = UID_VERIFICATION;
-    EXPECT_EQ(Dict.getUidDef("1.2.840.10008.1.", value), 5122);
+    EXPECT_EQ(Dict.getUidDef("1.2.840.10008.1.", value), RESULT_DICT_NOT_FOUND);
     EXPECT_EQ(value, UID_NONE);
     EXPECT_TRUE(log.lines().empty());
 }
@@ -52,7 +52,7 @@ TEST_F(Uids, CanBeAddedAndRemoved) {
     char text[65];
     EXPECT_EQ(Dict.getDesc(value, text), 0);
     EXPECT_STREQ(text, "Private UID");
-    EXPECT_EQ(Dict.add("1.2.3", "again", &(value = UID_NONE), UID_TYPE_SOP), 5121);
+    EXPECT_EQ(Dict.add("1.2.3", "again", &(value = UID_NONE), UID_TYPE_SOP), RESULT_DICT_EXISTS);
     EXPECT_EQ(value, 211);
     log.expect(LOG_NOTICE, "DcDict::add", "UID '1.2.3' already exists in dictionary");
 
@@ -64,15 +64,15 @@ TEST_F(Uids, CanBeAddedAndRemoved) {
 }
 
 TEST_F(Uids, AreRefusedWhenTheyAreNoneOrTooMany) {
-    EXPECT_EQ(Dict.add("1.2.x.4", "letter", nullptr, UID_TYPE_SOP), 5123);
+    EXPECT_EQ(Dict.add("1.2.x.4", "letter", nullptr, UID_TYPE_SOP), RESULT_DICT_NULL);
     log.expect(LOG_NOTICE, "DcDict::add", "Invalid character 'x' in UID string 1.2.x.4");
-    EXPECT_EQ(Dict.add(std::string(65, '1').c_str(), "long", nullptr, UID_TYPE_SOP), 5123);
+    EXPECT_EQ(Dict.add(std::string(65, '1').c_str(), "long", nullptr, UID_TYPE_SOP), RESULT_DICT_NULL);
     log.clear();
     EXPECT_EQ(Dict.add(std::string(64, '1').c_str(), "longest", nullptr, UID_TYPE_SOP), 0);
     for (int i = 1; i < 46; ++i) {
         ASSERT_EQ(Dict.add(("1.2." + std::to_string(i)).c_str(), nullptr, nullptr, UID_TYPE_SOP), 0);
     }
-    EXPECT_EQ(Dict.add("1.2.46", nullptr, nullptr, UID_TYPE_SOP), 5124);
+    EXPECT_EQ(Dict.add("1.2.46", nullptr, nullptr, UID_TYPE_SOP), RESULT_DICT_LIMIT);
     log.expect(LOG_NOTICE, "DcDict::add", "Dictionary UID limit of 256 reached");
 }
 

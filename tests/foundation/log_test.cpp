@@ -40,7 +40,8 @@ class LogFile : public ::testing::Test {
 TEST_F(LogFile, WritesTimeReporterAndMessage) {
     EXPECT_EQ(logReport(LOG_NOTICE, "DcDict::add", "Tag (%04x,%04x) not added", 0x10, 0x20), 0);
     EXPECT_EQ(logReport(LOG_ERROR, nullptr, "%d%% of '%s'", 50, "%s%n"), 0);
-    EXPECT_EQ(orvkit::fail(5638, LOG_VALIDATION, "DcElem::add", "Null argument passed"), 5638);
+    EXPECT_EQ(orvkit::fail(ELEM_NULL_ARGUMENT, LOG_VALIDATION, "DcElem::add", "Null argument passed"),
+              ELEM_NULL_ARGUMENT);
     EXPECT_EQ(text(),
               "|<DcDict::add> Tag (0010,0020) not added\n|50% of '%s%n'\n"
               "|<DcElem::add> Null argument passed\n");
@@ -50,26 +51,26 @@ TEST_F(LogFile, WritesTimeReporterAndMessage) {
 TEST_F(LogFile, RefusesInOrder) {
     const char* none = nullptr;
     const LOG_MSG above = static_cast<LOG_MSG>(4), below = static_cast<LOG_MSG>(-1);
-    EXPECT_EQ(logReport(above, "x", none, 0), 10244);
+    EXPECT_EQ(logReport(above, "x", none, 0), RESULT_LOG_NULL_FORMAT);
     for (LOG_MSG level : {above, below}) {
-        EXPECT_EQ(log_.setFname(level, "x"), 10243);
-        EXPECT_EQ(logReport(level, "x", "y"), 10243);
+        EXPECT_EQ(log_.setFname(level, "x"), RESULT_LOG_LEVEL);
+        EXPECT_EQ(logReport(level, "x", "y"), RESULT_LOG_LEVEL);
     }
     Log = nullptr;
-    EXPECT_EQ(logReport(LOG_NOTICE, "x", none, 0), 10244);
-    EXPECT_EQ(logReport(above, "x", "y"), 10241);
+    EXPECT_EQ(logReport(LOG_NOTICE, "x", none, 0), RESULT_LOG_NULL_FORMAT);
+    EXPECT_EQ(logReport(above, "x", "y"), RESULT_LOG_ABSENT);
     EXPECT_EQ(readText(path_), "");
 }
 
 TEST_F(LogFile, SwitchesAndDirectsLevelsOnTheirOwn) {
     EXPECT_EQ(logActivate(LOG_NOTICE, LOG_OFF), 0);
-    EXPECT_EQ(logReport(LOG_NOTICE, "x", "off %d", 1), 10242);
+    EXPECT_EQ(logReport(LOG_NOTICE, "x", "off %d", 1), RESULT_LOG_SUPPRESSED);
     EXPECT_EQ(logActivate(LOG_NOTICE, static_cast<LOG_ACTIVE>(-7)), 0);
     EXPECT_EQ(logReport(LOG_NOTICE, "x", "on again"), 0);
 
     const std::string missing = dir_ / "missing/log";
     EXPECT_EQ(logSetFileName(LOG_NOTICE, missing.c_str()), 0);
-    EXPECT_EQ(logReport(LOG_NOTICE, "x", "lost"), 10245);
+    EXPECT_EQ(logReport(LOG_NOTICE, "x", "lost"), RESULT_LOG_FILE);
     EXPECT_EQ(logSetFileName(LOG_NOTICE, nullptr), 0);
     testing::internal::CaptureStdout();
     EXPECT_EQ(logReport(LOG_NOTICE, "x", "to standard output"), 0);

@@ -33,7 +33,7 @@ TEST(Swab, ReversesWholeUnitsOnly) {
     EXPECT_EQ(swabbed<double>(15), (V{8, 7, 6, 5, 4, 3, 2, 1, 9, 10, 11, 12, 13, 14, 15}));
     EXPECT_EQ(swabbed<int>(3), (V{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15}));
     CaptureLog log;
-    EXPECT_EQ(utilSwab(static_cast<float*>(nullptr), 4), 17413);
+    EXPECT_EQ(utilSwab(static_cast<float*>(nullptr), 4), UTIL_NULL_ARGUMENT);
     log.expect(LOG_VALIDATION, "utilSwab", "Null argument passed");
 }
 
@@ -56,7 +56,7 @@ TEST(RemoveSpace, StripsWhatTheModeAsksFor) {
     } cases[] = {{0, text}, {1, "a b \t\x01"}, {2, "  a b"}, {3, "a b"}, {4, "ab"}, {7, "ab"}, {8, text}};
     for (const auto& c : cases) EXPECT_EQ(stripped(text, c.mode), c.expected) << c.mode;
     CaptureLog log;
-    EXPECT_EQ(utilRemoveSpace(nullptr, 3), 17413);
+    EXPECT_EQ(utilRemoveSpace(nullptr, 3), UTIL_NULL_ARGUMENT);
     log.expect(LOG_VALIDATION, "utilStrgToValue", "Null argument passed");
 }
 
@@ -66,7 +66,7 @@ TEST(Util, KnowsPathsAndItsVersion) {
     EXPECT_STREQ(path, "//host/share/file/");
     CaptureLog log;
     int major = 0, minor = 0, release = 0;
-    EXPECT_EQ(utilGetVersion(major, minor, release, nullptr), 17413);
+    EXPECT_EQ(utilGetVersion(major, minor, release, nullptr), UTIL_NULL_ARGUMENT);
     log.expect(LOG_VALIDATION, "utilGetVersion", "Null argument passed");
     EXPECT_EQ((std::vector{major, minor, release}), (std::vector{4, 8, 10}));
 }

@@ -166,9 +166,9 @@ TEST(DirRec, NamesGoBothWays) {
         EXPECT_EQ(type, i) << text;
     }
     CaptureLog log;
-    EXPECT_EQ(dirGetType("PATIENTS", type), 22537);
+    EXPECT_EQ(dirGetType("PATIENTS", type), DIR_RESERVED_09);
     EXPECT_EQ(type, DIR_REC_UNKNOWN);
-    EXPECT_EQ(dirGetDesc(static_cast<DIR_REC>(39), text), 22537);
-    EXPECT_EQ(dirGetDesc(static_cast<DIR_REC>(-1), text), 22537);
+    EXPECT_EQ(dirGetDesc(static_cast<DIR_REC>(39), text), DIR_RESERVED_09);
+    EXPECT_EQ(dirGetDesc(static_cast<DIR_REC>(-1), text), DIR_RESERVED_09);
     EXPECT_EQ(log.lines().size(), 3u);
 }

@@ -102,13 +102,13 @@ TEST(Lzw, StopsWhereTheRoomEnds) {
     const Bytes same(500, 7);
     const Bytes stream = encode(same, 500).bytes;
     for (std::size_t room = 0; room < stream.size(); ++room) {
-        EXPECT_EQ(encode(same, room).result, 5666);
+        EXPECT_EQ(encode(same, room).result, ELEM_LZW_OUTPUT);
         log.expect(LOG_ERROR, "putCode", "Insufficient buffer size");
     }
     EXPECT_EQ(encode(same, stream.size()).result, 0);
     for (std::size_t room = 0; room < same.size(); ++room) {
         const Coded back = decode(stream, room);
-        EXPECT_EQ(back.result, 5666);
+        EXPECT_EQ(back.result, ELEM_LZW_OUTPUT);
         log.expect(LOG_ERROR, "lzwDecode", "Insufficient buffer size");
         EXPECT_EQ(back.bytes, Bytes(room, 7));
     }
@@ -122,12 +122,12 @@ TEST(LzwDecode, RefusesBrokenStreams) {
         Bytes out;
         const char* message;
     } cases[] = {
-        {{}, 5664, {}, "Bad magic number"},
-        {{0x1F, 0x9E, 0x90, 0, 1, 0, 0, 0}, 5664, {}, "Bad magic number"},
-        {{0x1F, 0x9D, 0x91, 0, 1, 0, 0, 0}, 5664, {}, "Max bitsize 17 (0x11) exceeds limit"},
-        {streamOf(16, {65, 258}), 5667, {65}, "Code 0x0102 not found"},
-        {streamOf(16, {65, 66, 256, 65, 258}), 5667, {65, 66, 65}, "Code 0x0102 not found"},
-        {streamOf(8, {65, 66}), 5667, {65, 66}, "Insufficient codes"},
+        {{}, ELEM_LZW_HEADER, {}, "Bad magic number"},
+        {{0x1F, 0x9E, 0x90, 0, 1, 0, 0, 0}, ELEM_LZW_HEADER, {}, "Bad magic number"},
+        {{0x1F, 0x9D, 0x91, 0, 1, 0, 0, 0}, ELEM_LZW_HEADER, {}, "Max bitsize 17 (0x11) exceeds limit"},
+        {streamOf(16, {65, 258}), ELEM_LZW_CODE, {65}, "Code 0x0102 not found"},
+        {streamOf(16, {65, 66, 256, 65, 258}), ELEM_LZW_CODE, {65, 66, 65}, "Code 0x0102 not found"},
+        {streamOf(8, {65, 66}), ELEM_LZW_CODE, {65, 66}, "Insufficient codes"},
         // Fine, if odd: a string that is the last one and its own first byte, a CLEAR in front of everything
         // and behind it, and bits that make no code.
         {streamOf(16, {65, 257, 258}), 0, {65, 65, 65, 65, 65, 65}, nullptr},

@@ -307,18 +307,19 @@ TEST(Bounds, ADataSetThatNobodyAskedForIsRefusedByItsFirstFragment) {
         int second;  // of the next; 0: not read
     };
     for (const Case& c : std::vector<Case>{
-             {"asked for", joined({response(kFindRsp, true), whole, response(kEchoRsp, false)}), 11349,
-              11349},
+             {"asked for", joined({response(kFindRsp, true), whole, response(kEchoRsp, false)}), MSM_MESSAGE,
+              MSM_MESSAGE},
              {"asked for, in one PDU with its command",
               joined(
                   {pdu(4, joined({command(kFindRsp, true), pdv(1, 2, small)})), response(kEchoRsp, false)}),
-              11349, 11349},
-             {"of a command that has none", joined({response(kEchoRsp, true), begun}), 11355, 0},
-             {"not announced", joined({response(kFindRsp, false), begun}), 11349, 11355},
+              MSM_MESSAGE, MSM_MESSAGE},
+             {"of a command that has none", joined({response(kEchoRsp, true), begun}), MSM_CLOSED, 0},
+             {"not announced", joined({response(kFindRsp, false), begun}), MSM_MESSAGE, MSM_CLOSED},
              {"not announced, in one PDU with its command",
-              pdu(4, joined({command(kFindRsp, false), pdv(1, 0, small)})), 11349, 11355},
-             {"the second of one command", joined({response(kFindRsp, true), whole, begun}), 11349, 11355},
-             {"without a command", begun, 11355, 0},
+              pdu(4, joined({command(kFindRsp, false), pdv(1, 0, small)})), MSM_MESSAGE, MSM_CLOSED},
+             {"the second of one command", joined({response(kFindRsp, true), whole, begun}), MSM_MESSAGE,
+              MSM_CLOSED},
+             {"without a command", begun, MSM_CLOSED, 0},
          }) {
         SCOPED_TRACE(c.what);
         CaptureLog log;
@@ -330,7 +331,7 @@ TEST(Bounds, ADataSetThatNobodyAskedForIsRefusedByItsFirstFragment) {
         if (c.second != 0) {
             EXPECT_EQ(user.receive(message), c.second);
         }
-        const bool refused = c.first == 11355 || c.second == 11355;
+        const bool refused = c.first == MSM_CLOSED || c.second == MSM_CLOSED;
         if (refused) {
             EXPECT_EQ(log.lines().front(),
                       (LogLine{LOG_ERROR, "DcTul::readPduDataTf",

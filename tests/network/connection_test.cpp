@@ -74,9 +74,10 @@ TEST(ConnectionLayer, CarriesAWholeAssociation) {
         info.timeouts = seconds(10);
         ASSERT_EQ(scp.connect(ends.other.release(), PDU_SOCKET_NONE, info, MSM_BLOCK_CONNECT_POLL), 0);
         ASSERT_TRUE(scp.waitReadable(5000));
-        ASSERT_EQ(scp.read(nullptr, nullptr, MSM_BLOCK_READ_POLL, MSM_BLOCK_CONNECT_POLL), 11348);
+        ASSERT_EQ(scp.read(nullptr, nullptr, MSM_BLOCK_READ_POLL, MSM_BLOCK_CONNECT_POLL),
+                  MSM_REQUEST_ANSWERED);
         Message request;
-        while ((outcome = receive(scp, request)) == 11349) {
+        while ((outcome = receive(scp, request)) == MSM_MESSAGE) {
             DcCmdCStoreRsp response(static_cast<DcCmdCStoreRq*>(request.get()));
             response.add(new DcElem(T_0000_0900_status, static_cast<unsigned short>(0)));
             DcElem* e = nullptr;
@@ -92,7 +93,7 @@ TEST(ConnectionLayer, CarriesAWholeAssociation) {
     info.calledAeTitle = "PROVIDER";
     info.sopList = support.data();
     info.timeouts = seconds(10);
-    ASSERT_EQ(user.connect(ends.one.release(), info), 11346);
+    ASSERT_EQ(user.connect(ends.one.release(), info), MSM_ACCEPTED);
     for (const bool fromDisk : {false, true}) {
         DcCmdCStoreRq request;
         request.add(new DcElem(T_0000_1000_affectedSopInstanceUid, "1.2.3"));
@@ -107,12 +108,12 @@ TEST(ConnectionLayer, CarriesAWholeAssociation) {
         request.add(e);
         ASSERT_EQ(user.write(UID_CT_IMAGE_STORAGE, &request), 0);
         Message response;
-        ASSERT_EQ(user.receive(response), 11349);
+        ASSERT_EQ(user.receive(response), MSM_MESSAGE);
     }
     EXPECT_FALSE(user.waitReadable(0));
-    EXPECT_EQ(user.release(), 11351);
+    EXPECT_EQ(user.release(), MSM_RELEASED);
     provider.join();
-    EXPECT_EQ(outcome, 11352);
+    EXPECT_EQ(outcome, MSM_RELEASE_REQUESTED);
     user.closeAssociation();
     EXPECT_EQ(closed[0] + closed[1], 2);
     EXPECT_TRUE(user.waitReadable(0)) << "no connection";

@@ -47,23 +47,23 @@ TEST(Association, AnEchoFromEndToEnd) {
         EXPECT_EQ(request, nullptr);
     });
     User user(provider.port());
-    ASSERT_EQ(user.open(sopList({UID_VERIFICATION})), 11346);
+    ASSERT_EQ(user.open(sopList({UID_VERIFICATION})), MSM_ACCEPTED);
     EXPECT_EQ(user.open(sopList({UID_VERIFICATION})), 0) << "connected already";
     DcCmdCEchoRq request;
     ASSERT_EQ(user.write(UID_VERIFICATION, &request), 0);
     EXPECT_EQ(number(request, T_0000_0800_dataSetType), 0x0101);
     Message response;
-    ASSERT_EQ(user.receive(response), 11349);
+    ASSERT_EQ(user.receive(response), MSM_MESSAGE);
     EXPECT_EQ(response->getType(), DICT_MSG_C_ECHO_RSP);
     EXPECT_EQ(number(*response, T_0000_0900_status), 0);
     EXPECT_EQ(number(*response, T_0000_0120_messageIdBeingRespondedTo),
               number(request, T_0000_0110_messageId));
-    EXPECT_EQ(user.release(), 11351);
-    EXPECT_EQ(user.read(nullptr, nullptr, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL), 11353);
+    EXPECT_EQ(user.release(), MSM_RELEASED);
+    EXPECT_EQ(user.read(nullptr, nullptr, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL), MSM_NO_CONNECTION);
     provider.join();
     EXPECT_EQ(provider.accepted, 0);
-    EXPECT_EQ(provider.answered, 11348);
-    EXPECT_EQ(seen, (std::vector<int>{11349, 11352}));
+    EXPECT_EQ(provider.answered, MSM_REQUEST_ANSWERED);
+    EXPECT_EQ(seen, (std::vector<int>{MSM_MESSAGE, MSM_RELEASE_REQUESTED}));
 }
 
 struct Service {
@@ -95,7 +95,7 @@ TEST(Association, EveryServiceCrossesWithItsDataSetAndItsResponse) {
     };
     std::size_t next = 0;
     Provider provider(sopList({UID_VERIFICATION}), [&](DcMsm& msm) {
-        for (Message request; receive(msm, request) == 11349; ++next) {
+        for (Message request; receive(msm, request) == MSM_MESSAGE; ++next) {
             EXPECT_EQ(request->getType(), services[next].type);
             if (services[next].dataset) {
                 EXPECT_EQ(text(*request, T_0010_0020_patientId), "P1");
@@ -104,7 +104,7 @@ TEST(Association, EveryServiceCrossesWithItsDataSetAndItsResponse) {
         }
     });
     User user(provider.port());
-    ASSERT_EQ(user.open(sopList({UID_VERIFICATION})), 11346);
+    ASSERT_EQ(user.open(sopList({UID_VERIFICATION})), MSM_ACCEPTED);
     for (const Service& s : services) {
         const auto request = s.make();
         request->add(
@@ -119,12 +119,12 @@ TEST(Association, EveryServiceCrossesWithItsDataSetAndItsResponse) {
         if (s.dataset) request->add(new DcElem(T_0010_0020_patientId, "P1"));
         ASSERT_EQ(user.write(UID_VERIFICATION, request.get()), 0) << std::hex << s.type;
         Message response;
-        ASSERT_EQ(user.receive(response), 11349);
+        ASSERT_EQ(user.receive(response), MSM_MESSAGE);
         EXPECT_EQ(response->getType(), static_cast<DICT_MSG>(s.type | 0x8000));
         EXPECT_EQ(number(*response, T_0000_0120_messageIdBeingRespondedTo),
                   number(*request, T_0000_0110_messageId));
     }
-    EXPECT_EQ(user.release(), 11351);
+    EXPECT_EQ(user.release(), MSM_RELEASED);
     provider.join();
     EXPECT_EQ(next, std::size(services));
 }
@@ -140,7 +140,7 @@ TEST(Association, TheProvidersOrderOfTransferSyntaxesDecides) {
     proposals.emplace_back(UID_CT_IMAGE_STORAGE, big);
     proposals.emplace_back(UID_MR_IMAGE_STORAGE, nullptr);
     proposals.emplace_back();
-    ASSERT_EQ(user.open(proposals), 11346);
+    ASSERT_EQ(user.open(proposals), MSM_ACCEPTED);
     DcMsmAssoInfo info;
     user.getAssoInfo(info);
     ASSERT_EQ(info.assoNum, 3);
@@ -163,9 +163,9 @@ TEST(Association, TheProvidersOrderOfTransferSyntaxesDecides) {
 
     DcCmdCEchoRq echo;
     CaptureLog log;
-    EXPECT_EQ(user.write(static_cast<unsigned char>(7), &echo), 11275);
-    EXPECT_EQ(user.write(static_cast<unsigned char>(5), &echo), 11277);
-    EXPECT_EQ(user.write(UID_MR_IMAGE_STORAGE, &echo), 11277);
+    EXPECT_EQ(user.write(static_cast<unsigned char>(7), &echo), MSM_CONTEXT_ID);
+    EXPECT_EQ(user.write(static_cast<unsigned char>(5), &echo), MSM_CONTEXT_SYNTAX);
+    EXPECT_EQ(user.write(UID_MR_IMAGE_STORAGE, &echo), MSM_CONTEXT_SYNTAX);
     EXPECT_EQ(log.lines()[0].text, "Invalid Presentation Context ID 7");
     EXPECT_EQ(log.lines()[1].text, "Invalid TS for Pres Ctx ID 5 ()");
     EXPECT_EQ(log.lines()[2].reporter, "DcMsm::write");
@@ -200,7 +200,8 @@ TEST(Association, AeTitlesAreCheckedAsTheFlagsSay) {
         });
         {
             User user(scp.getPort(), c.calling);
-            EXPECT_EQ(user.open(sopList({UID_VERIFICATION}), c.called), c.reason == 0 ? 11346 : 11347)
+            EXPECT_EQ(user.open(sopList({UID_VERIFICATION}), c.called),
+                      c.reason == 0 ? MSM_ACCEPTED : MSM_REJECTED)
                 << c.check << c.calling << c.called;
             DcMsmAssoInfo info;
             user.getAssoInfo(info);
@@ -209,32 +210,32 @@ TEST(Association, AeTitlesAreCheckedAsTheFlagsSay) {
             user.closeAssociation();
         }
         thread.join();
-        EXPECT_EQ(answered, 11348);
+        EXPECT_EQ(answered, MSM_REQUEST_ANSWERED);
     }
 }
 
 TEST(Association, WhatIsRefusedBeforeAnyConnectionIsMade) {
     CaptureLog log;
     User user(1);
-    EXPECT_EQ(user.open({DcMsmSopXferSyn()}), 11276);
+    EXPECT_EQ(user.open({DcMsmSopXferSyn()}), MSM_SOP_CLASS);
     EXPECT_EQ(log.lines().back(), (LogLine{LOG_VALIDATION, "DcMsm::connect", "List of SOPs is absent"}));
     std::vector<DcMsmSopXferSyn> many(129, DcMsmSopXferSyn(UID_VERIFICATION, nullptr));
     many.emplace_back();
-    EXPECT_EQ(user.open(many), 11276);
+    EXPECT_EQ(user.open(many), MSM_SOP_CLASS);
     EXPECT_EQ(log.lines().back().text, "Number of SOPs proposed exceeds the limit of 128");
-    EXPECT_EQ(user.open(sopList({UID_VERIFICATION}), "SEVENTEEN_LETTERS"), 5644);
+    EXPECT_EQ(user.open(sopList({UID_VERIFICATION}), "SEVENTEEN_LETTERS"), ELEM_ILLEGAL_CHAR);
     EXPECT_EQ(log.lines().back(), (LogLine{LOG_VALIDATION, "verifyValueAE",
                                            "String SEVENTEEN_LETTERS exceeds the limit of 16 characters"}));
-    EXPECT_EQ(user.open(sopList({UID_VERIFICATION}), "A\tB"), 5644);
+    EXPECT_EQ(user.open(sopList({UID_VERIFICATION}), "A\tB"), ELEM_ILLEGAL_CHAR);
     EXPECT_EQ(log.lines().back().text, "Illegal character '\t' (0x9) in string A\tB");
     DcMsmScpInfo scp;
-    EXPECT_EQ(user.connect(scp, MSM_BLOCK_CONNECT_POLL), 16902);
+    EXPECT_EQ(user.connect(scp, MSM_BLOCK_CONNECT_POLL), TUL_NOT_SCP);
     DcMsm provider("P", TSM_ROLE_SCP, 0);
-    EXPECT_EQ(provider.connect(scp, MSM_BLOCK_CONNECT_POLL), 11274);
+    EXPECT_EQ(provider.connect(scp, MSM_BLOCK_CONNECT_POLL), MSM_NO_SUPPORT_LIST);
     DcMsmScuInfo scu;
-    EXPECT_EQ(provider.connect("127.0.0.1", scu), 16901);
+    EXPECT_EQ(provider.connect("127.0.0.1", scu), TUL_NOT_SCU);
     many.erase(many.begin());
-    EXPECT_EQ(user.open(many), 16404) << "128 are accepted, and nobody listens on port 1";
+    EXPECT_EQ(user.open(many), TSM_CONNECT) << "128 are accepted, and nobody listens on port 1";
     EXPECT_EQ(log.lines().back(),
               (LogLine{LOG_ERROR, "DcTsm::sockConvOpenClient - connect", "winSock error WSAECONNREFUSED"}));
 }
@@ -254,10 +255,10 @@ TEST(Association, NullArgumentsAreRefused) {
         {"DcMsm::printAssoInfo", user.printAssoInfo(path.c_str(), nullptr)}};
     std::size_t line = 0;
     for (const auto& [reporter, result] : refusals) {
-        EXPECT_EQ(result, 11272) << reporter;
+        EXPECT_EQ(result, MSM_PRINT) << reporter;
         EXPECT_EQ(log.lines().at(line++), (LogLine{LOG_VALIDATION, reporter, "Null argument passed"}));
     }
-    EXPECT_EQ(user.printAssoInfo((dir / "none/info").c_str(), "w"), 11272);
+    EXPECT_EQ(user.printAssoInfo((dir / "none/info").c_str(), "w"), MSM_PRINT);
     EXPECT_EQ(log.lines().back().text, "Error opening file " + dir / "none/info" + " in mode w");
     EXPECT_EQ(user.printAssoInfo(path.c_str(), "w"), 0);
     EXPECT_EQ(readWhole(path),
@@ -275,35 +276,36 @@ TEST(Association, AbortsAndBrokenConnectionsAreToldFromEachOther) {
     {
         Provider provider(sopList({UID_VERIFICATION}), watch);
         User user(provider.port());
-        ASSERT_EQ(user.open(sopList({UID_VERIFICATION})), 11346);
+        ASSERT_EQ(user.open(sopList({UID_VERIFICATION})), MSM_ACCEPTED);
         user.abortAssociation();
         user.closeAssociation();
         EXPECT_FALSE(user.isConnected());
     }
-    EXPECT_EQ(seen, 11345);
+    EXPECT_EQ(seen, MSM_ABORTED);
     {
         Provider provider(sopList({UID_VERIFICATION}), watch);
         User user(provider.port());
-        ASSERT_EQ(user.open(sopList({UID_VERIFICATION})), 11346);
+        ASSERT_EQ(user.open(sopList({UID_VERIFICATION})), MSM_ACCEPTED);
         user.closeAssociation();
     }
-    EXPECT_EQ(seen, 11356);
+    EXPECT_EQ(seen, MSM_RECEIVE);
     {
         Provider provider(sopList({UID_VERIFICATION}), [](DcMsm& msm) { msm.abortAssociation(); });
         User user(provider.port());
-        ASSERT_EQ(user.open(sopList({UID_VERIFICATION})), 11346);
+        ASSERT_EQ(user.open(sopList({UID_VERIFICATION})), MSM_ACCEPTED);
         Message none;
-        EXPECT_EQ(user.receive(none), 11345);
+        EXPECT_EQ(user.receive(none), MSM_ABORTED);
         DcCmdCEchoRq echo;
-        EXPECT_EQ(user.write(UID_VERIFICATION, &echo), 16388) << "nothing is sent, and that is told";
-        EXPECT_EQ(user.receive(none), 11353);
+        EXPECT_EQ(user.write(UID_VERIFICATION, &echo), TSM_NO_CONNECTION)
+            << "nothing is sent, and that is told";
+        EXPECT_EQ(user.receive(none), MSM_NO_CONNECTION);
         // The object is good for the next association.
         Provider again(sopList({UID_VERIFICATION}), watch);
         User second(again.port());
-        EXPECT_EQ(second.open(sopList({UID_VERIFICATION})), 11346);
-        EXPECT_EQ(second.release(), 11351);
+        EXPECT_EQ(second.open(sopList({UID_VERIFICATION})), MSM_ACCEPTED);
+        EXPECT_EQ(second.release(), MSM_RELEASED);
     }
-    EXPECT_EQ(seen, 11352);
+    EXPECT_EQ(seen, MSM_RELEASE_REQUESTED);
 }
 
 // The user becomes the provider of what both grant it (PS3.7 D.3.3.4): here, as in C-GET, it is sent an
@@ -321,23 +323,23 @@ TEST(Association, TheRoleThatWasNegotiatedIsTheOneThatWorks) {
             new DcElem(T_0000_1000_affectedSopInstanceUid, "1.2.3") + new DcElem(T_0010_0020_patientId, "P1");
         EXPECT_EQ(msm.sendMessage(UID_CT_IMAGE_STORAGE, &request, UID_NONE), 0);
         Message response;
-        EXPECT_EQ(receive(msm, response), 11349);
+        EXPECT_EQ(receive(msm, response), MSM_MESSAGE);
         EXPECT_EQ(response->getType(), DICT_MSG_C_STORE_RSP);
-        EXPECT_EQ(receive(msm, response), 11352);
+        EXPECT_EQ(receive(msm, response), MSM_RELEASE_REQUESTED);
     });
     User user(provider.port());
     const auto both = static_cast<TSM_ROLE>(TSM_ROLE_SCU | TSM_ROLE_SCP);
     ASSERT_EQ(
         user.open(sopList({UID_CT_IMAGE_STORAGE, UID_MR_IMAGE_STORAGE}, {UID_LITTLE_ENDIAN_EXPLICIT}, both)),
-        11346);
+        MSM_ACCEPTED);
     DcMsmAssoInfo info;
     user.getAssoInfo(info);
     EXPECT_EQ((std::vector<int>(info.role, info.role + 2)), (std::vector<int>{TSM_ROLE_SCP, TSM_ROLE_NONE}));
     Message request;
-    ASSERT_EQ(user.receive(request), 11349);
+    ASSERT_EQ(user.receive(request), MSM_MESSAGE);
     EXPECT_EQ(text(*request, T_0010_0020_patientId), "P1");
     answer<DcCmdCStoreRq, DcCmdCStoreRsp>(user, *request);
-    EXPECT_EQ(user.release(), 11351);
+    EXPECT_EQ(user.release(), MSM_RELEASED);
     provider.join();
     EXPECT_EQ(roles, (std::vector<int>{TSM_ROLE_SCP, TSM_ROLE_NONE}));
 }
@@ -345,19 +347,19 @@ TEST(Association, TheRoleThatWasNegotiatedIsTheOneThatWorks) {
 TEST(Association, ThreeHundredOfThemLeaveNothingBehind) {
     const auto associate = [] {
         Provider provider(sopList({UID_VERIFICATION}), [](DcMsm& msm) {
-            for (Message request; receive(msm, request) == 11349;) {
+            for (Message request; receive(msm, request) == MSM_MESSAGE;) {
                 answer<DcCmdCEchoRq, DcCmdCEchoRsp>(msm, *request);
             }
         });
         User user(provider.port());
-        ASSERT_EQ(user.open(sopList({UID_VERIFICATION})), 11346);
+        ASSERT_EQ(user.open(sopList({UID_VERIFICATION})), MSM_ACCEPTED);
         for (int i = 0; i < 10; ++i) {
             DcCmdCEchoRq request;
             Message response;
             ASSERT_EQ(user.write(UID_VERIFICATION, &request), 0);
-            ASSERT_EQ(user.receive(response), 11349);
+            ASSERT_EQ(user.receive(response), MSM_MESSAGE);
         }
-        ASSERT_EQ(user.release(), 11351);
+        ASSERT_EQ(user.release(), MSM_RELEASED);
     };
     associate();
     const std::size_t open = openHandles();
@@ -385,7 +387,7 @@ TEST(Association, ARequestWithoutAnAnswerableContextIsRejected) {
     (void)platform::receive(peer.get(), answer.data(), answer.size(), 5000, count);
     EXPECT_EQ(answer, pdu(PDU_TYPE_ASSO_RJ, {0, 1, 1, 1}));
     provider.join();
-    EXPECT_EQ(provider.answered, 11348);
+    EXPECT_EQ(provider.answered, MSM_REQUEST_ANSWERED);
 }
 
 // Both sides ask for release at once (PS3.8 9.2: Sta9 to Sta12).
@@ -396,11 +398,11 @@ TEST(Association, AReleaseCollisionEndsOnBothSides) {
         provided = msm.read(nullptr, nullptr, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL);
     });
     User user(provider.port());
-    ASSERT_EQ(user.open(sopList({UID_VERIFICATION})), 11346);
-    EXPECT_EQ(user.release(), 11352) << "the peer's request is answered";
-    EXPECT_EQ(user.read(nullptr, nullptr, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL), 11351);
+    ASSERT_EQ(user.open(sopList({UID_VERIFICATION})), MSM_ACCEPTED);
+    EXPECT_EQ(user.release(), MSM_RELEASE_REQUESTED) << "the peer's request is answered";
+    EXPECT_EQ(user.read(nullptr, nullptr, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL), MSM_RELEASED);
     provider.join();
-    EXPECT_EQ(provided, 11351);
+    EXPECT_EQ(provided, MSM_RELEASED);
 }
 
 }  // namespace

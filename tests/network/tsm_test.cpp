@@ -102,13 +102,13 @@ Deed deedOf(const std::string& action, bool client, const Bytes& own) {
     const unsigned char side = client ? 0 : 2;
     const std::map<std::string, Deed> deeds = {
         {"AA-1", {0, small(7, {0, 0, 0, 0})}},
-        {"AA-2", {16470, {}, true, false, 2}},
-        {"AA-3", client ? Deed{16466, {}, true} : Deed{16465, {}, true, false, 2}},
-        {"AA-4", {16465, {}, true, false, 2}},
+        {"AA-2", {TSM_CLOSED, {}, true, false, 2}},
+        {"AA-3", client ? Deed{TSM_ABORT_CLIENT, {}, true} : Deed{TSM_ABORT_INDICATION, {}, true, false, 2}},
+        {"AA-4", {TSM_ABORT_INDICATION, {}, true, false, 2}},
         {"AA-5", {}},
         {"AA-6", {}},
         {"AA-7", {0, small(7, {0, 0, side, side})}},
-        {"AA-8", {16465, small(7, {0, 0, 2, 2})}},
+        {"AA-8", {TSM_ABORT_INDICATION, small(7, {0, 0, 2, 2})}},
         {"AE-1", {}},
         {"AE-2", {0, own}},
         {"AE-3", {0, {}, false, true}},
@@ -118,15 +118,15 @@ Deed deedOf(const std::string& action, bool client, const Bytes& own) {
         {"AE-7", {0, own}},
         {"AE-8", {0, own}},
         {"AR-1", {0, small(5, {0, 0, 0, 0})}},
-        {"AR-2", {16469}},
-        {"AR-3", {16468, {}, true}},
+        {"AR-2", {TSM_RELEASE_INDICATION}},
+        {"AR-3", {TSM_RELEASE_CONFIRM, {}, true}},
         {"AR-4", {0, small(6, {0, 0, 0, 0})}},
         {"AR-5", {}},
-        {"AR-6", {16467, {}, false, true}},
+        {"AR-6", {TSM_DATA_INDICATION, {}, false, true}},
         {"AR-7", {0, own}},
-        {"AR-8", {16469, {}, false, false, client ? 9 : 10}},
+        {"AR-8", {TSM_RELEASE_INDICATION, {}, false, false, client ? 9 : 10}},
         {"AR-9", {0, small(6, {0, 0, 0, 0})}},
-        {"AR-10", {16468}},
+        {"AR-10", {TSM_RELEASE_CONFIRM}},
         {"DT-1", {0, own}},
         {"DT-2", {0, {}, false, true}},
         {"none", {}},
@@ -257,9 +257,9 @@ TEST(StateTable, EveryCellDoesWhatItSays) {
 TEST(StateTable, EventsOutOfRangeAreRefused) {
     CaptureLog log;
     Transport transport;
-    EXPECT_EQ(transport.step(19), 16386);
+    EXPECT_EQ(transport.step(19), TSM_EVENT_RANGE);
     log.expect(LOG_ERROR, "DcTsm::stateMachine", "Event number 19 out of range");
-    EXPECT_EQ(transport.step(-1), 16386);
+    EXPECT_EQ(transport.step(-1), TSM_EVENT_RANGE);
 }
 
 // ---- listening ------------------------------------------------------------------------------------------
@@ -292,9 +292,9 @@ TEST(ListeningPorts, AreSharedCountedAndLimited) {
     {
         CaptureLog log;
         Transport fifth(TSM_ROLE_SCP, 0);
-        EXPECT_EQ(fifth.getListenResult(), 16408);
+        EXPECT_EQ(fifth.getListenResult(), TSM_LISTEN_LIMIT);
         log.expect(LOG_ERROR, "DcTsm::sockListenOpen", "Limit of 4 listening ports exceeded");
-        EXPECT_EQ(fifth.sockConvOpenServer(TSM_BLOCK_POLL), 16408);
+        EXPECT_EQ(fifth.sockConvOpenServer(TSM_BLOCK_POLL), TSM_LISTEN_LIMIT);
     }
     const int port = transports[0]->getPort();
     auto second = std::make_unique<Transport>(TSM_ROLE_SCP_SCU, port);
@@ -316,7 +316,7 @@ TEST(ListeningPorts, WhatCannotBeOpenedIsTold) {
                 net::ownAddress(taken.get(), address));
     CaptureLog log;
     Transport second(TSM_ROLE_SCP, net::addressPort(address));
-    EXPECT_EQ(second.getListenResult(), 16407);
+    EXPECT_EQ(second.getListenResult(), TSM_BIND);
     log.expect(LOG_ERROR, "DcTsm::sockListenOpen - bind", "winSock error WSAEADDRINUSE");
 }
 
@@ -329,10 +329,10 @@ TEST(ListeningPorts, TheirNumbersEndAt65535) {
     EXPECT_EQ(log.take(), LogLines{});
     for (const int port : {65536, -1}) {
         const Transport beyond(TSM_ROLE_SCP, port);
-        EXPECT_EQ(beyond.getListenResult(), 16407);
+        EXPECT_EQ(beyond.getListenResult(), TSM_BIND);
         log.expect(LOG_ERROR, "DcTsm::sockListenOpen - bind", "winSock error WSAEINVAL");
         Transport other;
-        EXPECT_EQ(other.sockConvOpenClient("127.0.0.1", port), 16404);
+        EXPECT_EQ(other.sockConvOpenClient("127.0.0.1", port), TSM_CONNECT);
         log.expect(LOG_ERROR, "DcTsm::sockConvOpenClient",
                    "Port number " + std::to_string(port) + " out of range");
     }
@@ -386,7 +386,7 @@ TEST(Waits, ConnectingToAHostThatDoesNotAnswer) {
     transport.setTimeoutInfo(timeouts);
     CaptureLog log;
     expectOneSecond(
-        [&] { EXPECT_EQ(transport.sockConvOpenClient("127.0.0.1", net::addressPort(at)), 16404); });
+        [&] { EXPECT_EQ(transport.sockConvOpenClient("127.0.0.1", net::addressPort(at)), TSM_CONNECT); });
     log.expect(LOG_ERROR, "DcTsm::sockConvOpenClient - connect", "winSock error WSAETIMEDOUT");
 }
 
@@ -394,7 +394,7 @@ TEST(Waits, AcceptingWhereNobodyConnects) {
     Transport transport(TSM_ROLE_SCP, 0);
     DcTsmTimeoutInfo timeouts = seconds(1);
     transport.setTimeoutInfo(timeouts);
-    expectOneSecond([&] { EXPECT_EQ(transport.sockConvOpenServer(TSM_BLOCK_POLL), 16410); });
+    expectOneSecond([&] { EXPECT_EQ(transport.sockConvOpenServer(TSM_BLOCK_POLL), TSM_ACCEPT_TIMEOUT); });
 }
 
 TEST(Waits, ReadingFromASilentPeer) {
@@ -404,8 +404,8 @@ TEST(Waits, ReadingFromASilentPeer) {
     transport.setTimeoutInfo(timeouts);
     transport.setSockHandles(TSM_ROLE_SCP, sockets.ours.release(), PDU_SOCKET_NONE);
     PDU_TYPE type;
-    EXPECT_EQ(transport.readNextPduType(type, PDU_BLOCK_POLL), 14854);
-    expectOneSecond([&] { EXPECT_EQ(transport.readNextPduType(type, PDU_BLOCK_WAIT), 14854); });
+    EXPECT_EQ(transport.readNextPduType(type, PDU_BLOCK_POLL), DATATF_NOT_READY);
+    expectOneSecond([&] { EXPECT_EQ(transport.readNextPduType(type, PDU_BLOCK_WAIT), DATATF_NOT_READY); });
 }
 
 TEST(Waits, WritingToAPeerThatDoesNotRead) {
@@ -423,7 +423,8 @@ TEST(Waits, WritingToAPeerThatDoesNotRead) {
     message.add(element);
     const QuietLog quiet;
     expectOneSecond([&] {
-        EXPECT_EQ(transport.stepIn(6, TSM_EVENT_08_DATA_REQUEST, static_cast<DcPdu*>(&message)), 14856);
+        EXPECT_EQ(transport.stepIn(6, TSM_EVENT_08_DATA_REQUEST, static_cast<DcPdu*>(&message)),
+                  DATATF_SOCKET);
     });
 }
 

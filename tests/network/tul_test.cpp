@@ -212,9 +212,9 @@ TEST(UpperLayer, WhatFollowsAnAnswerToAReleaseIsUnderstood) {
     upper.setSockHandles(TSM_ROLE_SCP, sockets.giveOurs(), PDU_SOCKET_NONE);
     upper.setState(TSM_STATE_10_COLLISION_SCP);
     sockets.send(joined({pdu(6, {0, 0, 0, 0}), pdu(7, {0, 0, 0, 0})}));
-    EXPECT_EQ(upper.next(kExplicit), 16468);
+    EXPECT_EQ(upper.next(kExplicit), TSM_RELEASE_CONFIRM);
     EXPECT_EQ(upper.getState(), TSM_STATE_12_COLLISION_SCP_RP);
-    EXPECT_EQ(upper.next(kExplicit), 16465);
+    EXPECT_EQ(upper.next(kExplicit), TSM_ABORT_INDICATION);
 }
 
 TEST(UpperLayer, WhatBreaksAMessageIsRefusedByName) {
@@ -227,7 +227,7 @@ TEST(UpperLayer, WhatBreaksAMessageIsRefusedByName) {
         Bytes bytes;
         std::string reporter;
         std::string text;
-        unsigned int code = 16899;
+        unsigned int code = TUL_PROTOCOL;
     };
     for (const Case& c : std::vector<Case>{
              {joined({begun, pdu(5, {0, 0, 0, 0})}), "DcTul::readPduDataTf",
@@ -247,7 +247,7 @@ TEST(UpperLayer, WhatBreaksAMessageIsRefusedByName) {
          }) {
         CaptureLog log;
         Upper upper;
-        EXPECT_EQ(upper.receive(c.bytes, kExplicit), 16907) << c.text;
+        EXPECT_EQ(upper.receive(c.bytes, kExplicit), TUL_PDU_REFUSED) << c.text;
         EXPECT_EQ(upper.received, nullptr);
         char code[32];
         std::snprintf(code, sizeof code, "error code 0x%04x", c.code);
@@ -256,9 +256,9 @@ TEST(UpperLayer, WhatBreaksAMessageIsRefusedByName) {
     }
     CaptureLog log;
     Upper upper;
-    EXPECT_EQ(upper.receive(begun, kExplicit), 16907) << "the peer is gone between two fragments";
+    EXPECT_EQ(upper.receive(begun, kExplicit), TUL_PDU_REFUSED) << "the peer is gone between two fragments";
     log.expect(LOG_ERROR, "DcTul::readNextPdu", "error code 0x3a08");
-    EXPECT_EQ(upper.next(kExplicit), 16898) << "no connection";
+    EXPECT_EQ(upper.next(kExplicit), TUL_NO_CONNECTION) << "no connection";
 }
 
 // The work for many small PDUs grows with their bytes: neither joined nor looked at again for each of them.
@@ -326,10 +326,10 @@ TEST(UpperLayer, DataSetsPassThroughTheirCallback) {
     EXPECT_TRUE(sink.bytes.empty()) << "the data are handed out by the next call, if the connection holds";
 
     // Whatever number the application ends the reception with, it is refused and no half message comes out.
-    for (const int answer : {7, 5670, 16467}) {
+    for (const int answer : {7, ELEM_REFUSED, TSM_DATA_INDICATION}) {
         const CaptureLog log;
         sink.answer = answer;
-        EXPECT_EQ(upper.receive(fragment(image.whole, true), kJpeg), 16907);
+        EXPECT_EQ(upper.receive(fragment(image.whole, true), kJpeg), TUL_PDU_REFUSED);
         EXPECT_EQ(upper.received, nullptr);
     }
 
