@@ -13,20 +13,19 @@
 #include "dataset/elemlist_access.h"
 #include "foundation/exception_level.h"
 #include "foundation/fail.h"
+#include "foundation/tag.h"
 #include "orvkit/result.h"
 #include "orvkit/sequence.h"
 
 using orvkit::ElemAccess;
 using orvkit::ElemListAccess;
 using orvkit::fail;
+using orvkit::failNull;
+using orvkit::tagOf;
 
 namespace {
 
 constexpr int kWalk = 64;  // nodes looked at before an index is worth its memory
-
-constexpr unsigned int makeTag(unsigned short group, unsigned short element) {
-    return (static_cast<unsigned int>(group) << 16) | element;
-}
 
 int acceptAll(void*, unsigned int, DICT_VR, char*, char**) {
     return 0;
@@ -64,8 +63,8 @@ DcElemList::DcElemList(void* buf, unsigned int length, DICT_UID xferSyn)
       index_(nullptr),
       recent_(nullptr),
       orderedVersion_(version()) {
-    (void)setValueExceptionLevel(orvkit::valueExceptionLevel());
-    (void)parse(buf, length, xferSyn);
+    setValueExceptionLevel(orvkit::valueExceptionLevel());
+    parse(buf, length, xferSyn);
 }
 
 DcElemList::~DcElemList() {
@@ -79,8 +78,7 @@ int DcElemList::compFunc(void* a, void* b) {
     return left > right ? 1 : left < right ? -1 : 0;
 }
 
-// ---- order and look-up
-// --------------------------------------------------------------------------------------
+// ---- order and look-up ---------------------------------------------------------------------------------
 
 // Whether tags ascend strictly, so that hints and index may be used.
 bool ElemListAccess::ordered(const DcElemList& list) {
@@ -138,12 +136,12 @@ int DcElemList::getElem(unsigned int tag, DcElem** out) const {
 }
 
 int DcElemList::getElem(unsigned short group, unsigned short element, DcElem** out) const {
-    return getElem(makeTag(group, element), out);
+    return getElem(tagOf(group, element), out);
 }
 
 int DcElemList::getElem(unsigned int tag, DcElemSq** out) const {
     if (out == nullptr) {
-        return fail(ELEM_NULL_ARGUMENT, LOG_ERROR, "DcElemList::getElem", "Null argument passed");
+        return failNull(ELEM_NULL_ARGUMENT, "DcElemList::getElem", LOG_ERROR);
     }
     *out = nullptr;
     DcElem* found = ElemListAccess::find(*this, tag);
@@ -157,7 +155,7 @@ int DcElemList::getElem(unsigned int tag, DcElemSq** out) const {
 }
 
 int DcElemList::getElem(unsigned short group, unsigned short element, DcElemSq** out) const {
-    return getElem(makeTag(group, element), out);
+    return getElem(tagOf(group, element), out);
 }
 
 int DcElemList::index(DcElem* element) const {
@@ -167,11 +165,10 @@ int DcElemList::index(unsigned int tag) const {
     return DcList::index(ElemListAccess::find(*this, tag));
 }
 int DcElemList::index(unsigned short group, unsigned short element) const {
-    return index(makeTag(group, element));
+    return index(tagOf(group, element));
 }
 
-// ---- adding and taking out
-// ----------------------------------------------------------------------------------
+// ---- adding and taking out -----------------------------------------------------------------------------
 
 DcElem* DcElemList::add(DcElem* e) {
     if (e == nullptr) return nullptr;
@@ -184,12 +181,12 @@ DcElem* DcElemList::add(DcElem* e) {
         before = old->next();
         logReport(LOG_VALIDATION, "DcElemList::add",
                   "Element (%04x,%04x) added again, previous instance deleted", tag >> 16, tag & 0xFFFF);
-        (void)subtract(old);
+        subtract(old);
         delete old;
     }
-    (void)e->registerValueExceptionCB(exceptionContext_, exceptionCB_);
+    e->registerValueExceptionCB(exceptionContext_, exceptionCB_);
     if (!ordered) {
-        (void)DcList::add(e);
+        DcList::add(e);
         return e;
     }
     linkBefore(before, e);
@@ -211,20 +208,20 @@ DcElemList* DcElemList::add(DcElemList* other) {
     }
     if (other == this) return other;
     while (DcElem* e = other->first()) {
-        (void)other->subtract(e);
-        (void)add(e);
+        other->subtract(e);
+        add(e);
     }
     delete other;
     return other;  // only good as a test for null
 }
 
 DcElemList& DcElemList::operator+(DcElem* element) {
-    (void)add(element);
+    add(element);
     return *this;
 }
 
 DcElemList& DcElemList::operator+(DcElemList* other) {
-    (void)add(other);
+    add(other);
     return *this;
 }
 
@@ -242,18 +239,18 @@ DcElem* DcElemList::subtract(DcElem* e) {
 }
 
 DcElemList& DcElemList::operator-(DcElem* element) {
-    (void)subtract(element);
+    subtract(element);
     return *this;
 }
 
 int DcElemList::moveElem(DcElemList* dest) {
     if (dest == nullptr) {
-        return fail(ELEM_NULL_ARGUMENT, LOG_VALIDATION, "DcElemList::moveElem", "Null argument passed");
+        return failNull(ELEM_NULL_ARGUMENT, "DcElemList::moveElem");
     }
     if (dest == this) return RESULT_OK;
     while (DcElem* e = first()) {
-        (void)subtract(e);
-        (void)dest->add(e);
+        subtract(e);
+        dest->add(e);
     }
     return RESULT_OK;
 }
@@ -262,17 +259,16 @@ int DcElemList::moveElem(DcElemList* dest, unsigned int tag) {
     DcElem* e = ElemListAccess::find(*this, tag);
     if (e == nullptr) return ELEM_NOT_FOUND;
     if (dest == nullptr) return ELEM_NULL_ARGUMENT;
-    (void)subtract(e);
-    (void)dest->add(e);
+    subtract(e);
+    dest->add(e);
     return RESULT_OK;
 }
 
 int DcElemList::moveElem(DcElemList* dest, unsigned short group, unsigned short element) {
-    return moveElem(dest, makeTag(group, element));
+    return moveElem(dest, tagOf(group, element));
 }
 
-// ---- the whole list
-// -----------------------------------------------------------------------------------------
+// ---- the whole list ------------------------------------------------------------------------------------
 
 int DcElemList::getValueCount(unsigned int tag) const {
     DcElem* e = ElemListAccess::find(*this, tag);
@@ -280,7 +276,7 @@ int DcElemList::getValueCount(unsigned int tag) const {
 }
 
 int DcElemList::resetValueCounter() {
-    for (DcElem* e = first(); e != nullptr; e = e->next()) (void)e->resetValueCounter();
+    for (DcElem* e = first(); e != nullptr; e = e->next()) e->resetValueCounter();
     return RESULT_OK;
 }
 
@@ -292,7 +288,7 @@ unsigned int sumSizes(const DcElemList& list, Excluded excluded, Pass pass) {
     for (DcElem* e = list.first(); e != nullptr; e = e->next()) {
         if (excluded(ElemAccess::tag(*e))) continue;
         unsigned int size = 0;
-        (void)e->getBufSize(size, pass);
+        e->getBufSize(size, pass);
         total += size;
     }
     return total > 0xFFFFFFFFull ? 0xFFFFFFFFu : static_cast<unsigned int>(total);
@@ -321,8 +317,7 @@ int DcElemList::getBufSize(unsigned int& size, unsigned int excludedTag) const {
     return RESULT_OK;
 }
 
-// ---- queued buffers and settings
-// ----------------------------------------------------------------------------
+// ---- queued buffers and settings -----------------------------------------------------------------------
 
 DcBuf* DcElemList::add(DcBuf* buffer) {
     if (pending_ == nullptr) pending_ = new DcBufList();
@@ -334,12 +329,12 @@ DcBuf* DcElemList::subtract(DcBuf* buffer) {
 }
 
 DcElemList& DcElemList::operator+(DcBuf* buffer) {
-    (void)add(buffer);
+    add(buffer);
     return *this;
 }
 
 DcElemList& DcElemList::operator-(DcBuf* buffer) {
-    (void)subtract(buffer);
+    subtract(buffer);
     return *this;
 }
 

@@ -34,9 +34,9 @@ struct ElemListAccess {
     static void move(DcElem* e, DcElemList& from, DcElemList& to) {
         void* const context = ElemAccess::exceptionContext(*e);
         const DcElemValueExceptionCB callback = ElemAccess::exceptionCB(*e);
-        (void)from.subtract(e);
-        (void)to.add(e);
-        (void)e->registerValueExceptionCB(context, callback);
+        from.subtract(e);
+        to.add(e);
+        e->registerValueExceptionCB(context, callback);
     }
     // getValue with index 0, but wherever the element's value counter stands.
     template <typename... Out>
@@ -52,13 +52,13 @@ struct ElemListAccess {
     // frame for a buffer of `room` bytes, which guards against sizes beyond 32 bits. `onDisk` receives the
     // elements of the list itself whose bytes are left to the caller, in order: those in files, and the Pixel
     // Data `lent`, which is in memory and in the byte order of the stream.
-    static int frame(DcElemList& list, unsigned char* buf, unsigned int room, unsigned int& length,
-                     DICT_UID xferSyn, std::vector<FramedHeader>* onDisk = nullptr,
-                     const DcElem* lent = nullptr);
-    static int frame(DcElemSq& sq, unsigned char* buf, unsigned int room, unsigned int& length,
-                     DICT_UID xferSyn);
-    static int frame(DcElemSqItem& item, unsigned char* buf, unsigned int room, unsigned int& length,
-                     DICT_UID xferSyn);
+    [[nodiscard]] static int frame(DcElemList& list, unsigned char* buf, unsigned int room,
+                                   unsigned int& length, DICT_UID xferSyn,
+                                   std::vector<FramedHeader>* onDisk = nullptr, const DcElem* lent = nullptr);
+    [[nodiscard]] static int frame(DcElemSq& sq, unsigned char* buf, unsigned int room, unsigned int& length,
+                                   DICT_UID xferSyn);
+    [[nodiscard]] static int frame(DcElemSqItem& item, unsigned char* buf, unsigned int room,
+                                   unsigned int& length, DICT_UID xferSyn);
     // Appends without asking the dictionary what belongs into the sequence.
     static DcElemSqItem* append(DcElemSq& sq, DcElemSqItem* item) { return sq.append(item); }
     static int parseElem(DcElemList& list, unsigned char* buf, unsigned int length, DICT_UID xferSyn,

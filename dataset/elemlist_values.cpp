@@ -1,13 +1,10 @@
 // One-line access to values: find the element, then its operation of the same name.
 #include "dataset/elemlist_access.h"
+#include "foundation/tag.h"
 #include "orvkit/elemlist.h"
 #include "orvkit/result.h"
 
 namespace {
-
-constexpr unsigned int makeTag(unsigned short group, unsigned short element) {
-    return (static_cast<unsigned int>(group) << 16) | element;
-}
 
 template <typename T>
 void empty(T& value) {
@@ -26,7 +23,7 @@ void empty(T& value) {
         return e != nullptr ? e->changeValue(value, index) : ELEM_NOT_FOUND;                           \
     }                                                                                                  \
     int DcElemList::changeValue(unsigned short group, unsigned short element, type value, int index) { \
-        return changeValue(makeTag(group, element), value, index);                                     \
+        return changeValue(orvkit::tagOf(group, element), value, index);                               \
     }
 ORVKIT_CHANGE_VALUE(DcElemValueAS&)
 ORVKIT_CHANGE_VALUE(DcElemValueAT&)
@@ -50,7 +47,7 @@ ORVKIT_CHANGE_VALUE(double)
         return e != nullptr ? e->getValue(value, index) : ELEM_NOT_FOUND;                            \
     }                                                                                                \
     int DcElemList::getValue(unsigned short group, unsigned short element, type& value, int index) { \
-        return getValue(makeTag(group, element), value, index);                                      \
+        return getValue(orvkit::tagOf(group, element), value, index);                                \
     }
 ORVKIT_GET_VALUE(DcElemValueAS)
 ORVKIT_GET_VALUE(DcElemValueAT)
@@ -74,5 +71,5 @@ int DcElemList::getValue(unsigned int tag, char* buffer, int length, int index) 
 }
 
 int DcElemList::getValue(unsigned short group, unsigned short element, char* buffer, int length, int index) {
-    return getValue(makeTag(group, element), buffer, length, index);
+    return getValue(orvkit::tagOf(group, element), buffer, length, index);
 }

@@ -132,7 +132,7 @@ int parseBound(std::string_view text, int& bound, unsigned int tag) noexcept {
     const int code = parseDate(text, year, month, day, tag);
     if (code != RESULT_OK) return code;
     long packed;
-    (void)utilYMDToLong(year, month, day, packed);
+    utilYMDToLong(year, month, day, packed);
     bound = static_cast<int>(packed);
     return RESULT_OK;
 }
@@ -143,7 +143,7 @@ int parseBound(std::string_view text, double& bound, unsigned int tag) noexcept 
     double second;
     const int code = parseTime(text, hour, minute, second, tag);
     if (code != RESULT_OK) return code;
-    (void)utilHMSToDouble(hour, minute, second, bound);
+    utilHMSToDouble(hour, minute, second, bound);
     return RESULT_OK;
 }
 

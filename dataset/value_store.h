@@ -14,10 +14,12 @@ void storeInit(ElemStore& s) noexcept;
 void storeClear(ElemStore& s) noexcept;  // frees; the store is as new
 
 // One value at the end. `text` adds a NUL and lets sizes differ. false when memory is exhausted.
-bool storeAppend(ElemStore& s, std::span<const unsigned char> value, bool text) noexcept;
+[[nodiscard]] bool storeAppend(ElemStore& s, std::span<const unsigned char> value, bool text) noexcept;
 // `count` binary values of `unit` bytes at once.
-bool storeAppendRun(ElemStore& s, std::span<const unsigned char> values, unsigned int unit) noexcept;
-bool storeReplace(ElemStore& s, unsigned int index, std::span<const unsigned char> value, bool text) noexcept;
+[[nodiscard]] bool storeAppendRun(ElemStore& s, std::span<const unsigned char> values,
+                                  unsigned int unit) noexcept;
+[[nodiscard]] bool storeReplace(ElemStore& s, unsigned int index, std::span<const unsigned char> value,
+                                bool text) noexcept;
 void storeDropFirst(ElemStore& s, bool text) noexcept;
 
 // The bytes of a value; of a text without its NUL. The index must be below count.

@@ -7,6 +7,7 @@
 
 #include "dataset/char_class.h"
 #include "foundation/fail.h"
+#include "foundation/tag.h"
 #include "orvkit/elem.h"
 #include "orvkit/result.h"
 
@@ -70,48 +71,41 @@ int parseText(std::string_view given, DcElemValueAT& value, unsigned int tag) no
 
 namespace {
 
-constexpr unsigned int makeTag(unsigned short group, unsigned short element) noexcept {
-    return static_cast<unsigned int>(group) << 16 | element;
-}
-
-int failNull(const char* reporter) {
-    return orvkit::fail(UTIL_NULL_ARGUMENT, LOG_VALIDATION, reporter, "Null argument passed");
-}
-
 template <typename Value>
 int toValue(const char* text, Value& value, unsigned int tag) {
-    return text == nullptr ? failNull("utilStrgToValue") : orvkit::parseText(text, value, tag);
+    return text == nullptr ? orvkit::failNull(UTIL_NULL_ARGUMENT, "utilStrgToValue")
+                           : orvkit::parseText(text, value, tag);
 }
 
 }  // namespace
 
 int utilStrgToValue(const char* text, DcElemValueAS& value, unsigned short group, unsigned short element) {
-    return toValue(text, value, makeTag(group, element));
+    return toValue(text, value, orvkit::tagOf(group, element));
 }
 int utilStrgToValue(const char* text, DcElemValueAT& value, unsigned short group, unsigned short element) {
-    return toValue(text, value, makeTag(group, element));
+    return toValue(text, value, orvkit::tagOf(group, element));
 }
 int utilStrgToValue(const char* text, DcElemValueDA& value, unsigned short group, unsigned short element) {
-    return toValue(text, value, makeTag(group, element));
+    return toValue(text, value, orvkit::tagOf(group, element));
 }
 int utilStrgToValue(const char* text, DcElemValueDT& value, unsigned short group, unsigned short element) {
-    return toValue(text, value, makeTag(group, element));
+    return toValue(text, value, orvkit::tagOf(group, element));
 }
 int utilStrgToValue(const char* text, DcElemValuePN& value) {
     return toValue(text, value, 0);
 }
 int utilStrgToValue(const char* text, DcElemValueTM& value, unsigned short group, unsigned short element) {
-    return toValue(text, value, makeTag(group, element));
+    return toValue(text, value, orvkit::tagOf(group, element));
 }
 int utilStrgToHMS(const char* text, int& hour, int& minute, double& second, unsigned short group,
                   unsigned short element) {
-    if (text == nullptr) return failNull("utilStrgToHMS");
-    return orvkit::parseTime(text, hour, minute, second, makeTag(group, element));
+    if (text == nullptr) return orvkit::failNull(UTIL_NULL_ARGUMENT, "utilStrgToHMS");
+    return orvkit::parseTime(text, hour, minute, second, orvkit::tagOf(group, element));
 }
 int utilStrgToYMD(const char* text, int& year, int& month, int& day, unsigned short group,
                   unsigned short element) {
-    if (text == nullptr) return failNull("utilStrgToYMD");
-    return orvkit::parseDate(text, year, month, day, makeTag(group, element));
+    if (text == nullptr) return orvkit::failNull(UTIL_NULL_ARGUMENT, "utilStrgToYMD");
+    return orvkit::parseDate(text, year, month, day, orvkit::tagOf(group, element));
 }
 
 int DcElemValueTM::setValue(const char* value) {

@@ -15,6 +15,9 @@
 
 namespace orvkit {
 
+// Names and descriptions are cut to this many characters.
+inline constexpr std::size_t maxNameLength = 60;
+
 // A range of tags that one record stands for: those that agree with `tag` where `mask` has zeros.
 struct TagMask {
     unsigned int mask;

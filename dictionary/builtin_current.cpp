@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "dictionary/builtin.h"
-#include "dictionary/text.h"
+#include "foundation/text.h"
 #include "foundation/fail.h"
 #include "orvkit/edition.h"
 #include "orvkit/result.h"

@@ -7,8 +7,8 @@
 
 namespace orvkit {
 
-inline int failNull(const char* reporter) {
-    return fail(RESULT_DICT_NULL, LOG_VALIDATION, reporter, "Null argument passed");
+[[nodiscard]] inline int failNull(const char* reporter) {
+    return failNull(RESULT_DICT_NULL, reporter);
 }
 
 // `kind` names the enumeration: "VR", "UID", "MSG".

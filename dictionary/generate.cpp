@@ -5,13 +5,14 @@
 #include <string_view>
 
 #include "dictionary/failures.h"
-#include "dictionary/text.h"
+#include "foundation/identity.h"
+#include "foundation/text.h"
 #include "orvkit/dict.h"
 #include "platform/clock.h"
 
 namespace {
 
-constexpr std::string_view ownRoot = "1.3.6.1.4.1.70707";
+constexpr std::string_view ownRoot = ORVKIT_UID_ROOT;
 constexpr std::size_t branchLength = 5;    // of the component that makes a branch of the root
 constexpr std::size_t maxBranchRoot = 36;  // leaves room for time and counter
 constexpr std::size_t uidRoom = 65;        // a UID and its terminating zero
@@ -35,7 +36,7 @@ std::string_view rootFor(std::string_view uid) {
 
 void DcDict::genUid(char* uid) {
     if (uid == nullptr) {
-        orvkit::failNull("DcDict::genUid");
+        (void)orvkit::failNull("DcDict::genUid");
         return;
     }
     char root[maxBranchRoot + 1] = {};

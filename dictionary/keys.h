@@ -2,17 +2,9 @@
 #ifndef ORVKIT_DICTIONARY_KEYS_H
 #define ORVKIT_DICTIONARY_KEYS_H
 
-namespace orvkit {
+#include "foundation/tag.h"
 
-constexpr unsigned int tagOf(unsigned int group, unsigned int element) noexcept {
-    return (group & 0xFFFF) << 16 | (element & 0xFFFF);
-}
-constexpr unsigned int groupOf(unsigned int tag) noexcept {
-    return tag >> 16;
-}
-constexpr unsigned int elementOf(unsigned int tag) noexcept {
-    return tag & 0xFFFF;
-}
+namespace orvkit {
 
 constexpr bool isPrivate(unsigned int tag) noexcept {
     return (groupOf(tag) & 1) != 0;

@@ -2,8 +2,9 @@
 #include <algorithm>
 #include <iterator>
 
+#include "dictionary/builtin.h"
 #include "dictionary/failures.h"
-#include "dictionary/text.h"
+#include "foundation/text.h"
 #include "orvkit/dict.h"
 
 namespace {

@@ -5,7 +5,7 @@
 #include "dictionary/builtin.h"
 #include "dictionary/failures.h"
 #include "dictionary/keys.h"
-#include "dictionary/text.h"
+#include "foundation/text.h"
 #include "orvkit/dict.h"
 
 using orvkit::elementOf;

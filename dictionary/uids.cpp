@@ -5,7 +5,7 @@
 #include "dictionary/builtin.h"
 #include "dictionary/failures.h"
 #include "dictionary/syntax_table.h"
-#include "dictionary/text.h"
+#include "foundation/text.h"
 #include "orvkit/dict.h"
 
 namespace {

@@ -8,10 +8,12 @@
 namespace orvkit {
 
 // Reports through logReport and returns `code`, whatever became of the message.
-#if defined(__GNUC__)
-__attribute__((cold))
-#endif
-int fail(int code, LOG_MSG level, const char* reporter, const char* format, ...) ORVKIT_PRINTF(4, 5);
+[[nodiscard, gnu::cold]] int fail(int code, LOG_MSG level, const char* reporter, const char* format, ...)
+    ORVKIT_PRINTF(4, 5);
+
+[[nodiscard]] inline int failNull(int code, const char* reporter, LOG_MSG level = LOG_VALIDATION) {
+    return fail(code, level, reporter, "Null argument passed");
+}
 
 }  // namespace orvkit
 

@@ -205,7 +205,7 @@ int DcList::printNodeList(const char* fileName, const char* mode) {
     // The reporter's name is that of the data set for every list: kept for those who watch for it.
     static constexpr char reporter[] = "DcElemList::printNodeList";
     if (fileName == nullptr || mode == nullptr) {
-        return orvkit::fail(LIST_PRINT, LOG_VALIDATION, reporter, "Null argument passed");
+        return orvkit::failNull(LIST_PRINT, reporter);
     }
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(orvkit::platform::openStream(fileName, mode),
                                                                &std::fclose);

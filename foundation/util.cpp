@@ -17,7 +17,7 @@ namespace {
 template <typename Value, typename SwapWord>
 int swab(void* data, unsigned int length, SwapWord swapWord) {
     if (data == nullptr) {
-        return orvkit::fail(UTIL_NULL_ARGUMENT, LOG_VALIDATION, "utilSwab", "Null argument passed");
+        return orvkit::failNull(UTIL_NULL_ARGUMENT, "utilSwab");
     }
     constexpr std::size_t wordSize = sizeof(std::uint64_t);
     unsigned char* p = static_cast<unsigned char*>(data);
@@ -155,7 +155,7 @@ int utilChangeBackslash(char* path) {
 
 int utilRemoveSpace(char* string, int mode) {
     if (string == nullptr) {
-        return orvkit::fail(UTIL_NULL_ARGUMENT, LOG_VALIDATION, "utilStrgToValue", "Null argument passed");
+        return orvkit::failNull(UTIL_NULL_ARGUMENT, "utilStrgToValue");
     }
     if ((mode & UTIL_SPACE_ALL) != 0) {
         char* kept = string;

@@ -8,17 +8,14 @@
 
 using orvkit::DirRecAccess;
 using orvkit::fail;
+using orvkit::failNull;
 
 namespace {
-
-int failNull(const char* reporter) {
-    return fail(DIR_NULL_ARGUMENT, LOG_VALIDATION, reporter, "Null argument passed");
-}
 
 // Copies a text into a field.
 template <std::size_t N>
 int setField(char (&field)[N], const char* text, const char* reporter) {
-    if (text == nullptr) return failNull(reporter);
+    if (text == nullptr) return failNull(DIR_NULL_ARGUMENT, reporter);
     const std::size_t length = std::strlen(text);
     if (length >= N) return fail(DIR_STRING_SIZE, LOG_ERROR, reporter, "String size exceeds limit");
     std::memset(field, 0, N);
@@ -31,7 +28,7 @@ int setField(char (&field)[N], const char* text, const char* reporter) {
 // ---- construction -----------------------------------------------------------------------------------------
 
 DcDirDicomDir::DcDirDicomDir(const char* rootPath) : DcDirRec(DIR_REC_DICOMDIR), rootPath_() {
-    (void)initialize(rootPath);
+    initialize(rootPath);
 }
 
 DcDirDicomDir::DcDirDicomDir(const DcDirDicomDir& other)
@@ -60,7 +57,7 @@ void DcDirDicomDir::setDefaults() {
     meta_.sopClassUid = UID_MEDIA_STORAGE_DIR_STORAGE;
     Dict.genUid(meta_.sopInstanceUid);
     meta_.transferSyntax = UID_LITTLE_ENDIAN_EXPLICIT;
-    (void)dirCheckMetaInfo(meta_);  // fills in the implementation
+    dirCheckMetaInfo(meta_);  // fills in the implementation
     header_.reset();
 }
 
@@ -69,7 +66,7 @@ void DcDirDicomDir::resetContent() {
     index_ = nullptr;
     destroyChildren();
     while (DcElem* e = elems_.first()) {
-        (void)elems_.subtract(e);
+        elems_.subtract(e);
         delete e;
     }
     setDefaults();
@@ -81,7 +78,7 @@ int DcDirDicomDir::initialize(const char* rootPath) {
     setDefaults();
     if (rootPath == nullptr) return RESULT_OK;
     if (const int result = setRootPath(rootPath, reporter); result != RESULT_OK) return result;
-    (void)utilRemoveSpace(rootPath_, UTIL_SPACE_LEADING | UTIL_SPACE_TRAILING);
+    utilRemoveSpace(rootPath_, UTIL_SPACE_LEADING | UTIL_SPACE_TRAILING);
     const std::size_t length = std::strlen(rootPath_);
     // One separator at the end goes; that of the root of the file system stays.
     const bool separated = length > 1 && (rootPath_[length - 1] == '/' || rootPath_[length - 1] == '\\');
@@ -108,7 +105,7 @@ int DcDirDicomDir::setRootPath(const char* path, const char* reporter) {
 // ---- header -----------------------------------------------------------------------------------------------
 
 int DcDirDicomDir::getRootPath(char* path) const {
-    if (path == nullptr) return failNull("DcDirDicomDir::getRootPath");
+    if (path == nullptr) return failNull(DIR_NULL_ARGUMENT, "DcDirDicomDir::getRootPath");
     std::memcpy(path, rootPath_, std::strlen(rootPath_) + 1);
     return RESULT_OK;
 }
@@ -141,7 +138,7 @@ int DcDirDicomDir::setCharset(const char* charset) {
 
 int DcDirDicomDir::setDescriptorFileId(const char (*components)[13]) {
     constexpr const char* reporter = "DcDirDicomDir::setDescriptorFileId";
-    if (components == nullptr) return failNull(reporter);
+    if (components == nullptr) return failNull(DIR_NULL_ARGUMENT, reporter);
     for (std::size_t i = 0; i < 8; ++i) {
         if (std::memchr(components[i], '\0', sizeof components[i]) == nullptr) {
             return fail(DIR_STRING_SIZE, LOG_ERROR, reporter, "String size exceeds limit");
@@ -160,7 +157,7 @@ int DcDirDicomDir::setConsistencyFlag(DIR_FILESET_CONSISTENT flag) {
 
 int DcDirDicomDir::linkRecToMrdr(DcDirRec* record, DcDirRec* mrdr) {
     constexpr const char* reporter = "DcDirDicomDir::linkRecToMrdr";
-    if (record == nullptr) return failNull(reporter);
+    if (record == nullptr) return failNull(DIR_NULL_ARGUMENT, reporter);
     if (mrdr == nullptr && record->mrdr_ == nullptr) return RESULT_OK;
     if (record->type_ == DIR_REC_MRDR) {
         return fail(DIR_MULTI_REFERENCE, LOG_ERROR, reporter, "One MRDR can not be linked to another");
@@ -194,7 +191,8 @@ orvkit::FileIdIndex& DcDirDicomDir::index() const {
 }
 
 int DcDirDicomDir::getRefFileObj(const char* fileId, DcDirRec** record) {
-    if (fileId == nullptr || record == nullptr) return failNull("DcDirDicomDir::getRefFileObj");
+    if (fileId == nullptr || record == nullptr)
+        return failNull(DIR_NULL_ARGUMENT, "DcDirDicomDir::getRefFileObj");
     const std::string id = orvkit::normalFileId(fileId);
     *record = id.empty() ? nullptr : index().find(id);
     if (*record != nullptr || id.empty()) return *record != nullptr ? RESULT_OK : DIR_FILE_ID;

@@ -56,7 +56,7 @@ static_assert(kCount == DIR_REC_WAVEFORM + 1);
 int dirGetDesc(DIR_REC type, char* text) {
     constexpr const char* reporter = "dirGetDesc";
     if (text == nullptr) {
-        return orvkit::fail(DIR_NULL_ARGUMENT, LOG_VALIDATION, reporter, "Null argument passed");
+        return orvkit::failNull(DIR_NULL_ARGUMENT, reporter);
     }
     text[0] = '\0';
     if (type < 0 || type >= kCount) {
@@ -71,7 +71,7 @@ int dirGetType(const char* text, DIR_REC& type) {
     constexpr const char* reporter = "dirGetType";
     type = DIR_REC_UNKNOWN;
     if (text == nullptr) {
-        return orvkit::fail(DIR_NULL_ARGUMENT, LOG_VALIDATION, reporter, "Null argument passed");
+        return orvkit::failNull(DIR_NULL_ARGUMENT, reporter);
     }
     for (int i = 0; i < kCount; ++i) {
         if (std::strcmp(text, kNames[i]) != 0) continue;

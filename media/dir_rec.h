@@ -51,19 +51,21 @@ struct DirRecAccess {
     static unsigned int offset(const DcDirRec& r) noexcept { return r.offset_; }
     static unsigned int& indexKey(DcDirRec& r) noexcept { return r.indexKey_; }
     static void insert(DcDirRec& parent, DcDirRec* child) { parent.insert(child); }
-    static int checkLevel(const DcDirRec& parent, const DcDirRec& child) { return parent.checkLevel(child); }
+    [[nodiscard]] static int checkLevel(const DcDirRec& parent, const DcDirRec& child) {
+        return parent.checkLevel(child);
+    }
 
     // Fills a new record from the content of an item, which ends at `end`. false: logged; `links` is told as
     // far as it can be read.
-    static bool parse(DcDirRec& r, std::span<const unsigned char> file, std::size_t end, unsigned int offset,
-                      RecordLinks& links);
+    [[nodiscard]] static bool parse(DcDirRec& r, std::span<const unsigned char> file, std::size_t end,
+                                    unsigned int offset, RecordLinks& links);
     // Where an item leads to; false when no record in use is there.
-    static bool readLinks(std::span<const unsigned char> item, RecordLinks& links);
+    [[nodiscard]] static bool readLinks(std::span<const unsigned char> item, RecordLinks& links);
     // Writes the record with the offsets known, or nothing.
-    static int frameOne(DcDirRec& r, std::span<unsigned char> room, unsigned int& used);
+    [[nodiscard]] static int frameOne(DcDirRec& r, std::span<unsigned char> room, unsigned int& used);
     // The same for those below, at the offsets that follow.
-    static int frameTree(DcDirRec& r, std::span<unsigned char> room, unsigned int& used,
-                         DIR_INCLUDE_CHILD include);
+    [[nodiscard]] static int frameTree(DcDirRec& r, std::span<unsigned char> room, unsigned int& used,
+                                       DIR_INCLUDE_CHILD include);
     // Writes the offsets of other records into a framed one.
     static void patch(const DcDirRec& r, unsigned char* at);
     // Not of an MRDR without references.
@@ -77,7 +79,7 @@ struct DirRecAccess {
 };
 
 // The type of that name, "ENCAP_DOC" with its underscore; not logged.
-bool findRecordType(const std::string& text, DIR_REC& type);
+[[nodiscard]] bool findRecordType(const std::string& text, DIR_REC& type);
 
 // The first of a record and those behind it that is framed, or null.
 const DcDirRec* firstFramed(const DcDirRec* r);
@@ -97,14 +99,13 @@ class TreeWalk {
     bool skip_ = false;
 };
 
-// ---- File IDs
-// -----------------------------------------------------------------------------------------------
+// ---- File IDs ------------------------------------------------------------------------------------------
 
 // The components with backslashes between; "" for none.
 std::string fileIdOf(const DcDirRec& r);
 std::string normalFileId(const char* fileId);
 // A File ID by the rules for writing; logs under `reporter`, 22531.
-int checkFileId(const char* fileId, const char* reporter);
+[[nodiscard]] int checkFileId(const char* fileId, const char* reporter);
 // Whether a File ID, valid or not, names a file below the root.
 bool staysBelowRoot(const std::string& normalId);
 // The path of a file below a root path.

@@ -5,6 +5,7 @@
 #include "dataset/elem_access.h"
 #include "dataset/elemlist_access.h"
 #include "foundation/fail.h"
+#include "foundation/text.h"
 #include "media/dir_rec.h"
 #include "media/meta_info.h"
 #include "platform/file.h"
@@ -20,34 +21,28 @@ bool isFileIdChar(char c) {
     return (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
 }
 
-std::string_view trimmed(std::string_view text) {
-    const auto first = text.find_first_not_of(' ');
-    if (first == std::string_view::npos) return {};
-    return text.substr(first, text.find_last_not_of(' ') - first + 1);
-}
-
 }  // namespace
 
 // ---- elements ---------------------------------------------------------------------------------------------
 
 AcceptAll::AcceptAll(DcElemList& list) : list_(list) {
-    (void)list.registerValueExceptionCB(nullptr, &acceptAll);
+    list.registerValueExceptionCB(nullptr, &acceptAll);
 }
 
 AcceptAll::~AcceptAll() {
     DcElemList usual;
     void* const context = ElemListAccess::exceptionContext(usual);
     const DcElemValueExceptionCB callback = ElemListAccess::exceptionCB(usual);
-    (void)list_.registerValueExceptionCB(context, callback);
+    list_.registerValueExceptionCB(context, callback);
     for (DcElem* e = list_.first(); e != nullptr; e = e->next()) {
-        (void)e->registerValueExceptionCB(context, callback);
+        e->registerValueExceptionCB(context, callback);
     }
 }
 
 // By an empty list of exclusions: the tag FFFFFFFF, which excludes none, may be that of an element.
 unsigned int sizeOf(const DcElemList& list) {
     unsigned int size = 0;
-    (void)list.getBufSize(size, static_cast<unsigned int*>(nullptr));
+    list.getBufSize(size, static_cast<unsigned int*>(nullptr));
     return size;
 }
 
@@ -66,7 +61,7 @@ std::string textOf(const DcElemList& list, unsigned int tag) {
 void destroyElem(DcElemList& list, unsigned int tag) {
     DcElem* const e = ElemListAccess::find(list, tag);
     if (e == nullptr) return;
-    (void)list.subtract(e);
+    list.subtract(e);
     delete e;
 }
 
@@ -74,11 +69,10 @@ void setText(DcElemList& list, unsigned int tag, const std::string& text) {
     destroyElem(list, tag);
     if (text.empty()) return;
     auto* const e = new DcElem(tag, nullptr, 0, UID_LITTLE_ENDIAN_EXPLICIT, VR_IM, 0);
-    (void)list.add(e);
-    (void)e->registerValueExceptionCB(nullptr, &acceptAll);
-    (void)e->addValue(text.c_str(), ELEM_INDEX_APPEND);
-    (void)e->registerValueExceptionCB(ElemListAccess::exceptionContext(list),
-                                      ElemListAccess::exceptionCB(list));
+    list.add(e);
+    e->registerValueExceptionCB(nullptr, &acceptAll);
+    e->addValue(text.c_str(), ELEM_INDEX_APPEND);
+    e->registerValueExceptionCB(ElemListAccess::exceptionContext(list), ElemListAccess::exceptionCB(list));
 }
 
 // ---- File IDs ---------------------------------------------------------------------------------------------
@@ -234,7 +228,7 @@ int readIdentity(const std::string& path, FileIdentity& identity) {
     DcElemList group;
     const AcceptAll accept(group);
     auto length = static_cast<unsigned int>(bytes.size());
-    (void)group.parse(bytes.data(), length, UID_LITTLE_ENDIAN_EXPLICIT);
+    group.parse(bytes.data(), length, UID_LITTLE_ENDIAN_EXPLICIT);
     identity.sopClass = textOf(group, kTagMetaSopClass);
     identity.xferSyn = textOf(group, kTagMetaTransferSyntax);
     return RESULT_OK;
@@ -246,7 +240,7 @@ int readIdentity(const std::string& path, FileIdentity& identity) {
 int DcDirRec::setRefFile(const char* fileId) {
     using orvkit::fail;
     constexpr const char* reporter = "DcDirRec::setRefFile";
-    if (fileId == nullptr) return fail(DIR_NULL_ARGUMENT, LOG_VALIDATION, reporter, "Null argument passed");
+    if (fileId == nullptr) return orvkit::failNull(DIR_NULL_ARGUMENT, reporter);
     if (fileId[0] == '\0') {
         linkTo(nullptr);
         orvkit::DirRecAccess::clearRefFile(*this);

@@ -67,7 +67,7 @@ bool orvkit::findRecordType(const std::string& text, DIR_REC& type) {
         std::unordered_map<std::string, DIR_REC> all;
         for (int i = DIR_REC_UNKNOWN; i <= DIR_REC_WAVEFORM; ++i) {
             char name[32] = "";
-            (void)dirGetDesc(static_cast<DIR_REC>(i), name);
+            dirGetDesc(static_cast<DIR_REC>(i), name);
             all.emplace(name, static_cast<DIR_REC>(i));
         }
         return all;
@@ -84,8 +84,8 @@ int DcDirRec::checkLevel(const DcDirRec& child) const {
     if (*entry == child.type_) return RESULT_OK;
     char below[32] = "";
     char above[32] = "";
-    (void)child.getDesc(below);
-    (void)getDesc(above);
+    child.getDesc(below);
+    getDesc(above);
     return orvkit::fail(DIR_LEVEL_RULE, LOG_ERROR, "DcDirRec::checkLevel",
                         "'%s' cannot be a lower level entity to '%s'", below, above);
 }

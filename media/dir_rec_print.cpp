@@ -4,30 +4,21 @@
 
 #include "foundation/fail.h"
 #include "media/dir_rec.h"
+#include "media/meta_info.h"
 #include "platform/file.h"
 
 using orvkit::fail;
+using orvkit::failNull;
+using orvkit::uidName;
+using orvkit::uidText;
 
 namespace {
 
 constexpr std::size_t kMostCells = 64;  // deeper levels print no more cells
 
-int failNull(const char* reporter) {
-    return fail(DIR_NULL_ARGUMENT, LOG_VALIDATION, reporter, "Null argument passed");
-}
-
-const char* descOf(DICT_UID uid) {
-    const DcDictUidInfo* info = Dict.findUid(uid);
-    return info != nullptr ? info->desc : "";
-}
-const char* textOf(DICT_UID uid) {
-    const DcDictUidInfo* info = Dict.findUid(uid);
-    return info != nullptr ? info->uid : "";
-}
-
 std::string typeOf(const DcDirRec* r) {
     char text[32] = "";
-    if (r != nullptr) (void)r->getDesc(text);
+    if (r != nullptr) r->getDesc(text);
     return text;
 }
 
@@ -38,7 +29,7 @@ void printPointer(FILE* file, const char* format, const DcDirRec* r) {
 
 void printRecord(FILE* file, const DcDirRec& r) {
     DcDirRec* mrdr = nullptr;
-    (void)r.getMrdr(mrdr);
+    r.getMrdr(mrdr);
     printPointer(file, "%p parent %-12.12s %s\n", r.parent());
     printPointer(file, "%p prev   %-12.12s %s\n", r.previous());
     printPointer(file, "%p this   %-12.12s %s\n", &r);
@@ -51,7 +42,7 @@ using File = std::unique_ptr<FILE, int (*)(FILE*)>;
 
 template <typename Print>
 int printTo(const char* path, const char* mode, const char* reporter, Print print) {
-    if (path == nullptr || mode == nullptr) return failNull(reporter);
+    if (path == nullptr || mode == nullptr) return failNull(DIR_NULL_ARGUMENT, reporter);
     const File file(orvkit::platform::openStream(path, mode), &std::fclose);
     if (file == nullptr) {
         return fail(DIR_OPEN, LOG_VALIDATION, reporter, "Error opening file %s in mode %s", path, mode);
@@ -64,7 +55,7 @@ int printTo(const char* path, const char* mode, const char* reporter, Print prin
 // ---- records ----------------------------------------------------------------------------------------------
 
 int DcDirRec::printNodeList(FILE* file) const {
-    if (file == nullptr) return failNull("DcDirRec::printNodeList");
+    if (file == nullptr) return failNull(DIR_NULL_ARGUMENT, "DcDirRec::printNodeList");
     printRecord(file, *this);
     for (orvkit::TreeWalk walk(*this); const DcDirRec* r = walk.next();) {
         std::fputc('\n', file);
@@ -74,7 +65,7 @@ int DcDirRec::printNodeList(FILE* file) const {
 }
 
 int DcDirRec::printNodeTree(FILE* file) const {
-    if (file == nullptr) return failNull("DcDirRec::printNodeTree");
+    if (file == nullptr) return failNull(DIR_NULL_ARGUMENT, "DcDirRec::printNodeTree");
     std::fprintf(file, "%s   %s\n", "", typeOf(this).c_str());
     std::string prefix;
     for (orvkit::TreeWalk walk(*this); const DcDirRec* r = walk.next();) {
@@ -100,14 +91,15 @@ void DcDirRecInfo::reset() noexcept {
 }
 
 int DcDirRecInfo::printInfo(FILE* file) const {
-    if (file == nullptr) return failNull("DcDirRecInfo::printInfo");
+    if (file == nullptr) return failNull(DIR_NULL_ARGUMENT, "DcDirRecInfo::printInfo");
     std::fprintf(file, "In Use Flag             - 0x%04x", static_cast<unsigned int>(inUseFlag));
     std::fprintf(file, "%s", inUseFlag != DIR_REC_NOT_IN_USE ? "(in use)\n" : "(not in use)\n");
     std::fprintf(file, "Private Record UID      - :%s:\n", privateRecordUid);
     std::fprintf(file, "Ref. File ID            - :%s:\n", refFileId);
-    std::fprintf(file, "Ref. File Transfer Syn. - :%s: %s\n", textOf(refFileXferSyn), descOf(refFileXferSyn));
-    std::fprintf(file, "Ref. File SOP Class UID - :%s: %s\n", textOf(refFileSopClass),
-                 descOf(refFileSopClass));
+    std::fprintf(file, "Ref. File Transfer Syn. - :%s: %s\n", uidText(refFileXferSyn),
+                 uidName(refFileXferSyn));
+    std::fprintf(file, "Ref. File SOP Class UID - :%s: %s\n", uidText(refFileSopClass),
+                 uidName(refFileSopClass));
     std::fprintf(file, "Ref. File SOP Inst. UID - :%s:\n", refFileSopInstance);
     std::fprintf(file, "Number of References    -  %d\n", numberOfReferences);
     return RESULT_OK;
@@ -123,7 +115,7 @@ void DcDirDicomDirInfo::reset() noexcept {
 }
 
 int DcDirDicomDirInfo::printInfo(FILE* file) const {
-    if (file == nullptr) return failNull("DcDirDicomDirInfo::printInfo");
+    if (file == nullptr) return failNull(DIR_NULL_ARGUMENT, "DcDirDicomDirInfo::printInfo");
     std::fprintf(file, "Fileset ID       - :%s:\n", filesetId);
     std::fprintf(file, "Character Set    - :%s:\n", charset);
     std::fprintf(file, "Consistency Flag - 0x%04x", static_cast<unsigned int>(consistencyFlag));

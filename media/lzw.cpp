@@ -16,6 +16,7 @@ namespace {
 
 using orvkit::ByteOrder;
 using orvkit::fail;
+using orvkit::failNull;
 using orvkit::loadAt;
 using orvkit::storeAt;
 
@@ -355,7 +356,7 @@ Table* threadTable() noexcept {
 
 int lzwEncode(const unsigned char* in, unsigned int inLen, unsigned char*& out, unsigned int& outLen) {
     if ((in == nullptr && inLen != 0) || (out == nullptr && outLen != 0)) {
-        return fail(ELEM_NULL_ARGUMENT, LOG_VALIDATION, "lzwEncode", "Null argument passed");
+        return failNull(ELEM_NULL_ARGUMENT, "lzwEncode");
     }
     Dictionary* const dictionary = threadTable<Dictionary>();
     if (dictionary == nullptr) {
@@ -371,7 +372,7 @@ int lzwEncode(const unsigned char* in, unsigned int inLen, unsigned char*& out, 
 
 int lzwDecode(const unsigned char* in, unsigned int inLen, unsigned char* out, unsigned int* outLen) {
     if (outLen == nullptr || (in == nullptr && inLen != 0) || (out == nullptr && *outLen != 0)) {
-        return fail(ELEM_NULL_ARGUMENT, LOG_VALIDATION, "lzwDecode", "Null argument passed");
+        return failNull(ELEM_NULL_ARGUMENT, "lzwDecode");
     }
     const unsigned int room = *outLen;
     *outLen = 0;

@@ -13,6 +13,7 @@
 #include "platform/volume.h"
 
 using orvkit::fail;
+using orvkit::failNull;
 using orvkit::pathBelow;
 
 namespace {
@@ -38,10 +39,6 @@ int checkPermission(MEDIA_ROLE role, Service service, const char* name, const ch
     return fail(MEDIA_PERMISSION, LOG_ERROR, reporter, "Media Manager does not have %s permission", name);
 }
 
-int failNull(LOG_MSG level, const char* reporter) {
-    return fail(MEDIA_NULL_ARGUMENT, level, reporter, "Null argument passed");
-}
-
 int failUnknown(const char* fileId, const char* reporter) {
     return fail(MEDIA_FILE_ID, LOG_ERROR, reporter, "File ID '%s' not found in DICOMDIR", fileId);
 }
@@ -56,7 +53,7 @@ DcDirRec* findRecord(DcDirDicomDir& set, const char* fileId) {
 
 std::string pathOf(const DcDirDicomDir& set, const char* fileId) {
     char root[DIR_ROOT_PATH_LIMIT + 1] = "";
-    (void)set.getRootPath(root);
+    set.getRootPath(root);
     return pathBelow(root, orvkit::normalFileId(fileId));
 }
 
@@ -77,7 +74,7 @@ DcMediaMgr::~DcMediaMgr() = default;
 
 int DcMediaMgr::mRead(const char* fileId, DcDirMetaInfo& meta, DcElemList& dataset) {
     constexpr const char* reporter = "DcMediaMgr::mRead";
-    if (fileId == nullptr) return failNull(LOG_VALIDATION, reporter);
+    if (fileId == nullptr) return failNull(MEDIA_NULL_ARGUMENT, reporter);
     if (const int result = checkPermission(role_, mReadBit, "M-READ", reporter); result != RESULT_OK)
         return result;
     if (findRecord(*this, fileId) == nullptr) return failUnknown(fileId, reporter);
@@ -86,7 +83,7 @@ int DcMediaMgr::mRead(const char* fileId, DcDirMetaInfo& meta, DcElemList& datas
 
 int DcMediaMgr::mWrite(DcDirRec* record, const char* fileId, DcDirMetaInfo& meta, DcElemList& dataset) {
     constexpr const char* reporter = "DcMediaMgr::mWrite";
-    if (record == nullptr || fileId == nullptr) return failNull(LOG_NOTICE, reporter);
+    if (record == nullptr || fileId == nullptr) return failNull(MEDIA_NULL_ARGUMENT, reporter, LOG_NOTICE);
     int result = checkPermission(role_, mWriteBit, "M-WRITE", reporter);
     if (result != RESULT_OK) return result;
     // What setRefFile would refuse is not written in the first place: it could be anybody's file.
@@ -104,7 +101,7 @@ int DcMediaMgr::mWrite(DcDirRec* record, const char* fileId, DcDirMetaInfo& meta
 
 int DcMediaMgr::mDelete(const char* fileId) {
     constexpr const char* reporter = "DcMediaMgr::mDelete";
-    if (fileId == nullptr) return failNull(LOG_VALIDATION, reporter);
+    if (fileId == nullptr) return failNull(MEDIA_NULL_ARGUMENT, reporter);
     if (const int result = checkPermission(role_, mDeleteBit, "M-DELETE", reporter); result != RESULT_OK) {
         return result;
     }
@@ -112,8 +109,8 @@ int DcMediaMgr::mDelete(const char* fileId) {
     if (record == nullptr) return failUnknown(fileId, reporter);
     DIR_REC type = DIR_REC_UNKNOWN;
     DcDirRecInfo info;
-    (void)record->getType(type);
-    (void)record->getInfo(info);
+    record->getType(type);
+    record->getInfo(info);
     // Whatever its in-use flag says: other records would lose their file.
     if (type == DIR_REC_MRDR && info.numberOfReferences > 0) {
         return fail(MEDIA_IN_USE, LOG_ERROR, reporter, "File ID '%s' referred by in-use MRDR", fileId);
@@ -122,7 +119,7 @@ int DcMediaMgr::mDelete(const char* fileId) {
     if (!orvkit::platform::remove(path.c_str())) {
         return fail(MEDIA_REMOVE, LOG_ERROR, reporter, "Error in removing '%s'", path.c_str());
     }
-    (void)record->setRefFile("");
+    record->setRefFile("");
     return write(nullptr);
 }
 
@@ -154,7 +151,7 @@ int DcMediaMgr::mInquireFileSet(unsigned int& freeBytes) {
     }
     freeBytes = 0;
     char root[DIR_ROOT_PATH_LIMIT + 1] = "";
-    (void)getRootPath(root);
+    getRootPath(root);
     std::uint64_t bytes = 0;
     std::string reason;
     if (!orvkit::platform::freeSpace(root, bytes, reason)) {

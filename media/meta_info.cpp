@@ -10,30 +10,26 @@
 #include "dataset/elem_access.h"
 #include "dataset/elemlist_access.h"
 #include "foundation/fail.h"
+#include "foundation/identity.h"
+#include "foundation/text.h"
 #include "orvkit/util.h"
 #include "platform/file.h"
 
 using orvkit::ElemAccess;
 using orvkit::ElemListAccess;
 using orvkit::fail;
+using orvkit::failNull;
 
 namespace {
 
 constexpr int kDefaultMaxFileSize = 536870912;
-constexpr char kUidRoot[] = "1.3.6.1.4.1.70707";
-constexpr char kImplVersionName[] = "Vantorell orvKIT";
 
 std::atomic<int> sizeLimit{kDefaultMaxFileSize};
-
-const char* uidName(DICT_UID uid) {
-    const DcDictUidInfo* info = Dict.findUid(uid);
-    return info != nullptr ? info->desc : "";
-}
 
 template <std::size_t N>
 void readText(const DcElemList& list, unsigned int tag, char (&text)[N]) {
     text[0] = '\0';
-    (void)ElemListAccess::firstValue(list, tag, text, static_cast<int>(N - 1));
+    ElemListAccess::firstValue(list, tag, text, static_cast<int>(N - 1));
 }
 
 // The bytes of a raw element that is held in memory.
@@ -46,7 +42,7 @@ std::span<const unsigned char> readBytes(const DcElemList& list, unsigned int ta
 }
 
 // false without memory.
-bool setPrivateInfo(DcDirMetaInfo& meta, std::span<const unsigned char> bytes) {
+[[nodiscard]] bool setPrivateInfo(DcDirMetaInfo& meta, std::span<const unsigned char> bytes) {
     unsigned char* copy = nullptr;
     if (!bytes.empty()) {
         copy = static_cast<unsigned char*>(::operator new(bytes.size(), std::nothrow));
@@ -71,6 +67,10 @@ double orvkit::megabytes(int bytes) noexcept {
 const char* orvkit::uidText(DICT_UID uid) noexcept {
     const DcDictUidInfo* info = Dict.findUid(uid);
     return info != nullptr ? info->uid : "";
+}
+const char* orvkit::uidName(DICT_UID uid) noexcept {
+    const DcDictUidInfo* info = Dict.findUid(uid);
+    return info != nullptr ? info->desc : "";
 }
 
 int dirSetMaxFileSize(int bytes) {
@@ -128,14 +128,15 @@ void DcDirMetaInfo::reset() {
 
 int DcDirMetaInfo::printInfo(FILE* file) {
     if (file == nullptr) {
-        return fail(DIR_NULL_ARGUMENT, LOG_VALIDATION, "DcDirMetaInfo::printInfo", "Null argument passed");
+        return failNull(DIR_NULL_ARGUMENT, "DcDirMetaInfo::printInfo");
     }
     std::fprintf(file, "            File Meta Header\n\n");
     std::fprintf(file, "    Version         - 0x%04x\n", version);
-    std::fprintf(file, "    Class UID       - %s (%s)\n", orvkit::uidText(sopClassUid), uidName(sopClassUid));
+    std::fprintf(file, "    Class UID       - %s (%s)\n", orvkit::uidText(sopClassUid),
+                 orvkit::uidName(sopClassUid));
     std::fprintf(file, "    Instance UID    - %s\n", sopInstanceUid);
     std::fprintf(file, "    Transfer Syntax - %s (%s)\n", orvkit::uidText(transferSyntax),
-                 uidName(transferSyntax));
+                 orvkit::uidName(transferSyntax));
     std::fprintf(file, "    Impl. Class UID - %s\n", implClassUid);
     std::fprintf(file, "    Impl. Ver. Name - %s\n", implVersionName);
     std::fprintf(file, "    Source AE Title - %s\n", sourceAeTitle);
@@ -146,7 +147,7 @@ int DcDirMetaInfo::printInfo(FILE* file) {
 int DcDirMetaInfo::printInfo(const char* path, const char* mode) {
     constexpr const char* reporter = "DcDirMetaInfo::printInfo";
     if (path == nullptr || mode == nullptr) {
-        return fail(DIR_NULL_ARGUMENT, LOG_VALIDATION, reporter, "Null argument passed");
+        return failNull(DIR_NULL_ARGUMENT, reporter);
     }
     const std::unique_ptr<FILE, int (*)(FILE*)> file(
         orvkit::platform::openStream(path, mode), [](FILE* f) { return f != nullptr ? std::fclose(f) : 0; });
@@ -173,12 +174,8 @@ int dirCheckMetaInfo(DcDirMetaInfo& meta) {
         return fail(RESULT_DICT_NOT_XFER_SYN, LOG_ERROR, reporter, "'%s' is not a Transfer Syntax UID",
                     orvkit::uidText(meta.transferSyntax));
     }
-    if (meta.implClassUid[0] == '\0') {
-        std::snprintf(meta.implClassUid, sizeof meta.implClassUid, "%s.%d.%d.%d", kUidRoot, 4, 8, 10);
-    }
-    if (meta.implVersionName[0] == '\0') {
-        std::snprintf(meta.implVersionName, sizeof meta.implVersionName, "%s", kImplVersionName);
-    }
+    if (meta.implClassUid[0] == '\0') orvkit::copyText(meta.implClassUid, orvkit::implClassUid);
+    if (meta.implVersionName[0] == '\0') orvkit::copyText(meta.implVersionName, orvkit::fileVersionName);
     return RESULT_OK;
 }
 
@@ -188,21 +185,21 @@ int dirFileMetaInfoToElemList(DcDirMetaInfo& meta, DcElemList& dataset) {
     unsigned char version[2] = {static_cast<unsigned char>(meta.version >> 8),
                                 static_cast<unsigned char>(meta.version & 0xFF)};
     const auto raw = [&dataset](unsigned int tag, void* bytes, unsigned int length) {
-        (void)dataset.add(new DcElem(tag, bytes, length, UID_LITTLE_ENDIAN_EXPLICIT, VR_OB, 0));
+        dataset.add(new DcElem(tag, bytes, length, UID_LITTLE_ENDIAN_EXPLICIT, VR_OB, 0));
     };
     const auto text = [&dataset](unsigned int tag, const char* value) {
-        if (value[0] != '\0') (void)dataset.add(new DcElem(tag, value));
+        if (value[0] != '\0') dataset.add(new DcElem(tag, value));
     };
     const auto uid = [&dataset](unsigned int tag, DICT_UID value) {
-        (void)dataset.add(value != UID_NONE ? new DcElem(tag, value)
-                                            : new DcElem(tag, nullptr, 0, UID_NONE, VR_IM, 0));
+        dataset.add(value != UID_NONE ? new DcElem(tag, value)
+                                      : new DcElem(tag, nullptr, 0, UID_NONE, VR_IM, 0));
     };
-    (void)dataset.add(new DcElem(orvkit::kTagMetaLength, 0u));
+    dataset.add(new DcElem(orvkit::kTagMetaLength, 0u));
     raw(orvkit::kTagMetaVersion, version, sizeof version);
     uid(orvkit::kTagMetaSopClass, meta.sopClassUid);
-    (void)dataset.add(new DcElem(orvkit::kTagMetaSopInstance, meta.sopInstanceUid));
+    dataset.add(new DcElem(orvkit::kTagMetaSopInstance, meta.sopInstanceUid));
     uid(orvkit::kTagMetaTransferSyntax, meta.transferSyntax);
-    (void)dataset.add(new DcElem(orvkit::kTagMetaImplClass, meta.implClassUid));
+    dataset.add(new DcElem(orvkit::kTagMetaImplClass, meta.implClassUid));
     text(orvkit::kTagMetaImplVersion, meta.implVersionName);
     text(orvkit::kTagMetaSourceAe, meta.sourceAeTitle);
     text(orvkit::kTagMetaPrivateCreator, meta.privateInfoCreatorUid);
@@ -217,8 +214,8 @@ int dirElemListToFileMetaInfo(DcElemList& dataset, DcDirMetaInfo& meta) {
     meta.version = version.size() < 2 ? 0 : static_cast<unsigned short>(version[0] * 256 + version[1]);
     meta.sopClassUid = UID_NONE;
     meta.transferSyntax = UID_NONE;
-    (void)ElemListAccess::firstValue(dataset, orvkit::kTagMetaSopClass, meta.sopClassUid);
-    (void)ElemListAccess::firstValue(dataset, orvkit::kTagMetaTransferSyntax, meta.transferSyntax);
+    ElemListAccess::firstValue(dataset, orvkit::kTagMetaSopClass, meta.sopClassUid);
+    ElemListAccess::firstValue(dataset, orvkit::kTagMetaTransferSyntax, meta.transferSyntax);
     readText(dataset, orvkit::kTagMetaSopInstance, meta.sopInstanceUid);
     readText(dataset, orvkit::kTagMetaImplClass, meta.implClassUid);
     readText(dataset, orvkit::kTagMetaImplVersion, meta.implVersionName);

@@ -26,8 +26,9 @@ inline constexpr unsigned int kMetaOffset = 132;  // preamble and "DICM"
 int maxFileSize() noexcept;
 double megabytes(int bytes) noexcept;
 
-// "" for a number without a UID.
+// The UID and its name in the registry; "" for a number without a UID.
 const char* uidText(DICT_UID uid) noexcept;
+const char* uidName(DICT_UID uid) noexcept;
 
 }  // namespace orvkit
 

@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "foundation/fail.h"
+#include "foundation/identity.h"
 #include "network/msm_own.h"
 #include "orvkit/util.h"
 #include "platform/file.h"
@@ -54,29 +55,6 @@ int checkIdentity(const char* aeTitle, const char* implClassUid, const char* imp
     return result;
 }
 
-// How this library calls itself in associations.
-struct Identity {
-    char classUid[65];
-    char verName[17];
-};
-const Identity& identity() {
-    static const Identity own = [] {
-        Identity made{};
-        int major = 0;
-        int minor = 0;
-        int release = 0;
-        char date[12];
-        (void)utilGetVersion(major, minor, release, date);
-        std::snprintf(made.classUid, sizeof made.classUid, "1.3.6.1.4.1.70707.%d.%d.%d", major, minor,
-                      release);
-        // Revisions count as letters: a is the first.
-        std::snprintf(made.verName, sizeof made.verName, "orvKIT5 %d.%d.%c", major, minor,
-                      static_cast<char>('a' + release - 1));
-        return made;
-    }();
-    return own;
-}
-
 std::size_t sopCount(const DcMsmSopXferSyn* list) {
     std::size_t count = 0;
     while (list != nullptr && count < MSM_SOP_MAX && list[count].sopClass != 0) ++count;
@@ -91,14 +69,16 @@ DcMsmSopXferSyn::DcMsmSopXferSyn(DICT_UID sop, DICT_UID* xfers, TSM_ROLE asRole)
     for (int i = 0; xfers != nullptr && i < MSM_XFER_SYN_MAX && xfers[i] != 0; ++i) xferSyn[i] = xfers[i];
 }
 
-DcMsmScuInfo::DcMsmScuInfo() : implClassUid(identity().classUid), implVerName(identity().verName) {}
-DcMsmScpInfo::DcMsmScpInfo() : implClassUid(identity().classUid), implVerName(identity().verName) {}
+DcMsmScuInfo::DcMsmScuInfo()
+    : implClassUid(orvkit::implClassUid), implVerName(orvkit::associationVersionName) {}
+DcMsmScpInfo::DcMsmScpInfo()
+    : implClassUid(orvkit::implClassUid), implVerName(orvkit::associationVersionName) {}
 
 // ---- life -------------------------------------------------------------------------------------------
 
 DcMsm::DcMsm(const char* aeTitle, TSM_ROLE role, int port) : DcTul(role, port), own_(new Own) {
-    copyText(own_->implClassUid, identity().classUid);
-    copyText(own_->implVerName, identity().verName);
+    copyText(own_->implClassUid, orvkit::implClassUid);
+    copyText(own_->implVerName, orvkit::associationVersionName);
     (void)setAeTitle(aeTitle);
     (void)setSopSupport();
 }

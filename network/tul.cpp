@@ -413,8 +413,8 @@ int DcTul::readNextPdu(DcPdu** pdu, unsigned char* presCtxIds, DICT_UID* xferSyn
             return failRefused(failContext(id, sink_->presCtxId()));
         }
         if (xferSyn == UID_NONE) {
-            fail(TUL_PROTOCOL, LOG_ERROR, reporter,
-                 "Invalid Presentation Context ID - %d, association will be closed", id);
+            (void)fail(TUL_PROTOCOL, LOG_ERROR, reporter,
+                       "Invalid Presentation Context ID - %d, association will be closed", id);
             return failRefused(TUL_PROTOCOL);
         }
         PduAccess::xferSyn(message) = xferSyn;

@@ -38,7 +38,7 @@ class FileHandle {
     [[nodiscard]] int release() noexcept { return std::exchange(handle_, -1); }
     void reset(int handle = -1) noexcept { (void)closeHandle(std::exchange(handle_, handle)); }
     // For a file that was written: false when its bytes did not all arrive.
-    bool close() noexcept { return closeHandle(release()); }
+    [[nodiscard]] bool close() noexcept { return closeHandle(release()); }
 
   private:
     int handle_ = -1;
@@ -46,39 +46,39 @@ class FileHandle {
 
 // Open in binary mode, not inherited by child processes; an empty FileHandle on failure. Directories may
 // open for reading and then fail to be read: ask `examine` for the kind.
-FileHandle openRead(const char* path) noexcept;
+[[nodiscard]] FileHandle openRead(const char* path) noexcept;
 // Made if absent, emptied if present.
-FileHandle createWrite(const char* path) noexcept;
+[[nodiscard]] FileHandle createWrite(const char* path) noexcept;
 // Fails when the path exists.
-FileHandle createNew(const char* path) noexcept;
+[[nodiscard]] FileHandle createNew(const char* path) noexcept;
 // Made if absent; writes go to the end.
-FileHandle openAppend(const char* path) noexcept;
+[[nodiscard]] FileHandle openAppend(const char* path) noexcept;
 // A stream of the C library, in the modes of fopen; null on failure.
-std::FILE* openStream(const char* path, const char* mode) noexcept;
+[[nodiscard]] std::FILE* openStream(const char* path, const char* mode) noexcept;
 // Makes a file under a name that nothing else has: `pattern` ends in "XXXXXX", which is replaced. It gets the
 // access rights of the file at `like`, or those of any new file when there is none.
-FileHandle createTemporary(std::string& pattern, const char* like) noexcept;
+[[nodiscard]] FileHandle createTemporary(std::string& pattern, const char* like) noexcept;
 // Another handle on the same open file, with the same file position; errno EBADF: not a handle, EMFILE: no
 // handle left.
-FileHandle duplicate(int handle) noexcept;
+[[nodiscard]] FileHandle duplicate(int handle) noexcept;
 
 // Read `length` bytes at `offset` (the file position stays) or at the file position (which moves on). Give
 // the number of bytes read, smaller only at the end of the file; -1 on failure.
-std::int64_t readAt(int handle, void* data, std::size_t length, std::int64_t offset) noexcept;
-std::int64_t read(int handle, void* data, std::size_t length) noexcept;
+[[nodiscard]] std::int64_t readAt(int handle, void* data, std::size_t length, std::int64_t offset) noexcept;
+[[nodiscard]] std::int64_t read(int handle, void* data, std::size_t length) noexcept;
 
 // Writes everything at the file position, or fails.
-bool writeAll(int handle, const void* data, std::size_t length) noexcept;
+[[nodiscard]] bool writeAll(int handle, const void* data, std::size_t length) noexcept;
 
 // Moves the file position, counted from the start; false on failure.
-bool seek(int handle, std::int64_t offset) noexcept;
+[[nodiscard]] bool seek(int handle, std::int64_t offset) noexcept;
 // The file position; -1 on failure.
 std::int64_t tell(int handle) noexcept;
 
 // Appends `length` bytes of one file, from `offset`, at the file position of another, by the fastest way that
 // the system has. The position of `from` stays. Gives the number of bytes copied, smaller only when `from`
 // ends early; -1 on failure.
-std::int64_t copyRange(int from, std::int64_t offset, int to, std::int64_t length) noexcept;
+[[nodiscard]] std::int64_t copyRange(int from, std::int64_t offset, int to, std::int64_t length) noexcept;
 
 enum class FileKind : unsigned char { regular, directory, other };
 
@@ -96,19 +96,19 @@ struct FileInfo {
 };
 
 // What the system knows about an open file or a path (links are followed); false on failure.
-bool examine(int handle, FileInfo& info) noexcept;
-bool examine(const char* path, FileInfo& info) noexcept;
+[[nodiscard]] bool examine(int handle, FileInfo& info) noexcept;
+[[nodiscard]] bool examine(const char* path, FileInfo& info) noexcept;
 
 // Waits until what was written is on the disk; false on failure. File systems that cannot tell count as done.
-bool sync(int handle) noexcept;
-bool sync(const char* path) noexcept;
+[[nodiscard]] bool sync(int handle) noexcept;
+[[nodiscard]] bool sync(const char* path) noexcept;
 // The same for a file's entry in its directory, after it was made or renamed.
 bool syncEntry(const char* path) noexcept;
 // What any program wrote, as far as the system lets a user ask for that.
 void syncAll() noexcept;
 
 // Replaces `to` in one step if it exists; both on the same file system. False on failure.
-bool rename(const char* from, const char* to) noexcept;
+[[nodiscard]] bool rename(const char* from, const char* to) noexcept;
 bool remove(const char* path) noexcept;
 // Gives an open file the access rights of the one at `from`; false on failure, as when there is none.
 bool copyRights(const char* from, int to) noexcept;
@@ -117,7 +117,7 @@ bool copyRights(const char* from, int to) noexcept;
 // ends. Any number may share a directory, or one has it alone. Empty when others have it (errno EWOULDBLOCK),
 // or when it cannot be had; errno ENOTSUP: the file system keeps no such locks.
 enum class FolderUse : unsigned char { shared, alone };
-FileHandle lockFolder(const char* path, FolderUse use) noexcept;
+[[nodiscard]] FileHandle lockFolder(const char* path, FolderUse use) noexcept;
 
 // Switches a handle that others opened, such as standard output, to binary mode; false on failure.
 bool setBinary(int handle) noexcept;

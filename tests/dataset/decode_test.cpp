@@ -205,8 +205,7 @@ TEST(Decode, FaultsAreToldWithPathAndOffset) {
     EXPECT_EQ(faults.all[0].text, "Element (0008,0020) - short string '2024', should be 8 digits");
 }
 
-// ---- made to hurt
-// -------------------------------------------------------------------------------------------
+// ---- made to hurt --------------------------------------------------------------------------------------
 
 // Where a length is added to a place, the sum fits no 32 bits.
 TEST(DecodeHostile, LengthsUpToFourGigabytes) {

@@ -204,8 +204,7 @@ TEST(ElemList, SizesLeaveOutTheTagsThatAreNamedAtTheTop) {
     EXPECT_EQ(byTag, byList);
 }
 
-// ---- sequences alone
-// ----------------------------------------------------------------------------------------
+// ---- sequences alone -----------------------------------------------------------------------------------
 
 TEST(Sequence, ValuesAreReadItemByItem) {
     CaptureLog log;
@@ -249,8 +248,7 @@ TEST(Sequence, IconsOfNativeLengthAreNative) {
     }
 }
 
-// ---- the element-at-a-time parser
-// ---------------------------------------------------------------------------
+// ---- the element-at-a-time parser ----------------------------------------------------------------------
 
 TEST(ElemParser, ReadsOneElementAndSaysWhatItTook) {
     for (const DICT_UID x : kSyntaxes) {
