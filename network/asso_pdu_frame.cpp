@@ -10,6 +10,7 @@
 using orvkit::ByteOrder;
 using orvkit::ByteWriter;
 using orvkit::fail;
+namespace wire = orvkit::wire;
 
 namespace {
 
@@ -30,7 +31,7 @@ class Stripped {
         return record != nullptr ? record->uid : "";
     }
 
-    char text_[orvkit::kUidLength + 1] = {};
+    char text_[wire::kUidLength + 1] = {};
 };
 
 // Opens an item and closes it with the length of what was written meanwhile.
@@ -65,7 +66,7 @@ void putText(ByteWriter& out, int type, const char* text) {
 bool putAeTitle(ByteWriter& out, const char* title) {
     const Stripped stripped(title);
     out.bytes(stripped.text(), stripped.length());
-    out.fill(' ', orvkit::kAeTitleLength - stripped.length());
+    out.fill(' ', wire::kAeTitleLength - stripped.length());
     return stripped.length() != 0;
 }
 
@@ -74,12 +75,12 @@ void putRole(ByteWriter& out, const DcPduPresCtx& context) {
     const Item item(out, PDU_ASSO_ITEM_ROLE_SEL);
     out.u16(static_cast<std::uint16_t>(uid.length()));
     out.bytes(uid.text(), uid.length());
-    out.u8((context.role & 2) != 0 ? 1 : 0);
-    out.u8((context.role & 1) != 0 ? 1 : 0);
+    out.u8((context.role & wire::kRoleScu) != 0 ? 1 : 0);
+    out.u8((context.role & wire::kRoleScp) != 0 ? 1 : 0);
 }
 
 constexpr unsigned int kPresCtxRoom =
-    orvkit::kPresCtxHeader + (1 + PDU_XFER_SYN_MAX) * (orvkit::kItemHeader + orvkit::kUidLength);
+    wire::kPresCtxHeader + (1 + PDU_XFER_SYN_MAX) * (wire::kItemHeader + wire::kUidLength);
 
 }  // namespace
 
@@ -164,6 +165,6 @@ int DcPduAssoAcRq::frameAsso(unsigned char* buf) {
     }
     if (out.failed()) return ACRQ_INVALID;
     setLength(static_cast<unsigned int>(out.offset()));
-    out.patchU32(2, getLength() - 6);
+    out.patchU32(2, getLength() - wire::kPduHeader);
     return RESULT_OK;
 }

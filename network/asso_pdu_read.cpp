@@ -18,14 +18,14 @@ using orvkit::AssoFault;
 using orvkit::ByteOrder;
 using orvkit::ByteReader;
 using orvkit::fail;
-using orvkit::kItemHeader;
-using orvkit::kPresCtxHeader;
+using orvkit::wire::kItemHeader;
+using orvkit::wire::kPresCtxHeader;
+namespace wire = orvkit::wire;
 
 namespace {
 
-constexpr unsigned int kVariablePart = orvkit::kAssoFixedSize - 6;  // its place in the body
+constexpr unsigned int kVariablePart = wire::kAssoFixedSize - wire::kPduHeader;  // its place in the body
 constexpr unsigned int kMostRoleItem = 4095;
-constexpr unsigned int kVersionBit = 1;  // one bit for each version that the peer knows
 
 struct Release {
     void operator()(unsigned char* p) const noexcept { utilDelete(p); }
@@ -81,11 +81,11 @@ void takeText(std::span<const unsigned char> field, char* text) {
 }
 
 // Stored with blanks up to its full length. False when there is nothing else.
-bool takeAeTitle(ByteReader& in, char (&title)[orvkit::kAeTitleLength + 1]) {
-    takeText(in.bytes(orvkit::kAeTitleLength), title);
+bool takeAeTitle(ByteReader& in, char (&title)[wire::kAeTitleLength + 1]) {
+    takeText(in.bytes(wire::kAeTitleLength), title);
     const std::size_t length = std::strlen(title);
-    std::memset(title + length, ' ', orvkit::kAeTitleLength - length);
-    title[orvkit::kAeTitleLength] = '\0';
+    std::memset(title + length, ' ', wire::kAeTitleLength - length);
+    title[wire::kAeTitleLength] = '\0';
     return length != 0;
 }
 
@@ -97,10 +97,10 @@ int DcPduAssoAcRq::read(PDU_BLOCK block) {
     body_->fault = AssoFault::unread;
     if (body == nullptr) return ACRQ_INVALID;
     body_->info.emplace();
-    const unsigned int length = getLength() - 6;
+    const unsigned int length = getLength() - wire::kPduHeader;
     ByteReader in({body.get(), length}, ByteOrder::big);
     const unsigned int version = in.u16();
-    const unsigned int known = body_->oneVersionAmongOthers ? version & kVersionBit : version;
+    const unsigned int known = body_->oneVersionAmongOthers ? version & wire::kVersionBit : version;
     if (known != getProtocolVersion()) {
         body_->fault = AssoFault::version;
         return fail(ACRQ_INVALID, LOG_ERROR, reporter, "Invalid protocol version - 0x%04x", version);
@@ -127,8 +127,8 @@ int DcPduAssoAcRq::parseVariable(unsigned char* part, unsigned int length) {
     if (const int result = varItemWalk(part, length, contexts); result != RESULT_OK) return result;
 
     unsigned int used = 0;
-    if (parseSubItem(part, length, PDU_ASSO_ITEM_APP_CTX, orvkit::kUidLength, body_->info->appCtxName,
-                     used) != RESULT_OK) {
+    if (parseSubItem(part, length, PDU_ASSO_ITEM_APP_CTX, wire::kUidLength, body_->info->appCtxName, used) !=
+        RESULT_OK) {
         return fail(ACRQ_INVALID, LOG_ERROR, reporter, "Invalid Application Context Name");
     }
     unsigned int at = kItemHeader + used;
@@ -168,7 +168,7 @@ int DcPduAssoAcRq::parseUserInfo(unsigned char* part, unsigned int length) {
                 break;
             }
             case PDU_ASSO_ITEM_IMPL_CLASS_UID:
-                result = parseSubItem(item, room, PDU_ASSO_ITEM_IMPL_CLASS_UID, orvkit::kUidLength,
+                result = parseSubItem(item, room, PDU_ASSO_ITEM_IMPL_CLASS_UID, wire::kUidLength,
                                       body_->info->implClassUid, used);
                 break;
             case PDU_ASSO_ITEM_IMPL_VER_NAME:
@@ -284,11 +284,11 @@ int DcPduAssoAcRq::parsePresCtxItem(unsigned char* item, unsigned int room, DcPd
     context->result = in.u8();
     Items items(item, room);
     items.step(kPresCtxHeader);
-    char text[orvkit::kUidLength + 1];
+    char text[wire::kUidLength + 1];
     unsigned int length = 0;
     const auto parse = [&](int type) {
         const auto at = static_cast<unsigned int>(items.at());
-        return parseSubItem(item + at, room - at, type, orvkit::kUidLength, text, length);
+        return parseSubItem(item + at, room - at, type, wire::kUidLength, text, length);
     };
     if (items.type() == PDU_ASSO_ITEM_ABST_SYN) {
         if (const int result = parse(PDU_ASSO_ITEM_ABST_SYN); result != RESULT_OK) return result;
@@ -323,18 +323,18 @@ int DcPduAssoAcRq::parseScpScuRole(unsigned char* item, unsigned int room, unsig
                     length, most);
     }
     const unsigned int uidLength = in.u16();
-    if (length != uidLength + 4 || uidLength > orvkit::kUidLength) {
+    if (length != uidLength + 4 || uidLength > wire::kUidLength) {
         return fail(ACRQ_INVALID, LOG_ERROR, reporter, "Mismatch in item 0x%04x and UID string length 0x%04x",
                     length, uidLength);
     }
-    char text[orvkit::kUidLength + 1];
+    char text[wire::kUidLength + 1];
     takeText(in.bytes(uidLength), text);
     const int scu = in.u8();
     const int scp = in.u8();
     const DcDictUidInfo* const uid = Dict.findUid(text);
     if (uid == nullptr) return RESULT_OK;
 
-    const int role = (scu != 0 ? 2 : 0) + (scp != 0 ? 1 : 0);
+    const int role = (scu != 0 ? wire::kRoleScu : 0) + (scp != 0 ? wire::kRoleScp : 0);
     const auto free = std::find_if(std::begin(body_->roles), std::end(body_->roles),
                                    [](const DcPduScpScuRole& r) { return r.abstractSyntax == UID_NONE; });
     if (free != std::end(body_->roles)) *free = {uid->value, role};

@@ -7,17 +7,19 @@
 #include "foundation/bytes.h"
 #include "foundation/fail.h"
 #include "network/pdu_access.h"
+#include "network/wire.h"
 #include "orvkit/datatf.h"
 #include "orvkit/util.h"
 #include "platform/file.h"
 
 using orvkit::fail;
 using orvkit::PduAccess;
+using orvkit::wire::kPdvHeader;
+namespace wire = orvkit::wire;
 
 namespace {
 
-constexpr unsigned char kWholeCommand = 3;  // message control: a command's last fragment
-constexpr unsigned int kPdvHeader = 6;      // item length, context, message control
+constexpr unsigned char kWholeCommand = wire::kCommand | wire::kLast;
 
 // A buffer costs many times a value of some bytes. Behind the first values of a PDU small ones share buffers.
 constexpr unsigned int kOwnBuffers = 64;
@@ -115,7 +117,7 @@ int DcPduDataTf::verifyInfo(const DcPduInfoTf& info) const {
         return fail(DATATF_READ, LOG_ERROR, reporter, "Invalid Transfer Syntax %s",
                     uid != nullptr ? uid->desc : "");
     }
-    if (info.msgCtrl > 3) {
+    if (info.msgCtrl > wire::kControlBits) {
         return fail(DATATF_READ, LOG_ERROR, reporter, "Invalid message control bit 0x%x",
                     unsigned{info.msgCtrl});
     }
@@ -188,17 +190,17 @@ int DcPduDataTf::readValues(Values& values, bool dumps, PDU_BLOCK block) {
         left -= kPdvHeader;
         const auto itemLength = orvkit::loadAt<std::uint32_t>(header, orvkit::ByteOrder::big);
         presCtxId = header[4];
-        if (msgCtrl == kWholeCommand && (header[5] & 1) == 0) {
+        if (msgCtrl == kWholeCommand && (header[5] & wire::kCommand) == 0) {
             if (const int result = values.flush(); result != RESULT_OK) return result;
             commandEnd_ = lastBuf();
             commandEnds_ = true;
         }
         msgCtrl = header[5];
-        if (itemLength > std::uint64_t{left} + 2) return failPdvLength(itemLength, pduLength);
-        const unsigned int length = itemLength - 2;
-        if (itemLength < 2) return failMemory(length);
+        if (itemLength > std::uint64_t{left} + wire::kPdvPart) return failPdvLength(itemLength, pduLength);
+        const unsigned int length = itemLength - wire::kPdvPart;
+        if (itemLength < wire::kPdvPart) return failMemory(length);
         if (length == 0) continue;
-        const bool command = (msgCtrl & 1) != 0;
+        const bool command = (msgCtrl & wire::kCommand) != 0;
         if (command) commandBytes_ += length;
         // A command is handed out before the data that may follow it in the same PDU.
         const bool passes = sink_ != nullptr && !dumps && !command && !commandEnds_ && !values.keptAny() &&

@@ -19,6 +19,7 @@
 #include "network/pdu_access.h"
 #include "network/pdu_dump.h"
 #include "network/store_request.h"
+#include "network/wire.h"
 #include "orvkit/datatf.h"
 #include "orvkit/file.h"
 #include "orvkit/util.h"
@@ -34,21 +35,15 @@ using orvkit::platform::FileHandle;
 using orvkit::platform::FileInfo;
 using orvkit::platform::FileKind;
 using orvkit::platform::Run;
+namespace wire = orvkit::wire;
 
 namespace {
 
 constexpr unsigned int kTagDataSetType = 0x00000800;
-constexpr unsigned short kDataSetFollows = 0x0102;
-constexpr unsigned short kNoDataSet = 0x0101;
-
-constexpr unsigned char kCommand = 1;  // message control
-constexpr unsigned char kLast = 2;
-
-constexpr unsigned int kMargin = 32;  // below the peer's maximum
 constexpr std::uint64_t kReadAhead = 262144;
 constexpr unsigned int kPiece = 131072;  // of a larger fragment; stays in the processor's cache
 constexpr unsigned int kWorthLending = 65536;
-constexpr unsigned int kMostFragment = 0xFFFFFFFF - 6;  // the length field counts six bytes more
+constexpr unsigned int kMostFragment = 0xFFFFFFFF - wire::kPdvHeader;  // the PDU length counts that too
 
 struct Release {
     void operator()(unsigned char* p) const noexcept { ::operator delete(p); }
@@ -180,7 +175,7 @@ int DcPduDataTf::write() {
             delete old;
         }
         const bool hasData = last() != nullptr && groupOf(*last()) != 0;
-        (void)add(new DcElem(kTagDataSetType, hasData ? kDataSetFollows : kNoDataSet));
+        (void)add(new DcElem(kTagDataSetType, hasData ? wire::kDataSetFollows : wire::kNoDataSet));
         result = elemListVerify();
         if (result != RESULT_OK) return result;
     }
@@ -208,7 +203,7 @@ int DcPduDataTf::writeParts() {
 
 // In unsigned arithmetic: a maximum below the margin means one fragment of any size.
 unsigned int DcPduDataTf::fragmentSize() const {
-    return std::min(maxPduLen_ - kMargin, kMostFragment);
+    return std::min(maxPduLen_ - wire::kMargin, kMostFragment);
 }
 
 // Never fragmented, whatever its size.
@@ -221,7 +216,7 @@ int DcPduDataTf::writeCmd(DcElemList& command) {
                     "Insufficient memory to allocate %d bytes", static_cast<int>(size));
     }
     const int result = command.encode(block.get(), size, UID_LITTLE_ENDIAN_IMPLICIT);
-    return result == RESULT_OK ? writeBuf(kCommand | kLast, block.get(), size) : result;
+    return result == RESULT_OK ? writeBuf(wire::kCommand | wire::kLast, block.get(), size) : result;
 }
 
 int DcPduDataTf::writeData(DcElemList& dataset) {
@@ -284,7 +279,7 @@ int DcPduDataTf::writePieces(Pieces& pieces, bool more) {
         const std::uint64_t length = std::min<std::uint64_t>(fragment, left);
         left -= length;
         const bool last = left == 0 && !more;
-        const int result = writePdu(last ? kLast : 0, pieces.take(length));
+        const int result = writePdu(last ? wire::kLast : 0, pieces.take(length));
         if (result != RESULT_OK) return result;
     }
     return RESULT_OK;
@@ -313,7 +308,7 @@ int DcPduDataTf::writePixels(const FramedHeader& pixels, bool trailing) {
         if (result != RESULT_OK) return result;
     }
     if (!pixels.undefinedLength) return RESULT_OK;
-    return writeBuf(trailing ? 0 : kLast, orvkit::kPixelDataEnd, sizeof orvkit::kPixelDataEnd);
+    return writeBuf(trailing ? 0 : wire::kLast, orvkit::kPixelDataEnd, sizeof orvkit::kPixelDataEnd);
 }
 
 // Bytes of a part in the byte order of the stream; fewer only where the file ends.
@@ -354,7 +349,7 @@ int DcPduDataTf::writeDataDisk(const DiskPart& part, bool more) {
             // Its header is not to promise what the file does not hold.
             if (done + wanted > held) return failShort(number, fragment);
             const bool last = done + wanted == part.length && !more;
-            result = writeFragment(part, done, static_cast<unsigned int>(wanted), last ? kLast : 0,
+            result = writeFragment(part, done, static_cast<unsigned int>(wanted), last ? wire::kLast : 0,
                                    block.get(), number++);
         } else {
             const std::size_t there = readPart(part, done, block.get(), static_cast<std::size_t>(wanted));
@@ -362,7 +357,7 @@ int DcPduDataTf::writeDataDisk(const DiskPart& part, bool more) {
                 const auto size = static_cast<unsigned int>(std::min<std::uint64_t>(fragment, wanted - at));
                 if (at + size > there) return failShort(number, fragment);
                 const bool last = done + at + size == part.length && !more;
-                result = writeBuf(last ? kLast : 0, block.get() + at, size);
+                result = writeBuf(last ? wire::kLast : 0, block.get() + at, size);
                 at += size;
             }
         }
@@ -430,8 +425,8 @@ int DcPduDataTf::writeBuf(unsigned char msgCtrl, const void* data, unsigned int 
 std::array<unsigned char, 12> DcPduDataTf::pduHeader(unsigned char msgCtrl, unsigned int length) const {
     using orvkit::ByteOrder;
     std::array<unsigned char, 12> header = {static_cast<unsigned char>(getType())};
-    orvkit::storeAt<std::uint32_t>(header.data() + 2, length + 6, ByteOrder::big);
-    orvkit::storeAt<std::uint32_t>(header.data() + 6, length + 2, ByteOrder::big);
+    orvkit::storeAt<std::uint32_t>(header.data() + 2, length + wire::kPdvHeader, ByteOrder::big);
+    orvkit::storeAt<std::uint32_t>(header.data() + 6, length + wire::kPdvPart, ByteOrder::big);
     header[10] = presCtxId_;
     header[11] = msgCtrl;
     return header;

@@ -30,7 +30,7 @@ bool isBlank(char c) {
 int checkAeTitle(const char* title) {
     constexpr const char* reporter = "verifyValueAE";
     if (title == nullptr) return RESULT_OK;
-    if (std::strlen(title) > orvkit::kAeTitleLength) {
+    if (std::strlen(title) > orvkit::wire::kAeTitleLength) {
         return fail(ELEM_ILLEGAL_CHAR, LOG_VALIDATION, reporter,
                     "String %s exceeds the limit of 16 characters", title);
     }
@@ -43,7 +43,7 @@ int checkAeTitle(const char* title) {
 }
 
 int checkUid(const char* uid) {
-    if (uid == nullptr || std::strlen(uid) <= orvkit::kUidLength) return RESULT_OK;
+    if (uid == nullptr || std::strlen(uid) <= orvkit::wire::kUidLength) return RESULT_OK;
     return fail(ELEM_ILLEGAL_CHAR, LOG_VALIDATION, "verifyValueUI",
                 "String %s exceeds the limit of 64 characters", uid);
 }
@@ -91,7 +91,7 @@ int DcMsm::setAeTitle(const char* aeTitle) {
     constexpr const char* reporter = "DcMsm::setAeTitle";
     const char* from = aeTitle != nullptr ? aeTitle : "";
     while (*from != '\0' && isBlank(*from)) ++from;
-    std::string title(from, std::min(std::strlen(from), orvkit::kAeTitleLength));
+    std::string title(from, std::min<std::size_t>(std::strlen(from), orvkit::wire::kAeTitleLength));
     while (!title.empty() && title.back() == ' ') title.pop_back();
     int result = RESULT_OK;
     if (title.empty()) {
@@ -101,7 +101,7 @@ int DcMsm::setAeTitle(const char* aeTitle) {
             result = fail(TSM_HOST_NAME, LOG_VALIDATION, reporter, "gethostname failed");
             title = fallbackAeTitle;
         } else {
-            title = host.substr(0, orvkit::kAeTitleLength);
+            title = host.substr(0, orvkit::wire::kAeTitleLength);
             for (char& c : title) {
                 if (c < ' ' || c > '~') c = '_';
             }
@@ -119,7 +119,7 @@ int DcMsm::setAeTitle(const char* aeTitle) {
 int DcMsm::setAeTitleAccept(const char** titles) {
     own_->callingAccepted.clear();
     for (int i = 0; titles != nullptr && i < MSM_AE_ACCEPT_MAX && titles[i] != nullptr; ++i) {
-        char title[orvkit::kAeTitleLength + 1];
+        char title[orvkit::wire::kAeTitleLength + 1];
         copyText(title, titles[i]);
         (void)utilRemoveSpace(title, UTIL_SPACE_LEADING | UTIL_SPACE_TRAILING);
         own_->callingAccepted.emplace_back(title);

@@ -13,6 +13,7 @@
 #include "network/pdu_access.h"
 #include "network/reception.h"
 #include "network/store_request.h"
+#include "network/wire.h"
 #include "orvkit/file.h"
 #include "orvkit/util.h"
 #include "platform/socket.h"
@@ -25,16 +26,15 @@ using orvkit::uidName;
 
 namespace {
 
-constexpr unsigned short kNoDataSet = 257;
 // Larger fragments win nothing, and one from disk is held in memory.
 constexpr unsigned int kLargestPdu = 1u << 20;
 
 using Clock = std::chrono::steady_clock;
 
 bool saysDataSet(DcMsg& message) {
-    unsigned short follows = kNoDataSet;
+    unsigned short follows = orvkit::wire::kNoDataSet;
     (void)ElemListAccess::firstValue(message, T_0000_0800_dataSetType, follows);
-    return follows != kNoDataSet;
+    return follows != orvkit::wire::kNoDataSet;
 }
 
 // Says so, and may (PS3.7 9.3, 10.3).

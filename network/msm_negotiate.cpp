@@ -14,10 +14,9 @@ using orvkit::fail;
 
 namespace {
 
-constexpr int kRejectCalled = 7;      // PS3.8 9.3.4: called AE title not recognized
-constexpr int kRejectCalling = 3;     // calling AE title not recognized
-constexpr int kRejectOther = 1;       // no reason given
-constexpr unsigned int kMargin = 32;  // a fragment is this much below the peer's maximum
+constexpr int kRejectCalled = 7;   // PS3.8 9.3.4: called AE title not recognized
+constexpr int kRejectCalling = 3;  // calling AE title not recognized
+constexpr int kRejectOther = 1;    // no reason given
 
 // The records of an association PDU, deleted with it.
 class Contexts {
@@ -63,7 +62,7 @@ bool lists(const DICT_UID* list, DICT_UID wanted) {
 
 // No fragment fits into what the peer accepts.
 int checkPeerMaximum(const DcMsmAssoInfo& asso, const char* reporter) {
-    if (asso.maxPduLen == 0 || asso.maxPduLen > kMargin) return RESULT_OK;
+    if (asso.maxPduLen == 0 || asso.maxPduLen > orvkit::wire::kMargin) return RESULT_OK;
     return fail(MSM_CONTEXT_SYNTAX, LOG_ERROR, reporter,
                 "Maximum PDU length %d of the peer has no room for data, association will be ended",
                 static_cast<int>(asso.maxPduLen));
@@ -140,7 +139,7 @@ int DcMsm::acceptAssoInfo(DcPduInfoAcRq& info) {
 int DcMsm::acceptAeTitle(DcPduInfoAcRq& info) {
     constexpr const char* reporter = "DcMsm::acceptAeTitle";
     if (own_->aeTitleCheck == 0) return RESULT_OK;
-    char title[orvkit::kAeTitleLength + 1];
+    char title[orvkit::wire::kAeTitleLength + 1];
     copyStripped(title, info.calledAeTitle);
     if (std::strcmp(title, own_->aeTitle) != 0) {
         return fail(MSM_CALLED_AE, LOG_VALIDATION, reporter, "Invalid Called AE Title - '%s'", title);

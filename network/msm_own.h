@@ -5,12 +5,10 @@
 #include <string>
 #include <vector>
 
+#include "network/wire.h"
 #include "orvkit/msm.h"
 
 namespace orvkit {
-
-inline constexpr std::size_t kAeTitleLength = 16;
-inline constexpr std::size_t kUidLength = 64;
 
 // Copies at most `N - 1` characters of a text; null counts as empty.
 template <std::size_t N>
@@ -32,7 +30,7 @@ inline const char* uidName(DICT_UID value) {
 }  // namespace orvkit
 
 struct DcMsm::Own {
-    char aeTitle[orvkit::kAeTitleLength + 1] = {};
+    char aeTitle[orvkit::wire::kAeTitleLength + 1] = {};
     int aeTitleCheck = 2;
     std::vector<std::string> callingAccepted;
     std::vector<DcMsmSopXferSyn> support;  // at most MSM_SOP_MAX
@@ -40,8 +38,8 @@ struct DcMsm::Own {
     char hostName[65] = {};  // as the caller gave it
     // What this side announces.
     unsigned int maxPduLen = 0;
-    char implClassUid[orvkit::kUidLength + 1] = {};
-    char implVerName[orvkit::kAeTitleLength + 1] = {};
+    char implClassUid[orvkit::wire::kUidLength + 1] = {};
+    char implVerName[orvkit::wire::kAeTitleLength + 1] = {};
 };
 
 #endif

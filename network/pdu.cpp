@@ -12,6 +12,7 @@
 #include "network/connection.h"
 #include "network/pdu_dump.h"
 #include "network/reception.h"
+#include "network/wire.h"
 #include "orvkit/util.h"
 
 using orvkit::ByteOrder;
@@ -21,7 +22,6 @@ using orvkit::platform::Received;
 
 namespace {
 
-constexpr unsigned int kHeaderSize = 6;
 constexpr unsigned int kFirstBlock = 1u << 20;
 
 struct Release {
@@ -144,7 +144,7 @@ int DcPdu::readLength(unsigned int& bodyLength, PDU_BLOCK block) {
     bodyLength = 0;
     if (const int result = readBuf(bytes, length, block); result != RESULT_OK) return result;
     bodyLength = orvkit::loadAt<std::uint32_t>(bytes, ByteOrder::big);
-    length_ = kHeaderSize + bodyLength;
+    length_ = orvkit::wire::kPduHeader + bodyLength;
     return RESULT_OK;
 }
 

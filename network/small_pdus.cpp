@@ -4,20 +4,21 @@
 
 #include "foundation/bytes.h"
 #include "foundation/fail.h"
+#include "network/wire.h"
 #include "orvkit/pdu.h"
 
 using orvkit::fail;
 
 namespace {
 
-constexpr unsigned int kBodySize = 4;
-constexpr unsigned int kSize = 10;
+constexpr unsigned int kBodySize = orvkit::wire::kSmallBody;
+constexpr unsigned int kSize = orvkit::wire::kPduHeader + kBodySize;
 
 void put(unsigned char* buf, PDU_TYPE type, const unsigned char (&body)[kBodySize]) {
     buf[0] = static_cast<unsigned char>(type);
     buf[1] = 0;
     orvkit::storeAt<std::uint32_t>(buf + 2, kBodySize, orvkit::ByteOrder::big);
-    std::memcpy(buf + 6, body, kBodySize);
+    std::memcpy(buf + orvkit::wire::kPduHeader, body, kBodySize);
 }
 
 unsigned char byteOf(int value) {

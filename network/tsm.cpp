@@ -1,3 +1,4 @@
+// The transport: its settings and its connection.
 #include "orvkit/tsm.h"
 
 #include <algorithm>
@@ -10,8 +11,6 @@
 #include "network/listening_ports.h"
 #include "network/pdu_access.h"
 #include "network/reception.h"
-#include "network/state_table.h"
-#include "orvkit/datatf.h"
 #include "orvkit/util.h"
 #include "platform/socket.h"
 
@@ -42,39 +41,6 @@ void DcTsmTcpInfo::reset() {
     utilDelete(block);
     block = nullptr;
 }
-
-const DcTsm::Action DcTsm::actions_[29] = {
-    &DcTsm::AA_1_writeAbortPduScu,
-    &DcTsm::AA_2_closeTransport,
-    &DcTsm::AA_3_abortScpScuIndication,
-    &DcTsm::AA_4_abortScpIndication,
-    &DcTsm::AA_5_artimStop,
-    &DcTsm::AA_6_ignorePdu,
-    &DcTsm::AA_7_writeAbortPdu,
-    &DcTsm::AA_8_writeAbortPduScp,
-    &DcTsm::AE_1_connectScu,
-    &DcTsm::AE_2_writeAssoRqPdu,
-    &DcTsm::AE_3_readAssoAcPdu,
-    &DcTsm::AE_4_readAssoRjPdu,
-    &DcTsm::AE_5_connectScp,
-    &DcTsm::AE_6_readAssoRqPdu,
-    &DcTsm::AE_7_writeAssoAcPdu,
-    &DcTsm::AE_8_writeAssoRjPdu,
-    &DcTsm::AR_1_writeRelRqPdu,
-    &DcTsm::AR_2_relIndication,
-    &DcTsm::AR_3_relConfirmation,
-    &DcTsm::AR_4_writeRelRpPdu,
-    &DcTsm::AR_5_artimStop,
-    &DcTsm::AR_6_dataIndication,
-    &DcTsm::AR_7_writeDataTfPdu,
-    &DcTsm::AR_8_relIndication,
-    &DcTsm::AR_9_writeRelRpPdu,
-    &DcTsm::AR_10_relConfirmation,
-    &DcTsm::DT_1_writeDataTfPdu,
-    &DcTsm::DT_2_readDataTfPdu,
-    &DcTsm::AE_0_none,
-};
-static_assert(orvkit::none == 28, "the actions of the state table are indices of the action table");
 
 // ---- life -------------------------------------------------------------------------------------------
 
@@ -171,7 +137,7 @@ int DcTsm::setSockHandles(TSM_ROLE role, unsigned int connection, unsigned int l
     orvkit::platform::adoptSocket(connection);
     const bool client = role == TSM_ROLE_SCU;
     if (client) (void)orvkit::platform::startSockets();
-    connected(client ? 1 : 2, connection);
+    connected(client ? TSM_CONNECTION_CLIENT : TSM_CONNECTION_SERVER, connection);
     state_ = client ? TSM_STATE_04_AWAIT_CONNECTION : TSM_STATE_02_AWAIT_RQ;
     return RESULT_OK;
 }
@@ -180,7 +146,7 @@ int DcTsm::setSockHandles(TSM_ROLE role, unsigned int connection, unsigned int l
 
 void DcTsm::connected(int connectionRole, unsigned int socket) {
     sockConv_ = socket;
-    connectionRole_ = connectionRole;
+    connectionRole_ = static_cast<TSM_CONNECTION>(connectionRole);
     delete currentPdu_;
     currentPdu_ = new DcPdu(socket, PDU_TYPE_NONE);
     orvkit::PduAccess::setReception(*currentPdu_, reception_);
@@ -217,7 +183,7 @@ int DcTsm::sockConvOpenClient(const char* host, int port) {
     }
     std::memcpy(peerAddress_, address.bytes, sizeof peerAddress_);
     peerAddressLen_ = address.length;
-    connected(1, socket.release());
+    connected(TSM_CONNECTION_CLIENT, socket.release());
     return RESULT_OK;
 }
 
@@ -232,28 +198,28 @@ int DcTsm::sockConvOpenServer(TSM_BLOCK block) {
     if (!socket) return net::lastSocketError() == net::TIMED_OUT ? TSM_ACCEPT_TIMEOUT : TSM_ACCEPT;
     std::memcpy(peerAddress_, peer.bytes, sizeof peerAddress_);
     peerAddressLen_ = peer.length;
-    connected(2, socket.release());
+    connected(TSM_CONNECTION_SERVER, socket.release());
     return RESULT_OK;
 }
 
 void DcTsm::closeSockConv() {
     if (sockConv_ != NO_SOCKET) {
         orvkit::Connection(sockConv_).close();
-        if (connectionRole_ == 1) orvkit::platform::endSockets();
+        if (connectionRole_ == TSM_CONNECTION_CLIENT) orvkit::platform::endSockets();
     }
     delete currentPdu_;
     currentPdu_ = nullptr;
     sockConv_ = NO_SOCKET;
-    connectionRole_ = 0;
+    connectionRole_ = TSM_CONNECTION_NONE;
     artimStop();
 }
 
 bool DcTsm::waitReadable(int milliseconds) const {
-    return connectionRole_ == 0 || orvkit::Connection(sockConv_).waitReadable(milliseconds);
+    return !isConnected() || orvkit::Connection(sockConv_).waitReadable(milliseconds);
 }
 
 int DcTsm::readNextPduType(PDU_TYPE& type, PDU_BLOCK block) {
-    if (connectionRole_ == 0 || currentPdu_ == nullptr) return TSM_NO_CONNECTION;
+    if (!isConnected() || currentPdu_ == nullptr) return TSM_NO_CONNECTION;
     if (block != PDU_BLOCK_WAIT) {
         orvkit::Connection connection(sockConv_);
         unsigned char begun[2];
@@ -288,225 +254,4 @@ DcTsm* DcTsm::artimTransport() {
 void DcTsm::clearArtim(const DcTsm* transport) {
     const std::lock_guard lock(artimMutex());
     if (artimSlot == transport) artimSlot = nullptr;
-}
-
-// ---- one step ---------------------------------------------------------------------------------------
-
-int DcTsm::stateMachine(TSM_EVENT event, void* arg) {
-    if (event < 0 || event >= orvkit::kTsmEvents) {
-        return fail(TSM_EVENT_RANGE, LOG_ERROR, "DcTsm::stateMachine", "Event number %d out of range",
-                    static_cast<int>(event));
-    }
-    // setState takes any number.
-    if (state_ < 1 || state_ > orvkit::kTsmStates) return RESULT_OK;
-    const orvkit::TsmCell& cell = orvkit::kTsmTable[event][state_ - 1];
-    if (cell.next != 0) state_ = static_cast<TSM_STATE>(cell.next);
-    return (this->*actions_[cell.action])(arg);
-}
-
-// ---- actions ----------------------------------------------------------------------------------------
-
-int DcTsm::writePdu(void* arg) {
-    if (connectionRole_ == 0) return TSM_NO_CONNECTION;
-    if (arg == nullptr) return TSM_NULL_ARGUMENT;
-    auto* pdu = static_cast<DcPdu*>(arg);
-    (void)pdu->attach(sockConv_);
-    return pdu->write();
-}
-
-int DcTsm::writeAbort(int source, int reason) {
-    if (connectionRole_ == 0) return TSM_NO_CONNECTION;
-    DcPduAbort pdu(sockConv_);
-    DcPduInfoAbort info{source, reason};
-    (void)pdu.setInfo(&info);
-    return pdu.write();
-}
-
-int DcTsm::readAssoPdu(void* arg) {
-    if (connectionRole_ == 0) return TSM_NO_CONNECTION;
-    if (arg == nullptr) return TSM_NULL_ARGUMENT;
-    auto* pdu = dynamic_cast<DcPduAssoAcRq*>(static_cast<DcPdu*>(arg));
-    if (pdu == nullptr) return TSM_NULL_ARGUMENT;
-    (void)pdu->attach(sockConv_);
-    return pdu->read(PDU_BLOCK_WAIT);
-}
-
-int DcTsm::discardBody(void* arg) {
-    auto* pdu = static_cast<DcPdu*>(arg);
-    (void)pdu->attach(sockConv_);
-    return orvkit::PduAccess::skipBody(*pdu, PDU_BLOCK_WAIT) == RESULT_OK ? RESULT_OK : DATATF_READ;
-}
-
-int DcTsm::AA_1_writeAbortPduScu(void*) {
-    if (connectionRole_ == 0) return TSM_NO_CONNECTION;
-    const int result = writeAbort(0, 0);
-    artimStart();
-    return result;
-}
-
-int DcTsm::AA_2_closeTransport(void*) {
-    if (connectionRole_ == 0) return TSM_NO_CONNECTION;
-    artimStop();
-    closeSockConv();
-    state_ = TSM_STATE_02_AWAIT_RQ;
-    return TSM_CLOSED;
-}
-
-int DcTsm::AA_3_abortScpScuIndication(void*) {
-    if (connectionRole_ == 0) return TSM_NO_CONNECTION;
-    const bool server = connectionRole_ == 2;
-    if (server) state_ = TSM_STATE_02_AWAIT_RQ;
-    closeSockConv();
-    return server ? TSM_ABORT_INDICATION : TSM_ABORT_CLIENT;
-}
-
-int DcTsm::AA_4_abortScpIndication(void*) {
-    if (connectionRole_ == 0) return TSM_NO_CONNECTION;
-    artimStop();
-    closeSockConv();
-    state_ = TSM_STATE_02_AWAIT_RQ;
-    return TSM_ABORT_INDICATION;
-}
-
-int DcTsm::AA_5_artimStop(void*) {
-    if (connectionRole_ == 0) return TSM_NO_CONNECTION;
-    artimStop();
-    return RESULT_OK;
-}
-
-int DcTsm::AA_6_ignorePdu(void* arg) {
-    if (connectionRole_ == 0) return TSM_NO_CONNECTION;
-    return arg == nullptr ? RESULT_OK : static_cast<DcPdu*>(arg)->iflush(nullptr, 0);
-}
-
-int DcTsm::AA_7_writeAbortPdu(void*) {
-    return writeAbort(connectionRole_ == 1 ? 0 : 2, 2);
-}
-
-int DcTsm::AA_8_writeAbortPduScp(void*) {
-    if (connectionRole_ == 0) return TSM_NO_CONNECTION;
-    (void)writeAbort(2, 2);
-    artimStart();
-    return TSM_ABORT_INDICATION;
-}
-
-int DcTsm::AE_1_connectScu(void* arg) {
-    if (arg == nullptr) return TSM_NULL_ARGUMENT;
-    const auto* peer = static_cast<const TsmPeer*>(arg);
-    return sockConvOpenClient(peer->host, peer->port);
-}
-
-int DcTsm::AE_2_writeAssoRqPdu(void* arg) {
-    return writePdu(arg);
-}
-int DcTsm::AE_3_readAssoAcPdu(void* arg) {
-    return readAssoPdu(arg);
-}
-
-// Also run for a request that arrives where its answer is expected: its body is read as a reject's.
-int DcTsm::AE_4_readAssoRjPdu(void* arg) {
-    if (connectionRole_ == 0) return TSM_NO_CONNECTION;
-    if (arg == nullptr) return TSM_NULL_ARGUMENT;
-    DcPduAssoRj other;
-    auto* pdu = dynamic_cast<DcPduAssoRj*>(static_cast<DcPdu*>(arg));
-    if (pdu == nullptr) {
-        pdu = &other;
-        DcPduInfo info{maxPduLen_, static_cast<unsigned int>(timeouts_.readTimeout),
-                       static_cast<unsigned int>(timeouts_.writeTimeout)};
-        pdu->setInfo(info);
-        orvkit::PduAccess::setReception(other, reception_);
-    }
-    (void)pdu->attach(sockConv_);
-    (void)pdu->read(PDU_BLOCK_WAIT);
-    closeSockConv();
-    return RESULT_OK;
-}
-
-int DcTsm::AE_5_connectScp(void*) {
-    return sockConvOpenServer(acceptMode_);
-}
-int DcTsm::AE_6_readAssoRqPdu(void* arg) {
-    return readAssoPdu(arg);
-}
-int DcTsm::AE_7_writeAssoAcPdu(void* arg) {
-    return writePdu(arg);
-}
-
-int DcTsm::AE_8_writeAssoRjPdu(void* arg) {
-    if (connectionRole_ == 0) return TSM_NO_CONNECTION;
-    if (arg == nullptr) return TSM_NULL_ARGUMENT;
-    const int result = writePdu(arg);
-    artimStart();
-    return result;
-}
-
-int DcTsm::AR_1_writeRelRqPdu(void*) {
-    if (connectionRole_ == 0) return TSM_NO_CONNECTION;
-    DcPduReleaseRq pdu(sockConv_);
-    return pdu.write();
-}
-
-int DcTsm::AR_2_relIndication(void*) {
-    return connectionRole_ == 0 ? TSM_NO_CONNECTION : TSM_RELEASE_INDICATION;
-}
-
-int DcTsm::AR_3_relConfirmation(void*) {
-    if (connectionRole_ == 0) return TSM_NO_CONNECTION;
-    closeSockConv();
-    return TSM_RELEASE_CONFIRM;
-}
-
-int DcTsm::AR_4_writeRelRpPdu(void* arg) {
-    if (connectionRole_ == 0) return TSM_NO_CONNECTION;
-    const int result = AR_9_writeRelRpPdu(arg);
-    artimStart();
-    return result;
-}
-
-int DcTsm::AR_5_artimStop(void* arg) {
-    return AA_5_artimStop(arg);
-}
-
-// Data that arrives after the request for release is of no use any more, but what follows it is.
-int DcTsm::AR_6_dataIndication(void* arg) {
-    if (connectionRole_ == 0) return TSM_NO_CONNECTION;
-    const int result = arg == nullptr ? RESULT_OK : discardBody(arg);
-    return result == RESULT_OK ? TSM_DATA_INDICATION : result;
-}
-
-int DcTsm::AR_7_writeDataTfPdu(void* arg) {
-    return writePdu(arg);
-}
-
-int DcTsm::AR_8_relIndication(void*) {
-    if (connectionRole_ == 0) return TSM_NO_CONNECTION;
-    state_ = connectionRole_ == 1 ? TSM_STATE_09_COLLISION_SCU : TSM_STATE_10_COLLISION_SCP;
-    return TSM_RELEASE_INDICATION;
-}
-
-int DcTsm::AR_9_writeRelRpPdu(void*) {
-    if (connectionRole_ == 0) return TSM_NO_CONNECTION;
-    DcPduReleaseRp pdu(sockConv_);
-    return pdu.write();
-}
-
-int DcTsm::AR_10_relConfirmation(void*) {
-    return connectionRole_ == 0 ? TSM_NO_CONNECTION : TSM_RELEASE_CONFIRM;
-}
-
-int DcTsm::DT_1_writeDataTfPdu(void* arg) {
-    return writePdu(arg);
-}
-
-int DcTsm::DT_2_readDataTfPdu(void* arg) {
-    if (connectionRole_ == 0) return TSM_NO_CONNECTION;
-    if (arg == nullptr) return TSM_NULL_ARGUMENT;
-    auto* pdu = dynamic_cast<DcPduDataTf*>(static_cast<DcPdu*>(arg));
-    if (pdu == nullptr) return TSM_NULL_ARGUMENT;
-    (void)pdu->attach(sockConv_);
-    return pdu->read(readDumpHandle_, PDU_BLOCK_WAIT);
-}
-
-int DcTsm::AE_0_none(void*) {
-    return RESULT_OK;
 }

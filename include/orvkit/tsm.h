@@ -15,6 +15,13 @@ enum TSM_ROLE : int {
     TSM_ROLE_SCP_SCU = 3,
 };
 
+// What a transport is connected as.
+enum TSM_CONNECTION : int {
+    TSM_CONNECTION_NONE = 0,
+    TSM_CONNECTION_CLIENT = 1,
+    TSM_CONNECTION_SERVER = 2,
+};
+
 // How accepting waits: for the connect time-out, or without end (any other value).
 enum TSM_BLOCK : int { TSM_BLOCK_POLL = 0, TSM_BLOCK_WAIT = 1 };
 
@@ -131,7 +138,7 @@ class ORVKIT_API DcTsm {
     // What became of listening at construction: 0, TSM_SOCKET_STARTUP to TSM_RESOLVE, TSM_SOCKET, TSM_BIND to
     // TSM_LISTEN (logged).
     int getListenResult() const { return listenResult_; }
-    bool isConnected() const { return connectionRole_ != 0; }
+    bool isConnected() const { return connectionRole_ != TSM_CONNECTION_NONE; }
     // Waits until something has come from the peer, or its connection has ended: false after that many
     // milliseconds (negative: without end), and when waiting fails. True without a connection.
     bool waitReadable(int milliseconds) const;
@@ -151,7 +158,7 @@ class ORVKIT_API DcTsm {
     // TSM_ACCEPT, TSM_LISTEN_LIMIT not listening, TSM_ACCEPT_TIMEOUT nobody connected in time.
     int sockConvOpenServer(TSM_BLOCK block);
     void closeSockConv();
-    // Sends an A-ABORT (PS3.8 9.3.8). TSM_NO_CONNECTION, or the result of the write.
+    // Sends an A-ABORT over the connection (PS3.8 9.3.8). The result of the write.
     int writeAbort(int source, int reason);
     orvkit::Reception& reception() const { return *reception_; }
 
@@ -163,7 +170,7 @@ class ORVKIT_API DcTsm {
     TSM_ROLE role_;
     DcPdu* currentPdu_ = nullptr;  // owned: reads the types of the PDUs that arrive
     TSM_STATE state_ = TSM_STATE_01_IDLE;
-    int connectionRole_ = 0;  // 0 none, 1 as client, 2 as server
+    TSM_CONNECTION connectionRole_ = TSM_CONNECTION_NONE;
     TSM_BLOCK acceptMode_ = TSM_BLOCK_POLL;
     DcTsmTcpInfo tcpInfo_;
     int port_;
@@ -182,8 +189,14 @@ class ORVKIT_API DcTsm {
     static void clearArtim(const DcTsm* transport);
 
   private:
-    typedef int (DcTsm::*Action)(void* arg);
-    static const Action actions_[29];
+    // What an action cannot do without; a PDU only with a connection.
+    enum class Needs : unsigned char { nothing, connection, pdu };
+    struct ActionRow {
+        const char* name;
+        int (DcTsm::*member)(void* arg);
+        Needs needs;
+    };
+    static const ActionRow actions_[29];
 
     int sockListenOpen(int port);
     void sockListenRelease();

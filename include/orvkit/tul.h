@@ -98,6 +98,7 @@ class ORVKIT_API DcTul : public DcTsm {
     void expectDataSet(bool expected) { dataSetExpected_ = expected; }
 
   private:
+    enum class Pixels : unsigned char;
     struct Part;  // the command or data set being put together
     class Sink;   // decides on values while they arrive
 
@@ -107,9 +108,14 @@ class ORVKIT_API DcTul : public DcTsm {
     int takeFragment(Part& part, DcPduDataTf& latest);
     int toCallback(const unsigned char* data, unsigned int length, DICT_UID xferSyn, bool last);
     int findPixelData(Part& part);
+    int tellFront(Part& part, unsigned char* front, unsigned int length);
+    int beginPixels(Part& part, bool keepAll);
     int divert(Part& part, const unsigned char* data, unsigned int length);
     int finishPixels(Part& part);
     DcPdu* newPdu(PDU_TYPE type);
+    int receivePdu(PDU_TYPE type, DcPdu* pdu, const unsigned char* presCtxIds, const DICT_UID* xferSyns);
+    int completeMessage(DcPduDataTf& message, const unsigned char* presCtxIds, const DICT_UID* xferSyns,
+                        PDU_BLOCK block);
     void carry(DcPduDataTf& pdu);
     DcPdu* takeCarried();
     void discardArrived();

@@ -254,6 +254,26 @@ TEST(StateTable, EveryCellDoesWhatItSays) {
     EXPECT_FALSE(Transport::artimRuns());
 }
 
+// The state moves on all the same.
+TEST(StateTable, NothingIsDoneWithoutWhatAnActionNeeds) {
+    for (const Cell& cell : cells()) {
+        SCOPED_TRACE("Evt" + std::to_string(cell.event + 1) + " in Sta" + std::to_string(cell.state));
+        const Argument argument = argumentFor(cell.event);
+        const bool alone = cell.action == "none" || cell.action == "AE-1" || cell.action == "AE-5";
+        Transport unconnected;
+        const int without = cell.action == "AE-1" ? 16390 : cell.action == "AE-5" ? 16408 : 0;
+        EXPECT_EQ(unconnected.stepIn(cell.state, cell.event, nullptr), alone ? without : 16388);
+        EXPECT_EQ(unconnected.getState(), cell.next);
+        SocketPair sockets;
+        Transport connected(sockets, true);
+        const bool takesPdu = !argument.framed.empty() || deedOf(cell.action, true, {}).reads;
+        if (takesPdu && cell.action.substr(0, 2) != "AA" && cell.action != "AR-6" && cell.action != "none") {
+            EXPECT_EQ(connected.stepIn(cell.state, cell.event, nullptr), 16390);
+            EXPECT_EQ(net::peekArrived(sockets.peer(), &sockets, 1), -1);
+        }
+    }
+}
+
 TEST(StateTable, EventsOutOfRangeAreRefused) {
     CaptureLog log;
     Transport transport;

@@ -205,6 +205,16 @@ TEST(UpperLayer, EmptyPixelsStayWhereTheyAre) {
     EXPECT_TRUE(readWhole(path).empty());
 }
 
+// No object comes of it, and a result of 0 where an abort could be sent.
+TEST(UpperLayer, AnInvalidPduIsAnsweredInEveryState) {
+    for (int state = TSM_STATE_01_IDLE; state <= TSM_STATE_13_AWAIT_CLOSE; ++state) {
+        const QuietLog quiet;
+        Upper upper;
+        (void)upper.receive({9, 0, 0, 0, 0, 0}, kExplicit, static_cast<TSM_STATE>(state));
+        EXPECT_EQ(upper.received, nullptr);
+    }
+}
+
 // The connection stays open behind the answer to our release in a collision: it is read to its end.
 TEST(UpperLayer, WhatFollowsAnAnswerToAReleaseIsUnderstood) {
     Upper upper;
