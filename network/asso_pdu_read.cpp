@@ -56,21 +56,14 @@ class Items {
 
 // What it means that an item of this type stands where another is due; 0: none stands there.
 AssoFault outOfPlace(unsigned int type) {
-    switch (type) {
-        case 0:
-            return AssoFault::badItem;
-        case PDU_ASSO_ITEM_APP_CTX:
-        case PDU_ASSO_ITEM_PRES_RQ:
-        case PDU_ASSO_ITEM_PRES_AC:
-        case PDU_ASSO_ITEM_ABST_SYN:
-        case PDU_ASSO_ITEM_XFER_SYN:
-        case PDU_ASSO_ITEM_USER_INFO:
-            return AssoFault::misplacedItem;
-        default:
-            return type >= PDU_ASSO_ITEM_MAX_LEN && type <= PDU_ASSO_ITEM_SOP_EXT_NEG
-                       ? AssoFault::misplacedItem
-                       : AssoFault::unknownItem;
-    }
+    constexpr unsigned int known[] = {
+        PDU_ASSO_ITEM_APP_CTX,  PDU_ASSO_ITEM_PRES_RQ,        PDU_ASSO_ITEM_PRES_AC,
+        PDU_ASSO_ITEM_ABST_SYN, PDU_ASSO_ITEM_XFER_SYN,       PDU_ASSO_ITEM_USER_INFO,
+        PDU_ASSO_ITEM_MAX_LEN,  PDU_ASSO_ITEM_IMPL_CLASS_UID, PDU_ASSO_ITEM_ASYNC_OPS,
+        PDU_ASSO_ITEM_ROLE_SEL, PDU_ASSO_ITEM_IMPL_VER_NAME,  PDU_ASSO_ITEM_SOP_EXT_NEG};
+    if (type == 0) return AssoFault::badItem;
+    const bool isKnown = std::find(std::begin(known), std::end(known), type) != std::end(known);
+    return isKnown ? AssoFault::misplacedItem : AssoFault::unknownItem;
 }
 
 // The stripped text of a field, at most `length` characters; `text` holds one more.

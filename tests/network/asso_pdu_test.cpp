@@ -4,11 +4,15 @@
 #include <memory>
 #include <sstream>
 
+#include "network/asso_pdu.h"
+#include "network/pdu_access.h"
 #include "network/pdus.h"
 #include "orvkit/dict.h"
 #include "orvkit/pdu.h"
 #include "orvkit/result.h"
 #include "support/capture_log.h"
+
+using orvkit::AssoFault;
 
 namespace {
 
@@ -141,17 +145,28 @@ TEST(AssociationPdu, MalformedRequestsAreRefusedByName) {
     const struct {
         std::function<void(Association&)> change;
         const char* errors;
+        AssoFault fault = AssoFault::badItem;
     } refusals[] = {
-        {[](auto& a) { a.version = 2; }, "read: Invalid protocol version - 0x0002"},
-        {[](auto& a) { a.called.assign(16, ' '); }, "read: Empty Called AE title string"},
+        {[](auto& a) { a.version = 2; }, "read: Invalid protocol version - 0x0002", AssoFault::version},
+        {[](auto& a) { a.called.assign(16, ' '); }, "read: Empty Called AE title string",
+         AssoFault::calledTitle},
         {[](auto& a) { a.appCtx[0] = 0x11; },
-         "varItemWalk: Invalid sub item type 0x0011, expecting PDU_ASSO_ITEM_APP_CTX"},
+         "varItemWalk: Invalid sub item type 0x0011, expecting PDU_ASSO_ITEM_APP_CTX",
+         AssoFault::unknownItem},
         {[](auto& a) { a.context[8] = 0x40; },
-         "varItemWalk: Invalid type 0x0040 in sub item #0, expecting PDU_ASSO_ITEM_ABST_SYN"},
+         "varItemWalk: Invalid type 0x0040 in sub item #0, expecting PDU_ASSO_ITEM_ABST_SYN",
+         AssoFault::misplacedItem},
         {[](auto& a) { a.context[a.context.size() - kExplicitUid.size() - 2] = 0xFF; },
          "varItemWalk: Buffer length exceeded in sub item #0"},
-        {userInfo(item(0x58, "x")), "varItemWalk: Invalid sub item type 0x0058 past PDU_ASSO_ITEM_USER_INFO"},
+        {userInfo(item(0x58, "x")), "varItemWalk: Invalid sub item type 0x0058 past PDU_ASSO_ITEM_USER_INFO",
+         AssoFault::unknownItem},
         {[](auto& a) { a.userInfo = item(0x55, "V"); }, "varItemWalk: maxPduLen missing"},
+        {[](auto& a) { a.userInfo.clear(); }, "varItemWalk: maxPduLen missing"},
+        {[](auto& a) { a.context.clear(); },
+         "varItemWalk: Invalid sub item type 0x0050, expecting PDU_ASSO_ITEM_PRES_AC/RQ",
+         AssoFault::misplacedItem},
+        {userInfo(item(0x40, "x")), "varItemWalk: Invalid sub item type 0x0040 past PDU_ASSO_ITEM_USER_INFO",
+         AssoFault::misplacedItem},
         {userInfo({0x55, 0, 0, 9}), "varItemWalk: Invalid buffer length past all sub items"},
         {[](auto& a) {
              a.userInfo = item(0x51, Bytes{0, 0});
@@ -179,6 +194,7 @@ TEST(AssociationPdu, MalformedRequestsAreRefusedByName) {
         DcPduAssoRq request;
         EXPECT_EQ(readFrom(request, a.bytes()), ACRQ_INVALID) << refusal.errors;
         EXPECT_EQ(errorsOf(log), refusal.errors);
+        EXPECT_EQ(orvkit::PduAccess::fault(request), refusal.fault) << refusal.errors;
     }
 }
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <typeinfo>
 
 #include "network/cmd_factory.h"
 #include "network/cmd_table.h"
@@ -245,6 +246,13 @@ TEST(Cmd, WhatArrivesBecomesTheClassOfItsCommandField) {
     EXPECT_EQ(made.message->first(), element) << "moved, not copied";
     EXPECT_EQ(made.message->count(), 1);
     EXPECT_EQ(orvkit::PduAccess::presCtxId(*made.message), 3);
+    for (const orvkit::CmdRow& row : orvkit::cmdTable()) {
+        const auto field = static_cast<unsigned short>(row.type);
+        const std::unique_ptr<DcMsg> message = received(new DcElem(0x0100, field)).message;
+        const Command expected = make(row.type);
+        EXPECT_EQ(typeid(*message), typeid(*expected)) << row.type;
+        EXPECT_EQ(message->getType(), row.type);
+    }
     const orvkit::ReceivedMsg unknown = received(new DcElem(0x0100, static_cast<unsigned short>(0x0031)));
     EXPECT_EQ(unknown.result, MSG_COMMAND_TYPE);
     EXPECT_EQ(unknown.message->getType(), MSG_TYPE_UNKNOWN);

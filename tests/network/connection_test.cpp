@@ -56,8 +56,8 @@ class Disguise final : public ConnectionLayer {
 TEST(ConnectionLayer, CarriesAWholeAssociation) {
     const TempDir dir;
     const std::string path = dir / "pixels";
-    std::string pixels(400000, 'p');
-    writeWhole(path, pixels);
+    Bytes pixels(kPixels, 7);
+    writeWhole(path, std::string(kPixels, 'p'));
     ConnectedSockets ends = connectedSockets();
     int closed[2] = {0, 0};
     orvkit::putLayer(ends.one.get(), std::make_unique<Disguise>(ends.one.get(), closed[0]));
@@ -65,7 +65,7 @@ TEST(ConnectionLayer, CarriesAWholeAssociation) {
     const QuietLog quiet;
     auto support = sopList({UID_CT_IMAGE_STORAGE});
 
-    int outcome = 0;
+    int stored = 0;
     std::thread provider([&] {
         DcMsm scp("PROVIDER", TSM_ROLE_SCP, 0);
         scp.setAeTitleCheck(0);
@@ -74,19 +74,8 @@ TEST(ConnectionLayer, CarriesAWholeAssociation) {
         info.timeouts = seconds(10);
         ASSERT_EQ(scp.connect(ends.other.release(), PDU_SOCKET_NONE, info, MSM_BLOCK_CONNECT_POLL), 0);
         ASSERT_TRUE(scp.waitReadable(5000));
-        ASSERT_EQ(scp.read(nullptr, nullptr, MSM_BLOCK_READ_POLL, MSM_BLOCK_CONNECT_POLL),
-                  MSM_REQUEST_ANSWERED);
-        Message request;
-        while ((outcome = receive(scp, request)) == MSM_MESSAGE) {
-            DcCmdCStoreRsp response(static_cast<DcCmdCStoreRq*>(request.get()));
-            response.add(new DcElem(T_0000_0900_status, static_cast<unsigned short>(0)));
-            DcElem* e = nullptr;
-            ASSERT_EQ(request->getElem(T_7fe0_0010_pixelData, &e), RESULT_OK);
-            unsigned int size = 0;
-            EXPECT_EQ(e->getBufSize(size, nullptr), RESULT_OK);
-            EXPECT_GE(size, pixels.size());
-            EXPECT_EQ(scp.write(contextOf(*request), &response), 0);
-        }
+        ASSERT_EQ(scp.read(nullptr, nullptr, MSM_BLOCK_READ_POLL, MSM_BLOCK_CONNECT_POLL), MSM_REQUEST_ANSWERED);
+        stored = serveStores(scp);
     });
     User user(0);
     DcMsmScuInfo info;
@@ -94,26 +83,11 @@ TEST(ConnectionLayer, CarriesAWholeAssociation) {
     info.sopList = support.data();
     info.timeouts = seconds(10);
     ASSERT_EQ(user.connect(ends.one.release(), info), MSM_ACCEPTED);
-    for (const bool fromDisk : {false, true}) {
-        DcCmdCStoreRq request;
-        request.add(new DcElem(T_0000_1000_affectedSopInstanceUid, "1.2.3"));
-        request.add(new DcElem(T_0000_0002_affectedSopClassUid, UID_CT_IMAGE_STORAGE));
-        request.add(new DcElem(T_0008_0018_sopInstanceUid, "1.2.3"));
-        const auto length = static_cast<unsigned int>(pixels.size());
-        auto* const e = new DcElem(T_7fe0_0010_pixelData, fromDisk ? nullptr : pixels.data(),
-                                   fromDisk ? 0 : length, UID_LITTLE_ENDIAN_EXPLICIT, VR_OX, 0);
-        if (fromDisk) {
-            EXPECT_EQ(e->addValue(path.c_str(), 0, length, UID_LITTLE_ENDIAN_EXPLICIT), RESULT_OK);
-        }
-        request.add(e);
-        ASSERT_EQ(user.write(UID_CT_IMAGE_STORAGE, &request), 0);
-        Message response;
-        ASSERT_EQ(user.receive(response), MSM_MESSAGE);
-    }
+    EXPECT_TRUE(storeOne(user, pixels.data(), nullptr) && storeOne(user, nullptr, path.c_str()));
     EXPECT_FALSE(user.waitReadable(0));
     EXPECT_EQ(user.release(), MSM_RELEASED);
     provider.join();
-    EXPECT_EQ(outcome, MSM_RELEASE_REQUESTED);
+    EXPECT_EQ(stored, 2);
     user.closeAssociation();
     EXPECT_EQ(closed[0] + closed[1], 2);
     EXPECT_TRUE(user.waitReadable(0)) << "no connection";

@@ -55,6 +55,8 @@ class Provider {
         : support_(std::move(support)), msm_(title, TSM_ROLE_SCP, 0) {
         info_.sopList = support_.data();
         info_.timeouts = seconds(10);
+        static const char* known[] = {"KNOWN", nullptr};
+        info_.callingAeTitles = known;
         msm_.setAeTitleCheck(aeTitleCheck);
         thread_ = std::thread([this, work = std::move(work)] {
             accepted = msm_.connect(info_, MSM_BLOCK_CONNECT_POLL);
@@ -120,6 +122,42 @@ inline unsigned char contextOf(DcMsg& message) {
     DcPduInfoTf info;
     message.getInfo(info);
     return info.presCtxId;
+}
+
+constexpr unsigned int kPixels = 400000;  // of the images that are stored
+
+// Answers every C-STORE until the association ends; gives how many were whole, or -1.
+inline int serveStores(DcMsm& provider) {
+    int whole = 0;
+    int result = MSM_MESSAGE;
+    for (Message request; (result = receive(provider, request)) == MSM_MESSAGE;) {
+        DcElem* pixels = nullptr;
+        unsigned int size = 0;
+        if (request->getElem(T_7fe0_0010_pixelData, &pixels) == RESULT_OK &&
+            pixels->getBufSize(size, nullptr) == RESULT_OK && size >= kPixels) {
+            ++whole;
+        }
+        DcCmdCStoreRsp response(static_cast<DcCmdCStoreRq*>(request.get()));
+        response.add(new DcElem(T_0000_0900_status, static_cast<unsigned short>(0)));
+        if (provider.write(contextOf(*request), &response) != RESULT_OK) return -1;
+    }
+    return result == MSM_RELEASE_REQUESTED ? whole : -1;
+}
+
+// Stores an image whose pixels are in memory or in a file.
+inline bool storeOne(User& user, unsigned char* memory, const char* path) {
+    DcCmdCStoreRq request;
+    request.add(new DcElem(T_0000_0002_affectedSopClassUid, UID_CT_IMAGE_STORAGE));
+    request.add(new DcElem(T_0000_1000_affectedSopInstanceUid, "1.2.3"));
+    request.add(new DcElem(T_0010_0010_patientsName, "Doe^John"));
+    auto* const pixels = new DcElem(T_7fe0_0010_pixelData, nullptr, 0u, UID_NONE, VR_OX, 0);
+    EXPECT_EQ(path != nullptr ? pixels->addValue(path, 0, kPixels, UID_LITTLE_ENDIAN_EXPLICIT)
+                              : pixels->addValue(memory, kPixels, UID_LITTLE_ENDIAN_EXPLICIT),
+              RESULT_OK);
+    request.add(pixels);
+    Message response;
+    return user.write(UID_CT_IMAGE_STORAGE, &request) == RESULT_OK && user.receive(response) == MSM_MESSAGE &&
+           response->getType() == DICT_MSG_C_STORE_RSP;
 }
 
 #endif

@@ -11,39 +11,6 @@ constexpr int kThreads = 2;
 constexpr int kAssociations = 4;  // each thread opens, one behind the other
 constexpr int kStores = 8;        // each association sends
 
-// Answers every C-STORE until the association ends; gives how many were whole.
-int serve(DcMsm& provider, DcMsmScpInfo& info) {
-    if (provider.connect(info, MSM_BLOCK_CONNECT_POLL) != RESULT_OK) return -1;
-    if (provider.read(nullptr, nullptr, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL) !=
-        MSM_REQUEST_ANSWERED) {
-        return -1;
-    }
-    int whole = 0;
-    for (Message request; receive(provider, request) == MSM_MESSAGE;) {
-        char name[65] = "";
-        if (request->getValue(T_0010_0010_patientsName, name, sizeof name - 1) == RESULT_OK) ++whole;
-        DcCmdCStoreRsp response(static_cast<DcCmdCStoreRq*>(request.get()));
-        response.add(new DcElem(T_0000_0900_status, static_cast<unsigned short>(0)));
-        if (provider.write(contextOf(*request), &response) != RESULT_OK) return -1;
-    }
-    provider.closeAssociation();
-    return whole;
-}
-
-bool store(User& user) {
-    DcCmdCStoreRq request;
-    request.add(new DcElem(T_0000_0002_affectedSopClassUid, UID_CT_IMAGE_STORAGE));
-    request.add(new DcElem(T_0000_1000_affectedSopInstanceUid, "1.2.3"));
-    request.add(new DcElem(T_0010_0010_patientsName, "Doe^John"));
-    auto* const pixels = new DcElem(T_7fe0_0010_pixelData, nullptr, 0u, UID_NONE, VR_OW, 0);
-    const std::vector<unsigned char> image(100000, 7);
-    pixels->addValue(image.data(), static_cast<unsigned int>(image.size()), UID_LITTLE_ENDIAN_EXPLICIT);
-    request.add(pixels);
-    Message response;
-    return user.write(UID_CT_IMAGE_STORAGE, &request) == RESULT_OK && user.receive(response) == MSM_MESSAGE &&
-           response->getType() == DICT_MSG_C_STORE_RSP;
-}
-
 TEST(Threads, AssociationsSideBySide) {
     const QuietLog quiet;
     const DcMsm listener("PROVIDER", TSM_ROLE_SCP, 0);
@@ -59,19 +26,23 @@ TEST(Threads, AssociationsSideBySide) {
                 DcMsmScpInfo info;
                 info.sopList = support.data();
                 info.timeouts = seconds(20);
-                const int whole = serve(provider, info);
-                if (whole < 0) {
-                    ++failures;
-                } else {
-                    received += whole;
+                int whole = -1;
+                if (provider.connect(info, MSM_BLOCK_CONNECT_POLL) == RESULT_OK &&
+                    provider.read(nullptr, nullptr, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL) ==
+                        MSM_REQUEST_ANSWERED) {
+                    whole = serveStores(provider);
+                    provider.closeAssociation();
                 }
+                failures += whole < 0 ? 1 : 0;
+                received += std::max(whole, 0);
             }
         });
         threads.emplace_back([&] {
             for (int i = 0; i < kAssociations; ++i) {
                 User user(port);
+                std::vector<unsigned char> image(kPixels, 7);
                 bool good = user.open(sopList({UID_CT_IMAGE_STORAGE}), "PROVIDER", 20) == MSM_ACCEPTED;
-                for (int n = 0; good && n < kStores; ++n) good = store(user);
+                for (int n = 0; good && n < kStores; ++n) good = storeOne(user, image.data(), nullptr);
                 if (!good || user.release() != MSM_RELEASED) ++failures;
             }
         });

@@ -141,44 +141,39 @@ struct Argument {
     Bytes framed;  // what sending it puts on the wire
 };
 
+Bytes request() {
+    return Association().bytes();
+}
+Bytes acceptance() {
+    Association ac;
+    ac.type = 2;
+    ac.context = item(0x21, joined({{1, 0, 0, 0}, item(0x40, kImplicitUid)}));
+    return ac.bytes();
+}
+
+// Sends what it was read from.
 template <typename Pdu>
-std::unique_ptr<Pdu> association(PRES_CTX_AC_RESULT result, int itemType) {
+std::unique_ptr<DcPdu> read(const Bytes& bytes) {
     auto made = std::make_unique<Pdu>();
-    DcPduInfoAcRq info;
-    std::snprintf(info.calledAeTitle, sizeof info.calledAeTitle, "CALLED");
-    std::snprintf(info.callingAeTitle, sizeof info.callingAeTitle, "CALLING");
-    std::snprintf(info.appCtxName, sizeof info.appCtxName, "%s", kAppCtxUid.c_str());
-    std::snprintf(info.implClassUid, sizeof info.implClassUid, "1.2.3");
-    info.maxPduLen = 16384;
-    made->setInfo(&info);
-    DcPduPresCtx context;
-    context.itemType = itemType;
-    context.presCtxId = 1;
-    context.result = result;
-    context.abstractSyntax = UID_VERIFICATION;
-    context.addXferSyn(UID_LITTLE_ENDIAN_IMPLICIT);
-    made->presCtxItemAdd(&context);
+    EXPECT_EQ(readFrom(*made, bytes), RESULT_OK);
+    made->setSockConv(PDU_SOCKET_NONE);
     return made;
 }
 
 std::unique_ptr<DcPdu> pduFor(int event) {
     switch (event) {
         case 1:
-            return association<DcPduAssoRq>(PRES_CTX_AC_ACCEPT, PRES_CTX_TYPE_RQ);
+            return read<DcPduAssoRq>(request());
         case 6:
-            return association<DcPduAssoAc>(PRES_CTX_AC_ACCEPT, PRES_CTX_TYPE_AC);
+            return read<DcPduAssoAc>(acceptance());
         case 2:
             return std::make_unique<DcPduAssoAc>();
         case 5:
             return std::make_unique<DcPduAssoRq>();
         case 3:
             return std::make_unique<DcPduAssoRj>();
-        case 7: {
-            auto made = std::make_unique<DcPduAssoRj>();
-            DcPduInfoRj info{1, 1, 7};
-            made->setInfo(&info);
-            return made;
-        }
+        case 7:
+            return read<DcPduAssoRj>(pdu(3, {0, 1, 1, 7}));
         case 8: {
             auto made = std::make_unique<DcPduDataTf>();
             DcPduInfoTf info{1, 0, UID_LITTLE_ENDIAN_EXPLICIT, 16384};
@@ -199,14 +194,8 @@ Argument argumentFor(int event) {
         const auto twin = pduFor(event);
         made.framed = sent(*twin);
     }
-    Association request;
-    Association answer;
-    answer.type = 2;
-    answer.context = item(0x21, joined({{1, 0, 0, 0}, item(0x40, kImplicitUid)}));
-    const std::map<int, Bytes> arrived = {{2, answer.bytes()},
-                                          {3, small(3, {0, 1, 1, 7})},
-                                          {5, request.bytes()},
-                                          {9, pdu(4, pdv(1, 2, {1, 2, 3, 4}))}};
+    const std::map<int, Bytes> arrived = {
+        {2, acceptance()}, {3, small(3, {0, 1, 1, 7})}, {5, request()}, {9, pdu(4, pdv(1, 2, {1, 2, 3, 4}))}};
     if (const auto found = arrived.find(event); found != arrived.end()) {
         made.body.assign(found->second.begin() + 2, found->second.end());
     }
