@@ -23,7 +23,6 @@ WalkFault Nesting::enter(const Header& h) {
 }
 
 void Nesting::enterItem(Mode mode) {
-    levels_.push_back({mode, Inside::sequence, false, true, VR_SQ});
     levels_.push_back({mode, Inside::item, false, true, VR_SI});
 }
 

@@ -47,12 +47,11 @@ bool Walker::skip(const WalkHeader& h) {
     if (h.length != kLengthUndefined) return pass(0, h.length);
     ++work_;
     if (h.tag == kTagItem) {
-        // An item outside of any sequence: its sequence is assumed around it.
         nesting_.enterItem(h.mode);
-        return walkLevels(1);
+        return walkLevels();
     }
     const WalkFault fault = nesting_.enter(h);
-    return fault == WalkFault::none ? walkLevels(0) : fail(fault, h.valueOffset, h.length);
+    return fault == WalkFault::none ? walkLevels() : fail(fault, h.valueOffset, h.length);
 }
 
 // Moves over a header and a value that is all there; otherwise it stays.
@@ -66,9 +65,9 @@ bool Walker::pass(unsigned int size, unsigned int length) {
     return true;
 }
 
-// Walks until no more than `stop` levels are open.
-bool Walker::walkLevels(std::size_t stop) {
-    while (nesting_.depth() > stop) {
+// Walks until nothing is open.
+bool Walker::walkLevels() {
+    while (!nesting_.empty()) {
         if (!step() && !fallBack()) return false;
         if (retry_ && nesting_.depth() <= retryDepth_) retry_ = false;
     }

@@ -54,7 +54,7 @@ class Nesting {
     // Whether every open value is surely what it was taken for.
     bool certain() const noexcept;
 
-    // Opens the value of an element, or what an item outside of any sequence holds.
+    // Opens the value of an element, or an item outside of any sequence.
     WalkFault enter(const Header& h);
     void enterItem(Mode mode);
     // `ahead` holds a whole header, fewer bytes only where there are no more. `h` receives an element's.
@@ -107,7 +107,7 @@ class Walker {
   private:
     bool fail(WalkFault fault, std::uint64_t offset, unsigned int length = 0, unsigned int tag = 0) noexcept;
     bool pass(unsigned int size, unsigned int length);
-    bool walkLevels(std::size_t stop);
+    bool walkLevels();
     bool step();
     bool fallBack();
     bool search(std::uint64_t from, ByteOrder order);

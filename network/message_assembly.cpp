@@ -117,7 +117,7 @@ int DcTul::processPduDataTf(Part& part, DcPduDataTf* latest) {
         }
         if (part.pixels == Pixels::sought) part.search.append({data, length});
     }
-    return part.pixels == Pixels::sought && part.search.look(last) ? findPixelData(part) : RESULT_OK;
+    return part.pixels == Pixels::sought && part.search.found() ? findPixelData(part) : RESULT_OK;
 }
 
 int DcTul::toCallback(const unsigned char* data, unsigned int length, DICT_UID xferSyn, bool last) {

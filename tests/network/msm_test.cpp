@@ -124,7 +124,7 @@ TEST(Association, AeTitlesAreCheckedAsTheFlagsSay) {
             [](DcMsm& msm) { msm.read(nullptr, nullptr, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL); },
             "PROVIDER", c.check);
         User user(provider.port(), c.calling);
-        EXPECT_EQ(user.open(sopList({UID_VERIFICATION}), c.called), c.reason == 0 ? 11346 : 11347)
+        EXPECT_EQ(user.open(sopList({UID_VERIFICATION}), c.called), c.reason == 0 ? MSM_ACCEPTED : MSM_REJECTED)
             << c.check << c.calling << c.called;
         DcMsmAssoInfo info;
         user.getAssoInfo(info);
@@ -132,7 +132,7 @@ TEST(Association, AeTitlesAreCheckedAsTheFlagsSay) {
         EXPECT_EQ(info.reject.result, c.reason == 0 ? 0 : 1);
         user.closeAssociation();
         provider.join();
-        EXPECT_EQ(provider.answered, 11348);
+        EXPECT_EQ(provider.answered, MSM_REQUEST_ANSWERED);
     }
 }
 

@@ -271,20 +271,26 @@ TEST(UpperLayer, WhatBreaksAMessageIsRefusedByName) {
     EXPECT_EQ(upper.next(kExplicit), TUL_NO_CONNECTION) << "no connection";
 }
 
-// The work for many small PDUs grows with their bytes: neither joined nor looked at again for each of them.
-TEST(UpperLayer, ManySmallPdusCostWhatTheirBytesCost) {
+TEST(UpperLayer, PixelDataAreFoundWhereverTheirDataSetIsCut) {
     Stream data(kExplicit);
-    for (unsigned int i = 0; i < 4000; ++i) data.elem(0x00110000 + 0x1000 + i, "LT", std::string(240, 'v'));
-    orvkit::PixelSearch search(kExplicit);
+    data.elem(0x00080016, "UI", "1.2.840.10008.5.1.4.1.1.7").header(0x00081140, "SQ", Stream::undefined);
+    data.item(Stream::undefined).elem(orvkit::kTagPixelData, "OW", "ab").endItem().endSequence();
+    const unsigned int offset = data.size();
+    data.elem(orvkit::kTagPixelData, "OW", "1234");
     const Bytes& bytes = data.bytes();
-    constexpr std::size_t kPiece = 100;
-    std::size_t pieces = 0;
-    for (std::size_t at = 0; at < bytes.size(); at += kPiece, ++pieces) {
-        const std::size_t n = std::min(kPiece, bytes.size() - at);
-        search.append({bytes.data() + at, n});
-        EXPECT_FALSE(search.look(at + n == bytes.size()));
+    for (std::size_t piece = 1; piece <= bytes.size(); ++piece) {
+        orvkit::PixelSearch search(kExplicit);
+        for (std::size_t at = 0; at < bytes.size(); at += piece) {
+            EXPECT_EQ(search.found(), at > offset + 12);
+            search.append(std::span(bytes).subspan(at).first(std::min(piece, bytes.size() - at)));
+        }
+        ASSERT_TRUE(search.found());
+        EXPECT_EQ(search.offset(), offset);
+        EXPECT_EQ(search.valueOffset(), offset + 12);
+        Bytes copied(search.size() - 3);
+        search.source().copy(3, search.size(), copied.data());
+        EXPECT_EQ(copied, Bytes(bytes.begin() + 3, bytes.end()));
     }
-    EXPECT_LE(search.source().moves(), 3 * 4000u + pieces);
 }
 
 struct Sink {
