@@ -1,4 +1,4 @@
-#include "orvkit/lzw.h"
+#include "encoding/lzw.h"
 
 #include <algorithm>
 #include <array>
@@ -10,15 +10,11 @@
 #include <vector>
 
 #include "foundation/bytes.h"
-#include "foundation/fail.h"
 
+namespace orvkit {
 namespace {
 
-using orvkit::ByteOrder;
-using orvkit::fail;
-using orvkit::failNull;
-using orvkit::loadAt;
-using orvkit::storeAt;
+using Fault = LzwOutcome::Fault;
 
 constexpr std::size_t headerSize = 8;
 constexpr unsigned char magic[] = {0x1F, 0x9D};
@@ -93,7 +89,7 @@ class CodeWriter {
 
     bool header(std::uint32_t length) noexcept {
         if (room_.size() < headerSize) return false;
-        orvkit::ByteWriter w(room_, ByteOrder::little);
+        ByteWriter w(room_, ByteOrder::little);
         w.bytes(magic, sizeof magic);
         w.u8(blockMode | maxWidth);
         w.u8(0);
@@ -251,45 +247,47 @@ class Decoder {
           limit_(largestCode(flags & widthMask)),
           clears_((flags & blockMode) != 0) {}
 
-    int run() noexcept {
+    LzwOutcome run() noexcept {
         std::uint32_t code;
         while (reader_.next(code)) {
             // The first code, and the one behind a CLEAR, stands for a byte; its upper bits mean nothing.
-            if (at_ == room_) return noRoom();
+            if (at_ == room_) return ends(Fault::room);
             out_[at_] = static_cast<unsigned char>(code);
             last_ = {at_++, 1};
             nextFree_ = clears_ ? clearCode + 1 : clearCode;
             bool cleared = false;
-            if (const int result = strings(cleared)) return result;
+            if (const Fault fault = strings(cleared); fault != Fault::none) return ends(fault);
             if (!cleared) break;
         }
-        return RESULT_OK;
+        return ends(Fault::none);
     }
-    std::uint32_t size() const noexcept { return at_; }
 
   private:
     static constexpr std::uint32_t chunk = 16;
 
-    int strings(bool& cleared) noexcept {
+    LzwOutcome ends(Fault fault) const noexcept { return {fault, at_, code_}; }
+
+    Fault strings(bool& cleared) noexcept {
         std::uint32_t code;
         bool frozen = false;
         while (reader_.next(code)) {
             if (code == clearCode && clears_) {
                 cleared = true;
-                return RESULT_OK;
+                return Fault::none;
             }
             // The string that this code completes: the last one and the byte that is to come.
             strings_.piece[nextFree_] = {last_.at, last_.length + 1};
             if (code >= nextFree_) {
                 if (code > nextFree_) {
-                    return fail(ELEM_LZW_CODE, LOG_ERROR, "lzwDecode", "Code 0x%04x not found", code);
+                    code_ = code;
+                    return Fault::code;
                 }
                 // That byte is then the last string's own first.
                 if (at_ < room_) out_[at_] = out_[last_.at];
             }
-            if (!copy(code)) return noRoom();
+            if (!copy(code)) return Fault::room;
             if (frozen) continue;
-            if (nextFree_ > limit_) return fail(ELEM_LZW_CODE, LOG_ERROR, "lzwDecode", "Insufficient codes");
+            if (nextFree_ > limit_) return Fault::codes;
             if (nextFree_ == largestCode(reader_.width())) {
                 if (nextFree_ < limit_) {
                     reader_.widen();
@@ -299,7 +297,7 @@ class Decoder {
             }
             ++nextFree_;
         }
-        return RESULT_OK;
+        return Fault::none;
     }
 
     // Writes a code's string; what has no room is left out, and the answer is false.
@@ -329,10 +327,6 @@ class Decoder {
         return true;
     }
 
-    static int noRoom() noexcept {
-        return fail(ELEM_LZW_OUTPUT, LOG_ERROR, "lzwDecode", "Insufficient buffer size");
-    }
-
     CodeReader reader_;
     Strings& strings_;
     unsigned char* out_;
@@ -341,6 +335,7 @@ class Decoder {
     std::uint32_t limit_;
     std::uint32_t nextFree_ = 0;
     Piece last_ = {};
+    std::uint32_t code_ = 0;  // the one that was not found
     bool clears_;
 };
 
@@ -354,42 +349,25 @@ Table* threadTable() noexcept {
 
 }  // namespace
 
-int lzwEncode(const unsigned char* in, unsigned int inLen, unsigned char*& out, unsigned int& outLen) {
-    if ((in == nullptr && inLen != 0) || (out == nullptr && outLen != 0)) {
-        return failNull(ELEM_NULL_ARGUMENT, "lzwEncode");
-    }
+LzwOutcome lzwPack(std::span<const unsigned char> in, std::span<unsigned char> out) noexcept {
     Dictionary* const dictionary = threadTable<Dictionary>();
-    if (dictionary == nullptr) {
-        return fail(ELEM_NO_MEMORY, LOG_ERROR, "lzwEncode", "Memory allocation failed");
-    }
-    CodeWriter writer({out, outLen});
-    const bool complete = encode({in, inLen}, writer, *dictionary);
-    outLen = static_cast<unsigned int>(complete ? writer.size() : writer.wholeGroups());
-    out += outLen;
-    if (complete) return RESULT_OK;
-    return fail(ELEM_LZW_OUTPUT, LOG_ERROR, "putCode", "Insufficient buffer size");
+    if (dictionary == nullptr) return {Fault::memory};
+    CodeWriter writer(out);
+    if (encode(in, writer, *dictionary)) return {Fault::none, writer.size()};
+    return {Fault::room, writer.wholeGroups()};
 }
 
-int lzwDecode(const unsigned char* in, unsigned int inLen, unsigned char* out, unsigned int* outLen) {
-    if (outLen == nullptr || (in == nullptr && inLen != 0) || (out == nullptr && *outLen != 0)) {
-        return failNull(ELEM_NULL_ARGUMENT, "lzwDecode");
-    }
-    const unsigned int room = *outLen;
-    *outLen = 0;
-    if (inLen < headerSize || !std::equal(std::begin(magic), std::end(magic), in)) {
-        return fail(ELEM_LZW_HEADER, LOG_ERROR, "lzwDecode", "Bad magic number");
+LzwOutcome lzwUnpack(std::span<const unsigned char> in, std::span<unsigned char> out) noexcept {
+    if (in.size() < headerSize || !std::equal(std::begin(magic), std::end(magic), in.begin())) {
+        return {Fault::magic};
     }
     const unsigned int width = in[2] & widthMask;
-    if (width > maxWidth) {
-        return fail(ELEM_LZW_HEADER, LOG_ERROR, "lzwDecode", "Max bitsize %u (0x%x) exceeds limit", width,
-                    width);
-    }
+    if (width > maxWidth) return {Fault::width, 0, width};
     Strings* const strings = threadTable<Strings>();
-    if (strings == nullptr) {
-        return fail(ELEM_NO_MEMORY, LOG_ERROR, "lzwDecode", "Memory allocation failed");
-    }
-    Decoder decoder({in + headerSize, inLen - headerSize}, in[2], out, room, *strings);
-    const int result = decoder.run();
-    *outLen = decoder.size();
-    return result;
+    if (strings == nullptr) return {Fault::memory};
+    return Decoder(in.subspan(headerSize), in[2], out.data(), static_cast<std::uint32_t>(out.size()),
+                   *strings)
+        .run();
 }
+
+}  // namespace orvkit
