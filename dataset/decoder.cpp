@@ -34,7 +34,10 @@ BlockDecoder::BlockDecoder(std::span<const unsigned char> stream, DICT_UID xferS
     : bytes_(stream),
       xferSyn_(xferSyn),
       streamMode_(Mode::of(xferSyn)),
-      mayWaste_(kWasteFree + kWasteFactor * stream.size()) {}
+      mayWaste_(kWasteFree + kWasteFactor * stream.size()) {
+    const DcDictUidInfo* const uid = Dict.findUid(xferSyn);
+    registered_ = uid != nullptr && uid->type == UID_TYPE_XFER_SYN;
+}
 
 int BlockDecoder::run(DcElemList& list) {
     content_ = {&list, bytes_.size(), kNoTag, streamMode_, false};
@@ -162,9 +165,13 @@ void BlockDecoder::parseInto(DcElem* e, const Found& h, std::size_t length) {
     } else if (h.length != kLengthUndefined && !isUncompressed(xferSyn) && isRawVr(h.vr) && h.vr != VR_UT) {
         xferSyn = UID_LITTLE_ENDIAN_EXPLICIT;
     }
-    // parseVal only reads; its parameter is as old callers know it.
+    // parseVal only reads; its parameter is as callers of the 32-bit build know it.
     auto* value = const_cast<unsigned char*>(bytes_.data() + pos_);
-    const int result = e->parseVal(value, static_cast<unsigned int>(length), xferSyn);
+    const DICT_VR vr = ElemAccess::vr(*e);
+    const bool fresh = ElemAccess::store(*e).count == 0;  // no group length, which begins with a zero
+    const bool plain = fresh && registered_ && xferSyn == xferSyn_ && length != 0 && !isRawVr(vr);
+    const int result = plain ? ElemAccess::parse(*e, vr, {value, length}, h.mode.order)
+                             : e->parseVal(value, static_cast<unsigned int>(length), xferSyn);
     if (result == RESULT_OK) return;
     if (result != ELEM_EMPTY_VALUE) tellFault(result, h.tag, h.at);
     if (result == ELEM_REFUSED || result == ELEM_NO_MEMORY) {

@@ -66,6 +66,7 @@ class BlockDecoder {
     std::span<const unsigned char> bytes_;
     DICT_UID xferSyn_;
     Mode streamMode_;
+    bool registered_;  // the dictionary knows the syntax
     Content content_{};
     std::vector<Level> levels_;
     bool inItems_ = false;  // between the items of the innermost sequence

@@ -57,35 +57,41 @@ unsigned long long estimateValues(const DcElem& e, DICT_VR vr) {
     return total;
 }
 
-// Links the raw buffers of an element; the first one's backward link finds the last one.
-void appendBuf(DcBuf*& first, DcBuf* buf) {
+// Links the raw buffers of an element; the first one's backward link finds the last one. Values that stood in
+// their place are gone.
+void appendBuf(orvkit::ElemStore& store, DcBuf* buf) {
     using orvkit::NodeLinks;
     NodeLinks::next(*buf) = nullptr;
-    if (first == nullptr) {
-        first = buf;
+    if (!store.raw) {
+        orvkit::storeClear(store);
+        store.raw = true;
+        store.firstBuf = buf;
     } else {
-        DcNode* last = NodeLinks::previous(*first);
-        NodeLinks::next(*last) = buf;
+        NodeLinks::next(*NodeLinks::previous(*store.firstBuf)) = buf;
     }
-    NodeLinks::previous(*first) = buf;
+    NodeLinks::previous(*store.firstBuf) = buf;
 }
 
-void deleteBufs(DcBuf*& first) {
-    while (first != nullptr) {
-        DcBuf* next = first->next();
-        delete first;
-        first = next;
+void deleteBufs(orvkit::ElemStore& store) {
+    if (!store.raw) return;
+    while (store.firstBuf != nullptr) {
+        DcBuf* const next = store.firstBuf->next();
+        delete store.firstBuf;
+        store.firstBuf = next;
     }
+    store.raw = false;
 }
 
 }  // namespace
+
+// What an element costs in a data set of many.
+static_assert(sizeof(void*) != 8 || sizeof(DcElem) == 104);
 
 void DcElem::initialize(unsigned int tag, void* value, unsigned int length, DICT_UID xferSyn, DICT_VR vr,
                         int sequenceFlag) {
     tag_ = tag;
     pushedTag_ = 0;
     counter_ = 0;
-    firstBuf_ = nullptr;
     exceptionContext_ = nullptr;
     exceptionCB_ = nullptr;
     sequenceFlag_ = sequenceFlag != 0;
@@ -97,7 +103,6 @@ void DcElem::initialize(unsigned int tag, void* value, unsigned int length, DICT
     const DcDictFacts facts = Dict.facts(tag);
     const bool asDictionary = vr == VR_IM;
     if (asDictionary) vr = facts.known ? facts.vr : VR_UNKNOWN;
-    vr_ = vr;
     ElemAccess::setVr(*this, vr);
     vm_ = asDictionary || vr == facts.vr ? facts.vm : 0;
     if (vr == VR_UNKNOWN || groupLength) vm_ = 1;
@@ -173,8 +178,8 @@ DcElem::DcElem(unsigned short group, unsigned short element, int handle, int off
     : DcElem(makeTag(group, element), handle, offset, length, xferSyn) {}
 
 DcElem::~DcElem() {
+    deleteBufs(store_);
     orvkit::storeClear(store_);
-    deleteBufs(firstBuf_);
 }
 
 // ---- identity ---------------------------------------------------------------------------------------------
@@ -211,12 +216,12 @@ int DcElem::pushTag(unsigned short group, unsigned short element) {
 }
 
 int DcElem::getVr(DICT_VR& vr) const {
-    vr = vr_;
+    vr = getVr();
     return RESULT_OK;
 }
 
 DICT_VR DcElem::getVr() const {
-    return vr_;
+    return static_cast<DICT_VR>(vr_);
 }
 int DcElem::getVm() const {
     return vm_;
@@ -236,22 +241,12 @@ DcElem* DcElem::previous() const {
 DICT_VR ElemAccess::resolvedVr(const DcElem& e) noexcept {
     const DICT_VR vr = Dict.facts(effectiveTag(e)).vr;
     if (isRawVr(vr) || e.store_.count == 0) return vr;
-    const bool text = Dict.vrFacts(vr).size == VR_SIZE_CHAR;
-    const bool fits = text ? storeHoldsText(e.store_) : e.store_.ends == nullptr;
-    return fits ? vr : VR_UNKNOWN;
+    return (vrRow(vr).facts.size == VR_SIZE_CHAR) == e.store_.text ? vr : VR_UNKNOWN;
 }
 
 void ElemAccess::setVr(DcElem& e, DICT_VR vr) noexcept {
-    e.vr_ = vr;
-    if (vr == VR_UNKNOWN) {
-        e.vrSize_ = VR_SIZE_NONE;
-        e.vrLen_ = 0;
-        return;
-    }
-    const DcDictVrFacts facts = Dict.vrFacts(vr);
-    e.vrSize_ = static_cast<unsigned char>(facts.size);
-    e.vrLen_ = static_cast<unsigned int>(facts.length);
-    if (!facts.ok) {  // the dictionary tells why
+    e.vr_ = static_cast<short>(vr);
+    if (!vrRow(vr).facts.ok) {  // the dictionary tells why
         DICT_VR_SIZE size;
         int length;
         (void)Dict.getVrSize(vr, size);
@@ -262,7 +257,7 @@ void ElemAccess::setVr(DcElem& e, DICT_VR vr) noexcept {
 // ---- counting ---------------------------------------------------------------------------------------------
 
 int DcElem::getValueCount() const {
-    if (orvkit::isRawVr(ElemAccess::vr(*this))) return firstBuf_ != nullptr ? 1 : 0;
+    if (orvkit::isRawVr(ElemAccess::vr(*this))) return ElemAccess::firstBuf(*this) != nullptr ? 1 : 0;
     return static_cast<int>(store_.count);
 }
 
@@ -297,14 +292,15 @@ int DcElem::registerValueExceptionCB(void* context, DcElemValueExceptionCB callb
 // ---- storage ----------------------------------------------------------------------------------------------
 
 int DcElem::deleteAllValues() {
+    deleteBufs(store_);
     orvkit::storeClear(store_);
-    deleteBufs(firstBuf_);
     return RESULT_OK;
 }
 
 int DcElem::addValueFmtBuf(const void* data, unsigned int size, int index, bool binary) {
     const std::span value(static_cast<const unsigned char*>(data), size);
     const bool text = !binary;
+    deleteBufs(store_);
     const auto count = static_cast<int>(store_.count);
     bool stored;
     if (index == ELEM_INDEX_APPEND || (index == 0 && count == 0)) {
@@ -324,13 +320,13 @@ int DcElem::addValueFmtBuf(const void* data, unsigned int size, int index, bool 
 }
 
 int DcElem::getValue(DICT_VR_SIZE& size, int& vrLength, void*** values) const {
-    size = static_cast<DICT_VR_SIZE>(vrSize_);
-    vrLength = static_cast<int>(vrLen_);
+    size = ElemAccess::vrSize(*this);
+    vrLength = static_cast<int>(ElemAccess::vrLen(*this));
     if (values == nullptr) return ELEM_NULL_ARGUMENT;
     *values = nullptr;
     const unsigned int count = store_.count;
-    if (count != 0 && vrSize_ == VR_SIZE_NONE) return RESULT_OK;
-    const bool text = vrSize_ == VR_SIZE_CHAR;
+    if (count != 0 && size == VR_SIZE_NONE) return RESULT_OK;
+    const bool text = size == VR_SIZE_CHAR;
     auto** array = new void*[count + 1]();
     for (unsigned int i = 0; i < count; ++i) {
         const auto value = orvkit::storeValue(store_, i, text);
@@ -357,7 +353,7 @@ int DcElem::addValue(DcBuf* buffer) {
     }
     auto* own = new DcBuf();
     own->move(buffer);
-    appendBuf(firstBuf_, own);
+    appendBuf(store_, own);
     if (own->getXferSyn() != UID_NONE) xferSyn_ = own->getXferSyn();
     return RESULT_OK;
 }
@@ -377,8 +373,8 @@ int DcElem::addValue(const void* data, unsigned int length, DICT_UID xferSyn) {
     ARCH_ENDIAN endian;
     if (Dict.getEndian(xferSyn, endian) != RESULT_OK) return ELEM_XFER_SYNTAX;
     std::memcpy(copy.get(), data, length);
-    if (vr == VR_UN || vr == VR_UT) deleteBufs(firstBuf_);
-    appendBuf(firstBuf_, new DcBuf(copy.release(), length, xferSyn));
+    if (vr == VR_UN || vr == VR_UT) deleteBufs(store_);
+    appendBuf(store_, new DcBuf(copy.release(), length, xferSyn));
     xferSyn_ = xferSyn;
     return RESULT_OK;
 }
@@ -392,7 +388,7 @@ int DcElem::addValue(const char* fileName, int offset, unsigned int length, DICT
                     "Element (%04x,%04x), unable to open file %s in rb mode", groupOf(tag_), elementOf(tag_),
                     fileName);
     }
-    appendBuf(firstBuf_, new DcBuf(fileName, offset, length, xferSyn));
+    appendBuf(store_, new DcBuf(fileName, offset, length, xferSyn));
     xferSyn_ = xferSyn;
     return RESULT_OK;
 }
@@ -416,21 +412,22 @@ int DcElem::addValue(int handle, int offset, unsigned int length, DICT_UID xferS
                             "Unknown error occured while duplicating file handle - %d", error);
         }
     }
-    appendBuf(firstBuf_, new DcBuf(own.release(), offset, length, xferSyn));
+    appendBuf(store_, new DcBuf(own.release(), offset, length, xferSyn));
     xferSyn_ = xferSyn;
     return RESULT_OK;
 }
 
 unsigned long long ElemAccess::rawLength(const DcElem& e) noexcept {
     unsigned long long total = 0;
-    for (DcBuf* b = e.firstBuf_; b != nullptr; b = b->next()) total += b->getLen();
+    for (DcBuf* b = firstBuf(e); b != nullptr; b = b->next()) total += b->getLen();
     return total;
 }
 
 // ---- size -------------------------------------------------------------------------------------------------
 
 unsigned int ElemAccess::delimiterRoom(const DcElem& e) noexcept {
-    const bool inMemory = e.firstBuf_ != nullptr && e.firstBuf_->getType() == BUF_MEMORY;
+    const DcBuf* const first = firstBuf(e);
+    const bool inMemory = first != nullptr && first->getType() == BUF_MEMORY;
     const bool mayHaveOne = e.tag_ == kPixelData && inMemory && e.xferSyn_ != UID_LITTLE_ENDIAN_EXPLICIT;
     return mayHaveOne ? 8 : 0;
 }
@@ -441,7 +438,7 @@ int DcElem::getBufSize(unsigned int& size, unsigned int*) {
     const DICT_VR vr = ElemAccess::vr(*this);
     unsigned long long total = largestHeader;
     if (orvkit::isRawVr(vr)) {
-        for (DcBuf* b = firstBuf_; b != nullptr; b = b->next()) {
+        for (DcBuf* b = ElemAccess::firstBuf(*this); b != nullptr; b = b->next()) {
             if (b->getType() == BUF_MEMORY) total += b->getLen();
         }
         total += ElemAccess::delimiterRoom(*this);

@@ -15,19 +15,26 @@ namespace orvkit {
 struct ElemAccess {
     static const ElemStore& store(const DcElem& e) noexcept { return e.store_; }
     static ElemStore& store(DcElem& e) noexcept { return e.store_; }
-    static DcBuf* firstBuf(const DcElem& e) noexcept { return e.firstBuf_; }
+    static DcBuf* firstBuf(const DcElem& e) noexcept { return e.store_.raw ? e.store_.firstBuf : nullptr; }
     static unsigned int tag(const DcElem& e) noexcept { return e.tag_; }
     // The tag that decides VR and byte order: the pushed one when there is one.
     static unsigned int effectiveTag(const DcElem& e) noexcept {
         return e.pushedTag_ != 0 ? e.pushedTag_ : e.tag_;
     }
     // The VR, with VR_IM resolved through the dictionary.
-    static DICT_VR vr(const DcElem& e) noexcept { return e.vr_ == VR_IM ? resolvedVr(e) : e.vr_; }
-    static unsigned int vrLen(const DcElem& e) noexcept { return e.vrLen_; }
-    static DICT_VR_SIZE vrSize(const DcElem& e) noexcept { return static_cast<DICT_VR_SIZE>(e.vrSize_); }
+    static DICT_VR vr(const DcElem& e) noexcept {
+        return e.vr_ == VR_IM ? resolvedVr(e) : static_cast<DICT_VR>(e.vr_);
+    }
+    // Of the VR as it stands: an ambiguous one has neither.
+    static unsigned int vrLen(const DcElem& e) noexcept {
+        return static_cast<unsigned int>(vrRow(static_cast<DICT_VR>(e.vr_)).facts.length);
+    }
+    static DICT_VR_SIZE vrSize(const DcElem& e) noexcept {
+        return e.vr_ == VR_UNKNOWN ? VR_SIZE_NONE : vrRow(static_cast<DICT_VR>(e.vr_)).facts.size;
+    }
     static int counter(const DcElem& e) noexcept { return e.counter_; }
     static void setCounter(DcElem& e, int c) noexcept { e.counter_ = c; }
-    static void setVr(DcElem& e, DICT_VR vr) noexcept;  // with size class and length
+    static void setVr(DcElem& e, DICT_VR vr) noexcept;
     static void setXferSyn(DcElem& e, DICT_UID x) noexcept { e.xferSyn_ = x; }
     // Whether it is a DcElemSq: anyone can pass the flag, which alone does not make one.
     static bool isSequence(const DcElem& e) noexcept { return e.sequenceFlag_ != 0 && isElemSq(e); }
@@ -44,6 +51,8 @@ struct ElemAccess {
     // addValue(const char*, index) on a text that need not end in a NUL: it ends at its first NUL or at its
     // end. The path that decoding takes.
     static int addText(DcElem& e, std::string_view text, int index);
+    // parseVal for an element that has no values yet, and whose VR is not raw.
+    static int parse(DcElem& e, DICT_VR vr, std::span<const unsigned char> bytes, ByteOrder order);
     // A raw element whose buffers are all files or all handles: frame leaves their bytes to its caller.
     static bool isOnDisk(const DcElem& e) noexcept;
     // Bytes in a unit of the values where the byte order differs between two syntaxes, else 1.

@@ -1,4 +1,5 @@
 // One element to bytes (PS3.5 7.1 and 8).
+#include <algorithm>
 #include <bit>
 
 #include "dataset/elem_access.h"
@@ -85,7 +86,9 @@ class Framer {
     // The NULs between the values become backslashes, the last one the padding (PS3.5 6.2).
     static void settleTexts(const orvkit::ElemStore& store, unsigned char* at, unsigned int length,
                             char padding) {
-        for (unsigned int i = 0; i + 1 < store.count; ++i) at[store.ends[i] - 1] = '\\';
+        if (store.count > 1)
+            std::replace(at, at + store.used - 1, static_cast<unsigned char>(0),
+                         static_cast<unsigned char>('\\'));
         if (length == store.used) at[length - 1] = static_cast<unsigned char>(padding);
     }
 
@@ -190,7 +193,7 @@ int ElemAccess::frameInStream(DcElem& e, unsigned char* buf, unsigned int& lengt
 }
 
 bool ElemAccess::isOnDisk(const DcElem& e) noexcept {
-    const DcBuf* const first = orvkit::isRawVr(vr(e)) ? e.firstBuf_ : nullptr;
+    const DcBuf* const first = orvkit::isRawVr(vr(e)) ? firstBuf(e) : nullptr;
     if (first == nullptr || (first->getType() != BUF_FILE && first->getType() != BUF_HANDLE)) return false;
     for (const DcBuf* b = first; b != nullptr; b = b->next()) {
         if (b->getType() != first->getType()) return false;
@@ -201,7 +204,7 @@ bool ElemAccess::isOnDisk(const DcElem& e) noexcept {
 unsigned long long ElemAccess::frameBound(const DcElem& e) noexcept {
     constexpr unsigned int headerPaddingAndDelimiter = 12 + 1 + 8;
     unsigned long long bound = headerPaddingAndDelimiter + 0ull + e.store_.used;
-    for (DcBuf* b = e.firstBuf_; b != nullptr; b = b->next()) {
+    for (DcBuf* b = firstBuf(e); b != nullptr; b = b->next()) {
         if (b->getType() == BUF_MEMORY) bound += b->getLen();
     }
     return bound;

@@ -311,8 +311,8 @@ int DcElem::getValue(DcElemValueTM& value, int index) {
 int DcElem::getValue(DcBuf& value, int index) {
     const DICT_VR vr = ElemAccess::vr(*this);
     if (!isRawVr(vr)) return refuseType(*this, vr, "raw buffer");
-    if (firstBuf_ == nullptr) return ELEM_EMPTY_VALUE;
-    const DcBuf* b = firstBuf_;
+    const DcBuf* b = ElemAccess::firstBuf(*this);
+    if (b == nullptr) return ELEM_EMPTY_VALUE;
     for (int i = 0; i < counter_ && b != nullptr; ++i) b = b->next();
     if (b == nullptr) return ELEM_NO_MORE_VALUES;
     value = *b;

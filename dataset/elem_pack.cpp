@@ -38,8 +38,8 @@ unsigned long long lzwMost(unsigned int encodedLength) {
 int DcElem::changeXferSyn(DICT_UID xferSyn) {
     constexpr const char* reporter = "DcElem::changeXferSyn";
     const DICT_VR vr = ElemAccess::vr(*this);
-    if (!orvkit::vrRow(vr).onDisk || firstBuf_ == nullptr) return RESULT_OK;
-    DcBuf& source = *firstBuf_;
+    if (!orvkit::vrRow(vr).onDisk || ElemAccess::firstBuf(*this) == nullptr) return RESULT_OK;
+    DcBuf& source = *store_.firstBuf;
     if (source.getType() != BUF_MEMORY || source.getBuf() == nullptr) {
         return fail(ELEM_XFER_SYNTAX, LOG_VALIDATION, reporter, "Only memory buffers can be changed");
     }
@@ -68,17 +68,17 @@ int DcElem::changeXferSyn(DICT_UID xferSyn) {
     if (result != RESULT_OK) return result;
 
     // The first buffer gives way to the new one, which goes behind the others.
-    DcBuf* const old = firstBuf_;
+    DcBuf* const old = store_.firstBuf;
     DcBuf* rest = old->next();
     DcBuf* last = static_cast<DcBuf*>(orvkit::NodeLinks::previous(*old));
     auto* fresh = new DcBuf(out.release(), outLen, xferSyn);
     if (rest == nullptr) {
-        firstBuf_ = fresh;
+        store_.firstBuf = fresh;
     } else {
         orvkit::NodeLinks::next(*last) = fresh;
-        firstBuf_ = rest;
+        store_.firstBuf = rest;
     }
-    orvkit::NodeLinks::previous(*firstBuf_) = fresh;
+    orvkit::NodeLinks::previous(*store_.firstBuf) = fresh;
     orvkit::NodeLinks::next(*fresh) = nullptr;
     delete old;
     xferSyn_ = xferSyn;

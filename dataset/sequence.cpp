@@ -215,7 +215,8 @@ int ElemListAccess::frame(DcElemSq& sq, unsigned char* buf, unsigned int room, u
     }
     if (room < orvkit::kLongHeader) return failTooLarge();
     const orvkit::Mode mode = orvkit::Mode::of(xferSyn);
-    const unsigned int header = mode.explicitVr ? orvkit::kLongHeader : orvkit::kShortHeader;
+    const auto header =
+        static_cast<unsigned int>(mode.explicitVr ? orvkit::kLongHeader : orvkit::kShortHeader);
     unsigned int used = header;
     int result = RESULT_OK;
     for (DcElemSqItem* item = sq.first(); item != nullptr && result == RESULT_OK; item = item->next()) {

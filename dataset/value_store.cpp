@@ -1,5 +1,7 @@
 #include "dataset/value_store.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -8,41 +10,64 @@
 namespace orvkit {
 namespace {
 
-constexpr unsigned int kLocal = sizeof(ElemStore::local);
 constexpr std::size_t kMost = std::numeric_limits<unsigned int>::max();
 
+static_assert(offsetof(ElemStore, more) == sizeof ElemStore::local);
+
+// Stands in front of the bytes on the heap. `ends`: where each of several texts ends, or null.
+struct Block {
+    unsigned int* ends;
+    unsigned int capacity;
+    unsigned int endsCapacity;
+};
+
 bool onHeap(const ElemStore& s) noexcept {
-    return s.capacity > kLocal;
+    return s.used > ElemStore::kLocal;
 }
 
-// Room for `more` bytes behind the used ones.
-bool reserve(ElemStore& s, std::size_t more) noexcept {
-    if (more > kMost - s.used) return false;
+Block* blockOf(const ElemStore& s) noexcept {
+    return onHeap(s) ? reinterpret_cast<Block*>(s.heap) - 1 : nullptr;
+}
+
+unsigned int* endsOf(const ElemStore& s) noexcept {
+    return onHeap(s) ? blockOf(s)->ends : nullptr;
+}
+
+// Makes the store `more` bytes longer; gives where its bytes are, or null.
+unsigned char* grow(ElemStore& s, std::size_t more) noexcept {
+    if (more > kMost - s.used) return nullptr;
     const std::size_t need = s.used + more;
-    if (need <= s.capacity) return true;
-    // The first block is exact, since most values stay alone; after that it doubles.
-    std::size_t size = s.count == 0 ? need : std::max<std::size_t>(need, std::size_t{s.capacity} * 2);
-    if (size > kMost) size = kMost;
-    void* block = std::realloc(onHeap(s) ? s.heap : nullptr, size);
-    if (block == nullptr) return false;
-    auto* bytes = static_cast<unsigned char*>(block);
-    if (!onHeap(s)) std::memcpy(bytes, s.local, s.used);
-    s.heap = bytes;
-    s.capacity = static_cast<unsigned int>(size);
-    return true;
+    if (need > ElemStore::kLocal) {
+        Block* const old = blockOf(s);
+        if (old == nullptr || old->capacity < need) {
+            // The first block is exact, since most values stay alone; after that it doubles.
+            const std::size_t now = old == nullptr ? std::size_t{ElemStore::kLocal} : old->capacity;
+            const std::size_t size = s.count == 0 ? need : std::min(std::max(need, 2 * now), kMost);
+            if (size > SIZE_MAX - sizeof(Block)) return nullptr;
+            auto* const block = static_cast<Block*>(std::realloc(old, sizeof(Block) + size));
+            if (block == nullptr) return nullptr;
+            auto* const bytes = reinterpret_cast<unsigned char*>(block + 1);
+            if (old == nullptr) {
+                std::memcpy(bytes, storeBytes(s).data(), s.used);
+                block->endsCapacity = 0;
+                block->ends = nullptr;
+            }
+            block->capacity = static_cast<unsigned int>(size);
+            s.heap = bytes;
+        }
+    }
+    s.used = static_cast<unsigned int>(need);
+    return storeBytes(s).data();
 }
 
-bool reserveEnds(ElemStore& s, unsigned int values) noexcept {
-    if (values <= s.endsCapacity) return true;
-    const std::size_t size = std::max<std::size_t>(values, std::size_t{s.endsCapacity} * 2);
-    if (size > SIZE_MAX / sizeof *s.ends) return false;
-    void* block = std::realloc(s.ends, size * sizeof *s.ends);
-    if (block == nullptr) return false;
-    const bool first = s.ends == nullptr;
-    s.ends = static_cast<unsigned int*>(block);
-    s.endsCapacity = static_cast<unsigned int>(size);
-    if (first && s.count != 0) s.ends[0] = s.used;
-    return true;
+// The bytes behind the first `size` ones are given up.
+void shrink(ElemStore& s, std::size_t size) noexcept {
+    Block* const block = blockOf(s);
+    s.used = static_cast<unsigned int>(size);
+    if (block == nullptr || onHeap(s)) return;
+    std::memcpy(storeBytes(s).data(), block + 1, size);
+    std::free(block->ends);
+    std::free(block);
 }
 
 struct Range {
@@ -50,47 +75,85 @@ struct Range {
     unsigned int end;
 };
 
+// The text that begins at `begin`, NUL included.
+Range textFrom(const ElemStore& s, unsigned int begin) noexcept {
+    const auto bytes = storeBytes(s).subspan(begin);
+    const void* const nul = bytes.empty() ? nullptr : std::memchr(bytes.data(), 0, bytes.size());
+    if (nul == nullptr) return {begin, s.used};
+    return {begin,
+            begin + static_cast<unsigned int>(static_cast<const unsigned char*>(nul) - bytes.data()) + 1};
+}
+
 Range rangeOf(const ElemStore& s, unsigned int index, bool text) noexcept {
     if (!text) {
         const unsigned int unit = s.used / s.count;
         return {index * unit, (index + 1) * unit};
     }
     if (s.count == 1) return {0, s.used};
-    return {index == 0 ? 0 : s.ends[index - 1], s.ends[index]};
+    if (const unsigned int* const ends = endsOf(s); ends != nullptr) {
+        return {index == 0 ? 0 : ends[index - 1], ends[index]};
+    }
+    Range range = textFrom(s, 0);
+    for (; index > 0; --index) range = textFrom(s, range.end);
+    return range;
+}
+
+// Notes where the last text ends. Without memory for that, texts are searched for.
+void noteEnd(ElemStore& s) noexcept {
+    if (!onHeap(s) || s.count < 2) return;
+    Block& block = *blockOf(s);
+    const bool first = block.ends == nullptr;
+    if (s.count > block.endsCapacity) {
+        const std::size_t capacity = std::max<std::size_t>(s.count, 2 * std::size_t{block.endsCapacity});
+        void* const ends = capacity > SIZE_MAX / sizeof *block.ends
+                               ? nullptr
+                               : std::realloc(block.ends, capacity * sizeof *block.ends);
+        if (ends == nullptr) std::free(block.ends);
+        block.ends = static_cast<unsigned int*>(ends);
+        block.endsCapacity = ends == nullptr ? 0 : static_cast<unsigned int>(capacity);
+        if (ends == nullptr) return;
+    }
+    if (first) {
+        unsigned int begin = 0;
+        for (unsigned int i = 0; i < s.count; ++i) begin = block.ends[i] = textFrom(s, begin).end;
+    }
+    block.ends[s.count - 1] = s.used;
 }
 
 }  // namespace
 
 void storeInit(ElemStore& s) noexcept {
-    s.ends = nullptr;
     s.count = 0;
+    s.text = false;
+    s.raw = false;
     s.used = 0;
-    s.capacity = kLocal;
-    s.endsCapacity = 0;
 }
 
 void storeClear(ElemStore& s) noexcept {
-    if (onHeap(s)) std::free(s.heap);
-    std::free(s.ends);
+    if (Block* const block = blockOf(s); block != nullptr) {
+        std::free(block->ends);
+        std::free(block);
+    }
     storeInit(s);
 }
 
 bool storeAppend(ElemStore& s, std::span<const unsigned char> value, bool text) noexcept {
-    if (!reserve(s, value.size() + (text ? 1 : 0))) return false;
-    if (text && s.count != 0 && !reserveEnds(s, s.count + 1)) return false;
-    unsigned char* at = storeBytes(s).data() + s.used;
-    if (!value.empty()) std::memcpy(at, value.data(), value.size());
-    if (text) at[value.size()] = 0;
-    s.used += static_cast<unsigned int>(value.size()) + (text ? 1 : 0);
-    if (text && s.ends != nullptr) s.ends[s.count] = s.used;
+    const std::size_t at = s.used;
+    unsigned char* const bytes = grow(s, value.size() + (text ? 1 : 0));
+    if (bytes == nullptr) return false;
+    if (!value.empty()) std::memcpy(bytes + at, value.data(), value.size());
+    if (text) bytes[at + value.size()] = 0;
     ++s.count;
+    s.text = text;
+    if (text) noteEnd(s);
     return true;
 }
 
 bool storeAppendRun(ElemStore& s, std::span<const unsigned char> values, unsigned int unit) noexcept {
-    if (!reserve(s, values.size())) return false;
-    if (!values.empty()) std::memcpy(storeBytes(s).data() + s.used, values.data(), values.size());
-    s.used += static_cast<unsigned int>(values.size());
+    const std::size_t at = s.used;
+    unsigned char* const bytes = grow(s, values.size());
+    if (bytes == nullptr) return false;
+    if (!values.empty()) std::memcpy(bytes + at, values.data(), values.size());
     s.count += static_cast<unsigned int>(values.size() / unit);
     return true;
 }
@@ -100,32 +163,31 @@ bool storeReplace(ElemStore& s, unsigned int index, std::span<const unsigned cha
     const Range old = rangeOf(s, index, text);
     const std::size_t size = value.size() + (text ? 1 : 0);
     const std::size_t oldSize = old.end - old.begin;
-    if (size > oldSize && !reserve(s, size - oldSize)) return false;
-    unsigned char* base = storeBytes(s).data();
-    std::memmove(base + old.begin + size, base + old.end, s.used - old.end);
-    if (!value.empty()) std::memcpy(base + old.begin, value.data(), value.size());
-    if (text) base[old.begin + value.size()] = 0;
-    s.used = static_cast<unsigned int>(s.used + size - oldSize);
-    if (text && s.ends != nullptr) {
+    const std::size_t behind = s.used - old.end;
+    unsigned char* const bytes = size > oldSize ? grow(s, size - oldSize) : storeBytes(s).data();
+    if (bytes == nullptr) return false;
+    std::memmove(bytes + old.begin + size, bytes + old.end, behind);
+    if (!value.empty()) std::memcpy(bytes + old.begin, value.data(), value.size());
+    if (text) bytes[old.begin + value.size()] = 0;
+    if (unsigned int* const ends = endsOf(s); ends != nullptr) {
         for (unsigned int i = index; i < s.count; ++i) {
-            s.ends[i] = static_cast<unsigned int>(s.ends[i] + size - oldSize);
+            ends[i] = static_cast<unsigned int>(ends[i] + size - oldSize);
         }
     }
+    if (size < oldSize) shrink(s, old.begin + size + behind);
     return true;
 }
 
 void storeDropFirst(ElemStore& s, bool text) noexcept {
     const unsigned int gone = rangeOf(s, 0, text).end;
-    unsigned char* base = storeBytes(s).data();
-    std::memmove(base, base + gone, s.used - gone);
-    s.used -= gone;
+    const unsigned int left = s.used - gone;
+    unsigned char* const bytes = storeBytes(s).data();
+    std::memmove(bytes, bytes + gone, left);
     --s.count;
-    if (s.ends == nullptr) return;
-    for (unsigned int i = 0; i < s.count; ++i) s.ends[i] = s.ends[i + 1] - gone;
-}
-
-bool storeHoldsText(const ElemStore& s) noexcept {
-    return s.used != 0 && storeBytes(s).back() == 0 && (s.count == 1 || s.ends != nullptr);
+    if (unsigned int* const ends = endsOf(s); ends != nullptr) {
+        for (unsigned int i = 0; i < s.count; ++i) ends[i] = ends[i + 1] - gone;
+    }
+    shrink(s, left);
 }
 
 std::span<const unsigned char> storeValue(const ElemStore& s, unsigned int index, bool text) noexcept {

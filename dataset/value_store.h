@@ -28,14 +28,12 @@ inline std::string_view storeText(const ElemStore& s, unsigned int index) noexce
     const auto v = storeValue(s, index, true);
     return {reinterpret_cast<const char*>(v.data()), v.size()};
 }
-// Whether the values can be read as texts: they end in a NUL, and it is known where each ends.
-bool storeHoldsText(const ElemStore& s) noexcept;
 // All bytes, NULs included.
 inline std::span<unsigned char> storeBytes(ElemStore& s) noexcept {
-    return {s.capacity > sizeof s.local ? s.heap : s.local, s.used};
+    return {s.used > ElemStore::kLocal ? s.heap : reinterpret_cast<unsigned char*>(&s), s.used};
 }
 inline std::span<const unsigned char> storeBytes(const ElemStore& s) noexcept {
-    return {s.capacity > sizeof s.local ? s.heap : s.local, s.used};
+    return {s.used > ElemStore::kLocal ? s.heap : reinterpret_cast<const unsigned char*>(&s), s.used};
 }
 
 }  // namespace orvkit

@@ -32,18 +32,22 @@ typedef int (*DcElemValueExceptionCB)(void* context, unsigned int tag, DICT_VR v
 namespace orvkit {
 struct ElemAccess;
 
-// How an element keeps its values: one run of bytes, small ones inside the element. Binary values stand
-// side by side; texts end in a NUL each, and `ends` holds where each one ends once there is more than one.
+// How an element keeps its values: one run of bytes, at the front of the store itself while they are few.
+// Binary values stand side by side, texts end in a NUL each. Raw buffers stand in the same place: an element
+// has the one or the other.
 struct ElemStore {
+    static constexpr unsigned int kLocal = 14;
+
     union {
-        unsigned char* heap;
-        unsigned char local[16];
+        unsigned char* heap;  // when `used` is more than kLocal
+        DcBuf* firstBuf;      // linked through their nodes
+        unsigned char local[8];
     };
-    unsigned int* ends;
+    unsigned char more[kLocal - 8];  // goes on behind `local`
+    bool text;
+    bool raw;
     unsigned int count;
     unsigned int used;
-    unsigned int capacity;
-    unsigned int endsCapacity;
 };
 }  // namespace orvkit
 
@@ -270,13 +274,10 @@ class ORVKIT_API DcElem : public DcNode {
     unsigned int tag_;
     unsigned int pushedTag_;
     int vm_;
-    unsigned int vrLen_;
-    DICT_VR vr_;
-    unsigned char vrSize_;
-    unsigned char sequenceFlag_;
+    short vr_;  // a DICT_VR
+    bool sequenceFlag_;
     DICT_UID xferSyn_;
     int counter_;
-    DcBuf* firstBuf_;  // raw buffers, linked through their nodes
     void* exceptionContext_;
     DcElemValueExceptionCB exceptionCB_;
     orvkit::ElemStore store_;
