@@ -12,6 +12,7 @@
 #include "orvkit/tags.h"
 #include "platform/new_file.h"
 #include "services/file_id.h"
+#include "services/folder.h"
 #include "services/icon.h"
 #include "services/paths.h"
 #include "services/record_fill.h"
@@ -98,7 +99,7 @@ void FileSet::note(DcDirRec& record) {
     const std::string fileId = fileIdOf(record);
     if (fileId.empty()) return;
     files_.insert(fileId);
-    instances_.insert(textOf(record, T_0004_1511_referencedFileInstanceUid));
+    instances_.emplace(textOf(record, T_0004_1511_referencedFileInstanceUid), fileId);
 }
 
 void FileSet::forget(const DcDirRec& record) {
@@ -113,6 +114,11 @@ void FileSet::forget(const DcDirRec& record) {
 
 bool FileSet::references(const std::string& fileId) const {
     return files_.contains(normalFileId(fileId));
+}
+
+std::string FileSet::fileOf(const std::string& instance) const {
+    const auto known = instances_.find(instance);
+    return known != instances_.end() ? known->second : std::string();
 }
 
 FileSet::Numbers& FileSet::numbersOf(const DcDirRec& record) {
@@ -267,7 +273,7 @@ FileSet::Added FileSet::settle(const Placed& placed, SourceFile& source, const s
     keep(placed);
     // The record has what the meta information says.
     const std::string instance = source.sopInstance();
-    if (instances_.insert(instance).second) {
+    if (instances_.emplace(instance, fileId).second) {
         faults.push_back("the data set is of SOP instance " + instance + ", the meta information says " +
                          textOf(*placed.leaf, T_0004_1511_referencedFileInstanceUid));
     }
@@ -342,31 +348,24 @@ bool copyWhole(const std::string& from, const std::string& to, std::error_code& 
 
 }  // namespace
 
-bool FileSet::transferTo(const std::string& from, const std::string& name, Transfer transfer,
-                         Faults& faults) {
+std::string FileSet::freeFileId(const Placed& placed, Faults& faults) {
+    const std::string fileId = newFileId(*placed.leaf);
+    if (fileId.empty()) faults.push_back("there is no free File ID left for it");
+    return fileId;
+}
+
+bool FileSet::copyTo(const std::string& from, const std::string& fileId, Faults& faults) {
     std::error_code error;
-    const fs::path path = pathOf(from);
+    const std::string name = pathOfFileId(root_, fileId);
     const fs::path to = pathOf(name);
     fs::create_directories(to.parent_path(), error);
-    if (!error && transfer == Transfer::move) {
-        fs::rename(path, to, error);
-        if (!error) return true;
-        if (error == std::errc::cross_device_link) error.clear();
-    }
-    if (!error && copyWhole(from, name, error)) {
-        if (transfer == Transfer::move) fs::remove(path, error);
-        return true;
-    }
+    if (!error && copyWhole(from, name, error)) return true;
     faults.push_back("it cannot be copied to " + name + ": " + error.message());
-    // The folders made for it, if nothing else is in them.
-    for (fs::path folder = to.parent_path(); folder != pathOf(root_); folder = folder.parent_path()) {
-        if (!fs::remove(folder, error)) break;
-    }
+    removeEmptyFolders(root_, fileId);
     return false;
 }
 
-FileSet::Added FileSet::adopt(const std::string& path, Transfer transfer, Faults& faults,
-                              std::string* fileId) {
+FileSet::Added FileSet::adopt(const std::string& path, Faults& faults) {
     SourceFile source;
     const SourceFile::Kind kind = readSource(path, source);
     if (kind == SourceFile::Kind::notDicom || source.meta.sopClassUid == UID_MEDIA_STORAGE_DIR_STORAGE) {
@@ -376,18 +375,16 @@ FileSet::Added FileSet::adopt(const std::string& path, Transfer transfer, Faults
     if (kind == SourceFile::Kind::damaged) return Added::leftOut;
     const Placed placed = place(source, faults);
     if (placed.leaf == nullptr) return Added::leftOut;
-    const std::string id = newFileId(*placed.leaf);
-    if (id.empty()) faults.push_back("there is no free File ID left for it");
-    if (id.empty() || !transferTo(path, pathOfFileId(root_, id), transfer, faults)) {
+    const std::string id = freeFileId(placed, faults);
+    if (id.empty() || !copyTo(path, id, faults)) {
         undo(placed);
         return Added::leftOut;
     }
     adopted_ = true;
-    if (fileId != nullptr) *fileId = id;
     const Added added = settle(placed, source, id, faults);
-    if (added == Added::leftOut && transfer == Transfer::copy) {
-        std::error_code ignored;
-        fs::remove(pathOf(pathOfFileId(root_, id)), ignored);
+    if (added == Added::leftOut) {
+        (void)orvkit::platform::remove(pathOfFileId(root_, id).c_str());
+        removeEmptyFolders(root_, id);
     }
     return added;
 }

@@ -4,8 +4,8 @@
 //     DcDirDicomDir directory;
 //     directory.read(root);
 //     FileSet set(directory);
-//     set.adopt(received, FileSet::Transfer::move, faults);  // any number of files
-//     set.write();                                           // then the DICOMDIR, once for all of them
+//     set.adopt(path, faults);  // any number of files
+//     set.write();              // then the DICOMDIR, once for all of them
 #ifndef ORVKIT_SERVICES_FILE_SET_H
 #define ORVKIT_SERVICES_FILE_SET_H
 
@@ -33,7 +33,6 @@ class FileSet {
         leftOut,   // the same, but the file is not in the set
         notDicom,  // not a Part 10 file, or a DICOMDIR: nothing of a file set
     };
-    enum class Transfer { copy, move };
     using Faults = std::vector<std::string>;
 
     // Adds to `directory`, which outlives it, has its root path set, and is changed by nobody else meanwhile.
@@ -41,14 +40,16 @@ class FileSet {
 
     // A file that lies below the root already.
     Added add(const std::string& fileId, Faults& faults);
-    // A file from elsewhere, copied or moved to a free File ID by patient, study and series:
-    // PT000001\ST000001\SE000001\IM000001. `fileId`, when given, receives it.
-    Added adopt(const std::string& path, Transfer transfer, Faults& faults, std::string* fileId = nullptr);
+    // A file from elsewhere, copied to a free File ID by patient, study and series:
+    // PT000001\ST000001\SE000001\IM000001.
+    Added adopt(const std::string& path, Faults& faults);
     // Drops the record of a file, and records above that have no others below them; of an MRDR all records
     // linked to it. The file stays. false when no record references it.
     bool remove(const std::string& fileId);
 
     bool references(const std::string& fileId) const;
+    // The File ID of an instance, "" when it is not in the set.
+    std::string fileOf(const std::string& instance) const;
     bool changed() const { return changed_; }
     // Writes the DICOMDIR; what was adopted is on the disk before. A result code.
     int write();
@@ -60,7 +61,11 @@ class FileSet {
     };
     // The records for a file, the last of them without its File ID.
     Placed place(SourceFile& source, Faults& faults);
-    // The file is in its place and the leaf references it.
+    // A free File ID for it, as adopt gives them; "" when there is none, which is told.
+    std::string freeFileId(const Placed& placed, Faults& faults);
+    // The file is in its place: the leaf references it, or its records go and what comes back is leftOut.
+    Added settle(const Placed& placed, SourceFile& source, const std::string& fileId, Faults& faults);
+    // The same where the leaf references it already.
     void keep(const Placed& placed);
     // It is not: the records made for it go.
     void undo(const Placed& placed);
@@ -69,8 +74,7 @@ class FileSet {
     struct Placing;
     DcDirRec* parentFor(DIR_REC type, DcDirRec& above, Placing& placing);
     DcDirRec* newRecord(DIR_REC type, DcDirRec& above, Placing& placing);
-    Added settle(const Placed& placed, SourceFile& source, const std::string& fileId, Faults& faults);
-    bool transferTo(const std::string& path, const std::string& to, Transfer transfer, Faults& faults);
+    bool copyTo(const std::string& path, const std::string& fileId, Faults& faults);
     void note(DcDirRec& record);
     void forget(const DcDirRec& record);
     void drop(DcDirRec* record);
@@ -91,9 +95,9 @@ class FileSet {
     bool changed_ = false;
     bool adopted_ = false;
     std::string root_;
-    std::unordered_map<std::string, DcDirRec*> parents_;  // by what is above them and their identity
-    std::unordered_set<std::string> files_;               // File IDs
-    std::unordered_set<std::string> instances_;           // SOP Instance UIDs
+    std::unordered_map<std::string, DcDirRec*> parents_;      // by what is above them and their identity
+    std::unordered_set<std::string> files_;                   // File IDs
+    std::unordered_map<std::string, std::string> instances_;  // File IDs by SOP Instance UIDs
     std::unordered_map<const DcDirRec*, Numbers> numbers_;
 };
 

@@ -57,7 +57,7 @@ class Builder {
             progress.step();
             const std::string path = pathOfFileId(options_.copyFrom, name);
             FileSet::Faults faults;
-            const FileSet::Added added = set_.adopt(path, FileSet::Transfer::copy, faults);
+            const FileSet::Added added = set_.adopt(path, faults);
             tell(path, added, faults, progress);
         }
         return true;

@@ -58,6 +58,14 @@ FolderContent walkFolder(const std::string& directory) {
     return content;
 }
 
+void removeEmptyFolders(const std::string& root, std::string fileId) {
+    std::error_code error;
+    for (auto end = fileId.rfind('\\'); end != std::string::npos; end = fileId.rfind('\\')) {
+        fileId.resize(end);
+        if (!fs::remove(pathOf(pathOfFileId(root, fileId)), error)) break;
+    }
+}
+
 bool readDicomdir(DcDirDicomDir& set, const std::string& directory, bool written) {
     const std::string path = pathOfFileId(directory, "DICOMDIR");
     std::error_code error;

@@ -23,6 +23,9 @@ struct FolderContent {
 };
 FolderContent walkFolder(const std::string& root);
 
+// Removes the folders of a File ID, from below, as far as nothing is in them.
+void removeEmptyFolders(const std::string& root, std::string fileId);
+
 }  // namespace services
 
 #endif

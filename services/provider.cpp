@@ -18,7 +18,6 @@ constexpr int kTick = 200;            // milliseconds between looks at whether t
 constexpr unsigned int kPace = 1024;  // bytes a second that a peer must bring at least
 constexpr unsigned int kMostInMemory = 2 << 20;  // of an association request; data sets go to their files
 
-constexpr unsigned short kProcessingFailure = 0x0110;     // PS3.7 C.5.10
 constexpr unsigned short kSopClassNotSupported = 0x0122;  // PS3.7 C.5.9
 constexpr unsigned short kNoDataSet = 0x0101;             // Command Data Set Type (PS3.7 9.3.1.1)
 
@@ -219,7 +218,7 @@ unsigned short StoreScp::keep(StoreFile& file, const std::string& instance, std:
         return STORE_CANNOT_UNDERSTAND;
     }
     if (server_.place) {
-        if (file.finish()) return server_.place(file, told) ? STORE_SUCCESS : kProcessingFailure;
+        if (file.finish()) return server_.place(file, told);
     } else {
         told = instance + ".dcm";
         if (file.commit(server_.directory + "/" + told)) return STORE_SUCCESS;

@@ -26,9 +26,9 @@ struct StoreServer {
     std::vector<DcMsmSopXferSyn> support;
     DcTsmTimeoutInfo timeouts;
     unsigned int maxPdu = 0;
-    // Gives an object that is whole its place instead of DIRECTORY/INSTANCE.dcm; what is to be told of it in
-    // the text. False: it has none.
-    std::function<bool(StoreFile&, std::string& told)> place;
+    // Gives an object that is whole its place instead of DIRECTORY/INSTANCE.dcm; the status for its sender,
+    // and what is to be told of it in the text.
+    std::function<unsigned short(StoreFile&, std::string& told)> place;
     // Called when an association that stored something has ended.
     std::function<void()> settle;
     std::function<void(const std::string&)> tell;  // a log line

@@ -1,5 +1,8 @@
 #include "services/received_set.h"
 
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 
 #include "orvkit/log.h"
@@ -10,42 +13,220 @@
 #include "services/report.h"
 
 namespace services {
+namespace {
 
-bool ReceivedSet::open(const std::string& directory) {
+namespace fs = std::filesystem;
+namespace platform = orvkit::platform;
+
+constexpr auto kBetweenTries = std::chrono::seconds(10);
+
+bool isThere(const std::string& path) {
+    std::error_code error;
+    return fs::symlink_status(pathOf(path), error).type() != fs::file_type::not_found;
+}
+
+// The rest of a file behind its meta information.
+struct Dataset {
+    explicit Dataset(const std::string& path) : file(platform::openRead(path.c_str())) {
+        DcDirMetaInfo meta;
+        platform::FileInfo info;
+        if (!file || dirReadFileMetaInfo(path.c_str(), meta, begin) != RESULT_OK ||
+            !platform::examine(file.get(), info)) {
+            file.reset();
+        }
+        xferSyn = meta.transferSyntax;
+        length = info.size - begin;
+    }
+    platform::FileHandle file;
+    unsigned int begin = 0;
+    std::int64_t length = 0;
+    DICT_UID xferSyn = UID_NONE;
+};
+
+bool isSame(const Dataset& one, const Dataset& other) {
+    if (!one.file || !other.file || one.xferSyn != other.xferSyn || one.length != other.length) return false;
+    constexpr std::size_t piece = 1 << 16;
+    std::vector<char> a(piece), b(piece);
+    for (std::int64_t at = 0; at < one.length; at += piece) {
+        const std::int64_t n = platform::readAt(one.file.get(), a.data(), piece, one.begin + at);
+        if (n <= 0 || platform::readAt(other.file.get(), b.data(), piece, other.begin + at) != n ||
+            !std::equal(a.begin(), a.begin() + n, b.begin())) {
+            return false;
+        }
+    }
+    return true;
+}
+
+std::string joined(const FileSet::Faults& faults) {
+    std::string all;
+    for (const std::string& fault : faults) all += (all.empty() ? "" : "; ") + fault;
+    return all;
+}
+
+}  // namespace
+
+std::string ReceivedSet::pathOfFile(const std::string& fileId) const {
+    return pathOfFileId(root_, fileId);
+}
+
+// ---- the set as it is found -------------------------------------------------------------------------------
+
+bool ReceivedSet::open(const std::string& directory, bool sync, const Tell& tell) {
     if (directory.size() > DIR_ROOT_PATH_LIMIT) {
         complain("%s: the path of a file set has at most %d bytes", directory.c_str(), DIR_ROOT_PATH_LIMIT);
         return false;
     }
+    root_ = directory;
+    sync_ = sync;
+    lock_ = platform::lockFolder(directory.c_str(), platform::FolderUse::alone);
+    if (!lock_ && errno == EWOULDBLOCK) {
+        complain("%s: another program is at work in this file set", directory.c_str());
+        return false;
+    }
     std::error_code error;
-    if (!std::filesystem::exists(pathOf(pathOfFileId(directory, "DICOMDIR")), error)) {
+    if (!fs::exists(pathOf(pathOfFile("DICOMDIR")), error)) {
         (void)directory_.read(directory.c_str());  // finds nothing, and keeps the path
     } else if (!readDicomdir(directory_, directory, true)) {
         return false;
     }
     set_ = std::make_unique<FileSet>(directory_);
+    journal_ = ReceivedJournal(directory);
+    takeUp(tell);
     return true;
 }
 
-bool ReceivedSet::place(StoreFile& file, std::string& told) {
-    FileSet::Faults faults;
-    std::string fileId;
-    FileSet::Added added;
-    {
-        const std::lock_guard lock(mutex_);
-        added = set_->adopt(file.temporaryPath(), FileSet::Transfer::move, faults, &fileId);
+void ReceivedSet::takeUp(const Tell& tell) {
+    int count = 0;
+    std::vector<std::string> leftOut;
+    for (const std::string& fileId : journal_.read()) {
+        if (set_->references(fileId) || leadsOutOfRoot(root_, fileId) || !isThere(pathOfFile(fileId)))
+            continue;
+        FileSet::Faults faults;
+        const FileSet::Added added = set_->add(fileId, faults);
+        const bool taken = added == FileSet::Added::whole || added == FileSet::Added::told;
+        if (taken) ++count;
+        if (!taken) leftOut.push_back(fileId);
+        if (!faults.empty()) tell(fileId + ": " + joined(faults));
     }
-    const bool kept = added == FileSet::Added::whole || added == FileSet::Added::told;
-    if (kept) file.release();
-    told = kept ? fileId : "no place in the file set";
-    for (const std::string& fault : faults) told += "; " + fault;
-    return kept;
+    if (count > 0) {
+        tell(std::to_string(count) +
+             " objects that a server stored before it was killed are in the file set now");
+    }
+    std::string fault;
+    if (!write(fault)) tell("the DICOMDIR is not written: " + fault);
+    for (const std::string& fileId : leftOut) (void)journal_.note(fileId);  // for another day
 }
+
+// ---- what comes -------------------------------------------------------------------------------------------
+
+// The File ID of an instance that the set has; a record whose file is gone makes room.
+std::string ReceivedSet::listed(const std::string& instance) {
+    std::string fileId = set_->fileOf(instance);
+    if (fileId.empty() || isThere(pathOfFile(fileId))) return fileId;
+    (void)set_->remove(fileId);
+    return {};
+}
+
+bool ReceivedSet::moveIn(StoreFile& file, Entry& entry) {
+    const std::string path = pathOfFile(entry.fileId);
+    for (auto end = entry.fileId.find('\\'); end != std::string::npos;
+         end = entry.fileId.find('\\', end + 1)) {
+        std::string folder = entry.fileId.substr(0, end);
+        if (!durable_.contains(folder)) entry.folders.push_back(std::move(folder));
+    }
+    entry.journal = journal_.note(entry.fileId);
+    if (entry.journal == nullptr) return false;
+    std::error_code error;
+    fs::create_directories(pathOf(path).parent_path(), error);
+    errno = error.value();
+    return !error && file.moveTo(path);
+}
+
+bool ReceivedSet::enter(StoreFile& file, SourceFile& source, Entry& entry, FileSet::Faults& faults) {
+    const FileSet::Placed placed = set_->place(source, faults);
+    if (placed.leaf == nullptr) return false;
+    entry.fileId = set_->freeFileId(placed, faults);
+    const bool moved = !entry.fileId.empty() && moveIn(file, entry);
+    if (moved && set_->settle(placed, source, entry.fileId, faults) != FileSet::Added::leftOut) return true;
+    if (moved) {
+        (void)platform::remove(pathOfFile(entry.fileId).c_str());
+    } else {
+        if (!entry.fileId.empty()) faults.push_back(pathOfFile(entry.fileId) + ": " + std::strerror(errno));
+        set_->undo(placed);
+    }
+    removeEmptyFolders(root_, entry.fileId);
+    return false;
+}
+
+bool ReceivedSet::syncEntries(const Entry& entry) {
+    if (!sync_) return true;
+    for (const std::string& folder : entry.folders) {
+        if (!platform::syncEntry(pathOfFile(folder).c_str())) return false;
+    }
+    if (!ReceivedJournal::sync(*entry.journal) || !platform::syncEntry(pathOfFile(entry.fileId).c_str())) {
+        return false;
+    }
+    const std::lock_guard lock(mutex_);
+    durable_.insert(entry.folders.begin(), entry.folders.end());
+    return true;
+}
+
+// What cannot be brought to the disk is not confirmed, and does not stay.
+void ReceivedSet::withdraw(const Entry& entry) {
+    const std::lock_guard lock(mutex_);
+    (void)set_->remove(entry.fileId);
+    (void)platform::remove(pathOfFile(entry.fileId).c_str());
+    removeEmptyFolders(root_, entry.fileId);
+}
+
+unsigned short ReceivedSet::again(const StoreFile& file, const std::string& fileId, std::string& told) const {
+    if (isSame(Dataset(file.temporaryPath()), Dataset(pathOfFile(fileId)))) {
+        told = fileId + "; the same object was there before";
+        return STORE_SUCCESS;
+    }
+    told = "another object of this SOP instance is in the file set, as " + fileId;
+    return STORE_PROCESSING_FAILURE;
+}
+
+unsigned short ReceivedSet::place(StoreFile& file, std::string& told) {
+    SourceFile source;
+    const SourceFile::Kind kind = readSource(file.temporaryPath(), source);
+    FileSet::Faults faults;
+    if (!source.fault.empty()) faults.push_back(source.fault);
+    Entry entry;
+    std::string there;
+    bool entered = false;
+    if (kind == SourceFile::Kind::dicom) {
+        const std::lock_guard lock(mutex_);
+        there = listed(source.sopInstance());
+        if (there.empty()) entered = enter(file, source, entry, faults);
+    }
+    if (!there.empty()) return again(file, there, told);
+    if (entered && !syncEntries(entry)) {
+        faults.push_back(pathOfFile(entry.fileId) + ": " + std::strerror(errno));
+        withdraw(entry);
+        entered = false;
+    }
+    if (entered) faults.insert(faults.begin(), entry.fileId);
+    told = joined(faults);
+    if (!entered) told = "no place in the file set; " + told;
+    return entered ? STORE_SUCCESS : STORE_PROCESSING_FAILURE;
+}
+
+// ---- the DICOMDIR -----------------------------------------------------------------------------------------
 
 bool ReceivedSet::write(std::string& fault) {
     const std::lock_guard lock(mutex_);
-    if (!set_->changed() || set_->write() == RESULT_OK) return true;
-    fault = MsgBuf;
-    return false;
+    failed_ = set_->changed() && set_->write() != RESULT_OK;
+    failedAt_ = std::chrono::steady_clock::now();
+    if (failed_) fault = MsgBuf;
+    if (!failed_) journal_.clear();
+    return !failed_;
+}
+
+bool ReceivedSet::isOverdue() {
+    const std::lock_guard lock(mutex_);
+    return failed_ && std::chrono::steady_clock::now() - failedAt_ >= kBetweenTries;
 }
 
 }  // namespace services

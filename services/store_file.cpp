@@ -177,14 +177,15 @@ bool StoreFile::finish() {
     return !failed();
 }
 
+bool StoreFile::moveTo(const std::string& path) {
+    if (!platform::rename(temporary_.c_str(), path.c_str())) return false;
+    temporary_.clear();
+    return true;
+}
+
 bool StoreFile::commit(const std::string& path) {
     if (!finish()) return false;
-    if (!platform::rename(temporary_.c_str(), path.c_str())) {
-        fail(path);
-        return false;
-    }
-    temporary_.clear();
-    if (sync_ && !platform::syncEntry(path.c_str())) fail(path);
+    if (!moveTo(path) || (sync_ && !platform::syncEntry(path.c_str()))) fail(path);
     return !failed();
 }
 

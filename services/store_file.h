@@ -17,6 +17,7 @@ namespace services {
 
 // The outcomes of a store (PS3.4 B.2.3).
 inline constexpr unsigned short STORE_SUCCESS = 0x0000;
+inline constexpr unsigned short STORE_PROCESSING_FAILURE = 0x0110;  // PS3.7 C.5.10
 inline constexpr unsigned short STORE_OUT_OF_RESOURCES = 0xA700;
 inline constexpr unsigned short STORE_OTHER_CLASS = 0xA900;
 inline constexpr unsigned short STORE_CANNOT_UNDERSTAND = 0xC000;
@@ -52,12 +53,12 @@ class StoreFile {
 
     // Brings the bytes to the disk; false: failed. Called by commit.
     bool finish();
+    // Gives a finished file its name, which is not brought to the disk; false: errno tells why.
+    bool moveTo(const std::string& path);
     // Gives the file its name, replacing one that exists.
     bool commit(const std::string& path);
     // Removes what there is of the file.
     void drop();
-    // The file has gone to another place by another hand.
-    void release() { temporary_.clear(); }
 
   private:
     bool begin(DICT_UID xferSyn);

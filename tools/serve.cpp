@@ -160,13 +160,17 @@ bool prepare(const ServeOptions& options, StoreServer& server) {
     return true;
 }
 
+bool writeDicomdir(ReceivedSet& set) {
+    std::string fault;
+    const bool written = set.write(fault);
+    if (!written) tellLine("the DICOMDIR is not written: " + fault);
+    return written;
+}
+
 bool prepareFileSet(ReceivedSet& set, StoreServer& server) {
-    if (!set.open(server.directory)) return false;
+    if (!set.open(server.directory, server.sync, tellLine)) return false;
     server.place = [&set](StoreFile& file, std::string& told) { return set.place(file, told); };
-    server.settle = [&set] {
-        std::string fault;
-        if (!set.write(fault)) tellLine("the DICOMDIR is not written: " + fault);
-    };
+    server.settle = [&set] { (void)writeDicomdir(set); };
     return true;
 }
 
@@ -202,12 +206,15 @@ int serve(const ServeOptions& options) {
                 workers.start(std::move(visitor));
             }
             doorman.refuseLate();
+            if (options.fileSet && set.isOverdue()) server.settle();
         }
         tellLine("stopping");
     }
     tellLine("stopped: " + std::to_string(server.associations) + " associations, " +
              std::to_string(server.stored) + " objects stored, " + std::to_string(server.failed) + " failed");
-    return EXIT_OK;
+    if (!options.fileSet || writeDicomdir(set)) return EXIT_OK;
+    tellLine("the next server of this file set will list what it lacks");
+    return EXIT_FAILED;
 }
 
 }  // namespace

@@ -111,11 +111,20 @@ Bytes storeCommand(const std::string& instance) {
                 element(0x00001000, uidValue(instance))});
     return joined({element(0x00000000, {static_cast<unsigned char>(rest.size()), 0, 0, 0}), rest});
 }
-Bytes ctDataset(const std::string& instance, std::size_t pixels) {
-    return joined({element(0x00080016, uidValue("1.2.840.10008.5.1.4.1.1.2")),
-                   element(0x00080018, uidValue(instance)), element(0x00100020, bytesOf("P1")),
-                   element(0x0020000D, uidValue("1.2.3.4")), element(0x0020000E, uidValue("1.2.3.4.5")),
-                   element(0x7FE00010, Bytes(pixels, 7))});
+// With `records`, what a DICOMDIR asks for is in it.
+Bytes ctDataset(const std::string& instance, std::size_t pixels, bool records = false) {
+    return joined(
+        {element(0x00080016, uidValue("1.2.840.10008.5.1.4.1.1.2")), element(0x00080018, uidValue(instance)),
+         !records ? Bytes{}
+                  : joined({element(0x00080020, bytesOf("20200101")), element(0x00080030, bytesOf("120000")),
+                            element(0x00080050, bytesOf("A1")), element(0x00080060, bytesOf("CT")),
+                            element(0x00081030, bytesOf("D1")), element(0x00100010, bytesOf("N1"))}),
+         element(0x00100020, bytesOf("P1")), element(0x0020000D, uidValue("1.2.3.4")),
+         element(0x0020000E, uidValue("1.2.3.4.5")),
+         !records ? Bytes{}
+                  : joined({element(0x00200010, bytesOf("S1")), element(0x00200011, bytesOf("1 ")),
+                            element(0x00200013, bytesOf("1 "))}),
+         element(0x7FE00010, Bytes(pixels, 7))});
 }
 // The status in a response; 0xFFFF when it is none.
 unsigned int statusIn(const Bytes& response) {
@@ -497,15 +506,54 @@ TEST_F(ServeTest, ALargeImageGoesFromDiskToDiskInLittleMemory) {
 }
 
 TEST_F(ServeTest, ObjectsBecomePartOfAFileSet) {
-    ASSERT_EQ(sh("orvkit phantom s --size 16 --images 2 >/dev/null").status, 0);
+    ASSERT_EQ(
+        sh("orvkit phantom s --size 16 --images 2 >/dev/null; cp -r s t\n"
+           "for f in t/*/*; do printf X | dd of=$f bs=1 seek=$(($(stat -c %s $f) - 1)) conv=notrunc; done")
+            .status,
+        0);
     serve({"--file-set"});
-    const Outcome sent = sh("orvkit send " + peer() + " s -j 3; orvkit send " + peer() + " s 2>again");
-    EXPECT_TRUE(holds(sent.out, "4 sent"));
-    EXPECT_TRUE(holds(contentOf(dir / "again"), "the peer answered 0x0110 (processing failure)"));
+    EXPECT_TRUE(holds(sh("orvkit send " + peer() + " s -j 3").out, "4 sent"));
+    EXPECT_TRUE(holds(sh("orvkit serve --port 0 --file-set in").err, "another program is at work"));
+    const Outcome again = sh("orvkit send " + peer() + " s -j 3; orvkit send " + peer() + " t 2>other");
+    EXPECT_TRUE(holds(again.out, "4 sent"));
+    EXPECT_TRUE(holds(log(), "the same object was there before"));
+    EXPECT_TRUE(holds(contentOf(dir / "other"), "the peer answered 0x0110 (processing failure)"));
     EXPECT_TRUE(holds(log(), "stored PT000001\\ST000001\\SE000001\\IM000001 ("));
-    EXPECT_TRUE(holds(log(), " is in the file set already"));
+    EXPECT_TRUE(holds(log(), "another object of this SOP instance is in the file set, as PT000001\\"));
     EXPECT_EQ(stop(), 0);
-    EXPECT_EQ(sh("orvkit dicomdir check in").status, 0) << sh("orvkit dicomdir check in").out;
+    EXPECT_TRUE(holds(sh("orvkit dicomdir check in").out, "files 4, no findings"));
+    EXPECT_EQ(sh("find in -type f | wc -l").out, "5\n");
+}
+
+// The association is still open, so that no DICOMDIR has been written.
+TEST_F(ServeTest, WhatAFileSetHasConfirmedIsFoundAfterAKill) {
+    serve({"--file-set"});
+    const auto store = [&](RawPeer& sender, const std::string& instance) {
+        EXPECT_TRUE(sender.say(joined({pdu(PDU_TYPE_DATA_TF, pdv(1, 3, storeCommand(instance))),
+                                       pdu(PDU_TYPE_DATA_TF, pdv(1, 2, ctDataset(instance, 10, true)))})));
+        return statusIn(sender.hear());
+    };
+    RawPeer sender(port);
+    ASSERT_TRUE(sender.associate());
+    for (const char* instance : {"1.2.1", "1.2.2"}) EXPECT_EQ(store(sender, instance), 0u) << log();
+    EXPECT_NE(stop(SIGKILL), 0);
+    EXPECT_FALSE(fs::exists(dir / "in/DICOMDIR"));
+    serve({"--file-set"});
+    EXPECT_TRUE(logs("2 objects that a server stored before it was killed are in the file set now"));
+    EXPECT_TRUE(holds(sh("orvkit dicomdir check in").out, "files 2, no findings"));
+    RawPeer next(port);
+    ASSERT_TRUE(next.associate());
+    EXPECT_EQ(store(next, "1.2.1"), 0u);
+    // A DICOMDIR that cannot be written is told, and what it lacks is kept for another day.
+    EXPECT_EQ(store(next, "1.2.3"), 0u);
+    ASSERT_EQ(sh("mv in/DICOMDIR old && mkdir -p in/DICOMDIR/x").status, 0);
+    EXPECT_EQ(stop(), 1);
+    EXPECT_TRUE(holds(log(), "the DICOMDIR is not written"));
+    ASSERT_EQ(sh("rm -r in/DICOMDIR && mv old in/DICOMDIR").status, 0);
+    serve({"--file-set"});
+    EXPECT_EQ(stop(), 0);
+    EXPECT_TRUE(holds(sh("orvkit dicomdir check in").out, "files 3, no findings"));
+    EXPECT_EQ(sh("find in -type f | wc -l").out, "4\n");
 }
 
 }  // namespace
