@@ -7,6 +7,7 @@
 #include <string>
 
 #include "encoding/walk.h"
+#include "services/reread.h"
 
 namespace services {
 
@@ -35,12 +36,18 @@ class StoreCheck {
     void faulty();
     void valueComplete();
     void stop(Verdict verdict, std::string fault);
-    void giveUp() { done_ = true; }
+    void giveUp();
+    void endOfElements();
+    bool betweenElements() const;
 
     std::string sopClass_;
     std::string instance_;
     orvkit::PushWalk walk_;
-    bool done_ = false;
+    Reread reread_;
+    bool unseen_;  // packed
+    bool done_;
+    bool lost_ = false;   // the structure could not be followed
+    bool begun_ = false;  // an element has come
     Verdict verdict_ = Verdict::good;
     std::string fault_;
     bool kept_ = false;  // the value that is passing, in text_

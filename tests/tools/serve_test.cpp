@@ -297,6 +297,14 @@ TEST_F(ServeTest, WhatIsNoStorableObjectIsAnsweredAndLeavesNoFile) {
         const Bytes object(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length));
         EXPECT_EQ(store("1.2.3", object, 1 + length % 7), ends.contains(length) ? 0u : 0xC000u) << length;
     }
+    // What this program could not read again: no header at all, a header that belongs to the file, an item
+    // that belongs to nothing, pixels that are no fragments.
+    for (const Bytes& object :
+         {Bytes(4096, 0xFF), joined({element(0x00020010, uidValue(kExplicitUid)), whole}), Bytes(16, 0),
+          joined({element(0xFFFEE000, {}), header(0x00081140, {0xFF, 0xFF, 0xFF, 0x7F})}),
+          joined({whole, element(0x7FE10010, {}), header(0x7FE00010, undefined), element(0x00100010, {})})}) {
+        EXPECT_EQ(store("1.2.3", object), 0xC000u) << object.size();
+    }
     append(whole, Bytes(13, 0));
     EXPECT_EQ(store("1.2.3", whole), 0u) << "padding";
     EXPECT_EQ(names("in"), std::vector<std::string>{"1.2.3.dcm"});
