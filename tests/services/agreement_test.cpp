@@ -237,8 +237,10 @@ TEST(Agreement, CheckScannersAndDecoderSeeEveryElementInTheSamePlace) {
         SCOPED_TRACE("stream " + std::to_string(seed) + ", syntax " + std::to_string(maker.syntax()) + ": " +
                      hex(bytes));
         // The check refuses what would run into the header of a file.
-        const auto order = orvkit::syntaxRow(maker.syntax()).order;
-        if (bytes.size() >= 8 && orvkit::loadTag(bytes.data(), order) >> 16 == 2) continue;
+        const auto beginsMeta = [&](orvkit::ByteOrder order) {
+            return bytes.size() >= 8 && orvkit::loadTag(bytes.data(), order) >> 16 == 2;
+        };
+        if (beginsMeta(orvkit::ByteOrder::little) || beginsMeta(orvkit::ByteOrder::big)) continue;
         std::set<unsigned int> tags;
         bool lengthsDefined = true;
         std::uint64_t begin = 0;
