@@ -63,7 +63,8 @@ void Association::setPatience(int seconds, unsigned int bytesPerSecond) {
 }
 
 void Association::release() {
-    if (isOpen() && msm_->releaseAssociation() == RESULT_OK) {
+    const bool associated = isOpen() && msm_->getState() == TSM_STATE_06_ASSOCIATED;
+    if (associated && msm_->releaseAssociation() == RESULT_OK) {
         using Clock = std::chrono::steady_clock;
         const auto end = Clock::now() + std::chrono::seconds(options_.timeout);
         setPatience(options_.timeout);
