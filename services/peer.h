@@ -3,7 +3,6 @@
 #define ORVKIT_SERVICES_PEER_H
 
 #include <string>
-#include <vector>
 
 #include "orvkit/tsm.h"
 
@@ -23,12 +22,7 @@ struct PeerOptions : EntityOptions {
     std::string host;
     int port = 0;
     int connectTimeout = 15;  // seconds
-    std::vector<std::string> words;
 
-    // Takes the peer from the front of the words: AET@host:port, host:port, or host and port. False, with a
-    // complaint, when they are none of these, or when not as many words are left as are wanted: none, or at
-    // least one.
-    bool takePeer(bool wantsMore = false);
     // "AET@host:port"
     std::string peer() const;
     DcTsmTimeoutInfo timeouts() const;

@@ -65,11 +65,11 @@ bool QueryKeys::parse(const QueryOptions& options) {
         const std::size_t equals = key.find('=');
         const std::vector<unsigned int> named = tagsNamed(key.substr(0, equals));
         if (named.empty()) {
-            complain("-k %s: neither a tag nor a name of the dictionary", key.c_str());
+            complain("key %s: neither a tag nor a name of the dictionary", key.c_str());
             return false;
         }
         if (!add(named.front(), equals == std::string::npos ? "" : key.substr(equals + 1))) {
-            complain("-k %s: not an element that can be asked for, or given twice", key.c_str());
+            complain("key %s: not an element that can be asked for, or given twice", key.c_str());
             return false;
         }
     }

@@ -5,7 +5,6 @@
 
 #include "orvkit/result.h"
 #include "orvkit/tags.h"
-#include "platform/process.h"
 #include "platform/stop.h"
 #include "services/json_writer.h"
 #include "services/network_text.h"
@@ -32,12 +31,6 @@ void readCount(DcMsg& response, unsigned int tag, int& count) {
 }
 
 }  // namespace
-
-int runRetrieve(PeerOptions& options, bool wantsMore, const std::function<int()>& run) {
-    orvkit::platform::ignoreBrokenPipe();
-    muteLog();
-    return options.takePeer(wantsMore) ? run() : EXIT_USAGE;
-}
 
 bool openFor(Association& association, const PeerOptions& options, DICT_UID model,
              std::vector<DcMsmSopXferSyn> others) {

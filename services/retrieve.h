@@ -3,7 +3,6 @@
 #define ORVKIT_SERVICES_RETRIEVE_H
 
 #include <chrono>
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -11,9 +10,6 @@
 #include "services/query_keys.h"
 
 namespace services {
-
-// Prepares the process, takes the peer from the command line, and runs. The exit status.
-int runRetrieve(PeerOptions& options, bool wantsMore, const std::function<int()>& run);
 
 // Opens an association with a context for the model, and others behind it; complains when the peer does not
 // take the model.

@@ -1,7 +1,56 @@
 #include "tools/net_options.h"
 
+#include <charconv>
+
+#include "platform/process.h"
+#include "services/report.h"
+
 namespace tools {
 namespace {
+
+bool portFrom(const std::string& text, int& port) {
+    const char* end = text.data() + text.size();
+    const auto [at, error] = std::from_chars(text.data(), end, port);
+    return error == std::errc() && at == end && port >= 1 && port <= 65535;
+}
+
+// Takes the peer from the front of the words: AET@host:port, host:port, or host and port. False, with a
+// complaint, when they are none of these, or when not as many words are left as are wanted: none, or at least
+// one.
+bool takePeer(Words& words, PeerOptions& peer, bool wantsMore) {
+    std::string first = words.front();
+    words.erase(words.begin());
+    if (const std::size_t at = first.rfind('@'); at != std::string::npos) {
+        peer.aec = first.substr(0, at);
+        first.erase(0, at + 1);
+        if (!isAeTitle(peer.aec)) {
+            complain("'%s' is not an AE title", peer.aec.c_str());
+            return false;
+        }
+    }
+    std::string portText;
+    // An IPv6 address stands in brackets where its port follows it.
+    const std::size_t colon = first.rfind(':');
+    if (colon != std::string::npos && (first.find(':') == colon || first[colon - 1] == ']')) {
+        portText = first.substr(colon + 1);
+        first.erase(colon);
+    } else if (!words.empty()) {
+        portText = words.front();
+        words.erase(words.begin());
+    }
+    if (first.size() > 2 && first.front() == '[' && first.back() == ']') {
+        first = first.substr(1, first.size() - 2);
+    }
+    peer.host = first;
+    if (peer.host.empty() || !portFrom(portText, peer.port)) {
+        complain("'%s' is not a peer: AET@host:port or host port", (first + ":" + portText).c_str());
+        return false;
+    }
+    if (words.empty() != wantsMore) return true;
+    complain(wantsMore ? "something must follow the peer" : "'%s' is too much",
+             wantsMore ? "" : words.front().c_str());
+    return false;
+}
 
 std::string aeTitleFault(const std::string& text) {
     return isAeTitle(text) ? std::string() : "an AE title has 1 to 16 printable characters, and no backslash";
@@ -21,11 +70,13 @@ Option& addEntityOptions(Command& command, EntityOptions& options) {
     return aet;
 }
 
-void addPeerOptions(Command& command, PeerOptions& options, const char* rest, const char* help) {
+std::shared_ptr<Words> addPeerOptions(Command& command, PeerOptions& options, const char* rest,
+                                      const char* help) {
+    auto words = std::make_shared<Words>();
     addEntityOptions(command, options);
     const std::string peer = "The peer, AET@host:port or host port";
     command
-        .texts(*rest == '\0' ? "PEER" : std::string("PEER ") + rest, options.words,
+        .texts(*rest == '\0' ? "PEER" : std::string("PEER ") + rest, *words,
                *rest == '\0' ? peer : peer + "; then " + help)
         .required()
         .value("");
@@ -35,6 +86,13 @@ void addPeerOptions(Command& command, PeerOptions& options, const char* rest, co
     command.number("--connect-timeout", options.connectTimeout, "The longest wait for a connection")
         .range(1, 86400)
         .value("SECONDS");
+    return words;
+}
+
+int runAsUser(PeerOptions& options, Words& words, bool wantsMore, const std::function<int()>& work) {
+    orvkit::platform::ignoreBrokenPipe();
+    muteLog();
+    return takePeer(words, options, wantsMore) ? work() : EXIT_USAGE;
 }
 
 void addQueryOptions(Command& command, QueryOptions& options) {

@@ -2,6 +2,11 @@
 #ifndef ORVKIT_TOOLS_NET_OPTIONS_H
 #define ORVKIT_TOOLS_NET_OPTIONS_H
 
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
 #include "services/peer.h"
 #include "services/query_keys.h"
 #include "tools/commands.h"
@@ -10,8 +15,15 @@ namespace tools {
 
 // Answers --aet.
 Option& addEntityOptions(Command& command, EntityOptions& options);
-// `rest` names what follows the peer on the command line, "" for nothing; `help` tells what it is.
-void addPeerOptions(Command& command, PeerOptions& options, const char* rest, const char* help);
+// What stands on the command line beside options: the peer, and what follows it.
+using Words = std::vector<std::string>;
+// `rest` names what follows the peer on the command line, "" for nothing; `help` tells what it is. Answers
+// the words that the command line will have.
+std::shared_ptr<Words> addPeerOptions(Command& command, PeerOptions& options, const char* rest,
+                                      const char* help);
+// Takes the peer from the front of the words into the options, and does the work with what is left of them:
+// nothing, or at least one. EXIT_USAGE, with a complaint, when they are no peer or not as many.
+int runAsUser(PeerOptions& options, Words& words, bool wantsMore, const std::function<int()>& work);
 void addQueryOptions(Command& command, QueryOptions& options);
 
 }  // namespace tools

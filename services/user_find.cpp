@@ -1,4 +1,6 @@
-// orvkit find and orvkit move: query and retrieve as a user (PS3.4 annex C).
+// What a peer holds (C-FIND, PS3.4 annex C).
+#include "services/user.h"
+
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -13,10 +15,8 @@
 #include "services/report.h"
 #include "services/retrieve.h"
 #include "services/values.h"
-#include "tools/commands.h"
-#include "tools/net_options.h"
 
-namespace tools {
+namespace services {
 namespace {
 
 constexpr auto kWorthOfResult = std::chrono::milliseconds(100);  // ten a second are as good as none missing
@@ -158,7 +158,9 @@ int receiveResults(Association& association, const QueryOptions& options, Answer
     return EXIT_FAILED;
 }
 
-int runFind(const QueryOptions& options) {
+}  // namespace
+
+int find(const QueryOptions& options) {
     QueryKeys keys;
     if (!keys.parse(options)) return EXIT_USAGE;
     keys.askForUsual();
@@ -184,60 +186,4 @@ int runFind(const QueryOptions& options) {
     return status;
 }
 
-struct MoveOptions : QueryOptions {
-    std::string destination;
-};
-
-int runMove(const MoveOptions& options) {
-    QueryKeys keys;
-    if (!keys.parse(options)) return EXIT_USAGE;
-    const DICT_UID model = options.patientRoot() ? UID_PAT_ROOT_Q_R_MOVE : UID_STUDY_ROOT_Q_R_MOVE;
-    Association association(options);
-    if (!openFor(association, options, model, {})) return EXIT_FAILED;
-    DcCmdCMoveRq request;
-    fillRequest(request, model, keys);
-    (void)request.add(new DcElem(T_0000_0600_moveDestination, options.destination.c_str()));
-    Retrieval retrieval(options);
-    bool answered = association.send(request, model);
-    Answers answers(association, options, model);
-    while (answered && !retrieval.ended()) {
-        const std::unique_ptr<DcMsg> response =
-            answers.await() ? association.receive(DICT_MSG_C_MOVE_RSP) : nullptr;
-        answered = response != nullptr;
-        if (answered && retrieval.response(*response)) answers.gain();
-    }
-    const int status = retrieval.finish(answered ? "" : answers.fault());
-    const bool cancelled = answers.tellCancelled();
-    association.release();
-    return cancelled ? EXIT_FAILED : status;
-}
-
-}  // namespace
-
-void addFind(Command& program) {
-    Command& command = program.command("find", "Ask a peer what it holds (C-FIND)");
-    auto options = std::make_shared<QueryOptions>();
-    addPeerOptions(command, *options, "", "");
-    addQueryOptions(command, *options);
-    command.number("--max-results", options->maxResults, "Cancel the request when more results come")
-        .range(1, 1000000000)
-        .value("N");
-    command.footer("--json prints the DICOM JSON model (PS3.18 Annex F): an array with an object a result.");
-    command.run([options] { return runRetrieve(*options, false, [&] { return runFind(*options); }); });
-}
-
-void addMove(Command& program) {
-    Command& command = program.command("move", "Have a peer send objects to another one (C-MOVE)");
-    auto options = std::make_shared<MoveOptions>();
-    addPeerOptions(command, *options, "", "");
-    addQueryOptions(command, *options);
-    command.text("--dest", options->destination, "The AE title of the one to send to")
-        .required()
-        .check([](const std::string& text) {
-            return isAeTitle(text) ? std::string() : "not an AE title: " + text;
-        })
-        .value("AET");
-    command.run([options] { return runRetrieve(*options, false, [&] { return runMove(*options); }); });
-}
-
-}  // namespace tools
+}  // namespace services

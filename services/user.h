@@ -1,0 +1,31 @@
+// What a service class user does with a peer, from opening the association to its release. Each tells on
+// standard output what came of it and on standard error what went wrong, and gives the exit status.
+#ifndef ORVKIT_SERVICES_USER_H
+#define ORVKIT_SERVICES_USER_H
+
+#include <string>
+#include <vector>
+
+#include "services/peer.h"
+#include "services/query_keys.h"
+
+namespace services {
+
+struct SendOptions : PeerOptions {
+    int jobs = 1;   // associations side by side
+    int retry = 0;  // how often more a file, or connecting, is tried
+};
+
+// As many echoes on one association.
+int echo(const PeerOptions& options, int repeat);
+// Files, and those below directories.
+int send(const SendOptions& options, const std::vector<std::string>& paths);
+int find(const QueryOptions& options);
+// `destination`: the AE title of the one that is sent to.
+int move(const QueryOptions& options, const std::string& destination);
+// Makes the directory if it is not there.
+int get(const QueryOptions& options, const std::string& directory);
+
+}  // namespace services
+
+#endif

@@ -1,0 +1,219 @@
+// Part 10 files to a storage provider (C-STORE, PS3.4 annex B), as they are on disk.
+#include "services/user.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <system_error>
+#include <thread>
+
+#include "network/store_request.h"
+#include "orvkit/result.h"
+#include "services/association.h"
+#include "services/charset.h"
+#include "services/file_identity.h"
+#include "services/network_text.h"
+#include "services/progress.h"
+#include "services/report.h"
+#include "services/send_plan.h"
+
+namespace services {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// What all workers share; safe to use from any of them.
+class Report {
+  public:
+    explicit Report(std::size_t files) : progress_("sending", files) {}
+
+    void sent(const OutgoingFile& file) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        ++sent_;
+        bytes_ += file.size;
+        progress_.step();
+    }
+    void warn(const OutgoingFile& file, const std::string& text) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        tell(file.path, text);
+    }
+    // The first of them: of files that were made anonymous there may be thousands.
+    void note(const std::vector<std::pair<std::string, std::string>>& notes) {
+        constexpr std::size_t kMost = 5;
+        for (std::size_t i = 0; i < std::min(notes.size(), kMost); ++i) tell(notes[i].first, notes[i].second);
+        if (notes.size() > kMost)
+            complain("%zu more files differ from their headers so", notes.size() - kMost);
+    }
+    void failed(const std::string& path, const std::string& why) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        ++failed_;
+        tell(path, why);
+        progress_.step();
+    }
+    // One line for all of them: there may be thousands.
+    void notSent(std::size_t files, const std::string& why) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        failed_ += files;
+        progress_.clear();
+        complain("%zu %s not sent: %s", files, files == 1 ? "file" : "files", why.c_str());
+    }
+    int finish(Clock::time_point begun) {
+        progress_.clear();
+        const double seconds = std::chrono::duration<double>(Clock::now() - begun).count();
+        std::printf("%zu sent (%s), %zu failed, in %.2f s: %.1f files and %s a second\n", sent_,
+                    bytesText(static_cast<double>(bytes_)).c_str(), failed_, seconds,
+                    static_cast<double>(sent_) / seconds,
+                    bytesText(static_cast<double>(bytes_) / seconds).c_str());
+        return failed_ == 0 ? EXIT_OK : EXIT_FAILED;
+    }
+
+  private:
+    void tell(const std::string& path, const std::string& text) {
+        progress_.clear();
+        complain("%s: %s", withEscapes(path).c_str(), text.c_str());
+    }
+
+    std::mutex mutex_;
+    Progress progress_;
+    std::size_t sent_ = 0;
+    std::size_t failed_ = 0;
+    unsigned long long bytes_ = 0;
+};
+
+// Sends the files of one group over as many associations as there are jobs.
+class GroupSender {
+  public:
+    GroupSender(const SendOptions& options, SendGroup& group, Report& report)
+        : options_(options), group_(group), report_(report) {
+        for (OutgoingFile& file : group_.files) waiting_.push_back(&file);
+    }
+
+    void run() {
+        const std::size_t jobs = std::min(static_cast<std::size_t>(options_.jobs), group_.files.size());
+        std::vector<std::thread> others;
+        try {
+            while (others.size() + 1 < jobs) others.emplace_back([this] { work(); });
+        } catch (const std::system_error&) {
+            // Those that there are do it all.
+        }
+        work();
+        for (std::thread& t : others) t.join();
+        if (!waiting_.empty()) report_.notSent(waiting_.size(), fault_);
+    }
+
+  private:
+    enum class Sent { yes, refused, lost };  // refused: this file only; lost: the association
+
+    OutgoingFile* take() {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        if (waiting_.empty()) return nullptr;
+        OutgoingFile* const file = waiting_.front();
+        waiting_.pop_front();
+        return file;
+    }
+    void putBack(OutgoingFile* file, const std::string& why) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        waiting_.push_front(file);
+        fault_ = why;
+    }
+    void noteFault(const std::string& why) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        fault_ = why;
+    }
+
+    void work() {
+        Association association(options_);
+        int refusals = 0;  // of associations, one after another
+        while (OutgoingFile* file = take()) {
+            if (!association.isOpen()) {
+                if (!association.open(group_.contexts)) {
+                    putBack(file, association.fault());
+                    if (++refusals > options_.retry) return;
+                    std::this_thread::sleep_for(std::chrono::milliseconds(250 << std::min(refusals, 5)));
+                    continue;
+                }
+                refusals = 0;
+            }
+            const Sent outcome = send(association, *file);
+            if (outcome == Sent::yes) {
+                report_.sent(*file);
+            } else if (outcome == Sent::lost && ++file->attempts <= options_.retry) {
+                putBack(file, file->fault);
+            } else {
+                report_.failed(file->path, file->fault);
+                if (outcome == Sent::lost && options_.retry == 0) {
+                    noteFault("an association was lost (--retry goes on with a new one)");
+                    return;
+                }
+            }
+        }
+        association.release();
+    }
+
+    Sent send(Association& association, OutgoingFile& file) {
+        const int accepted = association.contextResult(file.sopClass, file.xferSyn);
+        if (accepted != PRES_CTX_AC_ACCEPT) {
+            file.fault = contextText(accepted) + ": " + describeUid(file.sopClass) + " in " +
+                         describeUid(file.xferSyn);
+            return Sent::refused;
+        }
+        FileIdentity object;
+        if (const int result = readIdentity(file.path, object, false); result != RESULT_OK) {
+            file.fault = resultText(result);
+            return Sent::refused;
+        }
+        if (object.sopClass != file.sopClass || object.xferSyn != file.xferSyn || object.size != file.size) {
+            file.fault = "it has become another object since its header was read";
+            return Sent::refused;
+        }
+        DcCmdCStoreRq request;
+        if (!orvkit::fillStoreRequest(request, file.path.c_str(), object.sopClass, object.instance.c_str())) {
+            file.fault = "its path has more than 1024 characters, or begins or ends with blanks";
+            return Sent::refused;
+        }
+        if (!association.send(request, file.sopClass, file.xferSyn)) {
+            file.fault = association.fault();
+            return association.isOpen() ? Sent::refused : Sent::lost;
+        }
+        const std::unique_ptr<DcMsg> response = association.receive(DICT_MSG_C_STORE_RSP);
+        if (response == nullptr) {
+            file.fault = association.fault();
+            association.abort();
+            return Sent::lost;
+        }
+        switch (statusKind(statusOf(*response))) {
+            case StatusKind::warning:
+                report_.warn(file, "stored with a warning: " + statusText(*response));
+                return Sent::yes;
+            case StatusKind::success:
+                return Sent::yes;
+            default:
+                file.fault = "the peer answered " + statusText(*response);
+                return Sent::refused;
+        }
+    }
+
+    const SendOptions& options_;
+    SendGroup& group_;
+    Report& report_;
+    std::mutex mutex_;
+    std::deque<OutgoingFile*> waiting_;
+    std::string fault_;
+};
+
+}  // namespace
+
+int send(const SendOptions& options, const std::vector<std::string>& paths) {
+    SendPlan plan = planSend(paths);
+    const Clock::time_point begun = Clock::now();
+    Report report(plan.files);
+    for (const auto& [path, why] : plan.faults) report.failed(path, why);
+    report.note(plan.notes);
+    for (SendGroup& group : plan.groups) GroupSender(options, group, report).run();
+    return report.finish(begun);
+}
+
+}  // namespace services
