@@ -312,8 +312,12 @@ void BlockDecoder::tellFault(int result, unsigned int tag, std::size_t at, const
     }
     path.push_back(tag);
     const DcElemFault fault{result, static_cast<unsigned int>(at), path.data(), static_cast<int>(path.size()),
-                            text != nullptr ? text : MsgBuf};
+                            text != nullptr ? text : lastMessage()};
     faultHook.callback(faultHook.context, fault);
+}
+
+void tellElemFault(const DcElemFault& fault) {
+    if (faultHook.callback != nullptr) faultHook.callback(faultHook.context, fault);
 }
 
 }  // namespace orvkit

@@ -91,6 +91,9 @@ class BlockDecoder {
     unsigned long long mayWaste_;
 };
 
+// Tells a fault that was found outside of the decoder to the callback of the calling thread.
+void tellElemFault(const DcElemFault& fault);
+
 }  // namespace orvkit
 
 #endif

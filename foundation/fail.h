@@ -15,6 +15,10 @@ namespace orvkit {
     return fail(code, level, reporter, "Null argument passed");
 }
 
+// The text of the last message that the calling thread reported, cut to 1023 bytes; "" before the first.
+// MsgBuf is that of all threads.
+const char* lastMessage() noexcept;
+
 }  // namespace orvkit
 
 #endif

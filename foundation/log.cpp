@@ -94,6 +94,8 @@ void appendTime(Line& line) noexcept {
                 now.tm_sec);
 }
 
+thread_local char messageOfThread[1024];
+
 // What logReport and fail share.
 int reportTo(LOG_MSG level, const char* name, const char* fmt, std::va_list values) noexcept {
     const Lock lock(logMutex());
@@ -101,10 +103,13 @@ int reportTo(LOG_MSG level, const char* name, const char* fmt, std::va_list valu
     std::va_list again;
     va_copy(again, values);
     const int length = std::vsnprintf(MsgBuf, sizeof MsgBuf, fmt, values);
+    if (length < 0) MsgBuf[0] = '\0';
+    const std::size_t kept = std::min(std::strlen(MsgBuf), sizeof messageOfThread - 1);
+    std::memcpy(messageOfThread, MsgBuf, kept);
+    messageOfThread[kept] = '\0';
     int result;
     // The formatted text goes on under "%s", so that a percent sign in it is written as it stands.
     if (length < LOG_MSG_BUF_SIZE) {
-        if (length < 0) MsgBuf[0] = '\0';
         result = Log->report(level, name, "%s", MsgBuf);
     } else {
         Line whole;
@@ -197,4 +202,8 @@ int orvkit::fail(int code, LOG_MSG level, const char* reporter, const char* form
     reportTo(level, reporter, format, values);
     va_end(values);
     return code;
+}
+
+const char* orvkit::lastMessage() noexcept {
+    return messageOfThread;
 }

@@ -27,8 +27,9 @@ int FilePrefix::open(const char* path, const char* statReporter, const char* ope
     return RESULT_OK;
 }
 
-bool FilePrefix::loadAll() {
-    return extend(size_, size_);
+bool FilePrefix::loadTo(std::uint64_t end) {
+    const std::uint64_t to = std::min(end, size_);
+    return extend(to, to);
 }
 
 void FilePrefix::load(std::uint64_t offset, std::size_t n) {

@@ -30,8 +30,10 @@ class FilePrefix final : public ByteSource {
     bool overLimit() const noexcept { return overLimit_; }
     bool outOfMemory() const noexcept { return outOfMemory_; }
 
-    // Reads to the end of the file; false on failure. A file that has become shorter ends earlier.
-    bool loadAll();
+    // Reads to the end of the file, or up to `end`; false on failure. A file that has become shorter ends
+    // earlier.
+    bool loadAll() { return loadTo(size_); }
+    bool loadTo(std::uint64_t end);
     bool holdsAll() const noexcept { return loaded_ == size_; }
     std::span<unsigned char> bytes() noexcept { return {block_.get(), loaded_}; }
     int handle() const noexcept { return handle_.get(); }

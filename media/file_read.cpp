@@ -3,7 +3,10 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <optional>
+#include <string>
 
+#include "dataset/decoder.h"
 #include "dataset/elem_access.h"
 #include "dataset/elemlist_access.h"
 #include "encoding/walk.h"
@@ -146,32 +149,182 @@ int readPixels(FilePrefix& file, const char* path, const WalkHeader& h, DICT_UID
 
 // ---- Pixel Data left on disk ----------------------------------------------------------------------------
 
-// The length of a pixel value that nobody reads: items are stepped over by their headers.
-int measurePixels(FilePrefix& file, const WalkHeader& h, const char* reporter, std::uint64_t& length) {
-    const std::uint64_t left = file.size() - std::min(h.valueOffset, file.size());
+// A value that nobody reads: how long it is, and where what follows begins.
+struct Measured {
+    int result = RESULT_OK;
+    bool sound = true;  // its end is where it should be
+    std::uint64_t length = 0;
+    std::uint64_t behind = 0;
+};
+
+// Items are stepped over by their headers.
+Measured measureValue(ByteSource& source, const WalkHeader& h, const char* reporter) {
+    Measured m;
+    const std::uint64_t left = source.size() - std::min(h.valueOffset, source.size());
     if (h.length != kLengthUndefined) {
-        length = std::min<std::uint64_t>(h.length, left);
-        if (h.length <= left) return RESULT_OK;
-        return fail(ELEM_VALUE_REFUSED, LOG_ERROR, reporter,
-                    "valueLen (0x%08x) exceeds the remaining buffer len (0x%08x) at offset 0x%x", h.length,
-                    static_cast<unsigned int>(left), static_cast<unsigned int>(h.valueOffset));
+        m.length = std::min<std::uint64_t>(h.length, left);
+        m.behind = h.valueOffset + m.length;
+        m.sound = h.length <= left;
+        if (m.sound) return m;
+        m.result = fail(ELEM_VALUE_REFUSED, LOG_ERROR, reporter,
+                        "valueLen (0x%08x) exceeds the remaining buffer len (0x%08x) at offset 0x%x",
+                        h.length, static_cast<unsigned int>(left), static_cast<unsigned int>(h.valueOffset));
+        return m;
     }
-    const auto measure = [&](ByteSource& source) {
-        Walker walker(source, h.offset, source.size(), h.mode);
-        if (walker.skip(h)) {
-            length = walker.position() - orvkit::kDelimitationSize - h.valueOffset;
-            return RESULT_OK;
-        }
-        if (source.failed())
-            return fail(DIR_READ_WRITE, LOG_ERROR, reporter, "Error reading pixel data items");
-        // As lenient as decoding.
-        length = left;
-        return fail(RESULT_OK, LOG_VALIDATION, reporter,
+    Walker walker(source, h.offset, source.size(), h.mode);
+    if (walker.skip(h)) {
+        m.behind = walker.position();
+        m.length = m.behind - orvkit::kDelimitationSize - h.valueOffset;
+        return m;
+    }
+    m.sound = false;
+    m.behind = source.size();
+    if (source.failed()) {
+        m.result = fail(DIR_READ_WRITE, LOG_ERROR, reporter, "Error reading pixel data items");
+        return m;
+    }
+    // As lenient as decoding.
+    m.length = left;
+    m.result = fail(RESULT_OK, LOG_VALIDATION, reporter,
                     "Sequence delimiter not found, assuming full buffer as Pixel Data");
-    };
-    if (file.holdsAll()) return measure(file);
-    orvkit::HandleSource source(file.handle());
-    return measure(source);
+    return m;
+}
+
+// The whole of a file whose beginning is held: from memory where that is all of it.
+class WholeSource {
+  public:
+    ByteSource& of(FilePrefix& file) {
+        if (file.holdsAll()) return file;
+        if (!source_) source_.emplace(file.handle());
+        return *source_;
+    }
+
+  private:
+    std::optional<orvkit::HandleSource> source_;
+};
+
+// ---- around Pixel Data ------------------------------------------------------------------------------------
+
+class AroundReader {
+  public:
+    AroundReader(Part10& p, FilePrefix* file, DICT_UID xferSyn, DcElemList& dataset, DcDirAround& around)
+        : p_(p),
+          file_(file),
+          xferSyn_(xferSyn),
+          mode_(Mode::of(xferSyn)),
+          dataset_(dataset),
+          around_(around) {}
+
+    int run() {
+        ByteSource* source = &p_.source;
+        for (std::uint64_t from = p_.end;;) {
+            WalkHeader h;
+            const bool stays = findPixels(*source, from, h);
+            if (source->failed()) {
+                return file_ != nullptr ? failPrefix(*file_, kReporter, p_.path) : int{DIR_READ_WRITE};
+            }
+            note(decodeBytes(from, stays ? h.offset : source->size()));
+            if (!stays) return result_;
+            if (file_ != nullptr) source = &whole_.of(*file_);
+            from = leave(*source, h, from);
+        }
+    }
+
+  private:
+    static constexpr const char* kReporter = "dirReadAroundPixels";
+
+    void note(int result) {
+        if (result_ == RESULT_OK) result_ = result;
+    }
+
+    // The next Pixel Data. Where the walk ends before the end of the file, decoding tells why.
+    bool findPixels(ByteSource& source, std::uint64_t from, WalkHeader& h) {
+        Walker walker(source, from, source.size(), mode_, true);
+        while (walker.peek(h) == WalkStep::element) {
+            if (staysInFile(h)) return true;
+            if (!walker.skip(h)) return false;
+        }
+        return false;
+    }
+    bool staysInFile(const WalkHeader& h) const {
+        const bool ofStream = h.mode == mode_;
+        return ofStream && h.tag == orvkit::kTagPixelData && orvkit::isRawVr(h.vr);
+    }
+
+    int decodeBytes(std::uint64_t from, std::uint64_t to) {
+        if (to <= from) return RESULT_OK;
+        if (to - from > static_cast<std::uint64_t>(orvkit::maxFileSize())) {
+            return failLimit(kReporter, p_.name());
+        }
+        around_.streamOffset = from;
+        const auto at = static_cast<std::size_t>(from);
+        const auto n = static_cast<std::size_t>(to - from);
+        if (file_ != nullptr && from == p_.end) {
+            file_->setLimit(UINT64_MAX);
+            if (!file_->loadTo(to)) return failPrefix(*file_, kReporter, p_.path);
+        }
+        if (file_ == nullptr) return decodeSpan(p_.source.at(from, n).first(n));
+        if (file_->bytes().size() >= to) return decodeSpan(file_->bytes().subspan(at, n));
+        const std::unique_ptr<unsigned char[]> block(new (std::nothrow) unsigned char[n]);
+        if (block == nullptr) {
+            return fail(ELEM_NO_MEMORY, LOG_ERROR, kReporter, "File '%s', unable to allocate memory",
+                        p_.path);
+        }
+        const auto got =
+            orvkit::platform::readAt(file_->handle(), block.get(), n, static_cast<std::int64_t>(from));
+        if (got != static_cast<std::int64_t>(n)) return failPrefix(*file_, kReporter, p_.path);
+        return decodeSpan({block.get(), n});
+    }
+    int decodeSpan(std::span<const unsigned char> bytes) {
+        auto* const data = const_cast<unsigned char*>(bytes.data());  // decoding only reads
+        return decode({data, bytes.size()}, xferSyn_, p_.meta, dataset_);
+    }
+
+    // The element that refers to the value; gives where the next one begins.
+    std::uint64_t leave(ByteSource& source, const WalkHeader& h, std::uint64_t from) {
+        const Measured m = measureValue(source, h, kReporter);
+        note(m.result);
+        if (!m.sound) tell(h, from, m.result, describe(h, m).c_str());
+        auto* const element = new DcElem(h.tag, nullptr, 0, UID_NONE, h.vr, 0);
+        (void)dataset_.add(element);
+        if (h.valueOffset > 0xFFFFFFFF || m.length > 0xFFFFFFFF) {
+            note(failLimit(kReporter, p_.name()));
+            tell(h, from, DIR_FILE_SIZE, orvkit::lastMessage());
+        } else if (m.length != 0) {
+            // Two GByte and more are told as the 32-bit numbers that they are.
+            DcBuf place(p_.path, static_cast<int>(static_cast<unsigned int>(h.valueOffset)),
+                        static_cast<unsigned int>(m.length), label(h));
+            note(element->addValue(&place));
+        }
+        return m.behind;
+    }
+    static std::string describe(const WalkHeader& h, const Measured& m) {
+        if (h.length == kLengthUndefined) return "fragments without their end";
+        return "a value of " + std::to_string(h.length) + " bytes, of which the file holds " +
+               std::to_string(m.length);
+    }
+    // A raw value of defined length is not encapsulated, whatever the stream is.
+    DICT_UID label(const WalkHeader& h) const {
+        if (h.length == kLengthUndefined) return isUncompressed(xferSyn_) ? UID_NONE : xferSyn_;
+        return isUncompressed(xferSyn_) ? xferSyn_ : UID_LITTLE_ENDIAN_EXPLICIT;
+    }
+    static void tell(const WalkHeader& h, std::uint64_t from, int result, const char* text) {
+        orvkit::tellElemFault({result, static_cast<unsigned int>(h.offset - from), &h.tag, 1, text});
+    }
+
+    Part10& p_;
+    FilePrefix* file_;  // null for memory
+    DICT_UID xferSyn_;
+    Mode mode_;
+    DcElemList& dataset_;
+    DcDirAround& around_;
+    WholeSource whole_;
+    int result_ = RESULT_OK;
+};
+
+int readAround(Part10& p, FilePrefix* file, DcElemList& dataset, DcDirAround& around) {
+    const int result = settleSyntax(p, "dirReadAroundPixels", around.xferSyn);
+    return result != RESULT_OK ? result : AroundReader(p, file, around.xferSyn, dataset, around).run();
 }
 
 }  // namespace
@@ -255,11 +408,31 @@ int dirReadNonPixelElem(const char* path, DcDirMetaInfo& meta, DcElemList& datas
         result != RESULT_OK) {
         return result;
     }
-    std::uint64_t length = 0;
-    const int result = measurePixels(file, h, reporter, length);
-    if (h.valueOffset > 0xFFFFFFFF || length > 0xFFFFFFFF) return failLimit(reporter, path);
+    WholeSource whole;
+    const Measured m = measureValue(whole.of(file), h, reporter);
+    if (h.valueOffset > 0xFFFFFFFF || m.length > 0xFFFFFFFF) return failLimit(reporter, path);
     // Two GByte and more are told as the 32-bit numbers that they are.
     if (pixelOffset != nullptr) *pixelOffset = static_cast<int>(static_cast<unsigned int>(h.valueOffset));
-    if (pixelLength != nullptr) *pixelLength = static_cast<int>(static_cast<unsigned int>(length));
-    return result;
+    if (pixelLength != nullptr) *pixelLength = static_cast<int>(static_cast<unsigned int>(m.length));
+    return m.result;
+}
+
+int dirReadAroundPixels(const char* path, DcDirMetaInfo& meta, DcElemList& dataset, DcDirAround& around) {
+    around.streamOffset = orvkit::kMetaOffset;
+    FilePrefix file;
+    Part10 p{file, path, meta, around.meta};
+    const int result = begin(file, p, kMetaReporter, FilePrefix::kWithHeader);
+    return result != RESULT_OK ? result : readAround(p, &file, dataset, around);
+}
+
+int dirReadAroundPixels(unsigned char* buf, unsigned int length, DcDirMetaInfo& meta, DcElemList& dataset,
+                        DcDirAround& around) {
+    around.streamOffset = orvkit::kMetaOffset;
+    if (buf == nullptr) {
+        return fail(DIR_NULL_ARGUMENT, LOG_VALIDATION, "dirReadAroundPixels", "Null argument passed");
+    }
+    orvkit::SpanSource source({buf, length});
+    Part10 p{source, nullptr, meta, around.meta};
+    const int result = readMeta(p);
+    return result != RESULT_OK ? result : readAround(p, nullptr, dataset, around);
 }

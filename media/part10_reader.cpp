@@ -94,6 +94,7 @@ int readMeta(Part10& p) {
     if (DcElem* e = nullptr; group.getElem(kTagMetaTransferSyntax, &e) == RESULT_OK) {
         (void)e->getValue(p.syntaxText, static_cast<int>(sizeof p.syntaxText - 1), 0);
     }
+    if (p.group != nullptr) (void)group.moveElem(p.group);
     return parsed != RESULT_OK ? DIR_META_INFO : filled;
 }
 

@@ -14,8 +14,9 @@ struct Part10 {
     ByteSource& source;
     const char* path;  // null for memory
     DcDirMetaInfo& meta;
-    std::uint64_t end = 0;     // where the data set begins
-    char syntaxText[65] = "";  // the transfer syntax as the file names it
+    DcElemList* group = nullptr;  // receives the elements of group 0002
+    std::uint64_t end = 0;        // where the data set begins
+    char syntaxText[65] = "";     // the transfer syntax as the file names it
 
     const char* name() const { return path != nullptr ? path : "(memory)"; }
 };

@@ -62,6 +62,25 @@ ORVKIT_API int dirReadFile(unsigned char* buf, unsigned int length, DcDirMetaInf
 ORVKIT_API int dirReadNonPixelElem(const char* path, DcDirMetaInfo& meta, DcElemList& dataset,
                                    int* pixelOffset, int* pixelLength);
 
+// How dirReadAroundPixels reads, and what it tells beside the data set.
+struct DcDirAround {
+    DcElemList* meta = nullptr;   // in: receives the elements of group 0002; may be null
+    DICT_UID xferSyn = UID_NONE;  // out: the syntax that the data set was read in
+    // Out, from the first call of a callback of elemListRegisterFaultCB on: the file offset from which the
+    // offsets of the faults are counted.
+    unsigned long long streamOffset = 0;
+};
+// Meta information and the whole data set, but the bytes of Pixel Data are not read, whatever stands behind
+// them: the element refers to them with a buffer of the type BUF_FILE (the name is `path`, or null for a
+// block of memory; fragments are without their Sequence Delimitation Item). The transfer syntax of that
+// buffer is UID_NONE for a value of undefined length in an uncompressed syntax, which no such syntax knows.
+// Memory holds what is read and no more. Codes as dirReadFile; the size limit is that of what is read at
+// once. 5634 when a value ends with the file too early: its element refers to what is there.
+ORVKIT_API int dirReadAroundPixels(const char* path, DcDirMetaInfo& meta, DcElemList& dataset,
+                                   DcDirAround& around);
+ORVKIT_API int dirReadAroundPixels(unsigned char* buf, unsigned int length, DcDirMetaInfo& meta,
+                                   DcElemList& dataset, DcDirAround& around);
+
 // Writes a file in the transfer syntax of the record. Pixel data held in a file or behind a handle is
 // copied from there. A write error leaves a partial file: write under another name and rename where that
 // matters. DIR_OPEN cannot be opened, DIR_FILE_SIZE above the size limit, DIR_META_INFO,

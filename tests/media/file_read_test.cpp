@@ -240,3 +240,89 @@ TEST(ReadNonPixel, TheHeaderOfAHugeImageCostsNoMoreThanAnother) {
     CaptureLog log;
     EXPECT_EQ(Read(path).result, DIR_FILE_SIZE);
 }
+
+// What dirReadAroundPixels makes of a file and of the same bytes in memory.
+TEST(ReadAroundPixels, PixelsStayAndWhatIsBehindThemIsRead) {
+    const TempDir temp;
+    for (const DICT_UID xferSyn : {kImplicit, kExplicit, UID_BIG_ENDIAN_EXPLICIT, UID_JPEG_BASELINE}) {
+        const bool fragments = xferSyn == UID_JPEG_BASELINE;
+        for (const unsigned int bytes : {100u, 33000u, 3000000u}) {
+            Stream data(xferSyn);
+            data.elem(0x00100010, "PN", "Doe^Jane");
+            data.header(kPixels, "OW", fragments ? Stream::undefined : bytes);
+            const unsigned int start = data.size();
+            if (fragments) data.item(0).item(bytes);
+            data.raw(std::string(bytes, 'x'));
+            const unsigned int length = data.size() - start;
+            if (fragments) data.endSequence();
+            data.elem(0xE0290010, "LO", "behind");
+            const Stream whole = part10(xferSyn, data);
+            const std::string path = makeFile(temp, "file", whole.bytes());
+            auto copy = whole.bytes();
+            for (const bool memory : {false, true}) {
+                DcDirMetaInfo meta;
+                DcElemList dataset;
+                DcElemList group;
+                DcDirAround around;
+                around.meta = &group;
+                EXPECT_EQ(memory ? dirReadAroundPixels(copy.data(), whole.size(), meta, dataset, around)
+                                 : dirReadAroundPixels(path.c_str(), meta, dataset, around),
+                          RESULT_OK);
+                EXPECT_EQ(around.xferSyn, xferSyn);
+                EXPECT_NE(group.first(), nullptr);
+                DcBuf place;
+                ASSERT_EQ(dataset.getValue(kPixels, place), RESULT_OK);
+                EXPECT_EQ(place.getType(), BUF_FILE);
+                EXPECT_EQ(place.getLen(), length);
+                EXPECT_EQ(place.getOffset(), static_cast<int>(whole.size() - data.size() + start));
+                EXPECT_EQ(place.getXferSyn(), xferSyn);
+                EXPECT_EQ(place.getFileName() == nullptr, memory);
+                EXPECT_EQ(dataset.getElem(0xE0290010, static_cast<DcElem**>(nullptr)), RESULT_OK);
+            }
+        }
+    }
+}
+
+TEST(ReadAroundPixels, FaultsAreToldWithTheirPlaceInTheFile) {
+    struct Told {
+        const DcDirAround& around;
+        std::vector<std::pair<unsigned int, unsigned long long>> faults;  // tag, offset in the file
+    };
+    const Stream front = Stream().elem(0x00100010, "PN", "Doe^Jane");
+    const Stream pixels = Stream(front).elem(kPixels, "OW", std::string(40000, 'x'));
+    const unsigned int start = part10(kExplicit).size();
+    const CaptureLog log;
+    const struct {
+        Stream data;
+        int result;
+        unsigned int tag;
+        unsigned int at;
+    } cases[] = {
+        {Stream(pixels).header(0xFFFCFFFC, "OB", 500).raw("few"), ELEM_VALUE_REFUSED, 0xFFFCFFFC,
+         pixels.size()},
+        {Stream(front).header(kPixels, "OW", 1000).raw("few"), ELEM_VALUE_REFUSED, kPixels, front.size()},
+        {Stream(front).header(kPixels, "OW", Stream::undefined).item(0).endSequence(), RESULT_OK, 0, 0},
+    };
+    for (const auto& c : cases) {
+        const TempDir temp;
+        const std::string path = makeFile(temp, "file", part10(kExplicit, c.data).bytes());
+        DcDirMetaInfo meta;
+        DcElemList dataset;
+        DcDirAround around;
+        Told told{around, {}};
+        (void)elemListRegisterFaultCB(&told, [](void* context, const DcElemFault& fault) {
+            auto& t = *static_cast<Told*>(context);
+            t.faults.emplace_back(fault.path[fault.pathLength - 1], t.around.streamOffset + fault.offset);
+        });
+        EXPECT_EQ(dirReadAroundPixels(path.c_str(), meta, dataset, around), c.result);
+        (void)elemListRegisterFaultCB(nullptr, nullptr);
+        EXPECT_EQ(told.faults.size(), c.tag != 0 ? 1u : 0u);
+        if (c.tag != 0) {
+            EXPECT_EQ(told.faults.at(0), std::pair(c.tag, 0ull + start + c.at));
+        }
+        DcBuf place;
+        EXPECT_EQ(dataset.getValue(kPixels, place), RESULT_OK);
+        // Fragments in a syntax that has none are marked.
+        EXPECT_EQ(place.getXferSyn(), c.tag == 0 ? UID_NONE : kExplicit);
+    }
+}
