@@ -20,6 +20,16 @@
 
 #include "orvkit/export.h"
 
+// Where the streaming forms take bytes from, and where they bring them: a piece at a time, in order.
+struct DcLzwIo {
+    void* context;
+    // Puts up to `room` bytes (which is never 0) at `into` and gives their number: 0 at the end, -1 on
+    // failure.
+    int (*read)(void* context, unsigned char* into, unsigned int room);
+    // Takes the bytes, or answers false, which ends the work.
+    bool (*write)(void* context, const unsigned char* bytes, unsigned int length);
+};
+
 // Compresses `inLen` bytes. `outLen` gives the room at `out`; afterwards `out` points behind what was
 // written and `outLen` holds the number of bytes written. Noise grows by more than a fifth.
 // ELEM_NULL_ARGUMENT, ELEM_LZW_OUTPUT `out` too small, ELEM_NO_MEMORY.
@@ -32,5 +42,12 @@ ORVKIT_API int lzwEncode(const unsigned char* in, unsigned int inLen, unsigned c
 // stream, ELEM_NO_MEMORY.
 ORVKIT_API int lzwDecode(const unsigned char* in, unsigned int inLen, unsigned char* out,
                          unsigned int* outLen);
+
+// The same for values that need not fit memory, which stays at 7 megabytes whatever their length. Encoding
+// reads `inLen` bytes, decoding up to the end; nothing is known of the length of what they write before it is
+// written. 5638 null, 5666 refused by `write`, 17416 failed `read` or fewer bytes than `inLen`; 5664, 5667
+// and 5671 as above. What was written before a failure is to be thrown away.
+ORVKIT_API int lzwEncode(const DcLzwIo& io, unsigned int inLen);
+ORVKIT_API int lzwDecode(const DcLzwIo& io);
 
 #endif

@@ -58,6 +58,35 @@ Bytes streamOf(unsigned int maxWidth, const std::vector<unsigned int>& codes) {
     return bytes;
 }
 
+// Either direction a piece at a time; `most` bytes are taken.
+struct Pieces {
+    explicit Pieces(const Bytes& from, std::size_t atOnce, std::size_t takes = SIZE_MAX)
+        : in(from), piece(atOnce), most(takes) {}
+
+    const Bytes& in;
+    std::size_t piece;
+    std::size_t most;
+    std::size_t at = 0;
+    Bytes out;
+
+    DcLzwIo io() {
+        return {this,
+                [](void* context, unsigned char* into, unsigned int room) {
+                    auto& self = *static_cast<Pieces*>(context);
+                    const std::size_t n = std::min({std::size_t{room}, self.piece, self.in.size() - self.at});
+                    std::copy_n(self.in.begin() + static_cast<std::ptrdiff_t>(self.at), n, into);
+                    self.at += n;
+                    return static_cast<int>(n);
+                },
+                [](void* context, const unsigned char* bytes, unsigned int length) {
+                    auto& self = *static_cast<Pieces*>(context);
+                    if (length > self.most - self.out.size()) return false;
+                    self.out.insert(self.out.end(), bytes, bytes + length);
+                    return true;
+                }};
+    }
+};
+
 Bytes noise(std::size_t size, unsigned int values) {
     std::mt19937 random(1);
     Bytes bytes(size);
@@ -143,4 +172,42 @@ TEST(LzwDecode, RefusesBrokenStreams) {
         }
     }
     EXPECT_TRUE(log.lines().empty());
+}
+
+TEST(LzwPieces, GiveTheSameBytesAsInMemory) {
+    Bytes old = noise(60000, 3);  // whose strings come again when they have long left the window
+    old.insert(old.end(), 9 << 20, 0);
+    const Bytes again = noise(60000, 3);
+    old.insert(old.end(), again.begin(), again.end());
+    for (const Bytes& in : {Bytes{}, Bytes{7}, Bytes(100, 7), noise(700000, 7), noise(70000, 256), old}) {
+        const Coded whole = encode(in, in.size() * 2 + 100);
+        for (const std::size_t piece : {std::size_t{1000}, std::size_t{1} << 20}) {
+            Pieces packed(in, piece);
+            EXPECT_EQ(lzwEncode(packed.io(), static_cast<unsigned int>(in.size())), RESULT_OK);
+            EXPECT_TRUE(packed.out == whole.bytes) << in.size();
+            Pieces unpacked(packed.out, piece);
+            EXPECT_EQ(lzwDecode(unpacked.io()), RESULT_OK);
+            EXPECT_TRUE(unpacked.out == in) << in.size();
+        }
+    }
+}
+
+TEST(LzwPieces, EndWithWhatCannotBeReadOrTaken) {
+    const CaptureLog log;
+    const Bytes in = noise(200000, 7);
+    const Bytes packed = encode(in, in.size()).bytes;
+    Pieces shorter(in, 1000);
+    EXPECT_EQ(lzwEncode(shorter.io(), 200001), UTIL_READ);
+    Pieces refused(in, 1000, packed.size() - 1);
+    EXPECT_EQ(lzwEncode(refused.io(), 200000), ELEM_LZW_OUTPUT);
+    Pieces full(packed, 1000, in.size() - 1);
+    EXPECT_EQ(lzwDecode(full.io()), ELEM_LZW_OUTPUT);
+    const Bytes empty;
+    Pieces none(empty, 1000);
+    EXPECT_EQ(lzwDecode(none.io()), ELEM_LZW_HEADER);
+    const Bytes wrong = streamOf(16, {65, 300});
+    Pieces corrupt(wrong, 1000);
+    EXPECT_EQ(lzwDecode(corrupt.io()), ELEM_LZW_CODE);
+    EXPECT_EQ(lzwDecode(DcLzwIo{}), ELEM_NULL_ARGUMENT);
+    EXPECT_EQ(lzwEncode(DcLzwIo{}, 1), ELEM_NULL_ARGUMENT);
 }

@@ -1,0 +1,67 @@
+// The stream of the LZW codec, and what both directions share.
+#ifndef ORVKIT_MEDIA_LZW_STREAM_H
+#define ORVKIT_MEDIA_LZW_STREAM_H
+
+#include <cstddef>
+#include <memory>
+#include <new>
+#include <span>
+
+#include "foundation/fail.h"
+#include "orvkit/lzw.h"
+
+namespace orvkit::lzw {
+
+inline constexpr std::size_t headerSize = 8;
+inline constexpr unsigned char magic[] = {0x1F, 0x9D};
+inline constexpr unsigned char blockMode = 0x80;
+inline constexpr unsigned char widthMask = 0x1F;
+inline constexpr unsigned int minWidth = 9;
+inline constexpr unsigned int maxWidth = 16;
+inline constexpr unsigned int clearCode = 256;
+// The encoder clears its table when the next free code gets here; a decoder may meet every code of 16 bits.
+inline constexpr unsigned int encoderCodes = 61440;
+inline constexpr unsigned int decoderCodes = 65536;
+
+constexpr unsigned int largestCode(unsigned int width) noexcept {
+    return (1U << width) - 1;
+}
+
+// Tables of the calling thread, made when it first needs them; null without memory.
+template <typename Table>
+Table* threadTable() noexcept {
+    thread_local std::unique_ptr<Table> table;
+    if (!table) table.reset(new (std::nothrow) Table);
+    return table.get();
+}
+
+inline int failNull(const char* reporter) {
+    return fail(ELEM_NULL_ARGUMENT, LOG_VALIDATION, reporter, "Null argument passed");
+}
+inline int failMemory(const char* reporter) {
+    return fail(ELEM_NO_MEMORY, LOG_ERROR, reporter, "Memory allocation failed");
+}
+
+// Fills the room as far as there are bytes; gives their number, or -1.
+inline int readFully(const DcLzwIo& io, std::span<unsigned char> room) {
+    std::size_t done = 0;
+    while (done < room.size()) {
+        const int n = io.read(io.context, room.data() + done, static_cast<unsigned int>(room.size() - done));
+        if (n < 0) return -1;
+        if (n == 0) break;
+        done += static_cast<std::size_t>(n);
+    }
+    return static_cast<int>(done);
+}
+
+// What the streaming forms read or write at once.
+inline constexpr std::size_t pieceSize = std::size_t{1} << 16;
+using Room = std::unique_ptr<unsigned char[]>;
+
+inline Room allocate(std::size_t size) {
+    return Room(new (std::nothrow) unsigned char[size]);
+}
+
+}  // namespace orvkit::lzw
+
+#endif
