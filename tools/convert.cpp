@@ -1,26 +1,23 @@
 // orvkit convert: the same data set in another transfer syntax.
 //
-// Between implicit and explicit little endian the pixel data stays in its file and is copied from there to
-// the new one. Every other change touches the pixels and works in memory.
-#include <algorithm>
+// The pixel data stays in its file and is copied from there to the new one, its byte order changed on the
+// way; to and from the packed syntax it goes through a file without a name.
 #include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "dictionary/syntax_table.h"
 #include "orvkit/dict.h"
 #include "orvkit/elemlist.h"
 #include "orvkit/file.h"
 #include "orvkit/result.h"
 #include "orvkit/sequence.h"
 #include "orvkit/tags.h"
-#include "services/paths.h"
+#include "platform/file.h"
+#include "services/pixel_pack.h"
 #include "services/report.h"
 #include "services/whole_file.h"
 #include "tools/commands.h"
@@ -28,9 +25,6 @@
 namespace tools {
 namespace {
 
-namespace fs = std::filesystem;
-
-constexpr unsigned int metaOffset = 132;  // preamble and "DICM"
 constexpr unsigned int pixelData = T_7fe0_0010_pixelData;
 
 // One conversion. Every step answers whether to go on; the one that fails has said why.
@@ -49,12 +43,10 @@ class Conversion {
 
     // ---- reading ----
     bool readMeta();
-    void registerUnknownClass();
-    std::string metaText(unsigned int tag);
+    bool failUnknownSyntax();
     bool readDataset();
-    bool readAroundPixels();
-    bool attachPixels(int offset, unsigned int length);
-    bool readBehindPixels(std::uint64_t offset);
+    void registerUnknownClass(DcElemList& group);
+    bool pixelsCanChange();
     bool parsed(int result) const;
     static void tellFault(void* context, const DcElemFault& fault);
 
@@ -63,20 +55,34 @@ class Conversion {
     bool unpackLzw();
     bool packLzw();
     bool reencodeExplicit();
+    bool exchange(DcElem* old, DICT_VR vr, DcBuf& value);
     bool write();
 
     std::string in_;
     std::string out_;
     DICT_UID target_;
     DICT_UID source_ = UID_NONE;
+    std::unique_ptr<ScratchFile> unpacked_;  // in front of the data sets that refer to them
+    std::unique_ptr<ScratchFile> packed_;
     DcDirMetaInfo meta_;
     DcElemList dataset_;
     std::unique_ptr<DcElemList> reencoded_;  // stands for dataset_ once it is there
-    unsigned int streamOffset_ = 0;          // file offset of the bytes that are being parsed
+    DcDirAround around_;
     int faults_ = 0;
 
     DcElemList& dataset() { return reencoded_ ? *reencoded_ : dataset_; }
 };
+
+DcElem* pixelsOf(const DcElemList& list) {
+    DcElem* element = nullptr;
+    return list.getElem(pixelData, &element) == RESULT_OK && element->getValueCount() != 0 ? element
+                                                                                           : nullptr;
+}
+
+std::string textOf(DcElemList& list, unsigned int tag) {
+    char text[65] = "";
+    return list.getValue(tag, text, 64) == RESULT_OK ? text : "";
+}
 
 bool holdsPixelData(DcElemList& list) {
     for (DcElem* element = list.first(); element != nullptr; element = element->next()) {
@@ -90,17 +96,6 @@ bool holdsPixelData(DcElemList& list) {
         }
     }
     return false;
-}
-
-std::vector<char> readBytes(const std::string& path, std::uint64_t offset, std::uint64_t length) {
-    std::vector<char> bytes;
-    std::ifstream file(pathOf(path), std::ios::binary);
-    file.seekg(static_cast<std::streamoff>(offset));
-    if (!file || length > bytes.max_size()) return bytes;
-    bytes.resize(static_cast<std::size_t>(length));
-    file.read(bytes.data(), static_cast<std::streamsize>(length));
-    bytes.resize(static_cast<std::size_t>(std::max<std::streamsize>(file.gcount(), 0)));
-    return bytes;
 }
 
 std::string tagText(unsigned int tag) {
@@ -120,57 +115,68 @@ void Conversion::tellFault(void* context, const DcElemFault& fault) {
         path += i % 2 == 0 ? tagText(fault.path[i]) : "[" + std::to_string(fault.path[i]) + "]";
     }
     complain("%s: %s at offset %llu: %s", self.in_.c_str(), path.c_str(),
-             static_cast<unsigned long long>(self.streamOffset_) + fault.offset, fault.text);
+             self.around_.streamOffset + fault.offset, fault.text);
 }
 
 bool Conversion::readMeta() {
-    std::error_code error;
-    if (!fs::exists(pathOf(in_), error)) return fail(std::strerror(ENOENT));
-    if (!fs::is_regular_file(pathOf(in_), error)) return fail("not a regular file");
-    const int result = dirReadFileMetaInfo(in_.c_str(), meta_, streamOffset_);
+    orvkit::platform::FileInfo info;
+    if (!orvkit::platform::examine(in_.c_str(), info)) return fail(std::strerror(errno));
+    if (info.kind != orvkit::platform::FileKind::regular) return fail("not a regular file");
+    unsigned int end = 0;
+    const int result = dirReadFileMetaInfo(in_.c_str(), meta_, end);
     if (result != RESULT_OK) return fail(resultText(result));
     source_ = meta_.transferSyntax;
-    if (source_ == UID_NONE) {
-        return fail("the transfer syntax '" + metaText(T_0002_0010_transferSyntaxUid) + "' is not known");
-    }
+    if (source_ == UID_NONE) return failUnknownSyntax();
     if (source_ == UID_DEFLATED_LITTLE_ENDIAN_EXPLICIT) return fail("deflated files cannot be read yet");
     if (meta_.sopClassUid == UID_MEDIA_STORAGE_DIR_STORAGE) {
         return fail("a DICOMDIR cannot be converted: its records refer to each other by byte offset");
     }
-    if (meta_.sopClassUid == UID_NONE) registerUnknownClass();
     return true;
+}
+
+bool Conversion::failUnknownSyntax() {
+    DcElemList group;
+    around_.meta = &group;
+    muteLog();
+    (void)dirReadAroundPixels(in_.c_str(), meta_, dataset_, around_);
+    muteLog(false);
+    return fail("the transfer syntax '" + textOf(group, T_0002_0010_transferSyntaxUid) + "' is not known");
 }
 
 // A SOP class that came after the dictionary has no number in it, and the record of the meta information
 // holds a number: it is added for this run.
-void Conversion::registerUnknownClass() {
-    const std::string uid = metaText(T_0002_0002_mediaStorageSopClassUid);
-    if (!uid.empty()) Dict.add(uid.c_str(), "SOP class of the file", nullptr, UID_TYPE_SOP);
-}
-
-std::string Conversion::metaText(unsigned int tag) {
-    std::vector<char> bytes = readBytes(in_, metaOffset, streamOffset_ - metaOffset);
-    DcElemList group(bytes.data(), static_cast<unsigned int>(bytes.size()), UID_LITTLE_ENDIAN_EXPLICIT);
-    char text[65] = "";
-    group.getValue(tag, text, 64);
-    return text;
+void Conversion::registerUnknownClass(DcElemList& group) {
+    std::string uid = textOf(group, T_0002_0002_mediaStorageSopClassUid);
+    if (uid.empty()) uid = textOf(dataset_, T_0008_0016_sopClassUid);
+    if (!uid.empty()) Dict.add(uid.c_str(), "SOP class of the file", &meta_.sopClassUid, UID_TYPE_SOP);
 }
 
 bool Conversion::readDataset() {
+    DcElemList group;
+    around_.meta = &group;
     elemListRegisterFaultCB(this, tellFault);
     muteLog();
-    const bool read = orvkit::isLittleNative(source_) && orvkit::isLittleNative(target_)
-                          ? readAroundPixels()
-                          : parsed(dirReadFile(in_.c_str(), meta_, dataset_));
+    const bool read = parsed(dirReadAroundPixels(in_.c_str(), meta_, dataset_, around_));
     muteLog(false);
     elemListRegisterFaultCB(nullptr, nullptr);
-    if (read && Dict.isEncapsulated(source_) != 0 && source_ != UID_ORVKIT5_LZW && holdsPixelData(dataset_)) {
-        return fail("pixel data encapsulated as " + describeUid(source_) + " cannot be changed");
-    }
-    if (read && (meta_.sopClassUid == UID_NONE || meta_.sopInstanceUid[0] == '\0')) {
+    if (!read || !pixelsCanChange()) return false;
+    if (meta_.sopClassUid == UID_NONE) registerUnknownClass(group);
+    if (meta_.sopClassUid == UID_NONE || meta_.sopInstanceUid[0] == '\0') {
         return fail("it names no SOP class or no SOP instance, which every DICOM file must");
     }
-    return read;
+    return true;
+}
+
+bool Conversion::pixelsCanChange() {
+    DcBuf value;
+    DcElem* pixels = pixelsOf(dataset_);
+    const bool inFragments = pixels != nullptr && pixels->getValue(value) == RESULT_OK &&
+                             value.getType() == BUF_FILE && value.getXferSyn() == UID_NONE;
+    if (inFragments) return fail("encapsulated pixel data in the transfer syntax " + describeUid(source_));
+    if (Dict.isEncapsulated(source_) == 0 || source_ == UID_ORVKIT5_LZW || !holdsPixelData(dataset_)) {
+        return true;
+    }
+    return fail("pixel data encapsulated as " + describeUid(source_) + " cannot be changed");
 }
 
 // What could not be read in full is not written: it would be lost without a trace.
@@ -178,55 +184,6 @@ bool Conversion::parsed(int result) const {
     if (result != RESULT_OK) return fail(resultText(result));
     if (elementsReplaced() > 0) return fail("it holds an element twice");
     return faults_ == 0 || fail(std::to_string(faults_) + " faults in the data set");
-}
-
-bool Conversion::readAroundPixels() {
-    int offset = -1;
-    int length = 0;
-    if (!parsed(dirReadNonPixelElem(in_.c_str(), meta_, dataset_, &offset, &length))) return false;
-    if (offset == -1) return true;
-    if (offset < 0) return fail("the pixel data begins behind 2 GB");
-    const auto bytes = static_cast<unsigned int>(length);  // told as the 32-bit number that it is
-    return attachPixels(offset, bytes) &&
-           readBehindPixels(std::uint64_t{bytes} + static_cast<unsigned int>(offset));
-}
-
-// Refers to the pixels in the file, with the VR that they have there.
-bool Conversion::attachPixels(int offset, unsigned int length) {
-    const bool implicit = source_ == UID_LITTLE_ENDIAN_IMPLICIT;
-    const std::vector<char> header = readBytes(in_, static_cast<unsigned int>(offset) - 8, 8);
-    if (header.size() != 8) return fail("cannot be read in full");
-    if (std::all_of(header.begin() + 4, header.end(), [](char c) { return c == '\xFF'; })) {
-        return fail("encapsulated pixel data in the transfer syntax " + describeUid(source_));
-    }
-    const DICT_VR inFile = implicit ? VR_OX : DcDict::vrOfCode(header[0], header[1]);
-    const DICT_VR vr = inFile == VR_OB || inFile == VR_OW ? inFile : VR_OX;
-    auto element = std::make_unique<DcElem>(pixelData, nullptr, 0, source_, vr, 0);
-    if (length > 0) {
-        const int result = element->addValue(in_.c_str(), offset, length, source_);
-        if (result != RESULT_OK) return fail(resultText(result));
-    }
-    dataset_.add(element.release());
-    return true;
-}
-
-bool Conversion::readBehindPixels(std::uint64_t offset) {
-    std::error_code error;
-    const std::uint64_t size = fs::file_size(pathOf(in_), error);
-    if (error || size <= offset) return true;
-    if (size - offset > INT_MAX) return fail("more than 2 GB follow the pixel data");
-    std::vector<char> bytes = readBytes(in_, offset, size - offset);
-    if (bytes.size() != size - offset) return fail("cannot be read in full");
-    streamOffset_ = static_cast<unsigned int>(offset);
-    DcElemList behind;
-    auto length = static_cast<unsigned int>(bytes.size());
-    if (!parsed(behind.parse(bytes.data(), length, source_))) return false;
-    unsigned int tag = 0;
-    if (behind.first() != nullptr && behind.first()->getTag(tag) == RESULT_OK && tag <= pixelData) {
-        return fail("element " + tagText(tag) + " stands behind the pixel data");
-    }
-    behind.moveElem(&dataset_);
-    return true;
 }
 
 // ---- changing ---------------------------------------------------------------------------------------------
@@ -260,39 +217,57 @@ void settleSignedWords(DcElemList& list, bool isSigned) {
 bool Conversion::changePixels() {
     if (source_ == UID_LITTLE_ENDIAN_IMPLICIT) settleSignedWords(dataset_, false);
     if (source_ == UID_ORVKIT5_LZW && !unpackLzw()) return false;
-    if (target_ != UID_ORVKIT5_LZW) return true;
-    return reencodeExplicit() && packLzw();
+    return target_ != UID_ORVKIT5_LZW || packLzw();
 }
 
-// The pixel element anew, from bytes that are copied.
-std::unique_ptr<DcElem> makePixels(const DcBuf& value, DICT_VR vr, DICT_UID syntax) {
-    auto element = std::make_unique<DcElem>(pixelData, nullptr, 0, syntax, vr, 0);
-    element->addValue(value.getBuf(), value.getLen(), syntax);
-    return element;
-}
-
-// The stream of an LZW file names no syntax for its pixels: they are labelled, then decoded. Words that were
-// packed as bytes become words again, or they would not follow a change of byte order.
-bool Conversion::unpackLzw() {
-    DcElem* packed = nullptr;
-    DcBuf value;
-    if (dataset_.getElem(pixelData, &packed) != RESULT_OK || packed->getValue(value) != RESULT_OK)
-        return true;
-    unsigned short bits = 0;
-    dataset_.getValue(T_0028_0100_bitsAllocated, bits);
-    std::unique_ptr<DcElem> pixels = makePixels(value, bits > 8 ? VR_OW : packed->getVr(), UID_ORVKIT5_LZW);
-    dataset_.subtract(packed);
-    delete packed;
-    const int result = pixels->changeXferSyn(UID_LITTLE_ENDIAN_EXPLICIT);
-    if (result != RESULT_OK)
-        return fail("the LZW pixel data is damaged (result " + std::to_string(result) + ")");
-    dataset_.add(pixels.release());
+// Puts pixels into the place of others.
+bool Conversion::exchange(DcElem* old, DICT_VR vr, DcBuf& value) {
+    auto element = std::make_unique<DcElem>(pixelData, nullptr, 0, UID_NONE, vr, 0);
+    const int result = element->addValue(&value);
+    if (result != RESULT_OK) return fail(resultText(result));
+    dataset_.subtract(old);
+    delete old;
+    dataset_.add(element.release());
     return true;
 }
 
-// Through explicit little endian, so that pixels have that byte order and a settled VR.
+// Words that were packed as bytes become words again, or they would not follow a change of byte order.
+bool Conversion::unpackLzw() {
+    DcElem* packed = pixelsOf(dataset_);
+    DcBuf value;
+    if (packed == nullptr || packed->getValue(value) != RESULT_OK) return true;
+    unsigned short bits = 0;
+    dataset_.getValue(T_0028_0100_bitsAllocated, bits);
+    unpacked_ = std::make_unique<ScratchFile>(out_);
+    DcBuf plain;
+    if (const PackFault fault = unpackPixels(value, *unpacked_, plain); !fault.empty()) return fail(fault);
+    return exchange(packed, bits > 8 ? VR_OW : packed->getVr(), plain);
+}
+
+bool Conversion::packLzw() {
+    DcElem* pixels = pixelsOf(dataset_);
+    DcBuf value;
+    if (pixels != nullptr && pixels->getValue(value) == RESULT_OK) {
+        DICT_VR vr = pixels->getVr();
+        unsigned short bits = 0;
+        dataset_.getValue(T_0028_0100_bitsAllocated, bits);
+        if (vr == VR_OX) vr = bits > 8 ? VR_OW : VR_OB;
+        if (vr != VR_OB && vr != VR_OW) return fail("its pixel data is neither OB nor OW");
+        const bool turned = vr == VR_OW && value.getXferSyn() == UID_BIG_ENDIAN_EXPLICIT;
+        packed_ = std::make_unique<ScratchFile>(out_);
+        DcBuf packed;
+        const PackFault fault = packPixels(value, turned ? 2 : 1, *packed_, packed);
+        if (!fault.empty()) return fail(fault);
+        if (!exchange(pixels, vr, packed)) return false;
+    }
+    return reencodeExplicit();
+}
+
+// What is not packed, such as icons, has its syntax with it: explicit little endian.
 bool Conversion::reencodeExplicit() {
     if (source_ == UID_LITTLE_ENDIAN_EXPLICIT || source_ == UID_ORVKIT5_LZW) return true;
+    DcElemList aside;
+    (void)dataset_.moveElem(&aside, pixelData);
     unsigned int size = 0;
     int result = dataset_.getBufSize(size, TAG_LIST_END);
     if (result != RESULT_OK) return fail(resultText(result));
@@ -302,26 +277,8 @@ bool Conversion::reencodeExplicit() {
     if (result != RESULT_OK) return fail(resultText(result));
     reencoded_ = std::make_unique<DcElemList>();
     result = reencoded_->parse(bytes.data(), length, UID_LITTLE_ENDIAN_EXPLICIT);
+    (void)aside.moveElem(reencoded_.get());
     return result == RESULT_OK || fail(resultText(result));
-}
-
-bool Conversion::packLzw() {
-    // Readers find the end of the packed value by this pattern alone (PS3.5 7.5.2).
-    static constexpr unsigned char sequenceDelimitation[] = {0xFE, 0xFF, 0xDD, 0xE0, 0, 0, 0, 0};
-    DcElem* pixels = nullptr;
-    DcBuf value;
-    if (dataset().getElem(pixelData, &pixels) != RESULT_OK || pixels->getValueCount() == 0) return true;
-    const int result = pixels->changeXferSyn(UID_ORVKIT5_LZW);
-    if (result == ELEM_LZW_OUTPUT)
-        return fail("the pixel data does not become smaller under LZW (result 5666)");
-    if (result != RESULT_OK) return fail(resultText(result));
-    if (pixels->getValue(value) != RESULT_OK) return fail("the packed pixel data is not in memory");
-    const auto* packed = static_cast<const unsigned char*>(value.getBuf());
-    const auto* end = packed + value.getLen();
-    if (std::search(packed, end, std::begin(sequenceDelimitation), std::end(sequenceDelimitation)) != end) {
-        return fail("the packed pixel data would hold a Sequence Delimitation Item");
-    }
-    return true;
 }
 
 bool Conversion::write() {

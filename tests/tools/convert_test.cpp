@@ -3,6 +3,7 @@
 
 #include "orvkit/elemlist.h"
 #include "orvkit/file.h"
+#include "orvkit/sequence.h"
 #include "orvkit/tags.h"
 #include "tests/tools/command.h"
 
@@ -52,6 +53,55 @@ TEST_F(ConvertTest, EverySyntaxLeadsBackToTheSameBytes) {
                                        second + " && orvkit convert b c --to explicit && cmp in c");
             EXPECT_EQ(outcome.status, 0) << first << ", " << second << ": " << outcome.out << outcome.err;
         }
+    }
+}
+
+TEST_F(ConvertTest, WordsChangeTheirByteOrderWhereverTheyStand) {
+    const auto words = [](std::size_t n) {
+        std::vector<unsigned char> bytes(n);
+        for (std::size_t i = 0; i < n; ++i) bytes[i] = static_cast<unsigned char>(i * 7 + i / 251);
+        return bytes;
+    };
+    const auto raw = [&](unsigned int tag, DICT_VR vr, std::size_t n) {
+        std::vector<unsigned char> bytes = words(n);
+        return new DcElem(tag, bytes.data(), static_cast<unsigned int>(n), UID_LITTLE_ENDIAN_EXPLICIT, vr, 0);
+    };
+    DcElemList list;
+    list.add(new DcElem(T_0028_0100_bitsAllocated, static_cast<unsigned short>(16)));
+    auto* icons = new DcElemSq(0x00880200);
+    auto* icon = new DcElemSqItem();
+    icon->getElemList().add(raw(T_7fe0_0010_pixelData, VR_OW, 8192));
+    icon->getElemList().add(raw(0x00091010, VR_OF, 400));
+    icons->add(icon);
+    list.add(icons);
+    list.add(raw(0x00091011, VR_OB, 300));
+    list.add(raw(0x00091012, VR_OF, 200000));
+    list.add(raw(T_7fe0_0010_pixelData, VR_OW, 300002));  // no multiple of what is copied at once
+    list.add(raw(0xFFFCFFFC, VR_OB, 100));
+    make("words", list, UID_LITTLE_ENDIAN_EXPLICIT);
+    ASSERT_EQ(sh("orvkit convert words plain --to explicit").status, 0);
+    for (const char* to : {"big", "lzw"}) {
+        const Outcome outcome = sh("orvkit convert plain there --to " + std::string(to) +
+                                   " && orvkit convert there back --to explicit && cmp back plain");
+        EXPECT_EQ(outcome.status, 0) << to << outcome.err << outcome.out;
+    }
+    sh("orvkit convert plain there --to big");
+    std::string turned(reinterpret_cast<const char*>(words(300002).data()), 300002);
+    for (std::size_t i = 0; i < turned.size(); i += 2) std::swap(turned[i], turned[i + 1]);
+    EXPECT_NE(contentOf(dir / "there").find(turned), std::string::npos);
+}
+
+TEST_F(ConvertTest, DamagedPackedPixelsAreRefused) {
+    ASSERT_EQ(sh("orvkit convert in packed --to lzw").status, 0);
+    const std::string packed = contentOf(dir / "packed");
+    const std::size_t at = packed.find("\x1F\x9D");
+    ASSERT_NE(at, std::string::npos);
+    const std::pair<std::size_t, char> damages[] = {{0, 'x'}, {2, '\xFF'}, {4, 'x'}};  // magic, width, length
+    for (const auto& [offset, byte] : damages) {
+        std::string bytes = packed;
+        bytes[at + offset] = byte;
+        std::ofstream(dir / "damaged", std::ios::binary) << bytes;
+        expectRefused("damaged", "explicit", "LZW pixel data is damaged");
     }
 }
 
@@ -129,13 +179,18 @@ class LargeFileTest : public ConvertTest {
     }
 };
 
-TEST_F(LargeFileTest, PixelsAreCopiedFromFileToFileWithoutBeingHeld) {
-    const Outcome outcome = sh("orvkit convert large out --to implicit");
-    ASSERT_EQ(outcome.status, 0) << outcome.err;
-    EXPECT_GT(fs::file_size(dir / "out"), pixelBytes);
+TEST_F(LargeFileTest, PixelsAreNeverHeld) {
+    for (const char* to : {"implicit", "big", "lzw"}) {
+        for (const std::string& command :
+             {std::string("orvkit convert large out --to ") + to,
+              std::string("orvkit convert out back --to explicit && cmp large back && rm back")}) {
+            const Outcome outcome = sh(command);
+            ASSERT_EQ(outcome.status, 0) << to << outcome.err << outcome.out;
 #if !defined(__SANITIZE_ADDRESS__) && !defined(ORVKIT_SANITIZED)
-    EXPECT_LT(outcome.residentKb, 16 << 10);
+            EXPECT_LT(outcome.residentKb, 16 << 10) << command;
 #endif
+        }
+    }
 }
 
 TEST_F(LargeFileTest, AnInterruptedConversionLeavesNothing) {
