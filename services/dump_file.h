@@ -6,17 +6,8 @@
 #include <vector>
 
 #include "orvkit/elemlist.h"
-#include "orvkit/uids.h"
 
 namespace services {
-
-// Where the value of Pixel Data lies; its bytes are not read.
-struct PixelPlace {
-    DcElem* element = nullptr;  // stands for it in the data set, without a value; null when there is none
-    long long offset = 0;       // in the file
-    long long length = 0;       // without the closing delimiter
-    bool encapsulated = false;  // of undefined length: a list of fragments
-};
 
 struct DumpedFile {
     enum class Kind { file, directory, unreadable };
@@ -24,9 +15,7 @@ struct DumpedFile {
     std::string path;
     Kind kind = Kind::file;
     DcElemList meta;
-    DcElemList data;
-    DICT_UID xferSyn = UID_NONE;
-    PixelPlace pixels;
+    DcElemList data;                  // Pixel Data refers to its bytes (BUF_FILE)
     std::vector<std::string> faults;  // one line each, to follow the path
 };
 

@@ -75,7 +75,7 @@ void putBase64(Output& out, std::string_view bytes) {
 }
 
 // file:///path?offset=..&length=.., the path absolute and percent-encoded.
-void putUri(Output& out, const DumpedFile& file) {
+void putUri(Output& out, const DumpedFile& file, const Values::DiskPlace& place) {
     std::error_code error;
     std::string path = nameOf(std::filesystem::absolute(pathOf(file.path), error));
     if (error) path = file.path;
@@ -94,7 +94,7 @@ void putUri(Output& out, const DumpedFile& file) {
             (out << '%').hex(byte, 2, true);
         }
     }
-    out << "?offset=" << file.pixels.offset << "&length=" << file.pixels.length << '"';
+    out << "?offset=" << place.offset << "&length=" << place.length << '"';
 }
 
 class JsonForm final : public DumpForm {
@@ -181,9 +181,9 @@ class JsonForm final : public DumpForm {
         out_ << ": {\"vr\": \"" << vrLetters(values_.vr()) << '"';
         if (DcElemSq* sq = sequenceOf(e)) {
             if (sq->first() != nullptr) sequence(*sq, !all_ && whole_.contains(&e), place);
-        } else if (&e == place.file.pixels.element) {
+        } else if (const Values::DiskPlace* at = values_.onDisk()) {
             out_ << ", \"BulkDataURI\": ";
-            putUri(out_, place.file);
+            putUri(out_, place.file, *at);
         } else if (values_.kind() == ValueKind::raw) {
             if (!values_.raw().empty()) {
                 out_ << ", \"InlineBinary\": \"";

@@ -76,11 +76,11 @@ class PrintForm : public DumpForm {
         out_ << bytes << " (0x";
         out_.hex(static_cast<unsigned long long>(bytes)) << ") bytes";
     }
-    void putPixels(const PixelPlace& pixels) {
-        putSize(pixels.length);
-        out_ << " at offset " << pixels.offset << " (0x";
-        out_.hex(static_cast<unsigned long long>(pixels.offset)) << ')';
-        if (pixels.encapsulated) out_ << ", encapsulated";
+    void putPlace(const Values::DiskPlace& place) {
+        putSize(place.length);
+        out_ << " at offset " << place.offset << " (0x";
+        out_.hex(place.offset) << ')';
+        if (place.encapsulated) out_ << ", encapsulated";
     }
     // false when the value was cut.
     bool putValue(std::size_t i) {
@@ -144,9 +144,9 @@ class TreeForm final : public PrintForm {
         if (sq != nullptr) {
             const int count = sq->count();
             if (count != 0) out_ << ' ' << count << (count == 1 ? " item" : " items");
-        } else if (&e == place.file.pixels.element) {
+        } else if (const Values::DiskPlace* at = values_.onDisk()) {
             out_ << ' ';
-            putPixels(place.file.pixels);
+            putPlace(*at);
         } else if (values_.kind() == ValueKind::raw) {
             out_ << ' ';
             putRaw();
@@ -216,9 +216,9 @@ class FlatForm final : public PrintForm {
              << nameOf(tag) << '\n';
         if (DcElemSq* sq = sequenceOf(e)) {
             sequence(*sq, tag, place);
-        } else if (&e == place.file.pixels.element) {
+        } else if (const Values::DiskPlace* at = values_.onDisk()) {
             out_ << "  ";
-            putPixels(place.file.pixels);
+            putPlace(*at);
             out_ << '\n';
         } else if (values_.kind() == ValueKind::raw) {
             putRaw();

@@ -14,19 +14,19 @@ namespace services {
 namespace {
 
 thread_local std::string faultOfThread;
+thread_local int replacedByThread = 0;
 
 // The library's log as the command shows it: a line on standard error.
 class StderrLog : public DcLog {
   public:
     explicit StderrLog(bool verbose) : verbose_(verbose) {}
     void mute(bool muted) { muted_ = muted && !verbose_; }
-    int replaced() const { return replaced_; }
     int errors() const { return errors_; }
 
     int report(LOG_MSG level, const char* name, const char* fmt, ...) override {
         if (fmt == nullptr) return RESULT_LOG_NULL_FORMAT;
         if (level < LOG_NOTICE || level > LOG_APPLICATION) return RESULT_LOG_LEVEL;
-        if (name != nullptr && std::strcmp(name, "DcElemList::add") == 0) ++replaced_;
+        if (name != nullptr && std::strcmp(name, "DcElemList::add") == 0) ++replacedByThread;
         if (level == LOG_ERROR) ++errors_;
         if (level < LOG_ERROR && (muted_ || !verbose_)) return RESULT_LOG_SUPPRESSED;
         char text[2048];
@@ -49,7 +49,6 @@ class StderrLog : public DcLog {
   private:
     bool verbose_;
     bool muted_ = false;
-    int replaced_ = 0;
     int errors_ = 0;
 };
 
@@ -67,7 +66,7 @@ void muteLog(bool muted) {
 }
 
 int elementsReplaced() {
-    return installed != nullptr ? installed->replaced() : 0;
+    return replacedByThread;
 }
 
 int errorsLogged() {
@@ -95,7 +94,8 @@ void complain(const char* format, ...) {
 
 bool finishOutput() {
     if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return true;
-    complain("standard output: %s", std::strerror(errno));
+    // Whoever read has seen enough.
+    if (errno != EPIPE) complain("standard output: %s", std::strerror(errno));
     return false;
 }
 

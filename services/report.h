@@ -24,8 +24,8 @@ void installLog(bool verbose);
 // While a subcommand tells faults in its own words, the library's log is shown with --verbose only.
 void muteLog(bool muted = true);
 
-// How often a data set has replaced an element by a later one with the same tag: the library tells that
-// through its log alone.
+// How often a data set of the calling thread has replaced an element by a later one with the same tag: the
+// library tells that through its log alone.
 int elementsReplaced();
 // How many errors (LOG_ERROR) the library has told, muted or not.
 int errorsLogged();

@@ -85,10 +85,24 @@ std::string noTagText(const std::string& text) {
     return "neither a tag nor a name of the dictionary" + didYouMean(nearestKeyword(text));
 }
 
-bool Pick::add(const std::string& text) {
-    const std::vector<unsigned int> tags = tagsNamed(text);
-    tags_.insert(tags_.end(), tags.begin(), tags.end());
-    return !tags.empty();
+std::string Pick::add(const std::string& list) {
+    // A comma also stands within a tag: what two pieces name together is taken first.
+    std::vector<std::string> pieces;
+    for (std::size_t from = 0, end; from <= list.size(); from = end + 1) {
+        end = std::min(list.find(',', from), list.size());
+        pieces.push_back(list.substr(from, end - from));
+    }
+    for (std::size_t i = 0; i < pieces.size(); ++i) {
+        std::vector<unsigned int> tags;
+        if (i + 1 < pieces.size()) tags = tagsNamed(pieces[i] + ',' + pieces[i + 1]);
+        if (!tags.empty()) {
+            ++i;
+        } else if (tags = tagsNamed(pieces[i]); tags.empty()) {
+            return pieces[i].empty() ? list : pieces[i];
+        }
+        tags_.insert(tags_.end(), tags.begin(), tags.end());
+    }
+    return {};
 }
 
 bool Pick::wants(unsigned int tag) const {

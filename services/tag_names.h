@@ -23,8 +23,8 @@ std::string nearestKeyword(const std::string& text);
 
 class Pick {
   public:
-    // false for a text that names no tag.
-    bool add(const std::string& text);
+    // Tags with commas between: "PatientName,0010,0020". Gives the part that names none; "" when all do.
+    std::string add(const std::string& list);
 
     bool everything() const { return tags_.empty(); }
     bool wants(unsigned int tag) const;

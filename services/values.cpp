@@ -119,7 +119,8 @@ void Values::load(DcElem& e, const Place& place) {
     count_ = 0;
     bytes_ = {};
     texts_.clear();
-    if (kind_ == ValueKind::none || &e == place.file.pixels.element) return;
+    isOnDisk_ = false;
+    if (kind_ == ValueKind::none) return;
     if (orvkit::isRawVr(vr_)) {
         loadRaw(e);
     } else if (e.getValueCount() != 0) {
@@ -138,7 +139,15 @@ void Values::load(DcElem& e, const Place& place) {
 
 void Values::loadRaw(DcElem& e) {
     DcBuf buf;
-    if (e.getValue(buf) != 0 || buf.getType() != BUF_MEMORY || buf.getBuf() == nullptr) return;
+    if (e.getValue(buf) != 0) return;
+    if (buf.getType() == BUF_FILE) {
+        const DICT_UID syntax = buf.getXferSyn();
+        place_ = {static_cast<unsigned int>(buf.getOffset()), buf.getLen(),
+                  syntax == UID_NONE || Dict.isEncapsulated(syntax) != 0};
+        isOnDisk_ = true;
+        return;
+    }
+    if (buf.getType() != BUF_MEMORY || buf.getBuf() == nullptr) return;
     bytes_ = std::string_view(static_cast<const char*>(buf.getBuf()), buf.getLen());
     const unsigned int unit = orvkit::vrUnit(vr_);
     if (orvkit::syntaxRow(buf.getXferSyn()).order != orvkit::ByteOrder::big || unit == 1) return;

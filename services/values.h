@@ -41,6 +41,13 @@ ValueKind kindOf(DICT_VR vr);
 // The values of one element at a time.
 class Values {
   public:
+    // Where a value lies that was left in the file.
+    struct DiskPlace {
+        unsigned int offset = 0;
+        unsigned int length = 0;
+        bool encapsulated = false;  // a list of fragments
+    };
+
     // `e` stays as it is; views into the values live until the next call.
     void load(DcElem& e, const Place& place);
 
@@ -55,6 +62,8 @@ class Values {
     double real(std::size_t i) const;
     // A raw value as it stands in a little endian stream.
     std::string_view raw() const { return bytes_; }
+    // Of a raw value that is not in memory; else null.
+    const DiskPlace* onDisk() const { return isOnDisk_ ? &place_ : nullptr; }
 
   private:
     int unit() const;
@@ -65,6 +74,8 @@ class Values {
     ValueKind kind_ = ValueKind::none;
     std::size_t count_ = 0;
     std::string_view bytes_;
+    DiskPlace place_;
+    bool isOnDisk_ = false;
     std::vector<unsigned char> room_;
     std::string utf8_;
     std::vector<std::string_view> texts_;

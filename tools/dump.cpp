@@ -1,11 +1,13 @@
 // orvkit dump: what stands in DICOM files.
 #include <algorithm>
+#include <climits>
 #include <filesystem>
 #include <memory>
 #include <string>
 #include <system_error>
 #include <vector>
 
+#include "orvkit/file.h"
 #include "platform/new_file.h"
 #include "platform/process.h"
 #include "services/dump_file.h"
@@ -40,8 +42,9 @@ class Dump {
 
     int run() {
         for (const std::string& tag : options_.tags) {
-            if (pick_.add(tag)) continue;
-            complain("--tag %s: %s", tag.c_str(), noTagText(tag).c_str());
+            const std::string unknown = pick_.add(tag);
+            if (unknown.empty()) continue;
+            complain("--tag %s: %s", unknown.c_str(), noTagText(unknown).c_str());
             return EXIT_USAGE;
         }
         form_->begin();
@@ -118,15 +121,15 @@ void addDump(Command& program) {
         .excludes("--flat");
     command.texts("--tag", options->tags,
                   "Show only this element, with its path, wherever it is nested: (gggg,eeee), ggggeeee or a "
-                  "name (PatientName). May be given several times");
+                  "name (PatientName). Several with commas between, or the option again");
     command.flag("--full", options->full, "Show long values and lists of values whole");
     command.footer(
         "The value of Pixel Data is not read: its length and place in the file are shown. What is wrong with "
         "a\n"
         "file is told on standard error with the element's path and offset, and the exit status is then 1.");
     command.run([options] {
-        orvkit::platform::ignoreBrokenPipe();  // a closed pipe is an error of writing like others
         muteLog();
+        dirSetMaxFileSize(INT_MAX);
         return Dump(*options).run();
     });
 }

@@ -1,5 +1,8 @@
 // Usage, exit statuses, standard output and standard error of the command as a whole; lookup; phantom.
 #include "tests/tools/command.h"
+#include "orvkit/elemlist.h"
+#include "orvkit/file.h"
+#include "orvkit/tags.h"
 
 namespace tools_test {
 namespace {
@@ -119,7 +122,7 @@ TEST_F(CommandTest, DumpEndsOnAStreamWithoutEnd) {
     const Outcome outcome = sh("ulimit -t 20; orvkit dump /dev/zero; yes | orvkit dump /dev/stdin");
     EXPECT_EQ(outcome.status, 1);
     EXPECT_TRUE(holds(outcome.err, "/dev/zero: "));
-    EXPECT_TRUE(holds(outcome.err, "/dev/stdin: not a DICOM file"));
+    EXPECT_TRUE(holds(outcome.err, "/dev/stdin: no DICOM file"));
     EXPECT_LT(outcome.residentKb, 200000);
 }
 
@@ -131,6 +134,87 @@ TEST_F(CommandTest, DumpTellsOfElementsThatComeAgain) {
     const Outcome outcome = sh("orvkit dump twice");
     EXPECT_EQ(outcome.status, 1);
     EXPECT_TRUE(holds(outcome.err, "1 element comes again further on"));
+}
+
+// An image of 16 x 16, of `frames` fragments where it is encapsulated, and what stands behind it.
+void makeImage(const fs::path& path, DICT_UID syntax, std::size_t pixelBytes) {
+    DcElemList list;
+    list.add(new DcElem(T_0008_0016_sopClassUid, UID_SC_IMAGE_STORAGE));
+    list.add(new DcElem(T_0008_0018_sopInstanceUid, "1.2.3"));
+    std::string pixels(pixelBytes, '\1');
+    if (syntax == UID_JPEG_BASELINE) {
+        const std::string delimitation("\xFE\xFF\xDD\xE0\0\0\0\0", 8);  // of no meaning in a fragment
+        std::string items("\xFE\xFF\x00\xE0\0\0\0\0\xFE\xFF\x00\xE0", 12);
+        for (int i = 0; i < 32; i += 8) items += static_cast<char>((pixelBytes + 8) >> i & 0xFF);
+        pixels = items + delimitation + pixels;
+    }
+    list.add(new DcElem(T_7fe0_0010_pixelData, pixels.data(), static_cast<unsigned int>(pixels.size()),
+                        syntax, syntax == UID_JPEG_BASELINE ? VR_OB : VR_OW, 0));
+    list.add(new DcElem(0xE0290010, "behind"));
+    DcDirMetaInfo meta;
+    meta.version = 1;
+    meta.transferSyntax = syntax;
+    ASSERT_EQ(dirWriteFile(path.c_str(), meta, list), 0);
+}
+
+TEST_F(CommandTest, DumpShowsWhatStandsBehindPixelData) {
+    const DICT_UID syntaxes[] = {UID_LITTLE_ENDIAN_IMPLICIT, UID_LITTLE_ENDIAN_EXPLICIT,
+                                 UID_BIG_ENDIAN_EXPLICIT, UID_JPEG_BASELINE};
+    for (const DICT_UID syntax : syntaxes) {
+        for (const std::size_t bytes : {100u, 70000u, 5000000u}) {  // within the first read, and not
+            makeImage(dir / "image", syntax, bytes);
+            for (const char* form : {"", "--flat", "--json", "--tag e029,0010", "< image # "}) {
+                const std::string from =
+                    form[0] == '<' ? "cat image | orvkit dump /dev/stdin " : "orvkit dump image ";
+                const Outcome outcome = sh(from + form);
+                EXPECT_EQ(outcome.status, 0) << outcome.err;
+                EXPECT_TRUE(holds(outcome.out, "behind")) << syntax << ' ' << bytes << ' ' << form;
+                EXPECT_EQ(outcome.err, "");
+            }
+        }
+    }
+#if !defined(__SANITIZE_ADDRESS__) && !defined(ORVKIT_SANITIZED)
+    fs::resize_file(dir / "image", 0);
+    makeImage(dir / "image", UID_JPEG_BASELINE, 40 << 20);
+    EXPECT_LT(sh("orvkit dump image").residentKb, 16 << 10);
+#endif
+}
+
+TEST_F(CommandTest, DumpTellsWhatIsWrongWithPixelData) {
+    makeImage(dir / "whole", UID_JPEG_BASELINE, 70000);
+    const Outcome fragments = sh("head -c 60000 whole >cut; orvkit dump cut");
+    EXPECT_EQ(fragments.status, 1);
+    EXPECT_TRUE(holds(fragments.err, "(7fe0,0010) at byte "));
+    EXPECT_TRUE(holds(fragments.err, ": fragments without their end\n"));
+    EXPECT_TRUE(holds(fragments.out, "pixelData"));
+    makeImage(dir / "whole", UID_LITTLE_ENDIAN_EXPLICIT, 70000);
+    const Outcome words = sh("head -c 60000 whole >cut; orvkit dump cut");
+    EXPECT_EQ(words.status, 1);
+    EXPECT_TRUE(holds(words.err, ": a value of 70000 bytes, of which the file holds "));
+}
+
+TEST_F(CommandTest, DumpEndsQuietlyWhenNobodyReadsOn) {
+    ASSERT_EQ(sh("orvkit phantom p --size 16 --series 1 --images 300").status, 0);
+    EXPECT_EQ(sh("orvkit dump p --full --flat | head -1").err, "");
+    // Also where the signal is ignored, as by some programs that start others.
+    const Outcome outcome = sh("trap '' PIPE; (orvkit dump p --flat; echo $? >status) | head -1; cat status");
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_TRUE(holds(outcome.out, "\n1\n"));
+}
+
+TEST_F(CommandTest, DumpTakesSeveralTagsAtOnce) {
+    ASSERT_EQ(sh("orvkit phantom p --size 16 --series 1 --images 1").status, 0);
+    const std::string image = "orvkit dump p/SE000001/IM000001 --tag ";
+    const Outcome apart = sh(image + "PatientName --tag 0010,0020 --tag Rows");
+    EXPECT_EQ(apart.status, 0);
+    EXPECT_EQ(std::count(apart.out.begin(), apart.out.end(), '\n'), 3);
+    for (const char* tags : {"PatientName,0010,0020,Rows", "PatientName,00100020,Rows",
+                             "'PatientName,(0010,0020),Rows'", "10,10,10,20,28,10"}) {
+        EXPECT_EQ(sh(image + tags).out, apart.out) << tags;
+    }
+    EXPECT_EQ(sh(image + "PatientName,Nonsense").status, 2);
+    EXPECT_TRUE(holds(sh(image + "PatientName,Nonsense").err, "Nonsense"));
+    EXPECT_EQ(sh(image + "PatientName,").status, 2);
 }
 
 TEST_F(CommandTest, ALimitOnFileSizesIsAFailureOfWriting) {
