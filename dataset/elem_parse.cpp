@@ -2,7 +2,9 @@
 #include <bit>
 #include <cstring>
 
+#include "dataset/char_class.h"
 #include "dataset/elem_access.h"
+#include "dataset/elem_verify.h"
 #include "foundation/bytes.h"
 #include "foundation/exception_level.h"
 #include "foundation/fail.h"
@@ -26,10 +28,29 @@ int DcElem::parseVal(void* value, unsigned int length, DICT_UID xferSyn) {
     return ElemAccess::parse(*this, vr, {static_cast<const unsigned char*>(value), length}, order);
 }
 
+namespace {
+
+// The usual text: one short value without anything that has to be looked at twice. What addText makes of it.
+bool storePlainText(orvkit::ElemStore& store, const orvkit::VrRow& row, unsigned int most,
+                    std::string_view bytes) {
+    const bool checked = row.take == orvkit::Take::check || row.take == orvkit::Take::soften;
+    if (!checked || store.count != 0 || bytes.size() > most) return false;
+    while (!bytes.empty() && bytes.back() == '\0') bytes.remove_suffix(1);
+    const std::string_view text = orvkit::trim(bytes);
+    if (text.empty() || !orvkit::passesPlainly(row.check, text)) return false;
+    if (row.check == orvkit::Verify::AE && text.find('\\') != std::string_view::npos) return false;
+    return orvkit::storeAppend(store, {reinterpret_cast<const unsigned char*>(text.data()), text.size()},
+                               true);
+}
+
+}  // namespace
+
 int ElemAccess::parse(DcElem& e, DICT_VR vr, std::span<const unsigned char> bytes, ByteOrder order) {
     const DICT_VR_SIZE size = vrSize(e);
     if (size == VR_SIZE_CHAR) {
-        return addText(e, {reinterpret_cast<const char*>(bytes.data()), bytes.size()}, ELEM_INDEX_APPEND);
+        const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+        if (storePlainText(e.store_, orvkit::vrRow(vr), vrLen(e), text)) return RESULT_OK;
+        return addText(e, text, ELEM_INDEX_APPEND);
     }
     if (size == VR_SIZE_NONE) {
         return fail(ELEM_VR_SIZE, LOG_VALIDATION, "DcElem::parseVal", "Element (%04x,%04x) - invalid VR size",

@@ -1,6 +1,7 @@
 // The checks of text values against their VR (PS3.5 6.2): rules as rows, and the members that walk them.
 #include "dataset/elem_verify.h"
 
+#include <algorithm>
 #include <cstring>
 #include <iterator>
 
@@ -105,6 +106,12 @@ int verifyTrimmed(Verify check, std::string_view text, unsigned int tag) noexcep
         return failIllegal(rule, c, text, tag);
     }
     return RESULT_OK;
+}
+
+bool passesPlainly(Verify check, std::string_view text) noexcept {
+    const VerifyRule& rule = rules[static_cast<std::size_t>(check)];
+    if (text.size() > rule.limit) return false;
+    return std::all_of(text.begin(), text.end(), [&rule](char c) { return isOf(c, rule.allowed); });
 }
 
 namespace {

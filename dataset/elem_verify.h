@@ -13,6 +13,9 @@ namespace orvkit {
 // serves the messages only.
 int verifyTrimmed(Verify check, std::string_view text, unsigned int tag) noexcept;
 
+// Whether a trimmed text passes its check without a word, seen in one look; false proves nothing.
+bool passesPlainly(Verify check, std::string_view text) noexcept;
+
 }  // namespace orvkit
 
 #endif
