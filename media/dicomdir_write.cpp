@@ -1,16 +1,14 @@
 // Writing a DICOMDIR: header, records, and the replacement of the file.
-#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <new>
-#include <random>
 
 #include "encoding/header.h"
 #include "foundation/fail.h"
 #include "media/dicomdir_header.h"
 #include "media/dir_rec.h"
 #include "media/meta_info.h"
-#include "platform/file.h"
+#include "platform/new_file.h"
 
 using orvkit::ByteOrder;
 using orvkit::ByteWriter;
@@ -63,35 +61,16 @@ int failLimit() {
                 orvkit::megabytes(orvkit::maxFileSize()));
 }
 
-// Another name in the same folder, which no other writer has. A writer that is killed leaves its file behind.
-std::string temporaryName(const std::string& path) {
-    std::random_device random;
-    char suffix[16];
-    std::snprintf(suffix, sizeof suffix, ".%08x", random());
-    return path + suffix;
-}
-
 // After a crash the old file or the new one is there.
 int replaceFile(const std::string& path, std::span<const unsigned char> bytes) {
-    namespace platform = orvkit::platform;
-    std::string temporary;
-    platform::FileHandle file;
-    for (int tries = 0; tries < 16 && !file; ++tries) {
-        temporary = temporaryName(path);
-        file = platform::createNew(temporary.c_str());
+    orvkit::platform::NewFile file;
+    if (!file.beginBeside(path)) {
+        return fail(DIR_OPEN, LOG_ERROR, kReporter, "Error opening file - '%s'", path.c_str());
     }
-    if (!file) return fail(DIR_OPEN, LOG_ERROR, kReporter, "Error opening file - '%s'", path.c_str());
-    (void)platform::copyRights(path.c_str(), file.get());  // of the file that is replaced
-    const bool written =
-        platform::writeAll(file.get(), bytes.data(), bytes.size()) && platform::sync(file.get());
-    file.reset();
-    if (!written || !platform::rename(temporary.c_str(), path.c_str())) {
-        (void)platform::remove(temporary.c_str());
-        return fail(DIR_READ_WRITE, LOG_ERROR, kReporter, "Write error, disk may be full");
+    if (orvkit::platform::writeAll(file.handle(), bytes.data(), bytes.size()) && file.commit(path, true)) {
+        return RESULT_OK;
     }
-    // The new file is in place; a system that cannot sync folders has done what it can.
-    (void)platform::syncEntry(path.c_str());
-    return RESULT_OK;
+    return fail(DIR_READ_WRITE, LOG_ERROR, kReporter, "Write error, disk may be full");
 }
 
 }  // namespace

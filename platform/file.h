@@ -55,9 +55,20 @@ FileHandle createNew(const char* path) noexcept;
 FileHandle openAppend(const char* path) noexcept;
 // A stream of the C library, in the modes of fopen; null on failure.
 std::FILE* openStream(const char* path, const char* mode) noexcept;
-// Makes a file under a name that nothing else has: `pattern` ends in "XXXXXX", which is replaced. It gets the
-// access rights of the file at `like`, or those of any new file when there is none.
-FileHandle createTemporary(std::string& pattern, const char* like) noexcept;
+// A file for its maker alone, with the access rights of the file at `like`, or those of any new file when
+// that is null or there is none; see new_file.h. As long as the handle is open, removeAbandoned leaves the
+// file alone. Fails when the path exists.
+FileHandle createTemporary(const char* path, const char* like) noexcept;
+// The same without a name: it goes with its handle unless giveName is called. Fails where the system or the
+// file system has no such files.
+FileHandle createUnnamed(const char* directory, const char* like) noexcept;
+// Fails when the path exists.
+bool giveName(int handle, const char* path) noexcept;
+// A path by which this process opens the file of a handle once more, if it has no name.
+std::string pathOfHandle(int handle);
+// Removes a file of createTemporary whose maker has ended; false when there is none, or its maker is at work.
+// Where the system cannot tell, one that was not changed for a day counts as abandoned.
+bool removeAbandoned(const char* path) noexcept;
 // Another handle on the same open file, with the same file position; errno EBADF: not a handle, EMFILE: no
 // handle left.
 FileHandle duplicate(int handle) noexcept;
@@ -109,9 +120,10 @@ void syncAll() noexcept;
 
 // Replaces `to` in one step if it exists; both on the same file system. False on failure.
 bool rename(const char* from, const char* to) noexcept;
+// The same for a file of createTemporary, whose handle is given up; false also when the system tells only now
+// that what was written is lost, and then `to` is as it was.
+bool rename(FileHandle file, const char* from, const char* to) noexcept;
 bool remove(const char* path) noexcept;
-// Gives an open file the access rights of the one at `from`; false on failure, as when there is none.
-bool copyRights(const char* from, int to) noexcept;
 
 // Says that this process is at work in a directory until the handle is closed or the process ends, however it
 // ends. Any number may share a directory, or one has it alone. Empty when others have it (errno EWOULDBLOCK),

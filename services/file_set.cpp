@@ -1,5 +1,6 @@
 #include "services/file_set.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
@@ -9,7 +10,7 @@
 #include "orvkit/result.h"
 #include "orvkit/sequence.h"
 #include "orvkit/tags.h"
-#include "platform/file.h"
+#include "platform/new_file.h"
 #include "services/file_id.h"
 #include "services/icon.h"
 #include "services/paths.h"
@@ -20,6 +21,7 @@ namespace services {
 namespace {
 
 namespace fs = std::filesystem;
+namespace platform = orvkit::platform;
 
 constexpr unsigned int identityOf(DIR_REC type) {
     switch (type) {
@@ -321,7 +323,25 @@ std::string FileSet::newFileId(DcDirRec& leaf) {
     return folder.empty() && &above != &directory_ ? std::string() : freeName(above, folder, "IM");
 }
 
+namespace {
+
 // The file gets its name when all of it is there.
+bool copyWhole(const std::string& from, const std::string& to, std::error_code& error) {
+    const platform::FileHandle source = platform::openRead(from.c_str());
+    platform::FileInfo info;
+    platform::NewFile file;
+    errno = 0;
+    if (source && platform::examine(source.get(), info) && file.beginBeside(to) &&
+        platform::copyRange(source.get(), 0, file.handle(), info.size) == info.size &&
+        file.commit(to, false)) {
+        return true;
+    }
+    error.assign(errno != 0 ? errno : EIO, std::generic_category());
+    return false;
+}
+
+}  // namespace
+
 bool FileSet::transferTo(const std::string& from, const std::string& name, Transfer transfer,
                          Faults& faults) {
     std::error_code error;
@@ -333,15 +353,11 @@ bool FileSet::transferTo(const std::string& from, const std::string& name, Trans
         if (!error) return true;
         if (error == std::errc::cross_device_link) error.clear();
     }
-    const fs::path partial = pathOf(name + ".part");
-    if (!error) fs::copy_file(path, partial, fs::copy_options::overwrite_existing, error);
-    if (!error) fs::rename(partial, to, error);
-    if (!error) {
+    if (!error && copyWhole(from, name, error)) {
         if (transfer == Transfer::move) fs::remove(path, error);
         return true;
     }
     faults.push_back("it cannot be copied to " + name + ": " + error.message());
-    fs::remove(partial, error);
     // The folders made for it, if nothing else is in them.
     for (fs::path folder = to.parent_path(); folder != pathOf(root_); folder = folder.parent_path()) {
         if (!fs::remove(folder, error)) break;
@@ -377,7 +393,7 @@ FileSet::Added FileSet::adopt(const std::string& path, Transfer transfer, Faults
 }
 
 int FileSet::write() {
-    if (adopted_) orvkit::platform::syncAll();
+    if (adopted_) platform::syncAll();
     adopted_ = false;
     const int result = directory_.write();
     if (result == RESULT_OK) changed_ = false;

@@ -205,7 +205,6 @@ void Check::checkIdentity(const DcDirRec& record, SourceFile& source, const std:
 void Check::checkFolder() {
     const FolderContent content = walkFolder(root_);
     for (const std::string& other : content.others) finding(root_, other);
-    for (const std::string& name : content.leftovers) finding(name, "left behind by a killed program");
     for (const std::string& name : content.files) {
         if (referenced_.contains(normalFileId(name))) continue;
         DcDirMetaInfo meta;

@@ -1,6 +1,5 @@
 // orvkit dicomdir make, update and remove.
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <system_error>
@@ -8,6 +7,7 @@
 #include "orvkit/log.h"
 #include "orvkit/result.h"
 #include "orvkit/tags.h"
+#include "platform/new_file.h"
 #include "services/file_id.h"
 #include "services/file_set.h"
 #include "services/file_set_jobs.h"
@@ -126,15 +126,11 @@ class Builder {
         }
     }
 
-    // What a killed writer left behind. A younger one may belong to a writer that is at work.
+    // What a killed writer left behind.
     void removeLeftovers(const FolderContent& content) {
-        for (const std::string& name : content.leftovers) {
+        for (const std::string& name : content.unfinished) {
             const std::string path = pathOfFileId(options_.directory, name);
-            std::error_code error;
-            const auto age = fs::file_time_type::clock::now() - fs::last_write_time(pathOf(path), error);
-            if (error || age < std::chrono::hours(1)) continue;
-            if (fs::remove(pathOf(path), error))
-                complain("%s: left behind by a killed program, removed", path.c_str());
+            (void)orvkit::platform::removeAbandoned(path.c_str());
         }
     }
 
@@ -229,6 +225,7 @@ int removeFromDicomdir(const DicomdirOptions& options) {
     if (!readDicomdir(directory, options.directory, true)) return EXIT_FAILED;
     muteLog();
     Builder builder(directory, options);
+    (void)orvkit::platform::removeUnfinished(options.directory);
     for (const std::string& fileId : options.fileIds) {
         if (builder.set().remove(fileId)) continue;
         complain("%s: no record references it; nothing was changed", fileId.c_str());

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <string_view>
 #include <system_error>
 
 #include "orvkit/result.h"
+#include "platform/new_file.h"
 #include "services/file_id.h"
 #include "services/paths.h"
 #include "services/report.h"
@@ -14,13 +14,6 @@ namespace services {
 namespace {
 
 namespace fs = std::filesystem;
-
-// What a writer of the library makes before it replaces the DICOMDIR: "DICOMDIR." and eight digits.
-bool isLeftover(const std::string& name) {
-    constexpr std::string_view stem = "DICOMDIR.";
-    return name.size() == stem.size() + 8 && name.compare(0, stem.size(), stem) == 0 &&
-           name.find_first_not_of("0123456789abcdef", stem.size()) == std::string::npos;
-}
 
 void take(const fs::directory_entry& entry, const fs::path& root, FolderContent& content) {
     std::error_code error;
@@ -31,8 +24,8 @@ void take(const fs::directory_entry& entry, const fs::path& root, FolderContent&
     } else if (status.type() == fs::file_type::symlink) {
         content.others.push_back(name + ": is a symbolic link, which no file set can hold");
     } else if (status.type() == fs::file_type::regular) {
-        if (isLeftover(name)) {
-            content.leftovers.push_back(name);
+        if (orvkit::platform::isUnfinished(nameOf(entry.path().filename()))) {
+            content.unfinished.push_back(name);
         } else if (name != "DICOMDIR") {
             content.files.push_back(name);
         }
@@ -49,7 +42,7 @@ FolderContent walkFolder(const std::string& directory) {
         const fs::path folder = open.back();
         open.pop_back();
         std::error_code error;
-        fs::directory_iterator each(folder, error);
+        fs::directory_iterator each = openFolder(folder, error);
         for (; !error && each != fs::directory_iterator(); each.increment(error)) {
             std::error_code ignored;
             take(*each, root, content);
@@ -60,7 +53,7 @@ FolderContent walkFolder(const std::string& directory) {
                                      error.message());
         }
     }
-    for (auto* list : {&content.files, &content.others, &content.leftovers})
+    for (auto* list : {&content.files, &content.others, &content.unfinished})
         std::sort(list->begin(), list->end());
     return content;
 }

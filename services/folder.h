@@ -15,11 +15,11 @@ bool readDicomdir(DcDirDicomDir& set, const std::string& directory, bool written
 
 // The regular files below a folder, sorted, as paths with slashes relative to it. Symbolic links are not
 // followed: they are told in `others`, with what else cannot be looked at. The DICOMDIR of the folder itself
-// is left out, and so are temporary files of its writers, which go to `leftovers`.
+// is left out, and so are files in the making (platform/new_file.h), which go to `unfinished`.
 struct FolderContent {
     std::vector<std::string> files;
     std::vector<std::string> others;
-    std::vector<std::string> leftovers;
+    std::vector<std::string> unfinished;
 };
 FolderContent walkFolder(const std::string& root);
 

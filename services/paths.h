@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 namespace services {
 
@@ -16,6 +17,15 @@ inline std::filesystem::path pathOf(std::string_view name) {
 inline std::string nameOf(const std::filesystem::path& path) {
     const std::u8string name = path.u8string();
     return {name.begin(), name.end()};
+}
+
+// The entries of a folder; a signal does not end that.
+inline std::filesystem::directory_iterator openFolder(const std::filesystem::path& folder,
+                                                      std::error_code& error) {
+    for (;;) {
+        std::filesystem::directory_iterator entries(folder, error);
+        if (error != std::errc::interrupted) return entries;
+    }
 }
 
 }  // namespace services

@@ -6,6 +6,7 @@
 #include <system_error>
 #include <vector>
 
+#include "platform/new_file.h"
 #include "platform/process.h"
 #include "services/dump_file.h"
 #include "services/output.h"
@@ -71,7 +72,8 @@ class Dump {
         titles_ = true;
         std::vector<std::string> names;
         std::error_code error;
-        for (fs::directory_iterator at(pathOf(path), error), end; !error && at != end; at.increment(error)) {
+        fs::directory_iterator at = openFolder(pathOf(path), error);
+        for (; !error && at != fs::directory_iterator(); at.increment(error)) {
             if (isWanted(*at)) names.push_back(nameOf(at->path().filename()));
         }
         if (error) {
@@ -84,6 +86,7 @@ class Dump {
     // Regular files, links to such, and directories.
     static bool isWanted(const fs::directory_entry& entry) {
         std::error_code error;
+        if (orvkit::platform::isUnfinished(nameOf(entry.path().filename()))) return false;
         if (!entry.is_symlink(error)) {
             return error || entry.is_regular_file(error) || entry.is_directory(error);
         }

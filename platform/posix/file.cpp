@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <ctime>
 #include <string>
 
 namespace orvkit::platform {
@@ -18,13 +19,37 @@ namespace {
 constexpr std::size_t largestRequest = std::size_t{1} << 30;
 constexpr mode_t readableByAll = 0666;  // less what the user's mask takes away
 
-FileHandle openWith(const char* path, int flags) noexcept {
+FileHandle openWith(const char* path, int flags, mode_t mode = readableByAll) noexcept {
     int handle;
     do {
-        handle = ::open(path, flags | O_CLOEXEC | O_NOCTTY, readableByAll);
+        handle = ::open(path, flags | O_CLOEXEC | O_NOCTTY, mode);
     } while (handle == -1 && errno == EINTR);
     return FileHandle(handle);
 }
+
+// A new file with the rights of the one at `like`, and never with more.
+FileHandle openLike(const char* path, int flags, const char* like) noexcept {
+    struct stat status = {};
+    const bool known = like != nullptr && ::stat(like, &status) == 0;
+    FileHandle file = openWith(path, flags, known ? status.st_mode & readableByAll : readableByAll);
+    if (file && known) (void)::fchmod(file.get(), status.st_mode & 07777);
+    return file;
+}
+
+enum class Lock : unsigned char { taken, elsewhere, unknown };
+
+// The lock goes with the last handle on the open file.
+Lock tryLock(int handle) noexcept {
+    if (::flock(handle, LOCK_EX | LOCK_NB) == 0) return Lock::taken;
+    return errno == EWOULDBLOCK ? Lock::elsewhere : Lock::unknown;
+}
+
+struct SystemName {
+    explicit SystemName(int handle) noexcept {
+        (void)std::snprintf(text, sizeof text, "/proc/self/fd/%d", handle);
+    }
+    char text[32];
+};
 
 // Calls `once(bytes done, bytes wanted)`, which reads or writes some, until nothing is left or the file ends.
 template <typename Once>
@@ -82,15 +107,53 @@ std::FILE* openStream(const char* path, const char* mode) noexcept {
     return std::fopen(path, mode);
 }
 
-FileHandle createTemporary(std::string& pattern, const char* like) noexcept {
-    FileHandle file(::mkostemp(pattern.data(), O_CLOEXEC));
-    // Only its maker may open it until the rights are settled.
-    if (file && !copyRights(like, file.get())) {
-        const mode_t mask = ::umask(0);
-        ::umask(mask);
-        (void)::fchmod(file.get(), readableByAll & ~mask);
+FileHandle createTemporary(const char* path, const char* like) noexcept {
+    FileHandle file = openLike(path, O_WRONLY | O_CREAT | O_EXCL, like);
+    if (!file) return file;
+    // Between the two calls it looked abandoned.
+    struct stat status = {};
+    const bool lost =
+        tryLock(file.get()) == Lock::elsewhere || (::fstat(file.get(), &status) == 0 && status.st_nlink == 0);
+    if (lost) {
+        file.reset();
+        errno = EEXIST;
     }
     return file;
+}
+
+FileHandle createUnnamed(const char* directory, const char* like) noexcept {
+#if defined(O_TMPFILE)
+    FileHandle file = openLike(directory, O_WRONLY | O_TMPFILE, like);
+    // Its only way to a name must be there.
+    if (file && ::access(SystemName(file.get()).text, F_OK) == 0) {
+        (void)tryLock(file.get());
+        return file;
+    }
+#else
+    (void)directory;
+    (void)like;
+#endif
+    errno = ENOSYS;
+    return {};
+}
+
+bool giveName(int handle, const char* path) noexcept {
+    return ::linkat(AT_FDCWD, SystemName(handle).text, AT_FDCWD, path, AT_SYMLINK_FOLLOW) == 0;
+}
+
+std::string pathOfHandle(int handle) {
+    return SystemName(handle).text;
+}
+
+bool removeAbandoned(const char* path) noexcept {
+    constexpr std::time_t day = 24 * 60 * 60;
+    const FileHandle file = openWith(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
+    struct stat status = {};
+    if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return false;
+    const Lock lock = tryLock(file.get());
+    if (lock == Lock::elsewhere) return false;
+    if (lock == Lock::unknown && std::time(nullptr) - status.st_mtime < day) return false;
+    return ::unlink(path) == 0;
 }
 
 FileHandle duplicate(int handle) noexcept {
@@ -198,12 +261,13 @@ void syncAll() noexcept {
 bool rename(const char* from, const char* to) noexcept {
     return ::rename(from, to) == 0;
 }
+bool rename(FileHandle file, const char* from, const char* to) noexcept {
+    // Some file systems tell of lost bytes when a handle is closed; the last one holds the lock.
+    FileHandle second = duplicate(file.get());
+    return second && second.close() && rename(from, to);
+}
 bool remove(const char* path) noexcept {
     return ::unlink(path) == 0;
-}
-bool copyRights(const char* from, int to) noexcept {
-    struct stat status = {};
-    return ::stat(from, &status) == 0 && ::fchmod(to, status.st_mode & 07777) == 0;
 }
 FileHandle lockFolder(const char* path, FolderUse use) noexcept {
     FileHandle folder = openWith(path, O_RDONLY | O_DIRECTORY);
@@ -216,7 +280,6 @@ FileHandle lockFolder(const char* path, FolderUse use) noexcept {
     }
     return folder;
 }
-
 bool setBinary(int) noexcept {
     return true;
 }

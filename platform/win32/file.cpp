@@ -6,11 +6,9 @@
 #include <io.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cerrno>
 #include <new>
 #include <string>
-#include <string_view>
 
 #include "platform/win32/path.h"
 
@@ -70,12 +68,15 @@ HANDLE systemHandle(int handle) noexcept {
     return reinterpret_cast<HANDLE>(::_get_osfhandle(handle));
 }
 
+constexpr DWORD shareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
 // Others may read, write, rename and remove a file while it is open. Handles of directories open too.
-FileHandle openWith(const char* path, DWORD access, DWORD disposition, int runtimeFlags) noexcept {
+FileHandle openWith(const char* path, DWORD access, DWORD disposition, int runtimeFlags,
+                    DWORD share = shareAll) noexcept {
     const WidePath wide(path);
     if (!wide.ok()) return {};
     const HANDLE file = ::CreateFileW(
-        wide.get(), access, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, disposition,
+        wide.get(), access, share, nullptr, disposition,
         disposition == OPEN_EXISTING ? FILE_FLAG_BACKUP_SEMANTICS : FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file == INVALID_HANDLE_VALUE) {
         (void)failWithErrno();
@@ -138,20 +139,23 @@ std::FILE* openStream(const char* path, const char* mode) noexcept {
     return name.ok() && how.ok() ? ::_wfopen(name.get(), how.get()) : nullptr;
 }
 
-FileHandle createTemporary(std::string& pattern, const char*) noexcept {
-    constexpr std::string_view letters = "abcdefghijklmnopqrstuvwxyz0123456789";
-    static std::atomic<unsigned int> count = 0;
-    FileHandle file;
-    do {
-        std::uint64_t number =
-            (std::uint64_t{::GetTickCount()} << 22 ^ ::GetCurrentProcessId()) * 2654435761u + ++count;
-        for (auto at = pattern.end() - 6; at != pattern.end(); ++at) {
-            *at = letters[static_cast<std::size_t>(number % letters.size())];
-            number /= letters.size();
-        }
-        file = createNew(pattern.c_str());
-    } while (!file && errno == EEXIST);
-    return file;
+// Others cannot remove it as long as it is open. It has the rights that its directory hands down.
+FileHandle createTemporary(const char* path, const char*) noexcept {
+    return openWith(path, GENERIC_WRITE, CREATE_NEW, 0, FILE_SHARE_READ | FILE_SHARE_WRITE);
+}
+FileHandle createUnnamed(const char*, const char*) noexcept {
+    errno = ENOSYS;
+    return {};
+}
+bool giveName(int, const char*) noexcept {
+    errno = ENOSYS;
+    return false;
+}
+std::string pathOfHandle(int) {
+    return {};
+}
+bool removeAbandoned(const char* path) noexcept {
+    return remove(path);
 }
 
 FileHandle duplicate(int handle) noexcept {
@@ -229,9 +233,8 @@ bool examine(const char* path, FileInfo& info) noexcept {
     const WidePath wide(path);
     if (!wide.ok()) return false;
     // The flag opens directories too.
-    const HANDLE file = ::CreateFileW(wide.get(), FILE_READ_ATTRIBUTES,
-                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                      OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+    const HANDLE file = ::CreateFileW(wide.get(), FILE_READ_ATTRIBUTES, shareAll, nullptr, OPEN_EXISTING,
+                                      FILE_FLAG_BACKUP_SEMANTICS, nullptr);
     if (file == INVALID_HANDLE_VALUE) return failWithErrno();
     const bool known = examineSystem(file, info);
     ::CloseHandle(file);
@@ -262,14 +265,14 @@ bool rename(const char* from, const char* to) noexcept {
            failWithErrno();
 }
 
+// An open file that others cannot remove cannot get another name either.
+bool rename(FileHandle file, const char* from, const char* to) noexcept {
+    return file.close() && rename(from, to);
+}
+
 bool remove(const char* path) noexcept {
     const WidePath wide(path);
     return wide.ok() && ::_wremove(wide.get()) == 0;
-}
-
-// A new file has the rights that its directory hands down.
-bool copyRights(const char*, int) noexcept {
-    return true;
 }
 
 // A file that goes with its last handle; the ways of sharing it are the lock.

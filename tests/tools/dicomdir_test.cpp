@@ -242,9 +242,24 @@ TEST_F(DicomdirTest, TheOldDicomdirStaysWhenTheNewOneCannotBeWritten) {
     EXPECT_TRUE(holds(failed.err, "it is as it was before"));
     EXPECT_EQ(contentOf(dir / "set/DICOMDIR"), old);
     EXPECT_EQ(names("set").size(), 3U) << "a part of the new one was left";
-    // What a killed one left is removed once it is old enough not to be in use.
-    EXPECT_EQ(sh("touch -d '2 hours ago' set/DICOMDIR.0123abcd; orvkit dicomdir make set").status, 0);
+}
+
+TEST_F(DicomdirTest, FilesInTheMakingAreNobodysAndGoWithTheirMaker) {
+    phantom();
+    const auto leave = [this](const char* name) {
+        fs::copy_file(dir / "set/SE000001/IM000001", dir / "set" / name);
+    };
+    leave(".orvkit-1-1.part");
+    leave("SE000001/.orvkit-1-2.part");
+    EXPECT_EQ(sh("orvkit dicomdir check set").status, 0);
+    EXPECT_FALSE(holds(sh("orvkit dump set/SE000001").out, ".part"));
+    EXPECT_TRUE(holds(sh("mkdir other; orvkit dicomdir make --copy-from set other").out, "files 4\n"));
+    EXPECT_EQ(sh("exec 9<set/.orvkit-1-1.part; flock 9; orvkit dicomdir update set").status, 0);
+    EXPECT_EQ(names("set"),
+              (std::vector<std::string>{".orvkit-1-1.part", "DICOMDIR", "SE000001", "SE000002"}));
+    EXPECT_EQ(sh("orvkit dicomdir remove set SE000001/IM000002").status, 0);
     EXPECT_EQ(names("set").size(), 3U);
+    EXPECT_EQ(names("set/SE000001").size(), 2U);
 }
 
 TEST_F(DicomdirTest, MediaServicesFollowTheRole) {

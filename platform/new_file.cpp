@@ -1,0 +1,141 @@
+#include "platform/new_file.h"
+
+#include <atomic>
+#include <cerrno>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include "platform/process.h"
+
+namespace orvkit::platform {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view kPrefix = ".orvkit-";
+constexpr std::string_view kSuffix = ".part";
+
+fs::path pathOf(const std::string& name) {
+    return {std::u8string(name.begin(), name.end())};
+}
+std::string nameOf(const fs::path& path) {
+    const std::u8string name = path.u8string();
+    return {name.begin(), name.end()};
+}
+
+std::string unfinishedName(const std::string& directory) {
+    static std::atomic<unsigned int> count = 0;
+    std::string name(kPrefix);
+    name += std::to_string(processId()) + '-' + std::to_string(++count);
+    name += kSuffix;
+    return nameOf(pathOf(directory) / pathOf(name));
+}
+
+// Calls `make` with new names until there is one that nobody has; "" with errno on failure. A process that
+// was killed may have had our number, and left its files.
+template <typename Make>
+std::string withFreeName(const std::string& directory, Make make) {
+    for (;;) {
+        std::string name = unfinishedName(directory);
+        if (make(name.c_str())) return name;
+        if (errno != EEXIST) return {};
+    }
+}
+
+std::string directoryOf(const std::string& path) {
+    return nameOf(pathOf(path).parent_path());
+}
+
+}  // namespace
+
+NewFile& NewFile::operator=(NewFile&& other) noexcept {
+    drop();
+    file_ = std::move(other.file_);
+    name_ = std::exchange(other.name_, {});
+    return *this;
+}
+
+bool NewFile::begin(const std::string& directory, const char* like) noexcept {
+    drop();
+    file_ = createUnnamed(directory.empty() ? "." : directory.c_str(), like);
+    if (file_) return true;
+    try {
+        name_ = withFreeName(directory, [&](const char* name) {
+            file_ = createTemporary(name, like);
+            return static_cast<bool>(file_);
+        });
+    } catch (...) {
+        errno = ENOMEM;
+    }
+    return static_cast<bool>(file_);
+}
+
+bool NewFile::beginBeside(const std::string& target) noexcept {
+    try {
+        return begin(directoryOf(target), target.c_str());
+    } catch (...) {
+        errno = ENOMEM;
+        return false;
+    }
+}
+
+// A file without a name can take a free one; only a file with a name can replace another.
+bool NewFile::place(const std::string& target) noexcept {
+    try {
+        if (name_.empty()) {
+            if (giveName(handle(), target.c_str())) return true;
+            if (errno != EEXIST) return false;
+            name_ = withFreeName(directoryOf(target),
+                                 [this](const char* name) { return giveName(handle(), name); });
+        }
+        return !name_.empty() && rename(std::move(file_), name_.c_str(), target.c_str());
+    } catch (...) {
+        errno = ENOMEM;
+        return false;
+    }
+}
+
+bool NewFile::commit(const std::string& target, bool toDisk) noexcept {
+    if ((toDisk && !sync(handle())) || !place(target)) {
+        const int reason = errno;
+        drop();
+        errno = reason;
+        return false;
+    }
+    name_.clear();
+    file_.reset();
+    // The name itself reaches the disk with the directory; the file is whole either way.
+    if (toDisk) (void)syncEntry(target.c_str());
+    return true;
+}
+
+void NewFile::drop() noexcept {
+    file_.reset();
+    if (!name_.empty()) (void)remove(name_.c_str());
+    name_.clear();
+}
+
+bool isUnfinished(std::string_view name) noexcept {
+    return name.starts_with(kPrefix) && name.ends_with(kSuffix);
+}
+
+int removeUnfinished(const std::string& directory) noexcept {
+    int count = 0;
+    try {
+        std::error_code error;
+        fs::directory_iterator at;
+        do {
+            at = fs::directory_iterator(pathOf(directory), error);
+        } while (error == std::errc::interrupted);
+        for (; !error && at != fs::directory_iterator(); at.increment(error)) {
+            const bool unfinished = isUnfinished(nameOf(at->path().filename()));
+            if (unfinished && removeAbandoned(nameOf(at->path()).c_str())) ++count;
+        }
+    } catch (...) {
+        // They wait for the next.
+    }
+    return count;
+}
+
+}  // namespace orvkit::platform

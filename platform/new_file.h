@@ -1,0 +1,58 @@
+// A file in the making: it appears under its name whole or not at all. The same on all systems.
+#ifndef ORVKIT_PLATFORM_NEW_FILE_H
+#define ORVKIT_PLATFORM_NEW_FILE_H
+
+#include <string>
+#include <string_view>
+
+#include "platform/file.h"
+
+namespace orvkit::platform {
+
+// Until it is whole, a file has no name where the system and the file system allow that, and goes with its
+// maker however that ends. Elsewhere it stands in the directory of its target as
+// ".orvkit-<process>-<number>.part" (the same for moments while it replaces another file): every reader of a
+// folder passes such names over, and whoever comes next to write there removes those whose maker has ended.
+class NewFile {
+  public:
+    NewFile() noexcept = default;
+    NewFile(NewFile&& other) noexcept = default;
+    NewFile& operator=(NewFile&& other) noexcept;
+    ~NewFile() { drop(); }
+
+    // Makes the file, for a target in this directory, which gets the access rights of the file at `like`
+    // (none: null). False: errno tells why.
+    bool begin(const std::string& directory, const char* like = nullptr) noexcept;
+    // The same beside `target`, with its rights.
+    bool beginBeside(const std::string& target) noexcept;
+
+    explicit operator bool() const noexcept { return static_cast<bool>(file_); }
+    // For writing.
+    int handle() const noexcept { return file_.get(); }
+    // The temporary name, "" while there is none.
+    const std::string& name() const noexcept { return name_; }
+    // By which this process opens the file once more.
+    std::string path() const { return name_.empty() ? pathOfHandle(handle()) : name_; }
+
+    // Gives the file its name, replacing what stands there; with `sync` its bytes are on the disk first, and
+    // its entry in the directory as far as the system can. False: errno tells why, the file is dropped, and
+    // what stood under the name stands there still.
+    bool commit(const std::string& target, bool sync) noexcept;
+    void drop() noexcept;
+
+  private:
+    bool place(const std::string& target) noexcept;
+
+    FileHandle file_;
+    std::string name_;
+};
+
+// Whether a file of this name, without its directory, is one in the making.
+bool isUnfinished(std::string_view name) noexcept;
+
+// Removes the files in the making in a directory at which nobody is at work; gives their number.
+int removeUnfinished(const std::string& directory) noexcept;
+
+}  // namespace orvkit::platform
+
+#endif
