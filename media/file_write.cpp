@@ -3,6 +3,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <string>
 #include <vector>
 
 #include "dataset/disk_elems.h"
@@ -13,7 +14,7 @@
 #include "foundation/fail.h"
 #include "media/meta_info.h"
 #include "media/pixel_copy.h"
-#include "platform/file.h"
+#include "platform/new_file.h"
 
 using orvkit::Aside;
 using orvkit::ElemAccess;
@@ -106,7 +107,7 @@ int failWrite() {
     return fail(DIR_READ_WRITE, LOG_ERROR, kReporter, "Write error, disk may be full");
 }
 
-int write(int handle, std::span<const unsigned char> bytes) {
+int writeAll(int handle, std::span<const unsigned char> bytes) {
     while (!bytes.empty()) {
         const auto chunk = bytes.first(std::min(bytes.size(), kWriteChunk));
         if (!orvkit::platform::writeAll(handle, chunk.data(), chunk.size())) return failWrite();
@@ -120,9 +121,9 @@ int writeSpliced(int handle, std::span<const unsigned char> framed, DICT_UID xfe
                  std::span<const FramedHeader> onDisk) {
     std::size_t written = 0;
     for (const FramedHeader& header : onDisk) {
-        int result = write(handle, framed.subspan(written, header.end - written));
+        int result = writeAll(handle, framed.subspan(written, header.end - written));
         if (result == RESULT_OK) result = orvkit::copyPixels(handle, *header.element, xferSyn, kReporter);
-        if (result == RESULT_OK && header.undefinedLength) result = write(handle, orvkit::kPixelDataEnd);
+        if (result == RESULT_OK && header.undefinedLength) result = writeAll(handle, orvkit::kPixelDataEnd);
         if (result != RESULT_OK) return result;
         written = header.end;
     }
@@ -132,59 +133,107 @@ int writeSpliced(int handle, std::span<const unsigned char> framed, DICT_UID xfe
         return fail(RESULT_OK, LOG_ERROR, kReporter, "Data beyond pixels exceeds limit of %g Mbytes, ignored",
                     orvkit::megabytes(limit));
     }
-    return write(handle, framed.subspan(written));
+    return writeAll(handle, framed.subspan(written));
 }
 
-// Preamble, "DICM" and meta information at the beginning of a block.
-int frameMeta(DcDirMetaInfo& meta, DcElemList& group, unsigned char* block, std::size_t& used) {
-    std::memcpy(block, meta.preamble, orvkit::kPreambleSize);
-    std::memcpy(block + orvkit::kPreambleSize, "DICM", 4);
+int failOpen(const char* path) {
+    return fail(DIR_OPEN, LOG_ERROR, kReporter, "Error opening file - '%s'", path);
+}
+
+// All that goes into a file, framed before the file is touched. What does not go into it is moved aside, and
+// moved back in the end.
+class FileImage {
+  public:
+    FileImage(DcDirMetaInfo& meta, DcElemList& dataset) : meta_(meta), dataset_(dataset), aside_(dataset) {}
+
+    // `path` is where the file will stand.
+    int frame(const char* path);
+    int write(int handle) const;
+
+  private:
+    int check(const char* path);
+    int frameMeta(DcElemList& group);
+
+    DcDirMetaInfo& meta_;
+    DcElemList& dataset_;
+    Aside aside_;
+    Block block_;
+    std::size_t start_ = 0;  // of the data set in the block
+    unsigned int length_ = 0;
+    std::vector<FramedHeader> onDisk_;
+};
+
+int FileImage::check(const char* path) {
+    int result = takeIdentity(meta_, dataset_);
+    if (result == RESULT_OK) result = dirCheckMetaInfo(meta_);
+    if (result == RESULT_OK) result = checkSize(dataset_, meta_.transferSyntax);
+    return result == RESULT_OK ? checkDiskElems(dataset_, path) : result;
+}
+
+// Preamble, "DICM" and meta information at the beginning of the block.
+int FileImage::frameMeta(DcElemList& group) {
+    std::memcpy(block_.get(), meta_.preamble, orvkit::kPreambleSize);
+    std::memcpy(block_.get() + orvkit::kPreambleSize, "DICM", 4);
     unsigned int length = 0;
-    const int result = group.frame(block + orvkit::kMetaOffset, length, UID_LITTLE_ENDIAN_EXPLICIT);
-    used = orvkit::kMetaOffset + std::size_t{length};
+    const int result = group.frame(block_.get() + orvkit::kMetaOffset, length, UID_LITTLE_ENDIAN_EXPLICIT);
+    start_ = orvkit::kMetaOffset + std::size_t{length};
     return result;
+}
+
+int FileImage::frame(const char* path) {
+    int result = check(path);
+    if (result != RESULT_OK) return result;
+    // The command group has no place in a file, and the meta group is the record's.
+    takeCommandAndMeta(aside_, dataset_, 0x0002);
+    DcElemList group;
+    if (result = dirFileMetaInfoToElemList(meta_, group); result != RESULT_OK) return result;
+    unsigned int groupSize = 0;
+    (void)group.getBufSize(groupSize, static_cast<unsigned int*>(nullptr));
+    (void)dataset_.getBufSize(length_, static_cast<unsigned int*>(nullptr));
+    const std::size_t size = orvkit::kMetaOffset + std::size_t{groupSize} + length_;
+    block_.reset(static_cast<unsigned char*>(::operator new(size, std::nothrow)));
+    if (block_ == nullptr) {
+        return fail(ELEM_NO_MEMORY, LOG_ERROR, kReporter,
+                    "file '%s', unable to allocated 0x%x (%d) bytes of memory", path, length_,
+                    static_cast<int>(length_));
+    }
+    if (result = frameMeta(group); result != RESULT_OK) return result;
+    return ElemListAccess::frame(dataset_, block_.get() + start_, orvkit::kMostRoom, length_,
+                                 meta_.transferSyntax, &onDisk_);
+}
+
+int FileImage::write(int handle) const {
+    const int result = writeAll(handle, {block_.get(), start_});
+    if (result != RESULT_OK) return result;
+    return writeSpliced(handle, {block_.get() + start_, length_}, meta_.transferSyntax, onDisk_);
 }
 
 }  // namespace
 
 int dirWriteFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset) {
     if (path == nullptr) return fail(DIR_NULL_ARGUMENT, LOG_NOTICE, kReporter, "Null argument passed");
-    int result = takeIdentity(meta, dataset);
-    if (result == RESULT_OK) result = dirCheckMetaInfo(meta);
-    if (result == RESULT_OK) result = checkSize(dataset, meta.transferSyntax);
-    if (result == RESULT_OK) result = checkDiskElems(dataset, path);
+    FileImage image(meta, dataset);
+    int result = image.frame(path);
     if (result != RESULT_OK) return result;
-
     orvkit::platform::FileHandle file = orvkit::platform::createWrite(path);
-    if (!file) return fail(DIR_OPEN, LOG_ERROR, kReporter, "Error opening file - '%s'", path);
-
-    // The command group has no place in a file, and the meta group is the record's.
-    Aside aside(dataset);
-    takeCommandAndMeta(aside, dataset, 0x0002);
-    DcElemList group;
-    (void)dirFileMetaInfoToElemList(meta, group);
-    unsigned int groupSize = 0;
-    unsigned int dataSize = 0;
-    (void)group.getBufSize(groupSize, static_cast<unsigned int*>(nullptr));
-    (void)dataset.getBufSize(dataSize, static_cast<unsigned int*>(nullptr));
-    const std::size_t size = orvkit::kMetaOffset + std::size_t{groupSize} + dataSize;
-    const Block block(static_cast<unsigned char*>(::operator new(size, std::nothrow)));
-    if (block == nullptr) {
-        return fail(ELEM_NO_MEMORY, LOG_ERROR, kReporter,
-                    "file '%s', unable to allocated 0x%x (%d) bytes of memory", path, dataSize,
-                    static_cast<int>(dataSize));
-    }
-    std::size_t start = 0;
-    if (result = frameMeta(meta, group, block.get(), start); result != RESULT_OK) return result;
-    std::vector<FramedHeader> onDisk;
-    result = ElemListAccess::frame(dataset, block.get() + start, orvkit::kMostRoom, dataSize,
-                                   meta.transferSyntax, &onDisk);
-    if (result != RESULT_OK) return result;
-    result = write(file.get(), {block.get(), start});
-    if (result == RESULT_OK) {
-        result = writeSpliced(file.get(), {block.get() + start, dataSize}, meta.transferSyntax, onDisk);
-    }
+    if (!file) return failOpen(path);
+    result = image.write(file.get());
     if (result == RESULT_OK && !file.close()) result = failWrite();
+    return result;
+}
+
+int orvkit::writeWholeFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset) {
+    FileImage image(meta, dataset);
+    int result = image.frame(path);
+    if (result != RESULT_OK) return result;
+    platform::FileInfo info;
+    platform::NewFile file;
+    // What may not be written to is not replaced either.
+    if (platform::examine(path, info) && !platform::openAppend(path)) return failOpen(path);
+    const std::string target = platform::linkTarget(path);
+    if (!file.beginBeside(target)) return failOpen(path);
+    result = image.write(file.handle());
+    if (result == RESULT_OK && !file.commit(target, true)) result = failWrite();
     return result;
 }
 

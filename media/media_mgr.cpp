@@ -8,6 +8,7 @@
 
 #include "foundation/fail.h"
 #include "media/dir_rec.h"
+#include "media/meta_info.h"
 #include "platform/clock.h"
 #include "platform/file.h"
 #include "platform/volume.h"
@@ -97,7 +98,7 @@ int DcMediaMgr::mWrite(DcDirRec* record, const char* fileId, DcDirMetaInfo& meta
     }
     char root[DIR_ROOT_PATH_LIMIT + 1];
     if (result = record->getRootPath(root); result != RESULT_OK) return result;
-    result = dirWriteFile(pathOf(*this, fileId).c_str(), meta, dataset);
+    result = orvkit::writeWholeFile(pathOf(*this, fileId).c_str(), meta, dataset);
     if (result == RESULT_OK) result = record->setRefFile(fileId);
     return result == RESULT_OK ? write(nullptr) : result;
 }

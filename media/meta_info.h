@@ -26,6 +26,10 @@ inline constexpr unsigned int kMetaOffset = 132;  // preamble and "DICM"
 int maxFileSize() noexcept;
 double megabytes(int bytes) noexcept;
 
+// dirWriteFile, but the file appears under its name when it is whole, and one that stood there stays until
+// then.
+int writeWholeFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset);
+
 // "" for a number without a UID.
 const char* uidText(DICT_UID uid) noexcept;
 

@@ -117,7 +117,15 @@ void NewFile::drop() noexcept {
 }
 
 bool isUnfinished(std::string_view name) noexcept {
-    return name.starts_with(kPrefix) && name.ends_with(kSuffix);
+    return name.starts_with(kPrefix);
+}
+
+std::string linkTarget(const std::string& path) {
+    std::error_code error;
+    const fs::path name = pathOf(path);
+    if (!fs::is_symlink(name, error) || !fs::exists(name, error)) return path;
+    const fs::path target = fs::canonical(name, error);
+    return error ? path : nameOf(target);
 }
 
 int removeUnfinished(const std::string& directory) noexcept {
@@ -129,7 +137,8 @@ int removeUnfinished(const std::string& directory) noexcept {
             at = fs::directory_iterator(pathOf(directory), error);
         } while (error == std::errc::interrupted);
         for (; !error && at != fs::directory_iterator(); at.increment(error)) {
-            const bool unfinished = isUnfinished(nameOf(at->path().filename()));
+            const std::string name = nameOf(at->path().filename());
+            const bool unfinished = isUnfinished(name) && name.ends_with(kSuffix);
             if (unfinished && removeAbandoned(nameOf(at->path()).c_str())) ++count;
         }
     } catch (...) {

@@ -47,7 +47,11 @@ class NewFile {
     std::string name_;
 };
 
-// Whether a file of this name, without its directory, is one in the making.
+// The file that a symbolic link leads to, for replacing that; the path itself when it is none, or leads
+// nowhere.
+std::string linkTarget(const std::string& path);
+
+// Whether a file of this name, without its directory, is a writer's own: one in the making, or its lock.
 bool isUnfinished(std::string_view name) noexcept;
 
 // Removes the files in the making in a directory at which nobody is at work; gives their number.

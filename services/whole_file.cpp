@@ -17,13 +17,9 @@ namespace platform = orvkit::platform;
 
 }  // namespace
 
-WholeFile::WholeFile(const std::string& path) : path_(path) {
+WholeFile::WholeFile(const std::string& path) : path_(platform::linkTarget(path)) {
+    const fs::path name = pathOf(path_);
     std::error_code error;
-    fs::path name = pathOf(path);
-    if (fs::is_symlink(name, error) && fs::exists(name, error)) {
-        name = fs::canonical(name, error);
-        path_ = nameOf(name);
-    }
     if (fs::exists(name, error) && !fs::is_regular_file(name, error)) {
         complain("%s: exists and is not a regular file", path.c_str());
         return;
