@@ -3,7 +3,6 @@
 #define ORVKIT_TESTS_MEDIA_SAMPLE_FILES_H
 
 #include <cstdint>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -32,14 +31,7 @@ struct ReferenceRow {
 };
 
 // Null where the samples are absent.
-inline const char* samplesDirectory() {
-    static const std::string directory = [] {
-        const char* named = std::getenv("ORVKIT_SAMPLES");
-        std::string path = named != nullptr ? named : ORVKIT_DEFAULT_SAMPLES;
-        return std::filesystem::exists(path + "/INDEX.tsv") ? path : std::string();
-    }();
-    return directory.empty() ? nullptr : directory.c_str();
-}
+const char* samplesDirectory();
 
 inline std::string samplePath(const std::string& path) {
     return std::string(samplesDirectory()) + "/" + path;
