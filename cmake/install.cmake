@@ -15,6 +15,11 @@ if(ORVKIT_TOOLS)
   set_target_properties(orvkit_command PROPERTIES INSTALL_RPATH "$ORIGIN/${from_bin_to_lib}")
   install(TARGETS orvkit_command RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
   install(FILES docs/orvkit.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+  if(NOT CMAKE_CROSSCOMPILING)
+    set(completion ${PROJECT_BINARY_DIR}/completion)
+    install(FILES ${completion}/orvkit DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+    install(FILES ${completion}/_orvkit DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
+  endif()
 endif()
 
 configure_package_config_file(packaging/orvkitConfig.cmake.in ${PROJECT_BINARY_DIR}/orvkitConfig.cmake

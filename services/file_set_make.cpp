@@ -195,6 +195,12 @@ bool rootFits(const std::string& root) {
 
 int makeDicomdir(const DicomdirOptions& options) {
     if (!rootFits(options.directory)) return EXIT_FAILED;
+    std::error_code error;
+    fs::create_directories(pathOf(options.directory), error);
+    if (!fs::is_directory(pathOf(options.directory))) {
+        complain("%s: %s", options.directory.c_str(), error ? error.message().c_str() : "not a directory");
+        return EXIT_FAILED;
+    }
     muteLog();
     DcDirDicomDir directory;
     startAnew(directory, options.directory);

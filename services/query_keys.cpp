@@ -63,9 +63,10 @@ bool QueryKeys::parse(const QueryOptions& options) {
     level_ = upper(options.level);
     for (const std::string& key : options.keys) {
         const std::size_t equals = key.find('=');
-        const std::vector<unsigned int> named = tagsNamed(key.substr(0, equals));
+        const std::string name = key.substr(0, equals);
+        const std::vector<unsigned int> named = tagsNamed(name);
         if (named.empty()) {
-            complain("-k %s: neither a tag nor a name of the dictionary", key.c_str());
+            complain("-k %s: %s", key.c_str(), noTagText(name).c_str());
             return false;
         }
         if (!add(named.front(), equals == std::string::npos ? "" : key.substr(equals + 1))) {

@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "orvkit/dict.h"
+#include "services/nearest.h"
 
 namespace services {
 namespace {
@@ -65,6 +66,23 @@ std::vector<unsigned int> tagsNamed(const std::string& text) {
             tags.push_back(info.tag);
     }
     return tags;
+}
+
+std::string nearestKeyword(const std::string& text) {
+    if (text.find_first_of("0123456789,()") != std::string::npos) return {};  // meant as a number
+    std::vector<std::string> keywords;
+    for (std::size_t i = 0; i < Dict.tagCount(); ++i) {
+        const std::string_view name = Dict.tagAt(i).name;
+        if (name.size() <= 12) continue;
+        std::string keyword(name.substr(12));
+        keyword[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(keyword[0])));
+        keywords.push_back(std::move(keyword));
+    }
+    return nearest(text, keywords);
+}
+
+std::string noTagText(const std::string& text) {
+    return "neither a tag nor a name of the dictionary" + didYouMean(nearestKeyword(text));
 }
 
 bool Pick::add(const std::string& text) {

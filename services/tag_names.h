@@ -16,6 +16,11 @@ namespace services {
 // ("PatientName"). Empty for anything else.
 std::vector<unsigned int> tagsNamed(const std::string& text);
 
+// "neither a tag nor a name of the dictionary", and the keyword that is nearest to it.
+std::string noTagText(const std::string& text);
+// The keyword ("PatientName") that somebody may have meant, or "".
+std::string nearestKeyword(const std::string& text);
+
 class Pick {
   public:
     // false for a text that names no tag.

@@ -22,6 +22,8 @@ void addFind(Command& program);
 void addMove(Command& program);
 void addGet(Command& program);
 void addServe(Command& program);
+// Behind all others: it tells of the program as it is then and later.
+void addCompletion(Command& program);
 
 }  // namespace tools
 

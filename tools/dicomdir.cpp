@@ -9,10 +9,17 @@ namespace tools {
 void addDicomdir(Command& program) {
     Command& command = program.command("dicomdir", "Make, change, list and check file sets (DICOMDIR)");
     auto options = std::make_shared<DicomdirOptions>();
-    const auto add = [&](const char* name, const char* what, int (*run)(const DicomdirOptions&)) -> Command& {
+    using Work = int (*)(const DicomdirOptions&);
+    const auto add = [&](const char* name, const char* what, Work work,
+                         bool makesFolder = false) -> Command& {
         Command& sub = command.command(name, what);
-        sub.text("DIR", options->directory, "The folder of the file set").required().existingFolder();
-        sub.run([options, run] { return run(*options); });
+        const char* const folder = "The folder of the file set";
+        if (makesFolder) {
+            sub.text("DIR", options->directory, std::string(folder) + "; made when it is missing").required();
+        } else {
+            sub.text("DIR", options->directory, folder).required().existingFolder();
+        }
+        sub.run([options, work] { return work(*options); });
         return sub;
     };
     const auto addBuilding = [&](Command& sub) {
@@ -22,7 +29,7 @@ void addDicomdir(Command& program) {
         sub.flag("--icons", options->icons, "Icon images in the records of images with native pixel data");
         sub.text("--id", options->id, "File-set ID: at most 16 of A-Z, 0-9, blank and _");
     };
-    addBuilding(add("make", "Make the DICOMDIR of a folder of DICOM files", makeDicomdir));
+    addBuilding(add("make", "Make the DICOMDIR of a folder of DICOM files", makeDicomdir, true));
     Command& update = add("update", "Add files that the DICOMDIR does not have yet", updateDicomdir);
     addBuilding(update);
     update.flag("--prune", options->prune, "Drop the records of files that are gone");

@@ -41,7 +41,7 @@ class Dump {
     int run() {
         for (const std::string& tag : options_.tags) {
             if (pick_.add(tag)) continue;
-            complain("--tag %s: neither a tag nor a name of the dictionary", tag.c_str());
+            complain("--tag %s: %s", tag.c_str(), noTagText(tag).c_str());
             return EXIT_USAGE;
         }
         form_->begin();

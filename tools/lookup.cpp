@@ -12,7 +12,9 @@
 #include "orvkit/dict.h"
 #include "services/charset.h"
 #include "services/json_writer.h"
+#include "services/nearest.h"
 #include "services/report.h"
+#include "services/tag_names.h"
 #include "tools/commands.h"
 
 namespace tools {
@@ -34,9 +36,10 @@ char lower(char c) {
     return static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
 }
 
-// One half of a tag: one to four hexadecimal digits; x stands for the open digits of a repeating group.
+// One half of a tag: one to four hexadecimal digits; x stands for the open digits of a repeating group, whose
+// even numbers have its record.
 std::optional<unsigned int> tagHalf(std::string text) {
-    std::replace(text.begin(), text.end(), 'x', 'f');
+    std::replace(text.begin(), text.end(), 'x', '0');
     if (text.empty() || text.size() > 4 || !std::all_of(text.begin(), text.end(), isHex)) return std::nullopt;
     return static_cast<unsigned int>(std::strtoul(text.c_str(), nullptr, 16));
 }
@@ -246,7 +249,8 @@ int runLookup(const std::string& query, bool json) {
         findWords(query, findings);
     }
     if (findings.empty()) {
-        complain("nothing is known of '%s'", withEscapes(query).c_str());
+        complain("nothing is known of '%s'%s", withEscapes(query).c_str(),
+                 didYouMean(nearestKeyword(query)).c_str());
     }
     if (json) {
         findings.printJson();

@@ -15,10 +15,16 @@ void takeValuesAsTheyAre() {
     elemListSetValueExceptionLevel(0);
 }
 
-constexpr void (*commands[])(tools::Command&) = {
-    tools::addDump,     tools::addConvert, tools::addLookup, tools::addPhantom,
-    tools::addDicomdir, tools::addMedia,   tools::addEcho,   tools::addSend,
-    tools::addFind,     tools::addMove,    tools::addGet,    tools::addServe,
+// In the order of the help, under its headings.
+constexpr struct {
+    const char* heading;
+    void (*add)(tools::Command&);
+} commands[] = {
+    {"Files", tools::addDump},         {"Files", tools::addConvert},   {"Files", tools::addPhantom},
+    {"File sets", tools::addDicomdir}, {"File sets", tools::addMedia}, {"Network", tools::addEcho},
+    {"Network", tools::addSend},       {"Network", tools::addFind},    {"Network", tools::addMove},
+    {"Network", tools::addGet},        {"Network", tools::addServe},   {"More", tools::addLookup},
+    {"More", tools::addCompletion},
 };
 
 }  // namespace
@@ -31,14 +37,18 @@ int main(int argc, char** argv) {
 
     try {
         tools::Command program("orvkit",
-                               "Dumps, converts and makes DICOM files and file sets, and looks up what the "
-                               "data dictionary knows.");
+                               "Dumps, converts and makes DICOM files and file sets, sends, finds, retrieves "
+                               "and receives them over the "
+                               "network, and looks up what the data dictionary knows.");
         program.flag(
             "-v,--verbose", [] { tools::installLog(true); },
             "Show the whole log of the library on standard error");
         program.footer(
             "Help on one command: orvkit COMMAND --help\nExit status: 0 success, 1 failure, 2 wrong usage.");
-        for (auto* add : commands) add(program);
+        for (const auto& [heading, add] : commands) {
+            program.heading(heading);
+            add(program);
+        }
         const int status =
             tools::runCommandLine(program, "orvkit " ORVKIT_VERSION, platform::programArguments(argc, argv));
         return tools::finishOutput() || status != tools::EXIT_OK ? status : tools::EXIT_FAILED;

@@ -1,17 +1,30 @@
 #include "tools/options.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <map>
 #include <type_traits>
 
+#include "services/nearest.h"
 #include "services/report.h"
 
 namespace tools {
 
+std::vector<std::string> Option::names() const {
+    std::vector<std::string> all;
+    for (std::size_t from = 0; from <= names_.size();) {
+        const std::size_t comma = std::min(names_.find(',', from), names_.size());
+        all.push_back(names_.substr(from, comma - from));
+        from = comma + 1;
+    }
+    return all;
+}
+
 // Builds the parser's own description, and keeps the exit status of the command that runs.
 class Parser {
   public:
-    Parser(const Command& program, const std::string& version) : app_(program.help_, program.name_) {
+    Parser(const Command& program, const std::string& version)
+        : program_(program), app_(program.help_, program.name_) {
         app_.set_version_flag("--version", version);
         app_.footer(program.footer_);
         app_.fallthrough();  // options of the program may stand behind those of the command
@@ -32,7 +45,12 @@ class Parser {
                 app_.exit(error);
             } else {
                 app_.exit(CLI::ExtrasError(unknown));
+                suggest(unknown);
             }
+            return services::EXIT_USAGE;
+        } catch (const CLI::ExtrasError& error) {
+            app_.exit(error);
+            suggest(app_.remaining(true));
             return services::EXIT_USAGE;
         } catch (const CLI::Error& error) {
             app_.exit(error);
@@ -42,10 +60,47 @@ class Parser {
     }
 
   private:
+    // What the words that nobody takes may have been meant for: options and subcommands of the commands that
+    // the line names.
+    void suggest(const std::vector<std::string>& unknown) const {
+        std::vector<std::string> options = {"--help", "--version"};
+        std::vector<std::string> commands;
+        const Command* command = &program_;
+        for (const CLI::App* app = &app_; command != nullptr;) {
+            for (const Option& option : command->options()) {
+                for (const std::string& name : option.names()) {
+                    if (name.starts_with("--")) options.push_back(name);
+                }
+            }
+            commands.clear();
+            for (const Command& sub : command->commands()) commands.push_back(sub.name());
+            const std::vector<CLI::App*> named = app->get_subcommands();
+            command = named.empty() ? nullptr : subcommand(*command, named.front()->get_name());
+            if (command != nullptr) app = named.front();
+        }
+        for (const std::string& word : unknown) {
+            const std::string name = word.substr(0, word.find('='));
+            const std::string meant = services::nearest(name, name.starts_with("-") ? options : commands);
+            if (meant.empty()) continue;
+            services::complain("%s%s", word.c_str(), services::didYouMean(meant).c_str());
+            return;
+        }
+    }
+    static const Command* subcommand(const Command& command, const std::string& name) {
+        for (const Command& sub : command.commands()) {
+            if (sub.name() == name) return &sub;
+        }
+        return nullptr;
+    }
+
     void describe(CLI::App& app, const Command& command) {
         for (const Option& option : command.options_) add(app, option);
         if (!command.commands_.empty()) app.require_subcommand(1);
-        for (const Command& sub : command.commands_) describe(*app.add_subcommand(sub.name_, sub.help_), sub);
+        for (const Command& sub : command.commands_) {
+            CLI::App& added = *app.add_subcommand(sub.name_, sub.help_);
+            added.group(sub.group_);
+            describe(added, sub);
+        }
         if (!command.footer_.empty())
             app.footer(command.footer_);  // its subcommands took that of the program
         if (command.work_) app.callback([this, &command] { status_ = command.work_(); });
@@ -57,7 +112,9 @@ class Parser {
         if (option.required_) added.required();
         if (option.hasValueName_) added.type_name(option.valueName_);
         if (option.hasRange_) added.check(CLI::Range(option.least_, option.most_));
-        if (!option.words_.empty() && option.anyCase_) {
+        if (std::holds_alternative<Option::Named>(option.target_)) {
+            // Its words stand for numbers, and it has seen to both.
+        } else if (!option.words_.empty() && option.anyCase_) {
             added.check(CLI::IsMember(option.words_, CLI::ignore_case));
         } else if (!option.words_.empty()) {
             added.check(CLI::IsMember(option.words_));
@@ -99,6 +156,7 @@ class Parser {
         return added;
     }
 
+    const Command& program_;
     CLI::App app_;
     int status_ = services::EXIT_OK;
 };

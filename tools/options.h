@@ -105,6 +105,13 @@ class Option {
     }
     bool isRepeated() const { return std::holds_alternative<std::vector<std::string>*>(target_); }
 
+    // "-j" and "--jobs".
+    std::vector<std::string> names() const;
+    const std::string& help() const { return help_; }
+    const std::string& valueName() const { return valueName_; }
+    const std::vector<std::string>& words() const { return words_; }  // all that there may be, or none
+    Existing existing() const { return existing_; }
+
   private:
     friend class Parser;
 
@@ -135,7 +142,9 @@ class Command {
 
     // A subcommand. A command that has some wants one of them.
     Command& command(std::string name, std::string help) {
-        return commands_.emplace_back(std::move(name), std::move(help));
+        Command& added = commands_.emplace_back(std::move(name), std::move(help));
+        added.group_ = heading_;
+        return added;
     }
     Option& flag(std::string names, bool& target, std::string help) {
         return add(std::move(names), &target, std::move(help));
@@ -165,12 +174,21 @@ class Command {
         for (const auto& [word, number] : words) choice.words.emplace_back(word, static_cast<int>(number));
         choice.set = [&target](int number) { target = static_cast<Enum>(number); };
         choice.initial = static_cast<int>(target);
-        return add(std::move(names), std::move(choice), std::move(help));
+        std::vector<std::string> texts;
+        for (const auto& [word, number] : words) texts.emplace_back(word);
+        return add(std::move(names), std::move(choice), std::move(help)).oneOf(std::move(texts));
     }
+    // Under what the help lists the subcommands that are described from here on.
+    void heading(std::string text) { heading_ = std::move(text); }
     // Stands below the options in the help; that of the program for all commands that have none of their own.
     void footer(std::string text) { footer_ = std::move(text); }
     // What the command does; the exit status.
     void run(std::function<int()> work) { work_ = std::move(work); }
+
+    const std::string& name() const { return name_; }
+    const std::string& help() const { return help_; }
+    const std::list<Option>& options() const { return options_; }
+    const std::list<Command>& commands() const { return commands_; }
 
   private:
     friend class Parser;
@@ -182,6 +200,8 @@ class Command {
     std::string name_;
     std::string help_;
     std::string footer_;
+    std::string heading_ = "Subcommands";
+    std::string group_;  // the heading it stands under
     std::list<Option> options_;
     std::list<Command> commands_;
     std::function<int()> work_;

@@ -35,6 +35,73 @@ TEST_F(CommandTest, ExitStatusTellsUsageFromFailure) {
     EXPECT_TRUE(names().empty());
 }
 
+TEST_F(CommandTest, AMisspeltWordIsToldWithTheNearestOne) {
+    const struct {
+        const char* script;
+        const char* told;
+    } rows[] = {
+        {"orvkit dmup x", "dmup; did you mean dump?"},
+        {"orvkit dicomdir udpate x", "udpate; did you mean update?"},
+        {"orvkit dump --Jsn x", "--Jsn; did you mean --json?"},
+        {"orvkit send h 1 f --conect-timeout=3", "did you mean --connect-timeout?"},
+        {"orvkit lookup PN --verbos", "did you mean --verbose?"},
+        {"orvkit dump --tag PatentName x", "; did you mean PatientsName?"},
+        {"orvkit find h 1 -k StudyDat=1", "; did you mean StudyDate?"},
+        {"orvkit lookup PatientNmae", "; did you mean PatientsName?"},
+    };
+    for (const auto& row : rows) {
+        const Outcome outcome = sh(row.script);
+        EXPECT_NE(outcome.status, 0);
+        EXPECT_TRUE(holds(outcome.err, row.told)) << row.script;
+    }
+    // Nothing is near these.
+    for (const char* script : {"orvkit nonsense", "orvkit dump --nonsense x", "orvkit dump --tag zzz x",
+                               "orvkit lookup 0010,001G", "orvkit lookup qqqqqqqq"}) {
+        EXPECT_EQ(sh(script).err.find("did you mean"), std::string::npos) << script;
+    }
+}
+
+// What the help of a command lists, each name a line: its options, and its subcommands.
+constexpr const char* listed = R"sh(
+options() { orvkit "$@" --help | sed -n '/^Options:/,/^$/p' | grep -oE '^  -[^ ]+' | tr -d ' ' | tr , '\n'; }
+subcommands() { orvkit "$@" --help | sed '1,/^Options:/d' | grep -oE '^  [a-z][-a-z]+ ' | tr -d ' '; }
+all() { for c in $(subcommands); do echo "$c"; for s in $(subcommands "$c"); do echo "$c $s"; done; done; }
+)sh";
+
+TEST_F(CommandTest, ThePressOfATabOffersWhatTheHelpLists) {
+    const Outcome outcome = sh(std::string(listed) + R"sh(
+offered() { COMP_WORDS=(orvkit "$@"); COMP_CWORD=$#; _orvkit; printf '%s\n' "${COMPREPLY[@]}"; }
+script=$(orvkit completion bash) && eval "$script" || exit 1
+compare() { diff <(sort <<<"$1") <(sort <<<"$2") || { echo "$3"; exit 1; }; }
+compare "$(subcommands)" "$(offered '')" commands
+compare "$(options)" "$(offered -)" options
+all | { while read -ra c; do
+  missing=$(comm -23 <(options "${c[@]}" | sort) <(offered "${c[@]}" - | sort))
+  compare '' "$missing" "${c[*]}"
+done; } || exit 1
+compare "$(printf '%s\n' implicit explicit big lzw)" "$(offered convert --to '')" values
+compare "$(printf 'patient')" "$(offered find h 1 --root p)" value
+compare '' "$(offered serve --port '')" 'a number'
+mkdir folder; touch file
+compare "$(printf '%s\n' file folder)" "$(offered dump f)" files
+compare folder "$(offered dicomdir make folder --copy-from f)" folders
+all | wc -l)sh");
+    EXPECT_EQ(outcome.status, 0) << outcome.out << outcome.err;
+    EXPECT_GE(std::atoi(outcome.out.c_str()), 23) << outcome.out;
+}
+
+TEST_F(CommandTest, TheCompletionForZshNamesEveryOption) {
+    const Outcome outcome = sh(std::string(listed) + R"sh(
+orvkit completion zsh >zsh || exit 1
+all | { while read -ra c; do
+  joined=${c[*]}; name=_orvkit_${joined//[- ]/_}
+  for o in $(options "${c[@]}"); do
+    sed -n "/^$name() {/,/^}/p" zsh | grep -qe "[ ',{]$o[ ',}]" || { echo "$joined $o"; exit 1; }
+  done
+done; })sh");
+    EXPECT_EQ(outcome.status, 0) << outcome.out << outcome.err;
+}
+
 TEST_F(CommandTest, OutputThatCannotBeWrittenIsAFailure) {
     EXPECT_EQ(sh("orvkit lookup patient >/dev/full").status, 1);
     EXPECT_EQ(sh("orvkit lookup patient >&-").status, 1);

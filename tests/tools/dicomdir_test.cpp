@@ -66,6 +66,15 @@ void countTypes(const json& records, std::map<std::string, int>& counts) {
     }
 }
 
+TEST_F(DicomdirTest, TheFolderOfANewSetIsMade) {
+    EXPECT_EQ(sh("orvkit phantom study --size 16 --images 1; orvkit dicomdir make deep/set --copy-from study")
+                  .status,
+              0);
+    EXPECT_EQ(sh("orvkit dicomdir check deep/set").status, 0);
+    EXPECT_EQ(sh("touch file; orvkit dicomdir make file").status, 1);
+    EXPECT_EQ(sh("orvkit dicomdir update missing").status, 2) << "only a new set has no folder";
+}
+
 TEST_F(DicomdirTest, APhantomStudyIsListedAndFoundWhole) {
     EXPECT_TRUE(holds(phantom().out, "patients 1, studies 1, series 2, files 4\n"));
     const Outcome listed = sh("orvkit dicomdir list set");
