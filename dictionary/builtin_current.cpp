@@ -7,8 +7,8 @@
 #include <string_view>
 
 #include "dictionary/builtin.h"
-#include "foundation/text.h"
 #include "foundation/fail.h"
+#include "foundation/text.h"
 #include "orvkit/edition.h"
 #include "orvkit/result.h"
 

@@ -209,7 +209,7 @@ inline bool isRawVr(DICT_VR vr) noexcept {
 
 // Bytes in a unit of the values, as far as byte order goes.
 inline unsigned int vrUnit(DICT_VR vr) noexcept {
-    switch (vrRow(vrRow(vr).written).facts.size) {
+    switch (vrRowOfAny(vrRowOfAny(vr).written).facts.size) {
         case VR_SIZE_16:
             return 2;
         case VR_SIZE_32:

@@ -111,21 +111,8 @@ PackFault hand(ScratchFile& scratch, const PixelStream& stream, DICT_UID syntax,
 }  // namespace
 
 ScratchFile::ScratchFile(const std::string& path) {
-    std::string name = nameOf(pathOf(path).parent_path() / pathOf(".orvkit-pixels.XXXXXX"));
-    writing_ = platform::createTemporary(name, path.c_str());
-    if (writing_) reading_ = platform::openRead(name.c_str());
-    if (!reading_) complain("%s: cannot be created: %s", name.c_str(), std::strerror(errno));
-    if (writing_ && !platform::remove(name.c_str())) name_ = name;
-}
-
-ScratchFile::~ScratchFile() {
-    (void)writing_.close();
-    (void)reading_.close();
-    if (!name_.empty()) (void)platform::remove(name_.c_str());
-}
-
-int ScratchFile::finish() {
-    return writing_.close() ? reading_.release() : -1;
+    if (file_.beginBeside(path)) reading_ = platform::openRead(file_.path().c_str());
+    if (!reading_) complain("%s: no temporary file beside it: %s", path.c_str(), std::strerror(errno));
 }
 
 PackFault packPixels(const DcBuf& from, unsigned int unit, ScratchFile& scratch, DcBuf& to) {

@@ -7,7 +7,7 @@
 
 #include "orvkit/buf.h"
 #include "orvkit/uids.h"
-#include "platform/file.h"
+#include "platform/new_file.h"
 
 namespace services {
 
@@ -16,19 +16,14 @@ class ScratchFile {
   public:
     // In the directory of `path`; complains and is not ok() when that is impossible.
     explicit ScratchFile(const std::string& path);
-    ~ScratchFile();
-    ScratchFile(const ScratchFile&) = delete;
-    ScratchFile& operator=(const ScratchFile&) = delete;
-
     bool ok() const { return static_cast<bool>(reading_); }
-    int forWriting() const { return writing_.get(); }
-    // No more is written. The handle for reading is the caller's from now on; -1 when not everything arrived.
-    int finish();
+    int forWriting() const { return file_.handle(); }
+    // No more is written. The handle for reading is the caller's from now on.
+    int finish() { return reading_.release(); }
 
   private:
-    orvkit::platform::FileHandle writing_;
+    orvkit::platform::NewFile file_;
     orvkit::platform::FileHandle reading_;
-    std::string name_;  // where the system keeps the names of open files
 };
 
 // Why pixels could not be packed or unpacked; empty when they were.

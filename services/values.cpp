@@ -121,7 +121,7 @@ void Values::load(DcElem& e, const Place& place) {
     texts_.clear();
     isOnDisk_ = false;
     if (kind_ == ValueKind::none) return;
-    if (orvkit::isRawVr(vr_)) {
+    if (orvkit::vrRowOfAny(vr_).isRaw()) {
         loadRaw(e);
     } else if (e.getValueCount() != 0) {
         unsigned int size = 0;

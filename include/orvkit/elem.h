@@ -182,9 +182,9 @@ class ORVKIT_API DcElem : public DcNode {
     int addValue(float value, int index = ELEM_INDEX_APPEND);
     int addValue(double value, int index = ELEM_INDEX_APPEND);
 
-    // Raw buffers, for OB OD OF OL OV OW UN UT OX and the unknown VR. Several make one value; for UN and UT the
-    // memory form replaces.
-    // ELEM_VALUE_REFUSED refused, ELEM_XFER_SYNTAX not a transfer syntax, ELEM_NO_MEMORY (LOG_ERROR).
+    // Raw buffers, for OB OD OF OL OV OW UN UT OX and the unknown VR. Several make one value; for UN and UT
+    // the memory form replaces. ELEM_VALUE_REFUSED refused, ELEM_XFER_SYNTAX not a transfer syntax,
+    // ELEM_NO_MEMORY (LOG_ERROR).
     int addValue(DcBuf* buffer);                                            // content taken over
     int addValue(const void* data, unsigned int length, DICT_UID xferSyn);  // bytes copied
     int addValue(const char* fileName, int offset, unsigned int length, DICT_UID xferSyn);  // OB OW OX only

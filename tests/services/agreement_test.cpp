@@ -229,6 +229,7 @@ TEST(Agreement, CheckScannersAndDecoderSeeEveryElementInTheSamePlace) {
     const char* const wanted = std::getenv("ORVKIT_AGREEMENT_STREAMS");
     const unsigned int streams = wanted != nullptr ? static_cast<unsigned int>(std::atoi(wanted)) : 4000;
     CaptureLog log;
+    unsigned int looked = 0;
     unsigned int places = 0;
     unsigned int cuts = 0;
     for (unsigned int seed = 1; seed <= streams && !testing::Test::HasFailure(); ++seed) {
@@ -241,6 +242,7 @@ TEST(Agreement, CheckScannersAndDecoderSeeEveryElementInTheSamePlace) {
             return bytes.size() >= 8 && orvkit::loadTag(bytes.data(), order) >> 16 == 2;
         };
         if (beginsMeta(orvkit::ByteOrder::little) || beginsMeta(orvkit::ByteOrder::big)) continue;
+        ++looked;
         std::set<unsigned int> tags;
         bool lengthsDefined = true;
         std::uint64_t begin = 0;
@@ -275,7 +277,8 @@ TEST(Agreement, CheckScannersAndDecoderSeeEveryElementInTheSamePlace) {
     }
     // The streams are not so damaged that nothing is left to agree about.
     if (!testing::Test::HasFailure()) {
-        EXPECT_GT(places, 2 * streams);
+        EXPECT_GT(looked, streams / 2);
+        EXPECT_GT(places, 2 * looked);
         EXPECT_GT(cuts, streams / 2);
     }
 }

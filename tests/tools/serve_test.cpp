@@ -395,8 +395,7 @@ TEST_F(ServeTest, EachBrokenAssociationIsToldWithItsReason) {
          "ended: the peer sent a PDU that has no place here"},
         {pdu(9, {}), false, "ended: the peer sent something that is no DICOM message"},
         {pdu(PDU_TYPE_DATA_TF, pdv(1, 0, Bytes(20, 0))), false,
-         "ended: the peer broke the protocol, and the association was closed: Data set received that was not "
-         "asked for"},
+         "ended: the peer sent a data set that was not asked for"},
         {pdu(PDU_TYPE_DATA_TF, pdv(3, 3, {1})), false,
          "ended: the peer broke the protocol, and the association was closed: Invalid Presentation Context "
          "ID - 3"},
