@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "platform/charset.h"
+#include "services/text.h"
 
 namespace services {
 
@@ -180,12 +181,6 @@ class Extended {
     TextKind kind_;
     std::string& out_;
 };
-
-std::string_view trimmed(std::string_view text) {
-    while (!text.empty() && (text.back() == ' ' || text.back() == '\0')) text.remove_suffix(1);
-    while (!text.empty() && text.front() == ' ') text.remove_prefix(1);
-    return text;
-}
 
 }  // namespace
 

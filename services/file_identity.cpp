@@ -13,6 +13,7 @@
 #include "orvkit/tags.h"
 #include "platform/file.h"
 #include "services/charset.h"
+#include "services/text.h"
 
 namespace services {
 namespace {
@@ -63,13 +64,6 @@ class Beginning {
     std::vector<unsigned char> bytes_;
 };
 
-std::string trimmed(std::string_view text) {
-    constexpr std::string_view padding(" \0", 2);
-    const std::size_t from = text.find_first_not_of(padding);
-    if (from == std::string_view::npos) return {};
-    return std::string(text.substr(from, text.find_last_not_of(padding) + 1 - from));
-}
-
 DICT_UID numberOf(const std::string& uid, DICT_UID_TYPE type, bool learn) {
     DICT_UID value = UID_NONE;
     if (uid.empty() || Dict.getUidDef(uid.c_str(), value) == RESULT_OK || !learn) return value;
@@ -108,8 +102,8 @@ bool findNames(Beginning& file, unsigned int begin, DICT_UID xferSyn, Names& nam
         if (utilGetElemOffsetInfo(element, file.length() - at, xferSyn, info) != RESULT_OK) return false;
         const std::string_view value(reinterpret_cast<char*>(element) + info.valueOffset,
                                      info.endOffset - info.valueOffset);
-        if (tag == T_0008_0016_sopClassUid) names.sopClass = trimmed(value);
-        if (tag == T_0008_0018_sopInstanceUid) names.instance = trimmed(value);
+        if (tag == T_0008_0016_sopClassUid) names.sopClass = std::string(trimmed(value));
+        if (tag == T_0008_0018_sopInstanceUid) names.instance = std::string(trimmed(value));
         at += info.endOffset;
     }
     return at >= file.size();

@@ -12,6 +12,7 @@
 #include "orvkit/tags.h"
 #include "services/charset.h"
 #include "services/record_types.h"
+#include "services/text.h"
 
 namespace services {
 namespace {
@@ -177,11 +178,8 @@ std::string charsetOf(const DcDirRec& record) {
 std::string keyName(unsigned int tag) {
     DcDictElemInfo info;
     Dict.getElemInfo(tag, &info);
-    char text[96];
-    const std::string name =
-        std::string(info.name).substr(std::min<std::size_t>(12, std::string(info.name).size()));
-    std::snprintf(text, sizeof text, "%s (%04X,%04X)", name.c_str(), tag >> 16, tag & 0xFFFF);
-    return text;
+    const std::string name = info.name;
+    return name.substr(std::min<std::size_t>(12, name.size())) + " " + tagText(tag);
 }
 
 std::string patientIdOf(SourceFile& source) {
