@@ -74,7 +74,8 @@ TEST(ConnectionLayer, CarriesAWholeAssociation) {
         info.timeouts = seconds(10);
         ASSERT_EQ(scp.connect(ends.other.release(), PDU_SOCKET_NONE, info, MSM_BLOCK_CONNECT_POLL), 0);
         ASSERT_TRUE(scp.waitReadable(5000));
-        ASSERT_EQ(scp.read(nullptr, nullptr, MSM_BLOCK_READ_POLL, MSM_BLOCK_CONNECT_POLL), MSM_REQUEST_ANSWERED);
+        ASSERT_EQ(scp.read(nullptr, nullptr, MSM_BLOCK_READ_POLL, MSM_BLOCK_CONNECT_POLL),
+                  MSM_REQUEST_ANSWERED);
         stored = serveStores(scp);
     });
     User user(0);

@@ -124,7 +124,8 @@ TEST(Association, AeTitlesAreCheckedAsTheFlagsSay) {
             [](DcMsm& msm) { msm.read(nullptr, nullptr, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL); },
             "PROVIDER", c.check);
         User user(provider.port(), c.calling);
-        EXPECT_EQ(user.open(sopList({UID_VERIFICATION}), c.called), c.reason == 0 ? MSM_ACCEPTED : MSM_REJECTED)
+        EXPECT_EQ(user.open(sopList({UID_VERIFICATION}), c.called),
+                  c.reason == 0 ? MSM_ACCEPTED : MSM_REJECTED)
             << c.check << c.calling << c.called;
         DcMsmAssoInfo info;
         user.getAssoInfo(info);
