@@ -280,7 +280,8 @@ TEST_F(PixelsOnDisk, FailuresAreToldAndLeaveTheListWhole) {
 
     // Large fragments go out in pieces; one for which the file is too short does not begin.
     for (const auto& [fragment, sent, block] :
-         {std::tuple(400000u, "0:12", "#0, block length 400000"),
+         {std::tuple(300004u, "0:12", "#0, block length 300004"),
+          {300003u, "0:12 0:300003", "#1, block length 300003"},
           {150000u, "0:12 0:150000 0:150000", "#2, block length 150000"}}) {
         Message cut(UID_LITTLE_ENDIAN_EXPLICIT, fragment + 32);
         addPixels(cut, path_.c_str(), 0, 400000);
