@@ -7,6 +7,8 @@
 #include <cstring>
 #include <limits>
 
+#include "foundation/grow.h"
+
 namespace orvkit {
 namespace {
 
@@ -44,7 +46,7 @@ unsigned char* grow(ElemStore& s, std::size_t more) noexcept {
             const std::size_t now = old == nullptr ? std::size_t{ElemStore::kLocal} : old->capacity;
             const std::size_t size = s.count == 0 ? need : std::min(std::max(need, 2 * now), kMost);
             if (size > SIZE_MAX - sizeof(Block)) return nullptr;
-            auto* const block = static_cast<Block*>(std::realloc(old, sizeof(Block) + size));
+            auto* const block = static_cast<Block*>(orvkit::grow(old, sizeof(Block) + size));
             if (block == nullptr) return nullptr;
             auto* const bytes = reinterpret_cast<unsigned char*>(block + 1);
             if (old == nullptr) {
@@ -107,7 +109,7 @@ void noteEnd(ElemStore& s) noexcept {
         const std::size_t capacity = std::max<std::size_t>(s.count, 2 * std::size_t{block.endsCapacity});
         void* const ends = capacity > SIZE_MAX / sizeof *block.ends
                                ? nullptr
-                               : std::realloc(block.ends, capacity * sizeof *block.ends);
+                               : orvkit::grow(block.ends, capacity * sizeof *block.ends);
         if (ends == nullptr) std::free(block.ends);
         block.ends = static_cast<unsigned int*>(ends);
         block.endsCapacity = ends == nullptr ? 0 : static_cast<unsigned int>(capacity);

@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "foundation/fail.h"
+#include "foundation/grow.h"
 
 namespace orvkit {
 
@@ -69,7 +70,7 @@ bool FilePrefix::reserve(std::uint64_t capacity) {
     if (capacity <= capacity_) return true;
     if (capacity > std::numeric_limits<std::size_t>::max() / 2) return false;
     const auto size = static_cast<std::size_t>(capacity);
-    auto* grown = static_cast<unsigned char*>(std::realloc(block_.get(), size));
+    auto* grown = static_cast<unsigned char*>(grow(block_.get(), size));
     if (grown == nullptr) return false;
     (void)block_.release();
     block_.reset(grown);

@@ -8,6 +8,8 @@ namespace orvkit::platform {
 // Ctrl-C, Ctrl-Break, and the end of the console or of the session): one at a time in a process. "" for none.
 // False when the name is too long.
 bool removeWhenEnded(const char* path) noexcept;
+// Removes it now, for a program that ends itself at once.
+void removeDoomed() noexcept;
 
 // From now on those but SIGHUP do not end the program: `stopAsked` tells of them instead. Every one, or only
 // the first: then the second ends the program, and so do so many seconds after the first, whatever the

@@ -3,6 +3,7 @@
 
 #include "orvkit/log.h"
 #include "platform/process.h"
+#include "services/out_of_memory.h"
 #include "services/report.h"
 #include "tools/commands.h"
 
@@ -14,6 +15,12 @@ namespace platform = orvkit::platform;
 void takeValuesAsTheyAre() {
     elemListSetValueExceptionLevel(0);
 }
+
+// Before everything else in the program, also before what other files build while it starts.
+struct Beginning {
+    Beginning() noexcept { services::endWithoutMemory(); }
+};
+[[gnu::init_priority(101)]] const Beginning beginning;
 
 // In the order of the help, under its headings.
 constexpr struct {

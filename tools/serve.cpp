@@ -18,6 +18,7 @@
 #include "services/accepted_uids.h"
 #include "services/door.h"
 #include "services/network_text.h"
+#include "services/out_of_memory.h"
 #include "services/paths.h"
 #include "services/provider.h"
 #include "services/received_set.h"
@@ -190,6 +191,7 @@ int serve(const ServeOptions& options) {
         return EXIT_FAILED;
     }
     platform::noteStops();
+    goOnWithoutMemory();
     platform::ignoreBrokenPipe();  // a log that nobody reads any more
     const std::size_t waiting = mostWaiting(options.workers);
     tellLine("listening on port " + std::to_string(server.port) + " as " + server.aet + ", storing into " +

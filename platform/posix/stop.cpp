@@ -54,6 +54,10 @@ bool removeWhenEnded(const char* path) noexcept {
     return true;
 }
 
+void removeDoomed() noexcept {
+    if (armed != 0) ::unlink(doomed);
+}
+
 void noteStops() noexcept {
     noting = allNoted;
     std::signal(SIGINT, takeSignal);

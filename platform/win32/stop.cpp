@@ -68,6 +68,11 @@ bool removeWhenEnded(const char* path) noexcept {
     return true;
 }
 
+void removeDoomed() noexcept {
+    const std::lock_guard lock(doomedMutex);
+    if (doomed != nullptr) (void)::DeleteFileW(doomed->get());
+}
+
 void noteStops() noexcept {
     noted = Noted::all;
     install();

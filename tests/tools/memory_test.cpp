@@ -1,0 +1,92 @@
+// Memory that runs out while the command is at work: success with everything that belongs to it, or status 1
+// with a message, and what was there before stays.
+//
+// Every allocation fails once when ORVKIT_EVERY_ALLOCATION is set (half an hour); else a few of each job.
+#include "tests/tools/command.h"
+
+namespace tools_test {
+namespace {
+
+struct Job {
+    const char* command;
+    const char* result;  // the file that it makes or changes; "" for none
+    int status = 0;      // when nothing fails
+};
+
+class MemoryTest : public CommandTest {
+  protected:
+    void SetUp() override {
+        CommandTest::SetUp();
+        if (IsSkipped()) return;
+        if (std::string(ORVKIT_FAIL_ALLOCATION).empty()) GTEST_SKIP() << "nothing to preload here";
+        const Outcome made = sh(
+            "mkdir base && cd base && orvkit phantom set --size 16 --images 2 --series 1 && orvkit dicomdir "
+            "make set && orvkit phantom more --size 16 --images 1 --series 1 --seed 2 && "
+            "cp more/SE000001/IM000001 new && cp -r set full && cp new full/NEW && echo old > out");
+        ASSERT_EQ(made.status, 0) << made.err;
+    }
+
+    // Runs a job on a fresh copy, with these variables set.
+    Outcome run(const Job& job, const std::string& variables) const {
+        return sh("rm -rf work; cp -rp base work; cd work; export LD_PRELOAD=" ORVKIT_FAIL_ALLOCATION " " +
+                  variables + "; exec '" ORVKIT_COMMAND "' " + job.command);
+    }
+    // What stands in the result, without what differs from run to run.
+    std::string shown(const Job& job) const {
+        if (job.result[0] == '\0') return {};
+        const std::string dump = std::string("orvkit dump --full work/") + job.result;
+        return sh(dump + " | grep -vE 'mediaStorageSopInstanceUid|offsetOf|groupLength'").out;
+    }
+
+    void sweep(const Job& job) const {
+        SCOPED_TRACE(job.command);
+        const Outcome whole = run(job, "COUNT_ALLOCATIONS=../count");
+        ASSERT_EQ(whole.status, job.status) << whole.err;
+        const long total = std::stol(contentOf(dir / "count"));
+        const std::string good = shown(job);
+        const auto left = names("work");
+        const auto content = [&](const char* root) {
+            return job.result[0] != '\0' ? contentOf(dir / root / job.result) : std::string();
+        };
+        const std::string before = content("base");
+        const long points = std::getenv("ORVKIT_EVERY_ALLOCATION") != nullptr ? total : 7;
+        for (long i = 0; i < points; ++i) {
+            const long n = points == total ? i + 1 : 1 + i * (total - 1) / (points - 1);
+            const Outcome out = run(job, "FAIL_ALLOCATION=" + std::to_string(n) + (i % 3 == 2 ? "+" : ""));
+            SCOPED_TRACE("allocation " + std::to_string(n) + " of " + std::to_string(total));
+            EXPECT_TRUE(out.status == job.status || out.status == 1) << out.status << ": " << out.err;
+            EXPECT_TRUE(out.status == 0 || !out.err.empty());
+            EXPECT_TRUE(out.status != 0 || out.out.size() == whole.out.size()) << out.out;
+            if (out.status != 0 && content("work") == before) continue;
+            EXPECT_TRUE(shown(job) == good);
+        }
+        EXPECT_EQ(names("work"), left) << "leftovers";
+    }
+};
+
+TEST_F(MemoryTest, JobsOnFilesEndWholeOrWithAMessage) {
+    for (const Job& job : {
+             Job{"dump --full new", ""},
+             Job{"dump --json set", ""},
+             Job{"lookup PatientName", ""},
+             Job{"convert --to implicit new out", "out"},
+             Job{"convert --to lzw new out", "out"},
+             Job{"phantom more --size 16 --images 1 --series 1 --seed 3", "more/SE000001/IM000001"},
+             Job{"dicomdir make --icons full", "full/DICOMDIR"},
+             Job{"dicomdir update full", "full/DICOMDIR"},
+             Job{"dicomdir update --copy-from more set", "set/DICOMDIR"},
+             Job{"dicomdir list set", ""},
+             Job{"dicomdir check full", "", 1},
+             Job{"dicomdir remove set SE000001/IM000001", "set/DICOMDIR"},
+             Job{"media read set SE000001/IM000001 out", "out"},
+             Job{"media write set SE000001/IM000001 new", "set/SE000001/IM000001", 1},
+             Job{"media write set NEW new", "set/DICOMDIR"},
+             Job{"media delete set SE000001/IM000001", "set/DICOMDIR"},
+             Job{"media inquire-file set SE000001/IM000001", ""},
+         }) {
+        sweep(job);
+    }
+}
+
+}  // namespace
+}  // namespace tools_test
