@@ -19,21 +19,22 @@ constexpr int kTooManyFiles = 10024;
 
 // The last word to a peer. What it sent is taken first: closing over unread bytes would reset the connection,
 // and the word with it.
-template <std::size_t N>
-void dismiss(unsigned int socket, const unsigned char (&pdu)[N]) {
+template <typename Pdu, typename Info>
+void dismiss(unsigned int socket, Info reason) {
     unsigned char dropped[kEnough];
     std::size_t count = 0;
     for (int i = 0; i < 4; ++i) {
         if (platform::receive(socket, dropped, sizeof dropped, 0, count) != platform::Received::data) break;
     }
-    (void)platform::sendTwo(socket, pdu, N, nullptr, 0);
+    Pdu pdu(socket);
+    (void)pdu.setInfo(&reason);
+    (void)pdu.write();
 }
 
 }  // namespace
 
 void rejectBusy(unsigned int socket) {
-    constexpr unsigned char reject[] = {PDU_TYPE_ASSO_RJ, 0, 0, 0, 0, 4, 0, 2, 3, 2};
-    dismiss(socket, reject);
+    dismiss<DcPduAssoRj>(socket, DcPduInfoRj{2, 3, 2});
 }
 
 Doorman::Doorman(unsigned int listener, std::size_t most, std::chrono::seconds patience,
@@ -42,7 +43,7 @@ Doorman::Doorman(unsigned int listener, std::size_t most, std::chrono::seconds p
     (void)platform::listenSocket(listener, kBacklog);
 }
 
-void Doorman::wait(int timeout) {
+void Doorman::wait(int timeout, std::vector<platform::WaitEntry>& others) {
     const bool paused = Clock::now() < pausedUntil_;
     entries_.assign(1, {paused ? platform::NO_SOCKET : listener_, false});
     bool begun = paused;
@@ -51,8 +52,11 @@ void Doorman::wait(int timeout) {
         if (w.state == State::silent) entries_.push_back({w.visitor.socket.get(), false});
         if (w.state == State::begun) begun = true;
     }
+    const std::size_t own = entries_.size();
+    entries_.insert(entries_.end(), others.begin(), others.end());
     if (begun) timeout = std::min(timeout, static_cast<int>(kTick.count()));
     platform::waitAny(entries_.data(), entries_.size(), timeout);
+    std::copy(entries_.begin() + static_cast<std::ptrdiff_t>(own), entries_.end(), others.begin());
     const auto now = Clock::now();
     const bool tick = now - lookedAt_ >= kTick;
     if (tick) lookedAt_ = now;
@@ -77,8 +81,8 @@ void Doorman::wait(int timeout) {
 
 // Closes the connection that has been silent longest; false when there is none.
 bool Doorman::makeRoom() {
-    const auto oldest = std::find_if(waiting_.begin(), waiting_.end(),
-                                     [](const Waiting& w) { return w.state != State::ready; });
+    const auto oldest =
+        std::find_if(waiting_.begin(), waiting_.end(), [](const Waiting& w) { return !isReady(w); });
     if (oldest == waiting_.end()) return false;
     told_(oldest->visitor.address + ": no association request, and others are waiting");
     waiting_.erase(oldest);
@@ -132,10 +136,9 @@ bool Doorman::lookAgain(Waiting& waiting) {
 
 // A-ABORT by the service provider: unrecognized PDU (PS3.8 9.3.8).
 void Doorman::refuse(Waiting& waiting, const unsigned char* head) {
-    constexpr unsigned char abort[] = {PDU_TYPE_ABORT, 0, 0, 0, 0, 4, 0, 0, 2, 1};
     told_(waiting.visitor.address + ": not an association request (first byte " + std::to_string(head[0]) +
           ")");
-    dismiss(waiting.visitor.socket.get(), abort);
+    dismiss<DcPduAbort>(waiting.visitor.socket.get(), DcPduInfoAbort{2, 1});
 }
 
 void Doorman::refuseLate() {
@@ -148,9 +151,12 @@ void Doorman::refuseLate() {
     });
 }
 
+bool Doorman::hasReady() const {
+    return std::any_of(waiting_.begin(), waiting_.end(), isReady);
+}
+
 Visitor Doorman::next() {
-    const auto ready = std::find_if(waiting_.begin(), waiting_.end(),
-                                    [](const Waiting& w) { return w.state == State::ready; });
+    const auto ready = std::find_if(waiting_.begin(), waiting_.end(), isReady);
     if (ready == waiting_.end()) return {};
     Visitor visitor = std::move(ready->visitor);
     waiting_.erase(ready);

@@ -33,12 +33,14 @@ class Doorman {
     Doorman(unsigned int listener, std::size_t most, std::chrono::seconds patience,
             std::function<void(const std::string&)> told);
 
-    // Waits up to that many milliseconds for something to happen.
-    void wait(int timeout);
+    // Waits up to that many milliseconds for something to happen, there or at those others, whose `ready` it
+    // sets.
+    void wait(int timeout, std::vector<orvkit::platform::WaitEntry>& others);
     // Turns away those whose request has arrived and has waited too long for a worker.
     void refuseLate();
     // The next connection whose association request has arrived; without a socket when there is none.
     Visitor next();
+    bool hasReady() const;
 
   private:
     enum class State : unsigned char { silent, begun, ready };
@@ -47,6 +49,7 @@ class Doorman {
         Clock::time_point since;
         State state = State::silent;
     };
+    static bool isReady(const Waiting& w) { return w.state == State::ready; }
     void accept();
     // False: the connection is of no use.
     bool look(Waiting& waiting);

@@ -1,8 +1,10 @@
-// One association of `orvkit serve`, from its request to its end: verification and storage (PS3.4 A, B).
+// One association of `orvkit serve`, from its request to its end. What it does with a message is the affair
+// of that message's handler (handlers.h).
 #ifndef ORVKIT_SERVICES_PROVIDER_H
 #define ORVKIT_SERVICES_PROVIDER_H
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -32,33 +34,50 @@ struct StoreServer {
     // Called when an association that stored something has ended.
     std::function<void()> settle;
     std::function<void(const std::string&)> tell;  // a log line
+    std::atomic<bool> pressed = false;             // all threads are taken
     std::atomic<bool> stopping = false;
     std::atomic<std::uint64_t> associations = 0;
     std::atomic<std::uint64_t> stored = 0;
     std::atomic<std::uint64_t> failed = 0;
 };
 
-class StoreScp {
+// Used by one thread at a time.
+class Provider {
   public:
-    StoreScp(StoreServer& server, Visitor visitor);
+    Provider(StoreServer& server, Visitor visitor);
+
+    // Serves it to its end; or, when all threads are taken, until it is idle between two messages: then it is
+    // to be called again when its connection can be read, or when it is late.
     void run();
-    // The connection, for a stop that waits no longer.
+    bool isIdle() const { return idle_; }
+    // Whether the peer has been silent for longer than it may.
+    bool isLate() const;
+    // It is to end when it runs next, unless a message has come by then.
+    void giveWay() { givesWay_ = true; }
+    // Ends it because it cannot be served.
+    void refuse(const std::string& why);
+    // The connection, to wait for, and for a stop that waits no longer.
     unsigned int socket() const { return socket_; }
 
+    // ---- for handlers: what gives false has ended the association -----------------------------------------
+    StoreServer& server() { return server_; }
+    const std::string& callingAet() const { return callingAet_; }
+    void tell(const std::string& line);
+    void countStored();
+    // The data set of a request into a file, as its fragments arrive; `what` names it when it does not come.
+    bool receive(StoreFile& file, DcMsg& request, const std::string& what);
+    bool respond(DcMsg& request, DcMsg& response, unsigned short status);
+    bool abort(const std::string& why);
+
   private:
-    void tell(const std::string& text);
+    using Clock = std::chrono::steady_clock;
+
     void setBounds();
     bool open();
-    // False: the association is over.
     bool serveNext();
     bool awaitMessage();
-    bool echo(DcMsg& request);
-    bool store(DICT_UID sopClass, DcMsg& request);
-    // False: no whole data set came, and the association is over.
     static int take(void* self, const unsigned char* data, unsigned int length, DICT_UID xferSyn, int last);
     static unsigned char* room(void* self, unsigned int* size);
-    bool receive(StoreFile& file, DcMsg& request, const std::string& instance);
-    unsigned short keep(StoreFile& file, const std::string& instance, std::string& told);
     // `lost` is told with it.
     bool ended(int outcome, const std::string& lost = {});
 
@@ -71,6 +90,10 @@ class StoreScp {
     DcMsm msm_;
     StoreFile* file_ = nullptr;  // of the object that is arriving
     std::uint64_t stored_ = 0;
+    Clock::time_point since_;  // it has been idle
+    bool open_ = false;
+    bool idle_ = false;
+    bool givesWay_ = false;
 };
 
 }  // namespace services

@@ -1,14 +1,13 @@
 // orvkit serve: a storage and verification provider.
 #include <algorithm>
-#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <ctime>
 #include <filesystem>
-#include <list>
 #include <memory>
 #include <mutex>
-#include <thread>
+#include <string>
+#include <vector>
 
 #include "orvkit/result.h"
 #include "platform/clock.h"
@@ -23,6 +22,7 @@
 #include "services/provider.h"
 #include "services/received_set.h"
 #include "services/report.h"
+#include "services/workers.h"
 #include "tools/commands.h"
 #include "tools/net_options.h"
 
@@ -31,8 +31,8 @@ namespace {
 
 namespace platform = orvkit::platform;
 
-constexpr int kTick = 250;                         // milliseconds
-constexpr auto kGrace = std::chrono::seconds(10);  // for messages that are under way when the server stops
+constexpr int kTick = 250;      // milliseconds
+constexpr int kShortTick = 20;  // while somebody waits for a thread
 constexpr std::size_t kMostAcceptFrom = MSM_AE_ACCEPT_MAX;
 
 struct ServeOptions : EntityOptions {
@@ -45,8 +45,8 @@ struct ServeOptions : EntityOptions {
     bool aetGiven = false;
 };
 
-// How many connections may wait at the door: the rest of the open files that the system allows belongs to the
-// workers, each with its connection, its object and the directory of that.
+// How many connections may wait, without an association or idle in one: the rest of the open files that the
+// system allows belongs to the workers, each with its connection, its object and the directory of that.
 std::size_t mostWaiting(int workers) {
     constexpr std::size_t few = 16;
     constexpr std::size_t plenty = 4000;  // more cost time at each look
@@ -67,73 +67,10 @@ void tellLine(const std::string& line) {
     std::fflush(stderr);  // not every C library writes at once what is meant for a file
 }
 
-// The threads of the associations that are open.
-class Workers {
-  public:
-    Workers(StoreServer& server, std::size_t most) : server_(server), most_(most) {}
-    Workers(const Workers&) = delete;
-    Workers& operator=(const Workers&) = delete;
-    ~Workers() { stop(); }
-
-    bool full() {
-        sweep();
-        return workers_.size() >= most_;
-    }
-    // Where the system has no thread or no memory left, that is one association's affair.
-    void start(Visitor visitor) {
-        const std::string address = visitor.address;
-        Worker& worker = workers_.emplace_back();
-        try {
-            worker.scp = std::make_unique<StoreScp>(server_, std::move(visitor));
-            worker.thread = std::thread([this, &worker] { run(worker); });
-        } catch (const std::exception& fault) {
-            server_.tell(address + ": association refused: " + fault.what());
-            if (worker.scp != nullptr) rejectBusy(worker.scp->socket());
-            workers_.pop_back();
-        }
-    }
-    // Waits for the messages that are under way; then the connections are cut.
-    void stop() {
-        server_.stopping = true;
-        const auto end = std::chrono::steady_clock::now() + kGrace;
-        for (sweep(); !workers_.empty() && std::chrono::steady_clock::now() < end; sweep()) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
-        for (Worker& worker : workers_) {
-            if (!worker.done) platform::shutdownSocket(worker.scp->socket());
-        }
-        for (Worker& worker : workers_) worker.thread.join();
-        workers_.clear();
-    }
-
-  private:
-    struct Worker {
-        std::unique_ptr<StoreScp> scp;
-        std::thread thread;
-        std::atomic<bool> done = false;
-    };
-    void run(Worker& worker) {
-        try {
-            worker.scp->run();
-        } catch (const std::exception& fault) {
-            server_.tell(std::string("an association was lost: ") + fault.what());
-        }
-        worker.done = true;
-    }
-    void sweep() {
-        for (auto at = workers_.begin(); at != workers_.end();) {
-            if (!at->done) {
-                ++at;
-                continue;
-            }
-            at->thread.join();
-            at = workers_.erase(at);
-        }
-    }
-
-    StoreServer& server_;
-    std::size_t most_;
-    std::list<Worker> workers_;
+// The entity that listens, for all associations.
+struct Listener : DcMsm {
+    using DcMsm::DcMsm;
+    unsigned int socket() const { return sockListen_; }
 };
 
 bool prepare(const ServeOptions& options, StoreServer& server) {
@@ -180,13 +117,9 @@ int serve(const ServeOptions& options) {
     ReceivedSet set;
     if (!prepare(options, server)) return EXIT_FAILED;
     if (options.fileSet && !prepareFileSet(set, server)) return EXIT_FAILED;
-    const DcMsm door(options.aet.c_str(), TSM_ROLE_SCP, options.port);
-    server.port = door.getPort();
-    unsigned int listener = platform::NO_SOCKET;
-    for (int i = 0; i < TSM_LISTEN_MAX; ++i) {
-        if (DcScpPort[i] == server.port) listener = DcScpSockListen[i];
-    }
-    if (listener == platform::NO_SOCKET) {
+    const Listener listener(options.aet.c_str(), TSM_ROLE_SCP, options.port);
+    server.port = listener.getPort();
+    if (listener.socket() == platform::NO_SOCKET) {
         complain("cannot listen on port %d: %s", options.port, socketText(lastFault()).c_str());
         return EXIT_FAILED;
     }
@@ -195,18 +128,16 @@ int serve(const ServeOptions& options) {
     platform::ignoreBrokenPipe();  // a log that nobody reads any more
     const std::size_t waiting = mostWaiting(options.workers);
     tellLine("listening on port " + std::to_string(server.port) + " as " + server.aet + ", storing into " +
-             server.directory + "; " + std::to_string(options.workers) + " associations at once, " +
+             server.directory + "; " + std::to_string(options.workers) + " associations served at once, " +
              std::to_string(waiting) + " more connections can wait");
     {
-        Workers workers(server, static_cast<std::size_t>(options.workers));
-        Doorman doorman(listener, waiting, std::chrono::seconds(options.timeout), tellLine);
+        Workers workers(server, static_cast<std::size_t>(options.workers), waiting / 2);
+        Doorman doorman(listener.socket(), waiting / 2, std::chrono::seconds(options.timeout), tellLine);
+        bool pressed = false;
         while (!platform::stopAsked()) {
-            doorman.wait(kTick);
-            while (!workers.full()) {
-                Visitor visitor = doorman.next();
-                if (!visitor.socket) break;
-                workers.start(std::move(visitor));
-            }
+            std::vector<platform::WaitEntry> idle = workers.idle();
+            doorman.wait(pressed ? kShortTick : kTick, idle);
+            pressed = workers.serve(idle, doorman);
             doorman.refuseLate();
             if (options.fileSet && set.isOverdue()) server.settle();
         }
@@ -232,7 +163,8 @@ void addServe(Command& program) {
     command.texts("--accept-from", options->acceptFrom, "AE titles whose associations are accepted")
         .severalAtOnce()
         .check([](const std::string& title) { return isAeTitle(title) ? "" : "not an AE title: " + title; });
-    command.number("--workers", options->workers, "Associations at once").range(1, 1024);
+    command.number("--workers", options->workers, "Associations served at once; idle ones give way")
+        .range(1, 1024);
     command.flag("--no-sync", options->noSync,
                  "Do not wait for the disk before an object is confirmed: faster, but a power failure may "
                  "lose what was confirmed");

@@ -374,6 +374,32 @@ TEST_F(ServeTest, HostilePeersHoldNobodyUp) {
     EXPECT_TRUE(names("in").empty());
 }
 
+// Fewer threads than associations; the server may open 900 files.
+TEST_F(ServeTest, IdleAssociationsKeepNobodyOut) {
+    rlimit files{};
+    ::getrlimit(RLIMIT_NOFILE, &files);
+    files.rlim_cur = std::min<rlim_t>(files.rlim_max, 4096);
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &files), 0);
+    serve({"--workers", "4"});
+    std::vector<std::unique_ptr<RawPeer>> idle;
+    for (int i = 0; i < 1000; ++i) {
+        idle.push_back(std::make_unique<RawPeer>(port));
+        ASSERT_TRUE(idle.back()->associate()) << i;
+    }
+    EXPECT_LT(std::min({echo(), echo(), echo()}), 1s);
+    // Those who came last still have their associations; those who have been idle longest made room.
+    for (std::size_t i = 900; i < idle.size(); ++i) {
+        const std::string instance = "1.2." + std::to_string(i);
+        ASSERT_TRUE(idle[i]->say(joined({pdu(PDU_TYPE_DATA_TF, pdv(1, 3, storeCommand(instance))),
+                                         pdu(PDU_TYPE_DATA_TF, pdv(1, 2, ctDataset(instance, 100)))})));
+    }
+    for (std::size_t i = 900; i < idle.size(); ++i) EXPECT_EQ(statusIn(idle[i]->hear()), 0u);
+    EXPECT_EQ(idle[0]->hear(), (Bytes{PDU_TYPE_ABORT, 0, 0, 0, 0, 4, 0, 0, 0, 0}));
+    EXPECT_TRUE(logs("association aborted: it was idle, and others are waiting"));
+    EXPECT_EQ(stop(), 0);
+    EXPECT_EQ(names("in").size(), 100u);
+}
+
 TEST_F(ServeTest, EachBrokenAssociationIsToldWithItsReason) {
     serve({"--timeout", "1"});
     const Bytes command = pdu(PDU_TYPE_DATA_TF, pdv(1, 3, storeCommand("1.2.3")));

@@ -1,0 +1,70 @@
+// C-STORE (PS3.7 9.1.1, PS3.4 B).
+#include "orvkit/tags.h"
+#include "services/handlers.h"
+#include "services/network_text.h"
+#include "services/peer.h"
+#include "services/provider.h"
+#include "services/store_file.h"
+
+namespace services {
+namespace {
+
+constexpr unsigned short kSopClassNotSupported = 0x0122;  // PS3.7 C.5.9
+constexpr unsigned short kNoDataSet = 0x0101;             // Command Data Set Type (PS3.7 9.3.1.1)
+
+std::string nameOf(DICT_UID value) {
+    const DcDictUidInfo* const uid = Dict.findUid(value);
+    return uid != nullptr ? uid->desc : "unknown";
+}
+
+// The status for the response; `told` receives the file's name or the fault.
+unsigned short keep(StoreServer& server, StoreFile& file, const std::string& instance, std::string& told) {
+    if (!isUid(instance)) {
+        told = "its SOP Instance UID is not valid";
+        return STORE_CANNOT_UNDERSTAND;
+    }
+    if (server.place) {
+        if (file.finish()) return server.place(file, told);
+    } else {
+        told = instance + ".dcm";
+        if (file.commit(server.directory + "/" + told)) return STORE_SUCCESS;
+    }
+    told = file.fault();
+    return file.status();
+}
+
+}  // namespace
+
+bool answerStore(Provider& provider, DICT_UID sopClass, DcMsg& request) {
+    StoreServer& server = provider.server();
+    auto& command = static_cast<DcCmdCStoreRq&>(request);
+    char instance[129] = "";
+    (void)command.getValue(T_0000_1000_affectedSopInstanceUid, instance, sizeof instance - 1);
+    DICT_UID asked = UID_NONE;
+    (void)command.getValue(T_0000_0002_affectedSopClassUid, asked);
+    unsigned short follows = 0;
+    (void)command.getValue(T_0000_0800_dataSetType, follows);
+    StoreFile file(server.directory, server.sync);
+    file.describe(sopClass, instance, provider.callingAet());
+    if (follows != kNoDataSet && !provider.receive(file, request, instance)) return false;
+    std::string told;
+    unsigned short status = kSopClassNotSupported;
+    if (asked == sopClass) {
+        status = keep(server, file, instance, told);
+    } else {
+        told = "its SOP class is not that of its presentation context";
+    }
+    if (status == STORE_SUCCESS) {
+        provider.countStored();
+        provider.tell("stored " + told + " (" + nameOf(sopClass) + ", " + nameOf(file.xferSyn()) + ", " +
+                      bytesText(static_cast<double>(file.size())) + ")");
+    } else {
+        file.drop();
+        ++server.failed;
+        provider.tell(std::string("refused ") + instance + ": " + told + ", status " + statusText(status));
+    }
+    DcCmdCStoreRsp response(&command);
+    return provider.respond(request, response, status);
+}
+
+}  // namespace services
