@@ -108,7 +108,10 @@ bool Provider::open() {
 
 // Between messages the association can be ended at once, or wait without its thread.
 bool Provider::awaitMessage() {
-    const auto tick = [this] { return server_.pressed || server_.stopping ? kShortTick : kTick; };
+    const auto tick = [this] {
+        if (server_.stopping || givesWay_) return 0;
+        return server_.pressed ? kShortTick : kTick;
+    };
     while (!orvkit::platform::waitReadable(socket_, tick())) {
         if (server_.stopping) return abort("the server stops");
         if (isLate()) return abort("nothing came in time");
