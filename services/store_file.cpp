@@ -1,17 +1,12 @@
 #include "services/store_file.h"
 
-#include <atomic>
 #include <cerrno>
-#include <chrono>
 #include <cstring>
-#include <filesystem>
 #include <system_error>
 #include <vector>
 
 #include "orvkit/file.h"
 #include "orvkit/result.h"
-#include "platform/process.h"
-#include "services/paths.h"
 #include "services/report.h"
 
 namespace services {
@@ -19,15 +14,7 @@ namespace {
 
 namespace platform = orvkit::platform;
 
-constexpr const char* kPrefix = ".orvkit-";
-constexpr const char* kSuffix = ".part";
 constexpr std::int64_t kLarge = 4 << 20;  // what is behind it is written while more is being received
-
-std::string temporaryName(const std::string& directory) {
-    static std::atomic<unsigned int> count = 0;
-    return directory + "/" + kPrefix + std::to_string(platform::processId()) + "-" + std::to_string(++count) +
-           kSuffix;
-}
 
 // Preamble, prefix and meta information (PS3.10 7.1); empty on failure.
 std::vector<unsigned char> header(DcDirMetaInfo& meta) {
@@ -43,22 +30,6 @@ std::vector<unsigned char> header(DcDirMetaInfo& meta) {
 }
 
 }  // namespace
-
-int StoreFile::removeLeftovers(const std::string& directory) {
-    namespace fs = std::filesystem;
-    int count = 0;
-    std::error_code error;
-    for (fs::directory_iterator at(pathOf(directory), error), end; !error && at != end; at.increment(error)) {
-        const std::string name = nameOf(at->path().filename());
-        if (!name.starts_with(kPrefix) || !name.ends_with(kSuffix)) continue;
-        std::error_code ignored;
-        const auto age = fs::file_time_type::clock::now() - at->last_write_time(ignored);
-        // A younger one may belong to a server that is at work.
-        if (ignored || age < std::chrono::hours(24)) continue;
-        if (platform::remove(nameOf(at->path()).c_str())) ++count;
-    }
-    return count;
-}
 
 StoreFile::~StoreFile() {
     drop();
@@ -103,15 +74,8 @@ bool StoreFile::begin(DICT_UID xferSyn) {
     }
     const DcDictUidInfo* const known = Dict.findUid(sopClass_);
     check_.emplace(xferSyn, known != nullptr ? known->uid : "", instance_);
-    // A process that was killed may have had our number, and left its files.
-    std::string name;
-    do {
-        name = temporaryName(directory_);
-        file_ = platform::createNew(name.c_str());
-    } while (!file_ && errno == EEXIST);
-    if (file_) temporary_ = name;
-    if (!file_ || !platform::writeAll(file_.get(), bytes.data(), bytes.size())) {
-        fail(name);
+    if (!file_.begin(directory_) || !platform::writeAll(file_.handle(), bytes.data(), bytes.size())) {
+        fail(directory_);
         return false;
     }
     return true;
@@ -122,7 +86,7 @@ int StoreFile::take(void* self, const unsigned char* data, unsigned int length, 
     if (file.failed() || (!file.file_ && !file.begin(xferSyn))) return RESULT_OK;
     file.check_->pass(data, length);
     if (!file.check()) return RESULT_OK;
-    if (length > 0 && !file.write(data, length)) file.fail(file.temporary_);
+    if (length > 0 && !file.write(data, length)) file.fail(file.directory_);
     return RESULT_OK;
 }
 
@@ -143,10 +107,10 @@ bool StoreFile::write(const unsigned char* data, std::size_t length) {
         errno = behind_->error();
         return false;
     }
-    if (!platform::writeAll(file_.get(), data, length)) return false;
+    if (!platform::writeAll(file_.handle(), data, length)) return false;
     if (size_ >= kLarge) {
         try {
-            behind_ = std::make_unique<WriteBehind>(file_.get());
+            behind_ = std::make_unique<WriteBehind>(file_.handle());
         } catch (const std::system_error&) {
             // Without a thread it is written as before.
         }
@@ -156,9 +120,7 @@ bool StoreFile::write(const unsigned char* data, std::size_t length) {
 
 void StoreFile::drop() {
     behind_.reset();
-    file_.reset();
-    if (!temporary_.empty()) (void)platform::remove(temporary_.c_str());
-    temporary_.clear();
+    file_.drop();
 }
 
 bool StoreFile::finish() {
@@ -169,18 +131,15 @@ bool StoreFile::finish() {
     }
     if (!failed() && behind_ != nullptr && !behind_->finish()) {
         errno = behind_->error();
-        fail(temporary_);
+        fail(directory_);
     }
     behind_.reset();
-    if (!failed() && sync_ && !platform::sync(file_.get())) fail(temporary_);
-    file_.reset();
+    if (!failed() && sync_ && !platform::sync(file_.handle())) fail(directory_);
     return !failed();
 }
 
 bool StoreFile::moveTo(const std::string& path) {
-    if (!platform::rename(temporary_.c_str(), path.c_str())) return false;
-    temporary_.clear();
-    return true;
+    return file_.commit(path, false);
 }
 
 bool StoreFile::commit(const std::string& path) {

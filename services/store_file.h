@@ -9,7 +9,7 @@
 #include <string>
 
 #include "orvkit/uids.h"
-#include "platform/file.h"
+#include "platform/new_file.h"
 #include "services/store_check.h"
 #include "services/write_behind.h"
 
@@ -22,18 +22,14 @@ inline constexpr unsigned short STORE_OUT_OF_RESOURCES = 0xA700;
 inline constexpr unsigned short STORE_OTHER_CLASS = 0xA900;
 inline constexpr unsigned short STORE_CANNOT_UNDERSTAND = 0xC000;
 
-// Any number at once, also from several threads: temporary names do not repeat. What is not committed is
-// removed by the destructor.
+// Any number at once, also from several threads. What is not committed is removed by the destructor.
 class StoreFile {
   public:
-    // The file stands in the directory under a temporary name, ".orvkit-<process>-<number>.part".
+    // Until it has its name, it is a file in the making in that directory (platform/new_file.h).
     StoreFile(const std::string& directory, bool sync) : directory_(directory), sync_(sync) {}
     StoreFile(const StoreFile&) = delete;
     StoreFile& operator=(const StoreFile&) = delete;
     ~StoreFile();
-
-    // Removes what processes that were killed left in the directory a day ago or earlier; gives the number.
-    static int removeLeftovers(const std::string& directory);
 
     // What the file is to say of itself; before its first byte.
     void describe(DICT_UID sopClass, const std::string& instance, const std::string& sourceAet);
@@ -49,7 +45,8 @@ class StoreFile {
     unsigned short status() const { return status_; }
     std::int64_t size() const { return size_; }  // bytes of the data set
     DICT_UID xferSyn() const { return xferSyn_; }
-    const std::string& temporaryPath() const { return temporary_; }
+    // By which this process opens it once more, until it has its name.
+    std::string temporaryPath() const { return file_.path(); }
 
     // Brings the bytes to the disk; false: failed. Called by commit.
     bool finish();
@@ -73,8 +70,7 @@ class StoreFile {
     std::string instance_;
     std::string sourceAet_;
     DICT_UID xferSyn_ = UID_NONE;
-    std::string temporary_;
-    orvkit::platform::FileHandle file_;
+    orvkit::platform::NewFile file_;
     std::unique_ptr<WriteBehind> behind_;  // of a large object; goes before its file
     std::int64_t size_ = 0;
     std::optional<StoreCheck> check_;

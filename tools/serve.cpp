@@ -11,6 +11,7 @@
 
 #include "orvkit/result.h"
 #include "platform/clock.h"
+#include "platform/new_file.h"
 #include "platform/process.h"
 #include "platform/socket.h"
 #include "platform/stop.h"
@@ -80,7 +81,7 @@ bool prepare(const ServeOptions& options, StoreServer& server) {
         complain("%s is not a directory", options.directory.c_str());
         return false;
     }
-    if (const int count = StoreFile::removeLeftovers(options.directory); count > 0) {
+    if (const int count = platform::removeUnfinished(options.directory); count > 0) {
         tellLine(std::to_string(count) + " unfinished files of a server that was killed removed");
     }
     server.directory = options.directory;

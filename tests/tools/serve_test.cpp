@@ -216,10 +216,15 @@ class ServeTest : public CommandTest {
         std::sort(all.begin(), all.end());
         return all;
     }
+    // Objects that are arriving; they have no name where the file system allows that.
     std::size_t unfinished() const {
-        const auto all = names("in");
-        return static_cast<std::size_t>(
-            std::count_if(all.begin(), all.end(), [](const auto& name) { return name.ends_with(".part"); }));
+        std::size_t count = 0;
+        for (const auto& entry : fs::directory_iterator("/proc/" + std::to_string(server) + "/fd")) {
+            std::error_code gone;
+            const std::string file = fs::read_symlink(entry.path(), gone).string();
+            if (file.starts_with((dir / "in/").string()) && !file.ends_with(".dcm")) ++count;
+        }
+        return count;
     }
     std::string dataset(const fs::path& path) const {
         DcDirMetaInfo meta;
@@ -497,7 +502,7 @@ TEST_F(ServeTest, AServerThatIsKilledLeavesNoNameWithoutAWholeObject) {
     }
     serve();
     EXPECT_EQ(sh("orvkit send " + peer() + " s").status, 0);
-    EXPECT_EQ(names("in").size() - unfinished(), 20u);
+    EXPECT_EQ(names("in").size(), 20u);
 }
 
 // The larger disk is full when the object is being written by a thread of its own.
