@@ -17,7 +17,7 @@ namespace {
 constexpr int kTick = 200;
 constexpr int kShortTick = 20;
 constexpr unsigned int kPace = 1024;             // bytes a second that a peer must bring at least
-constexpr unsigned int kMostInMemory = 2 << 20;  // of an association request; data sets go to their files
+constexpr unsigned int kMostInMemory = 2 << 20;  // of a request or a data set that has no file
 
 unsigned char contextOf(DcMsg& message) {
     DcPduInfoTf info;
@@ -76,7 +76,6 @@ void Provider::setBounds() {
 }
 
 bool Provider::open() {
-    (void)msm_.registerDataSetCB(this, &Provider::take, &Provider::room);
     setBounds();
     DcMsmScpInfo info;
     info.callingAeTitles = server_.acceptFrom.data();
@@ -155,31 +154,25 @@ bool Provider::respond(DcMsg& request, DcMsg& response, unsigned short status) {
     return result == RESULT_OK || ended(result);
 }
 
-// A data set that no file waits for is dropped.
-int Provider::take(void* self, const unsigned char* data, unsigned int length, DICT_UID xferSyn, int last) {
-    StoreFile* const file = static_cast<Provider*>(self)->file_;
-    return file != nullptr ? StoreFile::take(file, data, length, xferSyn, last) : RESULT_OK;
-}
-
-unsigned char* Provider::room(void* self, unsigned int* size) {
-    StoreFile* const file = static_cast<Provider*>(self)->file_;
-    return file != nullptr ? StoreFile::room(file, size) : nullptr;
-}
-
-// The data set goes to the file as its fragments arrive.
-bool Provider::receive(StoreFile& file, DcMsg& request, const std::string& what) {
-    file_ = &file;
+std::unique_ptr<DcMsg> Provider::receive(DcMsg& request, const std::string& what) {
     DcMsg* received = nullptr;
     const int outcome = msm_.read(nullptr, &received, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL);
-    const std::unique_ptr<DcMsg> dataset(received);
-    file_ = nullptr;
-    if (dataset != nullptr && dataset->getType() == MSG_TYPE_DATASET &&
-        contextOf(*dataset) == contextOf(request)) {
-        return true;
+    std::unique_ptr<DcMsg> dataset(received);
+    if (dataset == nullptr) {
+        (void)ended(outcome, "; " + what + " was not received to its end");
+    } else if (dataset->getType() != MSG_TYPE_DATASET || contextOf(*dataset) != contextOf(request)) {
+        (void)abort("something else came where the data set of " + what + " was due");
+        dataset.reset();
     }
-    ++server_.failed;
-    if (dataset == nullptr) return ended(outcome, "; " + what + " was not received to its end");
-    return abort("something else came where the data set of " + what + " was due");
+    return dataset;
+}
+
+bool Provider::receive(StoreFile& file, DcMsg& request, const std::string& what) {
+    (void)msm_.registerDataSetCB(&file, &StoreFile::take, &StoreFile::room);
+    const bool whole = receive(request, what) != nullptr;
+    (void)msm_.registerDataSetCB(nullptr, nullptr, nullptr);
+    if (!whole) ++server_.failed;
+    return whole;
 }
 
 bool Provider::ended(int outcome, const std::string& lost) {

@@ -64,8 +64,10 @@ class Provider {
     const std::string& callingAet() const { return callingAet_; }
     void tell(const std::string& line);
     void countStored();
-    // The data set of a request into a file, as its fragments arrive; `what` names it when it does not come.
+    // The data set of a request, which `what` names when it does not come: into a file as its fragments
+    // arrive, or into memory, within a bound (null: it has not come).
     bool receive(StoreFile& file, DcMsg& request, const std::string& what);
+    std::unique_ptr<DcMsg> receive(DcMsg& request, const std::string& what);
     bool respond(DcMsg& request, DcMsg& response, unsigned short status);
     bool abort(const std::string& why);
 
@@ -76,8 +78,6 @@ class Provider {
     bool open();
     bool serveNext();
     bool awaitMessage();
-    static int take(void* self, const unsigned char* data, unsigned int length, DICT_UID xferSyn, int last);
-    static unsigned char* room(void* self, unsigned int* size);
     // `lost` is told with it.
     bool ended(int outcome, const std::string& lost = {});
 
@@ -88,7 +88,6 @@ class Provider {
     std::string callingAet_;
     std::string peer_;
     DcMsm msm_;
-    StoreFile* file_ = nullptr;  // of the object that is arriving
     std::uint64_t stored_ = 0;
     Clock::time_point since_;  // it has been idle
     bool open_ = false;
