@@ -1,16 +1,17 @@
 // The stream of the LZW codec, and what both directions share.
-#ifndef ORVKIT_MEDIA_LZW_STREAM_H
-#define ORVKIT_MEDIA_LZW_STREAM_H
+#ifndef ORVKIT_ENCODING_LZW_STREAM_H
+#define ORVKIT_ENCODING_LZW_STREAM_H
 
 #include <cstddef>
 #include <memory>
 #include <new>
 #include <span>
 
-#include "foundation/fail.h"
-#include "orvkit/lzw.h"
+#include "encoding/lzw.h"
 
 namespace orvkit::lzw {
+
+using Fault = LzwOutcome::Fault;
 
 inline constexpr std::size_t headerSize = 8;
 inline constexpr unsigned char magic[] = {0x1F, 0x9D};
@@ -33,13 +34,6 @@ Table* threadTable() noexcept {
     thread_local std::unique_ptr<Table> table;
     if (!table) table.reset(new (std::nothrow) Table);
     return table.get();
-}
-
-inline int failNull(const char* reporter) {
-    return fail(ELEM_NULL_ARGUMENT, LOG_VALIDATION, reporter, "Null argument passed");
-}
-inline int failMemory(const char* reporter) {
-    return fail(ELEM_NO_MEMORY, LOG_ERROR, reporter, "Memory allocation failed");
 }
 
 // Fills the room as far as there are bytes; gives their number, or -1.

@@ -5,13 +5,13 @@
 #include <cstring>
 #include <utility>
 
+#include "encoding/lzw_stream.h"
 #include "foundation/bytes.h"
-#include "media/lzw_stream.h"
 
 using namespace orvkit::lzw;
 using orvkit::ByteOrder;
-using orvkit::fail;
 using orvkit::loadAt;
+using orvkit::LzwOutcome;
 
 namespace {
 
@@ -167,11 +167,11 @@ class Decoder {
           limit_(largestCode(flags & widthMask)),
           clears_((flags & blockMode) != 0) {}
 
-    int run() noexcept {
+    LzwOutcome run() noexcept {
         std::uint32_t code;
         while (reader_.next(code)) {
             // The first code, and the one behind a CLEAR, stands for a byte; its upper bits mean nothing.
-            if (!prepared()) return noRoom();
+            if (!prepared()) return ends(Fault::room);
             const auto byte = static_cast<unsigned char>(code);
             *out_.at(out_.size()) = byte;
             last_ = {out_.size(), 1};
@@ -179,16 +179,15 @@ class Decoder {
             out_.advance(1);
             nextFree_ = clears_ ? clearCode + 1 : clearCode;
             bool cleared = false;
-            if (const int result = strings(cleared)) return result;
+            if (const Fault fault = strings(cleared); fault != Fault::none) return ends(fault);
             if (!cleared) break;
         }
-        if (reader_.failed()) return fail(UTIL_READ, LOG_ERROR, "lzwDecode", "Read error");
+        if (reader_.failed()) return ends(Fault::read);
         if constexpr (Output::moves) {
-            if (!out_.deliver()) return noRoom();
+            if (!out_.deliver()) return ends(Fault::room);
         }
-        return RESULT_OK;
+        return ends(Fault::none);
     }
-    std::uint32_t size() const noexcept { return out_.size(); }
 
   private:
     static constexpr std::uint32_t chunk = 16;
@@ -202,35 +201,38 @@ class Decoder {
         }
     }
 
-    int strings(bool& cleared) noexcept {
+    LzwOutcome ends(Fault fault) const noexcept { return {fault, out_.size(), code_}; }
+
+    Fault strings(bool& cleared) noexcept {
         std::uint32_t code;
         bool frozen = false;
         while (reader_.next(code)) {
             if (code == clearCode && clears_) {
                 cleared = true;
-                return RESULT_OK;
+                return Fault::none;
             }
             if constexpr (Output::moves) {
-                if (!out_.prepare()) return noRoom();
+                if (!out_.prepare()) return Fault::room;
             }
             // The string that this code completes: the last one and the byte that is to come.
             strings_.piece[nextFree_] = {last_.at, last_.length + 1};
             if (code >= nextFree_) {
                 if (code > nextFree_) {
-                    return fail(ELEM_LZW_CODE, LOG_ERROR, "lzwDecode", "Code 0x%04x not found", code);
+                    code_ = code;
+                    return Fault::code;
                 }
                 // That byte is then the last string's own first.
                 if (out_.room() != 0) *out_.at(out_.size()) = *out_.at(last_.at);
             }
             const std::uint32_t begun = out_.size();
-            if (!copy(code)) return noRoom();
+            if (!copy(code)) return Fault::room;
             if constexpr (Output::moves) {
                 chains_->prefix[nextFree_] = static_cast<std::uint16_t>(lastCode_);
                 chains_->last[nextFree_] = *out_.at(begun);
                 lastCode_ = code;
             }
             if (frozen) continue;
-            if (nextFree_ > limit_) return fail(ELEM_LZW_CODE, LOG_ERROR, "lzwDecode", "Insufficient codes");
+            if (nextFree_ > limit_) return Fault::codes;
             if (nextFree_ == largestCode(reader_.width())) {
                 if (nextFree_ < limit_) {
                     reader_.widen();
@@ -240,7 +242,7 @@ class Decoder {
             }
             ++nextFree_;
         }
-        return RESULT_OK;
+        return Fault::none;
     }
 
     // Writes a code's string; what has no room is left out, and the answer is false.
@@ -289,10 +291,6 @@ class Decoder {
         return true;
     }
 
-    static int noRoom() noexcept {
-        return fail(ELEM_LZW_OUTPUT, LOG_ERROR, "lzwDecode", "Insufficient buffer size");
-    }
-
     CodeReader reader_;
     Strings& strings_;
     Chains* chains_;  // null where every piece stays
@@ -301,16 +299,16 @@ class Decoder {
     std::uint32_t nextFree_ = 0;
     std::uint32_t lastCode_ = 0;
     Piece last_ = {};
+    std::uint32_t code_ = 0;  // the one that was not found
     bool clears_;
 };
 
-int checkHeader(std::span<const unsigned char> header) {
+LzwOutcome checkHeader(std::span<const unsigned char> header) {
     if (header.size() < headerSize || !std::equal(std::begin(magic), std::end(magic), header.begin())) {
-        return fail(ELEM_LZW_HEADER, LOG_ERROR, "lzwDecode", "Bad magic number");
+        return {Fault::magic};
     }
     const unsigned int width = header[2] & widthMask;
-    if (width <= maxWidth) return RESULT_OK;
-    return fail(ELEM_LZW_HEADER, LOG_ERROR, "lzwDecode", "Max bitsize %u (0x%x) exceeds limit", width, width);
+    return {width <= maxWidth ? Fault::none : Fault::width, 0, width};
 }
 
 // Strings are seldom older than what it holds.
@@ -318,39 +316,29 @@ constexpr std::size_t windowSize = std::size_t{4} << 20;
 
 }  // namespace
 
-int lzwDecode(const unsigned char* in, unsigned int inLen, unsigned char* out, unsigned int* outLen) {
-    if (outLen == nullptr || (in == nullptr && inLen != 0) || (out == nullptr && *outLen != 0)) {
-        return failNull("lzwDecode");
-    }
-    const unsigned int room = *outLen;
-    *outLen = 0;
-    if (const int result = checkHeader({in, inLen}); result != RESULT_OK) return result;
+LzwOutcome orvkit::lzwUnpack(std::span<const unsigned char> in, std::span<unsigned char> out) {
+    if (const LzwOutcome header = checkHeader(in); header.fault != Fault::none) return header;
     Strings* const strings = threadTable<Strings>();
-    if (strings == nullptr) return failMemory("lzwDecode");
-    const CodeReader reader({in + headerSize, inLen - headerSize});
-    Decoder<HeldOutput> decoder(reader, in[2], {out, room}, *strings, nullptr);
-    const int result = decoder.run();
-    *outLen = decoder.size();
-    return result;
+    if (strings == nullptr) return {Fault::memory};
+    const CodeReader reader(in.subspan(headerSize));
+    return Decoder<HeldOutput>(reader, in[2], {out.data(), static_cast<unsigned int>(out.size())}, *strings,
+                               nullptr)
+        .run();
 }
 
-int lzwDecode(const DcLzwIo& io) {
-    if (io.read == nullptr || io.write == nullptr) return failNull("lzwDecode");
+LzwOutcome orvkit::lzwUnpack(const DcLzwIo& io) {
     Strings* const strings = threadTable<Strings>();
     Chains* const chains = threadTable<Chains>();
     const Room codes = allocate(pieceSize);
     const Room window = allocate(windowSize);
-    if (strings == nullptr || chains == nullptr || codes == nullptr || window == nullptr) {
-        return failMemory("lzwDecode");
-    }
+    if (strings == nullptr || chains == nullptr || codes == nullptr || window == nullptr)
+        return {Fault::memory};
     unsigned char header[headerSize];
     const int got = readFully(io, header);
-    if (got < 0) return fail(UTIL_READ, LOG_ERROR, "lzwDecode", "Read error");
-    if (const int result = checkHeader(std::span(header).first(static_cast<std::size_t>(got)));
-        result != RESULT_OK) {
-        return result;
-    }
+    if (got < 0) return {Fault::read};
+    const auto read = std::span(header).first(static_cast<std::size_t>(got));
+    if (const LzwOutcome checked = checkHeader(read); checked.fault != Fault::none) return checked;
     const CodeReader reader({codes.get(), pieceSize}, io);
-    Decoder<StreamedOutput> decoder(reader, header[2], {{window.get(), windowSize}, io}, *strings, chains);
-    return decoder.run();
+    return Decoder<StreamedOutput>(reader, header[2], {{window.get(), windowSize}, io}, *strings, chains)
+        .run();
 }

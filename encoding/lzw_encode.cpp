@@ -3,12 +3,12 @@
 #include <array>
 #include <cstdint>
 
+#include "encoding/lzw_stream.h"
 #include "foundation/bytes.h"
-#include "media/lzw_stream.h"
 
 using namespace orvkit::lzw;
 using orvkit::ByteOrder;
-using orvkit::fail;
+using orvkit::LzwOutcome;
 
 namespace {
 
@@ -193,36 +193,30 @@ class Encoder {
 
 }  // namespace
 
-int lzwEncode(const unsigned char* in, unsigned int inLen, unsigned char*& out, unsigned int& outLen) {
-    if ((in == nullptr && inLen != 0) || (out == nullptr && outLen != 0)) return failNull("lzwEncode");
+LzwOutcome orvkit::lzwPack(std::span<const unsigned char> in, std::span<unsigned char> out) {
     Dictionary* const dictionary = threadTable<Dictionary>();
-    if (dictionary == nullptr) return failMemory("lzwEncode");
-    CodeWriter writer({out, outLen});
+    if (dictionary == nullptr) return {Fault::memory};
+    CodeWriter writer(out);
     Encoder encoder(writer, *dictionary);
-    const bool complete = encoder.begin(inLen) && encoder.feed({in, inLen}) && encoder.finish();
-    outLen = static_cast<unsigned int>(complete ? writer.size() : writer.wholeGroups());
-    out += outLen;
-    if (complete) return RESULT_OK;
-    return fail(ELEM_LZW_OUTPUT, LOG_ERROR, "putCode", "Insufficient buffer size");
+    const bool complete =
+        encoder.begin(static_cast<unsigned int>(in.size())) && encoder.feed(in) && encoder.finish();
+    if (complete) return {Fault::none, writer.size()};
+    return {Fault::room, writer.wholeGroups()};
 }
 
-int lzwEncode(const DcLzwIo& io, unsigned int inLen) {
-    if (io.read == nullptr || io.write == nullptr) return failNull("lzwEncode");
+LzwOutcome orvkit::lzwPack(const DcLzwIo& io, unsigned int inLen) {
     Dictionary* const dictionary = threadTable<Dictionary>();
     const Room in = allocate(pieceSize);
     const Room out = allocate(pieceSize);
-    if (dictionary == nullptr || in == nullptr || out == nullptr) return failMemory("lzwEncode");
+    if (dictionary == nullptr || in == nullptr || out == nullptr) return {Fault::memory};
     CodeWriter writer({out.get(), pieceSize}, &io);
     Encoder encoder(writer, *dictionary);
     bool taken = encoder.begin(inLen);
     for (unsigned int left = inLen; taken && left > 0;) {
         const std::size_t wanted = std::min<std::size_t>(left, pieceSize);
-        if (readFully(io, {in.get(), wanted}) != static_cast<int>(wanted)) {
-            return fail(UTIL_READ, LOG_ERROR, "lzwEncode", "Read error, %u bytes are missing", left);
-        }
+        if (readFully(io, {in.get(), wanted}) != static_cast<int>(wanted)) return {Fault::read, 0, left};
         taken = encoder.feed({in.get(), wanted});
         left -= static_cast<unsigned int>(wanted);
     }
-    if (taken && encoder.finish() && writer.spill()) return RESULT_OK;
-    return fail(ELEM_LZW_OUTPUT, LOG_ERROR, "putCode", "Insufficient buffer size");
+    return {taken && encoder.finish() && writer.spill() ? Fault::none : Fault::room};
 }
