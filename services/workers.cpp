@@ -38,7 +38,11 @@ void Workers::run(Worker& worker) {
     try {
         worker.provider->run();
     } catch (const std::exception& fault) {
-        server_.tell(std::string("an association was lost: ") + fault.what());
+        try {
+            server_.tell(std::string("an association was lost: ") + fault.what());
+        } catch (const std::exception&) {
+            // There is not even the memory to tell it.
+        }
     }
     worker.done = true;
 }
