@@ -103,6 +103,7 @@ class JsonForm final : public DumpForm {
 
     void begin() override { out_ << '['; }
     void end() override { out_ << (first_ ? "]\n" : "\n]\n"); }
+    void resume(bool shown) override { first_ = !shown; }
 
     void file(DumpedFile& file, const Pick& pick, const char*) override {
         all_ = pick.everything();

@@ -10,9 +10,21 @@
 
 namespace services {
 
+// Decides when text may be written that several threads gather at once.
+class OutputGate {
+  public:
+    OutputGate() = default;
+    OutputGate(const OutputGate&) = delete;
+    OutputGate& operator=(const OutputGate&) = delete;
+    virtual ~OutputGate() = default;
+    // Whether text may go out of which `size` bytes wait; it may let the thread wait for that.
+    virtual bool opens(std::size_t size) = 0;
+};
+
 class Output {
   public:
-    Output() { text_.reserve(kPiece + kPiece / 4); }
+    // Without a gate, text is written when a piece is full.
+    explicit Output(OutputGate* gate = nullptr) : gate_(gate) { text_.reserve(kPiece + kPiece / 4); }
     Output(const Output&) = delete;
     Output& operator=(const Output&) = delete;
     ~Output() { flush(); }
@@ -58,6 +70,7 @@ class Output {
     std::size_t total() const { return flushed_ + text_.size(); }
 
     void flush() {
+        if (gate_ != nullptr && !text_.empty() && !gate_->opens(text_.size())) return;
         if (!text_.empty()) (void)std::fwrite(text_.data(), 1, text_.size(), stdout);
         flushed_ += text_.size();
         text_.clear();
@@ -71,6 +84,7 @@ class Output {
 
   private:
     static constexpr std::size_t kPiece = 1 << 16;
+    OutputGate* gate_;
     std::string text_;
     std::size_t flushed_ = 0;
 };

@@ -22,6 +22,8 @@ class DumpForm {
     // alone.
     virtual void file(DumpedFile& file, const Pick& pick, const char* title) = 0;
     virtual void end() {}
+    // Other objects have shown files between begin() and now, or none has.
+    virtual void resume(bool /*shown*/) {}
 };
 
 // Texts are cut to 80 characters and lists of values to about as many, unless `full`.

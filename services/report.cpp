@@ -20,6 +20,7 @@ thread_local int replacedByThread = 0;
 class StderrLog : public DcLog {
   public:
     explicit StderrLog(bool verbose) : verbose_(verbose) {}
+    bool verbose() const { return verbose_; }
     void mute(bool muted) { muted_ = muted && !verbose_; }
     int errors() const { return errors_; }
 
@@ -63,6 +64,10 @@ void installLog(bool verbose) {
 
 void muteLog(bool muted) {
     if (installed != nullptr) installed->mute(muted);
+}
+
+bool logIsVerbose() {
+    return installed != nullptr && installed->verbose();
 }
 
 int elementsReplaced() {

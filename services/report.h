@@ -24,6 +24,8 @@ void installLog(bool verbose);
 // While a subcommand tells faults in its own words, the library's log is shown with --verbose only.
 void muteLog(bool muted = true);
 
+bool logIsVerbose();
+
 // How often a data set of the calling thread has replaced an element by a later one with the same tag: the
 // library tells that through its log alone.
 int elementsReplaced();

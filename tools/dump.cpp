@@ -1,27 +1,18 @@
 // orvkit dump: what stands in DICOM files.
 #include <algorithm>
 #include <climits>
-#include <filesystem>
 #include <memory>
 #include <string>
-#include <system_error>
+#include <thread>
 #include <vector>
 
 #include "orvkit/file.h"
-#include "platform/new_file.h"
-#include "platform/process.h"
-#include "services/dump_file.h"
-#include "services/output.h"
-#include "services/paths.h"
-#include "services/print_forms.h"
+#include "services/dump_run.h"
 #include "services/report.h"
-#include "services/tag_names.h"
 #include "tools/commands.h"
 
 namespace tools {
 namespace {
-
-namespace fs = std::filesystem;
 
 struct DumpOptions {
     std::vector<std::string> paths;
@@ -29,80 +20,25 @@ struct DumpOptions {
     bool flat = false;
     bool json = false;
     bool full = false;
+    unsigned int jobs = 0;  // 0: as many as there are processors
 };
 
-class Dump {
-  public:
-    explicit Dump(const DumpOptions& options)
-        : options_(options),
-          form_(options.json   ? makeJsonForm(out_)
-                : options.flat ? makeFlatForm(out_, options.full)
-                               : makeTreeForm(out_, options.full)),
-          titles_(options.paths.size() > 1) {}
-
-    int run() {
-        for (const std::string& tag : options_.tags) {
-            const std::string unknown = pick_.add(tag);
-            if (unknown.empty()) continue;
-            complain("--tag %s: %s", unknown.c_str(), noTagText(unknown).c_str());
-            return EXIT_USAGE;
-        }
-        form_->begin();
-        for (const std::string& path : options_.paths) show(path);
-        form_->end();
-        out_.flush();
-        return ok_ ? EXIT_OK : EXIT_FAILED;
+int dump(const DumpOptions& options) {
+    DumpRequest request;
+    for (const std::string& tags : options.tags) {
+        const std::string unknown = request.pick.add(tags);
+        if (unknown.empty()) continue;
+        complain("--tag %s: %s", unknown.c_str(), noTagText(unknown).c_str());
+        return EXIT_USAGE;
     }
-
-  private:
-    void show(const std::string& path) {
-        if (out_.failed()) return;  // nobody reads on: the end of the program says so
-        DumpedFile file;
-        file.path = path;
-        readForDump(file);
-        if (file.kind == DumpedFile::Kind::directory) return walk(path);
-        if (file.kind == DumpedFile::Kind::file) form_->file(file, pick_, titles_ ? path.c_str() : nullptr);
-        if (file.faults.empty()) return;
-        ok_ = false;
-        (void)out_.deliver();  // so that both stand in order where they go to the same place
-        for (const std::string& fault : file.faults) {
-            complain("%s: %s", withEscapes(path).c_str(), withEscapes(fault).c_str());
-        }
-    }
-
-    // Everything in a directory, sorted by name. Links to directories are not followed.
-    void walk(const std::string& path) {
-        titles_ = true;
-        std::vector<std::string> names;
-        std::error_code error;
-        fs::directory_iterator at = openFolder(pathOf(path), error);
-        for (; !error && at != fs::directory_iterator(); at.increment(error)) {
-            if (isWanted(*at)) names.push_back(nameOf(at->path().filename()));
-        }
-        if (error) {
-            ok_ = false;
-            complain("%s: %s", withEscapes(path).c_str(), error.message().c_str());
-        }
-        std::sort(names.begin(), names.end());
-        for (const std::string& name : names) show(path.back() == '/' ? path + name : path + '/' + name);
-    }
-    // Regular files, links to such, and directories.
-    static bool isWanted(const fs::directory_entry& entry) {
-        std::error_code error;
-        if (orvkit::platform::isUnfinished(nameOf(entry.path().filename()))) return false;
-        if (!entry.is_symlink(error)) {
-            return error || entry.is_regular_file(error) || entry.is_directory(error);
-        }
-        return entry.is_regular_file(error);
-    }
-
-    const DumpOptions& options_;
-    Output out_;
-    Pick pick_;
-    std::unique_ptr<DumpForm> form_;
-    bool titles_;
-    bool ok_ = true;
-};
+    request.paths = options.paths;
+    request.look = options.json ? DumpLook::json : options.flat ? DumpLook::flat : DumpLook::tree;
+    request.full = options.full;
+    const unsigned int jobs = options.jobs > 0 ? options.jobs : std::thread::hardware_concurrency();
+    // The log of the library is that of all threads: where all of it is shown, it stays in order.
+    request.jobs = logIsVerbose() ? 1 : std::clamp(jobs, 1u, 64u);
+    return dumpFiles(request) ? EXIT_OK : EXIT_FAILED;
+}
 
 }  // namespace
 
@@ -123,6 +59,9 @@ void addDump(Command& program) {
                   "Show only this element, with its path, wherever it is nested: (gggg,eeee), ggggeeee or a "
                   "name (PatientName). Several with commas between, or the option again");
     command.flag("--full", options->full, "Show long values and lists of values whole");
+    command.number("--jobs", options->jobs, "Files that are read at once; as many as there are processors")
+        .range(1, 64)
+        .value("N");
     command.footer(
         "The value of Pixel Data is not read: its length and place in the file are shown. What is wrong with "
         "a\n"
@@ -130,7 +69,7 @@ void addDump(Command& program) {
     command.run([options] {
         muteLog();
         dirSetMaxFileSize(INT_MAX);
-        return Dump(*options).run();
+        return dump(*options);
     });
 }
 

@@ -202,6 +202,27 @@ TEST_F(CommandTest, DumpEndsQuietlyWhenNobodyReadsOn) {
     EXPECT_TRUE(holds(outcome.out, "\n1\n"));
 }
 
+TEST_F(CommandTest, DumpOfManyFilesKeepsTheirOrderOnEveryNumberOfThreads) {
+    ASSERT_EQ(sh("orvkit phantom p --size 16 --series 2 --images 60; mkdir p/sub p/none; ln -s .. p/sub/up; "
+                 "for i in 1 2 3 4; do head -c ${i}500 p/SE000001/IM00000$i >p/SE000001/cut$i; done; "
+                 "echo text >p/sub/text; cp p/SE000001/IM000009 p/sub.dcm; chmod 0 p/none")
+                  .status,
+              0);
+    for (const char* form : {"", "--flat", "--json", "--tag PatientID,Rows", "--json --tag PatientID"}) {
+        const std::string script = "orvkit dump p missing p/SE000001/IM000001 p/SE000001/cut1 --jobs ";
+        const Outcome one = sh(script + "1 2>&1 " + form);
+        EXPECT_EQ(one.status, 1);
+        EXPECT_TRUE(holds(one.out, "missing: No such file"));
+        for (const char* jobs : {"2", "7"}) {
+            const Outcome many = sh(script + jobs + " 2>&1 " + form);
+            EXPECT_EQ(many.status, 1);
+            EXPECT_TRUE(many.out == one.out) << form << ' ' << jobs;
+        }
+    }
+    EXPECT_EQ(sh("orvkit dump p/sub --json | tr -d ' \\n'").out, "[]");
+    EXPECT_EQ(sh("orvkit dump p p/sub --json 2>/dev/null | python3 -m json.tool >/dev/null").status, 0);
+}
+
 TEST_F(CommandTest, DumpTakesSeveralTagsAtOnce) {
     ASSERT_EQ(sh("orvkit phantom p --size 16 --series 1 --images 1").status, 0);
     const std::string image = "orvkit dump p/SE000001/IM000001 --tag ";

@@ -1,0 +1,28 @@
+// A dump of many files on several threads, in their order.
+#ifndef ORVKIT_SERVICES_DUMP_RUN_H
+#define ORVKIT_SERVICES_DUMP_RUN_H
+
+#include <string>
+#include <vector>
+
+#include "services/tag_names.h"
+
+namespace services {
+
+enum class DumpLook { tree, flat, json };
+
+struct DumpRequest {
+    std::vector<std::string> paths;  // a directory stands for the files below it, by name
+    Pick pick;
+    DumpLook look = DumpLook::tree;
+    bool full = false;
+    unsigned int jobs = 1;  // threads
+};
+
+// Shows each file on standard output, followed by what is wrong with it on standard error. false when
+// anything was, or when nobody takes the output.
+bool dumpFiles(const DumpRequest& request);
+
+}  // namespace services
+
+#endif
