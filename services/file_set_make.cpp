@@ -63,6 +63,11 @@ class Builder {
         return true;
     }
 
+    // What cannot be looked at may well be there.
+    static bool isGone(const fs::path& path) {
+        std::error_code error;
+        return fs::status(path, error).type() == fs::file_type::not_found;
+    }
     // Records of files that are gone go, too.
     void prune() {
         std::vector<std::string> gone;
@@ -70,10 +75,9 @@ class Builder {
         for (DcDirRec* r = directory_.first(); r != nullptr; r = nextRecord(directory_, r, level)) {
             DcDirRecInfo info;
             r->getInfo(info);
-            std::error_code error;
             if (info.refFileId[0] == '\0') continue;
             if (leadsOutOfRoot(options_.directory, info.refFileId) ||
-                !fs::exists(pathOf(pathOfFileId(options_.directory, info.refFileId)), error)) {
+                isGone(pathOf(pathOfFileId(options_.directory, info.refFileId)))) {
                 gone.emplace_back(info.refFileId);
             }
         }
