@@ -108,6 +108,7 @@ class JsonForm final : public DumpForm {
     void file(DumpedFile& file, const Pick& pick, const char*) override {
         all_ = pick.everything();
         kept_.clear();
+        whole_.clear();
         const Place meta(file.meta, file);
         const Place data(file.data, file);
         if (!all_) {
