@@ -87,6 +87,14 @@ void deleteBufs(orvkit::ElemStore& store) {
 // What an element costs in a data set of many.
 static_assert(sizeof(void*) != 8 || sizeof(DcElem) == 104);
 
+// A constructor has no code to return, and what is missing would be missed by nobody.
+void ElemAccess::settle(DcElem& e, int result) {
+    if (result != ELEM_NO_MEMORY) return;
+    deleteBufs(e.store_);
+    storeClear(e.store_);
+    throw std::bad_alloc();
+}
+
 void DcElem::initialize(unsigned int tag, void* value, unsigned int length, DICT_UID xferSyn, DICT_VR vr,
                         int sequenceFlag) {
     tag_ = tag;
@@ -118,7 +126,7 @@ void DcElem::initialize(unsigned int tag, void* value, unsigned int length, DICT
         (void)addValueFmtBuf(&zero, sizeof zero, ELEM_INDEX_APPEND, true);
         return;
     }
-    if (value != nullptr && length != 0) (void)DcElem::parseVal(value, length, xferSyn);
+    if (value != nullptr && length != 0) ElemAccess::settle(*this, DcElem::parseVal(value, length, xferSyn));
 }
 
 DcElem::DcElem(unsigned int tag, void* value, unsigned int length, DICT_UID xferSyn, DICT_VR vr,
@@ -134,7 +142,7 @@ DcElem::DcElem(unsigned short group, unsigned short element, void* value, unsign
 #define ORVKIT_TYPED_ELEM(type)                                              \
     DcElem::DcElem(unsigned int tag, type value) {                           \
         initialize(tag, nullptr, 0, UID_LITTLE_ENDIAN_EXPLICIT, VR_IM, 0);   \
-        (void)addValue(value, ELEM_INDEX_APPEND);                            \
+        ElemAccess::settle(*this, addValue(value, ELEM_INDEX_APPEND));       \
     }                                                                        \
     DcElem::DcElem(unsigned short group, unsigned short element, type value) \
         : DcElem(makeTag(group, element), value) {}
@@ -156,14 +164,14 @@ ORVKIT_TYPED_ELEM(double)
 
 DcElem::DcElem(unsigned int tag, DcBuf* buffer) {
     initialize(tag, nullptr, 0, UID_LITTLE_ENDIAN_EXPLICIT, VR_IM, 0);
-    (void)addValue(buffer);
+    ElemAccess::settle(*this, addValue(buffer));
 }
 DcElem::DcElem(unsigned short group, unsigned short element, DcBuf* buffer)
     : DcElem(makeTag(group, element), buffer) {}
 
 DcElem::DcElem(unsigned int tag, const char* fileName, int offset, unsigned int length, DICT_UID xferSyn) {
     initialize(tag, nullptr, 0, UID_LITTLE_ENDIAN_EXPLICIT, VR_IM, 0);
-    (void)addValue(fileName, offset, length, xferSyn);
+    ElemAccess::settle(*this, addValue(fileName, offset, length, xferSyn));
 }
 DcElem::DcElem(unsigned short group, unsigned short element, const char* fileName, int offset,
                unsigned int length, DICT_UID xferSyn)
@@ -171,7 +179,7 @@ DcElem::DcElem(unsigned short group, unsigned short element, const char* fileNam
 
 DcElem::DcElem(unsigned int tag, int handle, int offset, unsigned int length, DICT_UID xferSyn) {
     initialize(tag, nullptr, 0, UID_LITTLE_ENDIAN_EXPLICIT, VR_IM, 0);
-    (void)addValue(handle, offset, length, xferSyn);
+    ElemAccess::settle(*this, addValue(handle, offset, length, xferSyn));
 }
 DcElem::DcElem(unsigned short group, unsigned short element, int handle, int offset, unsigned int length,
                DICT_UID xferSyn)
@@ -340,7 +348,7 @@ int DcElem::getValue(DICT_VR_SIZE& size, int& vrLength, void*** values) const {
 
 // ---- raw buffers ------------------------------------------------------------------------------------------
 
-int DcElem::addValue(DcBuf* buffer) {
+int DcElem::addValue(DcBuf* buffer) try {
     if (buffer == nullptr) {
         return fail(ELEM_NULL_ARGUMENT, LOG_NOTICE, "DcElem::addValue", "Null argument passed");
     }
@@ -356,9 +364,11 @@ int DcElem::addValue(DcBuf* buffer) {
     appendBuf(store_, own);
     if (own->getXferSyn() != UID_NONE) xferSyn_ = own->getXferSyn();
     return RESULT_OK;
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("DcElem::addValue");
 }
 
-int DcElem::addValue(const void* data, unsigned int length, DICT_UID xferSyn) {
+int DcElem::addValue(const void* data, unsigned int length, DICT_UID xferSyn) try {
     const DICT_VR vr = ElemAccess::vr(*this);
     if (!orvkit::isRawVr(vr)) return refuseRaw(*this, vr);
     if (data == nullptr || length == 0) return ELEM_VALUE_REFUSED;
@@ -377,9 +387,11 @@ int DcElem::addValue(const void* data, unsigned int length, DICT_UID xferSyn) {
     appendBuf(store_, new DcBuf(copy.release(), length, xferSyn));
     xferSyn_ = xferSyn;
     return RESULT_OK;
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("DcElem::addValue");
 }
 
-int DcElem::addValue(const char* fileName, int offset, unsigned int length, DICT_UID xferSyn) {
+int DcElem::addValue(const char* fileName, int offset, unsigned int length, DICT_UID xferSyn) try {
     const DICT_VR vr = ElemAccess::vr(*this);
     if (!orvkit::vrRow(vr).onDisk) return refuseRaw(*this, vr);
     if (fileName == nullptr) return RESULT_OK;
@@ -388,12 +400,16 @@ int DcElem::addValue(const char* fileName, int offset, unsigned int length, DICT
                     "Element (%04x,%04x), unable to open file %s in rb mode", groupOf(tag_), elementOf(tag_),
                     fileName);
     }
-    appendBuf(store_, new DcBuf(fileName, offset, length, xferSyn));
+    auto buf = std::make_unique<DcBuf>(fileName, offset, length, xferSyn);
+    if (buf->getFileName() == nullptr) throw std::bad_alloc();
+    appendBuf(store_, buf.release());
     xferSyn_ = xferSyn;
     return RESULT_OK;
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("DcElem::addValue");
 }
 
-int DcElem::addValue(int handle, int offset, unsigned int length, DICT_UID xferSyn) {
+int DcElem::addValue(int handle, int offset, unsigned int length, DICT_UID xferSyn) try {
     const DICT_VR vr = ElemAccess::vr(*this);
     if (!orvkit::vrRow(vr).onDisk) return refuseRaw(*this, vr);
     if (handle == -1) return ELEM_VALUE_REFUSED;
@@ -415,6 +431,8 @@ int DcElem::addValue(int handle, int offset, unsigned int length, DICT_UID xferS
     appendBuf(store_, new DcBuf(own.release(), offset, length, xferSyn));
     xferSyn_ = xferSyn;
     return RESULT_OK;
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("DcElem::addValue");
 }
 
 unsigned long long ElemAccess::rawLength(const DcElem& e) noexcept {

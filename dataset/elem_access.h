@@ -13,6 +13,8 @@
 namespace orvkit {
 
 struct ElemAccess {
+    // For constructors: throws std::bad_alloc for the code that stands for it.
+    static void settle(DcElem& e, int result);
     static const ElemStore& store(const DcElem& e) noexcept { return e.store_; }
     static ElemStore& store(DcElem& e) noexcept { return e.store_; }
     static DcBuf* firstBuf(const DcElem& e) noexcept { return e.store_.raw ? e.store_.firstBuf : nullptr; }

@@ -35,7 +35,7 @@ unsigned long long lzwMost(unsigned int encodedLength) {
 
 }  // namespace
 
-int DcElem::changeXferSyn(DICT_UID xferSyn) {
+int DcElem::changeXferSyn(DICT_UID xferSyn) try {
     constexpr const char* reporter = "DcElem::changeXferSyn";
     const DICT_VR vr = ElemAccess::vr(*this);
     if (!orvkit::vrRow(vr).onDisk || ElemAccess::firstBuf(*this) == nullptr) return RESULT_OK;
@@ -83,4 +83,6 @@ int DcElem::changeXferSyn(DICT_UID xferSyn) {
     delete old;
     xferSyn_ = xferSyn;
     return RESULT_OK;
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("DcElem::changeXferSyn");
 }

@@ -64,7 +64,10 @@ DcElemList::DcElemList(void* buf, unsigned int length, DICT_UID xferSyn)
       recent_(nullptr),
       orderedVersion_(version()) {
     setValueExceptionLevel(orvkit::valueExceptionLevel());
-    parse(buf, length, xferSyn);
+    if (parse(buf, length, xferSyn) != ELEM_NO_MEMORY) return;
+    delete index_;
+    delete pending_;
+    throw std::bad_alloc();
 }
 
 DcElemList::~DcElemList() {

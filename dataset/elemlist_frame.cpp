@@ -129,8 +129,10 @@ class ListFramer {
 
 }  // namespace
 
-int DcElemList::frame(unsigned char* buf, unsigned int& length, DICT_UID xferSyn) {
+int DcElemList::frame(unsigned char* buf, unsigned int& length, DICT_UID xferSyn) try {
     return ElemListAccess::frame(*this, buf, orvkit::kMostRoom, length, xferSyn);
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("DcElemList::frame");
 }
 
 int ElemListAccess::frame(DcElemList& list, unsigned char* buf, unsigned int room, unsigned int& length,
@@ -152,10 +154,13 @@ int ElemListAccess::frame(DcElemList& list, unsigned char* buf, unsigned int roo
     return result;
 }
 
-int DcElemList::encode(unsigned char* buf, unsigned int& length, DICT_UID xferSyn) {
+int DcElemList::encode(unsigned char* buf, unsigned int& length, DICT_UID xferSyn) try {
     return frame(buf, length, xferSyn);
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("DcElemList::encode");
 }
 
 bool ElemAccess::undefinedInStream(const DcElem& e, DICT_UID xferSyn) noexcept {
     return tag(e) == orvkit::kTagPixelData && orvkit::syntaxRow(syntaxInStream(e, xferSyn)).delimited;
 }
+#include <new>

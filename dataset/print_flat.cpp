@@ -1,10 +1,12 @@
 // The flat print: a header line for every element, then its values one by one.
 #include <algorithm>
+#include <new>
 #include <typeinfo>
 #include <vector>
 
 #include "dataset/elem_access.h"
 #include "dataset/print.h"
+#include "foundation/fail.h"
 #include "orvkit/result.h"
 
 namespace orvkit {
@@ -278,14 +280,16 @@ void printFlat(TextSink& out, DcElemList& list) {
 
 }  // namespace orvkit
 
-int DcElem::printNodeList(FILE* file) {
+int DcElem::printNodeList(FILE* file) try {
     if (file == nullptr) return ELEM_NULL_ARGUMENT;
     orvkit::TextSink out(file);
     orvkit::putElement(out, *this);
     return RESULT_OK;
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("DcElem::printNodeList");
 }
 
-int DcElemSq::printNodeList(FILE* file) {
+int DcElemSq::printNodeList(FILE* file) try {
     if (file == nullptr) return ELEM_NULL_ARGUMENT;
     {
         orvkit::TextSink out(file);
@@ -293,4 +297,6 @@ int DcElemSq::printNodeList(FILE* file) {
     }
     (void)std::fflush(file);
     return RESULT_OK;
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("DcElemSq::printNodeList");
 }

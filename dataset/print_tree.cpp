@@ -1,6 +1,7 @@
 // The tree print: a line for every element, items indented below their sequence.
 #include <algorithm>
 #include <array>
+#include <new>
 
 #include "dataset/elem_access.h"
 #include "dataset/print.h"
@@ -243,7 +244,7 @@ void printTree(TextSink& out, DcElemList& list) {
 
 }  // namespace orvkit
 
-int DcElemList::printNodeList(FILE* file, PRINT_NODE how) {
+int DcElemList::printNodeList(FILE* file, PRINT_NODE how) try {
     if (file == nullptr) return ELEM_NULL_ARGUMENT;
     {
         orvkit::TextSink out(file);
@@ -255,9 +256,11 @@ int DcElemList::printNodeList(FILE* file, PRINT_NODE how) {
     }
     (void)std::fflush(file);
     return RESULT_OK;
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("DcElemList::printNodeList");
 }
 
-int DcElemList::printNodeList(const char* path, const char* mode, PRINT_NODE how) {
+int DcElemList::printNodeList(const char* path, const char* mode, PRINT_NODE how) try {
     if (path == nullptr || mode == nullptr) {
         return orvkit::fail(ELEM_NULL_ARGUMENT, LOG_VALIDATION, "DcElemList::printNodeList",
                             "Null argument passed");
@@ -272,4 +275,6 @@ int DcElemList::printNodeList(const char* path, const char* mode, PRINT_NODE how
     if (std::fclose(file) == 0 && written) return result;
     return orvkit::fail(ELEM_NULL_ARGUMENT, LOG_VALIDATION, "DcElemList::printNodeList",
                         "Error writing file %s", path);
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("DcElemList::printNodeList");
 }

@@ -36,7 +36,8 @@ int check(const unsigned char* buf, DICT_UID xferSyn, const char* reporter) {
 
 }  // namespace
 
-int utilGetElemOffsetInfo(unsigned char* buf, unsigned int length, DICT_UID xferSyn, DcElemOffsetInfo& info) {
+int utilGetElemOffsetInfo(unsigned char* buf, unsigned int length, DICT_UID xferSyn,
+                          DcElemOffsetInfo& info) try {
     constexpr const char* reporter = "utilGetElemOffsetInfo";
     info = {info.tag, 0, 0, 0, 0};
     if (const int result = check(buf, xferSyn, reporter); result != RESULT_OK) return result;
@@ -51,10 +52,12 @@ int utilGetElemOffsetInfo(unsigned char* buf, unsigned int length, DICT_UID xfer
     if (!walker.skip(h)) return orvkit::reportFault(walker, reporter);
     info.endOffset = static_cast<unsigned int>(walker.position());
     return RESULT_OK;
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("utilGetElemOffsetInfo");
 }
 
 int utilGetElemOffset(unsigned char* buf, unsigned int length, DICT_UID xferSyn, unsigned int tag,
-                      unsigned int& offset) {
+                      unsigned int& offset) try {
     constexpr const char* reporter = "utilGetElemOffset";
     offset = 0;
     if (const int result = check(buf, xferSyn, reporter); result != RESULT_OK) return result;
@@ -65,4 +68,7 @@ int utilGetElemOffset(unsigned char* buf, unsigned int length, DICT_UID xferSyn,
     const int result = find(walker, tag, h, reporter);
     if (result == RESULT_OK) offset = static_cast<unsigned int>(h.offset);
     return result;
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("utilGetElemOffset");
 }
+#include <new>

@@ -1,5 +1,6 @@
 // Finding several elements in an open file in one walk.
 #include <algorithm>
+#include <new>
 #include <vector>
 
 #include "dataset/scan_report.h"
@@ -49,7 +50,7 @@ class Wanted {
 
 }  // namespace
 
-int libParseFields(FILE* file, DcPfField_* fields, DcPfFileInfo_* info, int count) {
+int libParseFields(FILE* file, DcPfField_* fields, DcPfFileInfo_* info, int count) try {
     constexpr const char* reporter = "libParseFields";
     if (file == nullptr || info == nullptr || (fields == nullptr && count > 0)) {
         return orvkit::fail(UTIL_NULL_ARGUMENT, LOG_ERROR, reporter, "Null argument passed");
@@ -74,4 +75,6 @@ int libParseFields(FILE* file, DcPfField_* fields, DcPfFileInfo_* info, int coun
         info->end = static_cast<long long>(walker.position());
     }
     return RESULT_OK;
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("libParseFields");
 }

@@ -128,7 +128,7 @@ int onHandle(int handle, int offset, unsigned int remaining, DICT_UID xferSyn, c
 }  // namespace
 
 int utilGetOxValLen(unsigned char* p, unsigned int remaining, DICT_UID xferSyn, unsigned int& length,
-                    int& extra, int wholeBufferIfMissing) {
+                    int& extra, int wholeBufferIfMissing) try {
     constexpr const char* reporter = "utilGetOxValLen";
     length = 0;
     extra = 0;
@@ -152,10 +152,12 @@ int utilGetOxValLen(unsigned char* p, unsigned int remaining, DICT_UID xferSyn, 
     length = static_cast<unsigned int>(value.size());
     return fail(RESULT_OK, LOG_VALIDATION, reporter,
                 "Sequence delimiter not found, assuming full buffer as Pixel Data");
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("utilGetOxValLen");
 }
 
 int utilGetSqValLen(unsigned char* p, unsigned int remaining, DICT_UID xferSyn, unsigned int& length,
-                    int& extra, int flag) {
+                    int& extra, int flag) try {
     (void)flag;
     constexpr const char* reporter = "utilGetSqValLen";
     length = 0;
@@ -168,25 +170,34 @@ int utilGetSqValLen(unsigned char* p, unsigned int remaining, DICT_UID xferSyn, 
     const std::size_t back = Mode::of(xferSyn).explicitVr ? 8 : 4;
     orvkit::SpanSource source({p - back, back + remaining});
     return sequenceLength({source, back, remaining, xferSyn, reporter}, length, extra);
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("utilGetSqValLen");
 }
 
 int utilGetSqItemValLen(unsigned char* p, unsigned int remaining, DICT_UID xferSyn, unsigned int& length,
-                        int& extra) {
+                        int& extra) try {
     constexpr const char* reporter = "utilGetSqItemValLen";
     length = 0;
     extra = 0;
     if (p == nullptr) return failNull(reporter);
     orvkit::SpanSource source({p, remaining});
     return itemLength({source, 0, remaining, xferSyn, reporter}, length, extra);
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("utilGetSqItemValLen");
 }
 
 int utilGetSqValLen(int handle, int offset, unsigned int remaining, DICT_UID xferSyn, unsigned int& length,
-                    int& extra, int flag) {
+                    int& extra, int flag) try {
     (void)flag;
     return onHandle(handle, offset, remaining, xferSyn, "utilGetSqValLen", length, extra, sequenceLength);
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("utilGetSqValLen");
 }
 
 int utilGetSqItemValLen(int handle, int offset, unsigned int remaining, DICT_UID xferSyn,
-                        unsigned int& length, int& extra) {
+                        unsigned int& length, int& extra) try {
     return onHandle(handle, offset, remaining, xferSyn, "utilGetSqItemValLen", length, extra, itemLength);
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("utilGetSqItemValLen");
 }
+#include <new>

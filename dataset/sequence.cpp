@@ -32,7 +32,7 @@ unsigned int saturatingAdd(unsigned int a, unsigned int b) {
 // ---- items --------------------------------------------------------------------------------------------
 
 DcElemSqItem::DcElemSqItem(void* buf, unsigned int length, DICT_UID xferSyn, DICT_VR) {
-    if (buf != nullptr) (void)list_.parse(buf, length, xferSyn);
+    if (buf != nullptr) orvkit::needMemory(list_.parse(buf, length, xferSyn));
 }
 
 DcElemSqItem::~DcElemSqItem() = default;
@@ -44,8 +44,10 @@ DcElemSqItem* DcElemSqItem::previous() const {
     return static_cast<DcElemSqItem*>(DcNode::previous());
 }
 
-int DcElemSqItem::frame(unsigned char* buf, unsigned int& length, DICT_UID xferSyn) {
+int DcElemSqItem::frame(unsigned char* buf, unsigned int& length, DICT_UID xferSyn) try {
     return ElemListAccess::frame(*this, buf, orvkit::kMostRoom, length, xferSyn);
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("DcElemSqItem::frame");
 }
 
 int ElemListAccess::frame(DcElemSqItem& item, unsigned char* buf, unsigned int room, unsigned int& length,
@@ -91,7 +93,7 @@ DcElemSqItem& DcElemSqItem::operator+(DcElemList* elements) {
 
 // An icon whose length is that of native pixels is native, whatever the image around it is (PS3.3 C.7.6.1).
 // Otherwise its buffers keep the stream's syntax.
-int DcElemSqItem::processIconImage() {
+int DcElemSqItem::processIconImage() try {
     constexpr const char* reporter = "DcElemSqItem::processIconImage";
     DcElem* pixels = nullptr;
     if (list_.getElem(0x7FE00010, &pixels) != RESULT_OK) return RESULT_OK;
@@ -121,6 +123,8 @@ int DcElemSqItem::processIconImage() {
     }
     ElemAccess::setXferSyn(*pixels, UID_LITTLE_ENDIAN_EXPLICIT);
     return RESULT_OK;
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("DcElemSqItem::processIconImage");
 }
 
 // ---- sequences ----------------------------------------------------------------------------------------
@@ -131,7 +135,7 @@ DcElemSq::DcElemSq(unsigned int tag, void* buf, unsigned int length, DICT_UID xf
         logReport(LOG_VALIDATION, "DcElemSq::DcElemSq", "Element 0x%08lx is not of type SQ",
                   static_cast<unsigned long>(tag));
     }
-    (void)DcElemSq::parseVal(buf, length, xferSyn);
+    ElemAccess::settle(*this, DcElemSq::parseVal(buf, length, xferSyn));
 }
 
 DcElemSq::DcElemSq(unsigned short group, unsigned short element, void* buf, unsigned int length,
@@ -198,8 +202,10 @@ int DcElemSq::getBufSize(unsigned int& size, unsigned int*) {
     return RESULT_OK;
 }
 
-int DcElemSq::frame(unsigned char* buf, unsigned int& length, DICT_UID xferSyn) {
+int DcElemSq::frame(unsigned char* buf, unsigned int& length, DICT_UID xferSyn) try {
     return ElemListAccess::frame(*this, buf, orvkit::kMostRoom, length, xferSyn);
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("DcElemSq::frame");
 }
 
 int ElemListAccess::frame(DcElemSq& sq, unsigned char* buf, unsigned int room, unsigned int& length,
@@ -231,7 +237,7 @@ int ElemListAccess::frame(DcElemSq& sq, unsigned char* buf, unsigned int room, u
     return result;
 }
 
-int DcElemSq::parseVal(void* buf, unsigned int length, DICT_UID xferSyn) {
+int DcElemSq::parseVal(void* buf, unsigned int length, DICT_UID xferSyn) try {
     constexpr const char* reporter = "DcElemSq::parseVal";
     if (buf == nullptr) return ELEM_NULL_ARGUMENT;
     if (length == 0) return RESULT_OK;
@@ -271,7 +277,7 @@ int DcElemSq::parseVal(void* buf, unsigned int length, DICT_UID xferSyn) {
         (void)item->list_.registerValueExceptionCB(exceptionContext_, exceptionCB_);
         unsigned int consumed = itemLength;
         result = item->list_.parse(p, consumed, xferSyn);
-        if (result == ELEM_REFUSED) {
+        if (result == ELEM_REFUSED || result == ELEM_NO_MEMORY) {
             delete item;
             return result;
         }
@@ -285,4 +291,7 @@ int DcElemSq::parseVal(void* buf, unsigned int length, DICT_UID xferSyn) {
         }
     }
     return RESULT_OK;
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("DcElemSq::parseVal");
 }
+#include <new>

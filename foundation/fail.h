@@ -2,6 +2,8 @@
 #ifndef ORVKIT_FOUNDATION_FAIL_H
 #define ORVKIT_FOUNDATION_FAIL_H
 
+#include <new>
+
 #include "orvkit/log.h"
 #include "orvkit/result.h"
 
@@ -18,6 +20,14 @@ namespace orvkit {
 // The text of the last message that the calling thread reported, cut to 1023 bytes; "" before the first.
 // MsgBuf is that of all threads.
 const char* lastMessage() noexcept;
+
+// What a function that returns a code makes of std::bad_alloc: it is told, and is ELEM_NO_MEMORY.
+int failMemory(const char* reporter) noexcept;
+
+// The other way, where there is no code to return.
+inline void needMemory(int code) {
+    if (code == ELEM_NO_MEMORY) throw std::bad_alloc();
+}
 
 }  // namespace orvkit
 

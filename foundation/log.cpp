@@ -204,6 +204,14 @@ int orvkit::fail(int code, LOG_MSG level, const char* reporter, const char* form
     return code;
 }
 
+int orvkit::failMemory(const char* reporter) noexcept {
+    try {
+        return fail(ELEM_NO_MEMORY, LOG_ERROR, reporter, "out of memory");
+    } catch (...) {  // from a log of the application's own
+        return ELEM_NO_MEMORY;
+    }
+}
+
 const char* orvkit::lastMessage() noexcept {
     return messageOfThread;
 }

@@ -1,5 +1,6 @@
 // File sets: construction, root path, header fields, links to MRDRs, and the look-up of File IDs.
 #include <cstring>
+#include <new>
 
 #include "foundation/fail.h"
 #include "media/dir_rec.h"
@@ -72,7 +73,7 @@ void DcDirDicomDir::resetContent() {
     setDefaults();
 }
 
-int DcDirDicomDir::initialize(const char* rootPath) {
+int DcDirDicomDir::initialize(const char* rootPath) try {
     constexpr const char* reporter = "DcDirDicomDir::initialize";
     rootPath_[0] = '\0';
     setDefaults();
@@ -91,6 +92,8 @@ int DcDirDicomDir::initialize(const char* rootPath) {
                     drive.c_str());
     }
     return rootPath_[0] != '\0' ? read(nullptr) : RESULT_OK;
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("DcDirDicomDir::initialize");
 }
 
 int DcDirDicomDir::setRootPath(const char* path, const char* reporter) {
@@ -115,17 +118,21 @@ int DcDirDicomDir::getInfo(DcDirDicomDirInfo& info) const {
     return RESULT_OK;
 }
 
-int DcDirDicomDir::getMetaInfo(DcDirMetaInfo& meta) const {
+int DcDirDicomDir::getMetaInfo(DcDirMetaInfo& meta) const try {
     meta = meta_;
     return RESULT_OK;
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("DcDirDicomDir::getMetaInfo");
 }
 
-int DcDirDicomDir::setMetaInfo(const DcDirMetaInfo& meta) {
+int DcDirDicomDir::setMetaInfo(const DcDirMetaInfo& meta) try {
     meta_ = meta;
     meta_.version = 1;
     meta_.sopClassUid = UID_MEDIA_STORAGE_DIR_STORAGE;
     meta_.transferSyntax = UID_LITTLE_ENDIAN_EXPLICIT;
     return RESULT_OK;
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("DcDirDicomDir::setMetaInfo");
 }
 
 int DcDirDicomDir::setFilesetId(const char* id) {
@@ -155,7 +162,7 @@ int DcDirDicomDir::setConsistencyFlag(DIR_FILESET_CONSISTENT flag) {
 
 // ---- files ------------------------------------------------------------------------------------------------
 
-int DcDirDicomDir::linkRecToMrdr(DcDirRec* record, DcDirRec* mrdr) {
+int DcDirDicomDir::linkRecToMrdr(DcDirRec* record, DcDirRec* mrdr) try {
     constexpr const char* reporter = "DcDirDicomDir::linkRecToMrdr";
     if (record == nullptr) return failNull(DIR_NULL_ARGUMENT, reporter);
     if (mrdr == nullptr && record->mrdr_ == nullptr) return RESULT_OK;
@@ -178,6 +185,8 @@ int DcDirDicomDir::linkRecToMrdr(DcDirRec* record, DcDirRec* mrdr) {
         }
     }
     return RESULT_OK;
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("DcDirDicomDir::linkRecToMrdr");
 }
 
 orvkit::FileIdIndex& DcDirDicomDir::index() const {
@@ -190,7 +199,7 @@ orvkit::FileIdIndex& DcDirDicomDir::index() const {
     return *index_;
 }
 
-int DcDirDicomDir::getRefFileObj(const char* fileId, DcDirRec** record) {
+int DcDirDicomDir::getRefFileObj(const char* fileId, DcDirRec** record) try {
     if (fileId == nullptr || record == nullptr)
         return failNull(DIR_NULL_ARGUMENT, "DcDirDicomDir::getRefFileObj");
     const std::string id = orvkit::normalFileId(fileId);
@@ -203,4 +212,6 @@ int DcDirDicomDir::getRefFileObj(const char* fileId, DcDirRec** record) {
         if (r->type_ == DIR_REC_MRDR) break;
     }
     return *record != nullptr ? RESULT_OK : DIR_FILE_ID;
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("DcDirDicomDir::getRefFileObj");
 }

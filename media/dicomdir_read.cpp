@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstring>
 #include <memory>
+#include <new>
 
 #include "dataset/elem_access.h"
 #include "encoding/walk.h"
@@ -130,8 +131,8 @@ void DicomDirReader::readHeader(std::size_t end) {
     {
         const AcceptAll accept(header);
         auto length = static_cast<unsigned int>(end - dataset_);
-        (void)header.parse(const_cast<unsigned char*>(file_.data() + dataset_), length,
-                           UID_LITTLE_ENDIAN_EXPLICIT);
+        orvkit::needMemory(header.parse(const_cast<unsigned char*>(file_.data() + dataset_), length,
+                                        UID_LITTLE_ENDIAN_EXPLICIT));
     }
     for (const HeaderRule& rule : kHeaderRules) {
         DcElem* e = nullptr;
@@ -160,8 +161,8 @@ void DicomDirReader::readTail(std::size_t from) {
     if (from >= file_.size()) return;
     const AcceptAll accept(set_.elems_);
     auto length = static_cast<unsigned int>(file_.size() - from);
-    (void)set_.elems_.parse(const_cast<unsigned char*>(file_.data() + from), length,
-                            UID_LITTLE_ENDIAN_EXPLICIT);
+    orvkit::needMemory(set_.elems_.parse(const_cast<unsigned char*>(file_.data() + from), length,
+                                         UID_LITTLE_ENDIAN_EXPLICIT));
     // Only what may be written there again.
     while (DcElem* e = set_.elems_.first()) {
         if (ElemAccess::tag(*e) > kTagRecordSequence) break;
@@ -350,7 +351,7 @@ int failRead(const orvkit::FilePrefix& file, const char* path) {
 
 }  // namespace
 
-int DcDirDicomDir::read(const char* rootPath) {
+int DcDirDicomDir::read(const char* rootPath) try {
     if (rootPath != nullptr) {
         if (const int result = setRootPath(rootPath, kReporter); result != RESULT_OK) return result;
     }
@@ -393,4 +394,6 @@ int DcDirDicomDir::read(const char* rootPath) {
     meta.version = 1;  // the only one that is written
     meta_ = meta;
     return orvkit::DicomDirReader(*this, bytes, end).run();
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("DcDirDicomDir::read");
 }

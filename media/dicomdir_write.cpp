@@ -100,7 +100,7 @@ int DcDirDicomDir::frameHeader(unsigned char* buf, unsigned int& length, unsigne
     return RESULT_OK;
 }
 
-int DcDirDicomDir::frame(unsigned char* buf, unsigned int& length) {
+int DcDirDicomDir::frame(unsigned char* buf, unsigned int& length) try {
     length = 0;
     if (buf == nullptr) {
         return fail(DIR_NULL_ARGUMENT, LOG_VALIDATION, "DcDirDicomDir::frame", "Null argument passed");
@@ -110,9 +110,11 @@ int DcDirDicomDir::frame(unsigned char* buf, unsigned int& length) {
     const DcDirRec* const first = orvkit::firstFramed(children_.first());
     return frameHeader(buf, length, first != nullptr ? first->offset_ : 0,
                        last != nullptr ? last->offset_ : 0);
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("DcDirDicomDir::frame");
 }
 
-int DcDirDicomDir::getBufSize(unsigned int& size, DIR_INCLUDE_CHILD include) const {
+int DcDirDicomDir::getBufSize(unsigned int& size, DIR_INCLUDE_CHILD include) const try {
     DcElemList group;
     fillMetaGroup(meta_, group);
     unsigned long long total = orvkit::kMetaOffset + 0ull + orvkit::sizeOf(group) + kMostOfHeader;
@@ -124,15 +126,19 @@ int DcDirDicomDir::getBufSize(unsigned int& size, DIR_INCLUDE_CHILD include) con
     }
     size = total > 0xFFFFFFFF ? 0xFFFFFFFF : static_cast<unsigned int>(total);
     return total > 0xFFFFFFFF ? DIR_FILE_SIZE : RESULT_OK;
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("DcDirDicomDir::getBufSize");
 }
 
-int DcDirDicomDir::write(const char* rootPath) {
+int DcDirDicomDir::write(const char* rootPath) try {
     if (rootPath != nullptr) {
-        if (const int result = setRootPath(rootPath, kReporter); result != RESULT_OK) return result;
+        if (const int set = setRootPath(rootPath, kReporter); set != RESULT_OK) return set;
     }
     if (rootPath_[0] == '\0') return fail(DIR_NOT_PART10, LOG_ERROR, kReporter, "DICOMDIR root path not set");
     unsigned int size = 0;
-    if (getBufSize(size, DIR_WITH_CHILD) != RESULT_OK) return failLimit();
+    int result = getBufSize(size, DIR_WITH_CHILD);
+    if (result == DIR_FILE_SIZE) return failLimit();
+    if (result != RESULT_OK) return result;
     if (size > static_cast<unsigned int>(orvkit::maxFileSize())) return failLimit();
     const std::unique_ptr<unsigned char[]> buf(new (std::nothrow) unsigned char[size]);
     if (buf == nullptr) {
@@ -142,13 +148,13 @@ int DcDirDicomDir::write(const char* rootPath) {
 
     // The length of the header does not depend on the offsets in it.
     unsigned int header = 0;
-    if (const int result = frame(buf.get(), header); result != RESULT_OK) return result;
+    if (result = frame(buf.get(), header); result != RESULT_OK) return result;
     const unsigned int start = header + kSequenceHeader;
     unsigned int at = start;
     for (DcDirRec* r = children_.first(); r != nullptr; r = r->next()) {
         unsigned int used = 0;
         r->offset_ = at;
-        const int result = DirRecAccess::frameTree(*r, {buf.get() + at, size - at}, used, DIR_WITH_CHILD);
+        result = DirRecAccess::frameTree(*r, {buf.get() + at, size - at}, used, DIR_WITH_CHILD);
         if (result != RESULT_OK) return result;
         at += used;
     }
@@ -160,14 +166,16 @@ int DcDirDicomDir::write(const char* rootPath) {
             walk.skipChildren();
         }
     }
-    if (const int result = frame(buf.get(), header); result != RESULT_OK) return result;
+    if (result = frame(buf.get(), header); result != RESULT_OK) return result;
     ByteWriter w({buf.get() + header, kSequenceHeader}, ByteOrder::little);
     putHeader(w, orvkit::kTagRecordSequence, VR_SQ, at - start);
     if (elems_.first() != nullptr) {
         unsigned int used = 0;
-        const int result = elems_.frame(buf.get() + at, used, UID_LITTLE_ENDIAN_EXPLICIT);
+        result = elems_.frame(buf.get() + at, used, UID_LITTLE_ENDIAN_EXPLICIT);
         if (result != RESULT_OK) return result;
         at += used;
     }
     return replaceFile(orvkit::pathBelow(rootPath_, "DICOMDIR"), {buf.get(), at});
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("DcDirDicomDir::write");
 }

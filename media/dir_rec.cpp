@@ -2,6 +2,7 @@
 #include "media/dir_rec.h"
 
 #include <cstring>
+#include <new>
 
 #include "dataset/elem_access.h"
 #include "foundation/fail.h"
@@ -389,7 +390,7 @@ int DcDirRec::getRootPath(char* path) const {
     return set != nullptr ? set->getRootPath(path) : RESULT_OK;
 }
 
-int DcDirRec::setPvtRecUid(const char* uid) {
+int DcDirRec::setPvtRecUid(const char* uid) try {
     constexpr const char* reporter = "DcDirRec::setPvtRecUid";
     constexpr int limit = 64;
     if (uid == nullptr) return failNull(DIR_NULL_ARGUMENT, reporter);
@@ -399,9 +400,11 @@ int DcDirRec::setPvtRecUid(const char* uid) {
     }
     orvkit::setText(elems_, orvkit::kTagPrivateRecordUid, uid);
     return RESULT_OK;
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("DcDirRec::setPvtRecUid");
 }
 
-int DcDirRec::getInfo(DcDirRecInfo& info) const {
+int DcDirRec::getInfo(DcDirRecInfo& info) const try {
     const auto uid = [this](unsigned int tag) {
         const DcDictUidInfo* known = Dict.findUid(orvkit::textOf(elems_, tag).c_str());
         return known != nullptr ? known->value : UID_NONE;
@@ -414,4 +417,6 @@ int DcDirRec::getInfo(DcDirRecInfo& info) const {
     copyText(info.refFileSopInstance, orvkit::textOf(elems_, orvkit::kTagRefSopInstance));
     info.numberOfReferences = numberOfReferences();
     return RESULT_OK;
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("DcDirRec::getInfo");
 }

@@ -1,6 +1,7 @@
 // The file that a directory record describes: File IDs (PS3.10 8.2), their index, and setRefFile.
 #include <algorithm>
 #include <cstring>
+#include <new>
 
 #include "dataset/elem_access.h"
 #include "dataset/elemlist_access.h"
@@ -228,7 +229,7 @@ int readIdentity(const std::string& path, FileIdentity& identity) {
     DcElemList group;
     const AcceptAll accept(group);
     auto length = static_cast<unsigned int>(bytes.size());
-    group.parse(bytes.data(), length, UID_LITTLE_ENDIAN_EXPLICIT);
+    needMemory(group.parse(bytes.data(), length, UID_LITTLE_ENDIAN_EXPLICIT));
     identity.sopClass = textOf(group, kTagMetaSopClass);
     identity.xferSyn = textOf(group, kTagMetaTransferSyntax);
     return RESULT_OK;
@@ -237,7 +238,7 @@ int readIdentity(const std::string& path, FileIdentity& identity) {
 }  // namespace
 }  // namespace orvkit
 
-int DcDirRec::setRefFile(const char* fileId) {
+int DcDirRec::setRefFile(const char* fileId) try {
     using orvkit::fail;
     constexpr const char* reporter = "DcDirRec::setRefFile";
     if (fileId == nullptr) return orvkit::failNull(DIR_NULL_ARGUMENT, reporter);
@@ -262,6 +263,7 @@ int DcDirRec::setRefFile(const char* fileId) {
     }
     orvkit::FileIdentity identity;
     const int result = orvkit::readIdentity(path, identity);
+    orvkit::needMemory(result);
     const bool unreadable = result == DIR_NOT_PART10 || result == DIR_READ_WRITE || result == DIR_META_INFO;
     if (result != RESULT_OK && !unreadable) {
         return fail(DIR_FILE_ID, LOG_ERROR, reporter, "File '%s', rc - 0x%04x", path.c_str(),
@@ -273,4 +275,6 @@ int DcDirRec::setRefFile(const char* fileId) {
     linkTo(nullptr);
     orvkit::DirRecAccess::setRefFile(*this, id, identity.sopClass, identity.instance, identity.xferSyn);
     return RESULT_OK;
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("DcDirRec::setRefFile");
 }

@@ -1,6 +1,7 @@
 // A directory record as an item of the Directory Record Sequence (PS3.3 F.3.2.2): both ways.
 #include <algorithm>
 #include <cstring>
+#include <new>
 
 #include "dataset/elem_access.h"
 #include "encoding/header.h"
@@ -139,7 +140,8 @@ bool DirRecAccess::parse(DcDirRec& r, std::span<const unsigned char> file, std::
     if (length != 0) {
         const AcceptAll accept(r.elems_);
         // What follows a fault inside the record is lost; decoding has told of it.
-        (void)r.elems_.parse(const_cast<unsigned char*>(kept.data()), length, UID_LITTLE_ENDIAN_EXPLICIT);
+        orvkit::needMemory(
+            r.elems_.parse(const_cast<unsigned char*>(kept.data()), length, UID_LITTLE_ENDIAN_EXPLICIT));
     }
     (void)r.destroyTempElem(DIR_WITHOUT_CHILD);
     if (!checkElems(f, offset, type, r.elems_)) {
@@ -307,13 +309,16 @@ DcDirRec::DcDirRec(DcDirRec* parent, unsigned char* buf, unsigned int length, un
                               offset, links);
 }
 
-int DcDirRec::getBufSize(unsigned int& size, DIR_INCLUDE_CHILD include) const {
+int DcDirRec::getBufSize(unsigned int& size, DIR_INCLUDE_CHILD include) const try {
     const unsigned long long total = DirRecAccess::sizeOf(*this, include);
     size = total > 0xFFFFFFFF ? 0xFFFFFFFF : static_cast<unsigned int>(total);
     return total > 0xFFFFFFFF ? DIR_FILE_SIZE : RESULT_OK;
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("DcDirRec::getBufSize");
 }
 
-int DcDirRec::frame(unsigned char* buf, unsigned int length, unsigned int& used, DIR_INCLUDE_CHILD include) {
+int DcDirRec::frame(unsigned char* buf, unsigned int length, unsigned int& used,
+                    DIR_INCLUDE_CHILD include) try {
     used = 0;
     if (buf == nullptr)
         return fail(DIR_NULL_ARGUMENT, LOG_VALIDATION, orvkit::kFrame, "Null argument passed");
@@ -330,4 +335,6 @@ int DcDirRec::frame(unsigned char* buf, unsigned int length, unsigned int& used,
         }
     }
     return RESULT_OK;
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("DcDirRec::frame");
 }

@@ -1,6 +1,7 @@
 // What directory records and file sets print.
 #include <cstring>
 #include <memory>
+#include <new>
 
 #include "foundation/fail.h"
 #include "media/dir_rec.h"
@@ -54,7 +55,7 @@ int printTo(const char* path, const char* mode, const char* reporter, Print prin
 
 // ---- records ----------------------------------------------------------------------------------------------
 
-int DcDirRec::printNodeList(FILE* file) const {
+int DcDirRec::printNodeList(FILE* file) const try {
     if (file == nullptr) return failNull(DIR_NULL_ARGUMENT, "DcDirRec::printNodeList");
     printRecord(file, *this);
     for (orvkit::TreeWalk walk(*this); const DcDirRec* r = walk.next();) {
@@ -62,9 +63,11 @@ int DcDirRec::printNodeList(FILE* file) const {
         printRecord(file, *r);
     }
     return RESULT_OK;
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("DcDirRec::printNodeList");
 }
 
-int DcDirRec::printNodeTree(FILE* file) const {
+int DcDirRec::printNodeTree(FILE* file) const try {
     if (file == nullptr) return failNull(DIR_NULL_ARGUMENT, "DcDirRec::printNodeTree");
     std::fprintf(file, "%s   %s\n", "", typeOf(this).c_str());
     std::string prefix;
@@ -78,6 +81,8 @@ int DcDirRec::printNodeTree(FILE* file) const {
         std::fprintf(file, "%s   %s\n", prefix.c_str(), typeOf(r).c_str());
     }
     return RESULT_OK;
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("DcDirRec::printNodeTree");
 }
 
 void DcDirRecInfo::reset() noexcept {
@@ -129,12 +134,16 @@ int DcDirDicomDirInfo::printInfo(FILE* file) const {
     return RESULT_OK;
 }
 
-int DcDirDicomDir::printNodeList(const char* path, const char* mode) const {
+int DcDirDicomDir::printNodeList(const char* path, const char* mode) const try {
     return printTo(path, mode, "DcDirDicomDir::printNodeList",
                    [this](FILE* file) { return DcDirRec::printNodeList(file); });
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("DcDirDicomDir::printNodeList");
 }
 
-int DcDirDicomDir::printNodeTree(const char* path, const char* mode) const {
+int DcDirDicomDir::printNodeTree(const char* path, const char* mode) const try {
     return printTo(path, mode, "DcDirDicomDir::printNodeTree",
                    [this](FILE* file) { return DcDirRec::printNodeTree(file); });
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("DcDirDicomDir::printNodeTree");
 }

@@ -329,16 +329,18 @@ int readAround(Part10& p, FilePrefix* file, DcElemList& dataset, DcDirAround& ar
 
 }  // namespace
 
-int dirReadFileMetaInfo(const char* path, DcDirMetaInfo& meta, unsigned int& end) {
+int dirReadFileMetaInfo(const char* path, DcDirMetaInfo& meta, unsigned int& end) try {
     end = 0;
     FilePrefix file;
     Part10 p{file, path, meta};
     const int result = begin(file, p, kMetaReporter, FilePrefix::kMetaOnly);
     if (result == RESULT_OK) end = static_cast<unsigned int>(p.end);
     return result;
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("dirReadFileMetaInfo");
 }
 
-int dirReadFileMetaInfo(unsigned char* buf, unsigned int length, DcDirMetaInfo& meta, unsigned int& end) {
+int dirReadFileMetaInfo(unsigned char* buf, unsigned int length, DcDirMetaInfo& meta, unsigned int& end) try {
     end = 0;
     if (buf == nullptr) return fail(DIR_NULL_ARGUMENT, LOG_VALIDATION, kMetaReporter, "Null argument passed");
     orvkit::SpanSource source({buf, length});
@@ -346,9 +348,11 @@ int dirReadFileMetaInfo(unsigned char* buf, unsigned int length, DcDirMetaInfo& 
     const int result = readMeta(p);
     if (result == RESULT_OK) end = static_cast<unsigned int>(p.end);
     return result;
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("dirReadFileMetaInfo");
 }
 
-int dirReadFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset) {
+int dirReadFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset) try {
     constexpr const char* reporter = "dirReadFile";
     FilePrefix file;
     Part10 p{file, path, meta};
@@ -363,9 +367,11 @@ int dirReadFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset) {
     const auto header = file.bytes().first(static_cast<std::size_t>(h.offset));
     const int result = decode(header.subspan(static_cast<std::size_t>(p.end)), xferSyn, meta, dataset);
     return result == RESULT_OK ? readPixels(file, path, h, xferSyn, dataset, reporter) : result;
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("dirReadFile");
 }
 
-int dirReadFile(unsigned char* buf, unsigned int length, DcDirMetaInfo& meta, DcElemList& dataset) {
+int dirReadFile(unsigned char* buf, unsigned int length, DcDirMetaInfo& meta, DcElemList& dataset) try {
     constexpr const char* reporter = "dirReadFile";
     if (buf == nullptr) return fail(DIR_NULL_ARGUMENT, LOG_VALIDATION, reporter, "Null argument passed");
     orvkit::SpanSource source({buf, length});
@@ -376,10 +382,12 @@ int dirReadFile(unsigned char* buf, unsigned int length, DcDirMetaInfo& meta, Dc
     if (length - p.end > static_cast<unsigned int>(orvkit::maxFileSize()))
         return failLimit(reporter, p.name());
     return decode(std::span(buf, length).subspan(static_cast<std::size_t>(p.end)), xferSyn, meta, dataset);
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("dirReadFile");
 }
 
 int dirReadNonPixelElem(const char* path, DcDirMetaInfo& meta, DcElemList& dataset, int* pixelOffset,
-                        int* pixelLength) {
+                        int* pixelLength) try {
     constexpr const char* reporter = "dirReadNonPixelElem";
     if (pixelOffset != nullptr) *pixelOffset = -1;
     if (pixelLength != nullptr) *pixelLength = 0;
@@ -415,6 +423,8 @@ int dirReadNonPixelElem(const char* path, DcDirMetaInfo& meta, DcElemList& datas
     if (pixelOffset != nullptr) *pixelOffset = static_cast<int>(static_cast<unsigned int>(h.valueOffset));
     if (pixelLength != nullptr) *pixelLength = static_cast<int>(static_cast<unsigned int>(m.length));
     return m.result;
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("dirReadNonPixelElem");
 }
 
 int dirReadAroundPixels(const char* path, DcDirMetaInfo& meta, DcElemList& dataset, DcDirAround& around) {

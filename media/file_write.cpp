@@ -210,7 +210,7 @@ int FileImage::write(int handle) const {
 
 }  // namespace
 
-int dirWriteFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset) {
+int dirWriteFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset) try {
     if (path == nullptr) return fail(DIR_NULL_ARGUMENT, LOG_NOTICE, kReporter, "Null argument passed");
     FileImage image(meta, dataset);
     int result = image.frame(path);
@@ -220,6 +220,8 @@ int dirWriteFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset) {
     result = image.write(file.get());
     if (result == RESULT_OK && !file.close()) result = failWrite();
     return result;
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("dirWriteFile");
 }
 
 int orvkit::writeWholeFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset) {
@@ -237,7 +239,7 @@ int orvkit::writeWholeFile(const char* path, DcDirMetaInfo& meta, DcElemList& da
     return result;
 }
 
-int dirWriteFile(unsigned char* buf, unsigned int& length, DcElemList& dataset) {
+int dirWriteFile(unsigned char* buf, unsigned int& length, DcElemList& dataset) try {
     length = 0;
     if (buf == nullptr) return fail(DIR_NULL_ARGUMENT, LOG_NOTICE, kReporter, "Null argument passed");
     for (const unsigned int tag : {orvkit::kTagMetaLength, orvkit::kTagMetaVersion, orvkit::kTagMetaSopClass,
@@ -258,4 +260,6 @@ int dirWriteFile(unsigned char* buf, unsigned int& length, DcElemList& dataset) 
     const int result = dataset.frame(buf + orvkit::kMetaOffset, length, xferSyn);
     length += orvkit::kMetaOffset;
     return result;
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("dirWriteFile");
 }

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <iterator>
+#include <new>
 #include <string>
 
 #include "foundation/fail.h"
@@ -73,16 +74,18 @@ void setTime(std::time_t when, DcElemValueDT& value) {
 
 DcMediaMgr::~DcMediaMgr() = default;
 
-int DcMediaMgr::mRead(const char* fileId, DcDirMetaInfo& meta, DcElemList& dataset) {
+int DcMediaMgr::mRead(const char* fileId, DcDirMetaInfo& meta, DcElemList& dataset) try {
     constexpr const char* reporter = "DcMediaMgr::mRead";
     if (fileId == nullptr) return failNull(MEDIA_NULL_ARGUMENT, reporter);
     if (const int result = checkPermission(role_, mReadBit, "M-READ", reporter); result != RESULT_OK)
         return result;
     if (findRecord(*this, fileId) == nullptr) return failUnknown(fileId, reporter);
     return dirReadFile(pathOf(*this, fileId).c_str(), meta, dataset);
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("DcMediaMgr::mRead");
 }
 
-int DcMediaMgr::mWrite(DcDirRec* record, const char* fileId, DcDirMetaInfo& meta, DcElemList& dataset) {
+int DcMediaMgr::mWrite(DcDirRec* record, const char* fileId, DcDirMetaInfo& meta, DcElemList& dataset) try {
     constexpr const char* reporter = "DcMediaMgr::mWrite";
     if (record == nullptr || fileId == nullptr) return failNull(MEDIA_NULL_ARGUMENT, reporter, LOG_NOTICE);
     int result = checkPermission(role_, mWriteBit, "M-WRITE", reporter);
@@ -98,9 +101,11 @@ int DcMediaMgr::mWrite(DcDirRec* record, const char* fileId, DcDirMetaInfo& meta
     result = orvkit::writeWholeFile(pathOf(*this, fileId).c_str(), meta, dataset);
     if (result == RESULT_OK) result = record->setRefFile(fileId);
     return result == RESULT_OK ? write(nullptr) : result;
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("DcMediaMgr::mWrite");
 }
 
-int DcMediaMgr::mDelete(const char* fileId) {
+int DcMediaMgr::mDelete(const char* fileId) try {
     constexpr const char* reporter = "DcMediaMgr::mDelete";
     if (fileId == nullptr) return failNull(MEDIA_NULL_ARGUMENT, reporter);
     if (const int result = checkPermission(role_, mDeleteBit, "M-DELETE", reporter); result != RESULT_OK) {
@@ -122,9 +127,11 @@ int DcMediaMgr::mDelete(const char* fileId) {
     }
     record->setRefFile("");
     return write(nullptr);
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("DcMediaMgr::mDelete");
 }
 
-int DcMediaMgr::mInquireFile(const char* fileId, DcElemValueDT& created, DcElemValueDT& modified) {
+int DcMediaMgr::mInquireFile(const char* fileId, DcElemValueDT& created, DcElemValueDT& modified) try {
     constexpr const char* reporter = "DcMediaMgr::mInquireFile";
     if (const int result = checkPermission(role_, mFileBit, "M-INQUIRE FILE", reporter);
         result != RESULT_OK) {
@@ -141,9 +148,11 @@ int DcMediaMgr::mInquireFile(const char* fileId, DcElemValueDT& created, DcElemV
     setTime(info.created, created);
     setTime(info.modified, modified);
     return RESULT_OK;
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("DcMediaMgr::mInquireFile");
 }
 
-int DcMediaMgr::mInquireFileSet(unsigned int& freeBytes) {
+int DcMediaMgr::mInquireFileSet(unsigned int& freeBytes) try {
     constexpr const char* reporter = "DcMediaMgr::mInquireFileSet";
     constexpr std::size_t mostOfReason = 121;
     if (const int result = checkPermission(role_, mFileSetBit, "M-INQUIRE FILE-SET", reporter);
@@ -162,4 +171,6 @@ int DcMediaMgr::mInquireFileSet(unsigned int& freeBytes) {
     }
     freeBytes = static_cast<unsigned int>(bytes & 0xFFFFFFFF);
     return RESULT_OK;
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("DcMediaMgr::mInquireFileSet");
 }

@@ -105,7 +105,7 @@ DcDirMetaInfo& DcDirMetaInfo::operator=(const DcDirMetaInfo& other) {
     std::copy(std::begin(other.privateInfoCreatorUid), std::end(other.privateInfoCreatorUid),
               privateInfoCreatorUid);
     const std::size_t length = other.privateInfo != nullptr ? other.privateInfoLen : 0;
-    if (!setPrivateInfo(*this, {other.privateInfo, length})) (void)setPrivateInfo(*this, {});
+    if (!setPrivateInfo(*this, {other.privateInfo, length})) throw std::bad_alloc();
     return *this;
 }
 
@@ -181,7 +181,7 @@ int dirCheckMetaInfo(DcDirMetaInfo& meta) {
 
 // ---- to elements and back -------------------------------------------------------------------------------
 
-int dirFileMetaInfoToElemList(DcDirMetaInfo& meta, DcElemList& dataset) {
+int dirFileMetaInfoToElemList(DcDirMetaInfo& meta, DcElemList& dataset) try {
     unsigned char version[2] = {static_cast<unsigned char>(meta.version >> 8),
                                 static_cast<unsigned char>(meta.version & 0xFF)};
     const auto raw = [&dataset](unsigned int tag, void* bytes, unsigned int length) {
@@ -207,6 +207,8 @@ int dirFileMetaInfoToElemList(DcDirMetaInfo& meta, DcElemList& dataset) {
         raw(orvkit::kTagMetaPrivateInfo, meta.privateInfo, meta.privateInfoLen);
     }
     return RESULT_OK;
+} catch (const std::bad_alloc&) {
+    return orvkit::failMemory("dirFileMetaInfoToElemList");
 }
 
 int dirElemListToFileMetaInfo(DcElemList& dataset, DcDirMetaInfo& meta) {

@@ -95,6 +95,7 @@ int readMeta(Part10& p) {
         (void)e->getValue(p.syntaxText, static_cast<int>(sizeof p.syntaxText - 1), 0);
     }
     if (p.group != nullptr) (void)group.moveElem(p.group);
+    if (parsed == ELEM_NO_MEMORY) return parsed;
     return parsed != RESULT_OK ? DIR_META_INFO : filled;
 }
 

@@ -56,47 +56,33 @@ NewFile& NewFile::operator=(NewFile&& other) noexcept {
     return *this;
 }
 
-bool NewFile::begin(const std::string& directory, const char* like) noexcept {
+bool NewFile::begin(const std::string& directory, const char* like) {
     drop();
     file_ = createUnnamed(directory.empty() ? "." : directory.c_str(), like);
     if (file_) return true;
-    try {
-        name_ = withFreeName(directory, [&](const char* name) {
-            file_ = createTemporary(name, like);
-            return static_cast<bool>(file_);
-        });
-    } catch (...) {
-        errno = ENOMEM;
-    }
+    name_ = withFreeName(directory, [&](const char* name) {
+        file_ = createTemporary(name, like);
+        return static_cast<bool>(file_);
+    });
     return static_cast<bool>(file_);
 }
 
-bool NewFile::beginBeside(const std::string& target) noexcept {
-    try {
-        return begin(directoryOf(target), target.c_str());
-    } catch (...) {
-        errno = ENOMEM;
-        return false;
-    }
+bool NewFile::beginBeside(const std::string& target) {
+    return begin(directoryOf(target), target.c_str());
 }
 
 // A file without a name can take a free one; only a file with a name can replace another.
-bool NewFile::place(const std::string& target) noexcept {
-    try {
-        if (name_.empty()) {
-            if (giveName(handle(), target.c_str())) return true;
-            if (errno != EEXIST) return false;
-            name_ = withFreeName(directoryOf(target),
-                                 [this](const char* name) { return giveName(handle(), name); });
-        }
-        return !name_.empty() && rename(std::move(file_), name_.c_str(), target.c_str());
-    } catch (...) {
-        errno = ENOMEM;
-        return false;
+bool NewFile::place(const std::string& target) {
+    if (name_.empty()) {
+        if (giveName(handle(), target.c_str())) return true;
+        if (errno != EEXIST) return false;
+        name_ =
+            withFreeName(directoryOf(target), [this](const char* name) { return giveName(handle(), name); });
     }
+    return !name_.empty() && rename(std::move(file_), name_.c_str(), target.c_str());
 }
 
-bool NewFile::commit(const std::string& target, bool toDisk) noexcept {
+bool NewFile::commit(const std::string& target, bool toDisk) {
     if ((toDisk && !sync(handle())) || !place(target)) {
         const int reason = errno;
         drop();

@@ -22,9 +22,9 @@ class NewFile {
 
     // Makes the file, for a target in this directory, which gets the access rights of the file at `like`
     // (none: null). False: errno tells why.
-    bool begin(const std::string& directory, const char* like = nullptr) noexcept;
+    bool begin(const std::string& directory, const char* like = nullptr);
     // The same beside `target`, with its rights.
-    bool beginBeside(const std::string& target) noexcept;
+    bool beginBeside(const std::string& target);
 
     explicit operator bool() const noexcept { return static_cast<bool>(file_); }
     // For writing.
@@ -37,11 +37,11 @@ class NewFile {
     // Gives the file its name, replacing what stands there; with `sync` its bytes are on the disk first, and
     // its entry in the directory as far as the system can. False: errno tells why, the file is dropped, and
     // what stood under the name stands there still.
-    bool commit(const std::string& target, bool sync) noexcept;
+    bool commit(const std::string& target, bool sync);
     void drop() noexcept;
 
   private:
-    bool place(const std::string& target) noexcept;
+    bool place(const std::string& target);
 
     FileHandle file_;
     std::string name_;

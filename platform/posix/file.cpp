@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 #include <string>
 
@@ -242,16 +243,18 @@ bool sync(const char* path) noexcept {
 }
 
 bool syncEntry(const char* path) noexcept {
-    try {
-        const std::string whole(path);
-        const std::size_t slash = whole.rfind('/');
-        const std::string folder = slash == std::string::npos ? "." : whole.substr(0, slash + 1);
-        const FileHandle handle = openWith(folder.c_str(), O_RDONLY | O_DIRECTORY);
-        return handle && sync(handle.get());
-    } catch (...) {
-        errno = ENOMEM;
+    // On the stack: what has its name already does not fail for want of memory.
+    char folder[4096] = ".";
+    const char* const slash = std::strrchr(path, '/');
+    const std::size_t length = slash == nullptr ? 0 : static_cast<std::size_t>(slash + 1 - path);
+    if (length >= sizeof folder) {
+        errno = ENAMETOOLONG;
         return false;
     }
+    std::memcpy(folder, path, length);
+    if (length != 0) folder[length] = '\0';
+    const FileHandle handle = openWith(folder, O_RDONLY | O_DIRECTORY);
+    return handle && sync(handle.get());
 }
 
 void syncAll() noexcept {

@@ -11,6 +11,7 @@ namespace {
 
 std::atomic<std::size_t> held{0};
 std::atomic<std::size_t> most{0};
+std::atomic<long> untilFault{0};  // 0: never
 
 enum class Form : std::size_t { single, array };
 
@@ -21,6 +22,7 @@ struct alignas(std::max_align_t) Head {
 };
 
 void* take(std::size_t size, Form form) noexcept {
+    if (untilFault > 0 && --untilFault == 0) return nullptr;
     void* const block = std::malloc(sizeof(Head) + size);
     if (block == nullptr) return nullptr;
     const std::size_t now = held += size;
@@ -86,4 +88,14 @@ std::size_t AllocationMeter::peak() const {
 }
 std::size_t AllocationMeter::live() const {
     return held - std::min(start_, held.load());
+}
+
+AllocationFault::AllocationFault(long number) {
+    untilFault = number;
+}
+AllocationFault::~AllocationFault() {
+    untilFault = 0;
+}
+bool AllocationFault::met() const {
+    return untilFault == 0;
 }

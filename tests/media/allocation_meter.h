@@ -17,4 +17,12 @@ class AllocationMeter {
     std::size_t start_;
 };
 
+// Lets one allocation fail, counted from its construction, from 1.
+class AllocationFault {
+  public:
+    explicit AllocationFault(long number);
+    ~AllocationFault();
+    bool met() const;
+};
+
 #endif

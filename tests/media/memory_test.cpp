@@ -1,9 +1,16 @@
 // Memory follows the bytes that are there, not what a file announces.
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <string>
+#include <vector>
+
 #include "media/allocation_meter.h"
+#include "media/dir_tree.h"
 #include "media/part10.h"
 #include "orvkit/log.h"
+#include "orvkit/mediamgr.h"
+#include "orvkit/result.h"
 
 namespace {
 
@@ -48,4 +55,98 @@ TEST(ReadMemory, FollowsTheBytesThatAreThere) {
         EXPECT_EQ(meter.live(), 0u) << input.what;
         EXPECT_LE(meter.peak(), kMemoryFactor * input.bytes.size() + 4096) << input.what;
     }
+}
+
+// Each operation is tried with its first allocation failing, its second, and so on, until it needs no more.
+TEST(OutOfMemory, IsACodeAndLosesNothing) {
+    const TempDir root;
+    Stream small(kExplicit);
+    small.elem(0x00080016, "UI", evenUid("1.2.840.10008.5.1.4.1.1.7"))
+        .elem(0x00080018, "UI", evenUid("1.2.3"));
+    small.header(0x00081140, "SQ", 18).item(10).elem(0x00280010, "US", "\4\5");
+    small.elem(0x00100010, "PN", std::string(64, 'A'));
+    small.elem(0x7FE00010, "OW", std::string(100, 'p'));
+    Stream file = part10(kExplicit, small);
+    const std::string folder = root / "", path = root / "A", out = root / "OUT";
+    writeWhole(path, std::string(file.data(), file.data() + file.size()));
+    DcMediaMgr set(MEDIA_ROLE_UPDATER, nullptr);
+    ASSERT_EQ(set.write((root / "").c_str()), RESULT_OK);
+    DcDirRec* const image = addImagePath(set);
+    ASSERT_EQ(image->setRefFile("A"), RESULT_OK);
+    DcDirDicomDir again;
+    DcDirMetaInfo meta;
+    DcElemList whole;
+    ASSERT_EQ(dirReadFile(path.c_str(), meta, whole), RESULT_OK);
+    unsigned int size = 0;
+    ASSERT_EQ(whole.getBufSize(size, static_cast<unsigned int*>(nullptr)), RESULT_OK);
+    std::vector<unsigned char> room(size);
+
+    const auto read = [&](auto&& how) {
+        DcDirMetaInfo readMeta;
+        DcElemList list;
+        const int result = how(readMeta, list);
+        EXPECT_TRUE(result != RESULT_OK || list.last() != nullptr);
+        return result;
+    };
+    const struct {
+        const char* what;
+        std::function<int()> work;
+    } rows[] = {
+        {"read", [&] { return read([&](auto& m, auto& l) { return dirReadFile(path.c_str(), m, l); }); }},
+        {"read from memory",
+         [&] { return read([&](auto& m, auto& l) { return dirReadFile(file.data(), file.size(), m, l); }); }},
+        {"read without pixels",
+         [&] {
+             int at, length;
+             return read(
+                 [&](auto& m, auto& l) { return dirReadNonPixelElem(path.c_str(), m, l, &at, &length); });
+         }},
+        {"frame",
+         [&] {
+             unsigned int length = 0;
+             return whole.frame(room.data(), length, kExplicit);
+         }},
+        {"write", [&] { return dirWriteFile(out.c_str(), meta, whole); }},
+        {"write the set", [&] { return set.write(nullptr); }},
+        {"read the set", [&] { return again.read(folder.c_str()); }},
+        {"M-WRITE", [&] { return set.mWrite(image, "A", meta, whole); }},
+        {"M-READ", [&] { return read([&](auto& m, auto& l) { return set.mRead("A", m, l); }); }},
+        {"M-INQUIRE FILE",
+         [&] {
+             DcElemValueDT created, modified;
+             return set.mInquireFile("A", created, modified);
+         }},
+    };
+    for (const LOG_MSG level : {LOG_NOTICE, LOG_VALIDATION, LOG_ERROR}) logActivate(level, LOG_OFF);
+    for (const auto& row : rows) {
+        ASSERT_EQ(row.work(), RESULT_OK) << row.what;
+        const std::string before = readWhole(path);
+        const AllocationMeter meter;
+        for (long n = 1;; ++n) {
+            const AllocationFault fault(n);
+            int result = -1;
+            EXPECT_NO_THROW(result = row.work()) << row.what << ", allocation " << n;
+            if (!fault.met()) {
+                EXPECT_EQ(result, RESULT_OK) << row.what;
+                break;
+            }
+            // What only makes work faster may be missing.
+            EXPECT_TRUE(result == ELEM_NO_MEMORY || result == RESULT_OK)
+                << row.what << " " << n << ": " << result;
+        }
+        EXPECT_LE(meter.live(), 4096u) << row.what;
+        EXPECT_TRUE(readWhole(path) == before) << row.what;
+    }
+    for (const LOG_MSG level : {LOG_NOTICE, LOG_VALIDATION, LOG_ERROR}) logActivate(level, LOG_ON);
+}
+
+// A constructor has no code to return.
+TEST(OutOfMemory, ConstructorsThrowAndLeakNothing) {
+    unsigned char bytes[100] = {};
+    const AllocationMeter meter;
+    for (long n = 1; n <= 2; ++n) {
+        const AllocationFault fault(n);
+        EXPECT_THROW(DcElem(0x7FE00010u, bytes, sizeof bytes, kExplicit, VR_OB, 0), std::bad_alloc) << n;
+    }
+    EXPECT_EQ(meter.live(), 0u);
 }
