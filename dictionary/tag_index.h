@@ -15,7 +15,7 @@ namespace orvkit {
 using TagSlot = std::uint16_t;
 
 constexpr std::size_t tagHash(unsigned int key, std::size_t slots) noexcept {
-    return (std::size_t{key * 0x9E3779B1u} * slots) >> 32;
+    return static_cast<std::size_t>((std::uint64_t{key * 0x9E3779B1u} * slots) >> 32);
 }
 
 inline constexpr std::size_t noPosition = static_cast<std::size_t>(-1);
