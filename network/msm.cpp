@@ -8,6 +8,7 @@
 
 #include "foundation/fail.h"
 #include "foundation/identity.h"
+#include "media/meta_info.h"
 #include "network/msm_own.h"
 #include "orvkit/util.h"
 #include "platform/file.h"

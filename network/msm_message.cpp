@@ -7,6 +7,7 @@
 #include "dataset/elemlist_access.h"
 #include "dictionary/syntax_table.h"
 #include "foundation/fail.h"
+#include "media/meta_info.h"
 #include "network/cmd_factory.h"
 #include "network/cmd_table.h"
 #include "network/msm_own.h"

@@ -21,12 +21,6 @@ void copyText(char (&to)[N], const char* from) {
     to[n] = '\0';
 }
 
-// The dictionary's description of a UID; "" for none.
-inline const char* uidName(DICT_UID value) {
-    const DcDictUidInfo* const uid = Dict.findUid(value);
-    return uid != nullptr ? uid->desc : "";
-}
-
 }  // namespace orvkit
 
 struct DcMsm::Own {
