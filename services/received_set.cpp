@@ -47,10 +47,10 @@ bool isSame(const Dataset& one, const Dataset& other) {
     if (!one.file || !other.file || one.xferSyn != other.xferSyn || one.length != other.length) return false;
     constexpr std::size_t piece = 1 << 16;
     std::vector<char> a(piece), b(piece);
-    for (std::int64_t at = 0; at < one.length; at += piece) {
-        const std::int64_t n = platform::readAt(one.file.get(), a.data(), piece, one.begin + at);
+    for (std::int64_t at = 0, n = 0; at < one.length; at += n) {
+        n = platform::readAt(one.file.get(), a.data(), piece, one.begin + at);
         if (n <= 0 || platform::readAt(other.file.get(), b.data(), piece, other.begin + at) != n ||
-            !std::equal(a.begin(), a.begin() + n, b.begin())) {
+            std::memcmp(a.data(), b.data(), static_cast<std::size_t>(n)) != 0) {
             return false;
         }
     }
