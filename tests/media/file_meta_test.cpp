@@ -8,6 +8,7 @@
 #include "orvkit/result.h"
 #include "orvkit/util.h"
 #include "support/capture_log.h"
+#include "support/dataset.h"
 #include "support/elem_values.h"
 
 namespace {

@@ -11,6 +11,7 @@
 #include "orvkit/log.h"
 #include "orvkit/mediamgr.h"
 #include "orvkit/result.h"
+#include "support/dataset.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 
 #include "orvkit/dict.h"
 #include "orvkit/file.h"
-#include "support/dataset.h"
+#include "support/stream.h"
 #include "support/temp_dir.h"
 
 inline std::string evenUid(std::string uid) {

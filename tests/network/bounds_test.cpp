@@ -68,7 +68,7 @@ class Victim : public DcMsm {
     // As a user, associated, with an echo asked for.
     void ask(Peer peer) {
         ASSERT_EQ(open([peer = std::move(peer)](Victim& v) {
-                      v.say(acceptance());
+                      v.say(acceptance(kExplicitUid).bytes());
                       peer(v);
                   }),
                   MSM_ACCEPTED);
@@ -91,13 +91,6 @@ class Victim : public DcMsm {
         return all;
     }
 
-    static Bytes acceptance() {
-        Association ac;
-        ac.type = 2;
-        ac.context = item(0x21, joined({{1, 0, 0, 0}, item(0x40, kExplicitUid)}));
-        return ac.bytes();
-    }
-
   private:
     SocketPair sockets_;
     std::thread peer_;
@@ -105,13 +98,9 @@ class Victim : public DcMsm {
 };
 
 Bytes command(unsigned short field, bool dataset, int control = 3) {
-    const auto us = [](unsigned int value) {
-        return std::string{static_cast<char>(value & 0xFF), static_cast<char>(value >> 8)};
-    };
     Stream s(UID_LITTLE_ENDIAN_IMPLICIT);
-    s.elem(0x00000002, "UI", std::string("1.2.840.10008.1.1\0", 18));
-    s.elem(0x00000100, "US", us(field)).elem(0x00000120, "US", us(1));
-    s.elem(0x00000800, "US", us(dataset ? 0x0102 : 0x0101)).elem(0x00000900, "US", us(0));
+    s.ui(0x00000002, kVerificationUid).us(0x00000100, field).us(0x00000120, 1);
+    s.us(0x00000800, dataset ? 0x0102 : 0x0101).us(0x00000900, 0);
     return pdv(1, control, s.bytes());
 }
 

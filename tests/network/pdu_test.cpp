@@ -108,11 +108,8 @@ TEST(Pdu, APduIsReadInPiecesOfTheMaximumLength) {
 }
 
 TEST(Pdu, ReadingSurvivesTruncationAndLies) {
-    Association ac;
-    ac.type = 2;
-    ac.context = item(0x21, joined({{1, 0, 0, 0}, item(0x40, kImplicitUid)}));
     expectRobust<DcPduAssoRq>(Association().bytes(), ACRQ_INVALID);
-    expectRobust<DcPduAssoAc>(ac.bytes(), ACRQ_INVALID);
+    expectRobust<DcPduAssoAc>(acceptance().bytes(), ACRQ_INVALID);
     expectRobust<DcPduAssoRj>(pdu(3, {0, 1, 2, 3}), RJ_ABSENT);
     expectRobust<DcPduDataTf>(pdu(4, joined({pdv(1, 3, {1, 2, 3}), pdv(7, 2, {4, 5})})), DATATF_READ, -1);
     expectRobust<DcPduReleaseRq>(pdu(5, {0, 0, 0, 0}), RELEASE_READ);
@@ -126,16 +123,13 @@ TEST(Pdu, DumpFilesHoldEachPduUnderOneCount) {
     PduDumpFlag = 3;
     DcPduReleaseRq release;
     const Bytes out = sent(release);
-    Association ac;
-    ac.type = 2;
-    ac.context = item(0x21, joined({{1, 0, 0, 0}, item(0x40, kImplicitUid)}));
     DcPduAssoAc answer;
-    EXPECT_EQ(readFrom(answer, ac.bytes()), RESULT_OK);
+    EXPECT_EQ(readFrom(answer, acceptance().bytes()), RESULT_OK);
     DcPduAssoRq request;
     CaptureLog log;
     EXPECT_NE(readFrom(request, {9, 0, 1}), RESULT_OK);
     PduDumpFlag = 0;
-    EXPECT_EQ(readFrom(answer, ac.bytes()), RESULT_OK) << "not dumped";
+    EXPECT_EQ(readFrom(answer, acceptance().bytes()), RESULT_OK) << "not dumped";
     std::filesystem::current_path(before);
 
     // "rr.snd" and so on by the count in the name.
@@ -152,7 +146,7 @@ TEST(Pdu, DumpFilesHoldEachPduUnderOneCount) {
     ASSERT_EQ(files.size(), 3u);
     const int first = files.begin()->first;
     EXPECT_EQ(files[first], std::pair(std::string("rr.snd"), out));
-    EXPECT_EQ(files[first + 1], std::pair(std::string("ac.rcv"), ac.bytes()));
+    EXPECT_EQ(files[first + 1], std::pair(std::string("ac.rcv"), acceptance().bytes()));
     EXPECT_EQ(files[first + 2], std::pair(std::string("xx.rcv"), Bytes{9, 0, 1}));
 }
 

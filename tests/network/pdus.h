@@ -1,87 +1,13 @@
-// PDUs as bytes, built field by field.
+// PDUs sent and read over a pair of sockets.
 #ifndef ORVKIT_TESTS_NETWORK_PDUS_H
 #define ORVKIT_TESTS_NETWORK_PDUS_H
 
 #include <gtest/gtest.h>
 
-#include <string>
-
 #include "orvkit/pdu.h"
 #include "orvkit/result.h"
+#include "support/pdu_bytes.h"
 #include "support/socket_pair.h"
-
-inline void putBig(Bytes& to, std::uint64_t v, int size) {
-    while (size-- > 0) to.push_back(static_cast<unsigned char>(v >> (8 * size)));
-}
-
-inline Bytes bytesOf(const std::string& text) {
-    return {text.begin(), text.end()};
-}
-
-inline Bytes pdu(int type, const Bytes& body) {
-    Bytes all{static_cast<unsigned char>(type), 0};
-    putBig(all, body.size(), 4);
-    append(all, body);
-    return all;
-}
-
-inline Bytes item(int type, const Bytes& content) {
-    Bytes all{static_cast<unsigned char>(type), 0};
-    putBig(all, content.size(), 2);
-    append(all, content);
-    return all;
-}
-
-inline Bytes item(int type, const std::string& text) {
-    return item(type, bytesOf(text));
-}
-
-inline Bytes joined(std::initializer_list<Bytes> parts) {
-    Bytes all;
-    for (const Bytes& part : parts) append(all, part);
-    return all;
-}
-
-// A presentation data value with its item header.
-inline Bytes pdv(int context, int control, const Bytes& data) {
-    Bytes all;
-    putBig(all, data.size() + 2, 4);
-    all.push_back(static_cast<unsigned char>(context));
-    all.push_back(static_cast<unsigned char>(control));
-    append(all, data);
-    return all;
-}
-
-inline const std::string kAppCtxUid = "1.2.840.10008.3.1.1.1";
-inline const std::string kVerificationUid = "1.2.840.10008.1.1";
-inline const std::string kImplicitUid = "1.2.840.10008.1.2";
-inline const std::string kExplicitUid = "1.2.840.10008.1.2.1";
-
-// The association PDUs of a verification, in parts that a case may replace.
-struct Association {
-    int type = 1;
-    int version = 1;
-    std::string called = "STORE           ";
-    std::string calling = "ME              ";
-    Bytes appCtx = item(0x10, kAppCtxUid);
-    Bytes context = item(0x20, joined({{1, 0, 0, 0},
-                                       item(0x30, kVerificationUid),
-                                       item(0x40, kImplicitUid),
-                                       item(0x40, kExplicitUid)}));
-    Bytes userInfo =
-        joined({item(0x51, Bytes{0, 0, 0x40, 0}), item(0x52, "1.2.3"),
-                item(0x54, joined({{0, 17}, bytesOf(kVerificationUid), {1, 0}})), item(0x55, "V1")});
-
-    Bytes body() const {
-        Bytes all;
-        putBig(all, static_cast<unsigned int>(version), 2);
-        putBig(all, 0, 2);
-        append(all, bytesOf(called + calling));
-        all.resize(all.size() + 32);
-        return joined({all, appCtx, context, item(0x50, userInfo)});
-    }
-    Bytes bytes() const { return pdu(type, body()); }
-};
 
 template <typename Pdu>
 Bytes sent(Pdu& pdu, int expected = RESULT_OK) {

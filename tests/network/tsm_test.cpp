@@ -26,6 +26,10 @@ class Transport : public DcTsm {
         state_ = static_cast<TSM_STATE>(state);
         return step(event, arg);
     }
+    void endWaitsInASecond() {
+        DcTsmTimeoutInfo timeouts = seconds(1);
+        setTimeoutInfo(timeouts);
+    }
     void* nowhere() { return &nowhere_; }
     unsigned int socket() const { return sockConv_; }
     static bool artimRuns() { return artimTransport() != nullptr; }
@@ -94,21 +98,17 @@ struct Deed {
     int state = 0;
 };
 
-Bytes small(int type, Bytes body) {
-    return pdu(type, body);
-}
-
 Deed deedOf(const std::string& action, bool client, const Bytes& own) {
     const unsigned char side = client ? 0 : 2;
     const std::map<std::string, Deed> deeds = {
-        {"AA-1", {0, small(7, {0, 0, 0, 0})}},
+        {"AA-1", {0, pdu(7, {0, 0, 0, 0})}},
         {"AA-2", {TSM_CLOSED, {}, true, false, 2}},
         {"AA-3", client ? Deed{TSM_ABORT_CLIENT, {}, true} : Deed{TSM_ABORT_INDICATION, {}, true, false, 2}},
         {"AA-4", {TSM_ABORT_INDICATION, {}, true, false, 2}},
         {"AA-5", {}},
         {"AA-6", {}},
-        {"AA-7", {0, small(7, {0, 0, side, side})}},
-        {"AA-8", {TSM_ABORT_INDICATION, small(7, {0, 0, 2, 2})}},
+        {"AA-7", {0, pdu(7, {0, 0, side, side})}},
+        {"AA-8", {TSM_ABORT_INDICATION, pdu(7, {0, 0, 2, 2})}},
         {"AE-1", {}},
         {"AE-2", {0, own}},
         {"AE-3", {0, {}, false, true}},
@@ -117,15 +117,15 @@ Deed deedOf(const std::string& action, bool client, const Bytes& own) {
         {"AE-6", {0, {}, false, true}},
         {"AE-7", {0, own}},
         {"AE-8", {0, own}},
-        {"AR-1", {0, small(5, {0, 0, 0, 0})}},
+        {"AR-1", {0, pdu(5, {0, 0, 0, 0})}},
         {"AR-2", {TSM_RELEASE_INDICATION}},
         {"AR-3", {TSM_RELEASE_CONFIRM, {}, true}},
-        {"AR-4", {0, small(6, {0, 0, 0, 0})}},
+        {"AR-4", {0, pdu(6, {0, 0, 0, 0})}},
         {"AR-5", {}},
         {"AR-6", {TSM_DATA_INDICATION, {}, false, true}},
         {"AR-7", {0, own}},
         {"AR-8", {TSM_RELEASE_INDICATION, {}, false, false, client ? 9 : 10}},
-        {"AR-9", {0, small(6, {0, 0, 0, 0})}},
+        {"AR-9", {0, pdu(6, {0, 0, 0, 0})}},
         {"AR-10", {TSM_RELEASE_CONFIRM}},
         {"DT-1", {0, own}},
         {"DT-2", {0, {}, false, true}},
@@ -141,16 +141,6 @@ struct Argument {
     Bytes framed;  // what sending it puts on the wire
 };
 
-Bytes request() {
-    return Association().bytes();
-}
-Bytes acceptance() {
-    Association ac;
-    ac.type = 2;
-    ac.context = item(0x21, joined({{1, 0, 0, 0}, item(0x40, kImplicitUid)}));
-    return ac.bytes();
-}
-
 // Sends what it was read from.
 template <typename Pdu>
 std::unique_ptr<DcPdu> read(const Bytes& bytes) {
@@ -163,9 +153,9 @@ std::unique_ptr<DcPdu> read(const Bytes& bytes) {
 std::unique_ptr<DcPdu> pduFor(int event) {
     switch (event) {
         case 1:
-            return read<DcPduAssoRq>(request());
+            return read<DcPduAssoRq>(Association().bytes());
         case 6:
-            return read<DcPduAssoAc>(acceptance());
+            return read<DcPduAssoAc>(acceptance().bytes());
         case 2:
             return std::make_unique<DcPduAssoAc>();
         case 5:
@@ -194,8 +184,10 @@ Argument argumentFor(int event) {
         const auto twin = pduFor(event);
         made.framed = sent(*twin);
     }
-    const std::map<int, Bytes> arrived = {
-        {2, acceptance()}, {3, small(3, {0, 1, 1, 7})}, {5, request()}, {9, pdu(4, pdv(1, 2, {1, 2, 3, 4}))}};
+    const std::map<int, Bytes> arrived = {{2, acceptance().bytes()},
+                                          {3, pdu(3, {0, 1, 1, 7})},
+                                          {5, Association().bytes()},
+                                          {9, pdu(4, pdv(1, 2, {1, 2, 3, 4}))}};
     if (const auto found = arrived.find(event); found != arrived.end()) {
         made.body.assign(found->second.begin() + 2, found->second.end());
     }
@@ -391,8 +383,7 @@ TEST(Waits, ConnectingToAHostThatDoesNotAnswer) {
         waiting.push_back(net::openSocket({}));
     } while (net::connectSocket(waiting.back().get(), address, 100));
     Transport transport;
-    DcTsmTimeoutInfo timeouts = seconds(1);
-    transport.setTimeoutInfo(timeouts);
+    transport.endWaitsInASecond();
     CaptureLog log;
     expectOneSecond(
         [&] { EXPECT_EQ(transport.sockConvOpenClient("127.0.0.1", net::addressPort(at)), TSM_CONNECT); });
@@ -401,16 +392,14 @@ TEST(Waits, ConnectingToAHostThatDoesNotAnswer) {
 
 TEST(Waits, AcceptingWhereNobodyConnects) {
     Transport transport(TSM_ROLE_SCP, 0);
-    DcTsmTimeoutInfo timeouts = seconds(1);
-    transport.setTimeoutInfo(timeouts);
+    transport.endWaitsInASecond();
     expectOneSecond([&] { EXPECT_EQ(transport.sockConvOpenServer(TSM_BLOCK_POLL), TSM_ACCEPT_TIMEOUT); });
 }
 
 TEST(Waits, ReadingFromASilentPeer) {
     TcpPair sockets;
     Transport transport;
-    DcTsmTimeoutInfo timeouts = seconds(1);
-    transport.setTimeoutInfo(timeouts);
+    transport.endWaitsInASecond();
     transport.setSockHandles(TSM_ROLE_SCP, sockets.ours.release(), PDU_SOCKET_NONE);
     PDU_TYPE type;
     EXPECT_EQ(transport.readNextPduType(type, PDU_BLOCK_POLL), DATATF_NOT_READY);
@@ -420,8 +409,7 @@ TEST(Waits, ReadingFromASilentPeer) {
 TEST(Waits, WritingToAPeerThatDoesNotRead) {
     TcpPair sockets;
     Transport transport;
-    DcTsmTimeoutInfo timeouts = seconds(1);
-    transport.setTimeoutInfo(timeouts);
+    transport.endWaitsInASecond();
     transport.setSockHandles(TSM_ROLE_SCU, sockets.ours.release(), PDU_SOCKET_NONE);
     DcPduDataTf message;
     DcPduInfoTf info{1, 0, UID_LITTLE_ENDIAN_EXPLICIT, 64u << 20};

@@ -4,16 +4,10 @@
 
 #include <array>
 #include <thread>
-#include <vector>
 
 #include "platform/socket.h"
+#include "tests/support/pdu_bytes.h"
 #include "tests/support/system.h"
-
-using Bytes = std::vector<unsigned char>;
-
-inline void append(Bytes& to, const Bytes& more) {
-    to.insert(to.end(), more.begin(), more.end());
-}
 
 class SocketPair {
   public:

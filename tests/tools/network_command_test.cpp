@@ -236,15 +236,11 @@ class Endless {
     }
     Bytes command() const {
         const bool object = what_ == What::object;
-        const auto us = [](int value) {
-            return std::string{static_cast<char>(value), static_cast<char>(value >> 8)};
-        };
         Stream s(UID_LITTLE_ENDIAN_IMPLICIT);
-        s.elem(0x00000002, "UI", std::string("1.2.840.10008.5.1.4.1.1.2\0", 26));
-        s.elem(0x00000100, "US", us(object ? 1 : answer_))
-            .elem(object ? 0x00000110 : 0x00000120, "US", us(1));
-        s.elem(0x00000800, "US", us(what_ == What::pending ? 0x0101 : 1)).elem(0x00000900, "US", us(0xFF00));
-        if (object) s.elem(0x00001000, "UI", "1.2.34");
+        s.ui(0x00000002, "1.2.840.10008.5.1.4.1.1.2").us(0x00000100, object ? 1 : answer_);
+        s.us(object ? 0x00000110 : 0x00000120, 1).us(0x00000800, what_ == What::pending ? 0x0101 : 1);
+        s.us(0x00000900, 0xFF00);
+        if (object) s.ui(0x00001000, "1.2.34");
         return s.bytes();
     }
     bool say(const Bytes& value, int control) const {

@@ -13,9 +13,9 @@
 #include <thread>
 
 #include "orvkit/file.h"
-#include "orvkit/msm.h"
-#include "orvkit/result.h"
+#include "tests/network/pair.h"
 #include "tests/network/pdus.h"
+#include "tests/support/stream.h"
 #include "tests/tools/command.h"
 
 namespace tools_test {
@@ -89,42 +89,36 @@ class RawPeer {
 };
 
 Bytes element(unsigned int tag, const Bytes& value) {
-    Bytes bytes;
-    for (const unsigned int number : {tag >> 16, tag & 0xFFFF}) {
-        bytes.push_back(static_cast<unsigned char>(number));
-        bytes.push_back(static_cast<unsigned char>(number >> 8));
-    }
-    for (int i = 0; i < 4; ++i) bytes.push_back(static_cast<unsigned char>(value.size() >> (8 * i)));
-    append(bytes, value);
-    return bytes;
+    return Stream(UID_LITTLE_ENDIAN_IMPLICIT).elem(tag, "", std::string(value.begin(), value.end())).bytes();
 }
 Bytes uidValue(std::string uid) {
     if (uid.size() % 2 != 0) uid.push_back('\0');
     return bytesOf(uid);
 }
 
-// The command set of a C-STORE request.
+// The command of a C-STORE request, and a PDU of it.
 Bytes storeCommand(const std::string& instance) {
-    const Bytes rest =
-        joined({element(0x00000002, uidValue("1.2.840.10008.5.1.4.1.1.2")), element(0x00000100, {1, 0}),
-                element(0x00000110, {1, 0}), element(0x00000700, {0, 0}), element(0x00000800, {0, 0}),
-                element(0x00001000, uidValue(instance))});
-    return joined({element(0x00000000, {static_cast<unsigned char>(rest.size()), 0, 0, 0}), rest});
+    Stream rest(UID_LITTLE_ENDIAN_IMPLICIT);
+    rest.ui(0x00000002, "1.2.840.10008.5.1.4.1.1.2").us(0x00000100, 1).us(0x00000110, 1);
+    rest.us(0x00000700, 0).us(0x00000800, 0).ui(0x00001000, instance);
+    Stream all(UID_LITTLE_ENDIAN_IMPLICIT);
+    all.header(0x00000000, "UL", 4).u32(rest.size()).add(rest);
+    return pdv(1, 3, all.bytes());
+}
+Bytes storeRequest(const std::string& instance) {
+    return pdu(PDU_TYPE_DATA_TF, storeCommand(instance));
 }
 // With `records`, what a DICOMDIR asks for is in it.
 Bytes ctDataset(const std::string& instance, std::size_t pixels, bool records = false) {
-    return joined(
-        {element(0x00080016, uidValue("1.2.840.10008.5.1.4.1.1.2")), element(0x00080018, uidValue(instance)),
-         !records ? Bytes{}
-                  : joined({element(0x00080020, bytesOf("20200101")), element(0x00080030, bytesOf("120000")),
-                            element(0x00080050, bytesOf("A1")), element(0x00080060, bytesOf("CT")),
-                            element(0x00081030, bytesOf("D1")), element(0x00100010, bytesOf("N1"))}),
-         element(0x00100020, bytesOf("P1")), element(0x0020000D, uidValue("1.2.3.4")),
-         element(0x0020000E, uidValue("1.2.3.4.5")),
-         !records ? Bytes{}
-                  : joined({element(0x00200010, bytesOf("S1")), element(0x00200011, bytesOf("1 ")),
-                            element(0x00200013, bytesOf("1 "))}),
-         element(0x7FE00010, Bytes(pixels, 7))});
+    Stream s(UID_LITTLE_ENDIAN_IMPLICIT);
+    s.ui(0x00080016, "1.2.840.10008.5.1.4.1.1.2").ui(0x00080018, instance);
+    if (records) {
+        s.elem(0x00080020, "", "20200101").elem(0x00080030, "", "120000").elem(0x00080050, "", "A1");
+        s.elem(0x00080060, "", "CT").elem(0x00081030, "", "D1").elem(0x00100010, "", "N1");
+    }
+    s.elem(0x00100020, "", "P1").ui(0x0020000D, "1.2.3.4").ui(0x0020000E, "1.2.3.4.5");
+    if (records) s.elem(0x00200010, "", "S1").elem(0x00200011, "", "1 ").elem(0x00200013, "", "1 ");
+    return s.elem(0x7FE00010, "", std::string(pixels, '\7')).bytes();
 }
 // The status in a response; 0xFFFF when it is none.
 unsigned int statusIn(const Bytes& response) {
@@ -184,39 +178,22 @@ class ServeTest : public CommandTest {
     // The time an association and an echo take, from the connection to the answer.
     Clock::duration echo() const {
         const auto begun = Clock::now();
-        DcMsmSopXferSyn sops[2];
-        sops[0].sopClass = UID_VERIFICATION;
-        sops[0].xferSyn[0] = UID_LITTLE_ENDIAN_IMPLICIT;
-        DcMsm msm("GOOD", TSM_ROLE_SCU, port);
-        DcMsmScuInfo info;
-        info.calledAeTitle = "A";
-        info.sopList = sops;
-        info.timeouts.connectTimeout = info.timeouts.readTimeout = info.timeouts.writeTimeout = 20;
-        EXPECT_EQ(msm.connect("127.0.0.1", info), MSM_ACCEPTED);
+        User user(port, "GOOD");
+        EXPECT_EQ(user.open(sopList({UID_VERIFICATION}, {UID_LITTLE_ENDIAN_IMPLICIT}), "A", 20),
+                  MSM_ACCEPTED);
         DcCmdCEchoRq request;
-        EXPECT_EQ(msm.sendMessage(UID_VERIFICATION, &request), RESULT_OK);
-        DcMsg* answer = nullptr;
-        EXPECT_EQ(msm.receiveMessage(nullptr, &answer, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL),
-                  MSM_MESSAGE);
-        delete answer;
+        EXPECT_EQ(user.sendMessage(UID_VERIFICATION, &request), RESULT_OK);
+        Message answer;
+        EXPECT_EQ(user.receive(answer), MSM_MESSAGE);
         const auto took = Clock::now() - begun;
-        EXPECT_EQ(msm.releaseAssociation(), RESULT_OK);
-        (void)msm.read(nullptr, nullptr, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL);
-        (void)msm.closeAssociation();
+        EXPECT_EQ(user.release(), MSM_RELEASED);
+        (void)user.closeAssociation();
         return took;
     }
     std::size_t openFiles() const {
         const fs::path all = "/proc/" + std::to_string(server) + "/fd";
         return static_cast<std::size_t>(std::distance(fs::directory_iterator(all), {}));
     }
-    std::vector<std::string> names(const std::string& below) const {
-        std::vector<std::string> all;
-        for (const auto& entry : fs::directory_iterator(dir / below))
-            all.push_back(entry.path().filename().string());
-        std::sort(all.begin(), all.end());
-        return all;
-    }
-    // Objects that are arriving; they have no name where the file system allows that.
     std::size_t unfinished() const {
         std::size_t count = 0;
         for (const auto& entry : fs::directory_iterator("/proc/" + std::to_string(server) + "/fd")) {
@@ -247,9 +224,9 @@ TEST_F(ServeTest, AnObjectInOnePduWithItsCommandIsStored) {
         const auto half = static_cast<std::ptrdiff_t>(object.size() / 2);
         const Bytes front(object.begin(), object.begin() + half);
         const Bytes back(object.begin() + half, object.end());
-        ASSERT_TRUE(sender.say(
-            joined({pdu(PDU_TYPE_DATA_TF, joined({pdv(1, 3, storeCommand(instance)), pdv(1, 0, front)})),
-                    pdu(PDU_TYPE_DATA_TF, pdv(1, 2, back))})));
+        ASSERT_TRUE(
+            sender.say(joined({pdu(PDU_TYPE_DATA_TF, joined({storeCommand(instance), pdv(1, 0, front)})),
+                               pdu(PDU_TYPE_DATA_TF, pdv(1, 2, back))})));
         EXPECT_EQ(statusIn(sender.hear()), 0u);
         EXPECT_EQ(dataset(dir / "in" / (instance + ".dcm")), std::string(object.begin(), object.end()));
     }
@@ -260,7 +237,7 @@ TEST_F(ServeTest, WhatIsNoStorableObjectIsAnsweredAndLeavesNoFile) {
     RawPeer sender(port);
     ASSERT_TRUE(sender.associate());
     const auto store = [&](const std::string& instance, const Bytes& object, std::size_t piece = 16000) {
-        Bytes all = pdu(PDU_TYPE_DATA_TF, pdv(1, 3, storeCommand(instance)));
+        Bytes all = storeRequest(instance);
         std::size_t at = 0;
         do {
             const std::size_t end = std::min(at + piece, object.size());
@@ -324,8 +301,7 @@ TEST_F(ServeTest, AStopLetsTheStoreThatIsUnderWayEnd) {
     const Bytes object = ctDataset("1.2.3", 40000);
     const Bytes front(object.begin(), object.begin() + 20000);
     const Bytes back(object.begin() + 20000, object.end());
-    ASSERT_TRUE(sender.say(joined(
-        {pdu(PDU_TYPE_DATA_TF, pdv(1, 3, storeCommand("1.2.3"))), pdu(PDU_TYPE_DATA_TF, pdv(1, 0, front))})));
+    ASSERT_TRUE(sender.say(joined({storeRequest("1.2.3"), pdu(PDU_TYPE_DATA_TF, pdv(1, 0, front))})));
     ASSERT_TRUE(untilTrue(5s, [&] { return unfinished() == 1; }));
     ::kill(server, SIGTERM);
     EXPECT_EQ(idle.hear().at(0), PDU_TYPE_ABORT);  // it stops, and has not cut the other yet
@@ -351,7 +327,7 @@ TEST_F(ServeTest, HostilePeersHoldNobodyUp) {
     for (int i = 0; i < 100; ++i) slow.push_back(std::make_unique<RawPeer>(port));
     for (int i = 0; i < 1000; ++i) silent.push_back(std::make_unique<RawPeer>(port));
     const Bytes request = pdu(PDU_TYPE_ASSO_RQ, ::Association().body());
-    const Bytes message = pdu(PDU_TYPE_DATA_TF, pdv(1, 3, storeCommand("1.2.3")));
+    const Bytes message = storeRequest("1.2.3");
     for (std::size_t second = 0; second < 4; ++second) {
         for (const auto& p : slow) (void)p->say(Bytes{request[second]});
         for (const auto& p : inside) EXPECT_TRUE(p->say(Bytes{message[second]}));
@@ -366,7 +342,7 @@ TEST_F(ServeTest, HostilePeersHoldNobodyUp) {
     EXPECT_TRUE(half.say(Bytes(request.begin(), request.begin() + 20)));
     half.halfClose();
     ASSERT_TRUE(broken.associate());
-    EXPECT_TRUE(broken.say(joined({pdu(PDU_TYPE_DATA_TF, pdv(1, 3, storeCommand("1.2.3"))), {4, 0, 0, 1}})));
+    EXPECT_TRUE(broken.say(joined({storeRequest("1.2.3"), {4, 0, 0, 1}})));
     broken.reset();
     EXPECT_LT(soonest(), 1s);
     EXPECT_TRUE(logs("1.2.3 was not received to its end"));
@@ -395,8 +371,8 @@ TEST_F(ServeTest, IdleAssociationsKeepNobodyOut) {
     // Those who came last still have their associations; those who have been idle longest made room.
     for (std::size_t i = 500; i < idle.size(); ++i) {
         const std::string instance = "1.2." + std::to_string(i);
-        ASSERT_TRUE(idle[i]->say(joined({pdu(PDU_TYPE_DATA_TF, pdv(1, 3, storeCommand(instance))),
-                                         pdu(PDU_TYPE_DATA_TF, pdv(1, 2, ctDataset(instance, 100)))})));
+        ASSERT_TRUE(idle[i]->say(
+            joined({storeRequest(instance), pdu(PDU_TYPE_DATA_TF, pdv(1, 2, ctDataset(instance, 100)))})));
     }
     for (std::size_t i = 500; i < idle.size(); ++i) EXPECT_EQ(statusIn(idle[i]->hear()), 0u);
     EXPECT_EQ(idle[0]->hear(), (Bytes{PDU_TYPE_ABORT, 0, 0, 0, 0, 4, 0, 0, 0, 0}));
@@ -407,7 +383,7 @@ TEST_F(ServeTest, IdleAssociationsKeepNobodyOut) {
 
 TEST_F(ServeTest, EachBrokenAssociationIsToldWithItsReason) {
     serve({"--timeout", "1"});
-    const Bytes command = pdu(PDU_TYPE_DATA_TF, pdv(1, 3, storeCommand("1.2.3")));
+    const Bytes command = storeRequest("1.2.3");
     const Bytes amid = joined({command, pdu(PDU_TYPE_DATA_TF, pdv(1, 0, Bytes(20, 0)))});
     const struct {
         Bytes said;
@@ -441,22 +417,12 @@ TEST_F(ServeTest, EachBrokenAssociationIsToldWithItsReason) {
 
 TEST_F(ServeTest, ARequestThatCannotBeReadIsAnsweredWithItsReason) {
     serve();
-    ::Association later, item;
+    ::Association later;
     later.version = 2;
-    item.userInfo = {0x51, 0, 0xFF, 0xFF, 0, 0, 0x40, 0};
-    const struct {
-        Bytes said;
-        Bytes heard;
-    } rows[] = {
-        {later.bytes(), {PDU_TYPE_ASSO_RJ, 0, 0, 0, 0, 4, 0, 1, 2, 2}},
-        {item.bytes(), {PDU_TYPE_ABORT, 0, 0, 0, 0, 4, 0, 0, 2, 6}},
-    };
-    for (const auto& row : rows) {
-        RawPeer sender(port);
-        EXPECT_TRUE(sender.say(row.said));
-        EXPECT_EQ(sender.hear(), row.heard);
-        EXPECT_TRUE(sender.closed());
-    }
+    RawPeer sender(port);
+    EXPECT_TRUE(sender.say(later.bytes()));
+    EXPECT_EQ(sender.hear(), (Bytes{PDU_TYPE_ASSO_RJ, 0, 0, 0, 0, 4, 0, 1, 2, 2}));
+    EXPECT_TRUE(sender.closed());
 }
 
 // Whole fragments, or the bytes of one, come now and then: no single wait is too long.
@@ -469,7 +435,7 @@ TEST_F(ServeTest, AMessageThatNeverEndsLosesItsWorker) {
     for (const auto& row : rows) {
         RawPeer sender(port);
         ASSERT_TRUE(sender.associate());
-        ASSERT_TRUE(sender.say(pdu(PDU_TYPE_DATA_TF, pdv(1, 3, storeCommand("1.2.3")))));
+        ASSERT_TRUE(sender.say(storeRequest("1.2.3")));
         EXPECT_TRUE(row.first.empty() || sender.say(row.first));
         const auto begun = Clock::now();
         while (sender.say(row.drop) && Clock::now() - begun < 10s) std::this_thread::sleep_for(200ms);
@@ -482,8 +448,8 @@ TEST_F(ServeTest, AServerThatIsKilledLeavesNoNameWithoutAWholeObject) {
     serve();
     RawPeer other(port);
     ASSERT_TRUE(other.associate());
-    ASSERT_TRUE(other.say(joined({pdu(PDU_TYPE_DATA_TF, pdv(1, 3, storeCommand("1.2.3"))),
-                                  pdu(PDU_TYPE_DATA_TF, pdv(1, 0, ctDataset("1.2.3", 10000)))})));
+    ASSERT_TRUE(other.say(
+        joined({storeRequest("1.2.3"), pdu(PDU_TYPE_DATA_TF, pdv(1, 0, ctDataset("1.2.3", 10000)))})));
     ASSERT_TRUE(untilTrue(5s, [&] { return unfinished() == 1; }));
     std::thread killer([&] {
         EXPECT_TRUE(untilTrue(20s, [&] { return names("in").size() >= 4; }));
@@ -567,8 +533,8 @@ TEST_F(ServeTest, ObjectsBecomePartOfAFileSet) {
 TEST_F(ServeTest, WhatAFileSetHasConfirmedIsFoundAfterAKill) {
     serve({"--file-set"});
     const auto store = [&](RawPeer& sender, const std::string& instance) {
-        EXPECT_TRUE(sender.say(joined({pdu(PDU_TYPE_DATA_TF, pdv(1, 3, storeCommand(instance))),
-                                       pdu(PDU_TYPE_DATA_TF, pdv(1, 2, ctDataset(instance, 10, true)))})));
+        EXPECT_TRUE(sender.say(joined(
+            {storeRequest(instance), pdu(PDU_TYPE_DATA_TF, pdv(1, 2, ctDataset(instance, 10, true)))})));
         return statusIn(sender.hear());
     };
     RawPeer sender(port);
