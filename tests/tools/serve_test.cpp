@@ -128,6 +128,14 @@ unsigned int statusIn(const Bytes& response) {
     return static_cast<unsigned int>(at[8] | at[9] << 8);
 }
 
+// So many peers need more than the usual number of files.
+void openMany() {
+    rlimit files{};
+    ::getrlimit(RLIMIT_NOFILE, &files);
+    files.rlim_cur = std::min<rlim_t>(files.rlim_max, 4096);
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &files), 0);
+}
+
 class ServeTest : public CommandTest {
   protected:
     void TearDown() override {
@@ -312,10 +320,7 @@ TEST_F(ServeTest, AStopLetsTheStoreThatIsUnderWayEnd) {
 }
 
 TEST_F(ServeTest, HostilePeersHoldNobodyUp) {
-    rlimit files{};
-    ::getrlimit(RLIMIT_NOFILE, &files);
-    files.rlim_cur = std::min<rlim_t>(files.rlim_max, 4096);
-    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &files), 0);
+    openMany();
     serve();
     // The best of three: other work on the machine must not count.
     const auto soonest = [this] { return std::min({echo(), echo(), echo()}); };
@@ -357,10 +362,7 @@ TEST_F(ServeTest, HostilePeersHoldNobodyUp) {
 
 // Fewer threads than associations; the server may open 900 files.
 TEST_F(ServeTest, IdleAssociationsKeepNobodyOut) {
-    rlimit files{};
-    ::getrlimit(RLIMIT_NOFILE, &files);
-    files.rlim_cur = std::min<rlim_t>(files.rlim_max, 4096);
-    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &files), 0);
+    openMany();
     serve({"--workers", "16"});
     std::vector<std::unique_ptr<RawPeer>> idle;
     for (int i = 0; i < 600; ++i) {
