@@ -308,10 +308,10 @@ int DcElem::deleteAllValues() {
 int DcElem::addValueFmtBuf(const void* data, unsigned int size, int index, bool binary) {
     const std::span value(static_cast<const unsigned char*>(data), size);
     const bool text = !binary;
-    deleteBufs(store_);
-    const auto count = static_cast<int>(store_.count);
+    const auto count = static_cast<int>(store_.raw ? 0 : store_.count);
     bool stored;
     if (index == ELEM_INDEX_APPEND || (index == 0 && count == 0)) {
+        deleteBufs(store_);
         // A full element keeps its newest values.
         const bool full =
             vm_ != 0 && orvkit::valueExceptionLevel() != 0 && count >= static_cast<int>(std::abs(vm_));

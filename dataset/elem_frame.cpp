@@ -57,6 +57,7 @@ class Framer {
         }
         const orvkit::VrRow& row = orvkit::vrRow(vr_);
         if (row.facts.size == VR_SIZE_NONE) {
+            putHeader(0);
             return fail(ELEM_VR_SIZE, LOG_VALIDATION, "DcElem::frameValueNonOX",
                         "Element (%04x,%04x) - Invalid VR size", tag_ >> 16, tag_ & 0xFFFF);
         }
@@ -64,13 +65,10 @@ class Framer {
         // The last NUL of texts, or the padding in its place, makes their length even.
         const unsigned int length = text ? store.used - (store.used & 1) : store.used;
         const bool fits = orvkit::lengthFits(mode_, vr_, length);
-        if (!fits && dictGetEdition() == DICT_EDITION_2008) {
-            return fail(ELEM_VALUE_REFUSED, LOG_ERROR, "DcElem::frameValueLen",
-                        "Element (%04x,%04x) - Value Length 0x%x is too large for Explicit Transfer Syntax",
-                        tag_ >> 16, tag_ & 0xFFFF, length);
-        }
-        // What is too long for its VR's header goes out as UN, whose header has room (PS3.5 6.2.2).
-        orvkit::writeHeader(writer_, mode_, tag_, fits ? vr_ : VR_UN, length);
+        const bool refused = !fits && dictGetEdition() == DICT_EDITION_2008;
+        // What is too long for its VR's header goes out as UN, whose header has room (PS3.5 6.2.2); in the
+        // edition of 2008 it stands there without a length.
+        orvkit::writeHeader(writer_, mode_, tag_, fits || refused ? vr_ : VR_UN, refused ? 0 : length);
         unsigned char* const at = buf_ + writer_.offset();
         writer_.bytes(orvkit::storeBytes(store).data(), length);
         if (text) {
@@ -80,7 +78,10 @@ class Framer {
         } else if (mode_.order != kHostOrder) {
             orvkit::swapUnits({at, length}, orvkit::vrUnit(vr_));
         }
-        return RESULT_OK;
+        if (!refused) return RESULT_OK;
+        return fail(ELEM_VALUE_REFUSED, LOG_ERROR, "DcElem::frameValueLen",
+                    "Element (%04x,%04x) - Value Length 0x%x is too large for Explicit Transfer Syntax",
+                    tag_ >> 16, tag_ & 0xFFFF, length);
     }
 
     // The NULs between the values become backslashes, the last one the padding (PS3.5 6.2).
@@ -117,7 +118,10 @@ class Framer {
             putHeader(0);
             return ELEM_EMPTY_VALUE;
         }
-        if (total >= orvkit::kLengthUndefined && !delimited_) return failLength(total);
+        if (total >= orvkit::kLengthUndefined && !delimited_) {
+            putHeader(0);
+            return failLength(total);
+        }
         putHeader(delimited_ ? orvkit::kLengthUndefined : static_cast<unsigned int>(total));
         if (first->getType() != BUF_MEMORY) return RESULT_OK;
         if (!leaveValue_) {

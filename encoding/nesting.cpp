@@ -18,8 +18,10 @@ WalkFault Nesting::enter(const Header& h) {
     if (isItemTag(h.tag)) return WalkFault::lengthPastEnd;
     const Kind kind = vrRowOfAny(h.vr).kind;
     const bool pixels = h.tag == kTagPixelData;
-    return push({h.mode, Inside::undecided, pixels || kind == Kind::bytes || kind == Kind::longText,
-                 pixels || h.vr == VR_SQ, h.vr});
+    // One more than the limit: a value that is searched for its end opens no level.
+    levels_.push_back({h.mode, Inside::undecided, pixels || kind == Kind::bytes || kind == Kind::longText,
+                       pixels || h.vr == VR_SQ, h.vr});
+    return WalkFault::none;
 }
 
 void Nesting::enterItem(Mode mode) {
@@ -41,9 +43,10 @@ Nesting::Step Nesting::step(std::span<const unsigned char> ahead, Header& h) {
 Nesting::Step Nesting::decide(std::span<const unsigned char> ahead) {
     Level& level = levels_.back();
     const bool items = beginsWithItem(ahead, level.mode.order);
+    const WalkFault fault = levels_.size() > 2 * kMostNesting ? WalkFault::tooDeep : WalkFault::none;
     if (level.bytes) {
         level.inside = Inside::fragments;
-        return {.search = !items};
+        return items ? Step{.fault = fault} : Step{.search = true};
     }
     level.inside = Inside::sequence;
     const bool guess = level.vr != VR_SQ || !level.mode.explicitVr;
@@ -55,7 +58,7 @@ Nesting::Step Nesting::decide(std::span<const unsigned char> ahead) {
             return {.search = true};
         }
     }
-    return {.guess = guess};
+    return {.fault = fault, .guess = guess};
 }
 
 Nesting::Step Nesting::stepInItem(std::span<const unsigned char> ahead, Header& h) {
@@ -66,7 +69,8 @@ Nesting::Step Nesting::stepInItem(std::span<const unsigned char> ahead, Header& 
     }
     if (!readHeader(ahead, mode, {}, h)) return {.fault = WalkFault::delimiterMissing};
     if (h.length != kLengthUndefined) return {.size = h.size, .length = h.length};
-    return {.size = h.size, .fault = enter(h)};
+    const WalkFault fault = enter(h);
+    return {.size = h.size, .length = fault == WalkFault::none ? 0 : h.length, .fault = fault};
 }
 
 Nesting::Step Nesting::stepBetweenItems(std::span<const unsigned char> ahead) {

@@ -44,8 +44,8 @@ bool Walker::skip(const WalkHeader& h) {
     nesting_.cut(0);
     retry_ = false;
     pos_ = h.valueOffset;
-    if (h.length != kLengthUndefined) return pass(0, h.length);
     ++work_;
+    if (h.length != kLengthUndefined) return pass(0, h.length);
     if (h.tag == kTagItem) {
         nesting_.enterItem(h.mode);
         return walkLevels();
@@ -61,7 +61,6 @@ bool Walker::pass(unsigned int size, unsigned int length) {
         return fail(WalkFault::lengthPastEnd, valueOffset, length);
     }
     pos_ = valueOffset + length;
-    ++work_;
     return true;
 }
 
@@ -76,6 +75,7 @@ bool Walker::walkLevels() {
 
 bool Walker::step() {
     Header h;
+    const std::size_t depth = nesting_.depth();
     const Nesting::Step s = nesting_.step(bytes(pos_, kLongHeader), h);
     if (source_.failed()) return fail(WalkFault::readError, pos_);
     if (s.fault != WalkFault::none) return fail(s.fault, pos_ + s.size, s.length, s.tag);
@@ -91,6 +91,8 @@ bool Walker::step() {
         retryOrder_ = nesting_.mode().order;
         retryWork_ = work();
     }
+    // Elements and items are work, delimitations are not.
+    if (s.size != 0 && nesting_.depth() >= depth) ++work_;
     return pass(s.size, s.length);
 }
 

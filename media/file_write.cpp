@@ -140,18 +140,17 @@ int failOpen(const char* path) {
     return fail(DIR_OPEN, LOG_ERROR, kReporter, "Error opening file - '%s'", path);
 }
 
-// All that goes into a file, framed before the file is touched. What does not go into it is moved aside, and
-// moved back in the end.
+// All that goes into a file. What does not go into it is moved aside, and moved back in the end.
 class FileImage {
   public:
     FileImage(DcDirMetaInfo& meta, DcElemList& dataset) : meta_(meta), dataset_(dataset), aside_(dataset) {}
 
     // `path` is where the file will stand.
+    int check(const char* path);
     int frame(const char* path);
     int write(int handle) const;
 
   private:
-    int check(const char* path);
     int frameMeta(DcElemList& group);
 
     DcDirMetaInfo& meta_;
@@ -181,8 +180,7 @@ int FileImage::frameMeta(DcElemList& group) {
 }
 
 int FileImage::frame(const char* path) {
-    int result = check(path);
-    if (result != RESULT_OK) return result;
+    int result = RESULT_OK;
     // The command group has no place in a file, and the meta group is the record's.
     takeCommandAndMeta(aside_, dataset_, 0x0002);
     DcElemList group;
@@ -213,11 +211,12 @@ int FileImage::write(int handle) const {
 int dirWriteFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset) try {
     if (path == nullptr) return fail(DIR_NULL_ARGUMENT, LOG_NOTICE, kReporter, "Null argument passed");
     FileImage image(meta, dataset);
-    int result = image.frame(path);
+    int result = image.check(path);
     if (result != RESULT_OK) return result;
     orvkit::platform::FileHandle file = orvkit::platform::createWrite(path);
     if (!file) return failOpen(path);
-    result = image.write(file.get());
+    result = image.frame(path);
+    if (result == RESULT_OK) result = image.write(file.get());
     if (result == RESULT_OK && !file.close()) result = failWrite();
     return result;
 } catch (const std::bad_alloc&) {
@@ -226,7 +225,8 @@ int dirWriteFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset) try
 
 int orvkit::writeWholeFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset) {
     FileImage image(meta, dataset);
-    int result = image.frame(path);
+    int result = image.check(path);
+    if (result == RESULT_OK) result = image.frame(path);
     if (result != RESULT_OK) return result;
     platform::FileInfo info;
     platform::NewFile file;

@@ -287,7 +287,7 @@ TEST(UpperLayer, PixelDataAreFoundWhereverTheirDataSetIsCut) {
         ASSERT_TRUE(search.found());
         EXPECT_EQ(search.offset(), offset);
         EXPECT_EQ(search.valueOffset(), offset + 12);
-        Bytes copied(search.size() - 3);
+        Bytes copied(static_cast<std::size_t>(search.size()) - 3);
         search.source().copy(3, search.size(), copied.data());
         EXPECT_EQ(copied, Bytes(bytes.begin() + 3, bytes.end()));
     }
