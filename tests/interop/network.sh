@@ -89,10 +89,14 @@ case_storescu() {
   same "a store after that" big in
   stop_server
 }
-# An image of 8 MiB; and a command that is run while a part of one has arrived.
+# An image of 8 MiB; and a command that is run while a part of one has arrived. What is arriving has no name where
+# the file system allows that: then the server's descriptors tell.
 big() { "$orvkit" phantom big --size 2048 --series 1 --images 1 >/dev/null || exit 1; }
 amid_a_store() {
-  for ((tries = 0; tries < 20000; tries++)); do compgen -G 'in/.*.part' >/dev/null && break; done
+  for ((tries = 0; tries < 3000; tries++)); do
+    compgen -G 'in/.*.part' >/dev/null && break
+    readlink "/proc/$server/fd/"* 2>/dev/null | grep -q '/in/#' && break
+  done
   "$@"
 }
 
