@@ -12,7 +12,6 @@
 #include "orvkit/result.h"
 
 using orvkit::ElemAccess;
-using orvkit::fail;
 
 int DcElem::parseVal(void* value, unsigned int length, DICT_UID xferSyn) {
     (void)deleteAllValues();
