@@ -39,6 +39,7 @@ class Walk {
   public:
     explicit Walk(const std::vector<std::string>& paths) {
         std::vector<Entry> given;
+        given.reserve(paths.size());
         std::error_code error;
         for (const std::string& path : paths) given.push_back({path, fs::is_directory(pathOf(path), error)});
         open_.push_back({std::move(given), 0});

@@ -349,7 +349,7 @@ bool copyWhole(const std::string& from, const std::string& to, std::error_code& 
 }  // namespace
 
 std::string FileSet::freeFileId(const Placed& placed, Faults& faults) {
-    const std::string fileId = newFileId(*placed.leaf);
+    std::string fileId = newFileId(*placed.leaf);
     if (fileId.empty()) faults.push_back("there is no free File ID left for it");
     return fileId;
 }

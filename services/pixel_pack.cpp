@@ -7,6 +7,7 @@
 #include <span>
 #include <vector>
 
+#include "foundation/bytes.h"
 #include "orvkit/lzw.h"
 #include "orvkit/result.h"
 #include "services/paths.h"
@@ -40,7 +41,7 @@ class PixelStream {
     unsigned int claimed() const {
         unsigned char header[8] = {};
         if (platform::readAt(from_, header, sizeof header, at_) != sizeof header) return 0;
-        return header[4] | header[5] << 8 | header[6] << 16 | static_cast<unsigned int>(header[7]) << 24;
+        return orvkit::loadAt<std::uint32_t>(header + 4, orvkit::ByteOrder::little);
     }
     DcLzwIo io() {
         return {this,
