@@ -64,6 +64,7 @@ std::string bashCommand(const Named& named) {
 
 std::string bashCompletion(const std::vector<Named>& all) {
     std::vector<std::string> paths;
+    paths.reserve(all.size());
     std::string cases;
     for (const Named& named : all) paths.push_back("\"" + named.path + "\"");
     // The longest paths first: "orvkit dicomdir make" before "orvkit dicomdir".
