@@ -250,7 +250,9 @@ TEST(Cmd, WhatArrivesBecomesTheClassOfItsCommandField) {
         const auto field = static_cast<unsigned short>(row.type);
         const std::unique_ptr<DcMsg> message = received(new DcElem(0x0100, field)).message;
         const Command expected = make(row.type);
-        EXPECT_EQ(typeid(*message), typeid(*expected)) << row.type;
+        const DcMsg& made = *message;
+        const DcMsg& wanted = *expected;
+        EXPECT_EQ(typeid(made), typeid(wanted)) << row.type;
         EXPECT_EQ(message->getType(), row.type);
     }
     const orvkit::ReceivedMsg unknown = received(new DcElem(0x0100, static_cast<unsigned short>(0x0031)));
