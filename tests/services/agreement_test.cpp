@@ -8,6 +8,7 @@
 #include <random>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "encoding/walk.h"
@@ -112,7 +113,8 @@ class Maker {
                 b.resize(static_cast<std::size_t>(at));
                 break;
             default: {  // letters of a later edition where letters stand, or anywhere
-                const auto pn = std::search(b.begin(), b.end(), "PN", "PN" + 2);
+                constexpr std::string_view name = "PN";
+                const auto pn = std::search(b.begin(), b.end(), name.begin(), name.end());
                 const char* letters = otherLetters[below(std::size(otherLetters))];
                 if (b.end() - pn >= 2) std::copy_n(letters, 2, pn);
             }
