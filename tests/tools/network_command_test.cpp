@@ -237,7 +237,8 @@ class Endless {
     Bytes command() const {
         const bool object = what_ == What::object;
         Stream s(UID_LITTLE_ENDIAN_IMPLICIT);
-        s.ui(0x00000002, "1.2.840.10008.5.1.4.1.1.2").us(0x00000100, object ? 1 : answer_);
+        s.ui(0x00000002, "1.2.840.10008.5.1.4.1.1.2")
+            .us(0x00000100, object ? 1u : static_cast<unsigned int>(answer_));
         s.us(object ? 0x00000110 : 0x00000120, 1).us(0x00000800, what_ == What::pending ? 0x0101 : 1);
         s.us(0x00000900, 0xFF00);
         if (object) s.ui(0x00001000, "1.2.34");
