@@ -89,7 +89,7 @@ TEST(Association, TheProvidersOrderOfTransferSyntaxesDecides) {
     EXPECT_STREQ(info.callingAeTitle, "USER");
     EXPECT_EQ(info.maxPduLen, 524288u);
     const TempDir dir;
-    ASSERT_EQ(user.printAssoInfo((dir / "info").c_str(), "w"), 0);
+    ASSERT_EQ(user.printAssoInfo((dir / "info").c_str(), "wb"), 0);
     const std::string printed = readWhole(dir / "info");
     EXPECT_EQ(printed.substr(0, printed.find("ImplClass")),
               "IP Address     : 127.0.0.1(127.0.0.1)\nCallingAeTitle : USER\nCalledAeTitle  : PROVIDER\n");
@@ -178,7 +178,7 @@ TEST(Association, NullArgumentsAreRefused) {
     CaptureLog log;
     EXPECT_EQ(user.printAssoInfo((dir / "none/info").c_str(), "w"), MSM_PRINT);
     EXPECT_EQ(log.lines().back().text, "Error opening file " + dir / "none/info" + " in mode w");
-    EXPECT_EQ(user.printAssoInfo(path.c_str(), "w"), 0);
+    EXPECT_EQ(user.printAssoInfo(path.c_str(), "wb"), 0);
     EXPECT_EQ(readWhole(path),
               "IP Address     : ()\nCallingAeTitle : \nCalledAeTitle  : \nImplClassUid   : \n"
               "ImplVerName    : \nMaxPduLen      : 0\nAssoNum        : 0\n"
