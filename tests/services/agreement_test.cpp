@@ -236,7 +236,7 @@ TEST(Agreement, CheckScannersAndDecoderSeeEveryElementInTheSamePlace) {
     unsigned int looked = 0;
     unsigned int places = 0;
     unsigned int cuts = 0;
-    for (unsigned int seed = 1; seed <= streams && !testing::Test::HasFailure(); ++seed) {
+    for (unsigned int seed = 1; looked < streams && !testing::Test::HasFailure(); ++seed) {
         Maker maker(seed);
         const Bytes bytes = maker.make();
         SCOPED_TRACE("stream " + std::to_string(seed) + ", syntax " + std::to_string(maker.syntax()) + ": " +
@@ -284,8 +284,7 @@ TEST(Agreement, CheckScannersAndDecoderSeeEveryElementInTheSamePlace) {
     }
     // The streams are not so damaged that nothing is left to agree about.
     if (!testing::Test::HasFailure()) {
-        EXPECT_GT(looked, streams / 2);
-        EXPECT_GT(places, 2 * looked);
+        EXPECT_GT(places, 2 * streams);
         EXPECT_GT(cuts, streams / 2);
     }
 }
