@@ -23,18 +23,18 @@ std::vector<std::string> Option::names() const {
 // Builds the parser's own description, and keeps the exit status of the command that runs.
 class Parser {
   public:
-    Parser(const Command& program, const std::string& version)
-        : program_(program), app_(program.help_, program.name_) {
+    Parser(const Command& program, const std::string& version, const std::vector<std::string>& arguments)
+        : program_(program), app_(program.help_, program.name_), arguments_(arguments) {
         app_.set_version_flag("--version", version);
         app_.footer(program.footer_);
         app_.fallthrough();  // options of the program may stand behind those of the command
         describe(app_, program);
     }
 
-    int run(const std::vector<std::string>& arguments) {
+    int run() {
         std::vector<const char*> texts;
-        texts.reserve(arguments.size());
-        for (const std::string& argument : arguments) texts.push_back(argument.c_str());
+        texts.reserve(arguments_.size());
+        for (const std::string& argument : arguments_) texts.push_back(argument.c_str());
         try {
             app_.parse(static_cast<int>(texts.size()), texts.data());
         } catch (const CLI::Success& asked) {  // --help, --version
@@ -93,13 +93,19 @@ class Parser {
         return nullptr;
     }
 
+    // Describing the options of all commands is most of what a short run costs; those that no argument names
+    // are known by name and help alone.
+    bool mayRun(const Command& command) const {
+        return std::find(arguments_.begin(), arguments_.end(), command.name_) != arguments_.end();
+    }
+
     void describe(CLI::App& app, const Command& command) {
         for (const Option& option : command.options_) add(app, option);
         if (!command.commands_.empty()) app.require_subcommand(1);
         for (const Command& sub : command.commands_) {
             CLI::App& added = *app.add_subcommand(sub.name_, sub.help_);
             added.group(sub.group_);
-            describe(added, sub);
+            if (mayRun(sub)) describe(added, sub);
         }
         if (!command.footer_.empty())
             app.footer(command.footer_);  // its subcommands took that of the program
@@ -158,12 +164,13 @@ class Parser {
 
     const Command& program_;
     CLI::App app_;
+    const std::vector<std::string>& arguments_;
     int status_ = services::EXIT_OK;
 };
 
 int runCommandLine(const Command& program, const std::string& version,
                    const std::vector<std::string>& arguments) {
-    return Parser(program, version).run(arguments);
+    return Parser(program, version, arguments).run();
 }
 
 }  // namespace tools
