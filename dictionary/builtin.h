@@ -61,6 +61,7 @@ constexpr auto indexOf(const std::array<DcDictTagFacts_, N>& facts) {
 
 inline constexpr std::size_t builtinUidCount = 210;
 extern const std::array<DcDictUidInfo, builtinUidCount> builtinUids;  // values 1, 2, 3 ...
+std::size_t builtinUidPosition(std::string_view uid) noexcept;        // the first of them, or noPosition
 
 // The UIDs that only today's edition has, with values from firstCurrentUid on.
 inline constexpr int firstCurrentUid = 1000000001;

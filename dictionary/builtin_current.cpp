@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "dictionary/builtin.h"
+#include "dictionary/text_index.h"
 #include "foundation/fail.h"
 #include "foundation/text.h"
 #include "orvkit/edition.h"
@@ -98,35 +99,6 @@ constexpr auto textPlaces = [] {
     return places;
 }();
 static_assert(textPlaces[tagCount] + 1 == sizeof texts);
-
-// FNV-1a, for the two indexes of names.
-constexpr std::uint32_t hashOf(std::string_view text) {
-    std::uint32_t hash = 2166136261u;
-    for (const char c : text) hash = (hash ^ static_cast<unsigned char>(c)) * 16777619u;
-    return hash;
-}
-
-// An index over the texts that `textAt` gives for positions 0 to `count`, but for the empty ones.
-template <std::size_t Slots, typename TextAt>
-constexpr std::array<std::uint16_t, Slots> indexTexts(std::size_t count, TextAt textAt) {
-    std::array<std::uint16_t, Slots> index{};
-    for (std::size_t i = 0; i < count; ++i) {
-        const std::string_view text = textAt(i);
-        if (text.empty()) continue;
-        std::size_t slot = hashOf(text) % Slots;
-        while (index[slot] != 0) slot = (slot + 1) % Slots;
-        index[slot] = static_cast<std::uint16_t>(i + 1);
-    }
-    return index;
-}
-
-template <std::size_t Slots, typename TextAt>
-std::size_t searchTexts(const std::array<std::uint16_t, Slots>& index, std::string_view text, TextAt textAt) {
-    for (std::size_t slot = hashOf(text) % Slots; index[slot] != 0; slot = (slot + 1) % Slots) {
-        if (textAt(index[slot] - 1u) == text) return index[slot] - 1u;
-    }
-    return noPosition;
-}
 
 constexpr std::string_view keywordAt(std::size_t i) {
     return {texts + textPlaces[i], printed[i].keywordLength};

@@ -1,4 +1,5 @@
 #include "dictionary/builtin.h"
+#include "dictionary/text_index.h"
 
 namespace orvkit {
 
@@ -12,9 +13,22 @@ constexpr std::array<DcDictUidInfo, builtinUidCount> builtinUids = {{
 static_assert([] {
     int next = 1;
     for (const DcDictUidInfo& record : builtinUids) {
-        if (record.value != next++) return false;
+        if (record.value != next++ || record.uid[0] == '\0') return false;
     }
     return true;
 }());
+
+namespace {
+
+constexpr std::string_view uidTextAt(std::size_t i) {
+    return builtinUids[i].uid;
+}
+constexpr auto uidIndex = indexTexts<indexSlotsFor(builtinUidCount)>(builtinUidCount, uidTextAt);
+
+}  // namespace
+
+std::size_t builtinUidPosition(std::string_view uid) noexcept {
+    return searchTexts(uidIndex, uid, uidTextAt);
+}
 
 }  // namespace orvkit

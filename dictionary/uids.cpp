@@ -58,13 +58,16 @@ const DcDictUidInfo* DcDict::findUid(const char* uid) const noexcept {
     if (uid == nullptr) return nullptr;
     const std::size_t length = std::strlen(uid);
     if (length > maxUidLength) return nullptr;
-    const std::size_t slots = ownSlots();
-    for (std::size_t slot = 0; slot < slots; ++slot) {
-        const DcDictUidInfo& record = uidAt(slot);
-        if (record.value != UID_NONE && record.uid[length] == '\0' &&
-            std::memcmp(record.uid, uid, length + 1) == 0) {
-            return &record;
+    if (uidsOwned_) {
+        for (const DcDictUidInfo& record : uids_) {
+            if (record.value != UID_NONE && record.uid[length] == '\0' &&
+                std::memcmp(record.uid, uid, length + 1) == 0) {
+                return &record;
+            }
         }
+    } else if (const std::size_t slot = orvkit::builtinUidPosition({uid, length});
+               slot != orvkit::noPosition) {
+        return &orvkit::builtinUids[slot];
     }
     return isCurrent() ? currentUidAt(orvkit::currentUidPosition({uid, length})) : nullptr;
 }
