@@ -169,11 +169,11 @@ int find(const QueryOptions& options) {
     if (!openFor(association, options, model, {})) return EXIT_FAILED;
     DcCmdCFindRq request;
     fillRequest(request, model, keys);
+    Answers answers(association, options, model);
     if (!association.send(request, model)) {
         complain("%s: %s", options.peer().c_str(), association.fault().c_str());
         return EXIT_FAILED;
     }
-    Answers answers(association, options, model);
     int status = EXIT_FAILED;
     if (options.json) {
         JsonResults results;

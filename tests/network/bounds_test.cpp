@@ -13,11 +13,11 @@ namespace {
 namespace platform = orvkit::platform;
 using Clock = std::chrono::steady_clock;
 
-// No sooner, and not much later: the machine may be busy.
+// No sooner, and not as late as what the peer does would end by itself: the machine may be busy.
 void expectTook(double seconds, Clock::time_point begun) {
     const double took = std::chrono::duration<double>(Clock::now() - begun).count();
     EXPECT_GE(took, seconds - 0.05);
-    EXPECT_LE(took, seconds + 0.7);
+    EXPECT_LE(took, seconds + 8);
 }
 
 void rest(int milliseconds) {
@@ -126,15 +126,15 @@ TEST(Bounds, APduThatTricklesInEndsWithItsTimeout) {
         unsigned int bytesPerSecond;
         bool read;
     };
-    for (const Case& c : {Case{0, 0, true}, Case{1, 0, false}, Case{2, 0, true}, Case{1, 8, true}}) {
+    for (const Case& c : {Case{0, 0, true}, Case{1, 0, false}, Case{20, 0, true}, Case{1, 8, true}}) {
         const QuietLog quiet;
         Victim provider(false);
         provider.setPduTimeout(c.seconds, c.bytesPerSecond);
         const auto begun = Clock::now();
         const int result = provider.open(
-            [](Victim& v) {
+            [&c](Victim& v) {
                 const Bytes request = Association().bytes();
-                const std::size_t slow = request.size() - 12;
+                const std::size_t slow = request.size() - (c.read ? 12 : 100);
                 rest(600);  // which does not count
                 v.say({request.begin(), request.begin() + static_cast<std::ptrdiff_t>(slow)});
                 for (std::size_t i = slow; i < request.size() && !v.left(); ++i) {
@@ -171,7 +171,7 @@ TEST(Bounds, AMessageEndsWithItsTimeoutWhateverComes) {
         if (c.connects) {
             user.ask([&](Victim& v) {
                 v.say(response(kFindRsp, true));
-                for (int i = 0; i < 1000 && v.say(c.again); ++i) rest(c.pause);
+                for (int i = 0; i < 4000 && v.say(c.again); ++i) rest(c.pause);
             });
             begun = Clock::now();
             Message message;
@@ -180,7 +180,7 @@ TEST(Bounds, AMessageEndsWithItsTimeoutWhateverComes) {
         } else {
             result = user.open([&](Victim& v) {
                 v.say({2, 0, 0, 1, 0, 0});
-                for (int i = 0; i < 1000 && v.say(c.again); ++i) rest(c.pause);
+                for (int i = 0; i < 4000 && v.say(c.again); ++i) rest(c.pause);
             });
         }
         EXPECT_EQ(result, MSM_READ_TIMEOUT);
@@ -210,12 +210,11 @@ TEST(Bounds, TheTimeForAMessageBeginsWithItsConnection) {
     DcMsm provider("PROVIDER", TSM_ROLE_SCP, 0);
     provider.setMessageTimeout(1);
     std::thread peer([port = provider.getPort()] {
-        rest(700);
+        rest(1100);
         platform::Address address;
         const bool known = platform::resolve("127.0.0.1", port, address);
         const platform::Socket socket = platform::openSocket(address);
         EXPECT_TRUE(known && platform::connectSocket(socket.get(), address, 1000));
-        rest(600);
         Association request;
         request.called = "PROVIDER        ";
         const Bytes bytes = request.bytes();

@@ -360,7 +360,7 @@ struct TcpPair {
     net::Socket peer;
 };
 
-// The work ends after one second, and within a tenth more.
+// The work ends after one second; without the limit, after 15.
 template <typename Work>
 void expectOneSecond(Work work) {
     using Clock = std::chrono::steady_clock;
@@ -368,7 +368,7 @@ void expectOneSecond(Work work) {
     work();
     const std::chrono::duration<double> took = Clock::now() - begun;
     EXPECT_GE(took.count(), 0.995);
-    EXPECT_LE(took.count(), 1.1);
+    EXPECT_LE(took.count(), 10);
 }
 
 TEST(Waits, ConnectingToAHostThatDoesNotAnswer) {

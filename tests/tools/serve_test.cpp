@@ -25,6 +25,10 @@ namespace platform = orvkit::platform;
 using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
+// A good client who is held up waits for the time-out of others, 30 s: a second on a machine that has
+// something else to do is far from that.
+constexpr auto kSoon = 5s;
+
 template <typename Condition>
 bool untilTrue(Clock::duration patience, Condition condition) {
     for (const auto end = Clock::now() + patience; Clock::now() < end; std::this_thread::sleep_for(10ms)) {
@@ -48,13 +52,13 @@ class RawPeer {
                static_cast<std::int64_t>(bytes.size());
     }
     // The next PDU; empty when none came.
-    Bytes hear(int timeout = 5000) {
+    Bytes hear(int timeout = 20000) {
         Bytes head = take(6, timeout);
         if (head.size() < 6) return {};
         append(head, take(std::size_t{head[4]} << 8 | head[5], timeout));
         return head;
     }
-    bool closed(int timeout = 5000) { return take(1, timeout).empty(); }
+    bool closed(int timeout = 20000) { return take(1, timeout).empty(); }
     void halfClose() { ::shutdown(static_cast<int>(socket_.get()), SHUT_WR); }
     void reset() {
         const linger now{1, 0};
@@ -310,7 +314,7 @@ TEST_F(ServeTest, AStopLetsTheStoreThatIsUnderWayEnd) {
     const Bytes front(object.begin(), object.begin() + 20000);
     const Bytes back(object.begin() + 20000, object.end());
     ASSERT_TRUE(sender.say(joined({storeRequest("1.2.3"), pdu(PDU_TYPE_DATA_TF, pdv(1, 0, front))})));
-    ASSERT_TRUE(untilTrue(5s, [&] { return unfinished() == 1; }));
+    ASSERT_TRUE(untilTrue(20s, [&] { return unfinished() == 1; }));
     ::kill(server, SIGTERM);
     EXPECT_EQ(idle.hear().at(0), PDU_TYPE_ABORT);  // it stops, and has not cut the other yet
     ASSERT_TRUE(sender.say(pdu(PDU_TYPE_DATA_TF, pdv(1, 2, back))));
@@ -322,9 +326,8 @@ TEST_F(ServeTest, AStopLetsTheStoreThatIsUnderWayEnd) {
 TEST_F(ServeTest, HostilePeersHoldNobodyUp) {
     openMany();
     serve();
-    // The best of three: other work on the machine must not count.
     const auto soonest = [this] { return std::min({echo(), echo(), echo()}); };
-    EXPECT_LT(soonest(), 1s);
+    EXPECT_LT(soonest(), kSoon);
     const std::size_t before = openFiles();
     std::vector<std::unique_ptr<RawPeer>> silent, slow, inside;
     for (int i = 0; i < 100; ++i) inside.push_back(std::make_unique<RawPeer>(port));
@@ -336,7 +339,7 @@ TEST_F(ServeTest, HostilePeersHoldNobodyUp) {
     for (std::size_t second = 0; second < 4; ++second) {
         for (const auto& p : slow) (void)p->say(Bytes{request[second]});
         for (const auto& p : inside) EXPECT_TRUE(p->say(Bytes{message[second]}));
-        EXPECT_LT(soonest(), 1s) << "second " << second;
+        EXPECT_LT(soonest(), kSoon) << "second " << second;
         std::this_thread::sleep_for(1s);
     }
     RawPeer http(port), tls(port), half(port), broken(port);
@@ -349,7 +352,7 @@ TEST_F(ServeTest, HostilePeersHoldNobodyUp) {
     ASSERT_TRUE(broken.associate());
     EXPECT_TRUE(broken.say(joined({storeRequest("1.2.3"), {4, 0, 0, 1}})));
     broken.reset();
-    EXPECT_LT(soonest(), 1s);
+    EXPECT_LT(soonest(), kSoon);
     EXPECT_TRUE(logs("1.2.3 was not received to its end"));
     silent.clear();
     slow.clear();
@@ -369,7 +372,7 @@ TEST_F(ServeTest, IdleAssociationsKeepNobodyOut) {
         idle.push_back(std::make_unique<RawPeer>(port));
         ASSERT_TRUE(idle.back()->associate()) << i;
     }
-    EXPECT_LT(std::min({echo(), echo(), echo()}), 1s);
+    EXPECT_LT(std::min({echo(), echo(), echo()}), kSoon);
     // Those who came last still have their associations; those who have been idle longest made room.
     for (std::size_t i = 500; i < idle.size(); ++i) {
         const std::string instance = "1.2." + std::to_string(i);
@@ -384,18 +387,18 @@ TEST_F(ServeTest, IdleAssociationsKeepNobodyOut) {
 }
 
 TEST_F(ServeTest, EachBrokenAssociationIsToldWithItsReason) {
-    serve({"--timeout", "1"});
     const Bytes command = storeRequest("1.2.3");
     const Bytes amid = joined({command, pdu(PDU_TYPE_DATA_TF, pdv(1, 0, Bytes(20, 0)))});
     const struct {
         Bytes said;
         bool closes;
         const char* told;
+        bool late = false;  // told when the time-out has passed, and not before
     } rows[] = {
         {{}, true, "ended: the peer closed the connection, or it broke\n"},
-        {{}, false, "aborted: nothing came in time\n"},
+        {{}, false, "aborted: nothing came in time\n", true},
         {amid, true, "ended: the connection broke in the middle of a message; 1.2.3 was not received"},
-        {amid, false, "ended: the peer stopped in the middle of a message; 1.2.3 was not received"},
+        {amid, false, "ended: the peer stopped in the middle of a message; 1.2.3 was not received", true},
         {joined({amid, {4, 0, 0, 0, 9}}), true,
          "ended: the peer broke off in the middle of a PDU, or was too slow; 1"},
         {joined({amid, pdu(PDU_TYPE_ABORT, Bytes(4))}), false,
@@ -409,11 +412,16 @@ TEST_F(ServeTest, EachBrokenAssociationIsToldWithItsReason) {
          "ended: the peer broke the protocol, and the association was closed: Invalid Presentation Context "
          "ID - 3"},
     };
-    for (const auto& row : rows) {
-        RawPeer sender(port);
-        ASSERT_TRUE(sender.associate() && (row.said.empty() || sender.say(row.said)));
-        if (row.closes) sender.halfClose();
-        EXPECT_TRUE(logs(std::string("association ") + row.told)) << row.told;
+    for (const bool late : {true, false}) {
+        serve({"--timeout", late ? "1" : "60"});
+        for (const auto& row : rows) {
+            if (row.late != late) continue;
+            RawPeer sender(port);
+            ASSERT_TRUE(sender.associate() && (row.said.empty() || sender.say(row.said)));
+            if (row.closes) sender.halfClose();
+            EXPECT_TRUE(logs(std::string("association ") + row.told)) << row.told;
+        }
+        EXPECT_EQ(stop(), 0);
     }
 }
 
@@ -440,8 +448,8 @@ TEST_F(ServeTest, AMessageThatNeverEndsLosesItsWorker) {
         ASSERT_TRUE(sender.say(storeRequest("1.2.3")));
         EXPECT_TRUE(row.first.empty() || sender.say(row.first));
         const auto begun = Clock::now();
-        while (sender.say(row.drop) && Clock::now() - begun < 10s) std::this_thread::sleep_for(200ms);
-        EXPECT_LT(Clock::now() - begun, 6s);
+        while (sender.say(row.drop) && Clock::now() - begun < 30s) std::this_thread::sleep_for(200ms);
+        EXPECT_LT(Clock::now() - begun, 20s);
     }
 }
 
@@ -452,7 +460,7 @@ TEST_F(ServeTest, AServerThatIsKilledLeavesNoNameWithoutAWholeObject) {
     ASSERT_TRUE(other.associate());
     ASSERT_TRUE(other.say(
         joined({storeRequest("1.2.3"), pdu(PDU_TYPE_DATA_TF, pdv(1, 0, ctDataset("1.2.3", 10000)))})));
-    ASSERT_TRUE(untilTrue(5s, [&] { return unfinished() == 1; }));
+    ASSERT_TRUE(untilTrue(20s, [&] { return unfinished() == 1; }));
     std::thread killer([&] {
         EXPECT_TRUE(untilTrue(20s, [&] { return names("in").size() >= 4; }));
         ::kill(server, SIGKILL);

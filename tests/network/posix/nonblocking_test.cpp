@@ -32,7 +32,8 @@ TEST(NonBlockingSocket, IsWaitedForUpToTheWriteTimeout) {
         } else {
             EXPECT_EQ(message.write(), DATATF_SOCKET);
             const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begun;
-            EXPECT_NEAR(took.count(), 1.0, 0.3);
+            EXPECT_GE(took.count(), 0.95);
+            EXPECT_LE(took.count(), 10);  // 15 without the limit
         }
     }
 }
