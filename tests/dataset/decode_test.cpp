@@ -226,10 +226,10 @@ TEST(DecodeHostile, LengthsUpToFourGigabytes) {
     }
 }
 
-TEST(DecodeHostile, AMillionLevelsAreRefused) {
+TEST(DecodeHostile, AHundredThousandLevelsAreRefused) {
     for (const DICT_UID x : kSyntaxes) {
         Stream in(x);
-        for (int i = 0; i < 1000000; ++i)
+        for (int i = 0; i < 100000; ++i)
             in.header(0x00081140, "SQ", Stream::undefined).item(Stream::undefined);
         CaptureLog log;
         DcElemList list;

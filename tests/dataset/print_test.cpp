@@ -28,10 +28,9 @@ std::string flat(DcElem& e) {
 
 struct DataSet : DcElemList {
     using DcElemList::printNodeList;
-    std::string print(PRINT_NODE how) {
-        return printed([&](FILE* file) { return printNodeList(file, how); });
+    std::string tree() {
+        return printed([&](FILE* file) { return printNodeList(file, PRINT_NODE_TREE); });
     }
-    std::string tree() { return print(PRINT_NODE_TREE); }
 };
 
 // The values of an element, as each print shows them behind its header.
@@ -42,12 +41,7 @@ std::string flatValues(DcElem& e) {
 std::string treeValues(DcElem* e) {
     DataSet set;
     set.add(e);
-    const std::string all = set.tree();
-    return all.substr(46);
-}
-
-DcElem* elem(unsigned int tag, const char* text) {
-    return new DcElem(tag, text);
+    return set.tree().substr(46);
 }
 
 std::string times(std::size_t n, char c) {
@@ -58,15 +52,15 @@ std::string times(std::size_t n, char c) {
 
 TEST(Print, EachKindOfValueHasItsLines) {
     const ExceptionLevel any(0);
+    const std::string a80 = times(80, 'a');
+    std::string many = "ABCDEFGHIJ", most = many;
+    for (int i = 0; i < 10; ++i) many += "\\ABCDEFGHIJ";
+    for (int i = 0; i < 6; ++i) most += " \\ ABCDEFGHIJ";
     const struct {
         unsigned int tag;
         DICT_VR vr;
-        const char* text;
-        const char* flat;
-        const char* tree;
+        std::string text, flat, tree;  // no flat: not looked at
     } rows[] = {
-        {0x00080054, VR_AE, "STORE1\\STORE2", "  STORE1\n  STORE2\n", "STORE1 \\ STORE2\n"},
-        {0x00101010, VR_AS, "045Y", "  45Y\n", "045Y\n"},
         {0x00280030, VR_DS, "0.5\\ .25", "  0.5\n  .25\n", "0.5 \\ .25\n"},
         {0x00189073, VR_FD, "0.1\\1e300", "  0.1\n  1e+300\n", "0.1 \\ 1e+300\n"},
         {0x00104000, VR_LT, "two\nlines \\ one", "  two\nlines \\ one\n", "two\nlines \\ one\n"},
@@ -75,17 +69,35 @@ TEST(Print, EachKindOfValueHasItsLines) {
          "1.2.840.10008.5.1.4.1.1.2 (CT Image Storage) \\ 1.2.3\n"},
         {0x00089007, VR_UL, "4294967295", "  0xffffffff -1\n", "-1 \n"},
         {0x00189219, VR_SS, "-1\\7", "  0xffff -1\n  0x0007 7\n", "-1 \\ 7 \n"},
-        {0x00280010, VR_US, "65535", "  0xffff 65535\n", "65535 \n"},
         {0x00000100, VR_US, "48", "  0x0030 (C-ECHO-RQ)\n", "0x0030 (C-ECHO-RQ) \n"},
-        {0x00000900, VR_US, "45056", "  0xb000 45056\n", "0xb000 \n"},
-        {0x00080050, VR_SH, nullptr, "", "\n"},
+        {0x00080050, VR_SH, "", "  \n", "\n"},
+        {0x00104000, VR_LT, a80, "  " + a80 + "\n", a80 + "\n"},
+        {0x00104000, VR_LT, a80 + "a", "  " + a80 + " ...\n", a80 + "...\n"},
+        {0x00080008, VR_CS, many, "", most + " \\ ...\n"},
+        {0x00091001, VR_UN, "ABC ", "", "ABC\n"},
+        {0x00091001, VR_UN, a80 + "aa", "", a80 + " ...\n"},
+        {0x00091001, VR_UN, "A\nB ", "", "4 (0x4) bytes \n"},
+        {0x60003000, VR_OW, times(300, 'x'), "", "300 (0x12c) bytes \n"},
+        {0x00091001, VR_UNKNOWN, "", "", "???\n"},
+        // The flat print groups points and the like.
+        {0x30060050, VR_DS, "1\\2\\3\\4\\5\\6", "  1 \\ 2 \\ 3\n  4 \\ 5 \\ 6\n",
+         "1 \\ 2 \\ 3 \\ 4 \\ 5 \\ 6\n"},
+        {0x30040058, VR_DS, "0\\9\\1\\8", "  0 \\ 9\n  1 \\ 8\n", "0 \\ 9 \\ 1 \\ 8\n"},
     };
     const CaptureLog quiet;
     for (const auto& row : rows) {
+        SCOPED_TRACE(row.tree);
+        const auto length = static_cast<unsigned int>(row.text.size());
         auto* e = new DcElem(row.tag, nullptr, 0u, UID_NONE, row.vr, 0);
-        if (row.text != nullptr) (void)e->addValue(row.text);
-        EXPECT_EQ(flatValues(*e), row.flat) << row.text;
-        EXPECT_EQ(treeValues(e), row.tree) << row.text;
+        if (row.vr == VR_UN || row.vr == VR_OW) {
+            (void)e->addValue(row.text.data(), length, kExplicit);
+        } else if (row.vr != VR_UNKNOWN) {
+            (void)e->addValue(row.text.c_str());
+        }
+        if (!row.flat.empty()) {
+            EXPECT_EQ(flatValues(*e), row.flat);
+        }
+        EXPECT_EQ(treeValues(e), row.tree);
     }
 }
 
@@ -101,91 +113,15 @@ TEST(Print, RawValuesShowWhereTheyAre) {
                                       "                 Total : 200 (0xc8) bytes\n");
 }
 
-TEST(Print, TreeShowsUnknownValuesAsTextWhereTheyAreText) {
-    EXPECT_EQ(treeValues(raw(0x00091001, VR_UN, "ABC ")), "ABC\n");
-    EXPECT_EQ(treeValues(raw(0x00091001, VR_UN, times(82, 'a'))), times(80, 'a') + " ...\n");
-    EXPECT_EQ(treeValues(raw(0x00091001, VR_UN, "A\nB ")), "4 (0x4) bytes \n");
-    EXPECT_EQ(treeValues(raw(0x60003000, VR_OW, times(300, 'x'))), "300 (0x12c) bytes \n");
-    EXPECT_EQ(treeValues(new DcElem(0x00091001u, nullptr, 0u, UID_NONE, VR_UNKNOWN, 0)), "???\n");
-}
-
-TEST(Print, LongValuesAreCutAtEightyBytes) {
-    for (const std::size_t length : {80u, 81u}) {
-        const std::string text = times(length, 'a');
-        const bool cut = length > 80;
-        auto* e = elem(0x00104000, text.c_str());
-        EXPECT_EQ(flatValues(*e), "  " + text.substr(0, 80) + (cut ? " ...\n" : "\n"));
-        EXPECT_EQ(treeValues(e), text.substr(0, 80) + (cut ? "...\n" : "\n"));
-    }
-}
-
-TEST(Print, TreeLeavesOutValuesThatDoNotFitTheLine) {
-    auto* texts = elem(0x00080008, "ABCDEFGHIJ");
-    for (int i = 0; i < 10; ++i) texts->addValue("ABCDEFGHIJ");
-    EXPECT_EQ(treeValues(texts),
-              "ABCDEFGHIJ \\ ABCDEFGHIJ \\ ABCDEFGHIJ \\ ABCDEFGHIJ \\ ABCDEFGHIJ \\ ABCDEFGHIJ \\ ABCDEFGHIJ"
-              " \\ ...\n");
-}
-
-TEST(Print, FlatGroupsListsOfPointsAndTheLike) {
-    const ExceptionLevel any(0);
-    const struct {
-        unsigned int tag;
-        const char* text;
-        const char* lines;
-    } rows[] = {
-        {T_3006_0050_contourData, "1\\2\\3\\4\\5\\6", "  1 \\ 2 \\ 3\n  4 \\ 5 \\ 6\n"},
-        {T_3004_0058_dvhData, "0\\9\\1\\8", "  0 \\ 9\n  1 \\ 8\n"},
-        {T_300a_00be_leafPositionBoundaries, "1\\2\\3\\4\\5\\6\\7\\8\\9",
-         "  1 \\ 2 \\ 3 \\ 4 \\ 5 \\ 6 \\ 7 \\ 8\n  9\n"},
-        {T_0020_0032_imagePositionPatient, "1\\2\\3", "  1\n  2\n  3\n"},
-    };
-    for (const auto& row : rows) {
-        DcElem e(row.tag, row.text);
-        EXPECT_EQ(flatValues(e), row.lines);
-    }
-}
-
-TEST(Print, HeadersNameElementsAsTheDictionaryDoes) {
-    const struct {
-        unsigned int tag;
-        DICT_VR vr;
-        const char* flat;
-        const char* tree;
-    } rows[] = {
-        {0x00280106, VR_US, "(0028,0106)   US(XS)   T_0028_0106_smallestImagePixelValue\n",
-         "T_0028_0106_smallestImagePixelValue      (US) "},
-        {0x00091001, VR_UNKNOWN, "(0009,1001)   ?\?(UN)   T_0009_1001\n",
-         "T_0009_1001                              (?\?) "},
-        {0x60020010, VR_US, "(6002,0010)   US(US)   T_60xx_0010_overlayRows\n",
-         "T_6002_0010                              (US) "},
-    };
-    for (const auto& row : rows) {
-        auto* e = new DcElem(row.tag, nullptr, 0u, UID_NONE, row.vr, 0);
-        const std::string text = flat(*e);
-        EXPECT_EQ(text.substr(0, text.find('\n') + 1), row.flat);
-        DataSet set;
-        set.add(e);
-        EXPECT_EQ(set.tree().substr(0, 46), row.tree);
-    }
-}
-
 TEST(Print, NestedItemsInBothForms) {
     DataSet set;
     auto* outer = new DcElemSq(T_0040_0275_requestAttributesSequence);
     auto* inner = new DcElemSq(T_0040_0008_scheduledProtocolCodeSequence);
-    auto* code = new DcElemSqItem;
-    *code + elem(T_0008_0100_codeValue, "C1");
-    inner->add(code);
-    auto* first = new DcElemSqItem;
-    *first + inner;
-    *first + elem(T_0040_1001_requestedProcedureId, "P1");
-    auto* second = new DcElemSqItem;
-    *second + elem(T_0040_1001_requestedProcedureId, "P2");
-    outer->add(first);
-    outer->add(second);
-    set.add(outer);
-    set.add(elem(T_0040_1001_requestedProcedureId, "P3"));
+    const auto id = [](const char* text) { return new DcElem(T_0040_1001_requestedProcedureId, text); };
+    inner->add(&(*new DcElemSqItem + new DcElem(T_0008_0100_codeValue, "C1")));
+    outer->add(&(*new DcElemSqItem + inner + id("P1")));
+    outer->add(&(*new DcElemSqItem + id("P2")));
+    set + outer + id("P3") + new DcElem(0x60020010u, nullptr, 0u, UID_NONE, VR_US, 0);
 
     EXPECT_EQ(set.tree(),
               "T_0040_0275_requestAttributesSequence    (SQ) \n"
@@ -194,8 +130,9 @@ TEST(Print, NestedItemsInBothForms) {
               "|  +--T_0040_1001_requestedProcedureId         (SH) P1\n"
               "|  |---------------------------------------\n"
               "|  +--T_0040_1001_requestedProcedureId         (SH) P2\n"
-              "T_0040_1001_requestedProcedureId         (SH) P3\n");
-
+              "T_0040_1001_requestedProcedureId         (SH) P3\n"
+              "T_6002_0010                              (US) \n");
+    EXPECT_EQ(flat(*set.last()), "(6002,0010)   US(US)   T_60xx_0010_overlayRows\n");
     EXPECT_EQ(flat(*inner),
               "   *** SQ (0040,0008)  T_0040_0008_scheduledProtocolCodeSequence begin ***\n"
               "     * SQ item (0040,0008) begin *\n"
@@ -216,7 +153,6 @@ TEST(Print, DeepNestingIsBoundedInTheTree) {
         list->add(sq);
         list = &item->getElemList();
     }
-    list->add(elem(T_0040_1001_requestedProcedureId, "deepest"));
     const std::string tree = set.tree();
     EXPECT_EQ(std::count(tree.begin(), tree.end(), '\n'), 64 + 1 + 1)
         << "64 levels below the first, and the note";

@@ -127,8 +127,8 @@ TEST(GetElemOffset, TellsWhatIsWrongOnceAndWithItsCode) {
     }
 }
 
-TEST(RawWalk, AMillionLevelsAreRefusedAndAThousandAreNot) {
-    for (const int levels : {1024, 1025, 1000000}) {
+TEST(RawWalk, AHundredThousandLevelsAreRefusedAndAThousandAreNot) {
+    for (const int levels : {1024, 1025, 100000}) {
         Stream s;
         for (int i = 0; i < levels; ++i) s.header(kSequence, "SQ", Stream::undefined).item(Stream::undefined);
         for (int i = 0; i < levels; ++i) s.endItem().endSequence();

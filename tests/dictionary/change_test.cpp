@@ -1,4 +1,4 @@
-// Additions to the data elements of the dictionary, and removals.
+// Additions to the dictionary, and removals, in either edition.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -7,22 +7,21 @@
 
 #include "fresh_dict.h"
 #include "orvkit/dict.h"
+#include "orvkit/edition.h"
+#include "orvkit/keywords.h"
 #include "orvkit/tags.h"
 
 namespace {
 
-class Change : public FreshDict {};
+class Change : public FreshDict {
+  protected:
+    unsigned int tagDef = 0;
+};
 
-std::string descOf(unsigned int tag) {
+std::string nameOf(unsigned int tag) {
     char name[64];
     Dict.getDesc(tag, name);
     return name;
-}
-
-std::vector<unsigned int> sqListOf(unsigned int tag) {
-    unsigned int tags[DcDict::maxSqTags];
-    EXPECT_EQ(Dict.getSqTagList(tag, tags), 0);
-    return {tags, std::find(tags, tags + DcDict::maxSqTags, 0u)};
 }
 
 TEST_F(Change, AddsUnderTheKeyWithTheDefaultName) {
@@ -35,33 +34,29 @@ TEST_F(Change, AddsUnderTheKeyWithTheDefaultName) {
         DICT_VR storedVr;
         int storedVm;
         const char* defaultName;
-    } cases[] = {
+    } rows[] = {
         {0x00091010, VR_DS, 2, 0x0009FF10, 0x00094410, VR_DS, 2, "T_0009_xx10"},
         {0x00091011, VR_SQ, 7, 0x0009FF11, 0x0009FF11, VR_SQ, 1, "T_0009_xx11"},
         {0x00110010, VR_SH, 1, 0x001100FF, 0x00110020, VR_LO, 1, "T_0011_00xx"},
         {0x60101234, VR_FD, 1, 0x60FF1234, 0x60021234, VR_FD, 1, "T_60xx_1234"},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.defaultName);
-        unsigned int tagDef = 0;
-        EXPECT_EQ(Dict.add(c.tag, c.vr, c.vm, nullptr, &tagDef), 0);
-        EXPECT_EQ(tagDef, c.tagDef);
-        for (const unsigned int tag : {c.tag, c.alike}) {
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.defaultName);
+        EXPECT_EQ(Dict.add(row.tag, row.vr, row.vm, nullptr, &tagDef), 0);
+        EXPECT_EQ(tagDef, row.tagDef);
+        for (const unsigned int tag : {row.tag, row.alike}) {
             DcDictElemInfo info{};
             EXPECT_EQ(Dict.getElemInfo(tag, &info), 0);
-            EXPECT_EQ(info.tagDef, c.tagDef);
-            EXPECT_EQ(info.vr, c.storedVr);
-            EXPECT_EQ(info.vm, c.storedVm);
-            EXPECT_STREQ(info.name, c.defaultName);
+            EXPECT_TRUE(info.tagDef == row.tagDef && info.vr == row.storedVr && info.vm == row.storedVm);
+            EXPECT_STREQ(info.name, row.defaultName);
         }
-        EXPECT_EQ(Dict.subtract(c.alike), 0);
+        EXPECT_EQ(Dict.subtract(row.alike), 0);
         EXPECT_EQ(Dict.tagCount(), 2607u);
     }
     EXPECT_TRUE(log.lines().empty());
 }
 
 TEST_F(Change, RefusesOnlyElement00FFOfAnEvenGroupAsADuplicate) {
-    unsigned int tagDef = 0;
     EXPECT_EQ(Dict.add(0x000800FF, VR_LO, 1, nullptr, nullptr), 0);
     EXPECT_EQ(Dict.add(0x000800FF, VR_LO, 1, nullptr, &tagDef), RESULT_DICT_EXISTS);
     EXPECT_EQ(tagDef, 0x000800FFu);
@@ -69,9 +64,8 @@ TEST_F(Change, RefusesOnlyElement00FFOfAnEvenGroupAsADuplicate) {
 
     // Any other gets one more record, and the latest answers.
     EXPECT_EQ(Dict.add(T_0008_0016_sopClassUid, VR_LO, 1, "mine", nullptr), 0);
-    EXPECT_EQ(Dict.tagCount(), 2609u);
     for (const char* next : {"mine", "T_0008_0016_sopClassUid"}) {
-        EXPECT_EQ(descOf(T_0008_0016_sopClassUid), next);
+        EXPECT_EQ(nameOf(T_0008_0016_sopClassUid), next);
         EXPECT_EQ(Dict.subtract(T_0008_0016_sopClassUid), 0);
     }
     EXPECT_EQ(Dict.subtract(T_0008_0016_sopClassUid), RESULT_DICT_NOT_FOUND);
@@ -79,35 +73,106 @@ TEST_F(Change, RefusesOnlyElement00FFOfAnEvenGroupAsADuplicate) {
 }
 
 TEST_F(Change, RefusesTheRecordBeyondTheLimit) {
-    unsigned int tagDef = 0;
-    for (unsigned int i = 0; i < 4096 - 2607; ++i) {
-        ASSERT_EQ(Dict.add(0x10010000 + 0x20000 * (i / 256) + 0x1000 + i % 256, VR_LO, 1, nullptr, &tagDef),
-                  0);
+    for (const DICT_EDITION edition : {DICT_EDITION_2008, DICT_EDITION_CURRENT}) {
+        dictSetEdition(edition);
+        Dict.reset();
+        for (unsigned int i = 0; i < 4096 - 2607; ++i) {
+            ASSERT_EQ(Dict.add(0x00091000 + 0x20000 * i, VR_LO, 1, nullptr, &tagDef), 0);
+        }
+        EXPECT_EQ(Dict.add(0x00091010, VR_LO, 1, nullptr, &tagDef), RESULT_DICT_LIMIT);
+        EXPECT_EQ(tagDef, 0xFFFFFFFFu);
+        log.expect(LOG_NOTICE, "DcDict::add", "Tag (0009,1010) not added, Dictionary limit reached");
     }
-    EXPECT_EQ(Dict.add(0x00091010, VR_LO, 1, nullptr, &tagDef), RESULT_DICT_LIMIT);
-    EXPECT_EQ(tagDef, 0xFFFFFFFFu);
-    log.expect(LOG_NOTICE, "DcDict::add", "Tag (0009,1010) not added, Dictionary limit reached");
 }
 
-TEST_F(Change, AnswersSequenceTagLists) {
-    unsigned int tagDef = 0;
-    const unsigned int tags[] = {T_0008_0016_sopClassUid, T_0008_0018_sopInstanceUid, 0};
-    EXPECT_EQ(Dict.add(0x0009, 0x1010, tags, "private sequence", &tagDef), 0);
-    EXPECT_EQ(tagDef, 0x0009FF10u);
-    EXPECT_EQ(sqListOf(0x00094410), (std::vector<unsigned int>{tags[0], tags[1]}));
-    unsigned int list[DcDict::maxSqTags] = {1};
-    EXPECT_EQ(Dict.getSqTagList(0x0008, 0x0016, list), RESULT_DICT_NOT_SQ);
-    EXPECT_EQ(list[0], 0u);
-    log.expect(LOG_NOTICE, "DcDict::getSqTagList", "Element (0008,0016) is not of type SQ");
-}
-
-TEST_F(Change, LimitsTheListsOfSequences) {
+TEST_F(Change, LimitsAndAnswersTheListsOfSequences) {
     std::vector<unsigned int> tags(64, T_0008_0016_sopClassUid);
     EXPECT_EQ(Dict.add(0x00091010, tags.data(), nullptr, nullptr), RESULT_DICT_LIMIT);
     log.expect(LOG_NOTICE, "DcDict::add", "Number of element exceeds limit for SQ tag 0x00091010");
     EXPECT_EQ(Dict.tagCount(), 2607u);
     tags.back() = 0;
     EXPECT_EQ(Dict.add(0x00091010, tags.data(), nullptr, nullptr), 0);
+    unsigned int list[DcDict::maxSqTags] = {1};
+    EXPECT_EQ(Dict.getSqTagList(0x00094410, list), 0);
+    EXPECT_TRUE(std::equal(tags.begin(), tags.end(), list));
+    EXPECT_EQ(Dict.getSqTagList(0x0008, 0x0016, list), RESULT_DICT_NOT_SQ);
+    EXPECT_EQ(list[0], 0u);
+    log.expect(LOG_NOTICE, "DcDict::getSqTagList", "Element (0008,0016) is not of type SQ");
+}
+
+TEST_F(Change, AddsAndRemovesUids) {
+    DICT_UID value = UID_NONE;
+    EXPECT_EQ(Dict.add("1.2.3", nullptr, &value, UID_TYPE_XFER_SYN), 0);
+    EXPECT_EQ(value, 211);
+    char text[65];
+    EXPECT_EQ(Dict.getDesc(value, text), 0);
+    EXPECT_STREQ(text, "Private UID");
+    EXPECT_EQ(Dict.add("1.2.3", "again", &(value = UID_NONE), UID_TYPE_SOP), RESULT_DICT_EXISTS);
+    EXPECT_EQ(value, 211);
+    log.expect(LOG_NOTICE, "DcDict::add", "UID '1.2.3' already exists in dictionary");
+
+    // A freed slot is used again, the number goes on from the highest in use.
+    EXPECT_EQ(Dict.subtract("1.2.840.10008.1.1"), 0);
+    EXPECT_EQ(Dict.add("1.2.4", "again", &value, UID_TYPE_SOP), 0);
+    EXPECT_EQ(value, 212);
+    EXPECT_STREQ(Dict.uidAt(0).uid, "1.2.4");
+
+    EXPECT_EQ(Dict.add("1.2.x.4", "letter", nullptr, UID_TYPE_SOP), RESULT_DICT_NULL);
+    log.expect(LOG_NOTICE, "DcDict::add", "Invalid character 'x' in UID string 1.2.x.4");
+    EXPECT_EQ(Dict.add(std::string(65, '1').c_str(), "long", nullptr, UID_TYPE_SOP), RESULT_DICT_NULL);
+    log.clear();
+    EXPECT_EQ(Dict.add(std::string(64, '1').c_str(), "longest", nullptr, UID_TYPE_SOP), 0);
+    for (int i = 3; i < 47; ++i) {
+        ASSERT_EQ(Dict.add(("1.3." + std::to_string(i)).c_str(), nullptr, nullptr, UID_TYPE_SOP), 0) << i;
+    }
+    EXPECT_EQ(Dict.add("1.2.47", nullptr, nullptr, UID_TYPE_SOP), RESULT_DICT_LIMIT);
+    log.expect(LOG_NOTICE, "DcDict::add", "Dictionary UID limit of 256 reached");
+}
+
+TEST_F(Change, OfTheEditionIsToldAndAnyOtherNumberRefused) {
+    EXPECT_EQ(dictGetEdition(), DICT_EDITION_2008);
+    EXPECT_EQ(dictSetEdition(static_cast<DICT_EDITION>(3)), RESULT_DICT_EDITION);
+    log.expect(LOG_NOTICE, "dictSetEdition", "3 is not an edition of the dictionary");
+    EXPECT_EQ(dictSetEdition(DICT_EDITION_CURRENT), RESULT_OK);
+    Dict.reset();
+    EXPECT_EQ(dictGetEdition(), DICT_EDITION_CURRENT);
+    EXPECT_EQ(Dict.tagCount(), 5357u);
+}
+
+// Additions and subtractions made in either edition hold in both, whatever was there.
+TEST_F(Change, HoldsInBothEditions) {
+    DICT_UID uid = UID_NONE;
+    const char* const pet = "1.2.840.10008.5.1.4.1.1.130";
+    EXPECT_EQ(Dict.add(0x00091010, VR_DS, 2, "mine", &tagDef), 0);
+    EXPECT_EQ(Dict.add(DcTag::ZeroVelocityPixelValue, VR_LO, 1, "early", &tagDef), 0);
+    EXPECT_EQ(Dict.add(pet, "early PET", &uid, UID_TYPE_SOP), 0);
+    EXPECT_EQ(Dict.subtract(T_0010_0010_patientsName), 0);
+
+    dictSetEdition(DICT_EDITION_CURRENT);
+    EXPECT_EQ(Dict.add(0x00111010, VR_DS, 2, "later", &tagDef), 0);
+    EXPECT_EQ(Dict.subtract(DcTag::ExtendedOffsetTable), 0);
+    EXPECT_EQ(Dict.subtract("1.2.840.10008.1.2.4.201"), 0);
+    EXPECT_EQ(Dict.add("1.2.3", "later", &uid, UID_TYPE_SOP), 0);
+    EXPECT_EQ(uid, 212);
+    for (const DICT_EDITION edition : {DICT_EDITION_CURRENT, DICT_EDITION_2008, DICT_EDITION_CURRENT}) {
+        dictSetEdition(edition);
+        const bool today = edition == DICT_EDITION_CURRENT;
+        EXPECT_EQ(Dict.tagCount(), today ? 5357u + 3 - 2 : 2607u + 3 - 1);
+        EXPECT_EQ(nameOf(0x00091010), "mine");
+        EXPECT_EQ(nameOf(0x00111010), "later");
+        EXPECT_EQ(nameOf(DcTag::ZeroVelocityPixelValue), "early");
+        EXPECT_FALSE(Dict.facts(DcTag::PatientName).known);
+        EXPECT_FALSE(Dict.facts(DcTag::ExtendedOffsetTable).known);
+        EXPECT_EQ(Dict.facts(DcTag::ExtendedOffsetTableLengths).known, today);
+        EXPECT_EQ(Dict.getUidDef(pet, uid), 0);
+        EXPECT_EQ(uid, 211);
+        EXPECT_EQ(Dict.findUid(DcUid::HTJ2KLossless), nullptr);
+        EXPECT_EQ(Dict.findUid("1.2.840.10008.1.2.4.202") != nullptr, today);
+    }
+    EXPECT_EQ(Dict.subtract(DcTag::ZeroVelocityPixelValue), 0);
+    EXPECT_EQ(Dict.facts(DcTag::ZeroVelocityPixelValue).vr, VR_XS);
+    dictSetEdition(DICT_EDITION_2008);
+    EXPECT_FALSE(Dict.facts(DcTag::ZeroVelocityPixelValue).known);
 }
 
 }  // namespace

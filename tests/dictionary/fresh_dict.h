@@ -5,12 +5,16 @@
 #include <gtest/gtest.h>
 
 #include "orvkit/dict.h"
+#include "orvkit/edition.h"
 #include "support/capture_log.h"
 
 class FreshDict : public ::testing::Test {
   protected:
     FreshDict() { Dict.reset(); }
-    ~FreshDict() override { Dict.reset(); }
+    ~FreshDict() override {
+        dictSetEdition(DICT_EDITION_2008);
+        Dict.reset();
+    }
 
     CaptureLog log;
 };
