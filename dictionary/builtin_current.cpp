@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "dictionary/builtin.h"
+#include "dictionary/syntax_table.h"
 #include "dictionary/text_index.h"
 #include "foundation/fail.h"
 #include "foundation/text.h"
@@ -176,6 +177,12 @@ static_assert([] {
     }
     return true;
 }());
+
+static_assert(firstCurrentUid == syntax_table::firstLater);
+static_assert(std::ranges::any_of(uidRows, [](const UidRow& row) {
+    return row.value == syntax_table::jpipHtj2kDeflate &&
+           std::string_view(row.uid) == "1.2.840.10008.1.2.4.205";
+}));
 
 constexpr auto newUids = [] {
     std::array<DcDictUidInfo, uidCount - newUidsAt> infos{};

@@ -30,6 +30,10 @@ struct SyntaxRow {
 
 namespace syntax_table {
 
+// Numbers of UIDs that only today's edition has begin here. Of their syntaxes one has a row.
+inline constexpr unsigned int firstLater = 1000000001;
+inline constexpr auto jpipHtj2kDeflate = static_cast<DICT_UID>(1000000024);
+
 // clang-format off
 inline constexpr SyntaxRow rows[] = {
     // syntax                            explicit order              pixel data            delimited data set           --to
@@ -41,15 +45,22 @@ inline constexpr SyntaxRow rows[] = {
     {UID_DEFLATED_LITTLE_ENDIAN_EXPLICIT, true,   ByteOrder::little, Pixels::native,       true,     Packing::deflated, ""},
     {UID_BIG_ENDIAN_EXPLICIT,            true,    ByteOrder::big,    Pixels::native,       false,    Packing::plain,    "big"},
     {UID_JPIP_REFERENCED_DEFLATE,        true,    ByteOrder::little, Pixels::encapsulated, true,     Packing::deflated, ""},
+    {jpipHtj2kDeflate,                   true,    ByteOrder::little, Pixels::encapsulated, true,     Packing::deflated, ""},
     {UID_ORVKIT5_LZW,                    true,    ByteOrder::little, Pixels::packed,       true,     Packing::plain,    "lzw"},
 };
 // clang-format on
 
-// The row of each small number.
+// The place of a number in the index: those of 2008, and behind them those of today's edition.
+constexpr std::size_t placeOf(DICT_UID syntax) noexcept {
+    const auto i = static_cast<unsigned int>(syntax);
+    return i < firstLater ? i : i - firstLater + 256;
+}
+
+// The row of each number.
 inline constexpr auto rowOf = [] {
-    std::array<std::uint8_t, 256> index{};
+    std::array<std::uint8_t, 512> index{};
     for (std::size_t i = 1; i < std::size(rows); ++i) {
-        index[static_cast<std::size_t>(rows[i].syntax)] = static_cast<std::uint8_t>(i);
+        index[placeOf(rows[i].syntax)] = static_cast<std::uint8_t>(i);
     }
     return index;
 }();
@@ -58,7 +69,7 @@ inline constexpr auto rowOf = [] {
 
 constexpr const SyntaxRow& syntaxRow(DICT_UID syntax) noexcept {
     using namespace syntax_table;
-    const auto i = static_cast<unsigned int>(syntax);
+    const std::size_t i = placeOf(syntax);
     return rows[i < std::size(rowOf) ? rowOf[i] : 0];
 }
 

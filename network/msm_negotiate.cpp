@@ -163,12 +163,16 @@ int DcMsm::acceptSopXfer(const DcPduPresCtx& proposal, DICT_UID chosen[2], PRES_
         result = PRES_CTX_AC_SOP_REJECTED;
         return MSM_SOP_CLASS;
     }
-    for (int i = 0; i < MSM_XFER_SYN_MAX && entry->xferSyn[i] != UID_NONE; ++i) {
-        if (!lists(proposal.xferSyn, entry->xferSyn[i])) continue;
-        chosen[0] = entry->xferSyn[i];
-        result = PRES_CTX_AC_ACCEPT;
-        role = proposal.role & entry->role;
-        return RESULT_OK;
+    // A class for whose transfer syntaxes one entry is too small goes on in the next one.
+    for (auto at = entry; at != own_->support.end() && at->sopClass == entry->sopClass; ++at) {
+        for (int i = 0; i < MSM_XFER_SYN_MAX && at->xferSyn[i] != UID_NONE; ++i) {
+            if (!lists(proposal.xferSyn, at->xferSyn[i])) continue;
+            chosen[0] = at->xferSyn[i];
+            result = PRES_CTX_AC_ACCEPT;
+            role = proposal.role & entry->role;
+            return RESULT_OK;
+        }
+        if (at->xferSyn[MSM_XFER_SYN_MAX - 1] == UID_NONE) break;
     }
     result = PRES_CTX_AC_XFER_SYN_REJECTED;
     return MSM_NO_SUPPORT_LIST;

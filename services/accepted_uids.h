@@ -8,9 +8,15 @@
 
 namespace services {
 
-// Every storage SOP class that the dictionary knows, and those of later editions of the standard, which are
-// added to it: call it before threads use the dictionary. Verification comes first; an empty entry ends the
-// list.
+struct StorageClass {
+    DICT_UID value;
+    bool retired;
+    bool isImage;
+};
+// Those of the edition that is set, in the order of their numbers: those of 2008 first.
+std::vector<StorageClass> storageClasses();
+
+// All of them and Verification, in every transfer syntax of a data set; an empty entry ends the list.
 std::vector<DcMsmSopXferSyn> storageSupport();
 
 }  // namespace services

@@ -4,12 +4,12 @@
 #include <cstdio>
 #include <filesystem>
 #include <memory>
-#include <string_view>
 #include <system_error>
 
 #include "orvkit/result.h"
 #include "orvkit/tags.h"
 #include "platform/stop.h"
+#include "services/accepted_uids.h"
 #include "services/charset.h"
 #include "services/network_text.h"
 #include "services/paths.h"
@@ -24,8 +24,9 @@ namespace {
 
 constexpr unsigned short kNoDataset = 0x0101;
 
-// A context for every storage class of the dictionary with the uncompressed transfer syntaxes, and as many as
-// the association can hold with compressed ones: the peer takes one syntax of each context.
+// Contexts for storage classes with the uncompressed transfer syntaxes, and for images one more with
+// compressed ones: the peer takes one syntax of each context. An association has room for half of today's
+// classes: those of 2008 come first, retired ones not at all.
 std::vector<DcMsmSopXferSyn> storageContexts() {
     const std::vector<DICT_UID> native = {UID_LITTLE_ENDIAN_EXPLICIT, UID_LITTLE_ENDIAN_IMPLICIT,
                                           UID_BIG_ENDIAN_EXPLICIT};
@@ -34,16 +35,16 @@ std::vector<DcMsmSopXferSyn> storageContexts() {
         UID_RLE_LOSSLESS,     UID_JPEG_2K_LOSSY,    UID_JPEG_LS_LOSSY,
         UID_JPEG_BASELINE,    UID_JPEG_EXTENDED,    UID_MPEG2};
     std::vector<DcMsmSopXferSyn> contexts;
-    std::vector<DICT_UID> images;
-    for (std::size_t slot = 0; slot < Dict.uidSlots(); ++slot) {
-        const DcDictUidInfo& info = Dict.uidAt(slot);
-        const bool storage = info.value != UID_NONE && info.type == UID_TYPE_SOP &&
-                             std::string_view(info.uid).starts_with("1.2.840.10008.5.1.4.1.1.");
-        if (!storage || Dict.findUid(info.uid)->value != info.value) continue;
-        contexts.push_back(context(info.value, native, TSM_ROLE_SCP));
-        if (std::string_view(info.desc).find("Image") != std::string_view::npos) images.push_back(info.value);
+    std::vector<DcMsmSopXferSyn> later;
+    std::vector<DcMsmSopXferSyn> images;
+    for (const StorageClass& each : storageClasses()) {
+        if (each.retired) continue;
+        const bool old = each.value <= UID_GE_MACHINE_STORAGE;
+        (old ? contexts : later).push_back(context(each.value, native, TSM_ROLE_SCP));
+        if (old && each.isImage) images.push_back(context(each.value, compressed, TSM_ROLE_SCP));
     }
-    for (DICT_UID image : images) contexts.push_back(context(image, compressed, TSM_ROLE_SCP));
+    contexts.insert(contexts.end(), images.begin(), images.end());
+    contexts.insert(contexts.end(), later.begin(), later.end());
     if (contexts.size() > MSM_PROPOSAL_MAX - 1) contexts.resize(MSM_PROPOSAL_MAX - 1);  // one is the model's
     return contexts;
 }

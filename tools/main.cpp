@@ -1,6 +1,9 @@
 // orvkit: what people do with DICOM files every day, on top of the library.
+#include <cstdlib>
+#include <cstring>
 #include <new>
 
+#include "orvkit/edition.h"
 #include "orvkit/log.h"
 #include "platform/process.h"
 #include "services/out_of_memory.h"
@@ -14,6 +17,17 @@ namespace platform = orvkit::platform;
 // Files are shown and changed as they are: no value is refused, cut or counted against its limits.
 void takeValuesAsTheyAre() {
     elemListSetValueExceptionLevel(0);
+}
+
+// Today's edition of the dictionary, unless the environment asks for another.
+bool setEdition() {
+    const char* const asked = std::getenv("ORVKIT_EDITION");
+    if (asked == nullptr || *asked == '\0' || std::strcmp(asked, "current") == 0) {
+        return dictSetEdition(DICT_EDITION_CURRENT) == 0;
+    }
+    if (std::strcmp(asked, "2008") == 0) return true;
+    tools::complain("ORVKIT_EDITION is %s, and should be current or 2008", asked);
+    return false;
 }
 
 // Before everything else in the program, also before what other files build while it starts.
@@ -41,6 +55,7 @@ int main(int argc, char** argv) {
     platform::ignoreSizeLimit();
     tools::installLog(false);
     takeValuesAsTheyAre();
+    if (!setEdition()) return tools::EXIT_USAGE;
 
     try {
         tools::Command program("orvkit",
@@ -56,8 +71,7 @@ int main(int argc, char** argv) {
             program.heading(heading);
             add(program);
         }
-        const int status =
-            tools::runCommandLine(program, "orvkit " ORVKIT_VERSION, platform::programArguments(argc, argv));
+        const int status = tools::runCommandLine(program, platform::programArguments(argc, argv));
         return tools::finishOutput() || status != tools::EXIT_OK ? status : tools::EXIT_FAILED;
     } catch (const std::bad_alloc&) {
         tools::complain("not enough memory");

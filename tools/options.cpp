@@ -23,9 +23,9 @@ std::vector<std::string> Option::names() const {
 // Builds the parser's own description, and keeps the exit status of the command that runs.
 class Parser {
   public:
-    Parser(const Command& program, const std::string& version, const std::vector<std::string>& arguments)
+    Parser(const Command& program, const std::vector<std::string>& arguments)
         : program_(program), app_(program.help_, program.name_), arguments_(arguments) {
-        app_.set_version_flag("--version", version);
+        app_.set_version_flag("--version", program.name_ + " " ORVKIT_VERSION);
         app_.footer(program.footer_);
         app_.fallthrough();  // options of the program may stand behind those of the command
         describe(app_, program);
@@ -168,9 +168,8 @@ class Parser {
     int status_ = services::EXIT_OK;
 };
 
-int runCommandLine(const Command& program, const std::string& version,
-                   const std::vector<std::string>& arguments) {
-    return Parser(program, version, arguments).run();
+int runCommandLine(const Command& program, const std::vector<std::string>& arguments) {
+    return Parser(program, arguments).run();
 }
 
 }  // namespace tools

@@ -210,8 +210,7 @@ class Command {
 // Parses the command line and runs the command that it names. Help and the version go to standard output;
 // what is wrong with the usage is told on standard error, and the status is then EXIT_USAGE. `arguments`
 // begins with the name of the program.
-int runCommandLine(const Command& program, const std::string& version,
-                   const std::vector<std::string>& arguments);
+int runCommandLine(const Command& program, const std::vector<std::string>& arguments);
 
 }  // namespace tools
 
