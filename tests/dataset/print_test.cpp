@@ -61,6 +61,7 @@ TEST(Print, EachKindOfValueHasItsLines) {
         DICT_VR vr;
         std::string text, flat, tree;  // no flat: not looked at
     } rows[] = {
+        {0x00101010, VR_AS, "045Y", "  45Y\n", "045Y\n"},
         {0x00280030, VR_DS, "0.5\\ .25", "  0.5\n  .25\n", "0.5 \\ .25\n"},
         {0x00189073, VR_FD, "0.1\\1e300", "  0.1\n  1e+300\n", "0.1 \\ 1e+300\n"},
         {0x00104000, VR_LT, "two\nlines \\ one", "  two\nlines \\ one\n", "two\nlines \\ one\n"},

@@ -111,6 +111,7 @@ TEST(AddText, IsTrimmedSplitCheckedAndCut) {
         {VR_IS, long20.substr(8), 0, "[" + long20.substr(8) + "]"},
         {VR_IS, long20.substr(7), ELEM_TOO_LONG, "", "DcElem::verifyValueIS - string too long"},
         // On binary VRs.
+        {VR_FL, long20.substr(3), ELEM_TOO_LONG, "", "DcElem::verifyValueFX - string too long"},
         {VR_FD, "-1.5e3\\.5\\1.5.5\\--1", 0, "[-1500][0.5][1.5][0]"},
         {VR_SL, "99999999999\\-99999999999", 0, "[2147483647][-2147483648]"},
         {VR_SS, "70000\\-1", 0, "[4464][-1]"},
