@@ -10,28 +10,17 @@
 
 #include "dataset/elem_access.h"
 #include "encoding/header.h"
+#include "foundation/block.h"
 #include "foundation/exception_level.h"
 #include "foundation/fail.h"
 #include "foundation/node_links.h"
+#include "foundation/tag.h"
 #include "orvkit/result.h"
 #include "platform/file.h"
 
-using orvkit::ElemAccess;
-using orvkit::fail;
+using namespace orvkit;
 
 namespace {
-
-constexpr unsigned int kPixelData = 0x7FE00010;
-
-constexpr unsigned int makeTag(unsigned short group, unsigned short element) {
-    return (static_cast<unsigned int>(group) << 16) | element;
-}
-constexpr unsigned int groupOf(unsigned int tag) {
-    return tag >> 16;
-}
-constexpr unsigned int elementOf(unsigned int tag) {
-    return tag & 0xFFFF;
-}
 
 int refuseRaw(const DcElem& e, DICT_VR vr) {
     const unsigned int tag = ElemAccess::tag(e);
@@ -46,12 +35,12 @@ unsigned int saturate(unsigned long long n) {
 
 // Bytes that the values of an element are estimated at. Fixed sizes are the VR's longest value.
 unsigned long long estimateValues(const DcElem& e, DICT_VR vr) {
-    const orvkit::ElemStore& store = ElemAccess::store(e);
-    const short each = orvkit::vrRow(vr).estimate;
+    const ElemStore& store = ElemAccess::store(e);
+    const short each = vrRow(vr).estimate;
     if (each >= 0) return 1ull * static_cast<unsigned int>(each) * store.count;
     unsigned long long total = 0;
     for (unsigned int i = 0; i < store.count; ++i) {
-        total += orvkit::storeText(store, i).size() + 1;
+        total += storeText(store, i).size() + 1;
         total += total & 1;
     }
     return total;
@@ -59,11 +48,10 @@ unsigned long long estimateValues(const DcElem& e, DICT_VR vr) {
 
 // Links the raw buffers of an element; the first one's backward link finds the last one. Values that stood in
 // their place are gone.
-void appendBuf(orvkit::ElemStore& store, DcBuf* buf) {
-    using orvkit::NodeLinks;
+void appendBuf(ElemStore& store, DcBuf* buf) {
     NodeLinks::next(*buf) = nullptr;
     if (!store.raw) {
-        orvkit::storeClear(store);
+        storeClear(store);
         store.raw = true;
         store.firstBuf = buf;
     } else {
@@ -72,7 +60,7 @@ void appendBuf(orvkit::ElemStore& store, DcBuf* buf) {
     NodeLinks::previous(*store.firstBuf) = buf;
 }
 
-void deleteBufs(orvkit::ElemStore& store) {
+void deleteBufs(ElemStore& store) {
     if (!store.raw) return;
     while (store.firstBuf != nullptr) {
         DcBuf* const next = store.firstBuf->next();
@@ -104,7 +92,7 @@ void DcElem::initialize(unsigned int tag, void* value, unsigned int length, DICT
     exceptionCB_ = nullptr;
     sequenceFlag_ = sequenceFlag != 0;
     xferSyn_ = UID_NONE;
-    orvkit::storeInit(store_);
+    storeInit(store_);
 
     const bool groupLength = elementOf(tag) == 0;
     if (groupLength) vr = VR_UL;
@@ -120,7 +108,7 @@ void DcElem::initialize(unsigned int tag, void* value, unsigned int length, DICT
                   "SQ Element (%04x,%04x) must be constructed with DcElemSq", groupOf(tag), elementOf(tag));
         return;
     }
-    xferSyn_ = orvkit::syntaxOfGroup(groupOf(tag), value != nullptr ? xferSyn : UID_NONE);
+    xferSyn_ = syntaxOfGroup(groupOf(tag), value != nullptr ? xferSyn : UID_NONE);
     if (groupLength && value == nullptr) {
         constexpr unsigned int zero = 0;
         (void)addValueFmtBuf(&zero, sizeof zero, ELEM_INDEX_APPEND, true);
@@ -136,7 +124,7 @@ DcElem::DcElem(unsigned int tag, void* value, unsigned int length, DICT_UID xfer
 
 DcElem::DcElem(unsigned short group, unsigned short element, void* value, unsigned int length,
                DICT_UID xferSyn, DICT_VR vr, int sequenceFlag)
-    : DcElem(makeTag(group, element), value, length, xferSyn, vr, sequenceFlag) {}
+    : DcElem(tagOf(group, element), value, length, xferSyn, vr, sequenceFlag) {}
 
 // The typed forms differ in nothing but the type.
 #define ORVKIT_TYPED_ELEM(type)                                              \
@@ -145,7 +133,7 @@ DcElem::DcElem(unsigned short group, unsigned short element, void* value, unsign
         ElemAccess::settle(*this, addValue(value, ELEM_INDEX_APPEND));       \
     }                                                                        \
     DcElem::DcElem(unsigned short group, unsigned short element, type value) \
-        : DcElem(makeTag(group, element), value) {}
+        : DcElem(tagOf(group, element), value) {}
 ORVKIT_TYPED_ELEM(DcElemValueAS&)
 ORVKIT_TYPED_ELEM(DcElemValueAT&)
 ORVKIT_TYPED_ELEM(DcElemValueDA&)
@@ -167,7 +155,7 @@ DcElem::DcElem(unsigned int tag, DcBuf* buffer) {
     ElemAccess::settle(*this, addValue(buffer));
 }
 DcElem::DcElem(unsigned short group, unsigned short element, DcBuf* buffer)
-    : DcElem(makeTag(group, element), buffer) {}
+    : DcElem(tagOf(group, element), buffer) {}
 
 DcElem::DcElem(unsigned int tag, const char* fileName, int offset, unsigned int length, DICT_UID xferSyn) {
     initialize(tag, nullptr, 0, UID_LITTLE_ENDIAN_EXPLICIT, VR_IM, 0);
@@ -175,7 +163,7 @@ DcElem::DcElem(unsigned int tag, const char* fileName, int offset, unsigned int 
 }
 DcElem::DcElem(unsigned short group, unsigned short element, const char* fileName, int offset,
                unsigned int length, DICT_UID xferSyn)
-    : DcElem(makeTag(group, element), fileName, offset, length, xferSyn) {}
+    : DcElem(tagOf(group, element), fileName, offset, length, xferSyn) {}
 
 DcElem::DcElem(unsigned int tag, int handle, int offset, unsigned int length, DICT_UID xferSyn) {
     initialize(tag, nullptr, 0, UID_LITTLE_ENDIAN_EXPLICIT, VR_IM, 0);
@@ -183,11 +171,11 @@ DcElem::DcElem(unsigned int tag, int handle, int offset, unsigned int length, DI
 }
 DcElem::DcElem(unsigned short group, unsigned short element, int handle, int offset, unsigned int length,
                DICT_UID xferSyn)
-    : DcElem(makeTag(group, element), handle, offset, length, xferSyn) {}
+    : DcElem(tagOf(group, element), handle, offset, length, xferSyn) {}
 
 DcElem::~DcElem() {
     deleteBufs(store_);
-    orvkit::storeClear(store_);
+    storeClear(store_);
 }
 
 // ---- identity ---------------------------------------------------------------------------------------------
@@ -206,12 +194,12 @@ int DcElem::getTag(unsigned short& group, unsigned short& element) const {
 int DcElem::setTag(unsigned int tag) {
     tag_ = tag;
     // A data set that holds the element has to look at its order anew.
-    if (DcList* list = this->list()) orvkit::NodeLinks::touch(*list);
+    if (DcList* list = this->list()) NodeLinks::touch(*list);
     return RESULT_OK;
 }
 
 int DcElem::setTag(unsigned short group, unsigned short element) {
-    return setTag(makeTag(group, element));
+    return setTag(tagOf(group, element));
 }
 
 int DcElem::pushTag(unsigned int tag) {
@@ -220,7 +208,7 @@ int DcElem::pushTag(unsigned int tag) {
 }
 
 int DcElem::pushTag(unsigned short group, unsigned short element) {
-    return pushTag(makeTag(group, element));
+    return pushTag(tagOf(group, element));
 }
 
 int DcElem::getVr(DICT_VR& vr) const {
@@ -265,7 +253,7 @@ void ElemAccess::setVr(DcElem& e, DICT_VR vr) noexcept {
 // ---- counting ---------------------------------------------------------------------------------------------
 
 int DcElem::getValueCount() const {
-    if (orvkit::isRawVr(ElemAccess::vr(*this))) return ElemAccess::firstBuf(*this) != nullptr ? 1 : 0;
+    if (isRawVr(ElemAccess::vr(*this))) return ElemAccess::firstBuf(*this) != nullptr ? 1 : 0;
     return static_cast<int>(store_.count);
 }
 
@@ -301,7 +289,7 @@ int DcElem::registerValueExceptionCB(void* context, DcElemValueExceptionCB callb
 
 int DcElem::deleteAllValues() {
     deleteBufs(store_);
-    orvkit::storeClear(store_);
+    storeClear(store_);
     return RESULT_OK;
 }
 
@@ -313,14 +301,13 @@ int DcElem::addValueFmtBuf(const void* data, unsigned int size, int index, bool 
     if (index == ELEM_INDEX_APPEND || (index == 0 && count == 0)) {
         deleteBufs(store_);
         // A full element keeps its newest values.
-        const bool full =
-            vm_ != 0 && orvkit::valueExceptionLevel() != 0 && count >= static_cast<int>(std::abs(vm_));
-        if (full && count != 0) orvkit::storeDropFirst(store_, text);
-        stored = orvkit::storeAppend(store_, value, text);
+        const bool full = vm_ != 0 && valueExceptionLevel() != 0 && count >= static_cast<int>(std::abs(vm_));
+        if (full && count != 0) storeDropFirst(store_, text);
+        stored = storeAppend(store_, value, text);
     } else if (index < ELEM_INDEX_APPEND || index >= count) {
         return fail(ELEM_INVALID_INDEX, LOG_VALIDATION, "DcElem::addValueFmtBuf", "Invalid index value");
     } else {
-        stored = orvkit::storeReplace(store_, static_cast<unsigned int>(index), value, text);
+        stored = storeReplace(store_, static_cast<unsigned int>(index), value, text);
     }
     if (stored) return RESULT_OK;
     return fail(ELEM_NO_MEMORY, LOG_ERROR, "DcElem::addValueFmtBuf",
@@ -337,7 +324,7 @@ int DcElem::getValue(DICT_VR_SIZE& size, int& vrLength, void*** values) const {
     const bool text = size == VR_SIZE_CHAR;
     auto** array = new void*[count + 1]();
     for (unsigned int i = 0; i < count; ++i) {
-        const auto value = orvkit::storeValue(store_, i, text);
+        const auto value = storeValue(store_, i, text);
         auto* copy = new unsigned char[value.size() + 1]();
         std::memcpy(copy, value.data(), value.size());
         array[i] = copy;
@@ -349,13 +336,11 @@ int DcElem::getValue(DICT_VR_SIZE& size, int& vrLength, void*** values) const {
 // ---- raw buffers ------------------------------------------------------------------------------------------
 
 int DcElem::addValue(DcBuf* buffer) try {
-    if (buffer == nullptr) {
-        return fail(ELEM_NULL_ARGUMENT, LOG_NOTICE, "DcElem::addValue", "Null argument passed");
-    }
+    if (buffer == nullptr) return failNull(ELEM_NULL_ARGUMENT, "DcElem::addValue", LOG_NOTICE);
     const DICT_VR vr = ElemAccess::vr(*this);
-    if (!orvkit::isRawVr(vr)) return refuseRaw(*this, vr);
+    if (!isRawVr(vr)) return refuseRaw(*this, vr);
     const BUF_TYPE type = buffer->getType();
-    if ((type == BUF_FILE || type == BUF_HANDLE) && tag_ != kPixelData) {
+    if ((type == BUF_FILE || type == BUF_HANDLE) && tag_ != kTagPixelData) {
         return fail(ELEM_VALUE_REFUSED, LOG_VALIDATION, "DcElem::addValue",
                     "Only Pixel Data (7fe0,0010) accepts disk based raw buffers");
     }
@@ -365,17 +350,14 @@ int DcElem::addValue(DcBuf* buffer) try {
     if (own->getXferSyn() != UID_NONE) xferSyn_ = own->getXferSyn();
     return RESULT_OK;
 } catch (const std::bad_alloc&) {
-    return orvkit::failMemory("DcElem::addValue");
+    return failMemory("DcElem::addValue");
 }
 
 int DcElem::addValue(const void* data, unsigned int length, DICT_UID xferSyn) try {
     const DICT_VR vr = ElemAccess::vr(*this);
-    if (!orvkit::isRawVr(vr)) return refuseRaw(*this, vr);
+    if (!isRawVr(vr)) return refuseRaw(*this, vr);
     if (data == nullptr || length == 0) return ELEM_VALUE_REFUSED;
-    struct Release {
-        void operator()(void* p) const { ::operator delete(p); }
-    };
-    std::unique_ptr<void, Release> copy(::operator new(length, std::nothrow));
+    Block copy = allocate(length);
     if (copy == nullptr) {
         return fail(ELEM_NO_MEMORY, LOG_ERROR, "DcElem::addValue",
                     "unable to allocated 0x%x (%d) bytes of memory", length, static_cast<int>(length));
@@ -388,14 +370,14 @@ int DcElem::addValue(const void* data, unsigned int length, DICT_UID xferSyn) tr
     xferSyn_ = xferSyn;
     return RESULT_OK;
 } catch (const std::bad_alloc&) {
-    return orvkit::failMemory("DcElem::addValue");
+    return failMemory("DcElem::addValue");
 }
 
 int DcElem::addValue(const char* fileName, int offset, unsigned int length, DICT_UID xferSyn) try {
     const DICT_VR vr = ElemAccess::vr(*this);
-    if (!orvkit::vrRow(vr).onDisk) return refuseRaw(*this, vr);
+    if (!vrRow(vr).onDisk) return refuseRaw(*this, vr);
     if (fileName == nullptr) return RESULT_OK;
-    if (!orvkit::platform::openRead(fileName)) {
+    if (!platform::openRead(fileName)) {
         return fail(ELEM_VALUE_REFUSED, LOG_VALIDATION, "DcElem::addValue",
                     "Element (%04x,%04x), unable to open file %s in rb mode", groupOf(tag_), elementOf(tag_),
                     fileName);
@@ -406,14 +388,14 @@ int DcElem::addValue(const char* fileName, int offset, unsigned int length, DICT
     xferSyn_ = xferSyn;
     return RESULT_OK;
 } catch (const std::bad_alloc&) {
-    return orvkit::failMemory("DcElem::addValue");
+    return failMemory("DcElem::addValue");
 }
 
 int DcElem::addValue(int handle, int offset, unsigned int length, DICT_UID xferSyn) try {
     const DICT_VR vr = ElemAccess::vr(*this);
-    if (!orvkit::vrRow(vr).onDisk) return refuseRaw(*this, vr);
+    if (!vrRow(vr).onDisk) return refuseRaw(*this, vr);
     if (handle == -1) return ELEM_VALUE_REFUSED;
-    orvkit::platform::FileHandle own = orvkit::platform::duplicate(handle);
+    platform::FileHandle own = platform::duplicate(handle);
     if (!own) {
         const int error = errno;
         switch (error) {
@@ -432,7 +414,7 @@ int DcElem::addValue(int handle, int offset, unsigned int length, DICT_UID xferS
     xferSyn_ = xferSyn;
     return RESULT_OK;
 } catch (const std::bad_alloc&) {
-    return orvkit::failMemory("DcElem::addValue");
+    return failMemory("DcElem::addValue");
 }
 
 unsigned long long ElemAccess::rawLength(const DcElem& e) noexcept {
@@ -446,7 +428,7 @@ unsigned long long ElemAccess::rawLength(const DcElem& e) noexcept {
 unsigned int ElemAccess::delimiterRoom(const DcElem& e) noexcept {
     const DcBuf* const first = firstBuf(e);
     const bool inMemory = first != nullptr && first->getType() == BUF_MEMORY;
-    const bool mayHaveOne = e.tag_ == kPixelData && inMemory && e.xferSyn_ != UID_LITTLE_ENDIAN_EXPLICIT;
+    const bool mayHaveOne = e.tag_ == kTagPixelData && inMemory && e.xferSyn_ != UID_LITTLE_ENDIAN_EXPLICIT;
     return mayHaveOne ? 8 : 0;
 }
 
@@ -455,7 +437,7 @@ int DcElem::getBufSize(unsigned int& size, unsigned int*) {
     constexpr unsigned int shortHeader = 8;
     const DICT_VR vr = ElemAccess::vr(*this);
     unsigned long long total = largestHeader;
-    if (orvkit::isRawVr(vr)) {
+    if (isRawVr(vr)) {
         for (DcBuf* b = ElemAccess::firstBuf(*this); b != nullptr; b = b->next()) {
             if (b->getType() == BUF_MEMORY) total += b->getLen();
         }

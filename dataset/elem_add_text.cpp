@@ -247,6 +247,6 @@ int DcElem::addValueStrg(const char* text, unsigned int length, int index) {
 }
 
 int DcElem::addValue(const char* value, int index) {
-    if (value == nullptr) return fail(ELEM_NULL_ARGUMENT, LOG_NOTICE, reporter, "Null argument passed");
+    if (value == nullptr) return failNull(ELEM_NULL_ARGUMENT, reporter, LOG_NOTICE);
     return addWhole(*this, value, index);
 }

@@ -9,11 +9,7 @@
 #include "orvkit/elem.h"
 #include "orvkit/result.h"
 
-using orvkit::ByteOrder;
-using orvkit::ByteWriter;
-using orvkit::ElemAccess;
-using orvkit::fail;
-using orvkit::Mode;
+using namespace orvkit;
 
 namespace {
 
@@ -30,18 +26,18 @@ class Framer {
           buf_(buf),
           mode_(Mode::of(xferSyn)),
           writer_({buf, static_cast<std::size_t>(ElemAccess::frameBound(elem))}, mode_.order),
-          delimited_(tag_ == orvkit::kTagPixelData && orvkit::syntaxRow(xferSyn).delimited),
+          delimited_(tag_ == kTagPixelData && syntaxRow(xferSyn).delimited),
           inStream_(inStream),
           leaveValue_(leaveValue) {}
 
     int run(unsigned int& length) {
-        const int result = orvkit::isRawVr(vr_) ? putRaw() : putValues();
+        const int result = isRawVr(vr_) ? putRaw() : putValues();
         length = static_cast<unsigned int>(writer_.offset());
         return result;
     }
 
   private:
-    void putHeader(unsigned int length) { orvkit::writeHeader(writer_, mode_, tag_, vr_, length); }
+    void putHeader(unsigned int length) { writeHeader(writer_, mode_, tag_, vr_, length); }
 
     int failLength(unsigned long long length) const {
         return fail(ELEM_VALUE_REFUSED, LOG_ERROR, "DcElem::frameValueOX",
@@ -50,12 +46,12 @@ class Framer {
     }
 
     int putValues() {
-        const orvkit::ElemStore& store = ElemAccess::store(elem_);
+        const ElemStore& store = ElemAccess::store(elem_);
         if (store.count == 0) {
             putHeader(0);
             return RESULT_OK;
         }
-        const orvkit::VrRow& row = orvkit::vrRow(vr_);
+        const VrRow& row = vrRow(vr_);
         if (row.facts.size == VR_SIZE_NONE) {
             putHeader(0);
             return fail(ELEM_VR_SIZE, LOG_VALIDATION, "DcElem::frameValueNonOX",
@@ -64,19 +60,19 @@ class Framer {
         const bool text = row.facts.size == VR_SIZE_CHAR;
         // The last NUL of texts, or the padding in its place, makes their length even.
         const unsigned int length = text ? store.used - (store.used & 1) : store.used;
-        const bool fits = orvkit::lengthFits(mode_, vr_, length);
+        const bool fits = lengthFits(mode_, vr_, length);
         const bool refused = !fits && dictGetEdition() == DICT_EDITION_2008;
         // What is too long for its VR's header goes out as UN, whose header has room (PS3.5 6.2.2); in the
         // edition of 2008 it stands there without a length.
-        orvkit::writeHeader(writer_, mode_, tag_, fits || refused ? vr_ : VR_UN, refused ? 0 : length);
+        writeHeader(writer_, mode_, tag_, fits || refused ? vr_ : VR_UN, refused ? 0 : length);
         unsigned char* const at = buf_ + writer_.offset();
-        writer_.bytes(orvkit::storeBytes(store).data(), length);
+        writer_.bytes(storeBytes(store).data(), length);
         if (text) {
             settleTexts(store, at, length, row.padding);
-        } else if (row.kind == orvkit::Kind::tagged) {
+        } else if (row.kind == Kind::tagged) {
             settleTags({at, length});
         } else if (mode_.order != kHostOrder) {
-            orvkit::swapUnits({at, length}, orvkit::vrUnit(vr_));
+            swapUnits({at, length}, vrUnit(vr_));
         }
         if (!refused) return RESULT_OK;
         return fail(ELEM_VALUE_REFUSED, LOG_ERROR, "DcElem::frameValueLen",
@@ -85,8 +81,7 @@ class Framer {
     }
 
     // The NULs between the values become backslashes, the last one the padding (PS3.5 6.2).
-    static void settleTexts(const orvkit::ElemStore& store, unsigned char* at, unsigned int length,
-                            char padding) {
+    static void settleTexts(const ElemStore& store, unsigned char* at, unsigned int length, char padding) {
         if (store.count > 1)
             std::replace(at, at + store.used - 1, static_cast<unsigned char>(0),
                          static_cast<unsigned char>('\\'));
@@ -96,9 +91,9 @@ class Framer {
     // Group and element are numbers of their own in the stream.
     void settleTags(std::span<unsigned char> bytes) const {
         for (std::size_t i = 0; i + 4 <= bytes.size(); i += 4) {
-            const auto tag = orvkit::loadAt<std::uint32_t>(bytes.data() + i, kHostOrder);
+            const auto tag = loadAt<std::uint32_t>(bytes.data() + i, kHostOrder);
             ByteWriter w(bytes.subspan(i, 4), mode_.order);
-            orvkit::writeTag(w, tag);
+            writeTag(w, tag);
         }
     }
 
@@ -118,16 +113,16 @@ class Framer {
             putHeader(0);
             return ELEM_EMPTY_VALUE;
         }
-        if (total >= orvkit::kLengthUndefined && !delimited_) {
+        if (total >= kLengthUndefined && !delimited_) {
             putHeader(0);
             return failLength(total);
         }
-        putHeader(delimited_ ? orvkit::kLengthUndefined : static_cast<unsigned int>(total));
+        putHeader(delimited_ ? kLengthUndefined : static_cast<unsigned int>(total));
         if (first->getType() != BUF_MEMORY) return RESULT_OK;
         if (!leaveValue_) {
             for (DcBuf* b = first; b != nullptr; b = b->next()) putMemory(*b);
         }
-        if (delimited_) writer_.bytes(orvkit::kPixelDataEnd, sizeof orvkit::kPixelDataEnd);
+        if (delimited_) writer_.bytes(kPixelDataEnd, sizeof kPixelDataEnd);
         return RESULT_OK;
     }
 
@@ -135,8 +130,8 @@ class Framer {
         if (b.getBuf() == nullptr) return;
         unsigned char* const at = buf_ + writer_.offset();
         writer_.bytes(b.getBuf(), b.getLen());
-        if (inStream_ && orvkit::syntaxRow(b.getXferSyn()).order != mode_.order) {
-            orvkit::swapUnits({at, b.getLen()}, orvkit::vrUnit(vr_));
+        if (inStream_ && syntaxRow(b.getXferSyn()).order != mode_.order) {
+            swapUnits({at, b.getLen()}, vrUnit(vr_));
         }
     }
 
@@ -153,7 +148,7 @@ class Framer {
 
 // An element that carries an explicit syntax is written in it in any explicit stream.
 bool ownSyntaxWins(DICT_UID own, DICT_UID stream) {
-    return own != UID_NONE && orvkit::syntaxRow(own).explicitVr && orvkit::syntaxRow(stream).explicitVr;
+    return own != UID_NONE && syntaxRow(own).explicitVr && syntaxRow(stream).explicitVr;
 }
 
 int checkFrame(const DcElem& e, const unsigned char* buf) {
@@ -197,7 +192,7 @@ int ElemAccess::frameInStream(DcElem& e, unsigned char* buf, unsigned int& lengt
 }
 
 bool ElemAccess::isOnDisk(const DcElem& e) noexcept {
-    const DcBuf* const first = orvkit::isRawVr(vr(e)) ? firstBuf(e) : nullptr;
+    const DcBuf* const first = isRawVr(vr(e)) ? firstBuf(e) : nullptr;
     if (first == nullptr || (first->getType() != BUF_FILE && first->getType() != BUF_HANDLE)) return false;
     for (const DcBuf* b = first; b != nullptr; b = b->next()) {
         if (b->getType() != first->getType()) return false;
@@ -215,7 +210,7 @@ unsigned long long ElemAccess::frameBound(const DcElem& e) noexcept {
 }
 
 DICT_UID ElemAccess::syntaxInStream(const DcElem& e, DICT_UID xferSyn) noexcept {
-    const bool own = ownSyntaxWins(e.xferSyn_, xferSyn) &&
-                     orvkit::syntaxRow(e.xferSyn_).order == orvkit::syntaxRow(xferSyn).order;
+    const bool own =
+        ownSyntaxWins(e.xferSyn_, xferSyn) && syntaxRow(e.xferSyn_).order == syntaxRow(xferSyn).order;
     return own ? e.xferSyn_ : xferSyn;
 }

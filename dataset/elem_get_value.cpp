@@ -234,7 +234,7 @@ int copyValue(const DcElem& e, const VrRow& rule, unsigned int at, char* buffer,
 using namespace orvkit;
 
 int DcElem::getValue(char* buffer, int length, int index) {
-    if (buffer == nullptr) return fail(ELEM_NULL_ARGUMENT, LOG_NOTICE, reporter, "Null argument passed");
+    if (buffer == nullptr) return failNull(ELEM_NULL_ARGUMENT, reporter, LOG_NOTICE);
     *buffer = '\0';
     const VrRow& rule = vrRow(ElemAccess::vr(*this));
     unsigned int at;
@@ -274,7 +274,7 @@ int DcElem::getValue(DICT_UID& value, int index) {
     unsigned int at;
     const int code = locate(*this, ElemAccess::vr(*this) == VR_UI, "DICT_UID", index, at);
     if (code != RESULT_OK) return code;
-    const DcDictUidInfo* info = Dict.findUid(orvkit::storeText(store_, at).data());
+    const DcDictUidInfo* info = Dict.findUid(storeText(store_, at).data());
     if (info == nullptr) return ELEM_VALUE_REFUSED;
     value = info->value;
     return done(*this, RESULT_OK, index);

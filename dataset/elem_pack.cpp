@@ -4,6 +4,7 @@
 #include <new>
 
 #include "dataset/elem_access.h"
+#include "foundation/block.h"
 #include "foundation/bytes.h"
 #include "foundation/fail.h"
 #include "foundation/node_links.h"
@@ -11,19 +12,9 @@
 #include "orvkit/lzw.h"
 #include "orvkit/result.h"
 
-using orvkit::ElemAccess;
-using orvkit::fail;
+using namespace orvkit;
 
 namespace {
-
-struct Release {
-    void operator()(unsigned char* p) const { ::operator delete(p); }
-};
-using Block = std::unique_ptr<unsigned char, Release>;
-
-Block allocate(std::size_t size) {
-    return Block(static_cast<unsigned char*>(::operator new(size, std::nothrow)));
-}
 
 // What a stream of that many bytes can hold at most: a code has 9 bits or more, and each string is at most
 // one byte longer than the longest before it and than the code table. The length that a stream claims is not
@@ -38,7 +29,7 @@ unsigned long long lzwMost(unsigned int encodedLength) {
 int DcElem::changeXferSyn(DICT_UID xferSyn) try {
     constexpr const char* reporter = "DcElem::changeXferSyn";
     const DICT_VR vr = ElemAccess::vr(*this);
-    if (!orvkit::vrRow(vr).onDisk || ElemAccess::firstBuf(*this) == nullptr) return RESULT_OK;
+    if (!vrRow(vr).onDisk || ElemAccess::firstBuf(*this) == nullptr) return RESULT_OK;
     DcBuf& source = *store_.firstBuf;
     if (source.getType() != BUF_MEMORY || source.getBuf() == nullptr) {
         return fail(ELEM_XFER_SYNTAX, LOG_VALIDATION, reporter, "Only memory buffers can be changed");
@@ -54,8 +45,7 @@ int DcElem::changeXferSyn(DICT_UID xferSyn) try {
     const bool encode = xferSyn == UID_ORVKIT5_LZW;
     unsigned int outLen = inLen;
     if (!encode) {
-        const unsigned long long claimed =
-            inLen < 8 ? 0 : orvkit::loadAt<std::uint32_t>(in + 4, orvkit::ByteOrder::little);
+        const unsigned long long claimed = inLen < 8 ? 0 : loadAt<std::uint32_t>(in + 4, ByteOrder::little);
         outLen = static_cast<unsigned int>(std::min(claimed, lzwMost(inLen)));
     }
     Block out = allocate(outLen + std::size_t{1});
@@ -70,19 +60,19 @@ int DcElem::changeXferSyn(DICT_UID xferSyn) try {
     // The first buffer gives way to the new one, which goes behind the others.
     DcBuf* const old = store_.firstBuf;
     DcBuf* rest = old->next();
-    DcBuf* last = static_cast<DcBuf*>(orvkit::NodeLinks::previous(*old));
+    DcBuf* last = static_cast<DcBuf*>(NodeLinks::previous(*old));
     auto* fresh = new DcBuf(out.release(), outLen, xferSyn);
     if (rest == nullptr) {
         store_.firstBuf = fresh;
     } else {
-        orvkit::NodeLinks::next(*last) = fresh;
+        NodeLinks::next(*last) = fresh;
         store_.firstBuf = rest;
     }
-    orvkit::NodeLinks::previous(*store_.firstBuf) = fresh;
-    orvkit::NodeLinks::next(*fresh) = nullptr;
+    NodeLinks::previous(*store_.firstBuf) = fresh;
+    NodeLinks::next(*fresh) = nullptr;
     delete old;
     xferSyn_ = xferSyn;
     return RESULT_OK;
 } catch (const std::bad_alloc&) {
-    return orvkit::failMemory("DcElem::changeXferSyn");
+    return failMemory("DcElem::changeXferSyn");
 }

@@ -128,8 +128,7 @@ int verifyText(Verify check, const char* text, unsigned int tag) {
 }  // namespace
 }  // namespace orvkit
 
-using orvkit::Verify;
-using orvkit::verifyText;
+using namespace orvkit;
 
 int DcElem::verifyValueAE(const char* text) const {
     return verifyText(Verify::AE, text, tag_);

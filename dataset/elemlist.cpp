@@ -17,11 +17,7 @@
 #include "orvkit/result.h"
 #include "orvkit/sequence.h"
 
-using orvkit::ElemAccess;
-using orvkit::ElemListAccess;
-using orvkit::fail;
-using orvkit::failNull;
-using orvkit::tagOf;
+using namespace orvkit;
 
 namespace {
 
@@ -32,9 +28,9 @@ int acceptAll(void*, unsigned int, DICT_VR, char*, char**) {
 }
 
 // Null without memory: look-ups then walk.
-orvkit::ElemIndex* makeIndex(const DcElemList& list) {
+ElemIndex* makeIndex(const DcElemList& list) {
     try {
-        auto index = std::make_unique<orvkit::ElemIndex>();
+        auto index = std::make_unique<ElemIndex>();
         for (DcElem* e = list.first(); e != nullptr; e = e->next()) {
             index->byTag.emplace_hint(index->byTag.end(), ElemAccess::tag(*e), e);
         }
@@ -63,7 +59,7 @@ DcElemList::DcElemList(void* buf, unsigned int length, DICT_UID xferSyn)
       index_(nullptr),
       recent_(nullptr),
       orderedVersion_(version()) {
-    setValueExceptionLevel(orvkit::valueExceptionLevel());
+    setValueExceptionLevel(valueExceptionLevel());
     if (parse(buf, length, xferSyn) != ELEM_NO_MEMORY) return;
     delete index_;
     delete pending_;

@@ -7,27 +7,16 @@
 #include "dataset/elem_aside.h"
 #include "dataset/elemlist_access.h"
 #include "encoding/header.h"
+#include "foundation/block.h"
 #include "foundation/fail.h"
 #include "orvkit/elemlist.h"
 #include "orvkit/result.h"
 
-using orvkit::Aside;
-using orvkit::ElemAccess;
-using orvkit::ElemListAccess;
-using orvkit::fail;
+using namespace orvkit;
 
 namespace {
 
-constexpr unsigned int kPixelGroup = orvkit::kTagPixelData >> 16;
-
-struct Release {
-    void operator()(unsigned char* p) const { ::operator delete(p); }
-};
-using Block = std::unique_ptr<unsigned char, Release>;
-
-Block allocate(std::size_t size) {
-    return Block(static_cast<unsigned char*>(::operator new(size, std::nothrow)));
-}
+constexpr unsigned int kPixelGroup = kTagPixelData >> 16;
 
 // Lends the listed elements, or all, but for pixel data.
 void lend(Aside& loan, DcElemList& owner, const unsigned int* tags) {
@@ -49,7 +38,7 @@ void lend(Aside& loan, DcElemList& owner, const unsigned int* tags) {
 
 int DcElemList::duplicate(DcElemList* dest, unsigned int* tags) {
     constexpr const char* reporter = "DcElemList::duplicate";
-    if (dest == nullptr) return fail(ELEM_NULL_ARGUMENT, LOG_VALIDATION, reporter, "Null argument passed");
+    if (dest == nullptr) return failNull(ELEM_NULL_ARGUMENT, reporter);
     unsigned int length = 0;
     Block block;
     {
@@ -79,7 +68,7 @@ int DcElemList::parse() {
 
 int DcElemList::parse(DcBufList* list) {
     constexpr const char* reporter = "DcElemList::parse";
-    if (list == nullptr) return fail(ELEM_NULL_ARGUMENT, LOG_VALIDATION, reporter, "Null argument passed");
+    if (list == nullptr) return failNull(ELEM_NULL_ARGUMENT, reporter);
     if (list->first() == nullptr) return RESULT_OK;
     lastTag_ = 0xFFFFFFFF;
 
@@ -120,7 +109,7 @@ int DcElemList::parse(DcBufList* list) {
     }
     if (onDisk != nullptr) {
         (void)list->subtract(onDisk);
-        (void)add(new DcElem(orvkit::kTagPixelData, onDisk));  // takes the content over
+        (void)add(new DcElem(kTagPixelData, onDisk));  // takes the content over
         delete onDisk;
     }
     return result;

@@ -6,11 +6,7 @@
 #include "orvkit/elemlist.h"
 #include "orvkit/result.h"
 
-using orvkit::ElemAccess;
-using orvkit::ElemListAccess;
-using orvkit::fail;
-using orvkit::FramedHeader;
-using orvkit::isUncompressed;
+using namespace orvkit;
 
 namespace {
 
@@ -19,7 +15,7 @@ constexpr unsigned int kGroupLengthSize = 12;  // a group length element, in eve
 
 // OB or OW, as the samples' width and the syntax have it (PS3.5 8.1.2 and A.4).
 void settleRawVr(DcElem* e, unsigned short bits, DICT_UID xferSyn) {
-    if (e == nullptr || !orvkit::isRawVr(ElemAccess::vr(*e))) return;
+    if (e == nullptr || !isRawVr(ElemAccess::vr(*e))) return;
     ElemAccess::setVr(*e, bits > 8 && isUncompressed(xferSyn) ? VR_OW : VR_OB);
 }
 
@@ -42,7 +38,7 @@ unsigned long long settlePixels(DcElemList& list, DcElem* pixels, DICT_UID xferS
 
 int failTooLarge() {
     return fail(ELEM_VALUE_REFUSED, LOG_ERROR, "DcElemList::frame", "Data set is larger than 0x%x bytes",
-                orvkit::kMostRoom);
+                kMostRoom);
 }
 
 // Encodes the elements of a data set one behind the other and sets the group lengths that are there.
@@ -68,7 +64,7 @@ class ListFramer {
             if (const int result = put(*e, used_); result != RESULT_OK) return result;
             if (onDisk_ == nullptr || (e != lent_ && !ElemAccess::isOnDisk(*e))) continue;
             const bool undefined = ElemAccess::undefinedInStream(*e, xferSyn_);
-            const std::size_t behind = e == lent_ && undefined ? orvkit::kDelimitationSize : 0;
+            const std::size_t behind = e == lent_ && undefined ? kDelimitationSize : 0;
             onDisk_->push_back({e, used_ - static_cast<unsigned int>(behind), undefined});
         }
         return closeGroup();
@@ -78,7 +74,7 @@ class ListFramer {
   private:
     int put(DcElem& e, unsigned int& at) {
         unsigned int size = 0;
-        const DICT_UID xferSyn = orvkit::syntaxOfGroup(group_, xferSyn_);
+        const DICT_UID xferSyn = syntaxOfGroup(group_, xferSyn_);
         int result;
         if (ElemAccess::isSequence(e)) {
             result = ElemListAccess::frame(static_cast<DcElemSq&>(e), buf_ + at, room_ - at, size, xferSyn);
@@ -105,9 +101,9 @@ class ListFramer {
         if (lengthElem_ == nullptr) return RESULT_OK;
         unsigned long long length = used_ - groupAt_ - kGroupLengthSize;
         if (group_ == kPixelGroup && hasPixels_) {
-            const orvkit::SyntaxRow& row = orvkit::syntaxRow(xferSyn_);
-            length = pixelLength_ + (row.explicitVr ? orvkit::kLongHeader : orvkit::kShortHeader) +
-                     (row.delimited ? orvkit::kDelimitationSize : 0);
+            const SyntaxRow& row = syntaxRow(xferSyn_);
+            length = pixelLength_ + (row.explicitVr ? kLongHeader : kShortHeader) +
+                     (row.delimited ? kDelimitationSize : 0);
         }
         (void)lengthElem_->addValue(static_cast<unsigned int>(length), 0);
         unsigned int at = groupAt_;
@@ -130,23 +126,23 @@ class ListFramer {
 }  // namespace
 
 int DcElemList::frame(unsigned char* buf, unsigned int& length, DICT_UID xferSyn) try {
-    return ElemListAccess::frame(*this, buf, orvkit::kMostRoom, length, xferSyn);
+    return ElemListAccess::frame(*this, buf, kMostRoom, length, xferSyn);
 } catch (const std::bad_alloc&) {
-    return orvkit::failMemory("DcElemList::frame");
+    return failMemory("DcElemList::frame");
 }
 
 int ElemListAccess::frame(DcElemList& list, unsigned char* buf, unsigned int room, unsigned int& length,
                           DICT_UID xferSyn, std::vector<FramedHeader>* onDisk, const DcElem* lent) {
     constexpr const char* reporter = "DcElemList::frame";
     length = 0;
-    if (buf == nullptr) return fail(ELEM_NULL_ARGUMENT, LOG_NOTICE, reporter, "Null argument passed");
+    if (buf == nullptr) return failNull(ELEM_NULL_ARGUMENT, reporter, LOG_NOTICE);
     const DcDictUidInfo* uid = Dict.findUid(xferSyn);
     if (uid == nullptr || uid->type != UID_TYPE_XFER_SYN) {
         return fail(ELEM_XFER_SYNTAX, LOG_NOTICE, reporter, "'%s' is not a Transfer Syntax UID",
                     uid != nullptr ? uid->uid : "");
     }
     settleWaveforms(list, xferSyn);
-    DcElem* const pixels = find(list, orvkit::kTagPixelData);
+    DcElem* const pixels = find(list, kTagPixelData);
     const unsigned long long pixelLength = settlePixels(list, pixels, xferSyn);
     ListFramer framer(buf, room, xferSyn, pixels != nullptr, pixelLength, onDisk, lent);
     const int result = framer.run(list.first());
@@ -157,10 +153,10 @@ int ElemListAccess::frame(DcElemList& list, unsigned char* buf, unsigned int roo
 int DcElemList::encode(unsigned char* buf, unsigned int& length, DICT_UID xferSyn) try {
     return frame(buf, length, xferSyn);
 } catch (const std::bad_alloc&) {
-    return orvkit::failMemory("DcElemList::encode");
+    return failMemory("DcElemList::encode");
 }
 
 bool ElemAccess::undefinedInStream(const DcElem& e, DICT_UID xferSyn) noexcept {
-    return tag(e) == orvkit::kTagPixelData && orvkit::syntaxRow(syntaxInStream(e, xferSyn)).delimited;
+    return tag(e) == kTagPixelData && syntaxRow(syntaxInStream(e, xferSyn)).delimited;
 }
 #include <new>

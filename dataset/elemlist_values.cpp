@@ -4,6 +4,8 @@
 #include "orvkit/elemlist.h"
 #include "orvkit/result.h"
 
+using namespace orvkit;
+
 namespace {
 
 template <typename T>
@@ -19,11 +21,11 @@ void empty(T& value) {
 
 #define ORVKIT_CHANGE_VALUE(type)                                                                      \
     int DcElemList::changeValue(unsigned int tag, type value, int index) {                             \
-        DcElem* e = orvkit::ElemListAccess::find(*this, tag);                                          \
+        DcElem* e = ElemListAccess::find(*this, tag);                                                  \
         return e != nullptr ? e->changeValue(value, index) : ELEM_NOT_FOUND;                           \
     }                                                                                                  \
     int DcElemList::changeValue(unsigned short group, unsigned short element, type value, int index) { \
-        return changeValue(orvkit::tagOf(group, element), value, index);                               \
+        return changeValue(tagOf(group, element), value, index);                                       \
     }
 ORVKIT_CHANGE_VALUE(DcElemValueAS&)
 ORVKIT_CHANGE_VALUE(DcElemValueAT&)
@@ -43,11 +45,11 @@ ORVKIT_CHANGE_VALUE(double)
 #define ORVKIT_GET_VALUE(type)                                                                       \
     int DcElemList::getValue(unsigned int tag, type& value, int index) {                             \
         empty(value);                                                                                \
-        DcElem* e = orvkit::ElemListAccess::find(*this, tag);                                        \
+        DcElem* e = ElemListAccess::find(*this, tag);                                                \
         return e != nullptr ? e->getValue(value, index) : ELEM_NOT_FOUND;                            \
     }                                                                                                \
     int DcElemList::getValue(unsigned short group, unsigned short element, type& value, int index) { \
-        return getValue(orvkit::tagOf(group, element), value, index);                                \
+        return getValue(tagOf(group, element), value, index);                                        \
     }
 ORVKIT_GET_VALUE(DcElemValueAS)
 ORVKIT_GET_VALUE(DcElemValueAT)
@@ -66,10 +68,10 @@ ORVKIT_GET_VALUE(DcBuf)
 
 int DcElemList::getValue(unsigned int tag, char* buffer, int length, int index) {
     if (buffer != nullptr) buffer[0] = '\0';
-    DcElem* e = orvkit::ElemListAccess::find(*this, tag);
+    DcElem* e = ElemListAccess::find(*this, tag);
     return e != nullptr ? e->getValue(buffer, length, index) : ELEM_NOT_FOUND;
 }
 
 int DcElemList::getValue(unsigned short group, unsigned short element, char* buffer, int length, int index) {
-    return getValue(orvkit::tagOf(group, element), buffer, length, index);
+    return getValue(tagOf(group, element), buffer, length, index);
 }

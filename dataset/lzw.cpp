@@ -3,15 +3,10 @@
 
 #include "foundation/fail.h"
 
-using orvkit::fail;
-using orvkit::LzwOutcome;
+using namespace orvkit;
 using Fault = LzwOutcome::Fault;
 
 namespace {
-
-int failNull(const char* reporter) {
-    return fail(ELEM_NULL_ARGUMENT, LOG_VALIDATION, reporter, "Null argument passed");
-}
 
 int tellEncoded(const LzwOutcome& outcome) {
     switch (outcome.fault) {
@@ -54,8 +49,9 @@ int tellDecoded(const LzwOutcome& outcome) {
 }  // namespace
 
 int lzwEncode(const unsigned char* in, unsigned int inLen, unsigned char*& out, unsigned int& outLen) {
-    if ((in == nullptr && inLen != 0) || (out == nullptr && outLen != 0)) return failNull("lzwEncode");
-    const LzwOutcome outcome = orvkit::lzwPack({in, inLen}, {out, outLen});
+    if ((in == nullptr && inLen != 0) || (out == nullptr && outLen != 0))
+        return failNull(ELEM_NULL_ARGUMENT, "lzwEncode");
+    const LzwOutcome outcome = lzwPack({in, inLen}, {out, outLen});
     if (outcome.fault == Fault::memory) return tellEncoded(outcome);
     outLen = static_cast<unsigned int>(outcome.size);
     out += outLen;
@@ -63,20 +59,19 @@ int lzwEncode(const unsigned char* in, unsigned int inLen, unsigned char*& out, 
 }
 
 int lzwEncode(const DcLzwIo& io, unsigned int inLen) {
-    if (io.read == nullptr || io.write == nullptr) return failNull("lzwEncode");
-    return tellEncoded(orvkit::lzwPack(io, inLen));
+    if (io.read == nullptr || io.write == nullptr) return failNull(ELEM_NULL_ARGUMENT, "lzwEncode");
+    return tellEncoded(lzwPack(io, inLen));
 }
 
 int lzwDecode(const unsigned char* in, unsigned int inLen, unsigned char* out, unsigned int* outLen) {
-    if (outLen == nullptr || (in == nullptr && inLen != 0) || (out == nullptr && *outLen != 0)) {
-        return failNull("lzwDecode");
-    }
-    const LzwOutcome outcome = orvkit::lzwUnpack({in, inLen}, {out, *outLen});
+    if (outLen == nullptr || (in == nullptr && inLen != 0) || (out == nullptr && *outLen != 0))
+        return failNull(ELEM_NULL_ARGUMENT, "lzwDecode");
+    const LzwOutcome outcome = lzwUnpack({in, inLen}, {out, *outLen});
     *outLen = static_cast<unsigned int>(outcome.size);
     return tellDecoded(outcome);
 }
 
 int lzwDecode(const DcLzwIo& io) {
-    if (io.read == nullptr || io.write == nullptr) return failNull("lzwDecode");
-    return tellDecoded(orvkit::lzwUnpack(io));
+    if (io.read == nullptr || io.write == nullptr) return failNull(ELEM_NULL_ARGUMENT, "lzwDecode");
+    return tellDecoded(lzwUnpack(io));
 }

@@ -280,23 +280,25 @@ void printFlat(TextSink& out, DcElemList& list) {
 
 }  // namespace orvkit
 
+using namespace orvkit;
+
 int DcElem::printNodeList(FILE* file) try {
     if (file == nullptr) return ELEM_NULL_ARGUMENT;
-    orvkit::TextSink out(file);
-    orvkit::putElement(out, *this);
+    TextSink out(file);
+    putElement(out, *this);
     return RESULT_OK;
 } catch (const std::bad_alloc&) {
-    return orvkit::failMemory("DcElem::printNodeList");
+    return failMemory("DcElem::printNodeList");
 }
 
 int DcElemSq::printNodeList(FILE* file) try {
     if (file == nullptr) return ELEM_NULL_ARGUMENT;
     {
-        orvkit::TextSink out(file);
-        orvkit::FlatWalk(out).sequence(*this);
+        TextSink out(file);
+        FlatWalk(out).sequence(*this);
     }
     (void)std::fflush(file);
     return RESULT_OK;
 } catch (const std::bad_alloc&) {
-    return orvkit::failMemory("DcElemSq::printNodeList");
+    return failMemory("DcElemSq::printNodeList");
 }

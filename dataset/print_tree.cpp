@@ -244,37 +244,36 @@ void printTree(TextSink& out, DcElemList& list) {
 
 }  // namespace orvkit
 
+using namespace orvkit;
+
 int DcElemList::printNodeList(FILE* file, PRINT_NODE how) try {
     if (file == nullptr) return ELEM_NULL_ARGUMENT;
     {
-        orvkit::TextSink out(file);
+        TextSink out(file);
         if (how == PRINT_NODE_TREE) {
-            orvkit::printTree(out, *this);
+            printTree(out, *this);
         } else {
-            orvkit::printFlat(out, *this);
+            printFlat(out, *this);
         }
     }
     (void)std::fflush(file);
     return RESULT_OK;
 } catch (const std::bad_alloc&) {
-    return orvkit::failMemory("DcElemList::printNodeList");
+    return failMemory("DcElemList::printNodeList");
 }
 
 int DcElemList::printNodeList(const char* path, const char* mode, PRINT_NODE how) try {
-    if (path == nullptr || mode == nullptr) {
-        return orvkit::fail(ELEM_NULL_ARGUMENT, LOG_VALIDATION, "DcElemList::printNodeList",
-                            "Null argument passed");
-    }
-    FILE* file = orvkit::platform::openStream(path, mode);
+    if (path == nullptr || mode == nullptr) return failNull(ELEM_NULL_ARGUMENT, "DcElemList::printNodeList");
+    FILE* file = platform::openStream(path, mode);
     if (file == nullptr) {
-        return orvkit::fail(ELEM_NULL_ARGUMENT, LOG_VALIDATION, "DcElemList::printNodeList",
-                            "Error opening file %s in mode %s", path, mode);
+        return fail(ELEM_NULL_ARGUMENT, LOG_VALIDATION, "DcElemList::printNodeList",
+                    "Error opening file %s in mode %s", path, mode);
     }
     const int result = printNodeList(file, how);
     const bool written = std::ferror(file) == 0;
     if (std::fclose(file) == 0 && written) return result;
-    return orvkit::fail(ELEM_NULL_ARGUMENT, LOG_VALIDATION, "DcElemList::printNodeList",
-                        "Error writing file %s", path);
+    return fail(ELEM_NULL_ARGUMENT, LOG_VALIDATION, "DcElemList::printNodeList", "Error writing file %s",
+                path);
 } catch (const std::bad_alloc&) {
-    return orvkit::failMemory("DcElemList::printNodeList");
+    return failMemory("DcElemList::printNodeList");
 }

@@ -8,9 +8,7 @@
 #include "orvkit/result.h"
 #include "orvkit/scan.h"
 
-using orvkit::Walker;
-using orvkit::WalkHeader;
-using orvkit::WalkStep;
+using namespace orvkit;
 
 namespace {
 
@@ -52,29 +50,28 @@ class Wanted {
 
 int libParseFields(FILE* file, DcPfField_* fields, DcPfFileInfo_* info, int count) try {
     constexpr const char* reporter = "libParseFields";
-    if (file == nullptr || info == nullptr || (fields == nullptr && count > 0)) {
-        return orvkit::fail(UTIL_NULL_ARGUMENT, LOG_ERROR, reporter, "Null argument passed");
-    }
+    if (file == nullptr || info == nullptr || (fields == nullptr && count > 0))
+        return failNull(UTIL_NULL_ARGUMENT, reporter, LOG_ERROR);
     ARCH_ENDIAN endian;
     if (Dict.getEndian(info->xferSyn, endian) != RESULT_OK) return ELEM_XFER_SYNTAX;
     Wanted wanted({fields, static_cast<std::size_t>(std::max(count, 0))});
-    orvkit::StreamSource source(file);
+    StreamSource source(file);
     *info = {.xferSyn = info->xferSyn,
              .start = static_cast<long long>(source.start()),
              .end = static_cast<long long>(source.start()),
              .fileSize = static_cast<long long>(source.size())};
-    Walker walker(source, source.start(), source.size(), orvkit::Mode::of(info->xferSyn), true);
+    Walker walker(source, source.start(), source.size(), Mode::of(info->xferSyn), true);
     WalkHeader h;
     while (!wanted.done(0)) {
         const WalkStep step = walker.peek(h);
-        if (step == WalkStep::failed) return orvkit::reportFault(walker, reporter);
+        if (step == WalkStep::failed) return reportFault(walker, reporter);
         if (step == WalkStep::end || wanted.done(h.tag)) break;
         wanted.meet(h);
         if (wanted.done(0)) break;
-        if (!walker.skip(h)) return orvkit::reportFault(walker, reporter);
+        if (!walker.skip(h)) return reportFault(walker, reporter);
         info->end = static_cast<long long>(walker.position());
     }
     return RESULT_OK;
 } catch (const std::bad_alloc&) {
-    return orvkit::failMemory("libParseFields");
+    return failMemory("libParseFields");
 }

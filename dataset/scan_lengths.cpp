@@ -4,15 +4,7 @@
 #include "orvkit/result.h"
 #include "orvkit/scan.h"
 
-using orvkit::ByteOrder;
-using orvkit::ByteSource;
-using orvkit::fail;
-using orvkit::kDelimitationSize;
-using orvkit::kLengthUndefined;
-using orvkit::Mode;
-using orvkit::Walker;
-using orvkit::WalkHeader;
-using orvkit::WalkStep;
+using namespace orvkit;
 
 namespace {
 
@@ -43,19 +35,15 @@ int readLength(const Field& f, unsigned int& length) {
     const auto b = f.source.at(f.offset, kLengthField);
     if (f.source.failed()) return fail(UTIL_READ, LOG_ERROR, f.reporter, "Read error");
     if (f.remaining < kLengthField || b.size() < kLengthField) {
-        return orvkit::reportLengthPastEnd(f.reporter, kLengthField, f.remaining);
+        return reportLengthPastEnd(f.reporter, kLengthField, f.remaining);
     }
-    length = orvkit::loadAt<std::uint32_t>(b.data(), orderOf(f.xferSyn));
+    length = loadAt<std::uint32_t>(b.data(), orderOf(f.xferSyn));
     if (length != kLengthUndefined && length > f.remaining) {
-        const int result = orvkit::reportLengthPastEnd(f.reporter, length, f.remaining);
+        const int result = reportLengthPastEnd(f.reporter, length, f.remaining);
         length = 0;
         return result;
     }
     return RESULT_OK;
-}
-
-int failNull(const char* reporter) {
-    return fail(UTIL_LENGTH_FIELD, LOG_NOTICE, reporter, "Null argument passed");
 }
 
 // A sequence: walked from its header, which stands in front of the length field.
@@ -67,12 +55,12 @@ int sequenceLength(const Field& f, unsigned int& length, int& extra) {
     length = 0;
     const Mode mode = Mode::of(f.xferSyn);
     const std::size_t back = mode.explicitVr ? 8 : 4;
-    if (f.offset < back) return orvkit::reportLengthPastEnd(f.reporter, kLengthUndefined, f.remaining);
+    if (f.offset < back) return reportLengthPastEnd(f.reporter, kLengthUndefined, f.remaining);
     const auto b = f.source.at(f.offset - back, back);
     if (b.size() < back) return fail(UTIL_READ, LOG_ERROR, f.reporter, "Read error");
 
     WalkHeader h;
-    h.tag = orvkit::loadTag(b.data(), mode.order);
+    h.tag = loadTag(b.data(), mode.order);
     h.vr = VR_SQ;
     if (mode.explicitVr && (b[4] != 'S' || b[5] != 'Q')) h.vr = VR_UN;
     h.length = kLengthUndefined;
@@ -80,7 +68,7 @@ int sequenceLength(const Field& f, unsigned int& length, int& extra) {
     h.valueOffset = f.valueOffset();
     h.mode = mode;
     Walker walker(f.source, h.offset, f.end(), mode);
-    if (!walker.skip(h)) return orvkit::reportFault(walker, "utilGetElemOffsetInfo");
+    if (!walker.skip(h)) return reportFault(walker, "utilGetElemOffsetInfo");
     extra = static_cast<int>(kDelimitationSize);
     length = static_cast<unsigned int>(walker.position() - kDelimitationSize - h.valueOffset);
     return RESULT_OK;
@@ -98,14 +86,14 @@ int itemLength(const Field& f, unsigned int& length, int& extra) {
     while (true) {
         switch (walker.peek(h)) {
             case WalkStep::failed:
-                return orvkit::reportFault(walker, "utilGetElemOffsetInfo");
+                return reportFault(walker, "utilGetElemOffsetInfo");
             case WalkStep::end:
                 return fail(UTIL_LENGTH_FIELD, LOG_ERROR, f.reporter, "Data error, Item delimiter not found");
             case WalkStep::element:
                 break;
         }
-        if (h.tag == orvkit::kTagItemDelimitation && h.length == 0) break;
-        if (!walker.skip(h)) return orvkit::reportFault(walker, "utilGetElemOffsetInfo");
+        if (h.tag == kTagItemDelimitation && h.length == 0) break;
+        if (!walker.skip(h)) return reportFault(walker, "utilGetElemOffsetInfo");
     }
     extra = static_cast<int>(kDelimitationSize);
     length = static_cast<unsigned int>(h.offset - f.valueOffset());
@@ -118,8 +106,8 @@ int onHandle(int handle, int offset, unsigned int remaining, DICT_UID xferSyn, c
              unsigned int& length, int& extra, Measure measure) {
     length = 0;
     extra = 0;
-    if (handle < 0 || offset < 0) return failNull(reporter);
-    orvkit::HandleSource source(handle);
+    if (handle < 0 || offset < 0) return failNull(UTIL_LENGTH_FIELD, reporter, LOG_NOTICE);
+    HandleSource source(handle);
     if (source.failed()) return fail(UTIL_READ, LOG_ERROR, reporter, "Read error");
     return measure(Field{source, static_cast<std::uint64_t>(offset), remaining, xferSyn, reporter}, length,
                    extra);
@@ -132,16 +120,16 @@ int utilGetOxValLen(unsigned char* p, unsigned int remaining, DICT_UID xferSyn, 
     constexpr const char* reporter = "utilGetOxValLen";
     length = 0;
     extra = 0;
-    if (p == nullptr) return failNull(reporter);
+    if (p == nullptr) return failNull(UTIL_LENGTH_FIELD, reporter, LOG_NOTICE);
     const std::span<const unsigned char> bytes(p, remaining);
-    orvkit::SpanSource source(bytes);
+    SpanSource source(bytes);
     const int result = readLength({source, 0, remaining, xferSyn, reporter}, length);
     if (result != RESULT_OK || length != kLengthUndefined) return result;
 
     const auto value = bytes.subspan(kLengthField);
-    const std::size_t at = orvkit::findSequenceDelimitation(value, orderOf(xferSyn));
-    if (at != orvkit::kNotFound || wholeBufferIfMissing != 0) extra = static_cast<int>(kDelimitationSize);
-    if (at != orvkit::kNotFound) {
+    const std::size_t at = findSequenceDelimitation(value, orderOf(xferSyn));
+    if (at != kNotFound || wholeBufferIfMissing != 0) extra = static_cast<int>(kDelimitationSize);
+    if (at != kNotFound) {
         length = static_cast<unsigned int>(at);
         return RESULT_OK;
     }
@@ -153,7 +141,7 @@ int utilGetOxValLen(unsigned char* p, unsigned int remaining, DICT_UID xferSyn, 
     return fail(RESULT_OK, LOG_VALIDATION, reporter,
                 "Sequence delimiter not found, assuming full buffer as Pixel Data");
 } catch (const std::bad_alloc&) {
-    return orvkit::failMemory("utilGetOxValLen");
+    return failMemory("utilGetOxValLen");
 }
 
 int utilGetSqValLen(unsigned char* p, unsigned int remaining, DICT_UID xferSyn, unsigned int& length,
@@ -162,16 +150,16 @@ int utilGetSqValLen(unsigned char* p, unsigned int remaining, DICT_UID xferSyn, 
     constexpr const char* reporter = "utilGetSqValLen";
     length = 0;
     extra = 0;
-    if (p == nullptr) return failNull(reporter);
+    if (p == nullptr) return failNull(UTIL_LENGTH_FIELD, reporter, LOG_NOTICE);
     // The bytes in front of the length field are only touched when the length is undefined.
-    orvkit::SpanSource probe({p, remaining});
+    SpanSource probe({p, remaining});
     const int result = readLength({probe, 0, remaining, xferSyn, reporter}, length);
     if (result != RESULT_OK || length != kLengthUndefined) return result;
     const std::size_t back = Mode::of(xferSyn).explicitVr ? 8 : 4;
-    orvkit::SpanSource source({p - back, back + remaining});
+    SpanSource source({p - back, back + remaining});
     return sequenceLength({source, back, remaining, xferSyn, reporter}, length, extra);
 } catch (const std::bad_alloc&) {
-    return orvkit::failMemory("utilGetSqValLen");
+    return failMemory("utilGetSqValLen");
 }
 
 int utilGetSqItemValLen(unsigned char* p, unsigned int remaining, DICT_UID xferSyn, unsigned int& length,
@@ -179,11 +167,11 @@ int utilGetSqItemValLen(unsigned char* p, unsigned int remaining, DICT_UID xferS
     constexpr const char* reporter = "utilGetSqItemValLen";
     length = 0;
     extra = 0;
-    if (p == nullptr) return failNull(reporter);
-    orvkit::SpanSource source({p, remaining});
+    if (p == nullptr) return failNull(UTIL_LENGTH_FIELD, reporter, LOG_NOTICE);
+    SpanSource source({p, remaining});
     return itemLength({source, 0, remaining, xferSyn, reporter}, length, extra);
 } catch (const std::bad_alloc&) {
-    return orvkit::failMemory("utilGetSqItemValLen");
+    return failMemory("utilGetSqItemValLen");
 }
 
 int utilGetSqValLen(int handle, int offset, unsigned int remaining, DICT_UID xferSyn, unsigned int& length,
@@ -191,13 +179,13 @@ int utilGetSqValLen(int handle, int offset, unsigned int remaining, DICT_UID xfe
     (void)flag;
     return onHandle(handle, offset, remaining, xferSyn, "utilGetSqValLen", length, extra, sequenceLength);
 } catch (const std::bad_alloc&) {
-    return orvkit::failMemory("utilGetSqValLen");
+    return failMemory("utilGetSqValLen");
 }
 
 int utilGetSqItemValLen(int handle, int offset, unsigned int remaining, DICT_UID xferSyn,
                         unsigned int& length, int& extra) try {
     return onHandle(handle, offset, remaining, xferSyn, "utilGetSqItemValLen", length, extra, itemLength);
 } catch (const std::bad_alloc&) {
-    return orvkit::failMemory("utilGetSqItemValLen");
+    return failMemory("utilGetSqItemValLen");
 }
 #include <new>

@@ -69,43 +69,44 @@ int parseText(std::string_view given, DcElemValueAT& value, unsigned int tag) no
 
 }  // namespace orvkit
 
+using namespace orvkit;
+
 namespace {
 
 template <typename Value>
 int toValue(const char* text, Value& value, unsigned int tag) {
-    return text == nullptr ? orvkit::failNull(UTIL_NULL_ARGUMENT, "utilStrgToValue")
-                           : orvkit::parseText(text, value, tag);
+    return text == nullptr ? failNull(UTIL_NULL_ARGUMENT, "utilStrgToValue") : parseText(text, value, tag);
 }
 
 }  // namespace
 
 int utilStrgToValue(const char* text, DcElemValueAS& value, unsigned short group, unsigned short element) {
-    return toValue(text, value, orvkit::tagOf(group, element));
+    return toValue(text, value, tagOf(group, element));
 }
 int utilStrgToValue(const char* text, DcElemValueAT& value, unsigned short group, unsigned short element) {
-    return toValue(text, value, orvkit::tagOf(group, element));
+    return toValue(text, value, tagOf(group, element));
 }
 int utilStrgToValue(const char* text, DcElemValueDA& value, unsigned short group, unsigned short element) {
-    return toValue(text, value, orvkit::tagOf(group, element));
+    return toValue(text, value, tagOf(group, element));
 }
 int utilStrgToValue(const char* text, DcElemValueDT& value, unsigned short group, unsigned short element) {
-    return toValue(text, value, orvkit::tagOf(group, element));
+    return toValue(text, value, tagOf(group, element));
 }
 int utilStrgToValue(const char* text, DcElemValuePN& value) {
     return toValue(text, value, 0);
 }
 int utilStrgToValue(const char* text, DcElemValueTM& value, unsigned short group, unsigned short element) {
-    return toValue(text, value, orvkit::tagOf(group, element));
+    return toValue(text, value, tagOf(group, element));
 }
 int utilStrgToHMS(const char* text, int& hour, int& minute, double& second, unsigned short group,
                   unsigned short element) {
-    if (text == nullptr) return orvkit::failNull(UTIL_NULL_ARGUMENT, "utilStrgToHMS");
-    return orvkit::parseTime(text, hour, minute, second, orvkit::tagOf(group, element));
+    if (text == nullptr) return failNull(UTIL_NULL_ARGUMENT, "utilStrgToHMS");
+    return parseTime(text, hour, minute, second, tagOf(group, element));
 }
 int utilStrgToYMD(const char* text, int& year, int& month, int& day, unsigned short group,
                   unsigned short element) {
-    if (text == nullptr) return orvkit::failNull(UTIL_NULL_ARGUMENT, "utilStrgToYMD");
-    return orvkit::parseDate(text, year, month, day, orvkit::tagOf(group, element));
+    if (text == nullptr) return failNull(UTIL_NULL_ARGUMENT, "utilStrgToYMD");
+    return parseDate(text, year, month, day, tagOf(group, element));
 }
 
 int DcElemValueTM::setValue(const char* value) {

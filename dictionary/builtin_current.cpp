@@ -218,18 +218,18 @@ std::size_t currentUidPosition(std::string_view uid) noexcept {
 
 }  // namespace orvkit
 
-using orvkit::noPosition;
+using namespace orvkit;
 
 int dictGetEntryAt(std::size_t index, DcDictEntry& entry) noexcept {
-    return orvkit::entryAt(index, entry);
+    return entryAt(index, entry);
 }
 
 std::size_t dictEntryCount() noexcept {
-    return orvkit::tagCount;
+    return tagCount;
 }
 
 int dictGetEntry(unsigned int tag, DcDictEntry& entry) noexcept {
-    return orvkit::entryAt(orvkit::positionIn(orvkit::editionCurrent, tag), entry);
+    return entryAt(positionIn(editionCurrent, tag), entry);
 }
 
 int dictGetEntry(const char* name, DcDictEntry& entry) noexcept {
@@ -237,24 +237,24 @@ int dictGetEntry(const char* name, DcDictEntry& entry) noexcept {
     if (name == nullptr) return RESULT_DICT_NULL;
     const std::string_view wanted = name;
     if (wanted.empty()) return RESULT_DICT_NOT_FOUND;
-    std::size_t found = orvkit::searchTexts(orvkit::keywordIndex, wanted, orvkit::keywordAt);
-    for (std::size_t i = 0; found == noPosition && i < orvkit::tagCount; ++i) {
-        const std::string_view symbol = orvkit::currentTags[i].name;
-        if (symbol == wanted || orvkit::lastPart(symbol) == wanted) found = i;
+    std::size_t found = searchTexts(keywordIndex, wanted, keywordAt);
+    for (std::size_t i = 0; found == noPosition && i < tagCount; ++i) {
+        const std::string_view symbol = currentTags[i].name;
+        if (symbol == wanted || lastPart(symbol) == wanted) found = i;
     }
-    return orvkit::entryAt(found, entry);
+    return entryAt(found, entry);
 }
 
 std::size_t dictUidEntryCount() noexcept {
-    return orvkit::uidCount;
+    return uidCount;
 }
 
 int dictGetUidEntryAt(std::size_t index, DcDictUidEntry& entry) noexcept {
-    if (index >= orvkit::uidCount) {
+    if (index >= uidCount) {
         entry = {};
         return RESULT_DICT_NOT_FOUND;
     }
-    const orvkit::UidRow& row = orvkit::uidRows[index];
+    const UidRow& row = uidRows[index];
     entry = {row.value,           row.type,    row.uid,    row.name, row.keyword, row.kind,
              row.directoryRecord, row.storage, row.retired};
     return RESULT_OK;
@@ -263,9 +263,9 @@ int dictGetUidEntryAt(std::size_t index, DcDictUidEntry& entry) noexcept {
 int dictGetUidEntry(const char* uidOrKeyword, DcDictUidEntry& entry) noexcept {
     entry = {};
     if (uidOrKeyword == nullptr) return RESULT_DICT_NULL;
-    std::size_t found = orvkit::searchTexts(orvkit::uidIndex, uidOrKeyword, orvkit::uidTextAt);
+    std::size_t found = searchTexts(uidIndex, uidOrKeyword, uidTextAt);
     if (found == noPosition) {
-        found = orvkit::searchTexts(orvkit::uidKeywordIndex, uidOrKeyword, orvkit::uidKeywordAt);
+        found = searchTexts(uidKeywordIndex, uidOrKeyword, uidKeywordAt);
     }
     return dictGetUidEntryAt(found, entry);
 }

@@ -7,9 +7,11 @@
 #include "orvkit/log.h"
 #include "orvkit/result.h"
 
+using namespace orvkit;
+
 DcDict Dict;
 
-DcDict::DcDict() : edition_(&orvkit::edition2008) {
+DcDict::DcDict() : edition_(&edition2008) {
     if (Log == nullptr) Log = new DcLog;
 }
 
@@ -36,16 +38,16 @@ int DcDict::reset() {
 }
 
 bool DcDict::isCurrent() const noexcept {
-    return edition_ == &orvkit::editionCurrent;
+    return edition_ == &editionCurrent;
 }
 
 int dictSetEdition(DICT_EDITION edition) {
     if (edition != DICT_EDITION_2008 && edition != DICT_EDITION_CURRENT) {
-        return orvkit::fail(RESULT_DICT_EDITION, LOG_NOTICE, "dictSetEdition",
-                            "%d is not an edition of the dictionary", static_cast<int>(edition));
+        return fail(RESULT_DICT_EDITION, LOG_NOTICE, "dictSetEdition",
+                    "%d is not an edition of the dictionary", static_cast<int>(edition));
     }
-    Dict.edition_ = edition == DICT_EDITION_CURRENT ? &orvkit::editionCurrent : &orvkit::edition2008;
-    orvkit::vrRowsInUse = Dict.isCurrent() ? orvkit::vrRowsCurrent : orvkit::vrRows2008;
+    Dict.edition_ = edition == DICT_EDITION_CURRENT ? &editionCurrent : &edition2008;
+    vrRowsInUse = Dict.isCurrent() ? vrRowsCurrent : vrRows2008;
     if (Dict.tagsOwned_) Dict.makeTags();
     return RESULT_OK;
 }
@@ -56,7 +58,7 @@ DICT_EDITION dictGetEdition() noexcept {
 
 void DcDict::ownUids() {
     if (uidsOwned_) return;
-    uids_.assign(orvkit::builtinUids.begin(), orvkit::builtinUids.end());
+    uids_.assign(builtinUids.begin(), builtinUids.end());
     uids_.resize(maxUids);
     uidsOwned_ = true;
 }

@@ -10,6 +10,8 @@
 #include "orvkit/dict.h"
 #include "platform/clock.h"
 
+using namespace orvkit;
+
 namespace {
 
 constexpr std::string_view ownRoot = ORVKIT_UID_ROOT;
@@ -36,21 +38,21 @@ std::string_view rootFor(std::string_view uid) {
 
 void DcDict::genUid(char* uid) {
     if (uid == nullptr) {
-        (void)orvkit::failNull("DcDict::genUid");
+        (void)failNull("DcDict::genUid");
         return;
     }
     char root[maxBranchRoot + 1] = {};
-    rootFor({uid, orvkit::lengthWithin(uid, uidRoom)}).copy(root, maxBranchRoot);
+    rootFor({uid, lengthWithin(uid, uidRoom)}).copy(root, maxBranchRoot);
     const int number = uidCounter_.next++;
     char text[128];
     std::tm now{};
-    if (orvkit::platform::localTime(now)) {
+    if (platform::localTime(now)) {
         std::snprintf(text, sizeof text, "%s.%d.%d.%d.%d.%d.%d.%d", root, now.tm_year + 1900, now.tm_mon + 1,
                       now.tm_mday, now.tm_hour, now.tm_min, now.tm_sec, number);
     } else {
         std::snprintf(text, sizeof text, "%s.%d", root, number);
     }
-    orvkit::copyText(uid, text, uidRoom - 1);
+    copyText(uid, text, uidRoom - 1);
 }
 
 void DcDict::genMsgId(unsigned short& id) {

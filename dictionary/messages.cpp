@@ -7,6 +7,8 @@
 #include "foundation/text.h"
 #include "orvkit/dict.h"
 
+using namespace orvkit;
+
 namespace {
 
 struct MessageRow {
@@ -33,12 +35,12 @@ static_assert(std::size(messages) == 23);
 }  // namespace
 
 int DcDict::getDesc(DICT_MSG message, char* text) const {
-    if (text == nullptr) return orvkit::failNull("DcDict::getDesc");
+    if (text == nullptr) return failNull("DcDict::getDesc");
     const auto* row = std::ranges::find(messages, message, &MessageRow::message);
     if (row == std::end(messages)) {
         *text = '\0';
-        return orvkit::failNoEnum("MSG", message, "DcDict::getDesc");
+        return failNoEnum("MSG", message, "DcDict::getDesc");
     }
-    orvkit::copyText(text, row->text, orvkit::maxNameLength);
+    copyText(text, row->text, maxNameLength);
     return RESULT_OK;
 }

@@ -8,22 +8,20 @@
 #include "foundation/text.h"
 #include "orvkit/dict.h"
 
-using orvkit::elementOf;
-using orvkit::groupOf;
-using orvkit::tagOf;
+using namespace orvkit;
 
 namespace {
 
 // What is known of a tag that has no record.
 DcDictFacts factsOfRule(unsigned int tag) noexcept {
     if (elementOf(tag) == 0) return {VR_UL, 1, true};
-    if (orvkit::isCreator(tag)) return {VR_LO, 1, true};
+    if (isCreator(tag)) return {VR_LO, 1, true};
     return {VR_UN, 1, false};
 }
 
 const char* nameEndOfRule(unsigned int tag) noexcept {
     if (elementOf(tag) == 0) return "_groupLength";
-    if (orvkit::isCreator(tag)) return "_privateCreatorId";
+    if (isCreator(tag)) return "_privateCreatorId";
     return "";
 }
 
@@ -69,23 +67,23 @@ std::size_t positionIn(const EditionTables& edition, unsigned int tag) noexcept 
 }  // namespace orvkit
 
 std::size_t DcDict::position(unsigned int key) const noexcept {
-    if (tagsOwned_) return orvkit::searchIndex(tagIndex_, facts_.data(), key);
-    return orvkit::searchIndex(edition_->index, edition_->facts.data(), key);
+    if (tagsOwned_) return searchIndex(tagIndex_, facts_.data(), key);
+    return searchIndex(edition_->index, edition_->facts.data(), key);
 }
 
 std::size_t DcDict::positionOf(unsigned int tag) const noexcept {
-    return orvkit::positionFor(tag, edition_->masks, [this](unsigned int key) { return position(key); });
+    return positionFor(tag, edition_->masks, [this](unsigned int key) { return position(key); });
 }
 
 const DcDictElemInfo* DcDict::find(unsigned int tag) const noexcept {
     const std::size_t found = positionOf(tag);
-    return found == orvkit::noPosition ? nullptr : &tagAt(found);
+    return found == noPosition ? nullptr : &tagAt(found);
 }
 
 DcDictFacts DcDict::facts(unsigned int tag) const noexcept {
     if (elementOf(tag) == 0) return factsOfRule(tag);
     const std::size_t found = positionOf(tag);
-    if (found == orvkit::noPosition) return factsOfRule(tag);
+    if (found == noPosition) return factsOfRule(tag);
     const DcDictTagFacts_& f = tagsOwned_ ? facts_[found] : edition_->facts[found];
     return {f.vr, f.vm, true};
 }
@@ -114,19 +112,19 @@ int DcDict::getElemInfo(unsigned int tag, DcDictElemInfo* info) const {
 }
 
 int DcDict::getDesc(unsigned int tag, char* name) const {
-    if (name == nullptr) return orvkit::failNull("DcDict::getDesc");
+    if (name == nullptr) return failNull("DcDict::getDesc");
     if (const DcDictElemInfo* record = recordOf(*this, tag)) {
-        orvkit::copyText(name, record->name, orvkit::maxNameLength);
+        copyText(name, record->name, maxNameLength);
         return RESULT_OK;
     }
     DcDictElemInfo info;
     const int result = getElemInfo(tag, &info);
-    orvkit::copyText(name, info.name, orvkit::maxNameLength);
+    copyText(name, info.name, maxNameLength);
     return result;
 }
 
 int DcDict::getVr(unsigned int tag, char* code) const {
-    if (code == nullptr) return orvkit::failNull("DcDict::getVr");
+    if (code == nullptr) return failNull("DcDict::getVr");
     const DcDictFacts f = facts(tag);
     const int result = getVr(f.vr, code);
     return f.known ? result : RESULT_DICT_NOT_FOUND;
@@ -146,7 +144,7 @@ int DcDict::getVm(unsigned int tag, int& vm) const {
 
 int DcDict::getTag(unsigned int tagDef, unsigned int& tag) const {
     // As a definition (60FF,0010) names a record; as a tag it is a private creator.
-    if (position(tagDef) == orvkit::noPosition) return getTagDef(tagDef, tag);
+    if (position(tagDef) == noPosition) return getTagDef(tagDef, tag);
     tag = tagDef;
     return RESULT_OK;
 }
@@ -159,13 +157,13 @@ int DcDict::getTagDef(unsigned int tag, unsigned int& tagDef) const {
 }
 
 int DcDict::getSqTagList(unsigned int tag, unsigned int* tagList) const {
-    if (tagList == nullptr) return orvkit::failNull("DcDict::getSqTagList");
+    if (tagList == nullptr) return failNull("DcDict::getSqTagList");
     tagList[0] = 0;
     const DcDictFacts f = facts(tag);
     if (!f.known) return RESULT_OK;
     if (f.vr != VR_SQ) {
-        return orvkit::fail(RESULT_DICT_NOT_SQ, LOG_NOTICE, "DcDict::getSqTagList",
-                            "Element (%04x,%04x) is not of type SQ", groupOf(tag), elementOf(tag));
+        return fail(RESULT_DICT_NOT_SQ, LOG_NOTICE, "DcDict::getSqTagList",
+                    "Element (%04x,%04x) is not of type SQ", groupOf(tag), elementOf(tag));
     }
     const auto list = std::ranges::find(sequences_, find(tag)->tag, &SqList::tag);
     if (list != sequences_.end()) {

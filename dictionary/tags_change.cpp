@@ -8,10 +8,7 @@
 #include "foundation/text.h"
 #include "orvkit/dict.h"
 
-using orvkit::elementOf;
-using orvkit::groupOf;
-using orvkit::tagKey;
-using orvkit::tagOf;
+using namespace orvkit;
 
 namespace {
 
@@ -19,9 +16,9 @@ namespace {
 void defaultName(unsigned int tag, char (&name)[64]) {
     std::snprintf(name, sizeof name, "T_%04x_%04x", groupOf(tag), elementOf(tag));
     // The digits begin at 2 (group) and 7 (element).
-    if (orvkit::isRepeating(tag)) name[4] = name[5] = 'x';
-    if (orvkit::isPrivate(tag)) {
-        char* const open = orvkit::isCreator(tag) ? name + 9 : name + 7;
+    if (isRepeating(tag)) name[4] = name[5] = 'x';
+    if (isPrivate(tag)) {
+        char* const open = isCreator(tag) ? name + 9 : name + 7;
         open[0] = open[1] = 'x';
     }
 }
@@ -29,12 +26,12 @@ void defaultName(unsigned int tag, char (&name)[64]) {
 DcDictElemInfo makeRecord(unsigned int tag, DICT_VR vr, int vm, const char* name) {
     const unsigned int key = tagKey(tag);
     DcDictElemInfo record{key, vr, vm, key, {}};
-    if (orvkit::isCreator(tag)) record.vr = VR_LO;
+    if (isCreator(tag)) record.vr = VR_LO;
     if (record.vr == VR_SQ) record.vm = 1;
     if (name == nullptr) {
         defaultName(tag, record.name);
     } else {
-        orvkit::copyText(record.name, name, orvkit::maxNameLength);
+        copyText(record.name, name, maxNameLength);
     }
     return record;
 }
@@ -56,25 +53,24 @@ void DcDict::makeTags() {
 void DcDict::indexTags() {
     facts_.clear();
     for (const DcDictElemInfo& record : tags_) facts_.push_back({record.tag, record.vr, record.vm});
-    tagIndex_.assign(orvkit::indexSlotsFor(edition_->tags.size() + maxTags), 0);
-    orvkit::fillIndex(tagIndex_, facts_);
+    tagIndex_.assign(indexSlotsFor(edition_->tags.size() + maxTags), 0);
+    fillIndex(tagIndex_, facts_);
 }
 
 int DcDict::add(unsigned int tag, DICT_VR vr, int vm, const char* name, unsigned int* tagDef) {
-    if (tagDef == nullptr && (elementOf(tag) == 0 || orvkit::isCreator(tag))) return RESULT_OK;
+    if (tagDef == nullptr && (elementOf(tag) == 0 || isCreator(tag))) return RESULT_OK;
 
     // The one test for duplicates, kept for callers that rely on it.
     const std::size_t found = position(tagKey(tag));
-    if (found != orvkit::noPosition && !orvkit::isPrivate(tag) && elementOf(tag) == 0x00FF) {
+    if (found != noPosition && !isPrivate(tag) && elementOf(tag) == 0x00FF) {
         if (tagDef != nullptr) *tagDef = tagAt(found).tagDef;
-        return orvkit::fail(RESULT_DICT_EXISTS, LOG_NOTICE, "DcDict::add",
-                            "Tag (%04x,%04x) already exists in dictionary", groupOf(tag), elementOf(tag));
+        return fail(RESULT_DICT_EXISTS, LOG_NOTICE, "DcDict::add",
+                    "Tag (%04x,%04x) already exists in dictionary", groupOf(tag), elementOf(tag));
     }
-    if (tagCount() >= maxTags - orvkit::edition2008.tags.size() + edition_->tags.size()) {
+    if (tagCount() >= maxTags - edition2008.tags.size() + edition_->tags.size()) {
         if (tagDef != nullptr) *tagDef = 0xFFFFFFFF;
-        return orvkit::fail(RESULT_DICT_LIMIT, LOG_NOTICE, "DcDict::add",
-                            "Tag (%04x,%04x) not added, Dictionary limit reached", groupOf(tag),
-                            elementOf(tag));
+        return fail(RESULT_DICT_LIMIT, LOG_NOTICE, "DcDict::add",
+                    "Tag (%04x,%04x) not added, Dictionary limit reached", groupOf(tag), elementOf(tag));
     }
     const DcDictElemInfo record = makeRecord(tag, vr, vm, name);
     if (!tagsOwned_) makeTags();
@@ -86,19 +82,19 @@ int DcDict::add(unsigned int tag, DICT_VR vr, int vm, const char* name, unsigned
 }
 
 int DcDict::add(unsigned int tag, const unsigned int* tagList, const char* name, unsigned int* tagDef) {
-    if (tagList == nullptr) return orvkit::failNull("DcDict::add");
+    if (tagList == nullptr) return failNull("DcDict::add");
     const unsigned int* const end = std::find(tagList, tagList + maxSqTags, 0u);
     if (end == tagList + maxSqTags) {
-        return orvkit::fail(RESULT_DICT_LIMIT, LOG_NOTICE, "DcDict::add",
-                            "Number of element exceeds limit for SQ tag 0x%08x", tag);
+        return fail(RESULT_DICT_LIMIT, LOG_NOTICE, "DcDict::add",
+                    "Number of element exceeds limit for SQ tag 0x%08x", tag);
     }
     if (std::ranges::find(sequences_, tagKey(tag), &SqList::tag) != sequences_.end()) {
-        return orvkit::fail(RESULT_DICT_EXISTS, LOG_NOTICE, "DcDict::add",
-                            "SQ 0x%08x already exists in dictionary", tag);
+        return fail(RESULT_DICT_EXISTS, LOG_NOTICE, "DcDict::add", "SQ 0x%08x already exists in dictionary",
+                    tag);
     }
     if (sequences_.size() >= maxSequences) {
-        return orvkit::fail(RESULT_DICT_LIMIT, LOG_NOTICE, "DcDict::add",
-                            "SQ 0x%08x not added, Dictionary sequence limit reached", tag);
+        return fail(RESULT_DICT_LIMIT, LOG_NOTICE, "DcDict::add",
+                    "SQ 0x%08x not added, Dictionary sequence limit reached", tag);
     }
     const int result = add(tag, VR_SQ, 1, name, tagDef);
     if (result != RESULT_OK) return result;
@@ -111,8 +107,8 @@ int DcDict::add(unsigned int tag, const unsigned int* tagList, const char* name,
 int DcDict::subtract(unsigned int tag) {
     const DcDictElemInfo* found = find(tag);
     if (found == nullptr) {
-        return orvkit::fail(RESULT_DICT_NOT_FOUND, LOG_NOTICE, "DcDict::subtract",
-                            "Tag (%04x,%04x) is not in Dictionary", groupOf(tag), elementOf(tag));
+        return fail(RESULT_DICT_NOT_FOUND, LOG_NOTICE, "DcDict::subtract",
+                    "Tag (%04x,%04x) is not in Dictionary", groupOf(tag), elementOf(tag));
     }
     const DcDictElemInfo removed = *found;
     const auto position = found - &tagAt(0);

@@ -8,6 +8,8 @@
 #include "foundation/text.h"
 #include "orvkit/dict.h"
 
+using namespace orvkit;
+
 namespace {
 
 constexpr std::size_t maxUidLength = sizeof(DcDictUidInfo::uid) - 1;
@@ -20,22 +22,22 @@ bool isUidCharacter(char c) noexcept {
 
 // Behind the slots of the 2008 edition and of additions stand those that only today's edition has.
 std::size_t DcDict::uidSlots() const noexcept {
-    return ownSlots() + (isCurrent() ? orvkit::currentUids.size() : 0);
+    return ownSlots() + (isCurrent() ? currentUids.size() : 0);
 }
 
 const DcDictUidInfo& DcDict::uidAt(std::size_t slot) const noexcept {
     static constexpr DcDictUidInfo free{};
-    if (slot < ownSlots()) return uidsOwned_ ? uids_[slot] : orvkit::builtinUids[slot];
+    if (slot < ownSlots()) return uidsOwned_ ? uids_[slot] : builtinUids[slot];
     slot -= ownSlots();
-    return !currentUidsGone_.empty() && currentUidsGone_[slot] ? free : orvkit::currentUids[slot];
+    return !currentUidsGone_.empty() && currentUidsGone_[slot] ? free : currentUids[slot];
 }
 
 std::size_t DcDict::ownSlots() const noexcept {
-    return uidsOwned_ ? uids_.size() : orvkit::builtinUids.size();
+    return uidsOwned_ ? uids_.size() : builtinUids.size();
 }
 
 const DcDictUidInfo* DcDict::currentUidAt(std::size_t position) const noexcept {
-    if (!isCurrent() || position >= orvkit::currentUids.size()) return nullptr;
+    if (!isCurrent() || position >= currentUids.size()) return nullptr;
     const DcDictUidInfo& record = uidAt(ownSlots() + position);
     return record.value == UID_NONE ? nullptr : &record;
 }
@@ -49,9 +51,8 @@ const DcDictUidInfo* DcDict::findUid(DICT_UID value) const noexcept {
     for (std::size_t slot = 0; slot < slots; ++slot) {
         if (uidAt(slot).value == value) return &uidAt(slot);
     }
-    return value < orvkit::firstCurrentUid
-               ? nullptr
-               : currentUidAt(static_cast<std::size_t>(value - orvkit::firstCurrentUid));
+    return value < firstCurrentUid ? nullptr
+                                   : currentUidAt(static_cast<std::size_t>(value - firstCurrentUid));
 }
 
 const DcDictUidInfo* DcDict::findUid(const char* uid) const noexcept {
@@ -69,19 +70,19 @@ const DcDictUidInfo* DcDict::findUid(const char* uid) const noexcept {
                slot != orvkit::noPosition) {
         return &orvkit::builtinUids[slot];
     }
-    return isCurrent() ? currentUidAt(orvkit::currentUidPosition({uid, length})) : nullptr;
+    return isCurrent() ? currentUidAt(currentUidPosition({uid, length})) : nullptr;
 }
 
 int DcDict::getUid(DICT_UID value, char* uid) const {
-    if (uid == nullptr) return orvkit::failNull("DcDict::getUid");
+    if (uid == nullptr) return failNull("DcDict::getUid");
     const DcDictUidInfo* record = findUid(value);
-    orvkit::copyText(uid, record == nullptr ? "" : record->uid, maxUidLength);
-    return record == nullptr ? orvkit::failNoEnum("UID", value, "DcDict::getUid") : RESULT_OK;
+    copyText(uid, record == nullptr ? "" : record->uid, maxUidLength);
+    return record == nullptr ? failNoEnum("UID", value, "DcDict::getUid") : RESULT_OK;
 }
 
 int DcDict::getUidDef(const char* uid, DICT_UID& value) const {
     value = UID_NONE;
-    if (uid == nullptr) return orvkit::failNull("DcDict::getUidDef");
+    if (uid == nullptr) return failNull("DcDict::getUidDef");
     const DcDictUidInfo* record = findUid(uid);
     if (record == nullptr) return RESULT_DICT_NOT_FOUND;
     value = record->value;
@@ -89,10 +90,10 @@ int DcDict::getUidDef(const char* uid, DICT_UID& value) const {
 }
 
 int DcDict::getDesc(DICT_UID value, char* text) const {
-    if (text == nullptr) return orvkit::failNull("DcDict::getDesc");
+    if (text == nullptr) return failNull("DcDict::getDesc");
     const DcDictUidInfo* record = findUid(value);
-    orvkit::copyText(text, record == nullptr ? "" : record->desc, orvkit::maxNameLength);
-    return record == nullptr ? orvkit::failNoEnum("UID", value, "DcDict::getDesc") : RESULT_OK;
+    copyText(text, record == nullptr ? "" : record->desc, maxNameLength);
+    return record == nullptr ? failNoEnum("UID", value, "DcDict::getDesc") : RESULT_OK;
 }
 
 DICT_UID_TYPE DcDict::getUidType(DICT_UID value) const {
@@ -107,12 +108,12 @@ DICT_UID_TYPE DcDict::getUidType(const char* uid) const {
 
 int DcDict::getUidType(DICT_UID value, DICT_UID_TYPE& type) const {
     type = getUidType(value);
-    return findUid(value) == nullptr ? orvkit::failNoEnum("UID", value, "DcDict::getUidType") : RESULT_OK;
+    return findUid(value) == nullptr ? failNoEnum("UID", value, "DcDict::getUidType") : RESULT_OK;
 }
 
 int DcDict::getUidType(const char* uid, DICT_UID_TYPE& type) const {
     type = getUidType(uid);
-    if (uid == nullptr) return orvkit::failNull("DcDict::getUidType");
+    if (uid == nullptr) return failNull("DcDict::getUidType");
     return findUid(uid) == nullptr ? RESULT_DICT_NOT_FOUND : RESULT_OK;
 }
 
@@ -120,60 +121,60 @@ int DcDict::getEndian(DICT_UID xferSyn, ARCH_ENDIAN& endian) const {
     const DcDictUidInfo* record = findUid(xferSyn);
     if (record == nullptr || record->type != UID_TYPE_XFER_SYN) {
         endian = ENDIAN_NONE;
-        return orvkit::fail(RESULT_DICT_NOT_XFER_SYN, LOG_NOTICE, "DcDict::getEndian",
-                            "'%s' is not a Transfer Syntax UID", record == nullptr ? "" : record->uid);
+        return fail(RESULT_DICT_NOT_XFER_SYN, LOG_NOTICE, "DcDict::getEndian",
+                    "'%s' is not a Transfer Syntax UID", record == nullptr ? "" : record->uid);
     }
-    endian = orvkit::syntaxRow(xferSyn).order == orvkit::ByteOrder::big ? ENDIAN_BIG : ENDIAN_LITTLE;
+    endian = syntaxRow(xferSyn).order == ByteOrder::big ? ENDIAN_BIG : ENDIAN_LITTLE;
     return RESULT_OK;
 }
 
 int DcDict::isEncapsulated(DICT_UID xferSyn) const {
-    return orvkit::syntaxRow(xferSyn).pixels != orvkit::Pixels::native;
+    return syntaxRow(xferSyn).pixels != Pixels::native;
 }
 
 int DcDict::add(const char* uid, const char* description, DICT_UID* value, DICT_UID_TYPE type) {
-    if (uid == nullptr) return orvkit::failNull("DcDict::add");
+    if (uid == nullptr) return failNull("DcDict::add");
     if (description == nullptr) description = "Private UID";
     if (const DcDictUidInfo* found = findUid(uid)) {
         if (value != nullptr) *value = found->value;
-        return orvkit::fail(RESULT_DICT_EXISTS, LOG_NOTICE, "DcDict::add",
-                            "UID '%s' already exists in dictionary", uid);
+        return fail(RESULT_DICT_EXISTS, LOG_NOTICE, "DcDict::add", "UID '%s' already exists in dictionary",
+                    uid);
     }
     for (const char* c = uid; *c != '\0'; ++c) {
         if (!isUidCharacter(*c)) {
-            return orvkit::fail(RESULT_DICT_NULL, LOG_NOTICE, "DcDict::add",
-                                "Invalid character '%c' in UID string %s", *c, uid);
+            return fail(RESULT_DICT_NULL, LOG_NOTICE, "DcDict::add",
+                        "Invalid character '%c' in UID string %s", *c, uid);
         }
     }
     if (std::strlen(uid) > maxUidLength) {
-        return orvkit::fail(RESULT_DICT_NULL, LOG_NOTICE, "DcDict::add", "UID string exceeds %d characters",
-                            static_cast<int>(maxUidLength));
+        return fail(RESULT_DICT_NULL, LOG_NOTICE, "DcDict::add", "UID string exceeds %d characters",
+                    static_cast<int>(maxUidLength));
     }
     ownUids();
     const auto slot = std::ranges::find(uids_, UID_NONE, &DcDictUidInfo::value);
     if (slot == uids_.end()) {
-        return orvkit::fail(RESULT_DICT_LIMIT, LOG_NOTICE, "DcDict::add",
-                            "Dictionary UID limit of %d reached", static_cast<int>(maxUids));
+        return fail(RESULT_DICT_LIMIT, LOG_NOTICE, "DcDict::add", "Dictionary UID limit of %d reached",
+                    static_cast<int>(maxUids));
     }
     const int highest = std::ranges::max(uids_, {}, &DcDictUidInfo::value).value;
     slot->value = static_cast<DICT_UID>(highest + 1);
     slot->type = type;
-    orvkit::copyText(slot->uid, uid, maxUidLength);
-    orvkit::copyText(slot->desc, description, orvkit::maxNameLength);
+    copyText(slot->uid, uid, maxUidLength);
+    copyText(slot->desc, description, maxNameLength);
     if (value != nullptr) *value = slot->value;
     return RESULT_OK;
 }
 
 int DcDict::subtract(const char* uid) {
-    if (uid == nullptr) return orvkit::failNull("DcDict::subtract");
+    if (uid == nullptr) return failNull("DcDict::subtract");
     const DcDictUidInfo* found = findUid(uid);
     if (found == nullptr) {
-        return orvkit::fail(RESULT_DICT_NOT_FOUND, LOG_NOTICE, "DcDict::subtract",
-                            "UID '%s' is not in dictionary", uid);
+        return fail(RESULT_DICT_NOT_FOUND, LOG_NOTICE, "DcDict::subtract", "UID '%s' is not in dictionary",
+                    uid);
     }
-    if (found->value >= orvkit::firstCurrentUid) {
-        currentUidsGone_.resize(orvkit::currentUids.size());
-        currentUidsGone_[static_cast<std::size_t>(found->value - orvkit::firstCurrentUid)] = true;
+    if (found->value >= firstCurrentUid) {
+        currentUidsGone_.resize(currentUids.size());
+        currentUidsGone_[static_cast<std::size_t>(found->value - firstCurrentUid)] = true;
         return RESULT_OK;
     }
     const auto slot = static_cast<std::size_t>(found - &uidAt(0));

@@ -9,7 +9,7 @@
 
 namespace {
 
-using orvkit::vrRow;
+using namespace orvkit;
 
 constexpr unsigned int letters = 26;
 constexpr unsigned int letterOf(char c) noexcept {
@@ -19,7 +19,7 @@ constexpr unsigned int letterOf(char c) noexcept {
 // The VR of every pair of capital letters, 0 for none.
 constexpr auto vrOfPair = [] {
     std::array<std::uint8_t, letters * letters> pairs{};
-    for (const orvkit::VrRow& row : orvkit::vr_table::rows) {
+    for (const VrRow& row : vr_table::rows) {
         if (row.letters[0] == '\0') continue;
         pairs[letterOf(row.letters[0]) * letters + letterOf(row.letters[1])] =
             static_cast<std::uint8_t>(row.vr);
@@ -28,8 +28,8 @@ constexpr auto vrOfPair = [] {
 }();
 
 int failNoFacts(DICT_VR vr, const char* reporter) {
-    if (vr == VR_RT) return orvkit::fail(RESULT_DICT_NOT_FOUND, LOG_NOTICE, reporter, "Retired Data Element");
-    return orvkit::failNoEnum("VR", vr, reporter);
+    if (vr == VR_RT) return fail(RESULT_DICT_NOT_FOUND, LOG_NOTICE, reporter, "Retired Data Element");
+    return failNoEnum("VR", vr, reporter);
 }
 
 }  // namespace
@@ -41,7 +41,7 @@ DICT_VR DcDict::vrOfCode(char first, char second) noexcept {
     const unsigned int b = letterOf(second);
     if (a >= letters || b >= letters) return DICT_VR{};
     const unsigned int vr = vrOfPair[a * letters + b];
-    return vr < orvkit::vrRowsInUse ? static_cast<DICT_VR>(vr) : DICT_VR{};
+    return vr < vrRowsInUse ? static_cast<DICT_VR>(vr) : DICT_VR{};
 }
 
 const char* DcDict::vrName(DICT_VR vr) noexcept {
@@ -53,14 +53,14 @@ DcDictVrFacts DcDict::vrFacts(DICT_VR vr) noexcept {
 }
 
 int DcDict::getVr(DICT_VR vr, char* code) const {
-    if (code == nullptr) return orvkit::failNull("DcDict::getVr");
+    if (code == nullptr) return failNull("DcDict::getVr");
     std::strcpy(code, vrName(vr));
     if (*code != '\0') return RESULT_OK;
-    return orvkit::failNoEnum("VR", vr, "DcDict::getVr");
+    return failNoEnum("VR", vr, "DcDict::getVr");
 }
 
 int DcDict::getVrDef(const char* code, DICT_VR& vr) const {
-    if (code == nullptr) return orvkit::failNull("DcDict::getVrDef");
+    if (code == nullptr) return failNull("DcDict::getVrDef");
     vr = VR_UNKNOWN;
     if (std::strlen(code) != 2) return RESULT_DICT_NOT_FOUND;
     const DICT_VR found = vrOfCode(code[0], code[1]);

@@ -2,9 +2,11 @@
 
 #include "orvkit/log.h"
 
-std::atomic<int> orvkit::detail::valueExceptionLevel{-1};
+using namespace orvkit;
+
+std::atomic<int> detail::valueExceptionLevel{-1};
 
 int elemListSetValueExceptionLevel(int level) {
-    orvkit::detail::valueExceptionLevel.store(level, std::memory_order_relaxed);
+    detail::valueExceptionLevel.store(level, std::memory_order_relaxed);
     return 0;
 }

@@ -7,6 +7,8 @@
 #include "foundation/fail.h"
 #include "platform/file.h"
 
+using namespace orvkit;
+
 // ---- nodes ----------------------------------------------------------------------------------------------
 
 DcNode& DcNode::operator=(const DcNode& other) noexcept {
@@ -205,13 +207,12 @@ int DcList::printNodeList(const char* fileName, const char* mode) {
     // The reporter's name is that of the data set for every list: kept for those who watch for it.
     static constexpr char reporter[] = "DcElemList::printNodeList";
     if (fileName == nullptr || mode == nullptr) {
-        return orvkit::failNull(LIST_PRINT, reporter);
+        return failNull(LIST_PRINT, reporter);
     }
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(orvkit::platform::openStream(fileName, mode),
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(platform::openStream(fileName, mode),
                                                                &std::fclose);
     if (!file) {
-        return orvkit::fail(LIST_PRINT, LOG_VALIDATION, reporter, "Error opening file %s in mode %s",
-                            fileName, mode);
+        return fail(LIST_PRINT, LOG_VALIDATION, reporter, "Error opening file %s in mode %s", fileName, mode);
     }
     std::fprintf(file.get(), "%p\n", static_cast<const void*>(this));
     for (const DcNode* node = first_; node != nullptr; node = node->next_) {

@@ -14,6 +14,8 @@
 #include "platform/clock.h"
 #include "platform/file.h"
 
+using namespace orvkit;
+
 DcLog* Log = nullptr;
 char MsgBuf[LOG_MSG_BUF_SIZE];
 
@@ -89,7 +91,7 @@ void appendTime(Line& line) noexcept {
     static constexpr char months[][4] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                          "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
     std::tm now;
-    if (!orvkit::platform::localTime(now)) return;
+    if (!platform::localTime(now)) return;
     line.append("%s%02d %02d:%02d:%02d", months[now.tm_mon], now.tm_mday, now.tm_hour, now.tm_min,
                 now.tm_sec);
 }
@@ -158,7 +160,7 @@ int DcLog::report(LOG_MSG level, const char* name, const char* fmt, ...) {
     // The file is opened for each line: several processes or levels may share one.
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(nullptr, &std::fclose);
     if (fileName_[level] != nullptr) {
-        file.reset(orvkit::platform::openStream(fileName_[level], "at"));
+        file.reset(platform::openStream(fileName_[level], "at"));
         if (!file) return RESULT_LOG_FILE;
     }
 

@@ -28,6 +28,10 @@ template <std::size_t N>
 void copyText(char (&field)[N], std::string_view text) noexcept {
     copyText(field, text, N - 1);
 }
+template <std::size_t N>
+void copyText(char (&field)[N], const char* text) noexcept {
+    copyText(field, text != nullptr ? text : "", N - 1);
+}
 
 constexpr std::string_view trimmed(std::string_view text) noexcept {
     const std::size_t first = text.find_first_not_of(' ');

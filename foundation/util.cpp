@@ -11,13 +11,15 @@
 #include "foundation/fail.h"
 #include "platform/clock.h"
 
+using namespace orvkit;
+
 namespace {
 
 // Swaps eight bytes at a time; `swapWord` reverses the values that stand side by side in a word.
 template <typename Value, typename SwapWord>
 int swab(void* data, unsigned int length, SwapWord swapWord) {
     if (data == nullptr) {
-        return orvkit::failNull(UTIL_NULL_ARGUMENT, "utilSwab");
+        return failNull(UTIL_NULL_ARGUMENT, "utilSwab");
     }
     constexpr std::size_t wordSize = sizeof(std::uint64_t);
     unsigned char* p = static_cast<unsigned char*>(data);
@@ -32,7 +34,7 @@ int swab(void* data, unsigned int length, SwapWord swapWord) {
     for (; i < whole; i += sizeof(Value)) {
         Value value;
         std::memcpy(&value, p + i, sizeof value);
-        value = orvkit::byteSwap(value);
+        value = byteSwap(value);
         std::memcpy(p + i, &value, sizeof value);
     }
     return RESULT_OK;
@@ -46,13 +48,13 @@ int swab2(void* data, unsigned int length) {
 
 int swab4(void* data, unsigned int length) {
     return swab<std::uint32_t>(data, length, [](std::uint64_t w) {
-        w = orvkit::byteSwap(w);
+        w = byteSwap(w);
         return (w << 32) | (w >> 32);
     });
 }
 
 int swab8(void* data, unsigned int length) {
-    return swab<std::uint64_t>(data, length, [](std::uint64_t w) { return orvkit::byteSwap(w); });
+    return swab<std::uint64_t>(data, length, [](std::uint64_t w) { return byteSwap(w); });
 }
 
 bool isBlank(char c) noexcept {
@@ -121,7 +123,7 @@ int utilDoubleToHMS(double packed, int& hour, int& minute, double& second) {
 
 void utilGetCurrentTime(DcElemValueDT& dateTime) {
     std::tm now;
-    if (!orvkit::platform::localTime(now)) return;
+    if (!platform::localTime(now)) return;
     dateTime.reset();
     dateTime.year = now.tm_year + 1900;
     dateTime.month = now.tm_mon + 1;
@@ -133,7 +135,7 @@ void utilGetCurrentTime(DcElemValueDT& dateTime) {
 
 void utilGetCurrentTime(DcElemValueDA& date, DcElemValueTM& time) {
     std::tm now;
-    if (!orvkit::platform::localTime(now)) return;
+    if (!platform::localTime(now)) return;
     date.reset();
     date.year = now.tm_year + 1900;
     date.month = now.tm_mon + 1;
@@ -155,7 +157,7 @@ int utilChangeBackslash(char* path) {
 
 int utilRemoveSpace(char* string, int mode) {
     if (string == nullptr) {
-        return orvkit::failNull(UTIL_NULL_ARGUMENT, "utilStrgToValue");
+        return failNull(UTIL_NULL_ARGUMENT, "utilStrgToValue");
     }
     if ((mode & UTIL_SPACE_ALL) != 0) {
         char* kept = string;

@@ -4,11 +4,13 @@
 #include "foundation/identity.h"
 #include "orvkit/util.h"
 
+using namespace orvkit;
+
 int utilGetVersion(int& major, int& minor, int& release, char* buildDate) {
-    major = orvkit::versionMajor;
-    minor = orvkit::versionMinor;
-    release = orvkit::versionRelease;
-    if (buildDate == nullptr) return orvkit::failNull(UTIL_NULL_ARGUMENT, "utilGetVersion");
+    major = versionMajor;
+    minor = versionMinor;
+    release = versionRelease;
+    if (buildDate == nullptr) return failNull(UTIL_NULL_ARGUMENT, "utilGetVersion");
     std::memcpy(buildDate, __DATE__, sizeof __DATE__);
     return RESULT_OK;
 }

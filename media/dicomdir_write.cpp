@@ -10,10 +10,7 @@
 #include "media/meta_info.h"
 #include "platform/new_file.h"
 
-using orvkit::ByteOrder;
-using orvkit::ByteWriter;
-using orvkit::DirRecAccess;
-using orvkit::fail;
+using namespace orvkit;
 
 namespace {
 
@@ -22,7 +19,7 @@ constexpr unsigned int kSequenceHeader = orvkit::kLongHeader;
 constexpr unsigned int kMostOfHeader = 512;  // the elements of group 0004 in front of the records
 
 void putHeader(ByteWriter& w, unsigned int tag, DICT_VR vr, std::size_t length) {
-    orvkit::writeHeader(w, orvkit::Mode::explicitLittle(), tag, vr, static_cast<unsigned int>(length));
+    writeHeader(w, Mode::explicitLittle(), tag, vr, static_cast<unsigned int>(length));
 }
 
 void putText(ByteWriter& w, unsigned int tag, std::string text) {
@@ -58,16 +55,16 @@ void fillMetaGroup(const DcDirMetaInfo& from, DcElemList& group) {
 
 int failLimit() {
     return fail(DIR_FILE_SIZE, LOG_ERROR, kReporter, "File size exceeds limit of %g Mbytes",
-                orvkit::megabytes(orvkit::maxFileSize()));
+                megabytes(maxFileSize()));
 }
 
 // After a crash the old file or the new one is there.
 int replaceFile(const std::string& path, std::span<const unsigned char> bytes) {
-    orvkit::platform::NewFile file;
+    platform::NewFile file;
     if (!file.beginBeside(path)) {
         return fail(DIR_OPEN, LOG_ERROR, kReporter, "Error opening file - '%s'", path.c_str());
     }
-    if (orvkit::platform::writeAll(file.handle(), bytes.data(), bytes.size()) && file.commit(path, true)) {
+    if (platform::writeAll(file.handle(), bytes.data(), bytes.size()) && file.commit(path, true)) {
         return RESULT_OK;
     }
     return fail(DIR_READ_WRITE, LOG_ERROR, kReporter, "Write error, disk may be full");
@@ -78,23 +75,23 @@ int replaceFile(const std::string& path, std::span<const unsigned char> bytes) {
 int DcDirDicomDir::frameHeader(unsigned char* buf, unsigned int& length, unsigned int first,
                                unsigned int last) {
     if (meta_.sopInstanceUid[0] == '\0') Dict.genUid(meta_.sopInstanceUid);
-    std::memcpy(buf, meta_.preamble, orvkit::kPreambleSize);
-    std::memcpy(buf + orvkit::kPreambleSize, "DICM", 4);
+    std::memcpy(buf, meta_.preamble, kPreambleSize);
+    std::memcpy(buf + kPreambleSize, "DICM", 4);
     DcElemList group;
     fillMetaGroup(meta_, group);
     length = 0;
-    const int result = group.frame(buf + orvkit::kMetaOffset, length, UID_LITTLE_ENDIAN_EXPLICIT);
+    const int result = group.frame(buf + kMetaOffset, length, UID_LITTLE_ENDIAN_EXPLICIT);
     if (result != RESULT_OK) return result;
-    length += orvkit::kMetaOffset;
+    length += kMetaOffset;
 
     ByteWriter w({buf + length, kMostOfHeader}, ByteOrder::little);
-    putText(w, orvkit::kTagFilesetId, header_.filesetId);
+    putText(w, kTagFilesetId, header_.filesetId);
     const std::string descriptor = joined(header_.descriptorFileId);
-    if (!descriptor.empty()) putText(w, orvkit::kTagDescriptorFileId, descriptor);
-    if (header_.charset[0] != '\0') putText(w, orvkit::kTagDescriptorCharset, header_.charset);
-    putOffset(w, orvkit::kTagFirstRecord, first);
-    putOffset(w, orvkit::kTagLastRecord, last);
-    putHeader(w, orvkit::kTagConsistency, VR_US, 2);
+    if (!descriptor.empty()) putText(w, kTagDescriptorFileId, descriptor);
+    if (header_.charset[0] != '\0') putText(w, kTagDescriptorCharset, header_.charset);
+    putOffset(w, kTagFirstRecord, first);
+    putOffset(w, kTagLastRecord, last);
+    putHeader(w, kTagConsistency, VR_US, 2);
     w.u16(static_cast<std::uint16_t>(header_.consistencyFlag));
     length += static_cast<unsigned int>(w.offset());
     return RESULT_OK;
@@ -102,24 +99,22 @@ int DcDirDicomDir::frameHeader(unsigned char* buf, unsigned int& length, unsigne
 
 int DcDirDicomDir::frame(unsigned char* buf, unsigned int& length) try {
     length = 0;
-    if (buf == nullptr) {
-        return fail(DIR_NULL_ARGUMENT, LOG_VALIDATION, "DcDirDicomDir::frame", "Null argument passed");
-    }
+    if (buf == nullptr) return failNull(DIR_NULL_ARGUMENT, "DcDirDicomDir::frame");
     const DcDirRec* last = children_.last();
     while (last != nullptr && !DirRecAccess::isFramed(*last)) last = last->previous();
-    const DcDirRec* const first = orvkit::firstFramed(children_.first());
+    const DcDirRec* const first = firstFramed(children_.first());
     return frameHeader(buf, length, first != nullptr ? first->offset_ : 0,
                        last != nullptr ? last->offset_ : 0);
 } catch (const std::bad_alloc&) {
-    return orvkit::failMemory("DcDirDicomDir::frame");
+    return failMemory("DcDirDicomDir::frame");
 }
 
 int DcDirDicomDir::getBufSize(unsigned int& size, DIR_INCLUDE_CHILD include) const try {
     DcElemList group;
     fillMetaGroup(meta_, group);
-    unsigned long long total = orvkit::kMetaOffset + 0ull + orvkit::sizeOf(group) + kMostOfHeader;
+    unsigned long long total = kMetaOffset + 0ull + sizeOf(group) + kMostOfHeader;
     if (include != DIR_WITHOUT_CHILD) {
-        total += kSequenceHeader + orvkit::sizeOf(elems_);  // elements behind the records
+        total += kSequenceHeader + sizeOf(elems_);  // elements behind the records
         for (const DcDirRec* r = children_.first(); r != nullptr; r = r->next()) {
             total += DirRecAccess::sizeOf(*r, DIR_WITH_CHILD);
         }
@@ -127,7 +122,7 @@ int DcDirDicomDir::getBufSize(unsigned int& size, DIR_INCLUDE_CHILD include) con
     size = total > 0xFFFFFFFF ? 0xFFFFFFFF : static_cast<unsigned int>(total);
     return total > 0xFFFFFFFF ? DIR_FILE_SIZE : RESULT_OK;
 } catch (const std::bad_alloc&) {
-    return orvkit::failMemory("DcDirDicomDir::getBufSize");
+    return failMemory("DcDirDicomDir::getBufSize");
 }
 
 int DcDirDicomDir::write(const char* rootPath) try {
@@ -139,7 +134,7 @@ int DcDirDicomDir::write(const char* rootPath) try {
     int result = getBufSize(size, DIR_WITH_CHILD);
     if (result == DIR_FILE_SIZE) return failLimit();
     if (result != RESULT_OK) return result;
-    if (size > static_cast<unsigned int>(orvkit::maxFileSize())) return failLimit();
+    if (size > static_cast<unsigned int>(maxFileSize())) return failLimit();
     const std::unique_ptr<unsigned char[]> buf(new (std::nothrow) unsigned char[size]);
     if (buf == nullptr) {
         return fail(ELEM_NO_MEMORY, LOG_ERROR, kReporter, "unable to allocated 0x%x (%d) bytes of memory",
@@ -159,7 +154,7 @@ int DcDirDicomDir::write(const char* rootPath) try {
         at += used;
     }
     // Every record has its place now.
-    for (orvkit::TreeWalk walk(*this); const DcDirRec* r = walk.next();) {
+    for (TreeWalk walk(*this); const DcDirRec* r = walk.next();) {
         if (DirRecAccess::isFramed(*r)) {
             DirRecAccess::patch(*r, buf.get() + r->offset_);
         } else {
@@ -168,14 +163,14 @@ int DcDirDicomDir::write(const char* rootPath) try {
     }
     if (result = frame(buf.get(), header); result != RESULT_OK) return result;
     ByteWriter w({buf.get() + header, kSequenceHeader}, ByteOrder::little);
-    putHeader(w, orvkit::kTagRecordSequence, VR_SQ, at - start);
+    putHeader(w, kTagRecordSequence, VR_SQ, at - start);
     if (elems_.first() != nullptr) {
         unsigned int used = 0;
         result = elems_.frame(buf.get() + at, used, UID_LITTLE_ENDIAN_EXPLICIT);
         if (result != RESULT_OK) return result;
         at += used;
     }
-    return replaceFile(orvkit::pathBelow(rootPath_, "DICOMDIR"), {buf.get(), at});
+    return replaceFile(pathBelow(rootPath_, "DICOMDIR"), {buf.get(), at});
 } catch (const std::bad_alloc&) {
-    return orvkit::failMemory("DcDirDicomDir::write");
+    return failMemory("DcDirDicomDir::write");
 }

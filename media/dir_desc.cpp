@@ -4,6 +4,8 @@
 #include "foundation/fail.h"
 #include "orvkit/file.h"
 
+using namespace orvkit;
+
 namespace {
 
 // In the order of the enumerators. ENCAP_DOC has its underscore on purpose: it is what files hold.
@@ -55,13 +57,11 @@ static_assert(kCount == DIR_REC_WAVEFORM + 1);
 
 int dirGetDesc(DIR_REC type, char* text) {
     constexpr const char* reporter = "dirGetDesc";
-    if (text == nullptr) {
-        return orvkit::failNull(DIR_NULL_ARGUMENT, reporter);
-    }
+    if (text == nullptr) return failNull(DIR_NULL_ARGUMENT, reporter);
     text[0] = '\0';
     if (type < 0 || type >= kCount) {
-        return orvkit::fail(DIR_RESERVED_09, LOG_VALIDATION, reporter, "Unknown directory record type %d",
-                            static_cast<int>(type));
+        return fail(DIR_RESERVED_09, LOG_VALIDATION, reporter, "Unknown directory record type %d",
+                    static_cast<int>(type));
     }
     std::memcpy(text, kNames[type], std::strlen(kNames[type]) + 1);
     return RESULT_OK;
@@ -70,14 +70,11 @@ int dirGetDesc(DIR_REC type, char* text) {
 int dirGetType(const char* text, DIR_REC& type) {
     constexpr const char* reporter = "dirGetType";
     type = DIR_REC_UNKNOWN;
-    if (text == nullptr) {
-        return orvkit::failNull(DIR_NULL_ARGUMENT, reporter);
-    }
+    if (text == nullptr) return failNull(DIR_NULL_ARGUMENT, reporter);
     for (int i = 0; i < kCount; ++i) {
         if (std::strcmp(text, kNames[i]) != 0) continue;
         type = static_cast<DIR_REC>(i);
         return RESULT_OK;
     }
-    return orvkit::fail(DIR_RESERVED_09, LOG_VALIDATION, reporter, "Unknown directory record type '%s'",
-                        text);
+    return fail(DIR_RESERVED_09, LOG_VALIDATION, reporter, "Unknown directory record type '%s'", text);
 }

@@ -238,22 +238,23 @@ int readIdentity(const std::string& path, FileIdentity& identity) {
 }  // namespace
 }  // namespace orvkit
 
+using namespace orvkit;
+
 int DcDirRec::setRefFile(const char* fileId) try {
-    using orvkit::fail;
     constexpr const char* reporter = "DcDirRec::setRefFile";
-    if (fileId == nullptr) return orvkit::failNull(DIR_NULL_ARGUMENT, reporter);
+    if (fileId == nullptr) return failNull(DIR_NULL_ARGUMENT, reporter);
     if (fileId[0] == '\0') {
         linkTo(nullptr);
-        orvkit::DirRecAccess::clearRefFile(*this);
+        DirRecAccess::clearRefFile(*this);
         return RESULT_OK;
     }
-    if (const int result = orvkit::checkFileId(fileId, reporter); result != RESULT_OK) return result;
+    if (const int result = checkFileId(fileId, reporter); result != RESULT_OK) return result;
     char root[DIR_ROOT_PATH_LIMIT + 1];
     if (const int result = getRootPath(root); result != RESULT_OK) return result;
-    const std::string id = orvkit::normalFileId(fileId);
-    const std::string path = orvkit::pathBelow(root, id);
-    orvkit::platform::FileInfo info;
-    if (!orvkit::platform::examine(path.c_str(), info) || info.kind != orvkit::platform::FileKind::regular) {
+    const std::string id = normalFileId(fileId);
+    const std::string path = pathBelow(root, id);
+    platform::FileInfo info;
+    if (!platform::examine(path.c_str(), info) || info.kind != platform::FileKind::regular) {
         return fail(DIR_FILE_ID, LOG_ERROR, reporter, "File '%s' not found", path.c_str());
     }
     const DcDirDicomDir* const set = fileSet();
@@ -261,9 +262,9 @@ int DcDirRec::setRefFile(const char* fileId) try {
     if (other != nullptr && other != this) {
         return fail(DIR_FILE_ID, LOG_ERROR, reporter, "File ID '%s' is already in use", fileId);
     }
-    orvkit::FileIdentity identity;
-    const int result = orvkit::readIdentity(path, identity);
-    orvkit::needMemory(result);
+    FileIdentity identity;
+    const int result = readIdentity(path, identity);
+    needMemory(result);
     const bool unreadable = result == DIR_NOT_PART10 || result == DIR_READ_WRITE || result == DIR_META_INFO;
     if (result != RESULT_OK && !unreadable) {
         return fail(DIR_FILE_ID, LOG_ERROR, reporter, "File '%s', rc - 0x%04x", path.c_str(),
@@ -273,8 +274,8 @@ int DcDirRec::setRefFile(const char* fileId) try {
         return fail(DIR_FILE_ID, LOG_ERROR, reporter, "File '%s', invalid Meta Info", path.c_str());
     }
     linkTo(nullptr);
-    orvkit::DirRecAccess::setRefFile(*this, id, identity.sopClass, identity.instance, identity.xferSyn);
+    DirRecAccess::setRefFile(*this, id, identity.sopClass, identity.instance, identity.xferSyn);
     return RESULT_OK;
 } catch (const std::bad_alloc&) {
-    return orvkit::failMemory("DcDirRec::setRefFile");
+    return failMemory("DcDirRec::setRefFile");
 }

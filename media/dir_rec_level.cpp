@@ -6,6 +6,8 @@
 #include "foundation/fail.h"
 #include "media/dir_rec.h"
 
+using namespace orvkit;
+
 namespace {
 
 // A list ends with UNKNOWN, which is compared too: a record of type UNKNOWN may stand anywhere. Kept for
@@ -86,6 +88,6 @@ int DcDirRec::checkLevel(const DcDirRec& child) const {
     char above[32] = "";
     child.getDesc(below);
     getDesc(above);
-    return orvkit::fail(DIR_LEVEL_RULE, LOG_ERROR, "DcDirRec::checkLevel",
-                        "'%s' cannot be a lower level entity to '%s'", below, above);
+    return fail(DIR_LEVEL_RULE, LOG_ERROR, "DcDirRec::checkLevel",
+                "'%s' cannot be a lower level entity to '%s'", below, above);
 }

@@ -8,10 +8,7 @@
 #include "media/meta_info.h"
 #include "platform/file.h"
 
-using orvkit::fail;
-using orvkit::failNull;
-using orvkit::uidName;
-using orvkit::uidText;
+using namespace orvkit;
 
 namespace {
 
@@ -25,7 +22,7 @@ std::string typeOf(const DcDirRec* r) {
 
 void printPointer(FILE* file, const char* format, const DcDirRec* r) {
     std::fprintf(file, format, static_cast<const void*>(r), typeOf(r).c_str(),
-                 r != nullptr ? orvkit::fileIdOf(*r).c_str() : "");
+                 r != nullptr ? fileIdOf(*r).c_str() : "");
 }
 
 void printRecord(FILE* file, const DcDirRec& r) {
@@ -44,7 +41,7 @@ using File = std::unique_ptr<FILE, int (*)(FILE*)>;
 template <typename Print>
 int printTo(const char* path, const char* mode, const char* reporter, Print print) {
     if (path == nullptr || mode == nullptr) return failNull(DIR_NULL_ARGUMENT, reporter);
-    const File file(orvkit::platform::openStream(path, mode), &std::fclose);
+    const File file(platform::openStream(path, mode), &std::fclose);
     if (file == nullptr) {
         return fail(DIR_OPEN, LOG_VALIDATION, reporter, "Error opening file %s in mode %s", path, mode);
     }
@@ -58,20 +55,20 @@ int printTo(const char* path, const char* mode, const char* reporter, Print prin
 int DcDirRec::printNodeList(FILE* file) const try {
     if (file == nullptr) return failNull(DIR_NULL_ARGUMENT, "DcDirRec::printNodeList");
     printRecord(file, *this);
-    for (orvkit::TreeWalk walk(*this); const DcDirRec* r = walk.next();) {
+    for (TreeWalk walk(*this); const DcDirRec* r = walk.next();) {
         std::fputc('\n', file);
         printRecord(file, *r);
     }
     return RESULT_OK;
 } catch (const std::bad_alloc&) {
-    return orvkit::failMemory("DcDirRec::printNodeList");
+    return failMemory("DcDirRec::printNodeList");
 }
 
 int DcDirRec::printNodeTree(FILE* file) const try {
     if (file == nullptr) return failNull(DIR_NULL_ARGUMENT, "DcDirRec::printNodeTree");
     std::fprintf(file, "%s   %s\n", "", typeOf(this).c_str());
     std::string prefix;
-    for (orvkit::TreeWalk walk(*this); const DcDirRec* r = walk.next();) {
+    for (TreeWalk walk(*this); const DcDirRec* r = walk.next();) {
         const auto path = walk.path();
         prefix.clear();
         for (std::size_t i = 0; i + 1 < path.size() && i < kMostCells; ++i) {
@@ -82,7 +79,7 @@ int DcDirRec::printNodeTree(FILE* file) const try {
     }
     return RESULT_OK;
 } catch (const std::bad_alloc&) {
-    return orvkit::failMemory("DcDirRec::printNodeTree");
+    return failMemory("DcDirRec::printNodeTree");
 }
 
 void DcDirRecInfo::reset() noexcept {
@@ -138,12 +135,12 @@ int DcDirDicomDir::printNodeList(const char* path, const char* mode) const try {
     return printTo(path, mode, "DcDirDicomDir::printNodeList",
                    [this](FILE* file) { return DcDirRec::printNodeList(file); });
 } catch (const std::bad_alloc&) {
-    return orvkit::failMemory("DcDirDicomDir::printNodeList");
+    return failMemory("DcDirDicomDir::printNodeList");
 }
 
 int DcDirDicomDir::printNodeTree(const char* path, const char* mode) const try {
     return printTo(path, mode, "DcDirDicomDir::printNodeTree",
                    [this](FILE* file) { return DcDirRec::printNodeTree(file); });
 } catch (const std::bad_alloc&) {
-    return orvkit::failMemory("DcDirDicomDir::printNodeTree");
+    return failMemory("DcDirDicomDir::printNodeTree");
 }

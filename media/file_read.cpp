@@ -10,22 +10,13 @@
 #include "dataset/elem_access.h"
 #include "dataset/elemlist_access.h"
 #include "encoding/walk.h"
+#include "foundation/block.h"
 #include "foundation/fail.h"
 #include "media/file_prefix.h"
 #include "media/meta_info.h"
 #include "media/part10_reader.h"
 
-using orvkit::ByteSource;
-using orvkit::ElemListAccess;
-using orvkit::fail;
-using orvkit::FilePrefix;
-using orvkit::isUncompressed;
-using orvkit::kLengthUndefined;
-using orvkit::Mode;
-using orvkit::Part10;
-using orvkit::Walker;
-using orvkit::WalkHeader;
-using orvkit::WalkStep;
+using namespace orvkit;
 
 namespace {
 
@@ -35,7 +26,7 @@ constexpr std::uint64_t kMostMeta = std::uint64_t{512} << 20;
 
 int failLimit(const char* reporter, const char* name) {
     return fail(DIR_FILE_SIZE, LOG_ERROR, reporter, "File '%s', size exceeds limit of %g Mbytes", name,
-                orvkit::megabytes(orvkit::maxFileSize()));
+                megabytes(maxFileSize()));
 }
 
 int failPrefix(const FilePrefix& file, const char* reporter, const char* path) {
@@ -51,12 +42,11 @@ int failPrefix(const FilePrefix& file, const char* reporter, const char* path) {
 void takeIdentity(DcElemList& dataset, DcDirMetaInfo& meta) {
     DICT_UID sopClass = UID_NONE;
     char instance[sizeof meta.sopInstanceUid] = "";
-    if (ElemListAccess::firstValue(dataset, orvkit::kTagSopClass, sopClass) == RESULT_OK &&
-        sopClass != UID_NONE) {
+    if (ElemListAccess::firstValue(dataset, kTagSopClass, sopClass) == RESULT_OK && sopClass != UID_NONE) {
         meta.sopClassUid = sopClass;
     }
-    const int result = ElemListAccess::firstValue(dataset, orvkit::kTagSopInstance, instance,
-                                                  static_cast<int>(sizeof instance - 1));
+    const int result =
+        ElemListAccess::firstValue(dataset, kTagSopInstance, instance, static_cast<int>(sizeof instance - 1));
     if (result == RESULT_OK && instance[0] != '\0') {
         std::memcpy(meta.sopInstanceUid, instance, sizeof instance);
     }
@@ -70,7 +60,7 @@ int decode(std::span<unsigned char> bytes, DICT_UID xferSyn, DcDirMetaInfo& meta
 }
 
 int checkLimit(const FilePrefix& file, const Part10& p, const char* reporter) {
-    const auto limit = static_cast<std::uint64_t>(orvkit::maxFileSize());
+    const auto limit = static_cast<std::uint64_t>(maxFileSize());
     return file.size() > p.end && file.size() - p.end > limit ? failLimit(reporter, p.path) : RESULT_OK;
 }
 
@@ -89,12 +79,12 @@ int decodeAll(FilePrefix& file, Part10& p, DICT_UID xferSyn, DcElemList& dataset
 int begin(FilePrefix& file, Part10& p, const char* statReporter, std::size_t firstRead) {
     if (p.path == nullptr) {
         p.meta.reset();
-        return fail(DIR_NULL_ARGUMENT, LOG_VALIDATION, kMetaReporter, "Null argument passed");
+        return failNull(DIR_NULL_ARGUMENT, kMetaReporter);
     }
     if (const int result = file.open(p.path, statReporter, kMetaReporter, firstRead); result != RESULT_OK)
         return result;
     // The limit is that of the data set, which begins where the meta information ends.
-    const std::uint64_t limit = static_cast<std::uint64_t>(orvkit::maxFileSize()) + FilePrefix::kWithHeader;
+    const std::uint64_t limit = static_cast<std::uint64_t>(maxFileSize()) + FilePrefix::kWithHeader;
     file.setLimit(std::max(limit, kMostMeta));
     const int result = readMeta(p);
     file.setLimit(p.end + limit);
@@ -119,11 +109,11 @@ bool endsWithLargePixels(FilePrefix& file, const Part10& p, DICT_UID xferSyn, Wa
     if (!isUncompressed(xferSyn) || file.size() < p.end + kLargePixels) return false;
     Walker walker(file, p.end, file.size(), Mode::of(xferSyn));
     while (walker.peek(h) == WalkStep::element) {
-        if (h.tag == orvkit::kTagPixelData) {
-            return orvkit::isRawVr(h.vr) && h.length >= kLargePixels && hasKnownLetters(file, h) &&
+        if (h.tag == kTagPixelData) {
+            return isRawVr(h.vr) && h.length >= kLargePixels && hasKnownLetters(file, h) &&
                    h.length == file.size() - h.valueOffset;
         }
-        if (h.tag > orvkit::kTagPixelData || !walker.skip(h)) return false;
+        if (h.tag > kTagPixelData || !walker.skip(h)) return false;
     }
     return false;
 }
@@ -131,15 +121,12 @@ bool endsWithLargePixels(FilePrefix& file, const Part10& p, DICT_UID xferSyn, Wa
 // Reads them straight into the block that the element will own.
 int readPixels(FilePrefix& file, const char* path, const WalkHeader& h, DICT_UID xferSyn, DcElemList& dataset,
                const char* reporter) {
-    struct Release {
-        void operator()(void* p) const noexcept { ::operator delete(p); }
-    };
-    std::unique_ptr<void, Release> block(::operator new(h.length, std::nothrow));
+    Block block = allocate(h.length);
     if (block == nullptr) {
         return fail(ELEM_NO_MEMORY, LOG_ERROR, reporter, "File '%s', unable to allocate memory", path);
     }
-    const std::int64_t got = orvkit::platform::readAt(file.handle(), block.get(), h.length,
-                                                      static_cast<std::int64_t>(h.valueOffset));
+    const std::int64_t got =
+        platform::readAt(file.handle(), block.get(), h.length, static_cast<std::int64_t>(h.valueOffset));
     if (got != static_cast<std::int64_t>(h.length)) return failPrefix(file, reporter, path);
     auto* const pixels = new DcElem(h.tag, nullptr, 0, UID_NONE, h.vr, 0);
     (void)dataset.add(pixels);
@@ -174,7 +161,7 @@ Measured measureValue(ByteSource& source, const WalkHeader& h, const char* repor
     Walker walker(source, h.offset, source.size(), h.mode);
     if (walker.skip(h)) {
         m.behind = walker.position();
-        m.length = m.behind - orvkit::kDelimitationSize - h.valueOffset;
+        m.length = m.behind - kDelimitationSize - h.valueOffset;
         return m;
     }
     m.sound = false;
@@ -200,7 +187,7 @@ class WholeSource {
     }
 
   private:
-    std::optional<orvkit::HandleSource> source_;
+    std::optional<HandleSource> source_;
 };
 
 // ---- around Pixel Data ------------------------------------------------------------------------------------
@@ -248,12 +235,12 @@ class AroundReader {
     }
     bool staysInFile(const WalkHeader& h) const {
         const bool ofStream = h.mode == mode_;
-        return ofStream && h.tag == orvkit::kTagPixelData && orvkit::isRawVr(h.vr);
+        return ofStream && h.tag == kTagPixelData && isRawVr(h.vr);
     }
 
     int decodeBytes(std::uint64_t from, std::uint64_t to) {
         if (to <= from) return RESULT_OK;
-        if (to - from > static_cast<std::uint64_t>(orvkit::maxFileSize())) {
+        if (to - from > static_cast<std::uint64_t>(maxFileSize())) {
             return failLimit(kReporter, p_.name());
         }
         around_.streamOffset = from;
@@ -270,8 +257,7 @@ class AroundReader {
             return fail(ELEM_NO_MEMORY, LOG_ERROR, kReporter, "File '%s', unable to allocate memory",
                         p_.path);
         }
-        const auto got =
-            orvkit::platform::readAt(file_->handle(), block.get(), n, static_cast<std::int64_t>(from));
+        const auto got = platform::readAt(file_->handle(), block.get(), n, static_cast<std::int64_t>(from));
         if (got != static_cast<std::int64_t>(n)) return failPrefix(*file_, kReporter, p_.path);
         return decodeSpan({block.get(), n});
     }
@@ -289,7 +275,7 @@ class AroundReader {
         (void)dataset_.add(element);
         if (h.valueOffset > 0xFFFFFFFF || m.length > 0xFFFFFFFF) {
             note(failLimit(kReporter, p_.name()));
-            tell(h, from, DIR_FILE_SIZE, orvkit::lastMessage());
+            tell(h, from, DIR_FILE_SIZE, lastMessage());
         } else if (m.length != 0) {
             // Two GByte and more are told as the 32-bit numbers that they are.
             DcBuf place(p_.path, static_cast<int>(static_cast<unsigned int>(h.valueOffset)),
@@ -309,7 +295,7 @@ class AroundReader {
         return isUncompressed(xferSyn_) ? xferSyn_ : UID_LITTLE_ENDIAN_EXPLICIT;
     }
     static void tell(const WalkHeader& h, std::uint64_t from, int result, const char* text) {
-        orvkit::tellElemFault({result, static_cast<unsigned int>(h.offset - from), &h.tag, 1, text});
+        tellElemFault({result, static_cast<unsigned int>(h.offset - from), &h.tag, 1, text});
     }
 
     Part10& p_;
@@ -337,19 +323,19 @@ int dirReadFileMetaInfo(const char* path, DcDirMetaInfo& meta, unsigned int& end
     if (result == RESULT_OK) end = static_cast<unsigned int>(p.end);
     return result;
 } catch (const std::bad_alloc&) {
-    return orvkit::failMemory("dirReadFileMetaInfo");
+    return failMemory("dirReadFileMetaInfo");
 }
 
 int dirReadFileMetaInfo(unsigned char* buf, unsigned int length, DcDirMetaInfo& meta, unsigned int& end) try {
     end = 0;
-    if (buf == nullptr) return fail(DIR_NULL_ARGUMENT, LOG_VALIDATION, kMetaReporter, "Null argument passed");
-    orvkit::SpanSource source({buf, length});
+    if (buf == nullptr) return failNull(DIR_NULL_ARGUMENT, kMetaReporter);
+    SpanSource source({buf, length});
     Part10 p{source, nullptr, meta};
     const int result = readMeta(p);
     if (result == RESULT_OK) end = static_cast<unsigned int>(p.end);
     return result;
 } catch (const std::bad_alloc&) {
-    return orvkit::failMemory("dirReadFileMetaInfo");
+    return failMemory("dirReadFileMetaInfo");
 }
 
 int dirReadFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset) try {
@@ -368,22 +354,21 @@ int dirReadFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset) try 
     const int result = decode(header.subspan(static_cast<std::size_t>(p.end)), xferSyn, meta, dataset);
     return result == RESULT_OK ? readPixels(file, path, h, xferSyn, dataset, reporter) : result;
 } catch (const std::bad_alloc&) {
-    return orvkit::failMemory("dirReadFile");
+    return failMemory("dirReadFile");
 }
 
 int dirReadFile(unsigned char* buf, unsigned int length, DcDirMetaInfo& meta, DcElemList& dataset) try {
     constexpr const char* reporter = "dirReadFile";
-    if (buf == nullptr) return fail(DIR_NULL_ARGUMENT, LOG_VALIDATION, reporter, "Null argument passed");
-    orvkit::SpanSource source({buf, length});
+    if (buf == nullptr) return failNull(DIR_NULL_ARGUMENT, reporter);
+    SpanSource source({buf, length});
     Part10 p{source, nullptr, meta};
     if (const int result = readMeta(p); result != RESULT_OK) return result;
     DICT_UID xferSyn;
     if (const int result = settleSyntax(p, reporter, xferSyn); result != RESULT_OK) return result;
-    if (length - p.end > static_cast<unsigned int>(orvkit::maxFileSize()))
-        return failLimit(reporter, p.name());
+    if (length - p.end > static_cast<unsigned int>(maxFileSize())) return failLimit(reporter, p.name());
     return decode(std::span(buf, length).subspan(static_cast<std::size_t>(p.end)), xferSyn, meta, dataset);
 } catch (const std::bad_alloc&) {
-    return orvkit::failMemory("dirReadFile");
+    return failMemory("dirReadFile");
 }
 
 int dirReadNonPixelElem(const char* path, DcDirMetaInfo& meta, DcElemList& dataset, int* pixelOffset,
@@ -401,15 +386,14 @@ int dirReadNonPixelElem(const char* path, DcDirMetaInfo& meta, DcElemList& datas
     Walker walker(file, p.end, file.size(), Mode::of(xferSyn), true);
     WalkHeader h;
     WalkStep step;
-    while ((step = walker.peek(h)) == WalkStep::element && h.tag != orvkit::kTagPixelData && walker.skip(h)) {
+    while ((step = walker.peek(h)) == WalkStep::element && h.tag != kTagPixelData && walker.skip(h)) {
     }
     if (file.failed()) return failPrefix(file, reporter, path);
     // No Pixel Data, or a fault in front of it: decoding tells what and where.
-    if (step != WalkStep::element || h.tag != orvkit::kTagPixelData) {
+    if (step != WalkStep::element || h.tag != kTagPixelData) {
         return decodeAll(file, p, xferSyn, dataset, reporter);
     }
-    if (h.offset - p.end > static_cast<std::uint64_t>(orvkit::maxFileSize()))
-        return failLimit(reporter, path);
+    if (h.offset - p.end > static_cast<std::uint64_t>(maxFileSize())) return failLimit(reporter, path);
 
     const auto header = file.bytes().first(static_cast<std::size_t>(h.offset));
     if (const int result = decode(header.subspan(static_cast<std::size_t>(p.end)), xferSyn, meta, dataset);
@@ -424,11 +408,11 @@ int dirReadNonPixelElem(const char* path, DcDirMetaInfo& meta, DcElemList& datas
     if (pixelLength != nullptr) *pixelLength = static_cast<int>(static_cast<unsigned int>(m.length));
     return m.result;
 } catch (const std::bad_alloc&) {
-    return orvkit::failMemory("dirReadNonPixelElem");
+    return failMemory("dirReadNonPixelElem");
 }
 
 int dirReadAroundPixels(const char* path, DcDirMetaInfo& meta, DcElemList& dataset, DcDirAround& around) {
-    around.streamOffset = orvkit::kMetaOffset;
+    around.streamOffset = kMetaOffset;
     FilePrefix file;
     Part10 p{file, path, meta, around.meta};
     const int result = begin(file, p, kMetaReporter, FilePrefix::kWithHeader);
@@ -437,11 +421,9 @@ int dirReadAroundPixels(const char* path, DcDirMetaInfo& meta, DcElemList& datas
 
 int dirReadAroundPixels(unsigned char* buf, unsigned int length, DcDirMetaInfo& meta, DcElemList& dataset,
                         DcDirAround& around) {
-    around.streamOffset = orvkit::kMetaOffset;
-    if (buf == nullptr) {
-        return fail(DIR_NULL_ARGUMENT, LOG_VALIDATION, "dirReadAroundPixels", "Null argument passed");
-    }
-    orvkit::SpanSource source({buf, length});
+    around.streamOffset = kMetaOffset;
+    if (buf == nullptr) return failNull(DIR_NULL_ARGUMENT, "dirReadAroundPixels");
+    SpanSource source({buf, length});
     Part10 p{source, nullptr, meta, around.meta};
     const int result = readMeta(p);
     return result != RESULT_OK ? result : readAround(p, nullptr, dataset, around);

@@ -11,26 +11,18 @@
 #include "dataset/elem_aside.h"
 #include "dataset/elemlist_access.h"
 #include "encoding/header.h"
+#include "foundation/block.h"
 #include "foundation/fail.h"
 #include "media/meta_info.h"
 #include "media/pixel_copy.h"
 #include "platform/new_file.h"
 
-using orvkit::Aside;
-using orvkit::ElemAccess;
-using orvkit::ElemListAccess;
-using orvkit::fail;
-using orvkit::FramedHeader;
+using namespace orvkit;
 
 namespace {
 
 constexpr const char* kReporter = "dirWriteFile";
 constexpr std::size_t kWriteChunk = 1048576;
-
-struct Release {
-    void operator()(unsigned char* p) const noexcept { ::operator delete(p); }
-};
-using Block = std::unique_ptr<unsigned char, Release>;
 
 // Takes the elements of groups 0000 and 0002 up to `lastGroup`.
 void takeCommandAndMeta(Aside& aside, DcElemList& dataset, unsigned int lastGroup) {
@@ -45,14 +37,14 @@ void takeCommandAndMeta(Aside& aside, DcElemList& dataset, unsigned int lastGrou
 
 int takeIdentity(DcDirMetaInfo& meta, DcElemList& dataset) {
     if (meta.sopClassUid == UID_NONE) {
-        const int result = ElemListAccess::firstValue(dataset, orvkit::kTagSopClass, meta.sopClassUid);
+        const int result = ElemListAccess::firstValue(dataset, kTagSopClass, meta.sopClassUid);
         if (result != RESULT_OK) {
             return fail(result, LOG_ERROR, kReporter,
                         "Missing or invalid T_0008_0016_sopClassUid in Element List");
         }
     }
     if (meta.sopInstanceUid[0] == '\0') {
-        const int result = ElemListAccess::firstValue(dataset, orvkit::kTagSopInstance, meta.sopInstanceUid,
+        const int result = ElemListAccess::firstValue(dataset, kTagSopInstance, meta.sopInstanceUid,
                                                       static_cast<int>(sizeof meta.sopInstanceUid - 1));
         if (result != RESULT_OK) {
             return fail(result, LOG_ERROR, kReporter,
@@ -66,23 +58,23 @@ int takeIdentity(DcDirMetaInfo& meta, DcElemList& dataset) {
 int checkSize(const DcElemList& dataset, DICT_UID xferSyn) {
     unsigned int size = 0;
     (void)dataset.getBufSize(size, static_cast<unsigned int*>(nullptr));
-    const DcElem* const pixels = ElemListAccess::find(dataset, orvkit::kTagPixelData);
+    const DcElem* const pixels = ElemListAccess::find(dataset, kTagPixelData);
     if (pixels != nullptr && !ElemAccess::undefinedInStream(*pixels, xferSyn)) {
         size -= ElemAccess::delimiterRoom(*pixels);
     }
-    if (size <= static_cast<unsigned int>(orvkit::maxFileSize())) return RESULT_OK;
+    if (size <= static_cast<unsigned int>(maxFileSize())) return RESULT_OK;
     return fail(DIR_FILE_SIZE, LOG_ERROR, kReporter, "File size exceeds limit of %g Mbytes",
-                orvkit::megabytes(orvkit::maxFileSize()));
+                megabytes(maxFileSize()));
 }
 
 // Opening the file at `path` for writing would destroy what is to be copied from it.
 bool isSource(const DcElem& e, const char* path) {
-    orvkit::platform::FileInfo target;
-    if (!orvkit::platform::examine(path, target)) return false;
+    platform::FileInfo target;
+    if (!platform::examine(path, target)) return false;
     for (const DcBuf* b = ElemAccess::firstBuf(e); b != nullptr; b = b->next()) {
-        orvkit::platform::FileInfo source;
-        const bool known = b->getType() == BUF_HANDLE    ? orvkit::platform::examine(b->getHandle(), source)
-                           : b->getFileName() != nullptr ? orvkit::platform::examine(b->getFileName(), source)
+        platform::FileInfo source;
+        const bool known = b->getType() == BUF_HANDLE    ? platform::examine(b->getHandle(), source)
+                           : b->getFileName() != nullptr ? platform::examine(b->getFileName(), source)
                                                          : false;
         if (known && source.isSameFile(target)) return true;
     }
@@ -92,7 +84,7 @@ bool isSource(const DcElem& e, const char* path) {
 // Values that stand in other files cannot be written inside of sequences: the lengths around them are those
 // of what was framed.
 int checkDiskElems(DcElemList& dataset, const char* path) {
-    return orvkit::visitDiskElems(dataset, [path](const DcElem& e, bool inSequence) {
+    return visitDiskElems(dataset, [path](const DcElem& e, bool inSequence) {
         if (inSequence) {
             return fail(ELEM_VALUE_REFUSED, LOG_ERROR, kReporter,
                         "Element (%04x,%04x) - disk based raw buffers cannot be written in a sequence",
@@ -110,7 +102,7 @@ int failWrite() {
 int writeAll(int handle, std::span<const unsigned char> bytes) {
     while (!bytes.empty()) {
         const auto chunk = bytes.first(std::min(bytes.size(), kWriteChunk));
-        if (!orvkit::platform::writeAll(handle, chunk.data(), chunk.size())) return failWrite();
+        if (!platform::writeAll(handle, chunk.data(), chunk.size())) return failWrite();
         bytes = bytes.subspan(chunk.size());
     }
     return RESULT_OK;
@@ -122,16 +114,16 @@ int writeSpliced(int handle, std::span<const unsigned char> framed, DICT_UID xfe
     std::size_t written = 0;
     for (const FramedHeader& header : onDisk) {
         int result = writeAll(handle, framed.subspan(written, header.end - written));
-        if (result == RESULT_OK) result = orvkit::copyPixels(handle, *header.element, xferSyn, kReporter);
-        if (result == RESULT_OK && header.undefinedLength) result = writeAll(handle, orvkit::kPixelDataEnd);
+        if (result == RESULT_OK) result = copyPixels(handle, *header.element, xferSyn, kReporter);
+        if (result == RESULT_OK && header.undefinedLength) result = writeAll(handle, kPixelDataEnd);
         if (result != RESULT_OK) return result;
         written = header.end;
     }
     // The limit was kept when the whole was measured, but another thread may have lowered it since.
-    const int limit = orvkit::maxFileSize();
+    const int limit = maxFileSize();
     if (!onDisk.empty() && framed.size() - written >= static_cast<std::size_t>(limit)) {
         return fail(RESULT_OK, LOG_ERROR, kReporter, "Data beyond pixels exceeds limit of %g Mbytes, ignored",
-                    orvkit::megabytes(limit));
+                    megabytes(limit));
     }
     return writeAll(handle, framed.subspan(written));
 }
@@ -171,11 +163,11 @@ int FileImage::check(const char* path) {
 
 // Preamble, "DICM" and meta information at the beginning of the block.
 int FileImage::frameMeta(DcElemList& group) {
-    std::memcpy(block_.get(), meta_.preamble, orvkit::kPreambleSize);
-    std::memcpy(block_.get() + orvkit::kPreambleSize, "DICM", 4);
+    std::memcpy(block_.get(), meta_.preamble, kPreambleSize);
+    std::memcpy(block_.get() + kPreambleSize, "DICM", 4);
     unsigned int length = 0;
-    const int result = group.frame(block_.get() + orvkit::kMetaOffset, length, UID_LITTLE_ENDIAN_EXPLICIT);
-    start_ = orvkit::kMetaOffset + std::size_t{length};
+    const int result = group.frame(block_.get() + kMetaOffset, length, UID_LITTLE_ENDIAN_EXPLICIT);
+    start_ = kMetaOffset + std::size_t{length};
     return result;
 }
 
@@ -188,16 +180,16 @@ int FileImage::frame(const char* path) {
     unsigned int groupSize = 0;
     (void)group.getBufSize(groupSize, static_cast<unsigned int*>(nullptr));
     (void)dataset_.getBufSize(length_, static_cast<unsigned int*>(nullptr));
-    const std::size_t size = orvkit::kMetaOffset + std::size_t{groupSize} + length_;
-    block_.reset(static_cast<unsigned char*>(::operator new(size, std::nothrow)));
+    const std::size_t size = kMetaOffset + std::size_t{groupSize} + length_;
+    block_ = allocate(size);
     if (block_ == nullptr) {
         return fail(ELEM_NO_MEMORY, LOG_ERROR, kReporter,
                     "file '%s', unable to allocated 0x%x (%d) bytes of memory", path, length_,
                     static_cast<int>(length_));
     }
     if (result = frameMeta(group); result != RESULT_OK) return result;
-    return ElemListAccess::frame(dataset_, block_.get() + start_, orvkit::kMostRoom, length_,
-                                 meta_.transferSyntax, &onDisk_);
+    return ElemListAccess::frame(dataset_, block_.get() + start_, kMostRoom, length_, meta_.transferSyntax,
+                                 &onDisk_);
 }
 
 int FileImage::write(int handle) const {
@@ -209,18 +201,18 @@ int FileImage::write(int handle) const {
 }  // namespace
 
 int dirWriteFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset) try {
-    if (path == nullptr) return fail(DIR_NULL_ARGUMENT, LOG_NOTICE, kReporter, "Null argument passed");
+    if (path == nullptr) return failNull(DIR_NULL_ARGUMENT, kReporter, LOG_NOTICE);
     FileImage image(meta, dataset);
     int result = image.check(path);
     if (result != RESULT_OK) return result;
-    orvkit::platform::FileHandle file = orvkit::platform::createWrite(path);
+    platform::FileHandle file = platform::createWrite(path);
     if (!file) return failOpen(path);
     result = image.frame(path);
     if (result == RESULT_OK) result = image.write(file.get());
     if (result == RESULT_OK && !file.close()) result = failWrite();
     return result;
 } catch (const std::bad_alloc&) {
-    return orvkit::failMemory("dirWriteFile");
+    return failMemory("dirWriteFile");
 }
 
 int orvkit::writeWholeFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset) {
@@ -241,25 +233,25 @@ int orvkit::writeWholeFile(const char* path, DcDirMetaInfo& meta, DcElemList& da
 
 int dirWriteFile(unsigned char* buf, unsigned int& length, DcElemList& dataset) try {
     length = 0;
-    if (buf == nullptr) return fail(DIR_NULL_ARGUMENT, LOG_NOTICE, kReporter, "Null argument passed");
-    for (const unsigned int tag : {orvkit::kTagMetaLength, orvkit::kTagMetaVersion, orvkit::kTagMetaSopClass,
-                                   orvkit::kTagMetaSopInstance, orvkit::kTagMetaTransferSyntax}) {
+    if (buf == nullptr) return failNull(DIR_NULL_ARGUMENT, kReporter, LOG_NOTICE);
+    for (const unsigned int tag :
+         {kTagMetaLength, kTagMetaVersion, kTagMetaSopClass, kTagMetaSopInstance, kTagMetaTransferSyntax}) {
         if (dataset.getElem(tag, static_cast<DcElem**>(nullptr)) == RESULT_OK) continue;
         char name[64];
         (void)Dict.getDesc(tag, name);
         return fail(DIR_META_INFO, LOG_ERROR, kReporter, "Element %s missing", name);
     }
     DICT_UID xferSyn = UID_NONE;
-    if (ElemListAccess::firstValue(dataset, orvkit::kTagMetaTransferSyntax, xferSyn) != RESULT_OK) {
+    if (ElemListAccess::firstValue(dataset, kTagMetaTransferSyntax, xferSyn) != RESULT_OK) {
         return fail(DIR_META_INFO, LOG_ERROR, kReporter, "Invalid value in T_0002_0010_transferSyntaxUid");
     }
     Aside aside(dataset);
     takeCommandAndMeta(aside, dataset, 0x0000);
-    std::memset(buf, 0, orvkit::kPreambleSize);
-    std::memcpy(buf + orvkit::kPreambleSize, "DICM", 4);
-    const int result = dataset.frame(buf + orvkit::kMetaOffset, length, xferSyn);
-    length += orvkit::kMetaOffset;
+    std::memset(buf, 0, kPreambleSize);
+    std::memcpy(buf + kPreambleSize, "DICM", 4);
+    const int result = dataset.frame(buf + kMetaOffset, length, xferSyn);
+    length += kMetaOffset;
     return result;
 } catch (const std::bad_alloc&) {
-    return orvkit::failMemory("dirWriteFile");
+    return failMemory("dirWriteFile");
 }

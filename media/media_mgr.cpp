@@ -14,9 +14,7 @@
 #include "platform/file.h"
 #include "platform/volume.h"
 
-using orvkit::fail;
-using orvkit::failNull;
-using orvkit::pathBelow;
+using namespace orvkit;
 
 namespace {
 
@@ -49,19 +47,19 @@ int failUnknown(const char* fileId, const char* reporter) {
 // hold, is none.
 DcDirRec* findRecord(DcDirDicomDir& set, const char* fileId) {
     DcDirRec* record = nullptr;
-    if (!orvkit::staysBelowRoot(orvkit::normalFileId(fileId))) return nullptr;
+    if (!staysBelowRoot(normalFileId(fileId))) return nullptr;
     return set.getRefFileObj(fileId, &record) == RESULT_OK ? record : nullptr;
 }
 
 std::string pathOf(const DcDirDicomDir& set, const char* fileId) {
     char root[DIR_ROOT_PATH_LIMIT + 1] = "";
     set.getRootPath(root);
-    return pathBelow(root, orvkit::normalFileId(fileId));
+    return pathBelow(root, normalFileId(fileId));
 }
 
 void setTime(std::time_t when, DcElemValueDT& value) {
     std::tm local;
-    if (!orvkit::platform::localTime(when, local)) return;
+    if (!platform::localTime(when, local)) return;
     value.year = local.tm_year + 1900;
     value.month = local.tm_mon + 1;
     value.day = local.tm_mday;
@@ -82,7 +80,7 @@ int DcMediaMgr::mRead(const char* fileId, DcDirMetaInfo& meta, DcElemList& datas
     if (findRecord(*this, fileId) == nullptr) return failUnknown(fileId, reporter);
     return dirReadFile(pathOf(*this, fileId).c_str(), meta, dataset);
 } catch (const std::bad_alloc&) {
-    return orvkit::failMemory("DcMediaMgr::mRead");
+    return failMemory("DcMediaMgr::mRead");
 }
 
 int DcMediaMgr::mWrite(DcDirRec* record, const char* fileId, DcDirMetaInfo& meta, DcElemList& dataset) try {
@@ -91,18 +89,18 @@ int DcMediaMgr::mWrite(DcDirRec* record, const char* fileId, DcDirMetaInfo& meta
     int result = checkPermission(role_, mWriteBit, "M-WRITE", reporter);
     if (result != RESULT_OK) return result;
     // What setRefFile would refuse is not written in the first place: it could be anybody's file.
-    if (result = orvkit::checkFileId(fileId, reporter); result != RESULT_OK) return result;
+    if (result = checkFileId(fileId, reporter); result != RESULT_OK) return result;
     const DcDirRec* const owner = findRecord(*this, fileId);
     if (owner != nullptr && owner != record) {
         return fail(DIR_FILE_ID, LOG_ERROR, reporter, "File ID '%s' is already in use", fileId);
     }
     char root[DIR_ROOT_PATH_LIMIT + 1];
     if (result = record->getRootPath(root); result != RESULT_OK) return result;
-    result = orvkit::writeWholeFile(pathOf(*this, fileId).c_str(), meta, dataset);
+    result = writeWholeFile(pathOf(*this, fileId).c_str(), meta, dataset);
     if (result == RESULT_OK) result = record->setRefFile(fileId);
     return result == RESULT_OK ? write(nullptr) : result;
 } catch (const std::bad_alloc&) {
-    return orvkit::failMemory("DcMediaMgr::mWrite");
+    return failMemory("DcMediaMgr::mWrite");
 }
 
 int DcMediaMgr::mDelete(const char* fileId) try {
@@ -122,13 +120,13 @@ int DcMediaMgr::mDelete(const char* fileId) try {
         return fail(MEDIA_IN_USE, LOG_ERROR, reporter, "File ID '%s' referred by in-use MRDR", fileId);
     }
     const std::string path = pathOf(*this, fileId);
-    if (!orvkit::platform::remove(path.c_str())) {
+    if (!platform::remove(path.c_str())) {
         return fail(MEDIA_REMOVE, LOG_ERROR, reporter, "Error in removing '%s'", path.c_str());
     }
     record->setRefFile("");
     return write(nullptr);
 } catch (const std::bad_alloc&) {
-    return orvkit::failMemory("DcMediaMgr::mDelete");
+    return failMemory("DcMediaMgr::mDelete");
 }
 
 int DcMediaMgr::mInquireFile(const char* fileId, DcElemValueDT& created, DcElemValueDT& modified) try {
@@ -140,16 +138,15 @@ int DcMediaMgr::mInquireFile(const char* fileId, DcElemValueDT& created, DcElemV
     created.reset();
     modified.reset();
     const std::string path = pathOf(*this, fileId);
-    orvkit::platform::FileInfo info;
-    if (!orvkit::staysBelowRoot(orvkit::normalFileId(fileId)) ||
-        !orvkit::platform::examine(path.c_str(), info)) {
+    platform::FileInfo info;
+    if (!staysBelowRoot(normalFileId(fileId)) || !platform::examine(path.c_str(), info)) {
         return fail(MEDIA_STAT, LOG_ERROR, reporter, "stat error file '%s'", path.c_str());
     }
     setTime(info.created, created);
     setTime(info.modified, modified);
     return RESULT_OK;
 } catch (const std::bad_alloc&) {
-    return orvkit::failMemory("DcMediaMgr::mInquireFile");
+    return failMemory("DcMediaMgr::mInquireFile");
 }
 
 int DcMediaMgr::mInquireFileSet(unsigned int& freeBytes) try {
@@ -164,7 +161,7 @@ int DcMediaMgr::mInquireFileSet(unsigned int& freeBytes) try {
     getRootPath(root);
     std::uint64_t bytes = 0;
     std::string reason;
-    if (!orvkit::platform::freeSpace(root, bytes, reason)) {
+    if (!platform::freeSpace(root, bytes, reason)) {
         reason.resize(std::min(reason.size(), mostOfReason));
         reason.resize(reason.find_last_not_of(" \r\n\t") + 1);
         return fail(MEDIA_FILE_ID, LOG_ERROR, reporter, "'%s', %s", root, reason.c_str());
@@ -172,5 +169,5 @@ int DcMediaMgr::mInquireFileSet(unsigned int& freeBytes) try {
     freeBytes = static_cast<unsigned int>(bytes & 0xFFFFFFFF);
     return RESULT_OK;
 } catch (const std::bad_alloc&) {
-    return orvkit::failMemory("DcMediaMgr::mInquireFileSet");
+    return failMemory("DcMediaMgr::mInquireFileSet");
 }

@@ -9,16 +9,14 @@
 
 #include "dataset/elem_access.h"
 #include "dataset/elemlist_access.h"
+#include "foundation/block.h"
 #include "foundation/fail.h"
 #include "foundation/identity.h"
 #include "foundation/text.h"
 #include "orvkit/util.h"
 #include "platform/file.h"
 
-using orvkit::ElemAccess;
-using orvkit::ElemListAccess;
-using orvkit::fail;
-using orvkit::failNull;
+using namespace orvkit;
 
 namespace {
 
@@ -35,7 +33,7 @@ void readText(const DcElemList& list, unsigned int tag, char (&text)[N]) {
 // The bytes of a raw element that is held in memory.
 std::span<const unsigned char> readBytes(const DcElemList& list, unsigned int tag) {
     DcElem* e = nullptr;
-    if (list.getElem(tag, &e) != RESULT_OK || !orvkit::isRawVr(ElemAccess::vr(*e))) return {};
+    if (list.getElem(tag, &e) != RESULT_OK || !isRawVr(ElemAccess::vr(*e))) return {};
     const DcBuf* b = ElemAccess::firstBuf(*e);
     if (b == nullptr || b->getType() != BUF_MEMORY || b->getBuf() == nullptr) return {};
     return {static_cast<const unsigned char*>(b->getBuf()), b->getLen()};
@@ -43,14 +41,14 @@ std::span<const unsigned char> readBytes(const DcElemList& list, unsigned int ta
 
 // false without memory.
 [[nodiscard]] bool setPrivateInfo(DcDirMetaInfo& meta, std::span<const unsigned char> bytes) {
-    unsigned char* copy = nullptr;
+    Block copy;
     if (!bytes.empty()) {
-        copy = static_cast<unsigned char*>(::operator new(bytes.size(), std::nothrow));
+        copy = allocate(bytes.size());
         if (copy == nullptr) return false;
-        std::memcpy(copy, bytes.data(), bytes.size());
+        std::memcpy(copy.get(), bytes.data(), bytes.size());
     }
     utilDelete(meta.privateInfo);
-    meta.privateInfo = copy;
+    meta.privateInfo = copy.release();
     meta.privateInfoLen = static_cast<unsigned int>(bytes.size());
     return true;
 }
@@ -62,15 +60,6 @@ int orvkit::maxFileSize() noexcept {
 }
 double orvkit::megabytes(int bytes) noexcept {
     return bytes * 9.5367431640625e-07;
-}
-
-const char* orvkit::uidText(DICT_UID uid) noexcept {
-    const DcDictUidInfo* info = Dict.findUid(uid);
-    return info != nullptr ? info->uid : "";
-}
-const char* orvkit::uidName(DICT_UID uid) noexcept {
-    const DcDictUidInfo* info = Dict.findUid(uid);
-    return info != nullptr ? info->desc : "";
 }
 
 int dirSetMaxFileSize(int bytes) {
@@ -132,11 +121,9 @@ int DcDirMetaInfo::printInfo(FILE* file) {
     }
     std::fprintf(file, "            File Meta Header\n\n");
     std::fprintf(file, "    Version         - 0x%04x\n", version);
-    std::fprintf(file, "    Class UID       - %s (%s)\n", orvkit::uidText(sopClassUid),
-                 orvkit::uidName(sopClassUid));
+    std::fprintf(file, "    Class UID       - %s (%s)\n", uidText(sopClassUid), uidName(sopClassUid));
     std::fprintf(file, "    Instance UID    - %s\n", sopInstanceUid);
-    std::fprintf(file, "    Transfer Syntax - %s (%s)\n", orvkit::uidText(transferSyntax),
-                 orvkit::uidName(transferSyntax));
+    std::fprintf(file, "    Transfer Syntax - %s (%s)\n", uidText(transferSyntax), uidName(transferSyntax));
     std::fprintf(file, "    Impl. Class UID - %s\n", implClassUid);
     std::fprintf(file, "    Impl. Ver. Name - %s\n", implVersionName);
     std::fprintf(file, "    Source AE Title - %s\n", sourceAeTitle);
@@ -150,7 +137,7 @@ int DcDirMetaInfo::printInfo(const char* path, const char* mode) {
         return failNull(DIR_NULL_ARGUMENT, reporter);
     }
     const std::unique_ptr<FILE, int (*)(FILE*)> file(
-        orvkit::platform::openStream(path, mode), [](FILE* f) { return f != nullptr ? std::fclose(f) : 0; });
+        platform::openStream(path, mode), [](FILE* f) { return f != nullptr ? std::fclose(f) : 0; });
     if (file == nullptr) {
         return fail(DIR_OPEN, LOG_VALIDATION, reporter, "Error opening file %s in mode %s", path, mode);
     }
@@ -172,10 +159,10 @@ int dirCheckMetaInfo(DcDirMetaInfo& meta) {
     const DcDictUidInfo* syntax = Dict.findUid(meta.transferSyntax);
     if (syntax == nullptr || syntax->type != UID_TYPE_XFER_SYN) {
         return fail(RESULT_DICT_NOT_XFER_SYN, LOG_ERROR, reporter, "'%s' is not a Transfer Syntax UID",
-                    orvkit::uidText(meta.transferSyntax));
+                    uidText(meta.transferSyntax));
     }
-    if (meta.implClassUid[0] == '\0') orvkit::copyText(meta.implClassUid, orvkit::implClassUid);
-    if (meta.implVersionName[0] == '\0') orvkit::copyText(meta.implVersionName, orvkit::fileVersionName);
+    if (meta.implClassUid[0] == '\0') copyText(meta.implClassUid, implClassUid);
+    if (meta.implVersionName[0] == '\0') copyText(meta.implVersionName, fileVersionName);
     return RESULT_OK;
 }
 
@@ -194,36 +181,36 @@ int dirFileMetaInfoToElemList(DcDirMetaInfo& meta, DcElemList& dataset) try {
         dataset.add(value != UID_NONE ? new DcElem(tag, value)
                                       : new DcElem(tag, nullptr, 0, UID_NONE, VR_IM, 0));
     };
-    dataset.add(new DcElem(orvkit::kTagMetaLength, 0u));
-    raw(orvkit::kTagMetaVersion, version, sizeof version);
-    uid(orvkit::kTagMetaSopClass, meta.sopClassUid);
-    dataset.add(new DcElem(orvkit::kTagMetaSopInstance, meta.sopInstanceUid));
-    uid(orvkit::kTagMetaTransferSyntax, meta.transferSyntax);
-    dataset.add(new DcElem(orvkit::kTagMetaImplClass, meta.implClassUid));
-    text(orvkit::kTagMetaImplVersion, meta.implVersionName);
-    text(orvkit::kTagMetaSourceAe, meta.sourceAeTitle);
-    text(orvkit::kTagMetaPrivateCreator, meta.privateInfoCreatorUid);
+    dataset.add(new DcElem(kTagMetaLength, 0u));
+    raw(kTagMetaVersion, version, sizeof version);
+    uid(kTagMetaSopClass, meta.sopClassUid);
+    dataset.add(new DcElem(kTagMetaSopInstance, meta.sopInstanceUid));
+    uid(kTagMetaTransferSyntax, meta.transferSyntax);
+    dataset.add(new DcElem(kTagMetaImplClass, meta.implClassUid));
+    text(kTagMetaImplVersion, meta.implVersionName);
+    text(kTagMetaSourceAe, meta.sourceAeTitle);
+    text(kTagMetaPrivateCreator, meta.privateInfoCreatorUid);
     if (meta.privateInfo != nullptr && meta.privateInfoLen != 0) {
-        raw(orvkit::kTagMetaPrivateInfo, meta.privateInfo, meta.privateInfoLen);
+        raw(kTagMetaPrivateInfo, meta.privateInfo, meta.privateInfoLen);
     }
     return RESULT_OK;
 } catch (const std::bad_alloc&) {
-    return orvkit::failMemory("dirFileMetaInfoToElemList");
+    return failMemory("dirFileMetaInfoToElemList");
 }
 
 int dirElemListToFileMetaInfo(DcElemList& dataset, DcDirMetaInfo& meta) {
-    const auto version = readBytes(dataset, orvkit::kTagMetaVersion);
+    const auto version = readBytes(dataset, kTagMetaVersion);
     meta.version = version.size() < 2 ? 0 : static_cast<unsigned short>(version[0] * 256 + version[1]);
     meta.sopClassUid = UID_NONE;
     meta.transferSyntax = UID_NONE;
-    ElemListAccess::firstValue(dataset, orvkit::kTagMetaSopClass, meta.sopClassUid);
-    ElemListAccess::firstValue(dataset, orvkit::kTagMetaTransferSyntax, meta.transferSyntax);
-    readText(dataset, orvkit::kTagMetaSopInstance, meta.sopInstanceUid);
-    readText(dataset, orvkit::kTagMetaImplClass, meta.implClassUid);
-    readText(dataset, orvkit::kTagMetaImplVersion, meta.implVersionName);
-    readText(dataset, orvkit::kTagMetaSourceAe, meta.sourceAeTitle);
-    readText(dataset, orvkit::kTagMetaPrivateCreator, meta.privateInfoCreatorUid);
-    if (!setPrivateInfo(meta, readBytes(dataset, orvkit::kTagMetaPrivateInfo))) {
+    ElemListAccess::firstValue(dataset, kTagMetaSopClass, meta.sopClassUid);
+    ElemListAccess::firstValue(dataset, kTagMetaTransferSyntax, meta.transferSyntax);
+    readText(dataset, kTagMetaSopInstance, meta.sopInstanceUid);
+    readText(dataset, kTagMetaImplClass, meta.implClassUid);
+    readText(dataset, kTagMetaImplVersion, meta.implVersionName);
+    readText(dataset, kTagMetaSourceAe, meta.sourceAeTitle);
+    readText(dataset, kTagMetaPrivateCreator, meta.privateInfoCreatorUid);
+    if (!setPrivateInfo(meta, readBytes(dataset, kTagMetaPrivateInfo))) {
         return fail(ELEM_NO_MEMORY, LOG_ERROR, "dirElemListToFileMetaInfo", "unable to allocate memory");
     }
     return RESULT_OK;

@@ -2,6 +2,7 @@
 #ifndef ORVKIT_MEDIA_META_INFO_H
 #define ORVKIT_MEDIA_META_INFO_H
 
+#include "dictionary/uid_text.h"
 #include "orvkit/file.h"
 
 namespace orvkit {
@@ -29,10 +30,6 @@ double megabytes(int bytes) noexcept;
 // dirWriteFile, but the file appears under its name when it is whole, and one that stood there stays until
 // then.
 int writeWholeFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset);
-
-// The UID and its name in the registry; "" for a number without a UID.
-const char* uidText(DICT_UID uid) noexcept;
-const char* uidName(DICT_UID uid) noexcept;
 
 }  // namespace orvkit
 

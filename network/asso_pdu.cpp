@@ -6,22 +6,12 @@
 #include <iterator>
 
 #include "foundation/fail.h"
+#include "foundation/text.h"
 #include "network/pdu_access.h"
 
-using orvkit::fail;
+using namespace orvkit;
 
-namespace {
-
-// At most as many characters as fit, and a NUL behind.
-template <std::size_t N>
-void copyText(char (&to)[N], const char (&from)[N]) {
-    std::memset(to, 0, N);
-    std::memcpy(to, from, strnlen(from, N - 1));
-}
-
-}  // namespace
-
-orvkit::AssoFault orvkit::PduAccess::fault(const DcPduAssoAcRq& pdu) noexcept {
+AssoFault orvkit::PduAccess::fault(const DcPduAssoAcRq& pdu) noexcept {
     return pdu.body_->fault;
 }
 
@@ -41,9 +31,7 @@ DcPduAssoAcRq::~DcPduAssoAcRq() {
 }
 
 int DcPduAssoAcRq::setInfo(DcPduInfoAcRq* info) {
-    if (info == nullptr) {
-        return fail(ACRQ_NULL_ARGUMENT, LOG_ERROR, "DcPduAssoAcRq::setInfo", "Null argument passed");
-    }
+    if (info == nullptr) return failNull(ACRQ_NULL_ARGUMENT, "DcPduAssoAcRq::setInfo", LOG_ERROR);
     DcPduInfoAcRq copy;
     copyText(copy.calledAeTitle, info->calledAeTitle);
     copyText(copy.callingAeTitle, info->callingAeTitle);
@@ -58,14 +46,14 @@ int DcPduAssoAcRq::setInfo(DcPduInfoAcRq* info) {
 int DcPduAssoAcRq::getInfo(DcPduInfoAcRq* info) {
     constexpr const char* reporter = "DcPduAssoAcRq::getInfo";
     if (!body_->info) return fail(ACRQ_INVALID, LOG_ERROR, reporter, "AC/RQ data does not exist");
-    if (info == nullptr) return fail(ACRQ_NULL_ARGUMENT, LOG_ERROR, reporter, "Null argument passed");
+    if (info == nullptr) return failNull(ACRQ_NULL_ARGUMENT, reporter, LOG_ERROR);
     *info = *body_->info;
     return RESULT_OK;
 }
 
 int DcPduAssoAcRq::presCtxItemAdd(DcPduPresCtx* context) {
     constexpr const char* reporter = "DcPduAssoAcRq::presCtxItemAdd";
-    if (context == nullptr) return fail(ACRQ_NULL_ARGUMENT, LOG_ERROR, reporter, "Null argument passed");
+    if (context == nullptr) return failNull(ACRQ_NULL_ARGUMENT, reporter, LOG_ERROR);
     const PDU_TYPE type = getType();
     if (type != PDU_TYPE_ASSO_RQ && type != PDU_TYPE_ASSO_AC) {
         return fail(ACRQ_INVALID, LOG_ERROR, reporter, "Invalid PDU type 0x%04x",
@@ -93,9 +81,7 @@ int DcPduAssoAcRq::presCtxItemAdd(DcPduPresCtx* context) {
 }
 
 int DcPduAssoAcRq::getPresCtxList(DcPduPresCtx** contexts) const {
-    if (contexts == nullptr) {
-        return fail(ACRQ_NULL_ARGUMENT, LOG_ERROR, "DcPduAssoAcRq::getPresCtxList", "Null argument passed");
-    }
+    if (contexts == nullptr) return failNull(ACRQ_NULL_ARGUMENT, "DcPduAssoAcRq::getPresCtxList", LOG_ERROR);
     for (const auto& slot : body_->contexts) {
         *contexts++ = slot != nullptr ? new DcPduPresCtx(*slot) : nullptr;
     }
@@ -108,10 +94,7 @@ int DcPduAssoAcRq::deletePresCtxList() {
 }
 
 int DcPduAssoAcRq::getScpScuRoleList(DcPduScpScuRole* roles) const {
-    if (roles == nullptr) {
-        return fail(ACRQ_NULL_ARGUMENT, LOG_ERROR, "DcPduAssoAcRq::getScpScuRoleList",
-                    "Null argument passed");
-    }
+    if (roles == nullptr) return failNull(ACRQ_NULL_ARGUMENT, "DcPduAssoAcRq::getScpScuRoleList", LOG_ERROR);
     std::copy(std::begin(body_->roles), std::end(body_->roles), roles);
     return RESULT_OK;
 }

@@ -1,16 +1,14 @@
 // Framing of A-ASSOCIATE-RQ and -AC (PS3.8 9.3.2, 9.3.3, D.1; PS3.7 D.3.3).
 #include <cstring>
 
+#include "dictionary/uid_text.h"
 #include "foundation/bytes.h"
 #include "foundation/fail.h"
 #include "network/asso_pdu.h"
-#include "orvkit/dict.h"
 #include "orvkit/util.h"
 
-using orvkit::ByteOrder;
-using orvkit::ByteWriter;
-using orvkit::fail;
-namespace wire = orvkit::wire;
+using namespace orvkit;
+namespace wire = wire;
 
 namespace {
 
@@ -21,16 +19,11 @@ class Stripped {
         std::memcpy(text_, text, strnlen(text, sizeof text_ - 1));
         (void)utilRemoveSpace(text_, UTIL_SPACE_LEADING | UTIL_SPACE_TRAILING);
     }
-    explicit Stripped(DICT_UID uid) : Stripped(textOf(uid)) {}
+    explicit Stripped(DICT_UID uid) : Stripped(uidText(uid)) {}
     const char* text() const { return text_; }
     std::size_t length() const { return std::strlen(text_); }
 
   private:
-    static const char* textOf(DICT_UID uid) {
-        const DcDictUidInfo* const record = Dict.findUid(uid);
-        return record != nullptr ? record->uid : "";
-    }
-
     char text_[wire::kUidLength + 1] = {};
 };
 

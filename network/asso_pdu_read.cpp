@@ -8,28 +8,22 @@
 #include <memory>
 #include <span>
 
+#include "foundation/block.h"
 #include "foundation/bytes.h"
 #include "foundation/fail.h"
 #include "network/asso_pdu.h"
 #include "orvkit/dict.h"
 #include "orvkit/util.h"
 
-using orvkit::AssoFault;
-using orvkit::ByteOrder;
-using orvkit::ByteReader;
-using orvkit::fail;
-using orvkit::wire::kItemHeader;
-using orvkit::wire::kPresCtxHeader;
-namespace wire = orvkit::wire;
+using namespace orvkit;
+using wire::kItemHeader;
+using wire::kPresCtxHeader;
+namespace wire = wire;
 
 namespace {
 
 constexpr unsigned int kVariablePart = wire::kAssoFixedSize - wire::kPduHeader;  // its place in the body
 constexpr unsigned int kMostRoleItem = 4095;
-
-struct Release {
-    void operator()(unsigned char* p) const noexcept { utilDelete(p); }
-};
 
 // The items of a variable part, one behind the other. The position may come to stand past the end: it counts
 // what the items claim.
@@ -86,7 +80,7 @@ bool takeAeTitle(ByteReader& in, char (&title)[wire::kAeTitleLength + 1]) {
 
 int DcPduAssoAcRq::read(PDU_BLOCK block) {
     constexpr const char* reporter = "DcPduAssoAcRq::read";
-    const std::unique_ptr<unsigned char, Release> body(readBody(block));
+    const Block body(readBody(block));
     body_->fault = AssoFault::unread;
     if (body == nullptr) return ACRQ_INVALID;
     body_->info.emplace();

@@ -3,8 +3,7 @@
 #include "network/pdu_access.h"
 #include "orvkit/tul.h"
 
-using orvkit::AssoFault;
-using orvkit::PduAccess;
+using namespace orvkit;
 
 namespace {
 

@@ -8,10 +8,7 @@
 #include "network/cmd_table.h"
 #include "network/pdu_access.h"
 
-using orvkit::CmdRow;
-using orvkit::ElemAccess;
-using orvkit::ElemListAccess;
-using orvkit::fail;
+using namespace orvkit;
 
 namespace {
 
@@ -63,7 +60,7 @@ int DcMsg::parseType() {
     }
     unsigned short field = 0;
     (void)ElemListAccess::firstValue(*this, T_0000_0100_commandField, field);
-    const CmdRow* row = orvkit::cmdRow(field);
+    const CmdRow* row = cmdRow(field);
     type_ = row != nullptr ? row->type : MSG_TYPE_UNKNOWN;
     if (row != nullptr) return RESULT_OK;
     return fail(MSG_COMMAND_TYPE, LOG_ERROR, "DcMsg::parseType", "Invalid Command Type 0x%04x", field);
@@ -77,7 +74,7 @@ DcCmd::DcCmd(CMD_TYPE type, CMD_DATASET dataset) : DcMsg(type), dataset_(dataset
 
 DcCmd::DcCmd(CMD_TYPE type) : DcMsg(type), dataset_(CMD_DATASET_EITHER) {
     initialize(type);
-    const CmdRow* row = orvkit::cmdRow(type);
+    const CmdRow* row = cmdRow(type);
     if (row == nullptr) return;
     dataset_ = row->dataset;
     (void)DcCmd::setParmList(row->parms.data());
@@ -192,20 +189,18 @@ int DcCmd::parseRequest(DcCmd*) {
 }
 
 int DcCmd::fillFrom(DcCmd* request) {
-    const CmdRow* row = orvkit::cmdRow(getType());
+    const CmdRow* row = cmdRow(getType());
     if (row == nullptr || row->reporter == nullptr) return RESULT_OK;
-    if (request == nullptr) {
-        return fail(row->codes.null, LOG_VALIDATION, row->reporter, "Null argument passed");
-    }
+    if (request == nullptr) return failNull(row->codes.null, row->reporter);
     char name[61] = "";
     if (request->getType() != row->request) {
         (void)request->getDesc(name);
         return fail(row->codes.wrong, LOG_VALIDATION, row->reporter, "Incompatible RQ command - '%s'", name);
     }
     (void)request->resetValueCounter();
-    orvkit::PduAccess::presCtxId(*this) = orvkit::PduAccess::presCtxId(*request);
+    PduAccess::presCtxId(*this) = PduAccess::presCtxId(*request);
     int result = RESULT_OK;
-    for (const orvkit::RspCopy& c : row->copies) {
+    for (const RspCopy& c : row->copies) {
         if (copyField(*request, c.from, *this, c.to) == RESULT_OK || c.name == nullptr) continue;
         (void)request->getDesc(name);
         result = fail(row->codes.missing, LOG_ERROR, row->reporter, "%s missing in %s", c.name, name);

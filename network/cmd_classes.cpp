@@ -3,8 +3,7 @@
 #include "foundation/fail.h"
 #include "orvkit/cmd.h"
 
-using orvkit::ElemListAccess;
-using orvkit::fail;
+using namespace orvkit;
 
 namespace {
 

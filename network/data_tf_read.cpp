@@ -4,6 +4,7 @@
 #include <new>
 #include <vector>
 
+#include "foundation/block.h"
 #include "foundation/bytes.h"
 #include "foundation/fail.h"
 #include "network/pdu_access.h"
@@ -12,10 +13,9 @@
 #include "orvkit/util.h"
 #include "platform/file.h"
 
-using orvkit::fail;
-using orvkit::PduAccess;
-using orvkit::wire::kPdvHeader;
-namespace wire = orvkit::wire;
+using namespace orvkit;
+using wire::kPdvHeader;
+namespace wire = wire;
 
 namespace {
 
@@ -83,17 +83,17 @@ class DcPduDataTf::Values {
     int flush() {
         if (shared_.empty()) return RESULT_OK;
         const auto length = static_cast<unsigned int>(shared_.size());
-        auto* const data = static_cast<unsigned char*>(::operator new(length, std::nothrow));
+        Block data = allocate(length);
         if (data == nullptr) return failMemory(length);
-        std::memcpy(data, shared_.data(), length);
+        std::memcpy(data.get(), shared_.data(), length);
         shared_.clear();
-        return keep(data, length);
+        return keep(data.release(), length);
     }
 
   private:
     int keep(unsigned char* data, unsigned int length) {
         (void)pdu_.add(new DcBuf(data, length, pdu_.xferSyn_));
-        if (dumpFd_ == -1 || orvkit::platform::writeAll(dumpFd_, data, length)) return RESULT_OK;
+        if (dumpFd_ == -1 || platform::writeAll(dumpFd_, data, length)) return RESULT_OK;
         return fail(DATATF_READ, LOG_ERROR, "DcPduDataTf::read",
                     "Error writing 0x%x (%d) received bytes, disk may be full", length,
                     static_cast<int>(length));
@@ -188,7 +188,7 @@ int DcPduDataTf::readValues(Values& values, bool dumps, PDU_BLOCK block) {
         unsigned int count = kPdvHeader;
         if (readBuf(header, count, block) != RESULT_OK) return DATATF_READ;
         left -= kPdvHeader;
-        const auto itemLength = orvkit::loadAt<std::uint32_t>(header, orvkit::ByteOrder::big);
+        const auto itemLength = loadAt<std::uint32_t>(header, ByteOrder::big);
         presCtxId = header[4];
         if (msgCtrl == kWholeCommand && (header[5] & wire::kCommand) == 0) {
             if (const int result = values.flush(); result != RESULT_OK) return result;
@@ -206,7 +206,7 @@ int DcPduDataTf::readValues(Values& values, bool dumps, PDU_BLOCK block) {
         const bool passes = sink_ != nullptr && !dumps && !command && !commandEnds_ && !values.keptAny() &&
                             sink_->wants(presCtxId);
         if (sink_ != nullptr) {
-            using Of = orvkit::DataSink::Of;
+            using Of = DataSink::Of;
             const Of what = command ? Of::command : commandEnds_ ? Of::nextDataSet : Of::dataSet;
             const int refused = sink_->admit(what, !passes, length);
             if (refused != RESULT_OK) return refused;

@@ -13,6 +13,7 @@
 #include "dataset/elem_aside.h"
 #include "dataset/elemlist_access.h"
 #include "encoding/header.h"
+#include "foundation/block.h"
 #include "foundation/bytes.h"
 #include "foundation/fail.h"
 #include "network/connection.h"
@@ -25,17 +26,12 @@
 #include "orvkit/util.h"
 #include "platform/file.h"
 
-using orvkit::Aside;
-using orvkit::ElemAccess;
-using orvkit::ElemListAccess;
-using orvkit::fail;
-using orvkit::FramedHeader;
-using orvkit::PduAccess;
-using orvkit::platform::FileHandle;
-using orvkit::platform::FileInfo;
-using orvkit::platform::FileKind;
-using orvkit::platform::Run;
-namespace wire = orvkit::wire;
+using namespace orvkit;
+using platform::FileHandle;
+using platform::FileInfo;
+using platform::FileKind;
+using platform::Run;
+namespace wire = wire;
 
 namespace {
 
@@ -45,24 +41,14 @@ constexpr unsigned int kPiece = 131072;  // of a larger fragment; stays in the p
 constexpr unsigned int kWorthLending = 65536;
 constexpr unsigned int kMostFragment = 0xFFFFFFFF - wire::kPdvHeader;  // the PDU length counts that too
 
-struct Release {
-    void operator()(unsigned char* p) const noexcept { ::operator delete(p); }
-};
-using Block = std::unique_ptr<unsigned char, Release>;
-
-Block allocate(std::uint64_t size) {
-    if (size > SIZE_MAX) return nullptr;
-    return Block(static_cast<unsigned char*>(::operator new(static_cast<std::size_t>(size), std::nothrow)));
-}
-
 unsigned int groupOf(const DcElem& e) {
     return ElemAccess::tag(e) >> 16;
 }
 
 FileHandle openRegular(const char* path) {
     FileInfo info;  // a pipe would keep the opener waiting
-    if (!orvkit::platform::examine(path, info) || info.kind != FileKind::regular) return FileHandle();
-    return orvkit::platform::openRead(path);
+    if (!platform::examine(path, info) || info.kind != FileKind::regular) return FileHandle();
+    return platform::openRead(path);
 }
 
 int checkPixelFiles(const DcElem& pixels) {
@@ -77,7 +63,7 @@ int checkPixelFiles(const DcElem& pixels) {
 
 // Only the message's own Pixel Data is sent from disk; nothing goes out of one that holds others.
 int checkDiskElems(DcElemList& dataset) {
-    return orvkit::visitDiskElems(dataset, [](const DcElem& e, bool inSequence) {
+    return visitDiskElems(dataset, [](const DcElem& e, bool inSequence) {
         if (!inSequence && ElemAccess::tag(e) == T_7fe0_0010_pixelData) return checkPixelFiles(e);
         return fail(DATATF_READ, LOG_ERROR, "DcPduDataTf::writeData",
                     "Element (%04x,%04x) - only Pixel Data can be sent from disk%s", groupOf(e),
@@ -87,12 +73,11 @@ int checkDiskElems(DcElemList& dataset) {
 
 // Pixel Data whose bytes can go out from where they are: one large run in the byte order of the stream.
 const DcBuf* lendable(const DcElem* pixels, DICT_UID xferSyn) {
-    const DcBuf* const b = pixels != nullptr && orvkit::isRawVr(ElemAccess::vr(*pixels))
-                               ? ElemAccess::firstBuf(*pixels)
-                               : nullptr;
+    const DcBuf* const b =
+        pixels != nullptr && isRawVr(ElemAccess::vr(*pixels)) ? ElemAccess::firstBuf(*pixels) : nullptr;
     const bool good = b != nullptr && b->next() == nullptr && b->getType() == BUF_MEMORY &&
                       b->getBuf() != nullptr && b->getLen() >= kWorthLending &&
-                      orvkit::syntaxRow(b->getXferSyn()).order == orvkit::syntaxRow(xferSyn).order;
+                      syntaxRow(b->getXferSyn()).order == syntaxRow(xferSyn).order;
     return good ? b : nullptr;
 }
 
@@ -128,7 +113,7 @@ int failSending(std::uint64_t whole, std::uint64_t sent) {
 
 // Bytes to be sent, in pieces that lie apart.
 struct DcPduDataTf::Pieces {
-    static constexpr std::size_t most = orvkit::platform::MOST_RUNS - 1;  // and the header of the PDU
+    static constexpr std::size_t most = platform::MOST_RUNS - 1;  // and the header of the PDU
 
     std::span<const unsigned char> runs[most];
 
@@ -245,7 +230,7 @@ int DcPduDataTf::writeDataMem(DcElemList& dataset, bool more, FramedHeader& onDi
     (void)dataset.getBufSize(size, static_cast<unsigned int*>(nullptr));
     if (size == 0) return RESULT_OK;
     const DcElem* lent = ElemListAccess::find(dataset, T_7fe0_0010_pixelData);
-    const DcBuf* const lentBuf = size != orvkit::kMostRoom ? lendable(lent, xferSyn_) : nullptr;
+    const DcBuf* const lentBuf = size != kMostRoom ? lendable(lent, xferSyn_) : nullptr;
     if (lentBuf != nullptr) {
         size -= lentBuf->getLen();
     } else {
@@ -257,8 +242,7 @@ int DcPduDataTf::writeDataMem(DcElemList& dataset, bool more, FramedHeader& onDi
                     "Insufficient memory to allocate %d bytes, file not written", static_cast<int>(size));
     }
     std::vector<FramedHeader> headers;
-    const int framed =
-        ElemListAccess::frame(dataset, block.get(), orvkit::kMostRoom, size, xferSyn_, &headers, lent);
+    const int framed = ElemListAccess::frame(dataset, block.get(), kMostRoom, size, xferSyn_, &headers, lent);
     if (framed != RESULT_OK) return framed;
     const std::span<const unsigned char> bytes(block.get(), size);
     Pieces pieces{{bytes}};
@@ -308,16 +292,16 @@ int DcPduDataTf::writePixels(const FramedHeader& pixels, bool trailing) {
         if (result != RESULT_OK) return result;
     }
     if (!pixels.undefinedLength) return RESULT_OK;
-    return writeBuf(trailing ? 0 : wire::kLast, orvkit::kPixelDataEnd, sizeof orvkit::kPixelDataEnd);
+    return writeBuf(trailing ? 0 : wire::kLast, kPixelDataEnd, sizeof kPixelDataEnd);
 }
 
 // Bytes of a part in the byte order of the stream; fewer only where the file ends.
 std::size_t DcPduDataTf::readPart(const DiskPart& part, unsigned long long offset, unsigned char* room,
                                   std::size_t length) {
     const std::int64_t got =
-        orvkit::platform::readAt(part.file, room, length, part.offset + static_cast<std::int64_t>(offset));
+        platform::readAt(part.file, room, length, part.offset + static_cast<std::int64_t>(offset));
     const std::size_t there = got > 0 ? static_cast<std::size_t>(got) : 0;
-    orvkit::swapUnits({room, there}, part.swap);
+    swapUnits({room, there}, part.swap);
     return there;
 }
 
@@ -326,14 +310,14 @@ std::size_t DcPduDataTf::readPart(const DiskPart& part, unsigned long long offse
 int DcPduDataTf::writeDataDisk(const DiskPart& part, bool more) {
     constexpr const char* reporter = "DcPduDataTf::writeDataDisk";
     FileInfo info;
-    if (!orvkit::platform::examine(part.file, info) || info.kind != FileKind::regular ||
+    if (!platform::examine(part.file, info) || info.kind != FileKind::regular ||
         (part.offset > INT_MAX && info.size < part.offset)) {
         return fail(DATATF_READ, LOG_ERROR, reporter, "seek error, offset 0x%x (%d)",
                     static_cast<unsigned int>(part.offset), static_cast<int>(part.offset));
     }
     const auto held = static_cast<std::uint64_t>(std::max<std::int64_t>(info.size - part.offset, 0));
     const unsigned int fragment = fragmentSize();
-    const bool inPieces = fragment > kPiece && fragment % part.swap == 0 && !orvkit::dumpsSent();
+    const bool inPieces = fragment > kPiece && fragment % part.swap == 0 && !dumpsSent();
     std::uint64_t room = inPieces ? kPiece : std::max<std::uint64_t>(kReadAhead / fragment, 1) * fragment;
     if (room % part.swap != 0) room *= part.swap;  // no unit is read in two pieces
     const Block block = allocate(std::min(room, part.length));
@@ -372,7 +356,7 @@ int DcPduDataTf::writeFragment(const DiskPart& part, unsigned long long offset, 
                                unsigned char msgCtrl, unsigned char* room, int number) {
     const auto header = pduHeader(msgCtrl, length);
     std::size_t headerLeft = header.size();
-    orvkit::Connection connection(getSockConv());
+    Connection connection(getSockConv());
     sent_ = true;
     for (unsigned int at = 0; at < length;) {
         const unsigned int size = std::min(kPiece, length - at);
@@ -393,9 +377,8 @@ int DcPduDataTf::writeFragment(const DiskPart& part, unsigned long long offset, 
 // The data set of a Part 10 file, which a message names.
 int DcPduDataTf::openDataFile(DcElemList& dataset, DataFile& file) {
     constexpr const char* reporter = "DcPduDataTf::writeDataFileName";
-    char path[orvkit::kPathLength + 1] = "";
-    int result =
-        ElemListAccess::firstValue(dataset, T_0006_0007_fileReference, path, int{orvkit::kPathLength});
+    char path[kPathLength + 1] = "";
+    int result = ElemListAccess::firstValue(dataset, T_0006_0007_fileReference, path, int{kPathLength});
     if (result != RESULT_OK) return fail(result, LOG_ERROR, reporter, "failed to get filename");
     DcDirMetaInfo meta;
     result = dirReadFileMetaInfo(path, meta, file.begin);
@@ -403,7 +386,7 @@ int DcPduDataTf::openDataFile(DcElemList& dataset, DataFile& file) {
         return fail(result, LOG_ERROR, reporter, "failed to read file meta info for %s", path);
     }
     FileInfo info;
-    if (!orvkit::platform::examine(path, info)) {
+    if (!platform::examine(path, info)) {
         return fail(DIR_STAT, LOG_ERROR, reporter, "failed to stat file %s", path);
     }
     file.handle = openRegular(path);
@@ -423,10 +406,9 @@ int DcPduDataTf::writeBuf(unsigned char msgCtrl, const void* data, unsigned int 
 }
 
 std::array<unsigned char, 12> DcPduDataTf::pduHeader(unsigned char msgCtrl, unsigned int length) const {
-    using orvkit::ByteOrder;
     std::array<unsigned char, 12> header = {static_cast<unsigned char>(getType())};
-    orvkit::storeAt<std::uint32_t>(header.data() + 2, length + wire::kPdvHeader, ByteOrder::big);
-    orvkit::storeAt<std::uint32_t>(header.data() + 6, length + wire::kPdvPart, ByteOrder::big);
+    storeAt<std::uint32_t>(header.data() + 2, length + wire::kPdvHeader, ByteOrder::big);
+    storeAt<std::uint32_t>(header.data() + 6, length + wire::kPdvPart, ByteOrder::big);
     header[10] = presCtxId_;
     header[11] = msgCtrl;
     return header;
@@ -443,11 +425,11 @@ int DcPduDataTf::writePdu(unsigned char msgCtrl, const Pieces& pieces) {
                         {third.data(), third.size()}};
     sent_ = true;
     const std::int64_t sent =
-        orvkit::Connection(getSockConv()).send(runs, std::size(runs), PduAccess::sendPatience(*this));
+        Connection(getSockConv()).send(runs, std::size(runs), PduAccess::sendPatience(*this));
     const std::uint64_t whole = length + header.size();
     if (sent != static_cast<std::int64_t>(whole)) {
         return failSending(whole, static_cast<std::uint64_t>(std::max<std::int64_t>(sent, 0)));
     }
-    if (orvkit::dumpsSent()) orvkit::dumpSent(getType(), {header, first, second, third});
+    if (dumpsSent()) dumpSent(getType(), {header, first, second, third});
     return RESULT_OK;
 }

@@ -5,11 +5,8 @@
 #include "network/tul_own.h"
 #include "network/wire.h"
 
-using orvkit::fail;
-using orvkit::failContext;
-using orvkit::kAssembly;
-using orvkit::PduAccess;
-namespace wire = orvkit::wire;
+using namespace orvkit;
+namespace wire = wire;
 
 namespace {
 

@@ -14,9 +14,7 @@
 #include "platform/file.h"
 #include "platform/socket.h"
 
-using orvkit::copyText;
-using orvkit::fail;
-using orvkit::uidName;
+using namespace orvkit;
 
 namespace {
 
@@ -31,7 +29,7 @@ bool isBlank(char c) {
 int checkAeTitle(const char* title) {
     constexpr const char* reporter = "verifyValueAE";
     if (title == nullptr) return RESULT_OK;
-    if (std::strlen(title) > orvkit::wire::kAeTitleLength) {
+    if (std::strlen(title) > wire::kAeTitleLength) {
         return fail(ELEM_ILLEGAL_CHAR, LOG_VALIDATION, reporter,
                     "String %s exceeds the limit of 16 characters", title);
     }
@@ -44,7 +42,7 @@ int checkAeTitle(const char* title) {
 }
 
 int checkUid(const char* uid) {
-    if (uid == nullptr || std::strlen(uid) <= orvkit::wire::kUidLength) return RESULT_OK;
+    if (uid == nullptr || std::strlen(uid) <= wire::kUidLength) return RESULT_OK;
     return fail(ELEM_ILLEGAL_CHAR, LOG_VALIDATION, "verifyValueUI",
                 "String %s exceeds the limit of 64 characters", uid);
 }
@@ -70,16 +68,14 @@ DcMsmSopXferSyn::DcMsmSopXferSyn(DICT_UID sop, DICT_UID* xfers, TSM_ROLE asRole)
     for (int i = 0; xfers != nullptr && i < MSM_XFER_SYN_MAX && xfers[i] != 0; ++i) xferSyn[i] = xfers[i];
 }
 
-DcMsmScuInfo::DcMsmScuInfo()
-    : implClassUid(orvkit::implClassUid), implVerName(orvkit::associationVersionName) {}
-DcMsmScpInfo::DcMsmScpInfo()
-    : implClassUid(orvkit::implClassUid), implVerName(orvkit::associationVersionName) {}
+DcMsmScuInfo::DcMsmScuInfo() : implClassUid(orvkit::implClassUid), implVerName(associationVersionName) {}
+DcMsmScpInfo::DcMsmScpInfo() : implClassUid(orvkit::implClassUid), implVerName(associationVersionName) {}
 
 // ---- life -------------------------------------------------------------------------------------------
 
 DcMsm::DcMsm(const char* aeTitle, TSM_ROLE role, int port) : DcTul(role, port), own_(new Own) {
     copyText(own_->implClassUid, orvkit::implClassUid);
-    copyText(own_->implVerName, orvkit::associationVersionName);
+    copyText(own_->implVerName, associationVersionName);
     (void)setAeTitle(aeTitle);
     (void)setSopSupport();
 }
@@ -92,17 +88,17 @@ int DcMsm::setAeTitle(const char* aeTitle) {
     constexpr const char* reporter = "DcMsm::setAeTitle";
     const char* from = aeTitle != nullptr ? aeTitle : "";
     while (*from != '\0' && isBlank(*from)) ++from;
-    std::string title(from, std::min<std::size_t>(std::strlen(from), orvkit::wire::kAeTitleLength));
+    std::string title(from, std::min<std::size_t>(std::strlen(from), wire::kAeTitleLength));
     while (!title.empty() && title.back() == ' ') title.pop_back();
     int result = RESULT_OK;
     if (title.empty()) {
         std::string host;
-        const bool started = orvkit::platform::startSockets();
-        if (!started || !orvkit::platform::ownHostName(host)) {
+        const bool started = platform::startSockets();
+        if (!started || !platform::ownHostName(host)) {
             result = fail(TSM_HOST_NAME, LOG_VALIDATION, reporter, "gethostname failed");
             title = fallbackAeTitle;
         } else {
-            title = host.substr(0, orvkit::wire::kAeTitleLength);
+            title = host.substr(0, wire::kAeTitleLength);
             for (char& c : title) {
                 if (c < ' ' || c > '~') c = '_';
             }
@@ -111,7 +107,7 @@ int DcMsm::setAeTitle(const char* aeTitle) {
                            host.c_str(), title.c_str());
             }
         }
-        if (started) orvkit::platform::endSockets();
+        if (started) platform::endSockets();
     }
     copyText(own_->aeTitle, title.c_str());
     return result;
@@ -120,7 +116,7 @@ int DcMsm::setAeTitle(const char* aeTitle) {
 int DcMsm::setAeTitleAccept(const char** titles) {
     own_->callingAccepted.clear();
     for (int i = 0; titles != nullptr && i < MSM_AE_ACCEPT_MAX && titles[i] != nullptr; ++i) {
-        char title[orvkit::wire::kAeTitleLength + 1];
+        char title[wire::kAeTitleLength + 1];
         copyText(title, titles[i]);
         (void)utilRemoveSpace(title, UTIL_SPACE_LEADING | UTIL_SPACE_TRAILING);
         own_->callingAccepted.emplace_back(title);
@@ -149,7 +145,7 @@ int DcMsm::setSopSupport() {
 
 int DcMsm::setSopXferAccept(DcMsmSopXferSyn* list) {
     constexpr const char* reporter = "DcMsm::setSopXferAccept";
-    if (list == nullptr) return fail(MSM_PRINT, LOG_NOTICE, reporter, "Null argument passed");
+    if (list == nullptr) return failNull(MSM_PRINT, reporter, LOG_NOTICE);
     std::vector<DcMsmSopXferSyn> accepted;
     const std::size_t count = sopCount(list);
     for (std::size_t i = 0; i < count; ++i) {
@@ -210,7 +206,7 @@ int DcMsm::prepareScu(DcMsmScuInfo& info) {
 
 int DcMsm::connect(const char* host, DcMsmScuInfo& info) {
     if (isConnected()) return RESULT_OK;
-    if (host == nullptr) return fail(MSM_PRINT, LOG_VALIDATION, "DcMsm::connect", "Null argument passed");
+    if (host == nullptr) return failNull(MSM_PRINT, "DcMsm::connect");
     if (const int result = prepareScu(info); result != RESULT_OK) return result;
     copyText(own_->hostName, host);
     setState(TSM_STATE_01_IDLE);
@@ -224,16 +220,16 @@ int DcMsm::connect(const char* host, DcMsmScuInfo& info) {
 int DcMsm::connect(unsigned int socket, DcMsmScuInfo& info) {
     if (isConnected()) return RESULT_OK;
     if (const int result = prepareScu(info); result != RESULT_OK) return result;
-    (void)setSockHandles(TSM_ROLE_SCU, socket, orvkit::platform::NO_SOCKET);
+    (void)setSockHandles(TSM_ROLE_SCU, socket, platform::NO_SOCKET);
     return propose(info);
 }
 
 int DcMsm::propose(DcMsmScuInfo& info) {
     if (!isConnected()) return MSM_NO_CONNECTION;
-    orvkit::platform::Address peer;
+    platform::Address peer;
     std::memcpy(peer.bytes, peerAddress_, sizeof peer.bytes);
     peer.length = peerAddressLen_;
-    copyText(own_->asso.peerAddress, orvkit::platform::addressText(peer).c_str());
+    copyText(own_->asso.peerAddress, platform::addressText(peer).c_str());
     if (const int result = scuAssoRq(info); result != RESULT_OK) {
         closeTransport();
         return result == DATATF_SOCKET ? MSM_RECEIVE : result;
@@ -341,10 +337,8 @@ const char* roleName(int role) {
 
 int DcMsm::printAssoInfo(const char* file, const char* mode) {
     constexpr const char* reporter = "DcMsm::printAssoInfo";
-    if (file == nullptr || mode == nullptr) {
-        return fail(MSM_PRINT, LOG_VALIDATION, reporter, "Null argument passed");
-    }
-    const std::unique_ptr<FILE, int (*)(FILE*)> out(orvkit::platform::openStream(file, mode), &std::fclose);
+    if (file == nullptr || mode == nullptr) return failNull(MSM_PRINT, reporter);
+    const std::unique_ptr<FILE, int (*)(FILE*)> out(platform::openStream(file, mode), &std::fclose);
     if (out == nullptr) {
         return fail(MSM_PRINT, LOG_VALIDATION, reporter, "Error opening file %s in mode %s", file, mode);
     }

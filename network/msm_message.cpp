@@ -19,11 +19,7 @@
 #include "orvkit/util.h"
 #include "platform/socket.h"
 
-using orvkit::ElemListAccess;
-using orvkit::fail;
-using orvkit::PduAccess;
-using orvkit::Reception;
-using orvkit::uidName;
+using namespace orvkit;
 
 namespace {
 
@@ -33,20 +29,20 @@ constexpr unsigned int kLargestPdu = 1u << 20;
 using Clock = std::chrono::steady_clock;
 
 bool saysDataSet(DcMsg& message) {
-    unsigned short follows = orvkit::wire::kNoDataSet;
+    unsigned short follows = wire::kNoDataSet;
     (void)ElemListAccess::firstValue(message, T_0000_0800_dataSetType, follows);
-    return follows != orvkit::wire::kNoDataSet;
+    return follows != wire::kNoDataSet;
 }
 
 // Says so, and may (PS3.7 9.3, 10.3).
 bool announcesDataSet(DcMsg& message) {
-    const orvkit::CmdRow* const row = orvkit::cmdRow(message.getType());
+    const CmdRow* const row = cmdRow(message.getType());
     return saysDataSet(message) && (row == nullptr || row->dataset != CMD_DATASET_ABSENT);
 }
 
 bool hasDataSet(const DcMsg& message) {
     const DcElem* const last = message.lastElem();
-    return last != nullptr && orvkit::ElemAccess::tag(*last) >> 16 != 0;
+    return last != nullptr && ElemAccess::tag(*last) >> 16 != 0;
 }
 
 }  // namespace
@@ -55,7 +51,7 @@ bool hasDataSet(const DcMsg& message) {
 
 int DcMsm::write(unsigned char presCtxId, DcMsg* msg) {
     constexpr const char* reporter = "DcMsm::write";
-    if (msg == nullptr) return fail(MSM_PRINT, LOG_VALIDATION, reporter, "Null argument passed");
+    if (msg == nullptr) return failNull(MSM_PRINT, reporter);
     const DcMsmAssoInfo& asso = own_->asso;
     const auto end = asso.presCtxId + asso.assoNum;
     const auto id = std::find(asso.presCtxId, end, presCtxId);
@@ -88,11 +84,11 @@ int DcMsm::write(unsigned char presCtxId, DcMsg* msg) {
 
 int DcMsm::write(DICT_UID sop, DcMsg* msg, DICT_UID xfer) {
     constexpr const char* reporter = "DcMsm::write";
-    if (msg == nullptr) return fail(MSM_PRINT, LOG_VALIDATION, reporter, "Null argument passed");
+    if (msg == nullptr) return failNull(MSM_PRINT, reporter);
     const bool fromFile = ElemListAccess::find(*msg, T_0006_0007_fileReference) != nullptr;
     if (xfer == UID_NONE) {
         const DcElem* const pixels = ElemListAccess::find(*msg, T_7fe0_0010_pixelData);
-        const DcBuf* const buffer = pixels != nullptr ? orvkit::ElemAccess::firstBuf(*pixels) : nullptr;
+        const DcBuf* const buffer = pixels != nullptr ? ElemAccess::firstBuf(*pixels) : nullptr;
         if (buffer != nullptr) xfer = buffer->getXferSyn();
         if (xfer == UID_NONE) xfer = UID_LITTLE_ENDIAN_EXPLICIT;
     }
@@ -104,8 +100,7 @@ int DcMsm::write(DICT_UID sop, DcMsg* msg, DICT_UID xfer) {
             chosen = i;
             break;
         }
-        const bool interchangeable =
-            !fromFile && orvkit::isLittleNative(xfer) && orvkit::isLittleNative(asso.xferSyn[i]);
+        const bool interchangeable = !fromFile && isLittleNative(xfer) && isLittleNative(asso.xferSyn[i]);
         if (interchangeable && chosen == -1) chosen = i;
     }
     if (chosen == -1) {
@@ -121,7 +116,7 @@ int DcMsm::sendMessage(DICT_UID sop, DcMsg* msg, DICT_UID xfer) {
 
 int DcMsm::sendMessage(const char* path) {
     constexpr const char* reporter = "DcMsm::sendMessage";
-    if (path == nullptr) return fail(MSM_PRINT, LOG_VALIDATION, reporter, "Null argument passed");
+    if (path == nullptr) return failNull(MSM_PRINT, reporter);
     std::string name(path);
     (void)utilChangeBackslash(name.data());
     DcDirMetaInfo meta;
@@ -130,7 +125,7 @@ int DcMsm::sendMessage(const char* path) {
         return fail(result, LOG_ERROR, reporter, "failed to read file meta info for %s", path);
     }
     DcCmdCStoreRq request;
-    if (!orvkit::fillStoreRequest(request, name.c_str(), meta.sopClassUid, meta.sopInstanceUid)) {
+    if (!fillStoreRequest(request, name.c_str(), meta.sopClassUid, meta.sopInstanceUid)) {
         return fail(DIR_OPEN, LOG_ERROR, reporter, "%s cannot be referred to", path);
     }
     return write(meta.sopClassUid, &request, meta.transferSyntax);
@@ -259,7 +254,7 @@ int DcMsm::makeMsg(DcPduDataTf* pdu, DcMsg** msg, DICT_UID* sop) {
     const auto id = std::find(asso.presCtxId, asso.presCtxId + asso.assoNum, PduAccess::presCtxId(*pdu));
     if (sop != nullptr && id != asso.presCtxId + asso.assoNum) *sop = asso.sopClass[id - asso.presCtxId];
     // An unknown command is the application's to answer (PS3.7 annex C: unrecognized operation).
-    *msg = orvkit::makeReceived(*pdu).message.release();
+    *msg = makeReceived(*pdu).message.release();
     expectDataSet(announcesDataSet(**msg));
     return MSM_MESSAGE;
 }

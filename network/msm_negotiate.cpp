@@ -9,8 +9,7 @@
 #include "orvkit/util.h"
 #include "platform/socket.h"
 
-using orvkit::copyText;
-using orvkit::fail;
+using namespace orvkit;
 
 namespace {
 
@@ -62,7 +61,7 @@ bool lists(const DICT_UID* list, DICT_UID wanted) {
 
 // No fragment fits into what the peer accepts.
 int checkPeerMaximum(const DcMsmAssoInfo& asso, const char* reporter) {
-    if (asso.maxPduLen == 0 || asso.maxPduLen > orvkit::wire::kMargin) return RESULT_OK;
+    if (asso.maxPduLen == 0 || asso.maxPduLen > wire::kMargin) return RESULT_OK;
     return fail(MSM_CONTEXT_SYNTAX, LOG_ERROR, reporter,
                 "Maximum PDU length %d of the peer has no room for data, association will be ended",
                 static_cast<int>(asso.maxPduLen));
@@ -139,7 +138,7 @@ int DcMsm::acceptAssoInfo(DcPduInfoAcRq& info) {
 int DcMsm::acceptAeTitle(DcPduInfoAcRq& info) {
     constexpr const char* reporter = "DcMsm::acceptAeTitle";
     if (own_->aeTitleCheck == 0) return RESULT_OK;
-    char title[orvkit::wire::kAeTitleLength + 1];
+    char title[wire::kAeTitleLength + 1];
     copyStripped(title, info.calledAeTitle);
     if (std::strcmp(title, own_->aeTitle) != 0) {
         return fail(MSM_CALLED_AE, LOG_VALIDATION, reporter, "Invalid Called AE Title - '%s'", title);
@@ -181,10 +180,10 @@ int DcMsm::acceptSopXfer(const DcPduPresCtx& proposal, DICT_UID chosen[2], PRES_
 // The result is that of sending the answer.
 int DcMsm::scpAssoRqRsp(DcPduAssoRq* pdu) {
     resetAssoInfo();
-    orvkit::platform::Address peer;
+    platform::Address peer;
     std::memcpy(peer.bytes, peerAddress_, sizeof peer.bytes);
     peer.length = peerAddressLen_;
-    copyText(own_->asso.peerAddress, orvkit::platform::addressText(peer).c_str());
+    copyText(own_->asso.peerAddress, platform::addressText(peer).c_str());
     DcPduInfoAcRq request;
     if (const int result = pdu->getInfo(&request); result != RESULT_OK) return result;
     keepPeer(own_->asso, request);

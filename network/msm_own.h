@@ -5,23 +5,9 @@
 #include <string>
 #include <vector>
 
+#include "foundation/text.h"
 #include "network/wire.h"
 #include "orvkit/msm.h"
-
-namespace orvkit {
-
-// Copies at most `N - 1` characters of a text; null counts as empty.
-template <std::size_t N>
-void copyText(char (&to)[N], const char* from) {
-    std::size_t n = 0;
-    while (from != nullptr && n + 1 < N && from[n] != '\0') {
-        to[n] = from[n];
-        ++n;
-    }
-    to[n] = '\0';
-}
-
-}  // namespace orvkit
 
 struct DcMsm::Own {
     char aeTitle[orvkit::wire::kAeTitleLength + 1] = {};

@@ -7,6 +7,7 @@
 #include <memory>
 #include <new>
 
+#include "foundation/block.h"
 #include "foundation/bytes.h"
 #include "foundation/fail.h"
 #include "network/connection.h"
@@ -15,23 +16,12 @@
 #include "network/wire.h"
 #include "orvkit/util.h"
 
-using orvkit::ByteOrder;
-using orvkit::fail;
-using orvkit::Reception;
-using orvkit::platform::Received;
+using namespace orvkit;
+using platform::Received;
 
 namespace {
 
 constexpr unsigned int kFirstBlock = 1u << 20;
-
-struct Release {
-    void operator()(unsigned char* p) const noexcept { utilDelete(p); }
-};
-using Block = std::unique_ptr<unsigned char, Release>;
-
-Block allocate(std::size_t size) {
-    return Block(static_cast<unsigned char*>(::operator new(size, std::nothrow)));
-}
 
 int milliseconds(unsigned int seconds) {
     return static_cast<int>(std::min<long long>(seconds * 1000LL, INT_MAX));
@@ -75,10 +65,10 @@ int DcPdu::write() {
     length_ = 0;
     if (const int result = frameAsso(buf.get()); result != RESULT_OK) return result;
     const std::span<const unsigned char> bytes(buf.get(), std::min(length_, room));
-    if (orvkit::dumpsSent()) orvkit::dumpSent(type_, {bytes});
+    if (dumpsSent()) dumpSent(type_, {bytes});
     // A part that went out counts as success: the peer notices, and the next call fails.
-    const orvkit::platform::Run run{bytes.data(), bytes.size()};
-    const std::int64_t sent = orvkit::Connection(sockConv_).send(&run, 1, sendPatience());
+    const platform::Run run{bytes.data(), bytes.size()};
+    const std::int64_t sent = Connection(sockConv_).send(&run, 1, sendPatience());
     return sent < 1 ? DATATF_SOCKET : RESULT_OK;
 }
 
@@ -96,7 +86,7 @@ int DcPdu::patience(PDU_BLOCK block) const {
 
 int DcPdu::readBuf(unsigned char* buf, unsigned int& len, PDU_BLOCK block) {
     using Clock = Reception::Clock;
-    orvkit::Connection connection(sockConv_);
+    Connection connection(sockConv_);
     const unsigned int whole = len;
     const bool timed = reception_ != nullptr && reception_->isTimed();
     int result = RESULT_OK;
@@ -118,13 +108,13 @@ int DcPdu::readBuf(unsigned char* buf, unsigned int& len, PDU_BLOCK block) {
             result = DATATF_SOCKET;
         }
     }
-    if (orvkit::dumpsReceived()) orvkit::dumpReceived({buf, len});
+    if (dumpsReceived()) dumpReceived({buf, len});
     return result;
 }
 
 int DcPdu::readType(PDU_TYPE& type, PDU_BLOCK block) {
     type = PDU_TYPE_INVALID;
-    if (orvkit::dumpsReceived()) orvkit::dumpReceivedEnd();
+    if (dumpsReceived()) dumpReceivedEnd();
     if (reception_ != nullptr) reception_->beginPdu();
     unsigned char bytes[2];
     unsigned int length = sizeof bytes;
@@ -134,7 +124,7 @@ int DcPdu::readType(PDU_TYPE& type, PDU_BLOCK block) {
     } else {
         type = static_cast<PDU_TYPE>(bytes[0]);
     }
-    if (orvkit::dumpsReceived()) orvkit::dumpReceivedBegin(type, bytes);
+    if (dumpsReceived()) dumpReceivedBegin(type, bytes);
     return RESULT_OK;
 }
 
@@ -143,8 +133,8 @@ int DcPdu::readLength(unsigned int& bodyLength, PDU_BLOCK block) {
     unsigned int length = sizeof bytes;
     bodyLength = 0;
     if (const int result = readBuf(bytes, length, block); result != RESULT_OK) return result;
-    bodyLength = orvkit::loadAt<std::uint32_t>(bytes, ByteOrder::big);
-    length_ = orvkit::wire::kPduHeader + bodyLength;
+    bodyLength = loadAt<std::uint32_t>(bytes, ByteOrder::big);
+    length_ = wire::kPduHeader + bodyLength;
     return RESULT_OK;
 }
 

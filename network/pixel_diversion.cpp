@@ -4,13 +4,12 @@
 #include <new>
 
 #include "encoding/header.h"
+#include "foundation/block.h"
 #include "network/tul_own.h"
 #include "orvkit/util.h"
 
-using orvkit::fail;
-using orvkit::failAppend;
-using orvkit::PduAccess;
-namespace platform = orvkit::platform;
+using namespace orvkit;
+namespace platform = platform;
 
 namespace {
 
@@ -26,9 +25,9 @@ int DcTul::findPixelData(Part& part) {
     const auto before = static_cast<unsigned int>(part.search.offset());
     const bool keepAll = pixelFileName_ == nullptr && pixelHandle_ < 0;
     // Where the buffers stay as they are, the elements in front are joined for the callback alone.
-    std::unique_ptr<unsigned char, decltype(&utilDelete)> front(nullptr, &utilDelete);
+    Block front;
     if (before > 0 && (pixRecvCB_ != nullptr || !keepAll)) {
-        front.reset(static_cast<unsigned char*>(::operator new(before, std::nothrow)));
+        front = allocate(before);
         if (front == nullptr) {
             return fail(ELEM_NO_MEMORY, LOG_ERROR, kReporter,
                         "Insufficient memory to allocate %d bytes, Association will be closed",
@@ -101,7 +100,7 @@ int DcTul::divert(Part& part, const unsigned char* data, unsigned int length) {
 // Refers the message to its pixel bytes where they are now.
 int DcTul::finishPixels(Part& part) {
     if (part.pixelLength > kLongest && (pixelHandle_ >= 0 || pixelFileName_ != nullptr)) {
-        return fail(TUL_PROTOCOL, LOG_ERROR, orvkit::kAssembly,
+        return fail(TUL_PROTOCOL, LOG_ERROR, kAssembly,
                     "Pixel Data of %llu bytes is too long for an element, Association will be closed",
                     static_cast<unsigned long long>(part.pixelLength));
     }
@@ -109,7 +108,7 @@ int DcTul::finishPixels(Part& part) {
     if (pixelHandle_ >= 0) {
         platform::FileHandle copy = platform::duplicate(pixelHandle_);
         if (!copy) {
-            return fail(TUL_DUPLICATE, LOG_ERROR, orvkit::kAssembly, "Failed to duplicate file handle %d",
+            return fail(TUL_DUPLICATE, LOG_ERROR, kAssembly, "Failed to duplicate file handle %d",
                         pixelHandle_);
         }
         (void)part.message.add(new DcBuf(copy.release(), 0, length, part.xferSyn));
@@ -120,24 +119,23 @@ int DcTul::finishPixels(Part& part) {
     part.file.reset();
     platform::FileHandle file = platform::openRead(pixelFileName_);
     if (!file || !platform::examine(file.get(), info)) {
-        return fail(TUL_PROTOCOL, LOG_ERROR, orvkit::kAssembly, "Failed to stat %s", pixelFileName_);
+        return fail(TUL_PROTOCOL, LOG_ERROR, kAssembly, "Failed to stat %s", pixelFileName_);
     }
     if (info.size < static_cast<std::int64_t>(length)) {
-        return fail(TUL_PROTOCOL, LOG_ERROR, orvkit::kAssembly,
-                    "pixDataLen 0x%x exceeds file size 0x%x in %s", length,
-                    static_cast<unsigned int>(info.size), pixelFileName_);
+        return fail(TUL_PROTOCOL, LOG_ERROR, kAssembly, "pixDataLen 0x%x exceeds file size 0x%x in %s",
+                    length, static_cast<unsigned int>(info.size), pixelFileName_);
     }
     const std::int64_t start = info.size - length;
-    unsigned char tail[orvkit::kDelimitationSize];
+    unsigned char tail[kDelimitationSize];
     if (Dict.isEncapsulated(part.xferSyn) != 0 && length >= sizeof tail &&
         platform::readAt(file.get(), tail, sizeof tail, info.size - std::int64_t{sizeof tail}) ==
             sizeof tail &&
-        std::memcmp(tail, orvkit::kPixelDataEnd, sizeof tail) == 0) {
+        std::memcmp(tail, kPixelDataEnd, sizeof tail) == 0) {
         length -= static_cast<unsigned int>(sizeof tail);
     }
     // Offsets of 2 GByte and more are kept as the unsigned 32-bit numbers that they are.
     if (start > 0xFFFFFFFFll) {
-        return fail(TUL_PROTOCOL, LOG_ERROR, orvkit::kAssembly, "pixel data in %s begins beyond 4 GByte",
+        return fail(TUL_PROTOCOL, LOG_ERROR, kAssembly, "pixel data in %s begins beyond 4 GByte",
                     pixelFileName_);
     }
     (void)part.message.add(

@@ -7,18 +7,18 @@
 #include "network/wire.h"
 #include "orvkit/pdu.h"
 
-using orvkit::fail;
+using namespace orvkit;
 
 namespace {
 
-constexpr unsigned int kBodySize = orvkit::wire::kSmallBody;
-constexpr unsigned int kSize = orvkit::wire::kPduHeader + kBodySize;
+constexpr unsigned int kBodySize = wire::kSmallBody;
+constexpr unsigned int kSize = wire::kPduHeader + kBodySize;
 
 void put(unsigned char* buf, PDU_TYPE type, const unsigned char (&body)[kBodySize]) {
     buf[0] = static_cast<unsigned char>(type);
     buf[1] = 0;
-    orvkit::storeAt<std::uint32_t>(buf + 2, kBodySize, orvkit::ByteOrder::big);
-    std::memcpy(buf + orvkit::wire::kPduHeader, body, kBodySize);
+    storeAt<std::uint32_t>(buf + 2, kBodySize, ByteOrder::big);
+    std::memcpy(buf + wire::kPduHeader, body, kBodySize);
 }
 
 unsigned char byteOf(int value) {
@@ -38,9 +38,7 @@ DcPduAssoRj::~DcPduAssoRj() {
 }
 
 int DcPduAssoRj::setInfo(DcPduInfoRj* info) {
-    if (info == nullptr) {
-        return fail(RJ_NULL_ARGUMENT, LOG_ERROR, "DcPduAssoRj::setInfo", "Null argument passed");
-    }
+    if (info == nullptr) return failNull(RJ_NULL_ARGUMENT, "DcPduAssoRj::setInfo", LOG_ERROR);
     if (info_ == nullptr) info_ = new DcPduInfoRj;
     *info_ = *info;
     return RESULT_OK;
@@ -87,9 +85,7 @@ DcPduAbort::~DcPduAbort() {
 }
 
 int DcPduAbort::setInfo(DcPduInfoAbort* info) {
-    if (info == nullptr) {
-        return fail(ABORT_NULL_ARGUMENT, LOG_VALIDATION, "DcPduAbort::setInfo", "Null argument passed");
-    }
+    if (info == nullptr) return failNull(ABORT_NULL_ARGUMENT, "DcPduAbort::setInfo");
     if (info_ == nullptr) info_ = new DcPduInfoAbort;
     *info_ = *info;
     return RESULT_OK;

@@ -8,7 +8,7 @@
 #include "orvkit/datatf.h"
 #include "orvkit/tsm.h"
 
-using orvkit::fail;
+using namespace orvkit;
 
 // clang-format off
 constexpr DcTsm::ActionRow DcTsm::actions_[29] = {
@@ -47,17 +47,17 @@ constexpr DcTsm::ActionRow DcTsm::actions_[29] = {
 // ---- one step ---------------------------------------------------------------------------------------
 
 int DcTsm::stateMachine(TSM_EVENT event, void* arg) {
-    static_assert(std::equal(std::begin(actions_), std::end(actions_), std::begin(orvkit::kTsmActions),
-                             std::end(orvkit::kTsmActions),
+    static_assert(std::equal(std::begin(actions_), std::end(actions_), std::begin(kTsmActions),
+                             std::end(kTsmActions),
                              [](const ActionRow& row, std::string_view name) { return row.name == name; }));
-    if (event < 0 || event >= static_cast<int>(orvkit::kTsmEvents)) {
+    if (event < 0 || event >= static_cast<int>(kTsmEvents)) {
         return fail(TSM_EVENT_RANGE, LOG_ERROR, "DcTsm::stateMachine", "Event number %d out of range",
                     static_cast<int>(event));
     }
     // setState takes any number.
-    if (state_ < 1 || state_ > static_cast<int>(orvkit::kTsmStates)) return RESULT_OK;
+    if (state_ < 1 || state_ > static_cast<int>(kTsmStates)) return RESULT_OK;
     const auto column = static_cast<std::size_t>(state_ - 1);
-    const orvkit::TsmCell& cell = orvkit::kTsmTable[static_cast<std::size_t>(event)][column];
+    const TsmCell& cell = kTsmTable[static_cast<std::size_t>(event)][column];
     if (cell.next != 0) state_ = static_cast<TSM_STATE>(cell.next);
     const ActionRow& action = actions_[cell.action];
     if (action.needs != Needs::nothing && !isConnected()) return TSM_NO_CONNECTION;
@@ -90,7 +90,7 @@ int DcTsm::readAssoPdu(void* arg) {
 int DcTsm::discardBody(void* arg) {
     auto* pdu = static_cast<DcPdu*>(arg);
     (void)pdu->attach(sockConv_);
-    return orvkit::PduAccess::skipBody(*pdu, PDU_BLOCK_WAIT) == RESULT_OK ? RESULT_OK : DATATF_READ;
+    return PduAccess::skipBody(*pdu, PDU_BLOCK_WAIT) == RESULT_OK ? RESULT_OK : DATATF_READ;
 }
 
 int DcTsm::AA_1_writeAbortPduScu(void*) {
@@ -161,7 +161,7 @@ int DcTsm::AE_4_readAssoRjPdu(void* arg) {
         DcPduInfo info{maxPduLen_, static_cast<unsigned int>(timeouts_.readTimeout),
                        static_cast<unsigned int>(timeouts_.writeTimeout)};
         pdu->setInfo(info);
-        orvkit::PduAccess::setReception(other, reception_);
+        PduAccess::setReception(other, reception_);
     }
     (void)pdu->attach(sockConv_);
     (void)pdu->read(PDU_BLOCK_WAIT);

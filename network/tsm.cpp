@@ -14,9 +14,8 @@
 #include "orvkit/util.h"
 #include "platform/socket.h"
 
-using orvkit::fail;
-using orvkit::failSocket;
-using orvkit::platform::NO_SOCKET;
+using namespace orvkit;
+using platform::NO_SOCKET;
 
 namespace {
 
@@ -45,7 +44,7 @@ void DcTsmTcpInfo::reset() {
 // ---- life -------------------------------------------------------------------------------------------
 
 DcTsm::DcTsm(TSM_ROLE role, int port, DcTsmArtimCB artimCB)
-    : role_(role), port_(port), artimCB_(artimCB), reception_(new orvkit::Reception) {
+    : role_(role), port_(port), artimCB_(artimCB), reception_(new Reception) {
     if ((role & TSM_ROLE_SCP) != 0) listenResult_ = sockListenOpen(port);
 }
 
@@ -58,14 +57,14 @@ DcTsm::~DcTsm() {
 
 int DcTsm::sockListenOpen(int port) {
     if (sockListen_ != NO_SOCKET) return RESULT_OK;
-    if (const int result = orvkit::openListeningPort(port, sockListen_); result != RESULT_OK) return result;
+    if (const int result = openListeningPort(port, sockListen_); result != RESULT_OK) return result;
     listening_ = true;
     port_ = port;
     return RESULT_OK;
 }
 
 void DcTsm::sockListenRelease() {
-    if (listening_) orvkit::leaveListeningPort(sockListen_);
+    if (listening_) leaveListeningPort(sockListen_);
     listening_ = false;
     sockListen_ = NO_SOCKET;
 }
@@ -92,8 +91,8 @@ int DcTsm::setTimeoutInfo() {
         currentPdu_->setInfo(info);
     }
     if (sockConv_ != NO_SOCKET) {
-        (void)orvkit::platform::setSocketTimeouts(sockConv_, milliseconds(timeouts_.readTimeout),
-                                                  milliseconds(timeouts_.writeTimeout));
+        (void)platform::setSocketTimeouts(sockConv_, milliseconds(timeouts_.readTimeout),
+                                          milliseconds(timeouts_.writeTimeout));
     }
     return RESULT_OK;
 }
@@ -122,21 +121,21 @@ int DcTsm::setSockHandles(TSM_ROLE role, unsigned int connection, unsigned int l
     if (listener != NO_SOCKET && listener != sockListen_) {
         sockListenRelease();
         sockListen_ = listener;
-        orvkit::platform::Address own;
+        platform::Address own;
         // A user connects to the port that it was made with.
-        if ((role_ & TSM_ROLE_SCU) == 0 && orvkit::platform::ownAddress(listener, own)) {
-            port_ = orvkit::platform::addressPort(own);
+        if ((role_ & TSM_ROLE_SCU) == 0 && platform::ownAddress(listener, own)) {
+            port_ = platform::addressPort(own);
         }
     }
     if (connection == NO_SOCKET || connection == sockConv_) return RESULT_OK;
     closeSockConv();
-    orvkit::platform::Address peer;
-    (void)orvkit::platform::peerAddress(connection, peer);
+    platform::Address peer;
+    (void)platform::peerAddress(connection, peer);
     std::memcpy(peerAddress_, peer.bytes, sizeof peerAddress_);
     peerAddressLen_ = peer.length;
-    orvkit::platform::adoptSocket(connection);
+    platform::adoptSocket(connection);
     const bool client = role == TSM_ROLE_SCU;
-    if (client) (void)orvkit::platform::startSockets();
+    if (client) (void)platform::startSockets();
     connected(client ? TSM_CONNECTION_CLIENT : TSM_CONNECTION_SERVER, connection);
     state_ = client ? TSM_STATE_04_AWAIT_CONNECTION : TSM_STATE_02_AWAIT_RQ;
     return RESULT_OK;
@@ -149,15 +148,15 @@ void DcTsm::connected(int connectionRole, unsigned int socket) {
     connectionRole_ = static_cast<TSM_CONNECTION>(connectionRole);
     delete currentPdu_;
     currentPdu_ = new DcPdu(socket, PDU_TYPE_NONE);
-    orvkit::PduAccess::setReception(*currentPdu_, reception_);
+    PduAccess::setReception(*currentPdu_, reception_);
     (void)setTimeoutInfo();
 }
 
 int DcTsm::sockConvOpenClient(const char* host, int port) {
-    namespace net = orvkit::platform;
+    namespace net = platform;
     constexpr const char* reporter = "DcTsm::sockConvOpenClient";
     if (sockConv_ != NO_SOCKET) return RESULT_OK;
-    if (host == nullptr) return fail(TSM_NULL_ARGUMENT, LOG_ERROR, reporter, "Null argument passed");
+    if (host == nullptr) return failNull(TSM_NULL_ARGUMENT, reporter, LOG_ERROR);
     if (port < 0 || port > 65535) {
         return fail(TSM_CONNECT, LOG_ERROR, reporter, "Port number %d out of range", port);
     }
@@ -188,7 +187,7 @@ int DcTsm::sockConvOpenClient(const char* host, int port) {
 }
 
 int DcTsm::sockConvOpenServer(TSM_BLOCK block) {
-    namespace net = orvkit::platform;
+    namespace net = platform;
     if (sockConv_ != NO_SOCKET) return RESULT_OK;
     if (sockListen_ == NO_SOCKET) return TSM_LISTEN_LIMIT;
     const bool wait = block != TSM_BLOCK_POLL;
@@ -204,8 +203,8 @@ int DcTsm::sockConvOpenServer(TSM_BLOCK block) {
 
 void DcTsm::closeSockConv() {
     if (sockConv_ != NO_SOCKET) {
-        orvkit::Connection(sockConv_).close();
-        if (connectionRole_ == TSM_CONNECTION_CLIENT) orvkit::platform::endSockets();
+        Connection(sockConv_).close();
+        if (connectionRole_ == TSM_CONNECTION_CLIENT) platform::endSockets();
     }
     delete currentPdu_;
     currentPdu_ = nullptr;
@@ -215,13 +214,13 @@ void DcTsm::closeSockConv() {
 }
 
 bool DcTsm::waitReadable(int milliseconds) const {
-    return !isConnected() || orvkit::Connection(sockConv_).waitReadable(milliseconds);
+    return !isConnected() || Connection(sockConv_).waitReadable(milliseconds);
 }
 
 int DcTsm::readNextPduType(PDU_TYPE& type, PDU_BLOCK block) {
     if (!isConnected() || currentPdu_ == nullptr) return TSM_NO_CONNECTION;
     if (block != PDU_BLOCK_WAIT) {
-        orvkit::Connection connection(sockConv_);
+        Connection connection(sockConv_);
         unsigned char begun[2];
         // Half of what tells a PDU's type stays where it is, unless nothing will follow it.
         if (connection.peek(begun, sizeof begun) == 1 && !connection.peerIsDone()) return DATATF_NOT_READY;

@@ -13,13 +13,9 @@
 #include "network/wire.h"
 #include "platform/file.h"
 
-using orvkit::acceptedSyntax;
-using orvkit::fail;
-using orvkit::failAppend;
-using orvkit::failContext;
-using orvkit::PduAccess;
-namespace platform = orvkit::platform;
-namespace wire = orvkit::wire;
+using namespace orvkit;
+namespace platform = platform;
+namespace wire = wire;
 
 namespace {
 
@@ -220,7 +216,7 @@ DcPdu* DcTul::newPdu(PDU_TYPE type) {
 // so that it is answered and reported once and not byte by byte.
 void DcTul::discardArrived() {
     if (!isConnected()) return;
-    orvkit::Connection connection(sockConv_);
+    Connection connection(sockConv_);
     unsigned char forgotten[4096];
     std::size_t left = 65536;
     for (std::size_t count = 0; left > 0; left -= count) {

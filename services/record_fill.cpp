@@ -85,8 +85,7 @@ std::string madeValue(unsigned int tag, SourceFile& source, unsigned int number)
 void keepConceptModifiers(DcElemSq& content) {
     for (DcElemSqItem *item = content.first(), *next = nullptr; item != nullptr; item = next) {
         next = item->next();
-        if (SourceFile::textOf(item->getElemList(), T_0040_a010_relationshipType) == "HAS CONCEPT MOD")
-            continue;
+        if (textOf(item->getElemList(), T_0040_a010_relationshipType) == "HAS CONCEPT MOD") continue;
         content - item;
         delete item;
     }
@@ -98,7 +97,7 @@ std::string lastVerification(SourceFile& source) {
     DcElemSq* observers = sequenceIn(source.dataset, T_0040_a073_verifyingObserverSequence);
     for (auto* item = observers != nullptr ? observers->first() : nullptr; item != nullptr;
          item = item->next()) {
-        last = std::max(last, SourceFile::textOf(item->getElemList(), T_0040_a030_verificationDateTime));
+        last = std::max(last, textOf(item->getElemList(), T_0040_a030_verificationDateTime));
     }
     return last;
 }

@@ -6,10 +6,10 @@
 
 #include "orvkit/result.h"
 #include "services/association.h"
-#include "services/file_identity.h"
 #include "services/folder.h"
 #include "services/paths.h"
 #include "services/report.h"
+#include "services/source_file.h"
 
 namespace services {
 namespace {

@@ -1,4 +1,5 @@
-// The header of a Part 10 file: what a file set says of it.
+// What object a Part 10 file holds: its SOP class, instance and transfer syntax from the first bytes, or all
+// of its header.
 #ifndef ORVKIT_SERVICES_SOURCE_FILE_H
 #define ORVKIT_SERVICES_SOURCE_FILE_H
 
@@ -7,11 +8,28 @@
 
 #include "orvkit/elemlist.h"
 #include "orvkit/file.h"
-
-class DcDirRec;
+#include "orvkit/uids.h"
+#include "services/text.h"
 
 namespace services {
 
+struct FileIdentity {
+    // Class and instance are those of the data set, which is what a receiver gets; where it names none, or
+    // cannot be read (deflated), those of the header. UID_NONE and "" when neither names one that is usable.
+    DICT_UID sopClass = UID_NONE;
+    std::string instance;
+    DICT_UID xferSyn = UID_NONE;
+    std::uint64_t size = 0;   // of the file, in bytes
+    std::uint64_t begin = 0;  // of the data set, in the file
+    std::string difference;   // what the header names otherwise, in words; "" when nothing
+};
+
+// One read of 4 KiB, and a second one only where the header, or what stands in front of the instance, is
+// longer; Pixel Data is not read. 0, or the code of dirReadFileMetaInfo. With `learn`, UIDs that the
+// dictionary does not know are added to it, which must be no other thread's then (dict.h).
+int readIdentity(const std::string& path, FileIdentity& identity, bool learn);
+
+// What a file set says of a file.
 struct SourceFile {
     enum class Kind { dicom, notDicom, damaged };
 
@@ -23,20 +41,14 @@ struct SourceFile {
     std::uint64_t pixelLength = 0;  // bytes that are there
     std::string fault;              // why it is damaged, or what is wrong with it all the same
 
-    // The first value, "" without one.
-    std::string text(unsigned int tag) { return textOf(dataset, tag); }
+    std::string text(unsigned int tag) const { return textOf(dataset, tag); }
     // As the data set tells them; where it does not, as the meta information does.
-    std::string sopClass();
-    std::string sopInstance();
-
-    static std::string textOf(DcElemList& list, unsigned int tag);
+    std::string sopClass() const;
+    std::string sopInstance() const;
 };
 
 // Reads everything up to Pixel Data.
 SourceFile::Kind readSource(const std::string& path, SourceFile& file);
-
-// The first value of an element of a record, "" without one.
-std::string textOf(const DcDirRec& record, unsigned int tag);
 
 }  // namespace services
 

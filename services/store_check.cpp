@@ -1,12 +1,11 @@
 #include "services/store_check.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <string_view>
 #include <utility>
 
 #include "orvkit/tags.h"
 #include "services/charset.h"
+#include "services/text.h"
 
 namespace services {
 
@@ -15,20 +14,6 @@ using orvkit::WalkFault;
 namespace {
 
 constexpr std::uint64_t kLongestUid = 128;  // longer ones are not looked at
-
-std::string tagText(unsigned int tag) {
-    char text[16];
-    std::snprintf(text, sizeof text, "(%04X,%04X)", tag >> 16, tag & 0xFFFF);
-    return text;
-}
-
-// Without the padding on either side.
-std::string trimmed(const std::string& uid) {
-    constexpr std::string_view padding(" \0", 2);
-    const std::size_t from = uid.find_first_not_of(padding);
-    if (from == std::string::npos) return {};
-    return uid.substr(from, uid.find_last_not_of(padding) + 1 - from);
-}
 
 }  // namespace
 
@@ -125,7 +110,7 @@ void StoreCheck::faulty() {
 void StoreCheck::valueComplete() {
     kept_ = false;
     const bool isClass = walk_.passing() == T_0008_0016_sopClassUid;
-    const std::string uid = trimmed(text_);
+    const std::string uid(trimmed(text_));
     if (uid.empty() || uid == trimmed(isClass ? sopClass_ : instance_)) return;
     stop(isClass ? Verdict::otherClass : Verdict::otherInstance,
          std::string("its data set names another SOP ") + (isClass ? "class" : "instance") + ": " +

@@ -5,6 +5,7 @@
 #include <system_error>
 #include <vector>
 
+#include "dictionary/uid_text.h"
 #include "orvkit/file.h"
 #include "orvkit/result.h"
 #include "services/report.h"
@@ -72,8 +73,7 @@ bool StoreFile::begin(DICT_UID xferSyn) {
         fail(STORE_CANNOT_UNDERSTAND, "the object's identification is not valid");
         return false;
     }
-    const DcDictUidInfo* const known = Dict.findUid(sopClass_);
-    check_.emplace(xferSyn, known != nullptr ? known->uid : "", instance_);
+    check_.emplace(xferSyn, orvkit::uidText(sopClass_), instance_);
     if (!file_.begin(directory_) || !platform::writeAll(file_.handle(), bytes.data(), bytes.size())) {
         fail(directory_);
         return false;

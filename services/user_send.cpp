@@ -14,11 +14,11 @@
 #include "orvkit/result.h"
 #include "services/association.h"
 #include "services/charset.h"
-#include "services/file_identity.h"
 #include "services/network_text.h"
 #include "services/progress.h"
 #include "services/report.h"
 #include "services/send_plan.h"
+#include "services/source_file.h"
 
 namespace services {
 namespace {

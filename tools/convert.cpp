@@ -19,6 +19,7 @@
 #include "platform/file.h"
 #include "services/pixel_pack.h"
 #include "services/report.h"
+#include "services/text.h"
 #include "services/whole_file.h"
 #include "tools/commands.h"
 
@@ -79,11 +80,6 @@ DcElem* pixelsOf(const DcElemList& list) {
                                                                                            : nullptr;
 }
 
-std::string textOf(DcElemList& list, unsigned int tag) {
-    char text[65] = "";
-    return list.getValue(tag, text, 64) == RESULT_OK ? text : "";
-}
-
 bool holdsPixelData(DcElemList& list) {
     for (DcElem* element = list.first(); element != nullptr; element = element->next()) {
         unsigned int tag = 0;
@@ -96,12 +92,6 @@ bool holdsPixelData(DcElemList& list) {
         }
     }
     return false;
-}
-
-std::string tagText(unsigned int tag) {
-    char text[16];
-    std::snprintf(text, sizeof text, "(%04X,%04X)", tag >> 16, tag & 0xFFFF);
-    return text;
 }
 
 // ---- reading ----------------------------------------------------------------------------------------------

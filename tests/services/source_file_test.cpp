@@ -1,5 +1,5 @@
 // What object a file is: its data set has the say, its header where that is silent.
-#include "services/file_identity.h"
+#include "services/source_file.h"
 
 #include <gtest/gtest.h>
 

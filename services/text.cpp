@@ -1,0 +1,37 @@
+#include "services/text.h"
+
+#include <cstring>
+
+#include "orvkit/dicomdir.h"
+#include "orvkit/result.h"
+
+namespace services {
+namespace {
+
+constexpr int longestText = 10240;  // of LT, the longest that is a key
+
+// Of a data set or a record.
+template <typename Elements>
+std::string firstText(const Elements& elements, unsigned int tag) {
+    DcElem* element = nullptr;
+    if (elements.getElem(tag, &element) != RESULT_OK) return {};
+    // Most values are short.
+    char room[130] = "";
+    if (element->getValue(room, sizeof room - 1, 0) != RESULT_OK) return {};
+    if (std::strlen(room) < sizeof room - 1) return room;
+    std::string whole(longestText + 1, '\0');
+    if (element->getValue(whole.data(), longestText, 0) != RESULT_OK) return room;
+    whole.resize(std::strlen(whole.c_str()));
+    return whole;
+}
+
+}  // namespace
+
+std::string textOf(const DcElemList& list, unsigned int tag) {
+    return firstText(list, tag);
+}
+std::string textOf(const DcDirRec& record, unsigned int tag) {
+    return firstText(record, tag);
+}
+
+}  // namespace services
