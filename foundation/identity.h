@@ -2,6 +2,8 @@
 #ifndef ORVKIT_FOUNDATION_IDENTITY_H
 #define ORVKIT_FOUNDATION_IDENTITY_H
 
+#include "foundation/version.h"
+
 // The root of the UIDs that the library makes and that are its own.
 #define ORVKIT_UID_ROOT "1.3.6.1.4.1.70707"
 

@@ -5,6 +5,7 @@
 #include <map>
 #include <type_traits>
 
+#include "foundation/version.h"
 #include "services/nearest.h"
 #include "services/report.h"
 

@@ -8,6 +8,7 @@
 #include <system_error>
 #include <vector>
 
+#include "foundation/version.h"
 #include "orvkit/elemlist.h"
 #include "orvkit/file.h"
 #include "orvkit/result.h"
