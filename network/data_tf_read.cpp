@@ -15,7 +15,6 @@
 
 using namespace orvkit;
 using wire::kPdvHeader;
-namespace wire = wire;
 
 namespace {
 
