@@ -8,7 +8,6 @@
 #include "orvkit/util.h"
 
 using namespace orvkit;
-namespace wire = wire;
 
 namespace {
 

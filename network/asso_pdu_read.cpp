@@ -18,7 +18,6 @@
 using namespace orvkit;
 using wire::kItemHeader;
 using wire::kPresCtxHeader;
-namespace wire = wire;
 
 namespace {
 

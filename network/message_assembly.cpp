@@ -6,7 +6,6 @@
 #include "network/wire.h"
 
 using namespace orvkit;
-namespace wire = wire;
 
 namespace {
 

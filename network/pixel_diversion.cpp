@@ -9,7 +9,6 @@
 #include "orvkit/util.h"
 
 using namespace orvkit;
-namespace platform = platform;
 
 namespace {
 

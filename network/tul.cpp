@@ -14,8 +14,6 @@
 #include "platform/file.h"
 
 using namespace orvkit;
-namespace platform = platform;
-namespace wire = wire;
 
 namespace {
 
