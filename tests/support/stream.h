@@ -34,12 +34,13 @@ class Stream {
     Stream& elem(std::uint32_t t, std::string_view vr, std::string_view value) {
         return header(t, vr, static_cast<std::uint32_t>(value.size())).raw(value);
     }
-    // Text of a UI, with its padding, and a value of VR US.
+    // Text of a UI, with its padding, and a value of VR US or UL.
     Stream& ui(std::uint32_t t, std::string uid) {
         if (uid.size() % 2 != 0) uid += '\0';
         return elem(t, "UI", uid);
     }
     Stream& us(std::uint32_t t, unsigned int value) { return header(t, "US", 2).u16(value); }
+    Stream& ul(std::uint32_t t, std::uint32_t value) { return header(t, "UL", 4).u32(value); }
     Stream& item(std::uint32_t length) { return tag(0xFFFEE000).u32(length); }
     Stream& endItem() { return tag(0xFFFEE00D).u32(0); }
     Stream& endSequence() { return tag(0xFFFEE0DD).u32(0); }
@@ -51,6 +52,7 @@ class Stream {
     unsigned char* data() { return bytes_.data(); }
     unsigned int size() const { return static_cast<unsigned int>(bytes_.size()); }
     const std::vector<unsigned char>& bytes() const { return bytes_; }
+    std::string text() const { return {bytes_.begin(), bytes_.end()}; }
 
   private:
     Stream& number(std::uint32_t v, int size) {
