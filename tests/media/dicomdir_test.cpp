@@ -110,6 +110,8 @@ TEST(DicomDir, RootPaths) {
         EXPECT_EQ(set.getRootPath(root), RESULT_OK);
         EXPECT_EQ(root, kept);
     }
+    EXPECT_TRUE(
+        log.has(LOG_NOTICE, "DcDirDicomDir::read", "'/DICOMDIR' does not exit, empty object created"));
     DcDirDicomDir none;
     EXPECT_EQ(none.write(), DIR_NOT_PART10);
     EXPECT_EQ(none.write("/no/such/folder"), DIR_OPEN);

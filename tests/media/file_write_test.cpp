@@ -235,7 +235,7 @@ TEST(WriteMemory, BuildsTheImageOfADataSetWithItsMetaGroup) {
     const CaptureLog log;
     std::vector<unsigned char> image(4096);
     dirFileMetaInfoToElemList(meta, dataset);
-    for (const unsigned int needed : {0x00020000, 0x00020001, 0x00020002, 0x00020003, 0x00020010}) {
+    for (const unsigned int needed : {0x00020000u, 0x00020001u, 0x00020002u, 0x00020003u, 0x00020010u}) {
         DcElem* const e = elemAt(dataset, needed);
         dataset.subtract(e);
         EXPECT_EQ(dirWriteFile(image.data(), length, dataset), DIR_META_INFO) << needed;
