@@ -15,21 +15,9 @@ using orvkit::LzwOutcome;
 
 namespace {
 
-// Takes codes from the stream behind the header.
-class CodeReader {
+// Takes codes from bytes that it is shown.
+class BitReader {
   public:
-    explicit CodeReader(std::span<const unsigned char> codes) noexcept
-        : codes_(codes), end_(std::uint64_t{codes.size()} * 8) {}
-    // The codes come from `io`, through `room`.
-    CodeReader(std::span<unsigned char> room, const DcLzwIo& io) noexcept : room_(room), io_(&io) {}
-
-    bool next(std::uint32_t& code) noexcept {
-        if (at_ + width_ > end_ && !refill()) return false;
-        const auto byte = static_cast<std::size_t>(at_ / 8 - begin_);
-        code = static_cast<std::uint32_t>(word(byte) >> at_ % 8) & largestCode(width_);
-        at_ += width_;
-        return true;
-    }
     // Goes on behind the current group.
     void widen() noexcept {
         const std::uint64_t group = std::uint64_t{width_} * 8;
@@ -39,25 +27,29 @@ class CodeReader {
         ++width_;
     }
     unsigned int width() const noexcept { return width_; }
-    bool failed() const noexcept { return failed_; }
+
+  protected:
+    // What begins at byte `begin` of the stream.
+    void show(std::span<const unsigned char> codes, std::uint64_t begin) noexcept {
+        codes_ = codes;
+        begin_ = begin;
+        end_ = (begin + codes.size()) * 8;
+    }
+    bool take(std::uint32_t& code) noexcept {
+        if (at_ + width_ > end_) return false;
+        const auto byte = static_cast<std::size_t>(at_ / 8 - begin_);
+        code = static_cast<std::uint32_t>(word(byte) >> at_ % 8) & largestCode(width_);
+        at_ += width_;
+        return true;
+    }
+    // Bytes shown that no code needs any more, and where they begin.
+    std::size_t taken() const noexcept {
+        return static_cast<std::size_t>(std::min<std::uint64_t>(at_ / 8 - begin_, codes_.size()));
+    }
+    std::span<const unsigned char> shown() const noexcept { return codes_; }
+    std::uint64_t begin() const noexcept { return begin_; }
 
   private:
-    bool refill() noexcept {
-        while (io_ != nullptr && at_ + width_ > end_) {
-            const auto drop =
-                static_cast<std::size_t>(std::min<std::uint64_t>(at_ / 8 - begin_, codes_.size()));
-            const std::size_t kept = codes_.size() - drop;
-            std::copy(codes_.begin() + static_cast<std::ptrdiff_t>(drop), codes_.end(), room_.begin());
-            const int got =
-                io_->read(io_->context, room_.data() + kept, static_cast<unsigned int>(room_.size() - kept));
-            failed_ = got < 0;
-            if (got <= 0) return false;
-            begin_ += drop;
-            codes_ = room_.first(kept + static_cast<std::size_t>(got));
-            end_ = (begin_ + codes_.size()) * 8;
-        }
-        return io_ != nullptr;
-    }
     std::uint32_t word(std::size_t byte) const noexcept {
         if (codes_.size() - byte >= sizeof(std::uint32_t)) {
             return loadAt<std::uint32_t>(codes_.data() + byte, ByteOrder::little);
@@ -68,14 +60,50 @@ class CodeReader {
     }
 
     std::span<const unsigned char> codes_;
-    std::span<unsigned char> room_;
-    const DcLzwIo* io_ = nullptr;
     std::uint64_t begin_ = 0;  // byte of the stream at which codes_ begins
     std::uint64_t end_ = 0;    // all other positions in bits
     std::uint64_t at_ = 0;
-    bool failed_ = false;
     std::uint64_t widthBegin_ = 0;
     unsigned int width_ = minWidth;
+};
+
+// All codes behind the header. Nothing here calls out, so that the decoder's state can stay in registers.
+class HeldCodes : public BitReader {
+  public:
+    explicit HeldCodes(std::span<const unsigned char> codes) noexcept { show(codes, 0); }
+
+    bool next(std::uint32_t& code) noexcept { return take(code); }
+    static constexpr bool failed() noexcept { return false; }
+};
+
+// The same from a reader, through `room`.
+class StreamedCodes : public BitReader {
+  public:
+    StreamedCodes(std::span<unsigned char> room, const DcLzwIo& io) noexcept : room_(room), io_(io) {}
+
+    bool next(std::uint32_t& code) noexcept {
+        while (!take(code)) {
+            if (!refill()) return false;
+        }
+        return true;
+    }
+    bool failed() const noexcept { return failed_; }
+
+  private:
+    bool refill() noexcept {
+        const auto rest = shown().subspan(taken());
+        std::copy(rest.begin(), rest.end(), room_.begin());
+        const int got = io_.read(io_.context, room_.data() + rest.size(),
+                                 static_cast<unsigned int>(room_.size() - rest.size()));
+        failed_ = got < 0;
+        if (got <= 0) return false;
+        show(room_.first(rest.size() + static_cast<std::size_t>(got)), begin() + taken());
+        return true;
+    }
+
+    std::span<unsigned char> room_;
+    const DcLzwIo& io_;
+    bool failed_ = false;
 };
 
 // A string of the decoder is a piece of what it has already written.
@@ -156,10 +184,10 @@ class StreamedOutput {
     std::uint32_t delivered_ = 0;
 };
 
-template <typename Output>
+template <typename Codes, typename Output>
 class Decoder {
   public:
-    Decoder(CodeReader reader, unsigned char flags, Output output, Strings& strings, Chains* chains) noexcept
+    Decoder(Codes reader, unsigned char flags, Output output, Strings& strings, Chains* chains) noexcept
         : reader_(reader),
           strings_(strings),
           chains_(chains),
@@ -291,7 +319,7 @@ class Decoder {
         return true;
     }
 
-    CodeReader reader_;
+    Codes reader_;
     Strings& strings_;
     Chains* chains_;  // null where every piece stays
     Output out_;
@@ -320,10 +348,8 @@ LzwOutcome orvkit::lzwUnpack(std::span<const unsigned char> in, std::span<unsign
     if (const LzwOutcome header = checkHeader(in); header.fault != Fault::none) return header;
     Strings* const strings = threadTable<Strings>();
     if (strings == nullptr) return {Fault::memory};
-    const CodeReader reader(in.subspan(headerSize));
-    return Decoder<HeldOutput>(reader, in[2], {out.data(), static_cast<unsigned int>(out.size())}, *strings,
-                               nullptr)
-        .run();
+    const HeldOutput output(out.data(), static_cast<unsigned int>(out.size()));
+    return Decoder(HeldCodes(in.subspan(headerSize)), in[2], output, *strings, nullptr).run();
 }
 
 LzwOutcome orvkit::lzwUnpack(const DcLzwIo& io) {
@@ -338,7 +364,6 @@ LzwOutcome orvkit::lzwUnpack(const DcLzwIo& io) {
     if (got < 0) return {Fault::read};
     const auto read = std::span(header).first(static_cast<std::size_t>(got));
     if (const LzwOutcome checked = checkHeader(read); checked.fault != Fault::none) return checked;
-    const CodeReader reader({codes.get(), pieceSize}, io);
-    return Decoder<StreamedOutput>(reader, header[2], {{window.get(), windowSize}, io}, *strings, chains)
-        .run();
+    const StreamedCodes reader({codes.get(), pieceSize}, io);
+    return Decoder(reader, header[2], StreamedOutput({window.get(), windowSize}, io), *strings, chains).run();
 }
