@@ -117,7 +117,8 @@ TEST(Pdu, ReadingSurvivesTruncationAndLies) {
 }
 
 TEST(Pdu, DumpFilesHoldEachPduUnderOneCount) {
-    TempDir dir;
+    const TempDir dir;
+    const CaptureLog log;
     const auto before = std::filesystem::current_path();
     std::filesystem::current_path(dir / "");
     PduDumpFlag = 3;
@@ -126,28 +127,26 @@ TEST(Pdu, DumpFilesHoldEachPduUnderOneCount) {
     DcPduAssoAc answer;
     EXPECT_EQ(readFrom(answer, acceptance().bytes()), RESULT_OK);
     DcPduAssoRq request;
-    CaptureLog log;
     EXPECT_NE(readFrom(request, {9, 0, 1}), RESULT_OK);
     PduDumpFlag = 0;
     EXPECT_EQ(readFrom(answer, acceptance().bytes()), RESULT_OK) << "not dumped";
     std::filesystem::current_path(before);
 
-    // "rr.snd" and so on by the count in the name.
-    std::map<int, std::pair<std::string, Bytes>> files;
+    std::map<std::string, Bytes> files;  // by their names without thread and hundreds of the count
     for (const auto& file : std::filesystem::directory_iterator(dir / "")) {
-        unsigned int thread = 0;
-        int number = -1;
-        char rest[16] = "";
         const std::string name = file.path().filename().string();
-        ASSERT_EQ(std::sscanf(name.c_str(), "_pdu.%x.%4d.%15s", &thread, &number, rest), 3);
-        EXPECT_EQ(thread, orvkit::platform::threadId());
-        files[number] = {rest, bytesOf(readWhole(file.path().string()))};
+        char begin[32];
+        std::snprintf(begin, sizeof begin, "_pdu.%x.", orvkit::platform::threadId());
+        EXPECT_TRUE(name.starts_with(begin)) << name;
+        files[name.substr(name.rfind('.') - 7)] = bytesOf(readWhole(file.path().string()));
     }
     ASSERT_EQ(files.size(), 3u);
-    const int first = files.begin()->first;
-    EXPECT_EQ(files[first], std::pair(std::string("rr.snd"), out));
-    EXPECT_EQ(files[first + 1], std::pair(std::string("ac.rcv"), acceptance().bytes()));
-    EXPECT_EQ(files[first + 2], std::pair(std::string("xx.rcv"), Bytes{9, 0, 1}));
+    auto at = files.begin();
+    for (const auto& [name, bytes] :
+         {std::pair(".rr.snd", out), {".ac.rcv", acceptance().bytes()}, {".xx.rcv", Bytes{9, 0, 1}}}) {
+        EXPECT_TRUE(at->first.ends_with(name)) << at->first;
+        EXPECT_EQ((at++)->second, bytes);
+    }
 }
 
 }  // namespace
