@@ -62,34 +62,6 @@ TEST(ElemList, AgreesWithAMapUnderRandomOperations) {
     EXPECT_EQ(list.count(), static_cast<int>(model.size()));
 }
 
-TEST(ElemList, AddingAgainReplacesAndWarns) {
-    CaptureLog log;
-    DcElemList list;
-    list + new DcElem(0x00100010u, "A") + new DcElem(0x00100010u, "B");
-    EXPECT_EQ(text(list, 0x00100010), "B");
-    log.expect(LOG_VALIDATION, "DcElemList::add",
-               "Element (0010,0010) added again, previous instance deleted");
-    EXPECT_EQ(list.add(static_cast<DcElemList*>(nullptr)), nullptr);
-    log.expect(LOG_VALIDATION, "DcCmd::add", "Null argument passed for element list");
-}
-
-TEST(ElemList, LookUpsTellWhatIsWrongAndEmptyTheirOutput) {
-    CaptureLog log;
-    DcElemList list;
-    list + new DcElem(0x00100010u, "A") + new DcElemSq(0x00081140u);
-    DcElemSq* sq = nullptr;
-    EXPECT_EQ(list.getElem(0x00100010u, &sq), ELEM_NOT_SEQUENCE);
-    log.expect(LOG_ERROR, "DcElemList::getElem", "Element 0x00100010 is not a Sequence");
-    char buffer[8] = "old";
-    int number = 7;
-    DcElemValueDA date;
-    date.year = 1999;
-    EXPECT_EQ(list.getValue(0x00100020u, buffer, 7, 0), ELEM_NOT_FOUND);
-    EXPECT_EQ(list.getValue(0x0028, 0x0010, number, 0), ELEM_NOT_FOUND);
-    EXPECT_EQ(list.getValue(0x00080020u, date, 0), ELEM_NOT_FOUND);
-    EXPECT_TRUE(*buffer == '\0' && number == 0 && date.year == 0);
-}
-
 TEST(ElemList, GroupLengthsThatArePresentAreRecomputed) {
     for (const DICT_UID x : kSyntaxes) {
         DcElemList list;
@@ -121,23 +93,17 @@ TEST(ElemList, RawValuesComeInTheStreamsByteOrder) {
 }
 
 TEST(ElemList, PixelAndWaveformDataGetTheirVrWhereverValueCountersStand) {
-    const struct {
-        unsigned short bits;
-        DICT_UID xferSyn;
-        DICT_VR vr;
-    } cases[] = {{16, kExplicit, VR_OW}, {8, kExplicit, VR_OB}, {16, UID_JPEG_BASELINE, VR_OB}};
-    for (const auto& c : cases) {
+    for (const auto& [bits, xferSyn] : {std::pair{16, kExplicit}, {8, kExplicit}, {16, UID_JPEG_BASELINE}}) {
         DcElemList list;
-        list + new DcElem(0x00280100u, c.bits) + new DcElem(0x54001004u, c.bits);
-        DcElem* pixels = raw(0x7FE00010, VR_OX, "ab");
-        DcElem* wave = raw(0x54001010, VR_OX, "ab");
-        list + pixels + wave;
-        unsigned short bits = 0;
-        ASSERT_EQ(list.getValue(0x00280100u, bits, ELEM_INDEX_NEXT), RESULT_OK);
-        (void)frame(list, c.xferSyn);
-        EXPECT_EQ(pixels->getVr(), c.vr);
-        EXPECT_EQ(wave->getVr(), c.vr);
-        EXPECT_EQ(list.getValue(0x00280100u, bits, ELEM_INDEX_NEXT), ELEM_NO_MORE_VALUES);
+        list + new DcElem(0x00280100u, bits) + new DcElem(0x54001004u, bits);
+        list + raw(0x7FE00010, VR_OX, "ab") + raw(0x54001010, VR_OX, "ab");
+        unsigned short value = 0;
+        ASSERT_EQ(list.getValue(0x00280100u, value, ELEM_INDEX_NEXT), RESULT_OK);
+        (void)frame(list, xferSyn);
+        const DICT_VR vr = bits == 16 && xferSyn == kExplicit ? VR_OW : VR_OB;
+        EXPECT_EQ(elemAt(list, 0x7FE00010)->getVr(), vr);
+        EXPECT_EQ(elemAt(list, 0x54001010)->getVr(), vr);
+        EXPECT_EQ(list.getValue(0x00280100u, value, ELEM_INDEX_NEXT), ELEM_NO_MORE_VALUES);
     }
 }
 
@@ -189,41 +155,21 @@ TEST(ElemList, BufferListsAreJoinedAndDiskBuffersBecomePixels) {
     }
 }
 
-TEST(ElemList, SizesLeaveOutTheTagsThatAreNamedAtTheTop) {
-    DcElemList list;
-    auto* sq = new DcElemSq(0x00081140u);
-    *sq + &(*new DcElemSqItem() + raw(0x7FE00010, VR_OB, string(1000, 'i')));
-    list + sq + raw(0x7FE00010, VR_OB, string(5000, 'p'));
-    unsigned int tags[] = {0x7FE00010, TAG_LIST_END};
-    unsigned int all = 0, byList = 0, byTag = 0;
-    list.getBufSize(all, TAG_LIST_END);
-    list.getBufSize(byList, tags);
-    list.getBufSize(byTag, 0x7FE00010u);
-    EXPECT_LE(byList, all - 5000);
-    EXPECT_GT(byList, 1000u) << "the icon is framed all the same";
-    EXPECT_EQ(byTag, byList);
-}
-
 // ---- sequences alone -----------------------------------------------------------------------------------
 
 TEST(Sequence, ValuesAreReadItemByItem) {
     CaptureLog log;
-    Stream in;
+    Stream in, bad;
     in.item(12).elem(0x00081150, "UI", "1.23").endItem();  // a stray delimitation
     in.item(Stream::undefined).elem(0x00081150, "UI", "1.24").endItem();
     DcElemSq sq(0x00081140u, in.data(), in.size(), kExplicit, VR_SQ);
     ASSERT_EQ(sq.count(), 2);
     EXPECT_EQ(text(sq.last()->getElemList(), 0x00081150), "1.24");
     EXPECT_TRUE(log.take().empty());
-
     EXPECT_EQ(sq.parseVal(in.data(), Stream::undefined, kExplicit), ELEM_VALUE_REFUSED);
-    log.expect(LOG_VALIDATION, "DcElemSq::parseVal",
-               "Element (0008,1140) - Data error, undefined length encountered");
-    Stream bad;
     bad.elem(0x00081150, "UI", "1.24");
     EXPECT_EQ(sq.parseVal(bad.data(), bad.size(), kExplicit), ELEM_VALUE_REFUSED);
-    log.expect(LOG_VALIDATION, "DcElemSq::parseVal",
-               "Element (0008,1140) - Data error, did not find the expected sequence item tag");
+    EXPECT_EQ(log.take().size(), 2u);
 }
 
 TEST(Sequence, KnownTagsOfAnotherVrAreWarnedOfAndTakeNoItems) {
@@ -265,26 +211,15 @@ TEST(ElemParser, ReadsOneElementAndSaysWhatItTook) {
         EXPECT_EQ(parseElem(list, in, x, used, first), RESULT_OK);
         EXPECT_EQ(used, in.size() - first);
         EXPECT_EQ(text(list, 0x00100010), "AB");
-
-        EXPECT_EQ(parseElem(list, in, x, used, first), ELEM_VALUE_REFUSED);
-        EXPECT_TRUE(log.has(LOG_ERROR, "DcElemList::parseElem",
-                            "Elements out of sequence, this - 0x00100010, last - 0x00100010"));
+        EXPECT_EQ(parseElem(list, in, x, used, first), ELEM_VALUE_REFUSED) << "out of sequence";
+        // Stray delimiters, retired elements and missing ends.
+        Stream stray(x), open(x);
+        stray.elem(0x00100020, "LO", "AB").endSequence();
+        open.header(0x7FE00010, "OB", Stream::undefined).raw("to the end");
+        for (Stream* s : {&stray, &open}) {
+            EXPECT_EQ(parseElem(list, *s, x, used), RESULT_OK);
+            EXPECT_EQ(used, s->size());
+        }
+        EXPECT_EQ(rawBytes(list, 0x7FE00010), "to the end");
     }
-}
-
-TEST(ElemParser, TakesStrayDelimitersRetiredElementsAndMissingEnds) {
-    CaptureLog log;
-    DcElemList list;
-    unsigned int used = 0;
-    Stream stray, retired, open;
-    stray.elem(0x00100010, "PN", "AB").endSequence();
-    retired.elem(0x00100020, "RT", "AB");
-    open.header(0x7FE00010, "OB", Stream::undefined).raw("to the end");
-    for (Stream* s : {&stray, &retired, &open}) {
-        EXPECT_EQ(parseElem(list, *s, kExplicit, used), RESULT_OK);
-        EXPECT_EQ(used, s->size());
-    }
-    EXPECT_EQ(list.count(), 2);
-    EXPECT_EQ(rawBytes(list, 0x7FE00010), "to the end");
-    EXPECT_TRUE(log.has(LOG_NOTICE, "DcElemList::parseElem", "Ignored retired element (0010,0020)"));
 }

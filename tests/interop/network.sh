@@ -118,7 +118,7 @@ case_storescp() {
     "$orvkit" send "A@localhost:$at" study
 }
 
-# users of services that our server does not have, and what the peer's own archive sends us
+# what the peer's own archive sends us
 archive() {
   qr=$(free_port)
   mkdir -p db
@@ -141,15 +141,6 @@ END
 plain_study() { "$orvkit" phantom plain --size 64 --series 2 --images 3 >/dev/null; }
 key=StudyInstanceUID=1.3.6.1.4.1.70707.9.1.1.1
 
-# no_service REFUSAL: the program asks for what our server does not have
-no_service() {
-  serve in
-  refuses "$program" "$1" "$program" -S -k QueryRetrieveLevel=STUDY localhost "$port"
-  must "echo after that" "$orvkit" echo "A@localhost:$port"
-  stop_server
-}
-case_findscu() { no_service 'No (Acceptable )?Presentation Context'; }
-case_getscu() { no_service 'No adequate Presentation Context'; }
 case_movescu() {
   need dcmqrscp
   plain_study
@@ -178,21 +169,6 @@ case_dcmqrscp() {
   same "move to our server" plain in
   must "get" "$orvkit" get "QR@localhost:$qr" got -k "$key"
   same "get" plain got
-  stop_server
-}
-
-# gdcmscu 3.0.21 crashes as it exits, whatever the peer, when all is done: what our side tells is what counts.
-case_gdcmscu() {
-  study study
-  serve in --aet SERVER
-  gdcmscu --echo --call SERVER localhost "$port" >/dev/null 2>&1
-  until_true 50 grep -q 'association released' serve.log || fault "echo: $(cat serve.log)"
-  local file
-  for file in study/SE000001/IM00000{1,2,3,4,6,8}; do
-    rm -rf in/*
-    gdcmscu --store --call SERVER localhost "$port" "$file" >/dev/null 2>&1
-    same "gdcmscu $file" "$file" in
-  done
   stop_server
 }
 

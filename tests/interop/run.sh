@@ -102,12 +102,12 @@ case $program in
       done
     done
     ;;
-  gdcmdump | gdcminfo)
+  gdcminfo)
     for image in "$work"/phantom/*/*; do
       convert "$image" || fault "$image is not converted"
       for to in implicit explicit big; do
-        accepts "$program" "$work/$to.dcm"
-        grep -q 'Phantom^Head\|(32,32,1)' "$work/said" || fault "$program does not see the image in $to.dcm"
+        accepts gdcminfo "$work/$to.dcm"
+        grep -q '(32,32,1)' "$work/said" || fault "gdcminfo does not see the image in $to.dcm"
       done
     done
     ;;
