@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Installs a build into a temporary prefix, then builds and runs the consumer project against what was
-# installed: once through find_package, once through pkg-config.
+# Installs a build into a temporary prefix, then builds and runs two of the examples against what was
+# installed: one through find_package, one through pkg-config.
 # Usage: run.sh BUILD-DIRECTORY CXX [COMPILER-FLAGS]
 set -euo pipefail
 build=$1 cxx=$2 flags=${3:-}
@@ -22,7 +22,7 @@ echo "-- find_package"
 cmake -S "$here" -B "$work/build" -G "$generator" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_COMPILER="$cxx" \
   -DCMAKE_CXX_FLAGS="$flags" >/dev/null
 cmake --build "$work/build" >/dev/null
-"$work/build/consumer" "$work/by_cmake.dcm"
+"$work/build/consumer" "$work/image.dcm"
 
 echo "-- pkg-config"
 command -v pkg-config >/dev/null || { echo "skipped: pkg-config is not installed"; exit 0; }
@@ -30,6 +30,5 @@ config=$(find "$prefix" -name orvkit.pc -printf '%h')
 export PKG_CONFIG_PATH=$config
 test "$(pkg-config --modversion orvkit)" = "$("$prefix/bin/orvkit" --version | cut -d' ' -f2)"
 read -ra options < <(pkg-config --cflags --libs orvkit)
-"$cxx" -std=c++17 $flags "$here/main.cpp" "${options[@]}" -o "$work/by_pkgconfig"
-LD_LIBRARY_PATH=$(pkg-config --variable=libdir orvkit) "$work/by_pkgconfig" "$work/by_pkgconfig.dcm"
-cmp "$work/by_cmake.dcm" "$work/by_pkgconfig.dcm"
+"$cxx" -std=c++17 $flags "$here/../../examples/read_and_print.cpp" "${options[@]}" -o "$work/reader"
+LD_LIBRARY_PATH=$(pkg-config --variable=libdir orvkit) "$work/reader" "$work/image.dcm" | grep '^Image: '

@@ -93,6 +93,13 @@ TEST_F(CommandTest, OutputThatCannotBeWrittenIsAFailure) {
     EXPECT_EQ(sh("orvkit --help >/dev/full").status, 1);
 }
 
+TEST_F(CommandTest, MessagesNeverLandInAFileOfTheUsers) {
+    const Outcome outcome =
+        sh("orvkit phantom p --size 16 --images 1 --series 1 >/dev/null; cp p/SE000001/IM000001 in; "
+           "orvkit convert in a --to explicit; orvkit -v convert in b --to explicit <&- >&- 2>&-; cmp a b");
+    EXPECT_EQ(outcome.status, 0) << outcome.out << outcome.err;
+}
+
 TEST_F(CommandTest, DumpEndsOnAStreamWithoutEnd) {
     const Outcome outcome = sh("ulimit -t 20; orvkit dump /dev/zero; yes | orvkit dump /dev/stdin");
     EXPECT_EQ(outcome.status, 1);
