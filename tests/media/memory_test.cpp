@@ -63,8 +63,7 @@ TEST(ReadMemory, FollowsTheBytesThatAreThere) {
 TEST(OutOfMemory, IsACodeAndLosesNothing) {
     const TempDir root;
     Stream small(kExplicit);
-    small.elem(0x00080016, "UI", evenUid("1.2.840.10008.5.1.4.1.1.7"))
-        .elem(0x00080018, "UI", evenUid("1.2.3"));
+    small.ui(0x00080016, "1.2.840.10008.5.1.4.1.1.7").ui(0x00080018, "1.2.3");
     small.header(0x00081140, "SQ", 18).item(10).elem(0x00280010, "US", "\4\5");
     small.elem(0x00100010, "PN", std::string(64, 'A'));
     small.elem(0x7FE00010, "OW", std::string(100, 'p'));
@@ -83,6 +82,8 @@ TEST(OutOfMemory, IsACodeAndLosesNothing) {
     ASSERT_EQ(whole.getBufSize(size, static_cast<unsigned int*>(nullptr)), RESULT_OK);
     std::vector<unsigned char> room(size);
 
+    int at = 0, length = 0;
+    DcElemValueDT created, modified;
     const auto read = [&](auto&& how) {
         DcDirMetaInfo readMeta;
         DcElemList list;
@@ -99,25 +100,16 @@ TEST(OutOfMemory, IsACodeAndLosesNothing) {
          [&] { return read([&](auto& m, auto& l) { return dirReadFile(file.data(), file.size(), m, l); }); }},
         {"read without pixels",
          [&] {
-             int at, length;
              return read(
                  [&](auto& m, auto& l) { return dirReadNonPixelElem(path.c_str(), m, l, &at, &length); });
          }},
-        {"frame",
-         [&] {
-             unsigned int length = 0;
-             return whole.frame(room.data(), length, kExplicit);
-         }},
+        {"frame", [&] { return whole.frame(room.data(), size, kExplicit); }},
         {"write", [&] { return dirWriteFile(out.c_str(), meta, whole); }},
         {"write the set", [&] { return set.write(nullptr); }},
         {"read the set", [&] { return again.read(folder.c_str()); }},
         {"M-WRITE", [&] { return set.mWrite(image, "A", meta, whole); }},
         {"M-READ", [&] { return read([&](auto& m, auto& l) { return set.mRead("A", m, l); }); }},
-        {"M-INQUIRE FILE",
-         [&] {
-             DcElemValueDT created, modified;
-             return set.mInquireFile("A", created, modified);
-         }},
+        {"M-INQUIRE FILE", [&] { return set.mInquireFile("A", created, modified); }},
     };
     for (const LOG_MSG level : {LOG_NOTICE, LOG_VALIDATION, LOG_ERROR}) logActivate(level, LOG_OFF);
     for (const auto& row : rows) {

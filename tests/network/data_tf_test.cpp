@@ -334,17 +334,23 @@ int readRest(DcPduDataTf& message, const Bytes& bytes, int dumpFd = -1) {
     return readFrom(message, bytes, dumpFd);
 }
 
+// Length and last byte of each buffer.
+using Buffers = std::vector<std::pair<unsigned int, int>>;
+Buffers heldBy(const DcPduDataTf& message) {
+    Buffers all;
+    for (const DcBuf* b = message.firstBuf(); b != nullptr; b = b->next()) {
+        all.emplace_back(b->getLen(), static_cast<const unsigned char*>(b->getBuf())[b->getLen() - 1]);
+    }
+    return all;
+}
+
 TEST(DataTf, EveryValueBecomesABuffer) {
     TempDir dir;
     orvkit::platform::FileHandle dump = orvkit::platform::createWrite((dir / "dump").c_str());
     Message message;
-    EXPECT_EQ(message.firstBuf(), nullptr);
     const Bytes bytes = pdu(4, joined({pdv(1, 3, {1, 2, 3}), pdv(9, 0, {}), pdv(7, 2, {4, 5})}));
     EXPECT_EQ(readRest(message, bytes, dump.get()), RESULT_OK);
-    ASSERT_NE(message.firstBuf(), nullptr);
-    EXPECT_EQ(message.firstBuf()->next(), message.lastBuf());
-    EXPECT_EQ(message.firstBuf()->getLen(), 3u);
-    EXPECT_EQ(static_cast<unsigned char*>(message.lastBuf()->getBuf())[1], 5);
+    EXPECT_EQ(heldBy(message), (Buffers{{3, 3}, {2, 5}}));
     DcPduInfoTf info;
     EXPECT_EQ(message.getInfo(info), RESULT_OK);
     EXPECT_EQ(info.presCtxId * 10 + info.msgCtrl, 72);
@@ -352,49 +358,41 @@ TEST(DataTf, EveryValueBecomesABuffer) {
     EXPECT_EQ(readRest(message, pdu(4, {})), RESULT_OK) << "no value at all";
     EXPECT_EQ(orvkit::PduAccess::buffers(message)->count(), 2);
 
-    // Small values share buffers from the 65th on; at the borders of each limit.
-    const auto lengths = [](const Message& from) {
-        std::vector<unsigned int> all;
-        for (const DcBuf* b = from.firstBuf(); b != nullptr; b = b->next()) all.push_back(b->getLen());
-        return all;
-    };
-    Bytes own;
-    for (int i = 0; i < 64; ++i) append(own, pdv(1, 0, {1}));
-    const auto value = [](std::size_t size) {
-        return pdv(1, 0, Bytes(size, static_cast<unsigned char>(size)));
-    };
-    Bytes sixteen;
-    for (int i = 0; i < 16; ++i) append(sixteen, value(4096));
-    struct Case {
-        Bytes values;
+    // Small values share buffers from the 65th on; at the borders of each limit. Each value is full of its
+    // number.
+    const struct {
+        std::vector<std::size_t> values;
         std::vector<unsigned int> lengths;  // of the buffers behind the first 64
-    };
-    for (const Case& c : {Case{{}, {}}, Case{value(2), {2}}, Case{joined({value(2), value(3)}), {5}},
-                          Case{joined({value(4096), value(4096)}), {8192}},
-                          Case{joined({value(2), value(4097), value(3)}), {2, 4097, 3}},
-                          Case{sixteen, {65536}}, Case{joined({sixteen, value(1)}), {65536, 1}}}) {
+    } cases[] = {{{}, {}},
+                 {{2}, {2}},
+                 {{2, 3}, {5}},
+                 {{4096, 4096}, {8192}},
+                 {{2, 4097, 3}, {2, 4097, 3}},
+                 {std::vector<std::size_t>(16, 4096), {65536}},
+                 {std::vector<std::size_t>(17, 4096), {65536, 4096}}};
+    for (const auto& c : cases) {
+        Bytes body;
+        for (int i = 0; i < 64; ++i) append(body, pdv(1, 0, {1}));
+        unsigned char n = 0;
+        for (const std::size_t size : c.values) append(body, pdv(1, 0, Bytes(size, ++n)));
         Message sharing;
-        EXPECT_EQ(readRest(sharing, pdu(4, joined({own, c.values}))), RESULT_OK);
-        std::vector<unsigned int> expected(64, 1);
-        expected.insert(expected.end(), c.lengths.begin(), c.lengths.end());
-        EXPECT_EQ(lengths(sharing), expected);
-        Bytes last(c.values.end() - static_cast<std::ptrdiff_t>(std::min<std::size_t>(c.values.size(), 1)),
-                   c.values.end());
-        if (!last.empty()) {
-            const DcBuf& b = *sharing.lastBuf();
-            EXPECT_EQ(static_cast<unsigned char*>(b.getBuf())[b.getLen() - 1], last[0]);
+        EXPECT_EQ(readRest(sharing, pdu(4, body)), RESULT_OK);
+        const Buffers held = heldBy(sharing);
+        ASSERT_EQ(held.size(), 64 + c.lengths.size());
+        for (std::size_t i = 0; i < held.size(); ++i) {
+            EXPECT_EQ(held[i].first, i < 64 ? 1 : c.lengths[i - 64]);
         }
+        EXPECT_EQ(held.back().second, c.values.empty() ? 1 : n);
     }
-
     // A PDU that breaks off: every whole value stays, also of those that share a buffer.
     Bytes many;
-    for (int i = 0; i < 70; ++i) append(many, pdv(1, 0, Bytes(4, 'v')));
-    Bytes cut = pdu(4, joined({many, pdv(1, 2, Bytes(4, 'w'))}));
+    for (int i = 0; i < 71; ++i) append(many, pdv(1, 0, Bytes(4, 'v')));
+    Bytes cut = pdu(4, many);
     cut.resize(cut.size() - 2);
     Message broken;
     EXPECT_EQ(readRest(broken, cut), DATATF_READ);
     unsigned int length = 0;
-    for (const DcBuf* b = broken.firstBuf(); b != nullptr; b = b->next()) length += b->getLen();
+    for (const auto& [size, last] : heldBy(broken)) length += size;
     EXPECT_EQ(length, 280u);
 }
 
