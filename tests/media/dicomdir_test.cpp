@@ -223,18 +223,6 @@ TEST(DicomDir, FindsFilesWhateverChanges) {
     EXPECT_EQ(other.getRefFileObj("NEW", &found), RESULT_OK);
 }
 
-TEST(DicomDir, PrintsItsTree) {
-    const TempDir root;
-    DcDirDicomDir set((root / "").c_str());
-    addImagePath(set);
-    set + new DcDirRec(DIR_REC_TOPIC);
-    const std::string path = root / "print.txt";
-    EXPECT_EQ(set.printNodeTree(path.c_str(), "w"), RESULT_OK);
-    EXPECT_EQ(readText(path),
-              "   DICOMDIR\n|--   PATIENT\n|  +--   STUDY\n|     +--   SERIES\n|        +--   IMAGE\n+--   "
-              "TOPIC\n");
-}
-
 TEST(DicomDir, CraftedLinks) {
     const unsigned int a = craftedOffset(0), b = craftedOffset(1), c = craftedOffset(2), d = craftedOffset(3);
     const struct {

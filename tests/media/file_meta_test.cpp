@@ -47,21 +47,6 @@ TEST(ReadMetaInfo, OverLongTextsAreCutAtTheFieldsLimit) {
     EXPECT_EQ(record.sopClassUid, UID_NONE);
 }
 
-TEST(CheckMetaInfo, FindsWhatIsMissing) {
-    const CaptureLog log;
-    DcDirMetaInfo whole = metaFor(kExplicit);
-    EXPECT_EQ(dirCheckMetaInfo(whole), RESULT_OK);
-    EXPECT_STREQ(whole.implVersionName, "Vantorell orvKIT");
-    DcDirMetaInfo spoilt[4] = {whole, whole, whole, whole};
-    spoilt[0].version = 2;
-    spoilt[1].sopClassUid = UID_NONE;
-    spoilt[2].sopInstanceUid[0] = '\0';
-    spoilt[3].transferSyntax = UID_VERIFICATION;
-    for (DcDirMetaInfo& meta : spoilt) {
-        EXPECT_EQ(dirCheckMetaInfo(meta), &meta == spoilt + 3 ? RESULT_DICT_NOT_XFER_SYN : DIR_META_INFO);
-    }
-}
-
 TEST(ReadMetaInfo, FillsTheRecordWhateverTheGroupLengthSays) {
     Stream group;
     group.elem(0x00020000, "UL", "\x7F\x7F\x7F\x7F");  // wrong, and of no interest

@@ -72,23 +72,6 @@ TEST(WriteFile, WritesPreambleMetaGroupAndDataSet) {
     EXPECT_EQ(readWhole(path), expected.text());
 }
 
-TEST(WriteFile, FillsInClassAndInstanceBeforeItChecks) {
-    const TempDir temp;
-    const std::string path = temp / "out";
-    const CaptureLog log;
-    DcDirMetaInfo meta = metaFor(kExplicit);
-    meta.sopClassUid = UID_NONE;
-    meta.sopInstanceUid[0] = '\0';
-    DcElemList dataset;
-    EXPECT_EQ(dirWriteFile(path.c_str(), meta, dataset), ELEM_NOT_FOUND);
-    dataset.add(new DcElem(0x00080016, UID_MR_IMAGE_STORAGE));
-    EXPECT_EQ(dirWriteFile(path.c_str(), meta, dataset), ELEM_NOT_FOUND);
-    dataset.add(new DcElem(0x00080018, "9.8.7"));
-    EXPECT_EQ(dirWriteFile(path.c_str(), meta, dataset), RESULT_OK);
-    EXPECT_EQ(meta.sopClassUid, UID_MR_IMAGE_STORAGE);
-    EXPECT_STREQ(meta.sopInstanceUid, "9.8.7");
-}
-
 TEST(WriteFile, ADataSetExactlyAtTheSizeLimitIsWritten) {
     const TempDir temp;
     const std::string path = temp / "out";

@@ -6,32 +6,6 @@
 #include "orvkit/result.h"
 #include "support/capture_log.h"
 
-TEST(MediaManager, RolesAndServices) {
-    constexpr struct {
-        int role;
-        std::string_view permitted;  // read, write, inquire file, inquire file set, delete
-    } rows[] = {{0, "-----"}, {1, "-w-s-"}, {2, "r-f--"}, {3, "rwfs-"}, {7, "rwfsd"}, {8, "-----"}};
-    for (const auto& [role, permitted] : rows) {
-        const TempDir root;
-        const CaptureLog log;
-        DcMediaMgr manager(static_cast<MEDIA_ROLE>(role), (root / "").c_str());
-        DcDirRec* const image = addImagePath(manager);
-        makeImage(root, "A");
-        ASSERT_EQ(image->setRefFile("A"), RESULT_OK);
-        DcDirMetaInfo meta = metaFor(UID_LITTLE_ENDIAN_EXPLICIT);
-        DcElemList dataset;
-        DcElemValueDT created, modified;
-        unsigned int bytes = 0;
-        const int results[] = {manager.mRead("A", meta, dataset), manager.mWrite(image, "A", meta, dataset),
-                               manager.mInquireFile("A", created, modified), manager.mInquireFileSet(bytes),
-                               manager.mDelete("A")};
-        for (std::size_t i = 0; i < 5; ++i) {
-            EXPECT_EQ(results[i], permitted[i] != '-' ? RESULT_OK : MEDIA_PERMISSION) << role << ' ' << i;
-        }
-        EXPECT_EQ(manager.mRead(nullptr, meta, dataset), MEDIA_NULL_ARGUMENT) << "comes first";
-    }
-}
-
 TEST(MediaManager, TouchesNoFileThatItMayNot) {
     const TempDir root;
     std::filesystem::create_directory(root / "ROOT");

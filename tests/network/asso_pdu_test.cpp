@@ -16,15 +16,6 @@ using orvkit::AssoFault;
 
 namespace {
 
-DcPduPresCtx contextOf(int id, int itemType = PRES_CTX_TYPE_RQ) {
-    DcPduPresCtx context;
-    context.itemType = itemType;
-    context.presCtxId = id;
-    context.abstractSyntax = UID_VERIFICATION;
-    context.addXferSyn(UID_LITTLE_ENDIAN_IMPLICIT);
-    return context;
-}
-
 DcPduInfoAcRq infoOf(const std::string& called, const std::string& calling) {
     DcPduInfoAcRq info;
     called.copy(info.calledAeTitle, 16);
@@ -51,17 +42,6 @@ std::string contextsOf(const DcPduAssoAcRq& pdu) {
         all << '\n';
     }
     return all.str();
-}
-
-TEST(AssociationPdu, RequestIsFramedByteForByte) {
-    DcPduAssoRq request;
-    DcPduInfoAcRq info = infoOf(" STORE ", "ME");
-    request.setInfo(&info);
-    DcPduPresCtx context = contextOf(1);
-    context.addXferSyn(UID_LITTLE_ENDIAN_EXPLICIT);
-    context.role = 2;
-    EXPECT_EQ(request.presCtxItemAdd(&context), RESULT_OK);
-    EXPECT_EQ(sent(request), Association().bytes());
 }
 
 TEST(AssociationPdu, WhatWasReadIsSentOnByteForByte) {
@@ -211,37 +191,6 @@ TEST(AssociationPdu, LargestRequestFitsWhateverTheMaximum) {
     back.getScpScuRoleList(roles);
     EXPECT_EQ(roles[511].abstractSyntax, uid);
     EXPECT_EQ(Dict.subtract(longUid), RESULT_OK);
-}
-
-TEST(AssociationPdu, WhatCannotBeFramedOrTakenIsRefused) {
-    CaptureLog log;
-    DcPduAssoAcRq other(PDU_TYPE_ABORT);
-    DcPduAssoRq request;
-    EXPECT_EQ(other.write(), ACRQ_PDU_TYPE);
-    EXPECT_EQ(request.getInfo(nullptr), ACRQ_INVALID);
-    EXPECT_EQ(DcPduAssoRj().write(), RJ_ABSENT);
-    EXPECT_EQ(DcPduAbort().write(), ABORT_ABSENT);
-    EXPECT_EQ(DcPdu().write(), DATATF_SOCKET);
-    EXPECT_EQ(request.write(), ACRQ_INVALID);
-    for (const auto& [called, calling] : {std::pair("  ", "ME"), {"A", ""}, {"A", "B"}}) {
-        DcPduInfoAcRq info = infoOf(called, calling);
-        request.setInfo(&info);
-        EXPECT_EQ(request.write(), ACRQ_INVALID);
-    }
-    EXPECT_TRUE(log.has(LOG_ERROR, "DcPduAssoAcRq::frameAsso", "Invalid callingAeTitle"));
-    DcPduPresCtx rq = contextOf(1);
-    DcPduPresCtx ac = contextOf(1, PRES_CTX_TYPE_AC);
-    EXPECT_EQ(request.presCtxItemAdd(nullptr), ACRQ_NULL_ARGUMENT);
-    EXPECT_EQ(request.presCtxItemAdd(&ac), ACRQ_INVALID);
-    EXPECT_EQ(other.presCtxItemAdd(&rq), ACRQ_INVALID);
-    // A context that cannot be framed is left out; the others go.
-    rq.xferSyn[0] = UID_NONE;
-    EXPECT_EQ(request.presCtxItemAdd(&rq), RESULT_OK);
-    EXPECT_EQ(request.presCtxItemAdd(&rq), ACRQ_CONTEXT_EXISTS);
-    log.clear();
-    EXPECT_EQ(request.write(), ACRQ_INVALID);
-    EXPECT_EQ(errorsOf(log),
-              "presCtxItemFrame: No Transfer Syntax present; frameAsso: No presentation context items");
 }
 
 }  // namespace

@@ -28,40 +28,6 @@ DcElem* patientName() {
     return new DcElem(T_0010_0010_patientsName, "Doe^Jane");
 }
 
-// A command of each kind: group length and command field are there from the start, a message ID is made up,
-// and what is missing is told in one go.
-TEST(Cmd, EveryCommandKnowsWhatItNeeds) {
-    const struct {
-        int field;
-        char dataset;  // 'P' present, 'A' absent, 'E' either
-        std::vector<unsigned int> required;
-    } rows[] = {{0x0021, 'P', {0x0002, 0x0600, 0x0700, 0x0800}},
-                {0x0030, 'A', {0x0800}},
-                {0x0130, 'E', {0x0800, 0x1001, 0x1008}},
-                {0x8030, 'A', {0x0120, 0x0800, 0x0900}}};
-    for (const auto& row : rows) {
-        CaptureLog log;
-        const Command command = make(row.field);
-        EXPECT_EQ(command->count(), 2);
-        if (row.dataset == 'P') {
-            EXPECT_EQ(command->elemListVerify(), CMD_DATASET_RULE);
-        }
-        EXPECT_EQ(command->add(patientName()) == nullptr, row.dataset == 'A');
-        log.clear();
-        EXPECT_EQ(command->elemListVerify(), CMD_FIELD_MISSING);
-        EXPECT_EQ(log.lines().size(), row.required.size()) << row.field;
-        EXPECT_EQ(command->getValueCount(0x0110), (row.field & 0x8000) == 0 ? 1 : -1);
-        for (const unsigned int tag : row.required) {
-            DcDictElemInfo info;
-            (void)Dict.getElemInfo(tag, &info);
-            (void)command->add(info.vr == VR_US
-                                   ? new DcElem(tag, static_cast<unsigned short>(0))
-                                   : new DcElem(tag, info.vr == VR_UI ? "1.2.840.10008.1.1" : "A"));
-        }
-        EXPECT_EQ(command->elemListVerify(), RESULT_OK) << row.field;
-    }
-}
-
 TEST(Cmd, StoreCompletesItself) {
     const CaptureLog log;
     DcCmdCStoreRq store;

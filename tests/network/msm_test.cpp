@@ -14,56 +14,11 @@
 
 namespace {
 
-unsigned short number(DcElemList& list, unsigned int tag) {
-    unsigned short value = 0;
-    EXPECT_EQ(list.getValue(tag, value), RESULT_OK) << std::hex << tag;
-    return value;
-}
-
-std::string text(DcElemList& list, unsigned int tag) {
-    char value[65] = "";
-    EXPECT_EQ(list.getValue(tag, value, 64), RESULT_OK) << std::hex << tag;
-    return value;
-}
-
 template <typename Request, typename Response>
 void answer(DcMsm& msm, DcMsg& request, unsigned short status = 0) {
     Response response(static_cast<Request*>(&request));
     response.add(new DcElem(T_0000_0900_status, status));
     EXPECT_EQ(msm.write(contextOf(request), &response), RESULT_OK);
-}
-
-TEST(Association, AnEchoFromEndToEnd) {
-    std::vector<int> seen;
-    Provider provider(sopList({UID_VERIFICATION}), [&](DcMsm& msm) {
-        Message request;
-        DICT_UID sop = UID_NONE;
-        seen.push_back(receive(msm, request, &sop));
-        ASSERT_NE(request, nullptr);
-        EXPECT_EQ(sop, UID_VERIFICATION);
-        EXPECT_EQ(request->getType(), DICT_MSG_C_ECHO_RQ);
-        answer<DcCmdCEchoRq, DcCmdCEchoRsp>(msm, *request);
-        seen.push_back(receive(msm, request));
-        EXPECT_EQ(request, nullptr);
-    });
-    User user(provider.port());
-    ASSERT_EQ(user.open(sopList({UID_VERIFICATION})), MSM_ACCEPTED);
-    EXPECT_EQ(user.open(sopList({UID_VERIFICATION})), 0) << "connected already";
-    DcCmdCEchoRq request;
-    ASSERT_EQ(user.write(UID_VERIFICATION, &request), 0);
-    EXPECT_EQ(number(request, T_0000_0800_dataSetType), 0x0101);
-    Message response;
-    ASSERT_EQ(user.receive(response), MSM_MESSAGE);
-    EXPECT_EQ(response->getType(), DICT_MSG_C_ECHO_RSP);
-    EXPECT_EQ(number(*response, T_0000_0900_status), 0);
-    EXPECT_EQ(number(*response, T_0000_0120_messageIdBeingRespondedTo),
-              number(request, T_0000_0110_messageId));
-    EXPECT_EQ(user.release(), MSM_RELEASED);
-    EXPECT_EQ(user.read(nullptr, nullptr, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL), MSM_NO_CONNECTION);
-    provider.join();
-    EXPECT_EQ(provider.accepted, 0);
-    EXPECT_EQ(provider.answered, MSM_REQUEST_ANSWERED);
-    EXPECT_EQ(seen, (std::vector<int>{MSM_MESSAGE, MSM_RELEASE_REQUESTED}));
 }
 
 TEST(Association, TheProvidersOrderOfTransferSyntaxesDecides) {
@@ -93,35 +48,6 @@ TEST(Association, TheProvidersOrderOfTransferSyntaxesDecides) {
     EXPECT_EQ(user.write(static_cast<unsigned char>(7), &echo), MSM_CONTEXT_ID);
     EXPECT_EQ(user.write(static_cast<unsigned char>(5), &echo), MSM_CONTEXT_SYNTAX);
     EXPECT_EQ(user.write(UID_MR_IMAGE_STORAGE, &echo), MSM_CONTEXT_SYNTAX);
-}
-
-// Titles: which are refused, with what reason (PS3.8 9.3.4).
-TEST(Association, AeTitlesAreCheckedAsTheFlagsSay) {
-    struct Case {
-        int check;
-        const char* calling;
-        const char* called;
-        int reason;  // 0: accepted
-    };
-    for (const Case& c :
-         {Case{0, "ANY", "OTHER", 0}, Case{2, "ANY", "PROVIDER", 0}, Case{2, "ANY", "provider", 7},
-          Case{3, "ANY", "PROVIDER", 3}, Case{1, "KNOWN", "PROVIDER", 0}, Case{1, "KNOWN", "OTHER", 7}}) {
-        Provider provider(
-            sopList({UID_VERIFICATION}),
-            [](DcMsm& msm) { msm.read(nullptr, nullptr, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL); },
-            "PROVIDER", c.check);
-        User user(provider.port(), c.calling);
-        EXPECT_EQ(user.open(sopList({UID_VERIFICATION}), c.called),
-                  c.reason == 0 ? MSM_ACCEPTED : MSM_REJECTED)
-            << c.check << c.calling << c.called;
-        DcMsmAssoInfo info;
-        user.getAssoInfo(info);
-        EXPECT_EQ(info.reject.reason, c.reason);
-        EXPECT_EQ(info.reject.result, c.reason == 0 ? 0 : 1);
-        user.closeAssociation();
-        provider.join();
-        EXPECT_EQ(provider.answered, MSM_REQUEST_ANSWERED);
-    }
 }
 
 TEST(Association, WhatIsRefusedBeforeAnyConnectionIsMade) {
@@ -172,42 +98,6 @@ TEST(Association, AbortsAndBrokenConnectionsAreToldFromEachOther) {
     DcCmdCEchoRq echo;
     EXPECT_EQ(user.write(UID_VERIFICATION, &echo), TSM_NO_CONNECTION) << "nothing is sent, and that is told";
     EXPECT_EQ(user.receive(none), MSM_NO_CONNECTION);
-}
-
-// The user becomes the provider of what both grant it (PS3.7 D.3.3.4): here, as in C-GET, it is sent an
-// image.
-TEST(Association, TheRoleThatWasNegotiatedIsTheOneThatWorks) {
-    auto support = sopList({UID_CT_IMAGE_STORAGE}, {UID_LITTLE_ENDIAN_EXPLICIT}, TSM_ROLE_SCP);
-    support.insert(support.begin(), sopList({UID_MR_IMAGE_STORAGE}).front());  // answers no role selection
-    std::vector<int> roles;
-    Provider provider(support, [&](DcMsm& msm) {
-        DcMsmAssoInfo info;
-        msm.getAssoInfo(info);
-        roles.assign(info.role, info.role + 2);
-        DcCmdCStoreRq request;
-        request + new DcElem(T_0000_0002_affectedSopClassUid, UID_CT_IMAGE_STORAGE) +
-            new DcElem(T_0000_1000_affectedSopInstanceUid, "1.2.3") + new DcElem(T_0010_0020_patientId, "P1");
-        EXPECT_EQ(msm.sendMessage(UID_CT_IMAGE_STORAGE, &request, UID_NONE), 0);
-        Message response;
-        EXPECT_EQ(receive(msm, response), MSM_MESSAGE);
-        EXPECT_EQ(response->getType(), DICT_MSG_C_STORE_RSP);
-        EXPECT_EQ(receive(msm, response), MSM_RELEASE_REQUESTED);
-    });
-    User user(provider.port());
-    const auto both = static_cast<TSM_ROLE>(TSM_ROLE_SCU | TSM_ROLE_SCP);
-    ASSERT_EQ(
-        user.open(sopList({UID_CT_IMAGE_STORAGE, UID_MR_IMAGE_STORAGE}, {UID_LITTLE_ENDIAN_EXPLICIT}, both)),
-        MSM_ACCEPTED);
-    DcMsmAssoInfo info;
-    user.getAssoInfo(info);
-    EXPECT_EQ((std::vector<int>(info.role, info.role + 2)), (std::vector<int>{TSM_ROLE_SCP, TSM_ROLE_NONE}));
-    Message request;
-    ASSERT_EQ(user.receive(request), MSM_MESSAGE);
-    EXPECT_EQ(text(*request, T_0010_0020_patientId), "P1");
-    answer<DcCmdCStoreRq, DcCmdCStoreRsp>(user, *request);
-    EXPECT_EQ(user.release(), MSM_RELEASED);
-    provider.join();
-    EXPECT_EQ(roles, (std::vector<int>{TSM_ROLE_SCP, TSM_ROLE_NONE}));
 }
 
 TEST(Association, ThreeHundredOfThemLeaveNothingBehind) {

@@ -15,33 +15,6 @@
 
 namespace {
 
-TEST(Pdu, SmallPdusAreWrittenAndReadByteForByte) {
-    CaptureLog log;
-    DcPduAssoRj reject;
-    DcPduInfoRj why{1, 2, 3};
-    reject.setInfo(&why);
-    EXPECT_EQ(sent(reject), (Bytes{3, 0, 0, 0, 0, 4, 0, 1, 2, 3}));
-    const auto rejected = [&] {
-        return reject.getResult() * 100 + reject.getSource() * 10 + reject.getReason();
-    };
-    EXPECT_EQ(readFrom(reject, pdu(3, {0, 3, 2, 1})), RESULT_OK);
-    EXPECT_EQ(rejected(), 321);
-    EXPECT_EQ(readFrom(reject, pdu(3, {0, 1, 2})), RJ_ABSENT);
-    EXPECT_TRUE(log.tookOnly(LOG_ERROR, "DcPduAssoRj::read", "Invalid PDU length 0x3"));
-
-    DcPduAbort abort;
-    DcPduInfoAbort user{0, 5};
-    abort.setInfo(&user);
-    EXPECT_EQ(sent(abort), (Bytes{7, 0, 0, 0, 0, 4, 0, 0, 0, 0})) << "a service user gives no reason";
-    DcPduInfoAbort provider{2, 5};
-    abort.setInfo(&provider);
-    EXPECT_EQ(sent(abort), (Bytes{7, 0, 0, 0, 0, 4, 0, 0, 2, 5}));
-    EXPECT_EQ(readFrom(abort, pdu(7, {0, 0, 2, 1})), RESULT_OK);
-    EXPECT_EQ(abort.getSource() + abort.getReason(), 0) << "read from where writing leaves zeros";
-    EXPECT_EQ(readFrom(abort, pdu(7, {2})), ABORT_READ);
-    EXPECT_TRUE(log.tookOnly(LOG_ERROR, "DcPduAbort::read", "Invalid PDU length 0x1"));
-}
-
 TEST(Pdu, TypeIsReadAloneAndCheckedForItsRange) {
     CaptureLog log;
     SocketPair sockets;

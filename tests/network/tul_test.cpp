@@ -8,7 +8,6 @@
 #include "media/allocation_meter.h"
 #include "network/pair.h"
 #include "network/pdus.h"
-#include "network/pixel_search.h"
 #include "support/capture_log.h"
 #include "support/dataset.h"
 #include "support/temp_dir.h"
@@ -253,28 +252,6 @@ TEST(UpperLayer, WhatBreaksAMessageIsRefusedByName) {
         EXPECT_EQ(upper.received, nullptr);
         EXPECT_EQ(log.lines().at(0).text, text);
         EXPECT_EQ(upper.next(kExplicit), TUL_NO_CONNECTION);
-    }
-}
-
-TEST(UpperLayer, PixelDataAreFoundWhereverTheirDataSetIsCut) {
-    Stream data(kExplicit);
-    data.elem(0x00080016, "UI", "1.2.840.10008.5.1.4.1.1.7").header(0x00081140, "SQ", Stream::undefined);
-    data.item(Stream::undefined).elem(orvkit::kTagPixelData, "OW", "ab").endItem().endSequence();
-    const unsigned int offset = data.size();
-    data.elem(orvkit::kTagPixelData, "OW", "1234");
-    const Bytes& bytes = data.bytes();
-    for (std::size_t piece = 1; piece <= bytes.size(); ++piece) {
-        orvkit::PixelSearch search(kExplicit);
-        for (std::size_t at = 0; at < bytes.size(); at += piece) {
-            EXPECT_EQ(search.found(), at > offset + 12);
-            search.append(std::span(bytes).subspan(at).first(std::min(piece, bytes.size() - at)));
-        }
-        ASSERT_TRUE(search.found());
-        EXPECT_EQ(search.offset(), offset);
-        EXPECT_EQ(search.valueOffset(), offset + 12);
-        Bytes copied(static_cast<std::size_t>(search.size()) - 3);
-        search.source().copy(3, search.size(), copied.data());
-        EXPECT_EQ(copied, Bytes(bytes.begin() + 3, bytes.end()));
     }
 }
 
