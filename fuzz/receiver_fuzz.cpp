@@ -45,12 +45,12 @@ class Entity : public DcMsm {
         DcMsmScpInfo info;
         info.sopList = list;
         info.timeouts = timeouts_;
-        return connect(socket_, orvkit::platform::NO_SOCKET, info, MSM_BLOCK_CONNECT_POLL);
+        return connect(socket_, orvkit::platform::kNoSocket, info, MSM_BLOCK_CONNECT_POLL);
     }
 
   private:
     bool user_;
-    unsigned int socket_ = orvkit::platform::NO_SOCKET;
+    unsigned int socket_ = orvkit::platform::kNoSocket;
 };
 
 // What a user proposes, and what a provider answers to it.

@@ -24,7 +24,7 @@ class ConnectionLayer {
     virtual platform::Received receive(void* data, std::size_t length, int timeout,
                                        std::size_t& count) noexcept = 0;
     virtual std::int64_t peek(void* data, std::size_t length) noexcept = 0;
-    // The runs are MOST_RUNS at most.
+    // The runs are kMostRuns at most.
     virtual std::int64_t send(const platform::Run* runs, std::size_t count, int timeout) noexcept = 0;
     virtual bool waitReadable(int timeout) noexcept = 0;
     virtual bool peerIsDone() noexcept = 0;

@@ -68,7 +68,7 @@ const DcBuf* lendable(const DcElem* pixels, DICT_UID xferSyn) {
 
 // Bytes to be sent, in pieces that lie apart.
 struct DcPduDataTf::Pieces {
-    static constexpr std::size_t most = platform::MOST_RUNS - 1;  // and the header of the PDU
+    static constexpr std::size_t most = platform::kMostRuns - 1;  // and the header of the PDU
 
     std::span<const unsigned char> runs[most];
 

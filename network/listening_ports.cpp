@@ -7,9 +7,9 @@
 #include "orvkit/tsm.h"
 #include "platform/socket.h"
 
-using orvkit::platform::NO_SOCKET;
+using orvkit::platform::kNoSocket;
 
-unsigned int DcScpSockListen[TSM_LISTEN_MAX] = {NO_SOCKET, NO_SOCKET, NO_SOCKET, NO_SOCKET};
+unsigned int DcScpSockListen[TSM_LISTEN_MAX] = {kNoSocket, kNoSocket, kNoSocket, kNoSocket};
 int DcScpPort[TSM_LISTEN_MAX] = {-1, -1, -1, -1};
 int DcScpListenRefCount[TSM_LISTEN_MAX] = {0, 0, 0, 0};
 
@@ -97,7 +97,7 @@ int openListeningPort(int& port, unsigned int& socket) {
         if (DcScpPort[i] == -1) free = i;
     }
     for (int i = 0; i < TSM_LISTEN_MAX; ++i) {
-        if (DcScpSockListen[i] == NO_SOCKET || DcScpPort[i] != port || port == 0) continue;
+        if (DcScpSockListen[i] == kNoSocket || DcScpPort[i] != port || port == 0) continue;
         ++DcScpListenRefCount[i];
         socket = DcScpSockListen[i];
         return RESULT_OK;
@@ -120,7 +120,7 @@ void leaveListeningPort(unsigned int socket) noexcept {
         if (--DcScpListenRefCount[i] > 0) return;
         platform::closeSocket(socket);
         platform::endSockets();
-        DcScpSockListen[i] = NO_SOCKET;
+        DcScpSockListen[i] = kNoSocket;
         DcScpPort[i] = -1;
         DcScpListenRefCount[i] = 0;
         return;

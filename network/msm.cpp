@@ -220,7 +220,7 @@ int DcMsm::connect(const char* host, DcMsmScuInfo& info) {
 int DcMsm::connect(unsigned int socket, DcMsmScuInfo& info) {
     if (isConnected()) return RESULT_OK;
     if (const int result = prepareScu(info); result != RESULT_OK) return result;
-    (void)setSockHandles(TSM_ROLE_SCU, socket, platform::NO_SOCKET);
+    (void)setSockHandles(TSM_ROLE_SCU, socket, platform::kNoSocket);
     return propose(info);
 }
 

@@ -15,7 +15,7 @@
 #include "platform/socket.h"
 
 using namespace orvkit;
-using platform::NO_SOCKET;
+using platform::kNoSocket;
 
 namespace {
 
@@ -56,7 +56,7 @@ DcTsm::~DcTsm() {
 }
 
 int DcTsm::sockListenOpen(int port) {
-    if (sockListen_ != NO_SOCKET) return RESULT_OK;
+    if (sockListen_ != kNoSocket) return RESULT_OK;
     if (const int result = openListeningPort(port, sockListen_); result != RESULT_OK) return result;
     listening_ = true;
     port_ = port;
@@ -66,7 +66,7 @@ int DcTsm::sockListenOpen(int port) {
 void DcTsm::sockListenRelease() {
     if (listening_) leaveListeningPort(sockListen_);
     listening_ = false;
-    sockListen_ = NO_SOCKET;
+    sockListen_ = kNoSocket;
 }
 
 // ---- settings ---------------------------------------------------------------------------------------
@@ -90,7 +90,7 @@ int DcTsm::setTimeoutInfo() {
                        static_cast<unsigned int>(timeouts_.writeTimeout)};
         currentPdu_->setInfo(info);
     }
-    if (sockConv_ != NO_SOCKET) {
+    if (sockConv_ != kNoSocket) {
         (void)platform::setSocketTimeouts(sockConv_, milliseconds(timeouts_.readTimeout),
                                           milliseconds(timeouts_.writeTimeout));
     }
@@ -118,7 +118,7 @@ int DcTsm::setTcpInfo(DcTsmTcpInfo info) {
 }
 
 int DcTsm::setSockHandles(TSM_ROLE role, unsigned int connection, unsigned int listener) {
-    if (listener != NO_SOCKET && listener != sockListen_) {
+    if (listener != kNoSocket && listener != sockListen_) {
         sockListenRelease();
         sockListen_ = listener;
         platform::Address own;
@@ -127,7 +127,7 @@ int DcTsm::setSockHandles(TSM_ROLE role, unsigned int connection, unsigned int l
             port_ = platform::addressPort(own);
         }
     }
-    if (connection == NO_SOCKET || connection == sockConv_) return RESULT_OK;
+    if (connection == kNoSocket || connection == sockConv_) return RESULT_OK;
     closeSockConv();
     platform::Address peer;
     (void)platform::peerAddress(connection, peer);
@@ -155,7 +155,7 @@ void DcTsm::connected(int connectionRole, unsigned int socket) {
 int DcTsm::sockConvOpenClient(const char* host, int port) {
     namespace net = platform;
     constexpr const char* reporter = "DcTsm::sockConvOpenClient";
-    if (sockConv_ != NO_SOCKET) return RESULT_OK;
+    if (sockConv_ != kNoSocket) return RESULT_OK;
     if (host == nullptr) return failNull(TSM_NULL_ARGUMENT, reporter, LOG_ERROR);
     if (port < 0 || port > 65535) {
         return fail(TSM_CONNECT, LOG_ERROR, reporter, "Port number %d out of range", port);
@@ -188,13 +188,13 @@ int DcTsm::sockConvOpenClient(const char* host, int port) {
 
 int DcTsm::sockConvOpenServer(TSM_BLOCK block) {
     namespace net = platform;
-    if (sockConv_ != NO_SOCKET) return RESULT_OK;
-    if (sockListen_ == NO_SOCKET) return TSM_LISTEN_LIMIT;
+    if (sockConv_ != kNoSocket) return RESULT_OK;
+    if (sockListen_ == kNoSocket) return TSM_LISTEN_LIMIT;
     const bool wait = block != TSM_BLOCK_POLL;
     net::Address peer;
     net::Socket socket =
         net::acceptSocket(sockListen_, peer, wait ? -1 : milliseconds(timeouts_.connectTimeout));
-    if (!socket) return net::lastSocketError() == net::TIMED_OUT ? TSM_ACCEPT_TIMEOUT : TSM_ACCEPT;
+    if (!socket) return net::lastSocketError() == net::kTimedOut ? TSM_ACCEPT_TIMEOUT : TSM_ACCEPT;
     std::memcpy(peerAddress_, peer.bytes, sizeof peerAddress_);
     peerAddressLen_ = peer.length;
     connected(TSM_CONNECTION_SERVER, socket.release());
@@ -202,13 +202,13 @@ int DcTsm::sockConvOpenServer(TSM_BLOCK block) {
 }
 
 void DcTsm::closeSockConv() {
-    if (sockConv_ != NO_SOCKET) {
+    if (sockConv_ != kNoSocket) {
         Connection(sockConv_).close();
         if (connectionRole_ == TSM_CONNECTION_CLIENT) platform::endSockets();
     }
     delete currentPdu_;
     currentPdu_ = nullptr;
-    sockConv_ = NO_SOCKET;
+    sockConv_ = kNoSocket;
     connectionRole_ = TSM_CONNECTION_NONE;
     artimStop();
 }

@@ -23,7 +23,7 @@ class ToUtf8 {
     void* converter_ = nullptr;  // the system's own; null where it lacks the encoding
 };
 
-inline constexpr std::string_view REPLACEMENT = "\xEF\xBF\xBD";
+inline constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
 
 }  // namespace orvkit::platform
 

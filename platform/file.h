@@ -49,8 +49,6 @@ class FileHandle {
 [[nodiscard]] FileHandle openRead(const char* path) noexcept;
 // Made if absent, emptied if present.
 [[nodiscard]] FileHandle createWrite(const char* path) noexcept;
-// Fails when the path exists.
-[[nodiscard]] FileHandle createNew(const char* path) noexcept;
 // Made if absent; writes go to the end.
 [[nodiscard]] FileHandle openAppend(const char* path) noexcept;
 // A stream of the C library, in the modes of fopen; null on failure.
@@ -112,7 +110,6 @@ struct FileInfo {
 
 // Waits until what was written is on the disk; false on failure. File systems that cannot tell count as done.
 [[nodiscard]] bool sync(int handle) noexcept;
-[[nodiscard]] bool sync(const char* path) noexcept;
 // The same for a file's entry in its directory, after it was made or renamed.
 bool syncEntry(const char* path) noexcept;
 // What any program wrote, as far as the system lets a user ask for that.
@@ -130,9 +127,6 @@ bool remove(const char* path) noexcept;
 // or when it cannot be had; errno ENOTSUP: the file system keeps no such locks.
 enum class FolderUse : unsigned char { shared, alone };
 [[nodiscard]] FileHandle lockFolder(const char* path, FolderUse use) noexcept;
-
-// Switches a handle that others opened, such as standard output, to binary mode; false on failure.
-bool setBinary(int handle) noexcept;
 
 }  // namespace orvkit::platform
 

@@ -1,6 +1,6 @@
 // What a platform must implement: TCP sockets.
 //
-// A socket is the unsigned number that the library's interface shows, NO_SOCKET for none. Time-outs count
+// A socket is the unsigned number that the library's interface shows, kNoSocket for none. Time-outs count
 // milliseconds; a negative one waits without end. Calls that were interrupted go on by themselves, within
 // the same time-out. A peer that has gone never raises a signal. After a failure `lastSocketError` tells why,
 // in the numbers of Windows Sockets whatever the system (10061 for a refused connection, and so on), or the
@@ -16,16 +16,16 @@
 
 namespace orvkit::platform {
 
-inline constexpr unsigned int NO_SOCKET = 0xFFFFFFFF;
+inline constexpr unsigned int kNoSocket = 0xFFFFFFFF;
 
 // Start and end one use of the socket library; uses are counted by the system.
 bool startSockets() noexcept;
 void endSockets() noexcept;
 
 int lastSocketError() noexcept;
-inline constexpr int TIMED_OUT = 10060;
+inline constexpr int kTimedOut = 10060;
 
-void closeSocket(unsigned int socket) noexcept;  // NO_SOCKET is allowed
+void closeSocket(unsigned int socket) noexcept;  // kNoSocket is allowed
 
 // Owns a socket and closes it.
 class Socket {
@@ -42,12 +42,12 @@ class Socket {
     ~Socket() { closeSocket(socket_); }
 
     unsigned int get() const noexcept { return socket_; }
-    explicit operator bool() const noexcept { return socket_ != NO_SOCKET; }
-    [[nodiscard]] unsigned int release() noexcept { return std::exchange(socket_, NO_SOCKET); }
-    void reset(unsigned int socket = NO_SOCKET) noexcept { closeSocket(std::exchange(socket_, socket)); }
+    explicit operator bool() const noexcept { return socket_ != kNoSocket; }
+    [[nodiscard]] unsigned int release() noexcept { return std::exchange(socket_, kNoSocket); }
+    void reset(unsigned int socket = kNoSocket) noexcept { closeSocket(std::exchange(socket_, socket)); }
 
   private:
-    unsigned int socket_ = NO_SOCKET;
+    unsigned int socket_ = kNoSocket;
 };
 
 // One end of a connection.
@@ -116,8 +116,8 @@ struct Run {
     const void* data;
     std::size_t length;
 };
-inline constexpr std::size_t MOST_RUNS = 4;
-// Sends up to MOST_RUNS runs of bytes, one behind the other, in one call: gives the number of bytes sent,
+inline constexpr std::size_t kMostRuns = 4;
+// Sends up to kMostRuns runs of bytes, one behind the other, in one call: gives the number of bytes sent,
 // which is smaller than the sum only when the socket's time-out for sends or a failure ended it; -1 when
 // nothing could be sent. A socket that does not block and has no time-out of its own is waited for up to
 // `timeout` where the system can.

@@ -6,7 +6,7 @@ namespace services {
 
 bool answerEcho(Provider& provider, DICT_UID, DcMsg& request) {
     DcCmdCEchoRsp response(static_cast<DcCmdCEchoRq*>(&request));
-    return provider.respond(request, response, STORE_SUCCESS);
+    return provider.respond(request, response, kStoreSuccess);
 }
 
 }  // namespace services

@@ -21,13 +21,13 @@ std::string nameOf(DICT_UID value) {
 unsigned short keep(StoreServer& server, StoreFile& file, const std::string& instance, std::string& told) {
     if (!isUid(instance)) {
         told = "its SOP Instance UID is not valid";
-        return STORE_CANNOT_UNDERSTAND;
+        return kStoreCannotUnderstand;
     }
     if (server.place) {
         if (file.finish()) return server.place(file, told);
     } else {
         told = instance + ".dcm";
-        if (file.commit(server.directory + "/" + told)) return STORE_SUCCESS;
+        if (file.commit(server.directory + "/" + told)) return kStoreSuccess;
     }
     told = file.fault();
     return file.status();
@@ -54,7 +54,7 @@ bool answerStore(Provider& provider, DICT_UID sopClass, DcMsg& request) {
     } else {
         told = "its SOP class is not that of its presentation context";
     }
-    if (status == STORE_SUCCESS) {
+    if (status == kStoreSuccess) {
         provider.countStored();
         provider.tell("stored " + told + " (" + nameOf(sopClass) + ", " + nameOf(file.xferSyn()) + ", " +
                       bytesText(static_cast<double>(file.size())) + ")");

@@ -5,6 +5,7 @@
 
 #include "orvkit/result.h"
 #include "orvkit/tags.h"
+#include "services/elements.h"
 #include "services/network_text.h"
 #include "services/report.h"
 
@@ -21,9 +22,8 @@ DcMsmSopXferSyn context(DICT_UID sopClass, std::vector<DICT_UID> xferSyns, TSM_R
 }
 
 void takeDataset(DcMsg& message, DcElemList& dataset) {
-    unsigned int tag = 0;
-    for (DcElem* e = message.lastElem(); e != nullptr && e->getTag(tag) == RESULT_OK && tag > 0xFFFF;
-         e = message.lastElem()) {
+    while (DcElem* e = message.lastElem()) {
+        if (tagOf(*e) <= 0xFFFF) return;
         (void)static_cast<DcElemList&>(message).subtract(e);
         (void)dataset.add(e);
     }
@@ -38,7 +38,7 @@ bool Association::open(std::vector<DcMsmSopXferSyn> contexts) {
     contexts_ = std::move(contexts);
     contexts_.emplace_back();  // ends the list
     msm_ = std::make_unique<DcMsm>(options_.aet.c_str(), TSM_ROLE_SCU, options_.port);
-    (void)msm_->setPduTimeout(options_.timeout, PEER_PACE);
+    (void)msm_->setPduTimeout(options_.timeout, kPeerPace);
     (void)msm_->setReceiveLimit(kMostInMemory);
     (void)msm_->setDataSetCheck(1);
     setPatience(options_.timeout);

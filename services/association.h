@@ -11,7 +11,7 @@
 
 namespace services {
 
-constexpr unsigned int PEER_PACE = 1024;  // bytes a second that a peer must bring at least
+constexpr unsigned int kPeerPace = 1024;  // bytes a second that a peer must bring at least
 
 // What a peer sends is bounded: a PDU and a message by the options' time-out, what is held of a message in
 // memory by 16 MB, and a data set comes only behind a command that has one.
@@ -24,7 +24,7 @@ class Association {
     ~Association();
 
     // At most MSM_PROPOSAL_MAX contexts. False: fault() tells why.
-    bool open(std::vector<DcMsmSopXferSyn> contexts);
+    [[nodiscard]] bool open(std::vector<DcMsmSopXferSyn> contexts);
     // Waits, that many milliseconds at most, until something comes from the peer or its connection ends.
     bool waitReadable(int milliseconds) const;
     // How long the next messages may take, each from the call that receives it to its last byte: so many
@@ -42,14 +42,14 @@ class Association {
 
     // Sends a request with its data set, and receives the next message; null on failure. What failed closes
     // the association where that can not go on.
-    bool send(DcMsg& request, DICT_UID sopClass, DICT_UID xferSyn = UID_NONE);
+    [[nodiscard]] bool send(DcMsg& request, DICT_UID sopClass, DICT_UID xferSyn = UID_NONE);
     std::unique_ptr<DcMsg> receive();
     // One command without its data set, or one data set.
     std::unique_ptr<DcMsg> receivePart();
     // As receive, for one response of that type to the request that was sent last.
     std::unique_ptr<DcMsg> receive(MSG_TYPE type);
     // Whether it is one; if not, aborts.
-    bool isAnswer(DcMsg& message, MSG_TYPE type);
+    [[nodiscard]] bool isAnswer(DcMsg& message, MSG_TYPE type);
 
     // Asks the peer to stop answering the request that was sent last (C-CANCEL, PS3.7 9.3.2.3). Its final
     // response is still to come.
@@ -60,7 +60,7 @@ class Association {
     void giveUp(const std::string& why);
 
     // Takes a result of the library: true for `wanted`, or else fault() tells what it means.
-    bool check(int result, int wanted);
+    [[nodiscard]] bool check(int result, int wanted);
     DcMsm& msm() { return *msm_; }
     const std::string& fault() const { return fault_; }
 

@@ -157,7 +157,7 @@ class Extended {
         if (g1_ != nullptr) {
             convert(*g1_, text.substr(0, n), out_);
         } else {
-            for (std::size_t i = 0; i < n; ++i) out_ += platform::REPLACEMENT;
+            for (std::size_t i = 0; i < n; ++i) out_ += platform::kReplacement;
         }
         return n;
     }

@@ -45,7 +45,7 @@ Doorman::Doorman(unsigned int listener, std::size_t most, std::chrono::seconds p
 
 void Doorman::wait(int timeout, std::vector<platform::WaitEntry>& others) {
     const bool paused = Clock::now() < pausedUntil_;
-    entries_.assign(1, {paused ? platform::NO_SOCKET : listener_, false});
+    entries_.assign(1, {paused ? platform::kNoSocket : listener_, false});
     bool begun = paused;
     // A request that has begun is readable all the time: it is looked at now and then instead.
     for (const Waiting& w : waiting_) {

@@ -10,6 +10,7 @@
 #include "orvkit/result.h"
 #include "orvkit/tags.h"
 #include "platform/file.h"
+#include "services/elements.h"
 #include "services/report.h"
 
 namespace services {
@@ -68,8 +69,8 @@ std::string textOf(int result, const DumpedFile& file) {
 }
 
 bool namesTransferSyntax(const DcElemList& meta) {
-    DcElem* e = nullptr;
-    return meta.getElem(T_0002_0010_transferSyntaxUid, &e) == RESULT_OK && e->getValueCount() > 0;
+    const DcElem* const e = elementOf(meta, T_0002_0010_transferSyntaxUid);
+    return e != nullptr && e->getValueCount() > 0;
 }
 
 // `read(meta, around)` is one of the forms of dirReadAroundPixels.

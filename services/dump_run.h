@@ -21,7 +21,7 @@ struct DumpRequest {
 
 // Shows each file on standard output, followed by what is wrong with it on standard error. false when
 // anything was, or when nobody takes the output.
-bool dumpFiles(const DumpRequest& request);
+[[nodiscard]] bool dumpFiles(const DumpRequest& request);
 
 }  // namespace services
 

@@ -50,21 +50,13 @@ const char* folderPrefix(DIR_REC type) {
     }
 }
 
-DIR_REC typeOf(const DcDirRec& record) {
-    DIR_REC type = DIR_REC_UNKNOWN;
-    record.getType(type);
-    return type;
-}
-
 std::string placeKey(const DcDirRec* above, DIR_REC type, const std::string& identity) {
     return std::to_string(reinterpret_cast<std::uintptr_t>(above)) + ' ' + std::to_string(type) + ' ' +
            identity;
 }
 
 std::string fileIdOf(const DcDirRec& record) {
-    DcDirRecInfo info;
-    record.getInfo(info);
-    return info.refFileId;
+    return infoOf(record).refFileId;
 }
 
 }  // namespace
@@ -238,9 +230,7 @@ bool FileSet::remove(const std::string& fileId) {
     if (typeOf(*found) == DIR_REC_MRDR) {
         int level = 0;
         for (DcDirRec* r = directory_.first(); r != nullptr; r = nextRecord(directory_, r, level)) {
-            DcDirRec* mrdr = nullptr;
-            r->getMrdr(mrdr);
-            if (mrdr == found) doomed.push_back(r);
+            if (mrdrOf(*r) == found) doomed.push_back(r);
         }
     }
     for (DcDirRec* record : doomed) {

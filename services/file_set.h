@@ -45,14 +45,14 @@ class FileSet {
     Added adopt(const std::string& path, Faults& faults);
     // Drops the record of a file, and records above that have no others below them; of an MRDR all records
     // linked to it. The file stays. false when no record references it.
-    bool remove(const std::string& fileId);
+    [[nodiscard]] bool remove(const std::string& fileId);
 
     bool references(const std::string& fileId) const;
     // The File ID of an instance, "" when it is not in the set.
     std::string fileOf(const std::string& instance) const;
     bool changed() const { return changed_; }
     // Writes the DICOMDIR; what was adopted is on the disk before. A result code.
-    int write();
+    [[nodiscard]] int write();
 
     // ---- in two steps, for those who write the file themselves ------------------------------------------
     struct Placed {
@@ -74,7 +74,7 @@ class FileSet {
     struct Placing;
     DcDirRec* parentFor(DIR_REC type, DcDirRec& above, Placing& placing);
     DcDirRec* newRecord(DIR_REC type, DcDirRec& above, Placing& placing);
-    bool copyTo(const std::string& path, const std::string& fileId, Faults& faults);
+    [[nodiscard]] bool copyTo(const std::string& path, const std::string& fileId, Faults& faults);
     void note(DcDirRec& record);
     void forget(const DcDirRec& record);
     void drop(DcDirRec* record);

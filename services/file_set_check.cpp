@@ -35,13 +35,9 @@ class Check {
         checkHeader();
         checkRecords();
         checkFolder();
-        if (findings_ == 0) {
-            std::printf("%s: records %d, files %zu, no findings\n", pathOfFileId(root_, "DICOMDIR").c_str(),
-                        records_, referenced_.size());
-        } else {
-            std::printf("%s: records %d, files %zu, findings %d\n", pathOfFileId(root_, "DICOMDIR").c_str(),
-                        records_, referenced_.size(), findings_);
-        }
+        const std::string found = findings_ == 0 ? "no findings" : "findings " + std::to_string(findings_);
+        std::printf("%s: records %d, files %zu, %s\n", pathOfFileId(root_, "DICOMDIR").c_str(), records_,
+                    referenced_.size(), found.c_str());
         return findings_ == 0 ? EXIT_OK : EXIT_FAILED;
     }
 
@@ -68,15 +64,7 @@ class Check {
 };
 
 std::string placeOf(const DcDirRec& record) {
-    char name[32] = "";
-    unsigned int offset = 0;
-    record.getDesc(name);
-    record.getOffset(offset);
-    return std::string(name) + " record at offset " + std::to_string(offset);
-}
-
-std::string number(unsigned int value) {
-    return std::to_string(value);
+    return typeName(record) + " record at offset " + std::to_string(offsetOf(record));
 }
 
 // The offsets that the records were not reached by, and the records that no offset leads to.
@@ -105,20 +93,12 @@ void Check::checkHeader() {
     bool firstFits = set_.first() == nullptr;
     bool lastFits = firstFits && last == 0;
     for (const DcDirRec* r = set_.last(); r != nullptr && !lastFits; r = r->previous()) {
-        unsigned int offset = 0;
-        DIR_REC type = DIR_REC_UNKNOWN;
-        r->getOffset(offset);
-        r->getType(type);
-        lastFits = offset == last;
-        if (type != DIR_REC_MRDR) break;
+        lastFits = offsetOf(*r) == last;
+        if (typeOf(*r) != DIR_REC_MRDR) break;
     }
-    if (const DcDirRec* r = set_.first()) {
-        unsigned int offset = 0;
-        r->getOffset(offset);
-        firstFits = offset == first;
-    }
-    if (!firstFits) finding(path, "the first record of the root is not at offset " + number(first));
-    if (!lastFits) finding(path, "the last record of the root is not at offset " + number(last));
+    if (const DcDirRec* r = set_.first()) firstFits = offsetOf(*r) == first;
+    if (!firstFits) finding(path, "the first record of the root is not at offset " + std::to_string(first));
+    if (!lastFits) finding(path, "the last record of the root is not at offset " + std::to_string(last));
 }
 
 void Check::checkRecords() {
@@ -126,13 +106,11 @@ void Check::checkRecords() {
     int level = 0;
     for (DcDirRec* r = set_.first(); r != nullptr; r = nextRecord(set_, r, level)) {
         ++records_;
-        DcDirRecInfo info;
-        r->getInfo(info);
-        if (info.inUseFlag != DIR_REC_NOT_IN_USE) ++reached;
+        if (infoOf(*r).inUseFlag != DIR_REC_NOT_IN_USE) ++reached;
     }
     if (reached < items_) {
         finding(pathOfFileId(root_, "DICOMDIR"),
-                number(items_ - reached) + " records in use that no offset leads to");
+                std::to_string(items_ - reached) + " records in use that no offset leads to");
     }
     Progress progress("checking", static_cast<std::size_t>(records_));
     for (DcDirRec* r = set_.first(); r != nullptr; r = nextRecord(set_, r, level)) {
@@ -142,20 +120,16 @@ void Check::checkRecords() {
 }
 
 void Check::checkRecord(const DcDirRec& record) {
-    DcDirRecInfo info;
-    DcDirRec* mrdr = nullptr;
-    record.getInfo(info);
-    record.getMrdr(mrdr);
+    const DcDirRecInfo info = infoOf(record);
     if (info.inUseFlag == DIR_REC_NOT_IN_USE) return;
     FileSet::Faults faults;
     checkKeys(record, faults);
     for (const std::string& fault : faults) finding(placeOf(record), fault);
     if (info.refFileId[0] == '\0') return;
     const bool fresh = referenced_.insert(info.refFileId).second;
-    if (mrdr != nullptr) return;  // its file is the MRDR's
-    DIR_REC type = DIR_REC_UNKNOWN;
-    record.getType(type);
-    if (!fresh && type != DIR_REC_MRDR) finding(info.refFileId, "is referenced by more than one record");
+    if (mrdrOf(record) != nullptr) return;  // its file is the MRDR's
+    if (!fresh && typeOf(record) != DIR_REC_MRDR)
+        finding(info.refFileId, "is referenced by more than one record");
     if (!instances_.insert(info.refFileSopInstance).second) {
         finding(placeOf(record),
                 std::string("SOP instance ") + info.refFileSopInstance + " is referenced twice");
@@ -186,8 +160,7 @@ void Check::checkFile(const DcDirRec& record, const DcDirRecInfo& info) {
 }
 
 void Check::checkIdentity(const DcDirRec& record, SourceFile& source, const std::string& where) {
-    DcDirRecInfo info;
-    record.getInfo(info);
+    const DcDirRecInfo info = infoOf(record);
     const std::string recorded = textOf(record, T_0004_1510_referencedFileClassUid);
     if (source.sopClass() != recorded || source.meta.sopClassUid != info.refFileSopClass) {
         finding(where, "SOP class is " + source.sopClass() + ", in its record " + recorded);

@@ -19,11 +19,11 @@ struct DicomdirOptions {
 };
 
 // Each gives the exit status.
-int makeDicomdir(const DicomdirOptions& options);
-int updateDicomdir(const DicomdirOptions& options);
-int removeFromDicomdir(const DicomdirOptions& options);
-int listDicomdir(const DicomdirOptions& options);
-int checkDicomdir(const DicomdirOptions& options);
+[[nodiscard]] int makeDicomdir(const DicomdirOptions& options);
+[[nodiscard]] int updateDicomdir(const DicomdirOptions& options);
+[[nodiscard]] int removeFromDicomdir(const DicomdirOptions& options);
+[[nodiscard]] int listDicomdir(const DicomdirOptions& options);
+[[nodiscard]] int checkDicomdir(const DicomdirOptions& options);
 
 }  // namespace services
 

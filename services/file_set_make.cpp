@@ -46,9 +46,8 @@ class Builder {
     bool copy() {
         if (options_.copyFrom.empty()) return true;
         if (overlap(options_.copyFrom, options_.directory)) {
-            complain("%s and %s: one lies in the other", options_.copyFrom.c_str(),
-                     options_.directory.c_str());
-            return false;
+            return complain("%s and %s: one lies in the other", options_.copyFrom.c_str(),
+                            options_.directory.c_str());
         }
         const FolderContent content = walkFolder(options_.copyFrom);
         tellOthers(options_.copyFrom, content);
@@ -73,8 +72,7 @@ class Builder {
         std::vector<std::string> gone;
         int level = 0;
         for (DcDirRec* r = directory_.first(); r != nullptr; r = nextRecord(directory_, r, level)) {
-            DcDirRecInfo info;
-            r->getInfo(info);
+            const DcDirRecInfo info = infoOf(*r);
             if (info.refFileId[0] == '\0') continue;
             if (leadsOutOfRoot(options_.directory, info.refFileId) ||
                 isGone(pathOf(pathOfFileId(options_.directory, info.refFileId)))) {
@@ -87,10 +85,7 @@ class Builder {
     int write() {
         const std::string path = pathOfFileId(options_.directory, "DICOMDIR");
         const int result = set_.write();
-        if (result != RESULT_OK) {
-            complain("%s: %s; it is as it was before", path.c_str(), MsgBuf);
-            return EXIT_FAILED;
-        }
+        if (result != RESULT_OK) return failed("%s: %s; it is as it was before", path.c_str(), MsgBuf);
         summarize(path);
         return ok_ ? EXIT_OK : EXIT_FAILED;
     }
@@ -99,11 +94,8 @@ class Builder {
         int files = 0;
         int level = 0;
         for (DcDirRec* r = directory_.first(); r != nullptr; r = nextRecord(directory_, r, level)) {
-            DIR_REC type = DIR_REC_UNKNOWN;
-            r->getType(type);
-            ++counts[type];
-            DcElem* fileId = nullptr;
-            if (r->getElem(T_0004_1500_referencedFileId, &fileId) == RESULT_OK) ++files;
+            ++counts[typeOf(*r)];
+            if (elementOf(*r, T_0004_1500_referencedFileId) != nullptr) ++files;
         }
         std::printf("%s: patients %d, studies %d, series %d, files %d", path.c_str(), counts[DIR_REC_PATIENT],
                     counts[DIR_REC_STUDY], counts[DIR_REC_SERIES], files);
@@ -163,8 +155,7 @@ bool setId(DcDirDicomDir& directory, const std::string& id) {
         directory.setFilesetId(id.c_str()) == RESULT_OK) {
         return true;
     }
-    complain("--id %s: at most 16 of A-Z, 0-9, blank and _", id.c_str());
-    return false;
+    return complain("--id %s: at most 16 of A-Z, 0-9, blank and _", id.c_str());
 }
 
 // An empty file set with this root path, whatever stands there now.
@@ -191,8 +182,7 @@ void startAnew(DcDirDicomDir& directory, const std::string& root) {
 
 bool rootFits(const std::string& root) {
     if (root.size() <= DIR_ROOT_PATH_LIMIT) return true;
-    complain("%s: the path of a file set has at most %d bytes", root.c_str(), DIR_ROOT_PATH_LIMIT);
-    return false;
+    return complain("%s: the path of a file set has at most %d bytes", root.c_str(), DIR_ROOT_PATH_LIMIT);
 }
 
 }  // namespace
@@ -202,8 +192,8 @@ int makeDicomdir(const DicomdirOptions& options) {
     std::error_code error;
     fs::create_directories(pathOf(options.directory), error);
     if (!fs::is_directory(pathOf(options.directory))) {
-        complain("%s: %s", options.directory.c_str(), error ? error.message().c_str() : "not a directory");
-        return EXIT_FAILED;
+        return failed("%s: %s", options.directory.c_str(),
+                      error ? error.message().c_str() : "not a directory");
     }
     muteLog();
     DcDirDicomDir directory;
@@ -238,8 +228,7 @@ int removeFromDicomdir(const DicomdirOptions& options) {
     (void)orvkit::platform::removeUnfinished(options.directory);
     for (const std::string& fileId : options.fileIds) {
         if (builder.set().remove(fileId)) continue;
-        complain("%s: no record references it; nothing was changed", fileId.c_str());
-        return EXIT_FAILED;
+        return failed("%s: no record references it; nothing was changed", fileId.c_str());
     }
     if (const int status = builder.write(); status != EXIT_OK || !options.deleteFiles) return status;
     // Only now: a file without a record harms nobody.

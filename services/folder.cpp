@@ -69,22 +69,16 @@ void removeEmptyFolders(const std::string& root, std::string fileId) {
 bool readDicomdir(DcDirDicomDir& set, const std::string& directory, bool written) {
     const std::string path = pathOfFileId(directory, "DICOMDIR");
     std::error_code error;
-    if (!fs::exists(pathOf(path), error)) {
-        complain("%s: there is no DICOMDIR", path.c_str());
-        return false;
-    }
+    if (!fs::exists(pathOf(path), error)) return complain("%s: there is no DICOMDIR", path.c_str());
     const int result = set.read(directory.c_str());
     DcDirDicomDirInfo info;
     set.getInfo(info);
     if (result != RESULT_OK && (written || set.first() == nullptr)) {
-        complain("%s: %s%s", path.c_str(), resultText(result).c_str(),
-                 written ? "; writing it would lose what was not read" : "");
-        return false;
+        return complain("%s: %s%s", path.c_str(), resultText(result).c_str(),
+                        written ? "; writing it would lose what was not read" : "");
     }
-    if (written && info.consistencyFlag != DIR_FILESET_IS_CONSISTENT) {
-        complain("%s: it is marked as inconsistent: make it anew", path.c_str());
-        return false;
-    }
+    if (written && info.consistencyFlag != DIR_FILESET_IS_CONSISTENT)
+        return complain("%s: it is marked as inconsistent: make it anew", path.c_str());
     return true;
 }
 

@@ -11,7 +11,7 @@ namespace services {
 
 // Reads the DICOMDIR of a folder; false, with a complaint, when there is none or nothing of it can be read.
 // One that lost records in reading is refused when it is to be `written`.
-bool readDicomdir(DcDirDicomDir& set, const std::string& directory, bool written);
+[[nodiscard]] bool readDicomdir(DcDirDicomDir& set, const std::string& directory, bool written);
 
 // The regular files below a folder, sorted, as paths with slashes relative to it. Symbolic links are not
 // followed: they are told in `others`, with what else cannot be looked at. The DICOMDIR of the folder itself

@@ -76,7 +76,7 @@ class Output {
         text_.clear();
     }
     // Also what the stream still holds; false when it does not get out.
-    bool deliver() {
+    [[nodiscard]] bool deliver() {
         flush();
         return std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
     }

@@ -83,7 +83,7 @@ bool Provider::open() {
     info.timeouts = server_.timeouts;
     info.maxPduLen = server_.maxPdu;
     (void)msm_.setAeTitleCheck(server_.aeTitleCheck);
-    if (msm_.connect(visitor_.socket.release(), orvkit::platform::NO_SOCKET, info, MSM_BLOCK_CONNECT_POLL) !=
+    if (msm_.connect(visitor_.socket.release(), orvkit::platform::kNoSocket, info, MSM_BLOCK_CONNECT_POLL) !=
         RESULT_OK) {
         return false;
     }

@@ -65,14 +65,9 @@ bool QueryKeys::parse(const QueryOptions& options) {
         const std::size_t equals = key.find('=');
         const std::string name = key.substr(0, equals);
         const std::vector<unsigned int> named = tagsNamed(name);
-        if (named.empty()) {
-            complain("key %s: %s", key.c_str(), noTagText(name).c_str());
-            return false;
-        }
-        if (!add(named.front(), equals == std::string::npos ? "" : key.substr(equals + 1))) {
-            complain("key %s: not an element that can be asked for, or given twice", key.c_str());
-            return false;
-        }
+        if (named.empty()) return complain("key %s: %s", key.c_str(), noTagText(name).c_str());
+        if (!add(named.front(), equals == std::string::npos ? "" : key.substr(equals + 1)))
+            return complain("key %s: not an element that can be asked for, or given twice", key.c_str());
     }
     if (!level_.empty()) return true;
     level_ = "STUDY";

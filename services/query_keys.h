@@ -26,7 +26,7 @@ class QueryKeys {
   public:
     // False, with a complaint, when a key cannot be used. Without a level in the options it is the level of
     // the lowest unique key: that of images for a SOP Instance UID, and so on; or else that of studies.
-    bool parse(const QueryOptions& options);
+    [[nodiscard]] bool parse(const QueryOptions& options);
     // For a query: asks for the usual elements of the level, too.
     void askForUsual();
 
@@ -37,7 +37,7 @@ class QueryKeys {
     std::unique_ptr<DcElemList> identifier() const;
 
   private:
-    bool add(unsigned int tag, const std::string& value);
+    [[nodiscard]] bool add(unsigned int tag, const std::string& value);
 
     std::string level_;
     std::vector<unsigned int> tags_;

@@ -73,16 +73,14 @@ std::string ReceivedSet::pathOfFile(const std::string& fileId) const {
 
 bool ReceivedSet::open(const std::string& directory, bool sync, const Tell& tell) {
     if (directory.size() > DIR_ROOT_PATH_LIMIT) {
-        complain("%s: the path of a file set has at most %d bytes", directory.c_str(), DIR_ROOT_PATH_LIMIT);
-        return false;
+        return complain("%s: the path of a file set has at most %d bytes", directory.c_str(),
+                        DIR_ROOT_PATH_LIMIT);
     }
     root_ = directory;
     sync_ = sync;
     lock_ = platform::lockFolder(directory.c_str(), platform::FolderUse::alone);
-    if (!lock_ && errno == EWOULDBLOCK) {
-        complain("%s: another program is at work in this file set", directory.c_str());
-        return false;
-    }
+    if (!lock_ && errno == EWOULDBLOCK)
+        return complain("%s: another program is at work in this file set", directory.c_str());
     std::error_code error;
     if (!fs::exists(pathOf(pathOfFile("DICOMDIR")), error)) {
         (void)directory_.read(directory.c_str());  // finds nothing, and keeps the path
@@ -182,10 +180,10 @@ void ReceivedSet::withdraw(const Entry& entry) {
 unsigned short ReceivedSet::again(const StoreFile& file, const std::string& fileId, std::string& told) const {
     if (isSame(Dataset(file.temporaryPath()), Dataset(pathOfFile(fileId)))) {
         told = fileId + "; the same object was there before";
-        return STORE_SUCCESS;
+        return kStoreSuccess;
     }
     told = "another object of this SOP instance is in the file set, as " + fileId;
-    return STORE_PROCESSING_FAILURE;
+    return kStoreProcessingFailure;
 }
 
 unsigned short ReceivedSet::place(StoreFile& file, std::string& told) {
@@ -210,7 +208,7 @@ unsigned short ReceivedSet::place(StoreFile& file, std::string& told) {
     if (entered) faults.insert(faults.begin(), entry.fileId);
     told = joined(faults);
     if (!entered) told = "no place in the file set; " + told;
-    return entered ? STORE_SUCCESS : STORE_PROCESSING_FAILURE;
+    return entered ? kStoreSuccess : kStoreProcessingFailure;
 }
 
 // ---- the DICOMDIR -----------------------------------------------------------------------------------------

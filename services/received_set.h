@@ -28,14 +28,14 @@ class ReceivedSet {
     // in the journal; `tell` receives what there is to tell of that. With `sync` everything is on the disk
     // when it is confirmed. False, with a complaint, when another program writes the set, or when its
     // DICOMDIR cannot be written again without loss.
-    bool open(const std::string& directory, bool sync, const Tell& tell);
+    [[nodiscard]] bool open(const std::string& directory, bool sync, const Tell& tell);
     // Moves a finished file to its File ID, with its records. The status for the sender; `told` receives the
     // File ID and what there is to tell of it, or why the file is not in the set. The same object again is a
     // success without another file.
     unsigned short place(StoreFile& file, std::string& told);
     // Writes the DICOMDIR when something came since the last time; false: `fault` tells why, and it is to be
     // tried again.
-    bool write(std::string& fault);
+    [[nodiscard]] bool write(std::string& fault);
     // Whether the last write failed some seconds ago.
     bool isOverdue();
 
@@ -49,9 +49,9 @@ class ReceivedSet {
 
     void takeUp(const Tell& tell);
     std::string listed(const std::string& instance);
-    bool enter(StoreFile& file, SourceFile& source, Entry& entry, FileSet::Faults& faults);
-    bool moveIn(StoreFile& file, Entry& entry);
-    bool syncEntries(const Entry& entry);
+    [[nodiscard]] bool enter(StoreFile& file, SourceFile& source, Entry& entry, FileSet::Faults& faults);
+    [[nodiscard]] bool moveIn(StoreFile& file, Entry& entry);
+    [[nodiscard]] bool syncEntries(const Entry& entry);
     void withdraw(const Entry& entry);
     unsigned short again(const StoreFile& file, const std::string& fileId, std::string& told) const;
     std::string pathOfFile(const std::string& fileId) const;

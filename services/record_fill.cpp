@@ -22,9 +22,7 @@ bool isSequence(const DcElem& element) {
 }
 
 DcElemSq* sequenceIn(DcElemList& list, unsigned int tag) {
-    DcElem* element = nullptr;
-    if (list.getElem(tag, &element) != RESULT_OK) return nullptr;
-    return dynamic_cast<DcElemSq*>(element);
+    return dynamic_cast<DcElemSq*>(elementOf(list, tag));
 }
 
 bool hasValue(DcElem& element) {
@@ -112,10 +110,9 @@ void copyKeys(std::span<const RecordKey> keys, SourceFile& source, DcDirRec& rec
     (void)source.dataset.duplicate(&copy, tags);
     while (DcElem* element = copy.first()) {
         copy.subtract(element);
-        unsigned int tag = 0;
-        element->getTag(tag);
         auto* sequence = dynamic_cast<DcElemSq*>(element);
-        if (tag == T_0040_a730_contentSequence && sequence != nullptr) keepConceptModifiers(*sequence);
+        if (tagOf(*element) == T_0040_a730_contentSequence && sequence != nullptr)
+            keepConceptModifiers(*sequence);
         if (hasValue(*element)) {
             record.add(element);
         } else {
@@ -190,8 +187,7 @@ std::string patientIdOf(SourceFile& source) {
 }
 
 void fillRecord(DcDirRec& record, SourceFile& source, unsigned int number, Lacks& lacks) {
-    DIR_REC type = DIR_REC_UNKNOWN;
-    record.getType(type);
+    const DIR_REC type = typeOf(record);
     const std::span<const RecordKey> keys = keysOf(type);
     if (type == DIR_REC_PRIVATE) record.setPvtRecUid(privateInstanceUid);
     copyKeys(keys, source, record);
@@ -200,7 +196,7 @@ void fillRecord(DcDirRec& record, SourceFile& source, unsigned int number, Lacks
         if (!verified.empty()) record.add(new DcElem(T_0040_a030_verificationDateTime, verified.c_str()));
     }
     for (const RecordKey& key : keys) {
-        if (key.need == Need::given || record.getElem(key.tag, nullptr) == RESULT_OK) continue;
+        if (key.need == Need::given || elementOf(record, key.tag) != nullptr) continue;
         if (key.need == Need::empty) {
             record.add(emptyElement(key.tag));
         } else if (key.need == Need::made) {
@@ -215,29 +211,24 @@ void fillRecord(DcDirRec& record, SourceFile& source, unsigned int number, Lacks
 }
 
 void compareKeys(const DcDirRec& record, SourceFile& source, std::vector<std::string>& faults) {
-    DIR_REC type = DIR_REC_UNKNOWN;
-    record.getType(type);
     const bool sameCharset = charsetOf(record) == source.text(T_0008_0005_specificCharacterSet);
-    for (const RecordKey& key : keysOf(type)) {
-        DcElem* theirs = nullptr;
-        if (source.dataset.getElem(key.tag, &theirs) != RESULT_OK || isSequence(*theirs)) continue;
+    for (const RecordKey& key : keysOf(typeOf(record))) {
+        const DcElem* const theirs = elementOf(source.dataset, key.tag);
+        if (theirs == nullptr || isSequence(*theirs)) continue;
         const std::string here = textOf(record, key.tag);
         const std::string there = source.text(key.tag);
         if (here.empty() || there.empty() || here == there) continue;
         if (!sameCharset && !(isPlainAscii(here) && isPlainAscii(there))) continue;
-        char name[32] = "";
-        record.getDesc(name);
-        faults.push_back(keyName(key.tag) + " is '" + there + "', in the " + name + " record '" + here + "'");
+        faults.push_back(keyName(key.tag) + " is '" + there + "', in the " + typeName(record) + " record '" +
+                         here + "'");
     }
 }
 
 void checkKeys(const DcDirRec& record, std::vector<std::string>& faults) {
-    DIR_REC type = DIR_REC_UNKNOWN;
-    record.getType(type);
-    for (const RecordKey& key : keysOf(type)) {
+    for (const RecordKey& key : keysOf(typeOf(record))) {
         if (key.need != Need::required && key.need != Need::made) continue;
-        DcElem* element = nullptr;
-        if (record.getElem(key.tag, &element) == RESULT_OK && hasValue(*element)) continue;
+        DcElem* const element = elementOf(record, key.tag);
+        if (element != nullptr && hasValue(*element)) continue;
         faults.push_back(keyName(key.tag) + " is missing");
     }
 }

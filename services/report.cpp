@@ -55,6 +55,14 @@ class StderrLog : public DcLog {
 
 StderrLog* installed = nullptr;
 
+void putLine(const char* format, va_list arguments) {
+    char text[4096] = "orvkit: ";
+    const std::size_t prefix = std::strlen(text);
+    std::vsnprintf(text + prefix, sizeof text - prefix - 1, format, arguments);
+    std::strcat(text, "\n");
+    std::fputs(text, stderr);  // one write: lines of programs that share the terminal stay whole
+}
+
 }  // namespace
 
 void installLog(bool verbose) {
@@ -86,15 +94,26 @@ void forgetFault() {
     faultOfThread.clear();
 }
 
-void complain(const char* format, ...) {
-    char text[4096] = "orvkit: ";
-    const std::size_t prefix = std::strlen(text);
+bool complain(const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    std::vsnprintf(text + prefix, sizeof text - prefix - 1, format, arguments);
+    putLine(format, arguments);
     va_end(arguments);
-    std::strcat(text, "\n");
-    std::fputs(text, stderr);  // one write: lines of programs that share the terminal stay whole
+    return false;
+}
+int failed(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    putLine(format, arguments);
+    va_end(arguments);
+    return EXIT_FAILED;
+}
+int misused(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    putLine(format, arguments);
+    va_end(arguments);
+    return EXIT_USAGE;
 }
 
 bool finishOutput() {

@@ -36,11 +36,14 @@ int errorsLogged();
 std::string lastFault();
 void forgetFault();
 
-// One line on standard error: "orvkit: " and the text.
-void complain(const char* format, ...) ORVKIT_PRINTF(1, 2);
+// One line on standard error: "orvkit: " and the text. False, for those who then answer that.
+bool complain(const char* format, ...) ORVKIT_PRINTF(1, 2);
+// The same for those who answer with an exit status: EXIT_FAILED, EXIT_USAGE.
+int failed(const char* format, ...) ORVKIT_PRINTF(1, 2);
+int misused(const char* format, ...) ORVKIT_PRINTF(1, 2);
 
 // Flushes standard output; false, with a complaint, when not everything could be written.
-bool finishOutput();
+[[nodiscard]] bool finishOutput();
 
 // What a result code of the library means for a file that cannot be read or written: "not a DICOM Part 10
 // file". "result 1234" for codes that say nothing to a user.

@@ -35,10 +35,8 @@ void readCount(DcMsg& response, unsigned int tag, int& count) {
 bool openFor(Association& association, const PeerOptions& options, DICT_UID model,
              std::vector<DcMsmSopXferSyn> others) {
     others.insert(others.begin(), context(model, {UID_LITTLE_ENDIAN_EXPLICIT, UID_LITTLE_ENDIAN_IMPLICIT}));
-    if (!association.open(std::move(others))) {
-        complain("%s: %s", options.peer().c_str(), association.fault().c_str());
-        return false;
-    }
+    if (!association.open(std::move(others)))
+        return complain("%s: %s", options.peer().c_str(), association.fault().c_str());
     const int result = association.contextResult(model);
     if (result == PRES_CTX_AC_ACCEPT) return true;
     complain("%s: %s: %s", options.peer().c_str(), describeUid(model).c_str(), contextText(result).c_str());
@@ -100,7 +98,7 @@ void Answers::awaitObject() {
     // Where nobody has said how long all may take, its bytes show that it is coming.
     const bool byBytes = why_.empty() && options_.maxTime <= 0;
     const auto whole = std::max<Clock::duration>(end_ - Clock::now(), std::chrono::seconds(1));
-    association_.setPatience(byBytes ? options_.timeout : secondsOf(whole), byBytes ? PEER_PACE : 0);
+    association_.setPatience(byBytes ? options_.timeout : secondsOf(whole), byBytes ? kPeerPace : 0);
 }
 
 void Answers::gain(Clock::duration time) {
@@ -152,10 +150,7 @@ int Retrieval::finish(const std::string& fault) {
     }
     (void)std::fflush(stdout);
     const std::string peer = options_.peer();
-    if (!ended_) {
-        complain("%s: %s", peer.c_str(), fault.c_str());
-        return EXIT_FAILED;
-    }
+    if (!ended_) return failed("%s: %s", peer.c_str(), fault.c_str());
     const bool success = statusKind(status_) == StatusKind::success;
     if (!success || failed_ != 0) complain("%s: the peer answered %s", peer.c_str(), statusText_.c_str());
     return success && failed_ == 0 ? EXIT_OK : EXIT_FAILED;

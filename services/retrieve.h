@@ -13,8 +13,8 @@ namespace services {
 
 // Opens an association with a context for the model, and others behind it; complains when the peer does not
 // take the model.
-bool openFor(Association& association, const PeerOptions& options, DICT_UID model,
-             std::vector<DcMsmSopXferSyn> others);
+[[nodiscard]] bool openFor(Association& association, const PeerOptions& options, DICT_UID model,
+                           std::vector<DcMsmSopXferSyn> others);
 // SOP class, priority and identifier.
 void fillRequest(DcCmd& request, DICT_UID model, const QueryKeys& keys);
 
@@ -32,7 +32,7 @@ class Answers {
     Answers(Association& association, const QueryOptions& options, DICT_UID model);
 
     // Waits until the next message begins; false: none will, and fault() tells why.
-    bool await();
+    [[nodiscard]] bool await();
     // To be called in front of receiving an object: it may take as long as its bytes come, or what is left.
     void awaitObject();
     void gain(Clock::duration time);
@@ -68,7 +68,7 @@ class Retrieval {
     bool response(DcMsg& response);
     bool ended() const { return ended_; }
     // Prints the account. `fault` tells why no final response came, "" when one came.
-    int finish(const std::string& fault);
+    [[nodiscard]] int finish(const std::string& fault);
 
   private:
     const QueryOptions& options_;

@@ -14,6 +14,7 @@
 #include "platform/file.h"
 #include "services/charset.h"
 #include "services/report.h"
+#include "services/text.h"
 
 namespace services {
 namespace {

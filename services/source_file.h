@@ -9,7 +9,7 @@
 #include "orvkit/elemlist.h"
 #include "orvkit/file.h"
 #include "orvkit/uids.h"
-#include "services/text.h"
+#include "services/elements.h"
 
 namespace services {
 
@@ -27,7 +27,7 @@ struct FileIdentity {
 // One read of 4 KiB, and a second one only where the header, or what stands in front of the instance, is
 // longer; Pixel Data is not read. 0, or the code of dirReadFileMetaInfo. With `learn`, UIDs that the
 // dictionary does not know are added to it, which must be no other thread's then (dict.h).
-int readIdentity(const std::string& path, FileIdentity& identity, bool learn);
+[[nodiscard]] int readIdentity(const std::string& path, FileIdentity& identity, bool learn);
 
 // What a file set says of a file.
 struct SourceFile {
@@ -48,7 +48,7 @@ struct SourceFile {
 };
 
 // Reads everything up to Pixel Data.
-SourceFile::Kind readSource(const std::string& path, SourceFile& file);
+[[nodiscard]] SourceFile::Kind readSource(const std::string& path, SourceFile& file);
 
 }  // namespace services
 

@@ -43,7 +43,7 @@ void StoreFile::describe(DICT_UID sopClass, const std::string& instance, const s
 }
 
 void StoreFile::fail(const std::string& path) {
-    fail(STORE_OUT_OF_RESOURCES, path + ": " + std::strerror(errno));
+    fail(kStoreOutOfResources, path + ": " + std::strerror(errno));
 }
 
 void StoreFile::fail(unsigned short status, const std::string& fault) {
@@ -55,7 +55,7 @@ void StoreFile::fail(unsigned short status, const std::string& fault) {
 bool StoreFile::check() {
     const auto verdict = check_->verdict();
     if (verdict == StoreCheck::Verdict::good) return true;
-    fail(verdict == StoreCheck::Verdict::otherClass ? STORE_OTHER_CLASS : STORE_CANNOT_UNDERSTAND,
+    fail(verdict == StoreCheck::Verdict::otherClass ? kStoreOtherClass : kStoreCannotUnderstand,
          check_->fault());
     return false;
 }
@@ -70,7 +70,7 @@ bool StoreFile::begin(DICT_UID xferSyn) {
     sourceAet_.copy(meta.sourceAeTitle, sizeof meta.sourceAeTitle - 1);
     const std::vector<unsigned char> bytes = header(meta);
     if (bytes.empty()) {
-        fail(STORE_CANNOT_UNDERSTAND, "the object's identification is not valid");
+        fail(kStoreCannotUnderstand, "the object's identification is not valid");
         return false;
     }
     check_.emplace(xferSyn, orvkit::uidText(sopClass_), instance_);
@@ -124,7 +124,7 @@ void StoreFile::drop() {
 }
 
 bool StoreFile::finish() {
-    if (!failed() && size_ == 0) fail(STORE_CANNOT_UNDERSTAND, "no data set came");
+    if (!failed() && size_ == 0) fail(kStoreCannotUnderstand, "no data set came");
     if (!failed()) {
         check_->end();
         (void)check();

@@ -16,11 +16,11 @@
 namespace services {
 
 // The outcomes of a store (PS3.4 B.2.3).
-inline constexpr unsigned short STORE_SUCCESS = 0x0000;
-inline constexpr unsigned short STORE_PROCESSING_FAILURE = 0x0110;  // PS3.7 C.5.10
-inline constexpr unsigned short STORE_OUT_OF_RESOURCES = 0xA700;
-inline constexpr unsigned short STORE_OTHER_CLASS = 0xA900;
-inline constexpr unsigned short STORE_CANNOT_UNDERSTAND = 0xC000;
+inline constexpr unsigned short kStoreSuccess = 0x0000;
+inline constexpr unsigned short kStoreProcessingFailure = 0x0110;  // PS3.7 C.5.10
+inline constexpr unsigned short kStoreOutOfResources = 0xA700;
+inline constexpr unsigned short kStoreOtherClass = 0xA900;
+inline constexpr unsigned short kStoreCannotUnderstand = 0xC000;
 
 // Any number at once, also from several threads. What is not committed is removed by the destructor.
 class StoreFile {
@@ -41,7 +41,7 @@ class StoreFile {
 
     bool failed() const { return !fault_.empty(); }
     const std::string& fault() const { return fault_; }
-    // STORE_SUCCESS unless failed.
+    // kStoreSuccess unless failed.
     unsigned short status() const { return status_; }
     std::int64_t size() const { return size_; }  // bytes of the data set
     DICT_UID xferSyn() const { return xferSyn_; }
@@ -49,20 +49,20 @@ class StoreFile {
     std::string temporaryPath() const { return file_.path(); }
 
     // Brings the bytes to the disk; false: failed. Called by commit.
-    bool finish();
+    [[nodiscard]] bool finish();
     // Gives a finished file its name, which is not brought to the disk; false: errno tells why.
-    bool moveTo(const std::string& path);
+    [[nodiscard]] bool moveTo(const std::string& path);
     // Gives the file its name, replacing one that exists.
-    bool commit(const std::string& path);
+    [[nodiscard]] bool commit(const std::string& path);
     // Removes what there is of the file.
     void drop();
 
   private:
-    bool begin(DICT_UID xferSyn);
-    bool write(const unsigned char* data, std::size_t length);
+    [[nodiscard]] bool begin(DICT_UID xferSyn);
+    [[nodiscard]] bool write(const unsigned char* data, std::size_t length);
     void fail(const std::string& path);
     void fail(unsigned short status, const std::string& fault);
-    bool check();
+    [[nodiscard]] bool check();
 
     std::string directory_;
     bool sync_;
@@ -74,7 +74,7 @@ class StoreFile {
     std::unique_ptr<WriteBehind> behind_;  // of a large object; goes before its file
     std::int64_t size_ = 0;
     std::optional<StoreCheck> check_;
-    unsigned short status_ = STORE_SUCCESS;
+    unsigned short status_ = kStoreSuccess;
     std::string fault_;
 };
 

@@ -6,15 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "orvkit/elemlist.h"
-
-class DcDirRec;
-
 namespace services {
-
-// The first value of an element, "" without one.
-std::string textOf(const DcElemList& list, unsigned int tag);
-std::string textOf(const DcDirRec& record, unsigned int tag);
 
 // Without padding on either side: blanks, and the NUL of UIDs (PS3.5 6.2).
 [[nodiscard]] constexpr std::string_view trimmed(std::string_view text) {

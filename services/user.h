@@ -17,14 +17,14 @@ struct SendOptions : PeerOptions {
 };
 
 // As many echoes on one association.
-int echo(const PeerOptions& options, int repeat);
+[[nodiscard]] int echo(const PeerOptions& options, int repeat);
 // Files, and those below directories.
-int send(const SendOptions& options, const std::vector<std::string>& paths);
-int find(const QueryOptions& options);
+[[nodiscard]] int send(const SendOptions& options, const std::vector<std::string>& paths);
+[[nodiscard]] int find(const QueryOptions& options);
 // `destination`: the AE title of the one that is sent to.
-int move(const QueryOptions& options, const std::string& destination);
+[[nodiscard]] int move(const QueryOptions& options, const std::string& destination);
 // Makes the directory if it is not there.
-int get(const QueryOptions& options, const std::string& directory);
+[[nodiscard]] int get(const QueryOptions& options, const std::string& directory);
 
 }  // namespace services
 

@@ -49,8 +49,7 @@ int echo(const PeerOptions& options, int repeat) {
     Association association(options);
     const Clock::time_point begun = Clock::now();
     if (!association.open({context(UID_VERIFICATION, {UID_LITTLE_ENDIAN_IMPLICIT})})) {
-        complain("%s: %s", peer.c_str(), association.fault().c_str());
-        return EXIT_FAILED;
+        return failed("%s: %s", peer.c_str(), association.fault().c_str());
     }
     if (const int result = association.contextResult(UID_VERIFICATION); result != PRES_CTX_AC_ACCEPT) {
         complain("%s: no echo: %s", peer.c_str(), contextText(result).c_str());
@@ -71,8 +70,7 @@ int echo(const PeerOptions& options, int repeat) {
     if (trips.count() > 1) summarize(trips);
     if (fault.empty()) return EXIT_OK;
     (void)std::fflush(stdout);
-    complain("%s: echo %zu failed: %s", peer.c_str(), trips.count() + 1, fault.c_str());
-    return EXIT_FAILED;
+    return failed("%s: echo %zu failed: %s", peer.c_str(), trips.count() + 1, fault.c_str());
 }
 
 }  // namespace services

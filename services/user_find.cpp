@@ -47,8 +47,7 @@ class TableResults {
         const Place place(result.data, result);
         std::vector<std::string> row;
         for (unsigned int tag : tags_) {
-            DcElem* e = nullptr;
-            (void)result.data.getElem(tag, &e);
+            DcElem* const e = elementOf(result.data, tag);
             row.push_back(e != nullptr ? text(*e, place) : "");
             held_ += sizeof(std::string) + row.back().size();
         }
@@ -154,8 +153,7 @@ int receiveResults(Association& association, const QueryOptions& options, Answer
     if (response != nullptr && statusKind(statusOf(*response)) == StatusKind::success) return status;
     const std::string fault =
         response != nullptr ? "the peer answered " + statusText(*response) : answers.fault();
-    complain("%s: %s", peer.c_str(), fault.c_str());
-    return EXIT_FAILED;
+    return failed("%s: %s", peer.c_str(), fault.c_str());
 }
 
 }  // namespace
@@ -170,10 +168,8 @@ int find(const QueryOptions& options) {
     DcCmdCFindRq request;
     fillRequest(request, model, keys);
     Answers answers(association, options, model);
-    if (!association.send(request, model)) {
-        complain("%s: %s", options.peer().c_str(), association.fault().c_str());
-        return EXIT_FAILED;
-    }
+    if (!association.send(request, model))
+        return failed("%s: %s", options.peer().c_str(), association.fault().c_str());
     int status = EXIT_FAILED;
     if (options.json) {
         JsonResults results;

@@ -102,7 +102,7 @@ class Getter {
             if (!receiveDataset(incoming)) return false;
         }
         const unsigned short status = keep(incoming.file, instance);
-        if (status == STORE_SUCCESS) answers.gain();
+        if (status == kStoreSuccess) answers.gain();
         DcCmdCStoreRsp response(&request);
         (void)response.add(new DcElem(T_0000_0900_status, status));
         DcPduInfoTf info;
@@ -145,7 +145,7 @@ class Getter {
     unsigned short keep(StoreFile& file, const std::string& instance) {
         if (isUid(instance) && file.commit(directory_ + "/" + instance + ".dcm")) {
             progress_.step();
-            return STORE_SUCCESS;
+            return kStoreSuccess;
         }
         stored_ = false;
         progress_.clear();
@@ -154,7 +154,7 @@ class Getter {
             return file.status();
         }
         complain("'%s' is not a SOP Instance UID: the object is not stored", withEscapes(instance).c_str());
-        return STORE_CANNOT_UNDERSTAND;
+        return kStoreCannotUnderstand;
     }
 
     const QueryOptions& options_;
@@ -174,10 +174,8 @@ int get(const QueryOptions& options, const std::string& directory) {
     if (!keys.parse(options)) return EXIT_USAGE;
     std::error_code error;
     std::filesystem::create_directories(pathOf(directory), error);
-    if (!std::filesystem::is_directory(pathOf(directory))) {
-        complain("%s: %s", directory.c_str(), error ? error.message().c_str() : "not a directory");
-        return EXIT_FAILED;
-    }
+    if (!std::filesystem::is_directory(pathOf(directory)))
+        return failed("%s: %s", directory.c_str(), error ? error.message().c_str() : "not a directory");
     return Getter(options, directory, keys).run();
 }
 

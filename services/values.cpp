@@ -61,12 +61,6 @@ bool Place::signedPixels() const {
     return false;
 }
 
-unsigned int tagOf(const DcElem& e) {
-    unsigned int tag = 0;
-    (void)e.getTag(tag);
-    return tag;
-}
-
 DcElemSq* sequenceOf(DcElem& e) {
     return e.getVr() == VR_SQ ? dynamic_cast<DcElemSq*>(&e) : nullptr;
 }

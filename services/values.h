@@ -10,6 +10,7 @@
 #include "orvkit/sequence.h"
 #include "services/charset.h"
 #include "services/dump_file.h"
+#include "services/elements.h"
 
 namespace services {
 
@@ -33,7 +34,6 @@ DICT_VR realVr(const DcElem& e, const Place& place);
 std::string_view vrLetters(DICT_VR vr);
 // The sequence that an element is, or null.
 DcElemSq* sequenceOf(DcElem& e);
-unsigned int tagOf(const DcElem& e);
 
 enum class ValueKind { none, text, tag, integer, real, raw };
 ValueKind kindOf(DICT_VR vr);

@@ -45,8 +45,7 @@ WholeFile::~WholeFile() {
 
 bool WholeFile::commit() {
     if (file_.commit(path_, true)) return true;
-    complain("%s: cannot be written: %s", path_.c_str(), std::strerror(errno));
-    return false;
+    return complain("%s: cannot be written: %s", path_.c_str(), std::strerror(errno));
 }
 
 }  // namespace services

@@ -24,7 +24,7 @@ class WholeFile {
     int handle() const { return file_.handle(); }
     const std::string& temporaryPath() const { return temporary_; }
     // Brings the bytes to the disk and the file under its name; false, with a complaint, when that fails.
-    bool commit();
+    [[nodiscard]] bool commit();
 
   private:
     std::string path_;

@@ -21,7 +21,7 @@ WriteBehind::~WriteBehind() {
 }
 
 void WriteBehind::run() {
-    for (std::size_t next = 0;; next = (next + 1) % BLOCKS) {
+    for (std::size_t next = 0;; next = (next + 1) % kBlocks) {
         bool failed = false;
         {
             std::unique_lock lock(mutex_);
@@ -46,19 +46,19 @@ void WriteBehind::run() {
 // Until then the block that is to be filled belongs to the thread.
 void WriteBehind::awaitFree() {
     std::unique_lock lock(mutex_);
-    changed_.wait(lock, [this] { return waiting_ < BLOCKS; });
+    changed_.wait(lock, [this] { return waiting_ < kBlocks; });
 }
 
 std::span<unsigned char> WriteBehind::room() {
     awaitFree();
     Block& block = blocks_[filling_];
-    if (block.bytes == nullptr) block.bytes.reset(new (std::nothrow) unsigned char[BLOCK]);
+    if (block.bytes == nullptr) block.bytes.reset(new (std::nothrow) unsigned char[kBlock]);
     if (block.bytes == nullptr) {
         const std::lock_guard lock(mutex_);
         if (error_ == 0) error_ = ENOMEM;
         return {};
     }
-    return {block.bytes.get() + block.used, BLOCK - block.used};
+    return {block.bytes.get() + block.used, kBlock - block.used};
 }
 
 bool WriteBehind::append(const unsigned char* data, std::size_t length) {
@@ -71,7 +71,7 @@ bool WriteBehind::append(const unsigned char* data, std::size_t length) {
         length -= count;
         Block& block = blocks_[filling_];
         block.used += count;
-        if (BLOCK - block.used < kLeastRoom) handOver();
+        if (kBlock - block.used < kLeastRoom) handOver();
     }
     return error() == 0;
 }
@@ -82,7 +82,7 @@ void WriteBehind::handOver() {
         ++waiting_;
     }
     changed_.notify_all();
-    filling_ = (filling_ + 1) % BLOCKS;
+    filling_ = (filling_ + 1) % kBlocks;
 }
 
 bool WriteBehind::finish() {

@@ -12,11 +12,11 @@
 
 namespace services {
 
-// For one caller at a time. Holds up to BLOCKS blocks, each from when it is needed first.
+// For one caller at a time. Holds up to kBlocks blocks, each from when it is needed first.
 class WriteBehind {
   public:
-    static constexpr std::size_t BLOCK = std::size_t{512} << 10;
-    static constexpr std::size_t BLOCKS = 8;
+    static constexpr std::size_t kBlock = std::size_t{512} << 10;
+    static constexpr std::size_t kBlocks = 8;
 
     // Writes at the position of the handle, which stays the caller's. Throws std::system_error when the
     // system has no thread left.
@@ -30,9 +30,9 @@ class WriteBehind {
     // full. Empty when there is no memory for it: a failed write.
     std::span<unsigned char> room();
     // Takes the next bytes, wherever they are. False after a failed write, see error.
-    bool append(const unsigned char* data, std::size_t length);
+    [[nodiscard]] bool append(const unsigned char* data, std::size_t length);
     // Waits until everything is written; false: it was not, see error. Nothing may be appended after it.
-    bool finish();
+    [[nodiscard]] bool finish();
     // Why a write failed, as in errno; 0 while none has.
     int error();
 
@@ -48,7 +48,7 @@ class WriteBehind {
     void end(bool drop);
 
     const int file_;
-    std::array<Block, BLOCKS> blocks_;
+    std::array<Block, kBlocks> blocks_;
     std::size_t filling_ = 0;  // its index; the caller's alone
 
     std::mutex mutex_;

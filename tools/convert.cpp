@@ -17,6 +17,7 @@
 #include "orvkit/sequence.h"
 #include "orvkit/tags.h"
 #include "platform/file.h"
+#include "services/elements.h"
 #include "services/pixel_pack.h"
 #include "services/report.h"
 #include "services/text.h"
@@ -38,8 +39,7 @@ class Conversion {
 
   private:
     bool fail(const std::string& why) const {
-        complain("%s: %s; nothing was written", in_.c_str(), why.c_str());
-        return false;
+        return complain("%s: %s; nothing was written", in_.c_str(), why.c_str());
     }
 
     // ---- reading ----
@@ -75,16 +75,13 @@ class Conversion {
 };
 
 DcElem* pixelsOf(const DcElemList& list) {
-    DcElem* element = nullptr;
-    return list.getElem(pixelData, &element) == RESULT_OK && element->getValueCount() != 0 ? element
-                                                                                           : nullptr;
+    DcElem* const element = elementOf(list, pixelData);
+    return element != nullptr && element->getValueCount() != 0 ? element : nullptr;
 }
 
 bool holdsPixelData(DcElemList& list) {
     for (DcElem* element = list.first(); element != nullptr; element = element->next()) {
-        unsigned int tag = 0;
-        element->getTag(tag);
-        if (tag == pixelData) return true;
+        if (tagOf(*element) == pixelData) return true;
         auto* sequence = dynamic_cast<DcElemSq*>(element);
         if (sequence == nullptr) continue;
         for (DcElemSqItem* item = sequence->first(); item != nullptr; item = item->next()) {
@@ -191,9 +188,8 @@ void settleSignedWords(DcElemList& list, bool isSigned) {
                 settleSignedWords(item->getElemList(), isSigned);
             }
         } else if (isSigned && element->getVr() == VR_XS) {
-            unsigned int tag = 0;
-            element->getTag(tag);
-            auto words = std::make_unique<DcElem>(tag, nullptr, 0, UID_LITTLE_ENDIAN_EXPLICIT, VR_SS, 0);
+            auto words =
+                std::make_unique<DcElem>(tagOf(*element), nullptr, 0, UID_LITTLE_ENDIAN_EXPLICIT, VR_SS, 0);
             element->resetValueCounter();
             for (short word = 0; element->getValue(word, ELEM_INDEX_NEXT) == RESULT_OK;)
                 words->addValue(word);
@@ -279,10 +275,8 @@ bool Conversion::write() {
     WholeFile file(out_);
     if (!file.ok()) return false;
     const int result = dirWriteFile(file.temporaryPath().c_str(), meta_, dataset());
-    if (result != RESULT_OK) {
-        complain("%s: %s; it was not written", out_.c_str(), resultText(result).c_str());
-        return false;
-    }
+    if (result != RESULT_OK)
+        return complain("%s: %s; it was not written", out_.c_str(), resultText(result).c_str());
     return file.commit();
 }
 

@@ -28,8 +28,7 @@ int dump(const DumpOptions& options) {
     for (const std::string& tags : options.tags) {
         const std::string unknown = request.pick.add(tags);
         if (unknown.empty()) continue;
-        complain("--tag %s: %s", unknown.c_str(), noTagText(unknown).c_str());
-        return EXIT_USAGE;
+        return misused("--tag %s: %s", unknown.c_str(), noTagText(unknown).c_str());
     }
     request.paths = options.paths;
     request.look = options.json ? DumpLook::json : options.flat ? DumpLook::flat : DumpLook::tree;

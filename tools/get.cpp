@@ -21,8 +21,7 @@ void addGet(Command& program) {
     command.run([options, words] {
         return runAsUser(*options, *words, true, [&]() -> int {
             if (words->size() == 1) return get(*options, words->front());
-            complain("get takes one directory");
-            return EXIT_USAGE;
+            return misused("get takes one directory");
         });
     });
 }

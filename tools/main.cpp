@@ -26,8 +26,7 @@ bool setEdition() {
         return dictSetEdition(DICT_EDITION_CURRENT) == 0;
     }
     if (std::strcmp(asked, "2008") == 0) return true;
-    tools::complain("ORVKIT_EDITION is %s, and should be current or 2008", asked);
-    return false;
+    return tools::complain("ORVKIT_EDITION is %s, and should be current or 2008", asked);
 }
 
 // Before everything else in the program, also before what other files build while it starts.

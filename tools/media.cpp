@@ -60,9 +60,8 @@ int mediaWrite(const MediaOptions& options) {
     DcElemList dataset;
     if (readSource(options.file, source) != SourceFile::Kind::dicom ||
         dirReadFile(options.file.c_str(), meta, dataset) != RESULT_OK) {
-        complain("%s: %s", options.file.c_str(),
-                 source.fault.empty() ? "not a DICOM Part 10 file" : source.fault.c_str());
-        return EXIT_FAILED;
+        return failed("%s: %s", options.file.c_str(),
+                      source.fault.empty() ? "not a DICOM Part 10 file" : source.fault.c_str());
     }
     FileSet set(manager);
     FileSet::Faults faults;

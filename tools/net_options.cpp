@@ -23,10 +23,7 @@ bool takePeer(Words& words, PeerOptions& peer, bool wantsMore) {
     if (const std::size_t at = first.rfind('@'); at != std::string::npos) {
         peer.aec = first.substr(0, at);
         first.erase(0, at + 1);
-        if (!isAeTitle(peer.aec)) {
-            complain("'%s' is not an AE title", peer.aec.c_str());
-            return false;
-        }
+        if (!isAeTitle(peer.aec)) return complain("'%s' is not an AE title", peer.aec.c_str());
     }
     std::string portText;
     // An IPv6 address stands in brackets where its port follows it.
@@ -42,14 +39,11 @@ bool takePeer(Words& words, PeerOptions& peer, bool wantsMore) {
         first = first.substr(1, first.size() - 2);
     }
     peer.host = first;
-    if (peer.host.empty() || !portFrom(portText, peer.port)) {
-        complain("'%s' is not a peer: AET@host:port or host port", (first + ":" + portText).c_str());
-        return false;
-    }
+    if (peer.host.empty() || !portFrom(portText, peer.port))
+        return complain("'%s' is not a peer: AET@host:port or host port", (first + ":" + portText).c_str());
     if (words.empty() != wantsMore) return true;
-    complain(wantsMore ? "something must follow the peer" : "'%s' is too much",
-             wantsMore ? "" : words.front().c_str());
-    return false;
+    return complain(wantsMore ? "something must follow the peer" : "'%s' is too much",
+                    wantsMore ? "" : words.front().c_str());
 }
 
 std::string aeTitleFault(const std::string& text) {

@@ -202,10 +202,7 @@ int runPhantom(const StudyPlan& plan) {
         const fs::path directory = pathOf(plan.directory) / component("SE", series);
         std::error_code error;
         fs::create_directories(directory, error);
-        if (error) {
-            complain("%s: %s", nameOf(directory).c_str(), error.message().c_str());
-            return EXIT_FAILED;
-        }
+        if (error) return failed("%s: %s", nameOf(directory).c_str(), error.message().c_str());
         for (unsigned int image = 0; image < plan.images; ++image) {
             const std::string path = nameOf(directory / component("IM", image));
             if (!PhantomImage(plan, series, image).write(path)) return EXIT_FAILED;

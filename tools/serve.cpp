@@ -77,10 +77,8 @@ struct Listener : DcMsm {
 bool prepare(const ServeOptions& options, StoreServer& server) {
     std::error_code error;
     std::filesystem::create_directories(pathOf(options.directory), error);
-    if (!std::filesystem::is_directory(pathOf(options.directory), error)) {
-        complain("%s is not a directory", options.directory.c_str());
-        return false;
-    }
+    if (!std::filesystem::is_directory(pathOf(options.directory), error))
+        return complain("%s is not a directory", options.directory.c_str());
     if (const int count = platform::removeUnfinished(options.directory); count > 0) {
         tellLine(std::to_string(count) + " unfinished files of a server that was killed removed");
     }
@@ -120,10 +118,8 @@ int serve(const ServeOptions& options) {
     if (options.fileSet && !prepareFileSet(set, server)) return EXIT_FAILED;
     const Listener listener(options.aet.c_str(), TSM_ROLE_SCP, options.port);
     server.port = listener.getPort();
-    if (listener.socket() == platform::NO_SOCKET) {
-        complain("cannot listen on port %d: %s", options.port, socketText(lastFault()).c_str());
-        return EXIT_FAILED;
-    }
+    if (listener.socket() == platform::kNoSocket)
+        return failed("cannot listen on port %d: %s", options.port, socketText(lastFault()).c_str());
     platform::noteStops();
     goOnWithoutMemory();
     platform::ignoreBrokenPipe();  // a log that nobody reads any more
@@ -174,8 +170,7 @@ void addServe(Command& program) {
     command.run([options]() -> int {
         muteLog();
         if (options->acceptFrom.size() <= kMostAcceptFrom) return serve(*options);
-        complain("--accept-from takes at most %zu titles", kMostAcceptFrom);
-        return EXIT_USAGE;
+        return misused("--accept-from takes at most %zu titles", kMostAcceptFrom);
     });
 }
 

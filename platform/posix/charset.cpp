@@ -17,7 +17,7 @@ ToUtf8::~ToUtf8() {
 
 void ToUtf8::append(std::string_view bytes, std::string& out) const {
     if (converter_ == nullptr) {
-        for (std::size_t i = 0; i < bytes.size(); ++i) out += REPLACEMENT;
+        for (std::size_t i = 0; i < bytes.size(); ++i) out += kReplacement;
         return;
     }
     (void)::iconv(converter_, nullptr, nullptr, nullptr, nullptr);
@@ -31,7 +31,7 @@ void ToUtf8::append(std::string_view bytes, std::string& out) const {
         const std::size_t result = ::iconv(converter_, &from, &left, &to, &space);
         out.append(room, static_cast<std::size_t>(to - room));
         if (result != static_cast<std::size_t>(-1) || errno == E2BIG) continue;
-        out += REPLACEMENT;
+        out += kReplacement;
         ++from;
         --left;
     }

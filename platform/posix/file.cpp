@@ -98,9 +98,6 @@ FileHandle openRead(const char* path) noexcept {
 FileHandle createWrite(const char* path) noexcept {
     return openWith(path, O_WRONLY | O_CREAT | O_TRUNC);
 }
-FileHandle createNew(const char* path) noexcept {
-    return openWith(path, O_WRONLY | O_CREAT | O_EXCL);
-}
 FileHandle openAppend(const char* path) noexcept {
     return openWith(path, O_WRONLY | O_CREAT | O_APPEND);
 }
@@ -237,10 +234,6 @@ bool examine(const char* path, FileInfo& info) noexcept {
 bool sync(int handle) noexcept {
     return ::fsync(handle) == 0 || errno == EINVAL;
 }
-bool sync(const char* path) noexcept {
-    const FileHandle handle = openRead(path);
-    return handle && sync(handle.get());
-}
 
 bool syncEntry(const char* path) noexcept {
     // On the stack: what has its name already does not fail for want of memory.
@@ -283,8 +276,4 @@ FileHandle lockFolder(const char* path, FolderUse use) noexcept {
     }
     return folder;
 }
-bool setBinary(int) noexcept {
-    return true;
-}
-
 }  // namespace orvkit::platform

@@ -109,7 +109,7 @@ int sendTimeLeft(unsigned int socket, std::chrono::steady_clock::time_point begu
                : 0;
 }
 
-void skipSent(iovec (&parts)[MOST_RUNS], std::size_t sent) noexcept {
+void skipSent(iovec (&parts)[kMostRuns], std::size_t sent) noexcept {
     for (iovec& part : parts) {
         const std::size_t here = std::min(sent, part.iov_len);
         part.iov_base = static_cast<char*>(part.iov_base) + here;
@@ -171,7 +171,7 @@ int lastSocketError() noexcept {
 }
 
 void closeSocket(unsigned int socket) noexcept {
-    if (socket == NO_SOCKET) return;
+    if (socket == kNoSocket) return;
     const int reason = errno;
     ::close(handleOf(socket));
     errno = reason;
@@ -397,11 +397,11 @@ bool peerIsDone(unsigned int socket) noexcept {
 }
 
 std::int64_t sendRuns(unsigned int socket, const Run* runs, std::size_t count, int timeout) noexcept {
-    iovec parts[MOST_RUNS] = {};
+    iovec parts[kMostRuns] = {};
     msghdr message{};
     message.msg_iov = parts;
     std::size_t whole = 0;
-    for (; count > 0 && message.msg_iovlen < MOST_RUNS; ++runs, --count) {
+    for (; count > 0 && message.msg_iovlen < kMostRuns; ++runs, --count) {
         if (runs->length == 0) continue;
         parts[message.msg_iovlen++] = {const_cast<void*>(runs->data), runs->length};
         whole += runs->length;

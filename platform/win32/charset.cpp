@@ -73,7 +73,7 @@ void ToUtf8::append(std::string_view bytes, std::string& out) const {
              ++n) {
             if (appendWhole(page->number, bytes.substr(0, n), out)) used = n;
         }
-        if (used == 0) out += REPLACEMENT;
+        if (used == 0) out += kReplacement;
         bytes.remove_prefix(std::max<std::size_t>(used, 1));
     }
 }

@@ -126,9 +126,6 @@ FileHandle openRead(const char* path) noexcept {
 FileHandle createWrite(const char* path) noexcept {
     return openWith(path, GENERIC_WRITE, CREATE_ALWAYS, 0);
 }
-FileHandle createNew(const char* path) noexcept {
-    return openWith(path, GENERIC_WRITE, CREATE_NEW, 0);
-}
 FileHandle openAppend(const char* path) noexcept {
     return openWith(path, GENERIC_WRITE, OPEN_ALWAYS, _O_APPEND);
 }
@@ -244,10 +241,6 @@ bool examine(const char* path, FileInfo& info) noexcept {
 bool sync(int handle) noexcept {
     return ::_commit(handle) == 0;
 }
-bool sync(const char* path) noexcept {
-    const FileHandle handle = openWith(path, GENERIC_WRITE, OPEN_EXISTING, 0);
-    return handle && sync(handle.get());
-}
 // The file system keeps its own journal of names; there is no call for a directory.
 bool syncEntry(const char*) noexcept {
     return true;
@@ -297,10 +290,6 @@ FileHandle lockFolder(const char* path, FolderUse use) noexcept {
         errno = ENOMEM;
     }
     return {};
-}
-
-bool setBinary(int handle) noexcept {
-    return ::_setmode(handle, _O_BINARY) != -1;
 }
 
 }  // namespace orvkit::platform

@@ -21,10 +21,10 @@ static_assert(sizeof(Address::bytes) >= sizeof(sockaddr_storage));
 
 // Socket numbers fit 32 bits on every Windows; only "none" differs.
 SOCKET handleOf(unsigned int socket) noexcept {
-    return socket == NO_SOCKET ? INVALID_SOCKET : SOCKET{socket};
+    return socket == kNoSocket ? INVALID_SOCKET : SOCKET{socket};
 }
 unsigned int numberOf(SOCKET socket) noexcept {
-    return socket == INVALID_SOCKET ? NO_SOCKET : static_cast<unsigned int>(socket);
+    return socket == INVALID_SOCKET ? kNoSocket : static_cast<unsigned int>(socket);
 }
 
 sockaddr* record(Address& address) noexcept {
@@ -95,7 +95,7 @@ int lastSocketError() noexcept {
 }
 
 void closeSocket(unsigned int socket) noexcept {
-    if (socket == NO_SOCKET) return;
+    if (socket == kNoSocket) return;
     const int reason = ::WSAGetLastError();
     ::closesocket(handleOf(socket));
     ::WSASetLastError(reason);
@@ -316,9 +316,9 @@ bool peerIsDone(unsigned int socket) noexcept {
 
 // One call: a socket that does not block is not waited for.
 std::int64_t sendRuns(unsigned int socket, const Run* runs, std::size_t count, int) noexcept {
-    WSABUF parts[MOST_RUNS] = {};
+    WSABUF parts[kMostRuns] = {};
     DWORD used = 0;
-    for (; count > 0 && used < MOST_RUNS; ++runs, --count) {
+    for (; count > 0 && used < kMostRuns; ++runs, --count) {
         if (runs->length == 0) continue;
         parts[used].buf = const_cast<char*>(static_cast<const char*>(runs->data));
         parts[used++].len = static_cast<ULONG>(runs->length);

@@ -1,8 +1,7 @@
-#include "services/text.h"
+#include "services/elements.h"
 
 #include <cstring>
 
-#include "orvkit/dicomdir.h"
 #include "orvkit/result.h"
 
 namespace services {
@@ -13,8 +12,8 @@ constexpr int longestText = 10240;  // of LT, the longest that is a key
 // Of a data set or a record.
 template <typename Elements>
 std::string firstText(const Elements& elements, unsigned int tag) {
-    DcElem* element = nullptr;
-    if (elements.getElem(tag, &element) != RESULT_OK) return {};
+    DcElem* const element = elementOf(elements, tag);
+    if (element == nullptr) return {};
     // Most values are short.
     char room[130] = "";
     if (element->getValue(room, sizeof room - 1, 0) != RESULT_OK) return {};

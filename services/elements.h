@@ -1,0 +1,56 @@
+// Data sets and records by value: what their calls hand out through references.
+#ifndef ORVKIT_SERVICES_ELEMENTS_H
+#define ORVKIT_SERVICES_ELEMENTS_H
+
+#include <string>
+
+#include "orvkit/dicomdir.h"
+#include "orvkit/elemlist.h"
+
+namespace services {
+
+inline unsigned int tagOf(const DcElem& e) {
+    unsigned int tag = 0;
+    (void)e.getTag(tag);
+    return tag;
+}
+// The element of a data set or a record, or null.
+template <typename Elements>
+DcElem* elementOf(const Elements& elements, unsigned int tag) {
+    DcElem* element = nullptr;
+    (void)elements.getElem(tag, &element);
+    return element;
+}
+// The first value of an element, "" without one.
+std::string textOf(const DcElemList& list, unsigned int tag);
+std::string textOf(const DcDirRec& record, unsigned int tag);
+
+inline DIR_REC typeOf(const DcDirRec& record) {
+    DIR_REC type = DIR_REC_UNKNOWN;
+    (void)record.getType(type);
+    return type;
+}
+inline std::string typeName(const DcDirRec& record) {
+    char name[32] = "";
+    (void)record.getDesc(name);
+    return name;
+}
+inline unsigned int offsetOf(const DcDirRec& record) {
+    unsigned int offset = 0;
+    (void)record.getOffset(offset);
+    return offset;
+}
+inline DcDirRec* mrdrOf(const DcDirRec& record) {
+    DcDirRec* mrdr = nullptr;
+    (void)record.getMrdr(mrdr);
+    return mrdr;
+}
+inline DcDirRecInfo infoOf(const DcDirRec& record) {
+    DcDirRecInfo info;
+    (void)record.getInfo(info);
+    return info;
+}
+
+}  // namespace services
+
+#endif
