@@ -137,6 +137,25 @@ inline bool isDelimitation(std::span<const unsigned char> b, ByteOrder order, un
            loadAt<std::uint32_t>(b.data() + 4, order) == 0;
 }
 
+// What stands between the items of a value, and before the first of them.
+struct ItemHeader {
+    enum class Kind : unsigned char { item, end, other, none };  // end: the delimitation; none: too few bytes
+    Kind kind = Kind::none;
+    unsigned int tag = 0;
+    unsigned int length = 0;
+};
+
+inline ItemHeader readItemHeader(std::span<const unsigned char> b, ByteOrder order) noexcept {
+    if (b.size() < kShortHeader) return {};
+    const unsigned int tag = loadTag(b.data(), order);
+    const auto length = loadAt<std::uint32_t>(b.data() + 4, order);
+    const bool end = tag == kTagSequenceDelimitation && length == 0;
+    return {tag == kTagItem ? ItemHeader::Kind::item
+            : end           ? ItemHeader::Kind::end
+                            : ItemHeader::Kind::other,
+            tag, length};
+}
+
 // Whether a value of undefined length begins as a list of items does.
 inline bool beginsWithItem(std::span<const unsigned char> b, ByteOrder order) noexcept {
     return b.size() >= kDelimitationSize &&

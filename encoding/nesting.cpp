@@ -76,18 +76,20 @@ Nesting::Step Nesting::stepInItem(std::span<const unsigned char> ahead, Header& 
 Nesting::Step Nesting::stepBetweenItems(std::span<const unsigned char> ahead) {
     const Level& level = levels_.back();
     const bool fragments = level.inside == Inside::fragments;
-    if (ahead.size() < kShortHeader) {
-        return {.fault = fragments ? WalkFault::terminatorMissing : WalkFault::delimiterMissing};
+    const ItemHeader h = readItemHeader(ahead, level.mode.order);
+    switch (h.kind) {
+        case ItemHeader::Kind::none:
+            return {.fault = fragments ? WalkFault::terminatorMissing : WalkFault::delimiterMissing};
+        case ItemHeader::Kind::end:
+            levels_.pop_back();
+            return {.size = kDelimitationSize};
+        case ItemHeader::Kind::other:
+            return {.fault = WalkFault::itemExpected, .tag = h.tag};
+        default:
+            break;
     }
-    if (isDelimitation(ahead, level.mode.order, kTagSequenceDelimitation)) {
-        levels_.pop_back();
-        return {.size = kDelimitationSize};
-    }
-    const unsigned int tag = loadTag(ahead.data(), level.mode.order);
-    if (tag != kTagItem) return {.fault = WalkFault::itemExpected, .tag = tag};
-    const auto length = loadAt<std::uint32_t>(ahead.data() + 4, level.mode.order);
-    if (length != kLengthUndefined) return {.size = kShortHeader, .length = length};
-    if (fragments) return {.size = kShortHeader, .length = length, .fault = WalkFault::lengthPastEnd};
+    if (h.length != kLengthUndefined) return {.size = kShortHeader, .length = h.length};
+    if (fragments) return {.size = kShortHeader, .length = h.length, .fault = WalkFault::lengthPastEnd};
     return {.size = kShortHeader, .fault = push({level.mode, Inside::item, false, level.certain, VR_SI})};
 }
 
