@@ -2,28 +2,34 @@
 #ifndef ORVKIT_PLATFORM_CHARSET_H
 #define ORVKIT_PLATFORM_CHARSET_H
 
+#include <cstddef>
+#include <functional>
 #include <string>
 #include <string_view>
 
 namespace orvkit::platform {
 
-// From one encoding to UTF-8. To be kept for the next text, and used by one thread.
-class ToUtf8 {
-  public:
-    // By its name among the registered character sets: "ISO-8859-5", "EUC-JP".
-    explicit ToUtf8(const char* encoding) noexcept;
-    ToUtf8(const ToUtf8&) = delete;
-    ToUtf8& operator=(const ToUtf8&) = delete;
-    ~ToUtf8();
+inline constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
 
-    // U+FFFD stands for each byte that cannot be converted: all of them when the system lacks the encoding.
-    void append(std::string_view bytes, std::string& out) const;
+// One encoding beside UTF-8, by its name among the registered character sets: "ISO-8859-5", "EUC-JP". To be
+// kept for the next text, and used by one thread.
+class Encoding {
+  public:
+    explicit Encoding(const char* name) noexcept;
+    Encoding(const Encoding&) = delete;
+    Encoding& operator=(const Encoding&) = delete;
+    ~Encoding();
+
+    // U+FFFD stands for each byte that cannot be converted, all of them when the system lacks the encoding;
+    // `lost` is told where in `bytes` it stands.
+    void toUtf8(std::string_view bytes, std::string& out, const std::function<void(std::size_t)>& lost) const;
+    // One character; false when the encoding has none for it.
+    bool fromUtf8(std::string_view character, std::string& out) const;
 
   private:
-    void* converter_ = nullptr;  // the system's own; null where it lacks the encoding
+    void* decoder_ = nullptr;  // the system's own; null where it lacks the encoding
+    void* encoder_ = nullptr;
 };
-
-inline constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
 
 }  // namespace orvkit::platform
 

@@ -26,8 +26,7 @@ std::string utf8Of(DcElem& element, const Charset& charset) {
     for (int i = 0, count = element.getValueCount(); i < count; ++i) {
         if (element.getValue(value, sizeof value - 1, i) != RESULT_OK) break;
         if (i != 0) text += '\\';
-        const DICT_VR vr = element.getVr();
-        text += charset.toUtf8(value, vr == VR_PN ? TextKind::personName : TextKind::values);
+        text += charset.toUtf8(value, element.getVr());
     }
     return text;
 }
@@ -52,7 +51,7 @@ void showTree(DcDirDicomDir& set, Output& out) {
             if (!value.empty()) out << "  " << value;
         }
         if (info.refFileId[0] != '\0')
-            out << "  " << withEscapes(charset.toUtf8(info.refFileId, TextKind::plain));
+            out << "  " << withEscapes(charset.toUtf8(info.refFileId, VR_ST));
         if (mrdrOf(*r) != nullptr) out << "  (multi-referenced)";
         if (info.inUseFlag == DIR_REC_NOT_IN_USE) out << "  (not in use)";
         out << '\n';
@@ -95,7 +94,7 @@ void showJson(DcDirDicomDir& set, Output& out) {
     const Charset ascii;
     JsonWriter(out, JsonWriter::Layout::tight)
         .beginObject()
-        .member("fileSetId", ascii.toUtf8(info.filesetId, TextKind::plain))
+        .member("fileSetId", ascii.toUtf8(info.filesetId, VR_CS))
         .member("consistent", info.consistencyFlag == DIR_FILESET_IS_CONSISTENT);
     out << ", \"records\": [";
     int level = 0;

@@ -253,7 +253,7 @@ std::string statusText(DcMsg& response) {
     char comment[513] = "";  // 64 are allowed, and not all peers count
     if (response.getValue(T_0000_0902_errorComment, comment, sizeof comment - 1) == RESULT_OK &&
         comment[0] != '\0') {
-        text += ": " + withEscapes(Charset().toUtf8(comment, TextKind::plain));
+        text += ": " + withEscapes(Charset().toUtf8(comment, VR_LO));
     }
     return text;
 }

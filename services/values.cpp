@@ -154,10 +154,7 @@ void Values::loadTexts(const Place& place) {
     std::string_view rest = trimmed(bytes_, false);
     if (rest.empty()) return;
     if (!isPlainAscii(rest)) {
-        const TextKind kind = isOneText(vr_) ? TextKind::plain
-                              : vr_ == VR_PN ? TextKind::personName
-                                             : TextKind::values;
-        utf8_ = (orvkit::vrRowOfAny(vr_).charset ? place.charset : Charset()).toUtf8(rest, kind);
+        utf8_ = place.charset.toUtf8(rest, vr_);
         rest = utf8_;
     }
     for (;;) {

@@ -3,6 +3,7 @@
 #define ORVKIT_ORVKIT_H
 
 #include "orvkit/buf.h"
+#include "orvkit/charset.h"
 #include "orvkit/cmd.h"
 #include "orvkit/datatf.h"
 #include "orvkit/dicomdir.h"

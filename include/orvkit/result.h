@@ -47,6 +47,8 @@ inline constexpr int ELEM_INVALID_INDEX = 5668;   // 0x1624 invalid value index
 inline constexpr int ELEM_NOT_SEQUENCE = 5669;    // 0x1625 the element is not a sequence
 inline constexpr int ELEM_REFUSED = 5670;         // 0x1626 refused by the exception callback, or dropped
 inline constexpr int ELEM_NO_MEMORY = 5671;       // 0x1627 memory allocation failed
+inline constexpr int ELEM_CHARSET = 5672;         // 0x1628 not a defined term of a character set
+inline constexpr int ELEM_CHARSET_LOSS = 5673;    // 0x1629 characters that could not be converted
 
 // ---- 0x1800 data set lookup -----------------------------------------------------------------------------
 inline constexpr int ELEM_NOT_FOUND = 6146;  // 0x1802 no element with that tag in the data set

@@ -6,35 +6,58 @@
 
 namespace orvkit::platform {
 
-ToUtf8::ToUtf8(const char* encoding) noexcept {
-    const iconv_t made = ::iconv_open("UTF-8", encoding);
-    if (made != reinterpret_cast<iconv_t>(-1)) converter_ = made;
+namespace {
+
+constexpr std::size_t iconvFailed = static_cast<std::size_t>(-1);
+
+void* opened(const char* to, const char* from) noexcept {
+    const iconv_t made = ::iconv_open(to, from);
+    return made == reinterpret_cast<iconv_t>(-1) ? nullptr : made;
 }
 
-ToUtf8::~ToUtf8() {
-    if (converter_ != nullptr) ::iconv_close(converter_);
+}  // namespace
+
+Encoding::Encoding(const char* name) noexcept
+    : decoder_(opened("UTF-8", name)), encoder_(opened(name, "UTF-8")) {}
+
+Encoding::~Encoding() {
+    if (decoder_ != nullptr) ::iconv_close(decoder_);
+    if (encoder_ != nullptr) ::iconv_close(encoder_);
 }
 
-void ToUtf8::append(std::string_view bytes, std::string& out) const {
-    if (converter_ == nullptr) {
-        for (std::size_t i = 0; i < bytes.size(); ++i) out += kReplacement;
-        return;
-    }
-    (void)::iconv(converter_, nullptr, nullptr, nullptr, nullptr);
+void Encoding::toUtf8(std::string_view bytes, std::string& out,
+                      const std::function<void(std::size_t)>& lost) const {
     std::string source(bytes);  // iconv takes a pointer to what it only reads
     char* from = source.data();
     std::size_t left = source.size();
+    if (decoder_ != nullptr) (void)::iconv(decoder_, nullptr, nullptr, nullptr, nullptr);
     while (left != 0) {
         char room[512];
         char* to = room;
         std::size_t space = sizeof room;
-        const std::size_t result = ::iconv(converter_, &from, &left, &to, &space);
+        const std::size_t result =
+            decoder_ == nullptr ? iconvFailed : ::iconv(decoder_, &from, &left, &to, &space);
         out.append(room, static_cast<std::size_t>(to - room));
-        if (result != static_cast<std::size_t>(-1) || errno == E2BIG) continue;
+        if (result != iconvFailed || (decoder_ != nullptr && errno == E2BIG)) continue;
+        lost(source.size() - left);
         out += kReplacement;
         ++from;
         --left;
     }
+}
+
+bool Encoding::fromUtf8(std::string_view character, std::string& out) const {
+    if (encoder_ == nullptr) return false;
+    (void)::iconv(encoder_, nullptr, nullptr, nullptr, nullptr);
+    std::string source(character);
+    char* from = source.data();
+    std::size_t left = source.size();
+    char room[16];
+    char* to = room;
+    std::size_t space = sizeof room;
+    if (::iconv(encoder_, &from, &left, &to, &space) != 0) return false;
+    out.append(room, static_cast<std::size_t>(to - room));
+    return true;
 }
 
 }  // namespace orvkit::platform

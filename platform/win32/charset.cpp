@@ -52,30 +52,59 @@ std::string withoutThirdSet(std::string_view bytes) {
     return shorter;
 }
 
-}  // namespace
-
-ToUtf8::ToUtf8(const char* encoding) noexcept {
-    const auto* const page = std::find_if(std::begin(codePages), std::end(codePages),
-                                          [&](const CodePage& p) { return p.encoding == encoding; });
-    if (page != std::end(codePages)) converter_ = const_cast<CodePage*>(page);
+// As MultiByteToWideChar takes it, the other way round: back into the third code set.
+void restoreThirdSet(std::string& character) {
+    const bool third = character.size() == 2 && (character[0] & 0x80) != 0 && (character[1] & 0x80) == 0;
+    if (third) character = {'\x8F', character[0], static_cast<char>(character[1] | 0x80)};
 }
 
-ToUtf8::~ToUtf8() = default;
+}  // namespace
 
-void ToUtf8::append(std::string_view bytes, std::string& out) const {
-    const auto* const page = static_cast<const CodePage*>(converter_);
+Encoding::Encoding(const char* name) noexcept {
+    const auto* const page = std::find_if(std::begin(codePages), std::end(codePages),
+                                          [&](const CodePage& p) { return p.encoding == name; });
+    if (page != std::end(codePages)) decoder_ = encoder_ = const_cast<CodePage*>(page);
+}
+
+Encoding::~Encoding() = default;
+
+void Encoding::toUtf8(std::string_view bytes, std::string& out,
+                      const std::function<void(std::size_t)>& lost) const {
+    const auto* const page = static_cast<const CodePage*>(decoder_);
     std::string shorter;
     if (page != nullptr && page->number == japaneseEuc) bytes = shorter = withoutThirdSet(bytes);
     if (page != nullptr && appendWhole(page->number, bytes, out)) return;
-    while (!bytes.empty()) {
+    for (std::size_t at = 0; at < bytes.size();) {
+        const std::string_view rest = bytes.substr(at);
         std::size_t used = 0;
-        for (std::size_t n = 1; page != nullptr && used == 0 && n <= std::min(page->longest, bytes.size());
+        for (std::size_t n = 1; page != nullptr && used == 0 && n <= std::min(page->longest, rest.size());
              ++n) {
-            if (appendWhole(page->number, bytes.substr(0, n), out)) used = n;
+            if (appendWhole(page->number, rest.substr(0, n), out)) used = n;
         }
-        if (used == 0) out += kReplacement;
-        bytes.remove_prefix(std::max<std::size_t>(used, 1));
+        if (used == 0) {
+            lost(at);
+            out += kReplacement;
+        }
+        at += std::max<std::size_t>(used, 1);
     }
+}
+
+bool Encoding::fromUtf8(std::string_view character, std::string& out) const {
+    const auto* const page = static_cast<const CodePage*>(encoder_);
+    if (page == nullptr) return false;
+    wchar_t wide[4];
+    const int count = ::MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, character.data(),
+                                            static_cast<int>(character.size()), wide, 4);
+    char room[16];
+    const int n = ::WideCharToMultiByte(page->number, 0, wide, count, room, sizeof room, nullptr, nullptr);
+    if (count <= 0 || n <= 0) return false;
+    // The system puts the nearest character where there is none: what does not come back was not there.
+    std::string back;
+    std::string made(room, static_cast<std::size_t>(n));
+    if (!appendWhole(page->number, made, back) || back != character) return false;
+    if (page->number == japaneseEuc) restoreThirdSet(made);
+    out += made;
+    return true;
 }
 
 }  // namespace orvkit::platform

@@ -1,0 +1,84 @@
+#include <cstring>
+#include <exception>
+#include <limits>
+#include <string>
+
+#include "dictionary/vr_table.h"
+#include "encoding/charset.h"
+#include "orvkit/result.h"
+#include "orvkit/util.h"
+
+namespace orvkit {
+
+namespace {
+
+Charset charsetFor(const char* terms, DICT_VR vr) {
+    return Charset(terms != nullptr && vrRowOfAny(vr).charset ? terms : "");
+}
+
+TextKind kindOf(DICT_VR vr) noexcept {
+    if (vr == VR_PN) return TextKind::personName;
+    return vrRowOfAny(vr).split == Split::no ? TextKind::plain : TextKind::values;
+}
+
+// As memory that the caller releases.
+int handOver(const std::string& text, char*& converted, unsigned int& length) {
+    if (text.size() >= static_cast<std::size_t>(std::numeric_limits<int>::max())) return ELEM_NO_MEMORY;
+    converted = static_cast<char*>(utilNew(static_cast<int>(text.size() + 1)));
+    if (converted == nullptr) return ELEM_NO_MEMORY;
+    std::memcpy(converted, text.c_str(), text.size() + 1);
+    length = static_cast<unsigned int>(text.size());
+    return 0;
+}
+
+using Conversion = std::string (Charset::*)(std::string_view, TextKind, DcTextLoss&) const;
+
+int convert(const Charset& charset, Conversion conversion, DICT_VR vr, std::string_view text,
+            char*& converted, unsigned int& convertedLength, DcTextLoss* loss) {
+    DcTextLoss lost;
+    const std::string made = (charset.*conversion)(text, kindOf(vr), lost);
+    if (loss != nullptr) *loss = lost;
+    if (const int result = handOver(made, converted, convertedLength); result != 0) return result;
+    return lost.count == 0 ? 0 : ELEM_CHARSET_LOSS;
+}
+
+}  // namespace
+
+}  // namespace orvkit
+
+using namespace orvkit;
+
+int textCheckCharset(const char* terms) {
+    try {
+        return terms == nullptr || Charset(terms).known() ? 0 : ELEM_CHARSET;
+    } catch (const std::exception&) {
+        return ELEM_NO_MEMORY;
+    }
+}
+
+int textToUtf8(const char* terms, DICT_VR vr, const char* text, unsigned int length, char*& converted,
+               unsigned int& convertedLength, DcTextLoss* loss) {
+    converted = nullptr;
+    convertedLength = 0;
+    if (text == nullptr && length != 0) return ELEM_NULL_ARGUMENT;
+    try {
+        return convert(charsetFor(terms, vr), &Charset::toUtf8, vr, {text, length}, converted,
+                       convertedLength, loss);
+    } catch (const std::exception&) {
+        return ELEM_NO_MEMORY;
+    }
+}
+
+int textFromUtf8(const char* terms, DICT_VR vr, const char* utf8, unsigned int length, char*& converted,
+                 unsigned int& convertedLength, DcTextLoss* loss) {
+    converted = nullptr;
+    convertedLength = 0;
+    if (utf8 == nullptr && length != 0) return ELEM_NULL_ARGUMENT;
+    try {
+        const Charset charset = charsetFor(terms, vr);
+        if (!charset.known()) return ELEM_CHARSET;
+        return convert(charset, &Charset::fromUtf8, vr, {utf8, length}, converted, convertedLength, loss);
+    } catch (const std::exception&) {
+        return ELEM_NO_MEMORY;
+    }
+}
