@@ -61,6 +61,7 @@ constexpr CharsetRow rows[] = {
 constexpr const CharsetRow& asciiRow = rows[0];
 constexpr const CharsetRow& katakanaRow = rows[1];
 constexpr const CharsetRow& latin1Row = rows[2];
+constexpr const CharsetRow& utf8Row = rows[17];
 constexpr const CharsetRow& romajiRow = rows[std::size(rows) - 1];
 
 constexpr char escapeCharacter = 0x1B;
@@ -218,6 +219,7 @@ std::size_t lengthOfCharacter(std::string_view utf8) noexcept {
 
 // The codes of one character, as they stand in G0 or G1; empty when the set lacks it.
 std::string codesOf(const CharsetRow& row, std::string_view character) {
+    if (&row == &utf8Row) return std::string(character);
     std::string codes;
     if (row.encoding == nullptr || !encodingOf(row).fromUtf8(character, codes)) return "";
     if (row.kind == CodeKind::whole) return codes;
@@ -298,6 +300,15 @@ class Encoding {
     std::string& out_;
 };
 
+void keepUtf8(std::string_view text, std::string& out, DcTextLoss& loss) {
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t n = lengthOfCharacter(text.substr(at));
+        if (n == 0) lose(loss, at);
+        out += n == 0 ? platform::REPLACEMENT : text.substr(at, n);
+        at += std::max<std::size_t>(n, 1);
+    }
+}
+
 }  // namespace
 
 Charset::Charset(std::string_view terms) : g0_(&asciiRow) {
@@ -320,7 +331,9 @@ Charset::Charset(std::string_view terms) : g0_(&asciiRow) {
 std::string Charset::toUtf8(std::string_view text, TextKind kind, DcTextLoss& loss) const {
     std::string out;
     out.reserve(text.size() + text.size() / 2);
-    if (whole_ != nullptr) {
+    if (whole_ == &utf8Row) {
+        keepUtf8(text, out, loss);
+    } else if (whole_ != nullptr) {
         encodingOf(*whole_).toUtf8(text, out, [&loss](std::size_t i) { lose(loss, i); });
     } else {
         Decoding(InPlace(g0_, g1_, kind), text, out, loss).run();

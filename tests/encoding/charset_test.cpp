@@ -170,7 +170,7 @@ TEST(CharsetTest, AnyBytesBecomeUtf8) {
         }
         for (const char* set : terms) {
             const Converted utf8 = toUtf8(set, VR_PN, text);
-            EXPECT_EQ(fromUtf8("ISO_IR 192", VR_PN, utf8.text).result, 0);
+            EXPECT_EQ(fromUtf8("ISO_IR 192", VR_PN, utf8.text).result, 0) << set << ' ' << text;
             const Converted coded = fromUtf8(set, VR_PN, utf8.text);
             if (coded.result == 0) {
                 EXPECT_EQ(toUtf8(set, VR_PN, coded.text).text, utf8.text) << set << ' ' << text;
