@@ -304,7 +304,7 @@ void keepUtf8(std::string_view text, std::string& out, DcTextLoss& loss) {
     for (std::size_t at = 0; at < text.size();) {
         const std::size_t n = lengthOfCharacter(text.substr(at));
         if (n == 0) lose(loss, at);
-        out += n == 0 ? platform::REPLACEMENT : text.substr(at, n);
+        out += n == 0 ? platform::kReplacement : text.substr(at, n);
         at += std::max<std::size_t>(n, 1);
     }
 }

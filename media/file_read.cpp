@@ -12,6 +12,7 @@
 #include "encoding/walk.h"
 #include "foundation/block.h"
 #include "foundation/fail.h"
+#include "media/any_file.h"
 #include "media/file_prefix.h"
 #include "media/meta_info.h"
 #include "media/part10_reader.h"
@@ -64,14 +65,24 @@ int checkLimit(const FilePrefix& file, const Part10& p, const char* reporter) {
     return file.size() > p.end && file.size() - p.end > limit ? failLimit(reporter, p.path) : RESULT_OK;
 }
 
+int decodeToZeros(std::span<unsigned char> bytes, Part10& p, DICT_UID xferSyn, DcElemList& dataset) {
+    if (p.found != nullptr) {
+        SpanSource source(bytes);
+        const std::uint64_t end = endBeforeZeros(source, 0, xferSyn);
+        p.found->zerosBehind = bytes.size() - end;
+        bytes = bytes.first(static_cast<std::size_t>(end));
+    }
+    return decode(bytes, xferSyn, p.meta, dataset);
+}
+
 // Reads what is left of a file and decodes it.
 int decodeAll(FilePrefix& file, Part10& p, DICT_UID xferSyn, DcElemList& dataset, const char* reporter) {
     if (const int result = checkLimit(file, p, reporter); result != RESULT_OK) return result;
     file.setLimit(UINT64_MAX);
     if (!file.loadAll()) return failPrefix(file, reporter, p.path);
     const auto bytes = file.bytes();
-    return decode(bytes.subspan(static_cast<std::size_t>(std::min<std::uint64_t>(p.end, bytes.size()))),
-                  xferSyn, p.meta, dataset);
+    const auto begin = static_cast<std::size_t>(std::min<std::uint64_t>(p.end, bytes.size()));
+    return decodeToZeros(bytes.subspan(begin), p, xferSyn, dataset);
 }
 
 // Opens a file and reads its meta information and the first bytes behind. `statReporter` tells of a file that
@@ -210,7 +221,7 @@ class AroundReader {
             if (source->failed()) {
                 return file_ != nullptr ? failPrefix(*file_, kReporter, p_.path) : int{DIR_READ_WRITE};
             }
-            note(decodeBytes(from, stays ? h.offset : source->size()));
+            note(decodeBytes(from, stays ? h.offset : end_ != 0 ? end_ : source->size()));
             if (!stays) return result_;
             if (file_ != nullptr) source = &whole_.of(*file_);
             from = leave(*source, h, from);
@@ -229,9 +240,17 @@ class AroundReader {
         Walker walker(source, from, source.size(), mode_, true);
         while (walker.peek(h) == WalkStep::element) {
             if (staysInFile(h)) return true;
+            if (h.tag == 0 && endsInZeros(source, h.offset)) return false;
             if (!walker.skip(h)) return false;
         }
+        (void)endsInZeros(source, walker.position());
         return false;
+    }
+    bool endsInZeros(ByteSource& source, std::uint64_t at) {
+        if (p_.found == nullptr || !onlyZerosFrom(source, at)) return false;
+        end_ = at;
+        p_.found->zerosBehind = source.size() - at;
+        return true;
     }
     bool staysInFile(const WalkHeader& h) const {
         const bool ofStream = h.mode == mode_;
@@ -305,6 +324,7 @@ class AroundReader {
     DcElemList& dataset_;
     DcDirAround& around_;
     WholeSource whole_;
+    std::uint64_t end_ = 0;  // of the data set, where zeros follow
     int result_ = RESULT_OK;
 };
 
@@ -371,6 +391,37 @@ int dirReadFile(unsigned char* buf, unsigned int length, DcDirMetaInfo& meta, Dc
     return failMemory("dirReadFile");
 }
 
+int dirReadAnyFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset, DcDirFound& found) try {
+    constexpr const char* reporter = "dirReadAnyFile";
+    FilePrefix file;
+    Part10 p{file, path, meta};
+    p.found = &found;
+    if (const int result = begin(file, p, reporter, FilePrefix::kWithHeader); result != RESULT_OK)
+        return result;
+    DICT_UID xferSyn;
+    const int result = settleSyntax(p, reporter, xferSyn);
+    return result != RESULT_OK ? result : decodeAll(file, p, xferSyn, dataset, reporter);
+} catch (const std::bad_alloc&) {
+    return failMemory("dirReadAnyFile");
+}
+
+int dirReadAnyFile(unsigned char* buf, unsigned int length, DcDirMetaInfo& meta, DcElemList& dataset,
+                   DcDirFound& found) try {
+    constexpr const char* reporter = "dirReadAnyFile";
+    if (buf == nullptr) return failNull(DIR_NULL_ARGUMENT, reporter);
+    SpanSource source({buf, length});
+    Part10 p{source, nullptr, meta};
+    p.found = &found;
+    if (const int result = readMeta(p); result != RESULT_OK) return result;
+    DICT_UID xferSyn;
+    if (const int result = settleSyntax(p, reporter, xferSyn); result != RESULT_OK) return result;
+    if (length - p.end > static_cast<unsigned int>(maxFileSize())) return failLimit(reporter, p.name());
+    return decodeToZeros(std::span(buf, length).subspan(static_cast<std::size_t>(p.end)), p, xferSyn,
+                         dataset);
+} catch (const std::bad_alloc&) {
+    return failMemory("dirReadAnyFile");
+}
+
 int dirReadNonPixelElem(const char* path, DcDirMetaInfo& meta, DcElemList& dataset, int* pixelOffset,
                         int* pixelLength) try {
     constexpr const char* reporter = "dirReadNonPixelElem";
@@ -415,6 +466,7 @@ int dirReadAroundPixels(const char* path, DcDirMetaInfo& meta, DcElemList& datas
     around.streamOffset = kMetaOffset;
     FilePrefix file;
     Part10 p{file, path, meta, around.meta};
+    p.found = around.found;
     const int result = begin(file, p, kMetaReporter, FilePrefix::kWithHeader);
     return result != RESULT_OK ? result : readAround(p, &file, dataset, around);
 }
@@ -425,6 +477,7 @@ int dirReadAroundPixels(unsigned char* buf, unsigned int length, DcDirMetaInfo& 
     if (buf == nullptr) return failNull(DIR_NULL_ARGUMENT, "dirReadAroundPixels");
     SpanSource source({buf, length});
     Part10 p{source, nullptr, meta, around.meta};
+    p.found = around.found;
     const int result = readMeta(p);
     return result != RESULT_OK ? result : readAround(p, nullptr, dataset, around);
 }

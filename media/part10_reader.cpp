@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cstring>
 
+#include "encoding/codec.h"
 #include "foundation/fail.h"
+#include "media/any_file.h"
 #include "media/meta_info.h"
 
 namespace orvkit {
@@ -44,9 +46,14 @@ int failMeta(std::uint64_t offset) {
                 static_cast<unsigned int>(offset));
 }
 
+int failNotPart10(const Part10& p, std::span<const unsigned char> first) {
+    return fail(DIR_NOT_PART10, LOG_ERROR, kMetaReporter, "File '%s' is not a Part 10 file: %s", p.name(),
+                describe(first));
+}
+
 // Walks the elements of group 0002; their group length is not asked. `end` receives where they stop.
-int walkMeta(ByteSource& source, std::uint64_t& end) {
-    Walker walker(source, kMetaOffset, source.size(), Mode::explicitLittle());
+int walkMeta(ByteSource& source, std::uint64_t begin, std::uint64_t& end) {
+    Walker walker(source, begin, source.size(), Mode::explicitLittle());
     WalkHeader h;
     while (true) {
         const WalkStep step = walker.peek(h);
@@ -69,37 +76,101 @@ DICT_UID guessSyntax(std::span<const unsigned char> b) {
                                                                             : UID_LITTLE_ENDIAN_EXPLICIT;
 }
 
-}  // namespace
-
-int readMeta(Part10& p) {
-    p.meta.reset();
-    const auto first = p.source.at(0, kFirstBytes);
-    if (p.source.failed()) return failMeta(0);
-    if (first.size() < kFirstBytes || std::memcmp(first.data() + 128, "DICM", 4) != 0 ||
-        groupAt(first, kMetaOffset, ByteOrder::little) != 2) {
-        return fail(DIR_NOT_PART10, LOG_ERROR, kMetaReporter, "File '%s' is not a Part 10 file: %s", p.name(),
-                    describe(first));
-    }
-    std::memcpy(p.meta.preamble, first.data(), kPreambleSize);
-    if (const int result = walkMeta(p.source, p.end); result != RESULT_OK) return result;
-
-    const std::uint64_t size = p.end - kMetaOffset;
-    const auto bytes = p.source.at(kMetaOffset, static_cast<std::size_t>(size));
-    if (bytes.size() < size || size > 0xFFFFFFFF) return failMeta(kMetaOffset);
+// The elements of group 0002 in explicit VR.
+int takeMeta(Part10& p, std::span<const unsigned char> bytes) {
     DcElemList group;
-    auto length = static_cast<unsigned int>(size);
+    auto length = static_cast<unsigned int>(bytes.size());
     const int parsed =
         group.parse(const_cast<unsigned char*>(bytes.data()), length, UID_LITTLE_ENDIAN_EXPLICIT);
     const int filled = dirElemListToFileMetaInfo(group, p.meta);
     if (DcElem* e = nullptr; group.getElem(kTagMetaTransferSyntax, &e) == RESULT_OK) {
         (void)e->getValue(p.syntaxText, static_cast<int>(sizeof p.syntaxText - 1), 0);
     }
+    if (p.found != nullptr) {
+        unsigned int told = 0;
+        const bool tells = group.getValue(kTagMetaLength, told) == RESULT_OK;
+        p.found->groupLength = tells && told + std::uint64_t{12} == bytes.size();
+    }
     if (p.group != nullptr) (void)group.moveElem(p.group);
     if (parsed == ELEM_NO_MEMORY) return parsed;
     return parsed != RESULT_OK ? DIR_META_INFO : filled;
 }
 
+int readMetaAt(Part10& p, std::uint64_t begin) {
+    if (const int result = walkMeta(p.source, begin, p.end); result != RESULT_OK) return result;
+    const std::uint64_t size = p.end - begin;
+    const auto bytes = p.source.at(begin, static_cast<std::size_t>(size));
+    if (bytes.size() < size || size > 0xFFFFFFFF) return failMeta(begin);
+    return takeMeta(p, bytes.first(static_cast<std::size_t>(size)));
+}
+
+// Wherever it is, and also when there is none.
+int readAnyMeta(Part10& p) {
+    *p.found = DcDirFound();
+    const auto located = locate(p.source, *p.found);
+    if (!located) {
+        if (p.source.failed()) return failMeta(0);
+        return failNotPart10(p, p.source.at(0, kFirstBytes));
+    }
+    if (p.found->preamble) std::memcpy(p.meta.preamble, p.source.at(0, kPreambleSize).data(), kPreambleSize);
+    p.end = located->begin;
+    if (!located->meta) return RESULT_OK;
+    p.found->meta = true;
+    p.found->metaImplicit = !located->mode.explicitVr;
+    if (!p.found->metaImplicit) return readMetaAt(p, located->begin);
+    std::vector<unsigned char> bytes;
+    if (!explicitMeta(p.source, located->begin, p.end, bytes)) return failMeta(p.end);
+    const int result = takeMeta(p, bytes);
+    // Its length is that of the implicit form, which nobody asks.
+    p.found->groupLength = false;
+    return result;
+}
+
+}  // namespace
+
+int readMeta(Part10& p) {
+    p.meta.reset();
+    if (p.found != nullptr) return readAnyMeta(p);
+    const auto first = p.source.at(0, kFirstBytes);
+    if (p.source.failed()) return failMeta(0);
+    if (first.size() < kFirstBytes || std::memcmp(first.data() + 128, "DICM", 4) != 0 ||
+        groupAt(first, kMetaOffset, ByteOrder::little) != 2) {
+        return failNotPart10(p, first);
+    }
+    std::memcpy(p.meta.preamble, first.data(), kPreambleSize);
+    return readMetaAt(p, kMetaOffset);
+}
+
+namespace {
+
+// By the meta information as long as the data set looks like it; compressed ones are not looked into.
+void settleAnySyntax(Part10& p, DICT_UID& xferSyn) {
+    DcDirFound& found = *p.found;
+    const DcDictUidInfo* info = Dict.findUid(xferSyn);
+    const DICT_UID named = info != nullptr && info->type == UID_TYPE_XFER_SYN ? xferSyn : DICT_UID{UID_NONE};
+    if (codecOf(named) != nullptr || named == UID_DEFLATED_LITTLE_ENDIAN_EXPLICIT) {
+        found.xferSyn = named;
+        return;
+    }
+    const DICT_UID looks = syntaxByLooks(p.source, p.end, named);
+    if (looks == UID_NONE && named == UID_NONE) {
+        const auto first = p.source.at(p.end, kShortHeader);
+        xferSyn = guessSyntax(first);
+    } else {
+        xferSyn = looks != UID_NONE ? looks : named;
+    }
+    found.xferSyn = xferSyn;
+    found.guessed = xferSyn != named;
+    if (found.guessed) p.meta.transferSyntax = xferSyn;
+}
+
+}  // namespace
+
 int settleSyntax(Part10& p, const char* reporter, DICT_UID& xferSyn) {
+    if (p.found != nullptr) {
+        xferSyn = p.meta.transferSyntax;
+        settleAnySyntax(p, xferSyn);
+    }
     const auto first = p.source.at(p.end, 8);
     xferSyn = p.meta.transferSyntax;
     const DcDictUidInfo* info = Dict.findUid(xferSyn);

@@ -17,6 +17,7 @@ struct Part10 {
     DcElemList* group = nullptr;  // receives the elements of group 0002
     std::uint64_t end = 0;        // where the data set begins
     char syntaxText[65] = "";     // the transfer syntax as the file names it
+    DcDirFound* found = nullptr;  // not null: also what is no Part 10 file by the letter
 
     const char* name() const { return path != nullptr ? path : "(memory)"; }
 };

@@ -68,17 +68,14 @@ std::string textOf(int result, const DumpedFile& file) {
     }
 }
 
-bool namesTransferSyntax(const DcElemList& meta) {
-    const DcElem* const e = elementOf(meta, T_0002_0010_transferSyntaxUid);
-    return e != nullptr && e->getValueCount() > 0;
-}
-
 // `read(meta, around)` is one of the forms of dirReadAroundPixels.
 template <typename Read>
 int readWith(DumpedFile& file, Read read) {
     DcDirMetaInfo meta;
     DcDirAround around;
     around.meta = &file.meta;
+    DcDirFound found;
+    around.found = &found;
     const int replaced = elementsReplaced();
     forgetFault();
     int result;
@@ -93,10 +90,7 @@ int readWith(DumpedFile& file, Read read) {
         file.faults.push_back(std::to_string(twice) + (twice == 1 ? " element comes" : " elements come") +
                               " again further on, and only the last is shown");
     }
-    if (result == RESULT_OK && !namesTransferSyntax(file.meta)) {
-        file.faults.push_back("(0002,0010): no transfer syntax, the data set is read as " +
-                              describeUid(around.xferSyn));
-    }
+    if (result != DIR_NOT_PART10 && around.xferSyn != UID_NONE) file.note = describeFound(found);
     // Without meta information nothing is known of a file.
     if (file.meta.first() == nullptr && file.data.first() == nullptr)
         file.kind = DumpedFile::Kind::unreadable;
@@ -142,6 +136,18 @@ bool readOther(DumpedFile& file) {
 }
 
 }  // namespace
+
+std::string describeFound(const DcDirFound& found) {
+    std::string text;
+    const auto add = [&text](const std::string& part) { text += (text.empty() ? "" : ", ") + part; };
+    if (found.guessed) add("read as " + describeUid(found.xferSyn));
+    if (!found.meta) add("no file meta information");
+    if (found.meta && !found.preamble) add("no preamble");
+    if (found.metaImplicit) add("file meta information in implicit VR");
+    if (found.zerosBefore != 0) add(std::to_string(found.zerosBefore) + " zero bytes in front");
+    if (found.zerosBehind != 0) add(std::to_string(found.zerosBehind) + " zero bytes behind the data set");
+    return text;
+}
 
 void readForDump(DumpedFile& file) {
     const int result = readWith(file, [&file](DcDirMetaInfo& meta, DcDirAround& around) {

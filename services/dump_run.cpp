@@ -211,8 +211,9 @@ class DumpRun {
         } else {
             file.faults.push_back(found.fault);
         }
+        if (!file.note.empty()) file.faults.insert(file.faults.begin(), file.note);
         if (file.faults.empty()) return;
-        ok_ = false;
+        if (file.faults.size() > 1 || file.note.empty()) ok_ = false;
         (void)await(number, true);
         (void)out.deliver();  // so that both stand in order where they go to the same place
         for (const std::string& fault : file.faults) {

@@ -50,8 +50,7 @@ void showTree(DcDirDicomDir& set, Output& out) {
             const std::string value = withEscapes(utf8Of(*element, charset));
             if (!value.empty()) out << "  " << value;
         }
-        if (info.refFileId[0] != '\0')
-            out << "  " << withEscapes(charset.toUtf8(info.refFileId, VR_ST));
+        if (info.refFileId[0] != '\0') out << "  " << withEscapes(charset.toUtf8(info.refFileId, VR_ST));
         if (mrdrOf(*r) != nullptr) out << "  (multi-referenced)";
         if (info.inUseFlag == DIR_REC_NOT_IN_USE) out << "  (not in use)";
         out << '\n';

@@ -62,6 +62,26 @@ ORVKIT_API int dirReadFile(unsigned char* buf, unsigned int length, DcDirMetaInf
 ORVKIT_API int dirReadNonPixelElem(const char* path, DcDirMetaInfo& meta, DcElemList& dataset,
                                    int* pixelOffset, int* pixelLength);
 
+// What a tolerant reading found of a file that may be no Part 10 file by the letter.
+struct DcDirFound {
+    bool preamble = false;               // 128 bytes and "DICM"
+    bool meta = false;                   // file meta information
+    bool metaImplicit = false;           // ... without letters of its VRs
+    bool groupLength = false;            // ... whose length it says, and rightly
+    unsigned long long zerosBefore = 0;  // bytes of zero in front of everything else, preamble aside
+    unsigned long long zerosBehind = 0;  // ... that fill up the file behind the data set
+    DICT_UID xferSyn = UID_NONE;         // the syntax that the data set was read in
+    bool guessed = false;                // by its looks: the file names none, or one that cannot be
+};
+// As dirReadFile, and beyond: a data set without meta information, in whichever of the three uncompressed
+// syntaxes it looks like; meta information without a preamble, in implicit VR, or with a wrong group length
+// or none; zeros in front and behind; a data set that looks otherwise than its meta information says. The
+// transfer syntax in `meta` is then the one that was found. DIR_NOT_PART10 when it looks like no DICOM at
+// all.
+ORVKIT_API int dirReadAnyFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset, DcDirFound& found);
+ORVKIT_API int dirReadAnyFile(unsigned char* buf, unsigned int length, DcDirMetaInfo& meta,
+                              DcElemList& dataset, DcDirFound& found);
+
 // How dirReadAroundPixels reads, and what it tells beside the data set.
 struct DcDirAround {
     DcElemList* meta = nullptr;   // in: receives the elements of group 0002; may be null
@@ -69,6 +89,8 @@ struct DcDirAround {
     // Out, from the first call of a callback of elemListRegisterFaultCB on: the file offset from which the
     // offsets of the faults are counted.
     unsigned long long streamOffset = 0;
+    // In: null, or what receives how the file was found; it is then read as dirReadAnyFile does.
+    DcDirFound* found = nullptr;
 };
 // Meta information and the whole data set, but the bytes of Pixel Data are not read, whatever stands behind
 // them: the element refers to them with a buffer of the type BUF_FILE (the name is `path`, or null for a

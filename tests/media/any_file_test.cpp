@@ -1,0 +1,170 @@
+// Reading what is no Part 10 file by the letter.
+#include <gtest/gtest.h>
+
+#include "media/part10.h"
+#include "media/sample_files.h"
+#include "orvkit/tags.h"
+#include "support/capture_log.h"
+
+namespace {
+
+struct Any {
+    int result = -1;
+    DcDirMetaInfo meta;
+    DcElemList dataset;
+    DcDirFound found;
+
+    explicit Any(std::vector<unsigned char> bytes) {
+        bytes.reserve(1);
+        result = dirReadAnyFile(bytes.data(), static_cast<unsigned int>(bytes.size()), meta, dataset, found);
+    }
+    // As dirReadAroundPixels reads it, from disk.
+    explicit Any(const std::string& path) {
+        DcDirAround around;
+        around.found = &found;
+        result = dirReadAroundPixels(path.c_str(), meta, dataset, around);
+    }
+    int elements() {
+        int n = 0;
+        for (DcElem* e = dataset.first(); e != nullptr; e = e->next()) ++n;
+        return n;
+    }
+    std::string patient() {
+        char name[65] = "";
+        (void)dataset.getValue(T_0010_0010_patientsName, name, 64);
+        return name;
+    }
+};
+
+Stream dataSet(DICT_UID syntax) {
+    Stream s(syntax);
+    s.ui(0x00080016, uidOf(UID_CT_IMAGE_STORAGE)).ui(0x00080018, "1.2.840.77");
+    s.header(0x00081140, "SQ", Stream::undefined).item(Stream::undefined).ui(0x00081155, "1.2.3");
+    return s.endItem().endSequence().elem(0x00100010, "PN", "Doe^Jane");
+}
+
+// Group 0002 in implicit VR, with a length that is wrong.
+Stream implicitMeta(DICT_UID syntax) {
+    Stream s(UID_LITTLE_ENDIAN_IMPLICIT);
+    s.header(0x00020000, "UL", 4).u32(7).elem(0x00020001, "OB", std::string("\0\1", 2));
+    return s.ui(0x00020002, uidOf(UID_CT_IMAGE_STORAGE))
+        .ui(0x00020003, "1.2.840.77")
+        .ui(0x00020010, uidOf(syntax));
+}
+
+std::vector<unsigned char> joined(const std::vector<std::string>& parts) {
+    std::vector<unsigned char> bytes;
+    for (const std::string& part : parts) bytes.insert(bytes.end(), part.begin(), part.end());
+    return bytes;
+}
+std::string text(const Stream& s) {
+    return {s.bytes().begin(), s.bytes().end()};
+}
+
+}  // namespace
+
+TEST(AnyFile, IsFoundWhereverItIsAndToldHow) {
+    const std::string preamble = std::string(128, '\0') + "DICM";
+    const std::string zeros(512, '\0');
+    for (const DICT_UID syntax :
+         {UID_LITTLE_ENDIAN_EXPLICIT, UID_LITTLE_ENDIAN_IMPLICIT, UID_BIG_ENDIAN_EXPLICIT}) {
+        const std::string data = text(dataSet(syntax));
+        const std::string group = text(metaGroup(Dict.findUid(syntax)->uid));
+        const auto withLength = [&group](std::size_t length) {
+            return text(Stream().header(0x00020000, "UL", 4).u32(static_cast<std::uint32_t>(length))) + group;
+        };
+        const std::string meta = withLength(group.size());
+        const std::string implicit = text(implicitMeta(syntax));
+        const DICT_UID other =
+            syntax == UID_LITTLE_ENDIAN_IMPLICIT ? UID_LITTLE_ENDIAN_EXPLICIT : UID_LITTLE_ENDIAN_IMPLICIT;
+        const std::string wrongMeta = text(metaGroup(Dict.findUid(other)->uid));
+        const struct {
+            const char* name;
+            std::vector<std::string> parts;
+            bool preamble, meta, metaImplicit, groupLength, guessed;
+            std::size_t before, behind;
+        } rows[] = {
+            {"by the letter", {preamble, meta, data}, true, true, false, true, false, 0, 0},
+            {"bare", {data}, false, false, false, false, true, 0, 0},
+            {"bare behind a preamble", {preamble, data}, true, false, false, false, true, 0, 0},
+            {"no preamble", {meta, data}, false, true, false, true, false, 0, 0},
+            {"DICM alone", {"DICM", meta, data}, false, true, false, true, false, 0, 0},
+            {"another group length", {preamble, withLength(7), data}, true, true, false, false, false, 0, 0},
+            {"no group length", {preamble, group, data}, true, true, false, false, false, 0, 0},
+            {"implicit meta information", {preamble, implicit, data}, true, true, true, false, false, 0, 0},
+            {"zeros around", {zeros, data, zeros}, false, false, false, false, true, 512, 512},
+            {"zeros behind", {preamble, meta, data, zeros}, true, true, false, true, false, 0, 512},
+            {"three zeros behind",
+             {preamble, meta, data, std::string(3, '\0')},
+             true,
+             true,
+             false,
+             true,
+             false,
+             0,
+             3},
+            {"a syntax that is not", {preamble, wrongMeta, data}, true, true, false, false, true, 0, 0},
+        };
+        const TempDir temp;
+        for (const auto& row : rows) {
+            const std::vector<unsigned char> bytes = joined(row.parts);
+            const std::string path = makeFile(temp, "file", bytes);
+            for (Any* const any : {new Any(bytes), new Any(path)}) {
+                const std::unique_ptr<Any> owned(any);
+                EXPECT_EQ(any->result, RESULT_OK) << row.name << syntax;
+                EXPECT_EQ(any->patient(), "Doe^Jane") << row.name << syntax;
+                EXPECT_EQ(any->elements(), 4) << row.name << syntax;
+                EXPECT_STREQ(any->meta.sopInstanceUid, "1.2.840.77") << row.name;
+                EXPECT_EQ(any->meta.transferSyntax, syntax) << row.name;
+                EXPECT_EQ(any->found.xferSyn, syntax) << row.name;
+                EXPECT_EQ(any->found.preamble, row.preamble) << row.name;
+                EXPECT_EQ(any->found.meta, row.meta) << row.name;
+                EXPECT_EQ(any->found.metaImplicit, row.metaImplicit) << row.name;
+                EXPECT_EQ(any->found.groupLength, row.groupLength) << row.name;
+                EXPECT_EQ(any->found.guessed, row.guessed) << row.name << syntax;
+                EXPECT_EQ(any->found.zerosBefore, row.before) << row.name << syntax;
+                EXPECT_EQ(any->found.zerosBehind, row.behind) << row.name << syntax;
+            }
+        }
+    }
+}
+
+TEST(AnyFile, WhatIsNoDicomIsRefused) {
+    const CaptureLog log;
+    std::string random;
+    for (unsigned int i = 0, seed = 7; i < 4096; ++i)
+        random += static_cast<char>((seed = seed * 1664525 + 1013904223) >> 24);
+    for (const std::string& content :
+         {std::string(), std::string("\x08"), std::string(4096, '\0'),
+          std::string("#!/bin/sh\necho this is a script\n"), std::string("\x89PNG\r\n\x1A\n\0\0\0\rIHDR", 16),
+          std::string(4096, '\xFF'), random, std::string(128, '\0') + "DICM"}) {
+        const Any any(joined({content}));
+        EXPECT_EQ(any.result, DIR_NOT_PART10) << content.size();
+        EXPECT_FALSE(any.found.meta);
+    }
+}
+
+// Every length of every such sample: no end without a code or the elements that are there.
+TEST(AnyFile, TruncatedFilesKeepWhatIsWhole) {
+    if (samplesDirectory() == nullptr) GTEST_SKIP() << "no samples";
+    const CaptureLog log;
+    int files = 0;
+    for (const Sample& sample : allSamples()) {
+        if (sample.folder() != "nometa") continue;
+        std::ifstream in(samplePath(sample.path), std::ios::binary);
+        const std::string whole{std::istreambuf_iterator<char>(in), {}};
+        Any all(joined({whole}));
+        EXPECT_EQ(all.result, RESULT_OK) << sample.path;
+        EXPECT_GT(all.elements(), 2) << sample.path;
+        ++files;
+        int before = 0;
+        for (std::size_t length = 0; length < std::min<std::size_t>(whole.size(), 1500); ++length) {
+            Any cut(joined({whole.substr(0, length)}));
+            if (cut.result == DIR_NOT_PART10 || cut.found.xferSyn != all.found.xferSyn) continue;
+            EXPECT_GE(cut.elements() + 1, before) << sample.path << length;
+            before = cut.elements();
+        }
+        EXPECT_GT(before, 1) << sample.path;
+    }
+    EXPECT_GE(files, 6);
+}
