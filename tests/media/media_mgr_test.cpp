@@ -50,21 +50,3 @@ TEST(MediaManager, KeepsTheFileOfAnMrdrInUse) {
     EXPECT_EQ(manager.mDelete("SHARED"), RESULT_OK);
     EXPECT_FALSE(std::filesystem::exists(root / "SHARED"));
 }
-
-TEST(MediaManager, TellsTimesAndFreeSpace) {
-    const TempDir root;
-    makeImage(root, "A");
-    DcMediaMgr manager(MEDIA_ROLE_CREATOR_READER, (root / "").c_str());
-    DcElemValueDT created, modified;
-    ASSERT_EQ(manager.mInquireFile("A", created, modified), RESULT_OK);
-    EXPECT_GE(modified.year, 2000);
-    EXPECT_EQ(created.year, modified.year);
-    const CaptureLog log;
-    EXPECT_EQ(manager.mInquireFile("NONE", created, modified), MEDIA_STAT);
-    EXPECT_EQ(modified.year, 0);
-    unsigned int bytes = 0;
-    EXPECT_EQ(manager.mInquireFileSet(bytes), RESULT_OK);
-    EXPECT_GT(bytes, 0u);
-    EXPECT_EQ(DcMediaMgr(MEDIA_ROLE_CREATOR, "/no/such/folder").mInquireFileSet(bytes), MEDIA_FILE_ID);
-    EXPECT_EQ(bytes, 0u);
-}

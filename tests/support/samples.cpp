@@ -5,7 +5,7 @@
 const char* samplesDirectory() {
     static const std::string directory = [] {
         const char* named = std::getenv("ORVKIT_SAMPLES");
-        std::string path = named != nullptr ? named : ORVKIT_DEFAULT_SAMPLES;
+        const std::string path = named != nullptr ? named : ORVKIT_DEFAULT_SAMPLES;
         return std::filesystem::exists(path + "/INDEX.tsv") ? path : std::string();
     }();
     return directory.empty() ? nullptr : directory.c_str();
