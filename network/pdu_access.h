@@ -38,6 +38,7 @@ struct PduAccess {
     static unsigned int maxPduLen(const DcPdu& pdu) noexcept { return pdu.maxPduLen_; }
     static unsigned int readTimeout(const DcPdu& pdu) noexcept { return pdu.readTimeout_; }
     static unsigned int writeTimeout(const DcPdu& pdu) noexcept { return pdu.writeTimeout_; }
+    static void setWriteTimeout(DcPdu& pdu, unsigned int seconds) noexcept { pdu.writeTimeout_ = seconds; }
     static int sendPatience(const DcPdu& pdu) noexcept { return pdu.sendPatience(); }
 
     static void setReception(DcPdu& pdu, Reception* reception) noexcept { pdu.reception_ = reception; }

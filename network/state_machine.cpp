@@ -67,17 +67,19 @@ int DcTsm::stateMachine(TSM_EVENT event, void* arg) {
 
 // ---- actions ----------------------------------------------------------------------------------------
 
+// All PDUs of a connection have its write time-out, whoever made them.
 int DcTsm::writePdu(void* arg) {
     auto* pdu = static_cast<DcPdu*>(arg);
     (void)pdu->attach(sockConv_);
+    orvkit::PduAccess::setWriteTimeout(*pdu, static_cast<unsigned int>(timeouts_.writeTimeout));
     return pdu->write();
 }
 
 int DcTsm::writeAbort(int source, int reason) {
-    DcPduAbort pdu(sockConv_);
+    DcPduAbort pdu;
     DcPduInfoAbort info{source, reason};
     (void)pdu.setInfo(&info);
-    return pdu.write();
+    return writePdu(static_cast<DcPdu*>(&pdu));
 }
 
 int DcTsm::readAssoPdu(void* arg) {
@@ -186,8 +188,8 @@ int DcTsm::AE_8_writeAssoRjPdu(void* arg) {
 }
 
 int DcTsm::AR_1_writeRelRqPdu(void*) {
-    DcPduReleaseRq pdu(sockConv_);
-    return pdu.write();
+    DcPduReleaseRq pdu;
+    return writePdu(static_cast<DcPdu*>(&pdu));
 }
 
 int DcTsm::AR_2_relIndication(void*) {
@@ -226,8 +228,8 @@ int DcTsm::AR_8_relIndication(void*) {
 }
 
 int DcTsm::AR_9_writeRelRpPdu(void*) {
-    DcPduReleaseRp pdu(sockConv_);
-    return pdu.write();
+    DcPduReleaseRp pdu;
+    return writePdu(static_cast<DcPdu*>(&pdu));
 }
 
 int DcTsm::AR_10_relConfirmation(void*) {
