@@ -195,6 +195,8 @@ int makeDicomdir(const DicomdirOptions& options) {
         return failed("%s: %s", options.directory.c_str(),
                       error ? error.message().c_str() : "not a directory");
     }
+    orvkit::platform::FileHandle lock;
+    if (!lockFileSet(options.directory, lock)) return EXIT_FAILED;
     muteLog();
     DcDirDicomDir directory;
     startAnew(directory, options.directory);
@@ -206,6 +208,8 @@ int makeDicomdir(const DicomdirOptions& options) {
 
 int updateDicomdir(const DicomdirOptions& options) {
     if (!rootFits(options.directory)) return EXIT_FAILED;
+    orvkit::platform::FileHandle lock;
+    if (!lockFileSet(options.directory, lock)) return EXIT_FAILED;
     DcDirDicomDir directory;
     if (!readDicomdir(directory, options.directory, true)) return EXIT_FAILED;
     muteLog();
@@ -221,6 +225,8 @@ int updateDicomdir(const DicomdirOptions& options) {
 
 int removeFromDicomdir(const DicomdirOptions& options) {
     if (!rootFits(options.directory)) return EXIT_FAILED;
+    orvkit::platform::FileHandle lock;
+    if (!lockFileSet(options.directory, lock)) return EXIT_FAILED;
     DcDirDicomDir directory;
     if (!readDicomdir(directory, options.directory, true)) return EXIT_FAILED;
     muteLog();

@@ -1,6 +1,7 @@
 #include "services/folder.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <system_error>
 
@@ -64,6 +65,12 @@ void removeEmptyFolders(const std::string& root, std::string fileId) {
         fileId.resize(end);
         if (!fs::remove(pathOf(pathOfFileId(root, fileId)), error)) break;
     }
+}
+
+bool lockFileSet(const std::string& directory, orvkit::platform::FileHandle& lock) {
+    lock = orvkit::platform::lockFolder(directory.c_str(), orvkit::platform::FolderUse::alone);
+    if (lock || errno != EWOULDBLOCK) return true;
+    return complain("%s: another program is at work in this file set", directory.c_str());
 }
 
 bool readDicomdir(DcDirDicomDir& set, const std::string& directory, bool written) {

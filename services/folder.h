@@ -6,8 +6,14 @@
 #include <vector>
 
 #include "orvkit/dicomdir.h"
+#include "platform/file.h"
 
 namespace services {
+
+// Has a file set for one writer alone, for as long as `lock` lives; false, with a complaint, where another is
+// at work there. Take it before the DICOMDIR is read: what another writes in between would be lost. File
+// systems that keep no locks are written without.
+bool lockFileSet(const std::string& directory, orvkit::platform::FileHandle& lock);
 
 // Reads the DICOMDIR of a folder; false, with a complaint, when there is none or nothing of it can be read.
 // One that lost records in reading is refused when it is to be `written`.

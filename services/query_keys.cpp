@@ -66,8 +66,9 @@ bool QueryKeys::parse(const QueryOptions& options) {
         const std::string name = key.substr(0, equals);
         const std::vector<unsigned int> named = tagsNamed(name);
         if (named.empty()) return complain("key %s: %s", key.c_str(), noTagText(name).c_str());
-        if (!add(named.front(), equals == std::string::npos ? "" : key.substr(equals + 1)))
-            return complain("key %s: not an element that can be asked for, or given twice", key.c_str());
+        const char* const fault =
+            add(named.front(), equals == std::string::npos ? "" : key.substr(equals + 1));
+        if (fault != nullptr) return complain("key %s: %s", key.c_str(), fault);
     }
     if (!level_.empty()) return true;
     level_ = "STUDY";
@@ -78,17 +79,20 @@ bool QueryKeys::parse(const QueryOptions& options) {
     return true;
 }
 
-bool QueryKeys::add(unsigned int tag, const std::string& value) {
+const char* QueryKeys::add(unsigned int tag, const std::string& value) {
     if (tag == T_0008_0052_queryRetrieveLevel) {
         level_ = upper(value);
-        return levelNamed(level_) != nullptr;
+        return levelNamed(level_) != nullptr ? nullptr : "not a level: PATIENT, STUDY, SERIES or IMAGE";
     }
     const DICT_VR vr = Dict.facts(tag).vr;
-    if (tag <= 0x0007FFFF || tag >= 0x7FE00000 || vr == VR_SQ || kindOf(vr) == ValueKind::raw) return false;
-    if (std::find(tags_.begin(), tags_.end(), tag) != tags_.end()) return false;
+    if (vr == VR_SQ) return "sequences cannot be asked for";
+    if (tag <= 0x0007FFFF || tag >= 0x7FE00000 || kindOf(vr) == ValueKind::raw) {
+        return "not an element that can be asked for";
+    }
+    if (std::find(tags_.begin(), tags_.end(), tag) != tags_.end()) return "given twice";
     tags_.push_back(tag);
     values_.push_back(value);
-    return true;
+    return nullptr;
 }
 
 void QueryKeys::askForUsual() {

@@ -37,7 +37,8 @@ class QueryKeys {
     std::unique_ptr<DcElemList> identifier() const;
 
   private:
-    [[nodiscard]] bool add(unsigned int tag, const std::string& value);
+    // What is wrong with a key; null when nothing is.
+    [[nodiscard]] const char* add(unsigned int tag, const std::string& value);
 
     std::string level_;
     std::vector<unsigned int> tags_;

@@ -78,9 +78,7 @@ bool ReceivedSet::open(const std::string& directory, bool sync, const Tell& tell
     }
     root_ = directory;
     sync_ = sync;
-    lock_ = platform::lockFolder(directory.c_str(), platform::FolderUse::alone);
-    if (!lock_ && errno == EWOULDBLOCK)
-        return complain("%s: another program is at work in this file set", directory.c_str());
+    if (!lockFileSet(directory, lock_)) return false;
     std::error_code error;
     if (!fs::exists(pathOf(pathOfFile("DICOMDIR")), error)) {
         (void)directory_.read(directory.c_str());  // finds nothing, and keeps the path

@@ -34,13 +34,16 @@ std::string timeText(DcElemValueDT& t) {
     return text;
 }
 
-bool open(DcMediaMgr& manager, const MediaOptions& options, bool written) {
-    return readDicomdir(manager, options.directory, written);
+bool open(DcMediaMgr& manager, const MediaOptions& options) {
+    return readDicomdir(manager, options.directory, false);
+}
+bool openToWrite(DcMediaMgr& manager, const MediaOptions& options, orvkit::platform::FileHandle& lock) {
+    return lockFileSet(options.directory, lock) && readDicomdir(manager, options.directory, true);
 }
 
 int mediaRead(const MediaOptions& options) {
     DcMediaMgr manager(options.role, nullptr);
-    if (!open(manager, options, false)) return EXIT_FAILED;
+    if (!open(manager, options)) return EXIT_FAILED;
     DcDirMetaInfo meta;
     DcElemList dataset;
     int result = manager.mRead(options.fileId.c_str(), meta, dataset);
@@ -54,7 +57,8 @@ int mediaRead(const MediaOptions& options) {
 
 int mediaWrite(const MediaOptions& options) {
     DcMediaMgr manager(options.role, nullptr);
-    if (!open(manager, options, true)) return EXIT_FAILED;
+    orvkit::platform::FileHandle lock;
+    if (!openToWrite(manager, options, lock)) return EXIT_FAILED;
     SourceFile source;
     DcDirMetaInfo meta;
     DcElemList dataset;
@@ -74,13 +78,14 @@ int mediaWrite(const MediaOptions& options) {
 
 int mediaDelete(const MediaOptions& options) {
     DcMediaMgr manager(options.role, nullptr);
-    if (!open(manager, options, true)) return EXIT_FAILED;
+    orvkit::platform::FileHandle lock;
+    if (!openToWrite(manager, options, lock)) return EXIT_FAILED;
     return outcome(manager.mDelete(options.fileId.c_str()));
 }
 
 int mediaInquireFile(const MediaOptions& options) {
     DcMediaMgr manager(options.role, nullptr);
-    if (!open(manager, options, false)) return EXIT_FAILED;
+    if (!open(manager, options)) return EXIT_FAILED;
     DcElemValueDT created;
     DcElemValueDT modified;
     const int result = manager.mInquireFile(options.fileId.c_str(), created, modified);
@@ -92,7 +97,7 @@ int mediaInquireFile(const MediaOptions& options) {
 
 int mediaInquireFileSet(const MediaOptions& options) {
     DcMediaMgr manager(options.role, nullptr);
-    if (!open(manager, options, false)) return EXIT_FAILED;
+    if (!open(manager, options)) return EXIT_FAILED;
     unsigned int free = 0;
     const int result = manager.mInquireFileSet(free);
     if (result == RESULT_OK) std::printf("free  %u bytes (the low 32 bits of the number)\n", free);

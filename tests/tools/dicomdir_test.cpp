@@ -227,6 +227,21 @@ TEST_F(DicomdirTest, FilesInTheMakingAreNobodysAndGoWithTheirMaker) {
     EXPECT_EQ(names("set/SE000001").size(), 2U);
 }
 
+TEST_F(DicomdirTest, AFileSetHasOneWriterAtATime) {
+    phantom();
+    ASSERT_EQ(sh("cp set/SE000001/IM000001 new").status, 0);
+    const std::string old = contentOf(dir / "set/DICOMDIR");
+    for (const char* const command :
+         {"dicomdir make set", "dicomdir update set --id OTHER", "dicomdir remove set SE000001/IM000001",
+          "media write set NEW new", "media delete set SE000001/IM000001"}) {
+        const Outcome second = sh("exec 9<set; flock 9; orvkit " + std::string(command));
+        EXPECT_EQ(second.status, 1) << command;
+        EXPECT_TRUE(holds(second.err, "set: another program is at work in this file set")) << command;
+        EXPECT_EQ(contentOf(dir / "set/DICOMDIR"), old) << command;
+    }
+    EXPECT_EQ(sh("exec 9<set; flock 9; orvkit dicomdir list set && orvkit dicomdir check set").status, 0);
+}
+
 TEST_F(DicomdirTest, MediaServicesFollowTheRole) {
     phantom();
     ASSERT_EQ(sh("orvkit phantom more --size 32 --seed 2 --images 1 --series 1; mv more/*/* new").status, 0);

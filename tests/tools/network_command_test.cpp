@@ -55,7 +55,10 @@ TEST_F(NetworkCommandTest, WrongUseIsToldFromFailure) {
         {"orvkit echo TOO-LONG-A-TITLE-@h:1", 2, "is not an AE title"},
         {"orvkit send A@h:104", 2, "something must follow the peer"},
         {"orvkit find A@h:104 -k Nonsense=1", 2, "neither a tag nor a name"},
-        {"orvkit find A@h:104 -k PixelData", 2, "not an element that can be asked for"},
+        {"orvkit find A@h:104 -k PixelData", 2, "PixelData: not an element that can be asked for\n"},
+        {"orvkit find A@h:104 -k 0008,1140", 2, "0008,1140: sequences cannot be asked for\n"},
+        {"orvkit find A@h:104 -k PatientID -k 0010,0020=1", 2, "key 0010,0020=1: given twice\n"},
+        {"orvkit find A@h:104 -k QueryRetrieveLevel=PAT", 2, "PAT: not a level: PATIENT, STUDY, SERIES or"},
         {"orvkit echo A@127.0.0.1:$P", 1, "cannot connect: connection refused"},
     };
     for (const auto& row : rows) {
