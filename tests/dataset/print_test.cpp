@@ -71,6 +71,7 @@ TEST(Print, EachKindOfValueHasItsLines) {
         {0x00089007, VR_UL, "4294967295", "  0xffffffff -1\n", "-1 \n"},
         {0x00189219, VR_SS, "-1\\7", "  0xffff -1\n  0x0007 7\n", "-1 \\ 7 \n"},
         {0x00000100, VR_US, "48", "  0x0030 (C-ECHO-RQ)\n", "0x0030 (C-ECHO-RQ) \n"},
+        {0x00280010, VR_US, "48", "  0x0030 48\n", "48 \n"},
         {0x00080050, VR_SH, "", "  \n", "\n"},
         {0x00104000, VR_LT, a80, "  " + a80 + "\n", a80 + "\n"},
         {0x00104000, VR_LT, a80 + "a", "  " + a80 + " ...\n", a80 + "...\n"},

@@ -174,6 +174,12 @@ TEST(ValueLengths, AreDefinedOrUpToTheDelimiter) {
         unsigned char* const item = sq.data() + at + 8;
         EXPECT_TRUE(gives(utilGetSqItemValLen(item, left - 8, x, length, extra), 10, 8));
         EXPECT_EQ(utilGetSqItemValLen(item, 14, x, length, extra), UTIL_LENGTH_FIELD);
+        if (x == kBig) continue;
+        // A delimitation with a length ends nothing.
+        Stream odd(x);
+        odd.u32(Stream::undefined).add(Stream(kImplicit).header(0xFFFEE00D, "", 4)).raw("more");
+        odd.elem(kRows, "US", "ab").endItem();
+        EXPECT_TRUE(gives(utilGetSqItemValLen(odd.data(), odd.size(), x, length, extra), 12 + 10, 8));
     }
     Stream s;
     s.u32(Stream::undefined).raw("abcdefghijkl");

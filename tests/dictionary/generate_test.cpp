@@ -44,7 +44,8 @@ TEST_F(Generate, TakesABranchOfTheRootFromTheBuffer) {
         {root + ".12345.890123456789012345", root + ".12345.890123456789."},  // 36 characters
         {root + ".1234", root + ".20"},
         {root + ".12345.x", root + ".20"},
-        {root + ".12345." + std::string(47, '1'), root + ".20"},  // longer than a UID
+        {root + ".12345." + std::string(40, '1'), root + ".12345.111111111111."},  // 64 characters
+        {root + ".12345." + std::string(41, '1'), root + ".20"},                   // longer than a UID
     };
     for (const auto& c : cases) {
         const std::string uid = uidFrom(c.held);

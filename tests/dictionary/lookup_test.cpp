@@ -90,6 +90,10 @@ TEST_F(Lookup, FindsEveryUidInTheEditionsThatHaveIt) {
     EXPECT_EQ(Dict.getUid(static_cast<DICT_UID>(-1), text), RESULT_DICT_NOT_FOUND);
     EXPECT_STREQ(text, "");
     log.expect(LOG_NOTICE, "DcDict::getUid", "Enum constant UID -1 (0xffffffff) is not in dictionary");
+    for (const auto& [uid, type] :
+         {std::pair{"1.2.840.10008.1.2", UID_TYPE_XFER_SYN}, {"1.2.840.10008.1.", UID_TYPE_OTHER}}) {
+        EXPECT_EQ(Dict.getUidType(uid), type);
+    }
     DICT_UID value = UID_VERIFICATION;
     EXPECT_EQ(Dict.getUidDef("1.2.840.10008.1.", value), RESULT_DICT_NOT_FOUND);
     EXPECT_EQ(value, UID_NONE);

@@ -3,7 +3,10 @@
 
 #include "media/dir_tree.h"
 #include "orvkit/result.h"
+#include "orvkit/tags.h"
 #include "support/capture_log.h"
+#include "support/system.h"
+#include "support/temp_dir.h"
 
 TEST(DirRec, StandsOnlyBelowTheTypesThatTakeIt) {
     const DIR_REC beyond = static_cast<DIR_REC>(39);
@@ -125,4 +128,44 @@ TEST(DirRec, RefersOnlyToFilesBelowTheRootPath) {
     EXPECT_EQ(image->firstElem(), nullptr);
     EXPECT_EQ(other->setRefFile("A/B"), RESULT_OK);
     EXPECT_EQ(DcDirRec(DIR_REC_IMAGE).setRefFile("A/B"), DIR_LEVEL_RULE);
+}
+TEST(DirRec, PrintsItsKindAndFileAndThoseAroundIt) {
+    DcDirRec study(DIR_REC_STUDY);
+    DcDirRec odd(static_cast<DIR_REC>(99));
+    auto* const series = study.add(new DcDirRec(DIR_REC_SERIES));
+    auto* const fileId = new DcElem(T_0004_1500_referencedFileId, "A");
+    series->add(fileId);
+    ASSERT_EQ(fileId->addValue("B"), RESULT_OK);
+    const auto printed = [](const DcDirRec& record, int (DcDirRec::*print)(FILE*) const) {
+        const TempDir dir;
+        FILE* const file = std::fopen((dir / "out").c_str(), "wb");
+        EXPECT_EQ((record.*print)(file), RESULT_OK);
+        std::fclose(file);
+        return readWhole(dir / "out");
+    };
+    const auto lines = [](std::vector<std::tuple<const void*, const char*, const char*>> all) {
+        std::string text;
+        for (const auto& [at, what, behind] : all) {
+            char line[120];
+            std::snprintf(line, sizeof line, "%p %s %s\n", at, what, behind);
+            text += line;
+        }
+        return text;
+    };
+    EXPECT_EQ(printed(study, &DcDirRec::printNodeList), lines({{nullptr, "parent             ", ""},
+                                                               {nullptr, "prev               ", ""},
+                                                               {&study, "this   STUDY       ", ""},
+                                                               {nullptr, "next               ", ""},
+                                                               {series, "child  SERIES      ", "A\\B"},
+                                                               {nullptr, "mrdr               ", ""}}) +
+                                                            "\n" +
+                                                            lines({{&study, "parent STUDY       ", ""},
+                                                                   {nullptr, "prev               ", ""},
+                                                                   {series, "this   SERIES      ", "A\\B"},
+                                                                   {nullptr, "next               ", ""},
+                                                                   {nullptr, "child              ", ""},
+                                                                   {nullptr, "mrdr               ", ""}}));
+    EXPECT_EQ(printed(study, &DcDirRec::printNodeTree), "   STUDY\n+--   SERIES\n");
+    const CaptureLog quiet;
+    EXPECT_EQ(printed(odd, &DcDirRec::printNodeTree), "   \n");
 }

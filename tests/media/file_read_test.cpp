@@ -1,12 +1,14 @@
 // Reading Part 10 files: whole, from memory, and up to Pixel Data.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 
 #include "media/allocation_meter.h"
 #include "media/leaves.h"
 #include "media/part10.h"
 #include "support/capture_log.h"
+#include "support/elem_values.h"
 #include "support/system.h"
 
 namespace {
@@ -104,6 +106,21 @@ TEST(ReadFile, TheSizeLimitCountsTheDataSet) {
     const FileSizeLimit limit(static_cast<int>(data.size()) - 1);
     EXPECT_EQ(readBack(file).result, DIR_FILE_SIZE);
     EXPECT_EQ(readBack(file, true).result, RESULT_OK) << "pixels do not count where they are not read";
+}
+
+TEST(ReadFile, AnUnknownTransferSyntaxIsToldAsFarAsAUidGoes) {
+    const ExceptionLevel any(0);
+    for (const std::size_t size : {64u, 65u, 70u}) {
+        const std::string uid = "1." + std::string(size - 2, '2');
+        CaptureLog log;
+        const Stream data = Stream().elem(0x00100010, "PN", "Doe^Jane");
+        EXPECT_EQ(readBack(part10(metaGroup(uid), data)).result, RESULT_OK);
+        const std::string told = "Transfer Syntax UID '" + uid.substr(0, 64) + "' is not known";
+        const LogLines lines = log.lines();
+        EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [&](const LogLine& l) {
+            return l.text.find(told) != std::string::npos;
+        })) << size;
+    }
 }
 
 TEST(ReadFile, WhatIsNoReadableRegularFileIsRefusedAtOnce) {
