@@ -48,6 +48,7 @@ class Builder {
     }
     void value(const WalkHeader& h, std::span<const unsigned char> bytes) {
         auto* e = new DcElem(h.tag, nullptr, 0, UID_NONE, h.vr, 0);
+        ElemAccess::setLetters(*e, h.letters);
         (void)list_->add(e);
         const int result = parse(*e, h, bytes);
         if (result == RESULT_OK) return;

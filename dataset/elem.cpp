@@ -90,7 +90,8 @@ void DcElem::initialize(unsigned int tag, void* value, unsigned int length, DICT
     counter_ = 0;
     exceptionContext_ = nullptr;
     exceptionCB_ = nullptr;
-    sequenceFlag_ = sequenceFlag != 0;
+    sequenceFlag_ = sequenceFlag != 0 ? 1 : 0;
+    letters_ = 0;
     xferSyn_ = UID_NONE;
     storeInit(store_);
 
@@ -218,6 +219,12 @@ int DcElem::getVr(DICT_VR& vr) const {
 
 DICT_VR DcElem::getVr() const {
     return static_cast<DICT_VR>(vr_);
+}
+int DcElem::getVrCode(char* code) const {
+    if (code == nullptr || letters_ == 0) return Dict.getVr(ElemAccess::vr(*this), code);
+    orvkit::spellLetters(letters_, code);
+    code[2] = '\0';
+    return RESULT_OK;
 }
 int DcElem::getVm() const {
     return vm_;

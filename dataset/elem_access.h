@@ -37,6 +37,9 @@ struct ElemAccess {
     static int counter(const DcElem& e) noexcept { return e.counter_; }
     static void setCounter(DcElem& e, int c) noexcept { e.counter_ = c; }
     static void setVr(DcElem& e, DICT_VR vr) noexcept;
+    // Of a VR that nobody knows, as Header has them.
+    static std::uint16_t letters(const DcElem& e) noexcept { return e.letters_; }
+    static void setLetters(DcElem& e, std::uint16_t letters) noexcept { e.letters_ = letters & 0x7FFF; }
     static void setXferSyn(DcElem& e, DICT_UID x) noexcept { e.xferSyn_ = x; }
     // Whether it is a DcElemSq: anyone can pass the flag, which alone does not make one.
     static bool isSequence(const DcElem& e) noexcept { return e.sequenceFlag_ != 0 && isElemSq(e); }

@@ -37,7 +37,14 @@ class Framer {
     }
 
   private:
-    void putHeader(unsigned int length) { writeHeader(writer_, mode_, tag_, vr_, length); }
+    void putHeader(unsigned int length) { writeHeader(writer_, mode_, tag_, vr_, length, letters()); }
+
+    // Those of a VR that nobody knows go into the byte order that they came in: nobody can change it.
+    std::uint16_t letters() const {
+        const DcBuf* const value = ElemAccess::firstBuf(elem_);
+        const bool same = value == nullptr || syntaxRow(value->getXferSyn()).order == mode_.order;
+        return same && vr_ == VR_UN ? ElemAccess::letters(elem_) : std::uint16_t{0};
+    }
 
     int failLength(unsigned long long length) const {
         return fail(ELEM_VALUE_REFUSED, LOG_ERROR, "DcElem::frameValueOX",

@@ -12,6 +12,7 @@
 #include "orvkit/sequence.h"
 
 using orvkit::ByteOrder;
+using orvkit::ElemAccess;
 using orvkit::fail;
 
 namespace {
@@ -103,6 +104,7 @@ int DcElemList::parseElem(unsigned char* buf, unsigned int length, DICT_UID xfer
         e = std::make_unique<DcElemSq>(h.tag);
     } else {
         e = std::make_unique<DcElem>(h.tag, nullptr, 0u, UID_NONE, vr, 0);
+        ElemAccess::setLetters(*e, h.letters);
     }
     (void)e->registerValueExceptionCB(exceptionContext_, exceptionCB_);
     int result = e->parseVal(value, h.valueLength, h.xferSyn);

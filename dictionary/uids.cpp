@@ -4,6 +4,7 @@
 
 #include "dictionary/builtin.h"
 #include "dictionary/failures.h"
+#include "dictionary/learned_uids.h"
 #include "dictionary/syntax_table.h"
 #include "foundation/text.h"
 #include "orvkit/dict.h"
@@ -51,8 +52,10 @@ const DcDictUidInfo* DcDict::findUid(DICT_UID value) const noexcept {
     for (std::size_t slot = 0; slot < slots; ++slot) {
         if (uidAt(slot).value == value) return &uidAt(slot);
     }
-    return value < firstCurrentUid ? nullptr
-                                   : currentUidAt(static_cast<std::size_t>(value - firstCurrentUid));
+    if (value < firstCurrentUid) return nullptr;
+    const DcDictUidInfo* const learned = learnedUid(value);
+    if (learned != nullptr) return learned;
+    return currentUidAt(static_cast<std::size_t>(value - firstCurrentUid));
 }
 
 const DcDictUidInfo* DcDict::findUid(const char* uid) const noexcept {
@@ -66,11 +69,12 @@ const DcDictUidInfo* DcDict::findUid(const char* uid) const noexcept {
                 return &record;
             }
         }
-    } else if (const std::size_t slot = orvkit::builtinUidPosition({uid, length});
-               slot != orvkit::noPosition) {
-        return &orvkit::builtinUids[slot];
+    } else if (const std::size_t slot = builtinUidPosition({uid, length}); slot != noPosition) {
+        return &builtinUids[slot];
     }
-    return isCurrent() ? currentUidAt(currentUidPosition({uid, length})) : nullptr;
+    const DcDictUidInfo* const current =
+        isCurrent() ? currentUidAt(currentUidPosition({uid, length})) : nullptr;
+    return current != nullptr ? current : learnedUid(std::string_view(uid, length));
 }
 
 int DcDict::getUid(DICT_UID value, char* uid) const {

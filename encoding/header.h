@@ -65,7 +65,19 @@ struct Header {
     std::uint8_t size = 0;    // bytes of the header
     Mode mode;                // of this element
     VrFrom from = VrFrom::nowhere;
+    std::uint16_t letters = 0;  // of a VR that came after today's, which is taken as UN (lettersOf); else 0
 };
+
+// Two capitals as one number, never 0.
+constexpr std::uint16_t lettersOf(unsigned char first, unsigned char second) noexcept {
+    const auto capital = [](unsigned char c) { return c >= 'A' && c <= 'Z'; };
+    if (!capital(first) || !capital(second)) return 0;
+    return static_cast<std::uint16_t>(1 + (first - 'A') * 26 + (second - 'A'));
+}
+inline void spellLetters(std::uint16_t letters, char* code) noexcept {
+    code[0] = static_cast<char>('A' + (letters - 1) / 26);
+    code[1] = static_cast<char>('A' + (letters - 1) % 26);
+}
 
 struct HeaderRules {
     // Items and delimitations are read as any other element is: where elements belong there are none.
@@ -101,6 +113,7 @@ inline bool readHeader(std::span<const unsigned char> b, Mode stream, HeaderRule
     h.mode = group == 0 || !rules.onlyCommandsDiffer ? modeOfGroup(group, stream) : stream;
     h.tag = loadTag(p, h.mode.order);
     h.size = kShortHeader;
+    h.letters = 0;
     const bool item = !rules.itemsAreElements && isItemTag(h.tag);
     if (item || !h.mode.explicitVr) {
         h.length = loadAt<std::uint32_t>(p + 4, h.mode.order);
@@ -111,7 +124,10 @@ inline bool readHeader(std::span<const unsigned char> b, Mode stream, HeaderRule
     }
     h.vr = DcDict::vrOfCode(static_cast<char>(p[4]), static_cast<char>(p[5]));
     h.from = Header::VrFrom::letters;
-    if (h.vr == 0 && rules.openVr) {
+    if (h.vr == 0 && dictGetEdition() != DICT_EDITION_2008) h.letters = lettersOf(p[4], p[5]);
+    if (h.letters != 0) {
+        h.vr = VR_UN;  // VRs to come have the long header (PS3.5 7.1.2)
+    } else if (h.vr == 0 && rules.openVr) {
         h.vr = VR_UNKNOWN;
         h.from = Header::VrFrom::nowhere;
     } else if (h.vr == 0) {
@@ -127,7 +143,8 @@ inline bool readHeader(std::span<const unsigned char> b, Mode stream, HeaderRule
     h.size = kLongHeader;
     if (b.size() < kLongHeader) return false;
     h.length = loadAt<std::uint32_t>(p + 8, h.mode.order);
-    if (h.vr == VR_UN && h.length > 0xFFFF && h.length != kLengthUndefined) h.vr = vrOfLongUnknown(h.tag);
+    const bool isLong = h.length > 0xFFFF && h.length != kLengthUndefined;
+    if (h.vr == VR_UN && h.letters == 0 && isLong) h.vr = vrOfLongUnknown(h.tag);
     return true;
 }
 
@@ -183,13 +200,15 @@ constexpr bool lengthFits(Mode mode, DICT_VR vr, unsigned int length) noexcept {
     return length <= 0xFFFF || hasLongLength(mode, vr);
 }
 
-// Items have no letters in any stream.
-inline void writeHeader(ByteWriter& w, Mode mode, unsigned int tag, DICT_VR vr,
-                        unsigned int length) noexcept {
+// Items have no letters in any stream. `letters`: those that stand for the VR, if not its own.
+inline void writeHeader(ByteWriter& w, Mode mode, unsigned int tag, DICT_VR vr, unsigned int length,
+                        std::uint16_t letters = 0) noexcept {
     writeTag(w, tag);
     const VrRow& written = vrRowOfAny(vrRowOfAny(vr).written);
     if (mode.explicitVr && tag != kTagItem) {
-        w.bytes(written.letters, 2);
+        char own[2];
+        if (letters != 0) spellLetters(letters, own);
+        w.bytes(letters != 0 ? own : written.letters, 2);
         if (written.head == Head::wide) w.u16(0);
     }
     if (hasLongLength(mode, vr)) {

@@ -1,14 +1,19 @@
 // The names of directory record types.
 #include <cstring>
+#include <iterator>
+#include <unordered_map>
 
 #include "foundation/fail.h"
+#include "media/dir_rec.h"
+#include "orvkit/edition.h"
 #include "orvkit/file.h"
 
 using namespace orvkit;
 
 namespace {
 
-// In the order of the enumerators. ENCAP_DOC has its underscore on purpose: it is what files hold.
+// In the order of the enumerators. ENCAP_DOC has its underscore on purpose in the edition of 2008: it is what
+// files hold.
 constexpr const char* kNames[] = {
     "UNKNOWN",
     "BASIC IMAGE BOX",
@@ -49,32 +54,63 @@ constexpr const char* kNames[] = {
     "VISIT",
     "VOI LUT",
     "WAVEFORM",
+    "PALETTE",
+    "SURFACE",
+    "MEASUREMENT",
+    "SURFACE SCAN",
+    "TRACT",
+    "ASSESSMENT",
+    "IMPLANT",
+    "IMPLANT ASSY",
+    "IMPLANT GROUP",
+    "PLAN",
+    "RADIOTHERAPY",
+    "ANNOTATION",
+    "INVENTORY",
+    "WF PRESENTATION",
 };
-constexpr int kCount = static_cast<int>(sizeof kNames / sizeof kNames[0]);
-static_assert(kCount == DIR_REC_WAVEFORM + 1);
+static_assert(std::size(kNames) == DIR_REC_WF_PRESENTATION + 1);
+constexpr const char* kDocument = "ENCAP DOC";
 
 }  // namespace
+
+DIR_REC orvkit::lastRecordType() noexcept {
+    return dictGetEdition() == DICT_EDITION_2008 ? DIR_REC_WAVEFORM : DIR_REC_WF_PRESENTATION;
+}
+
+bool orvkit::findRecordType(const std::string& text, DIR_REC& type) {
+    static const auto types = [] {
+        std::unordered_map<std::string, DIR_REC> all;
+        for (std::size_t i = 0; i < std::size(kNames); ++i) all.emplace(kNames[i], static_cast<DIR_REC>(i));
+        all.emplace(kDocument, DIR_REC_ENCAP_DOC);
+        return all;
+    }();
+    const auto found = types.find(text);
+    if (found == types.end() || found->second > lastRecordType()) return false;
+    if (text == kDocument && dictGetEdition() == DICT_EDITION_2008) return false;
+    type = found->second;
+    return true;
+}
 
 int dirGetDesc(DIR_REC type, char* text) {
     constexpr const char* reporter = "dirGetDesc";
     if (text == nullptr) return failNull(DIR_NULL_ARGUMENT, reporter);
     text[0] = '\0';
-    if (type < 0 || type >= kCount) {
+    if (type < 0 || type > lastRecordType()) {
         return fail(DIR_RESERVED_09, LOG_VALIDATION, reporter, "Unknown directory record type %d",
                     static_cast<int>(type));
     }
-    std::memcpy(text, kNames[type], std::strlen(kNames[type]) + 1);
+    const bool document = type == DIR_REC_ENCAP_DOC && dictGetEdition() != DICT_EDITION_2008;
+    std::strcpy(text, document ? kDocument : kNames[type]);
     return RESULT_OK;
 }
 
 int dirGetType(const char* text, DIR_REC& type) {
     constexpr const char* reporter = "dirGetType";
     type = DIR_REC_UNKNOWN;
-    if (text == nullptr) return failNull(DIR_NULL_ARGUMENT, reporter);
-    for (int i = 0; i < kCount; ++i) {
-        if (std::strcmp(text, kNames[i]) != 0) continue;
-        type = static_cast<DIR_REC>(i);
-        return RESULT_OK;
+    if (text == nullptr) {
+        return failNull(DIR_NULL_ARGUMENT, reporter);
     }
+    if (findRecordType(text, type)) return RESULT_OK;
     return fail(DIR_RESERVED_09, LOG_VALIDATION, reporter, "Unknown directory record type '%s'", text);
 }

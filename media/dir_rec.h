@@ -80,6 +80,8 @@ struct DirRecAccess {
 
 // The type of that name, "ENCAP_DOC" with its underscore; not logged.
 [[nodiscard]] bool findRecordType(const std::string& text, DIR_REC& type);
+// Of the edition that is set.
+DIR_REC lastRecordType() noexcept;
 
 // The first of a record and those behind it that is framed, or null.
 const DcDirRec* firstFramed(const DcDirRec* r);

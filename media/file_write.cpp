@@ -15,6 +15,8 @@
 #include "foundation/fail.h"
 #include "media/meta_info.h"
 #include "media/pixel_copy.h"
+#include "orvkit/edition.h"
+#include "orvkit/keywords.h"
 #include "platform/new_file.h"
 
 using namespace orvkit;
@@ -33,6 +35,18 @@ void takeCommandAndMeta(Aside& aside, DcElemList& dataset, unsigned int lastGrou
         if (group == 0x0000 || group == 0x0002) aside.take(e);
         e = next;
     }
+}
+
+// The elements of group 0002 that the record has no place for go from the data set into the file, in today's
+// edition: the AE titles and addresses of both sides (PS3.10 7.1).
+int addRoute(DcElemList& aside, DcElemList& group) {
+    if (dictGetEdition() == DICT_EDITION_2008) return RESULT_OK;
+    unsigned int tags[] = {DcTag::SendingApplicationEntityTitle, DcTag::ReceivingApplicationEntityTitle,
+                           DcTag::SourcePresentationAddress,     DcTag::SendingPresentationAddress,
+                           DcTag::ReceivingPresentationAddress,  TAG_LIST_END};
+    const bool any = std::ranges::any_of(
+        tags, [&](unsigned int tag) { return ElemListAccess::find(aside, tag) != nullptr; });
+    return any ? aside.duplicate(&group, tags) : RESULT_OK;
 }
 
 int takeIdentity(DcDirMetaInfo& meta, DcElemList& dataset) {
@@ -176,7 +190,9 @@ int FileImage::frame(const char* path) {
     // The command group has no place in a file, and the meta group is the record's.
     takeCommandAndMeta(aside_, dataset_, 0x0002);
     DcElemList group;
-    if (result = dirFileMetaInfoToElemList(meta_, group); result != RESULT_OK) return result;
+    result = dirFileMetaInfoToElemList(meta_, group);
+    if (result == RESULT_OK) result = addRoute(aside_.list(), group);
+    if (result != RESULT_OK) return result;
     unsigned int groupSize = 0;
     (void)group.getBufSize(groupSize, static_cast<unsigned int*>(nullptr));
     (void)dataset_.getBufSize(length_, static_cast<unsigned int*>(nullptr));

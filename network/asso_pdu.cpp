@@ -19,6 +19,10 @@ void orvkit::PduAccess::takeOneVersionAmongOthers(DcPduAssoAcRq& pdu) noexcept {
     pdu.body_->oneVersionAmongOthers = true;
 }
 
+void orvkit::PduAccess::learnClasses(DcPduAssoAcRq& pdu) noexcept {
+    pdu.body_->learnsClasses = true;
+}
+
 void DcPduPresCtx::addXferSyn(DICT_UID uid) {
     const auto free = std::find(std::begin(xferSyn), std::end(xferSyn), UID_NONE);
     if (free != std::end(xferSyn)) *free = uid;

@@ -27,6 +27,7 @@ enum class AssoFault : unsigned char {
 struct DcPduAssoAcRq::Body {
     orvkit::AssoFault fault = orvkit::AssoFault::none;
     bool oneVersionAmongOthers = false;  // enough when reading
+    bool learnsClasses = false;          // abstract syntaxes that nobody knows get numbers when reading
     DcPduScpScuRole roles[PDU_PRES_CTX_MAX] = {};
     std::optional<DcPduInfoAcRq> info;
     std::unique_ptr<DcPduPresCtx> contexts[PDU_PRES_CTX_MAX];

@@ -8,6 +8,7 @@
 #include <memory>
 #include <span>
 
+#include "dictionary/learned_uids.h"
 #include "foundation/block.h"
 #include "foundation/bytes.h"
 #include "foundation/fail.h"
@@ -278,9 +279,11 @@ int DcPduAssoAcRq::parsePresCtxItem(unsigned char* item, unsigned int room, DcPd
     };
     if (items.type() == PDU_ASSO_ITEM_ABST_SYN) {
         if (const int result = parse(PDU_ASSO_ITEM_ABST_SYN); result != RESULT_OK) return result;
-        if (const DcDictUidInfo* const uid = Dict.findUid(text)) {
-            context->abstractSyntax = uid->value;
-        } else {
+        const DcDictUidInfo* const uid = Dict.findUid(text);
+        context->abstractSyntax = uid != nullptr         ? uid->value
+                                  : body_->learnsClasses ? orvkit::learnSopClass(text)
+                                                         : UID_NONE;
+        if (context->abstractSyntax == UID_NONE) {
             logReport(LOG_VALIDATION, "DcPduAssoAcRq::parsePresCtxItem", "Unsupported/unknown UID '%s'",
                       text);
         }

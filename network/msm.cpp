@@ -10,6 +10,7 @@
 #include "foundation/identity.h"
 #include "media/meta_info.h"
 #include "network/msm_own.h"
+#include "network/reception.h"
 #include "orvkit/util.h"
 #include "platform/file.h"
 #include "platform/socket.h"
@@ -150,7 +151,7 @@ int DcMsm::setSopXferAccept(DcMsmSopXferSyn* list) {
     const std::size_t count = sopCount(list);
     for (std::size_t i = 0; i < count; ++i) {
         DcMsmSopXferSyn entry = list[i];
-        if (Dict.getUidType(entry.sopClass) != UID_TYPE_SOP) {
+        if (entry.sopClass != MSM_SOP_UNKNOWN && Dict.getUidType(entry.sopClass) != UID_TYPE_SOP) {
             (void)fail(0, LOG_VALIDATION, reporter, "'%s' is not an SOP Class UID", uidName(entry.sopClass));
             continue;
         }
@@ -198,6 +199,7 @@ int DcMsm::prepareScu(DcMsmScuInfo& info) {
     if (result != RESULT_OK) return result;
     resetAssoInfo();
     (void)setSopXferAccept(info.sopList);
+    std::erase_if(own_->support, [](const auto& entry) { return entry.sopClass == MSM_SOP_UNKNOWN; });
     own_->maxPduLen = info.maxPduLen != 0 ? info.maxPduLen : maxPduLen_;
     copyText(own_->implClassUid, info.implClassUid);
     copyText(own_->implVerName, info.implVerName);
@@ -248,6 +250,8 @@ int DcMsm::connect(DcMsmScpInfo& info, MSM_BLOCK_CONNECT block) {
     resetAssoInfo();
     (void)setAeTitleAccept(info.callingAeTitles);
     (void)setSopXferAccept(info.sopList);
+    reception().learnsClasses =
+        std::ranges::find(own_->support, MSM_SOP_UNKNOWN, &DcMsmSopXferSyn::sopClass) != own_->support.end();
     own_->maxPduLen = info.maxPduLen;
     copyText(own_->implClassUid, info.implClassUid);
     copyText(own_->implVerName, info.implVerName);

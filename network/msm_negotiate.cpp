@@ -4,6 +4,7 @@
 #include <cstring>
 #include <memory>
 
+#include "dictionary/learned_uids.h"
 #include "foundation/fail.h"
 #include "network/msm_own.h"
 #include "orvkit/util.h"
@@ -155,9 +156,9 @@ int DcMsm::acceptSopXfer(const DcPduPresCtx& proposal, DICT_UID chosen[2], PRES_
     chosen[0] = UID_LITTLE_ENDIAN_IMPLICIT;
     chosen[1] = UID_NONE;
     role = 0;
-    const auto entry = std::find_if(own_->support.begin(), own_->support.end(), [&](const auto& known) {
-        return known.sopClass == proposal.abstractSyntax;
-    });
+    const DICT_UID wanted =
+        orvkit::learnedUid(proposal.abstractSyntax) != nullptr ? MSM_SOP_UNKNOWN : proposal.abstractSyntax;
+    const auto entry = std::ranges::find(own_->support, wanted, &DcMsmSopXferSyn::sopClass);
     if (proposal.abstractSyntax == UID_NONE || entry == own_->support.end()) {
         result = PRES_CTX_AC_SOP_REJECTED;
         return MSM_SOP_CLASS;

@@ -53,6 +53,7 @@ struct PduAccess {
     // Of a request or its answer. A version is enough to be among those that the peer knows (PS3.8 9.3.2).
     static AssoFault fault(const DcPduAssoAcRq& pdu) noexcept;
     static void takeOneVersionAmongOthers(DcPduAssoAcRq& pdu) noexcept;
+    static void learnClasses(DcPduAssoAcRq& pdu) noexcept;
 
     // What read collected; null until a buffer came.
     static DcBufList* buffers(const DcPduDataTf& pdu) noexcept { return ElemListAccess::pending(pdu); }

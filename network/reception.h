@@ -19,9 +19,10 @@ class Reception {
   public:
     using Clock = std::chrono::steady_clock;
 
-    Pace pdu;                 // of the waits within one PDU, all together
-    Pace message;             // from the call that receives a message to its last byte
-    std::uint64_t limit = 0;  // bytes of a data set, or of an association PDU, in memory; 0: no bound
+    Pace pdu;                    // of the waits within one PDU, all together
+    Pace message;                // from the call that receives a message to its last byte
+    bool learnsClasses = false;  // of association requests: SOP classes that nobody knows get numbers
+    std::uint64_t limit = 0;     // bytes of a data set, or of an association PDU, in memory; 0: no bound
 
     // The message's clock runs while one of these lives.
     class Message {

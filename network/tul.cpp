@@ -230,6 +230,7 @@ int DcTul::receivePdu(PDU_TYPE type, DcPdu* pdu, const unsigned char* presCtxIds
     switch (type) {
         case PDU_TYPE_ASSO_RQ:
             if (answersBroken_) PduAccess::takeOneVersionAmongOthers(static_cast<DcPduAssoRq&>(*pdu));
+            if (reception().learnsClasses) PduAccess::learnClasses(static_cast<DcPduAssoRq&>(*pdu));
             break;
         case PDU_TYPE_DATA_TF: {
             auto& data = static_cast<DcPduDataTf&>(*pdu);

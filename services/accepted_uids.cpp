@@ -56,7 +56,7 @@ std::vector<StorageClass> storageClasses() {
     return classes;
 }
 
-std::vector<DcMsmSopXferSyn> storageSupport() {
+std::vector<DcMsmSopXferSyn> storageSupport(bool anyClass) {
     const std::vector<DICT_UID> syntaxes = transferSyntaxes();
     std::vector<DcMsmSopXferSyn> list;
     const auto add = [&](DICT_UID sopClass) {
@@ -69,6 +69,7 @@ std::vector<DcMsmSopXferSyn> storageSupport() {
     };
     add(UID_VERIFICATION);
     for (const StorageClass& each : storageClasses()) add(each.value);
+    if (anyClass) add(MSM_SOP_UNKNOWN);
     list.emplace_back();
     return list;
 }

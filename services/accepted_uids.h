@@ -16,8 +16,9 @@ struct StorageClass {
 // Those of the edition that is set, in the order of their numbers: those of 2008 first.
 std::vector<StorageClass> storageClasses();
 
-// All of them and Verification, in every transfer syntax of a data set; an empty entry ends the list.
-std::vector<DcMsmSopXferSyn> storageSupport();
+// All of them and Verification, in every transfer syntax of a data set; `anyClass`: also what the registry
+// does not know, such as private classes. An empty entry ends the list.
+std::vector<DcMsmSopXferSyn> storageSupport(bool anyClass);
 
 }  // namespace services
 

@@ -161,9 +161,9 @@ class DumpRun {
             case DumpLook::json:
                 return makeJsonForm(out);
             case DumpLook::flat:
-                return makeFlatForm(out, request_.full);
+                return makeFlatForm(out, request_.print);
             default:
-                return makeTreeForm(out, request_.full);
+                return makeTreeForm(out, request_.print);
         }
     }
 

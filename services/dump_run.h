@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "services/print_forms.h"
 #include "services/tag_names.h"
 
 namespace services {
@@ -15,7 +16,7 @@ struct DumpRequest {
     std::vector<std::string> paths;  // a directory stands for the files below it, by name
     Pick pick;
     DumpLook look = DumpLook::tree;
-    bool full = false;
+    PrintLook print;
     unsigned int jobs = 1;  // threads
 };
 

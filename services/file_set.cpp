@@ -171,7 +171,7 @@ FileSet::Placed FileSet::place(SourceFile& source, Faults& faults) {
     const bool hasRows = source.hasPixels || !source.text(T_0028_0010_rows).empty();
     const DIR_REC type = recordTypeOf(sopClass, hasRows);
     DcDirRec* above = &directory_;
-    if (type != DIR_REC_HANGING_PROTOCOL) {
+    if (!standsAlone(type)) {
         for (const DIR_REC level : {DIR_REC_PATIENT, DIR_REC_STUDY, DIR_REC_SERIES}) {
             if (above != nullptr) above = parentFor(level, *above, placing);
         }

@@ -11,6 +11,7 @@ namespace {
 
 constexpr std::size_t kTextLimit = 80;
 constexpr std::size_t kNameColumns = 40;
+constexpr std::size_t kLongest = 64;  // of keywords
 constexpr std::size_t kHexPreview = 16;
 constexpr std::size_t kDigits = 11;  // of a name: "T_gggg_eeee"
 constexpr unsigned int kCommandField = 0x00000100;
@@ -18,7 +19,7 @@ constexpr unsigned int kCommandField = 0x00000100;
 // What both forms do alike.
 class PrintForm : public DumpForm {
   public:
-    PrintForm(Output& out, bool full) : out_(out), full_(full) {}
+    PrintForm(Output& out, PrintLook look) : out_(out), full_(look.full), keywords_(look.keywords) {}
 
     void file(DumpedFile& file, const Pick& pick, const char* title) override {
         if (title != nullptr) out_ << "==> " << withEscapes(title) << " <==\n";
@@ -41,6 +42,11 @@ class PrintForm : public DumpForm {
 
     // The name that the dictionary gives, with the element's own digits where the name leaves them open.
     std::string_view nameOf(unsigned int tag) {
+        if (!keywords_) return symbolOf(tag);
+        keyword_ = keywordOf(tag);
+        return keyword_.empty() ? "-" : std::string_view(keyword_);
+    }
+    std::string_view symbolOf(unsigned int tag) {
         const DcDictElemInfo* record = (tag & 0xFFFF) != 0 ? Dict.find(tag) : nullptr;
         if (record != nullptr && std::memchr(record->name, 'x', kDigits) == nullptr) return record->name;
         const bool named =
@@ -112,10 +118,12 @@ class PrintForm : public DumpForm {
 
     Output& out_;
     const bool full_;
+    const bool keywords_;
     Values values_;
 
   private:
     char name_[64];
+    std::string keyword_;
 };
 
 class TreeForm final : public PrintForm {
@@ -136,10 +144,11 @@ class TreeForm final : public PrintForm {
     }
     void element(DcElem& e, const Place& place, bool more) {
         values_.load(e, place);
-        const std::string_view name = nameOf(tagOf(e)).substr(0, kNameColumns);
+        if (keywords_) out_.tag(tagOf(e)) << ' ';
+        const std::string_view name = nameOf(tagOf(e)).substr(0, keywords_ ? kLongest : kNameColumns);
         out_ << name;
-        out_.pad(kNameColumns - name.size());
-        out_ << " (" << vrLetters(values_.vr()) << ')';
+        out_.pad(kNameColumns - std::min(name.size(), kNameColumns));
+        out_ << " (" << values_.letters() << ')';
         DcElemSq* sq = sequenceOf(e);
         if (sq != nullptr) {
             const int count = sq->count();
@@ -212,8 +221,8 @@ class FlatForm final : public PrintForm {
     void element(DcElem& e, const Place& place) {
         values_.load(e, place);
         const unsigned int tag = tagOf(e);
-        out_ << "   " << vrLetters(values_.vr()) << '(' << vrLetters(Dict.facts(tag).vr) << ")   "
-             << nameOf(tag) << '\n';
+        out_ << "   " << values_.letters() << '(' << vrLetters(Dict.facts(tag).vr) << ")   " << nameOf(tag)
+             << '\n';
         if (DcElemSq* sq = sequenceOf(e)) {
             sequence(*sq, tag, place);
         } else if (const Values::DiskPlace* at = values_.onDisk()) {
@@ -267,11 +276,11 @@ class FlatForm final : public PrintForm {
 
 }  // namespace
 
-std::unique_ptr<DumpForm> makeTreeForm(Output& out, bool full) {
-    return std::make_unique<TreeForm>(out, full);
+std::unique_ptr<DumpForm> makeTreeForm(Output& out, PrintLook look) {
+    return std::make_unique<TreeForm>(out, look);
 }
-std::unique_ptr<DumpForm> makeFlatForm(Output& out, bool full) {
-    return std::make_unique<FlatForm>(out, full);
+std::unique_ptr<DumpForm> makeFlatForm(Output& out, PrintLook look) {
+    return std::make_unique<FlatForm>(out, look);
 }
 
 }  // namespace services

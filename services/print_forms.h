@@ -26,9 +26,12 @@ class DumpForm {
     virtual void resume(bool /*shown*/) {}
 };
 
-// Texts are cut to 80 characters and lists of values to about as many, unless `full`.
-std::unique_ptr<DumpForm> makeTreeForm(Output& out, bool full);
-std::unique_ptr<DumpForm> makeFlatForm(Output& out, bool full);
+struct PrintLook {
+    bool full = false;  // texts are cut to 80 characters, and lists of values to about as many, unless set
+    bool keywords = false;  // "(0010,0010) PatientName" for "T_0010_0010_patientsName"
+};
+std::unique_ptr<DumpForm> makeTreeForm(Output& out, PrintLook look);
+std::unique_ptr<DumpForm> makeFlatForm(Output& out, PrintLook look);
 std::unique_ptr<DumpForm> makeJsonForm(Output& out);
 
 }  // namespace services

@@ -5,7 +5,10 @@
 #include <string>
 #include <unordered_map>
 
-#include "orvkit/dict.h"
+#include "orvkit/edition.h"
+#include "orvkit/file.h"
+#include "orvkit/keywords.h"
+#include "orvkit/result.h"
 #include "orvkit/tags.h"
 
 namespace services {
@@ -125,6 +128,54 @@ constexpr RecordKey hangingProtocolKeys[] = {
     {T_0072_0014_numberOfPriorsReferenced, Need::required},
 };
 
+constexpr RecordKey datedKeys[] = {
+    {T_0008_0023_contentDate, Need::made},
+    {T_0008_0033_contentTime, Need::made},
+    {T_0020_0013_instanceNumber, Need::made},
+};
+constexpr RecordKey assessmentKeys[] = {
+    {T_0008_0012_instanceCreationDate, Need::made},
+    {T_0008_0013_instanceCreationTime, Need::made},
+    {T_0020_0013_instanceNumber, Need::made},
+};
+constexpr RecordKey radiotherapyKeys[] = {
+    {T_0020_0013_instanceNumber, Need::made},       {T_0070_0081_contentDescription, Need::empty},
+    {T_0070_0084_contentCreatorsName, Need::empty}, {DcTag::UserContentLabel, Need::given},
+    {DcTag::UserContentLongLabel, Need::given},
+};
+constexpr RecordKey waveformPresentationKeys[] = {
+    {T_0020_0013_instanceNumber, Need::made},
+    {T_0070_0080_contentLabel, Need::required},
+    {T_0070_0081_contentDescription, Need::empty},
+    {T_0070_0082_presentationCreationDate, Need::required},
+    {T_0070_0083_presentationCreationTime, Need::required},
+    {T_0070_0084_contentCreatorsName, Need::empty},
+};
+constexpr RecordKey paletteKeys[] = {
+    {T_0070_0080_contentLabel, Need::required},
+    {T_0070_0081_contentDescription, Need::empty},
+};
+constexpr RecordKey implantKeys[] = {
+    {T_0008_0070_manufacturer, Need::required},
+    {DcTag::ImplantName, Need::required},
+    {DcTag::ImplantPartNumber, Need::required},
+    {DcTag::ImplantSize, Need::given},
+};
+constexpr RecordKey implantAssemblyKeys[] = {
+    {T_0008_0070_manufacturer, Need::required},
+    {DcTag::ImplantAssemblyTemplateName, Need::required},
+    {DcTag::ProcedureTypeCodeSequence, Need::required},
+};
+constexpr RecordKey implantGroupKeys[] = {
+    {DcTag::ImplantTemplateGroupName, Need::required},
+    {DcTag::ImplantTemplateGroupIssuer, Need::required},
+};
+constexpr RecordKey inventoryKeys[] = {
+    {T_0008_0023_contentDate, Need::made},
+    {T_0008_0033_contentTime, Need::made},
+    {DcTag::InventoryPurpose, Need::empty},
+};
+
 struct TypeKeys {
     DIR_REC type;
     std::span<const RecordKey> keys;
@@ -156,107 +207,29 @@ constexpr TypeKeys typeKeys[] = {
     {DIR_REC_STEREOMETRIC, identifiedKeys},
     {DIR_REC_ENCAP_DOC, documentKeys},
     {DIR_REC_HANGING_PROTOCOL, hangingProtocolKeys},
+    {DIR_REC_PALETTE, paletteKeys},
+    {DIR_REC_SURFACE, identifiedKeys},
+    {DIR_REC_MEASUREMENT, datedKeys},
+    {DIR_REC_SURFACE_SCAN, datedKeys},
+    {DIR_REC_TRACT, identifiedKeys},
+    {DIR_REC_ASSESSMENT, assessmentKeys},
+    {DIR_REC_IMPLANT, implantKeys},
+    {DIR_REC_IMPLANT_ASSY, implantAssemblyKeys},
+    {DIR_REC_IMPLANT_GROUP, implantGroupKeys},
+    {DIR_REC_PLAN, imageKeys},
+    {DIR_REC_RADIOTHERAPY, radiotherapyKeys},
+    {DIR_REC_ANNOTATION, identifiedKeys},
+    {DIR_REC_INVENTORY, inventoryKeys},
+    {DIR_REC_WF_PRESENTATION, waveformPresentationKeys},
 };
 
 // ---- SOP classes ------------------------------------------------------------------------------------------
 
-struct ClassType {
+// What the registry has no record for.
+constexpr struct {
     DICT_UID sopClass;
     DIR_REC type;
-};
-
-// Every storage SOP class of the registry.
-constexpr ClassType classTypes[] = {
-    {UID_STORED_PRINT_STORAGE, DIR_REC_STORED_PRINT},
-    {UID_HARDCOPY_GRAY_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_HARDCOPY_COLOR_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_CR_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_DIGI_XRAY_PRES_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_DIGI_XRAY_PROC_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_DIGI_MAMMO_PRES_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_DIGI_MAMMO_PROC_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_DIGI_INTRA_ORAL_PRES_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_DIGI_INTRA_ORAL_PROC_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_CT_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_CT_ENHANCED_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_US_MULTIFRAME_IMAGE_RET_STORAGE, DIR_REC_IMAGE},
-    {UID_US_MULTIFRAME_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_MR_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_MR_ENHANCED_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_MR_SPECTROSCOPY_STORAGE, DIR_REC_SPECTROSCOPY},
-    {UID_NM_IMAGE_RET_STORAGE, DIR_REC_IMAGE},
-    {UID_US_IMAGE_RET_STORAGE, DIR_REC_IMAGE},
-    {UID_US_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_SC_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_MULTIFRAME_SINGLE_BIT_SC_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_MULTIFRAME_GRAYSCALE_BYTE_SC_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_MULTIFRAME_GRAYSCALE_WORD_SC_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_MULTIFRAME_TRUE_COLOR_SC_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_OVERLAY_STORAGE, DIR_REC_OVERLAY},
-    {UID_CURVE_STORAGE, DIR_REC_CURVE},
-    {UID_WAVEFORM_WV_MODALITY_STORAGE, DIR_REC_WAVEFORM},
-    {UID_WAVEFORM_12_LEAD_ECG_WAVEFORM_STORAGE, DIR_REC_WAVEFORM},
-    {UID_WAVEFORM_GENERAL_ECG_WAVEFORM_STORAGE, DIR_REC_WAVEFORM},
-    {UID_WAVEFORM_AMBULATORY_ECG_WAVEFORM_STORAGE, DIR_REC_WAVEFORM},
-    {UID_WAVEFORM_HEMODYNAMIC_WAVEFORM_STORAGE, DIR_REC_WAVEFORM},
-    {UID_WAVEFORM_CARDIAC_ELECTRO_WAVEFORM_STORAGE, DIR_REC_WAVEFORM},
-    {UID_WAVEFORM_BASIC_AUDIO_WAVEFORM_STORAGE, DIR_REC_WAVEFORM},
-    {UID_MODALITY_LUT_STORAGE, DIR_REC_MODALITY_LUT},
-    {UID_VOI_LUT_STORAGE, DIR_REC_VOI_LUT},
-    {UID_GRAY_SOFTCOPY_PRES_STATE_STORAGE, DIR_REC_PRESENTATION},
-    {UID_COLOR_SOFTCOPY_PRES_STATE_STORAGE, DIR_REC_PRESENTATION},
-    {UID_PSEUDO_COLOR_SOFTCOPY_PRES_STATE_STORAGE, DIR_REC_PRESENTATION},
-    {UID_BLENDING_SOFTCOPY_PRES_STATE_STORAGE, DIR_REC_PRESENTATION},
-    {UID_XRAY_ANGIO_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_XRAY_ANGIO_ENHANCED_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_XRAY_RF_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_XRAY_RF_ENHANCED_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_XRAY_ANGIO_BIPLANE_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_XRAY_3D_ANGIOGRAPHIC_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_XRAY_3D_CRANIOFACIAL_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_NM_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_RAW_DATA_STORAGE, DIR_REC_RAW_DATA},
-    {UID_SPATIAL_REGISTRATION_STORAGE, DIR_REC_REGISTRATION},
-    {UID_SPATIAL_FIDUCIALS_STORAGE, DIR_REC_FIDUCIAL},
-    {UID_DEFORMABLE_SPATIAL_REGISTRATION_STORAGE, DIR_REC_REGISTRATION},
-    {UID_SEGMENTATION_STORAGE, DIR_REC_IMAGE},
-    {UID_REAL_WORLD_VALUE_MAPPING_STORAGE, DIR_REC_VALUE_MAP},
-    {UID_VL_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_VL_ENDOSCOPIC_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_VIDEO_ENDOSCOPIC_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_VL_MICROSCOPIC_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_VIDEO_MICROSCOPIC_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_VL_SLIDE_MICROSCOPIC_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_VL_PHOTOGRAPHIC_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_VIDEO_PHOTOGRAPHIC_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_VIDEO_OPHTHALMIC_PHOTOGRAPHY_08_BIT_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_VIDEO_OPHTHALMIC_PHOTOGRAPHY_16_BIT_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_VIDEO_STEREOMETRIC_RELATIONSHIP_STORAGE, DIR_REC_STEREOMETRIC},
-    {UID_OPHTHALMIC_TOMOGRAPHY_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_VL_MULTIFRAME_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_SR_BASIC_TEXT, DIR_REC_SR_DOCUMENT},
-    {UID_SR_ENHANCED, DIR_REC_SR_DOCUMENT},
-    {UID_SR_COMPREHENSIVE, DIR_REC_SR_DOCUMENT},
-    {UID_PROCEDURE_LOG_STORAGE, DIR_REC_SR_DOCUMENT},
-    {UID_SR_MAMMO_CAD, DIR_REC_SR_DOCUMENT},
-    {UID_KEY_OBJECT_SELECTION_DOCUMENT, DIR_REC_KEY_OBJECT_DOC},
-    {UID_SR_CHEST_CAD, DIR_REC_SR_DOCUMENT},
-    {UID_XRAY_RADIATION_DOSE_SR, DIR_REC_SR_DOCUMENT},
-    {UID_ENCAPSULATED_PDF_STORAGE, DIR_REC_ENCAP_DOC},
-    {UID_ENCAPSULATED_CDA_STORAGE, DIR_REC_ENCAP_DOC},
-    {UID_PET_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_PET_CURVE_STORAGE, DIR_REC_CURVE},
-    {UID_RT_IMAGE_STORAGE, DIR_REC_IMAGE},
-    {UID_RT_DOSE_STORAGE, DIR_REC_RT_DOSE},
-    {UID_RT_STRUCTURE_SET_STORAGE, DIR_REC_RT_STRUCTURE_SET},
-    {UID_RT_TREATMENT_RECORD_STORAGE, DIR_REC_RT_TREAT_RECORD},
-    {UID_RT_PLAN_STORAGE, DIR_REC_RT_PLAN},
-    {UID_RT_BRACHY_TREATMENT_RECORD_STORAGE, DIR_REC_RT_TREAT_RECORD},
-    {UID_RT_TREATMENT_SUMMARY_RECORD_STORAGE, DIR_REC_RT_TREAT_RECORD},
-    {UID_RT_ION_PLAN_STORAGE, DIR_REC_RT_PLAN},
-    {UID_RT_ION_BEAMS_TREATMENT_RECORD_STORAGE, DIR_REC_RT_TREAT_RECORD},
-    {UID_RT_BEAMS_DELIVERY_INSTRUCTION_STORAGE, DIR_REC_PRIVATE},
-    {UID_HANGING_PROTOCOL_STORAGE, DIR_REC_HANGING_PROTOCOL},
+} ownTypes[] = {
     {UID_ORVKIT5_LZW_STORAGE, DIR_REC_IMAGE},
     {UID_GE_PLAN_STORAGE, DIR_REC_PRIVATE},
     {UID_GE_MACHINE_STORAGE, DIR_REC_PRIVATE},
@@ -265,7 +238,15 @@ constexpr ClassType classTypes[] = {
 const std::unordered_map<std::string_view, DIR_REC>& typeByClass() {
     static const auto types = [] {
         std::unordered_map<std::string_view, DIR_REC> all;
-        for (const ClassType& row : classTypes) {
+        DcDictUidEntry entry;
+        for (std::size_t i = 0; dictGetUidEntryAt(i, entry) == RESULT_OK; ++i) {
+            DIR_REC type = DIR_REC_PRIVATE;
+            if (*entry.directoryRecord == '\0') continue;
+            // In the edition of 2008, a record that came later.
+            if (dirGetType(entry.directoryRecord, type) != RESULT_OK) type = DIR_REC_PRIVATE;
+            all.emplace(entry.uid, type);
+        }
+        for (const auto& row : ownTypes) {
             if (const DcDictUidInfo* info = Dict.findUid(row.sopClass)) all.emplace(info->uid, row.type);
         }
         return all;
@@ -279,6 +260,12 @@ std::span<const RecordKey> keysOf(DIR_REC type) {
     const auto* row = std::find_if(std::begin(typeKeys), std::end(typeKeys),
                                    [type](const TypeKeys& each) { return each.type == type; });
     return row != std::end(typeKeys) ? row->keys : std::span<const RecordKey>();
+}
+
+bool standsAlone(DIR_REC type) {
+    constexpr DIR_REC alone[] = {DIR_REC_HANGING_PROTOCOL, DIR_REC_PALETTE,       DIR_REC_IMPLANT,
+                                 DIR_REC_IMPLANT_ASSY,     DIR_REC_IMPLANT_GROUP, DIR_REC_INVENTORY};
+    return std::ranges::find(alone, type) != std::end(alone);
 }
 
 DIR_REC recordTypeOf(std::string_view sopClassUid, bool hasRows) {

@@ -29,6 +29,9 @@ std::span<const RecordKey> keysOf(DIR_REC type);
 // when it has rows of pixels, otherwise PRIVATE.
 DIR_REC recordTypeOf(std::string_view sopClassUid, bool hasRows);
 
+// Whether records of the type belong to no patient, and stand in the root directory.
+bool standsAlone(DIR_REC type);
+
 // What a PRIVATE record of ours is: an instance of a class that no record type is meant for.
 inline constexpr char privateInstanceUid[] = "1.3.6.1.4.1.70707.9.2";
 

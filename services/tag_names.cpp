@@ -4,16 +4,12 @@
 #include <cctype>
 #include <cstdlib>
 
-#include "orvkit/dict.h"
+#include "orvkit/edition.h"
+#include "orvkit/result.h"
 #include "services/nearest.h"
 
 namespace services {
 namespace {
-
-bool isRepeatingGroup(unsigned int tag) {
-    const unsigned int high = tag >> 24;
-    return (high == 0x50 || high == 0x60) && (tag & 0x10000) == 0;
-}
 
 // Lower case, and "patientsName" as "patientname".
 std::string folded(std::string_view name) {
@@ -56,27 +52,45 @@ bool tagFromDigits(std::string text, unsigned int& tag) {
 std::vector<unsigned int> tagsNamed(const std::string& text) {
     unsigned int tag = 0;
     if (tagFromDigits(text, tag)) return {tag};
+    const bool today = dictGetEdition() == DICT_EDITION_CURRENT;
+    DcDictEntry entry;
+    if (today && dictGetEntry(text.c_str(), entry) == RESULT_OK) return {entry.tag};
     std::vector<unsigned int> tags;
     const std::string wanted = folded(text);
     for (std::size_t i = 0; i < Dict.tagCount(); ++i) {
         const DcDictElemInfo& info = Dict.tagAt(i);
-        const std::string_view name = info.name;
-        const std::string_view keyword = name.size() > 12 ? name.substr(12) : std::string_view();
-        if (folded(name) == wanted || (!keyword.empty() && folded(keyword) == wanted))
-            tags.push_back(info.tag);
+        const bool registered = today && dictGetEntry(info.tag, entry) == RESULT_OK;
+        const std::string_view last = namePart(info.name);
+        const bool named = folded(info.name) == wanted || (!last.empty() && folded(last) == wanted) ||
+                           (registered && *entry.keyword != '\0' && folded(entry.keyword) == wanted);
+        if (named) tags.push_back(info.tag);
     }
     return tags;
+}
+
+std::string_view namePart(std::string_view name) {
+    constexpr std::size_t front = std::string_view("T_gggg_eeee_").size();
+    return name.size() > front ? name.substr(front) : std::string_view();
+}
+
+std::string keywordOf(unsigned int tag) {
+    DcDictEntry entry;
+    const bool today = dictGetEdition() == DICT_EDITION_CURRENT;
+    if (today && dictGetEntry(tag, entry) == RESULT_OK && *entry.keyword != '\0') return entry.keyword;
+    char name[64] = "";
+    (void)Dict.getDesc(tag, name);
+    std::string keyword(namePart(name));
+    if (!keyword.empty())
+        keyword[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(keyword[0])));
+    return keyword;
 }
 
 std::string nearestKeyword(const std::string& text) {
     if (text.find_first_of("0123456789,()") != std::string::npos) return {};  // meant as a number
     std::vector<std::string> keywords;
     for (std::size_t i = 0; i < Dict.tagCount(); ++i) {
-        const std::string_view name = Dict.tagAt(i).name;
-        if (name.size() <= 12) continue;
-        std::string keyword(name.substr(12));
-        keyword[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(keyword[0])));
-        keywords.push_back(std::move(keyword));
+        std::string keyword = keywordOf(Dict.tagAt(i).tag);
+        if (!keyword.empty()) keywords.push_back(std::move(keyword));
     }
     return nearest(text, keywords);
 }
@@ -106,9 +120,10 @@ std::string Pick::add(const std::string& list) {
 }
 
 bool Pick::wants(unsigned int tag) const {
-    // Records of the repeating groups 50xx and 60xx stand under 50FF and 60FF.
-    const unsigned int record = isRepeatingGroup(tag) ? tag | 0x00FF0000 : tag;
-    return std::any_of(tags_.begin(), tags_.end(), [&](unsigned int t) { return t == tag || t == record; });
+    if (std::ranges::find(tags_, tag) != tags_.end()) return true;
+    // What stands for a range of tags, as the records of repeating groups do, is asked for by its own tag.
+    const DcDictElemInfo* const record = Dict.find(tag);
+    return record != nullptr && (tag & 0x10000) == 0 && std::ranges::find(tags_, record->tag) != tags_.end();
 }
 
 }  // namespace services

@@ -12,9 +12,13 @@
 namespace services {
 
 // The tags that a text names: "(0010,0010)", "0010,0010", "00100010", a name of the dictionary
-// ("T_0010_0010_patientsName") or its keyword, in whatever case and with or without the possessive s
-// ("PatientName"). Empty for anything else.
+// ("T_0010_0010_patientsName") or its last part, or a keyword ("PatientName"); in whatever case and with or
+// without the possessive s. Empty for anything else.
 std::vector<unsigned int> tagsNamed(const std::string& text);
+// "patientsName" of "T_0010_0010_patientsName"; "" of a name without such a part.
+std::string_view namePart(std::string_view name);
+// "PatientName"; of a tag that has no keyword, the last part of its name, or "".
+std::string keywordOf(unsigned int tag);
 
 // "neither a tag nor a name of the dictionary", and the keyword that is nearest to it.
 std::string noTagText(const std::string& text);

@@ -7,6 +7,7 @@
 #include "dictionary/vr_table.h"
 #include "foundation/bytes.h"
 #include "orvkit/dict.h"
+#include "orvkit/result.h"
 #include "orvkit/tags.h"
 
 namespace services {
@@ -110,6 +111,7 @@ ValueKind kindOf(DICT_VR vr) {
 void Values::load(DcElem& e, const Place& place) {
     vr_ = realVr(e, place);
     kind_ = kindOf(vr_);
+    if (vr_ != VR_UN || e.getVrCode(code_) != RESULT_OK) vrLetters(vr_).copy(code_, 2);
     count_ = 0;
     bytes_ = {};
     texts_.clear();

@@ -52,6 +52,8 @@ class Values {
     void load(DcElem& e, const Place& place);
 
     DICT_VR vr() const { return vr_; }
+    // As they stand in a stream, also where they stand for no VR that is known.
+    std::string_view letters() const { return {code_, 2}; }
     ValueKind kind() const { return kind_; }
     std::size_t count() const { return count_; }  // 0 for raw values
     std::string_view text(std::size_t i) const { return texts_[i]; }
@@ -71,6 +73,7 @@ class Values {
     void loadTexts(const Place& place);
 
     DICT_VR vr_ = VR_UNKNOWN;
+    char code_[4] = "UN";
     ValueKind kind_ = ValueKind::none;
     std::size_t count_ = 0;
     std::string_view bytes_;

@@ -147,6 +147,8 @@ bool Conversion::readDataset() {
     muteLog(false);
     elemListRegisterFaultCB(nullptr, nullptr);
     if (!read || !pixelsCanChange()) return false;
+    // What of the header has no place in its record; of the rest the writer makes a new one.
+    (void)group.duplicate(&dataset_, nullptr);
     if (meta_.sopClassUid == UID_NONE) registerUnknownClass(group);
     if (meta_.sopClassUid == UID_NONE || meta_.sopInstanceUid[0] == '\0') {
         return fail("it names no SOP class or no SOP instance, which every DICOM file must");

@@ -20,6 +20,7 @@ struct DumpOptions {
     bool flat = false;
     bool json = false;
     bool full = false;
+    bool keywords = false;
     unsigned int jobs = 0;  // 0: as many as there are processors
 };
 
@@ -32,7 +33,7 @@ int dump(const DumpOptions& options) {
     }
     request.paths = options.paths;
     request.look = options.json ? DumpLook::json : options.flat ? DumpLook::flat : DumpLook::tree;
-    request.full = options.full;
+    request.print = {.full = options.full, .keywords = options.keywords};
     const unsigned int jobs = options.jobs > 0 ? options.jobs : std::thread::hardware_concurrency();
     // The log of the library is that of all threads: where all of it is shown, it stays in order.
     request.jobs = logIsVerbose() ? 1 : std::clamp(jobs, 1u, 64u);
@@ -57,6 +58,8 @@ void addDump(Command& program) {
     command.texts("--tag", options->tags,
                   "Show only this element, with its path, wherever it is nested: (gggg,eeee), ggggeeee or a "
                   "name (PatientName). Several with commas between, or the option again");
+    command.flag("--keywords", options->keywords, "Name elements by tag and keyword: (0010,0010) PatientName")
+        .excludes("--json");
     command.flag("--full", options->full, "Show long values and lists of values whole");
     command.number("--jobs", options->jobs, "Files that are read at once; as many as there are processors")
         .range(1, 64)

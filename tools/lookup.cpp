@@ -3,13 +3,14 @@
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "orvkit/dict.h"
+#include "orvkit/edition.h"
 #include "services/charset.h"
 #include "services/json_writer.h"
 #include "services/nearest.h"
@@ -96,12 +97,6 @@ bool holdsWords(std::string_view text, const std::vector<std::string>& words) {
     });
 }
 
-// The keyword in a record's name: "patientsName" of "T_0010_0010_patientsName".
-std::string_view keyword(const char* name) {
-    const std::string_view whole(name);
-    return whole.size() > 12 ? whole.substr(12) : std::string_view();
-}
-
 std::string format(const char* pattern, unsigned int group, unsigned int element) {
     char text[32];
     std::snprintf(text, sizeof text, pattern, group, element);
@@ -131,6 +126,47 @@ std::vector<unsigned int> itemTags(unsigned int tag) {
     return {std::begin(tags), std::find(std::begin(tags), std::end(tags), 0u)};
 }
 
+// What the other edition, that of 2008, says of a tag.
+DcDictFacts factsOf2008(unsigned int tag) {
+    const DICT_EDITION set = dictGetEdition();
+    (void)dictSetEdition(DICT_EDITION_2008);
+    const DcDictFacts facts = Dict.facts(tag);
+    (void)dictSetEdition(set);
+    return facts;
+}
+
+const char* registryText(DICT_REGISTRY registry) {
+    constexpr const char* names[] = {"DICOM", "DICONDE", "DICOS", "orvKIT"};
+    return names[registry];
+}
+
+// A record of the dictionary with what the registry prints beside it, which private ones have not.
+struct Element {
+    Element(unsigned int asked, const DcDictElemInfo& record) : tag(asked), info(record) {
+        registered = dictGetEdition() == DICT_EDITION_CURRENT && dictGetEntry(tag, entry) == 0;
+        if (!registered) return;
+        const DcDictFacts facts = factsOf2008(tag);
+        if (!facts.known) {
+            change = "not in 2008";
+        } else if (facts.vr != info.vr || facts.vm != info.vm) {
+            change = std::string("in 2008 ") + DcDict::vrName(facts.vr) + " " + vmText(facts.vm);
+        }
+    }
+    // What of it is worth a word.
+    std::string remarks() const {
+        std::string text;
+        if (entry.retired) text += ", retired";
+        if (entry.registry != DICT_REGISTRY_DICOM) text += std::string(", ") + registryText(entry.registry);
+        return change.empty() ? text : text + ", " + change;
+    }
+
+    unsigned int tag;
+    DcDictElemInfo info;
+    bool registered;
+    DcDictEntry entry{};
+    std::string change;  // since 2008
+};
+
 // What was found, for people or for programs.
 class Findings {
   public:
@@ -140,17 +176,33 @@ class Findings {
     bool empty() const { return elements_.empty() && uids_.empty() && vrs_.empty(); }
 
     void print() const {
-        for (const auto& [tag, info] : elements_) {
-            std::printf("(%04X,%04X)  %-2s  %-5s  %s\n", tag >> 16, tag & 0xFFFF, DcDict::vrName(info.vr),
-                        vmText(info.vm).c_str(), info.name);
-            for (unsigned int item : itemTags(tag)) {
+        for (const Element& e : elements_) {
+            const std::string vr =
+                e.registered && *e.entry.vrs != '\0' ? e.entry.vrs : DcDict::vrName(e.info.vr);
+            const std::string vm = e.registered ? e.entry.vms : vmText(e.info.vm);
+            std::printf("(%04X,%04X)  %-2s  %-5s  %s", e.tag >> 16, e.tag & 0xFFFF, vr.c_str(), vm.c_str(),
+                        e.info.name);
+            if (e.registered && *e.entry.keyword != '\0') {
+                std::printf("  %s, %s%s", e.entry.keyword, e.entry.name, e.remarks().c_str());
+            }
+            std::printf("\n");
+            for (unsigned int item : itemTags(e.tag)) {
                 char name[64];
                 Dict.getDesc(item, name);
                 std::printf("    in its items: (%04X,%04X)  %s\n", item >> 16, item & 0xFFFF, name);
             }
         }
         for (const DcDictUidInfo& info : uids_) {
-            std::printf("%s  %s  %s\n", info.uid, uidTypeText(info.type), info.desc);
+            DcDictUidEntry entry;
+            if (!isRegistered(info, entry)) {
+                std::printf("%s  %s  %s\n", info.uid, uidTypeText(info.type), info.desc);
+                continue;
+            }
+            std::printf("%s  %s  %s", info.uid, entry.kind, info.desc);
+            if (std::strcmp(entry.name, info.desc) != 0) std::printf(", %s", entry.name);
+            std::printf("  %s%s", entry.keyword, entry.retired ? ", retired" : "");
+            if (*entry.directoryRecord != '\0') std::printf(", record %s", entry.directoryRecord);
+            std::printf("%s\n", isOf2008(entry) ? "" : ", not in 2008");
         }
         for (DICT_VR vr : vrs_) {
             const int limit = DcDict::vrFacts(vr).length;
@@ -164,7 +216,7 @@ class Findings {
         Output out;
         JsonWriter json(out);
         json.beginArray();
-        for (const auto& [tag, info] : elements_) put(json, tag, info);
+        for (const Element& e : elements_) put(json, e);
         for (const DcDictUidInfo& info : uids_) put(json, info);
         for (DICT_VR vr : vrs_) put(json, vr);
         json.endArray();
@@ -174,11 +226,21 @@ class Findings {
   private:
     static std::string tagDigits(unsigned int tag) { return format("%04X%04X", tag >> 16, tag & 0xFFFF); }
 
-    static void put(JsonWriter& json, unsigned int tag, const DcDictElemInfo& info) {
-        json.beginObject().member("kind", "element").member("tag", tagDigits(tag));
-        json.member("vr", DcDict::vrName(info.vr)).member("vm", vmText(info.vm));
-        json.member("keyword", keyword(info.name)).member("name", info.name);
-        if (const std::vector<unsigned int> items = itemTags(tag); !items.empty()) {
+    static bool isRegistered(const DcDictUidInfo& info, DcDictUidEntry& entry) {
+        return dictGetEdition() == DICT_EDITION_CURRENT && dictGetUidEntry(info.uid, entry) == 0;
+    }
+    static bool isOf2008(const DcDictUidEntry& entry) { return entry.value <= UID_GE_MACHINE_STORAGE; }
+
+    static void put(JsonWriter& json, const Element& e) {
+        json.beginObject().member("kind", "element").member("tag", tagDigits(e.tag));
+        json.member("vr", DcDict::vrName(e.info.vr)).member("vm", vmText(e.info.vm));
+        json.member("keyword", keywordOf(e.tag)).member("name", e.info.name);
+        if (e.registered) {
+            json.member("title", e.entry.name).member("vrs", e.entry.vrs).member("vms", e.entry.vms);
+            json.member("retired", e.entry.retired).member("registry", registryText(e.entry.registry));
+            if (!e.change.empty()) json.member("change", e.change);
+        }
+        if (const std::vector<unsigned int> items = itemTags(e.tag); !items.empty()) {
             json.key("items").beginArray();
             for (unsigned int item : items) json.value(tagDigits(item));
             json.endArray();
@@ -188,17 +250,23 @@ class Findings {
     static void put(JsonWriter& json, const DcDictUidInfo& info) {
         json.beginObject().member("kind", "uid").member("uid", info.uid);
         json.member("value", static_cast<int>(info.value)).member("type", uidTypeText(info.type));
-        json.member("description", info.desc).endObject();
+        json.member("description", info.desc);
+        if (DcDictUidEntry entry; isRegistered(info, entry)) {
+            json.member("kindOfUid", entry.kind).member("title", entry.name).member("keyword", entry.keyword);
+            json.member("retired", entry.retired).member("in2008", isOf2008(entry));
+            if (*entry.directoryRecord != '\0') json.member("directoryRecord", entry.directoryRecord);
+        }
+        json.endObject();
     }
     static void put(JsonWriter& json, DICT_VR vr) {
-        static constexpr int unitBytes[] = {1, 2, 4, 4, 8, 0};
+        static constexpr int unitBytes[] = {1, 2, 4, 4, 8, 0, 8};
         const DcDictVrFacts facts = DcDict::vrFacts(vr);
         json.beginObject().member("kind", "vr").member("vr", DcDict::vrName(vr));
         json.member("value", static_cast<int>(vr)).member("maxLength", facts.length);
         json.member("unitBytes", unitBytes[facts.size]).endObject();
     }
 
-    std::vector<std::pair<unsigned int, DcDictElemInfo>> elements_;
+    std::vector<Element> elements_;
     std::vector<DcDictUidInfo> uids_;
     std::vector<DICT_VR> vrs_;
 };
@@ -218,17 +286,55 @@ void findUids(const std::string& query, Findings& findings) {
     });
 }
 
+// A keyword or a whole name, letter for letter.
+bool findName(const std::string& query, Findings& findings) {
+    if (dictGetEdition() == DICT_EDITION_2008) return false;
+    DcDictEntry entry;
+    DcDictUidEntry uid;
+    DcDictElemInfo info;
+    if (dictGetEntry(query.c_str(), entry) == 0 && Dict.getElemInfo(entry.tag, &info) == 0) {
+        findings.element(entry.tag, info);
+    }
+    if (dictGetUidEntry(query.c_str(), uid) == 0) {
+        if (const DcDictUidInfo* known = Dict.findUid(uid.value)) findings.uid(*known);
+    }
+    return !findings.empty();
+}
+
+// What is searched for words: what the two editions call a thing.
+std::vector<std::string> textsOf(const DcDictElemInfo& info) {
+    std::vector<std::string> texts{std::string(namePart(info.name))};
+    DcDictEntry entry;
+    if (dictGetEdition() != DICT_EDITION_2008 && dictGetEntry(info.tag, entry) == 0) {
+        texts.insert(texts.end(), {entry.keyword, entry.name});
+    }
+    return texts;
+}
+std::vector<std::string> textsOf(const DcDictUidInfo& info) {
+    std::vector<std::string> texts{info.desc};
+    DcDictUidEntry entry;
+    if (dictGetEdition() != DICT_EDITION_2008 && dictGetUidEntry(info.uid, entry) == 0) {
+        texts.insert(texts.end(), {entry.keyword, entry.name});
+    }
+    return texts;
+}
+
 void findWords(const std::string& query, Findings& findings) {
     DICT_VR vr = VR_UNKNOWN;
     if (query.size() == 2 && Dict.getVrDef(query.c_str(), vr) == 0) return findings.vr(vr);
+    if (findName(query, findings)) return;
     const std::vector<std::string> words = wordsOf(query);
     for (auto matches : {beginsWords, holdsWords}) {
+        const auto any = [&](const auto& info) {
+            return std::ranges::any_of(textsOf(info),
+                                       [&](const std::string& t) { return matches(t, words); });
+        };
         for (std::size_t i = 0; i < Dict.tagCount(); ++i) {
             const DcDictElemInfo& info = Dict.tagAt(i);
-            if (matches(keyword(info.name), words)) findings.element(info.tag, info);
+            if (any(info)) findings.element(info.tag, info);
         }
         eachUid([&](const DcDictUidInfo& info) {
-            if (matches(info.desc, words)) findings.uid(info);
+            if (any(info)) findings.uid(info);
         });
         if (!findings.empty()) return;
     }

@@ -42,6 +42,7 @@ struct ServeOptions : EntityOptions {
     int workers = 128;
     bool noSync = false;
     bool fileSet = false;
+    bool anyClass = false;
     std::vector<std::string> acceptFrom;
     bool aetGiven = false;
 };
@@ -92,7 +93,7 @@ bool prepare(const ServeOptions& options, StoreServer& server) {
     if (!options.acceptFrom.empty()) server.aeTitleCheck = 3;
     for (const std::string& title : options.acceptFrom) server.acceptFrom.push_back(title.c_str());
     server.acceptFrom.push_back(nullptr);
-    server.support = storageSupport();
+    server.support = storageSupport(options.anyClass);
     server.tell = tellLine;
     return true;
 }
@@ -167,6 +168,8 @@ void addServe(Command& program) {
                  "lose what was confirmed");
     command.flag("--file-set", options->fileSet,
                  "What is received becomes part of the file set in DIR, and of its DICOMDIR");
+    command.flag("--any-class", options->anyClass,
+                 "Take objects of SOP classes that the registry does not know, too, such as private ones");
     command.run([options]() -> int {
         muteLog();
         if (options->acceptFrom.size() <= kMostAcceptFrom) return serve(*options);

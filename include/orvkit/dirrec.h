@@ -43,6 +43,22 @@ enum DIR_REC : int {
     DIR_REC_VISIT = 36,
     DIR_REC_VOI_LUT = 37,
     DIR_REC_WAVEFORM = 38,
+    // Of later editions: records of these types are of type UNKNOWN unless today's edition is set
+    // (edition.h).
+    DIR_REC_PALETTE = 39,
+    DIR_REC_SURFACE = 40,
+    DIR_REC_MEASUREMENT = 41,
+    DIR_REC_SURFACE_SCAN = 42,
+    DIR_REC_TRACT = 43,
+    DIR_REC_ASSESSMENT = 44,
+    DIR_REC_IMPLANT = 45,
+    DIR_REC_IMPLANT_ASSY = 46,
+    DIR_REC_IMPLANT_GROUP = 47,
+    DIR_REC_PLAN = 48,
+    DIR_REC_RADIOTHERAPY = 49,
+    DIR_REC_ANNOTATION = 50,
+    DIR_REC_INVENTORY = 51,
+    DIR_REC_WF_PRESENTATION = 52,
 };
 
 #endif

@@ -140,6 +140,11 @@ class ORVKIT_API DcElem : public DcNode {
     int pushTag(unsigned short group, unsigned short element);
     int getVr(DICT_VR& vr) const;
     DICT_VR getVr() const;
+    // The two letters of the VR as an explicit stream has them; `code` needs room for 4 characters. They are
+    // those of getVr but where a stream of today's edition (edition.h) held two capitals that stand for no VR
+    // known here: such an element is UN, and goes back with its own letters into streams of its byte order.
+    // The codes of DcDict::getVr.
+    int getVrCode(char* code) const;
     // The dictionary's value multiplicity as it stands there: n exactly n, 0 no known limit, -k at most k.
     int getVm() const;
     DICT_UID getXferSyn() const;
@@ -275,7 +280,8 @@ class ORVKIT_API DcElem : public DcNode {
     unsigned int pushedTag_;
     int vm_;
     short vr_;  // a DICT_VR
-    bool sequenceFlag_;
+    unsigned short sequenceFlag_ : 1;
+    unsigned short letters_ : 15;  // of a VR that nobody knows; 0 for none
     DICT_UID xferSyn_;
     int counter_;
     void* exceptionContext_;

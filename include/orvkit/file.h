@@ -108,6 +108,9 @@ ORVKIT_API int dirReadAroundPixels(unsigned char* buf, unsigned int length, DcDi
 // matters. DIR_OPEN cannot be opened, DIR_FILE_SIZE above the size limit, DIR_META_INFO,
 // RESULT_DICT_NOT_XFER_SYN, ELEM_NO_MEMORY, DIR_NULL_ARGUMENT null path; DIR_READ_WRITE when the bytes cannot
 // be read or written in full (LOG_ERROR).
+// Elements of group 0002 in the data set are left out, but in today's edition (edition.h) those that the
+// record has no place for: the AE titles and addresses of (0002,0017), (0002,0018) and (0002,0026) to
+// (0002,0028). DcDirAround::meta tells what a file has of them.
 ORVKIT_API int dirWriteFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset);
 // Builds the file in memory from a data set that holds group 0002 itself; `buf` holds getBufSize of the data
 // set and 132 bytes, `length` receives the size. DIR_META_INFO missing element, DIR_NULL_ARGUMENT null.
@@ -123,7 +126,8 @@ ORVKIT_API int dirElemListToFileMetaInfo(DcElemList& dataset, DcDirMetaInfo& met
 ORVKIT_API int dirSetMaxFileSize(int bytes);
 
 // The text of a DICOMDIR record type ("PATIENT", at most 18 characters) and back. DIR_NULL_ARGUMENT null,
-// DIR_RESERVED_09 unknown (both LOG_VALIDATION).
+// DIR_RESERVED_09 unknown (both LOG_VALIDATION). Of an encapsulated document it is "ENCAP_DOC", in today's
+// edition (edition.h) "ENCAP DOC", as the standard has it, and both are known there.
 ORVKIT_API int dirGetDesc(DIR_REC type, char* text);
 ORVKIT_API int dirGetType(const char* text, DIR_REC& type);
 

@@ -24,6 +24,10 @@ inline constexpr int MSM_SOP_MAX = 512;       // entries of a support list, and 
 inline constexpr int MSM_PROPOSAL_MAX = 128;  // presentation contexts that an association can propose
 inline constexpr int MSM_XFER_SYN_MAX = 32;
 inline constexpr int MSM_AE_ACCEPT_MAX = 64;
+// In a provider's support list: every SOP class that the dictionary does not know, such as private ones.
+// Those that peers propose get numbers of their own for the rest of the process, 1024 of them at most; DcDict
+// answers for these numbers and their UIDs as for any other.
+inline constexpr auto MSM_SOP_UNKNOWN = static_cast<DICT_UID>(-1);
 
 // A presentation context to propose, or a SOP class and the transfer syntaxes to support, in order of
 // preference.
@@ -32,7 +36,9 @@ struct ORVKIT_API DcMsmSopXferSyn {
     // Takes at most 32 transfer syntaxes from a list ended by 0; null means Implicit VR Little Endian.
     DcMsmSopXferSyn(DICT_UID sop, DICT_UID* xfers, TSM_ROLE role = TSM_ROLE_NONE);
 
-    DICT_UID sopClass = static_cast<DICT_UID>(0);  // 0 ends a list
+    // 0 ends a list. A provider's entry whose 32 transfer syntaxes are not enough goes on in the next one, of
+    // the same class.
+    DICT_UID sopClass = static_cast<DICT_UID>(0);
     // Role selection (PS3.7 D.3.3.4). A user proposes these roles for itself; none: the default, SCU. A
     // provider grants of what was proposed only these; none: it does not answer role selection, so that the
     // default holds.

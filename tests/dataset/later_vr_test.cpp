@@ -5,6 +5,7 @@
 #include <limits>
 #include <string>
 
+#include "dataset/elemlist_access.h"
 #include "orvkit/edition.h"
 #include "orvkit/keywords.h"
 #include "support/capture_log.h"
@@ -123,6 +124,71 @@ TEST_F(LaterVrs, StandingInAStreamWinOverTheDictionarys) {
     EXPECT_EQ(elemAt(list, 0x0074100A)->getVr(), VR_ST);
     EXPECT_EQ(elemAt(list, 0x00751010)->getVr(), VR_UV);
     EXPECT_EQ(text(list, 0x00751010), std::to_string(0x3837363534333231));
+}
+
+// Two capitals that stand for no VR have the long header of VRs to come (PS3.5 7.1.2), whatever the
+// dictionary says of the tag; other letters do not.
+TEST_F(LaterVrs, ToComeAreKeptWithTheirLetters) {
+    for (const DICT_UID syntax : {kExplicit, kBig}) {
+        SCOPED_TRACE(syntax);
+        Stream s(syntax);
+        for (const unsigned int tag : {0x00091010u, 0x00100010u, 0x00109999u}) {
+            s.tag(tag).raw("ZQ").u16(0).u32(4).raw("abcd");
+        }
+        s.tag(0x00109A99).raw("ZR").u16(0).u32(0);
+        const std::vector<unsigned char> bytes = s.bytes();
+        DcElemList list;
+        ASSERT_EQ(decode(list, s, syntax), RESULT_OK);
+        DcElemList strict;
+        unsigned int length = s.size();
+        unsigned int used = 0;
+        EXPECT_EQ(orvkit::ElemListAccess::parseElem(strict, s.data(), length, syntax, used), RESULT_OK);
+        EXPECT_EQ(used, 16u);
+        char code[4] = "";
+        DcElem& name = *elemAt(list, DcTag::PatientName);
+        EXPECT_EQ(name.getVr(), VR_UN);
+        EXPECT_EQ(name.getVrCode(code), RESULT_OK);
+        EXPECT_STREQ(code, "ZQ");
+        EXPECT_EQ(elemAt(strict, 0x00091010)->getVrCode(code), RESULT_OK);
+        EXPECT_STREQ(code, "ZQ");
+        EXPECT_EQ(rawBytes(name), "abcd");
+        EXPECT_EQ(frame(list, syntax), bytes);
+        // Nobody knows how to turn the value around.
+        const std::vector<unsigned char> turned = frame(list, syntax == kBig ? kExplicit : kBig);
+        EXPECT_EQ(std::string(turned.begin() + 4, turned.begin() + 6), "UN");
+        EXPECT_EQ(std::string(turned.begin() + 12, turned.begin() + 16), "abcd");
+
+        dictSetEdition(DICT_EDITION_2008);
+        DcElemList old;
+        (void)decode(old, s, syntax);
+        EXPECT_EQ(elemAt(old, 0x00091010)->getVrCode(code), RESULT_OK);
+        EXPECT_STREQ(code, "UN");
+        dictSetEdition(DICT_EDITION_CURRENT);
+    }
+    Stream s;
+    s.tag(0x00100010).raw("zq").u16(4).raw("abcd");
+    DcElemList list;
+    EXPECT_EQ(decode(list, s, kExplicit), RESULT_OK);
+    EXPECT_EQ(text(list, DcTag::PatientName), "abcd");
+}
+
+// Implicit little endian inside, whatever is around (PS3.5 6.2.2).
+TEST_F(LaterVrs, AnUnknownOneOfUndefinedLengthIsImplicitInside) {
+    for (const DICT_UID syntax : {kExplicit, kBig}) {
+        SCOPED_TRACE(syntax);
+        Stream inner(kImplicit);
+        inner.item(Stream::undefined).elem(0x00100010, "PN", "ab").endItem();
+        const std::string value(inner.bytes().begin(), inner.bytes().end());
+        Stream s(syntax);
+        s.header(0x00091010, "UN", Stream::undefined).raw(value).add(Stream(kImplicit).endSequence());
+        s.us(0x00280010, 5);
+        DcElemList list;
+        ASSERT_EQ(decode(list, s, syntax), RESULT_OK);
+        EXPECT_EQ(rawBytes(list, 0x00091010), value);
+        unsigned short rows = 0;
+        EXPECT_EQ(list.getValue(DcTag::Rows, rows), RESULT_OK);
+        EXPECT_EQ(rows, 5);
+    }
 }
 
 }  // namespace

@@ -1,10 +1,14 @@
 // What the dictionary answers of tags, VRs and UIDs, in both editions.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <fstream>
 #include <string>
+#include <vector>
 
 #include "dictionary/builtin.h"
 #include "fresh_dict.h"
+#include "media/sample_files.h"
 #include "orvkit/edition.h"
 #include "orvkit/keywords.h"
 #include "orvkit/tags.h"
@@ -97,6 +101,65 @@ TEST_F(Lookup, FindsEveryUidInTheEditionsThatHaveIt) {
     DICT_UID value = UID_VERIFICATION;
     EXPECT_EQ(Dict.getUidDef("1.2.840.10008.1.", value), RESULT_DICT_NOT_FOUND);
     EXPECT_EQ(value, UID_NONE);
+}
+
+// The rows of the facts from which both tables were made, read by another way than they were.
+std::vector<std::vector<std::string>> factRows(const char* name) {
+    const char* const samples = samplesDirectory();
+    std::vector<std::vector<std::string>> rows;
+    std::ifstream file(samples == nullptr ? "" : std::string(samples) + "/../dictionary/" + name);
+    std::string line;
+    std::getline(file, line);
+    while (std::getline(file, line)) rows.push_back(splitTabs(line + "\t"));
+    return rows;
+}
+
+TEST_F(Lookup, AnswersWhatTheFactsSayOfEveryRow) {
+    const auto today = factRows("current-elements.tsv");
+    if (today.empty()) GTEST_SKIP() << "no facts beside the sample files";
+    dictSetEdition(DICT_EDITION_CURRENT);
+    for (const auto& row : today) {  // tag, vr, vm, keyword, name, retired, retired_in, registry
+        std::string digits = row[0];
+        std::ranges::replace(digits, 'x', '2');
+        const auto tag = static_cast<unsigned int>(std::stoul(digits, nullptr, 16));
+        SCOPED_TRACE(row[0]);
+        DcDictEntry entry;
+        ASSERT_EQ(dictGetEntry(tag, entry), RESULT_OK);
+        EXPECT_EQ(entry.keyword, row[3]);
+        EXPECT_EQ(entry.name, row[4]);
+        EXPECT_EQ(entry.vrs, row[1]);
+        EXPECT_EQ(entry.vms, row[2]);
+        EXPECT_EQ(entry.retired, row[5] == "RET");
+        constexpr const char* registries[] = {"DICOM", "DICONDE", "DICOS", ""};
+        EXPECT_EQ(registries[entry.registry], row[7]);
+        char code[4] = "";
+        EXPECT_EQ(Dict.getVr(tag, code), RESULT_OK);
+        if (row[1].size() == 2) {
+            EXPECT_EQ(code, row[1]);
+        }
+    }
+    for (const auto& row :
+         factRows("current-uids.tsv")) {  // uid, name, keyword, type, retired, storage, record
+        SCOPED_TRACE(row[0]);
+        DcDictUidEntry uid;
+        ASSERT_EQ(dictGetUidEntry(row[0].c_str(), uid), RESULT_OK);
+        EXPECT_EQ(uid.name, row[1]);
+        EXPECT_EQ(uid.keyword, row[2]);
+        EXPECT_EQ(uid.kind, row[3]);
+        EXPECT_EQ(uid.retired, row[4] == "RET");
+        EXPECT_EQ(uid.storage != DICT_STORAGE_NONE, !row[5].empty());
+        EXPECT_EQ(uid.directoryRecord, row[6]);
+    }
+    dictSetEdition(DICT_EDITION_2008);
+    for (const auto& row : factRows("elements.tsv")) {  // tag, vr, vm, name
+        const auto tag = static_cast<unsigned int>(std::stoul(row[0], nullptr, 16));
+        SCOPED_TRACE(row[0]);
+        DcDictElemInfo info;
+        ASSERT_EQ(Dict.getElemInfo(askedFor(tag), &info), RESULT_OK);
+        EXPECT_EQ(DcDict::vrName(info.vr), row[1]);
+        EXPECT_EQ(std::to_string(info.vm), row[2]);
+        EXPECT_EQ(info.name, row[3]);
+    }
 }
 
 TEST_F(Lookup, AnswersEveryQuestionAboutATagAlike) {

@@ -4,6 +4,9 @@
 #include <cstring>
 
 #include "media/part10.h"
+#include "orvkit/dicomdir.h"
+#include "orvkit/edition.h"
+#include "orvkit/file.h"
 #include "orvkit/result.h"
 #include "orvkit/util.h"
 #include "support/capture_log.h"
@@ -94,4 +97,61 @@ TEST(ReadMetaInfo, OtherFilesAreRefusedForWhatTheyAre) {
         log.expect(LOG_ERROR, "dirReadFileMetaInfo", "File '" + path + "' is not a Part 10 file: " + what);
         EXPECT_EQ(end, 0u);
     }
+}
+
+TEST(DirRec, NamesGoBothWaysInTheirEdition) {
+    char text[32];
+    DIR_REC type = DIR_REC_UNKNOWN;
+    for (const DICT_EDITION edition : {DICT_EDITION_CURRENT, DICT_EDITION_2008}) {
+        dictSetEdition(edition);
+        const bool today = edition == DICT_EDITION_CURRENT;
+        CaptureLog log;
+        for (int i = 0; i <= DIR_REC_WF_PRESENTATION; ++i) {
+            const bool known = today || i <= DIR_REC_WAVEFORM;
+            EXPECT_EQ(dirGetDesc(static_cast<DIR_REC>(i), text), known ? RESULT_OK : DIR_RESERVED_09);
+            if (!known) continue;
+            EXPECT_EQ(dirGetType(text, type), RESULT_OK);
+            EXPECT_EQ(type, i) << text;
+        }
+        (void)dirGetDesc(DIR_REC_ENCAP_DOC, text);
+        EXPECT_STREQ(text, today ? "ENCAP DOC" : "ENCAP_DOC");
+        EXPECT_EQ(dirGetType("ENCAP_DOC", type), RESULT_OK);
+        EXPECT_EQ(dirGetType("ENCAP DOC", type), today ? RESULT_OK : DIR_RESERVED_09);
+        DcDirRec series(DIR_REC_SERIES);
+        EXPECT_EQ(series.add(new DcDirRec(DIR_REC_MEASUREMENT)) != nullptr, today);
+        EXPECT_EQ(series.add(new DcDirRec(DIR_REC_IMPLANT)), nullptr);
+    }
+    CaptureLog log;
+    EXPECT_EQ(dirGetType("PATIENTS", type), DIR_RESERVED_09);
+    EXPECT_EQ(type, DIR_REC_UNKNOWN);
+    EXPECT_EQ(dirGetDesc(static_cast<DIR_REC>(-1), text), DIR_RESERVED_09);
+    EXPECT_EQ(log.lines().size(), 2u);
+}
+
+// Both sides of a transfer stand in the meta information of today's files, for which its record has no place.
+TEST(FileMeta, KeepsTheRouteOfAFileInTodaysEdition) {
+    const TempDir temp;
+    for (const DICT_EDITION edition : {DICT_EDITION_CURRENT, DICT_EDITION_2008}) {
+        dictSetEdition(edition);
+        const bool today = edition == DICT_EDITION_CURRENT;
+        DcElemList dataset;
+        dataset.add(new DcElem(0x00020016, "OTHER"));
+        dataset.add(new DcElem(0x00020017, "SENDER"));
+        dataset.add(new DcElem(0x00020026, "dicom://here:104"));
+        dataset.add(new DcElem(0x00080016, UID_CT_IMAGE_STORAGE));
+        dataset.add(new DcElem(0x00080018, "9.8.7"));
+        DcDirMetaInfo meta = metaFor(kExplicit);
+        ASSERT_EQ(dirWriteFile((temp / "f").c_str(), meta, dataset), RESULT_OK);
+        EXPECT_NE(elemAt(dataset, 0x00020017), nullptr) << "it is still where it was";
+        DcElemList group;
+        DcElemList read;
+        DcDirAround around;
+        around.meta = &group;
+        ASSERT_EQ(dirReadAroundPixels((temp / "f").c_str(), meta, read, around), RESULT_OK);
+        EXPECT_EQ(text(group, 0x00020017), today ? "SENDER" : "<none>");
+        EXPECT_EQ(text(group, 0x00020026), today ? "dicom://here:104" : "<none>");
+        EXPECT_NE(text(group, 0x00020016), "OTHER");
+        EXPECT_EQ(elemAt(read, 0x00020017), nullptr);
+    }
+    dictSetEdition(DICT_EDITION_2008);
 }

@@ -28,7 +28,9 @@ inline std::string valueOf(DcElem& e, DICT_UID stream) {
     const bool text = orvkit::ElemAccess::vrSize(e) == VR_SIZE_CHAR;
     (void)orvkit::ElemAccess::frameInStream(e, reinterpret_cast<unsigned char*>(bytes.data()), used,
                                             text ? kImplicit : stream);
-    return bytes.substr(8, used - 8);
+    const bool wide = orvkit::vrRow(orvkit::ElemAccess::vr(e)).head == orvkit::Head::wide;
+    const std::size_t header = wide && !text && stream != kImplicit ? 12 : 8;
+    return bytes.substr(header, used - header);
 }
 
 inline void collectLeaves(DcElemList& list, DICT_UID stream, int depth, std::vector<Leaf>& leaves) {

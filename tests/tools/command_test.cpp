@@ -43,8 +43,8 @@ TEST_F(CommandTest, AMisspeltWordIsToldWithTheNearestOne) {
         {"orvkit dicomdir udpate x", "udpate; did you mean update?"},
         {"orvkit dump --Jsn x", "--Jsn; did you mean --json?"},
         {"orvkit send h 1 f --conect-timeout=3", "did you mean --connect-timeout?"},
-        {"orvkit dump --tag PatentName x", "; did you mean PatientsName?"},
-        {"orvkit lookup PatientNmae", "; did you mean PatientsName?"},
+        {"orvkit dump --tag PatentName x", "; did you mean PatientName?"},
+        {"orvkit lookup PatientNmae", "; did you mean PatientName?"},
     };
     for (const auto& row : rows) {
         const Outcome outcome = sh(row.script);
@@ -212,9 +212,25 @@ TEST_F(CommandTest, LookupTakesEverySpelling) {
         const char* query;
         const char* found;
     } rows[] = {
-        {"0008,0016", "T_0008_0016_sopClassUid"},       {"8,16", "T_0008_0016_sopClassUid"},
-        {"PatientName", "T_0010_0010_patientsName"},    {"50xx,0005", "T_50xx_0005_curveDimension"},
-        {"1.2.840.10008.1.2.2", "Big Endian Explicit"}, {"PN", "324 bytes"},
+        {"0008,0016", "T_0008_0016_sopClassUid"},
+        {"8,16", "T_0008_0016_sopClassUid"},
+        {"PatientName", "T_0010_0010_patientsName"},
+        {"50xx,0005", "T_50xx_0005_curveDimension"},
+        {"1.2.840.10008.1.2.2", "Big Endian Explicit"},
+        {"PN", "324 bytes"},
+        {"OV", "value representation"},
+        {"patientsName", "(0010,0010)  PN  1      T_0010_0010_patientsName  PatientName, Patient's Name\n"},
+        {"0018,9430", "FL  2 "},
+        {"0018,9430", ", in 2008 US"},
+        {"0028,0106", "US|SS"},
+        {"0014,3011", ", DICONDE, not in 2008"},
+        {"8,1", ", retired"},
+        {"0020,3105", "(0020,3105)"},
+        {"osimetricobj", "DosimetricObjectiveSequence"},
+        {"CTImageStorage",
+         "1.2.840.10008.5.1.4.1.1.2  SOP Class  CT Image Storage  CTImageStorage, record IMAGE\n"},
+        {"1.2.840.10008.5.1.4.1.1.201.1", ", record INVENTORY, not in 2008"},
+        {"--json PatientName", "\"keyword\": \"PatientName\""},
     };
     for (const auto& row : rows) {
         const Outcome outcome = sh(std::string("orvkit lookup ") + row.query);
@@ -222,6 +238,19 @@ TEST_F(CommandTest, LookupTakesEverySpelling) {
         EXPECT_TRUE(holds(outcome.out, row.found)) << row.query;
         EXPECT_EQ(outcome.err, "");
     }
+}
+
+TEST_F(CommandTest, DumpNamesElementsByKeywordWhenAskedTo) {
+    ASSERT_EQ(sh("orvkit phantom p --size 16 --images 1 --series 1").status, 0);
+    const std::string dump = "orvkit dump p/SE000001/IM000001 --tag PatientName,sopInstanceUid,0002,0000";
+    const Outcome tree = sh(dump + " --keywords");
+    EXPECT_TRUE(holds(tree.out, "(0010,0010)  (0010,0010) PatientName                              (PN) "));
+    EXPECT_TRUE(holds(tree.out, "(0008,0018) SOPInstanceUID "));
+    EXPECT_TRUE(holds(tree.out, "(0002,0000) FileMetaInformationGroupLength"));
+    EXPECT_TRUE(holds(sh(dump + " --flat --keywords").out, "(0010,0010)   PN(PN)   PatientName\n"));
+    EXPECT_TRUE(holds(sh(dump).out, "T_0010_0010_patientsName"));
+    EXPECT_TRUE(holds(sh("ORVKIT_EDITION=2008 orvkit lookup 7fe0,0001 2>&1").out, "nothing is known"));
+    EXPECT_EQ(sh("ORVKIT_EDITION=1999 orvkit lookup PN").status, 2);
 }
 
 }  // namespace

@@ -95,8 +95,6 @@ TEST_F(NetworkCommandTest, EverySoundSampleWithAHeaderReachesServe) {
          "neither its data set nor its header names a usable SOP class and instance"},
         {"sequences/nested_private_sq_implicit.dcm",
          "neither its data set nor its header names a usable SOP"},
-        {"deflated/sq_dfl.dcm",
-         "the peer does not support the SOP class: 2.25.152752519834663263826301420581341"},
     };
     std::ofstream list(dir / "list");
     std::size_t sound = 0;
@@ -110,13 +108,33 @@ TEST_F(NetworkCommandTest, EverySoundSampleWithAHeaderReachesServe) {
     }
     list.close();
     const Outcome outcome = net("mkdir in; start $P " ORVKIT_COMMAND
-                                " serve --no-sync --port $P in\n"
+                                " serve --no-sync --any-class --port $P in\n"
                                 "xargs -a list -d '\\n' " ORVKIT_COMMAND " send 127.0.0.1 $P");
     EXPECT_TRUE(holds(outcome.out, std::to_string(sound - others.size()) + " sent")) << outcome.err;
     for (const auto& [path, why] : others) EXPECT_TRUE(holds(outcome.err, path + ": " + why));
     EXPECT_TRUE(
         holds(outcome.err, "rt/rtplan.dcm: the SOP instance is 1.2.999.999.99.9.9999.9999.20030903150023"));
     EXPECT_TRUE(fs::exists(dir / "in/1.2.777.777.77.7.7777.7777.20030903150023.dcm"));
+}
+
+TEST_F(NetworkCommandTest, AClassThatNobodyKnowsIsTakenWhenServeIsToldTo) {
+    if (samplesDirectory() == nullptr) GTEST_SKIP() << "no samples";
+    const std::string file = samplePath("deflated/sq_dfl.dcm");
+    const Outcome outcome = net("mkdir in any; start $P " ORVKIT_COMMAND
+                                " serve --port $P in\n"
+                                "start $Q " ORVKIT_COMMAND
+                                " serve --any-class --port $Q any\n"
+                                "orvkit send 127.0.0.1 $P " +
+                                file + "\norvkit send 127.0.0.1 $Q " + file);
+    EXPECT_TRUE(
+        holds(outcome.err, "the peer does not support the SOP class: 2.25.1527525198346632638263014"));
+    EXPECT_TRUE(names("in").empty());
+    ASSERT_EQ(names("any").size(), 1u);
+    // The data set is there as it was.
+    const std::string sent = contentOf(file);
+    const std::string stored = contentOf(dir / "any" / names("any")[0]);
+    EXPECT_TRUE(stored.ends_with(sent.substr(sent.size() - 211)));
+    EXPECT_TRUE(holds(stored, "2.25.152752519834663263826301420581341174218"));
 }
 
 TEST_F(NetworkCommandTest, SendGoesOnAfterALostAssociationWhenAskedTo) {
