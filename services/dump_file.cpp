@@ -137,18 +137,6 @@ bool readOther(DumpedFile& file) {
 
 }  // namespace
 
-std::string describeFound(const DcDirFound& found) {
-    std::string text;
-    const auto add = [&text](const std::string& part) { text += (text.empty() ? "" : ", ") + part; };
-    if (found.guessed) add("read as " + describeUid(found.xferSyn));
-    if (!found.meta) add("no file meta information");
-    if (found.meta && !found.preamble) add("no preamble");
-    if (found.metaImplicit) add("file meta information in implicit VR");
-    if (found.zerosBefore != 0) add(std::to_string(found.zerosBefore) + " zero bytes in front");
-    if (found.zerosBehind != 0) add(std::to_string(found.zerosBehind) + " zero bytes behind the data set");
-    return text;
-}
-
 void readForDump(DumpedFile& file) {
     const int result = readWith(file, [&file](DcDirMetaInfo& meta, DcDirAround& around) {
         return dirReadAroundPixels(file.path.c_str(), meta, file.data, around);

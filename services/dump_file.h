@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "orvkit/elemlist.h"
-#include "orvkit/file.h"
 
 namespace services {
 
@@ -20,10 +19,6 @@ struct DumpedFile {
     std::vector<std::string> faults;  // one line each, to follow the path
     std::string note;                 // how it was found, where it is no Part 10 file by the letter; or ""
 };
-
-// What is to be told of a file that was read all the same: "read as Implicit VR Little Endian without file
-// meta information"; "" when there is nothing.
-std::string describeFound(const DcDirFound& found);
 
 // Reads everything of a file but the value of Pixel Data, as far as it goes: whatever fits the first read
 // with four system calls. A directory is only recognised.

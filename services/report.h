@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "orvkit/file.h"
 #include "orvkit/log.h"
 #include "orvkit/uids.h"
 
@@ -54,6 +55,9 @@ DICT_UID xferSynFromName(std::string_view name);
 
 // The UID and its description: "1.2.840.10008.1.2 (Little Endian Implicit)"; "none" for UID_NONE.
 std::string describeUid(DICT_UID uid);
+// What is to be told of a file that was read all the same: "read as Implicit VR Little Endian without file
+// meta information"; "" when there is nothing.
+std::string describeFound(const DcDirFound& found);
 
 }  // namespace services
 

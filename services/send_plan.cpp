@@ -34,9 +34,10 @@ class Planner {
   private:
     void file(const std::string& path, bool fromFolder) {
         FileIdentity object;
-        if (const int result = readIdentity(path, object, true); result != RESULT_OK) {
-            return fault(path, resultText(result));
-        }
+        int result = readIdentity(path, object, true);
+        const bool odd = result == DIR_NOT_PART10 || result == DIR_META_INFO || result == DIR_READ_WRITE;
+        if (odd && readOddFile(path, object, true) == RESULT_OK) result = RESULT_OK;
+        if (result != RESULT_OK) return fault(path, resultText(result));
         if (object.sopClass == UID_MEDIA_STORAGE_DIR_STORAGE) {
             if (!fromFolder) fault(path, "a DICOMDIR is not sent: its records name files by their place");
             return;
@@ -52,6 +53,7 @@ class Planner {
         file.sopClass = object.sopClass;
         file.xferSyn = object.xferSyn;
         file.size = object.size;
+        file.odd = odd;
         plan_.bytes += file.size;
         ++plan_.files;
         groupFor(file).files.push_back(std::move(file));

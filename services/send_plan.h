@@ -15,6 +15,7 @@ struct OutgoingFile {
     DICT_UID sopClass = UID_NONE;
     DICT_UID xferSyn = UID_NONE;
     unsigned long long size = 0;  // bytes
+    bool odd = false;             // sent from a copy with a header of its own
     int attempts = 0;
     std::string fault;  // why it was not sent, last
 };

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <string_view>
 #include <vector>
 
@@ -13,6 +14,7 @@
 #include "orvkit/tags.h"
 #include "platform/file.h"
 #include "services/charset.h"
+#include "services/paths.h"
 #include "services/report.h"
 #include "services/text.h"
 
@@ -149,6 +151,33 @@ int readIdentity(const std::string& path, FileIdentity& identity, bool learn) {
     identity.sopClass = numberOf(names.sopClass, UID_TYPE_SOP, learn);
     if (names.instance.size() <= kLongestUid) identity.instance = names.instance;
     return RESULT_OK;
+}
+
+int readOddFile(const std::string& path, FileIdentity& identity, bool learn, platform::NewFile* copy) {
+    identity = {};
+    DcDirMetaInfo meta;
+    DcElemList data;
+    DcDirFound found;
+    DcDirAround around;
+    around.found = &found;
+    int result = dirReadAroundPixels(path.c_str(), meta, data, around);
+    if (result != RESULT_OK) return result;
+    identity.sopClass = numberOf(textOf(data, T_0008_0016_sopClassUid), UID_TYPE_SOP, learn);
+    identity.instance = textOf(data, T_0008_0018_sopInstanceUid);
+    if (identity.sopClass == UID_NONE) identity.sopClass = meta.sopClassUid;
+    if (identity.instance.empty()) identity.instance = meta.sopInstanceUid;
+    identity.xferSyn = found.xferSyn;
+    identity.difference = describeFound(found);
+    platform::FileInfo info;
+    if (platform::examine(path.c_str(), info)) identity.size = static_cast<std::uint64_t>(info.size);
+    if (copy == nullptr) return RESULT_OK;
+    std::error_code error;
+    const std::filesystem::path folder = std::filesystem::temp_directory_path(error);
+    if (error || !copy->begin(nameOf(folder))) return DIR_READ_WRITE;
+    meta.sopClassUid = identity.sopClass;
+    meta.transferSyntax = found.xferSyn;
+    meta.version = 1;
+    return dirWriteFile(copy->path().c_str(), meta, data);
 }
 
 std::string SourceFile::sopClass() const {

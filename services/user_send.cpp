@@ -161,7 +161,10 @@ class GroupSender {
             return Sent::refused;
         }
         FileIdentity object;
-        if (const int result = readIdentity(file.path, object, false); result != RESULT_OK) {
+        orvkit::platform::NewFile copy;
+        const int result =
+            file.odd ? readOddFile(file.path, object, false, &copy) : readIdentity(file.path, object, false);
+        if (result != RESULT_OK) {
             file.fault = resultText(result);
             return Sent::refused;
         }
@@ -170,7 +173,8 @@ class GroupSender {
             return Sent::refused;
         }
         DcCmdCStoreRq request;
-        if (!orvkit::fillStoreRequest(request, file.path.c_str(), object.sopClass, object.instance.c_str())) {
+        const std::string path = file.odd ? copy.path() : file.path;
+        if (!orvkit::fillStoreRequest(request, path.c_str(), object.sopClass, object.instance.c_str())) {
             file.fault = "its path has more than 1024 characters, or begins or ends with blanks";
             return Sent::refused;
         }

@@ -137,6 +137,19 @@ TEST_F(NetworkCommandTest, AClassThatNobodyKnowsIsTakenWhenServeIsToldTo) {
     EXPECT_TRUE(holds(stored, "2.25.152752519834663263826301420581341174218"));
 }
 
+TEST_F(NetworkCommandTest, DataSetsWithoutAHeaderAreSentWithOne) {
+    if (samplesDirectory() == nullptr) GTEST_SKIP() << "no samples";
+    const Outcome outcome = net("mkdir in; start $P " ORVKIT_COMMAND
+                                " serve --no-sync --port $P in\n" ORVKIT_COMMAND " send -j 2 127.0.0.1 $P " +
+                                samplePath("nometa") +
+                                "/*.dcm; ls in | wc -l\n"
+                                "orvkit dump --json in/*; printf text >text; orvkit send 127.0.0.1 $P text");
+    EXPECT_TRUE(holds(outcome.out, "6 sent")) << outcome.out;
+    EXPECT_TRUE(holds(outcome.out, "\n5\n"));
+    EXPECT_TRUE(holds(outcome.err, "no file meta information"));
+    EXPECT_TRUE(holds(outcome.err, "text: "));
+}
+
 TEST_F(NetworkCommandTest, SendGoesOnAfterALostAssociationWhenAskedTo) {
     if (!installed("storescp")) GTEST_SKIP() << "storescp is not installed";
     const Outcome outcome = net(
