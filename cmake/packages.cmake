@@ -1,5 +1,5 @@
 # The libraries of others that the command and the tests use: CLI11, nlohmann/json and GoogleTest, by the names
-# of their packages' targets.
+# of their packages' targets. And zlib, which the library beside the core is over.
 #
 # A build for another machine than this one (CMAKE_CROSSCOMPILING: Windows, 32-bit Linux) cannot link the host's
 # GoogleTest, and must not see /usr/include behind the compiler's own headers. It takes the two that are headers
@@ -14,6 +14,27 @@ function(orvkit_link_host_headers target folder header)
   add_library(${target} INTERFACE IMPORTED GLOBAL)
   target_include_directories(${target} SYSTEM INTERFACE ${links})
 endfunction()
+
+# ORVKIT_ZLIB is a target to link, or empty: without zlib, or with that of another machine alone. On Windows it is
+# linked in, as the C++ runtime is.
+macro(orvkit_find_zlib)
+  if(WIN32)
+    find_library(ZLIB_LIBRARY NAMES libz.a)
+  elseif(CMAKE_CROSSCOMPILING)
+    find_library(ZLIB_LIBRARY NAMES z PATHS /usr/lib32 NO_DEFAULT_PATH)
+  endif()
+  find_package(ZLIB QUIET)
+  set(ORVKIT_ZLIB "")
+  if(ZLIB_FOUND)
+    include(CheckCXXSourceCompiles)
+    set(CMAKE_REQUIRED_LIBRARIES ZLIB::ZLIB)
+    check_cxx_source_compiles("#include <zlib.h>\nint main() { return zlibVersion() == nullptr; }" ORVKIT_ZLIB_LINKS)
+    unset(CMAKE_REQUIRED_LIBRARIES)
+    if(ORVKIT_ZLIB_LINKS)
+      set(ORVKIT_ZLIB ZLIB::ZLIB)
+    endif()
+  endif()
+endmacro()
 
 macro(orvkit_find_cli11)
   if(CMAKE_CROSSCOMPILING)

@@ -1,10 +1,11 @@
 # Sourced by ./demo, ./check and .ci/run: puts the tools of a build in place.
 # shellcheck shell=bash
 
-build_packages=(g++ cmake ninja-build pkg-config libgtest-dev nlohmann-json3-dev libcli11-dev)
+build_packages=(g++ cmake ninja-build pkg-config libgtest-dev nlohmann-json3-dev libcli11-dev zlib1g-dev)
 peer_packages=(dcmtk libgdcm-tools dicom3tools ncompress orthanc curl python3-pydicom)
 gate_packages=(clang clang-format clang-tidy libclang-rt-14-dev)
-cross_packages=(g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix wine wine64 g++-multilib googletest)
+cross_packages=(g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix libz-mingw-w64-dev wine wine64 g++-multilib
+  lib32z1-dev googletest)
 
 say() { printf '\n== %s\n' "$*"; }
 

@@ -42,7 +42,7 @@ inline constexpr SyntaxRow rows[] = {
     {UID_LITTLE_ENDIAN_IMPLICIT,         false,   ByteOrder::little, Pixels::native,       false,    Packing::plain,    "implicit"},
     {UID_LITTLE_ENDIAN_EXPLICIT,         true,    ByteOrder::little, Pixels::native,       false,    Packing::plain,    "explicit"},
     // Its pixel data is framed as if it were encapsulated: kept for callers that rely on it.
-    {UID_DEFLATED_LITTLE_ENDIAN_EXPLICIT, true,   ByteOrder::little, Pixels::native,       true,     Packing::deflated, ""},
+    {UID_DEFLATED_LITTLE_ENDIAN_EXPLICIT, true,   ByteOrder::little, Pixels::native,       true,     Packing::deflated, "deflated"},
     {UID_BIG_ENDIAN_EXPLICIT,            true,    ByteOrder::big,    Pixels::native,       false,    Packing::plain,    "big"},
     {UID_JPIP_REFERENCED_DEFLATE,        true,    ByteOrder::little, Pixels::encapsulated, true,     Packing::deflated, ""},
     {jpipHtj2kDeflate,                   true,    ByteOrder::little, Pixels::encapsulated, true,     Packing::deflated, ""},
@@ -81,6 +81,12 @@ constexpr bool isUncompressed(DICT_UID syntax) noexcept {
 // The same in little endian: pixel data stands alike in all of them.
 constexpr bool isLittleNative(DICT_UID syntax) noexcept {
     return isUncompressed(syntax) && syntaxRow(syntax).order == ByteOrder::little;
+}
+
+// The syntax of what a codec of the whole data set has unpacked, or is to pack; a plain one itself.
+constexpr DICT_UID unpackedSyntax(DICT_UID syntax) noexcept {
+    if (syntaxRow(syntax).packing == Packing::plain) return syntax;
+    return syntax == UID_JPIP_REFERENCED_DEFLATE ? UID_JPIP_REFERENCED : UID_LITTLE_ENDIAN_EXPLICIT;
 }
 
 }  // namespace orvkit

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <memory>
 #include <span>
+#include <utility>
 
 #include "encoding/walk.h"
 #include "platform/file.h"
@@ -25,6 +26,11 @@ class FilePrefix final : public ByteSource {
         return open(path, reporter, reporter, firstRead);
     }
     int open(const char* path, const char* statReporter, const char* openReporter, std::size_t firstRead);
+    // A file that is open.
+    void adopt(platform::FileHandle handle, std::uint64_t size) noexcept {
+        handle_ = std::move(handle);
+        size_ = size;
+    }
     // Refuses to hold more than that.
     void setLimit(std::uint64_t bytes) noexcept { limit_ = bytes; }
     bool overLimit() const noexcept { return overLimit_; }

@@ -15,6 +15,7 @@
 #include "media/any_file.h"
 #include "media/file_prefix.h"
 #include "media/meta_info.h"
+#include "media/packed_data.h"
 #include "media/part10_reader.h"
 
 using namespace orvkit;
@@ -58,6 +59,14 @@ int decode(std::span<unsigned char> bytes, DICT_UID xferSyn, DcDirMetaInfo& meta
     const int result = dataset.parse(bytes.data(), length, xferSyn);
     takeIdentity(dataset, meta);
     return result;
+}
+
+// A data set that is compressed as a whole. What came of it before a fault is decoded.
+int decodePacked(ByteSource& source, Part10& p, DICT_UID xferSyn, DcElemList& dataset, const char* reporter) {
+    orvkit::MemorySink plain;
+    const orvkit::Unpacked unpacked = orvkit::unpack({source, p.end, *p.codec, p.name()}, plain, reporter);
+    const int result = decode(plain.bytes(), xferSyn, p.meta, dataset);
+    return unpacked.result != RESULT_OK ? unpacked.result : result;
 }
 
 int checkLimit(const FilePrefix& file, const Part10& p, const char* reporter) {
@@ -205,8 +214,11 @@ class WholeSource {
 
 class AroundReader {
   public:
-    AroundReader(Part10& p, FilePrefix* file, DICT_UID xferSyn, DcElemList& dataset, DcDirAround& around)
+    // `named`: the file can be found by its path.
+    AroundReader(Part10& p, FilePrefix* file, bool named, DICT_UID xferSyn, DcElemList& dataset,
+                 DcDirAround& around)
         : p_(p),
+          named_(named),
           file_(file),
           xferSyn_(xferSyn),
           mode_(Mode::of(xferSyn)),
@@ -219,7 +231,7 @@ class AroundReader {
             WalkHeader h;
             const bool stays = findPixels(*source, from, h);
             if (source->failed()) {
-                return file_ != nullptr ? failPrefix(*file_, kReporter, p_.path) : int{DIR_READ_WRITE};
+                return file_ != nullptr ? failPrefix(*file_, kReporter, p_.name()) : int{DIR_READ_WRITE};
             }
             note(decodeBytes(from, stays ? h.offset : end_ != 0 ? end_ : source->size()));
             if (!stays) return result_;
@@ -267,17 +279,18 @@ class AroundReader {
         const auto n = static_cast<std::size_t>(to - from);
         if (file_ != nullptr && from == p_.end) {
             file_->setLimit(UINT64_MAX);
-            if (!file_->loadTo(to)) return failPrefix(*file_, kReporter, p_.path);
+            if (!file_->loadTo(to)) return failPrefix(*file_, kReporter, p_.name());
         }
         if (file_ == nullptr) return decodeSpan(p_.source.at(from, n).first(n));
         if (file_->bytes().size() >= to) return decodeSpan(file_->bytes().subspan(at, n));
         const std::unique_ptr<unsigned char[]> block(new (std::nothrow) unsigned char[n]);
         if (block == nullptr) {
             return fail(ELEM_NO_MEMORY, LOG_ERROR, kReporter, "File '%s', unable to allocate memory",
-                        p_.path);
+                        p_.name());
         }
-        const auto got = platform::readAt(file_->handle(), block.get(), n, static_cast<std::int64_t>(from));
-        if (got != static_cast<std::int64_t>(n)) return failPrefix(*file_, kReporter, p_.path);
+        const auto got =
+            orvkit::platform::readAt(file_->handle(), block.get(), n, static_cast<std::int64_t>(from));
+        if (got != static_cast<std::int64_t>(n)) return failPrefix(*file_, kReporter, p_.name());
         return decodeSpan({block.get(), n});
     }
     int decodeSpan(std::span<const unsigned char> bytes) {
@@ -297,11 +310,18 @@ class AroundReader {
             tell(h, from, DIR_FILE_SIZE, lastMessage());
         } else if (m.length != 0) {
             // Two GByte and more are told as the 32-bit numbers that they are.
-            DcBuf place(p_.path, static_cast<int>(static_cast<unsigned int>(h.valueOffset)),
-                        static_cast<unsigned int>(m.length), label(h));
-            note(element->addValue(&place));
+            note(refer(*element, static_cast<int>(static_cast<unsigned int>(h.valueOffset)),
+                       static_cast<unsigned int>(m.length), label(h)));
         }
         return m.behind;
+    }
+    int refer(DcElem& element, int offset, unsigned int length, DICT_UID syntax) {
+        DcBuf place(p_.path, offset, length, syntax);
+        if (named_) return element.addValue(&place);
+        orvkit::platform::FileHandle handle = orvkit::platform::duplicate(file_->handle());
+        if (!handle) return failPrefix(*file_, kReporter, p_.name());
+        DcBuf open(handle.release(), offset, length, syntax);
+        return element.addValue(&open);
     }
     static std::string describe(const WalkHeader& h, const Measured& m) {
         if (h.length == kLengthUndefined) return "fragments without their end";
@@ -318,6 +338,7 @@ class AroundReader {
     }
 
     Part10& p_;
+    bool named_;
     FilePrefix* file_;  // null for memory
     DICT_UID xferSyn_;
     Mode mode_;
@@ -328,9 +349,75 @@ class AroundReader {
     int result_ = RESULT_OK;
 };
 
+// What a data set that is compressed as a whole becomes, in a file without a name. `read(inside)` reads that;
+// a fault of the stream goes before those of what is left of it.
+template <typename Read>
+int readUnpacked(const Part10& p, ByteSource& source, const char* reporter, std::uint64_t& size, Read read) {
+    FilePrefix file;
+    const orvkit::Unpacked unpacked = orvkit::unpack({source, p.end, *p.codec, p.name()}, file, reporter);
+    const std::string fault = orvkit::lastMessage();
+    size = unpacked.size;
+    file.setLimit(static_cast<std::uint64_t>(orvkit::maxFileSize()) + FilePrefix::kWithHeader);
+    Part10 inside{file, p.path, p.meta};
+    const int result = read(inside, file);
+    if (unpacked.result == RESULT_OK) return result;
+    orvkit::tellElemFault({unpacked.result, 0, nullptr, 0, fault.c_str()});
+    return unpacked.result;
+}
+
 int readAround(Part10& p, FilePrefix* file, DcElemList& dataset, DcDirAround& around) {
-    const int result = settleSyntax(p, "dirReadAroundPixels", around.xferSyn);
-    return result != RESULT_OK ? result : AroundReader(p, file, around.xferSyn, dataset, around).run();
+    constexpr const char* reporter = "dirReadAroundPixels";
+    const int result = settleSyntax(p, reporter, around.xferSyn);
+    if (result != RESULT_OK) return result;
+    const DICT_UID xferSyn = around.xferSyn;
+    if (p.codec == nullptr) return AroundReader(p, file, true, xferSyn, dataset, around).run();
+    WholeSource whole;
+    std::uint64_t size = 0;
+    return readUnpacked(p, file != nullptr ? whole.of(*file) : p.source, reporter, size,
+                        [&](Part10& inside, FilePrefix& unpacked) {
+                            const int read =
+                                AroundReader(inside, &unpacked, false, xferSyn, dataset, around).run();
+                            around.streamOffset = size;  // where the stream ended, should that be told
+                            return read;
+                        });
+}
+
+// Everything up to Pixel Data, and where that is.
+struct NonPixels {
+    std::uint64_t offset = 0;
+    std::uint64_t length = 0;
+    bool found = false;
+
+    int read(Part10& p, FilePrefix& file, DICT_UID xferSyn, DcElemList& dataset, const char* reporter);
+};
+
+int NonPixels::read(Part10& p, FilePrefix& file, DICT_UID xferSyn, DcElemList& dataset,
+                    const char* reporter) {
+    Walker walker(file, p.end, file.size(), Mode::of(xferSyn), true);
+    WalkHeader h;
+    WalkStep step;
+    while ((step = walker.peek(h)) == WalkStep::element && h.tag != orvkit::kTagPixelData && walker.skip(h)) {
+    }
+    if (file.failed()) return failPrefix(file, reporter, p.name());
+    // No Pixel Data, or a fault in front of it: decoding tells what and where.
+    if (step != WalkStep::element || h.tag != orvkit::kTagPixelData) {
+        return decodeAll(file, p, xferSyn, dataset, reporter);
+    }
+    if (h.offset - p.end > static_cast<std::uint64_t>(orvkit::maxFileSize()))
+        return failLimit(reporter, p.name());
+
+    const auto header = file.bytes().first(static_cast<std::size_t>(h.offset));
+    if (const int result = decode(header.subspan(static_cast<std::size_t>(p.end)), xferSyn, p.meta, dataset);
+        result != RESULT_OK) {
+        return result;
+    }
+    WholeSource whole;
+    const Measured m = measureValue(whole.of(file), h, reporter);
+    if (h.valueOffset > 0xFFFFFFFF || m.length > 0xFFFFFFFF) return failLimit(reporter, p.name());
+    found = true;
+    offset = h.valueOffset;
+    length = m.length;
+    return m.result;
 }
 
 }  // namespace
@@ -366,6 +453,10 @@ int dirReadFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset) try 
         return result;
     DICT_UID xferSyn;
     if (const int result = settleSyntax(p, reporter, xferSyn); result != RESULT_OK) return result;
+    if (p.codec != nullptr) {
+        WholeSource whole;
+        return decodePacked(whole.of(file), p, xferSyn, dataset, reporter);
+    }
     WalkHeader h;
     if (!endsWithLargePixels(file, p, xferSyn, h)) return decodeAll(file, p, xferSyn, dataset, reporter);
 
@@ -385,7 +476,9 @@ int dirReadFile(unsigned char* buf, unsigned int length, DcDirMetaInfo& meta, Dc
     if (const int result = readMeta(p); result != RESULT_OK) return result;
     DICT_UID xferSyn;
     if (const int result = settleSyntax(p, reporter, xferSyn); result != RESULT_OK) return result;
-    if (length - p.end > static_cast<unsigned int>(maxFileSize())) return failLimit(reporter, p.name());
+    if (p.codec != nullptr) return decodePacked(source, p, xferSyn, dataset, reporter);
+    if (length - p.end > static_cast<unsigned int>(orvkit::maxFileSize()))
+        return failLimit(reporter, p.name());
     return decode(std::span(buf, length).subspan(static_cast<std::size_t>(p.end)), xferSyn, meta, dataset);
 } catch (const std::bad_alloc&) {
     return failMemory("dirReadFile");
@@ -399,8 +492,10 @@ int dirReadAnyFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset, D
     if (const int result = begin(file, p, reporter, FilePrefix::kWithHeader); result != RESULT_OK)
         return result;
     DICT_UID xferSyn;
-    const int result = settleSyntax(p, reporter, xferSyn);
-    return result != RESULT_OK ? result : decodeAll(file, p, xferSyn, dataset, reporter);
+    if (const int result = settleSyntax(p, reporter, xferSyn); result != RESULT_OK) return result;
+    if (p.codec == nullptr) return decodeAll(file, p, xferSyn, dataset, reporter);
+    WholeSource whole;
+    return decodePacked(whole.of(file), p, xferSyn, dataset, reporter);
 } catch (const std::bad_alloc&) {
     return failMemory("dirReadAnyFile");
 }
@@ -415,6 +510,7 @@ int dirReadAnyFile(unsigned char* buf, unsigned int length, DcDirMetaInfo& meta,
     if (const int result = readMeta(p); result != RESULT_OK) return result;
     DICT_UID xferSyn;
     if (const int result = settleSyntax(p, reporter, xferSyn); result != RESULT_OK) return result;
+    if (p.codec != nullptr) return decodePacked(source, p, xferSyn, dataset, reporter);
     if (length - p.end > static_cast<unsigned int>(maxFileSize())) return failLimit(reporter, p.name());
     return decodeToZeros(std::span(buf, length).subspan(static_cast<std::size_t>(p.end)), p, xferSyn,
                          dataset);
@@ -434,30 +530,25 @@ int dirReadNonPixelElem(const char* path, DcDirMetaInfo& meta, DcElemList& datas
     DICT_UID xferSyn;
     if (const int result = settleSyntax(p, reporter, xferSyn); result != RESULT_OK) return result;
 
-    Walker walker(file, p.end, file.size(), Mode::of(xferSyn), true);
-    WalkHeader h;
-    WalkStep step;
-    while ((step = walker.peek(h)) == WalkStep::element && h.tag != kTagPixelData && walker.skip(h)) {
+    NonPixels pixels;
+    int result = RESULT_OK;
+    if (p.codec == nullptr) {
+        result = pixels.read(p, file, xferSyn, dataset, reporter);
+    } else {
+        WholeSource whole;
+        std::uint64_t size = 0;
+        result = readUnpacked(p, whole.of(file), reporter, size, [&](Part10& inside, FilePrefix& unpacked) {
+            return pixels.read(inside, unpacked, xferSyn, dataset, reporter);
+        });
     }
-    if (file.failed()) return failPrefix(file, reporter, path);
-    // No Pixel Data, or a fault in front of it: decoding tells what and where.
-    if (step != WalkStep::element || h.tag != kTagPixelData) {
-        return decodeAll(file, p, xferSyn, dataset, reporter);
+    if (!pixels.found) return result;
+    // Two GByte and more are told as the 32-bit numbers that they are. Unpacked pixels are nowhere in the
+    // file.
+    if (pixelOffset != nullptr && p.codec == nullptr) {
+        *pixelOffset = static_cast<int>(static_cast<unsigned int>(pixels.offset));
     }
-    if (h.offset - p.end > static_cast<std::uint64_t>(maxFileSize())) return failLimit(reporter, path);
-
-    const auto header = file.bytes().first(static_cast<std::size_t>(h.offset));
-    if (const int result = decode(header.subspan(static_cast<std::size_t>(p.end)), xferSyn, meta, dataset);
-        result != RESULT_OK) {
-        return result;
-    }
-    WholeSource whole;
-    const Measured m = measureValue(whole.of(file), h, reporter);
-    if (h.valueOffset > 0xFFFFFFFF || m.length > 0xFFFFFFFF) return failLimit(reporter, path);
-    // Two GByte and more are told as the 32-bit numbers that they are.
-    if (pixelOffset != nullptr) *pixelOffset = static_cast<int>(static_cast<unsigned int>(h.valueOffset));
-    if (pixelLength != nullptr) *pixelLength = static_cast<int>(static_cast<unsigned int>(m.length));
-    return m.result;
+    if (pixelLength != nullptr) *pixelLength = static_cast<int>(static_cast<unsigned int>(pixels.length));
+    return result;
 } catch (const std::bad_alloc&) {
     return failMemory("dirReadNonPixelElem");
 }

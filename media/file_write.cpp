@@ -14,7 +14,7 @@
 #include "foundation/block.h"
 #include "foundation/fail.h"
 #include "media/meta_info.h"
-#include "media/pixel_copy.h"
+#include "media/packed_data.h"
 #include "orvkit/edition.h"
 #include "orvkit/keywords.h"
 #include "platform/new_file.h"
@@ -24,7 +24,6 @@ using namespace orvkit;
 namespace {
 
 constexpr const char* kReporter = "dirWriteFile";
-constexpr std::size_t kWriteChunk = 1048576;
 
 // Takes the elements of groups 0000 and 0002 up to `lastGroup`.
 void takeCommandAndMeta(Aside& aside, DcElemList& dataset, unsigned int lastGroup) {
@@ -113,33 +112,24 @@ int failWrite() {
     return fail(DIR_READ_WRITE, LOG_ERROR, kReporter, "Write error, disk may be full");
 }
 
-int writeAll(int handle, std::span<const unsigned char> bytes) {
-    while (!bytes.empty()) {
-        const auto chunk = bytes.first(std::min(bytes.size(), kWriteChunk));
-        if (!platform::writeAll(handle, chunk.data(), chunk.size())) return failWrite();
-        bytes = bytes.subspan(chunk.size());
+// Packs the data set of a file in memory, in its place.
+int packBlock(unsigned char* file, unsigned int& length, unsigned int room,
+              const orvkit::DataSetCodec& codec) {
+    DcDirMetaInfo meta;
+    unsigned int begin = 0;
+    if (const int result = dirReadFileMetaInfo(file, length, meta, begin); result != RESULT_OK) return result;
+    if (begin == length) return RESULT_OK;  // a header, for a stream that follows
+    orvkit::MemorySink packed;
+    const int result = orvkit::putPacked(packed, codec, {file + begin, length - begin},
+                                         UID_LITTLE_ENDIAN_EXPLICIT, {}, kReporter);
+    if (result != RESULT_OK) return result;
+    if (packed.bytes().size() > room - begin) {
+        return fail(ELEM_SHORT_BUFFER, LOG_ERROR, kReporter,
+                    "The compressed data set is larger than its room");
     }
+    std::memcpy(file + begin, packed.bytes().data(), packed.bytes().size());
+    length = begin + static_cast<unsigned int>(packed.bytes().size());
     return RESULT_OK;
-}
-
-// Writes what was framed; behind the header of each element that is held on disk go its bytes.
-int writeSpliced(int handle, std::span<const unsigned char> framed, DICT_UID xferSyn,
-                 std::span<const FramedHeader> onDisk) {
-    std::size_t written = 0;
-    for (const FramedHeader& header : onDisk) {
-        int result = writeAll(handle, framed.subspan(written, header.end - written));
-        if (result == RESULT_OK) result = copyPixels(handle, *header.element, xferSyn, kReporter);
-        if (result == RESULT_OK && header.undefinedLength) result = writeAll(handle, kPixelDataEnd);
-        if (result != RESULT_OK) return result;
-        written = header.end;
-    }
-    // The limit was kept when the whole was measured, but another thread may have lowered it since.
-    const int limit = maxFileSize();
-    if (!onDisk.empty() && framed.size() - written >= static_cast<std::size_t>(limit)) {
-        return fail(RESULT_OK, LOG_ERROR, kReporter, "Data beyond pixels exceeds limit of %g Mbytes, ignored",
-                    megabytes(limit));
-    }
-    return writeAll(handle, framed.subspan(written));
 }
 
 int failOpen(const char* path) {
@@ -161,6 +151,8 @@ class FileImage {
 
     DcDirMetaInfo& meta_;
     DcElemList& dataset_;
+    const orvkit::DataSetCodec* codec_ = nullptr;
+    DICT_UID xferSyn_ = UID_NONE;  // of what is framed
     Aside aside_;
     Block block_;
     std::size_t start_ = 0;  // of the data set in the block
@@ -171,7 +163,9 @@ class FileImage {
 int FileImage::check(const char* path) {
     int result = takeIdentity(meta_, dataset_);
     if (result == RESULT_OK) result = dirCheckMetaInfo(meta_);
-    if (result == RESULT_OK) result = checkSize(dataset_, meta_.transferSyntax);
+    codec_ = orvkit::codecOf(meta_.transferSyntax);
+    xferSyn_ = codec_ != nullptr ? orvkit::unpackedSyntax(meta_.transferSyntax) : meta_.transferSyntax;
+    if (result == RESULT_OK) result = checkSize(dataset_, xferSyn_);
     return result == RESULT_OK ? checkDiskElems(dataset_, path) : result;
 }
 
@@ -204,14 +198,16 @@ int FileImage::frame(const char* path) {
                     static_cast<int>(length_));
     }
     if (result = frameMeta(group); result != RESULT_OK) return result;
-    return ElemListAccess::frame(dataset_, block_.get() + start_, kMostRoom, length_, meta_.transferSyntax,
+    return ElemListAccess::frame(dataset_, block_.get() + start_, orvkit::kMostRoom, length_, xferSyn_,
                                  &onDisk_);
 }
 
 int FileImage::write(int handle) const {
-    const int result = writeAll(handle, {block_.get(), start_});
-    if (result != RESULT_OK) return result;
-    return writeSpliced(handle, {block_.get() + start_, length_}, meta_.transferSyntax, onDisk_);
+    orvkit::HandleSink file(handle);
+    if (!file.put({block_.get(), start_})) return failWrite();
+    const std::span<const unsigned char> dataset(block_.get() + start_, length_);
+    if (codec_ == nullptr) return orvkit::putSpliced(file, dataset, xferSyn_, onDisk_, kReporter);
+    return orvkit::putPacked(file, *codec_, dataset, xferSyn_, onDisk_, kReporter);
 }
 
 }  // namespace
@@ -263,11 +259,16 @@ int dirWriteFile(unsigned char* buf, unsigned int& length, DcElemList& dataset) 
     }
     Aside aside(dataset);
     takeCommandAndMeta(aside, dataset, 0x0000);
-    std::memset(buf, 0, kPreambleSize);
-    std::memcpy(buf + kPreambleSize, "DICM", 4);
-    const int result = dataset.frame(buf + kMetaOffset, length, xferSyn);
-    length += kMetaOffset;
-    return result;
+    std::memset(buf, 0, orvkit::kPreambleSize);
+    std::memcpy(buf + orvkit::kPreambleSize, "DICM", 4);
+    const orvkit::DataSetCodec* const codec = orvkit::codecOf(xferSyn);
+    const DICT_UID inside = codec != nullptr ? orvkit::unpackedSyntax(xferSyn) : xferSyn;
+    unsigned int room = 0;
+    (void)dataset.getBufSize(room, static_cast<unsigned int*>(nullptr));
+    const int result = dataset.frame(buf + orvkit::kMetaOffset, length, inside);
+    length += orvkit::kMetaOffset;
+    if (result != RESULT_OK || codec == nullptr) return result;
+    return packBlock(buf, length, room + orvkit::kMetaOffset, *codec);
 } catch (const std::bad_alloc&) {
     return failMemory("dirWriteFile");
 }

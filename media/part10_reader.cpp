@@ -69,6 +69,12 @@ int walkMeta(ByteSource& source, std::uint64_t begin, std::uint64_t& end) {
     }
 }
 
+// Files that name a packed syntax and are plain all the same. No raw stream of DEFLATE (RFC 1951) begins so:
+// 08 00 is a stored block, in which the fourth byte would be FF.
+bool beginsPlain(std::span<const unsigned char> b) {
+    return groupAt(b, 0, ByteOrder::little) == 8 && hasVrAt(b, 4) && b[3] != 0xFF;
+}
+
 // How the first element of a data set looks.
 DICT_UID guessSyntax(std::span<const unsigned char> b) {
     if (!hasVrAt(b, 4)) return UID_LITTLE_ENDIAN_IMPLICIT;
@@ -178,6 +184,12 @@ int settleSyntax(Part10& p, const char* reporter, DICT_UID& xferSyn) {
         xferSyn = guessSyntax(first);
         logReport(LOG_NOTICE, reporter, "File '%s', Transfer Syntax UID '%s' is not known, read as %s",
                   p.name(), p.syntaxText, uidText(xferSyn));
+    }
+    const DataSetCodec* const codec = codecOf(xferSyn);
+    if (codec != nullptr && !first.empty() && !beginsPlain(first)) {
+        p.codec = codec;
+        xferSyn = unpackedSyntax(xferSyn);
+        return RESULT_OK;
     }
     if (xferSyn == UID_DEFLATED_LITTLE_ENDIAN_EXPLICIT && !first.empty() && !hasVrAt(first, 4)) {
         return fail(ELEM_XFER_SYNTAX, LOG_ERROR, reporter, "File '%s', the data set is deflated (%s)",

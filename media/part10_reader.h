@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#include "encoding/codec.h"
 #include "encoding/walk.h"
 #include "orvkit/file.h"
 
@@ -14,10 +15,11 @@ struct Part10 {
     ByteSource& source;
     const char* path;  // null for memory
     DcDirMetaInfo& meta;
-    DcElemList* group = nullptr;  // receives the elements of group 0002
-    std::uint64_t end = 0;        // where the data set begins
-    char syntaxText[65] = "";     // the transfer syntax as the file names it
-    DcDirFound* found = nullptr;  // not null: also what is no Part 10 file by the letter
+    DcElemList* group = nullptr;          // receives the elements of group 0002
+    std::uint64_t end = 0;                // where the data set begins
+    char syntaxText[65] = "";             // the transfer syntax as the file names it
+    DcDirFound* found = nullptr;          // not null: also what is no Part 10 file by the letter
+    const DataSetCodec* codec = nullptr;  // of a data set that is to be unpacked
 
     const char* name() const { return path != nullptr ? path : "(memory)"; }
 };
@@ -27,7 +29,8 @@ struct Part10 {
 int readMeta(Part10& p);
 
 // The syntax to read the data set in: that of the meta information, or, where it is not known, the one that
-// the first element looks like. 5637 (LOG_ERROR) for a deflated data set.
+// the first element looks like. For a data set that is compressed as a whole `p` receives the codec, and the
+// syntax is that of what it unpacks; 5637 (LOG_ERROR) where nobody brought one.
 int settleSyntax(Part10& p, const char* reporter, DICT_UID& xferSyn);
 
 }  // namespace orvkit

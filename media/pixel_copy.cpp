@@ -20,7 +20,7 @@ int failWrite(const char* reporter) {
     return fail(DIR_READ_WRITE, LOG_ERROR, reporter, "Write error, disk may be full");
 }
 
-int copySwapped(int from, std::int64_t offset, int to, std::int64_t length, unsigned int unit,
+int copySwapped(int from, std::int64_t offset, ByteSink& to, std::int64_t length, unsigned int unit,
                 const char* reporter) {
     unsigned char chunk[kCopyChunk];
     while (length > 0) {
@@ -29,22 +29,22 @@ int copySwapped(int from, std::int64_t offset, int to, std::int64_t length, unsi
             return failRead(reporter);
         }
         swapUnits({chunk, want}, unit);
-        if (!platform::writeAll(to, chunk, want)) return failWrite(reporter);
+        if (!to.put({chunk, want})) return failWrite(reporter);
         offset += static_cast<std::int64_t>(want);
         length -= static_cast<std::int64_t>(want);
     }
     return RESULT_OK;
 }
 
-int copyPlain(int from, std::int64_t offset, int to, std::int64_t length, const char* reporter) {
-    const std::int64_t copied = platform::copyRange(from, offset, to, length);
+int copyPlain(int from, std::int64_t offset, ByteSink& to, std::int64_t length, const char* reporter) {
+    const std::int64_t copied = to.copy(from, offset, length);
     if (copied == length) return RESULT_OK;
     if (copied >= 0) return failRead(reporter);
     unsigned char probe;
     return platform::readAt(from, &probe, 1, offset) == 1 ? failWrite(reporter) : failRead(reporter);
 }
 
-int copyBuffer(int to, const DcBuf& b, DICT_VR vr, DICT_UID xferSyn, const char* reporter) {
+int copyBuffer(ByteSink& to, const DcBuf& b, DICT_VR vr, DICT_UID xferSyn, const char* reporter) {
     platform::FileHandle opened;
     int from = b.getHandle();
     platform::FileInfo info;
@@ -70,7 +70,7 @@ int copyBuffer(int to, const DcBuf& b, DICT_VR vr, DICT_UID xferSyn, const char*
 
 }  // namespace
 
-int copyPixels(int to, const DcElem& element, DICT_UID xferSyn, const char* reporter) {
+int copyPixels(ByteSink& to, const DcElem& element, DICT_UID xferSyn, const char* reporter) {
     const DICT_VR vr = ElemAccess::vr(element);
     for (const DcBuf* b = ElemAccess::firstBuf(element); b != nullptr; b = b->next()) {
         const int result = copyBuffer(to, *b, vr, xferSyn, reporter);

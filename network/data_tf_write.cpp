@@ -13,6 +13,7 @@
 #include "foundation/block.h"
 #include "foundation/bytes.h"
 #include "foundation/fail.h"
+#include "media/packed_data.h"
 #include "network/connection.h"
 #include "network/data_tf_own.h"
 #include "network/pdu_access.h"
@@ -138,7 +139,8 @@ int DcPduDataTf::writeParts() {
     if (result == RESULT_OK && byName) result = openDataFile(*this, file);
     if (result == RESULT_OK && !command.empty()) result = writeCmd(command.list());
     if (result != RESULT_OK || !hasData) return result;
-    return byName ? writeDataDisk({file.handle.get(), file.begin, file.length, 1}, false) : writeData(*this);
+    if (byName) return writeDataDisk({file.handle.get(), file.begin, file.length, 1}, false);
+    return orvkit::codecOf(xferSyn_) != nullptr ? writePacked(*this) : writeData(*this);
 }
 
 // In unsigned arithmetic: a maximum below the margin means one fragment of any size.
@@ -157,6 +159,17 @@ int DcPduDataTf::writeCmd(DcElemList& command) {
     }
     const int result = command.encode(block.get(), size, UID_LITTLE_ENDIAN_IMPLICIT);
     return result == RESULT_OK ? writeBuf(wire::kCommand | wire::kLast, block.get(), size) : result;
+}
+
+// Compressed as a whole, through a file without a name.
+int DcPduDataTf::writePacked(DcElemList& dataset) {
+    orvkit::platform::ScratchFile packed;
+    orvkit::platform::FileInfo info;
+    const int result =
+        orvkit::packDataSet(dataset, xferSyn_, *orvkit::codecOf(xferSyn_), packed, "DcPduDataTf::writeData");
+    if (result != RESULT_OK) return result;
+    if (!orvkit::platform::examine(packed.forReading(), info)) return DATATF_READ;
+    return writeDataDisk({packed.forReading(), 0, static_cast<std::uint64_t>(info.size), 1}, false);
 }
 
 int DcPduDataTf::writeData(DcElemList& dataset) {

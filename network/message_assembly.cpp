@@ -2,6 +2,7 @@
 #include <chrono>
 #include <memory>
 
+#include "encoding/codec.h"
 #include "network/tul_own.h"
 #include "network/wire.h"
 
@@ -38,6 +39,8 @@ int DcTul::readPduDataTf(DcPduDataTf* message, DICT_UID xferSyn, PDU_BLOCK) {
     Part part(*message, xferSyn);
     if (dataSetCB_ != nullptr) {
         part.toSink = (PduAccess::msgCtrl(*message) & wire::kCommand) == 0;
+    } else if (orvkit::codecOf(xferSyn) != nullptr) {
+        part.pixels = Pixels::stay;  // nowhere to be found before the whole is unpacked
     } else if (pixelHandle_ > 0 || pixelFileName_ != nullptr || pixRecvCB_ != nullptr ||
                pixDataCB_ != nullptr) {
         part.pixels = Pixels::sought;

@@ -6,7 +6,9 @@
 #include <memory>
 #include <utility>
 
+#include "encoding/codec.h"
 #include "foundation/fail.h"
+#include "media/meta_info.h"
 #include "network/connection.h"
 #include "network/pdu_access.h"
 #include "network/tul_own.h"
@@ -262,6 +264,42 @@ int DcTul::receivePdu(PDU_TYPE type, DcPdu* pdu, const unsigned char* presCtxIds
     return result;
 }
 
+namespace {
+
+// The buffers of a data set that is compressed as a whole become one of what they hold.
+int unpackMessage(DcPduDataTf& message, const orvkit::DataSetCodec& codec, DICT_UID inside) {
+    constexpr const char* reporter = "DcTul::readNextPdu";
+    orvkit::MemorySink plain;
+    orvkit::CodecPump pump(codec.decoder(), plain,
+                           std::min(codec.most(), static_cast<std::uint64_t>(orvkit::maxFileSize())));
+    while (DcBuf* const buffer = message.firstBuf()) {
+        (void)message.subtract(buffer);
+        const std::unique_ptr<DcBuf> owner(buffer);
+        (void)pump.push({static_cast<const unsigned char*>(buffer->getBuf()), buffer->getLen()}, false);
+    }
+    (void)pump.push({}, true);
+    if (pump.fault() == orvkit::CodecFault::memory || pump.fault() == orvkit::CodecFault::refused) {
+        return fail(ELEM_NO_MEMORY, LOG_ERROR, reporter, "No memory for a compressed data set");
+    }
+    const int result = pump.fault() == orvkit::CodecFault::none       ? int{RESULT_OK}
+                       : pump.fault() == orvkit::CodecFault::tooLarge ? int{DIR_FILE_SIZE}
+                                                                      : int{ELEM_PACKED_STREAM};
+    auto length = static_cast<unsigned int>(plain.bytes().size());
+    const int parsed = message.DcElemList::parse(plain.bytes().data(), length, inside);
+    if (result == RESULT_OK) return parsed;
+    return fail(result, LOG_ERROR, reporter, "A compressed data set is cut, damaged or too large");
+}
+
+// A codec is for data sets, of which whoever takes them as they come gets the packed bytes.
+int parseMessage(DcPduDataTf& message, DICT_UID xferSyn) {
+    const orvkit::DataSetCodec* const codec = orvkit::codecOf(xferSyn);
+    const bool isCommand = (PduAccess::msgCtrl(message) & orvkit::wire::kCommand) != 0;
+    if (codec == nullptr || isCommand || message.firstBuf() == nullptr) return message.parse();
+    return unpackMessage(message, *codec, orvkit::unpackedSyntax(xferSyn));
+}
+
+}  // namespace
+
 // The rest of the message that has begun, decoded.
 int DcTul::completeMessage(DcPduDataTf& message, const unsigned char* presCtxIds, const DICT_UID* xferSyns,
                            PDU_BLOCK block) {
@@ -276,7 +314,7 @@ int DcTul::completeMessage(DcPduDataTf& message, const unsigned char* presCtxIds
     }
     PduAccess::xferSyn(message) = xferSyn;
     const int result = readPduDataTf(&message, xferSyn, block);
-    return result == RESULT_OK ? message.parse() : result;
+    return result == RESULT_OK ? parseMessage(message, xferSyn) : result;
 }
 
 int DcTul::readNextPdu(DcPdu** pdu, unsigned char* presCtxIds, DICT_UID* xferSyns, PDU_BLOCK block) {

@@ -102,6 +102,27 @@ void NewFile::drop() noexcept {
     name_.clear();
 }
 
+bool ScratchFile::open() {
+    if (file_) reading_ = openRead(file_.path().c_str());
+    return static_cast<bool>(reading_);
+}
+
+bool ScratchFile::begin(const std::string& directory, const char* like) {
+    return file_.begin(directory, like) && open();
+}
+
+bool ScratchFile::beginBeside(const std::string& target) {
+    return file_.beginBeside(target) && open();
+}
+
+bool ScratchFile::begin() {
+    std::error_code error;
+    const fs::path directory = fs::temp_directory_path(error);
+    if (!error) return begin(nameOf(directory));
+    errno = error.value();
+    return false;
+}
+
 bool isUnfinished(std::string_view name) noexcept {
     return name.starts_with(kPrefix);
 }

@@ -4,6 +4,7 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "platform/file.h"
 
@@ -45,6 +46,28 @@ class NewFile {
 
     FileHandle file_;
     std::string name_;
+};
+
+// A file for a while: nothing is left of it when its handles are closed and this object is gone.
+class ScratchFile {
+  public:
+    // In the directory, beside the file at a path, or where the system keeps such files. False: errno tells
+    // why.
+    bool begin(const std::string& directory, const char* like = nullptr);
+    bool beginBeside(const std::string& target);
+    bool begin();
+
+    explicit operator bool() const noexcept { return static_cast<bool>(reading_); }
+    int forWriting() const noexcept { return file_.handle(); }
+    int forReading() const noexcept { return reading_.get(); }
+    // The handle for reading is the caller's from now on.
+    [[nodiscard]] FileHandle takeReading() noexcept { return std::move(reading_); }
+
+  private:
+    bool open();
+
+    NewFile file_;
+    FileHandle reading_;
 };
 
 // The file that a symbolic link leads to, for replacing that; the path itself when it is none, or leads

@@ -22,6 +22,12 @@ constexpr std::size_t kPreamble = 132;  // with "DICM"
 constexpr std::size_t kFirstRead = 1 << 16;
 constexpr std::size_t kMost = 0x7FFFFFFF;  // bytes of a pipe in memory
 
+// Without the name of the file.
+std::string behindName(const std::string& text) {
+    const std::size_t at = text.find("', ");
+    return at == std::string::npos ? text : text.substr(at + 3);
+}
+
 // Gathers the faults that decoding tells.
 class FaultCollector {
   public:
@@ -39,6 +45,10 @@ class FaultCollector {
         // The offset in the message is that within what is decoded at once.
         std::string text = fault.text;
         if (const std::size_t at = text.find(" at offset 0x"); at != std::string::npos) text.resize(at);
+        if (fault.pathLength == 0) {
+            self.faults_.push_back(behindName(fault.text));
+            return;
+        }
         self.faults_.push_back(pathText(fault.path, fault.pathLength) + " at byte " +
                                std::to_string(self.around_.streamOffset + fault.offset) + ": " + text);
     }
@@ -77,12 +87,14 @@ int readWith(DumpedFile& file, Read read) {
     DcDirFound found;
     around.found = &found;
     const int replaced = elementsReplaced();
+    (void)takeRemark();
     forgetFault();
     int result;
     {
         const FaultCollector collector(file.faults, around);
         result = read(meta, around);
     }
+    file.remark = takeRemark();
     if (result != RESULT_OK && file.faults.empty() && result != DIR_STAT && result != DIR_OPEN) {
         file.faults.push_back(textOf(result, file));
     }

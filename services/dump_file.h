@@ -15,9 +15,10 @@ struct DumpedFile {
     std::string path;
     Kind kind = Kind::file;
     DcElemList meta;
-    DcElemList data;                  // Pixel Data refers to its bytes (BUF_FILE)
+    DcElemList data;                  // Pixel Data refers to its bytes in a file
     std::vector<std::string> faults;  // one line each, to follow the path
     std::string note;                 // how it was found, where it is no Part 10 file by the letter; or ""
+    std::string remark;               // what is odd, and was read all the same
 };
 
 // Reads everything of a file but the value of Pixel Data, as far as it goes: whatever fits the first read

@@ -211,9 +211,11 @@ class DumpRun {
         } else {
             file.faults.push_back(found.fault);
         }
+        const std::size_t notes = (file.note.empty() ? 0 : 1) + (file.remark.empty() ? 0 : 1);
+        if (!file.remark.empty()) file.faults.insert(file.faults.begin(), file.remark);
         if (!file.note.empty()) file.faults.insert(file.faults.begin(), file.note);
         if (file.faults.empty()) return;
-        if (file.faults.size() > 1 || file.note.empty()) ok_ = false;
+        if (file.faults.size() > notes) ok_ = false;
         (void)await(number, true);
         (void)out.deliver();  // so that both stand in order where they go to the same place
         for (const std::string& fault : file.faults) {

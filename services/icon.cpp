@@ -15,6 +15,7 @@
 #include "orvkit/sequence.h"
 #include "orvkit/tags.h"
 #include "orvkit/util.h"
+#include "platform/file.h"
 #include "services/paths.h"
 #include "services/source_file.h"
 
@@ -61,6 +62,25 @@ struct Layout {
     std::uint64_t frameBytes() const { return pixels() * samples * (allocated / 8); }
 };
 
+std::vector<unsigned char> readUnpacked(const SourceFile& source, std::uint64_t offset, std::uint64_t size) {
+    DcDirMetaInfo meta;
+    DcDirAround around;
+    DcElemList dataset;
+    DcElem* pixels = nullptr;
+    DcBuf value;
+    if (dirReadAroundPixels(source.path.c_str(), meta, dataset, around) != RESULT_OK ||
+        dataset.getElem(T_7fe0_0010_pixelData, &pixels) != RESULT_OK ||
+        pixels->getValue(value) != RESULT_OK) {
+        return {};
+    }
+    std::vector<unsigned char> bytes(static_cast<std::size_t>(size));
+    const std::int64_t at = static_cast<unsigned int>(value.getOffset());
+    const std::int64_t got = orvkit::platform::readAt(value.getHandle(), bytes.data(), bytes.size(),
+                                                      at + static_cast<std::int64_t>(offset));
+    if (got != static_cast<std::int64_t>(size)) bytes.clear();
+    return bytes;
+}
+
 // The bytes of one frame; none when the file does not hold it.
 std::vector<unsigned char> readFrame(SourceFile& source, const Layout& layout) {
     const std::uint64_t size = layout.frameBytes();
@@ -68,6 +88,7 @@ std::vector<unsigned char> readFrame(SourceFile& source, const Layout& layout) {
     if (offset + size > source.pixelLength) offset = 0;
     std::vector<unsigned char> bytes;
     if (size > source.pixelLength) return bytes;
+    if (source.isPacked) return readUnpacked(source, offset, size);
     std::ifstream file(pathOf(source.path), std::ios::binary);
     file.seekg(static_cast<std::streamoff>(source.pixelOffset + offset));
     if (!file || size > bytes.max_size()) return bytes;

@@ -184,8 +184,10 @@ class JsonForm final : public DumpForm {
         if (DcElemSq* sq = sequenceOf(e)) {
             if (sq->first() != nullptr) sequence(*sq, !all_ && whole_.contains(&e), place);
         } else if (const Values::DiskPlace* at = values_.onDisk()) {
-            out_ << ", \"BulkDataURI\": ";
-            putUri(out_, place.file, *at);
+            if (at->addressed) {
+                out_ << ", \"BulkDataURI\": ";
+                putUri(out_, place.file, *at);
+            }
         } else if (values_.kind() == ValueKind::raw) {
             if (!values_.raw().empty()) {
                 out_ << ", \"InlineBinary\": \"";

@@ -101,23 +101,18 @@ PackFault writeFault(int error) {
     return std::string("a temporary file cannot be written: ") + std::strerror(error);
 }
 
-PackFault hand(ScratchFile& scratch, const PixelStream& stream, DICT_UID syntax, DcBuf& to) {
-    const int handle = scratch.finish();
-    if (handle == -1) return writeFault(errno);
-    DcBuf whole(handle, 0, static_cast<unsigned int>(stream.written()), syntax);
+PackFault hand(platform::ScratchFile& scratch, const PixelStream& stream, DICT_UID syntax, DcBuf& to) {
+    platform::FileHandle handle = scratch.takeReading();
+    if (!handle) return writeFault(errno);
+    DcBuf whole(handle.release(), 0, static_cast<unsigned int>(stream.written()), syntax);
     to.move(&whole);
     return {};
 }
 
 }  // namespace
 
-ScratchFile::ScratchFile(const std::string& path) {
-    if (file_.beginBeside(path)) reading_ = platform::openRead(file_.path().c_str());
-    if (!reading_) complain("%s: no temporary file beside it: %s", path.c_str(), std::strerror(errno));
-}
-
-PackFault packPixels(const DcBuf& from, unsigned int unit, ScratchFile& scratch, DcBuf& to) {
-    if (!scratch.ok()) return "there is no temporary file for its pixel data";
+PackFault packPixels(const DcBuf& from, unsigned int unit, platform::ScratchFile& scratch, DcBuf& to) {
+    if (!scratch) return writeFault(errno);
     PixelStream stream(from, unit, scratch.forWriting());
     stream.setMost(from.getLen());
     const int result = lzwEncode(stream.io(), from.getLen());
@@ -131,8 +126,8 @@ PackFault packPixels(const DcBuf& from, unsigned int unit, ScratchFile& scratch,
     return hand(scratch, stream, UID_ORVKIT5_LZW, to);
 }
 
-PackFault unpackPixels(const DcBuf& from, ScratchFile& scratch, DcBuf& to) {
-    if (!scratch.ok()) return "there is no temporary file for its pixel data";
+PackFault unpackPixels(const DcBuf& from, platform::ScratchFile& scratch, DcBuf& to) {
+    if (!scratch) return writeFault(errno);
     PixelStream stream(from, 1, scratch.forWriting());
     const unsigned int claimed = stream.claimed();
     stream.setMost(claimed);

@@ -4,6 +4,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 #include "dictionary/syntax_table.h"
 #include "orvkit/dict.h"
@@ -15,6 +16,7 @@ namespace {
 
 thread_local std::string faultOfThread;
 thread_local int replacedByThread = 0;
+thread_local std::string remarkOfThread;
 
 // The library's log as the command shows it: a line on standard error.
 class StderrLog : public DcLog {
@@ -29,12 +31,15 @@ class StderrLog : public DcLog {
         if (level < LOG_NOTICE || level > LOG_APPLICATION) return RESULT_LOG_LEVEL;
         if (name != nullptr && std::strcmp(name, "DcElemList::add") == 0) ++replacedByThread;
         if (level == LOG_ERROR) ++errors_;
-        if (level < LOG_ERROR && (muted_ || !verbose_)) return RESULT_LOG_SUPPRESSED;
+        const bool remark = name != nullptr && level < LOG_ERROR && std::strcmp(name, "unpackDataSet") == 0;
+        if (level < LOG_ERROR && (muted_ || !verbose_) && !remark) return RESULT_LOG_SUPPRESSED;
         char text[2048];
         va_list arguments;
         va_start(arguments, fmt);
         std::vsnprintf(text, sizeof text, fmt, arguments);
         va_end(arguments);
+        if (remark) remarkOfThread = text;
+        if (level < LOG_ERROR && (muted_ || !verbose_)) return RESULT_LOG_SUPPRESSED;
         // A bare number follows what was said of the fault itself, if anything was.
         const bool bare = std::strncmp(text, "error code ", 11) == 0;
         if (level == LOG_ERROR && (!bare || faultOfThread.empty())) faultOfThread = text;
@@ -84,6 +89,12 @@ int elementsReplaced() {
 
 int errorsLogged() {
     return installed != nullptr ? installed->errors() : 0;
+}
+
+std::string takeRemark() {
+    const std::string text = std::exchange(remarkOfThread, {});
+    const std::size_t name = text.find("', ");
+    return name == std::string::npos ? text : text.substr(name + 3);
 }
 
 std::string lastFault() {
@@ -137,6 +148,8 @@ std::string resultText(int result) {
             return "too large";
         case DIR_META_INFO:
             return "the file meta information is invalid or incomplete";
+        case ELEM_PACKED_STREAM:
+            return "the compressed data set is cut or damaged";
         case RESULT_DICT_NOT_XFER_SYN:
         case ELEM_XFER_SYNTAX:
             return "the transfer syntax is not known";

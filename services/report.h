@@ -33,6 +33,10 @@ int elementsReplaced();
 // How many errors (LOG_ERROR) the library has told, muted or not.
 int errorsLogged();
 
+// What was odd about the compressed data set that the calling thread read last, "" when nothing was; told
+// once.
+std::string takeRemark();
+
 // The last error (LOG_ERROR) that the library logged on this thread, shown or not; "" since forgetFault.
 std::string lastFault();
 void forgetFault();

@@ -195,7 +195,8 @@ SourceFile::Kind readSource(const std::string& path, SourceFile& file) {
     int offset = -1;
     int length = 0;
     const int result = dirReadNonPixelElem(path.c_str(), file.meta, file.dataset, &offset, &length);
-    file.hasPixels = offset != -1;
+    file.isPacked = offset == -1 && length != 0;
+    file.hasPixels = offset != -1 || file.isPacked;
     file.pixelOffset = static_cast<unsigned int>(offset);
     file.pixelLength = static_cast<unsigned int>(length);
     if (result == RESULT_OK) return SourceFile::Kind::dicom;

@@ -44,6 +44,7 @@ struct SourceFile {
     DcDirMetaInfo meta;  // with the SOP class and instance of the data set
     DcElemList dataset;  // without Pixel Data
     bool hasPixels = false;
+    bool isPacked = false;          // its data set is compressed: the pixels are nowhere in the file
     std::uint64_t pixelOffset = 0;  // in the file
     std::uint64_t pixelLength = 0;  // bytes that are there
     std::string fault;              // why it is damaged, or what is wrong with it all the same

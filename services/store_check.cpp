@@ -23,7 +23,13 @@ StoreCheck::StoreCheck(DICT_UID xferSyn, std::string sopClass, std::string insta
       walk_(orvkit::Mode::of(xferSyn)),
       reread_(orvkit::Mode::of(xferSyn)),
       unseen_(orvkit::syntaxRow(xferSyn).packing != orvkit::Packing::plain),
-      done_(unseen_) {}
+      done_(false) {
+    if (const orvkit::DataSetCodec* const codec = orvkit::codecOf(xferSyn); codec != nullptr) {
+        unseen_ = false;
+        pump_.emplace(codec->decoder(), inside_, codec->most());
+    }
+    done_ = unseen_;
+}
 
 void StoreCheck::stop(Verdict verdict, std::string fault) {
     if (done_) return;
@@ -37,6 +43,22 @@ bool StoreCheck::betweenElements() const {
 }
 
 void StoreCheck::pass(const unsigned char* data, std::size_t length) {
+    if (!pump_) return walk(data, length);
+    unpack({data, length}, false);
+}
+
+// What stands behind the end of the stream is padding, or nobody's.
+void StoreCheck::unpack(std::span<const unsigned char> bytes, bool last) {
+    using orvkit::CodecFault;
+    const CodecFault fault = verdict_ == Verdict::good ? pump_->push(bytes, last) : CodecFault::none;
+    if (fault == CodecFault::none) return;
+    done_ = false;
+    stop(Verdict::broken, fault == CodecFault::tooLarge ? "its deflated data set becomes too large"
+                          : fault == CodecFault::memory ? "there is no memory to inflate its data set"
+                                                        : "its deflated data set is cut or damaged");
+}
+
+void StoreCheck::walk(const unsigned char* data, std::size_t length) {
     while (length > 0 && !done_) {
         // Elements of zeros are padding.
         if (betweenElements() && walk_.passing() != 0) reread_.mark();
@@ -62,6 +84,7 @@ void StoreCheck::giveUp() {
 }
 
 void StoreCheck::end() {
+    if (pump_) unpack({}, true);
     if (!done_) endOfElements();
     if (unseen_ || verdict_ != Verdict::good) return;
     done_ = false;

@@ -4,8 +4,10 @@
 #define ORVKIT_SERVICES_STORE_CHECK_H
 
 #include <cstddef>
+#include <optional>
 #include <string>
 
+#include "encoding/codec.h"
 #include "encoding/walk.h"
 #include "services/reread.h"
 
@@ -14,8 +16,9 @@ namespace services {
 // Steps from header to header: values are passed over by their lengths, and nothing but the two UIDs is kept.
 // Held against the object is only what shows that something is lost or belongs to another object. What real
 // devices do without loss passes: UIDs that are absent from the data set, zeros or blanks behind the last
-// element, missing delimiters at the end. Deflated data sets pass unseen. A structure that cannot be followed
-// ends the check without a fault, for the decoder may know better.
+// element, missing delimiters at the end. Deflated data sets are inflated on the way, and pass unseen where
+// nobody has brought the codec. A structure that cannot be followed ends the check without a fault, for the
+// decoder may know better.
 class StoreCheck {
   public:
     enum class Verdict : unsigned char { good, otherClass, otherInstance, broken };
@@ -32,6 +35,21 @@ class StoreCheck {
     const std::string& fault() const { return fault_; }
 
   private:
+    // Takes what is unpacked.
+    class Inside final : public orvkit::ByteSink {
+      public:
+        explicit Inside(StoreCheck& check) : check_(check) {}
+        [[nodiscard]] bool put(std::span<const unsigned char> bytes) override {
+            check_.walk(bytes.data(), bytes.size());
+            return true;
+        }
+
+      private:
+        StoreCheck& check_;
+    };
+
+    void walk(const unsigned char* data, std::size_t length);
+    void unpack(std::span<const unsigned char> bytes, bool last);
     void element(const orvkit::WalkHeader& header);
     void faulty();
     void valueComplete();
@@ -44,7 +62,9 @@ class StoreCheck {
     std::string instance_;
     orvkit::PushWalk walk_;
     Reread reread_;
-    bool unseen_;  // packed
+    bool unseen_;  // packed, without a codec
+    Inside inside_{*this};
+    std::optional<orvkit::CodecPump> pump_;
     bool done_;
     bool lost_ = false;   // the structure could not be followed
     bool begun_ = false;  // an element has come

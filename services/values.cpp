@@ -136,10 +136,10 @@ void Values::load(DcElem& e, const Place& place) {
 void Values::loadRaw(DcElem& e) {
     DcBuf buf;
     if (e.getValue(buf) != 0) return;
-    if (buf.getType() == BUF_FILE) {
+    if (buf.getType() == BUF_FILE || buf.getType() == BUF_HANDLE) {
         const DICT_UID syntax = buf.getXferSyn();
         place_ = {static_cast<unsigned int>(buf.getOffset()), buf.getLen(),
-                  syntax == UID_NONE || Dict.isEncapsulated(syntax) != 0};
+                  syntax == UID_NONE || Dict.isEncapsulated(syntax) != 0, buf.getType() == BUF_FILE};
         isOnDisk_ = true;
         return;
     }

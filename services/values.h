@@ -46,6 +46,7 @@ class Values {
         unsigned int offset = 0;
         unsigned int length = 0;
         bool encapsulated = false;  // a list of fragments
+        bool addressed = true;      // in the file itself: not where that is compressed
     };
 
     // `e` stays as it is; views into the values live until the next call.

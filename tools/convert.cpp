@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "encoding/codec.h"
 #include "orvkit/dict.h"
 #include "orvkit/elemlist.h"
 #include "orvkit/file.h"
@@ -63,8 +64,8 @@ class Conversion {
     std::string out_;
     DICT_UID target_;
     DICT_UID source_ = UID_NONE;
-    std::unique_ptr<ScratchFile> unpacked_;  // in front of the data sets that refer to them
-    std::unique_ptr<ScratchFile> packed_;
+    orvkit::platform::ScratchFile unpacked_;  // in front of the data sets that refer to them
+    orvkit::platform::ScratchFile packed_;
     DcDirMetaInfo meta_;
     DcElemList dataset_;
     std::unique_ptr<DcElemList> reencoded_;  // stands for dataset_ once it is there
@@ -96,6 +97,7 @@ bool holdsPixelData(DcElemList& list) {
 void Conversion::tellFault(void* context, const DcElemFault& fault) {
     constexpr int shown = 10;
     auto& self = *static_cast<Conversion*>(context);
+    if (fault.pathLength == 0) return;  // of the file as a whole: the result tells
     if (++self.faults_ > shown) return;
     std::string path;
     for (int i = 0; i < fault.pathLength; ++i) {
@@ -114,7 +116,6 @@ bool Conversion::readMeta() {
     if (result != RESULT_OK) return fail(resultText(result));
     source_ = meta_.transferSyntax;
     if (source_ == UID_NONE) return failUnknownSyntax();
-    if (source_ == UID_DEFLATED_LITTLE_ENDIAN_EXPLICIT) return fail("deflated files cannot be read yet");
     if (meta_.sopClassUid == UID_MEDIA_STORAGE_DIR_STORAGE) {
         return fail("a DICOMDIR cannot be converted: its records refer to each other by byte offset");
     }
@@ -144,6 +145,9 @@ bool Conversion::readDataset() {
     elemListRegisterFaultCB(this, tellFault);
     muteLog();
     const bool read = parsed(dirReadAroundPixels(in_.c_str(), meta_, dataset_, around_));
+    if (const std::string remark = takeRemark(); !remark.empty()) {
+        complain("%s: %s", in_.c_str(), remark.c_str());
+    }
     muteLog(false);
     elemListRegisterFaultCB(nullptr, nullptr);
     if (!read || !pixelsCanChange()) return false;
@@ -153,6 +157,7 @@ bool Conversion::readDataset() {
     if (meta_.sopClassUid == UID_NONE || meta_.sopInstanceUid[0] == '\0') {
         return fail("it names no SOP class or no SOP instance, which every DICOM file must");
     }
+    source_ = around_.xferSyn;  // of what was unpacked
     return true;
 }
 
@@ -160,7 +165,7 @@ bool Conversion::pixelsCanChange() {
     DcBuf value;
     DcElem* pixels = pixelsOf(dataset_);
     const bool inFragments = pixels != nullptr && pixels->getValue(value) == RESULT_OK &&
-                             value.getType() == BUF_FILE && value.getXferSyn() == UID_NONE;
+                             value.getType() != BUF_MEMORY && value.getXferSyn() == UID_NONE;
     if (inFragments) return fail("encapsulated pixel data in the transfer syntax " + describeUid(source_));
     if (Dict.isEncapsulated(source_) == 0 || source_ == UID_ORVKIT5_LZW || !holdsPixelData(dataset_)) {
         return true;
@@ -226,9 +231,9 @@ bool Conversion::unpackLzw() {
     if (packed == nullptr || packed->getValue(value) != RESULT_OK) return true;
     unsigned short bits = 0;
     dataset_.getValue(T_0028_0100_bitsAllocated, bits);
-    unpacked_ = std::make_unique<ScratchFile>(out_);
+    (void)unpacked_.beginBeside(out_);
     DcBuf plain;
-    if (const PackFault fault = unpackPixels(value, *unpacked_, plain); !fault.empty()) return fail(fault);
+    if (const PackFault fault = unpackPixels(value, unpacked_, plain); !fault.empty()) return fail(fault);
     return exchange(packed, bits > 8 ? VR_OW : packed->getVr(), plain);
 }
 
@@ -242,9 +247,9 @@ bool Conversion::packLzw() {
         if (vr == VR_OX) vr = bits > 8 ? VR_OW : VR_OB;
         if (vr != VR_OB && vr != VR_OW) return fail("its pixel data is neither OB nor OW");
         const bool turned = vr == VR_OW && value.getXferSyn() == UID_BIG_ENDIAN_EXPLICIT;
-        packed_ = std::make_unique<ScratchFile>(out_);
+        (void)packed_.beginBeside(out_);
         DcBuf packed;
-        const PackFault fault = packPixels(value, turned ? 2 : 1, *packed_, packed);
+        const PackFault fault = packPixels(value, turned ? 2 : 1, packed_, packed);
         if (!fault.empty()) return fail(fault);
         if (!exchange(pixels, vr, packed)) return false;
     }
@@ -282,6 +287,12 @@ bool Conversion::write() {
     return file.commit();
 }
 
+std::vector<std::string> targets() {
+    std::vector<std::string> names{"implicit", "explicit", "big", "lzw"};
+    if (orvkit::codecOf(UID_DEFLATED_LITTLE_ENDIAN_EXPLICIT) != nullptr) names.emplace_back("deflated");
+    return names;
+}
+
 }  // namespace
 
 void addConvert(Command& program) {
@@ -297,10 +308,10 @@ void addConvert(Command& program) {
         .required();
     command
         .text("--to", options->target,
-              "implicit, explicit (both little endian), big (explicit big endian), or lzw (the library's "
-              "own lossless packing of pixel data)")
+              "implicit, explicit (both little endian), big (explicit big endian), deflated (explicit little "
+              "endian, compressed as a whole), or lzw (the library's own lossless packing of pixel data)")
         .required()
-        .oneOf({"implicit", "explicit", "big", "lzw"});
+        .oneOf(targets());
     command.run([options] {
         dirSetMaxFileSize(INT_MAX);
         Conversion conversion(options->in, options->out, xferSynFromName(options->target));

@@ -3,6 +3,9 @@
 #include <cstring>
 #include <new>
 
+#ifdef ORVKIT_WITH_DEFLATE
+#include "orvkit/deflate.h"
+#endif
 #include "orvkit/edition.h"
 #include "orvkit/log.h"
 #include "platform/process.h"
@@ -55,6 +58,9 @@ int main(int argc, char** argv) {
     tools::installLog(false);
     takeValuesAsTheyAre();
     if (!setEdition()) return tools::EXIT_USAGE;
+#ifdef ORVKIT_WITH_DEFLATE
+    deflateRegister();
+#endif
 
     try {
         tools::Command program("orvkit",

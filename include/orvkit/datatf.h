@@ -26,8 +26,9 @@ struct DcPduInfoTf {
 // it in fragments, each a PDU of its own, and may be called again. Values in files and behind handles are
 // sent from there through one buffer; large pixel values in memory from where they are. The pseudo-element
 // T_0006_0007_fileReference holds the path of a Part 10 file whose data set is sent, as it lies there, in the
-// place of the list's. Receiving: `read` collects the bytes of one PDU as memory buffers. Copies are
-// member-wise: they share elements and buffers, and only one of the two may be destroyed.
+// place of the list's. A syntax that compresses the data set as a whole is sent so where its codec is
+// registered (deflate.h), and received likewise. Receiving: `read` collects the bytes of one PDU as memory
+// buffers. Copies are member-wise: they share elements and buffers, and only one of the two may be destroyed.
 class ORVKIT_API DcPduDataTf : public DcPdu, public DcElemList {
   public:
     DcPduDataTf();
@@ -80,6 +81,7 @@ class ORVKIT_API DcPduDataTf : public DcPdu, public DcElemList {
     int verifyInfo(const DcPduInfoTf& info) const;
     int writeParts();
     int writeCmd(DcElemList& command);
+    int writePacked(DcElemList& dataset);
     int writeData(DcElemList& dataset);
     int writeDataMem(DcElemList& dataset, bool more, orvkit::FramedHeader& onDisk);
     int writePixels(const orvkit::FramedHeader& pixels, bool trailing);

@@ -50,15 +50,17 @@ ORVKIT_API int dirCheckMetaInfo(DcDirMetaInfo& meta);
 
 // Meta information and the whole data set. What was read before an error stays. A transfer syntax that is not
 // registered stays UID_NONE in the record; the data set is read in the syntax that its first element looks
-// like (LOG_NOTICE). ELEM_XFER_SYNTAX deflated data set, DIR_FILE_SIZE above the size limit, ELEM_NO_MEMORY,
-// the codes of dirReadFileMetaInfo and of DcElemList::parse.
+// like (LOG_NOTICE). A deflated data set is inflated where the codec is registered (deflate.h), else it is
+// ELEM_XFER_SYNTAX; ELEM_PACKED_STREAM one that is cut or damaged. DIR_FILE_SIZE above the size limit,
+// ELEM_NO_MEMORY, the codes of dirReadFileMetaInfo and of DcElemList::parse.
 ORVKIT_API int dirReadFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset);
 ORVKIT_API int dirReadFile(unsigned char* buf, unsigned int length, DcDirMetaInfo& meta, DcElemList& dataset);
 // Everything up to Pixel Data, whose bytes are not read: `pixelOffset` receives the file offset of their
 // first byte and `pixelLength` their number; for encapsulated pixel data the length up to, and without, the
 // Sequence Delimitation Item. -1 and 0 without Pixel Data. Either may be null. Numbers of 2 GByte and more
-// are stored as the unsigned 32-bit numbers that they are. Codes as dirReadFile; ELEM_VALUE_REFUSED when the
-// pixels end with the file too early: the data set is complete then, and the length is that of what is there.
+// are stored as the unsigned 32-bit numbers that they are. The pixels of a deflated data set have a length
+// and no place in the file: -1. Codes as dirReadFile; ELEM_VALUE_REFUSED when the pixels end with the file
+// too early: the data set is complete then, and the length is that of what is there.
 ORVKIT_API int dirReadNonPixelElem(const char* path, DcDirMetaInfo& meta, DcElemList& dataset,
                                    int* pixelOffset, int* pixelLength);
 
@@ -95,7 +97,9 @@ struct DcDirAround {
 // Meta information and the whole data set, but the bytes of Pixel Data are not read, whatever stands behind
 // them: the element refers to them with a buffer of the type BUF_FILE (the name is `path`, or null for a
 // block of memory; fragments are without their Sequence Delimitation Item). The transfer syntax of that
-// buffer is UID_NONE for a value of undefined length in an uncompressed syntax, which no such syntax knows.
+// buffer is UID_NONE for a value of undefined length in an uncompressed syntax, which no such syntax knows. A
+// deflated data set is inflated into a file without a name, in the directory for temporary files: the buffer
+// is a BUF_HANDLE on it, `xferSyn` is explicit little endian, and offsets count from the first inflated byte.
 // Memory holds what is read and no more. Codes as dirReadFile; the size limit is that of what is read at
 // once. 5634 when a value ends with the file too early: its element refers to what is there.
 ORVKIT_API int dirReadAroundPixels(const char* path, DcDirMetaInfo& meta, DcElemList& dataset,
@@ -106,14 +110,16 @@ ORVKIT_API int dirReadAroundPixels(unsigned char* buf, unsigned int length, DcDi
 // Writes a file in the transfer syntax of the record. Pixel data held in a file or behind a handle is
 // copied from there. A write error leaves a partial file: write under another name and rename where that
 // matters. DIR_OPEN cannot be opened, DIR_FILE_SIZE above the size limit, DIR_META_INFO,
-// RESULT_DICT_NOT_XFER_SYN, ELEM_NO_MEMORY, DIR_NULL_ARGUMENT null path; DIR_READ_WRITE when the bytes cannot
+// RESULT_DICT_NOT_XFER_SYN, ELEM_NO_MEMORY, DIR_NULL_ARGUMENT null path; a deflated data set is compressed on
+// its way where the codec is registered (deflate.h); DIR_READ_WRITE when the bytes cannot
 // be read or written in full (LOG_ERROR).
 // Elements of group 0002 in the data set are left out, but in today's edition (edition.h) those that the
 // record has no place for: the AE titles and addresses of (0002,0017), (0002,0018) and (0002,0026) to
 // (0002,0028). DcDirAround::meta tells what a file has of them.
 ORVKIT_API int dirWriteFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset);
 // Builds the file in memory from a data set that holds group 0002 itself; `buf` holds getBufSize of the data
-// set and 132 bytes, `length` receives the size. DIR_META_INFO missing element, DIR_NULL_ARGUMENT null.
+// set and 132 bytes, `length` receives the size. DIR_META_INFO missing element,
+// DIR_NULL_ARGUMENT null, ELEM_SHORT_BUFFER deflated and larger than that.
 ORVKIT_API int dirWriteFile(unsigned char* buf, unsigned int& length, DcElemList& dataset);
 
 // Between the record and elements of group 0002. Empty optional fields make no element; elements that are

@@ -49,6 +49,7 @@ inline constexpr int ELEM_REFUSED = 5670;         // 0x1626 refused by the excep
 inline constexpr int ELEM_NO_MEMORY = 5671;       // 0x1627 memory allocation failed
 inline constexpr int ELEM_CHARSET = 5672;         // 0x1628 not a defined term of a character set
 inline constexpr int ELEM_CHARSET_LOSS = 5673;    // 0x1629 characters that could not be converted
+inline constexpr int ELEM_PACKED_STREAM = 5674;   // 0x162A compressed data set cut short or damaged
 
 // ---- 0x1800 data set lookup -----------------------------------------------------------------------------
 inline constexpr int ELEM_NOT_FOUND = 6146;  // 0x1802 no element with that tag in the data set

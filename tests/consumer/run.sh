@@ -32,3 +32,8 @@ test "$(pkg-config --modversion orvkit)" = "$("$prefix/bin/orvkit" --version | c
 read -ra options < <(pkg-config --cflags --libs orvkit)
 "$cxx" -std=c++17 $flags "$here/../../examples/read_and_print.cpp" "${options[@]}" -o "$work/reader"
 LD_LIBRARY_PATH=$(pkg-config --variable=libdir orvkit) "$work/reader" "$work/image.dcm" | grep '^Image: '
+if [ -f "$prefix/include/orvkit/deflate.h" ]; then
+  read -ra options < <(pkg-config --cflags --libs orvkit_deflate)
+  "$cxx" -std=c++17 $flags "$here/deflate.cpp" "${options[@]}" -o "$work/deflate"
+  LD_LIBRARY_PATH=$(pkg-config --variable=libdir orvkit) "$work/deflate" "$work/image.dcm" "$work/deflated.dcm"
+fi

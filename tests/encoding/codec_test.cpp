@@ -10,7 +10,7 @@ namespace orvkit {
 namespace {
 
 using Bytes = std::vector<unsigned char>;
-using Fault = CodecOutcome::Fault;
+using Fault = CodecFault;
 
 // Runs: a number, 1 to 255, and a byte that stands that often. A number of 0 ends the stream.
 class RunReader final : public CodecStream {
@@ -60,6 +60,21 @@ class RunWriter final : public CodecStream {
 constexpr DataSetCodec kRuns{
     []() -> std::unique_ptr<CodecStream> { return std::make_unique<RunWriter>(); },
     []() -> std::unique_ptr<CodecStream> { return std::make_unique<RunReader>(); },
+    []() -> std::uint64_t { return 1 << 20; },
+};
+
+class Taken final : public ByteSink {
+  public:
+    explicit Taken(std::size_t room = SIZE_MAX) : room_(room) {}
+    [[nodiscard]] bool put(std::span<const unsigned char> in) override {
+        if (bytes.size() + in.size() > room_) return false;
+        bytes.insert(bytes.end(), in.begin(), in.end());
+        return true;
+    }
+    Bytes bytes;
+
+  private:
+    std::size_t room_;
 };
 
 TEST(DataSetCodec, IsThereForItsSyntaxesWhileItIsRegistered) {
@@ -78,29 +93,49 @@ TEST(DataSetCodec, IsThereForItsSyntaxesWhileItIsRegistered) {
 TEST(DataSetCodec, OutputGrowsToItsEndAndNoFurther) {
     Bytes plain(300000);
     for (std::size_t i = 0; i < plain.size(); ++i) plain[i] = static_cast<unsigned char>(i / 1000);
-    Bytes packed{7};
-    ASSERT_EQ(runCodec(kRuns.encoder().get(), plain, packed, 1 << 20).fault, Fault::none);
+    Taken packing;
+    CodecPump packer(kRuns.encoder(), packing);
+    ASSERT_EQ(packer.push(plain, true), Fault::none);
+    const Bytes& packed = packing.bytes;
     EXPECT_LT(packed.size(), 3000u);
-    const auto stream = std::span(packed).subspan(1);
+    EXPECT_TRUE(packer.ended());
+    EXPECT_EQ(packer.given(), packed.size());
 
-    Bytes again{1, 2, 3};
-    const CodecOutcome whole = runCodec(kRuns.decoder().get(), stream, again, 300003);
-    EXPECT_EQ(whole.fault, Fault::none);
-    EXPECT_EQ(whole.taken, stream.size());
-    EXPECT_EQ(Bytes(again.begin() + 3, again.end()), plain);
-
-    Bytes most;
-    EXPECT_EQ(runCodec(kRuns.decoder().get(), stream, most, 200000).fault, Fault::tooLarge);
-    EXPECT_EQ(most, Bytes(plain.begin(), plain.begin() + 200000));
-
-    packed.insert(packed.end(), {9, 9});
-    Bytes behind;
-    EXPECT_EQ(runCodec(kRuns.decoder().get(), std::span(packed).subspan(1), behind, 1 << 20).taken,
-              packed.size() - 3);
-    Bytes cut;
-    EXPECT_EQ(runCodec(kRuns.decoder().get(), stream.first(20), cut, 1 << 20).fault, Fault::damaged);
-    EXPECT_EQ(cut, Bytes(plain.begin(), plain.begin() + static_cast<std::ptrdiff_t>(cut.size())));
-    EXPECT_EQ(runCodec(nullptr, stream, cut, 1 << 20).fault, Fault::memory);
+    const struct {
+        std::size_t from, cut, piece, room;
+        std::uint64_t most;
+        Fault fault;
+        std::size_t made;
+    } cases[] = {
+        {0, 0, 4096, SIZE_MAX, 300000, Fault::none, 300000},
+        {0, 0, 2, SIZE_MAX, UINT64_MAX, Fault::none, 300000},
+        {0, 0, 4096, SIZE_MAX, 200000, Fault::tooLarge, 200000},
+        {0, 20, 7, SIZE_MAX, UINT64_MAX, Fault::damaged, 0},
+        {0, 0, 4096, 100000, UINT64_MAX, Fault::refused, 65536},
+    };
+    for (const auto& c : cases) {
+        Bytes stream = packed;
+        if (c.cut != 0) stream.resize(c.cut);
+        if (c.fault == Fault::none) stream.insert(stream.end(), {9, 9});
+        Taken out(c.room);
+        CodecPump pump(kRuns.decoder(), out, c.most);
+        for (std::size_t at = 0; at < stream.size(); at += c.piece) {
+            const std::size_t n = std::min(c.piece, stream.size() - at);
+            (void)pump.push({stream.data() + at, n}, at + n == stream.size());
+        }
+        EXPECT_EQ(pump.fault(), c.fault);
+        EXPECT_EQ(pump.ended(), c.fault == Fault::none);
+        EXPECT_EQ(pump.given(), c.room == SIZE_MAX ? out.bytes.size() : 2 * c.made);
+        if (c.made != 0) {
+            EXPECT_EQ(out.bytes.size(), c.made);
+        }
+        EXPECT_TRUE(std::equal(out.bytes.begin(), out.bytes.end(), plain.begin()));
+        if (c.fault == Fault::none) {
+            EXPECT_EQ(pump.taken(), packed.size());
+        }
+    }
+    Taken none;
+    EXPECT_EQ(CodecPump(nullptr, none).push(packed, true), Fault::memory);
 }
 
 }  // namespace

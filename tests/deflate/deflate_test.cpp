@@ -1,0 +1,365 @@
+// Deflated data sets, with the codec over zlib registered: reading, writing, on the network, and what is no
+// such stream.
+#include "orvkit/deflate.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "encoding/codec.h"
+#include "encoding/header.h"
+#include "media/leaves.h"
+#include "media/part10.h"
+#include "media/sample_files.h"
+#include "network/pair.h"
+#include "orvkit/result.h"
+#include "platform/file.h"
+#include "support/capture_log.h"
+
+namespace {
+
+using orvkit::CodecPump;
+using orvkit::DataSetCodec;
+using Bytes = std::vector<unsigned char>;
+
+constexpr DICT_UID kDeflated = UID_DEFLATED_LITTLE_ENDIAN_EXPLICIT;
+
+const DataSetCodec& codec() {
+    deflateRegister();
+    return *orvkit::codecOf(kDeflated);
+}
+
+Bytes through(std::unique_ptr<orvkit::CodecStream> stream, const Bytes& in, std::size_t piece = SIZE_MAX) {
+    orvkit::MemorySink out;
+    CodecPump pump(std::move(stream), out);
+    for (std::size_t at = 0; at < in.size();) {
+        const std::size_t n = std::min(piece, in.size() - at);
+        (void)pump.push({in.data() + at, n}, false);
+        at += n;
+    }
+    (void)pump.push({}, true);
+    EXPECT_EQ(pump.fault(), orvkit::CodecFault::none);
+    return {out.bytes().begin(), out.bytes().end()};
+}
+Bytes deflated(const Bytes& plain) {
+    return through(codec().encoder(), plain);
+}
+
+Bytes joined(const Bytes& a, const Bytes& b) {
+    Bytes all = a;
+    all.insert(all.end(), b.begin(), b.end());
+    return all;
+}
+
+// A file of which the data set is those bytes.
+Bytes fileOf(const Bytes& packed) {
+    return joined(part10(kDeflated).bytes(), packed);
+}
+
+bool longLength(DICT_VR vr) {
+    return orvkit::hasLongLength(orvkit::Mode::explicitLittle(), vr);
+}
+
+Stream image(std::size_t pixels) {
+    Stream s;
+    s.ui(0x00080016, "1.2.840.10008.5.1.4.1.1.2").ui(0x00080018, "1.2.3");
+    s.header(0x00081140, "SQ", Stream::undefined).item(16).ui(0x00081155, "1.2.3.4").endSequence();
+    s.elem(0x00100010, "PN", "Deflated^Image").us(0x00280100, 16);
+    std::string words(pixels, '\0');
+    for (std::size_t i = 0; i < pixels; ++i) words[i] = static_cast<char>(i * i / 300);
+    return s.elem(0x7FE00010, "OW", words).elem(0xFFFCFFFC, "OB", "pads");
+}
+
+int read(Bytes file, DcElemList& dataset) {
+    DcDirMetaInfo meta;
+    return dirReadFile(file.data(), static_cast<unsigned int>(file.size()), meta, dataset);
+}
+
+class Deflate : public testing::Test {
+  protected:
+    void SetUp() override { (void)codec(); }
+    void TearDown() override {
+        (void)deflateSetMaxSize(1ull << 31);
+        elemListSetValueExceptionLevel(-1);
+    }
+    CaptureLog log_;
+    TempDir temp_;
+};
+
+TEST_F(Deflate, SamplesAreWhatTheirReferencesSay) {
+    if (samplesDirectory() == nullptr) GTEST_SKIP() << "no sample files (see ORVKIT_SAMPLES)";
+    elemListSetValueExceptionLevel(0);
+    int values = 0;
+    for (const Sample& sample : allSamples()) {
+        if (sample.folder() != "deflated") continue;
+        SCOPED_TRACE(sample.path);
+        const std::string path = samplePath(sample.path);
+        DcDirMetaInfo meta;
+        DcElemList dataset;
+        ASSERT_EQ(dirReadFile(path.c_str(), meta, dataset), RESULT_OK);
+        const std::string content = readWhole(path);
+        Bytes bytes(content.begin(), content.end());
+        unsigned int begin = 0;
+        ASSERT_EQ(dirReadFileMetaInfo(bytes.data(), static_cast<unsigned int>(bytes.size()), meta, begin), 0);
+        const Bytes plain = through(codec().decoder(), {bytes.begin() + begin, bytes.end()}, 100);
+        const auto leaves = leavesOf(dataset, kExplicit);
+        std::size_t leaf = 0;
+        for (const ReferenceRow& row : referenceOf(sample)) {
+            if (row.tag >> 16 == 2) continue;
+            ASSERT_LT(leaf, leaves.size());
+            EXPECT_EQ(leaves[leaf].tag, row.tag);
+            EXPECT_EQ(leaves[leaf].depth, row.depth);
+            const Leaf& ours = leaves[leaf++];
+            if (ours.kind != Leaf::element) continue;
+            EXPECT_EQ(ours.value.size(), row.length);
+            EXPECT_EQ(ours.value,
+                      std::string(plain.begin() + static_cast<std::ptrdiff_t>(
+                                                      row.offset + (longLength(ours.vr) ? 12u : 8u)),
+                                  plain.end())
+                          .substr(0, row.length));
+            ++values;
+        }
+        EXPECT_EQ(leaf, leaves.size());
+
+        // Written and read again it holds the same.
+        const std::string copy = temp_ / "copy";
+        DcElemList again;
+        if (meta.sopClassUid == UID_NONE) meta.sopClassUid = UID_CT_IMAGE_STORAGE;  // private
+        ASSERT_EQ(dirWriteFile(copy.c_str(), meta, dataset), RESULT_OK);
+        ASSERT_EQ(dirReadFile(copy.c_str(), meta, again), RESULT_OK);
+        EXPECT_EQ(meta.transferSyntax, kDeflated);
+        EXPECT_EQ(leavesOf(again, kExplicit), leaves);
+    }
+    EXPECT_GT(values, 300);
+}
+
+TEST_F(Deflate, PixelsAreNativeAndLeftInAFileOfTheirOwn) {
+    const Stream plain = image(100001 * 2);
+    const std::string path = makeFile(temp_, "in", fileOf(deflated(plain.bytes())));
+    DcDirMetaInfo meta;
+    DcElemList dataset;
+    DcDirAround around;
+    ASSERT_EQ(dirReadAroundPixels(path.c_str(), meta, dataset, around), RESULT_OK);
+    EXPECT_EQ(meta.transferSyntax, kDeflated);
+    EXPECT_EQ(around.xferSyn, kExplicit);
+    DcElem* pixels = nullptr;
+    DcBuf place;
+    ASSERT_EQ(dataset.getElem(T_7fe0_0010_pixelData, &pixels), RESULT_OK);
+    ASSERT_EQ(pixels->getValue(place), RESULT_OK);
+    EXPECT_EQ(place.getType(), BUF_HANDLE);
+    EXPECT_EQ(place.getLen(), 200002u);
+    Bytes there(place.getLen());
+    ASSERT_EQ(orvkit::platform::readAt(place.getHandle(), there.data(), there.size(), place.getOffset()),
+              200002);
+    EXPECT_TRUE(std::equal(there.begin(), there.end(), plain.bytes().begin() + place.getOffset()));
+
+    // From there into each syntax; the deflated one is even, and gives the same again.
+    for (const DICT_UID syntax : {kDeflated, kExplicit, kImplicit, UID_BIG_ENDIAN_EXPLICIT}) {
+        meta.transferSyntax = syntax;
+        const std::string out = temp_ / "out";
+        ASSERT_EQ(dirWriteFile(out.c_str(), meta, dataset), RESULT_OK);
+        EXPECT_EQ(std::filesystem::file_size(out) % 2, 0u);
+        DcElemList back;
+        ASSERT_EQ(dirReadFile(out.c_str(), meta, back), RESULT_OK);
+        DcElemList straight;
+        ASSERT_EQ(read(fileOf(deflated(plain.bytes())), straight), RESULT_OK);
+        EXPECT_EQ(leavesOf(back, kExplicit).size(), leavesOf(straight, kExplicit).size());
+        if (syntax == kDeflated) {
+            EXPECT_EQ(leavesOf(back, kExplicit), leavesOf(straight, kExplicit));
+        }
+    }
+
+    int offset = 0, length = 0;
+    DcElemList front;
+    ASSERT_EQ(dirReadNonPixelElem(path.c_str(), meta, front, &offset, &length), RESULT_OK);
+    EXPECT_EQ(offset, -1);
+    EXPECT_EQ(length, 200002);
+    EXPECT_EQ(front.getElem(T_7fe0_0010_pixelData, &pixels), ELEM_NOT_FOUND);
+    EXPECT_EQ(leavesOf(front, kExplicit).size(), 7u);
+    EXPECT_TRUE(log_.lines().empty());
+}
+
+TEST_F(Deflate, FilesInMemoryAreWrittenInTheirRoom) {
+    DcElemList dataset;
+    ASSERT_EQ(read(fileOf(deflated(image(30000).bytes())), dataset), RESULT_OK);
+    const auto leaves = leavesOf(dataset, kExplicit);
+    DcDirMetaInfo meta = metaFor(kDeflated);
+    (void)dirCheckMetaInfo(meta);
+    ASSERT_EQ(dirFileMetaInfoToElemList(meta, dataset), RESULT_OK);
+    unsigned int size = 0;
+    (void)dataset.getBufSize(size, static_cast<unsigned int*>(nullptr));
+    Bytes file(size + 132);
+    unsigned int length = 0;
+    ASSERT_EQ(dirWriteFile(file.data(), length, dataset), RESULT_OK);
+    EXPECT_LT(length, 30000u);
+    file.resize(length);
+    DcElemList back;
+    ASSERT_EQ(read(file, back), RESULT_OK);
+    EXPECT_EQ(leavesOf(back, kExplicit), leaves);
+
+    // A header alone is no stream yet.
+    DcElemList group;
+    ASSERT_EQ(dirFileMetaInfoToElemList(meta, group), RESULT_OK);
+    ASSERT_EQ(dirWriteFile(file.data(), length, group), RESULT_OK);
+    file.resize(length);
+    unsigned int begin = 0;
+    ASSERT_EQ(dirReadFileMetaInfo(file.data(), length, meta, begin), RESULT_OK);
+    EXPECT_EQ(begin, length);
+}
+
+// With what may stand around a stream, and in pieces of any size.
+TEST_F(Deflate, StreamsWithAZlibHeaderAreReadAndTold) {
+    const Bytes plain = image(500).bytes();
+    const Bytes raw = deflated(plain);
+    const Bytes stored = joined(
+        {0x01, static_cast<unsigned char>(plain.size() & 0xFF), static_cast<unsigned char>(plain.size() >> 8),
+         static_cast<unsigned char>(~plain.size() & 0xFF),
+         static_cast<unsigned char>(~(plain.size() >> 8) & 0xFF)},
+        plain);
+    const char* const header = "the deflated data set has a zlib header, which does not belong there";
+    const struct {
+        Bytes stream;
+        std::string remark;
+    } cases[] = {
+        {raw, ""},
+        {joined(raw, {0}), ""},
+        {stored, ""},
+        {joined({0x78, 0x9C}, raw), header},
+        {joined(joined({0x78, 0x01}, raw), {1, 2, 3, 4}), header},
+        {joined(joined({0x78, 0xDA}, raw), {1, 2, 3, 4, 0}), header},
+        {joined(raw, {7, 7, 7}), "3 bytes stand behind the compressed data set, and are not read"},
+    };
+    for (const auto& c : cases) {
+        DcElemList dataset;
+        EXPECT_EQ(read(fileOf(c.stream), dataset), RESULT_OK);
+        EXPECT_EQ(leavesOf(dataset, kExplicit).size(), 9u);
+        const auto lines = log_.take();
+        ASSERT_EQ(lines.size(), c.remark.empty() ? 0u : 1u);
+        if (!c.remark.empty()) {
+            EXPECT_TRUE(lines[0].text == "File '(memory)', " + c.remark) << lines[0].text;
+        }
+        for (const std::size_t piece : {1u, 2u, 3u, 7u}) {
+            if (c.remark.find("behind") == std::string::npos) {
+                EXPECT_EQ(through(codec().decoder(), c.stream, piece), plain);
+            }
+        }
+    }
+    // Files that only say that they are deflated.
+    DcElemList dataset;
+    EXPECT_EQ(read(fileOf(plain), dataset), RESULT_OK);
+    EXPECT_EQ(leavesOf(dataset, kExplicit).size(), 9u);
+}
+
+TEST_F(Deflate, EveryTruncationKeepsWhatWasWhole) {
+    const Bytes file = fileOf(deflated(image(600).bytes()));
+    const std::size_t begin = part10(kDeflated).size();
+    DcElemList whole;
+    ASSERT_EQ(read(file, whole), RESULT_OK);
+    const auto leaves = leavesOf(whole, kExplicit);
+    std::size_t kept = 0;
+    for (std::size_t n = begin + 2; n < file.size(); ++n) {
+        const std::size_t before = kept;
+        DcElemList dataset;
+        EXPECT_EQ(read({file.begin(), file.begin() + static_cast<std::ptrdiff_t>(n)}, dataset),
+                  ELEM_PACKED_STREAM);
+        const auto left = leavesOf(dataset, kExplicit);
+        ASSERT_LE(left.size(), leaves.size());
+        kept = left.size();
+        EXPECT_GE(kept + 3, before);  // the sequence that is cut may go, with its item
+        for (std::size_t i = 0; i + 3 < left.size(); ++i) EXPECT_EQ(left[i], leaves[i]);
+    }
+    EXPECT_GE(kept, 7u);
+}
+
+TEST_F(Deflate, MutationsEndWithACode) {
+    const Bytes file = fileOf(deflated(image(600).bytes()));
+    const std::size_t begin = part10(kDeflated).size();
+    std::mt19937 random(20261122);
+    (void)deflateSetMaxSize(1 << 20);
+    int faults = 0;
+    for (int i = 0; i < 2000; ++i) {
+        Bytes bytes = file;
+        for (unsigned int n = 1 + random() % 4; n > 0; --n) {
+            bytes[begin + random() % (bytes.size() - begin)] ^=
+                static_cast<unsigned char>(1u << random() % 8);
+        }
+        DcElemList dataset;
+        const int result = read(bytes, dataset);
+        faults += result != RESULT_OK ? 1 : 0;
+        DcDirMetaInfo meta;
+        DcDirAround around;
+        DcElemList other;
+        const int same =
+            dirReadAroundPixels(bytes.data(), static_cast<unsigned int>(bytes.size()), meta, other, around);
+        if (result == ELEM_PACKED_STREAM || result == DIR_FILE_SIZE) {
+            EXPECT_EQ(same, result);
+        }
+        log_.clear();
+    }
+    EXPECT_GT(faults, 500);
+}
+
+TEST_F(Deflate, ABombEndsAtTheLimit) {
+    Stream front = image(20);
+    Bytes bomb = Stream(front).header(0xFFFEFFFE, "OB", 64u << 20).bytes();
+    bomb.resize(bomb.size() + (64u << 20));
+    const Bytes packed = fileOf(deflated(bomb));
+    EXPECT_LT(packed.size(), bomb.size() / 900);
+    const std::string path = makeFile(temp_, "bomb", packed);
+    DcDirMetaInfo meta;
+    DcDirAround around;
+    ASSERT_EQ(deflateSetMaxSize(0), DIR_FILE_SIZE);
+    ASSERT_EQ(deflateSetMaxSize(1 << 20), RESULT_OK);
+    DcElemList list[3];
+    EXPECT_EQ(dirReadFile(path.c_str(), meta, list[0]), DIR_FILE_SIZE);
+    EXPECT_EQ(dirReadAroundPixels(path.c_str(), meta, list[1], around), DIR_FILE_SIZE);
+    for (int i = 0; i < 2; ++i) EXPECT_GE(leavesOf(list[i], kExplicit).size(), 9u) << "what was whole";
+    log_.clear();
+    (void)deflateSetMaxSize(1ull << 31);
+    const FileSizeLimit limit(1 << 20);
+    EXPECT_EQ(dirReadFile(path.c_str(), meta, list[2]), DIR_FILE_SIZE);
+    EXPECT_EQ(log_.lines().at(0).text,
+              "File '" + path + "', the compressed data set becomes larger than 1048576 bytes");
+}
+
+TEST_F(Deflate, WithoutTheCodecItIsAsItWas) {
+    orvkit::registerCodec(orvkit::Packing::deflated, nullptr);
+    DcElemList dataset;
+    EXPECT_EQ(read(fileOf({1, 0, 0, 0xFF, 0xFF}), dataset), ELEM_XFER_SYNTAX);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) threads.emplace_back([] { deflateRegister(); });
+    for (std::thread& t : threads) t.join();
+    EXPECT_EQ(read(fileOf({1, 0, 0, 0xFF, 0xFF}), dataset), RESULT_OK);
+}
+
+TEST_F(Deflate, MessagesArriveAsTheyWereSent) {
+    const auto syntaxes = sopList({UID_CT_IMAGE_STORAGE}, {kDeflated});
+    std::vector<Leaf> got;
+    Provider provider(syntaxes, [&](DcMsm& msm) {
+        for (Message request; receive(msm, request) == MSM_MESSAGE;) {
+            while (request->first() != nullptr && orvkit::ElemAccess::tag(*request->first()) >> 16 == 0) {
+                DcElem* const e = request->first();
+                request->subtract(e);
+                delete e;
+            }
+            got = leavesOf(*request, kExplicit);
+        }
+    });
+    User user(provider.port());
+    ASSERT_EQ(user.open(syntaxes), MSM_ACCEPTED);
+    DcCmdCStoreRq request;
+    request.add(new DcElem(T_0000_0002_affectedSopClassUid, UID_CT_IMAGE_STORAGE));
+    request.add(new DcElem(T_0000_1000_affectedSopInstanceUid, "1.2.3"));
+    Bytes plain = image(400000).bytes();
+    auto length = static_cast<unsigned int>(plain.size());
+    ASSERT_EQ(request.DcElemList::parse(plain.data(), length, kExplicit), RESULT_OK);
+    DcElemList straight;
+    length = static_cast<unsigned int>(plain.size());
+    ASSERT_EQ(straight.parse(plain.data(), length, kExplicit), RESULT_OK);
+    ASSERT_EQ(user.write(1, &request), RESULT_OK);
+    (void)user.release();
+    provider.join();
+    EXPECT_EQ(got, leavesOf(straight, kExplicit));
+}
+
+}  // namespace
