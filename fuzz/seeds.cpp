@@ -46,11 +46,18 @@ Bytes packed(const Bytes& plain) {
 }
 
 // A request or its answer, followed by one PDU of each other type.
-Bytes conversation(Association opening) {
+Bytes conversation(Association opening, const Bytes& more = {}) {
     opening.context = joined({opening.context, opening.context});
-    append(opening.userInfo, joined({item(0x53, Bytes{0, 1, 0, 1}), item(0x56, "any")}));
+    append(opening.userInfo,
+           joined({item(0x53, Bytes{0, 1, 0, 1}), item(0x56, Bytes{0, 3, '1', '.', '2', 1}), more}));
     return joined({opening.bytes(), pdu(4, joined({pdv(1, 3, {7, 8, 9}), pdv(1, 2, {}), pdv(1, 2, {7})})),
                    pdu(3, {0, 1, 2, 3}), pdu(5, Bytes(4)), pdu(6, Bytes(4)), pdu(7, {0, 0, 2, 1})});
+}
+
+// What only a tolerant reader takes.
+Bytes negotiation() {
+    return joined({item(0x57, Bytes{0, 1, '1', 0, 1, '2', 0, 6, 0, 1, '3', 0, 1, '4'}), item(0x99, "new"),
+                   item(0x58, Bytes{2, 1, 0, 2, 'm', 'e', 0, 1, 'p'}), item(0x59, Bytes{0, 1, 'r'})});
 }
 
 // An image to be stored, in fragments, and a request for release.
@@ -94,8 +101,13 @@ void addSamples(const std::string& directory, std::vector<Bytes>& all) {
 }  // namespace
 
 std::vector<Bytes> seeds(const std::string& sampleDirectory) {
-    std::vector<Bytes> streams = {undefinedLengths().bytes(), packed(Bytes(2000, 7)), conversation({}),
-                                  conversation(acceptance()), storing()};
+    std::vector<Bytes> streams = {undefinedLengths().bytes(),
+                                  packed(Bytes(2000, 7)),
+                                  conversation({}),
+                                  conversation(acceptance()),
+                                  conversation({}, negotiation()),
+                                  conversation(acceptance(), negotiation()),
+                                  storing()};
     for (const DICT_UID syntax :
          {UID_LITTLE_ENDIAN_IMPLICIT, UID_LITTLE_ENDIAN_EXPLICIT, UID_BIG_ENDIAN_EXPLICIT}) {
         streams.push_back(image(syntax).bytes());

@@ -55,6 +55,18 @@ int DcPduAssoAcRq::getInfo(DcPduInfoAcRq* info) {
     return RESULT_OK;
 }
 
+int DcPduAssoAcRq::setTolerant(int flag) {
+    body_->tolerant = flag != 0;
+    return RESULT_OK;
+}
+
+DcPduNegotiation& DcPduAssoAcRq::negotiation() {
+    return body_->negotiation;
+}
+const DcPduNegotiation& DcPduAssoAcRq::negotiation() const {
+    return body_->negotiation;
+}
+
 int DcPduAssoAcRq::presCtxItemAdd(DcPduPresCtx* context) {
     constexpr const char* reporter = "DcPduAssoAcRq::presCtxItemAdd";
     if (context == nullptr) return failNull(ACRQ_NULL_ARGUMENT, reporter, LOG_ERROR);

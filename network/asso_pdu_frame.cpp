@@ -2,7 +2,6 @@
 #include <cstring>
 
 #include "dictionary/uid_text.h"
-#include "foundation/bytes.h"
 #include "foundation/fail.h"
 #include "network/asso_pdu.h"
 #include "orvkit/util.h"
@@ -26,33 +25,20 @@ class Stripped {
     char text_[wire::kUidLength + 1] = {};
 };
 
-// Opens an item and closes it with the length of what was written meanwhile.
-class Item {
-  public:
-    Item(ByteWriter& out, int type) : out_(out) {
-        out_.u8(static_cast<std::uint8_t>(type));
-        out_.u8(0);
-        out_.u16(0);
-        begin_ = out_.offset();
-    }
-    Item(const Item&) = delete;
-    Item& operator=(const Item&) = delete;
-    ~Item() { out_.patchU16(begin_ - 2, static_cast<std::uint16_t>(out_.offset() - begin_)); }
-
-  private:
-    ByteWriter& out_;
-    std::size_t begin_;
-};
-
 void putText(ByteWriter& out, int type, const Stripped& text) {
-    const Item item(out, type);
+    const ItemWriter item(out, type);
     out.bytes(text.text(), text.length());
 }
 
 void putText(ByteWriter& out, int type, const char* text) {
     if (text[0] == '\0') return;
-    const Item item(out, type);
+    const ItemWriter item(out, type);
     out.bytes(text, std::strlen(text));
+}
+
+void putNumber(ByteWriter& out, int type, unsigned int number) {
+    const ItemWriter item(out, type);
+    out.u32(number);
 }
 
 bool putAeTitle(ByteWriter& out, const char* title) {
@@ -64,7 +50,7 @@ bool putAeTitle(ByteWriter& out, const char* title) {
 
 void putRole(ByteWriter& out, const DcPduPresCtx& context) {
     const Stripped uid(context.abstractSyntax);
-    const Item item(out, PDU_ASSO_ITEM_ROLE_SEL);
+    const ItemWriter item(out, PDU_ASSO_ITEM_ROLE_SEL);
     out.u16(static_cast<std::uint16_t>(uid.length()));
     out.bytes(uid.text(), uid.length());
     out.u8((context.role & wire::kRoleScu) != 0 ? 1 : 0);
@@ -83,7 +69,7 @@ int DcPduAssoAcRq::presCtxItemFrame(DcPduPresCtx* context, unsigned char* buf, u
     const bool request = context->itemType == PRES_CTX_TYPE_RQ;
     int syntaxes = 0;
     {
-        const Item item(out, context->itemType);
+        const ItemWriter item(out, context->itemType);
         out.u8(static_cast<std::uint8_t>(context->presCtxId));
         out.u8(0);
         out.u8(getType() == PDU_TYPE_ASSO_AC ? static_cast<std::uint8_t>(context->result) : 0);
@@ -144,16 +130,18 @@ int DcPduAssoAcRq::frameAsso(unsigned char* buf) {
     if (framed == 0) return fail(ACRQ_INVALID, LOG_ERROR, reporter, "No presentation context items");
 
     {
-        const Item user(out, PDU_ASSO_ITEM_USER_INFO);
-        {
-            const Item item(out, PDU_ASSO_ITEM_MAX_LEN);
-            out.u32(info.maxPduLen);
-        }
+        const ItemWriter user(out, PDU_ASSO_ITEM_USER_INFO);
+        putNumber(out, PDU_ASSO_ITEM_MAX_LEN, info.maxPduLen);
         putText(out, PDU_ASSO_ITEM_IMPL_CLASS_UID, info.implClassUid);
         for (const auto& context : body_->contexts) {
             if (context != nullptr && context->role != 0) putRole(out, *context);
         }
         putText(out, PDU_ASSO_ITEM_IMPL_VER_NAME, info.implVerName);
+        writeNegotiation(getType(), body_->negotiation, out);
+        if (user.length() > PDU_USER_INFO_MAX) {
+            return fail(ACRQ_INVALID, LOG_ERROR, reporter, "User information of %u bytes, limit is %u",
+                        static_cast<unsigned int>(user.length()), PDU_USER_INFO_MAX);
+        }
     }
     if (out.failed()) return ACRQ_INVALID;
     setLength(static_cast<unsigned int>(out.offset()));

@@ -25,40 +25,64 @@ namespace {
 constexpr unsigned int kVariablePart = wire::kAssoFixedSize - wire::kPduHeader;  // its place in the body
 constexpr unsigned int kMostRoleItem = 4095;
 
-// The items of a variable part, one behind the other. The position may come to stand past the end: it counts
-// what the items claim.
+// Types with a meaning in an association PDU. Only a tolerant reader knows those behind 56H.
+bool isKnown(unsigned int type, bool tolerant) {
+    switch (type) {
+        case PDU_ASSO_ITEM_APP_CTX:
+        case PDU_ASSO_ITEM_PRES_RQ:
+        case PDU_ASSO_ITEM_PRES_AC:
+        case PDU_ASSO_ITEM_ABST_SYN:
+        case PDU_ASSO_ITEM_XFER_SYN:
+        case PDU_ASSO_ITEM_USER_INFO:
+            return true;
+        default:
+            return type >= PDU_ASSO_ITEM_MAX_LEN &&
+                   type <= (tolerant ? PDU_ASSO_ITEM_IDENTITY_RESPONSE : PDU_ASSO_ITEM_SOP_EXT_NEG);
+    }
+}
+
+// The items of a variable part, one behind the other; a tolerant reader never comes to stand at one that is
+// not known (PS3.8 9.3.1). The position may come to stand past the end: it counts what the items claim.
 class Items {
   public:
-    Items(const unsigned char* bytes, unsigned int size) : bytes_(bytes), size_(size) {}
+    Items(const unsigned char* bytes, unsigned int size, bool tolerant)
+        : bytes_(bytes), size_(size), tolerant_(tolerant) {
+        passUnknown();
+    }
 
     unsigned int type() const { return at_ < size_ ? bytes_[at_] : 0; }
     bool atEnd() const { return at_ >= size_; }
     bool pastEnd() const { return at_ > size_; }
     std::uint64_t at() const { return at_; }
-    void step(unsigned int n) { at_ += n; }
+    void step(unsigned int n) {
+        at_ += n;
+        passUnknown();
+    }
     void skip() {
+        skipOne();
+        passUnknown();
+    }
+    // What it means that the item here stands where another is due; no type: none stands here.
+    AssoFault outOfPlace() const {
+        if (type() == 0) return AssoFault::badItem;
+        return isKnown(type(), tolerant_) ? AssoFault::misplacedItem : AssoFault::unknownItem;
+    }
+
+  private:
+    void skipOne() {
         ByteReader in({bytes_, size_}, ByteOrder::big);
         in.skip(static_cast<std::size_t>(at_) + 2);
         at_ += kItemHeader + std::uint64_t{in.u16()};
     }
+    void passUnknown() {
+        while (tolerant_ && !atEnd() && !isKnown(type(), true)) skipOne();
+    }
 
-  private:
     const unsigned char* bytes_;
     unsigned int size_;
+    bool tolerant_;
     std::uint64_t at_ = 0;
 };
-
-// What it means that an item of this type stands where another is due; 0: none stands there.
-AssoFault outOfPlace(unsigned int type) {
-    constexpr unsigned int known[] = {
-        PDU_ASSO_ITEM_APP_CTX,  PDU_ASSO_ITEM_PRES_RQ,        PDU_ASSO_ITEM_PRES_AC,
-        PDU_ASSO_ITEM_ABST_SYN, PDU_ASSO_ITEM_XFER_SYN,       PDU_ASSO_ITEM_USER_INFO,
-        PDU_ASSO_ITEM_MAX_LEN,  PDU_ASSO_ITEM_IMPL_CLASS_UID, PDU_ASSO_ITEM_ASYNC_OPS,
-        PDU_ASSO_ITEM_ROLE_SEL, PDU_ASSO_ITEM_IMPL_VER_NAME,  PDU_ASSO_ITEM_SOP_EXT_NEG};
-    if (type == 0) return AssoFault::badItem;
-    const bool isKnown = std::find(std::begin(known), std::end(known), type) != std::end(known);
-    return isKnown ? AssoFault::misplacedItem : AssoFault::unknownItem;
-}
 
 // The stripped text of a field, at most `length` characters; `text` holds one more.
 void takeText(std::span<const unsigned char> field, char* text) {
@@ -84,6 +108,7 @@ int DcPduAssoAcRq::read(PDU_BLOCK block) {
     body_->fault = AssoFault::unread;
     if (body == nullptr) return ACRQ_INVALID;
     body_->info.emplace();
+    body_->negotiation.clear();
     const unsigned int length = getLength() - wire::kPduHeader;
     ByteReader in({body.get(), length}, ByteOrder::big);
     const unsigned int version = in.u16();
@@ -113,22 +138,24 @@ int DcPduAssoAcRq::parseVariable(unsigned char* part, unsigned int length) {
     int contexts = 0;
     if (const int result = varItemWalk(part, length, contexts); result != RESULT_OK) return result;
 
+    Items items(part, length, body_->tolerant);
+    const auto at = [&items] { return static_cast<unsigned int>(items.at()); };  // inside, as was walked
     unsigned int used = 0;
-    if (parseSubItem(part, length, PDU_ASSO_ITEM_APP_CTX, wire::kUidLength, body_->info->appCtxName, used) !=
-        RESULT_OK) {
+    if (parseSubItem(part + at(), length - at(), PDU_ASSO_ITEM_APP_CTX, wire::kUidLength,
+                     body_->info->appCtxName, used) != RESULT_OK) {
         return fail(ACRQ_INVALID, LOG_ERROR, reporter, "Invalid Application Context Name");
     }
-    unsigned int at = kItemHeader + used;
+    items.skip();
     for (int i = 0; i < contexts; ++i) {
         auto context = std::make_unique<DcPduPresCtx>();
-        const int result = parsePresCtxItem(part + at, length - at, context.get(), used);
+        const int result = parsePresCtxItem(part + at(), length - at(), context.get(), used);
         if (result != RESULT_OK) {
             return fail(result, LOG_ERROR, reporter, "Invalid Presentation Context Item #%d", i);
         }
         if (i < PDU_PRES_CTX_MAX) body_->contexts[i] = std::move(context);
-        at += used;
+        items.step(used);
     }
-    return parseUserInfo(part + at, length - at);
+    return parseUserInfo(part + at(), length - at());
 }
 
 // `part` begins with the user information item and ends with the PDU.
@@ -137,7 +164,7 @@ int DcPduAssoAcRq::parseUserInfo(unsigned char* part, unsigned int length) {
     ByteReader header({part, length}, ByteOrder::big);
     header.skip(2);
     const unsigned int claimed = header.u16();
-    Items items(part, length);
+    Items items(part, length, body_->tolerant);
     items.step(kItemHeader);
     while (items.at() < kItemHeader + std::uint64_t{claimed}) {
         const unsigned int at = static_cast<unsigned int>(std::min<std::uint64_t>(items.at(), length));
@@ -167,7 +194,12 @@ int DcPduAssoAcRq::parseUserInfo(unsigned char* part, unsigned int length) {
                 result = parseScpScuRole(item, room, kMostRoleItem);
                 break;
             case PDU_ASSO_ITEM_ASYNC_OPS:
+                break;
             case PDU_ASSO_ITEM_SOP_EXT_NEG:
+            case PDU_ASSO_ITEM_COMMON_EXT_NEG:
+            case PDU_ASSO_ITEM_IDENTITY:
+            case PDU_ASSO_ITEM_IDENTITY_RESPONSE:
+                if (body_->tolerant) result = parseNegotiation(item, room);
                 break;
             default:
                 // The text belongs elsewhere; those who watch the log know it.
@@ -179,12 +211,19 @@ int DcPduAssoAcRq::parseUserInfo(unsigned char* part, unsigned int length) {
     return RESULT_OK;
 }
 
+int DcPduAssoAcRq::parseNegotiation(unsigned char* item, unsigned int room) {
+    const AssoFault fault = readNegotiation(getType(), {item, room}, body_->negotiation);
+    if (fault == AssoFault::none) return RESULT_OK;
+    body_->fault = fault;
+    return ACRQ_INVALID;
+}
+
 int DcPduAssoAcRq::varItemWalk(unsigned char* buf, unsigned int length, int& contexts) {
     constexpr const char* reporter = "DcPduAssoAcRq::varItemWalk";
     contexts = 0;
-    Items items(buf, length);
+    Items items(buf, length, body_->tolerant);
     if (items.type() != PDU_ASSO_ITEM_APP_CTX) {
-        body_->fault = outOfPlace(items.type());
+        body_->fault = items.outOfPlace();
         return fail(ACRQ_INVALID, LOG_ERROR, reporter,
                     "Invalid sub item type 0x%04x, expecting PDU_ASSO_ITEM_APP_CTX", items.type());
     }
@@ -194,7 +233,7 @@ int DcPduAssoAcRq::varItemWalk(unsigned char* buf, unsigned int length, int& con
     }
     const unsigned int kind = items.type();
     if (kind != PDU_ASSO_ITEM_PRES_RQ && kind != PDU_ASSO_ITEM_PRES_AC) {
-        body_->fault = outOfPlace(items.type());
+        body_->fault = items.outOfPlace();
         return fail(ACRQ_INVALID, LOG_ERROR, reporter,
                     "Invalid sub item type 0x%04x, expecting PDU_ASSO_ITEM_PRES_AC/RQ", kind);
     }
@@ -202,7 +241,7 @@ int DcPduAssoAcRq::varItemWalk(unsigned char* buf, unsigned int length, int& con
         items.step(kPresCtxHeader);
         if (kind == PDU_ASSO_ITEM_PRES_RQ && !items.pastEnd()) {
             if (items.type() != PDU_ASSO_ITEM_ABST_SYN) {
-                body_->fault = outOfPlace(items.type());
+                body_->fault = items.outOfPlace();
                 return fail(ACRQ_INVALID, LOG_ERROR, reporter,
                             "Invalid type 0x%04x in sub item #%d, expecting PDU_ASSO_ITEM_ABST_SYN",
                             items.type(), contexts);
@@ -216,15 +255,15 @@ int DcPduAssoAcRq::varItemWalk(unsigned char* buf, unsigned int length, int& con
         }
     }
     if (items.type() != PDU_ASSO_ITEM_USER_INFO) {
-        body_->fault = outOfPlace(items.type());
+        body_->fault = items.outOfPlace();
         return fail(ACRQ_INVALID, LOG_ERROR, reporter,
                     "Invalid sub item type 0x%04x, expecting PDU_ASSO_ITEM_USER_INFO", items.type());
     }
     items.step(kItemHeader);
     int maxLengths = 0;
     for (; !items.atEnd(); items.skip()) {
-        if (items.type() < PDU_ASSO_ITEM_MAX_LEN || items.type() > PDU_ASSO_ITEM_SOP_EXT_NEG) {
-            body_->fault = outOfPlace(items.type());
+        if (items.type() < PDU_ASSO_ITEM_MAX_LEN || !isKnown(items.type(), body_->tolerant)) {
+            body_->fault = items.outOfPlace();
             return fail(ACRQ_INVALID, LOG_ERROR, reporter,
                         "Invalid sub item type 0x%04x past PDU_ASSO_ITEM_USER_INFO", items.type());
         }
@@ -269,7 +308,7 @@ int DcPduAssoAcRq::parsePresCtxItem(unsigned char* item, unsigned int room, DcPd
     context->presCtxId = in.u8();
     in.skip(1);
     context->result = in.u8();
-    Items items(item, room);
+    Items items(item, room, body_->tolerant);
     items.step(kPresCtxHeader);
     char text[wire::kUidLength + 1];
     unsigned int length = 0;

@@ -307,6 +307,19 @@ int DcMsm::getAssoInfo(DcMsmAssoInfo& info) const {
     return RESULT_OK;
 }
 
+DcPduNegotiation& DcMsm::ownNegotiation() {
+    return own_->ownNegotiation;
+}
+const DcPduNegotiation& DcMsm::peerNegotiation() const {
+    return own_->peerNegotiation;
+}
+
+int DcMsm::registerRequestCB(void* user, DcMsmRequestCB callback) {
+    own_->requestUser = user;
+    own_->requestCB = callback;
+    return RESULT_OK;
+}
+
 int DcMsm::getReadDumpHandle(int& handle) const {
     handle = readDumpHandle_;
     return RESULT_OK;

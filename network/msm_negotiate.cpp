@@ -14,7 +14,10 @@ using namespace orvkit;
 
 namespace {
 
-constexpr int kRejectCalled = 7;   // PS3.8 9.3.4: called AE title not recognized
+// PS3.8 9.3.4
+constexpr int kPermanent = 1;
+constexpr int kByUser = 1;
+constexpr int kRejectCalled = 7;   // called AE title not recognized
 constexpr int kRejectCalling = 3;  // calling AE title not recognized
 constexpr int kRejectOther = 1;    // no reason given
 
@@ -82,6 +85,8 @@ int DcMsm::scuAssoRq(DcMsmScuInfo& info) {
     copyText(data.implVerName, own_->implVerName);
     DcPduAssoRq pdu;
     int result = pdu.setInfo(&data);
+    pdu.negotiation() = own_->ownNegotiation;
+    own_->peerNegotiation.clear();
     DcMsmAssoInfo& asso = own_->asso;
     int id = 1;
     for (const DcMsmSopXferSyn& entry : own_->support) {
@@ -107,6 +112,7 @@ int DcMsm::scuAssoAcRsp(DcPduAssoAc* pdu) {
     std::fill(std::begin(asso.result), std::end(asso.result), int{PRES_CTX_AC_NO_ANSWER});
     std::fill(std::begin(asso.xferSyn), std::end(asso.xferSyn), UID_NONE);
     std::fill(std::begin(asso.role), std::end(asso.role), 0);
+    own_->peerNegotiation = pdu->negotiation();
     DcPduInfoAcRq info;
     if (const int result = pdu->getInfo(&info); result != RESULT_OK) return result;
     for (const DcPduPresCtx* context : Contexts(*pdu)) {
@@ -181,6 +187,7 @@ int DcMsm::acceptSopXfer(const DcPduPresCtx& proposal, DICT_UID chosen[2], PRES_
 // The result is that of sending the answer.
 int DcMsm::scpAssoRqRsp(DcPduAssoRq* pdu) {
     resetAssoInfo();
+    own_->peerNegotiation = pdu->negotiation();
     platform::Address peer;
     std::memcpy(peer.bytes, peerAddress_, sizeof peer.bytes);
     peer.length = peerAddressLen_;
@@ -229,15 +236,35 @@ int DcMsm::scpAssoRqRspAc(DcPduAssoRq* pdu, const DcPduInfoAcRq& request) {
         asso.role[slot] = role;
     }
     // A request without a context that could be answered is refused, so that the peer hears of it.
-    return asso.assoNum != 0 ? event06_writeAssoAcPdu(&answer) : scpAssoRqRspRj(MSM_NO_SUPPORT_LIST);
+    if (asso.assoNum == 0) return scpAssoRqRspRj(MSM_NO_SUPPORT_LIST);
+    DcPduInfoRj refusal{kPermanent, kByUser, kRejectOther};
+    if (askApplication(*pdu, answer, refusal) != RESULT_OK) return reject(refusal);
+    return event06_writeAssoAcPdu(&answer);
+}
+
+// Nothing of what was accepted is left when it refuses.
+int DcMsm::askApplication(DcPduAssoRq& request, DcPduAssoAc& answer, DcPduInfoRj& refusal) {
+    if (own_->requestCB == nullptr) return RESULT_OK;
+    const int result = own_->requestCB(own_->requestUser, request, answer.negotiation(), refusal);
+    if (result == RESULT_OK) return RESULT_OK;
+    if (refusal.result == 0) refusal.result = kPermanent;
+    DcMsmAssoInfo& asso = own_->asso;
+    std::fill(std::begin(asso.presCtxId), std::end(asso.presCtxId), static_cast<unsigned char>(0));
+    std::fill(std::begin(asso.xferSyn), std::end(asso.xferSyn), UID_NONE);
+    asso.assoNum = 0;
+    return result;
 }
 
 int DcMsm::scpAssoRqRspRj(int result) {
-    DcPduInfoRj info{1, 1, kRejectOther};  // permanent, by the service user
+    DcPduInfoRj info{kPermanent, kByUser, kRejectOther};
     if (result == MSM_CALLED_AE) info.reason = kRejectCalled;
     if (result == MSM_CALLING_AE) info.reason = kRejectCalling;
+    return reject(info);
+}
+
+int DcMsm::reject(const DcPduInfoRj& info) {
     own_->asso.reject = info;
     DcPduAssoRj pdu;
-    (void)pdu.setInfo(&info);
+    (void)pdu.setInfo(&own_->asso.reject);
     return event07_writeAssoRjPdu(&pdu);
 }

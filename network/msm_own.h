@@ -15,6 +15,10 @@ struct DcMsm::Own {
     std::vector<std::string> callingAccepted;
     std::vector<DcMsmSopXferSyn> support;  // at most MSM_SOP_MAX
     DcMsmAssoInfo asso;
+    DcPduNegotiation ownNegotiation;
+    DcPduNegotiation peerNegotiation;
+    void* requestUser = nullptr;
+    DcMsmRequestCB requestCB = nullptr;
     char hostName[65] = {};  // as the caller gave it
     // What this side announces.
     unsigned int maxPduLen = 0;

@@ -1,5 +1,5 @@
-// How a transport receives: bounds on time and memory beyond the time-out of each wait. None of them is set
-// unless the application sets it.
+// How a transport receives: bounds on time and memory beyond the time-out of each wait, and what it lets
+// pass. None of them is set unless the application sets it.
 #ifndef ORVKIT_NETWORK_RECEPTION_H
 #define ORVKIT_NETWORK_RECEPTION_H
 
@@ -23,6 +23,8 @@ class Reception {
     Pace message;                // from the call that receives a message to its last byte
     bool learnsClasses = false;  // of association requests: SOP classes that nobody knows get numbers
     std::uint64_t limit = 0;     // bytes of a data set, or of an association PDU, in memory; 0: no bound
+
+    bool tolerant = false;  // of unknown items in association PDUs
 
     // The message's clock runs while one of these lives.
     class Message {

@@ -65,6 +65,11 @@ int DcTul::setDataSetCheck(int flag) {
     return RESULT_OK;
 }
 
+int DcTul::setTolerant(int flag) {
+    reception().tolerant = flag != 0;
+    return RESULT_OK;
+}
+
 int DcTul::setPixelDataHandle(int handle) {
     platform::closeHandle(pixelHandle_);
     pixelHandle_ = -1;
@@ -233,6 +238,9 @@ int DcTul::receivePdu(PDU_TYPE type, DcPdu* pdu, const unsigned char* presCtxIds
         case PDU_TYPE_ASSO_RQ:
             if (answersBroken_) PduAccess::takeOneVersionAmongOthers(static_cast<DcPduAssoRq&>(*pdu));
             if (reception().learnsClasses) PduAccess::learnClasses(static_cast<DcPduAssoRq&>(*pdu));
+            [[fallthrough]];
+        case PDU_TYPE_ASSO_AC:
+            (void)static_cast<DcPduAssoAcRq&>(*pdu).setTolerant(reception().tolerant ? 1 : 0);
             break;
         case PDU_TYPE_DATA_TF: {
             auto& data = static_cast<DcPduDataTf&>(*pdu);

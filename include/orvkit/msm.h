@@ -89,6 +89,15 @@ struct ORVKIT_API DcMsmAssoInfo {
     DcPduInfoRj reject = {0, 0, 0};  // why the peer, or this side, rejected the association (PS3.8 9.3.4)
 };
 
+// A provider's look at a request whose titles are accepted and whose contexts have their answers (getAssoInfo
+// tells them), before it is answered: the identity of its user and what else its negotiation() holds. What is
+// to be answered of that goes into `answer`, which is empty. 0 accepts the association; any other result
+// refuses it with `reject`, which holds "permanent, by the service user, no reason given" (1, 1, 1) and may
+// be changed; PS3.8 9.3.4 has no reason for an identity of its own. Nothing else may be done with the object
+// meanwhile.
+typedef int (*DcMsmRequestCB)(void* user, DcPduAssoRq& request, DcPduNegotiation& answer,
+                              DcPduInfoRj& reject);
+
 // One object stands for one application entity in one or both roles; it is used by one thread at a time.
 // Outcomes of the calls, to branch on: MSM_ABORTED aborted, MSM_ACCEPTED accepted, MSM_REJECTED rejected,
 // MSM_REQUEST_ANSWERED request answered, MSM_MESSAGE message received, MSM_RELEASED release response,
@@ -141,6 +150,17 @@ class ORVKIT_API DcMsm : public DcTul {
     int abortAssociation();
     int closeAssociation();
 
+    // Negotiation beside contexts and roles (negotiation.h). Providers read what users send of it, and users
+    // the answers, only after setTolerant(1).
+    //
+    // What the requests of a user carry, from the next one on.
+    DcPduNegotiation& ownNegotiation();
+    // What came with the peer's request or acceptance of this association, or the last one.
+    const DcPduNegotiation& peerNegotiation() const;
+    // Null ends it. Without a callback, or without an answer of its, a provider answers nothing: the defaults
+    // of the service classes hold, and an identity has no confirmation. Always 0.
+    int registerRequestCB(void* user, DcMsmRequestCB callback);
+
     int getAssoInfo(DcMsmAssoInfo& info) const;
     int printAssoInfo(const char* file, const char* mode);  // MSM_PRINT the file cannot be opened
     int getReadDumpHandle(int& handle) const;
@@ -166,6 +186,8 @@ class ORVKIT_API DcMsm : public DcTul {
     int scpAssoRqRsp(DcPduAssoRq* pdu);
     int scpAssoRqRspAc(DcPduAssoRq* pdu, const DcPduInfoAcRq& request);
     int scpAssoRqRspRj(int result);
+    int askApplication(DcPduAssoRq& request, DcPduAssoAc& answer, DcPduInfoRj& refusal);
+    int reject(const DcPduInfoRj& info);
     int makeMsg(DcPduDataTf* pdu, DcMsg** msg, DICT_UID* sop);
     int processMsg(DcMsg& message);
     int actOn(DcPdu& pdu);

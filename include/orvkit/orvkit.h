@@ -20,6 +20,7 @@
 #include "orvkit/lzw.h"
 #include "orvkit/mediamgr.h"
 #include "orvkit/msm.h"
+#include "orvkit/negotiation.h"
 #include "orvkit/pdu.h"
 #include "orvkit/result.h"
 #include "orvkit/scan.h"

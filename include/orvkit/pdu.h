@@ -4,6 +4,7 @@
 #define ORVKIT_PDU_H
 
 #include "orvkit/export.h"
+#include "orvkit/negotiation.h"
 #include "orvkit/uids.h"
 
 namespace orvkit {
@@ -40,7 +41,10 @@ enum PDU_ASSO_ITEM : int {
     PDU_ASSO_ITEM_ASYNC_OPS = 0x53,  // read and ignored, never written
     PDU_ASSO_ITEM_ROLE_SEL = 0x54,
     PDU_ASSO_ITEM_IMPL_VER_NAME = 0x55,
-    PDU_ASSO_ITEM_SOP_EXT_NEG = 0x56,  // read and ignored, never written
+    PDU_ASSO_ITEM_SOP_EXT_NEG = 0x56,        // read and ignored, unless the reader is tolerant
+    PDU_ASSO_ITEM_COMMON_EXT_NEG = 0x57,     // this and the following are refused, unless it is
+    PDU_ASSO_ITEM_IDENTITY = 0x58,           // in a request
+    PDU_ASSO_ITEM_IDENTITY_RESPONSE = 0x59,  // in its answer
     PRES_CTX_TYPE_RQ = PDU_ASSO_ITEM_PRES_RQ,
     PRES_CTX_TYPE_AC = PDU_ASSO_ITEM_PRES_AC,
 };
@@ -53,9 +57,9 @@ inline constexpr unsigned int PDU_SOCKET_NONE = 0xFFFFFFFF;
 inline constexpr int PDU_PRES_CTX_MAX = 512;  // presentation contexts, and role selections, of a PDU
 inline constexpr int PDU_XFER_SYN_MAX = 32;   // transfer syntaxes of a presentation context
 // The largest association PDU: fixed part, application context, full contexts with UIDs of 64 characters, and
-// user information with a role selection for each.
+// user information.
 inline constexpr unsigned int PDU_FRAME_ROOM =
-    74 + 68 + PDU_PRES_CTX_MAX * (8 + 68 + PDU_XFER_SYN_MAX * 68) + (4 + 8 + 68 + PDU_PRES_CTX_MAX * 72 + 20);
+    74 + 68 + PDU_PRES_CTX_MAX * (8 + 68 + PDU_XFER_SYN_MAX * 68) + (4 + PDU_USER_INFO_MAX);
 
 struct DcPduInfo {
     unsigned int maxPduLen;
@@ -198,6 +202,15 @@ class ORVKIT_API DcPduAssoAcRq : public DcPdu {
     // The rest of the PDU after readType. ACRQ_INVALID malformed, or not read in full; what was read before
     // the fault stays.
     int read(PDU_BLOCK block);
+    // Not 0: items and sub-items of types that are not known are stepped over wherever they stand (PS3.8
+    // 9.3.1), and those of types 56H to 59H are read into negotiation(). One of 57H to 59H whose lengths do
+    // not add up, and a second 58H or 59H, makes the PDU malformed; a damaged 56H is ignored, and so is a 59H
+    // in a request, and a 57H or 58H in an answer. 0 unless set. Always 0.
+    int setTolerant(int flag);
+    // What was read of such items, and what is written: in a request all but the identity response, in an
+    // answer the extended negotiation and the identity response.
+    DcPduNegotiation& negotiation();
+    const DcPduNegotiation& negotiation() const;
 
     // Puts a copy into the first free slot. ACRQ_INVALID of another PDU's kind, ACRQ_NULL_ARGUMENT null,
     // ACRQ_CONTEXT_EXISTS ID already there, ACRQ_CONTEXT_LIMIT full.
@@ -231,6 +244,7 @@ class ORVKIT_API DcPduAssoAcRq : public DcPdu {
 
     int parseVariable(unsigned char* part, unsigned int length);
     int parseUserInfo(unsigned char* part, unsigned int length);
+    int parseNegotiation(unsigned char* item, unsigned int room);
 
     Body* body_;  // owned
 };

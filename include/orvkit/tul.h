@@ -55,6 +55,11 @@ class ORVKIT_API DcTul : public DcTsm {
     // that does not arrive whole has no answer. 0 unless set. Always 0.
     int setBrokenRequestAnswer(int flag);
 
+    // Not 0: association requests and answers may hold items that this library does not know, and their
+    // negotiation is read (DcPduAssoAcRq::setTolerant): user identity, extended and common extended
+    // negotiation. 0, by which such a PDU is one that cannot be read, unless set. Always 0.
+    int setTolerant(int flag);
+
     // Where the pixel bytes of received data sets go, until changed: appended to the file, written to a
     // duplicate of the handle, or both. The data set's Pixel Data then refers to them there. A handle of -1
     // and a null name end it.

@@ -1,0 +1,393 @@
+// Items 56H to 59H of association PDUs and those that nobody knows: what is read and written of them, what is
+// refused, and what a provider and a user make of them.
+#include <gtest/gtest.h>
+
+#include <set>
+#include <sstream>
+
+#include "network/asso_pdu.h"
+#include "network/pair.h"
+#include "network/pdu_access.h"
+#include "network/pdus.h"
+#include "support/capture_log.h"
+
+using orvkit::AssoFault;
+
+namespace {
+
+Bytes field(const Bytes& content) {
+    Bytes all;
+    putBig(all, content.size(), 2);
+    append(all, content);
+    return all;
+}
+Bytes field(const std::string& text) {
+    return field(bytesOf(text));
+}
+Bytes identity(int type, int wanted, const std::string& primary, const std::string& secondary = "") {
+    return item(0x58, joined({{static_cast<unsigned char>(type), static_cast<unsigned char>(wanted)},
+                              field(primary),
+                              field(secondary)}));
+}
+
+const std::string kFind = "1.2.840.10008.5.1.4.1.2.2.1";
+const std::string kStorage = "1.2.840.10008.4.2";
+const Bytes kExt = item(0x56, joined({field(kFind), {1, 0, 1}}));
+const Bytes kCommon =
+    item(0x57, joined({field("1.2.9"), field(kStorage), field(joined({field("1.3"), field("1.4.5")}))}));
+const Bytes kJoe = identity(2, 1, "joe", "secret");
+const Bytes kConfirmed = item(0x59, Bytes{0, 0});
+
+std::string textOf(const DcPduBytes& bytes) {
+    return {reinterpret_cast<const char*>(bytes.data), bytes.length};
+}
+DcPduBytes lent(const Bytes& bytes) {
+    return {bytes.data(), static_cast<unsigned int>(bytes.size())};
+}
+
+// Everything that is there, in words.
+std::string said(const DcPduNegotiation& n) {
+    std::ostringstream all;
+    DcPduExtNeg ext;
+    for (unsigned int i = 0; n.getExtNeg(i, &ext) == RESULT_OK; ++i) {
+        all << "56 " << ext.sopClassUid << ' ' << ext.info.length << '\n';
+    }
+    DcPduCommonExtNeg common;
+    for (unsigned int i = 0; n.getCommonExtNeg(i, &common) == RESULT_OK; ++i) {
+        all << "57 " << common.sopClassUid << ' ' << common.serviceClassUid << ' ' << common.relatedUids
+            << '\n';
+    }
+    DcPduIdentity who;
+    if (n.getIdentity(&who) == RESULT_OK) {
+        all << "58 " << who.type << ' ' << who.responseWanted << ' ' << textOf(who.primary) << '/'
+            << textOf(who.secondary) << '\n';
+    }
+    DcPduBytes response;
+    if (n.getIdentityResponse(&response) == RESULT_OK) all << "59 " << textOf(response) << '\n';
+    EXPECT_EQ(n.isEmpty(), all.str().empty());
+    return all.str();
+}
+
+Association with(const Bytes& more, Association a = {}) {
+    append(a.userInfo, more);
+    return a;
+}
+
+// What reading comes to: the fault, 0 for none.
+int faultOf(const Bytes& bytes, bool tolerant, std::string* all = nullptr, Bytes* again = nullptr) {
+    DcPduAssoAcRq pdu(static_cast<PDU_TYPE>(bytes[0]));
+    (void)pdu.setTolerant(tolerant ? 1 : 0);
+    const int result = readFrom(pdu, bytes);
+    const auto fault = orvkit::PduAccess::fault(pdu);
+    EXPECT_EQ(result, fault == AssoFault::none ? RESULT_OK : ACRQ_INVALID);
+    if (all != nullptr) *all = said(pdu.negotiation());
+    if (again != nullptr && result == RESULT_OK) *again = sent(pdu);
+    return static_cast<int>(fault);
+}
+
+constexpr int kNone = static_cast<int>(AssoFault::none);
+constexpr int kUnknown = static_cast<int>(AssoFault::unknownItem);
+constexpr int kMisplaced = static_cast<int>(AssoFault::misplacedItem);
+constexpr int kBad = static_cast<int>(AssoFault::badItem);
+
+TEST(Negotiation, ItemsAreReadAndWrittenByteForByteByATolerantReaderAlone) {
+    const QuietLog quiet;
+    const struct {
+        Bytes items;
+        std::string told;
+        int strict = kUnknown;
+        bool answer = false;
+    } rows[] = {
+        {kExt, "56 " + kFind + " 3\n", kNone},
+        {kExt, "56 " + kFind + " 3\n", kNone, true},
+        {joined({kExt, kExt}), "56 " + kFind + " 3\n56 " + kFind + " 3\n", kNone},
+        {kCommon, "57 1.2.9 " + kStorage + " 1.3\\1.4.5\n"},
+        {item(0x57, joined({field("1.2"), field("1.3"), {0, 0}})), "57 1.2 1.3 \n"},
+        {identity(1, 0, "J\xC3\xB6"), "58 1 0 J\xC3\xB6/\n"},
+        {kJoe, "58 2 1 joe/secret\n"},
+        {identity(3, 1, "ticket"), "58 3 1 ticket/\n"},
+        {identity(4, 0, "<saml/>"), "58 4 0 <saml/>/\n"},
+        {identity(5, 1, std::string(60000, 'j')), "58 5 1 " + std::string(60000, 'j') + "/\n"},
+        {identity(200, 0, ""), "58 200 0 /\n"},
+        {kConfirmed, "59 \n", kUnknown, true},
+        {item(0x59, field("ticket")), "59 ticket\n", kUnknown, true},
+        {joined({kExt, kCommon, kJoe}),
+         "56 " + kFind + " 3\n57 1.2.9 " + kStorage + " 1.3\\1.4.5\n58 2 1 joe/secret\n"},
+    };
+    for (const auto& row : rows) {
+        const Bytes bytes = with(row.items, row.answer ? acceptance() : Association()).bytes();
+        std::string told;
+        Bytes again;
+        EXPECT_EQ(faultOf(bytes, true, &told, &again), kNone) << row.told;
+        EXPECT_EQ(told, row.told);
+        // An answer's role selection is not sent on: it would need the class of its context.
+        ASSERT_GE(again.size(), row.items.size());
+        EXPECT_TRUE(std::equal(row.items.rbegin(), row.items.rend(), again.rbegin())) << row.told;
+        EXPECT_TRUE(row.answer || again == bytes) << row.told;
+        EXPECT_EQ(faultOf(bytes, false, &told, &again), row.strict) << row.told;
+        EXPECT_EQ(told, "");  // and the item that is ignored is not sent on
+        EXPECT_TRUE(row.strict != kNone || row.answer || again == Association().bytes());
+    }
+}
+
+// What a tolerant reader steps over, and what it refuses all the same.
+TEST(Negotiation, UnknownItemsAreSteppedOverAndBrokenOnesAreRefused) {
+    const QuietLog quiet;
+    const Bytes odd = joined({item(0x60, "what"), item(0, ""), item(0xFF, Bytes(300, 0x50))});
+    Association front;
+    front.appCtx = joined({odd, front.appCtx, odd});
+    Association inside;
+    const Bytes abstract = item(0x30, kVerificationUid);
+    const Bytes syntax = item(0x40, kImplicitUid);
+    inside.context = joined({item(0x20, joined({{1, 0, 0, 0}, odd, abstract, odd, syntax, odd, syntax})), odd,
+                             item(0x20, joined({{3, 0, 0, 0}, abstract, syntax, odd})), odd});
+    Association early;
+    early.appCtx = joined({kJoe, early.appCtx});
+    Association large = with({});
+    while (large.userInfo.size() < 65400)
+        append(large.userInfo,
+               joined({item(0x57, joined({field("1"), field("1"), {0, 0}})), item(0x99, "")}));
+    Association tooLarge = large;
+    append(tooLarge.userInfo, identity(1, 0, std::string(200, 'j')));
+    Bytes trailing = joined({Association().body(), odd});
+    Bytes cutTrailing = trailing;
+    cutTrailing.pop_back();
+    const auto rq = [](const Bytes& items) { return with(items).bytes(); };
+    const auto ac = [](const Bytes& items) { return with(items, acceptance()).bytes(); };
+    const auto who = [&](const Bytes& content) { return rq(item(0x58, content)); };
+    const auto general = [&](const Bytes& related) {
+        return rq(item(0x57, joined({field("1.2"), field("1.3"), related})));
+    };
+    const Bytes joe = field("joe");
+    const struct {
+        const char* what;
+        Bytes bytes;
+        int tolerant;
+        int strict = kUnknown;
+    } rows[] = {
+        {"in front of the application context", front.bytes(), kNone},
+        {"within and between contexts", inside.bytes(), kNone},
+        {"within user information", rq(joined({odd, kJoe, odd})), kNone},
+        {"behind user information", pdu(1, trailing), kNone},
+        {"the last of them is cut", pdu(1, cutTrailing), kBad},
+        {"64 KB of items", large.bytes(), kNone},
+        {"an identity where none is due", early.bytes(), kMisplaced},
+        {"an identity in an answer", ac(kJoe), kNone},
+        {"a confirmation in a request", rq(kConfirmed), kNone},
+        {"two identities", rq(joined({kJoe, kJoe})), kMisplaced},
+        {"two confirmations", ac(joined({kConfirmed, kConfirmed})), kMisplaced},
+        {"a first field past the item", who(joined({{1, 0, 0, 9}, bytesOf("joe")})), kBad},
+        {"a second field past the item", who(joined({{2, 0}, joe, {0, 1}})), kBad},
+        {"a second field without a length", who(joined({{1, 0}, joe})), kBad},
+        {"more than the fields", who(joined({{1, 0}, joe, {0, 0, 0}})), kBad},
+        {"an empty identity item", who({}), kBad},
+        {"a response past the item", ac(item(0x59, Bytes{0, 1})), kBad},
+        {"a class past the item", rq(item(0x56, Bytes{0, 9, '1'})), kNone, kNone},
+        {"no class", rq(item(0x56, Bytes{0, 0, 1})), kNone, kNone},
+        {"a class of 65 characters", rq(item(0x56, field(std::string(65, '1')))), kNone, kNone},
+        {"no service class", rq(item(0x57, field("1.2"))), kBad},
+        {"related classes past the item", general({0, 4, 0, 1, '1'}), kBad},
+        {"a related class past their list", general({0, 3, 0, 2, '1'}), kBad},
+        {"a backslash in a related class", general(field(field("1\\2"))), kBad},
+        {"what is reserved behind them", general({0, 0, 7, 7}), kNone},
+        {"an item past the end", rq({0x58, 0, 0, 200, 1, 0, 0, 0, 0, 0}), kBad},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(faultOf(row.bytes, true), row.tolerant) << row.what;
+        EXPECT_EQ(faultOf(row.bytes, false), row.strict) << row.what;
+    }
+    // The length of user information runs over, and ends in front of the last items.
+    std::string told;
+    EXPECT_EQ(faultOf(tooLarge.bytes(), true, &told), kNone);
+    EXPECT_EQ(told.find("58 "), std::string::npos);
+}
+
+// As in a request without them; at the end of an item in user information it is taken for whole, as before.
+TEST(Negotiation, EveryTruncationIsRefusedAsEver) {
+    const QuietLog quiet;
+    const Bytes plain = Association().body();
+    const std::vector<Bytes> items = {kExt, item(0x99, "new"), kCommon, kJoe};
+    Association all;
+    std::set<std::size_t> ends = {plain.size()};
+    for (const Bytes& one : items) {
+        append(all.userInfo, one);
+        ends.insert(all.body().size());
+    }
+    const Bytes whole = all.body();
+    for (std::size_t n = 0; n < whole.size(); ++n) {
+        const auto cut = [n](const Bytes& body) {
+            return pdu(1, Bytes(body.begin(), body.begin() + static_cast<std::ptrdiff_t>(n)));
+        };
+        const int expected = n < plain.size() ? faultOf(cut(plain), false) : ends.contains(n) ? kNone : kBad;
+        ASSERT_EQ(faultOf(cut(whole), true), expected) << n;
+    }
+}
+
+TEST(Negotiation, WhatIsTooLongOrNothingIsNotTaken) {
+    CaptureLog log;
+    DcPduAssoRq request;
+    ASSERT_EQ(readFrom(request, Association().bytes()), RESULT_OK);
+    const std::size_t bare = sent(request).size();
+    DcPduNegotiation& own = request.negotiation();
+    const Bytes big(65535, 'x');
+    DcPduIdentity who{PDU_IDENTITY_NAME, 0, {big.data(), 65525}, {}};
+    EXPECT_EQ(own.setIdentity(&who), RESULT_OK);
+    who.secondary = {big.data(), 1};
+    EXPECT_EQ(own.setIdentity(&who), ACRQ_INVALID);
+    who = {256, 0, {}, {}};
+    EXPECT_EQ(own.setIdentity(&who), ACRQ_INVALID);
+    EXPECT_EQ(own.getIdentity(&who), RESULT_OK);
+    EXPECT_EQ(who.primary.length, 65525u);
+    const DcPduBytes all = lent(big);
+    EXPECT_EQ(own.setIdentityResponse(&all), ACRQ_INVALID);
+    DcPduExtNeg ext;
+    DcPduCommonExtNeg common;
+    EXPECT_EQ(own.extNegAdd(&ext), ACRQ_INVALID);
+    kFind.copy(ext.sopClassUid, 64);
+    kFind.copy(common.sopClassUid, 64);
+    kStorage.copy(common.serviceClassUid, 64);
+    for (const char* related : {"1.2\\\\1.3", "\\1.2", "1.2\\"}) {
+        common.relatedUids = related;
+        EXPECT_EQ(own.commonExtNegAdd(&common), std::string(related) == "1.2\\" ? RESULT_OK : ACRQ_INVALID);
+    }
+    EXPECT_EQ(own.extNegAdd(nullptr), ACRQ_NULL_ARGUMENT);
+    EXPECT_EQ(own.getExtNeg(0, &ext), ACRQ_INVALID);
+    log.clear();
+    // Each fits, and both do not.
+    ext.info = {big.data(), 100};
+    EXPECT_EQ(own.extNegAdd(&ext), RESULT_OK);
+    EXPECT_EQ(sent(request, ACRQ_INVALID), Bytes());
+    EXPECT_TRUE(log.tookOnly(LOG_ERROR, "DcPduAssoAcRq::frameAsso",
+                             "User information of 65775 bytes, limit is 65535"));
+    const DcPduNegotiation copy = own;
+    own.clear();
+    EXPECT_TRUE(own.isEmpty());
+    EXPECT_FALSE(copy.isEmpty());
+    EXPECT_EQ(sent(request).size(), bare);
+}
+
+// An application entity over a pair of sockets.
+struct Entity : DcMsm {
+    Entity(TSM_ROLE role, bool tolerant) : DcMsm("STORE", TSM_ROLE_SCU, 0) {
+        role_ = role;  // without a port of its own
+        setTolerant(tolerant ? 1 : 0);
+        setBrokenRequestAnswer(1);
+    }
+};
+
+struct Exchange {
+    const char* what;
+    Bytes items;  // of the request
+    bool tolerant;
+    int verdict;  // of the application
+    Bytes answer;
+    const char* told;  // what the application sees
+};
+
+int answerAsTold(void* user, DcPduAssoRq& request, DcPduNegotiation& answer, DcPduInfoRj& reject) {
+    const auto& row = *static_cast<const Exchange*>(user);
+    EXPECT_EQ(said(request.negotiation()), row.told) << row.what;
+    EXPECT_EQ((Bytes{Bytes::value_type(reject.result), Bytes::value_type(reject.source)}), (Bytes{1, 1}));
+    if (row.verdict == 2) reject = {2, 2, 1};
+    DcPduExtNeg ext;
+    if (request.negotiation().getExtNeg(0, &ext) == RESULT_OK) (void)answer.extNegAdd(&ext);
+    const DcPduBytes none;
+    DcPduIdentity who;
+    if (request.negotiation().getIdentity(&who) == RESULT_OK && who.responseWanted != 0) {
+        (void)answer.setIdentityResponse(who.type > 2 ? &who.primary : &none);
+    }
+    return row.verdict;
+}
+
+Bytes answerTo(const Exchange& row) {
+    SocketPair ends;
+    ends.send(with(row.items).bytes());
+    {
+        Entity provider(TSM_ROLE_SCP, row.tolerant);
+        std::vector<DcMsmSopXferSyn> support = sopList({UID_VERIFICATION});
+        DcMsmScpInfo info;
+        info.sopList = support.data();
+        info.timeouts = seconds(5);
+        Exchange mutableRow = row;
+        (void)provider.registerRequestCB(&mutableRow, &answerAsTold);
+        EXPECT_EQ(
+            provider.connect(ends.giveOurs(), orvkit::platform::kNoSocket, info, MSM_BLOCK_CONNECT_POLL),
+            RESULT_OK);
+        const int result = provider.read(nullptr, nullptr, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL);
+        const bool answered = row.answer[0] != PDU_TYPE_ABORT;
+        EXPECT_EQ(result, answered ? MSM_REQUEST_ANSWERED : MSM_CLOSED) << row.what;
+        DcMsmAssoInfo asso;
+        provider.getAssoInfo(asso);
+        EXPECT_EQ(asso.assoNum, row.answer[0] == PDU_TYPE_ASSO_AC ? 1 : 0) << row.what;
+        EXPECT_TRUE(!answered || said(provider.peerNegotiation()) == row.told) << row.what;
+        (void)provider.closeAssociation();
+    }
+    Bytes all(65536);
+    std::size_t count = 0;
+    (void)orvkit::platform::receive(ends.peer(), all.data(), all.size(), 5000, count);
+    all.resize(count);
+    return all;
+}
+
+TEST(Negotiation, AProviderAnswersWhatItsApplicationDecides) {
+    const QuietLog quiet;
+    const auto accepted = [](const Bytes& items) {
+        const DcMsmScpInfo own;
+        Association a = acceptance(kExplicitUid);
+        a.userInfo = joined({item(0x51, Bytes{0, 8, 0, 0}), item(0x52, own.implClassUid),
+                             item(0x55, own.implVerName), items});
+        return a.bytes();
+    };
+    const auto rejected = [](unsigned char result, unsigned char source) {
+        return pdu(PDU_TYPE_ASSO_RJ, {0, result, source, 1});
+    };
+    const auto aborted = [](unsigned char reason) { return pdu(PDU_TYPE_ABORT, {0, 0, 2, reason}); };
+    const Exchange rows[] = {
+        {"nothing asked", {}, true, 0, accepted({}), ""},
+        {"a name", identity(1, 1, "joe"), true, 0, accepted(kConfirmed), "58 1 1 joe/\n"},
+        {"a name, not to be confirmed", identity(1, 0, "joe"), true, 0, accepted({}), "58 1 0 joe/\n"},
+        {"a passcode", kJoe, true, 0, accepted(kConfirmed), "58 2 1 joe/secret\n"},
+        {"a ticket", identity(3, 1, "T"), true, 0, accepted(item(0x59, field("T"))), "58 3 1 T/\n"},
+        {"an assertion", identity(4, 1, "S"), true, 0, accepted(item(0x59, field("S"))), "58 4 1 S/\n"},
+        {"a token", identity(5, 1, "J"), true, 0, accepted(item(0x59, field("J"))), "58 5 1 J/\n"},
+        {"extended negotiation", item(0x56, field("1.2")), true, 0, accepted(item(0x56, field("1.2"))),
+         "56 1.2 0\n"},
+        {"refused", kJoe, true, 1, rejected(1, 1), "58 2 1 joe/secret\n"},
+        {"refused for now", kJoe, true, 2, rejected(2, 2), "58 2 1 joe/secret\n"},
+        {"refused without an identity", {}, true, 1, rejected(1, 1), ""},
+        {"unknown items", item(0x99, "?"), true, 0, accepted({}), ""},
+        {"a broken identity", item(0x58, "??"), true, 0, aborted(6), ""},
+        {"two of them", joined({kJoe, kJoe}), true, 0, aborted(5), ""},
+        {"one for a reader that is not tolerant", kJoe, false, 0, aborted(4), ""},
+        {"extended negotiation for it", item(0x56, field("1.2")), false, 0, accepted({}), ""},
+    };
+    for (const Exchange& row : rows) EXPECT_EQ(answerTo(row), row.answer) << row.what;
+}
+
+TEST(Negotiation, AUserReadsTheAnswerToWhatItSent) {
+    const QuietLog quiet;
+    for (const bool tolerant : {true, false}) {
+        SocketPair ends;
+        ends.send(with(joined({kExt, item(0x59, field("ticket"))}), acceptance()).bytes());
+        Entity user(TSM_ROLE_SCU, tolerant);
+        const Bytes secret = bytesOf("T");
+        const DcPduIdentity who{PDU_IDENTITY_KERBEROS, 1, lent(secret), {}};
+        (void)user.ownNegotiation().setIdentity(&who);
+        std::vector<DcMsmSopXferSyn> proposals = sopList({UID_VERIFICATION}, {UID_LITTLE_ENDIAN_IMPLICIT});
+        DcMsmScuInfo info;
+        info.calledAeTitle = "STORE";
+        info.sopList = proposals.data();
+        info.timeouts = seconds(5);
+        EXPECT_EQ(user.connect(ends.giveOurs(), info), tolerant ? MSM_ACCEPTED : MSM_CLOSED);
+        EXPECT_EQ(said(user.peerNegotiation()), tolerant ? "56 " + kFind + " 3\n59 ticket\n" : "");
+        Bytes request(4096);
+        std::size_t count = 0;
+        (void)orvkit::platform::receive(ends.peer(), request.data(), request.size(), 5000, count);
+        request.resize(count);
+        const Bytes tail = identity(3, 1, "T");
+        ASSERT_GT(request.size(), tail.size());
+        EXPECT_TRUE(std::equal(tail.rbegin(), tail.rend(), request.rbegin()));
+    }
+}
+
+}  // namespace
