@@ -41,6 +41,7 @@ bool Association::open(std::vector<DcMsmSopXferSyn> contexts) {
     (void)msm_->setPduTimeout(options_.timeout, kPeerPace);
     (void)msm_->setReceiveLimit(kMostInMemory);
     (void)msm_->setDataSetCheck(1);
+    (void)msm_->setTolerant(1);
     setPatience(options_.timeout);
     DcMsmScuInfo info;
     info.calledAeTitle = options_.aec.c_str();
@@ -48,9 +49,31 @@ bool Association::open(std::vector<DcMsmSopXferSyn> contexts) {
     info.maxPduLen = options_.maxPdu;
     info.timeouts = options_.timeouts();
     forgetFault();
-    if (check(msm_->connect(options_.host.c_str(), info), MSM_ACCEPTED)) return true;
+    if (giveIdentity() && check(msm_->connect(options_.host.c_str(), info), MSM_ACCEPTED)) {
+        DcPduBytes response;
+        if (!options_.confirmUser || msm_->peerNegotiation().getIdentityResponse(&response) == RESULT_OK)
+            return true;
+        giveUp("the peer accepted the association but did not confirm the user");
+        return false;
+    }
     (void)msm_->closeAssociation();
     msm_.reset();
+    return false;
+}
+
+bool Association::giveIdentity() {
+    if (options_.user.empty()) return true;
+    const auto lent = [](const std::string& text) {
+        return DcPduBytes{reinterpret_cast<const unsigned char*>(text.data()),
+                          static_cast<unsigned int>(text.size())};
+    };
+    DcPduIdentity identity;
+    identity.type = options_.password ? PDU_IDENTITY_PASSCODE : PDU_IDENTITY_NAME;
+    identity.responseWanted = options_.confirmUser ? 1 : 0;
+    identity.primary = lent(options_.user);
+    if (options_.password) identity.secondary = lent(*options_.password);
+    if (msm_->ownNegotiation().setIdentity(&identity) == RESULT_OK) return true;
+    fault_ = "the user and the password are too long";
     return false;
 }
 

@@ -65,6 +65,7 @@ class Association {
     const std::string& fault() const { return fault_; }
 
   private:
+    bool giveIdentity();
     std::unique_ptr<DcMsg> receiveBy(int (DcMsm::*read)(DICT_UID*, DcMsg**, MSM_BLOCK_READ,
                                                         MSM_BLOCK_CONNECT));
 

@@ -2,6 +2,7 @@
 #ifndef ORVKIT_SERVICES_PEER_H
 #define ORVKIT_SERVICES_PEER_H
 
+#include <optional>
 #include <string>
 
 #include "orvkit/tsm.h"
@@ -22,6 +23,11 @@ struct PeerOptions : EntityOptions {
     std::string host;
     int port = 0;
     int connectTimeout = 15;  // seconds
+    // The identity to give (PS3.7 D.3.3.7), in UTF-8; empty for none.
+    std::string user;
+    std::optional<std::string> password;
+    std::string passwordFile;  // its first line is the password, once that was read
+    bool confirmUser = false;  // the peer must confirm that it has accepted the identity
 
     // "AET@host:port"
     std::string peer() const;

@@ -7,6 +7,7 @@
 #include "platform/socket.h"
 #include "services/charset.h"
 #include "services/handlers.h"
+#include "services/identity.h"
 #include "services/network_text.h"
 #include "services/report.h"
 
@@ -65,7 +66,8 @@ bool Provider::isLate() const {
     return Clock::now() - since_ > std::chrono::seconds(server_.timeouts.readTimeout);
 }
 
-// What one peer may cost, and what it is told when its request cannot be read.
+// What one peer may cost, what it may ask for that means nothing here, and what it is told when its request
+// cannot be read.
 void Provider::setBounds() {
     const int patience = server_.timeouts.readTimeout;
     (void)msm_.setPduTimeout(patience, kPace);
@@ -73,6 +75,21 @@ void Provider::setBounds() {
     (void)msm_.setReceiveLimit(kMostInMemory);
     (void)msm_.setDataSetCheck(1);
     (void)msm_.setBrokenRequestAnswer(1);
+    (void)msm_.setTolerant(1);
+    (void)msm_.registerRequestCB(this, &Provider::judge);
+}
+
+int Provider::judge(void* self, DcPduAssoRq& request, DcPduNegotiation& answer, DcPduInfoRj&) {
+    DcPduIdentity identity;
+    const bool given = request.negotiation().getIdentity(&identity) == RESULT_OK;
+    const Judgement judgement = judgeIdentity(given ? &identity : nullptr);
+    if (!judgement.told.empty()) static_cast<Provider*>(self)->user_ = "; " + judgement.told;
+    if (judgement.accepted && judgement.response) {
+        const DcPduBytes response{judgement.response->data(),
+                                  static_cast<unsigned int>(judgement.response->size())};
+        (void)answer.setIdentityResponse(&response);
+    }
+    return judgement.accepted ? RESULT_OK : MSM_REJECTED;
 }
 
 bool Provider::open() {
@@ -94,14 +111,15 @@ bool Provider::open() {
     if (!callingAet_.empty()) peer_ = callingAet_ + "@" + visitor_.address;
     if (outcome != MSM_REQUEST_ANSWERED) return ended(outcome);
     if (asso.reject.result != 0) {
-        tell("association refused: " + rejectText(asso.reject) + " (called " + asso.calledAeTitle + ")");
+        tell("association refused: " + rejectText(asso.reject) + " (called " + asso.calledAeTitle + ")" +
+             user_);
         (void)msm_.read(nullptr, nullptr, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL);
         return false;
     }
     int accepted = 0;
     for (int i = 0; i < asso.assoNum; ++i) accepted += asso.xferSyn[i] != UID_NONE ? 1 : 0;
     tell("association accepted, " + std::to_string(accepted) + " of " + std::to_string(asso.assoNum) +
-         " contexts");
+         " contexts" + user_);
     return true;
 }
 

@@ -76,6 +76,7 @@ class Provider {
 
     void setBounds();
     bool open();
+    static int judge(void* self, DcPduAssoRq& request, DcPduNegotiation& answer, DcPduInfoRj& reject);
     bool serveNext();
     bool awaitMessage();
     // `lost` is told with it.
@@ -87,6 +88,7 @@ class Provider {
     std::uint64_t number_;
     std::string callingAet_;
     std::string peer_;
+    std::string user_;  // what is told of its user
     DcMsm msm_;
     std::uint64_t stored_ = 0;
     Clock::time_point since_;  // it has been idle

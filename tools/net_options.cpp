@@ -1,8 +1,11 @@
 #include "tools/net_options.h"
 
 #include <charconv>
+#include <cstdlib>
+#include <fstream>
 
 #include "platform/process.h"
+#include "services/paths.h"
 #include "services/report.h"
 
 namespace tools {
@@ -46,6 +49,39 @@ bool takePeer(Words& words, PeerOptions& peer, bool wantsMore) {
                     wantsMore ? "" : words.front().c_str());
 }
 
+// The password of the user: the first line of the file, or else what the environment has. False, with a
+// complaint, when there is none in the file.
+bool takePassword(PeerOptions& peer) {
+    if (peer.passwordFile.empty()) {
+        if (const char* const secret = std::getenv("ORVKIT_PASSWORD")) peer.password = secret;
+        return true;
+    }
+    std::ifstream file(pathOf(peer.passwordFile), std::ios::binary);
+    std::string line;
+    if (!std::getline(file, line)) {
+        complain("%s: no password can be read from it", peer.passwordFile.c_str());
+        return false;
+    }
+    if (line.ends_with('\r')) line.pop_back();
+    peer.password = line;
+    return true;
+}
+
+void addIdentityOptions(Command& command, PeerOptions& options) {
+    command.text("--user", options.user, "The user to tell the peer")
+        .check([](const std::string& name) { return name.empty() ? "a user has a name" : ""; })
+        .value("NAME");
+    command
+        .text(
+            "--password-file", options.passwordFile,
+            "The user's password is the first line of FILE; without it, what ORVKIT_PASSWORD holds, if that "
+            "is set. The peer receives it as it is")
+        .existingFile()
+        .value("FILE");
+    command.flag("--confirm-user", options.confirmUser,
+                 "Go on only when the peer confirms that it has accepted the user");
+}
+
 std::string aeTitleFault(const std::string& text) {
     return isAeTitle(text) ? std::string() : "an AE title has 1 to 16 printable characters, and no backslash";
 }
@@ -80,13 +116,19 @@ std::shared_ptr<Words> addPeerOptions(Command& command, PeerOptions& options, co
     command.number("--connect-timeout", options.connectTimeout, "The longest wait for a connection")
         .range(1, 86400)
         .value("SECONDS");
+    addIdentityOptions(command, options);
     return words;
 }
 
 int runAsUser(PeerOptions& options, Words& words, bool wantsMore, const std::function<int()>& work) {
     orvkit::platform::ignoreBrokenPipe();
     muteLog();
-    return takePeer(words, options, wantsMore) ? work() : EXIT_USAGE;
+    if (!takePeer(words, options, wantsMore)) return EXIT_USAGE;
+    if (options.user.empty() && (options.confirmUser || !options.passwordFile.empty())) {
+        complain("%s needs --user", options.confirmUser ? "--confirm-user" : "--password-file");
+        return EXIT_USAGE;
+    }
+    return options.user.empty() || takePassword(options) ? work() : EXIT_FAILED;
 }
 
 void addQueryOptions(Command& command, QueryOptions& options) {

@@ -66,6 +66,13 @@ case_storescu() {
     refuses "a cut object, $option" 'answered 0xC000' "$orvkit" send "A@localhost:$port" cut
     [ -z "$(ls -A in)" ] || fault "a cut object, $option: $(ls -A in)"
   done < <(kinds)
+  printf ticket >ticket
+  with_identity "user 'joe', accepted" -usr joe
+  with_identity "user 'joe', with a passcode, accepted" -usr joe -pwd secret
+  with_identity "user 'ann', with a passcode, accepted" -usr ann -pwd secret -rsp
+  with_identity 'a user with a Kerberos ticket, accepted' -kt ticket
+  with_identity 'a user with a SAML assertion, accepted' --saml ticket
+  grep -qE 'secret|ticket$' serve.log && fault "a secret is in the log"
   must "storescu, abort" storescu -R --abort localhost "$port" study/SE000001/IM000008
   logged 'association ended: the peer aborted the association'
   big
@@ -89,6 +96,15 @@ case_storescu() {
   same "a store after that" big in
   stop_server
 }
+# with_identity LOGGED OPTION...: a user that is told to the server
+with_identity() {
+  local words=$1
+  shift
+  rm -rf in/*
+  must "storescu $*" storescu -R "$@" localhost "$port" study/SE000001/IM000008
+  same "storescu $*" study/SE000001/IM000008 in
+  logged "$words"
+}
 # An image of 8 MiB; and a command that is run while a part of one has arrived. What is arriving has no name where
 # the file system allows that: then the server's descriptors tell.
 big() { "$orvkit" phantom big --size 2048 --series 1 --images 1 >/dev/null || exit 1; }
@@ -108,6 +124,9 @@ case_storescp() {
   peer "$at" storescp +xa +B -od in "$at"
   must "send to storescp" "$orvkit" send "A@localhost:$at" study -j 2
   same "send to storescp" study in
+  printf 'secret\n' >password
+  must "a user" "$orvkit" echo "A@localhost:$at" --user joe --password-file password
+  refuses "a user to be confirmed" 'did not confirm the user' "$orvkit" echo "A@localhost:$at" --user joe --confirm-user
   at=$(free_port)
   peer "$at" storescp --refuse "$at"
   refuses "echo, refused" 'rejected: rejected-permanent by the DICOM UL service-user: no-reason-given' \

@@ -105,7 +105,6 @@ TEST(DirRec, TellsWhatItCannotParse) {
 TEST(DirRec, RefersOnlyToFilesBelowTheRootPath) {
     const TempDir root;
     makeImage(root, "A/B", "1.2.9");
-    for (const char* path : {"D/B/C/D/E/F/G/H/I", "A/ABCDEFGHI", "A/b"}) makeImage(root, path);
     writeWhole(root / "TEXT", "no DICOM file");
     DcDirDicomDir set((root / "").c_str());
     DcDirRec* const image = addImagePath(set);
@@ -120,7 +119,7 @@ TEST(DirRec, RefersOnlyToFilesBelowTheRootPath) {
     EXPECT_EQ(info.refFileSopClass, UID_CT_IMAGE_STORAGE);
     EXPECT_EQ(info.refFileXferSyn, UID_LITTLE_ENDIAN_EXPLICIT);
     EXPECT_TRUE(log.lines().empty());
-    for (const char* id : {"D\\B\\C\\D\\E\\F\\G\\H\\I", "A\\ABCDEFGHI", "A\\b", "A\\..\\A\\B", "/A/B",
+    for (const char* id : {"A\\B\\C\\D\\E\\F\\G\\H\\I", "A\\ABCDEFGHI", "A\\b", "A\\..\\A\\B", "/A/B",
                            "A\\NONE", "A/B", "TEXT"}) {
         EXPECT_EQ(other->setRefFile(id), DIR_FILE_ID) << id;
     }

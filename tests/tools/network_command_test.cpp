@@ -59,6 +59,8 @@ TEST_F(NetworkCommandTest, WrongUseIsToldFromFailure) {
         {"orvkit find A@h:104 -k 0008,1140", 2, "0008,1140: sequences cannot be asked for\n"},
         {"orvkit find A@h:104 -k PatientID -k 0010,0020=1", 2, "key 0010,0020=1: given twice\n"},
         {"orvkit find A@h:104 -k QueryRetrieveLevel=PAT", 2, "PAT: not a level: PATIENT, STUDY, SERIES or"},
+        {"orvkit echo A@h:104 --confirm-user", 2, "--confirm-user needs --user"},
+        {"touch p; orvkit echo A@h:104 --user joe --password-file p", 1, "p: no password can be read"},
         {"orvkit echo A@127.0.0.1:$P", 1, "cannot connect: connection refused"},
     };
     for (const auto& row : rows) {

@@ -398,6 +398,33 @@ TEST_F(ServeTest, EachBrokenAssociationIsToldWithItsReason) {
     }
 }
 
+// With each type of identity: whether a confirmation that is asked for comes, and what is told.
+TEST_F(ServeTest, UsersAreTakenAndConfirmedWithoutACheck) {
+    serve();
+    const struct {
+        unsigned char type;
+        bool confirmed;
+        const char* told;
+    } rows[] = {{1, true, "user 'joe', accepted without a check"},
+                {2, true, "user 'joe', with a passcode, accepted without a check"},
+                {3, false, "a user with a Kerberos ticket, accepted without a check and not confirmed"},
+                {4, false, "a user with a SAML assertion, accepted without a check and not confirmed"},
+                {5, false, "a user with a JSON Web Token, accepted without a check and not confirmed"}};
+    const Bytes confirmation = {0x59, 0, 0, 2, 0, 0};
+    for (const auto& row : rows) {
+        ::Association request;
+        append(request.userInfo,
+               joined({item(0x99, "unknown"), item(0x58, Bytes{row.type, 1, 0, 3, 'j', 'o', 'e', 0, 0})}));
+        RawPeer sender(port);
+        EXPECT_TRUE(sender.say(request.bytes()));
+        const Bytes answer = sender.hear();
+        ASSERT_GT(answer.size(), confirmation.size());
+        EXPECT_EQ(answer[0], PDU_TYPE_ASSO_AC);
+        EXPECT_EQ(std::equal(confirmation.rbegin(), confirmation.rend(), answer.rbegin()), row.confirmed);
+        EXPECT_TRUE(logs(row.told)) << log();
+    }
+}
+
 // Whole fragments, or the bytes of one, come now and then: no single wait is too long.
 TEST_F(ServeTest, AMessageThatNeverEndsLosesItsWorker) {
     serve({"--timeout", "1"});
