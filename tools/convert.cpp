@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "encoding/codec.h"
+#include "foundation/text.h"
 #include "orvkit/dict.h"
 #include "orvkit/elemlist.h"
 #include "orvkit/file.h"
@@ -20,6 +21,7 @@
 #include "platform/file.h"
 #include "services/elements.h"
 #include "services/pixel_pack.h"
+#include "services/recode.h"
 #include "services/report.h"
 #include "services/text.h"
 #include "services/whole_file.h"
@@ -30,13 +32,25 @@ namespace {
 
 constexpr unsigned int pixelData = T_7fe0_0010_pixelData;
 
+struct ConvertOptions {
+    std::string in;
+    std::string out;
+    std::string target;  // "": as it is
+    bool force = false;
+    bool metaFromDataset = false;
+    bool utf8 = false;
+};
+
 // One conversion. Every step answers whether to go on; the one that fails has said why.
 class Conversion {
   public:
-    Conversion(std::string in, std::string out, DICT_UID target)
-        : in_(std::move(in)), out_(std::move(out)), target_(target) {}
+    explicit Conversion(const ConvertOptions& options)
+        : options_(options),
+          in_(options.in),
+          out_(options.out),
+          target_(options.target.empty() ? DICT_UID{UID_NONE} : xferSynFromName(options.target)) {}
 
-    bool run() { return readMeta() && readDataset() && changePixels() && write(); }
+    bool run() { return readMeta() && readDataset() && recode() && changePixels() && write(); }
 
   private:
     bool fail(const std::string& why) const {
@@ -47,12 +61,14 @@ class Conversion {
     bool readMeta();
     bool failUnknownSyntax();
     bool readDataset();
+    bool settleHeader(DcElemList& group);
     void registerUnknownClass(DcElemList& group);
     bool pixelsCanChange();
     bool parsed(int result) const;
     static void tellFault(void* context, const DcElemFault& fault);
 
     // ---- changing and writing ----
+    bool recode();
     bool changePixels();
     bool unpackLzw();
     bool packLzw();
@@ -60,8 +76,9 @@ class Conversion {
     bool exchange(DcElem* old, DICT_VR vr, DcBuf& value);
     bool write();
 
-    std::string in_;
-    std::string out_;
+    const ConvertOptions& options_;
+    const std::string& in_;
+    const std::string& out_;
     DICT_UID target_;
     DICT_UID source_ = UID_NONE;
     orvkit::platform::ScratchFile unpacked_;  // in front of the data sets that refer to them
@@ -70,6 +87,7 @@ class Conversion {
     DcElemList dataset_;
     std::unique_ptr<DcElemList> reencoded_;  // stands for dataset_ once it is there
     DcDirAround around_;
+    DcDirFound found_;
     int faults_ = 0;
 
     DcElemList& dataset() { return reencoded_ ? *reencoded_ : dataset_; }
@@ -111,15 +129,15 @@ bool Conversion::readMeta() {
     orvkit::platform::FileInfo info;
     if (!orvkit::platform::examine(in_.c_str(), info)) return fail(std::strerror(errno));
     if (info.kind != orvkit::platform::FileKind::regular) return fail("not a regular file");
+    if (options_.force) {
+        around_.found = &found_;
+        return true;
+    }
     unsigned int end = 0;
     const int result = dirReadFileMetaInfo(in_.c_str(), meta_, end);
     if (result != RESULT_OK) return fail(resultText(result));
     source_ = meta_.transferSyntax;
-    if (source_ == UID_NONE) return failUnknownSyntax();
-    if (meta_.sopClassUid == UID_MEDIA_STORAGE_DIR_STORAGE) {
-        return fail("a DICOMDIR cannot be converted: its records refer to each other by byte offset");
-    }
-    return true;
+    return source_ != UID_NONE || failUnknownSyntax();
 }
 
 bool Conversion::failUnknownSyntax() {
@@ -150,15 +168,35 @@ bool Conversion::readDataset() {
     }
     muteLog(false);
     elemListRegisterFaultCB(nullptr, nullptr);
-    if (!read || !pixelsCanChange()) return false;
-    // What of the header has no place in its record; of the rest the writer makes a new one.
-    (void)group.duplicate(&dataset_, nullptr);
-    if (meta_.sopClassUid == UID_NONE) registerUnknownClass(group);
-    if (meta_.sopClassUid == UID_NONE || meta_.sopInstanceUid[0] == '\0') {
-        return fail("it names no SOP class or no SOP instance, which every DICOM file must");
+    if (!read) return false;
+    if (const std::string how = describeFound(found_); options_.force && !how.empty()) {
+        complain("%s: %s", in_.c_str(), how.c_str());
     }
+    source_ = meta_.transferSyntax;
+    if (target_ == UID_NONE) target_ = source_;
+    if (meta_.sopClassUid == UID_MEDIA_STORAGE_DIR_STORAGE) {
+        return fail("a DICOMDIR cannot be converted: its records refer to each other by byte offset");
+    }
+    if (!pixelsCanChange() || !settleHeader(group)) return false;
     source_ = around_.xferSyn;  // of what was unpacked
     return true;
+}
+
+// What the new file's header tells.
+bool Conversion::settleHeader(DcElemList& group) {
+    if (options_.metaFromDataset) {
+        const std::string instance = textOf(dataset_, T_0008_0018_sopInstanceUid);
+        meta_.reset();
+        (void)Dict.getUidDef(textOf(dataset_, T_0008_0016_sopClassUid).c_str(), meta_.sopClassUid);
+        orvkit::copyText(meta_.sopInstanceUid, instance);
+    }
+    DcElemList none;
+    DcElemList& kept = options_.metaFromDataset ? none : group;
+    // What of the header has no place in its record; of the rest the writer makes a new one.
+    (void)kept.duplicate(&dataset_, nullptr);
+    if (meta_.sopClassUid == UID_NONE) registerUnknownClass(kept);
+    if (meta_.sopClassUid != UID_NONE && meta_.sopInstanceUid[0] != '\0') return true;
+    return fail("it names no SOP class or no SOP instance, which every DICOM file must");
 }
 
 bool Conversion::pixelsCanChange() {
@@ -167,7 +205,8 @@ bool Conversion::pixelsCanChange() {
     const bool inFragments = pixels != nullptr && pixels->getValue(value) == RESULT_OK &&
                              value.getType() != BUF_MEMORY && value.getXferSyn() == UID_NONE;
     if (inFragments) return fail("encapsulated pixel data in the transfer syntax " + describeUid(source_));
-    if (Dict.isEncapsulated(source_) == 0 || source_ == UID_ORVKIT5_LZW || !holdsPixelData(dataset_)) {
+    if (Dict.isEncapsulated(source_) == 0 || target_ == source_ || source_ == UID_ORVKIT5_LZW ||
+        !holdsPixelData(dataset_)) {
         return true;
     }
     return fail("pixel data encapsulated as " + describeUid(source_) + " cannot be changed");
@@ -178,6 +217,13 @@ bool Conversion::parsed(int result) const {
     if (result != RESULT_OK) return fail(resultText(result));
     if (elementsReplaced() > 0) return fail("it holds an element twice");
     return faults_ == 0 || fail(std::to_string(faults_) + " faults in the data set");
+}
+
+bool Conversion::recode() {
+    if (!options_.utf8) return true;
+    const std::vector<std::string> lost = recodeToUtf8(dataset_);
+    for (const std::string& what : lost) complain("%s: %s", in_.c_str(), what.c_str());
+    return lost.empty() || fail("its text cannot be brought to UTF-8 as it is");
 }
 
 // ---- changing ---------------------------------------------------------------------------------------------
@@ -209,6 +255,7 @@ void settleSignedWords(DcElemList& list, bool isSigned) {
 
 bool Conversion::changePixels() {
     if (source_ == UID_LITTLE_ENDIAN_IMPLICIT) settleSignedWords(dataset_, false);
+    if (source_ == target_ && source_ == UID_ORVKIT5_LZW) return true;
     if (source_ == UID_ORVKIT5_LZW && !unpackLzw()) return false;
     return target_ != UID_ORVKIT5_LZW || packLzw();
 }
@@ -296,12 +343,7 @@ std::vector<std::string> targets() {
 }  // namespace
 
 void addConvert(Command& program) {
-    struct ConvertOptions {
-        std::string in;
-        std::string out;
-        std::string target;
-    };
-    Command& command = program.command("convert", "Write a file in another transfer syntax");
+    Command& command = program.command("convert", "Write a file in another transfer syntax or character set");
     auto options = std::make_shared<ConvertOptions>();
     command.text("IN", options->in, "The DICOM file to read").required();
     command.text("OUT", options->out, "The file to write; it appears whole or not at all, and may be IN")
@@ -310,12 +352,22 @@ void addConvert(Command& program) {
         .text("--to", options->target,
               "implicit, explicit (both little endian), big (explicit big endian), deflated (explicit little "
               "endian, compressed as a whole), or lzw (the library's own lossless packing of pixel data)")
-        .required()
         .oneOf(targets());
+    command.flag(
+        "--force", options->force,
+        "Also read what is no DICOM file by the letter: a data set without a header, or with one of odd "
+        "form; how it was read is told");
+    command.flag("--meta-from-dataset", options->metaFromDataset,
+                 "Make the header from the data set alone; nothing of the old one stays");
+    command.flag("--utf8", options->utf8,
+                 "Bring all text to UTF-8 (Specific Character Set ISO_IR 192), exactly or not at all");
     command.run([options] {
         dirSetMaxFileSize(INT_MAX);
-        Conversion conversion(options->in, options->out, xferSynFromName(options->target));
-        return conversion.run() ? EXIT_OK : EXIT_FAILED;
+        if (options->target.empty() && !options->force && !options->metaFromDataset && !options->utf8) {
+            return misused("--to is required, where nothing else is to be changed");
+        }
+        Conversion conversion(*options);
+        return int{conversion.run() ? EXIT_OK : EXIT_FAILED};
     });
 }
 

@@ -5,6 +5,7 @@
 #include "orvkit/file.h"
 #include "orvkit/sequence.h"
 #include "orvkit/tags.h"
+#include "tests/media/sample_files.h"
 #include "tests/tools/command.h"
 
 namespace tools_test {
@@ -158,6 +159,36 @@ class LargeFileTest : public ConvertTest {
         fs::resize_file(dir / "large", head.size() + pixelBytes);
     }
 };
+
+TEST_F(ConvertTest, HeadersAndCharacterSetsAreMadeAnew) {
+    if (samplesDirectory() == nullptr) GTEST_SKIP() << "no samples";
+    const Outcome outcome =
+        sh("shown() { orvkit dump --json $1 | grep -v '7FE00010\\|00080005'; }\n"
+           "for f in " +
+           samplePath("nometa") +
+           "/*_no_*.dcm; do orvkit convert --force $f a --to explicit --meta-from-dataset || continue\n"
+           "shown a >b; shown $f | cmp - b && echo same; done\n"
+           "for f in " +
+           samplePath("charset") +
+           "/chr_*.dcm; do orvkit convert --utf8 $f a && echo converted\n"
+           "shown a >b; shown $f | cmp - b && echo equal; done\n");
+    const auto count = [&outcome](const std::string& line) {
+        std::size_t n = 0;
+        for (std::size_t at = 0; (at = outcome.out.find(line, at)) != std::string::npos; at += line.size())
+            ++n;
+        return n;
+    };
+    EXPECT_EQ(count("same\n"), 5u) << outcome.out << outcome.err;
+    EXPECT_EQ(count("converted\n"), 9u) << outcome.out << outcome.err;
+    EXPECT_EQ(count("equal\n"), 9u) << outcome.out << outcome.err;
+    // A text that its character set does not have: named, and nothing is written.
+    const Outcome lost =
+        sh("orvkit phantom p --size 16 --series 1 --images 1 >/dev/null; LC_ALL=C sed "
+           "'s/ISO_IR 100/ISO_IR 6  /;s/Phantom/Ph\xE4ntom/' p/*/* >x\n"
+           "orvkit convert --utf8 x y; test -e y && echo written");
+    EXPECT_TRUE(holds(lost.err, "(0010,0010): 1 byte is no character of 'ISO_IR 6")) << lost.err;
+    EXPECT_FALSE(holds(lost.out, "written"));
+}
 
 TEST_F(LargeFileTest, PixelsAreNeverHeld) {
     make(40 << 20);

@@ -1,0 +1,122 @@
+#include "services/recode.h"
+
+#include "dictionary/vr_table.h"
+#include "encoding/header.h"
+#include "orvkit/charset.h"
+#include "orvkit/result.h"
+#include "orvkit/sequence.h"
+#include "orvkit/tags.h"
+#include "orvkit/util.h"
+#include "services/charset.h"
+#include "services/elements.h"
+#include "services/report.h"
+#include "services/text.h"
+
+namespace services {
+namespace {
+
+constexpr unsigned int kCharset = T_0008_0005_specificCharacterSet;
+constexpr const char* kUtf8 = "ISO_IR 192";
+constexpr DICT_UID kPlain = UID_LITTLE_ENDIAN_IMPLICIT;
+
+// The bytes of all values, padding included. False when there is no memory for them.
+bool bytesOf(DcElem& element, std::string& bytes) {
+    unsigned int size = 0;
+    if (element.getBufSize(size, nullptr) != RESULT_OK) return false;
+    bytes.resize(size);
+    if (element.frame(reinterpret_cast<unsigned char*>(bytes.data()), size, kPlain) != RESULT_OK)
+        return false;
+    bytes.resize(size);
+    bytes.erase(0, orvkit::kShortHeader);
+    return true;
+}
+
+class Recoder {
+  public:
+    explicit Recoder(std::vector<std::string>& faults) : faults_(faults) {}
+
+    void dataSet(DcElemList& list, std::string terms, const std::string& path) {
+        DcElem* const named = elementOf(list, kCharset);
+        if (named != nullptr) {
+            if (!bytesOf(*named, terms)) return fault(path + tagText(kCharset), "no memory");
+            if (!Charset(terms).known())
+                fault(path + tagText(kCharset), "'" + withEscapes(terms) + "' is not known");
+        }
+        for (DcElem *element = list.first(), *next = nullptr; element != nullptr; element = next) {
+            next = element->next();
+            if (auto* sequence = dynamic_cast<DcElemSq*>(element)) {
+                items(*sequence, terms, path + tagText(tagOf(*element)));
+            } else if (orvkit::vrRowOfAny(element->getVr()).charset) {
+                text(list, *element, terms, path + tagText(tagOf(*element)));
+            }
+        }
+        if (named != nullptr || path.empty()) {
+            list.add(new DcElem(kCharset, kUtf8));
+        }
+    }
+
+  private:
+    void fault(const std::string& where, const std::string& what) { faults_.push_back(where + ": " + what); }
+
+    void items(DcElemSq& sequence, const std::string& terms, const std::string& path) {
+        int number = 0;
+        for (DcElemSqItem* item = sequence.first(); item != nullptr; item = item->next()) {
+            dataSet(item->getElemList(), terms, path + "[" + std::to_string(++number) + "].");
+        }
+    }
+
+    void text(DcElemList& list, DcElem& element, const std::string& terms, const std::string& where) {
+        std::string given;
+        if (!bytesOf(element, given)) return fault(where, "no memory");
+        if (isPlainAscii(given)) return;
+        char* made = nullptr;
+        unsigned int length = 0;
+        DcTextLoss loss;
+        const DICT_VR vr = element.getVr();
+        const int result = textToUtf8(terms.c_str(), vr, given.data(),
+                                      static_cast<unsigned int>(given.size()), made, length, &loss);
+        std::string utf8(made != nullptr ? made : "", length);
+        utilDelete(made);
+        if (result == ELEM_CHARSET_LOSS) {
+            char byte[8];
+            std::snprintf(byte, sizeof byte, "%02X", static_cast<unsigned char>(given[loss.first]));
+            return fault(where, std::to_string(loss.count) + (loss.count == 1 ? " byte is" : " bytes are") +
+                                    " no character of '" + withEscapes(terms) + "', the first is " + byte +
+                                    " at offset " + std::to_string(loss.first));
+        }
+        if (result != RESULT_OK || !exchange(list, element, vr, utf8)) fault(where, resultText(result));
+    }
+
+    // An element of the same VR with that text.
+    bool exchange(DcElemList& list, DcElem& element, DICT_VR vr, std::string text) {
+        if (text.size() % 2 != 0) text += ' ';
+        const auto length = static_cast<unsigned int>(text.size());
+        const orvkit::Mode mode = orvkit::Mode::explicitLittle();
+        if (!orvkit::lengthFits(mode, vr, length)) return false;
+        std::string bytes(orvkit::kLongHeader + text.size(), '\0');
+        orvkit::ByteWriter writer({reinterpret_cast<unsigned char*>(bytes.data()), bytes.size()},
+                                  orvkit::ByteOrder::little);
+        orvkit::writeHeader(writer, mode, tagOf(element), vr, length);
+        writer.bytes(text.data(), text.size());
+        auto used = static_cast<unsigned int>(writer.offset());
+        DcElemList made;
+        if (made.parse(reinterpret_cast<unsigned char*>(bytes.data()), used, UID_LITTLE_ENDIAN_EXPLICIT) !=
+            RESULT_OK)
+            return false;
+        list.subtract(&element);
+        delete &element;
+        return made.moveElem(&list) == RESULT_OK;
+    }
+
+    std::vector<std::string>& faults_;
+};
+
+}  // namespace
+
+std::vector<std::string> recodeToUtf8(DcElemList& dataset) {
+    std::vector<std::string> faults;
+    Recoder(faults).dataSet(dataset, "", "");
+    return faults;
+}
+
+}  // namespace services
