@@ -28,7 +28,7 @@ class Builder {
     Builder(DcElemList& list, std::span<const unsigned char> stream, DICT_UID xferSyn)
         : list_(&list),
           xferSyn_(xferSyn),
-          streamMode_(Mode::of(xferSyn)),
+          streamMode_(modeAsItLies(xferSyn, stream)),
           walk_(stream, streamMode_,
                 xferSyn == UID_LITTLE_ENDIAN_IMPLICIT ? AfterFailure::takesBytes
                                                       : AfterFailure::skipsKnownLength,

@@ -29,6 +29,7 @@ inline constexpr std::size_t kDelimitationSize = kShortHeader;
 struct Mode {
     bool explicitVr = true;
     ByteOrder order = ByteOrder::little;
+    bool everyGroup = false;  // the meta and directory groups, too: see modeAsItLies
 
     static constexpr Mode implicitLittle() noexcept { return {false, ByteOrder::little}; }
     static constexpr Mode explicitLittle() noexcept { return {true, ByteOrder::little}; }
@@ -46,7 +47,8 @@ constexpr DICT_UID syntaxOfGroup(unsigned int group, DICT_UID stream) noexcept {
 }
 constexpr Mode modeOfGroup(unsigned int group, Mode stream) noexcept {
     if (group == 0x0000) return Mode::implicitLittle();
-    return group == 0x0002 || group == 0x0004 ? Mode::explicitLittle() : stream;
+    const bool own = (group == 0x0002 || group == 0x0004) && !stream.everyGroup;
+    return own ? Mode::explicitLittle() : stream;
 }
 
 inline unsigned int loadTag(const unsigned char* p, ByteOrder order) noexcept {
@@ -102,6 +104,12 @@ inline DICT_VR vrOfLongUnknown(unsigned int tag) noexcept {
                        vrRowOfAny(vrRowOfAny(facts.vr).written).head == Head::word;
     return meant ? facts.vr : VR_UN;
 }
+
+// Some writers put a DICOMDIR, records and all, in implicit VR. Where applications have that read
+// (dirSetImplicitDirectory), a stream in implicit VR whose first element is one of the directory group and
+// has no letters of a VR is so in every group.
+void readImplicitDirectories(bool on) noexcept;
+Mode modeAsItLies(DICT_UID syntax, std::span<const unsigned char> front) noexcept;
 
 // Reads the header at the front of `b`. The little endian reading of the group decides about the groups with
 // a mode of their own, in big endian streams too: kept for callers that rely on it. False where no whole

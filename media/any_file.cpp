@@ -123,7 +123,8 @@ DICT_UID syntaxByLooks(ByteSource& source, std::uint64_t begin, DICT_UID named) 
          {named, DICT_UID{UID_LITTLE_ENDIAN_EXPLICIT}, DICT_UID{UID_LITTLE_ENDIAN_IMPLICIT},
           DICT_UID{UID_BIG_ENDIAN_EXPLICIT}}) {  // letters are the better proof
         if (syntax == UID_NONE || most >= kProof) continue;
-        const int seen = evidence(source, begin, Mode::of(syntax));
+        const Mode mode = modeAsItLies(syntax, source.at(begin, kShortHeader));
+        const int seen = evidence(source, begin, mode);
         if (seen <= most) continue;
         most = seen;
         best = syntax;
@@ -137,7 +138,8 @@ bool onlyZerosFrom(ByteSource& source, std::uint64_t offset) {
 }
 
 std::uint64_t endBeforeZeros(ByteSource& source, std::uint64_t begin, DICT_UID xferSyn) {
-    Walker walker(source, begin, source.size(), Mode::of(xferSyn), true);
+    const Mode mode = modeAsItLies(xferSyn, source.at(begin, kShortHeader));
+    Walker walker(source, begin, source.size(), mode, true);
     WalkHeader h;
     WalkStep step;
     while ((step = walker.peek(h)) == WalkStep::element) {

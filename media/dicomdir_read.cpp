@@ -17,14 +17,18 @@
 #include "media/dir_rec.h"
 #include "media/file_prefix.h"
 #include "media/meta_info.h"
+#include "media/part10_reader.h"
 
 namespace orvkit {
 namespace {
 
 constexpr const char* kReporter = "DcDirDicomDir::read";
 constexpr unsigned char kItemTag[] = {0xFE, 0xFF, 0x00, 0xE0};
+// How the sequence begins, and the first element of a record: in implicit VR their front.
 constexpr unsigned char kSequenceTag[] = {0x04, 0x00, 0x20, 0x12, 'S', 'Q', 0, 0};
 constexpr unsigned char kFirstElement[] = {0x04, 0x00, 0x00, 0x14, 'U', 'L', 4, 0};
+constexpr unsigned char kFirstImplicit[] = {0x04, 0x00, 0x00, 0x14, 4, 0, 0, 0};
+constexpr std::size_t kTagSize = 4;
 
 struct HeaderRule {
     unsigned int tag;
@@ -46,8 +50,8 @@ void copyText(char (&field)[N], const std::string& text) {
 
 class DicomDirReader {
   public:
-    DicomDirReader(DcDirDicomDir& set, std::span<const unsigned char> file, std::size_t dataset)
-        : set_(set), file_(file), dataset_(dataset), mayWalk_(file.size()) {}
+    DicomDirReader(DcDirDicomDir& set, std::span<const unsigned char> file, std::size_t dataset, Mode mode)
+        : set_(set), file_(file), dataset_(dataset), mode_(mode), mayWalk_(file.size()) {}
 
     int run() {
         const std::size_t sequence = findSequence();
@@ -100,6 +104,7 @@ class DicomDirReader {
     DcDirDicomDir& set_;
     std::span<const unsigned char> file_;
     std::size_t dataset_;
+    Mode mode_;
     unsigned int first_ = 0;
     std::vector<Item> items_;  // by offset
     std::size_t likely_ = 0;   // where the next look-up may well end
@@ -115,14 +120,15 @@ class DicomDirReader {
 // Where the Directory Record Sequence begins; the end of the file without one.
 std::size_t DicomDirReader::findSequence() {
     SpanSource source(file_);
-    Walker walker(source, dataset_, file_.size(), Mode::explicitLittle());
+    Walker walker(source, dataset_, file_.size(), mode_);
     WalkHeader h;
     while (walker.peek(h) == WalkStep::element) {
         if (h.tag == kTagRecordSequence) return static_cast<std::size_t>(h.offset);
         if (h.tag > kTagRecordSequence || !walker.skip(h)) break;
     }
     const auto found = std::search(file_.begin() + static_cast<std::ptrdiff_t>(dataset_), file_.end(),
-                                   std::begin(kSequenceTag), std::end(kSequenceTag));
+                                   std::begin(kSequenceTag),
+                                   mode_.explicitVr ? std::end(kSequenceTag) : kSequenceTag + kTagSize);
     return static_cast<std::size_t>(found - file_.begin());
 }
 
@@ -131,8 +137,8 @@ void DicomDirReader::readHeader(std::size_t end) {
     {
         const AcceptAll accept(header);
         auto length = static_cast<unsigned int>(end - dataset_);
-        orvkit::needMemory(header.parse(const_cast<unsigned char*>(file_.data() + dataset_), length,
-                                        UID_LITTLE_ENDIAN_EXPLICIT));
+        orvkit::needMemory(
+            header.parse(const_cast<unsigned char*>(file_.data() + dataset_), length, syntaxOfMode(mode_)));
     }
     for (const HeaderRule& rule : kHeaderRules) {
         DcElem* e = nullptr;
@@ -161,8 +167,8 @@ void DicomDirReader::readTail(std::size_t from) {
     if (from >= file_.size()) return;
     const AcceptAll accept(set_.elems_);
     auto length = static_cast<unsigned int>(file_.size() - from);
-    orvkit::needMemory(set_.elems_.parse(const_cast<unsigned char*>(file_.data() + from), length,
-                                         UID_LITTLE_ENDIAN_EXPLICIT));
+    orvkit::needMemory(
+        set_.elems_.parse(const_cast<unsigned char*>(file_.data() + from), length, syntaxOfMode(mode_)));
     // Only what may be written there again.
     while (DcElem* e = set_.elems_.first()) {
         if (ElemAccess::tag(*e) > kTagRecordSequence) break;
@@ -174,9 +180,10 @@ void DicomDirReader::readTail(std::size_t from) {
 
 // The next item that looks like a record: its first element is always the same.
 std::size_t DicomDirReader::resync(std::size_t from, std::size_t end) const {
+    const auto& first = mode_.explicitVr ? kFirstElement : kFirstImplicit;
     const auto stop = file_.begin() + static_cast<std::ptrdiff_t>(end);
     auto at = file_.begin() + static_cast<std::ptrdiff_t>(std::min(from, end));
-    while ((at = std::search(at, stop, std::begin(kFirstElement), std::end(kFirstElement))) != stop) {
+    while ((at = std::search(at, stop, std::begin(first), std::end(first))) != stop) {
         const auto offset = static_cast<std::size_t>(at - file_.begin());
         if (offset >= from + kItemHeader &&
             std::equal(std::begin(kItemTag), std::end(kItemTag), at - kItemHeader)) {
@@ -190,9 +197,10 @@ std::size_t DicomDirReader::resync(std::size_t from, std::size_t end) const {
 // Walks over the items; gives where the sequence ends. An item whose length leads astray ends where the next
 // one is found.
 std::size_t DicomDirReader::findItems(std::size_t sequence) {
-    if (file_.size() - sequence < 12) return file_.size();
-    std::size_t pos = sequence + 12;
-    const unsigned int length = u32(sequence + 8);
+    const std::size_t head = mode_.explicitVr ? kLongHeader : kShortHeader;
+    if (file_.size() - sequence < head) return file_.size();
+    std::size_t pos = sequence + head;
+    const unsigned int length = u32(pos - 4);
     const bool defined = length != kLengthUndefined && length <= file_.size() - pos;
     const std::size_t end = defined ? pos + length : file_.size();
     SpanSource source(file_);
@@ -214,7 +222,7 @@ std::size_t DicomDirReader::findItems(std::size_t sequence) {
             sound = itemLength <= end - next;
             next = content = sound ? next + itemLength : end;
         } else {
-            Walker walker(source, next, end, Mode::explicitLittle());
+            Walker walker(source, next, end, mode_);
             WalkHeader h;
             while (mayWalk_ > 0 && walker.peek(h) == WalkStep::element && h.tag >> 16 != 0xFFFE &&
                    walker.skip(h)) {
@@ -263,7 +271,7 @@ DicomDirReader::Item* DicomDirReader::follow(unsigned int offset) {
 DcDirRec* DicomDirReader::readRecord(Item& item, RecordLinks& links) {
     item.placed = true;
     auto record = std::make_unique<DcDirRec>(DIR_REC_UNKNOWN);
-    if (!DirRecAccess::parse(*record, file_, item.end, item.offset, links)) {
+    if (!DirRecAccess::parse(*record, file_, item.end, item.offset, links, mode_)) {
         damaged_ = true;
         return nullptr;
     }
@@ -308,7 +316,8 @@ void DicomDirReader::mendChain() {
     for (const Item& item : items_) {
         RecordLinks links;
         if (item.placed) continue;
-        if (!DirRecAccess::readLinks(file_.subspan(item.offset, item.end - item.offset), links)) continue;
+        if (!DirRecAccess::readLinks(file_.subspan(item.offset, item.end - item.offset), links, mode_))
+            continue;
         unplaced.push_back(item.offset);
         led.insert({links.next, links.lower, links.mrdr});
     }
@@ -381,7 +390,8 @@ int DcDirDicomDir::read(const char* rootPath) try {
     const auto bytes = file.bytes();
     const int result = dirReadFileMetaInfo(bytes.data(), static_cast<unsigned int>(bytes.size()), meta, end);
     if (result != RESULT_OK) return result;
-    if (meta.transferSyntax != UID_LITTLE_ENDIAN_EXPLICIT) {
+    const orvkit::Mode mode = orvkit::modeAsItLies(meta.transferSyntax, bytes.subspan(end));
+    if (meta.transferSyntax != UID_LITTLE_ENDIAN_EXPLICIT && !mode.everyGroup) {
         return fail(DIR_META_INFO, LOG_ERROR, kReporter,
                     "Invalid Transfer Syntax '%s', should be Littleendian Explicit",
                     orvkit::uidText(meta.transferSyntax));
@@ -391,9 +401,11 @@ int DcDirDicomDir::read(const char* rootPath) try {
                     "Invalid SOP Class UID '%s', should be Media Storage Dir Storage",
                     orvkit::uidText(meta.sopClassUid));
     }
-    meta.version = 1;  // the only one that is written
+    if (mode.everyGroup) orvkit::tellImplicitDirectory(kReporter, path);
+    meta.version = 1;  // the only one that is written, as is the transfer syntax
+    meta.transferSyntax = UID_LITTLE_ENDIAN_EXPLICIT;
     meta_ = meta;
-    return orvkit::DicomDirReader(*this, bytes, end).run();
+    return orvkit::DicomDirReader(*this, bytes, end, mode).run();
 } catch (const std::bad_alloc&) {
     return orvkit::failMemory("DcDirDicomDir::read");
 }

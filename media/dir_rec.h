@@ -9,6 +9,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "encoding/header.h"
 #include "orvkit/dicomdir.h"
 
 namespace orvkit {
@@ -28,6 +29,10 @@ inline constexpr unsigned int kRefFileTags[] = {kTagRefFileId, kTagRefSopClass, 
                                                 kTagRefXferSyn};
 
 inline constexpr unsigned int kItemHeader = 8;
+// What a DICOMDIR in this mode is decoded as.
+constexpr DICT_UID syntaxOfMode(Mode mode) noexcept {
+    return mode.explicitVr ? UID_LITTLE_ENDIAN_EXPLICIT : UID_LITTLE_ENDIAN_IMPLICIT;
+}
 // A link that could not be read: no record stands there.
 inline constexpr unsigned int kNoOffset = 0xFFFFFFFF;
 
@@ -58,9 +63,10 @@ struct DirRecAccess {
     // Fills a new record from the content of an item, which ends at `end`. false: logged; `links` is told as
     // far as it can be read.
     [[nodiscard]] static bool parse(DcDirRec& r, std::span<const unsigned char> file, std::size_t end,
-                                    unsigned int offset, RecordLinks& links);
+                                    unsigned int offset, RecordLinks& links,
+                                    Mode mode = Mode::explicitLittle());
     // Where an item leads to; false when no record in use is there.
-    [[nodiscard]] static bool readLinks(std::span<const unsigned char> item, RecordLinks& links);
+    [[nodiscard]] static bool readLinks(std::span<const unsigned char> item, RecordLinks& links, Mode mode);
     // Writes the record with the offsets known, or nothing.
     [[nodiscard]] static int frameOne(DcDirRec& r, std::span<unsigned char> room, unsigned int& used);
     // The same for those below, at the offsets that follow.

@@ -78,11 +78,11 @@ void note(unsigned int tag, std::span<const unsigned char> value, Facts& f, Reco
     }
 }
 
-Facts scanGroup4(std::span<const unsigned char> content, RecordLinks& links) {
+Facts scanGroup4(std::span<const unsigned char> content, RecordLinks& links, Mode mode) {
     Facts f;
     Header h;
     std::size_t at = 0;
-    while (readHeader(content.subspan(at), Mode::explicitLittle(), {}, h) && h.tag >> 16 <= 4) {
+    while (readHeader(content.subspan(at), mode, {}, h) && h.tag >> 16 <= 4) {
         const auto rest = content.subspan(at + h.size);
         if (h.length > rest.size()) break;
         if (h.tag >> 16 == 4) note(h.tag, rest.first(h.length), f, links);
@@ -130,9 +130,9 @@ bool checkElems(const Facts& f, unsigned int offset, DIR_REC type, const DcElemL
 }  // namespace
 
 bool DirRecAccess::parse(DcDirRec& r, std::span<const unsigned char> file, std::size_t end,
-                         unsigned int offset, RecordLinks& links) {
+                         unsigned int offset, RecordLinks& links, Mode mode) {
     const auto content = file.subspan(offset + kItemHeader, end - offset - kItemHeader);
-    const Facts f = scanGroup4(content, links);
+    const Facts f = scanGroup4(content, links, mode);
     DIR_REC type = DIR_REC_UNKNOWN;
     if (!checkType(f, offset, type)) return false;
     const auto kept = content.subspan(f.keepFrom);
@@ -141,7 +141,7 @@ bool DirRecAccess::parse(DcDirRec& r, std::span<const unsigned char> file, std::
         const AcceptAll accept(r.elems_);
         // What follows a fault inside the record is lost; decoding has told of it.
         orvkit::needMemory(
-            r.elems_.parse(const_cast<unsigned char*>(kept.data()), length, UID_LITTLE_ENDIAN_EXPLICIT));
+            r.elems_.parse(const_cast<unsigned char*>(kept.data()), length, syntaxOfMode(mode)));
     }
     (void)r.destroyTempElem(DIR_WITHOUT_CHILD);
     if (!checkElems(f, offset, type, r.elems_)) {
@@ -159,8 +159,8 @@ bool DirRecAccess::parse(DcDirRec& r, std::span<const unsigned char> file, std::
     return true;
 }
 
-bool DirRecAccess::readLinks(std::span<const unsigned char> item, RecordLinks& links) {
-    const Facts f = scanGroup4(item.subspan(kItemHeader), links);
+bool DirRecAccess::readLinks(std::span<const unsigned char> item, RecordLinks& links, Mode mode) {
+    const Facts f = scanGroup4(item.subspan(kItemHeader), links, mode);
     return f.inUseFound && f.inUse != 0 && f.typeFound;
 }
 

@@ -127,7 +127,7 @@ bool hasKnownLetters(FilePrefix& file, const WalkHeader& h) {
 // Whether a file is an image whose large native pixels are its last bytes. `h` receives their header.
 bool endsWithLargePixels(FilePrefix& file, const Part10& p, DICT_UID xferSyn, WalkHeader& h) {
     if (!isUncompressed(xferSyn) || file.size() < p.end + kLargePixels) return false;
-    Walker walker(file, p.end, file.size(), Mode::of(xferSyn));
+    Walker walker(file, p.end, file.size(), p.mode);
     while (walker.peek(h) == WalkStep::element) {
         if (h.tag == kTagPixelData) {
             return isRawVr(h.vr) && h.length >= kLargePixels && hasKnownLetters(file, h) &&
@@ -221,7 +221,7 @@ class AroundReader {
           named_(named),
           file_(file),
           xferSyn_(xferSyn),
-          mode_(Mode::of(xferSyn)),
+          mode_(p.mode),
           dataset_(dataset),
           around_(around) {}
 
@@ -359,6 +359,7 @@ int readUnpacked(const Part10& p, ByteSource& source, const char* reporter, std:
     size = unpacked.size;
     file.setLimit(static_cast<std::uint64_t>(orvkit::maxFileSize()) + FilePrefix::kWithHeader);
     Part10 inside{file, p.path, p.meta};
+    inside.mode = p.mode;
     const int result = read(inside, file);
     if (unpacked.result == RESULT_OK) return result;
     orvkit::tellElemFault({unpacked.result, 0, nullptr, 0, fault.c_str()});
@@ -393,7 +394,7 @@ struct NonPixels {
 
 int NonPixels::read(Part10& p, FilePrefix& file, DICT_UID xferSyn, DcElemList& dataset,
                     const char* reporter) {
-    Walker walker(file, p.end, file.size(), Mode::of(xferSyn), true);
+    Walker walker(file, p.end, file.size(), p.mode, true);
     WalkHeader h;
     WalkStep step;
     while ((step = walker.peek(h)) == WalkStep::element && h.tag != orvkit::kTagPixelData && walker.skip(h)) {

@@ -9,6 +9,7 @@
 
 #include "dataset/elem_access.h"
 #include "dataset/elemlist_access.h"
+#include "encoding/header.h"
 #include "foundation/block.h"
 #include "foundation/fail.h"
 #include "foundation/identity.h"
@@ -67,6 +68,11 @@ int dirSetMaxFileSize(int bytes) {
         return fail(DIR_FILE_SIZE, LOG_VALIDATION, "dirSetMaxFileSize", "Invalid file size limit %d", bytes);
     }
     sizeLimit.store(bytes, std::memory_order_relaxed);
+    return RESULT_OK;
+}
+
+int dirSetImplicitDirectory(int flag) {
+    orvkit::readImplicitDirectories(flag != 0);
     return RESULT_OK;
 }
 

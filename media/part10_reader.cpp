@@ -134,6 +134,10 @@ int readAnyMeta(Part10& p) {
 
 }  // namespace
 
+void tellImplicitDirectory(const char* reporter, const char* path) {
+    logReport(LOG_NOTICE, reporter, "File '%s', the directory is in implicit VR, read as it lies", path);
+}
+
 int readMeta(Part10& p) {
     p.meta.reset();
     if (p.found != nullptr) return readAnyMeta(p);
@@ -189,12 +193,16 @@ int settleSyntax(Part10& p, const char* reporter, DICT_UID& xferSyn) {
     if (codec != nullptr && !first.empty() && !beginsPlain(first)) {
         p.codec = codec;
         xferSyn = unpackedSyntax(xferSyn);
+        p.mode = Mode::of(xferSyn);
         return RESULT_OK;
     }
     if (xferSyn == UID_DEFLATED_LITTLE_ENDIAN_EXPLICIT && !first.empty() && !hasVrAt(first, 4)) {
         return fail(ELEM_XFER_SYNTAX, LOG_ERROR, reporter, "File '%s', the data set is deflated (%s)",
                     p.name(), uidText(xferSyn));
     }
+    p.mode = modeAsItLies(xferSyn, first);
+    if (p.mode.everyGroup) tellImplicitDirectory(reporter, p.name());
+    if (p.found != nullptr) p.found->directoryImplicit = p.mode.everyGroup;
     return RESULT_OK;
 }
 

@@ -20,6 +20,7 @@ struct Part10 {
     char syntaxText[65] = "";             // the transfer syntax as the file names it
     DcDirFound* found = nullptr;          // not null: also what is no Part 10 file by the letter
     const DataSetCodec* codec = nullptr;  // of a data set that is to be unpacked
+    Mode mode = {};                       // of the data set, from settleSyntax
 
     const char* name() const { return path != nullptr ? path : "(memory)"; }
 };
@@ -29,9 +30,12 @@ struct Part10 {
 int readMeta(Part10& p);
 
 // The syntax to read the data set in: that of the meta information, or, where it is not known, the one that
-// the first element looks like. For a data set that is compressed as a whole `p` receives the codec, and the
-// syntax is that of what it unpacks; 5637 (LOG_ERROR) where nobody brought one.
+// the first element looks like; sets the mode. For a data set that is compressed as a whole `p` receives the
+// codec, and the syntax is that of what it unpacks; 5637 (LOG_ERROR) where nobody brought one.
 int settleSyntax(Part10& p, const char* reporter, DICT_UID& xferSyn);
+
+// A DICOMDIR in implicit VR is read (LOG_NOTICE).
+void tellImplicitDirectory(const char* reporter, const char* path);
 
 }  // namespace orvkit
 

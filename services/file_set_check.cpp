@@ -30,7 +30,7 @@ class Check {
 
     int run() {
         if (!readDicomdir(set_, root_, false)) return EXIT_FAILED;
-        findings_ += errorsLogged();
+        findings_ += errorsLogged() + (isImplicitDirectory(root_) ? 1 : 0);
         muteLog();
         checkHeader();
         checkRecords();

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "orvkit/file.h"
 #include "orvkit/result.h"
 #include "platform/new_file.h"
 #include "services/file_id.h"
@@ -73,11 +74,22 @@ bool lockFileSet(const std::string& directory, orvkit::platform::FileHandle& loc
     return complain("%s: another program is at work in this file set", directory.c_str());
 }
 
+bool isImplicitDirectory(const std::string& directory) {
+    DcDirMetaInfo meta;
+    unsigned int end = 0;
+    const std::string path = pathOfFileId(directory, "DICOMDIR");
+    return dirReadFileMetaInfo(path.c_str(), meta, end) == RESULT_OK &&
+           meta.transferSyntax == UID_LITTLE_ENDIAN_IMPLICIT;
+}
+
 bool readDicomdir(DcDirDicomDir& set, const std::string& directory, bool written) {
     const std::string path = pathOfFileId(directory, "DICOMDIR");
     std::error_code error;
     if (!fs::exists(pathOf(path), error)) return complain("%s: there is no DICOMDIR", path.c_str());
+    (void)dirSetImplicitDirectory(1);
     const int result = set.read(directory.c_str());
+    if (result != DIR_META_INFO && isImplicitDirectory(directory))
+        complain("%s: directory in implicit VR", path.c_str());
     DcDirDicomDirInfo info;
     set.getInfo(info);
     if (result != RESULT_OK && (written || set.first() == nullptr)) {

@@ -16,8 +16,11 @@ namespace services {
 bool lockFileSet(const std::string& directory, orvkit::platform::FileHandle& lock);
 
 // Reads the DICOMDIR of a folder; false, with a complaint, when there is none or nothing of it can be read.
-// One that lost records in reading is refused when it is to be `written`.
+// One that lost records in reading is refused when it is to be `written`. One in implicit VR is read, and
+// told on standard error.
 [[nodiscard]] bool readDicomdir(DcDirDicomDir& set, const std::string& directory, bool written);
+// Whether the DICOMDIR of a folder says that it is in implicit VR, which PS3.10 8.6 rules out.
+bool isImplicitDirectory(const std::string& directory);
 
 // The regular files below a folder, sorted, as paths with slashes relative to it. Symbolic links are not
 // followed: they are told in `others`, with what else cannot be looked at. The DICOMDIR of the folder itself

@@ -187,6 +187,7 @@ std::string describeFound(const DcDirFound& found) {
     if (!found.meta) add("no file meta information");
     if (found.meta && !found.preamble) add("no preamble");
     if (found.metaImplicit) add("file meta information in implicit VR");
+    if (found.directoryImplicit) add("directory in implicit VR");
     if (found.zerosBefore != 0) add(std::to_string(found.zerosBefore) + " zero bytes in front");
     if (found.zerosBehind != 0) add(std::to_string(found.zerosBehind) + " zero bytes behind the data set");
     return text;

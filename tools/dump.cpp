@@ -71,6 +71,7 @@ void addDump(Command& program) {
     command.run([options] {
         muteLog();
         dirSetMaxFileSize(INT_MAX);
+        (void)dirSetImplicitDirectory(1);
         return dump(*options);
     });
 }

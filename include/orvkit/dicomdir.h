@@ -213,7 +213,7 @@ class ORVKIT_API DcDirDicomDir : public DcDirRec {
     // cannot be read are logged and left out with all below them, and the result is then DIR_READ_WRITE:
     // writing would lose them. DIR_STRING_SIZE root path too long, DIR_NOT_PART10 no root path or not a Part
     // 10 file, DIR_OPEN, DIR_FILE_SIZE file too large, DIR_STAT, DIR_META_INFO another transfer syntax or SOP
-    // class than a DICOMDIR has.
+    // class than a DICOMDIR has; one in implicit VR is read where dirSetImplicitDirectory has it so.
     int read(const char* rootPath = nullptr);
     // Writes the tree to the DICOMDIR in the root path (null: the one already set) under another name, which
     // then takes the place of the old file: after a crash one of the two is there whole. All offsets are made

@@ -74,6 +74,7 @@ struct DcDirFound {
     unsigned long long zerosBehind = 0;  // ... that fill up the file behind the data set
     DICT_UID xferSyn = UID_NONE;         // the syntax that the data set was read in
     bool guessed = false;                // by its looks: the file names none, or one that cannot be
+    bool directoryImplicit = false;      // a DICOMDIR in implicit VR: see dirSetImplicitDirectory
 };
 // As dirReadFile, and beyond: a data set without meta information, in whichever of the three uncompressed
 // syntaxes it looks like; meta information without a preamble, in implicit VR, or with a wrong group length
@@ -130,6 +131,14 @@ ORVKIT_API int dirElemListToFileMetaInfo(DcElemList& dataset, DcDirMetaInfo& met
 // Largest data set that is read or written, in bytes; initially 536870912. For the whole process, from any
 // thread. DIR_FILE_SIZE below 1: the limit stays.
 ORVKIT_API int dirSetMaxFileSize(int bytes);
+
+// Whether a DICOMDIR is read that some writers have put in implicit VR, against PS3.10 8.6. In any stream the
+// library takes groups 0002 and 0004 for explicit VR little endian; with a flag other than 0 it looks whether
+// the first element of a data set in implicit VR, when it is one of group 0004, has the letters of a VR at
+// all, and reads all groups as they lie when it has none (LOG_NOTICE for files). Holds for
+// DcDirDicomDir::read, the functions of this header and DcElemList::parse, for the whole process, from any
+// thread; off initially. Writing is explicit VR in any case. Always RESULT_OK.
+ORVKIT_API int dirSetImplicitDirectory(int flag);
 
 // The text of a DICOMDIR record type ("PATIENT", at most 18 characters) and back. DIR_NULL_ARGUMENT null,
 // DIR_RESERVED_09 unknown (both LOG_VALIDATION). Of an encapsulated document it is "ENCAP_DOC", in today's

@@ -3,6 +3,7 @@
 
 #include "media/part10.h"
 #include "media/sample_files.h"
+#include "orvkit/sequence.h"
 #include "orvkit/tags.h"
 #include "support/capture_log.h"
 
@@ -127,6 +128,58 @@ TEST(AnyFile, IsFoundWhereverItIsAndToldHow) {
             }
         }
     }
+}
+
+// Groups 0002 and 0004 are explicit in any stream, unless the directory is to be read as it lies.
+TEST(AnyFile, ADirectoryInImplicitVrIsReadOnlyWhenToldTo) {
+    Stream record(UID_LITTLE_ENDIAN_IMPLICIT), s(UID_LITTLE_ENDIAN_IMPLICIT);
+    record.elem(0x00041430, "CS", "PATIENT ").elem(0x00100010, "PN", "Doe^Jane");
+    s.elem(0x00041130, "CS", "SET ").header(0x00041220, "SQ", Stream::undefined);
+    s.item(Stream::undefined).add(record).endItem().endSequence();
+    std::vector<unsigned char> data = s.bytes();
+    const std::string meta = text(metaGroup(Dict.findUid(UID_LITTLE_ENDIAN_IMPLICIT)->uid));
+    const std::vector<unsigned char> file = joined({std::string(128, '\0') + "DICM", meta, text(s)});
+    const TempDir temp;
+    const std::string path = makeFile(temp, "file", file);
+    const auto patientOf = [](DcElemList& list) {
+        DcElem* e = nullptr;
+        char name[65] = "";
+        (void)list.getElem(0x00041220, &e);
+        const auto* records = dynamic_cast<DcElemSq*>(e);
+        DcElemSqItem* const first = records != nullptr ? records->first() : nullptr;
+        if (first != nullptr) (void)first->getElemList().getValue(T_0010_0010_patientsName, name, 64);
+        return std::string(name);
+    };
+    for (const bool on : {false, true, false}) {
+        const CaptureLog log;
+        ASSERT_EQ(dirSetImplicitDirectory(on), RESULT_OK);
+        DcElemList bare, whole;
+        DcDirMetaInfo info;
+        auto length = static_cast<unsigned int>(data.size());
+        const int parsed = bare.parse(data.data(), length, UID_LITTLE_ENDIAN_IMPLICIT);
+        const int read = dirReadFile(path.c_str(), info, whole);
+        Any memory(file), disk(path);
+        (void)dirSetImplicitDirectory(0);
+        EXPECT_EQ(parsed == RESULT_OK, on);
+        EXPECT_EQ(read == RESULT_OK, on);
+        for (DcElemList* list : {&bare, &whole, &memory.dataset, &disk.dataset}) {
+            EXPECT_EQ(patientOf(*list), on ? "Doe^Jane" : "");
+        }
+        for (const Any* any : {&memory, &disk}) {
+            EXPECT_EQ(any->result == RESULT_OK, on);
+            EXPECT_EQ(any->found.directoryImplicit, on);
+        }
+    }
+    // What has letters is explicit, with the option, too.
+    ASSERT_EQ(dirSetImplicitDirectory(1), RESULT_OK);
+    Stream letters(UID_LITTLE_ENDIAN_EXPLICIT);
+    letters.elem(0x00041130, "CS", "SET ");
+    data = letters.bytes();
+    DcElemList list;
+    auto length = static_cast<unsigned int>(data.size());
+    EXPECT_EQ(list.parse(data.data(), length, UID_LITTLE_ENDIAN_IMPLICIT), RESULT_OK);
+    EXPECT_EQ(list.first()->getVr(), VR_CS);
+    (void)dirSetImplicitDirectory(0);
 }
 
 TEST(AnyFile, WhatIsNoDicomIsRefused) {

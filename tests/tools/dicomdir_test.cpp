@@ -8,6 +8,7 @@
 #include "orvkit/file.h"
 #include "orvkit/sequence.h"
 #include "orvkit/tags.h"
+#include "tests/media/sample_files.h"
 #include "tests/tools/command.h"
 
 namespace tools_test {
@@ -183,6 +184,31 @@ TEST_F(DicomdirTest, ChecksFindWhatIsWrong) {
         EXPECT_TRUE(holds(checked.out, c.finding)) << c.change;
     }
     EXPECT_EQ(sh("mkdir empty; orvkit dicomdir check empty").status, 1);
+}
+
+TEST_F(DicomdirTest, ADirectoryInImplicitVrIsReadAndTold) {
+    if (samplesDirectory() == nullptr) GTEST_SKIP() << "no samples";
+    phantom();
+    fs::copy_file(samplePath("dicomdir/variants/dicomdir_implicit"), dir / "set/DICOMDIR",
+                  fs::copy_options::overwrite_existing);
+    const std::string told = "orvkit: set/DICOMDIR: directory in implicit VR\n";
+    const struct {
+        const char* command;
+        int status;
+        const char* shown;
+    } cases[] = {
+        {"orvkit dump --keywords set/DICOMDIR | grep -c DirectoryRecordType", 0, "52\n"},
+        {"orvkit dicomdir list set | wc -l", 0, "52\n"},
+        {"orvkit dicomdir check set", 1, "records 52, files 31, findings 36"},
+        {"orvkit dicomdir update set >update && orvkit dicomdir list set 2>&1 | wc -l", 0, "60\n"},
+    };
+    for (const auto& c : cases) {
+        const Outcome outcome = sh(c.command);
+        EXPECT_EQ(outcome.status, c.status) << c.command;
+        EXPECT_EQ(outcome.err, told) << c.command;
+        EXPECT_TRUE(holds(outcome.out, c.shown)) << c.command << ": " << outcome.out;
+    }
+    EXPECT_TRUE(holds(contentOf((dir / "set/DICOMDIR").string()), "1.2.840.10008.1.2.1"));
 }
 
 // A DICOMDIR from elsewhere may name any file.
