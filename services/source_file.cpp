@@ -4,10 +4,12 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <span>
 #include <string_view>
 #include <vector>
 
 #include "dictionary/uid_text.h"
+#include "encoding/codec.h"
 #include "foundation/bytes.h"
 #include "orvkit/result.h"
 #include "orvkit/scan.h"
@@ -83,28 +85,41 @@ std::string headerText(Beginning& file, unsigned int end, unsigned int tag) {
     return uid;
 }
 
-// The names of the data set, whose elements come in the order of their tags. False: the bytes end too early.
-bool findNames(Beginning& file, unsigned int begin, DICT_UID xferSyn, Names& names) {
+// The names of a data set, of which those are the first bytes, or all; its elements come in the order of
+// their tags. False: the bytes end too early.
+bool findNames(std::span<unsigned char> bytes, bool isAll, DICT_UID xferSyn, Names& names) {
     ARCH_ENDIAN endian = ENDIAN_NONE;
     if (Dict.getEndian(xferSyn, endian) != RESULT_OK || xferSyn == UID_DEFLATED_LITTLE_ENDIAN_EXPLICIT)
         return true;
     const ByteOrder order = endian == ENDIAN_BIG ? ByteOrder::big : ByteOrder::little;
-    unsigned int at = begin;
-    while (at + kShortHeader <= file.length()) {
-        unsigned char* const element = file.data() + at;
+    const auto length = static_cast<unsigned int>(bytes.size());
+    unsigned int at = 0;
+    while (at + kShortHeader <= length) {
+        unsigned char* const element = bytes.data() + at;
         const unsigned int tag =
             loadAt<std::uint16_t>(element, order) * 0x10000u + loadAt<std::uint16_t>(element + 2, order);
         if (tag > T_0008_0018_sopInstanceUid) return true;
         DcElemOffsetInfo info;
         info.tag = SCAN_ELEM_END;
-        if (utilGetElemOffsetInfo(element, file.length() - at, xferSyn, info) != RESULT_OK) return false;
+        if (utilGetElemOffsetInfo(element, length - at, xferSyn, info) != RESULT_OK) return false;
         const std::string_view value(reinterpret_cast<char*>(element) + info.valueOffset,
                                      info.endOffset - info.valueOffset);
         if (tag == T_0008_0016_sopClassUid) names.sopClass = std::string(trimmed(value));
         if (tag == T_0008_0018_sopInstanceUid) names.instance = std::string(trimmed(value));
         at += info.endOffset;
     }
-    return at >= file.size();
+    return isAll && at >= length;
+}
+
+// The same of what a file begins with, unpacked where that is compressed and somebody can.
+bool findNames(Beginning& file, unsigned int begin, DICT_UID xferSyn, Names& names) {
+    const auto bytes = std::span(file.data(), file.length()).subspan(begin);
+    const orvkit::DataSetCodec* const codec = orvkit::codecOf(xferSyn);
+    if (codec == nullptr) return findNames(bytes, file.length() >= file.size(), xferSyn, names);
+    orvkit::MemorySink plain;
+    orvkit::CodecPump pump(codec->decoder(), plain, kMost);
+    (void)pump.push(bytes, false);
+    return findNames(plain.bytes(), pump.ended(), orvkit::unpackedSyntax(xferSyn), names);
 }
 
 // What is named by the data set in place of the header's.

@@ -16,7 +16,8 @@ namespace services {
 
 struct FileIdentity {
     // Class and instance are those of the data set, which is what a receiver gets; where it names none, or
-    // cannot be read (deflated), those of the header. UID_NONE and "" when neither names one that is usable.
+    // cannot be read (deflated, without the codec), those of the header. UID_NONE and "" when neither names
+    // one that is usable.
     DICT_UID sopClass = UID_NONE;
     std::string instance;
     DICT_UID xferSyn = UID_NONE;
