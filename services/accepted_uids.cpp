@@ -35,6 +35,7 @@ std::vector<DICT_UID> transferSyntaxes() {
     }
     std::ranges::stable_sort(found, {}, preference);
     std::vector<DICT_UID> syntaxes;
+    syntaxes.reserve(found.size() + 1);
     for (const DcDictUidEntry& syntax : found) syntaxes.push_back(syntax.value);
     syntaxes.push_back(UID_ORVKIT5_LZW);
     return syntaxes;

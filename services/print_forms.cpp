@@ -44,7 +44,7 @@ class PrintForm : public DumpForm {
     std::string_view nameOf(unsigned int tag) {
         if (!keywords_) return symbolOf(tag);
         keyword_ = keywordOf(tag);
-        return keyword_.empty() ? "-" : std::string_view(keyword_);
+        return keyword_.empty() ? std::string_view("-") : keyword_;
     }
     std::string_view symbolOf(unsigned int tag) {
         const DcDictElemInfo* record = (tag & 0xFFFF) != 0 ? Dict.find(tag) : nullptr;
