@@ -46,6 +46,8 @@ class Victim : public DcMsm {
     // As a user: the result of proposing. As a provider: that of reading the request, which the peer sends.
     int open(Peer peer, int readTimeout = 5) {
         const unsigned int socket = sockets_.giveOurs();
+        // Not every system ends a send that waits when the other side goes.
+        (void)platform::setSocketTimeouts(sockets_.peer(), 0, 5000);
         peer_ = std::thread([this, peer = std::move(peer)] {
             peer(*this);
             while (!gone_ && !left()) rest(5);
