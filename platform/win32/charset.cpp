@@ -16,11 +16,12 @@ struct CodePage {
 };
 constexpr unsigned int japaneseEuc = 20932;
 constexpr CodePage codePages[] = {
-    {"UTF-8", CP_UTF8, 4},      {"ISO-8859-1", 28591, 1}, {"ISO-8859-2", 28592, 1}, {"ISO-8859-3", 28593, 1},
-    {"ISO-8859-4", 28594, 1},   {"ISO-8859-5", 28595, 1}, {"ISO-8859-6", 28596, 1}, {"ISO-8859-7", 28597, 1},
-    {"ISO-8859-8", 28598, 1},   {"ISO-8859-9", 28599, 1}, {"TIS-620", 874, 1},      {"ISO-8859-15", 28605, 1},
-    {"EUC-JP", japaneseEuc, 2}, {"EUC-KR", 949, 2},       {"EUC-CN", 936, 2},       {"GBK", 936, 2},
-    {"GB18030", 54936, 4},      {"SHIFT_JIS", 932, 2},
+    {"UTF-8", CP_UTF8, 4},      {"ISO-8859-1", 28591, 1}, {"ISO-8859-2", 28592, 1},
+    {"ISO-8859-3", 28593, 1},   {"ISO-8859-4", 28594, 1}, {"ISO-8859-5", 28595, 1},
+    {"ISO-8859-6", 28596, 1},   {"ISO-8859-7", 28597, 1}, {"ISO-8859-8", 28598, 1},
+    {"ISO-8859-9", 28599, 1},   {"TIS-620", 874, 1},      {"ISO-8859-15", 28605, 1},
+    {"EUC-JP", japaneseEuc, 2}, {"EUC-KR", 949, 2},       {"EUC-CN", 936, 2},
+    {"GB18030", 54936, 4},      {"GBK", 936, 2},          {"SHIFT_JIS", 932, 2},
 };
 
 // False, and nothing is appended, when the bytes are not all characters of the code page.
@@ -61,9 +62,14 @@ void restoreThirdSet(std::string& character) {
 }  // namespace
 
 Encoding::Encoding(const char* name) noexcept {
-    const auto* const page = std::find_if(std::begin(codePages), std::end(codePages),
-                                          [&](const CodePage& p) { return p.encoding == name; });
-    if (page != std::end(codePages)) decoder_ = encoder_ = const_cast<CodePage*>(page);
+    for (const CodePage& page : codePages) {
+        // Where GB18030 is missing, its characters of two bytes are those of GBK.
+        const bool standsIn =
+            page.encoding == "GBK" && std::string_view(name) == "GB18030" && decoder_ == nullptr;
+        if ((page.encoding == name || standsIn) && ::IsValidCodePage(page.number)) {
+            decoder_ = encoder_ = const_cast<CodePage*>(&page);
+        }
+    }
 }
 
 Encoding::~Encoding() = default;
