@@ -33,13 +33,25 @@ int handOver(const std::string& text, char*& converted, unsigned int& length) {
 
 using Conversion = std::string (Charset::*)(std::string_view, TextKind, DcTextLoss&) const;
 
-int convert(const Charset& charset, Conversion conversion, DICT_VR vr, std::string_view text,
-            char*& converted, unsigned int& convertedLength, DcTextLoss* loss) {
+struct Wanted {
+    Conversion conversion;
+    bool everyTerm;  // terms that are not known are refused
+};
+
+int convert(const Wanted& wanted, const char* terms, DICT_VR vr, const char* text, unsigned int length,
+            char*& converted, unsigned int& convertedLength, DcTextLoss* loss) try {
+    converted = nullptr;
+    convertedLength = 0;
+    if (text == nullptr && length != 0) return ELEM_NULL_ARGUMENT;
+    const Charset charset = charsetFor(terms, vr);
+    if (wanted.everyTerm && !charset.known()) return ELEM_CHARSET;
     DcTextLoss lost;
-    const std::string made = (charset.*conversion)(text, kindOf(vr), lost);
+    const std::string made = (charset.*wanted.conversion)({text, length}, kindOf(vr), lost);
     if (loss != nullptr) *loss = lost;
     if (const int result = handOver(made, converted, convertedLength); result != 0) return result;
     return lost.count == 0 ? 0 : ELEM_CHARSET_LOSS;
+} catch (const std::exception&) {
+    return ELEM_NO_MEMORY;
 }
 
 }  // namespace
@@ -48,37 +60,18 @@ int convert(const Charset& charset, Conversion conversion, DICT_VR vr, std::stri
 
 using namespace orvkit;
 
-int textCheckCharset(const char* terms) {
-    try {
-        return terms == nullptr || Charset(terms).known() ? 0 : ELEM_CHARSET;
-    } catch (const std::exception&) {
-        return ELEM_NO_MEMORY;
-    }
+int textCheckCharset(const char* terms) try {
+    return terms == nullptr || Charset(terms).known() ? 0 : ELEM_CHARSET;
+} catch (const std::exception&) {
+    return ELEM_NO_MEMORY;
 }
 
 int textToUtf8(const char* terms, DICT_VR vr, const char* text, unsigned int length, char*& converted,
                unsigned int& convertedLength, DcTextLoss* loss) {
-    converted = nullptr;
-    convertedLength = 0;
-    if (text == nullptr && length != 0) return ELEM_NULL_ARGUMENT;
-    try {
-        return convert(charsetFor(terms, vr), &Charset::toUtf8, vr, {text, length}, converted,
-                       convertedLength, loss);
-    } catch (const std::exception&) {
-        return ELEM_NO_MEMORY;
-    }
+    return convert({&Charset::toUtf8, false}, terms, vr, text, length, converted, convertedLength, loss);
 }
 
 int textFromUtf8(const char* terms, DICT_VR vr, const char* utf8, unsigned int length, char*& converted,
                  unsigned int& convertedLength, DcTextLoss* loss) {
-    converted = nullptr;
-    convertedLength = 0;
-    if (utf8 == nullptr && length != 0) return ELEM_NULL_ARGUMENT;
-    try {
-        const Charset charset = charsetFor(terms, vr);
-        if (!charset.known()) return ELEM_CHARSET;
-        return convert(charset, &Charset::fromUtf8, vr, {utf8, length}, converted, convertedLength, loss);
-    } catch (const std::exception&) {
-        return ELEM_NO_MEMORY;
-    }
+    return convert({&Charset::fromUtf8, true}, terms, vr, utf8, length, converted, convertedLength, loss);
 }

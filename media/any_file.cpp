@@ -106,8 +106,9 @@ bool explicitMeta(ByteSource& source, std::uint64_t begin, std::uint64_t& end,
     for (end = begin;; end += h.size + std::uint64_t{h.length}) {
         const auto ahead = source.at(end, kLongHeader);
         if (!readHeader(ahead, Mode::implicitLittle(), rules, h) || h.tag >> 16 != 2) return !source.failed();
+        if (h.length > 0xFFFF) return false;
         const auto whole = source.at(end, h.size + std::size_t{h.length});
-        if (h.length > 0xFFFF || whole.size() < h.size + std::size_t{h.length}) return false;
+        if (whole.size() < h.size + std::size_t{h.length}) return false;
         unsigned char header[kLongHeader];
         ByteWriter writer(header, ByteOrder::little);
         writeHeader(writer, Mode::explicitLittle(), h.tag, h.vr, h.length);

@@ -259,7 +259,9 @@ class AroundReader {
         return false;
     }
     bool endsInZeros(ByteSource& source, std::uint64_t at) {
-        if (p_.found == nullptr || !onlyZerosFrom(source, at)) return false;
+        if (p_.found == nullptr) return false;
+        // Through a window: what fills up a file is not held.
+        if (!onlyZerosFrom(file_ != nullptr ? whole_.of(*file_) : source, at)) return false;
         end_ = at;
         p_.found->zerosBehind = source.size() - at;
         return true;

@@ -78,9 +78,7 @@ Unpacked unpack(const PackedData& packed, ByteSink& to, std::uint64_t most, cons
 
 Unpacked unpack(const PackedData& packed, MemorySink& to, const char* reporter) {
     const auto limit = static_cast<std::uint64_t>(maxFileSize());
-    Unpacked unpacked =
-        unpack(packed, static_cast<ByteSink&>(to), std::min(limit, packed.codec.most()), reporter);
-    return unpacked;
+    return unpack(packed, static_cast<ByteSink&>(to), std::min(limit, packed.codec.most()), reporter);
 }
 
 Unpacked unpack(const PackedData& packed, FilePrefix& file, const char* reporter) {

@@ -15,11 +15,11 @@ unsigned char byteOf(char c) {
 
 }  // namespace
 
-std::string Charset::toUtf8(std::string_view text, DICT_VR vr) const {
+std::string Charset::toUtf8(std::string_view text, DICT_VR vr, DcTextLoss* loss) const {
     char* converted = nullptr;
     unsigned int length = 0;
     (void)textToUtf8(terms_.c_str(), vr, text.data(), static_cast<unsigned int>(text.size()), converted,
-                     length);
+                     length, loss);
     std::string utf8(converted != nullptr ? converted : "", length);
     utilDelete(converted);
     return utf8;

@@ -22,7 +22,7 @@ class Charset {
     bool known() const { return textCheckCharset(terms_.c_str()) == 0; }
     // Valid UTF-8, whatever the bytes: what cannot be converted becomes U+FFFD. A backslash in the result
     // separates values.
-    std::string toUtf8(std::string_view text, DICT_VR vr) const;
+    std::string toUtf8(std::string_view text, DICT_VR vr, DcTextLoss* loss = nullptr) const;
 
   private:
     std::string terms_;

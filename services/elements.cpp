@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "encoding/header.h"
 #include "orvkit/result.h"
 
 namespace services {
@@ -25,6 +26,17 @@ std::string firstText(const Elements& elements, unsigned int tag) {
 }
 
 }  // namespace
+
+bool bytesOf(DcElem& element, std::string& bytes) {
+    unsigned int size = 0;
+    if (element.getBufSize(size, nullptr) != RESULT_OK) return false;
+    bytes.resize(size);
+    auto* const frame = reinterpret_cast<unsigned char*>(bytes.data());
+    if (element.frame(frame, size, UID_LITTLE_ENDIAN_IMPLICIT) != RESULT_OK) return false;
+    bytes.resize(size);
+    bytes.erase(0, orvkit::kShortHeader);
+    return true;
+}
 
 std::string textOf(const DcElemList& list, unsigned int tag) {
     return firstText(list, tag);

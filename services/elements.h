@@ -21,6 +21,8 @@ DcElem* elementOf(const Elements& elements, unsigned int tag) {
     (void)elements.getElem(tag, &element);
     return element;
 }
+// The bytes of all values, padding included, little endian. False without memory for them.
+bool bytesOf(DcElem& element, std::string& bytes);
 // The first value of an element, "" without one.
 std::string textOf(const DcElemList& list, unsigned int tag);
 std::string textOf(const DcDirRec& record, unsigned int tag);

@@ -2,14 +2,11 @@
 
 #include "dictionary/vr_table.h"
 #include "encoding/header.h"
-#include "orvkit/charset.h"
 #include "orvkit/result.h"
 #include "orvkit/sequence.h"
 #include "orvkit/tags.h"
-#include "orvkit/util.h"
 #include "services/charset.h"
 #include "services/elements.h"
-#include "services/report.h"
 #include "services/text.h"
 
 namespace services {
@@ -17,19 +14,6 @@ namespace {
 
 constexpr unsigned int kCharset = T_0008_0005_specificCharacterSet;
 constexpr const char* kUtf8 = "ISO_IR 192";
-constexpr DICT_UID kPlain = UID_LITTLE_ENDIAN_IMPLICIT;
-
-// The bytes of all values, padding included. False when there is no memory for them.
-bool bytesOf(DcElem& element, std::string& bytes) {
-    unsigned int size = 0;
-    if (element.getBufSize(size, nullptr) != RESULT_OK) return false;
-    bytes.resize(size);
-    if (element.frame(reinterpret_cast<unsigned char*>(bytes.data()), size, kPlain) != RESULT_OK)
-        return false;
-    bytes.resize(size);
-    bytes.erase(0, orvkit::kShortHeader);
-    return true;
-}
 
 class Recoder {
   public:
@@ -69,26 +53,21 @@ class Recoder {
         std::string given;
         if (!bytesOf(element, given)) return fault(where, "no memory");
         if (isPlainAscii(given)) return;
-        char* made = nullptr;
-        unsigned int length = 0;
         DcTextLoss loss;
-        const DICT_VR vr = element.getVr();
-        const int result = textToUtf8(terms.c_str(), vr, given.data(),
-                                      static_cast<unsigned int>(given.size()), made, length, &loss);
-        std::string utf8(made != nullptr ? made : "", length);
-        utilDelete(made);
-        if (result == ELEM_CHARSET_LOSS) {
+        const std::string utf8 = Charset(terms).toUtf8(given, element.getVr(), &loss);
+        if (loss.count != 0) {
             char byte[8];
             std::snprintf(byte, sizeof byte, "%02X", static_cast<unsigned char>(given[loss.first]));
             return fault(where, std::to_string(loss.count) + (loss.count == 1 ? " byte is" : " bytes are") +
                                     " no character of '" + withEscapes(terms) + "', the first is " + byte +
                                     " at offset " + std::to_string(loss.first));
         }
-        if (result != RESULT_OK || !exchange(list, element, vr, utf8)) fault(where, resultText(result));
+        if (!exchange(list, element, utf8)) fault(where, "too long for its value representation");
     }
 
     // An element of the same VR with that text.
-    bool exchange(DcElemList& list, DcElem& element, DICT_VR vr, std::string text) {
+    bool exchange(DcElemList& list, DcElem& element, std::string text) {
+        const DICT_VR vr = element.getVr();
         if (text.size() % 2 != 0) text += ' ';
         const auto length = static_cast<unsigned int>(text.size());
         const orvkit::Mode mode = orvkit::Mode::explicitLittle();

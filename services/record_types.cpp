@@ -70,7 +70,7 @@ constexpr RecordKey presentationKeys[] = {
     {T_0070_0084_contentCreatorsName, Need::empty},
     {T_0070_0402_blendingSequence, Need::given},
 };
-constexpr RecordKey waveformKeys[] = {
+constexpr RecordKey datedKeys[] = {
     {T_0008_0023_contentDate, Need::made},
     {T_0008_0033_contentTime, Need::made},
     {T_0020_0013_instanceNumber, Need::made},
@@ -128,11 +128,6 @@ constexpr RecordKey hangingProtocolKeys[] = {
     {T_0072_0014_numberOfPriorsReferenced, Need::required},
 };
 
-constexpr RecordKey datedKeys[] = {
-    {T_0008_0023_contentDate, Need::made},
-    {T_0008_0033_contentTime, Need::made},
-    {T_0020_0013_instanceNumber, Need::made},
-};
 constexpr RecordKey assessmentKeys[] = {
     {T_0008_0012_instanceCreationDate, Need::made},
     {T_0008_0013_instanceCreationTime, Need::made},
@@ -196,7 +191,7 @@ constexpr TypeKeys typeKeys[] = {
     {DIR_REC_RT_PLAN, planKeys},
     {DIR_REC_RT_TREAT_RECORD, treatmentKeys},
     {DIR_REC_PRESENTATION, presentationKeys},
-    {DIR_REC_WAVEFORM, waveformKeys},
+    {DIR_REC_WAVEFORM, datedKeys},
     {DIR_REC_SR_DOCUMENT, srKeys},
     {DIR_REC_KEY_OBJECT_DOC, keyObjectKeys},
     {DIR_REC_SPECTROSCOPY, spectroscopyKeys},

@@ -14,16 +14,9 @@ namespace services {
 namespace {
 
 Charset charsetOf(DcElemList& list, const Charset& inherited) {
-    for (DcElem* e = list.first(); e != nullptr && tagOf(*e) <= T_0008_0005_specificCharacterSet;
-         e = e->next()) {
-        if (tagOf(*e) != T_0008_0005_specificCharacterSet) continue;
-        unsigned char frame[1024];
-        unsigned int size = 0;
-        if (e->getBufSize(size, nullptr) != 0 || size > sizeof frame) break;
-        if (e->frame(frame, size, UID_LITTLE_ENDIAN_IMPLICIT) != 0) break;
-        return Charset(std::string_view(reinterpret_cast<const char*>(frame) + 8, size - 8));
-    }
-    return inherited;
+    DcElem* const named = elementOf(list, T_0008_0005_specificCharacterSet);
+    std::string terms;
+    return named != nullptr && bytesOf(*named, terms) ? Charset(terms) : inherited;
 }
 
 // Numbers of little endian bytes.
