@@ -322,8 +322,32 @@ TEST_F(Deflate, ABombEndsAtTheLimit) {
               "File '" + path + "', the compressed data set becomes larger than 1048576 bytes");
 }
 
+// A sink that is full, and no memory for the stream itself.
+TEST_F(Deflate, WhatCannotBeTakenEndsThePump) {
+    struct Full final : orvkit::ByteSink {
+        [[nodiscard]] bool put(std::span<const unsigned char> bytes) override {
+            return (room -= static_cast<std::int64_t>(bytes.size())) >= 0;
+        }
+        std::int64_t room = 100000;
+    } full;
+    const Bytes packed = deflated(Bytes(300000));
+    CodecPump pump(codec().decoder(), full);
+    EXPECT_EQ(pump.push(packed, true), orvkit::CodecFault::refused);
+    EXPECT_EQ(CodecPump(nullptr, full).push(packed, true), orvkit::CodecFault::memory);
+    // What stands behind the end is not taken.
+    orvkit::MemorySink all;
+    CodecPump whole(codec().decoder(), all, 300000);
+    EXPECT_EQ(whole.push(joined(packed, {9, 9}), true), orvkit::CodecFault::none);
+    EXPECT_EQ(whole.taken(), packed.size());
+    CodecPump more(codec().decoder(), all, 299999);
+    EXPECT_EQ(more.push(packed, true), orvkit::CodecFault::tooLarge);
+    EXPECT_EQ(more.given(), 299999u);
+}
+
 TEST_F(Deflate, WithoutTheCodecItIsAsItWas) {
+    EXPECT_EQ(orvkit::codecOf(UID_JPIP_REFERENCED_DEFLATE), &codec());
     orvkit::registerCodec(orvkit::Packing::deflated, nullptr);
+    EXPECT_EQ(orvkit::codecOf(UID_JPIP_REFERENCED_DEFLATE), nullptr);
     DcElemList dataset;
     EXPECT_EQ(read(fileOf({1, 0, 0, 0xFF, 0xFF}), dataset), ELEM_XFER_SYNTAX);
     std::vector<std::thread> threads;
