@@ -61,8 +61,8 @@ bool sameNumber(double a, double b) {
            std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b);
 }
 
-// The C library's number. Where a text begins with none it is zero (C17 7.22.1.3), which some libraries give the
-// sign of what they gave up.
+// The C library's number. Where a text begins with none it is zero (C17 7.22.1.3), which some libraries give
+// the sign of what they gave up.
 double libraryNumber(const std::string& text) {
     char* end = nullptr;
     const double number = std::strtod(text.c_str(), &end);
