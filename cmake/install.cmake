@@ -6,21 +6,26 @@ install(TARGETS orvkit EXPORT orvkitTargets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
         RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(DIRECTORY include/orvkit DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-        FILES_MATCHING PATTERN "*.h" PATTERN "*.def" PATTERN deflate.h EXCLUDE)
+        FILES_MATCHING PATTERN "*.h" PATTERN "*.def" REGEX "/(deflate|image)\\.h$" EXCLUDE)
 install(EXPORT orvkitTargets NAMESPACE orvkit:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/orvkit)
 
-# The library over zlib is a component: installed alone by `cmake --install ... --component deflate`, and asked for by
-# find_package(orvkit COMPONENTS deflate).
-if(TARGET orvkit_deflate)
-  set_target_properties(orvkit_deflate PROPERTIES INSTALL_RPATH "$ORIGIN")
-  install(TARGETS orvkit_deflate EXPORT orvkitDeflateTargets
-          LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT deflate NAMELINK_COMPONENT deflate
-          ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT deflate
-          RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT deflate)
-  install(FILES include/orvkit/deflate.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/orvkit COMPONENT deflate)
-  install(EXPORT orvkitDeflateTargets NAMESPACE orvkit:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/orvkit
-          COMPONENT deflate)
-endif()
+# The libraries beside the core are components: installed alone by `cmake --install ... --component deflate`, and asked
+# for by find_package(orvkit COMPONENTS deflate). Each has a header of its name.
+foreach(component deflate image)
+  if(TARGET orvkit_${component})
+    string(SUBSTRING ${component} 0 1 first)
+    string(TOUPPER ${first} first)
+    string(REGEX REPLACE "^." ${first} capitalized ${component})
+    set_target_properties(orvkit_${component} PROPERTIES INSTALL_RPATH "$ORIGIN")
+    install(TARGETS orvkit_${component} EXPORT orvkit${capitalized}Targets
+            LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${component} NAMELINK_COMPONENT ${component}
+            ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${component}
+            RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT ${component})
+    install(FILES include/orvkit/${component}.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/orvkit COMPONENT ${component})
+    install(EXPORT orvkit${capitalized}Targets NAMESPACE orvkit:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/orvkit
+            COMPONENT ${component})
+  endif()
+endforeach()
 
 if(ORVKIT_TOOLS)
   # Finds the library beside it, wherever the prefix is.
@@ -44,7 +49,10 @@ install(FILES ${PROJECT_BINARY_DIR}/orvkitConfig.cmake ${PROJECT_BINARY_DIR}/orv
 file(RELATIVE_PATH from_pkgconfig_to_prefix ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(packaging/orvkit.pc.in ${PROJECT_BINARY_DIR}/orvkit.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/orvkit.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
-if(TARGET orvkit_deflate)
-  configure_file(packaging/orvkit_deflate.pc.in ${PROJECT_BINARY_DIR}/orvkit_deflate.pc @ONLY)
-  install(FILES ${PROJECT_BINARY_DIR}/orvkit_deflate.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT deflate)
-endif()
+foreach(component deflate image)
+  if(TARGET orvkit_${component})
+    configure_file(packaging/orvkit_${component}.pc.in ${PROJECT_BINARY_DIR}/orvkit_${component}.pc @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/orvkit_${component}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+            COMPONENT ${component})
+  endif()
+endforeach()

@@ -36,6 +36,21 @@ macro(orvkit_find_zlib)
   endif()
 endmacro()
 
+# ORVKIT_<name> becomes a target to link, or empty: the codecs' libraries are those of this machine alone.
+macro(orvkit_find_codec name header library)
+  set(ORVKIT_${name} "")
+  if(NOT CMAKE_CROSSCOMPILING)
+    find_path(ORVKIT_${name}_INCLUDE ${header} PATH_SUFFIXES ${ARGN})
+    find_library(ORVKIT_${name}_LIBRARY ${library})
+    if(ORVKIT_${name}_INCLUDE AND ORVKIT_${name}_LIBRARY)
+      set(ORVKIT_${name} orvkit_codec_${library})
+      add_library(orvkit_codec_${library} UNKNOWN IMPORTED GLOBAL)
+      set_target_properties(orvkit_codec_${library} PROPERTIES IMPORTED_LOCATION ${ORVKIT_${name}_LIBRARY}
+                            INTERFACE_INCLUDE_DIRECTORIES ${ORVKIT_${name}_INCLUDE})
+    endif()
+  endif()
+endmacro()
+
 macro(orvkit_find_cli11)
   if(CMAKE_CROSSCOMPILING)
     orvkit_link_host_headers(CLI11::CLI11 CLI CLI/CLI.hpp)

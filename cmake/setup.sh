@@ -1,7 +1,8 @@
 # Sourced by ./demo, ./check and .ci/run: puts the tools of a build in place.
 # shellcheck shell=bash
 
-build_packages=(g++ cmake ninja-build pkg-config libgtest-dev nlohmann-json3-dev libcli11-dev zlib1g-dev)
+build_packages=(g++ cmake ninja-build pkg-config libgtest-dev nlohmann-json3-dev libcli11-dev zlib1g-dev
+  libjpeg62-turbo-dev libcharls-dev libopenjp2-7-dev libopenjph-dev libjxl-dev libpng-dev libtiff-dev)
 peer_packages=(dcmtk libgdcm-tools dicom3tools ncompress orthanc curl python3-pydicom)
 gate_packages=(clang clang-format clang-tidy libclang-rt-14-dev)
 cross_packages=(g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix libz-mingw-w64-dev wine wine64 g++-multilib

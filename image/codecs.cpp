@@ -1,0 +1,69 @@
+// The codecs, one row a transfer syntax.
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+#include "image/codec.h"
+
+namespace orvkit::image {
+
+namespace {
+
+// What a row takes in and gives back.
+enum class Holds { bytes, unsignedOnly, any };
+constexpr bool kLossless = true;
+constexpr bool kLossy = false;
+
+constexpr Codec row(const char* uid, const char* name, const char* label, const char* library,
+                    const Coder* coder, bool lossless, Holds holds, unsigned int minBits,
+                    unsigned int maxBits) {
+    const bool there = coder != nullptr;
+    return {{uid, name, label, library, lossless, holds == Holds::bytes, minBits, maxBits,
+             holds != Holds::unsignedOnly, true, there, there && name[0] != '\0'},
+            coder};
+}
+
+// The codecs of libraries that CMakeLists.txt has found.
+constexpr const Coder* kCharLs = ORVKIT_WITH_CHARLS ? &kJpegLs : nullptr;
+constexpr const char* kCharLsName = "CharLS (libcharls-dev)";
+
+// clang-format off
+constexpr std::array kCodecs{
+    //  transfer syntax           name          label           library      codec           loss       holds         bits stored
+    row("1.2.840.10008.1.2",      "",           "Uncompressed", "",          &kUncompressed, kLossless, Holds::bytes,  1, 64),
+    row("1.2.840.10008.1.2.1",    "",           "Uncompressed", "",          &kUncompressed, kLossless, Holds::bytes,  1, 64),
+    row("1.2.840.10008.1.2.1.99", "",           "Uncompressed", "",          &kUncompressed, kLossless, Holds::bytes,  1, 64),
+    row("1.2.840.10008.1.2.1.98", "uncompressed-frames", "Uncompressed", "", &kUncompressed, kLossless, Holds::bytes,  1, 64),
+    row("1.2.840.10008.1.2.5",    "rle",        "RLE",          "",          &kRle,          kLossless, Holds::bytes,  1, 64),
+    row("1.2.840.10008.1.2.4.80", "jpegls",     "JPEG-LS",      kCharLsName, kCharLs,        kLossless, Holds::any,    2, 16),
+    row("1.2.840.10008.1.2.4.81", "jpegls-near", "JPEG-LS",     kCharLsName, kCharLs,        kLossy,    Holds::any,    2, 16),
+};
+// clang-format on
+
+constexpr auto kFacts = [] {
+    std::array<DcImageCodec, kCodecs.size()> facts{};
+    for (std::size_t i = 0; i < facts.size(); ++i) facts[i] = kCodecs[i].facts;
+    return facts;
+}();
+
+}  // namespace
+
+const Codec* findCodec(const char* uidOrName) noexcept {
+    const std::string_view wanted = uidOrName != nullptr ? uidOrName : "";
+    const auto* found = std::ranges::find_if(kCodecs, [&](const Codec& codec) {
+        return !wanted.empty() && (codec.facts.uid == wanted || codec.facts.name == wanted);
+    });
+    return found == kCodecs.end() ? nullptr : found;
+}
+
+}  // namespace orvkit::image
+
+const DcImageCodec* imageCodecs(std::size_t& count) noexcept {
+    count = orvkit::image::kFacts.size();
+    return orvkit::image::kFacts.data();
+}
+
+const DcImageCodec* imageFindCodec(const char* uidOrName) noexcept {
+    const orvkit::image::Codec* codec = orvkit::image::findCodec(uidOrName);
+    return codec != nullptr ? &codec->facts : nullptr;
+}

@@ -1,0 +1,117 @@
+// The library's face: what callers give is looked at, codes and words go back.
+#include "orvkit/image.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <iterator>
+#include <new>
+#include <string_view>
+
+#include "image/codec.h"
+
+namespace {
+
+using orvkit::image::Bytes;
+using orvkit::image::Codec;
+using orvkit::image::Fault;
+
+constexpr const char* kPhotometric[] = {"",        "MONOCHROME1", "MONOCHROME2",  "PALETTE COLOR",
+                                        "RGB",     "YBR_FULL",    "YBR_FULL_422", "YBR_PARTIAL_420",
+                                        "YBR_ICT", "YBR_RCT",     "XYB"};
+
+Bytes bytes(const void* data, std::size_t length) {
+    return {static_cast<const unsigned char*>(data), data == nullptr ? 0 : length};
+}
+
+// Runs `work` for the codec, and tells how it went.
+template <typename Work>
+int tell(const char* uid, const DcImagePixels& pixels, DcImageResult* result, Work work) noexcept {
+    DcImageResult unused;
+    DcImageResult& found = result != nullptr ? *result : unused;
+    found = {};
+    found.pixels = pixels;
+    const Codec* codec = orvkit::image::findCodec(uid);
+    if (codec == nullptr) {
+        (void)std::snprintf(found.text, sizeof found.text, "no codec for %s", uid != nullptr ? uid : "null");
+        return IMAGE_NO_CODEC;
+    }
+    try {
+        const Fault fault = work(*codec, found);
+        if (fault) {
+            (void)std::snprintf(found.text, sizeof found.text, "%s: %s", codec->facts.label,
+                                fault.words.c_str());
+        }
+        return fault.code;
+    } catch (const std::bad_alloc&) {
+        (void)std::snprintf(found.text, sizeof found.text, "%s: memory is short", codec->facts.label);
+        return IMAGE_NO_MEMORY;
+    }
+}
+
+}  // namespace
+
+const char* imagePhotometricText(DcPhotometric photometric) noexcept {
+    const auto index = static_cast<std::size_t>(photometric);
+    return index < std::size(kPhotometric) ? kPhotometric[index] : "";
+}
+
+DcPhotometric imagePhotometricOf(const char* text) noexcept {
+    std::string_view term = text != nullptr ? text : "";
+    while (!term.empty() && term.back() == ' ') term.remove_suffix(1);
+    const auto* found = std::find(std::begin(kPhotometric), std::end(kPhotometric), term);
+    return found == std::end(kPhotometric) ? DcPhotometric::none
+                                           : static_cast<DcPhotometric>(found - std::begin(kPhotometric));
+}
+
+int imageCheckPixels(const DcImagePixels& pixels) noexcept {
+    constexpr unsigned int kAllocated[] = {1, 8, 16, 32, 64};
+    const auto within = [](unsigned int value, unsigned int least, unsigned int most) {
+        return value >= least && value <= most;
+    };
+    const bool sound = within(pixels.rows, 1, 65535) && within(pixels.columns, 1, 65535) &&
+                       within(pixels.samples, 1, 4) &&
+                       std::ranges::find(kAllocated, pixels.bitsAllocated) != std::end(kAllocated) &&
+                       within(pixels.bitsStored, 1, pixels.bitsAllocated) &&
+                       within(pixels.highBit, pixels.bitsStored - 1, pixels.bitsAllocated - 1);
+    return sound ? RESULT_OK : IMAGE_PIXELS;
+}
+
+unsigned long long imageFrameBytes(const DcImagePixels& pixels) noexcept {
+    if (imageCheckPixels(pixels) != RESULT_OK) return 0;
+    return (std::uint64_t{pixels.rows} * pixels.columns * pixels.samples * pixels.bitsAllocated + 7) / 8;
+}
+
+int imageCheckFrame(const char* uid, const DcImagePixels& says, const void* stream, std::size_t length,
+                    DcImageResult* result) noexcept {
+    return tell(uid, says, result, [&](const Codec& codec, DcImageResult& found) {
+        orvkit::image::Header header;
+        Fault fault = checkFrame(codec, says, bytes(stream, length), header);
+        found.precision = header.bits;
+        found.lossy = header.lossy;
+        return fault;
+    });
+}
+
+int imageDecodeFrame(const char* uid, const DcImagePixels& says, const void* stream, std::size_t length,
+                     void* frame, std::size_t room, DcImageResult* result) noexcept {
+    return tell(uid, says, result, [&](const Codec& codec, DcImageResult& found) {
+        const orvkit::image::Room out(static_cast<unsigned char*>(frame), frame == nullptr ? 0 : room);
+        return decodeFrame(codec, says, bytes(stream, length), out, found);
+    });
+}
+
+int imageEncodeFrame(const char* uidOrName, const DcImagePixels& pixels, const void* frame,
+                     std::size_t length, const DcImageOptions& options, std::vector<unsigned char>& stream,
+                     DcImageResult* result) noexcept {
+    return tell(uidOrName, pixels, result, [&](const Codec& codec, DcImageResult& found) {
+        const std::size_t before = stream.size();
+        try {
+            return encodeFrame(codec, pixels, bytes(frame, length), options, stream, found);
+        } catch (const std::bad_alloc&) {
+            stream.resize(before);
+            throw;
+        }
+    });
+}
