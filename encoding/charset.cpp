@@ -244,6 +244,7 @@ class Encoding {
 
     // False when no set has the character.
     bool put(std::string_view character) {
+        if (character.front() == escapeCharacter) return false;  // it would begin an escape sequence
         if (character.size() == 1) return putAscii(character.front());
         if (sets_.firstG0->kind == CodeKind::romaji && character == "\xE2\x80\xBE") {
             restoreG0();

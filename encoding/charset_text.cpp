@@ -12,8 +12,18 @@ namespace orvkit {
 
 namespace {
 
-Charset charsetFor(const char* terms, DICT_VR vr) {
-    return Charset(terms != nullptr && vrRowOfAny(vr).charset ? terms : "");
+// Of each thread the last ones are kept: the texts of a data set have most often the same.
+const Charset& charsetFor(const char* terms, DICT_VR vr) {
+    static const Charset standard("");
+    if (terms == nullptr || *terms == '\0' || !vrRowOfAny(vr).charset) return standard;
+    thread_local std::string last;
+    thread_local Charset charset("");
+    if (last != terms) {
+        last.clear();
+        charset = Charset(terms);
+        last = terms;
+    }
+    return charset;
 }
 
 TextKind kindOf(DICT_VR vr) noexcept {
@@ -43,7 +53,7 @@ int convert(const Wanted& wanted, const char* terms, DICT_VR vr, const char* tex
     converted = nullptr;
     convertedLength = 0;
     if (text == nullptr && length != 0) return ELEM_NULL_ARGUMENT;
-    const Charset charset = charsetFor(terms, vr);
+    const Charset& charset = charsetFor(terms, vr);
     if (wanted.everyTerm && !charset.known()) return ELEM_CHARSET;
     DcTextLoss lost;
     const std::string made = (charset.*wanted.conversion)({text, length}, kindOf(vr), lost);

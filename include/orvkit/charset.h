@@ -36,9 +36,9 @@ ORVKIT_API int textCheckCharset(const char* terms);
 // gone, so values are to be told apart after this call, not before.
 ORVKIT_API int textToUtf8(const char* terms, DICT_VR vr, const char* text, unsigned int length,
                           char*& converted, unsigned int& convertedLength, DcTextLoss* loss = nullptr);
-// "?" stands for each character that none of the sets has, and for each byte that is no UTF-8. Escape
-// sequences go where PS3.5 6.1.2.5.3 wants them. ELEM_CHARSET, and nothing is there, when a term is not
-// known.
+// "?" stands for each character that none of the sets has, for ESC where escape sequences may be, and for
+// each byte that is no UTF-8. Escape sequences go where PS3.5 6.1.2.5.3 wants them. ELEM_CHARSET, and nothing
+// is there, when a term is not known.
 ORVKIT_API int textFromUtf8(const char* terms, DICT_VR vr, const char* utf8, unsigned int length,
                             char*& converted, unsigned int& convertedLength, DcTextLoss* loss = nullptr);
 
