@@ -16,8 +16,15 @@ class Charset {
     Charset() = default;
     // From the value of (0008,0005), values separated by backslashes.
     explicit Charset(std::string_view terms) : terms_(terms) {}
+    // None: toUtf8 then gives the bytes as they are.
+    static Charset none() {
+        Charset charset;
+        charset.converts_ = false;
+        return charset;
+    }
 
     const std::string& terms() const { return terms_; }
+    bool converts() const { return converts_; }
     // Every term is one that can be converted.
     bool known() const { return textCheckCharset(terms_.c_str()) == 0; }
     // Valid UTF-8, whatever the bytes: what cannot be converted becomes U+FFFD. A backslash in the result
@@ -26,12 +33,13 @@ class Charset {
 
   private:
     std::string terms_;
+    bool converts_ = true;
 };
 
 // Whether text needs nothing done: printable ASCII only.
 bool isPlainAscii(std::string_view text);
-// With control characters (C0, DEL, C1) written as escapes: \n, \t, \x1b, \u0085.
-std::string withEscapes(std::string_view utf8);
+// With control characters (C0, DEL, and C1 of UTF-8) written as escapes: \n, \t, \x1b, \u0085.
+std::string withEscapes(std::string_view text, bool isUtf8 = true);
 // The first `count` characters.
 std::string_view firstCharacters(std::string_view utf8, std::size_t count);
 

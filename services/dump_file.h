@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "orvkit/elemlist.h"
+#include "services/charset.h"
 
 namespace services {
 
@@ -14,6 +15,7 @@ struct DumpedFile {
 
     std::string path;
     Kind kind = Kind::file;
+    const Charset* charset = nullptr;  // of all its text, whatever the file names; null: what it names
     DcElemList meta;
     DcElemList data;                  // Pixel Data refers to its bytes in a file
     std::vector<std::string> faults;  // one line each, to follow the path

@@ -203,6 +203,7 @@ class DumpRun {
     void show(const Found& found, std::size_t number, DumpForm& look, Output& out) {
         DumpedFile file;
         file.path = found.path;
+        if (request_.charset) file.charset = &*request_.charset;
         if (found.fault.empty()) {
             readForDump(file);
             if (file.kind == DumpedFile::Kind::file) {

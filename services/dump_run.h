@@ -2,9 +2,11 @@
 #ifndef ORVKIT_SERVICES_DUMP_RUN_H
 #define ORVKIT_SERVICES_DUMP_RUN_H
 
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "services/charset.h"
 #include "services/print_forms.h"
 #include "services/tag_names.h"
 
@@ -17,7 +19,8 @@ struct DumpRequest {
     Pick pick;
     DumpLook look = DumpLook::tree;
     PrintLook print;
-    unsigned int jobs = 1;  // threads
+    std::optional<Charset> charset;  // of all text, whatever the files name
+    unsigned int jobs = 1;           // threads
 };
 
 // Shows each file on standard output, followed by what is wrong with it on standard error. false when

@@ -25,6 +25,7 @@ class PrintForm : public DumpForm {
         if (title != nullptr) out_ << "==> " << withEscapes(title) << " <==\n";
         for (DcElemList* list : {&file.meta, &file.data}) {
             const Place place(*list, file);
+            isUtf8_ = place.charset.converts();
             if (pick.everything()) {
                 everything(place);
             } else {
@@ -67,7 +68,7 @@ class PrintForm : public DumpForm {
         if (isPlainAscii(shown)) {
             out_ << shown;
         } else {
-            out_ << withEscapes(shown);
+            out_ << withEscapes(shown, isUtf8_);
         }
         return shown.size() == text.size();
     }
@@ -124,6 +125,7 @@ class PrintForm : public DumpForm {
   private:
     char name_[64];
     std::string keyword_;
+    bool isUtf8_ = true;
 };
 
 class TreeForm final : public PrintForm {

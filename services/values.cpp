@@ -13,7 +13,8 @@
 namespace services {
 namespace {
 
-Charset charsetOf(DcElemList& list, const Charset& inherited) {
+Charset charsetOf(DcElemList& list, const DumpedFile& file, const Charset& inherited) {
+    if (file.charset != nullptr) return *file.charset;
     DcElem* const named = elementOf(list, T_0008_0005_specificCharacterSet);
     std::string terms;
     return named != nullptr && bytesOf(*named, terms) ? Charset(terms) : inherited;
@@ -41,10 +42,13 @@ std::string_view trimmed(std::string_view text, bool front) {
 }  // namespace
 
 Place::Place(DcElemList& elements, const DumpedFile& dumped)
-    : list(elements), file(dumped), charset(charsetOf(elements, Charset())) {}
+    : list(elements), file(dumped), charset(charsetOf(elements, dumped, Charset())) {}
 
 Place::Place(DcElemList& elements, const Place& around)
-    : list(elements), file(around.file), outer(&around), charset(charsetOf(elements, around.charset)) {}
+    : list(elements),
+      file(around.file),
+      outer(&around),
+      charset(charsetOf(elements, around.file, around.charset)) {}
 
 bool Place::signedPixels() const {
     for (const Place* p = this; p != nullptr; p = p->outer) {

@@ -23,7 +23,9 @@ struct Place {
     DcElemList& list;
     const DumpedFile& file;
     const Place* outer = nullptr;
-    Charset charset;  // of the innermost data set that names one (PS3.5 6.1.2.3)
+    // That of the file, if it has been given one; or else of the innermost data set that names one
+    // (PS3.5 6.1.2.3).
+    Charset charset;
 
     bool signedPixels() const;
 };

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "orvkit/file.h"
+#include "services/charset.h"
 #include "services/dump_run.h"
 #include "services/report.h"
 #include "tools/commands.h"
@@ -21,10 +22,20 @@ struct DumpOptions {
     bool json = false;
     bool full = false;
     bool keywords = false;
+    std::string charset = "utf8";
     unsigned int jobs = 0;  // 0: as many as there are processors
 };
 
+std::string charsetFault(const std::string& text) {
+    if (text == "utf8" || text == "raw") return {};
+    if (!text.empty() && Charset(text).known()) return {};
+    return "'" + text + "' is neither utf8 nor raw, nor a character set such as ISO_IR 100, GB18030 or " +
+           "'ISO 2022 IR 6\\ISO 2022 IR 87'";
+}
+
 int dump(const DumpOptions& options) {
+    if (options.json && options.charset == "raw")
+        return misused("--json is UTF-8: it excludes --charset raw");
     DumpRequest request;
     for (const std::string& tags : options.tags) {
         const std::string unknown = request.pick.add(tags);
@@ -33,6 +44,11 @@ int dump(const DumpOptions& options) {
     }
     request.paths = options.paths;
     request.look = options.json ? DumpLook::json : options.flat ? DumpLook::flat : DumpLook::tree;
+    if (options.charset == "raw") {
+        request.charset = Charset::none();
+    } else if (options.charset != "utf8") {
+        request.charset = Charset(options.charset);
+    }
     request.print = {.full = options.full, .keywords = options.keywords};
     const unsigned int jobs = options.jobs > 0 ? options.jobs : std::thread::hardware_concurrency();
     // The log of the library is that of all threads: where all of it is shown, it stays in order.
@@ -60,6 +76,14 @@ void addDump(Command& program) {
                   "name (PatientName). Several with commas between, or the option again");
     command.flag("--keywords", options->keywords, "Name elements by tag and keyword: (0010,0010) PatientName")
         .excludes("--json");
+    command
+        .text(
+            "--charset", options->charset,
+            "How text is shown: utf8, brought to UTF-8 from the Specific Character Set that the file names; "
+            "raw, the bytes as they are; or the character set to take it for, whatever the file names "
+            "(ISO_IR 100)")
+        .check(charsetFault)
+        .value("utf8|raw|TERMS");
     command.flag("--full", options->full, "Show long values and lists of values whole");
     command.number("--jobs", options->jobs, "Files that are read at once; as many as there are processors")
         .range(1, 64)

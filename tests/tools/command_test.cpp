@@ -87,6 +87,40 @@ all | wc -l)sh");
     EXPECT_GE(std::atoi(outcome.out.c_str()), 23) << outcome.out;
 }
 
+TEST_F(CommandTest, DumpShowsTextInTheCharacterSetAskedFor) {
+    char name[] = "A^\xC2\x85\xD0\x1B";  // NEL, were it UTF-8
+    DcElemList list;
+    list.add(new DcElem(T_0008_0005_specificCharacterSet, "ISO_IR 144"));
+    list.add(new DcElem(T_0008_0016_sopClassUid, UID_SC_IMAGE_STORAGE));
+    list.add(new DcElem(T_0008_0018_sopInstanceUid, "1.2.3"));
+    list.add(
+        new DcElem(T_0010_0010_patientsName, name, sizeof name - 1, UID_LITTLE_ENDIAN_EXPLICIT, VR_PN, 0));
+    DcDirMetaInfo meta;
+    meta.version = 1;
+    meta.transferSyntax = UID_LITTLE_ENDIAN_EXPLICIT;
+    ASSERT_EQ(dirWriteFile((dir / "file").c_str(), meta, list), 0);
+    const struct {
+        const char* options;
+        const char* shown;  // "": refused
+    } rows[] = {
+        {"", " A^Т\\u0085а\\x1b\n"},
+        {"--charset utf8 --flat", " A^Т\\u0085а\\x1b\n"},
+        {"--charset raw", " A^\xC2\x85\xD0\\x1b\n"},
+        {"--charset ISO_IR\\ 100", " A^Â\\u0085Ð\\x1b\n"},
+        {"--charset 'ISO 2022 IR 100\\ISO 2022 IR 87'", " A^Â\\u0085Ð\\x1b\n"},
+        {"--charset ISO_IR\\ 126 --json", "\"A^Β\xC2\x85Π\\u001b\""},
+        {"--charset nonsense", ""},
+        {"--charset ''", ""},
+        {"--charset raw --json", ""},
+    };
+    for (const auto& row : rows) {
+        const Outcome outcome = sh(std::string("orvkit dump file --tag PatientName ") + row.options);
+        EXPECT_EQ(outcome.status, *row.shown == '\0' ? 2 : 0) << row.options;
+        EXPECT_TRUE(holds(outcome.out, row.shown)) << row.options;
+        EXPECT_EQ(outcome.err.empty(), *row.shown != '\0') << row.options;
+    }
+}
+
 TEST_F(CommandTest, OutputThatCannotBeWrittenIsAFailure) {
     EXPECT_EQ(sh("orvkit lookup patient >/dev/full").status, 1);
     EXPECT_EQ(sh("orvkit lookup patient >&-").status, 1);
