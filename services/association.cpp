@@ -3,6 +3,7 @@
 #include <chrono>
 #include <utility>
 
+#include "dictionary/uid_text.h"
 #include "orvkit/result.h"
 #include "orvkit/tags.h"
 #include "services/elements.h"
@@ -49,6 +50,7 @@ bool Association::open(std::vector<DcMsmSopXferSyn> contexts) {
     info.maxPduLen = options_.maxPdu;
     info.timeouts = options_.timeouts();
     forgetFault();
+    msm_->ownNegotiation() = proposed_;
     if (giveIdentity() && check(msm_->connect(options_.host.c_str(), info), MSM_ACCEPTED)) {
         DcPduBytes response;
         if (!options_.confirmUser || msm_->peerNegotiation().getIdentityResponse(&response) == RESULT_OK)
@@ -75,6 +77,15 @@ bool Association::giveIdentity() {
     if (msm_->ownNegotiation().setIdentity(&identity) == RESULT_OK) return true;
     fault_ = "the user and the password are too long";
     return false;
+}
+
+std::vector<unsigned char> Association::agreed(DICT_UID sopClass) const {
+    DcPduExtNeg item;
+    for (unsigned int i = 0; isOpen() && msm_->peerNegotiation().getExtNeg(i, &item) == RESULT_OK; ++i) {
+        if (orvkit::uidText(sopClass) == std::string_view(item.sopClassUid))
+            return {item.info.data, item.info.data + item.info.length};
+    }
+    return {};
 }
 
 bool Association::waitReadable(int milliseconds) const {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "orvkit/msm.h"
+#include "orvkit/negotiation.h"
 #include "services/peer.h"
 
 namespace services {
@@ -23,6 +24,11 @@ class Association {
     // Aborts what was not released.
     ~Association();
 
+    // What open() proposes beside contexts and the identity: extended negotiation of SOP classes (PS3.7
+    // D.3.3.5, D.3.3.6).
+    DcPduNegotiation& proposed() { return proposed_; }
+    // What the peer answered to the extended negotiation of a class; nothing when it did not.
+    std::vector<unsigned char> agreed(DICT_UID sopClass) const;
     // At most MSM_PROPOSAL_MAX contexts. False: fault() tells why.
     [[nodiscard]] bool open(std::vector<DcMsmSopXferSyn> contexts);
     // Waits, that many milliseconds at most, until something comes from the peer or its connection ends.
@@ -71,6 +77,7 @@ class Association {
 
     const PeerOptions& options_;
     std::vector<DcMsmSopXferSyn> contexts_;
+    DcPduNegotiation proposed_;
     std::unique_ptr<DcMsm> msm_;
     unsigned short messageId_ = 0;  // of the last request
     std::string fault_;

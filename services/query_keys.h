@@ -18,6 +18,11 @@ struct QueryOptions : PeerOptions {
     bool json = false;
     int maxTime = -1;         // seconds; 0: no bound; negative: as Answers has it
     int maxResults = 100000;  // of find
+    // Of find: what the peer is asked to do beyond the baseline (PS3.4 C.5.1.1).
+    bool relational = false;
+    bool dateTime = false;
+    bool fuzzyNames = false;
+    bool timezone = false;
 
     bool patientRoot() const { return root == "patient"; }
 };

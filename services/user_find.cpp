@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <memory>
 
+#include "dictionary/uid_text.h"
+#include "foundation/text.h"
 #include "orvkit/result.h"
 #include "orvkit/tags.h"
 #include "services/association.h"
@@ -156,6 +158,42 @@ int receiveResults(Association& association, const QueryOptions& options, Answer
     return failed("%s: %s", peer.c_str(), fault.c_str());
 }
 
+// What PS3.4 C.5.1.1 has a byte for, in that order.
+struct Feature {
+    bool QueryOptions::*wanted;
+    const char* what;
+};
+constexpr Feature kFeatures[] = {
+    {&QueryOptions::relational, "relational queries"},
+    {&QueryOptions::dateTime, "matching dates and times as one"},
+    {&QueryOptions::fuzzyNames, "fuzzy matching of names"},
+    {&QueryOptions::timezone, "adjusting time zones"},
+};
+
+void propose(Association& association, const QueryOptions& options, DICT_UID model) {
+    std::vector<unsigned char> wanted;
+    std::size_t used = 0;
+    for (const Feature& feature : kFeatures) {
+        wanted.push_back(options.*feature.wanted ? 1 : 0);
+        if (options.*feature.wanted) used = wanted.size();
+    }
+    if (used == 0) return;
+    DcPduExtNeg item;
+    orvkit::copyText(item.sopClassUid, orvkit::uidText(model));
+    item.info = {wanted.data(), static_cast<unsigned int>(used)};
+    (void)association.proposed().extNegAdd(&item);
+}
+
+// The peer answers all the same, by what it knows.
+void tellWhatIsNotAgreed(const Association& association, const QueryOptions& options, DICT_UID model) {
+    const std::vector<unsigned char> agreed = association.agreed(model);
+    for (std::size_t i = 0; i < std::size(kFeatures); ++i) {
+        if (!(options.*kFeatures[i].wanted) || (i < agreed.size() && agreed[i] == 1)) continue;
+        complain("%s: the peer did not agree to %s, and answers without", options.peer().c_str(),
+                 kFeatures[i].what);
+    }
+}
+
 }  // namespace
 
 int find(const QueryOptions& options) {
@@ -164,7 +202,9 @@ int find(const QueryOptions& options) {
     keys.askForUsual();
     const DICT_UID model = options.patientRoot() ? UID_PAT_ROOT_Q_R_FIND : UID_STUDY_ROOT_Q_R_FIND;
     Association association(options);
+    propose(association, options, model);
     if (!openFor(association, options, model, {})) return EXIT_FAILED;
+    tellWhatIsNotAgreed(association, options, model);
     DcCmdCFindRq request;
     fillRequest(request, model, keys);
     Answers answers(association, options, model);

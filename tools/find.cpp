@@ -15,7 +15,19 @@ void addFind(Command& program) {
     command.number("--max-results", options->maxResults, "Cancel the request when more results come")
         .range(1, 1000000000)
         .value("N");
-    command.footer("--json prints the DICOM JSON model (PS3.18 Annex F): an array with an object a result.");
+    command.flag("--relational", options->relational,
+                 "Ask for keys of any level, without the unique keys of the levels above");
+    command.flag("--date-time", options->dateTime,
+                 "Ask that ranges of a date and of its time are matched as one");
+    command.flag("--fuzzy-names", options->fuzzyNames,
+                 "Ask that names are matched by their sound or the like");
+    command.flag("--timezone", options->timezone,
+                 "Ask that dates and times are adjusted to a time zone, that of the key "
+                 "TimezoneOffsetFromUTC or the peer's");
+    command.footer(
+        "--relational, --date-time, --fuzzy-names and --timezone are proposed when the association is "
+        "opened; what the\npeer does not agree to is told on standard error, and it answers "
+        "without.\n--json prints the DICOM JSON model (PS3.18 Annex F): an array with an object a result.");
     command.run(
         [options, words] { return runAsUser(*options, *words, false, [&] { return find(*options); }); });
 }

@@ -51,13 +51,14 @@ class Provider {
     using Work = std::function<void(DcMsm&)>;
 
     Provider(std::vector<DcMsmSopXferSyn> support, Work work, const char* title = "PROVIDER",
-             int aeTitleCheck = 2)
+             int aeTitleCheck = 2, const Work& prepare = {})
         : support_(std::move(support)), msm_(title, TSM_ROLE_SCP, 0) {
         info_.sopList = support_.data();
         info_.timeouts = seconds(10);
         static const char* known[] = {"KNOWN", nullptr};
         info_.callingAeTitles = known;
         msm_.setAeTitleCheck(aeTitleCheck);
+        if (prepare) prepare(msm_);
         thread_ = std::thread([this, work = std::move(work)] {
             accepted = msm_.connect(info_, MSM_BLOCK_CONNECT_POLL);
             if (accepted != RESULT_OK) return;

@@ -227,6 +227,56 @@ TEST_F(NetworkCommandTest, WhatNeverEndsIsCancelled) {
     }
 }
 
+// The archive grants the bytes of the first 56H that its own have, as PS3.4 C.5.1.1 has it.
+int grant(void* bytes, DcPduAssoRq& request, DcPduNegotiation& answer, DcPduInfoRj&) {
+    auto& [granted, asked] = *static_cast<std::pair<Bytes, Bytes>*>(bytes);
+    DcPduExtNeg item;
+    if (request.negotiation().getExtNeg(0, &item) != RESULT_OK) return RESULT_OK;
+    EXPECT_STREQ(item.sopClassUid, "1.2.840.10008.5.1.4.1.2.2.1");
+    asked.assign(item.info.data, item.info.data + item.info.length);
+    item.info = {granted.data(), static_cast<unsigned int>(granted.size())};
+    if (!granted.empty()) (void)answer.extNegAdd(&item);
+    return RESULT_OK;
+}
+
+TEST_F(NetworkCommandTest, FindProposesWhatItsOptionsAskForAndTellsWhatWasNotAgreedTo) {
+    const struct {
+        const char* options;
+        Bytes granted;
+        Bytes asked;
+        std::vector<std::string> told;
+    } rows[] = {
+        {"", {1, 1, 1, 1}, {}, {}},
+        {"--relational", {1}, {1}, {}},
+        {"--fuzzy-names --date-time", {0, 1, 1, 0, 0}, {0, 1, 1}, {}},
+        {"--timezone --relational", {0}, {1, 0, 0, 1}, {"relational queries", "adjusting time zones"}},
+        {"--fuzzy-names", {}, {0, 0, 1}, {"fuzzy matching of names"}},
+    };
+    for (const auto& row : rows) {
+        std::pair<Bytes, Bytes> bytes(row.granted, {});
+        const auto answer = [](DcMsm& msm) {
+            Message request;
+            ASSERT_EQ(receive(msm, request), MSM_MESSAGE);
+            DcCmdCFindRsp response(static_cast<DcCmdCFindRq*>(request.get()));
+            response.add(new DcElem(T_0000_0900_status, static_cast<unsigned short>(0)));
+            EXPECT_EQ(msm.write(contextOf(*request), &response), RESULT_OK);
+            EXPECT_EQ(receive(msm, request), MSM_RELEASE_REQUESTED);
+        };
+        Provider archive(sopList({UID_STUDY_ROOT_Q_R_FIND}), answer, "ARCHIVE", 0, [&bytes](DcMsm& msm) {
+            (void)msm.setTolerant(1);
+            (void)msm.registerRequestCB(&bytes, &grant);
+        });
+        const Outcome outcome = sh("orvkit find ARCHIVE@127.0.0.1:" + std::to_string(archive.port()) +
+                                   " -k PatientName=MEIER " + row.options);
+        archive.join();
+        EXPECT_EQ(outcome.status, 0) << row.options << outcome.err;
+        EXPECT_EQ(bytes.second, row.asked) << row.options;
+        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), row.told.size()) << outcome.err;
+        for (const std::string& what : row.told)
+            EXPECT_TRUE(holds(outcome.err, "did not agree to " + what + ", and answers without\n"));
+    }
+}
+
 // A peer that answers the first request with what never ends, and hears nothing any more. It calls
 // `now` after each piece.
 class Endless {
