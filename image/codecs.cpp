@@ -24,19 +24,25 @@ constexpr Codec row(const char* uid, const char* name, const char* label, const 
 }
 
 // The codecs of libraries that CMakeLists.txt has found.
+constexpr const Coder* kLibjpeg = ORVKIT_WITH_JPEG ? &kJpeg : nullptr;
+constexpr const char* kLibjpegName = "libjpeg-turbo (libjpeg62-turbo-dev)";
 constexpr const Coder* kCharLs = ORVKIT_WITH_CHARLS ? &kJpegLs : nullptr;
 constexpr const char* kCharLsName = "CharLS (libcharls-dev)";
 
 // clang-format off
 constexpr std::array kCodecs{
-    //  transfer syntax           name          label           library      codec           loss       holds         bits stored
-    row("1.2.840.10008.1.2",      "",           "Uncompressed", "",          &kUncompressed, kLossless, Holds::bytes,  1, 64),
-    row("1.2.840.10008.1.2.1",    "",           "Uncompressed", "",          &kUncompressed, kLossless, Holds::bytes,  1, 64),
-    row("1.2.840.10008.1.2.1.99", "",           "Uncompressed", "",          &kUncompressed, kLossless, Holds::bytes,  1, 64),
-    row("1.2.840.10008.1.2.1.98", "uncompressed-frames", "Uncompressed", "", &kUncompressed, kLossless, Holds::bytes,  1, 64),
-    row("1.2.840.10008.1.2.5",    "rle",        "RLE",          "",          &kRle,          kLossless, Holds::bytes,  1, 64),
-    row("1.2.840.10008.1.2.4.80", "jpegls",     "JPEG-LS",      kCharLsName, kCharLs,        kLossless, Holds::any,    2, 16),
-    row("1.2.840.10008.1.2.4.81", "jpegls-near", "JPEG-LS",     kCharLsName, kCharLs,        kLossy,    Holds::any,    2, 16),
+    //  transfer syntax           name                   label           library       codec           loss       holds                bits stored
+    row("1.2.840.10008.1.2",      "",                    "Uncompressed", "",           &kUncompressed, kLossless, Holds::bytes,         1, 64),
+    row("1.2.840.10008.1.2.1",    "",                    "Uncompressed", "",           &kUncompressed, kLossless, Holds::bytes,         1, 64),
+    row("1.2.840.10008.1.2.1.99", "",                    "Uncompressed", "",           &kUncompressed, kLossless, Holds::bytes,         1, 64),
+    row("1.2.840.10008.1.2.1.98", "uncompressed-frames", "Uncompressed", "",           &kUncompressed, kLossless, Holds::bytes,         1, 64),
+    row("1.2.840.10008.1.2.5",    "rle",                 "RLE",          "",           &kRle,          kLossless, Holds::bytes,         1, 64),
+    row("1.2.840.10008.1.2.4.50", "jpeg",                "JPEG",         kLibjpegName, kLibjpeg,       kLossy,    Holds::unsignedOnly,  8,  8),
+    row("1.2.840.10008.1.2.4.51", "",                    "JPEG",         kLibjpegName, &kJpeg,         kLossy,    Holds::unsignedOnly,  8, 12),
+    row("1.2.840.10008.1.2.4.57", "jpeg-process14",      "JPEG",         "",           &kJpegLossless, kLossless, Holds::any,           2, 16),
+    row("1.2.840.10008.1.2.4.70", "jpeg-lossless",       "JPEG",         "",           &kJpegLossless, kLossless, Holds::any,           2, 16),
+    row("1.2.840.10008.1.2.4.80", "jpegls",              "JPEG-LS",      kCharLsName,  kCharLs,        kLossless, Holds::any,           2, 16),
+    row("1.2.840.10008.1.2.4.81", "jpegls-near",         "JPEG-LS",      kCharLsName,  kCharLs,        kLossy,    Holds::any,           2, 16),
 };
 // clang-format on
 

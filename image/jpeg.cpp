@@ -1,0 +1,53 @@
+// The JPEG of ISO 10918-1: which of its processes a codestream is, it says itself, whatever the transfer
+// syntax.
+#include <cstdint>
+
+#include "image/jpeg_header.h"
+
+namespace orvkit::image {
+
+namespace {
+
+constexpr bool kHasLibjpeg = ORVKIT_WITH_JPEG;
+
+Fault inspect(const DcImagePixels&, Bytes stream, Header& header) {
+    jpeg::Headers headers;
+    if (Fault fault = jpeg::readHeaders(stream, headers)) return fault;
+    const jpeg::Frame& frame = headers.frame;
+    const bool lossless = frame.process == jpeg::lossless;
+    header = {frame.rows, frame.columns, frame.count, frame.bits, false, !lossless};
+    if (frame.bits < 2 || frame.bits > 16) return damaged(std::to_string(frame.bits) + " bits");
+    // Each sample takes a code of one bit, or each block of 64 one.
+    const std::uint64_t samples = std::uint64_t{frame.rows} * frame.columns;
+    if (samples / (lossless ? 1 : 256) / 8 > stream.size()) {
+        return damaged("the codestream is too short for a frame of " + std::to_string(frame.columns) + " x " +
+                       std::to_string(frame.rows));
+    }
+    return {};
+}
+
+Fault decode(DecodeJob& job) {
+    jpeg::Headers headers;
+    if (Fault fault = jpeg::readHeaders(job.stream, headers)) return fault;
+    const jpeg::Frame& frame = headers.frame;
+    if (frame.process == jpeg::lossless) return jpeg::decodeLossless(job);
+    if (frame.bits == 8 && frame.process <= jpeg::progressive) {
+        if constexpr (kHasLibjpeg) return jpeg::decodeByLibjpeg(job, headers);
+        return {IMAGE_NO_CODEC, "this build is without libjpeg-turbo (libjpeg62-turbo-dev)"};
+    }
+    return {IMAGE_NO_CODEC, "frames of the type SOF" + std::to_string(frame.process - jpeg::baseline) +
+                                " of " + std::to_string(frame.bits) + " bits are not known"};
+}
+
+#if ORVKIT_WITH_JPEG
+constexpr auto kEncodeLossy = jpeg::encodeByLibjpeg;
+#else
+constexpr Fault (*kEncodeLossy)(EncodeJob&) = nullptr;
+#endif
+
+}  // namespace
+
+const Coder kJpeg{inspect, decode, kEncodeLossy};
+const Coder kJpegLossless{inspect, decode, jpeg::encodeLossless};
+
+}  // namespace orvkit::image

@@ -1,0 +1,112 @@
+// What the marker segments of a JPEG codestream say (ISO 10918-1 Annex B), whichever process it is.
+#ifndef ORVKIT_IMAGE_JPEG_HEADER_H
+#define ORVKIT_IMAGE_JPEG_HEADER_H
+
+#include <array>
+#include <optional>
+
+#include "image/codec.h"
+
+namespace orvkit::image::jpeg {
+
+// The second byte of a marker.
+enum Marker : unsigned char {
+    baseline = 0xC0,
+    extended = 0xC1,
+    progressive = 0xC2,
+    lossless = 0xC3,
+    huffmanTables = 0xC4,
+    arithmeticTables = 0xCC,
+    restart0 = 0xD0,
+    restart7 = 0xD7,
+    begin = 0xD8,
+    end = 0xD9,
+    scan = 0xDA,
+    quantization = 0xDB,
+    lines = 0xDC,
+    restartInterval = 0xDD,
+    app0 = 0xE0,
+    app14 = 0xEE,
+};
+
+struct Segment {
+    unsigned char marker = 0;
+    Bytes content;  // without the length
+};
+
+// Goes from marker segment to marker segment; what stands between them is stepped over.
+class Segments {
+  public:
+    explicit Segments(Bytes stream) : stream_(stream) {}
+    // Nothing at the end of the stream, and where a segment is cut short.
+    std::optional<Segment> next();
+    // What follows the last segment.
+    Bytes rest() const { return stream_.subspan(at_); }
+    void skip(std::size_t bytes) { at_ += bytes; }
+
+  private:
+    Bytes stream_;
+    std::size_t at_ = 0;
+};
+
+struct Component {
+    unsigned int id = 0;
+    unsigned int across = 1;  // sampling factors
+    unsigned int down = 1;
+    unsigned int quantization = 0;
+};
+
+constexpr unsigned int kMostComponents = 4;
+
+struct Frame {
+    unsigned char process = 0;  // its marker
+    unsigned int bits = 0;
+    unsigned int rows = 0;
+    unsigned int columns = 0;
+    unsigned int count = 0;
+    std::array<Component, kMostComponents> components{};
+};
+
+// The components that a scan has, in its order, by their place in the frame.
+struct Scan {
+    unsigned int count = 0;
+    std::array<unsigned int, kMostComponents> component{};
+    std::array<unsigned int, kMostComponents> dcTable{};
+    std::array<unsigned int, kMostComponents> acTable{};
+    unsigned int first = 0;  // spectral selection, or the predictor
+    unsigned int last = 0;
+    unsigned int point = 0;  // point transform
+};
+
+// A Huffman table as it is sent: codes by length, and what they stand for.
+struct HuffmanTable {
+    std::array<unsigned char, 16> counts{};
+    std::array<unsigned char, 256> symbols{};
+    unsigned int size = 0;  // 0 where there is none
+};
+using HuffmanTables = std::array<std::array<HuffmanTable, 4>, 2>;  // DC and lossless; AC
+
+Fault readFrame(const Segment& segment, Frame& frame);
+Fault readScan(const Segment& segment, const Frame& frame, Scan& scan);
+Fault readHuffmanTables(Bytes content, HuffmanTables& tables);
+
+// The frame, and what there is about colour in front of it.
+struct Headers {
+    Frame frame;
+    bool jfif = false;
+    std::optional<unsigned int> adobe;  // its colour transform
+};
+Fault readHeaders(Bytes stream, Headers& headers);
+
+// Whether three components are YCbCr and no RGB.
+bool isYcc(const Headers& headers, DcPhotometric says);
+
+// The processes. Those by libjpeg are there where CMakeLists.txt has found it.
+Fault decodeLossless(DecodeJob& job);
+Fault encodeLossless(EncodeJob& job);
+Fault decodeByLibjpeg(DecodeJob& job, const Headers& headers);
+Fault encodeByLibjpeg(EncodeJob& job);
+
+}  // namespace orvkit::image::jpeg
+
+#endif
