@@ -72,6 +72,8 @@ extern const Coder kUncompressed;
 extern const Coder kJpeg;  // which is there in any case, though not for all that it may meet
 extern const Coder kJpegLossless;
 extern const Coder kJpegLs;
+extern const Coder kJpeg2000;
+extern const Coder kDeflated;
 
 struct Codec {
     DcImageCodec facts;

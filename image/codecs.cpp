@@ -28,6 +28,10 @@ constexpr const Coder* kLibjpeg = ORVKIT_WITH_JPEG ? &kJpeg : nullptr;
 constexpr const char* kLibjpegName = "libjpeg-turbo (libjpeg62-turbo-dev)";
 constexpr const Coder* kCharLs = ORVKIT_WITH_CHARLS ? &kJpegLs : nullptr;
 constexpr const char* kCharLsName = "CharLS (libcharls-dev)";
+constexpr const Coder* kOpenJpeg = ORVKIT_WITH_OPENJPEG ? &kJpeg2000 : nullptr;
+constexpr const char* kOpenJpegName = "OpenJPEG (libopenjp2-7-dev)";
+constexpr const Coder* kZlib = ORVKIT_WITH_ZLIB ? &kDeflated : nullptr;
+constexpr const char* kZlibName = "zlib (zlib1g-dev)";
 
 // clang-format off
 constexpr std::array kCodecs{
@@ -43,6 +47,9 @@ constexpr std::array kCodecs{
     row("1.2.840.10008.1.2.4.70", "jpeg-lossless",       "JPEG",         "",           &kJpegLossless, kLossless, Holds::any,           2, 16),
     row("1.2.840.10008.1.2.4.80", "jpegls",              "JPEG-LS",      kCharLsName,  kCharLs,        kLossless, Holds::any,           2, 16),
     row("1.2.840.10008.1.2.4.81", "jpegls-near",         "JPEG-LS",      kCharLsName,  kCharLs,        kLossy,    Holds::any,           2, 16),
+    row("1.2.840.10008.1.2.4.90", "j2k",                 "JPEG 2000",    kOpenJpegName, kOpenJpeg,     kLossless, Holds::any,           1, 16),
+    row("1.2.840.10008.1.2.4.91", "j2k-lossy",           "JPEG 2000",    kOpenJpegName, kOpenJpeg,     kLossy,    Holds::any,           1, 16),
+    row("1.2.840.10008.1.2.8.1",  "deflated-frames",     "Deflated",     kZlibName,     kZlib,         kLossless, Holds::bytes,         1, 64),
 };
 // clang-format on
 
