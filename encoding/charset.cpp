@@ -184,15 +184,36 @@ class Decoding {
         const auto end = std::find_if(text.begin(), text.end(),
                                       [](char c) { return byteOf(c) <= 0x20 || byteOf(c) >= 0x7F; });
         const auto n = static_cast<std::size_t>(end - text.begin());
+        const auto pairs = text.substr(0, n);
+        std::string whole;
+        if (putPairs(pairs, whole)) {
+            out_ += whole;
+            return n;
+        }
+        // A pair that is no character does not shift those behind it.
+        for (std::size_t i = 0; i < n; i += 2) {
+            const std::string_view pair = pairs.substr(i, 2);
+            std::string one;
+            const bool isCharacter = pair.size() == 2 && putPairs(pair, one);
+            if (isCharacter) out_ += one;
+            for (std::size_t k = 0; !isCharacter && k < pair.size(); ++k) {
+                lose(loss_, at_ + i + k);
+                out_ += platform::kReplacement;
+            }
+        }
+        return n;
+    }
+    // False when any is no character.
+    bool putPairs(std::string_view pairs, std::string& utf8) const {
         const bool third = sets_.g0->kind == CodeKind::double0x3;
         std::string euc;
-        for (std::size_t i = 0; i < n; ++i) {
+        for (std::size_t i = 0; i < pairs.size(); ++i) {
             if (third && i % 2 == 0) euc += '\x8F';
-            euc += static_cast<char>(byteOf(text[i]) | 0x80);
+            euc += static_cast<char>(byteOf(pairs[i]) | 0x80);
         }
-        const std::size_t width = third ? 3 : 2;
-        encodingOf(*sets_.g0).toUtf8(euc, out_, [&](std::size_t i) { lose(loss_, at_ + i / width * 2); });
-        return n;
+        bool lossless = true;
+        encodingOf(*sets_.g0).toUtf8(euc, utf8, [&lossless](std::size_t) { lossless = false; });
+        return lossless;
     }
 
     InPlace sets_;

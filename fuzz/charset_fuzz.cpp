@@ -43,6 +43,7 @@ constexpr DICT_VR kVrs[] = {VR_PN, VR_LO, VR_UT, VR_CS};
 // left again.
 constexpr std::size_t kMostUtf8 = 3;
 constexpr std::size_t kMostCoded = 16;
+constexpr std::ptrdiff_t kMostText = 500;  // of an input, so that there is time for many
 
 struct Converted {
     int result;
@@ -94,7 +95,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         terms.assign(bytes.begin(), text);
         if (text != bytes.end()) ++text;
     }
-    const std::string given(text, bytes.end());
+    const std::string given(text, text + std::min(kMostText, bytes.end() - text));
 
     const Converted utf8 = convert(textToUtf8, terms, vr, given, kMostUtf8);
     require(utf8.result != ELEM_CHARSET);
