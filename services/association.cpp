@@ -132,6 +132,20 @@ int Association::contextResult(DICT_UID sopClass, DICT_UID xferSyn) const {
     return result;
 }
 
+DICT_UID Association::acceptedSyntax(DICT_UID sopClass, const std::vector<DICT_UID>& wanted) const {
+    DcMsmAssoInfo info;
+    if (msm_ != nullptr) (void)msm_->getAssoInfo(info);
+    for (const DICT_UID syntax : wanted) {
+        for (std::size_t i = 0; i + 1 < contexts_.size(); ++i) {
+            if (info.result[i] == PRES_CTX_AC_ACCEPT && contexts_[i].sopClass == sopClass &&
+                info.xferSyn[i] == syntax) {
+                return syntax;
+            }
+        }
+    }
+    return UID_NONE;
+}
+
 bool Association::check(int result, int wanted) {
     if (result == wanted) return true;
     fault_ = outcomeText(result, *msm_);

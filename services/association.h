@@ -46,6 +46,9 @@ class Association {
     // PRES_CTX_AC_RESULT.
     int contextResult(DICT_UID sopClass, DICT_UID xferSyn = UID_NONE) const;
 
+    // The first of those syntaxes in which the peer has accepted a context of the SOP class; UID_NONE: none.
+    DICT_UID acceptedSyntax(DICT_UID sopClass, const std::vector<DICT_UID>& wanted) const;
+
     // Sends a request with its data set, and receives the next message; null on failure. What failed closes
     // the association where that can not go on.
     [[nodiscard]] bool send(DcMsg& request, DICT_UID sopClass, DICT_UID xferSyn = UID_NONE);

@@ -1,11 +1,15 @@
 #include "services/send_plan.h"
 
+#include <algorithm>
 #include <filesystem>
+#include <iterator>
 #include <map>
+#include <set>
 #include <system_error>
 
 #include "orvkit/result.h"
 #include "services/association.h"
+#include "services/conversion.h"
 #include "services/folder.h"
 #include "services/paths.h"
 #include "services/report.h"
@@ -61,21 +65,35 @@ class Planner {
 
     void fault(const std::string& path, const std::string& why) { plan_.faults.emplace_back(path, why); }
 
-    // One context for every transfer syntax of a SOP class: a context is accepted in one of its syntaxes
-    // only.
+    // A context is accepted in one of its syntaxes only: each that is needed has its own.
     SendGroup& groupFor(const OutgoingFile& file) {
         const auto [found, isNew] = place_.try_emplace({file.sopClass, file.xferSyn}, plan_.groups.size());
         if (!isNew) return plan_.groups[found->second];
-        if (plan_.groups.empty() || plan_.groups.back().contexts.size() == MSM_PROPOSAL_MAX) {
+        const std::vector<DICT_UID> fallbacks = fallbacksOf(file.xferSyn);
+        const std::size_t needed = fallbacks.empty() ? 1 : 2;
+        if (plan_.groups.empty() || plan_.groups.back().contexts.size() + needed > MSM_PROPOSAL_MAX) {
             plan_.groups.emplace_back();
+            withFallback_.clear();
         }
         found->second = plan_.groups.size() - 1;
-        plan_.groups.back().contexts.push_back(context(file.sopClass, {file.xferSyn}));
-        return plan_.groups.back();
+        SendGroup& group = plan_.groups.back();
+        group.contexts.push_back(context(file.sopClass, {file.xferSyn}));
+        if (!fallbacks.empty() && withFallback_.insert(file.sopClass).second)
+            group.contexts.push_back(context(file.sopClass, fallbacks));
+        return group;
+    }
+    // Beside the syntax itself.
+    static std::vector<DICT_UID> fallbacksOf(DICT_UID xferSyn) {
+        std::vector<DICT_UID> others;
+        if (!isConvertible(xferSyn)) return others;
+        std::copy_if(std::begin(kFallbacks), std::end(kFallbacks), std::back_inserter(others),
+                     [xferSyn](DICT_UID other) { return other != xferSyn; });
+        return others;
     }
 
     SendPlan& plan_;
     std::map<std::pair<DICT_UID, DICT_UID>, std::size_t> place_;
+    std::set<DICT_UID> withFallback_;  // classes of the last group
 };
 
 }  // namespace

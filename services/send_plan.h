@@ -15,12 +15,14 @@ struct OutgoingFile {
     DICT_UID sopClass = UID_NONE;
     DICT_UID xferSyn = UID_NONE;
     unsigned long long size = 0;  // bytes
-    bool odd = false;             // sent from a copy with a header of its own
+    bool odd = false;             // no Part 10 file by the letter: sent from a copy
+    bool converted = false;       // sent in another transfer syntax
     int attempts = 0;
     std::string fault;  // why it was not sent, last
 };
 
-// Files whose presentation contexts fit one association.
+// Files whose presentation contexts fit one association: for each SOP class one in each of their transfer
+// syntaxes, and where these can be converted, one in the fallbacks.
 struct SendGroup {
     std::vector<DcMsmSopXferSyn> contexts;
     std::vector<OutgoingFile> files;
@@ -33,6 +35,9 @@ struct SendPlan {
     std::size_t files = 0;
     unsigned long long bytes = 0;
 };
+
+// The uncompressed syntaxes in which a file goes where the peer does not take its own, as they are preferred.
+inline constexpr DICT_UID kFallbacks[] = {UID_LITTLE_ENDIAN_EXPLICIT, UID_LITTLE_ENDIAN_IMPLICIT};
 
 // Reads the beginnings of files, and of those below directories (readIdentity); SOP classes and transfer
 // syntaxes that the dictionary does not know are added to it. A DICOMDIR in a directory is passed over.

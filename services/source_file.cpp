@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
 #include <span>
 #include <string_view>
 #include <vector>
@@ -16,7 +15,6 @@
 #include "orvkit/tags.h"
 #include "platform/file.h"
 #include "services/charset.h"
-#include "services/paths.h"
 #include "services/report.h"
 #include "services/text.h"
 
@@ -168,14 +166,14 @@ int readIdentity(const std::string& path, FileIdentity& identity, bool learn) {
     return RESULT_OK;
 }
 
-int readOddFile(const std::string& path, FileIdentity& identity, bool learn, platform::NewFile* copy) {
+int readOddFile(const std::string& path, FileIdentity& identity, bool learn) {
     identity = {};
     DcDirMetaInfo meta;
     DcElemList data;
     DcDirFound found;
     DcDirAround around;
     around.found = &found;
-    int result = dirReadAroundPixels(path.c_str(), meta, data, around);
+    const int result = dirReadAroundPixels(path.c_str(), meta, data, around);
     if (result != RESULT_OK) return result;
     identity.sopClass = numberOf(textOf(data, T_0008_0016_sopClassUid), UID_TYPE_SOP, learn);
     identity.instance = textOf(data, T_0008_0018_sopInstanceUid);
@@ -185,14 +183,7 @@ int readOddFile(const std::string& path, FileIdentity& identity, bool learn, pla
     identity.difference = describeFound(found);
     platform::FileInfo info;
     if (platform::examine(path.c_str(), info)) identity.size = static_cast<std::uint64_t>(info.size);
-    if (copy == nullptr) return RESULT_OK;
-    std::error_code error;
-    const std::filesystem::path folder = std::filesystem::temp_directory_path(error);
-    if (error || !copy->begin(nameOf(folder))) return DIR_READ_WRITE;
-    meta.sopClassUid = identity.sopClass;
-    meta.transferSyntax = found.xferSyn;
-    meta.version = 1;
-    return dirWriteFile(copy->path().c_str(), meta, data);
+    return RESULT_OK;
 }
 
 std::string SourceFile::sopClass() const {

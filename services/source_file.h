@@ -9,7 +9,6 @@
 #include "orvkit/elemlist.h"
 #include "orvkit/file.h"
 #include "orvkit/uids.h"
-#include "platform/new_file.h"
 #include "services/elements.h"
 
 namespace services {
@@ -31,11 +30,10 @@ struct FileIdentity {
 // dictionary does not know are added to it, which must be no other thread's then (dict.h).
 [[nodiscard]] int readIdentity(const std::string& path, FileIdentity& identity, bool learn);
 
-// Of a data set without a header that can be used, or with one of odd form: what dirReadAnyFile finds. With a
-// `copy`, it receives a Part 10 file of it, made in `copy`'s directory of temporary files. The identity's
-// size is that of the file, and nothing is known of its beginning. RESULT_OK, or the code of what failed.
-int readOddFile(const std::string& path, FileIdentity& identity, bool learn,
-                orvkit::platform::NewFile* copy = nullptr);
+// Of a data set without a header that can be used, or with one of odd form: what dirReadAnyFile finds. The
+// identity's size is that of the file, and nothing is known of its beginning. RESULT_OK, or the code of what
+// failed.
+int readOddFile(const std::string& path, FileIdentity& identity, bool learn);
 
 // What a file set says of a file.
 struct SourceFile {

@@ -1,10 +1,12 @@
-// Part 10 files to a storage provider (C-STORE, PS3.4 annex B), as they are on disk.
+// Part 10 files to a storage provider (C-STORE, PS3.4 annex B), as they are on disk where it takes them so.
 #include "services/user.h"
 
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <deque>
+#include <filesystem>
+#include <iterator>
 #include <memory>
 #include <mutex>
 #include <system_error>
@@ -14,7 +16,9 @@
 #include "orvkit/result.h"
 #include "services/association.h"
 #include "services/charset.h"
+#include "services/conversion.h"
 #include "services/network_text.h"
+#include "services/paths.h"
 #include "services/progress.h"
 #include "services/report.h"
 #include "services/send_plan.h"
@@ -33,6 +37,7 @@ class Report {
     void sent(const OutgoingFile& file) {
         const std::lock_guard<std::mutex> lock(mutex_);
         ++sent_;
+        converted_ += file.converted ? 1 : 0;
         bytes_ += file.size;
         progress_.step();
     }
@@ -62,6 +67,11 @@ class Report {
     }
     int finish(Clock::time_point begun) {
         progress_.clear();
+        if (converted_ > 0) {
+            complain("%zu %s sent in an uncompressed transfer syntax: the peer does not take that of the %s",
+                     converted_, converted_ == 1 ? "file was" : "files were",
+                     converted_ == 1 ? "file" : "files");
+        }
         const double seconds = std::chrono::duration<double>(Clock::now() - begun).count();
         std::printf("%zu sent (%s), %zu failed, in %.2f s: %.1f files and %s a second\n", sent_,
                     bytesText(static_cast<double>(bytes_)).c_str(), failed_, seconds,
@@ -79,6 +89,7 @@ class Report {
     std::mutex mutex_;
     Progress progress_;
     std::size_t sent_ = 0;
+    std::size_t converted_ = 0;
     std::size_t failed_ = 0;
     unsigned long long bytes_ = 0;
 };
@@ -153,17 +164,58 @@ class GroupSender {
         association.release();
     }
 
-    Sent send(Association& association, OutgoingFile& file) {
-        const int accepted = association.contextResult(file.sopClass, file.xferSyn);
-        if (accepted != PRES_CTX_AC_ACCEPT) {
-            file.fault = contextText(accepted) + ": " + describeUid(file.sopClass) + " in " +
-                         describeUid(file.xferSyn);
-            return Sent::refused;
+    // UID_NONE: the peer takes none in which the file can go.
+    static DICT_UID syntaxFor(const Association& association, OutgoingFile& file) {
+        std::vector<DICT_UID> wanted = {file.xferSyn};
+        if (isConvertible(file.xferSyn))
+            wanted.insert(wanted.end(), std::begin(kFallbacks), std::end(kFallbacks));
+        const DICT_UID syntax = association.acceptedSyntax(file.sopClass, wanted);
+        if (syntax == UID_NONE) {
+            const int result = association.contextResult(file.sopClass, file.xferSyn);
+            file.fault =
+                contextText(result) + ": " + describeUid(file.sopClass) + " in " + describeUid(file.xferSyn);
         }
+        return syntax;
+    }
+
+    // A Part 10 file in that transfer syntax, where the system keeps temporary files.
+    static bool makeCopy(OutgoingFile& file, const FileIdentity& object, DICT_UID syntax,
+                         orvkit::platform::NewFile& copy) {
+        std::error_code error;
+        const std::filesystem::path folder = std::filesystem::temp_directory_path(error);
+        if (error || !copy.begin(nameOf(folder))) {
+            file.fault = "no copy of it can be made where temporary files are kept";
+            return false;
+        }
+        ConversionRequest request;
+        request.in = file.path;
+        request.out = nameOf(folder / "copy");
+        request.target = syntax;
+        request.force = file.odd;
+        request.sopClass = object.sopClass;
+        request.instance = object.instance;
+        Conversion conversion(request);
+        if (conversion.prepare()) {
+            const int result = conversion.write(copy.path());
+            if (result == RESULT_OK) return true;
+            file.fault = "a copy of it: " + resultText(result);
+        } else {
+            file.fault = conversion.fault();
+            if (!conversion.notes().empty()) file.fault += " (" + conversion.notes().front() + ")";
+        }
+        if (syntax != file.xferSyn) {
+            file.fault = "the peer does not take " + describeUid(file.xferSyn) +
+                         ", and it cannot be converted: " + file.fault;
+        }
+        return false;
+    }
+
+    Sent send(Association& association, OutgoingFile& file) {
+        const DICT_UID syntax = syntaxFor(association, file);
+        if (syntax == UID_NONE) return Sent::refused;
         FileIdentity object;
-        orvkit::platform::NewFile copy;
         const int result =
-            file.odd ? readOddFile(file.path, object, false, &copy) : readIdentity(file.path, object, false);
+            file.odd ? readOddFile(file.path, object, false) : readIdentity(file.path, object, false);
         if (result != RESULT_OK) {
             file.fault = resultText(result);
             return Sent::refused;
@@ -172,13 +224,17 @@ class GroupSender {
             file.fault = "it has become another object since its header was read";
             return Sent::refused;
         }
+        file.converted = syntax != file.xferSyn;
+        orvkit::platform::NewFile copy;
+        const bool asItIs = !file.odd && !file.converted;
+        if (!asItIs && !makeCopy(file, object, syntax, copy)) return Sent::refused;
         DcCmdCStoreRq request;
-        const std::string path = file.odd ? copy.path() : file.path;
+        const std::string path = asItIs ? file.path : copy.path();
         if (!orvkit::fillStoreRequest(request, path.c_str(), object.sopClass, object.instance.c_str())) {
             file.fault = "its path has more than 1024 characters, or begins or ends with blanks";
             return Sent::refused;
         }
-        if (!association.send(request, file.sopClass, file.xferSyn)) {
+        if (!association.send(request, file.sopClass, syntax)) {
             file.fault = association.fault();
             return association.isOpen() ? Sent::refused : Sent::lost;
         }

@@ -1,6 +1,8 @@
-// orvkit send: Part 10 files to a storage provider, as they are on disk.
+// orvkit send: Part 10 files to a storage provider.
+#include <climits>
 #include <memory>
 
+#include "orvkit/file.h"
 #include "services/user.h"
 #include "tools/commands.h"
 #include "tools/net_options.h"
@@ -19,8 +21,11 @@ void addSend(Command& program) {
         .range(0, 1000)
         .value("N");
     command.footer(
-        "Files are sent as they are; nothing is converted. Exit status 1 when any file was not stored.");
+        "Files are sent as they are. One whose transfer syntax the peer does not take goes in explicit or\n"
+        "implicit VR little endian, where that changes nothing but the encoding, and that is told.\n"
+        "Exit status 1 when any file was not stored.");
     command.run([options, words] {
+        dirSetMaxFileSize(INT_MAX);
         return runAsUser(*options, *words, true, [&] { return send(*options, *words); });
     });
 }

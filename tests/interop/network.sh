@@ -127,6 +127,11 @@ case_storescp() {
   printf 'secret\n' >password
   must "a user" "$orvkit" echo "A@localhost:$at" --user joe --password-file password
   refuses "a user to be confirmed" 'did not confirm the user' "$orvkit" echo "A@localhost:$at" --user joe --confirm-user
+  only "implicit VR" +ti storescp +xi
+  printf '%s\n' '[[TransferSyntaxes]]' '[Explicit]' 'TransferSyntax1 = LittleEndianExplicit' '[[PresentationContexts]]' \
+    '[Images]' 'PresentationContext1 = CTImageStorage\Explicit' '[[Profiles]]' '[Only]' 'PresentationContexts = Images' \
+    >explicit.cfg
+  only "explicit VR" +te storescp -xf explicit.cfg Only
   at=$(free_port)
   peer "$at" storescp --refuse "$at"
   refuses "echo, refused" 'rejected: rejected-permanent by the DICOM UL service-user: no-reason-given' \
@@ -137,6 +142,26 @@ case_storescp() {
     "$orvkit" send "A@localhost:$at" study
 }
 
+# only NAME CONVERSION PROGRAM...: a peer that takes one transfer syntax. What can be encoded so arrives with
+# the bytes that dcmconv makes of it, what is encapsulated is told.
+only() {
+  local name=$1 convert=$2 file
+  shift 2
+  at=$(free_port)
+  rm -rf taken wanted plain
+  mkdir taken wanted plain
+  for file in study/SE000001/*; do
+    grep -qE "^-(xi|xb|xe|xd) $file\$" <(kinds) || continue
+    cp "$file" plain && dcmconv "$convert" "$file" "wanted/${file##*/}" || fault "dcmconv $convert $file"
+  done
+  peer "$at" "$@" +B -od taken "$at"
+  must "send to a peer of $name alone" "$orvkit" send "A@localhost:$at" plain -j 2
+  grep -q 'files were sent in an uncompressed transfer syntax' said || fault "conversion is not told: $(cat said)"
+  same "send to a peer of $name alone" wanted taken
+  command -v dcmcrle >/dev/null || return 0
+  refuses "an encapsulated image for a peer of $name alone" 'IM000003: the peer does not support the transfer syntax' \
+    "$orvkit" send "A@localhost:$at" study/SE000001/IM000003
+}
 # what the peer's own archive sends us
 archive() {
   qr=$(free_port)

@@ -1,0 +1,89 @@
+// A data set as it is to be in another transfer syntax or character set, without loss or not at all.
+#ifndef ORVKIT_SERVICES_CONVERSION_H
+#define ORVKIT_SERVICES_CONVERSION_H
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "orvkit/elemlist.h"
+#include "orvkit/file.h"
+#include "platform/new_file.h"
+
+namespace services {
+
+struct ConversionRequest {
+    std::string in;
+    std::string out;             // the file that will be written; temporary ones are made beside it
+    DICT_UID target = UID_NONE;  // the transfer syntax; UID_NONE: as it is
+    bool force = false;          // also what is no Part 10 file by the letter
+    bool metaFromDataset = false;
+    bool utf8 = false;
+    // Unless empty, what the header names, whatever it did.
+    DICT_UID sopClass = UID_NONE;
+    std::string instance;
+};
+
+// Whether data sets of a transfer syntax can be brought to every uncompressed one.
+bool isConvertible(DICT_UID xferSyn);
+
+// One conversion. The pixel data stays in its file and is copied from there to the new one, its byte order
+// changed on the way; to and from the packed syntax it goes through a file without a name.
+class Conversion {
+  public:
+    explicit Conversion(const ConversionRequest& request) : request_(request), target_(request.target) {}
+
+    // Reads the file and changes what is to be changed. False: fault() tells why.
+    [[nodiscard]] bool prepare();
+    // 0, or the code of dirWriteFile.
+    [[nodiscard]] int write(const std::string& path);
+
+    // What is to be told of the file, a line each, and why it is not converted.
+    const std::vector<std::string>& notes() const { return notes_; }
+    const std::string& fault() const { return fault_; }
+
+  private:
+    bool fail(const std::string& why) {
+        fault_ = why;
+        return false;
+    }
+
+    // Every step answers whether to go on.
+    // ---- reading ----
+    bool readMeta();
+    bool failUnknownSyntax();
+    bool readDataset();
+    bool settleHeader(DcElemList& group);
+    void registerUnknownClass(DcElemList& group);
+    bool pixelsCanChange();
+    bool parsed(int result);
+    static void takeFault(void* context, const DcElemFault& fault);
+
+    // ---- changing ----
+    bool recode();
+    bool changePixels();
+    bool unpackLzw();
+    bool packLzw();
+    bool reencodeExplicit();
+    bool exchange(DcElem* old, DICT_VR vr, DcBuf& value);
+
+    const ConversionRequest& request_;
+    DICT_UID target_;
+    DICT_UID source_ = UID_NONE;
+    orvkit::platform::ScratchFile unpacked_;  // in front of the data sets that refer to them
+    orvkit::platform::ScratchFile packed_;
+    DcDirMetaInfo meta_;
+    DcElemList dataset_;
+    std::unique_ptr<DcElemList> reencoded_;  // stands for dataset_ once it is there
+    DcDirAround around_;
+    DcDirFound found_;
+    int faults_ = 0;
+    std::vector<std::string> notes_;
+    std::string fault_;
+
+    DcElemList& dataset() { return reencoded_ ? *reencoded_ : dataset_; }
+};
+
+}  // namespace services
+
+#endif
