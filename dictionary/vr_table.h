@@ -3,6 +3,7 @@
 #ifndef ORVKIT_DICTIONARY_VR_TABLE_H
 #define ORVKIT_DICTIONARY_VR_TABLE_H
 
+#include <array>
 #include <cstddef>
 #include <iterator>
 
@@ -200,6 +201,32 @@ extern unsigned int vrRowsInUse;
 inline const VrRow& vrRow(DICT_VR vr) noexcept {
     const auto i = static_cast<unsigned int>(vr);
     return vr_table::rows[i < vrRowsInUse ? i : 0];
+}
+
+// The VR of every pair of capital letters, 0 for none.
+inline constexpr unsigned int kCapitals = 26;
+inline constexpr auto vrOfPair = [] {
+    std::array<unsigned char, kCapitals * kCapitals> pairs{};
+    for (const VrRow& row : vr_table::rows) {
+        if (row.letters[0] == '\0') continue;
+        const int pair = (row.letters[0] - 'A') * int{kCapitals} + (row.letters[1] - 'A');
+        pairs[static_cast<std::size_t>(pair)] = static_cast<unsigned char>(row.vr);
+    }
+    return pairs;
+}();
+
+// The same for any two characters, whatever the edition.
+constexpr unsigned int vrOfAnyLetters(unsigned char first, unsigned char second) noexcept {
+    const unsigned int a = first - unsigned{'A'};
+    const unsigned int b = second - unsigned{'A'};
+    return a < kCapitals && b < kCapitals ? vrOfPair[a * kCapitals + b] : 0;
+}
+
+// DcDict::vrOfCode, in line for the letters that every edition has.
+inline DICT_VR vrOfLetters(unsigned char first, unsigned char second) noexcept {
+    const unsigned int vr = vrOfAnyLetters(first, second);
+    return vr < vrRows2008 ? static_cast<DICT_VR>(vr)
+                           : DcDict::vrOfCode(static_cast<char>(first), static_cast<char>(second));
 }
 
 // VRs whose values are raw buffers: OB OD OF OL OV OW UN UT OX and the unknown VR.

@@ -1,6 +1,4 @@
 // Value representations: codes and properties.
-#include <array>
-#include <cstdint>
 #include <cstring>
 
 #include "dictionary/failures.h"
@@ -10,22 +8,6 @@
 namespace {
 
 using namespace orvkit;
-
-constexpr unsigned int letters = 26;
-constexpr unsigned int letterOf(char c) noexcept {
-    return static_cast<unsigned char>(c) - unsigned{'A'};
-}
-
-// The VR of every pair of capital letters, 0 for none.
-constexpr auto vrOfPair = [] {
-    std::array<std::uint8_t, letters * letters> pairs{};
-    for (const VrRow& row : vr_table::rows) {
-        if (row.letters[0] == '\0') continue;
-        pairs[letterOf(row.letters[0]) * letters + letterOf(row.letters[1])] =
-            static_cast<std::uint8_t>(row.vr);
-    }
-    return pairs;
-}();
 
 int failNoFacts(DICT_VR vr, const char* reporter) {
     if (vr == VR_RT) return fail(RESULT_DICT_NOT_FOUND, LOG_NOTICE, reporter, "Retired Data Element");
@@ -37,10 +19,8 @@ int failNoFacts(DICT_VR vr, const char* reporter) {
 unsigned int orvkit::vrRowsInUse = orvkit::vrRows2008;
 
 DICT_VR DcDict::vrOfCode(char first, char second) noexcept {
-    const unsigned int a = letterOf(first);
-    const unsigned int b = letterOf(second);
-    if (a >= letters || b >= letters) return DICT_VR{};
-    const unsigned int vr = vrOfPair[a * letters + b];
+    const unsigned int vr =
+        vrOfAnyLetters(static_cast<unsigned char>(first), static_cast<unsigned char>(second));
     return vr < vrRowsInUse ? static_cast<DICT_VR>(vr) : DICT_VR{};
 }
 

@@ -68,6 +68,12 @@ struct Header {
     Mode mode;                // of this element
     VrFrom from = VrFrom::nowhere;
     std::uint16_t letters = 0;  // of a VR that came after today's, which is taken as UN (lettersOf); else 0
+
+    // The VR by the dictionary.
+    void answer(const DcDictFacts& facts) noexcept {
+        vr = facts.vr;
+        from = facts.known ? VrFrom::dictionary : VrFrom::nowhere;
+    }
 };
 
 // Two capitals as one number, never 0.
@@ -98,12 +104,10 @@ constexpr bool isItemTag(unsigned int tag) noexcept {
 
 // In today's edition values that are too long for the header of their VR are UN in a stream, and come back by
 // the dictionary (PS3.5 6.2.2).
-inline DICT_VR vrOfLongUnknown(unsigned int tag) noexcept {
-    const DcDictFacts facts = Dict.facts(tag);
-    const bool meant = facts.known && dictGetEdition() != DICT_EDITION_2008 &&
-                       vrRowOfAny(vrRowOfAny(facts.vr).written).head == Head::word;
-    return meant ? facts.vr : VR_UN;
-}
+DICT_VR vrOfLongUnknown(unsigned int tag) noexcept;
+
+// The VR of an element whose letters are those of none.
+void nameVr(const unsigned char* header, HeaderRules rules, Header& h) noexcept;
 
 // Some writers put a DICOMDIR, records and all, in implicit VR. Where applications have that read
 // (dirSetImplicitDirectory), a stream in implicit VR whose first element is one of the directory group and
@@ -125,24 +129,12 @@ inline bool readHeader(std::span<const unsigned char> b, Mode stream, HeaderRule
     const bool item = !rules.itemsAreElements && isItemTag(h.tag);
     if (item || !h.mode.explicitVr) {
         h.length = loadAt<std::uint32_t>(p + 4, h.mode.order);
-        const DcDictFacts facts = item ? DcDictFacts{VR_SI, 1, true} : Dict.facts(h.tag);
-        h.vr = facts.vr;
-        h.from = facts.known ? Header::VrFrom::dictionary : Header::VrFrom::nowhere;
+        item ? h.answer({VR_SI, 1, true}) : h.answer(Dict.facts(h.tag));
         return true;
     }
-    h.vr = DcDict::vrOfCode(static_cast<char>(p[4]), static_cast<char>(p[5]));
+    h.vr = vrOfLetters(p[4], p[5]);
     h.from = Header::VrFrom::letters;
-    if (h.vr == 0 && dictGetEdition() != DICT_EDITION_2008) h.letters = lettersOf(p[4], p[5]);
-    if (h.letters != 0) {
-        h.vr = VR_UN;  // VRs to come have the long header (PS3.5 7.1.2)
-    } else if (h.vr == 0 && rules.openVr) {
-        h.vr = VR_UNKNOWN;
-        h.from = Header::VrFrom::nowhere;
-    } else if (h.vr == 0) {
-        const DcDictFacts facts = Dict.facts(h.tag);
-        h.vr = facts.vr;
-        h.from = facts.known ? Header::VrFrom::dictionary : Header::VrFrom::nowhere;
-    }
+    if (h.vr == 0) nameVr(p, rules, h);
     const bool asWritten = h.from != Header::VrFrom::letters || rules.openVr;
     if (vrRowOfAny(asWritten ? vrRowOfAny(h.vr).written : h.vr).head != Head::wide) {
         h.length = loadAt<std::uint16_t>(p + 6, h.mode.order);
@@ -152,7 +144,7 @@ inline bool readHeader(std::span<const unsigned char> b, Mode stream, HeaderRule
     if (b.size() < kLongHeader) return false;
     h.length = loadAt<std::uint32_t>(p + 8, h.mode.order);
     const bool isLong = h.length > 0xFFFF && h.length != kLengthUndefined;
-    if (h.vr == VR_UN && h.letters == 0 && isLong) h.vr = vrOfLongUnknown(h.tag);
+    if (isLong && h.vr == VR_UN && h.letters == 0) h.vr = vrOfLongUnknown(h.tag);
     return true;
 }
 

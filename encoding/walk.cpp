@@ -30,7 +30,7 @@ bool Walker::fail(WalkFault fault, std::uint64_t offset, unsigned int length, un
 
 WalkStep Walker::peek(WalkHeader& h) {
     const auto b = bytes(pos_, kLongHeader);
-    if (source_.failed()) {
+    if (b.size() < kLongHeader && source_.failed()) {
         fail(WalkFault::readError, pos_);
         return WalkStep::failed;
     }
@@ -41,11 +41,11 @@ WalkStep Walker::peek(WalkHeader& h) {
 }
 
 bool Walker::skip(const WalkHeader& h) {
-    nesting_.cut(0);
-    retry_ = false;
     pos_ = h.valueOffset;
     ++work_;
     if (h.length != kLengthUndefined) return pass(0, h.length);
+    nesting_.cut(0);
+    retry_ = false;
     if (h.tag == kTagItem) {
         nesting_.enterItem(h.mode);
         return walkLevels();
