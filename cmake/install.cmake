@@ -6,7 +6,7 @@ install(TARGETS orvkit EXPORT orvkitTargets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
         RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(DIRECTORY include/orvkit DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-        FILES_MATCHING PATTERN "*.h" PATTERN "*.def" REGEX "/(deflate|image)\\.h$" EXCLUDE)
+        FILES_MATCHING PATTERN "*.h" PATTERN "*.def" REGEX "/(deflate|image|render)\\.h$" EXCLUDE)
 install(EXPORT orvkitTargets NAMESPACE orvkit:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/orvkit)
 
 # The libraries beside the core are components: installed alone by `cmake --install ... --component deflate`, and asked
@@ -26,6 +26,7 @@ foreach(component deflate image)
             COMPONENT ${component})
   endif()
 endforeach()
+install(FILES include/orvkit/render.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/orvkit COMPONENT image)
 
 if(ORVKIT_TOOLS)
   # Finds the library beside it, wherever the prefix is.

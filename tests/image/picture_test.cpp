@@ -1,0 +1,169 @@
+// Files of pictures, read back by the libraries of their formats.
+#include <gtest/gtest.h>
+#if ORVKIT_WITH_PNG && ORVKIT_WITH_TIFF
+#include <png.h>
+#include <tiffio.h>
+#endif
+
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "orvkit/render.h"
+#include "orvkit/result.h"
+#include "support/temp_dir.h"
+
+namespace {
+
+DcPicture pictureOf(unsigned int width, unsigned int height, unsigned int samples, unsigned int bits) {
+    DcPicture picture;
+    EXPECT_EQ(picture.make(width, height, samples, bits), RESULT_OK);
+    for (unsigned int y = 0; y < height; ++y) {
+        for (unsigned int i = 0; i < picture.rowBytes(); ++i) {
+            picture.row(y)[i] = static_cast<unsigned char>(y * 3 + i * 2 + i % samples);
+        }
+    }
+    return picture;
+}
+
+std::string written(const DcPicture& picture, PICTURE_FORMAT format) {
+    std::string bytes;
+    DcRenderFault fault;
+    const auto sink = [](void* to, const unsigned char* from, unsigned long long length) {
+        static_cast<std::string*>(to)->append(reinterpret_cast<const char*>(from), length);
+        return true;
+    };
+    EXPECT_EQ(pictureWrite(picture, format, 90, sink, &bytes, &fault), RESULT_OK) << fault.text;
+    return bytes;
+}
+
+std::string samplesOf(const DcPicture& picture) {
+    std::string all;
+    for (unsigned int y = 0; y < picture.height(); ++y) {
+        all.append(reinterpret_cast<const char*>(picture.row(y)), picture.rowBytes());
+    }
+    return all;
+}
+
+std::string swapped(std::string bytes) {
+    for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) std::swap(bytes[i], bytes[i + 1]);
+    return bytes;
+}
+
+#if ORVKIT_WITH_PNG && ORVKIT_WITH_TIFF
+// Rows as libpng gives them, in the order of the machine.
+std::string pngSamples(const std::string& bytes) {
+    struct Source {
+        const std::string& bytes;
+        std::size_t at;
+    } source{bytes, 0};
+    png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+    png_infop info = png_create_info_struct(png);
+    png_set_read_fn(png, &source, [](png_structp p, png_bytep to, png_size_t n) {
+        auto& from = *static_cast<Source*>(png_get_io_ptr(p));
+        if (from.at + n > from.bytes.size()) png_error(p, "cut");
+        std::memcpy(to, from.bytes.data() + from.at, n);
+        from.at += n;
+    });
+    png_read_png(png, info, PNG_TRANSFORM_SWAP_ENDIAN, nullptr);
+    std::string all;
+    for (unsigned int y = 0; y < png_get_image_height(png, info); ++y) {
+        all.append(reinterpret_cast<const char*>(png_get_rows(png, info)[y]), png_get_rowbytes(png, info));
+    }
+    png_destroy_read_struct(&png, &info, nullptr);
+    return all;
+}
+
+std::string tiffSamples(const std::string& bytes) {
+    const TempDir folder;
+    const std::string path = folder / "picture.tif";
+    std::ofstream(path, std::ios::binary) << bytes;
+    TIFF* const tiff = TIFFOpen(path.c_str(), "r");
+    if (tiff == nullptr) return {};
+    std::string all, row(static_cast<std::size_t>(TIFFScanlineSize(tiff)), '\0');
+    unsigned int height = 0;
+    TIFFGetField(tiff, TIFFTAG_IMAGELENGTH, &height);
+    for (unsigned int y = 0; y < height && TIFFReadScanline(tiff, row.data(), y, 0) == 1; ++y) all += row;
+    TIFFClose(tiff);
+    return all;
+}
+
+TEST(Picture, EveryFormatKeepsEverySampleThatItHolds) {
+    for (const unsigned int samples : {1u, 3u}) {
+        for (const unsigned int bits : {8u, 16u}) {
+            for (const unsigned int width : {1u, 37u, 300u}) {
+                const DcPicture picture = pictureOf(width, 41, samples, bits);
+                EXPECT_EQ(pngSamples(written(picture, PICTURE_PNG)), samplesOf(picture));
+                EXPECT_EQ(tiffSamples(written(picture, PICTURE_TIFF)), samplesOf(picture));
+                const std::string header = (samples == 1 ? "P5\n" : "P6\n") + std::to_string(width) +
+                                           " 41\n" + (bits == 8 ? "255\n" : "65535\n");
+                EXPECT_EQ(written(picture, PICTURE_PNM),
+                          header + (bits == 8 ? samplesOf(picture) : swapped(samplesOf(picture))));
+            }
+        }
+    }
+}
+
+TEST(Picture, ProfilesGoWhereTheFormatHasAPlace) {
+    DcPicture picture = pictureOf(8, 8, 3, 8);
+    std::string profile(132, '\0');
+    profile[3] = static_cast<char>(profile.size());
+    profile.replace(12, 12, "mntrRGB XYZ ");
+    profile.replace(36, 4, "acsp");
+    const std::string white("\0\0\xF6\xD6\0\1\0\0\0\0\xD3\x2D", 12);
+    profile.replace(68, 12, white);
+    ASSERT_EQ(picture.setProfile(reinterpret_cast<const unsigned char*>(profile.data()), 132), RESULT_OK);
+    EXPECT_NE(written(picture, PICTURE_PNG).find("iCCPICC profile"), std::string::npos);
+    EXPECT_NE(written(picture, PICTURE_JPEG).find("ICC_PROFILE"), std::string::npos);
+    EXPECT_NE(written(picture, PICTURE_TIFF).find(profile), std::string::npos);
+}
+
+#endif
+
+TEST(Picture, FormatsAreKnownByNameAndExtension) {
+    for (unsigned int i = 0; const DcPictureFormat* const format = pictureFormat(i); ++i) {
+        EXPECT_EQ(format->format, static_cast<PICTURE_FORMAT>(i)) << "a row each, in order";
+        EXPECT_TRUE(format->isThere || *format->library != '\0') << format->name;
+    }
+    const std::pair<const char*, const char*> names[] = {
+        {"a.png", "PNG"},   {"b/C.JPG", "JPEG"},     {"x.jpeg", "JPEG"},   {"x.tif", "TIFF"},
+        {"x.y.ppm", "PNM"}, {"png", nullptr},        {"a.png/b", nullptr}, {"x.", nullptr},
+        {"x.jp", nullptr},  {"x.jpg jpeg", nullptr}, {nullptr, nullptr},
+    };
+    for (const auto& [file, name] : names) {
+        const DcPictureFormat* const format = pictureFormatOf(file);
+        EXPECT_STREQ(format == nullptr ? nullptr : format->name, name) << (file == nullptr ? "null" : file);
+    }
+}
+
+TEST(Picture, ASinkThatRefusesEndsTheWritingWhereverItDoes) {
+    const DcPicture picture = pictureOf(300, 200, 3, 8);
+    const auto sink = [](void* left, const unsigned char*, unsigned long long) {
+        return (*static_cast<int*>(left))-- > 0;
+    };
+    for (const auto format : {PICTURE_PNG, PICTURE_JPEG, PICTURE_TIFF, PICTURE_PNM}) {
+        if (!pictureFormat(static_cast<unsigned int>(format))->isThere) continue;
+        int calls = 0, left = 0, result = DIR_READ_WRITE;
+        for (; result == DIR_READ_WRITE && calls < 1000; ++calls) {
+            left = calls;
+            result = pictureWrite(picture, format, 90, sink, &left, nullptr);
+        }
+        EXPECT_EQ(result, RESULT_OK);
+        EXPECT_EQ(left, 0);
+    }
+    int left = 1;
+    DcRenderFault fault;
+    if (!pictureFormat(static_cast<unsigned int>(PICTURE_JPEG))->isThere) return;
+    EXPECT_EQ(pictureWrite(pictureOf(3, 3, 1, 16), PICTURE_JPEG, 90, sink, &left, &fault), IMAGE_CANNOT_HOLD);
+    EXPECT_STREQ(fault.text, "JPEG cannot hold such a picture");
+    EXPECT_EQ(pictureWrite(DcPicture(), PICTURE_PNG, 90, sink, &left, nullptr), IMAGE_CANNOT_HOLD);
+    EXPECT_EQ(pictureWrite(picture, PICTURE_UNKNOWN, 90, sink, &left, nullptr), IMAGE_OPTION);
+    EXPECT_EQ(pictureWrite(picture, PICTURE_JPEG, 0, sink, &left, nullptr), IMAGE_OPTION);
+    // A side beyond what JPEG counts to: the library's words.
+    EXPECT_EQ(pictureWrite(pictureOf(65535, 1, 1, 8), PICTURE_JPEG, 90, sink, &left, &fault), IMAGE_CODEC);
+    EXPECT_EQ(std::string(fault.text).substr(0, 6), "JPEG: ");
+}
+
+}  // namespace
