@@ -3,7 +3,6 @@
 // refuse.
 #include "dataset/elemlist_access.h"
 #include "fuzz/target.h"
-#include "tests/support/system.h"
 
 namespace {
 

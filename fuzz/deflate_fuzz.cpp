@@ -2,7 +2,6 @@
 #include "orvkit/deflate.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "encoding/codec.h"
 #include "fuzz/target.h"

@@ -2,7 +2,6 @@
 #include "orvkit/dicomdir.h"
 
 #include "fuzz/target.h"
-#include "tests/support/system.h"
 #include "tests/support/temp_dir.h"
 
 namespace {

@@ -1,12 +1,9 @@
 // Runs a fuzz target without a fuzzer: every seed, and deterministic mutations of the seeds. It passes when
 // nothing crashes, which says most under the sanitizers.
 #include <algorithm>
-#include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <iterator>
-#include <vector>
 
 #include "fuzz/seeds.h"
 #include "fuzz/target.h"

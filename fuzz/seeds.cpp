@@ -1,15 +1,10 @@
 #include "fuzz/seeds.h"
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 
 #include "media/part10.h"
-#include "orvkit/file.h"
 #include "orvkit/lzw.h"
 #include "support/pdu_bytes.h"
-#include "support/stream.h"
 
 namespace fuzz {
 namespace {

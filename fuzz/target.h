@@ -4,7 +4,6 @@
 
 #include <cstdint>
 #include <cstdlib>
-#include <string>
 #include <vector>
 
 #include "orvkit/log.h"

@@ -1,9 +1,6 @@
 // The block decoder: layouts, leniencies, refusals, and inputs made to be slow or deep.
-#include <gtest/gtest.h>
 
 #include <chrono>
-#include <string>
-#include <vector>
 
 #include "support/capture_log.h"
 #include "support/dataset.h"

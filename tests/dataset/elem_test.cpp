@@ -1,7 +1,4 @@
 // Construction, storage, raw buffers and sizes of elements.
-#include <gtest/gtest.h>
-
-#include <memory>
 
 #include "platform/file.h"
 #include "support/capture_log.h"

@@ -1,9 +1,7 @@
 // Membership, copies, framing rules and the other parsers of data sets.
-#include <gtest/gtest.h>
 
 #include <map>
 #include <random>
-#include <string>
 
 #include "dataset/elemlist_access.h"
 #include "orvkit/util.h"

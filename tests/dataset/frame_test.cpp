@@ -1,5 +1,4 @@
 // Single elements to bytes and back.
-#include <gtest/gtest.h>
 
 #include <random>
 

@@ -1,9 +1,7 @@
 // The seven value representations that came after 2008 (PS3.5 6.2): what today's edition makes of them, and
 // that the edition of 2008 knows none.
-#include <gtest/gtest.h>
 
 #include <limits>
-#include <string>
 
 #include "dataset/elemlist_access.h"
 #include "orvkit/edition.h"

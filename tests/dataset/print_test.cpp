@@ -1,8 +1,4 @@
 // The flat and the tree print: exact lines.
-#include <gtest/gtest.h>
-
-#include <cstdio>
-#include <memory>
 
 #include "orvkit/tags.h"
 #include "support/capture_log.h"

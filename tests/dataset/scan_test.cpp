@@ -1,10 +1,7 @@
 // Raw scanning: where elements stand and end in encoded bytes.
 #include "orvkit/scan.h"
 
-#include <gtest/gtest.h>
-
 #include <chrono>
-#include <cstdio>
 
 #include "support/capture_log.h"
 #include "support/dataset.h"

@@ -1,10 +1,8 @@
 // Values as texts, numbers and records: what is stored, delivered, refused and told.
-#include <gtest/gtest.h>
 
 #include <cstring>
 #include <functional>
 
-#include "orvkit/result.h"
 #include "orvkit/util.h"
 #include "support/capture_log.h"
 #include "support/elem_values.h"

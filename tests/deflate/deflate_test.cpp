@@ -2,17 +2,12 @@
 // such stream.
 #include "orvkit/deflate.h"
 
-#include <gtest/gtest.h>
-
-#include <random>
-
 #include "encoding/codec.h"
 #include "encoding/header.h"
 #include "media/leaves.h"
 #include "media/part10.h"
 #include "media/sample_files.h"
 #include "network/pair.h"
-#include "orvkit/result.h"
 #include "platform/file.h"
 #include "support/capture_log.h"
 

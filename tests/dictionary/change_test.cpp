@@ -1,13 +1,6 @@
 // Additions to the dictionary, and removals, in either edition.
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <string>
-#include <vector>
 
 #include "fresh_dict.h"
-#include "orvkit/dict.h"
-#include "orvkit/edition.h"
 #include "orvkit/keywords.h"
 #include "orvkit/tags.h"
 

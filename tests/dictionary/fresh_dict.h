@@ -2,8 +2,6 @@
 #ifndef ORVKIT_TESTS_DICTIONARY_FRESH_DICT_H
 #define ORVKIT_TESTS_DICTIONARY_FRESH_DICT_H
 
-#include <gtest/gtest.h>
-
 #include "orvkit/dict.h"
 #include "orvkit/edition.h"
 #include "support/capture_log.h"

@@ -1,13 +1,8 @@
 // Generated UIDs, message IDs and presentation context IDs.
-#include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cstdio>
 #include <ctime>
-#include <string>
 
 #include "fresh_dict.h"
-#include "orvkit/dict.h"
 
 namespace {
 

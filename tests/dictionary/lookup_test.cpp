@@ -1,15 +1,8 @@
 // What the dictionary answers of tags, VRs and UIDs, in both editions.
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <fstream>
-#include <string>
-#include <vector>
 
 #include "dictionary/builtin.h"
 #include "fresh_dict.h"
 #include "media/sample_files.h"
-#include "orvkit/edition.h"
 #include "orvkit/keywords.h"
 #include "orvkit/tags.h"
 

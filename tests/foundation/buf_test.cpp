@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <string>
 
 #include "orvkit/uids.h"
 #include "orvkit/util.h"

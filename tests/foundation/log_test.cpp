@@ -2,9 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <regex>
-#include <string>
 #include <thread>
 #include <utility>
 

@@ -2,9 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <set>
-#include <string>
 
 #include "tests/support/temp_dir.h"
 

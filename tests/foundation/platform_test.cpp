@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <string>
 
 #include "platform/file.h"
 #include "tests/support/temp_dir.h"

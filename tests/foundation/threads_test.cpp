@@ -4,7 +4,6 @@
 
 #include <atomic>
 #include <set>
-#include <string>
 #include <thread>
 #include <vector>
 

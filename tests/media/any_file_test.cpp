@@ -1,5 +1,4 @@
 // Reading what is no Part 10 file by the letter.
-#include <gtest/gtest.h>
 
 #include "media/part10.h"
 #include "media/sample_files.h"

@@ -1,9 +1,7 @@
 // File sets: reading, writing, links to MRDRs, and damaged DICOMDIRs.
-#include <gtest/gtest.h>
 
 #include "media/dir_tree.h"
 #include "media/sample_files.h"
-#include "orvkit/result.h"
 #include "support/capture_log.h"
 #include "support/system.h"
 

@@ -1,12 +1,9 @@
 // Directory records: which may stand where, their order, copies, files, and encoding.
-#include <gtest/gtest.h>
 
 #include "media/dir_tree.h"
-#include "orvkit/result.h"
 #include "orvkit/tags.h"
 #include "support/capture_log.h"
 #include "support/system.h"
-#include "support/temp_dir.h"
 
 TEST(DirRec, StandsOnlyBelowTheTypesThatTakeIt) {
     const DIR_REC beyond = static_cast<DIR_REC>(39);

@@ -3,10 +3,6 @@
 #ifndef ORVKIT_TESTS_MEDIA_DIR_TREE_H
 #define ORVKIT_TESTS_MEDIA_DIR_TREE_H
 
-#include <filesystem>
-#include <string>
-#include <vector>
-
 #include "media/leaves.h"
 #include "media/part10.h"
 #include "orvkit/dicomdir.h"

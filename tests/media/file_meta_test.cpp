@@ -1,13 +1,8 @@
 // The file meta information: the record, its checks, and how it is read.
-#include <gtest/gtest.h>
-
-#include <cstring>
 
 #include "media/part10.h"
 #include "orvkit/dicomdir.h"
 #include "orvkit/edition.h"
-#include "orvkit/file.h"
-#include "orvkit/result.h"
 #include "orvkit/util.h"
 #include "support/capture_log.h"
 #include "support/dataset.h"

@@ -1,8 +1,4 @@
 // Reading Part 10 files: whole, from memory, and up to Pixel Data.
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <filesystem>
 
 #include "media/allocation_meter.h"
 #include "media/leaves.h"

@@ -1,13 +1,6 @@
 // Writing Part 10 files, to disk and to memory.
-#include <gtest/gtest.h>
-
-#include <cstring>
-#include <filesystem>
-#include <fstream>
 
 #include "media/part10.h"
-#include "orvkit/file.h"
-#include "orvkit/result.h"
 #include "orvkit/util.h"
 #include "platform/file.h"
 #include "support/capture_log.h"

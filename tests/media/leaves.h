@@ -2,9 +2,6 @@
 #ifndef ORVKIT_TESTS_MEDIA_LEAVES_H
 #define ORVKIT_TESTS_MEDIA_LEAVES_H
 
-#include <string>
-#include <vector>
-
 #include "support/dataset.h"
 
 struct Leaf {

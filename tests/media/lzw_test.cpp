@@ -1,11 +1,6 @@
 #include "orvkit/lzw.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <random>
-#include <string>
-#include <vector>
 
 #include "tests/support/capture_log.h"
 

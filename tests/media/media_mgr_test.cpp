@@ -1,9 +1,7 @@
 // The media storage services: who may use them, and what they do.
-#include <gtest/gtest.h>
 
 #include "media/dir_tree.h"
 #include "orvkit/mediamgr.h"
-#include "orvkit/result.h"
 #include "support/capture_log.h"
 
 TEST(MediaManager, TouchesNoFileThatItMayNot) {

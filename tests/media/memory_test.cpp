@@ -1,18 +1,11 @@
 // Memory follows the bytes that are there, not what a file announces.
-#include <gtest/gtest.h>
 
-#include <filesystem>
 #include <functional>
-#include <string>
-#include <vector>
 
 #include "media/allocation_meter.h"
 #include "media/dir_tree.h"
-#include "media/part10.h"
 #include "orvkit/log.h"
 #include "orvkit/mediamgr.h"
-#include "orvkit/result.h"
-#include "support/dataset.h"
 
 namespace {
 

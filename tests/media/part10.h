@@ -3,8 +3,6 @@
 #define ORVKIT_TESTS_MEDIA_PART10_H
 
 #include <cstring>
-#include <string>
-#include <vector>
 
 #include "orvkit/dict.h"
 #include "orvkit/file.h"

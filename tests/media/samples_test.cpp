@@ -1,5 +1,4 @@
 // Every sample file against its reference table: tags, VRs, lengths and values of all elements.
-#include <gtest/gtest.h>
 
 #include <map>
 #include <set>
@@ -9,7 +8,6 @@
 #include "media/sample_files.h"
 #include "orvkit/edition.h"
 #include "orvkit/file.h"
-#include "orvkit/result.h"
 #include "support/capture_log.h"
 #include "support/elem_values.h"
 #include "support/temp_dir.h"

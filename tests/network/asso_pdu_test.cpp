@@ -1,4 +1,3 @@
-#include <gtest/gtest.h>
 
 #include <functional>
 #include <memory>
@@ -8,8 +7,6 @@
 #include "network/pdu_access.h"
 #include "network/pdus.h"
 #include "orvkit/dict.h"
-#include "orvkit/pdu.h"
-#include "orvkit/result.h"
 #include "support/capture_log.h"
 
 using orvkit::AssoFault;

@@ -1,6 +1,5 @@
 // What a peer that means no good can cost: the bounds on time and memory that an application may set.
 #include <chrono>
-#include <functional>
 
 #include "media/allocation_meter.h"
 #include "network/pair.h"

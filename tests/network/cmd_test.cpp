@@ -1,8 +1,6 @@
 // Commands: what each holds and needs, what may be added, responses from requests.
 #include "orvkit/cmd.h"
 
-#include <gtest/gtest.h>
-
 #include <memory>
 #include <typeinfo>
 

@@ -1,6 +1,4 @@
-#include <gtest/gtest.h>
 
-#include <filesystem>
 #include <numeric>
 
 #include "foundation/bytes.h"

@@ -1,15 +1,11 @@
 // Associations and messages between two application entities over a real socket.
-#include "orvkit/msm.h"
 
 #include <atomic>
-#include <filesystem>
 
 #include "media/allocation_meter.h"
 #include "network/pair.h"
 #include "network/pdus.h"
-#include "platform/socket.h"
 #include "support/capture_log.h"
-#include "support/system.h"
 #include "support/temp_dir.h"
 
 namespace {

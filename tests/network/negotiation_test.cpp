@@ -1,6 +1,5 @@
 // Items 56H to 59H of association PDUs and those that nobody knows: what is read and written of them, what is
 // refused, and what a provider and a user make of them.
-#include <gtest/gtest.h>
 
 #include <set>
 #include <sstream>

@@ -1,14 +1,10 @@
-#include <gtest/gtest.h>
 
 #include <chrono>
-#include <filesystem>
 #include <map>
 
 #include "media/allocation_meter.h"
 #include "network/pdus.h"
 #include "orvkit/datatf.h"
-#include "orvkit/pdu.h"
-#include "orvkit/result.h"
 #include "platform/process.h"
 #include "support/capture_log.h"
 #include "support/temp_dir.h"

@@ -6,7 +6,6 @@
 
 #include "orvkit/pdu.h"
 #include "orvkit/result.h"
-#include "support/pdu_bytes.h"
 #include "support/socket_pair.h"
 
 template <typename Pdu>

@@ -1,7 +1,6 @@
 // Application entities in threads of their own, on a port that they share. It says most under
 // ThreadSanitizer.
 #include <atomic>
-#include <thread>
 
 #include "network/pair.h"
 

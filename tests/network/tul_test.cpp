@@ -1,10 +1,6 @@
 // The upper layer: putting messages together, and where their pixels go.
 #include "orvkit/tul.h"
 
-#include <algorithm>
-#include <thread>
-
-#include "dataset/elem_access.h"
 #include "media/allocation_meter.h"
 #include "network/pair.h"
 #include "network/pdus.h"

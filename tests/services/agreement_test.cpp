@@ -1,15 +1,10 @@
 // The provider's check, the raw scanners and the decoder look at the same bytes, each in its own way. On
 // damaged streams they must agree where every element begins and ends, or an object is let in that nobody can
 // read. ORVKIT_AGREEMENT_STREAMS sets how many streams are tried.
-#include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <random>
 #include <set>
-#include <string>
-#include <string_view>
-#include <vector>
 
 #include "encoding/walk.h"
 #include "orvkit/elemlist.h"

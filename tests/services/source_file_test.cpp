@@ -1,10 +1,7 @@
 // What object a file is: its data set has the say, its header where that is silent.
 #include "services/source_file.h"
 
-#include <gtest/gtest.h>
-
 #include "media/part10.h"
-#include "orvkit/result.h"
 #include "support/capture_log.h"
 
 namespace {

@@ -4,9 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
-
 #include "dataset/elem_access.h"
 #include "orvkit/elemlist.h"
 #include "orvkit/result.h"

@@ -5,7 +5,6 @@
 #include <array>
 #include <thread>
 
-#include "platform/socket.h"
 #include "tests/support/pdu_bytes.h"
 #include "tests/support/system.h"
 

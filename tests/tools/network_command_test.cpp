@@ -2,9 +2,7 @@
 #include <chrono>
 #include <csignal>
 #include <map>
-#include <thread>
 
-#include "orvkit/result.h"
 #include "tests/media/sample_files.h"
 #include "tests/network/pair.h"
 #include "tests/network/pdus.h"

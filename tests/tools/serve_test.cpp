@@ -3,14 +3,11 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/mount.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 
-#include <algorithm>
 #include <chrono>
 #include <memory>
 #include <set>
-#include <thread>
 #include <utility>
 
 #include "orvkit/file.h"

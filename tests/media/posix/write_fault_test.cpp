@@ -1,15 +1,10 @@
 // Writers that cannot go on, as only this system lets a test arrange it.
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 
 #include <csignal>
-#include <filesystem>
-#include <vector>
 
 #include "media/dir_tree.h"
-#include "media/part10.h"
 #include "orvkit/mediamgr.h"
-#include "orvkit/result.h"
 #include "orvkit/tags.h"
 #include "support/capture_log.h"
 

@@ -1,6 +1,5 @@
 // Sending over a socket of the application's that does not block.
 #include <fcntl.h>
-#include <gtest/gtest.h>
 
 #include <chrono>
 
