@@ -2,20 +2,12 @@
 
 #include <atomic>
 
-#include "media/allocation_meter.h"
 #include "network/pair.h"
 #include "network/pdus.h"
 #include "support/capture_log.h"
 #include "support/temp_dir.h"
 
 namespace {
-
-template <typename Request, typename Response>
-void answer(DcMsm& msm, DcMsg& request, unsigned short status = 0) {
-    Response response(static_cast<Request*>(&request));
-    response.add(new DcElem(T_0000_0900_status, status));
-    EXPECT_EQ(msm.write(contextOf(request), &response), RESULT_OK);
-}
 
 TEST(Association, TheProvidersOrderOfTransferSyntaxesDecides) {
     Provider provider(sopList({UID_VERIFICATION, UID_CT_IMAGE_STORAGE},
@@ -94,31 +86,6 @@ TEST(Association, AbortsAndBrokenConnectionsAreToldFromEachOther) {
     DcCmdCEchoRq echo;
     EXPECT_EQ(user.write(UID_VERIFICATION, &echo), TSM_NO_CONNECTION) << "nothing is sent, and that is told";
     EXPECT_EQ(user.receive(none), MSM_NO_CONNECTION);
-}
-
-TEST(Association, ThreeHundredOfThemLeaveNothingBehind) {
-    const auto associate = [] {
-        Provider provider(sopList({UID_VERIFICATION}), [](DcMsm& msm) {
-            for (Message request; receive(msm, request) == MSM_MESSAGE;) {
-                answer<DcCmdCEchoRq, DcCmdCEchoRsp>(msm, *request);
-            }
-        });
-        User user(provider.port());
-        ASSERT_EQ(user.open(sopList({UID_VERIFICATION})), MSM_ACCEPTED);
-        for (int i = 0; i < 10; ++i) {
-            DcCmdCEchoRq request;
-            Message response;
-            ASSERT_EQ(user.write(UID_VERIFICATION, &request), 0);
-            ASSERT_EQ(user.receive(response), MSM_MESSAGE);
-        }
-        ASSERT_EQ(user.release(), MSM_RELEASED);
-    };
-    associate();
-    const std::size_t open = openHandles();
-    const AllocationMeter meter;
-    for (int i = 0; i < 300 && !HasFatalFailure(); ++i) associate();
-    EXPECT_EQ(openHandles(), open);
-    EXPECT_LT(meter.live(), 4096u);
 }
 
 // Both sides ask for release at once (PS3.8 9.2: Sta9 to Sta12).

@@ -1,7 +1,6 @@
 // Items 56H to 59H of association PDUs and those that nobody knows: what is read and written of them, what is
 // refused, and what a provider and a user make of them.
 
-#include <set>
 #include <sstream>
 
 #include "network/asso_pdu.h"
@@ -199,27 +198,6 @@ TEST(Negotiation, UnknownItemsAreSteppedOverAndBrokenOnesAreRefused) {
     std::string told;
     EXPECT_EQ(faultOf(tooLarge.bytes(), true, &told), kNone);
     EXPECT_EQ(told.find("58 "), std::string::npos);
-}
-
-// As in a request without them; at the end of an item in user information it is taken for whole, as before.
-TEST(Negotiation, EveryTruncationIsRefusedAsEver) {
-    const QuietLog quiet;
-    const Bytes plain = Association().body();
-    const std::vector<Bytes> items = {kExt, item(0x99, "new"), kCommon, kJoe};
-    Association all;
-    std::set<std::size_t> ends = {plain.size()};
-    for (const Bytes& one : items) {
-        append(all.userInfo, one);
-        ends.insert(all.body().size());
-    }
-    const Bytes whole = all.body();
-    for (std::size_t n = 0; n < whole.size(); ++n) {
-        const auto cut = [n](const Bytes& body) {
-            return pdu(1, Bytes(body.begin(), body.begin() + static_cast<std::ptrdiff_t>(n)));
-        };
-        const int expected = n < plain.size() ? faultOf(cut(plain), false) : ends.contains(n) ? kNone : kBad;
-        ASSERT_EQ(faultOf(cut(whole), true), expected) << n;
-    }
 }
 
 TEST(Negotiation, WhatIsTooLongOrNothingIsNotTaken) {

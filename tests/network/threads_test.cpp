@@ -3,6 +3,7 @@
 #include <atomic>
 
 #include "network/pair.h"
+#include "support/system.h"
 
 namespace {
 
@@ -14,6 +15,7 @@ TEST(Threads, AssociationsSideBySide) {
     const QuietLog quiet;
     const DcMsm listener("PROVIDER", TSM_ROLE_SCP, 0);
     const int port = listener.getPort();
+    const std::size_t open = openHandles();
     std::atomic<int> received = 0;
     std::atomic<int> failures = 0;
     std::vector<std::thread> threads;
@@ -47,6 +49,7 @@ TEST(Threads, AssociationsSideBySide) {
         });
     }
     for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(openHandles(), open);
     EXPECT_EQ(failures, 0);
     EXPECT_EQ(received, kThreads * kAssociations * kStores);
 }

@@ -1,7 +1,6 @@
 // The upper layer: putting messages together, and where their pixels go.
 #include "orvkit/tul.h"
 
-#include "media/allocation_meter.h"
 #include "network/pair.h"
 #include "network/pdus.h"
 #include "support/capture_log.h"
@@ -200,16 +199,6 @@ TEST(UpperLayer, EmptyPixelsStayWhereTheyAre) {
     EXPECT_TRUE(readWhole(path).empty());
 }
 
-// No object comes of it, and a result of 0 where an abort could be sent.
-TEST(UpperLayer, AnInvalidPduIsAnsweredInEveryState) {
-    for (int state = TSM_STATE_01_IDLE; state <= TSM_STATE_13_AWAIT_CLOSE; ++state) {
-        const QuietLog quiet;
-        Upper upper;
-        (void)upper.receive({9, 0, 0, 0, 0, 0}, kExplicit, static_cast<TSM_STATE>(state));
-        EXPECT_EQ(upper.received, nullptr);
-    }
-}
-
 // The connection stays open behind the answer to our release in a collision: it is read to its end.
 TEST(UpperLayer, WhatFollowsAnAnswerToAReleaseIsUnderstood) {
     Upper upper;
@@ -327,31 +316,6 @@ TEST(UpperLayer, DataSetsPassThroughTheirCallback) {
     ASSERT_EQ(upper.receive(inFragments(image.whole, every(7, image.whole.size())), kJpeg), 0);
     EXPECT_EQ(room.used, 100u);
     EXPECT_TRUE(std::equal(room.bytes.begin(), room.bytes.end(), image.whole.begin()));
-
-    // 64 MiB in fragments of 64 KiB are not held.
-    sink = Sink();
-    const Bytes piece(65536, 'd');
-    Bytes one = fragment(piece, false);
-    SocketPair sockets;
-    upper.setSockHandles(TSM_ROLE_SCU, sockets.giveOurs(), PDU_SOCKET_NONE);
-    upper.setState(TSM_STATE_06_ASSOCIATED);
-    upper.registerDataSetCB(&sink,
-                            [](void* user, const unsigned char*, unsigned int length, DICT_UID, int last) {
-                                static_cast<Sink*>(user)->lasts += last;
-                                static_cast<Sink*>(user)->answer += static_cast<int>(length / 65536);
-                                return 0;
-                            });
-    std::thread peer([&] {
-        for (int i = 0; i < 1023; ++i) sockets.send(one);
-        one[11] = 2;
-        sockets.send(one);
-    });
-    const AllocationMeter meter;
-    EXPECT_EQ(upper.next(kJpeg), 0);
-    EXPECT_LT(meter.peak(), 1u << 20);
-    peer.join();
-    EXPECT_EQ(sink.answer, 1024);
-    EXPECT_EQ(sink.lasts, 1);
 }
 
 }  // namespace
