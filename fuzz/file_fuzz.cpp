@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "fuzz/target.h"
+#include "orvkit/result.h"
 
 namespace {
 
@@ -41,6 +42,20 @@ void checkMetaInfo(std::vector<unsigned char>& bytes) {
     require(again.sopClassUid == meta.sopClassUid && again.privateInfoLen == meta.privateInfoLen);
 }
 
+// Files of any form: what is found in memory is found on disk.
+void checkOddForms(std::vector<unsigned char>& bytes, const char* path) {
+    DcDirMetaInfo meta;
+    DcElemList inMemory, fromDisk;
+    DcDirFound found, there;
+    DcDirAround around;
+    around.found = &there;
+    const int result =
+        dirReadAnyFile(bytes.data(), static_cast<unsigned int>(bytes.size()), meta, inMemory, found);
+    const bool known = dirReadAroundPixels(path, meta, fromDisk, around) != DIR_NOT_PART10;
+    require(known == (result != DIR_NOT_PART10) && found.xferSyn == there.xferSyn);
+    require(found.zerosBefore + found.zerosBehind <= bytes.size());
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -51,6 +66,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if ((data[0] & 2) != 0) addPreamble(bytes);
     checkMetaInfo(bytes);
     input.hold(bytes);
+    checkOddForms(bytes, input.path());
 
     DcDirMetaInfo meta;
     DcElemList inMemory;

@@ -151,18 +151,3 @@ TEST_P(SamplesInEdition, AgreeWithTheirReferenceTables) {
     }
     EXPECT_GE(compared, 160);
 }
-
-TEST_F(Samples, DeflatedDataSetsAreRefusedByName) {
-    for (const Sample& sample : allSamples()) {
-        if (sample.folder() != "deflated") continue;
-        const std::string path = samplePath(sample.path);
-        log_.clear();
-        DcDirMetaInfo meta;
-        DcElemList dataset;
-        EXPECT_EQ(dirReadFile(path.c_str(), meta, dataset), ELEM_XFER_SYNTAX);
-        log_.expect(LOG_ERROR, "dirReadFile",
-                    "File '" + path + "', the data set is deflated (1.2.840.10008.1.2.1.99)");
-        EXPECT_EQ(meta.transferSyntax, UID_DEFLATED_LITTLE_ENDIAN_EXPLICIT);
-        EXPECT_EQ(dirReadNonPixelElem(path.c_str(), meta, dataset, nullptr, nullptr), ELEM_XFER_SYNTAX);
-    }
-}
