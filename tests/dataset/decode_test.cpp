@@ -2,6 +2,7 @@
 
 #include <chrono>
 
+#include "orvkit/scan.h"
 #include "support/capture_log.h"
 #include "support/dataset.h"
 #include "support/system.h"
@@ -158,29 +159,28 @@ TEST(DecodeHostile, LengthsUpToFourGigabytes) {
     }
 }
 
-TEST(DecodeHostile, AHundredThousandLevelsAreRefused) {
+// The scanners stand on the same walk.
+TEST(DecodeHostile, AThousandLevelsAreReadWrittenAndPrintedAndMoreAreRefused) {
     for (const DICT_UID x : kSyntaxes) {
-        Stream in(x);
-        for (int i = 0; i < 100000; ++i)
-            in.header(0x00081140, "SQ", Stream::undefined).item(Stream::undefined);
-        CaptureLog log;
-        DcElemList list;
-        EXPECT_EQ(decode(list, in, x), ELEM_VALUE_REFUSED);
-        EXPECT_EQ(log.lines().size(), 1u);
-    }
-}
-
-TEST(DecodeHostile, AThousandLevelsAreReadWrittenAndPrinted) {
-    for (const DICT_UID x : kSyntaxes) {
-        Stream in(x);
-        for (int i = 0; i < 1000; ++i) in.header(0x00081140, "SQ", Stream::undefined).item(Stream::undefined);
-        in.elem(0x00100010, "PN", "AB");
-        for (int i = 0; i < 1000; ++i) in.endItem().endSequence();
-        DcElemList list;
-        ASSERT_EQ(decode(list, in, x), RESULT_OK);
-        EXPECT_GT(frame(list, x).size(), 16000u);
-        EXPECT_EQ(list.printNodeList(nullDevice, "w", PRINT_NODE_TREE), RESULT_OK);
-        EXPECT_EQ(list.printNodeList(nullDevice, "w", PRINT_NODE_FLAT), RESULT_OK);
+        for (const int levels : {1024, 1025, 100000}) {
+            Stream in(x);
+            for (int i = 0; i < levels; ++i)
+                in.header(0x00081140, "SQ", Stream::undefined).item(Stream::undefined);
+            in.elem(0x00100010, "PN", "AB");
+            for (int i = 0; i < levels; ++i) in.endItem().endSequence();
+            in.elem(0x00280010, "US", "ab");
+            CaptureLog log;
+            DcElemList list;
+            unsigned int offset = 0;
+            EXPECT_EQ(decode(list, in, x), levels == 1024 ? RESULT_OK : ELEM_VALUE_REFUSED) << levels;
+            EXPECT_EQ(utilGetElemOffset(in.data(), in.size(), x, 0x00280010, offset),
+                      levels == 1024 ? RESULT_OK : UTIL_LENGTH_FIELD);
+            EXPECT_EQ(log.lines().size(), levels == 1024 ? 0u : 2u);
+            if (levels > 1024) continue;
+            EXPECT_GT(frame(list, x).size(), 16000u);
+            EXPECT_EQ(list.printNodeList(nullDevice, "w", PRINT_NODE_TREE), RESULT_OK);
+            EXPECT_EQ(list.printNodeList(nullDevice, "w", PRINT_NODE_FLAT), RESULT_OK);
+        }
     }
 }
 

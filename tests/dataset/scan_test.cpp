@@ -115,20 +115,6 @@ TEST(GetElemOffset, TellsWhatIsWrongOnceAndWithItsCode) {
     }
 }
 
-TEST(RawWalk, AHundredThousandLevelsAreRefusedAndAThousandAreNot) {
-    for (const int levels : {1024, 1025, 100000}) {
-        Stream s;
-        for (int i = 0; i < levels; ++i) s.header(kSequence, "SQ", Stream::undefined).item(Stream::undefined);
-        for (int i = 0; i < levels; ++i) s.endItem().endSequence();
-        s.elem(kRows, "US", "ab");
-        CaptureLog log;
-        unsigned int offset = 0;
-        const int result = utilGetElemOffset(s.data(), s.size(), kExplicit, kRows, offset);
-        EXPECT_EQ(result, levels <= 1024 ? RESULT_OK : UTIL_LENGTH_FIELD) << levels;
-        EXPECT_EQ(log.lines().size(), levels <= 1024 ? 0u : 1u);
-    }
-}
-
 // Values that look like sequences, are walked far and then prove to be none. A careless walk needs time that
 // grows with the square of their number; this one takes some milliseconds, and the bound leaves room for slow
 // machines and sanitizers.
