@@ -65,6 +65,9 @@ struct Coder {
     Fault (*inspect)(const DcImagePixels& says, Bytes stream, Header& header) = nullptr;
     Fault (*decode)(DecodeJob& job) = nullptr;
     Fault (*encode)(EncodeJob& job) = nullptr;
+    // A JPEG codestream to one of this codec and back to the same bytes, behind what `out` holds.
+    Fault (*packJpeg)(Bytes jpeg, std::vector<unsigned char>& out) = nullptr;
+    Fault (*unpackJpeg)(Bytes stream, std::vector<unsigned char>& out) = nullptr;
 };
 
 extern const Coder kRle;
@@ -73,6 +76,9 @@ extern const Coder kJpeg;  // which is there in any case, though not for all tha
 extern const Coder kJpegLossless;
 extern const Coder kJpegLs;
 extern const Coder kJpeg2000;
+extern const Coder kHtj2k;
+extern const Coder kJpegXl;
+extern const Coder kJpegXlOfJpeg;
 extern const Coder kDeflated;
 
 struct Codec {

@@ -10,7 +10,7 @@ namespace orvkit::image {
 namespace {
 
 // What a row takes in and gives back.
-enum class Holds { bytes, unsignedOnly, any };
+enum class Holds { bytes, unsignedOnly, any, jpegOnly };
 constexpr bool kLossless = true;
 constexpr bool kLossy = false;
 
@@ -19,7 +19,8 @@ constexpr Codec row(const char* uid, const char* name, const char* label, const 
                     unsigned int maxBits) {
     const bool there = coder != nullptr;
     return {{uid, name, label, library, lossless, holds == Holds::bytes, minBits, maxBits,
-             holds != Holds::unsignedOnly, true, there, there && name[0] != '\0'},
+             holds == Holds::bytes || holds == Holds::any, true, there,
+             there && name[0] != '\0' && holds != Holds::jpegOnly},
             coder};
 }
 
@@ -30,6 +31,12 @@ constexpr const Coder* kCharLs = ORVKIT_WITH_CHARLS ? &kJpegLs : nullptr;
 constexpr const char* kCharLsName = "CharLS (libcharls-dev)";
 constexpr const Coder* kOpenJpeg = ORVKIT_WITH_OPENJPEG ? &kJpeg2000 : nullptr;
 constexpr const char* kOpenJpegName = "OpenJPEG (libopenjp2-7-dev)";
+// What OpenJPEG reads, and OpenJPH writes.
+constexpr const Coder* kOpenJph = ORVKIT_WITH_OPENJPH ? &kHtj2k : nullptr;
+constexpr const char* kOpenJphName = "OpenJPEG and OpenJPH (libopenjp2-7-dev, libopenjph-dev)";
+constexpr const Coder* kJxl = ORVKIT_WITH_JXL ? &kJpegXl : nullptr;
+constexpr const Coder* kJxlOfJpeg = ORVKIT_WITH_JXL ? &kJpegXlOfJpeg : nullptr;
+constexpr const char* kJxlName = "libjxl (libjxl-dev)";
 constexpr const Coder* kZlib = ORVKIT_WITH_ZLIB ? &kDeflated : nullptr;
 constexpr const char* kZlibName = "zlib (zlib1g-dev)";
 
@@ -49,6 +56,12 @@ constexpr std::array kCodecs{
     row("1.2.840.10008.1.2.4.81", "jpegls-near",         "JPEG-LS",      kCharLsName,  kCharLs,        kLossy,    Holds::any,           2, 16),
     row("1.2.840.10008.1.2.4.90", "j2k",                 "JPEG 2000",    kOpenJpegName, kOpenJpeg,     kLossless, Holds::any,           1, 16),
     row("1.2.840.10008.1.2.4.91", "j2k-lossy",           "JPEG 2000",    kOpenJpegName, kOpenJpeg,     kLossy,    Holds::any,           1, 16),
+    row("1.2.840.10008.1.2.4.201", "htj2k",              "HTJ2K",        kOpenJphName,  kOpenJph,      kLossless, Holds::any,           1, 16),
+    row("1.2.840.10008.1.2.4.202", "htj2k-rpcl",         "HTJ2K",        kOpenJphName,  kOpenJph,      kLossless, Holds::any,           1, 16),
+    row("1.2.840.10008.1.2.4.203", "htj2k-lossy",        "HTJ2K",        kOpenJphName,  kOpenJph,      kLossy,    Holds::any,           1, 16),
+    row("1.2.840.10008.1.2.4.110", "jxl",                "JPEG XL",      kJxlName,      kJxl,          kLossless, Holds::unsignedOnly,  1, 16),
+    row("1.2.840.10008.1.2.4.111", "jxl-jpeg",           "JPEG XL",      kJxlName,      kJxlOfJpeg,    kLossy,    Holds::jpegOnly,      8,  8),
+    row("1.2.840.10008.1.2.4.112", "jxl-lossy",          "JPEG XL",      kJxlName,      kJxl,          kLossy,    Holds::unsignedOnly,  1, 16),
     row("1.2.840.10008.1.2.8.1",  "deflated-frames",     "Deflated",     kZlibName,     kZlib,         kLossless, Holds::bytes,         1, 64),
 };
 // clang-format on

@@ -16,6 +16,9 @@ std::string bitsThatItHolds(const DcImageCodec& facts) {
 Fault holds(const DcImageCodec& facts, const DcImagePixels& pixels) {
     const auto cannot = [](std::string what) { return Fault{IMAGE_CANNOT_HOLD, std::move(what)}; };
     if (facts.bytes) return {};
+    if (!facts.lossless && pixels.photometric == DcPhotometric::paletteColor) {
+        return cannot("cannot hold places in a palette: they must come back as they are");
+    }
     if (pixels.bitsAllocated != 8 && pixels.bitsAllocated != 16) {
         return cannot("cannot hold " + std::to_string(pixels.bitsAllocated) + " bits allocated: 8 or 16");
     }
@@ -87,6 +90,8 @@ Fault encodeFrame(const Codec& codec, const DcImagePixels& pixels, Bytes frame, 
     if (codec.coder == nullptr) {
         return {IMAGE_NO_CODEC, std::string("this build is without ") + codec.facts.library};
     }
+    if (codec.coder->encode == nullptr)
+        return {IMAGE_CANNOT_HOLD, "cannot hold anything but JPEG codestreams"};
     if (Fault fault = holds(codec.facts, pixels)) return fault;
     if (frame.size() != imageFrameBytes(pixels)) {
         return {IMAGE_ROOM, "a frame is " + std::to_string(imageFrameBytes(pixels)) +

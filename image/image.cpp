@@ -102,6 +102,22 @@ int imageDecodeFrame(const char* uid, const DcImagePixels& says, const void* str
     });
 }
 
+int imageRepackJpeg(const void* stream, std::size_t length, bool pack, std::vector<unsigned char>& out,
+                    DcImageResult* result) noexcept {
+    const auto work = [&](const Codec& codec, DcImageResult&) {
+        const std::size_t before = out.size();
+        Fault fault;
+        if (codec.coder == nullptr) {
+            fault = {IMAGE_NO_CODEC, std::string("this build is without ") + codec.facts.library};
+        } else {
+            fault = (pack ? codec.coder->packJpeg : codec.coder->unpackJpeg)(bytes(stream, length), out);
+        }
+        if (fault) out.resize(before);
+        return fault;
+    };
+    return tell("jxl-jpeg", {}, result, work);
+}
+
 int imageEncodeFrame(const char* uidOrName, const DcImagePixels& pixels, const void* frame,
                      std::size_t length, const DcImageOptions& options, std::vector<unsigned char>& stream,
                      DcImageResult* result) noexcept {

@@ -152,28 +152,6 @@ Fault store(const opj_image_t& image, DecodeJob& job) {
     return {};
 }
 
-Fault decode(DecodeJob& job) {
-    Source source{jpeg2000::codestreamOf(job.stream)};
-    jpeg2000::MainHeader header;
-    if (Fault fault = jpeg2000::readMainHeader(source.bytes, header)) return fault;
-    Words words;
-    const Stream stream = source.stream();
-    const Library library(opj_create_decompress(OPJ_CODEC_J2K));
-    if (!library) throw std::bad_alloc();
-    words.listen(library.get());
-    opj_dparameters_t parameters;
-    opj_set_default_decoder_parameters(&parameters);
-    opj_image_t* read = nullptr;
-    if (!opj_setup_decoder(library.get(), &parameters) ||
-        !opj_read_header(stream.get(), library.get(), &read)) {
-        return words.fault(IMAGE_STREAM);
-    }
-    const Image image(read);
-    if (!opj_decode(library.get(), stream.get(), image.get())) return words.fault(IMAGE_STREAM);
-    job.photometric = jpeg2000::decodedColour(header, job.says.photometric);
-    return store(*image, job);
-}
-
 template <typename Word>
 void loadPlane(const unsigned char* from, std::size_t count, std::size_t step, unsigned int sign,
                OPJ_INT32* to) {
@@ -242,6 +220,28 @@ Fault encode(EncodeJob& job) {
 
 }  // namespace
 
-const Coder kJpeg2000{jpeg2000::inspect, decode, encode};
+Fault jpeg2000::decode(DecodeJob& job) {
+    Source source{jpeg2000::codestreamOf(job.stream)};
+    jpeg2000::MainHeader header;
+    if (Fault fault = jpeg2000::readMainHeader(source.bytes, header)) return fault;
+    Words words;
+    const Stream stream = source.stream();
+    const Library library(opj_create_decompress(OPJ_CODEC_J2K));
+    if (!library) throw std::bad_alloc();
+    words.listen(library.get());
+    opj_dparameters_t parameters;
+    opj_set_default_decoder_parameters(&parameters);
+    opj_image_t* read = nullptr;
+    if (!opj_setup_decoder(library.get(), &parameters) ||
+        !opj_read_header(stream.get(), library.get(), &read)) {
+        return words.fault(IMAGE_STREAM);
+    }
+    const Image image(read);
+    if (!opj_decode(library.get(), stream.get(), image.get())) return words.fault(IMAGE_STREAM);
+    job.photometric = jpeg2000::decodedColour(header, job.says.photometric);
+    return store(*image, job);
+}
+
+const Coder kJpeg2000{jpeg2000::inspect, jpeg2000::decode, encode};
 
 }  // namespace orvkit::image

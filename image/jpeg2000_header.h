@@ -19,6 +19,8 @@ Bytes codestreamOf(Bytes stream);
 // Refuses what no decoder need see: components of different kinds, and more tiles than there can be.
 Fault readMainHeader(Bytes codestream, MainHeader& header);
 Fault inspect(const DcImagePixels& says, Bytes stream, Header& header);
+// By OpenJPEG.
+Fault decode(DecodeJob& job);
 
 // What a data set says of what is decoded, and of what was encoded.
 DcPhotometric decodedColour(const MainHeader& header, DcPhotometric says);

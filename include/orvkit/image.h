@@ -57,10 +57,9 @@
 #endif
 
 // ---- 0x6000 pictures ------------------------------------------------------------------------------------
-inline constexpr int IMAGE_NO_CODEC =
-    24577;  // 0x6001 no codec for the transfer syntax, or left out of this build
-inline constexpr int IMAGE_PIXELS = 24578;  // 0x6002 a description of pixels that makes no sense
-inline constexpr int IMAGE_ROOM = 24579;    // 0x6003 room or frame of another size than the description says
+inline constexpr int IMAGE_NO_CODEC = 24577;  // 0x6001 no codec for the transfer syntax in this build
+inline constexpr int IMAGE_PIXELS = 24578;    // 0x6002 a description of pixels that makes no sense
+inline constexpr int IMAGE_ROOM = 24579;  // 0x6003 room or frame of another size than the description says
 inline constexpr int IMAGE_CANNOT_HOLD = 24580;  // 0x6004 the codec cannot hold these pixels
 inline constexpr int IMAGE_DIFFERS = 24581;      // 0x6005 codestream and data set differ in what must agree
 inline constexpr int IMAGE_STREAM = 24582;       // 0x6006 codestream cut short or damaged
@@ -162,5 +161,12 @@ ORVKIT_IMAGE_API int imageEncodeFrame(const char* uidOrName, const DcImagePixels
                                       std::size_t length, const DcImageOptions& options,
                                       std::vector<unsigned char>& stream,
                                       DcImageResult* result = nullptr) noexcept;
+
+// Packs a JPEG codestream of 8 bits as JPEG XL (transfer syntax 1.2.840.10008.1.2.4.111), a fifth smaller, or
+// unpacks one to the bytes that it was; behind what `out` holds, which is as it was after a failure.
+// IMAGE_NO_CODEC, IMAGE_STREAM, IMAGE_CANNOT_HOLD a stream that was never JPEG, IMAGE_CODEC, IMAGE_NO_MEMORY.
+ORVKIT_IMAGE_API int imageRepackJpeg(const void* stream, std::size_t length, bool pack,
+                                     std::vector<unsigned char>& out,
+                                     DcImageResult* result = nullptr) noexcept;
 
 #endif
