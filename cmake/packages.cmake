@@ -51,6 +51,17 @@ macro(orvkit_find_codec name header library)
   endif()
 endmacro()
 
+# ORVKIT_OPENSSL is a target to link, or empty: without OpenSSL 3, and for another machine than this one.
+macro(orvkit_find_openssl)
+  set(ORVKIT_OPENSSL "")
+  if(NOT CMAKE_CROSSCOMPILING)
+    find_package(OpenSSL 3 QUIET)
+    if(OPENSSL_FOUND)
+      set(ORVKIT_OPENSSL OpenSSL::SSL)
+    endif()
+  endif()
+endmacro()
+
 macro(orvkit_find_cli11)
   if(CMAKE_CROSSCOMPILING)
     orvkit_link_host_headers(CLI11::CLI11 CLI CLI/CLI.hpp)

@@ -23,7 +23,8 @@ std::atomic<int> Connection::layers{0};
 
 void putLayer(unsigned int socket, std::unique_ptr<ConnectionLayer> layer) {
     const std::lock_guard lock(known().mutex);
-    if (known().bySocket.emplace(socket, std::move(layer)).second) ++Connection::layers;
+    // One that its socket has left behind gives way.
+    if (known().bySocket.insert_or_assign(socket, std::move(layer)).second) ++Connection::layers;
 }
 
 ConnectionLayer* Connection::find(unsigned int socket) noexcept {

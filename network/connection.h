@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "orvkit/security.h"
 #include "platform/socket.h"
 
 namespace orvkit {
@@ -21,6 +22,9 @@ class ConnectionLayer {
     ConnectionLayer& operator=(const ConnectionLayer&) = delete;
     virtual ~ConnectionLayer() = default;
 
+    // Goes on with what must be done before bytes can cross, which every other call does, too: `data` when it
+    // is done.
+    virtual platform::Received open(int /*timeout*/) noexcept { return platform::Received::data; }
     virtual platform::Received receive(void* data, std::size_t length, int timeout,
                                        std::size_t& count) noexcept = 0;
     virtual std::int64_t peek(void* data, std::size_t length) noexcept = 0;
@@ -30,9 +34,10 @@ class ConnectionLayer {
     virtual bool peerIsDone() noexcept = 0;
     // The last word to the peer, before the socket is closed.
     virtual void close() noexcept = 0;
+    virtual void describe(DcSecurityInfo& /*info*/) const noexcept {}
 };
 
-// Puts a layer under a connected socket, until the connection is closed. A socket has one at most.
+// Puts a layer (not null) under a connected socket, until the connection is closed. A socket has one at most.
 void putLayer(unsigned int socket, std::unique_ptr<ConnectionLayer> layer);
 
 // One end of a connection by its socket's number; cheap to make, owns nothing. Without a layer each call is
@@ -55,6 +60,14 @@ class Connection {
         return layer_ == nullptr ? platform::sendRuns(socket_, runs, count, timeout)
                                  : layer_->send(runs, count, timeout);
     }
+    platform::Received open(int timeout) noexcept {
+        return layer_ == nullptr ? platform::Received::data : layer_->open(timeout);
+    }
+    // False without a layer.
+    bool describe(DcSecurityInfo& info) const noexcept {
+        if (layer_ != nullptr) layer_->describe(info);
+        return layer_ != nullptr;
+    }
     bool waitReadable(int timeout) noexcept {
         return layer_ == nullptr ? platform::waitReadable(socket_, timeout) : layer_->waitReadable(timeout);
     }
@@ -75,5 +88,27 @@ class Connection {
 };
 
 }  // namespace orvkit
+
+// Makes the layers of connections.
+class DcSecurity {
+  public:
+    // One connection, from the side of its user or of its provider. `host` is what a user connects to, as the
+    // application named it; null when it is not known.
+    struct End {
+        unsigned int socket;
+        bool isUser;
+        const char* host;
+        int port;
+        int patience;  // milliseconds for the handshake as a whole
+    };
+
+    DcSecurity() = default;
+    DcSecurity(const DcSecurity&) = delete;
+    DcSecurity& operator=(const DcSecurity&) = delete;
+    virtual ~DcSecurity() = default;
+
+    // Never null.
+    virtual std::unique_ptr<orvkit::ConnectionLayer> layer(const End& end) = 0;
+};
 
 #endif

@@ -1,11 +1,13 @@
-// How a transport receives: bounds on time and memory beyond the time-out of each wait, and what it lets
-// pass. None of them is set unless the application sets it.
+// How a transport receives: bounds on time and memory beyond the time-out of each wait, what it lets pass,
+// and what secures its connections. None of them is set unless the application sets it.
 #ifndef ORVKIT_NETWORK_RECEPTION_H
 #define ORVKIT_NETWORK_RECEPTION_H
 
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+
+#include "orvkit/security.h"
 
 namespace orvkit {
 
@@ -25,6 +27,10 @@ class Reception {
     std::uint64_t limit = 0;     // bytes of a data set, or of an association PDU, in memory; 0: no bound
 
     bool tolerant = false;  // of unknown items in association PDUs
+
+    DcSecurity* security = nullptr;  // of the next connections
+    bool secures = false;            // the present one, or the last
+    DcSecurityInfo secured;          // what was known of it at its end
 
     // The message's clock runs while one of these lives.
     class Message {

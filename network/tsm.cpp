@@ -25,11 +25,21 @@ std::mutex& artimMutex() {
 }
 DcTsm* artimSlot = nullptr;
 
+constexpr int kHandshakeTimeout = 15;  // seconds, where there is no connect time-out
 constexpr int kMillisecondsMost = 2000000000;
 // A time-out for the system: 0 and below wait for nothing.
 int milliseconds(int seconds) {
     if (seconds <= 0) return 0;
     return seconds > kMillisecondsMost / 1000 ? kMillisecondsMost : seconds * 1000;
+}
+
+// Before a connection is the transport's: it is closed when this throws, and never goes on in clear.
+void secureNext(Reception& reception, DcSecurity::End end, const DcTsmTimeoutInfo& timeouts) {
+    reception.secures = reception.security != nullptr;
+    if (!reception.secures) return;
+    end.patience = milliseconds(timeouts.connectTimeout > 0 ? timeouts.connectTimeout : kHandshakeTimeout);
+    reception.secured = DcSecurityInfo();
+    putLayer(end.socket, reception.security->layer(end));
 }
 
 }  // namespace
@@ -135,6 +145,7 @@ int DcTsm::setSockHandles(TSM_ROLE role, unsigned int connection, unsigned int l
     peerAddressLen_ = peer.length;
     platform::adoptSocket(connection);
     const bool client = role == TSM_ROLE_SCU;
+    secureNext(*reception_, {connection, client, nullptr, 0, 0}, timeouts_);
     if (client) (void)platform::startSockets();
     connected(client ? TSM_CONNECTION_CLIENT : TSM_CONNECTION_SERVER, connection);
     state_ = client ? TSM_STATE_04_AWAIT_CONNECTION : TSM_STATE_02_AWAIT_RQ;
@@ -182,8 +193,12 @@ int DcTsm::sockConvOpenClient(const char* host, int port) {
     }
     std::memcpy(peerAddress_, address.bytes, sizeof peerAddress_);
     peerAddressLen_ = address.length;
+    secureNext(*reception_, {socket.get(), true, host, port, 0}, timeouts_);
     connected(TSM_CONNECTION_CLIENT, socket.release());
-    return RESULT_OK;
+    // As long as the layer allows.
+    const int result = secure(-1);
+    if (result != RESULT_OK) closeSockConv();
+    return result;
 }
 
 int DcTsm::sockConvOpenServer(TSM_BLOCK block) {
@@ -197,13 +212,16 @@ int DcTsm::sockConvOpenServer(TSM_BLOCK block) {
     if (!socket) return net::lastSocketError() == net::kTimedOut ? TSM_ACCEPT_TIMEOUT : TSM_ACCEPT;
     std::memcpy(peerAddress_, peer.bytes, sizeof peerAddress_);
     peerAddressLen_ = peer.length;
+    secureNext(*reception_, {socket.get(), false, nullptr, 0, 0}, timeouts_);
     connected(TSM_CONNECTION_SERVER, socket.release());
     return RESULT_OK;
 }
 
 void DcTsm::closeSockConv() {
     if (sockConv_ != kNoSocket) {
-        Connection(sockConv_).close();
+        Connection connection(sockConv_);
+        if (reception_->secures) (void)connection.describe(reception_->secured);
+        connection.close();
         if (connectionRole_ == TSM_CONNECTION_CLIENT) platform::endSockets();
     }
     delete currentPdu_;
@@ -211,6 +229,30 @@ void DcTsm::closeSockConv() {
     sockConv_ = kNoSocket;
     connectionRole_ = TSM_CONNECTION_NONE;
     artimStop();
+}
+
+int DcTsm::setSecurity(DcSecurity* security) {
+    reception_->security = security;
+    return RESULT_OK;
+}
+
+int DcTsm::secure(int milliseconds) {
+    if (!isConnected()) return TSM_NO_CONNECTION;
+    switch (Connection(sockConv_).open(milliseconds)) {
+        case platform::Received::data:
+            return RESULT_OK;
+        case platform::Received::timeout:
+            return DATATF_NOT_READY;
+        default:
+            return TSM_SECURITY;
+    }
+}
+
+int DcTsm::getSecurityInfo(DcSecurityInfo& info) const {
+    if (!reception_->secures) return TSM_NO_CONNECTION;
+    info = reception_->secured;
+    if (isConnected()) (void)Connection(sockConv_).describe(info);
+    return RESULT_OK;
 }
 
 bool DcTsm::waitReadable(int milliseconds) const {

@@ -24,6 +24,7 @@
 #include "orvkit/pdu.h"
 #include "orvkit/result.h"
 #include "orvkit/scan.h"
+#include "orvkit/security.h"
 #include "orvkit/sequence.h"
 #include "orvkit/tags.h"
 #include "orvkit/tsm.h"

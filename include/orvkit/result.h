@@ -123,6 +123,7 @@ inline constexpr int TSM_BIND = 16407;                // 0x4017 the port cannot 
 inline constexpr int TSM_LISTEN_LIMIT = 16408;        // 0x4018 not listening, or too many listening ports
 inline constexpr int TSM_LISTEN = 16409;              // 0x4019 listening failed
 inline constexpr int TSM_ACCEPT_TIMEOUT = 16410;      // 0x401A no incoming connection in time
+inline constexpr int TSM_SECURITY = 16411;            // 0x401B the connection could not be secured
 inline constexpr int TSM_ABORT_INDICATION = 16465;    // 0x4051 outcome: abort
 inline constexpr int TSM_ABORT_CLIENT = 16466;        // 0x4052 outcome: abort, as client
 inline constexpr int TSM_DATA_INDICATION = 16467;     // 0x4053 outcome: data
@@ -186,5 +187,13 @@ inline constexpr int MEDIA_FILE_ID = 23043;        // 0x5A03 File ID not in the 
 inline constexpr int MEDIA_NULL_ARGUMENT = 23044;  // 0x5A04 null argument
 inline constexpr int MEDIA_REMOVE = 23045;         // 0x5A05 the file cannot be removed
 inline constexpr int MEDIA_PERMISSION = 23046;     // 0x5A06 the role does not permit the service
+
+// ---- 0x5C00 TLS (tls.h) ---------------------------------------------------------------------------------
+inline constexpr int TLS_NULL_ARGUMENT = 23553;  // 0x5C01 null argument
+inline constexpr int TLS_SETTING = 23554;        // 0x5C02 a setting that there is not, or not with the others
+inline constexpr int TLS_FILE = 23555;  // 0x5C03 a file cannot be read or written, or holds something else
+inline constexpr int TLS_KEY_EXPOSED = 23556;   // 0x5C04 everybody can read a private key
+inline constexpr int TLS_KEY_MISMATCH = 23557;  // 0x5C05 the private key is not that of the certificate
+inline constexpr int TLS_PASSWORD = 23558;      // 0x5C06 the password of a private key is missing or wrong
 
 #endif

@@ -6,6 +6,7 @@
 
 #include "orvkit/export.h"
 #include "orvkit/pdu.h"
+#include "orvkit/security.h"
 
 // What a transport may be; bits.
 enum TSM_ROLE : int {
@@ -123,6 +124,20 @@ class ORVKIT_API DcTsm {
     // answer to the association request, has come: also where nothing is waited for because bytes come all
     // the time. DcMsm closes the association (LOG_ERROR) and gives MSM_READ_TIMEOUT.
     int setMessageTimeout(int seconds, unsigned int bytesPerSecond = 0);
+    // Secures the next connections, those that are made, accepted and adopted alike; null: none any more. The
+    // object stays the caller's, and outlives the transport. Always 0.
+    //
+    // The handshake of a connection that this transport makes belongs to connecting, within the connect
+    // time-out. That of any other one goes on whenever something is to be received or sent, and as a whole
+    // within the connect time-out (15 seconds where that is 0) from the beginning of the connection. A
+    // connection whose handshake fails is as one that breaks.
+    int setSecurity(DcSecurity* security);
+    // Goes on with the handshake, for that many milliseconds at most: 0 it is done, or there is none;
+    // DATATF_NOT_READY not yet; TSM_SECURITY it failed (LOG_ERROR); TSM_NO_CONNECTION.
+    int secure(int milliseconds);
+    // What is known of the connection, or of the last one after its end. TSM_NO_CONNECTION when it was not
+    // to be secured.
+    int getSecurityInfo(DcSecurityInfo& info) const;
     int getTcpInfo(DcTsmTcpInfo& info) const;
     int setTcpInfo(DcTsmTcpInfo info);
     // Adopts sockets that were opened elsewhere. The connection, if not 0xFFFFFFFF, becomes the transport's
@@ -153,7 +168,7 @@ class ORVKIT_API DcTsm {
     // waited for, also by a caller who polls.
     int readNextPduType(PDU_TYPE& type, PDU_BLOCK block);
     // TSM_SOCKET_STARTUP, TSM_RESOLVE, TSM_CONNECT (also when connecting takes longer than the connect
-    // time-out), TSM_SOCKET.
+    // time-out), TSM_SOCKET, TSM_SECURITY the handshake failed.
     int sockConvOpenClient(const char* host, int port);
     // TSM_ACCEPT, TSM_LISTEN_LIMIT not listening, TSM_ACCEPT_TIMEOUT nobody connected in time.
     int sockConvOpenServer(TSM_BLOCK block);

@@ -37,3 +37,8 @@ if [ -f "$prefix/include/orvkit/deflate.h" ]; then
   "$cxx" -std=c++17 $flags "$here/deflate.cpp" "${options[@]}" -o "$work/deflate"
   LD_LIBRARY_PATH=$(pkg-config --variable=libdir orvkit) "$work/deflate" "$work/image.dcm" "$work/deflated.dcm"
 fi
+if [ -f "$prefix/include/orvkit/tls.h" ]; then
+  read -ra options < <(pkg-config --cflags --libs orvkit_tls)
+  "$cxx" -std=c++17 $flags "$here/tls.cpp" "${options[@]}" -o "$work/tls"
+  LD_LIBRARY_PATH=$(pkg-config --variable=libdir orvkit) "$work/tls"
+fi

@@ -1,0 +1,44 @@
+// Certificates and failures in words.
+#ifndef ORVKIT_TLS_TROUBLE_H
+#define ORVKIT_TLS_TROUBLE_H
+
+#include <cstdarg>
+#include <span>
+
+#include "orvkit/security.h"
+#include "tls/openssl.h"
+
+namespace orvkit::tls {
+
+// One line for a person; cut where it is longer.
+class Words {
+  public:
+    [[gnu::format(printf, 2, 3)]] void set(const char* format, ...) noexcept;
+    void setList(const char* format, std::va_list values) noexcept;
+    bool isEmpty() const noexcept { return text_[0] == '\0'; }
+    const char* text() const noexcept { return text_; }
+
+  private:
+    char text_[sizeof DcSecurityInfo::fault] = {};
+};
+
+// What is known of the peer's certificate.
+void describe(const X509& certificate, DcSecurityInfo& info) noexcept;
+
+// Why a certificate in the peer's chain is not good. `host`: the name that it should be for; may be null.
+void tellUnverified(X509_STORE_CTX& check, const char* host, Words& words) noexcept;
+
+// How far a connection had come, and what its peer sent first.
+struct Scene {
+    bool isUser;
+    bool handshake;                           // it is not done yet
+    std::span<const unsigned char, 2> first;  // zeros where nothing came
+};
+// Why OpenSSL went no further, by its error queue, which is empty then.
+void tellBroken(const Scene& scene, Words& words) noexcept;
+// Whether these are the first bytes of a DICOM PDU (PS3.8 9.3.1).
+bool isPlainDicom(std::span<const unsigned char, 2> first) noexcept;
+
+}  // namespace orvkit::tls
+
+#endif
