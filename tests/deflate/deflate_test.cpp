@@ -228,25 +228,52 @@ TEST_F(Deflate, StreamsWithAZlibHeaderAreReadAndTold) {
     EXPECT_EQ(leavesOf(dataset, kExplicit).size(), 9u);
 }
 
+// One image, and nine samples.
 TEST_F(Deflate, EveryTruncationKeepsWhatWasWhole) {
-    const Bytes file = fileOf(deflated(image(600).bytes()));
-    const std::size_t begin = part10(kDeflated).size();
-    DcElemList whole;
-    ASSERT_EQ(read(file, whole), RESULT_OK);
-    const auto leaves = leavesOf(whole, kExplicit);
-    std::size_t kept = 0;
-    for (std::size_t n = begin + 2; n < file.size(); ++n) {
-        const std::size_t before = kept;
-        DcElemList dataset;
-        EXPECT_EQ(read({file.begin(), file.begin() + static_cast<std::ptrdiff_t>(n)}, dataset),
-                  ELEM_PACKED_STREAM);
-        const auto left = leavesOf(dataset, kExplicit);
-        ASSERT_LE(left.size(), leaves.size());
-        kept = left.size();
-        EXPECT_GE(kept + 3, before);  // the sequence that is cut may go, with its item
-        for (std::size_t i = 0; i + 3 < left.size(); ++i) EXPECT_EQ(left[i], leaves[i]);
+    elemListSetValueExceptionLevel(0);
+    std::vector<Bytes> plain = {image(600).bytes()};
+    for (const Sample& sample : samplesDirectory() != nullptr ? allSamples() : std::vector<Sample>()) {
+        if (sample.folder() != "charset" || sample.transferSyntax != "1.2.840.10008.1.2.1") continue;
+        const std::string content = readWhole(samplePath(sample.path));
+        Bytes bytes(content.begin(), content.end());
+        DcDirMetaInfo meta;
+        unsigned int begin = 0;
+        ASSERT_EQ(dirReadFileMetaInfo(bytes.data(), static_cast<unsigned int>(bytes.size()), meta, begin), 0);
+        plain.emplace_back(bytes.begin() + begin, bytes.end());
     }
-    EXPECT_GE(kept, 7u);
+    EXPECT_TRUE(plain.size() >= 10 || samplesDirectory() == nullptr) << plain.size();
+    const std::size_t begin = part10(kDeflated).size();
+    for (const Bytes& bytes : plain) {
+        const Bytes file = fileOf(deflated(bytes));
+        DcElemList whole;
+        ASSERT_EQ(read(file, whole), RESULT_OK);
+        const auto leaves = leavesOf(whole, kExplicit);
+        std::size_t kept = 0;
+        for (std::size_t n = begin + 2; n < file.size(); ++n) {
+            const std::size_t before = kept;
+            DcElemList dataset, around;
+            Bytes cut(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(n));
+            EXPECT_EQ(read(cut, dataset), ELEM_PACKED_STREAM);
+            const auto left = leavesOf(dataset, kExplicit);
+            ASSERT_LE(left.size(), leaves.size());
+            kept = left.size();
+            EXPECT_GE(kept + 3, before);  // the sequence that is cut may go, with its item
+            for (std::size_t i = 0; i + 3 < left.size(); ++i) EXPECT_EQ(left[i], leaves[i]);
+            // As the command reads it.
+            DcDirMetaInfo meta;
+            DcDirFound found;
+            DcDirAround how;
+            how.found = &found;
+            EXPECT_EQ(dirReadAroundPixels(cut.data(), static_cast<unsigned int>(n), meta, around, how),
+                      ELEM_PACKED_STREAM);
+            const bool pixels =
+                around.last() != nullptr && orvkit::ElemAccess::tag(*around.last()) == 0x7FE00010;
+            EXPECT_LE(around.count() - dataset.count(), pixels ? 1 : 0);
+            EXPECT_GE(around.count(), dataset.count());
+        }
+        EXPECT_GE(kept + 3, leaves.size());
+        log_.clear();
+    }
 }
 
 TEST_F(Deflate, ABombEndsAtTheLimit) {

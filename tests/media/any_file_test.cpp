@@ -1,6 +1,8 @@
 // Reading what is no Part 10 file by the letter.
 
+#include "dataset/elem_access.h"
 #include "media/part10.h"
+#include "media/sample_files.h"
 #include "orvkit/sequence.h"
 #include "orvkit/tags.h"
 #include "support/capture_log.h"
@@ -33,6 +35,12 @@ struct Any {
             if (is) all += word;
         }
         return all + std::to_string(found.zerosBefore) + ' ' + std::to_string(found.zerosBehind);
+    }
+    std::vector<unsigned int> tags() {
+        std::vector<unsigned int> all;
+        for (DcElem* e = dataset.first(); e != nullptr; e = e->next())
+            all.push_back(orvkit::ElemAccess::tag(*e));
+        return all;
     }
     std::string patient() {
         char name[65] = "";
@@ -183,4 +191,52 @@ TEST(AnyFile, WhatIsNoDicomIsRefused) {
         EXPECT_EQ(any.result, DIR_NOT_PART10) << content.size();
         EXPECT_FALSE(any.found.meta);
     }
+}
+
+// Every length of ten bare data sets, and of the beginnings of all samples without a header: no end without a
+// code, and what stands in front of it is there.
+TEST(AnyFile, TruncatedFilesKeepWhatIsWhole) {
+    if (samplesDirectory() == nullptr) GTEST_SKIP() << "no samples";
+    const CaptureLog log;
+    const TempDir temp;
+    int files = 0;
+    for (const Sample& sample : allSamples()) {
+        const bool bare = sample.folder() == "charset";
+        if (!bare && sample.folder() != "nometa") continue;
+        std::ifstream in(samplePath(sample.path), std::ios::binary);
+        std::string whole{std::istreambuf_iterator<char>(in), {}};
+        DcDirMetaInfo meta;
+        unsigned int begin = 0;
+        const int proper = dirReadFileMetaInfo(reinterpret_cast<unsigned char*>(whole.data()),
+                                               static_cast<unsigned int>(whole.size()), meta, begin);
+        if (bare) {
+            ASSERT_EQ(proper, RESULT_OK) << sample.path;
+            whole.erase(0, begin);
+        }
+        Any all(joined({whole}));
+        EXPECT_EQ(all.result, RESULT_OK) << sample.path;
+        const std::vector<unsigned int> expected = all.tags();
+        EXPECT_GE(expected.size(), 2u) << sample.path;
+        ++files;
+        std::size_t kept = 0;
+        for (std::size_t length = 0; length < std::min<std::size_t>(whole.size(), bare ? 10000 : 1500);
+             ++length) {
+            Any cut(joined({whole.substr(0, length)}));
+            if (cut.result == DIR_NOT_PART10 || cut.found.xferSyn != all.found.xferSyn) continue;
+            const std::vector<unsigned int> tags = cut.tags();
+            EXPECT_TRUE(tags.size() <= expected.size() &&
+                        std::equal(tags.begin(), tags.end(), expected.begin()))
+                << sample.path << length;
+            EXPECT_GE(tags.size() + 1, kept) << sample.path << length;
+            kept = tags.size();
+            if (length % 64 != 0) continue;  // as the command reads
+            Any around(makeFile(temp, "cut", joined({whole.substr(0, length)})));
+            EXPECT_EQ(around.result, cut.result) << sample.path << length;
+            std::vector<unsigned int> others = around.tags();  // with what is left of the pixels
+            if (others.size() > tags.size() && others.back() == T_7fe0_0010_pixelData) others.pop_back();
+            EXPECT_EQ(others, tags) << sample.path << length;
+        }
+        EXPECT_GE(kept, 1u) << sample.path;
+    }
+    EXPECT_GE(files, 17);
 }
