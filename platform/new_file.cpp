@@ -24,10 +24,9 @@ std::string nameOf(const fs::path& path) {
     return {name.begin(), name.end()};
 }
 
-std::string unfinishedName(const std::string& directory) {
-    static std::atomic<unsigned int> count = 0;
+std::string unfinishedName(const std::string& directory, unsigned int process, unsigned int number) {
     std::string name(kPrefix);
-    name += std::to_string(processId()) + '-' + std::to_string(++count);
+    name += std::to_string(process) + '-' + std::to_string(number);
     name += kSuffix;
     return nameOf(pathOf(directory) / pathOf(name));
 }
@@ -36,10 +35,23 @@ std::string unfinishedName(const std::string& directory) {
 // was killed may have had our number, and left its files.
 template <typename Make>
 std::string withFreeName(const std::string& directory, Make make) {
+    static std::atomic<unsigned int> count = 0;
     for (;;) {
-        std::string name = unfinishedName(directory);
+        std::string name = unfinishedName(directory, processId(), ++count);
         if (make(name.c_str())) return name;
         if (errno != EEXIST) return {};
+    }
+}
+
+// For the moment of a replacement, under numbers that all processes share: the name that one left who was
+// killed in it is free for the next. "" with errno on failure.
+std::string nameForAMoment(int handle, const std::string& directory) {
+    for (unsigned int number = 1;; ++number) {
+        std::string name = unfinishedName(directory, 0, number);
+        do {
+            if (giveName(handle, name.c_str())) return name;
+            if (errno != EEXIST) return {};
+        } while (removeAbandoned(name.c_str()));
     }
 }
 
@@ -76,8 +88,7 @@ bool NewFile::place(const std::string& target) {
     if (name_.empty()) {
         if (giveName(handle(), target.c_str())) return true;
         if (errno != EEXIST) return false;
-        name_ =
-            withFreeName(directoryOf(target), [this](const char* name) { return giveName(handle(), name); });
+        name_ = nameForAMoment(handle(), directoryOf(target));
     }
     return !name_.empty() && rename(std::move(file_), name_.c_str(), target.c_str());
 }

@@ -151,6 +151,9 @@ bool removeAbandoned(const char* path) noexcept {
     const Lock lock = tryLock(file.get());
     if (lock == Lock::elsewhere) return false;
     if (lock == Lock::unknown && std::time(nullptr) - status.st_mtime < day) return false;
+    // Between the two calls its maker may have given it another name, and somebody else taken this one.
+    struct stat now = {};
+    if (::lstat(path, &now) != 0 || now.st_dev != status.st_dev || now.st_ino != status.st_ino) return false;
     return ::unlink(path) == 0;
 }
 
