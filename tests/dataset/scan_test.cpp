@@ -133,6 +133,26 @@ TEST(RawWalk, TakesLinearTimeOnAwkwardInput) {
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
 }
 
+// What walks in vain cost is added up, and bounded by the size: two that go to the end of a long stream are
+// one too many.
+TEST(RawWalk, WhatIsWalkedInVainIsAddedUp) {
+    const struct {
+        int before, behind, result;
+    } rows[] = {{0, 20, RESULT_OK}, {100, 20, RESULT_OK}, {0, 300, UTIL_LENGTH_FIELD}};
+    for (const auto& row : rows) {
+        Stream s(kImplicit);
+        for (int i = 0; i < row.before; ++i) s.elem(kPrivate, "UN", "");
+        for (int i = 0; i < 2; ++i) {
+            s.header(kPrivate, "UN", Stream::undefined).item(Stream::undefined).endSequence();
+        }
+        for (int i = 0; i < row.behind; ++i) s.elem(kPrivate, "UN", "");
+        CaptureLog log;
+        DcPfField_ field;
+        DcPfFileInfo_ info;
+        EXPECT_EQ(parseField(s, kRows, field, info, kImplicit), row.result) << row.before;
+    }
+}
+
 // That the handle forms give the same answers is a matter of the fuzz target.
 TEST(ValueLengths, AreDefinedOrUpToTheDelimiter) {
     CaptureLog log;
