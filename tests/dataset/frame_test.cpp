@@ -82,3 +82,21 @@ TEST(ChangeXferSyn, GoesToLzwAndBackOrLeavesTheElementAsItWas) {
     EXPECT_EQ(DcElem(0x7FE00010u, nullDevice, 0, 4u, kExplicit).changeXferSyn(UID_ORVKIT5_LZW),
               ELEM_XFER_SYNTAX);
 }
+// Of values that are nowhere: as much as any header tells, and a byte more.
+TEST(Frame, IsRefusedBeyondTheLargestLength) {
+    for (const unsigned int more : {0u, 1u}) {
+        DcBuf value;
+        value.setType(BUF_MEMORY);
+        value.setLen(0xFFFFFFFFu - (12 + 1 + 8) + more);
+        DcElem pixels(0x7FE00010u, nullptr, 0, UID_LITTLE_ENDIAN_EXPLICIT, VR_OB, 0);
+        CaptureLog log;
+        ASSERT_EQ(pixels.addValue(&value), RESULT_OK);
+        unsigned char header[20];
+        unsigned int length = 0;
+        const int result = pixels.frame(header, length, UID_LITTLE_ENDIAN_EXPLICIT);
+        EXPECT_EQ(result, more == 0 ? RESULT_OK : ELEM_VALUE_REFUSED);
+        EXPECT_EQ(log.has(LOG_ERROR, "DcElem::frame",
+                          "Element (7fe0,0010) - Value Length 0x100000000 is too large"),
+                  more == 1);
+    }
+}
