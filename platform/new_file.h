@@ -12,9 +12,9 @@ namespace orvkit::platform {
 
 // Until it is whole, a file has no name where the system and the file system allow that, and goes with its
 // maker however that ends. Elsewhere it stands in the directory of its target as
-// ".orvkit-<process>-<number>.part" (process 0 for the moment in which it replaces another file): every reader
-// of a folder passes such names over, and whoever comes next to write there removes those whose maker has
-// ended.
+// ".orvkit-<process>-<number>.part" (process 0 for the moment in which it replaces another file): every
+// reader of a folder passes such names over, and whoever comes next to write there removes those whose maker
+// has ended.
 class NewFile {
   public:
     NewFile() noexcept = default;
