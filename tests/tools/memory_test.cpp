@@ -1,7 +1,10 @@
-// Memory that runs out while the command is at work: success with everything that belongs to it, or status 1
-// with a message, and what was there before stays.
+// Memory that runs out, and calls of the system that fail, while the command is at work: success with
+// everything that belongs to it, or status 1 with a message, and what was there before stays.
 //
 // Every allocation fails once when ORVKIT_EVERY_ALLOCATION is set (half an hour); else a few of each job.
+#include <cerrno>
+#include <cstring>
+
 #include "tests/tools/command.h"
 
 namespace tools_test {
@@ -38,29 +41,51 @@ class MemoryTest : public CommandTest {
         return sh(dump + " | grep -vE 'mediaStorageSopInstanceUid|offsetOf|groupLength'").out;
     }
 
+    // How a job goes when nothing fails.
+    struct Good {
+        Outcome whole;
+        std::string before, shown;
+        std::vector<std::string> left;
+    };
+    std::string content(const char* root, const Job& job) const {
+        return job.result[0] != '\0' ? contentOf(dir / root / job.result) : std::string();
+    }
+    Good good(const Job& job) const {
+        Good all{run(job, "COUNT_ALLOCATIONS=../count"), content("base", job), shown(job), names("work")};
+        EXPECT_EQ(all.whole.status, job.status) << all.whole.err;
+        return all;
+    }
+    void judge(const Job& job, const Good& good, const Outcome& out) const {
+        EXPECT_TRUE(out.status == job.status || out.status == 1) << out.status << ": " << out.err;
+        EXPECT_TRUE(out.status == 0 || !out.err.empty());
+        EXPECT_TRUE(out.status != 0 || out.out.size() == good.whole.out.size()) << out.out;
+        EXPECT_TRUE((out.status != 0 && content("work", job) == good.before) || shown(job) == good.shown);
+        EXPECT_EQ(names("work"), good.left) << "leftovers";
+    }
+
     void sweep(const Job& job) const {
         SCOPED_TRACE(job.command);
-        const Outcome whole = run(job, "COUNT_ALLOCATIONS=../count");
-        ASSERT_EQ(whole.status, job.status) << whole.err;
+        const Good whole = good(job);
         const long total = std::stol(contentOf(dir / "count"));
-        const std::string good = shown(job);
-        const auto left = names("work");
-        const auto content = [&](const char* root) {
-            return job.result[0] != '\0' ? contentOf(dir / root / job.result) : std::string();
-        };
-        const std::string before = content("base");
         const long points = std::getenv("ORVKIT_EVERY_ALLOCATION") != nullptr ? total : 7;
         for (long i = 0; i < points; ++i) {
             const long n = points == total ? i + 1 : 1 + i * (total - 1) / (points - 1);
-            const Outcome out = run(job, "FAIL_ALLOCATION=" + std::to_string(n) + (i % 3 == 2 ? "+" : ""));
             SCOPED_TRACE("allocation " + std::to_string(n) + " of " + std::to_string(total));
-            EXPECT_TRUE(out.status == job.status || out.status == 1) << out.status << ": " << out.err;
-            EXPECT_TRUE(out.status == 0 || !out.err.empty());
-            EXPECT_TRUE(out.status != 0 || out.out.size() == whole.out.size()) << out.out;
-            if (out.status != 0 && content("work") == before) continue;
-            EXPECT_TRUE(shown(job) == good);
+            judge(job, whole, run(job, "FAIL_ALLOCATION=" + std::to_string(n) + (i % 3 == 2 ? "+" : "")));
         }
-        EXPECT_EQ(names("work"), left) << "leftovers";
+    }
+
+    // Each call of a kind fails once, or is interrupted.
+    void sweep(const Job& job, const Good& whole, const char* call, int reason) const {
+        for (int n = 1;; ++n) {
+            SCOPED_TRACE(std::string(job.command) + ", " + call + ' ' + std::to_string(n) + ": " +
+                         std::strerror(reason));
+            std::ofstream(dir / "call") << call << ' ' << n << ' ' << reason;
+            const Outcome out = run(job, "FAIL_CALL=../call");
+            if (fs::remove(dir / "call")) break;
+            EXPECT_TRUE(reason != EINTR || out.status == job.status) << out.err;
+            judge(job, whole, out);
+        }
     }
 };
 
@@ -85,6 +110,19 @@ TEST_F(MemoryTest, JobsOnFilesEndWholeOrWithAMessage) {
              Job{"media inquire-file set SE000001/IM000001", ""},
          }) {
         sweep(job);
+    }
+}
+
+TEST_F(MemoryTest, CallsThatFailLoseNothingAndThoseThatAreInterruptedAreMadeAgain) {
+    // An element behind the pixels.
+    ASSERT_EQ(sh("printf '\\374\\377\\374\\377OB\\0\\0\\4\\0\\0\\0tail' | cat base/new - >base/tail").status,
+              0);
+    for (const Job& job : {Job{"convert --to implicit tail out", "out"},
+                           Job{"dicomdir update --copy-from more set", "set/DICOMDIR"},
+                           Job{"media write set NEW new", "set/DICOMDIR"}}) {
+        const Good whole = good(job);
+        for (const char* call : {"open", "openat", "read", "copy"}) sweep(job, whole, call, EINTR);
+        for (const char* call : {"open", "openat", "read", "copy", "stat"}) sweep(job, whole, call, EIO);
     }
 }
 
