@@ -11,15 +11,16 @@ namespace platform = orvkit::platform;
 
 ReceivedJournal::ReceivedJournal(const std::string& root) : path_(pathOfFileId(root, ".orvkit-received")) {}
 
-std::vector<std::string> ReceivedJournal::read() const {
+std::optional<std::vector<std::string>> ReceivedJournal::read() const {
     std::string text;
-    const platform::FileHandle file = platform::openRead(path_.c_str());
-    char room[4096];
-    for (std::int64_t n = 1; file && n > 0;) {
-        n = platform::read(file.get(), room, sizeof room);
-        if (n > 0) text.append(room, static_cast<std::size_t>(n));
-    }
     std::vector<std::string> fileIds;
+    const platform::FileHandle file = platform::openRead(path_.c_str());
+    if (!file && errno == ENOENT) return fileIds;
+    char room[4096];
+    for (std::int64_t n = -1; n != 0; text.append(room, static_cast<std::size_t>(n))) {
+        if (file) n = platform::read(file.get(), room, sizeof room);
+        if (n < 0) return {};
+    }
     std::size_t end = 0;
     for (std::size_t at = 0; (end = text.find('\n', at)) != std::string::npos; at = end + 1) {
         std::string fileId = text.substr(at, end - at);

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,8 +25,9 @@ class ReceivedJournal {
 
     explicit ReceivedJournal(const std::string& root = {});
 
-    // The File IDs that are noted; a line that was broken off, or is none, does not count.
-    std::vector<std::string> read() const;
+    // The File IDs that are noted; a line that was broken off, or is none, does not count. Without a value:
+    // errno tells why it cannot be read.
+    std::optional<std::vector<std::string>> read() const;
     // Notes a File ID. Null: errno tells why not.
     std::shared_ptr<File> note(const std::string& fileId);
     // Brings what was noted to the disk; by any thread.

@@ -87,30 +87,32 @@ bool ReceivedSet::open(const std::string& directory, bool sync, const Tell& tell
     }
     set_ = std::make_unique<FileSet>(directory_);
     journal_ = ReceivedJournal(directory);
-    takeUp(tell);
-    return true;
+    return takeUp(tell);
 }
 
-void ReceivedSet::takeUp(const Tell& tell) {
-    int count = 0;
-    std::vector<std::string> leftOut;
-    for (const std::string& fileId : journal_.read()) {
+bool ReceivedSet::takeUp(const Tell& tell) {
+    int count = 0, leftOut = 0;
+    const auto noted = journal_.read();
+    if (!noted) {
+        return complain("%s: what was received last cannot be read: %s", root_.c_str(), std::strerror(errno));
+    }
+    for (const std::string& fileId : *noted) {
         if (set_->references(fileId) || leadsOutOfRoot(root_, fileId) || !isThere(pathOfFile(fileId)))
             continue;
         FileSet::Faults faults;
         const FileSet::Added added = set_->add(fileId, faults);
         const bool taken = added == FileSet::Added::whole || added == FileSet::Added::told;
-        if (taken) ++count;
-        if (!taken) leftOut.push_back(fileId);
+        ++(taken ? count : leftOut);
         if (!faults.empty()) tell(fileId + ": " + joined(faults));
     }
     if (count > 0) {
         tell(std::to_string(count) +
              " objects that a server stored before it was killed are in the file set now");
     }
+    leftOut_ = leftOut > 0;
     std::string fault;
     if (!write(fault)) tell("the DICOMDIR is not written: " + fault);
-    for (const std::string& fileId : leftOut) (void)journal_.note(fileId);  // for another day
+    return true;
 }
 
 // ---- what comes -------------------------------------------------------------------------------------------
@@ -216,7 +218,7 @@ bool ReceivedSet::write(std::string& fault) {
     failed_ = set_->changed() && set_->write() != RESULT_OK;
     failedAt_ = std::chrono::steady_clock::now();
     if (failed_) fault = MsgBuf;
-    if (!failed_) journal_.clear();
+    if (!failed_ && !leftOut_) journal_.clear();
     return !failed_;
 }
 

@@ -47,7 +47,7 @@ class ReceivedSet {
         std::vector<std::string> folders;  // File IDs, whose entries no other object has brought there
     };
 
-    void takeUp(const Tell& tell);
+    [[nodiscard]] bool takeUp(const Tell& tell);
     std::string listed(const std::string& instance);
     [[nodiscard]] bool enter(StoreFile& file, SourceFile& source, Entry& entry, FileSet::Faults& faults);
     [[nodiscard]] bool moveIn(StoreFile& file, Entry& entry);
@@ -65,7 +65,8 @@ class ReceivedSet {
     ReceivedJournal journal_;
     std::unordered_set<std::string> durable_;  // folders whose entries are on the disk
     std::chrono::steady_clock::time_point failedAt_;
-    bool failed_ = false;  // the last write
+    bool failed_ = false;   // the last write
+    bool leftOut_ = false;  // something that is noted waits for another start
 };
 
 }  // namespace services

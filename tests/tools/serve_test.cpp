@@ -203,6 +203,12 @@ class ServeTest : public CommandTest {
         }
         return count;
     }
+    // Stores an object with what a DICOMDIR asks for; the status.
+    unsigned int store(RawPeer& sender, const std::string& instance) const {
+        EXPECT_TRUE(sender.say(joined(
+            {storeRequest(instance), pdu(PDU_TYPE_DATA_TF, pdv(1, 2, ctDataset(instance, 10, true)))})));
+        return statusIn(sender.hear());
+    }
     std::string dataset(const fs::path& path) const {
         DcDirMetaInfo meta;
         unsigned int end = 0;
@@ -529,19 +535,26 @@ TEST_F(ServeTest, ObjectsBecomePartOfAFileSet) {
 // The association is still open, so that no DICOMDIR has been written.
 TEST_F(ServeTest, WhatAFileSetHasConfirmedIsFoundAfterAKill) {
     serve({"--file-set"});
-    const auto store = [&](RawPeer& sender, const std::string& instance) {
-        EXPECT_TRUE(sender.say(joined(
-            {storeRequest(instance), pdu(PDU_TYPE_DATA_TF, pdv(1, 2, ctDataset(instance, 10, true)))})));
-        return statusIn(sender.hear());
-    };
     RawPeer sender(port);
     ASSERT_TRUE(sender.associate());
-    for (const char* instance : {"1.2.1", "1.2.2"}) EXPECT_EQ(store(sender, instance), 0u) << log();
+    for (const char* instance : {"1.2.1", "1.2.2", "1.2.4"}) EXPECT_EQ(store(sender, instance), 0u) << log();
     EXPECT_NE(stop(SIGKILL), 0);
     EXPECT_FALSE(fs::exists(dir / "in/DICOMDIR"));
+    // What was confirmed is not taken for nothing when it cannot be read, and waits until it can.
+    ASSERT_EQ(sh("cd in; mv .orvkit-received ../noted && mkdir .orvkit-received").status, 0);
+    EXPECT_TRUE(holds(sh("timeout 20 " ORVKIT_COMMAND " serve --port 0 --file-set in").err,
+                      "what was received last cannot be read"));
+    ASSERT_EQ(sh("cd in; rmdir .orvkit-received && mv ../noted .orvkit-received\n"
+                 "f=PT000001/ST000001/SE000001/IM000003; mv $f ../kept && echo unreadable >$f")
+                  .status,
+              0);
     serve({"--file-set"});
     EXPECT_TRUE(logs("2 objects that a server stored before it was killed are in the file set now"));
-    EXPECT_TRUE(holds(sh("orvkit dicomdir check in").out, "files 2, no findings"));
+    EXPECT_EQ(stop(), 0);
+    ASSERT_EQ(sh("mv kept in/PT000001/ST000001/SE000001/IM000003").status, 0);
+    serve({"--file-set"});
+    EXPECT_TRUE(logs("1 objects that a server stored before it was killed are in the file set now"));
+    EXPECT_TRUE(holds(sh("orvkit dicomdir check in").out, "files 3, no findings"));
     RawPeer next(port);
     ASSERT_TRUE(next.associate());
     EXPECT_EQ(store(next, "1.2.1"), 0u);
@@ -553,8 +566,38 @@ TEST_F(ServeTest, WhatAFileSetHasConfirmedIsFoundAfterAKill) {
     ASSERT_EQ(sh("rm -r in/DICOMDIR && mv old in/DICOMDIR").status, 0);
     serve({"--file-set"});
     EXPECT_EQ(stop(), 0);
-    EXPECT_TRUE(holds(sh("orvkit dicomdir check in").out, "files 3, no findings"));
-    EXPECT_EQ(sh("find in -type f | wc -l").out, "4\n");
+    EXPECT_TRUE(holds(sh("orvkit dicomdir check in").out, "files 4, no findings"));
+    EXPECT_EQ(sh("find in -type f | wc -l").out, "5\n");
+}
+
+// Each call once, for an object that is new.
+TEST_F(ServeTest, WhatAFileSetRefusesForWantOfFilesOrForABrokenDiskIsNotKept) {
+    if (std::string(ORVKIT_FAIL_ALLOCATION).empty()) GTEST_SKIP() << "nothing to preload here";
+    ::setenv("LD_PRELOAD", ORVKIT_FAIL_ALLOCATION, 1);
+    ::setenv("FAIL_CALL", (dir / "call").c_str(), 1);
+    serve({"--file-set"});
+    ::unsetenv("LD_PRELOAD");
+    RawPeer sender(port);
+    ASSERT_TRUE(sender.associate());
+    EXPECT_EQ(store(sender, "1.2.1"), 0u);
+    const auto files = [this] { return sh("find in -type f | sort").out; };
+    int stored = 1;
+    for (const auto& [call, reason] : {std::pair{"open", EMFILE}, {"read", EIO}}) {
+        int refused = 0;
+        for (int n = 1;; ++n) {
+            std::ofstream(dir / "call") << call << ' ' << n << ' ' << reason;
+            const std::string before = files();
+            const unsigned int status = store(sender, "1.3." + std::to_string(stored));
+            EXPECT_EQ(files() == before, status != 0) << call << n << log();
+            ++(status == 0 ? stored : refused);
+            if (fs::remove(dir / "call")) break;
+        }
+        EXPECT_GT(refused, 0) << call;
+    }
+    EXPECT_EQ(store(sender, "1.2.1"), 0u);
+    EXPECT_EQ(stop(), 0);
+    EXPECT_TRUE(
+        holds(sh("orvkit dicomdir check in").out, "files " + std::to_string(stored) + ", no findings"));
 }
 
 }  // namespace
