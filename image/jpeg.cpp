@@ -31,9 +31,11 @@ Fault decode(DecodeJob& job) {
     if (Fault fault = jpeg::readHeaders(job.stream, headers)) return fault;
     const jpeg::Frame& frame = headers.frame;
     if (frame.process == jpeg::lossless) return jpeg::decodeLossless(job);
-    if (frame.bits == 8 && frame.process <= jpeg::progressive) {
-        if constexpr (kHasLibjpeg) return jpeg::decodeByLibjpeg(job, headers);
-        return {IMAGE_NO_CODEC, "this build is without libjpeg-turbo (libjpeg62-turbo-dev)"};
+    if constexpr (kHasLibjpeg) {
+        if (frame.bits == 8 && frame.process <= jpeg::progressive) return jpeg::decodeByLibjpeg(job, headers);
+    }
+    if ((frame.bits == 8 || frame.bits == 12) && frame.process <= jpeg::extended) {
+        return jpeg::decodeSequential(job, headers);
     }
     return {IMAGE_NO_CODEC, "frames of the type SOF" + std::to_string(frame.process - jpeg::baseline) +
                                 " of " + std::to_string(frame.bits) + " bits are not known"};

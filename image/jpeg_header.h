@@ -104,6 +104,7 @@ bool isYcc(const Headers& headers, DcPhotometric says);
 // The processes. Those by libjpeg are there where CMakeLists.txt has found it.
 Fault decodeLossless(DecodeJob& job);
 Fault encodeLossless(EncodeJob& job);
+Fault decodeSequential(DecodeJob& job, const Headers& headers);
 Fault decodeByLibjpeg(DecodeJob& job, const Headers& headers);
 Fault encodeByLibjpeg(EncodeJob& job);
 

@@ -98,7 +98,9 @@ class HuffmanDecoder {
         std::uint8_t symbol;
     };
 
-    explicit HuffmanDecoder(const HuffmanTable& table);
+    // What symbols are: numbers of bits, or zeros in front and a number of bits.
+    enum class Symbols { sizes, runs };
+    explicit HuffmanDecoder(const HuffmanTable& table, Symbols symbols = Symbols::sizes);
 
     const Entry& look(const BitReader& bits) const { return entries_[bits.peek(kLook)]; }
     // The symbol of the next code; 256 for bits that are no code.
@@ -116,7 +118,7 @@ class HuffmanDecoder {
     }
 
   private:
-    void fillEntries(const HuffmanTable& table);
+    void fillEntries(const HuffmanTable& table, Symbols symbols);
 
     std::array<unsigned int, 17> limit_{};   // first code, at 16 bits, that is longer
     std::array<unsigned int, 17> offset_{};  // from a code to its symbol's place, modulo 2^32
