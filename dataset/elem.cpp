@@ -426,7 +426,7 @@ int DcElem::addValue(int handle, int offset, unsigned int length, DICT_UID xferS
 
 unsigned long long ElemAccess::rawLength(const DcElem& e) noexcept {
     unsigned long long total = 0;
-    for (DcBuf* b = firstBuf(e); b != nullptr; b = b->next()) total += b->getLen();
+    for (DcBuf* b = firstBuf(e); b != nullptr; b = b->next()) total += b->getLen64();
     return total;
 }
 

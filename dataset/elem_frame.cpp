@@ -114,7 +114,7 @@ class Framer {
                             "Element (%04x,%04x) - mixed memory/disk buffers, not processed", tag_ >> 16,
                             tag_ & 0xFFFF);
             }
-            if (b->getType() != BUF_MEMORY || b->getBuf() != nullptr) total += b->getLen();
+            if (b->getType() != BUF_MEMORY || b->getBuf() != nullptr) total += b->getLen64();
         }
         if (first == nullptr) {
             putHeader(0);

@@ -1,5 +1,6 @@
 // The flat print: a header line for every element, then its values one by one.
 #include <algorithm>
+#include <cstdio>
 #include <new>
 #include <typeinfo>
 #include <vector>
@@ -98,10 +99,18 @@ void putIntegers(TextSink& out, const DcElem& e, DICT_VR vr, unsigned int count)
     }
 }
 
+// As "%d (0x%x", where 32 bits hold it.
+void putNumber(TextSink& out, unsigned long long value) {
+    char text[48];
+    const bool wide = value > 0xFFFFFFFF;
+    const int length = wide ? std::snprintf(text, sizeof text, "%llu (0x%llx", value, value)
+                            : std::snprintf(text, sizeof text, "%d (0x%x", static_cast<int>(value),
+                                            static_cast<unsigned int>(value));
+    out.put(std::string_view(text, static_cast<std::size_t>(length)));
+}
+
 void putSize(TextSink& out, unsigned long long bytes) {
-    out.dec(static_cast<int>(bytes));
-    out.put(" (0x");
-    out.hex(static_cast<unsigned int>(bytes));
+    putNumber(out, bytes);
     out.put(") bytes");
 }
 
@@ -115,11 +124,9 @@ void putUnknown(TextSink& out, const DcElem& e) {
     out.put(" \n");
 }
 
-void putOffset(TextSink& out, int offset) {
+void putOffset(TextSink& out, const DcBuf& buf) {
     out.put("   offset: ");
-    out.dec(offset);
-    out.put(" (0x");
-    out.hex(static_cast<unsigned int>(offset));
+    putNumber(out, buf.getOffset64());
     out.put(")  ");
 }
 
@@ -129,12 +136,12 @@ void putBuffers(TextSink& out, const DcElem& e) {
             case BUF_FILE:
                 out.put("  filename: ");
                 out.put(buf->getFileName() != nullptr ? buf->getFileName() : "");
-                putOffset(out, buf->getOffset());
+                putOffset(out, *buf);
                 break;
             case BUF_HANDLE:
                 out.put("  handle: ");
                 out.dec(buf->getHandle());
-                putOffset(out, buf->getOffset());
+                putOffset(out, *buf);
                 break;
             default:
                 out.put("  buf: ");
@@ -143,7 +150,7 @@ void putBuffers(TextSink& out, const DcElem& e) {
                 break;
         }
         out.put("len: ");
-        putSize(out, buf->getLen());
+        putSize(out, buf->getLen64());
         out.put('\n');
     }
     out.put("                 Total : ");

@@ -38,19 +38,19 @@ std::int64_t HandleSource::readAt(std::uint64_t offset, unsigned char* into, std
     return platform::readAt(handle_, into, room, static_cast<std::int64_t>(offset));
 }
 
-StreamSource::StreamSource(FILE* file) noexcept : file_(file), start_(std::ftell(file)) {
-    long end = -1;
-    if (start_ >= 0 && std::fseek(file, 0, SEEK_END) == 0) end = std::ftell(file);
+StreamSource::StreamSource(FILE* file) noexcept : file_(file), start_(platform::tellStream(file)) {
+    std::int64_t end = -1;
+    if (start_ >= 0 && platform::seekStream(file, 0, SEEK_END)) end = platform::tellStream(file);
     failed_ = end < 0;
     if (!failed_) size_ = static_cast<std::uint64_t>(end);
 }
 
 StreamSource::~StreamSource() {
-    if (start_ >= 0) std::fseek(file_, start_, SEEK_SET);
+    if (start_ >= 0) (void)platform::seekStream(file_, start_);
 }
 
 std::int64_t StreamSource::readAt(std::uint64_t offset, unsigned char* into, std::size_t room) {
-    if (std::fseek(file_, static_cast<long>(offset), SEEK_SET) != 0) return -1;
+    if (!platform::seekStream(file_, static_cast<std::int64_t>(offset))) return -1;
     return static_cast<std::int64_t>(std::fread(into, 1, room, file_));
 }
 

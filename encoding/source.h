@@ -97,7 +97,7 @@ class StreamSource final : public FileSource {
     std::int64_t readAt(std::uint64_t offset, unsigned char* into, std::size_t room) override;
 
     FILE* file_;
-    long start_;
+    std::int64_t start_;
 };
 
 }  // namespace orvkit

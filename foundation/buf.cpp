@@ -3,6 +3,7 @@
 #include <cstring>
 #include <new>
 
+#include "orvkit/result.h"
 #include "orvkit/util.h"
 #include "platform/file.h"
 
@@ -18,26 +19,33 @@ char* copyName(const char* name) noexcept {
 
 }  // namespace
 
-DcBuf::DcBuf(void* data, unsigned int length, DICT_UID xferSyn) noexcept
-    : type_(BUF_MEMORY), data_(data), allocLength_(length), length_(length), xferSyn_(xferSyn) {}
+DcBuf::DcBuf(void* data, unsigned int length, DICT_UID xferSyn) noexcept : DcBuf() {
+    type_ = BUF_MEMORY;
+    data_ = data;
+    allocLength_ = length;
+    length_ = length;
+    xferSyn_ = xferSyn;
+}
 
-DcBuf::DcBuf(const char* fileName, int offset, unsigned int length, DICT_UID xferSyn) noexcept
-    : type_(BUF_FILE),
-      fileName_(copyName(fileName)),
-      offset_(offset),
-      allocLength_(length),
-      length_(length),
-      xferSyn_(xferSyn) {}
+DcBuf::DcBuf(const char* fileName, int offset, unsigned int length, DICT_UID xferSyn) noexcept : DcBuf() {
+    type_ = BUF_FILE;
+    fileName_ = copyName(fileName);
+    offset_ = offset;
+    allocLength_ = length;
+    length_ = length;
+    xferSyn_ = xferSyn;
+}
 
-DcBuf::DcBuf(int handle, int offset, unsigned int length, DICT_UID xferSyn) noexcept
-    : type_(BUF_HANDLE),
-      handle_(handle),
-      offset_(offset),
-      allocLength_(length),
-      length_(length),
-      xferSyn_(xferSyn) {}
+DcBuf::DcBuf(int handle, int offset, unsigned int length, DICT_UID xferSyn) noexcept : DcBuf() {
+    type_ = BUF_HANDLE;
+    handle_ = handle;
+    offset_ = offset;
+    allocLength_ = length;
+    length_ = length;
+    xferSyn_ = xferSyn;
+}
 
-DcBuf::DcBuf(const DcBuf& other) noexcept : DcNode() {
+DcBuf::DcBuf(const DcBuf& other) noexcept : DcBuf() {
     take(other);
     borrowed_ = 1;
     fileName_ = copyName(other.fileName_);
@@ -66,6 +74,8 @@ void DcBuf::take(const DcBuf& other) noexcept {
     data_ = other.data_;
     handle_ = other.handle_;
     offset_ = other.offset_;
+    offsetHigh_ = other.offsetHigh_;
+    lengthHigh_ = other.lengthHigh_;
     allocLength_ = other.allocLength_;
     length_ = other.length_;
     xferSyn_ = other.xferSyn_;
@@ -93,6 +103,15 @@ void DcBuf::setBuf(void* data) noexcept {
 void DcBuf::setHandle(int handle) noexcept {
     if (borrowed_ == 0 && handle != handle_) orvkit::platform::closeHandle(handle_);
     handle_ = handle;
+}
+
+int DcBuf::setPlace64(unsigned long long offset, unsigned long long length) noexcept {
+    if (offset >> 47 != 0 || length >> 48 != 0) return ELEM_VALUE_REFUSED;
+    offset_ = static_cast<int>(static_cast<unsigned int>(offset));
+    length_ = static_cast<unsigned int>(length);
+    offsetHigh_ = static_cast<unsigned int>(offset >> 32) & 0x7FFF;
+    lengthHigh_ = static_cast<unsigned int>(length >> 32) & 0xFFFF;
+    return RESULT_OK;
 }
 
 void DcBuf::setFileName(const char* name) noexcept {

@@ -43,6 +43,8 @@ class FilePrefix final : public ByteSource {
     bool holdsAll() const noexcept { return loaded_ == size_; }
     std::span<unsigned char> bytes() noexcept { return {block_.get(), loaded_}; }
     int handle() const noexcept { return handle_.get(); }
+    // What is held stays; nothing more is read.
+    platform::FileHandle takeHandle() noexcept { return std::move(handle_); }
 
   private:
     struct Free {

@@ -23,8 +23,6 @@ using namespace orvkit;
 namespace {
 
 constexpr const char* kMetaReporter = "dirReadFileMetaInfo";
-// What is held of meta information, however small the limit for data sets is.
-constexpr std::uint64_t kMostMeta = std::uint64_t{512} << 20;
 
 int failLimit(const char* reporter, const char* name) {
     return fail(DIR_FILE_SIZE, LOG_ERROR, reporter, "File '%s', size exceeds limit of %g Mbytes", name,
@@ -92,23 +90,6 @@ int decodeAll(FilePrefix& file, Part10& p, DICT_UID xferSyn, DcElemList& dataset
     const auto bytes = file.bytes();
     const auto begin = static_cast<std::size_t>(std::min<std::uint64_t>(p.end, bytes.size()));
     return decodeToZeros(bytes.subspan(begin), p, xferSyn, dataset);
-}
-
-// Opens a file and reads its meta information and the first bytes behind. `statReporter` tells of a file that
-// is not there.
-int begin(FilePrefix& file, Part10& p, const char* statReporter, std::size_t firstRead) {
-    if (p.path == nullptr) {
-        p.meta.reset();
-        return failNull(DIR_NULL_ARGUMENT, kMetaReporter);
-    }
-    if (const int result = file.open(p.path, statReporter, kMetaReporter, firstRead); result != RESULT_OK)
-        return result;
-    // The limit is that of the data set, which begins where the meta information ends.
-    const std::uint64_t limit = static_cast<std::uint64_t>(maxFileSize()) + FilePrefix::kWithHeader;
-    file.setLimit(std::max(limit, kMostMeta));
-    const int result = readMeta(p);
-    file.setLimit(p.end + limit);
-    return result;
 }
 
 // ---- Pixel Data read once
@@ -307,23 +288,20 @@ class AroundReader {
         if (!m.sound) tell(h, from, m.result, describe(h, m).c_str());
         auto* const element = new DcElem(h.tag, nullptr, 0, UID_NONE, h.vr, 0);
         (void)dataset_.add(element);
-        if (h.valueOffset > 0xFFFFFFFF || m.length > 0xFFFFFFFF) {
-            note(failLimit(kReporter, p_.name()));
-            tell(h, from, DIR_FILE_SIZE, lastMessage());
-        } else if (m.length != 0) {
-            // Two GByte and more are told as the 32-bit numbers that they are.
-            note(refer(*element, static_cast<int>(static_cast<unsigned int>(h.valueOffset)),
-                       static_cast<unsigned int>(m.length), label(h)));
-        }
+        if (m.length != 0) note(refer(*element, h.valueOffset, m.length, label(h)));
         return m.behind;
     }
-    int refer(DcElem& element, int offset, unsigned int length, DICT_UID syntax) {
-        DcBuf place(p_.path, offset, length, syntax);
-        if (named_) return element.addValue(&place);
+    int refer(DcElem& element, std::uint64_t offset, std::uint64_t length, DICT_UID syntax) {
+        if (named_) {
+            DcBuf place(p_.path, 0, 0, syntax);
+            const int result = place.setPlace64(offset, length);
+            return result == RESULT_OK ? element.addValue(&place) : result;
+        }
         orvkit::platform::FileHandle handle = orvkit::platform::duplicate(file_->handle());
         if (!handle) return failPrefix(*file_, kReporter, p_.name());
-        DcBuf open(handle.release(), offset, length, syntax);
-        return element.addValue(&open);
+        DcBuf open(handle.release(), 0, 0, syntax);
+        const int result = open.setPlace64(offset, length);
+        return result == RESULT_OK ? element.addValue(&open) : result;
     }
     static std::string describe(const WalkHeader& h, const Measured& m) {
         if (h.length == kLengthUndefined) return "fragments without their end";
@@ -387,7 +365,7 @@ int readAround(Part10& p, FilePrefix* file, DcElemList& dataset, DcDirAround& ar
 
 // Everything up to Pixel Data, and where that is.
 struct NonPixels {
-    std::uint64_t offset = 0;
+    std::optional<std::uint64_t> offset;
     std::uint64_t length = 0;
     bool found = false;
 
@@ -416,7 +394,6 @@ int NonPixels::read(Part10& p, FilePrefix& file, DICT_UID xferSyn, DcElemList& d
     }
     WholeSource whole;
     const Measured m = measureValue(whole.of(file), h, reporter);
-    if (h.valueOffset > 0xFFFFFFFF || m.length > 0xFFFFFFFF) return failLimit(reporter, p.name());
     found = true;
     offset = h.valueOffset;
     length = m.length;
@@ -429,7 +406,7 @@ int dirReadFileMetaInfo(const char* path, DcDirMetaInfo& meta, unsigned int& end
     end = 0;
     FilePrefix file;
     Part10 p{file, path, meta};
-    const int result = begin(file, p, kMetaReporter, FilePrefix::kMetaOnly);
+    const int result = beginFile(file, p, kMetaReporter, FilePrefix::kMetaOnly);
     if (result == RESULT_OK) end = static_cast<unsigned int>(p.end);
     return result;
 } catch (const std::bad_alloc&) {
@@ -452,7 +429,7 @@ int dirReadFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset) try 
     constexpr const char* reporter = "dirReadFile";
     FilePrefix file;
     Part10 p{file, path, meta};
-    if (const int result = begin(file, p, reporter, FilePrefix::kWithHeader); result != RESULT_OK)
+    if (const int result = beginFile(file, p, reporter, FilePrefix::kWithHeader); result != RESULT_OK)
         return result;
     DICT_UID xferSyn;
     if (const int result = settleSyntax(p, reporter, xferSyn); result != RESULT_OK) return result;
@@ -492,7 +469,7 @@ int dirReadAnyFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset, D
     FilePrefix file;
     Part10 p{file, path, meta};
     p.found = &found;
-    if (const int result = begin(file, p, reporter, FilePrefix::kWithHeader); result != RESULT_OK)
+    if (const int result = beginFile(file, p, reporter, FilePrefix::kWithHeader); result != RESULT_OK)
         return result;
     DICT_UID xferSyn;
     if (const int result = settleSyntax(p, reporter, xferSyn); result != RESULT_OK) return result;
@@ -521,34 +498,45 @@ int dirReadAnyFile(unsigned char* buf, unsigned int length, DcDirMetaInfo& meta,
     return failMemory("dirReadAnyFile");
 }
 
+namespace {
+
+int readNonPixels(const char* path, DcDirMetaInfo& meta, DcElemList& dataset, NonPixels& pixels,
+                  const char* reporter) {
+    FilePrefix file;
+    Part10 p{file, path, meta};
+    if (const int result = beginFile(file, p, kMetaReporter, FilePrefix::kWithHeader); result != RESULT_OK)
+        return result;
+    DICT_UID xferSyn;
+    if (const int result = settleSyntax(p, reporter, xferSyn); result != RESULT_OK) return result;
+
+    if (p.codec == nullptr) return pixels.read(p, file, xferSyn, dataset, reporter);
+    WholeSource whole;
+    std::uint64_t size = 0;
+    const int result =
+        readUnpacked(p, whole.of(file), reporter, size, [&](Part10& inside, FilePrefix& unpacked) {
+            return pixels.read(inside, unpacked, xferSyn, dataset, reporter);
+        });
+    pixels.offset.reset();  // unpacked pixels are nowhere in the file
+    return result;
+}
+
+}  // namespace
+
 int dirReadNonPixelElem(const char* path, DcDirMetaInfo& meta, DcElemList& dataset, int* pixelOffset,
                         int* pixelLength) try {
     constexpr const char* reporter = "dirReadNonPixelElem";
     if (pixelOffset != nullptr) *pixelOffset = -1;
     if (pixelLength != nullptr) *pixelLength = 0;
-    FilePrefix file;
-    Part10 p{file, path, meta};
-    if (const int result = begin(file, p, kMetaReporter, FilePrefix::kWithHeader); result != RESULT_OK)
-        return result;
-    DICT_UID xferSyn;
-    if (const int result = settleSyntax(p, reporter, xferSyn); result != RESULT_OK) return result;
-
     NonPixels pixels;
-    int result = RESULT_OK;
-    if (p.codec == nullptr) {
-        result = pixels.read(p, file, xferSyn, dataset, reporter);
-    } else {
-        WholeSource whole;
-        std::uint64_t size = 0;
-        result = readUnpacked(p, whole.of(file), reporter, size, [&](Part10& inside, FilePrefix& unpacked) {
-            return pixels.read(inside, unpacked, xferSyn, dataset, reporter);
-        });
-    }
+    const int result = readNonPixels(path, meta, dataset, pixels, reporter);
     if (!pixels.found) return result;
-    // Two GByte and more are told as the 32-bit numbers that they are. Unpacked pixels are nowhere in the
-    // file.
-    if (pixelOffset != nullptr && p.codec == nullptr) {
-        *pixelOffset = static_cast<int>(static_cast<unsigned int>(pixels.offset));
+    if (pixels.offset.value_or(0) > 0xFFFFFFFF || pixels.length > 0xFFFFFFFF) {
+        return fail(DIR_FILE_SIZE, LOG_ERROR, reporter,
+                    "File '%s', its pixel data goes beyond 4 GByte, which dirReadNonPixelElem64 tells", path);
+    }
+    // Two GByte and more are told as the 32-bit numbers that they are.
+    if (pixelOffset != nullptr && pixels.offset) {
+        *pixelOffset = static_cast<int>(static_cast<unsigned int>(*pixels.offset));
     }
     if (pixelLength != nullptr) *pixelLength = static_cast<int>(static_cast<unsigned int>(pixels.length));
     return result;
@@ -556,12 +544,25 @@ int dirReadNonPixelElem(const char* path, DcDirMetaInfo& meta, DcElemList& datas
     return failMemory("dirReadNonPixelElem");
 }
 
+int dirReadNonPixelElem64(const char* path, DcDirMetaInfo& meta, DcElemList& dataset, long long& pixelOffset,
+                          unsigned long long& pixelLength) try {
+    pixelOffset = -1;
+    pixelLength = 0;
+    NonPixels pixels;
+    const int result = readNonPixels(path, meta, dataset, pixels, "dirReadNonPixelElem64");
+    if (pixels.found && pixels.offset) pixelOffset = static_cast<long long>(*pixels.offset);
+    pixelLength = pixels.length;
+    return result;
+} catch (const std::bad_alloc&) {
+    return failMemory("dirReadNonPixelElem64");
+}
+
 int dirReadAroundPixels(const char* path, DcDirMetaInfo& meta, DcElemList& dataset, DcDirAround& around) {
     around.streamOffset = kMetaOffset;
     FilePrefix file;
     Part10 p{file, path, meta, around.meta};
     p.found = around.found;
-    const int result = begin(file, p, kMetaReporter, FilePrefix::kWithHeader);
+    const int result = beginFile(file, p, kMetaReporter, FilePrefix::kWithHeader);
     return result != RESULT_OK ? result : readAround(p, &file, dataset, around);
 }
 

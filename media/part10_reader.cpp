@@ -13,6 +13,8 @@ namespace orvkit {
 namespace {
 
 constexpr const char* kMetaReporter = "dirReadFileMetaInfo";
+// What is held of meta information, however small the limit for data sets is.
+constexpr std::uint64_t kMostMeta = std::uint64_t{512} << 20;
 constexpr std::size_t kFirstBytes = 136;  // preamble, "DICM" and the tag of the first element
 
 unsigned int groupAt(std::span<const unsigned char> b, std::size_t at, ByteOrder order) {
@@ -149,6 +151,21 @@ int readMeta(Part10& p) {
     }
     std::memcpy(p.meta.preamble, first.data(), kPreambleSize);
     return readMetaAt(p, kMetaOffset);
+}
+
+int beginFile(FilePrefix& file, Part10& p, const char* statReporter, std::size_t firstRead) {
+    if (p.path == nullptr) {
+        p.meta.reset();
+        return failNull(DIR_NULL_ARGUMENT, kMetaReporter);
+    }
+    if (const int result = file.open(p.path, statReporter, kMetaReporter, firstRead); result != RESULT_OK)
+        return result;
+    // The limit is that of the data set, which begins where the meta information ends.
+    const std::uint64_t limit = static_cast<std::uint64_t>(maxFileSize()) + FilePrefix::kWithHeader;
+    file.setLimit(std::max(limit, kMostMeta));
+    const int result = readMeta(p);
+    file.setLimit(p.end + limit);
+    return result;
 }
 
 namespace {

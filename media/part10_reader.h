@@ -6,6 +6,7 @@
 
 #include "encoding/codec.h"
 #include "encoding/walk.h"
+#include "media/file_prefix.h"
 #include "orvkit/file.h"
 
 namespace orvkit {
@@ -28,6 +29,11 @@ struct Part10 {
 // Reads preamble and meta information; every failure is logged under "dirReadFileMetaInfo". 22530, 22532,
 // 22539, 5671.
 int readMeta(Part10& p);
+
+// Opens the file of `p`, of which `file` is the source, and does the same; `firstRead` bytes are read at
+// once. `statReporter` tells of a file that is not there. From then on no more than a data set may have is
+// held of it. 22533, 22536, 22541 null path, and the codes of readMeta.
+int beginFile(FilePrefix& file, Part10& p, const char* statReporter, std::size_t firstRead);
 
 // The syntax to read the data set in: that of the meta information, or, where it is not known, the one that
 // the first element looks like; sets the mode. For a data set that is compressed as a whole `p` receives the

@@ -57,15 +57,17 @@ int copyBuffer(ByteSink& to, const DcBuf& b, DICT_VR vr, DICT_UID xferSyn, const
         if (!opened) return fail(DIR_OPEN, LOG_ERROR, reporter, "Error opening pixel data file %s", name);
         from = opened.get();
     }
-    // Offsets from two GByte on come as negative numbers; a file that is shorter has no such place.
-    const std::int64_t offset = static_cast<unsigned int>(b.getOffset());
+    const auto offset = static_cast<std::int64_t>(b.getOffset64());
+    const auto length = static_cast<std::int64_t>(b.getLen64());
+    // Small negative numbers have come as offsets from two GByte on; a file that is shorter has no such
+    // place.
     if (b.getOffset() < 0 && (!platform::examine(from, info) || info.size < offset)) {
         return fail(DIR_READ_WRITE, LOG_ERROR, reporter, "lseek error in pixel data file, offset - %d",
                     b.getOffset());
     }
     const unsigned int unit = ElemAccess::swapUnit(vr, b.getXferSyn(), xferSyn);
-    return unit == 1 ? copyPlain(from, offset, to, b.getLen(), reporter)
-                     : copySwapped(from, offset, to, b.getLen(), unit, reporter);
+    return unit == 1 ? copyPlain(from, offset, to, length, reporter)
+                     : copySwapped(from, offset, to, length, unit, reporter);
 }
 
 }  // namespace

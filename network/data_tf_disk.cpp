@@ -54,10 +54,10 @@ int DcPduDataTf::writePixels(const FramedHeader& pixels, bool trailing) {
                             "error opening pixel data file %s", path);
             }
         }
-        left -= b->getLen();
-        // Offsets from two GByte on come as negative numbers.
-        const DiskPart part{opened ? opened.get() : b->getHandle(), static_cast<unsigned int>(b->getOffset()),
-                            b->getLen(), ElemAccess::swapUnit(vr, b->getXferSyn(), xferSyn_)};
+        left -= b->getLen64();
+        const DiskPart part{opened ? opened.get() : b->getHandle(),
+                            static_cast<std::int64_t>(b->getOffset64()), b->getLen64(),
+                            ElemAccess::swapUnit(vr, b->getXferSyn(), xferSyn_)};
         const int result = writeDataDisk(part, left != 0 || pixels.undefinedLength || trailing);
         if (result != RESULT_OK) return result;
     }

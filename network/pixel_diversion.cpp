@@ -98,19 +98,16 @@ int DcTul::divert(Part& part, const unsigned char* data, unsigned int length) {
 
 // Refers the message to its pixel bytes where they are now.
 int DcTul::finishPixels(Part& part) {
-    if (part.pixelLength > kLongest && (pixelHandle_ >= 0 || pixelFileName_ != nullptr)) {
-        return fail(TUL_PROTOCOL, LOG_ERROR, kAssembly,
-                    "Pixel Data of %llu bytes is too long for an element, Association will be closed",
-                    static_cast<unsigned long long>(part.pixelLength));
-    }
-    auto length = static_cast<unsigned int>(part.pixelLength);
+    std::uint64_t length = part.pixelLength;
     if (pixelHandle_ >= 0) {
         platform::FileHandle copy = platform::duplicate(pixelHandle_);
         if (!copy) {
             return fail(TUL_DUPLICATE, LOG_ERROR, kAssembly, "Failed to duplicate file handle %d",
                         pixelHandle_);
         }
-        (void)part.message.add(new DcBuf(copy.release(), 0, length, part.xferSyn));
+        auto* const buffer = new DcBuf(copy.release(), 0, 0, part.xferSyn);
+        (void)buffer->setPlace64(0, length);
+        (void)part.message.add(buffer);
     }
     if (pixelFileName_ == nullptr) return RESULT_OK;
 
@@ -122,22 +119,18 @@ int DcTul::finishPixels(Part& part) {
     }
     if (info.size < static_cast<std::int64_t>(length)) {
         return fail(TUL_PROTOCOL, LOG_ERROR, kAssembly, "pixDataLen 0x%x exceeds file size 0x%x in %s",
-                    length, static_cast<unsigned int>(info.size), pixelFileName_);
+                    static_cast<unsigned int>(length), static_cast<unsigned int>(info.size), pixelFileName_);
     }
-    const std::int64_t start = info.size - length;
+    const std::int64_t start = info.size - static_cast<std::int64_t>(length);
     unsigned char tail[kDelimitationSize];
     if (Dict.isEncapsulated(part.xferSyn) != 0 && length >= sizeof tail &&
         platform::readAt(file.get(), tail, sizeof tail, info.size - std::int64_t{sizeof tail}) ==
             sizeof tail &&
         std::memcmp(tail, kPixelDataEnd, sizeof tail) == 0) {
-        length -= static_cast<unsigned int>(sizeof tail);
+        length -= sizeof tail;
     }
-    // Offsets of 2 GByte and more are kept as the unsigned 32-bit numbers that they are.
-    if (start > 0xFFFFFFFFll) {
-        return fail(TUL_PROTOCOL, LOG_ERROR, kAssembly, "pixel data in %s begins beyond 4 GByte",
-                    pixelFileName_);
-    }
-    (void)part.message.add(
-        new DcBuf(pixelFileName_, static_cast<int>(static_cast<unsigned int>(start)), length, part.xferSyn));
+    auto* const buffer = new DcBuf(pixelFileName_, 0, 0, part.xferSyn);
+    (void)buffer->setPlace64(static_cast<std::uint64_t>(start), length);
+    (void)part.message.add(buffer);
     return RESULT_OK;
 }

@@ -53,6 +53,9 @@ class FileHandle {
 [[nodiscard]] FileHandle openAppend(const char* path) noexcept;
 // A stream of the C library, in the modes of fopen; null on failure.
 [[nodiscard]] std::FILE* openStream(const char* path, const char* mode) noexcept;
+// The position of such a stream, which has 64 bits: -1 and false on failure.
+std::int64_t tellStream(std::FILE* stream) noexcept;
+[[nodiscard]] bool seekStream(std::FILE* stream, std::int64_t offset, int whence = SEEK_SET) noexcept;
 // A file for its maker alone, with the access rights of the file at `like`, or those of any new file when
 // that is null or there is none; see new_file.h. As long as the handle is open, removeAbandoned leaves the
 // file alone. Fails when the path exists.

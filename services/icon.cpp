@@ -74,7 +74,7 @@ std::vector<unsigned char> readUnpacked(const SourceFile& source, std::uint64_t 
         return {};
     }
     std::vector<unsigned char> bytes(static_cast<std::size_t>(size));
-    const std::int64_t at = static_cast<unsigned int>(value.getOffset());
+    const auto at = static_cast<std::int64_t>(value.getOffset64());
     const std::int64_t got = orvkit::platform::readAt(value.getHandle(), bytes.data(), bytes.size(),
                                                       at + static_cast<std::int64_t>(offset));
     if (got != static_cast<std::int64_t>(size)) bytes.clear();

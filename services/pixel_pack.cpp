@@ -22,8 +22,8 @@ namespace platform = orvkit::platform;
 class PixelStream {
   public:
     PixelStream(const DcBuf& from, unsigned int unit, int to) : unit_(unit), to_(to) {
-        at_ = static_cast<unsigned int>(from.getOffset());
-        end_ = at_ + from.getLen();
+        at_ = static_cast<std::int64_t>(from.getOffset64());
+        end_ = at_ + static_cast<std::int64_t>(from.getLen64());
         if (from.getType() == BUF_FILE && from.getFileName() != nullptr) {
             opened_ = platform::openRead(from.getFileName());
             from_ = opened_.get();

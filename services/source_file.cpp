@@ -198,13 +198,13 @@ std::string SourceFile::sopInstance() const {
 
 SourceFile::Kind readSource(const std::string& path, SourceFile& file) {
     file.path = path;
-    int offset = -1;
-    int length = 0;
-    const int result = dirReadNonPixelElem(path.c_str(), file.meta, file.dataset, &offset, &length);
+    long long offset = -1;
+    unsigned long long length = 0;
+    const int result = dirReadNonPixelElem64(path.c_str(), file.meta, file.dataset, offset, length);
     file.isPacked = offset == -1 && length != 0;
     file.hasPixels = offset != -1 || file.isPacked;
-    file.pixelOffset = static_cast<unsigned int>(offset);
-    file.pixelLength = static_cast<unsigned int>(length);
+    file.pixelOffset = file.hasPixels && !file.isPacked ? static_cast<std::uint64_t>(offset) : 0;
+    file.pixelLength = length;
     if (result == RESULT_OK) return SourceFile::Kind::dicom;
     if (result == DIR_NOT_PART10) return SourceFile::Kind::notDicom;
     if (result == ELEM_VALUE_REFUSED && file.hasPixels) {

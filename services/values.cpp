@@ -135,8 +135,8 @@ void Values::loadRaw(DcElem& e) {
     if (e.getValue(buf) != 0) return;
     if (buf.getType() == BUF_FILE || buf.getType() == BUF_HANDLE) {
         const DICT_UID syntax = buf.getXferSyn();
-        place_ = {static_cast<unsigned int>(buf.getOffset()), buf.getLen(),
-                  syntax == UID_NONE || Dict.isEncapsulated(syntax) != 0, buf.getType() == BUF_FILE};
+        place_ = {buf.getOffset64(), buf.getLen64(), syntax == UID_NONE || Dict.isEncapsulated(syntax) != 0,
+                  buf.getType() == BUF_FILE};
         isOnDisk_ = true;
         return;
     }

@@ -45,8 +45,8 @@ class Values {
   public:
     // Where a value lies that was left in the file.
     struct DiskPlace {
-        unsigned int offset = 0;
-        unsigned int length = 0;
+        unsigned long long offset = 0;
+        unsigned long long length = 0;
         bool encapsulated = false;  // a list of fragments
         bool addressed = true;      // in the file itself: not where that is compressed
     };

@@ -17,10 +17,11 @@ enum BUF_TYPE : int {
 
 // An owning buffer releases its memory block, which must come from `new` or utilNew, and closes its handle.
 // A copy is borrowed: it refers to the block and handle of its source and never releases or closes them, so
-// the source must outlive it. The file name is always the buffer's own. Lengths and offsets count bytes.
+// the source must outlive it. The file name is always the buffer's own. Lengths and offsets count bytes;
+// those of files have 64 bits on every platform, through the functions that say so in their names.
 class ORVKIT_API DcBuf : public DcNode {
   public:
-    DcBuf() noexcept = default;
+    DcBuf() noexcept : borrowed_(0), offsetHigh_(0), lengthHigh_(0) {}
     // Takes over a memory block.
     DcBuf(void* data, unsigned int length, DICT_UID xferSyn) noexcept;
     // Names a file, which is neither opened nor checked.
@@ -48,8 +49,17 @@ class ORVKIT_API DcBuf : public DcNode {
     // Copies the name; null clears it. The type stays.
     void setFileName(const char* name) noexcept;
     // setLen sets the length in use; the allocated length stays.
-    void setOffset(int offset) noexcept { offset_ = offset; }
-    void setLen(unsigned int length) noexcept { length_ = length; }
+    void setOffset(int offset) noexcept {
+        offset_ = offset;
+        offsetHigh_ = 0;
+    }
+    void setLen(unsigned int length) noexcept {
+        length_ = length;
+        lengthHigh_ = 0;
+    }
+    // The place in a file. ELEM_VALUE_REFUSED for an offset from 2^47 or a length from 2^48 on: the place
+    // stays.
+    int setPlace64(unsigned long long offset, unsigned long long length) noexcept;
     void setType(BUF_TYPE type) noexcept { type_ = type; }
     void setXferSyn(DICT_UID xferSyn) noexcept { xferSyn_ = xferSyn; }
 
@@ -57,9 +67,17 @@ class ORVKIT_API DcBuf : public DcNode {
     void* getBuf() const noexcept { return data_; }           // null when none
     char* getFileName() const noexcept { return fileName_; }  // the buffer's own; null when none
     int getHandle() const noexcept { return handle_; }        // -1 when none
-    int getOffset() const noexcept { return offset_; }
+    // From 2 GByte on as the unsigned 32-bit number that it is; -1 from 4 GByte on: see getOffset64.
+    int getOffset() const noexcept { return offsetHigh_ == 0 ? offset_ : -1; }
     unsigned int getAllocLen() const noexcept { return allocLength_; }
-    unsigned int getLen() const noexcept { return length_; }
+    // 0xFFFFFFFF, which no value has, from 4 GByte on: see getLen64.
+    unsigned int getLen() const noexcept { return lengthHigh_ == 0 ? length_ : 0xFFFFFFFF; }
+    unsigned long long getOffset64() const noexcept {
+        return static_cast<unsigned long long>(offsetHigh_) << 32 | static_cast<unsigned int>(offset_);
+    }
+    unsigned long long getLen64() const noexcept {
+        return static_cast<unsigned long long>(lengthHigh_) << 32 | length_;
+    }
     DICT_UID getXferSyn() const noexcept { return xferSyn_; }
 
     // The neighbours in a DcBufList.
@@ -69,7 +87,9 @@ class ORVKIT_API DcBuf : public DcNode {
   private:
     void take(const DcBuf& other) noexcept;
 
-    int borrowed_ = 0;
+    unsigned int borrowed_ : 1;
+    unsigned int offsetHigh_ : 15;  // what offset_ and length_ have no room for
+    unsigned int lengthHigh_ : 16;
     BUF_TYPE type_ = BUF_NONE;
     void* data_ = nullptr;
     char* fileName_ = nullptr;

@@ -63,6 +63,10 @@ ORVKIT_API int dirReadFile(unsigned char* buf, unsigned int length, DcDirMetaInf
 // too early: the data set is complete then, and the length is that of what is there.
 ORVKIT_API int dirReadNonPixelElem(const char* path, DcDirMetaInfo& meta, DcElemList& dataset,
                                    int* pixelOffset, int* pixelLength);
+// The same for files of any size: the call above is DIR_FILE_SIZE where pixels begin, or are longer than, 4
+// GByte, and has read the data set then.
+ORVKIT_API int dirReadNonPixelElem64(const char* path, DcDirMetaInfo& meta, DcElemList& dataset,
+                                     long long& pixelOffset, unsigned long long& pixelLength);
 
 // What a tolerant reading found of a file that may be no Part 10 file by the letter.
 struct DcDirFound {

@@ -14,6 +14,7 @@
 #include "orvkit/elemlist.h"
 #include "orvkit/export.h"
 #include "orvkit/file.h"
+#include "orvkit/frames.h"
 #include "orvkit/keywords.h"
 #include "orvkit/list.h"
 #include "orvkit/log.h"

@@ -196,4 +196,12 @@ inline constexpr int TLS_KEY_EXPOSED = 23556;   // 0x5C04 everybody can read a p
 inline constexpr int TLS_KEY_MISMATCH = 23557;  // 0x5C05 the private key is not that of the certificate
 inline constexpr int TLS_PASSWORD = 23558;      // 0x5C06 the password of a private key is missing or wrong
 
+// ---- 0x5E00 frames of pixel data -------------------------------------------------------------------------
+inline constexpr int FRAMES_NO_PIXELS = 24065;  // 0x5E01 there is no pixel data
+inline constexpr int FRAMES_LAYOUT = 24066;     // 0x5E02 rows, columns, samples or bits do not make a frame
+inline constexpr int FRAMES_NUMBER = 24067;     // 0x5E03 there is no frame of that number
+inline constexpr int FRAMES_CUT = 24068;        // 0x5E04 the frame is not all there
+inline constexpr int FRAMES_NOT_APART = 24069;  // 0x5E05 the fragments do not tell where frames begin
+inline constexpr int FRAMES_ROOM = 24070;       // 0x5E06 the caller's buffer is too small
+
 #endif

@@ -105,6 +105,13 @@ std::FILE* openStream(const char* path, const char* mode) noexcept {
     return std::fopen(path, mode);
 }
 
+std::int64_t tellStream(std::FILE* stream) noexcept {
+    return ::ftello(stream);
+}
+bool seekStream(std::FILE* stream, std::int64_t offset, int whence) noexcept {
+    return ::fseeko(stream, offset, whence) == 0;
+}
+
 FileHandle createTemporary(const char* path, const char* like) noexcept {
     FileHandle file = openLike(path, O_WRONLY | O_CREAT | O_EXCL, like);
     if (!file) return file;

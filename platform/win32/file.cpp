@@ -136,6 +136,13 @@ std::FILE* openStream(const char* path, const char* mode) noexcept {
     return name.ok() && how.ok() ? ::_wfopen(name.get(), how.get()) : nullptr;
 }
 
+std::int64_t tellStream(std::FILE* stream) noexcept {
+    return ::_ftelli64(stream);
+}
+bool seekStream(std::FILE* stream, std::int64_t offset, int whence) noexcept {
+    return ::_fseeki64(stream, offset, whence) == 0;
+}
+
 // Others cannot remove it as long as it is open. It has the rights that its directory hands down.
 FileHandle createTemporary(const char* path, const char*) noexcept {
     return openWith(path, GENERIC_WRITE, CREATE_NEW, 0, FILE_SHARE_READ | FILE_SHARE_WRITE);
@@ -172,14 +179,30 @@ std::int64_t read(int handle, void* data, std::size_t length) noexcept {
 }
 
 std::int64_t readAt(int handle, void* data, std::size_t length, std::int64_t offset) noexcept {
-    // The file's position is moved by such a read, and put back.
+    // Each such read says its place, so several threads may do it at once. It moves the file's position,
+    // which is put back.
+    const HANDLE file = systemHandle(handle);
     const std::int64_t before = tell(handle);
-    if (before == -1 || !seek(handle, offset)) return -1;
-    const std::int64_t count = read(handle, data, length);
+    if (file == INVALID_HANDLE_VALUE || before == -1) return -1;
+    std::size_t done = 0;
+    bool failed = false;
+    while (done < length && !failed) {
+        const auto wanted = static_cast<DWORD>(std::min<std::size_t>(length - done, largestRequest));
+        const auto at = static_cast<std::uint64_t>(offset) + done;
+        OVERLAPPED place = {};
+        place.Offset = static_cast<DWORD>(at);
+        place.OffsetHigh = static_cast<DWORD>(at >> 32);
+        DWORD got = 0;
+        failed = ::ReadFile(file, static_cast<char*>(data) + done, wanted, &got, &place) == 0 &&
+                 ::GetLastError() != ERROR_HANDLE_EOF;
+        if (got == 0) break;
+        done += got;
+    }
+    if (failed) errno = EIO;
     const int reason = errno;
     (void)seek(handle, before);
     errno = reason;
-    return count;
+    return failed ? -1 : static_cast<std::int64_t>(done);
 }
 
 bool writeAll(int handle, const void* data, std::size_t length) noexcept {

@@ -27,7 +27,8 @@ class Stream {
         tag(t);
         if (xferSyn_ == UID_LITTLE_ENDIAN_IMPLICIT) return u32(length);
         raw(vr);
-        if (vr == "OB" || vr == "OW" || vr == "OF" || vr == "SQ" || vr == "UN" || vr == "UT")
+        if (vr == "OB" || vr == "OW" || vr == "OF" || vr == "SQ" || vr == "UN" || vr == "UT" || vr == "OV" ||
+            vr == "OD")
             return u16(0).u32(length);
         return u16(length);
     }
