@@ -181,12 +181,19 @@ std::string describeUid(DICT_UID uid) {
 }
 
 std::string describeFound(const DcDirFound& found) {
+    const orvkit::SyntaxRow& row = orvkit::syntaxRow(found.xferSyn);
+    const bool big = row.order == orvkit::ByteOrder::big;
+    const std::string readAs = std::string("read as ") + (row.explicitVr ? "explicit" : "implicit") + " VR " +
+                               (big ? "big" : "little") + " endian";
     std::string text;
     const auto add = [&text](const std::string& part) { text += (text.empty() ? "" : ", ") + part; };
-    if (found.guessed) add("read as " + describeUid(found.xferSyn));
-    if (!found.meta) add("no file meta information");
+    if (!found.meta) {
+        add(readAs + " without a header");
+    } else if (found.guessed) {
+        add(readAs + ", otherwise than its header says");
+    }
     if (found.meta && !found.preamble) add("no preamble");
-    if (found.metaImplicit) add("file meta information in implicit VR");
+    if (found.metaImplicit) add("a header in implicit VR");
     if (found.directoryImplicit) add("directory in implicit VR");
     if (found.zerosBefore != 0) add(std::to_string(found.zerosBefore) + " zero bytes in front");
     if (found.zerosBehind != 0) add(std::to_string(found.zerosBehind) + " zero bytes behind the data set");

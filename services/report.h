@@ -59,8 +59,8 @@ DICT_UID xferSynFromName(std::string_view name);
 
 // The UID and its description: "1.2.840.10008.1.2 (Little Endian Implicit)"; "none" for UID_NONE.
 std::string describeUid(DICT_UID uid);
-// What is to be told of a file that was read all the same: "read as Implicit VR Little Endian without file
-// meta information"; "" when there is nothing.
+// What is to be told of a file that was read all the same: "read as implicit VR little endian without a
+// header"; "" when there is nothing.
 std::string describeFound(const DcDirFound& found);
 
 }  // namespace services

@@ -350,6 +350,14 @@ TEST(Negotiation, AUserReadsTheAnswerToWhatItSent) {
         const Bytes secret = bytesOf("T");
         const DcPduIdentity who{PDU_IDENTITY_KERBEROS, 1, lent(secret), {}};
         (void)user.ownNegotiation().setIdentity(&who);
+        const Bytes info3 = {1, 0, 1};
+        DcPduExtNeg ext;
+        kFind.copy(ext.sopClassUid, 64);
+        ext.info = lent(info3);
+        DcPduCommonExtNeg common{"1.2.9", {}, "1.3\\1.4.5"};
+        kStorage.copy(common.serviceClassUid, 64);
+        EXPECT_EQ(user.ownNegotiation().extNegAdd(&ext), RESULT_OK);
+        EXPECT_EQ(user.ownNegotiation().commonExtNegAdd(&common), RESULT_OK);
         std::vector<DcMsmSopXferSyn> proposals = sopList({UID_VERIFICATION}, {UID_LITTLE_ENDIAN_IMPLICIT});
         DcMsmScuInfo info;
         info.calledAeTitle = "STORE";
@@ -361,7 +369,7 @@ TEST(Negotiation, AUserReadsTheAnswerToWhatItSent) {
         std::size_t count = 0;
         (void)orvkit::platform::receive(ends.peer(), request.data(), request.size(), 5000, count);
         request.resize(count);
-        const Bytes tail = identity(3, 1, "T");
+        const Bytes tail = joined({kExt, kCommon, identity(3, 1, "T")});
         ASSERT_GT(request.size(), tail.size());
         EXPECT_TRUE(std::equal(tail.rbegin(), tail.rend(), request.rbegin()));
     }
