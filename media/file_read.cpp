@@ -235,6 +235,8 @@ class AroundReader {
             if (staysInFile(h)) return true;
             if (h.tag == 0 && endsInZeros(source, h.offset)) return false;
             if (!walker.skip(h)) return false;
+            if (walker.position() - from <= static_cast<std::uint64_t>(maxFileSize()))
+                heldEnd_ = walker.position();
         }
         (void)endsInZeros(source, walker.position());
         return false;
@@ -255,6 +257,7 @@ class AroundReader {
     int decodeBytes(std::uint64_t from, std::uint64_t to) {
         if (to <= from) return RESULT_OK;
         if (to - from > static_cast<std::uint64_t>(maxFileSize())) {
+            if (heldEnd_ < to) (void)decodeBytes(from, heldEnd_);
             return failLimit(kReporter, p_.name());
         }
         around_.streamOffset = from;
@@ -325,7 +328,8 @@ class AroundReader {
     DcElemList& dataset_;
     DcDirAround& around_;
     WholeSource whole_;
-    std::uint64_t end_ = 0;  // of the data set, where zeros follow
+    std::uint64_t end_ = 0;      // of the data set, where zeros follow
+    std::uint64_t heldEnd_ = 0;  // of the last element that is within the limit
     int result_ = RESULT_OK;
 };
 

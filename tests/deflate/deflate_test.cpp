@@ -287,7 +287,7 @@ TEST_F(Deflate, ABombEndsAtTheLimit) {
     DcDirAround around;
     ASSERT_EQ(deflateSetMaxSize(0), DIR_FILE_SIZE);
     ASSERT_EQ(deflateSetMaxSize(1 << 20), RESULT_OK);
-    DcElemList list[3];
+    DcElemList list[4];
     EXPECT_EQ(dirReadFile(path.c_str(), meta, list[0]), DIR_FILE_SIZE);
     EXPECT_EQ(dirReadAroundPixels(path.c_str(), meta, list[1], around), DIR_FILE_SIZE);
     for (int i = 0; i < 2; ++i) EXPECT_GE(leavesOf(list[i], kExplicit).size(), 9u) << "what was whole";
@@ -297,6 +297,8 @@ TEST_F(Deflate, ABombEndsAtTheLimit) {
     EXPECT_EQ(dirReadFile(path.c_str(), meta, list[2]), DIR_FILE_SIZE);
     EXPECT_EQ(log_.lines().at(0).text,
               "File '" + path + "', the compressed data set becomes larger than 1048576 bytes");
+    EXPECT_EQ(dirReadAroundPixels(path.c_str(), meta, list[3], around), DIR_FILE_SIZE);
+    EXPECT_GE(leavesOf(list[3], kExplicit).size(), 9u) << "what is within the limit of what is held";
 }
 
 // A sink that is full, and no memory for the stream itself.
