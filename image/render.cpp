@@ -154,6 +154,7 @@ int renderDescribe(DcElemList& dataset, DcRenderPixels& pixels) {
                     dataset.getElem(kDoubleFloatPixelData, static_cast<DcElem**>(nullptr)) == RESULT_OK;
     layout.rows = number(T_0028_0010_rows, 0);
     layout.columns = number(T_0028_0011_columns, 0);
+    layout.frames = number(T_0028_0008_numberOfFrames, 1);
     layout.samples = number(T_0028_0002_samplesPerPixel, 1);
     layout.bitsAllocated = number(T_0028_0100_bitsAllocated, 0);
     layout.bitsStored =

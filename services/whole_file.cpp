@@ -43,8 +43,8 @@ WholeFile::~WholeFile() {
     (void)platform::removeWhenEnded("");
 }
 
-bool WholeFile::commit() {
-    if (file_.commit(path_, true)) return true;
+bool WholeFile::commit(bool sync) {
+    if (file_.commit(path_, sync)) return true;
     return complain("%s: cannot be written: %s", path_.c_str(), std::strerror(errno));
 }
 

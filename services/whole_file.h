@@ -23,8 +23,9 @@ class WholeFile {
     // Where to write until commit: by the handle, or by a path that opens the file once more.
     int handle() const { return file_.handle(); }
     const std::string& temporaryPath() const { return temporary_; }
-    // Brings the bytes to the disk and the file under its name; false, with a complaint, when that fails.
-    [[nodiscard]] bool commit();
+    // Brings the file under its name, and with `sync` its bytes to the disk first; false, with a complaint,
+    // when that fails.
+    [[nodiscard]] bool commit(bool sync = true);
 
   private:
     std::string path_;

@@ -14,6 +14,7 @@ void addDump(Command& program);
 void addConvert(Command& program);
 void addLookup(Command& program);
 void addPhantom(Command& program);
+void addRender(Command& program);
 void addDicomdir(Command& program);
 void addMedia(Command& program);
 void addEcho(Command& program);

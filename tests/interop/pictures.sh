@@ -1,0 +1,69 @@
+#!/usr/bin/env bash
+# Pictures of the command beside those of dcm2pnm, sample for sample: at most one level of grey apart. Exit status
+# 77 without dcm2pnm.
+# Usage: pictures.sh ORVKIT SAMPLES
+set -uo pipefail
+orvkit=$1 samples=${ORVKIT_SAMPLES:-$2}
+command -v dcm2pnm >/dev/null || { echo "skipped: dcm2pnm is not installed"; exit 77; }
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+faults=0 compared=0
+
+# The greatest difference of two binary PNM files of the same kind and size.
+differ() {
+  /usr/bin/python3 - "$1" "$2" <<'END'
+import sys
+def read(name):
+    data = open(name, 'rb').read()
+    fields, at = [], 0
+    while len(fields) < 4:
+        end = at
+        while data[end:end + 1] not in b' \t\n': end += 1
+        if data[at:at + 1] == b'#':
+            end = data.index(b'\n', at)
+        else:
+            fields.append(data[at:end])
+        at = end + 1
+    return fields, data[at:]
+(ours, a), (theirs, b) = read(sys.argv[1]), read(sys.argv[2])
+if ours[0] == b'P5' and theirs[0] == b'P6' or ours[1:] != theirs[1:] or len(a) != len(b):
+    print('another kind or size:', ours, theirs)
+    sys.exit(1)
+most = max((abs(x - y) for x, y in zip(a, b)), default=0)
+print(most)
+sys.exit(most > 1)
+END
+}
+
+same() { # FILE OUR-OPTIONS THEIR-OPTIONS
+  local told
+  # shellcheck disable=SC2086 # options are words
+  "$orvkit" render "$1" -o "$work/ours.pnm" --stored-pixels $2 || { echo "FAULT: $1 $2 is not rendered"; faults=$((faults + 1)); return; }
+  # shellcheck disable=SC2086
+  dcm2pnm -q --write-raw-pnm $3 "$1" "$work/theirs.pnm" 2>/dev/null || { echo "passed over: dcm2pnm does not render $1 $3"; return; }
+  compared=$((compared + 1))
+  told=$(differ "$work/ours.pnm" "$work/theirs.pnm") || { echo "FAULT: $(basename "$1") $2: $told"; faults=$((faults + 1)); }
+}
+
+"$orvkit" phantom "$work/phantom" --size 64 --images 2 --series 2 >/dev/null || exit 1
+for file in "$samples"/basic/{ct1_explicit_le,ct1_explicit_be,ct_explicit_le,mr_explicit_le,mr_explicit_be,mr_implicit_le}.dcm \
+  "$samples"/overlay/mr_overlays_icon.dcm "$samples"/multiframe/emr_explicit_le.dcm "$work"/phantom/*/IM000001; do
+  [ -f "$file" ] || continue
+  # Padding is black here and no part of the range of values; there it is a value like others.
+  if [ -z "$("$orvkit" dump --flat --tag PixelPaddingValue "$file")" ]; then
+    same "$file" "--window bits" "--no-windowing --no-overlays"
+    same "$file" "--window full" "--min-max-window --no-overlays"
+    same "$file" "--window full --overlay" "--min-max-window"
+  fi
+  same "$file" "--window 100,350" "--set-window 100 350 --no-overlays"
+  same "$file" "--window 40.5,80" "--set-window 40.5 80 --no-overlays"
+  same "$file" "--window -600,1500 --invert" "--set-window -600 1500 --no-overlays --change-polarity"
+done
+for file in "$samples"/basic/{us_rgb_explicit_be,sc_rgb_odd_pixels,sc_ybr_full_422,sc_ob_pixels}.dcm "$samples"/palette/*16*.dcm \
+  "$samples"/encapsulated/{rle,rle_rgb_16bit_2frames}.dcm; do
+  [ -f "$file" ] || continue
+  same "$file" "--window bits" "--no-windowing --no-overlays"
+done
+[ "$compared" -ge 12 ] || { echo "FAULT: $compared pictures compared"; faults=$((faults + 1)); }
+echo "$compared pictures compared, $faults faults"
+[ "$faults" -eq 0 ]
