@@ -68,9 +68,7 @@ unsigned int ImageFile::representative() {
 }
 
 bool ImageFile::read(unsigned int frame) {
-    const DICT_UID syntax = frames_.xferSyn();
-    const bool isEncapsulated = Dict.isEncapsulated(syntax) != 0;
-    if (isEncapsulated && !hasCodec(syntax)) return false;
+    if (!hasCodec()) return false;
     DcFrame found;
     int result = frames_.find(frame, found);
     if (result != RESULT_OK) return fail(frameFault(result));
@@ -79,7 +77,8 @@ bool ImageFile::read(unsigned int frame) {
     result = frames_.read(frame, stored_.data(), stored_.size(), length);
     if (result != RESULT_OK) return fail(frameFault(result));
     pixels_ = says_;
-    if (isEncapsulated) return unpack();
+    const DICT_UID syntax = frames_.xferSyn();
+    if (Dict.isEncapsulated(syntax) != 0) return unpack();
     DcElem* const element = elementOf(dataset_, frames_.tag());
     toMachineOrder(stored_, syntax == UID_BIG_ENDIAN_EXPLICIT, says_.layout.bitsAllocated,
                    element != nullptr && element->getVr() != VR_OB);
@@ -88,8 +87,11 @@ bool ImageFile::read(unsigned int frame) {
     return true;
 }
 
-bool ImageFile::hasCodec(DICT_UID syntax) {
+bool ImageFile::hasCodec() {
+    const DICT_UID syntax = frames_.xferSyn();
+    if (Dict.isEncapsulated(syntax) == 0) return true;
     const DcImageCodec* const codec = imageFindCodec(orvkit::uidText(syntax));
+    if (syntax == UID_NONE) return fail("fragments in a transfer syntax that has none");
     if (codec == nullptr) return fail("no codec for the transfer syntax " + describeUid(syntax));
     if (codec->decodes) return true;
     return fail(std::string(codec->label) + " was left out of this build: it needs " + codec->library);

@@ -22,13 +22,14 @@ class ImageFile {
     unsigned int frames() const { return frames_.count(); }
     // The one that stands for all: Representative Frame Number, or the first.
     unsigned int representative();
+    // Whether the frames can be unpacked at all, or need not be. False: `fault` says what is missing.
+    [[nodiscard]] bool hasCodec();
     // Reads a frame, counted from 1, and unpacks it. False: `fault` says why, with the codec's name in front.
     [[nodiscard]] bool read(unsigned int frame);
     // What was read last; valid until the next reading.
     const DcRenderPixels& pixels() const { return pixels_; }
 
   private:
-    bool hasCodec(DICT_UID syntax);
     bool unpack();
     bool fail(std::string why) {
         fault_ = std::move(why);

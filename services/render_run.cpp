@@ -66,7 +66,8 @@ class RenderRun {
             return;
         }
         const bool isOne = image.frames() == 1;
-        for (unsigned int frame = 1; frame <= image.frames() && !isOver_; ++frame) {
+        const unsigned int last = image.hasCodec() ? image.frames() : 1;  // what is missing is told once
+        for (unsigned int frame = 1; frame <= last && !isOver_; ++frame) {
             renderFrameOf(image, source, frame, targetOf(source, isOne ? 0 : frame));
         }
     }

@@ -64,6 +64,24 @@ for file in "$samples"/basic/{us_rgb_explicit_be,sc_rgb_odd_pixels,sc_ybr_full_4
   [ -f "$file" ] || continue
   same "$file" "--window bits" "--no-windowing --no-overlays"
 done
+# One image with other attributes: the order of the steps, and which of two windows.
+changed() { # OUR-OPTIONS THEIR-OPTIONS DCMODIFY-OPTIONS...
+  local file=$work/changed.dcm ours=$1 theirs=$2
+  shift 2
+  cp "$work/phantom/SE000001/IM000001" "$file" && dcmodify -nb -q "$@" "$file" || { echo "FAULT: dcmodify $*"; faults=$((faults + 1)); return; }
+  same "$file" "$ours" "$theirs --no-overlays"
+}
+if command -v dcmodify >/dev/null; then
+  for shape in "" IDENTITY INVERSE; do
+    for photometric in MONOCHROME1 MONOCHROME2; do
+      changed "--window 1" "--use-window 1" -m "PhotometricInterpretation=$photometric" ${shape:+-i "PresentationLUTShape=$shape"}
+    done
+  done
+  changed "--window 1" "--use-window 1 --sigmoid-function" -i VOILUTFunction=SIGMOID
+  changed "--window 1" "--use-window 1" -m RescaleSlope=-2 -m RescaleIntercept=300 -m WindowCenter=200 -m WindowWidth=1500
+  changed "--window 2" "--use-window 2" -m 'WindowCenter=40\300' -m 'WindowWidth=100\900'
+  changed "--window bits" "--no-windowing" -m BitsStored=10 -m HighBit=9
+fi
 [ "$compared" -ge 12 ] || { echo "FAULT: $compared pictures compared"; faults=$((faults + 1)); }
 echo "$compared pictures compared, $faults faults"
 [ "$faults" -eq 0 ]
