@@ -137,6 +137,9 @@ bool ScratchFile::begin() {
 bool isUnfinished(std::string_view name) noexcept {
     return name.starts_with(kPrefix);
 }
+bool isInTheMaking(std::string_view name) noexcept {
+    return isUnfinished(name) && name.ends_with(kSuffix);
+}
 
 std::string linkTarget(const std::string& path) {
     std::error_code error;
@@ -156,8 +159,7 @@ int removeUnfinished(const std::string& directory) noexcept {
         } while (error == std::errc::interrupted);
         for (; !error && at != fs::directory_iterator(); at.increment(error)) {
             const std::string name = nameOf(at->path().filename());
-            const bool unfinished = isUnfinished(name) && name.ends_with(kSuffix);
-            if (unfinished && removeAbandoned(nameOf(at->path()).c_str())) ++count;
+            if (isInTheMaking(name) && removeAbandoned(nameOf(at->path()).c_str())) ++count;
         }
     } catch (...) {
         // They wait for the next.

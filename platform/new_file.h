@@ -75,8 +75,11 @@ class ScratchFile {
 // nowhere.
 std::string linkTarget(const std::string& path);
 
-// Whether a file of this name, without its directory, is a writer's own: one in the making, or its lock.
+// Whether a file of this name, without its directory, is a writer's own: one in the making, its lock, or
+// what it has noted.
 bool isUnfinished(std::string_view name) noexcept;
+// One in the making: without its maker it is nothing.
+bool isInTheMaking(std::string_view name) noexcept;
 
 // Removes the files in the making in a directory at which nobody is at work; gives their number.
 int removeUnfinished(const std::string& directory) noexcept;

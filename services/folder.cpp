@@ -26,9 +26,10 @@ void take(const fs::directory_entry& entry, const fs::path& root, FolderContent&
     } else if (status.type() == fs::file_type::symlink) {
         content.others.push_back(name + ": is a symbolic link, which no file set can hold");
     } else if (status.type() == fs::file_type::regular) {
-        if (orvkit::platform::isUnfinished(nameOf(entry.path().filename()))) {
+        const std::string own = nameOf(entry.path().filename());
+        if (orvkit::platform::isInTheMaking(own)) {
             content.unfinished.push_back(name);
-        } else if (name != "DICOMDIR") {
+        } else if (!orvkit::platform::isUnfinished(own) && name != "DICOMDIR") {
             content.files.push_back(name);
         }
     }

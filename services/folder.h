@@ -24,7 +24,8 @@ bool isImplicitDirectory(const std::string& directory);
 
 // The regular files below a folder, sorted, as paths with slashes relative to it. Symbolic links are not
 // followed: they are told in `others`, with what else cannot be looked at. The DICOMDIR of the folder itself
-// is left out, and so are files in the making (platform/new_file.h), which go to `unfinished`.
+// is left out, and so is what writers keep for themselves (platform/new_file.h); of that, files in the making
+// go to `unfinished`.
 struct FolderContent {
     std::vector<std::string> files;
     std::vector<std::string> others;

@@ -241,14 +241,15 @@ TEST_F(DicomdirTest, FilesInTheMakingAreNobodysAndGoWithTheirMaker) {
     };
     leave(".orvkit-1-1.part");
     leave("SE000001/.orvkit-1-2.part");
+    leave(".orvkit-received");  // what a server has noted is no such file
     EXPECT_EQ(sh("orvkit dicomdir check set").status, 0);
     EXPECT_FALSE(holds(sh("orvkit dump set/SE000001").out, ".part"));
     EXPECT_TRUE(holds(sh("mkdir other; orvkit dicomdir make --copy-from set other").out, "files 4\n"));
     EXPECT_EQ(sh("exec 9<set/.orvkit-1-1.part; flock 9; orvkit dicomdir update set").status, 0);
-    EXPECT_EQ(names("set"),
-              (std::vector<std::string>{".orvkit-1-1.part", "DICOMDIR", "SE000001", "SE000002"}));
+    EXPECT_EQ(names("set"), (std::vector<std::string>{".orvkit-1-1.part", ".orvkit-received", "DICOMDIR",
+                                                      "SE000001", "SE000002"}));
     EXPECT_EQ(sh("orvkit dicomdir remove set SE000001/IM000002").status, 0);
-    EXPECT_EQ(names("set").size(), 3U);
+    EXPECT_EQ(names("set").size(), 4U);
     EXPECT_EQ(names("set/SE000001").size(), 2U);
 }
 
