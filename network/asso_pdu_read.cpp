@@ -84,6 +84,37 @@ class Items {
     std::uint64_t at_ = 0;
 };
 
+constexpr const char* kWalk = "DcPduAssoAcRq::varItemWalk";
+
+// An item stands where it must not.
+int failAt(const Items& items, AssoFault& found, const char* place) {
+    found = items.outOfPlace();
+    return fail(ACRQ_INVALID, LOG_ERROR, kWalk, "Invalid sub item type 0x%04x%s", items.type(), place);
+}
+
+// Counts the presentation contexts, all of them those of a request or of an answer.
+int walkContexts(Items& items, AssoFault& found, int& contexts) {
+    const unsigned int kind = items.type();
+    if (kind != PDU_ASSO_ITEM_PRES_RQ && kind != PDU_ASSO_ITEM_PRES_AC)
+        return failAt(items, found, ", expecting PDU_ASSO_ITEM_PRES_AC/RQ");
+    for (; items.type() == kind; ++contexts) {
+        items.step(kPresCtxHeader);
+        if (kind == PDU_ASSO_ITEM_PRES_RQ && !items.pastEnd()) {
+            if (items.type() != PDU_ASSO_ITEM_ABST_SYN) {
+                found = items.outOfPlace();
+                return fail(ACRQ_INVALID, LOG_ERROR, kWalk,
+                            "Invalid type 0x%04x in sub item #%d, expecting PDU_ASSO_ITEM_ABST_SYN",
+                            items.type(), contexts);
+            }
+            items.skip();
+        }
+        while (items.type() == PDU_ASSO_ITEM_XFER_SYN) items.skip();
+        if (items.pastEnd())
+            return fail(ACRQ_INVALID, LOG_ERROR, kWalk, "Buffer length exceeded in sub item #%d", contexts);
+    }
+    return RESULT_OK;
+}
+
 // The stripped text of a field, at most `length` characters; `text` holds one more.
 void takeText(std::span<const unsigned char> field, char* text) {
     if (!field.empty()) std::memcpy(text, field.data(), field.size());
@@ -219,61 +250,27 @@ int DcPduAssoAcRq::parseNegotiation(unsigned char* item, unsigned int room) {
 }
 
 int DcPduAssoAcRq::varItemWalk(unsigned char* buf, unsigned int length, int& contexts) {
-    constexpr const char* reporter = "DcPduAssoAcRq::varItemWalk";
     contexts = 0;
     Items items(buf, length, body_->tolerant);
-    if (items.type() != PDU_ASSO_ITEM_APP_CTX) {
-        body_->fault = items.outOfPlace();
-        return fail(ACRQ_INVALID, LOG_ERROR, reporter,
-                    "Invalid sub item type 0x%04x, expecting PDU_ASSO_ITEM_APP_CTX", items.type());
-    }
+    if (items.type() != PDU_ASSO_ITEM_APP_CTX)
+        return failAt(items, body_->fault, ", expecting PDU_ASSO_ITEM_APP_CTX");
     items.skip();
-    if (items.pastEnd()) {
-        return fail(ACRQ_INVALID, LOG_ERROR, reporter, "Insufficient buffer after PDU_ASSO_ITEM_APP_CTX");
-    }
-    const unsigned int kind = items.type();
-    if (kind != PDU_ASSO_ITEM_PRES_RQ && kind != PDU_ASSO_ITEM_PRES_AC) {
-        body_->fault = items.outOfPlace();
-        return fail(ACRQ_INVALID, LOG_ERROR, reporter,
-                    "Invalid sub item type 0x%04x, expecting PDU_ASSO_ITEM_PRES_AC/RQ", kind);
-    }
-    for (; items.type() == kind; ++contexts) {
-        items.step(kPresCtxHeader);
-        if (kind == PDU_ASSO_ITEM_PRES_RQ && !items.pastEnd()) {
-            if (items.type() != PDU_ASSO_ITEM_ABST_SYN) {
-                body_->fault = items.outOfPlace();
-                return fail(ACRQ_INVALID, LOG_ERROR, reporter,
-                            "Invalid type 0x%04x in sub item #%d, expecting PDU_ASSO_ITEM_ABST_SYN",
-                            items.type(), contexts);
-            }
-            items.skip();
-        }
-        while (items.type() == PDU_ASSO_ITEM_XFER_SYN) items.skip();
-        if (items.pastEnd()) {
-            return fail(ACRQ_INVALID, LOG_ERROR, reporter, "Buffer length exceeded in sub item #%d",
-                        contexts);
-        }
-    }
-    if (items.type() != PDU_ASSO_ITEM_USER_INFO) {
-        body_->fault = items.outOfPlace();
-        return fail(ACRQ_INVALID, LOG_ERROR, reporter,
-                    "Invalid sub item type 0x%04x, expecting PDU_ASSO_ITEM_USER_INFO", items.type());
-    }
+    if (items.pastEnd())
+        return fail(ACRQ_INVALID, LOG_ERROR, kWalk, "Insufficient buffer after PDU_ASSO_ITEM_APP_CTX");
+    if (const int result = walkContexts(items, body_->fault, contexts); result != RESULT_OK) return result;
+    if (items.type() != PDU_ASSO_ITEM_USER_INFO)
+        return failAt(items, body_->fault, ", expecting PDU_ASSO_ITEM_USER_INFO");
     items.step(kItemHeader);
-    int maxLengths = 0;
+    bool maxLength = false;
     for (; !items.atEnd(); items.skip()) {
-        if (items.type() < PDU_ASSO_ITEM_MAX_LEN || !isKnown(items.type(), body_->tolerant)) {
-            body_->fault = items.outOfPlace();
-            return fail(ACRQ_INVALID, LOG_ERROR, reporter,
-                        "Invalid sub item type 0x%04x past PDU_ASSO_ITEM_USER_INFO", items.type());
-        }
-        if (items.type() == PDU_ASSO_ITEM_MAX_LEN) ++maxLengths;
+        if (items.type() < PDU_ASSO_ITEM_MAX_LEN || !isKnown(items.type(), body_->tolerant))
+            return failAt(items, body_->fault, " past PDU_ASSO_ITEM_USER_INFO");
+        maxLength = maxLength || items.type() == PDU_ASSO_ITEM_MAX_LEN;
     }
     int result = RESULT_OK;
-    if (items.pastEnd()) {
-        result = fail(ACRQ_INVALID, LOG_ERROR, reporter, "Invalid buffer length past all sub items");
-    }
-    if (maxLengths == 0) result = fail(ACRQ_INVALID, LOG_ERROR, reporter, "maxPduLen missing");
+    if (items.pastEnd())
+        result = fail(ACRQ_INVALID, LOG_ERROR, kWalk, "Invalid buffer length past all sub items");
+    if (!maxLength) result = fail(ACRQ_INVALID, LOG_ERROR, kWalk, "maxPduLen missing");
     return result;
 }
 
