@@ -187,9 +187,7 @@ TEST(DecodeHostile, AThousandLevelsAreReadWrittenAndPrintedAndMoreAreRefused) {
 TEST(DecodeHostile, NestedFailuresDoNotMultiply) {
     // Each sequence fails behind an inner one, and what lies behind the first delimiter is read again by
     // every level.
-    logActivate(LOG_NOTICE, LOG_OFF);
-    logActivate(LOG_ERROR, LOG_OFF);
-    logActivate(LOG_VALIDATION, LOG_OFF);
+    const QuietLog quiet;
     for (const int levels : {20, 1000}) {
         Stream in(kImplicit);
         for (int i = 0; i < levels; ++i) {
@@ -202,7 +200,6 @@ TEST(DecodeHostile, NestedFailuresDoNotMultiply) {
         (void)decode(list, in, kImplicit);
         EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20)) << levels;
     }
-    for (const LOG_MSG level : {LOG_NOTICE, LOG_VALIDATION, LOG_ERROR}) logActivate(level, LOG_ON);
 }
 
 TEST(DecodeHostile, DelimitersThatAreNowhereAreNotSearchedForAgainAndAgain) {

@@ -8,13 +8,12 @@
 #include "media/sample_files.h"
 #include "network/pair.h"
 #include "platform/file.h"
-#include "support/capture_log.h"
+#include "support/pdu_bytes.h"
 
 namespace {
 
 using orvkit::CodecPump;
 using orvkit::DataSetCodec;
-using Bytes = std::vector<unsigned char>;
 
 constexpr DICT_UID kDeflated = UID_DEFLATED_LITTLE_ENDIAN_EXPLICIT;
 
@@ -39,15 +38,9 @@ Bytes deflated(const Bytes& plain) {
     return through(codec().encoder(), plain);
 }
 
-Bytes joined(const Bytes& a, const Bytes& b) {
-    Bytes all = a;
-    all.insert(all.end(), b.begin(), b.end());
-    return all;
-}
-
 // A file of which the data set is those bytes.
 Bytes fileOf(const Bytes& packed) {
-    return joined(part10(kDeflated).bytes(), packed);
+    return joined({part10(kDeflated).bytes(), packed});
 }
 
 Stream image(std::size_t pixels) {
@@ -190,22 +183,22 @@ TEST_F(Deflate, StreamsWithAZlibHeaderAreReadAndTold) {
     const Bytes plain = image(500).bytes();
     const Bytes raw = deflated(plain);
     const Bytes stored = joined(
-        {0x01, static_cast<unsigned char>(plain.size() & 0xFF), static_cast<unsigned char>(plain.size() >> 8),
-         static_cast<unsigned char>(~plain.size() & 0xFF),
-         static_cast<unsigned char>(~(plain.size() >> 8) & 0xFF)},
-        plain);
+        {{0x01, static_cast<unsigned char>(plain.size() & 0xFF),
+          static_cast<unsigned char>(plain.size() >> 8), static_cast<unsigned char>(~plain.size() & 0xFF),
+          static_cast<unsigned char>(~(plain.size() >> 8) & 0xFF)},
+         plain});
     const char* const header = "the deflated data set has a zlib header, which does not belong there";
     const struct {
         Bytes stream;
         std::string remark;
     } cases[] = {
         {raw, ""},
-        {joined(raw, {0}), ""},
+        {joined({raw, {0}}), ""},
         {stored, ""},
-        {joined({0x78, 0x9C}, raw), header},
-        {joined(joined({0x78, 0x01}, raw), {1, 2, 3, 4}), header},
-        {joined(joined({0x78, 0xDA}, raw), {1, 2, 3, 4, 0}), header},
-        {joined(raw, {7, 7, 7}), "3 bytes stand behind the compressed data set, and are not read"},
+        {joined({{0x78, 0x9C}, raw}), header},
+        {joined({{0x78, 0x01}, raw, {1, 2, 3, 4}}), header},
+        {joined({{0x78, 0xDA}, raw, {1, 2, 3, 4, 0}}), header},
+        {joined({raw, {7, 7, 7}}), "3 bytes stand behind the compressed data set, and are not read"},
     };
     for (const auto& c : cases) {
         DcElemList dataset;
@@ -316,7 +309,7 @@ TEST_F(Deflate, WhatCannotBeTakenEndsThePump) {
     // What stands behind the end is not taken.
     orvkit::MemorySink all;
     CodecPump whole(codec().decoder(), all, 300000);
-    EXPECT_EQ(whole.push(joined(packed, {9, 9}), true), orvkit::CodecFault::none);
+    EXPECT_EQ(whole.push(joined({packed, {9, 9}}), true), orvkit::CodecFault::none);
     EXPECT_EQ(whole.taken(), packed.size());
     CodecPump more(codec().decoder(), all, 299999);
     EXPECT_EQ(more.push(packed, true), orvkit::CodecFault::tooLarge);

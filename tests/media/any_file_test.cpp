@@ -3,9 +3,9 @@
 #include "dataset/elem_access.h"
 #include "media/part10.h"
 #include "media/sample_files.h"
-#include "orvkit/sequence.h"
 #include "orvkit/tags.h"
 #include "support/capture_log.h"
+#include "support/dataset.h"
 
 namespace {
 
@@ -42,11 +42,6 @@ struct Any {
             all.push_back(orvkit::ElemAccess::tag(*e));
         return all;
     }
-    std::string patient() {
-        char name[65] = "";
-        (void)dataset.getValue(T_0010_0010_patientsName, name, 64);
-        return name;
-    }
 };
 
 Stream dataSet(DICT_UID syntax) {
@@ -70,9 +65,6 @@ std::vector<unsigned char> joined(const std::vector<std::string>& parts) {
     for (const std::string& part : parts) bytes.insert(bytes.end(), part.begin(), part.end());
     return bytes;
 }
-std::string text(const Stream& s) {
-    return {s.bytes().begin(), s.bytes().end()};
-}
 
 }  // namespace
 
@@ -81,16 +73,16 @@ TEST(AnyFile, IsFoundWhereverItIsAndToldHow) {
     const std::string zeros(512, '\0');
     for (const DICT_UID syntax :
          {UID_LITTLE_ENDIAN_EXPLICIT, UID_LITTLE_ENDIAN_IMPLICIT, UID_BIG_ENDIAN_EXPLICIT}) {
-        const std::string data = text(dataSet(syntax));
-        const std::string group = text(metaGroup(Dict.findUid(syntax)->uid));
+        const std::string data = dataSet(syntax).text();
+        const std::string group = metaGroup(Dict.findUid(syntax)->uid).text();
         const auto withLength = [&group](std::size_t length) {
-            return text(Stream().header(0x00020000, "UL", 4).u32(static_cast<std::uint32_t>(length))) + group;
+            return Stream().ul(0x00020000, static_cast<std::uint32_t>(length)).text() + group;
         };
         const std::string meta = withLength(group.size());
-        const std::string implicit = text(implicitMeta(syntax));
+        const std::string implicit = implicitMeta(syntax).text();
         const DICT_UID other =
             syntax == UID_LITTLE_ENDIAN_IMPLICIT ? UID_LITTLE_ENDIAN_EXPLICIT : UID_LITTLE_ENDIAN_IMPLICIT;
-        const std::string wrongMeta = text(metaGroup(Dict.findUid(other)->uid));
+        const std::string wrongMeta = metaGroup(Dict.findUid(other)->uid).text();
         const struct {
             const char* name;
             std::vector<std::string> parts;
@@ -116,7 +108,7 @@ TEST(AnyFile, IsFoundWhereverItIsAndToldHow) {
             for (Any* const any : {new Any(bytes), new Any(makeFile(temp, "file", bytes))}) {
                 const std::unique_ptr<Any> owned(any);
                 EXPECT_EQ(any->result, RESULT_OK);
-                EXPECT_EQ(any->patient(), "Doe^Jane");
+                EXPECT_EQ(text(any->dataset, T_0010_0010_patientsName), "Doe^Jane");
                 EXPECT_EQ(any->dataset.count(), 4);
                 EXPECT_STREQ(any->meta.sopInstanceUid, "1.2.840.77");
                 EXPECT_TRUE(any->meta.transferSyntax == syntax && any->found.xferSyn == syntax);
@@ -133,18 +125,16 @@ TEST(AnyFile, ADirectoryInImplicitVrIsReadOnlyWhenToldTo) {
     s.elem(0x00041130, "CS", "SET ").header(0x00041220, "SQ", Stream::undefined);
     s.item(Stream::undefined).add(record).endItem().endSequence();
     std::vector<unsigned char> data = s.bytes();
-    const std::string meta = text(metaGroup(Dict.findUid(UID_LITTLE_ENDIAN_IMPLICIT)->uid));
-    const std::vector<unsigned char> file = joined({std::string(128, '\0') + "DICM", meta, text(s)});
+    const std::string meta = metaGroup(Dict.findUid(UID_LITTLE_ENDIAN_IMPLICIT)->uid).text();
+    const std::vector<unsigned char> file = joined({std::string(128, '\0') + "DICM", meta, s.text()});
     const TempDir temp;
     const std::string path = makeFile(temp, "file", file);
     const auto patientOf = [](DcElemList& list) {
         DcElem* e = nullptr;
-        char name[65] = "";
         (void)list.getElem(0x00041220, &e);
         const auto* records = dynamic_cast<DcElemSq*>(e);
         DcElemSqItem* const first = records != nullptr ? records->first() : nullptr;
-        if (first != nullptr) (void)first->getElemList().getValue(T_0010_0010_patientsName, name, 64);
-        return std::string(name);
+        return first != nullptr ? text(first->getElemList(), T_0010_0010_patientsName) : "";
     };
     for (const bool on : {false, true, false}) {
         const CaptureLog log;

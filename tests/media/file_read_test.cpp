@@ -79,13 +79,19 @@ TEST(ReadFile, ReadsFilesOfEverySizeAlikeFromDiskAndFromMemory) {
 }
 
 TEST(ReadFile, TransferSyntaxesThatAreNotRegisteredAreReadByTheirLooks) {
+    const ExceptionLevel any(0);
     CaptureLog log;
     for (const DICT_UID looks : kSyntaxes) {
-        Read file = readBack(part10(metaGroup("1.2.840.10008.1.2.4.999"), image(looks, "pixels")));
+        // Longer than a UID is: told as far as one goes.
+        const std::string uid = "1." + std::string(looks == kBig ? 68 : 62, '2');
+        Read file = readBack(part10(metaGroup(uid), image(looks, "pixels")));
         EXPECT_EQ(file.result, RESULT_OK);
         EXPECT_EQ(file.meta.transferSyntax, UID_NONE);
         EXPECT_TRUE(file.has(kPixels));
-        EXPECT_TRUE(log.take().front().text.ends_with(std::string("read as ") + Dict.findUid(looks)->uid));
+        std::string told;
+        for (const LogLine& line : log.take()) told += line.text + '\n';
+        EXPECT_NE(told.find("'" + uid.substr(0, 64) + "'"), std::string::npos) << told;
+        EXPECT_NE(told.find(std::string("read as ") + Dict.findUid(looks)->uid), std::string::npos) << told;
     }
 }
 
@@ -104,21 +110,6 @@ TEST(ReadFile, TheSizeLimitCountsTheDataSet) {
     EXPECT_EQ(readBack(file, true).result, RESULT_OK) << "pixels do not count where they are not read";
 }
 
-TEST(ReadFile, AnUnknownTransferSyntaxIsToldAsFarAsAUidGoes) {
-    const ExceptionLevel any(0);
-    for (const std::size_t size : {64u, 65u, 70u}) {
-        const std::string uid = "1." + std::string(size - 2, '2');
-        CaptureLog log;
-        const Stream data = Stream().elem(0x00100010, "PN", "Doe^Jane");
-        EXPECT_EQ(readBack(part10(metaGroup(uid), data)).result, RESULT_OK);
-        const std::string told = "Transfer Syntax UID '" + uid.substr(0, 64) + "' is not known";
-        const LogLines lines = log.lines();
-        EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [&](const LogLine& l) {
-            return l.text.find(told) != std::string::npos;
-        })) << size;
-    }
-}
-
 TEST(ReadFile, WhatIsNoReadableRegularFileIsRefusedAtOnce) {
     const TempDir temp;
     CaptureLog log;
@@ -131,39 +122,12 @@ TEST(ReadFile, WhatIsNoReadableRegularFileIsRefusedAtOnce) {
 
 // ---- up to Pixel Data -----------------------------------------------------------------------------------
 
-TEST(ReadNonPixel, TellsWhereNativePixelsLie) {
-    for (const DICT_UID xferSyn : kSyntaxes) {
-        Stream data = image(xferSyn, std::string(50000, 'x'));
-        data.elem(0xFFFCFFFC, "OB", "pad!");
-        const Stream s = part10(xferSyn, data);
-        const int behind = xferSyn == kImplicit ? 12 : 16;
-        Read file = readBack(s, true);
-        EXPECT_EQ(file.result, RESULT_OK);
-        EXPECT_EQ(file.length, 50000);
-        EXPECT_EQ(file.offset, static_cast<int>(s.size()) - behind - 50000);
-        EXPECT_TRUE(file.has(0x00081140));
-        EXPECT_FALSE(file.has(kPixels));
-        EXPECT_STREQ(file.meta.sopInstanceUid, "1.2.840.77");
-    }
+TEST(ReadNonPixel, WithoutPixelDataThereIsNoPlace) {
     Read none = readBack(part10(kExplicit, Stream().elem(0x00100010, "PN", "Doe^Jane")), true);
     EXPECT_EQ(none.result, RESULT_OK);
     EXPECT_EQ(none.offset, -1);
     EXPECT_EQ(none.length, 0);
     EXPECT_TRUE(none.has(0x00100010));
-}
-
-TEST(ReadNonPixel, MeasuresFragmentsByTheirHeaders) {
-    for (const int fragments : {0, 1, 1000}) {
-        Stream data;
-        data.elem(0x00100010, "PN", "Doe^Jane").header(kPixels, "OB", Stream::undefined).item(0);
-        const unsigned int start = data.size() - 8;
-        for (int i = 0; i < fragments; ++i) data.item(100).raw(std::string(100, 'f'));
-        const unsigned int length = data.size() - start;
-        data.endSequence().elem(0xFFFCFFFC, "OB", "pad!");
-        const Read file = readBack(part10(UID_JPEG_BASELINE, data), true);
-        EXPECT_EQ(file.result, RESULT_OK);
-        EXPECT_EQ(file.length, static_cast<int>(length)) << fragments;
-    }
 }
 
 TEST(ReadNonPixel, WhatIsCutIsToldAndTheHeaderIsThere) {
@@ -225,13 +189,20 @@ TEST(ReadAroundPixels, PixelsStayAndWhatIsBehindThemIsRead) {
             data.elem(0x00100010, "PN", "Doe^Jane");
             data.header(kPixels, "OW", fragments ? Stream::undefined : bytes);
             const unsigned int start = data.size();
-            if (fragments) data.item(0).item(bytes);
+            if (fragments) data.item(0);
+            for (unsigned int i = 0; fragments && i < 1000; ++i) data.item(2).raw("xx");
+            if (fragments) data.item(bytes);
             data.raw(std::string(bytes, 'x'));
             const unsigned int length = data.size() - start;
             if (fragments) data.endSequence();
             data.elem(0xE0290010, "LO", "behind");
             Stream whole = part10(xferSyn, data);
             const std::string path = makeFile(temp, "file", whole.bytes());
+            Read front(path, true);
+            EXPECT_EQ(front.result, RESULT_OK);
+            EXPECT_EQ(front.length, static_cast<int>(length));
+            EXPECT_EQ(front.offset, static_cast<int>(whole.size() - data.size() + start));
+            EXPECT_TRUE(front.has(0x00100010) && !front.has(kPixels));
             for (const bool memory : {false, true}) {
                 Read file;
                 DcElemList group;

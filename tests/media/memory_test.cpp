@@ -4,8 +4,8 @@
 
 #include "media/allocation_meter.h"
 #include "media/dir_tree.h"
-#include "orvkit/log.h"
 #include "orvkit/mediamgr.h"
+#include "support/capture_log.h"
 
 namespace {
 
@@ -39,14 +39,13 @@ TEST(ReadMemory, FollowsTheBytesThatAreThere) {
         {"no end announced", part10(UID_JPEG_BASELINE, Stream().header(0x7FE00010, "OB", Stream::undefined))},
     };
     for (auto& input : inputs) {
-        for (const LOG_MSG level : {LOG_VALIDATION, LOG_ERROR}) logActivate(level, LOG_OFF);
+        const QuietLog quiet;
         AllocationMeter meter;
         {
             DcDirMetaInfo meta;
             DcElemList dataset;
             (void)dirReadFile(input.bytes.data(), input.bytes.size(), meta, dataset);
         }
-        for (const LOG_MSG level : {LOG_VALIDATION, LOG_ERROR}) logActivate(level, LOG_ON);
         EXPECT_EQ(meter.live(), 0u) << input.what;
         EXPECT_LE(meter.peak(), kMemoryFactor * input.bytes.size() + 4096) << input.what;
     }
@@ -104,7 +103,7 @@ TEST(OutOfMemory, IsACodeAndLosesNothing) {
         {"M-READ", [&] { return read([&](auto& m, auto& l) { return set.mRead("A", m, l); }); }},
         {"M-INQUIRE FILE", [&] { return set.mInquireFile("A", created, modified); }},
     };
-    for (const LOG_MSG level : {LOG_NOTICE, LOG_VALIDATION, LOG_ERROR}) logActivate(level, LOG_OFF);
+    const QuietLog quiet;
     for (const auto& row : rows) {
         ASSERT_EQ(row.work(), RESULT_OK) << row.what;
         const std::string before = readWhole(path);
@@ -126,7 +125,6 @@ TEST(OutOfMemory, IsACodeAndLosesNothing) {
         EXPECT_LE(meter.live(), 4096u) << row.what;
         EXPECT_TRUE(readWhole(path) == before) << row.what;
     }
-    for (const LOG_MSG level : {LOG_NOTICE, LOG_VALIDATION, LOG_ERROR}) logActivate(level, LOG_ON);
 }
 
 // A constructor has no code to return.

@@ -1,23 +1,14 @@
 // What a peer that means no good can cost: the bounds on time and memory that an application may set.
-#include <chrono>
 
 #include "media/allocation_meter.h"
 #include "network/pair.h"
 #include "network/pdus.h"
-#include "support/capture_log.h"
 #include "support/stream.h"
 
 namespace {
 
 namespace platform = orvkit::platform;
 using Clock = std::chrono::steady_clock;
-
-// No sooner, and not as late as what the peer does would end by itself: the machine may be busy.
-void expectTook(double seconds, Clock::time_point begun) {
-    const double took = std::chrono::duration<double>(Clock::now() - begun).count();
-    EXPECT_GE(took, seconds - 0.05);
-    EXPECT_LE(took, seconds + 8);
-}
 
 void rest(int milliseconds) {
     std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));

@@ -8,6 +8,7 @@
 #include "network/cmd_table.h"
 #include "network/pdu_access.h"
 #include "tests/support/capture_log.h"
+#include "tests/support/dataset.h"
 
 namespace {
 
@@ -15,11 +16,6 @@ using Command = std::unique_ptr<DcCmd>;
 
 Command make(int type) {
     return Command(orvkit::cmdRow(type)->make());
-}
-
-std::string textOf(DcElemList& list, unsigned int tag) {
-    char text[65] = "";
-    return list.getValue(tag, text, 64) == RESULT_OK ? text : "-";
 }
 
 DcElem* patientName() {
@@ -35,8 +31,8 @@ TEST(Cmd, StoreCompletesItself) {
     EXPECT_EQ(store.elemListVerify(), CMD_FIELD_MISSING);
     store + new DcElem(T_0008_0018_sopInstanceUid, "1.2.3.4");
     EXPECT_EQ(store.elemListVerify(), RESULT_OK);
-    EXPECT_EQ(textOf(store, 0x0002), "1.2.840.10008.5.1.4.1.1.2");
-    EXPECT_EQ(textOf(store, 0x1000), "1.2.3.4");
+    EXPECT_EQ(text(store, 0x0002), "1.2.840.10008.5.1.4.1.1.2");
+    EXPECT_EQ(text(store, 0x1000), "1.2.3.4");
 }
 
 TEST(Cmd, AnApplicationsOwnParametersCountAndNoneTakeNothing) {
@@ -86,7 +82,7 @@ TEST(Cmd, ResponsesTakeTheirFieldsFromTheRequest) {
         // One field away at a time.
         for (std::size_t i = 0; i < row.copies.size(); ++i) {
             const auto [from, to] = row.copies[i];
-            EXPECT_EQ(textOf(*whole, to), textOf(*request, from)) << from;
+            EXPECT_EQ(text(*whole, to), text(*request, from)) << from;
             const Command poor = requestWithAll(row.request);
             DcElemList taken;
             (void)poor->moveElem(&taken, from);

@@ -4,7 +4,6 @@
 
 #include "network/pair.h"
 #include "network/pdus.h"
-#include "support/capture_log.h"
 #include "support/temp_dir.h"
 
 namespace {

@@ -7,7 +7,6 @@
 #include "network/pair.h"
 #include "network/pdu_access.h"
 #include "network/pdus.h"
-#include "support/capture_log.h"
 
 using orvkit::AssoFault;
 

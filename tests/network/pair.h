@@ -5,14 +5,15 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <thread>
 #include <vector>
 
-#include "orvkit/log.h"
 #include "orvkit/msm.h"
 #include "orvkit/result.h"
+#include "support/capture_log.h"
 
 using Message = std::unique_ptr<DcMsg>;
 
@@ -31,19 +32,6 @@ inline DcTsmTimeoutInfo seconds(int all) {
     info.connectTimeout = info.readTimeout = info.writeTimeout = all;
     return info;
 }
-
-// Keeps the log of both threads quiet: failures are looked for by their codes.
-class QuietLog {
-  public:
-    QuietLog() {
-        for (int level = 0; level < 3; ++level) logActivate(static_cast<LOG_MSG>(level), LOG_OFF);
-    }
-    QuietLog(const QuietLog&) = delete;
-    QuietLog& operator=(const QuietLog&) = delete;
-    ~QuietLog() {
-        for (int level = 0; level < 3; ++level) logActivate(static_cast<LOG_MSG>(level), LOG_ON);
-    }
-};
 
 // A provider that accepts one association and then does what the test says.
 class Provider {
@@ -117,6 +105,13 @@ inline int receive(DcMsm& msm, Message& message, DICT_UID* sop = nullptr) {
     const int result = msm.receiveMessage(sop, &received, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL);
     message.reset(received);
     return result;
+}
+
+// No sooner, and not as late as what the peer does would end by itself: the machine may be busy.
+inline void expectTook(double seconds, std::chrono::steady_clock::time_point begun) {
+    const double took = std::chrono::duration<double>(std::chrono::steady_clock::now() - begun).count();
+    EXPECT_GE(took, seconds - 0.05);
+    EXPECT_LE(took, seconds + 8);
 }
 
 inline unsigned char contextOf(DcMsg& message) {

@@ -1,6 +1,7 @@
-// Application entities in threads of their own, on a port that they share. It says most under
-// ThreadSanitizer.
+// Application entities in threads of their own, on a port that they share, with data sets of their own and
+// the dictionary's numbers. It says most under ThreadSanitizer.
 #include <atomic>
+#include <set>
 
 #include "network/pair.h"
 #include "support/system.h"
@@ -19,6 +20,7 @@ TEST(Threads, AssociationsSideBySide) {
     std::atomic<int> received = 0;
     std::atomic<int> failures = 0;
     std::vector<std::thread> threads;
+    std::vector<std::string> uids(kThreads * kAssociations);
     for (int t = 0; t < kThreads; ++t) {
         threads.emplace_back([&] {
             auto support = sopList({UID_CT_IMAGE_STORAGE});
@@ -38,8 +40,11 @@ TEST(Threads, AssociationsSideBySide) {
                 received += std::max(whole, 0);
             }
         });
-        threads.emplace_back([&] {
+        threads.emplace_back([&, t] {
             for (int i = 0; i < kAssociations; ++i) {
+                char uid[65] = "";
+                Dict.genUid(uid);
+                uids[static_cast<std::size_t>(t * kAssociations + i)] = uid;
                 User user(port);
                 std::vector<unsigned char> image(kPixels, 7);
                 bool good = user.open(sopList({UID_CT_IMAGE_STORAGE}), "PROVIDER", 20) == MSM_ACCEPTED;
@@ -51,6 +56,7 @@ TEST(Threads, AssociationsSideBySide) {
     for (std::thread& thread : threads) thread.join();
     EXPECT_EQ(openHandles(), open);
     EXPECT_EQ(failures, 0);
+    EXPECT_EQ(std::set<std::string>(uids.begin(), uids.end()).size(), uids.size());
     EXPECT_EQ(received, kThreads * kAssociations * kStores);
 }
 

@@ -3,7 +3,6 @@
 
 #include "network/pair.h"
 #include "network/pdus.h"
-#include "support/capture_log.h"
 #include "support/dataset.h"
 #include "support/temp_dir.h"
 
@@ -14,10 +13,6 @@ namespace {
 constexpr int kContext = 1;
 constexpr DICT_UID kJpeg = UID_JPEG_BASELINE;
 constexpr DICT_UID kEverySyntax[] = {kImplicit, kExplicit, kBig, kJpeg};
-
-Bytes bytesOf(const Stream& s) {
-    return s.bytes();
-}
 
 std::string textOf(const Bytes& bytes) {
     return {bytes.begin(), bytes.end()};
@@ -271,7 +266,7 @@ TEST(UpperLayer, DataSetsPassThroughTheirCallback) {
     }
     sink = Sink();
     const Stream command = Stream(kImplicit).elem(0x00000100, "US", std::string("\x30\0", 2));
-    ASSERT_EQ(upper.receive(fragment(bytesOf(command), true, kContext, 1), kJpeg), 0);
+    ASSERT_EQ(upper.receive(fragment(command.bytes(), true, kContext, 1), kJpeg), 0);
     EXPECT_TRUE(sink.bytes.empty()) << "commands are the message's";
     EXPECT_NE(elemAt(*upper.message(), 0x00000100), nullptr);
 
