@@ -17,6 +17,7 @@ class Numbers {
   public:
     Numbers(const std::vector<unsigned char>& bytes, bool words) : bytes_(bytes), unit_(words ? 2 : 1) {}
 
+    std::size_t unit() const { return unit_; }  // bytes of one
     std::size_t count() const { return bytes_.size() / unit_; }
     std::uint16_t at(std::size_t i) const {
         if (i >= count()) return 0;
@@ -59,8 +60,7 @@ class Segments {
             return at + 1;
         }
         if (opcode == kIndirect && mayRefer) {
-            refer(length, numbers_.at(at) + (std::size_t{numbers_.at(at + 1)} << 16));
-            return at + 2;
+            return refer(length, at);
         }
         isGood_ = false;
         return at;
@@ -74,9 +74,14 @@ class Segments {
         const auto count = static_cast<double>(length);
         for (std::size_t i = 1; i <= length; ++i) put(from + (to - from) * static_cast<double>(i) / count);
     }
-    // Segments that stand further to the front; they refer to no others themselves.
-    void refer(std::size_t count, std::size_t at) {
-        for (; count > 0 && isGood_ && entries_.size() < most_; --count) at = segment(at, false);
+    // Segments from an offset on, which counts bytes in 32 bits; they refer to no others themselves.
+    std::size_t refer(std::size_t count, std::size_t at) {
+        const std::size_t unit = numbers_.unit();
+        std::size_t offset = 0;
+        for (std::size_t i = 0; i < 4 / unit; ++i) offset |= std::size_t{numbers_.at(at + i)} << 8 * unit * i;
+        std::size_t there = offset / unit;
+        for (; count > 0 && isGood_ && entries_.size() < most_; --count) there = segment(there, false);
+        return at + 4 / unit;
     }
 
     const Numbers& numbers_;

@@ -163,8 +163,8 @@ TEST(RenderColour, SegmentedPalettesAreExpandedAndBrokenOnesEnd) {
     } const cases[] = {
         // Discrete, then a line.
         {{0, 2, 0, 257, 1, 4, 1285}, {0, 1, 2, 3, 4, 5, 5, 5}},
-        // The line again from where it ended, by reference to its place in bytes of 16 bits.
-        {{0, 1, 257, 1, 2, 771, 2, 1, 3, 0}, {1, 2, 3, 3, 3, 3, 3, 3}},
+        // The line again from where it ended, by reference to its place, which counts bytes.
+        {{0, 1, 257, 1, 2, 771, 2, 1, 6, 0}, {1, 2, 3, 3, 3, 3, 3, 3}},
         // Segments that run past the end, stand alone or refer to themselves: what came before them counts.
         {{0, 2, 257, 514, 0, 99, 1}, {1, 2, 2, 2, 2, 2, 2, 2}},
         {{0, 1, 257, 2, 65535, 3, 0}, {1, 1, 1, 1, 1, 1, 1, 1}},
