@@ -57,7 +57,7 @@ inline std::vector<unsigned char> packed(const Grey& image) {
         const double value = image.stored[i];
         unsigned char* const to = bytes.data() + i * p.bitsAllocated / 8;
         const auto real = static_cast<float>(value);
-        const std::uint64_t mask = (std::uint64_t{1} << p.bitsStored) - 1;
+        const std::uint64_t mask = ~std::uint64_t{0} >> (64 - p.bitsStored);
         const unsigned int shift = p.highBit + 1 - p.bitsStored;
         const std::uint64_t junk = (0x5A5A5A5A5A5A5A5AULL * (i + 1)) & ~(mask << shift);
         const std::uint64_t raw =
