@@ -69,12 +69,14 @@ class Overlay {
         if (!isEmbedded_) {
             const auto size = static_cast<std::uint64_t>(rows_) * static_cast<std::uint64_t>(columns_);
             const std::uint64_t at = frame_ * size + pixel;
-            return at / 8 < bits_.size() && (bits_[at / 8] >> at % 8 & 1) != 0;
+            return at / 8 < bits_.size() && (bits_[static_cast<std::size_t>(at / 8)] >> at % 8 & 1) != 0;
         }
         const unsigned char* const data = job_.data();
         std::uint32_t raw = 0;
         withSampleType(job_.pixels, [&](auto type) {
-            if constexpr (std::is_integral_v<decltype(type)>) raw = rawAt<decltype(type)>(data, pixel);
+            if constexpr (std::is_integral_v<decltype(type)>) {
+                raw = rawAt<decltype(type)>(data, static_cast<std::size_t>(pixel));
+            }
         });
         return (raw >> bit_ & 1) != 0;
     }
