@@ -54,7 +54,7 @@ struct Unpacked {
 
 Unpacked unpacked(const char* uid, const DcImagePixels& says, const Stream& stream) {
     Unpacked found;
-    Frame frame(imageFrameBytes(says));
+    Frame frame(static_cast<std::size_t>(imageFrameBytes(says)));
     found.code =
         imageDecodeFrame(uid, says, stream.data(), stream.size(), frame.data(), frame.size(), &found.result);
     for (std::size_t i = 0; i < frame.size(); i += says.bitsAllocated / 8) {

@@ -51,7 +51,7 @@ inline std::uint64_t valueAt(const DcImagePixels& pixels, unsigned int x, unsign
 
 inline Frame frameOf(const DcImagePixels& pixels) {
     Frame frame;
-    frame.reserve(imageFrameBytes(pixels));
+    frame.reserve(static_cast<std::size_t>(imageFrameBytes(pixels)));
     const auto put = [&](unsigned int x, unsigned int y, unsigned int s) {
         const std::uint64_t value = valueAt(pixels, x, y, s);
         for (unsigned int i = 0; i < pixels.bitsAllocated; i += 8) {
