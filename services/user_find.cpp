@@ -16,6 +16,7 @@
 #include "services/query_keys.h"
 #include "services/report.h"
 #include "services/retrieve.h"
+#include "services/tag_names.h"
 #include "services/values.h"
 
 namespace services {
@@ -43,7 +44,7 @@ class TableResults {
   public:
     explicit TableResults(const std::vector<unsigned int>& tags) : tags_(tags) {
         rows_.emplace_back();
-        for (unsigned int tag : tags_) rows_[0].push_back(keyword(tag));
+        for (unsigned int tag : tags_) rows_[0].push_back(keywordOf(tag));
     }
     void result(DumpedFile& result) {
         const Place place(result.data, result);
@@ -73,16 +74,6 @@ class TableResults {
     }
 
   private:
-    // "PatientsName" of "T_0010_0010_patientsName".
-    static std::string keyword(unsigned int tag) {
-        char name[64] = "";
-        (void)Dict.getDesc(tag, name);
-        std::string text = name;
-        if (text.size() <= 12) return text;
-        text.erase(0, 12);
-        if (text[0] >= 'a' && text[0] <= 'z') text[0] = static_cast<char>(text[0] - 'a' + 'A');
-        return text;
-    }
     // Characters of a UTF-8 text.
     static std::size_t columns(const std::string& text) {
         return static_cast<std::size_t>(
@@ -98,7 +89,7 @@ class TableResults {
                     all += withEscapes(values_.text(i));
                     break;
                 case ValueKind::integer:
-                    all += std::to_string(values_.integer(i));
+                    all += values_.integerText(i);
                     break;
                 case ValueKind::real:
                     all += std::to_string(values_.real(i));
