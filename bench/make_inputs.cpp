@@ -2,13 +2,20 @@
 //     bench_make_inputs flat FILE COUNT      COUNT elements side by side
 //     bench_make_inputs nested FILE COUNT    COUNT elements in the items of a sequence, four in each
 //     bench_make_inputs pixels FILE BYTES    an image with that many bytes of noise
+//     bench_make_inputs frames FILE COUNT    COUNT encapsulated frames of 540000 bytes, which are holes but
+//     for the first
+//                                            few: 10000 make 5 GiB, and take 40 MB of a disk
+//     bench_make_inputs tabled FILE COUNT    the same with an Extended Offset Table
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <vector>
 
+#include "orvkit/edition.h"
 #include "orvkit/elemlist.h"
 #include "orvkit/file.h"
+#include "orvkit/keywords.h"
 #include "orvkit/log.h"
 #include "orvkit/sequence.h"
 #include "orvkit/tags.h"
@@ -51,11 +58,55 @@ void fillPixels(DcElemList& list, unsigned int bytes) {
     list.add(new DcElem(T_7fe0_0010_pixelData, noise.data(), bytes, UID_LITTLE_ENDIAN_EXPLICIT, VR_OW, 0));
 }
 
+constexpr unsigned int kFrame = 540000;  // 600 rows, 450 columns, 2 bytes a pixel
+
+void putNumber(std::ostream& out, unsigned long long value, int bytes) {
+    for (int i = 0; i < bytes; ++i) out.put(static_cast<char>(value >> 8 * i));
+}
+void putItem(std::ostream& out, unsigned int element, unsigned int length) {
+    putNumber(out, 0xFFFE, 2);
+    putNumber(out, element, 2);
+    putNumber(out, length, 4);
+}
+
+void fillFrames(DcElemList& list, unsigned int count, bool tabled) {
+    list.add(new DcElem(DcTag::NumberOfFrames, static_cast<int>(count)));
+    list.add(new DcElem(DcTag::Rows, static_cast<unsigned short>(600)));
+    list.add(new DcElem(DcTag::Columns, static_cast<unsigned short>(450)));
+    list.add(new DcElem(DcTag::BitsAllocated, static_cast<unsigned short>(16)));
+    if (!tabled) return;
+    std::vector<unsigned long long> offsets(count);
+    std::vector<unsigned long long> lengths(count, kFrame);
+    for (std::size_t i = 0; i < count; ++i) offsets[i] = i * (kFrame + 8ull);
+    for (const auto& [tag, table] : {std::pair(DcTag::ExtendedOffsetTable, &offsets),
+                                     std::pair(DcTag::ExtendedOffsetTableLengths, &lengths)}) {
+        auto* e = new DcElem(tag, nullptr, 0, UID_NONE, VR_OV, 0);
+        e->addValue(table->data(), count * 8, UID_LITTLE_ENDIAN_EXPLICIT);
+        list.add(e);
+    }
+}
+
+// Behind a data set without pixels.
+bool appendFrames(const char* path, unsigned int count) {
+    std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary | std::ios::ate);
+    putNumber(file, 0x00107FE0, 4);
+    file.write("OB\0\0\xFF\xFF\xFF\xFF", 8);
+    putItem(file, 0xE000, 0);
+    for (unsigned int i = 0; i < count; ++i) {
+        putItem(file, 0xE000, kFrame);
+        file.write("\xFF\x4F\xFF\x51", 4);  // as JPEG 2000 begins
+        putNumber(file, i, 4);
+        file.seekp(kFrame - 8, std::ios::cur);
+    }
+    putItem(file, 0xE0DD, 0);
+    return file.flush().good();
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     if (argc != 4) {
-        std::fprintf(stderr, "usage: %s flat|nested|pixels FILE COUNT\n", argv[0]);
+        std::fprintf(stderr, "usage: %s flat|nested|pixels|frames|tabled FILE COUNT\n", argv[0]);
         return 2;
     }
     logActivate(LOG_NOTICE, LOG_OFF);
@@ -67,8 +118,14 @@ int main(int argc, char** argv) {
     if (std::strcmp(argv[1], "flat") == 0) fillFlat(list, count);
     if (std::strcmp(argv[1], "nested") == 0) fillNested(list, count);
     if (std::strcmp(argv[1], "pixels") == 0) fillPixels(list, count);
+    const bool tabled = std::strcmp(argv[1], "tabled") == 0;
+    const bool frames = tabled || std::strcmp(argv[1], "frames") == 0;
+    if (frames) dictSetEdition(DICT_EDITION_CURRENT);
+    if (frames) fillFrames(list, count, tabled);
     DcDirMetaInfo meta;
     meta.version = 1;
     meta.transferSyntax = UID_LITTLE_ENDIAN_EXPLICIT;
-    return dirWriteFile(argv[2], meta, list) == 0 ? 0 : 1;
+    if (frames) Dict.getUidDef("1.2.840.10008.1.2.4.90", meta.transferSyntax);
+    const bool written = dirWriteFile(argv[2], meta, list) == 0;
+    return written && (!frames || appendFrames(argv[2], count)) ? 0 : 1;
 }

@@ -7,6 +7,9 @@
 
 #include "platform/socket.h"
 
+// Whether a file takes no room for what nobody wrote; `path` is where one may be made to try.
+bool keepsHoles(const std::string& path);
+
 // Takes what is written, has nothing to read, and is no regular file.
 extern const char* const nullDevice;
 

@@ -2,14 +2,25 @@
 
 #include <sys/mman.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <iterator>
 #include <stdexcept>
 
 const char* const nullDevice = "/dev/null";
+
+bool keepsHoles(const std::string& path) {
+    struct stat status = {};
+    std::ofstream(path).put('x');
+    std::filesystem::resize_file(path, 1 << 24);
+    const bool known = ::stat(path.c_str(), &status) == 0;
+    std::filesystem::remove(path);
+    return known && status.st_blocks < (1 << 24) / 512 / 2;
+}
 
 std::size_t openHandles() {
     return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}));

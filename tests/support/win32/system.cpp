@@ -16,6 +16,11 @@ namespace net = orvkit::platform;
 
 const char* const nullDevice = "NUL";
 
+// They are to be asked for there.
+bool keepsHoles(const std::string&) {
+    return false;
+}
+
 std::size_t openHandles() {
     DWORD count = 0;
     ::GetProcessHandleCount(::GetCurrentProcess(), &count);
