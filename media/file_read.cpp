@@ -14,6 +14,7 @@
 #include "foundation/fail.h"
 #include "media/any_file.h"
 #include "media/file_prefix.h"
+#include "media/measure.h"
 #include "media/meta_info.h"
 #include "media/packed_data.h"
 #include "media/part10_reader.h"
@@ -137,47 +138,6 @@ int readPixels(FilePrefix& file, const char* path, const WalkHeader& h, DICT_UID
 
 // ---- Pixel Data left on disk ----------------------------------------------------------------------------
 
-// A value that nobody reads: how long it is, and where what follows begins.
-struct Measured {
-    int result = RESULT_OK;
-    bool sound = true;  // its end is where it should be
-    std::uint64_t length = 0;
-    std::uint64_t behind = 0;
-};
-
-// Items are stepped over by their headers.
-Measured measureValue(ByteSource& source, const WalkHeader& h, const char* reporter) {
-    Measured m;
-    const std::uint64_t left = source.size() - std::min(h.valueOffset, source.size());
-    if (h.length != kLengthUndefined) {
-        m.length = std::min<std::uint64_t>(h.length, left);
-        m.behind = h.valueOffset + m.length;
-        m.sound = h.length <= left;
-        if (m.sound) return m;
-        m.result = fail(ELEM_VALUE_REFUSED, LOG_ERROR, reporter,
-                        "valueLen (0x%08x) exceeds the remaining buffer len (0x%08x) at offset 0x%x",
-                        h.length, static_cast<unsigned int>(left), static_cast<unsigned int>(h.valueOffset));
-        return m;
-    }
-    Walker walker(source, h.offset, source.size(), h.mode);
-    if (walker.skip(h)) {
-        m.behind = walker.position();
-        m.length = m.behind - kDelimitationSize - h.valueOffset;
-        return m;
-    }
-    m.sound = false;
-    m.behind = source.size();
-    if (source.failed()) {
-        m.result = fail(DIR_READ_WRITE, LOG_ERROR, reporter, "Error reading pixel data items");
-        return m;
-    }
-    // As lenient as decoding.
-    m.length = left;
-    m.result = fail(RESULT_OK, LOG_VALIDATION, reporter,
-                    "Sequence delimiter not found, assuming full buffer as Pixel Data");
-    return m;
-}
-
 // The whole of a file whose beginning is held: from memory where that is all of it.
 class WholeSource {
   public:
@@ -286,7 +246,8 @@ class AroundReader {
 
     // The element that refers to the value; gives where the next one begins.
     std::uint64_t leave(ByteSource& source, const WalkHeader& h, std::uint64_t from) {
-        const Measured m = measureValue(source, h, kReporter);
+        const auto told = around_.byTable ? measureByTable(source, h, dataset_) : std::nullopt;
+        const Measured m = told ? *told : measureValue(source, h, kReporter);
         note(m.result);
         if (!m.sound) tell(h, from, m.result, describe(h, m).c_str());
         auto* const element = new DcElem(h.tag, nullptr, 0, UID_NONE, h.vr, 0);

@@ -84,6 +84,7 @@ int readWith(DumpedFile& file, Read read) {
     DcDirMetaInfo meta;
     DcDirAround around;
     around.meta = &file.meta;
+    around.byTable = 1;
     DcDirFound found;
     around.found = &found;
     const int replaced = elementsReplaced();

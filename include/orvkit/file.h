@@ -98,6 +98,11 @@ struct DcDirAround {
     unsigned long long streamOffset = 0;
     // In: null, or what receives how the file was found; it is then read as dirReadAnyFile does.
     DcDirFound* found = nullptr;
+    // In: with a flag other than 0, fragments end where an Extended Offset Table says, if there are 512 or
+    // more, its lengths leave no gap, some of its entries, the last one among them, prove right, and the
+    // Sequence Delimitation Item is there. The headers of all others are not read then, which a slow disk
+    // takes seconds for. In a file that was made to deceive, elements may look like part of a fragment.
+    int byTable = 0;
 };
 // Meta information and the whole data set, but the bytes of Pixel Data are not read, whatever stands behind
 // them: the element refers to them with a buffer of the type BUF_FILE (the name is `path`, or null for a

@@ -3,46 +3,12 @@
 
 #include <filesystem>
 
-#include "media/part10.h"
-#include "orvkit/edition.h"
-#include "orvkit/frames.h"
-#include "orvkit/keywords.h"
+#include "media/frame_streams.h"
 #include "support/capture_log.h"
-#include "support/dataset.h"
 
 namespace {
 
 using Words = std::vector<std::string>;
-
-struct CurrentEdition {
-    CurrentEdition() { dictSetEdition(DICT_EDITION_CURRENT); }
-    ~CurrentEdition() { dictSetEdition(DICT_EDITION_2008); }
-};
-
-std::string le(std::uint64_t value, int bytes) {
-    std::string s;
-    for (int i = 0; i < bytes; ++i) s += static_cast<char>(value >> 8 * i);
-    return s;
-}
-std::string table(const std::vector<std::uint64_t>& entries, int width) {
-    std::string s;
-    for (const std::uint64_t e : entries) s += le(e, width);
-    return s;
-}
-
-struct Layout {
-    std::string frames;  // as (0028,0008) tells it; "" for none
-    unsigned int rows = 2, columns = 2, samples = 1, bits = 8;
-    std::string photometric = "MONOCHROME2";
-};
-Stream head(const Layout& l, DICT_UID xferSyn = kExplicit) {
-    Stream s(xferSyn);
-    s.us(DcTag::SamplesPerPixel, l.samples)
-        .elem(DcTag::PhotometricInterpretation, "CS", evenUid(l.photometric));
-    if (!l.frames.empty())
-        s.elem(DcTag::NumberOfFrames, "IS", evenUid(l.frames + (l.frames.size() % 2 ? " " : "")));
-    return s.us(DcTag::Rows, l.rows).us(DcTag::Columns, l.columns).us(DcTag::BitsAllocated, l.bits);
-}
 
 struct Encapsulated {
     const char* name;
@@ -384,6 +350,39 @@ TEST(Frames, NativeOnesAreFoundByTheirLayout) {
             ASSERT_EQ(list.open(dataset), RESULT_OK);
             EXPECT_EQ(framesOf(list, 5), c.frames);
             EXPECT_EQ(list.layout().frames, file.layout().frames);
+        }
+    }
+}
+
+TEST(Frames, FragmentsEndWhereATableSaysOnlyWhereItProvesRight) {
+    enum class Harm { none, fragment, last, table, end };
+    const CurrentEdition edition;
+    const TempDir temp;
+    const CaptureLog log;
+    for (const Harm harm : {Harm::none, Harm::fragment, Harm::last, Harm::table, Harm::end}) {
+        SCOPED_TRACE(static_cast<int>(harm));
+        Encapsulated many{"", "600", Words(600, "abc "), kNone, kNone, {}, {}, FRAMES_BY_PASS};
+        many.lengths.assign(600, 3);
+        for (std::uint64_t i = 0; i < 600; ++i) many.extended.push_back(12 * i);
+        if (harm == Harm::table) many.extended[300] += 2;
+        auto bytes = part10(metaGroup("1.2.840.10008.1.2.4.90"), pixels(many)).bytes();
+        const std::size_t end = bytes.size() - 8;  // of the fragments
+        if (harm == Harm::fragment) bytes[end - 12 * 299] = 'x';
+        if (harm == Harm::last) bytes[end - 12] = 'x';
+        if (harm == Harm::end) bytes[end] = 'x';
+        const std::string path = makeFile(temp, "file", bytes);
+        for (const int byTable : {0, 1}) {
+            DcDirMetaInfo meta;
+            DcElemList dataset;
+            DcDirAround around;
+            around.byTable = byTable;
+            (void)dirReadAroundPixels(path.c_str(), meta, dataset, around);
+            DcBuf place;
+            ASSERT_EQ(elemAt(dataset, 0x7FE00010)->getValue(place), RESULT_OK);
+            // Of a damaged value all that is left of the file is taken.
+            const bool whole =
+                harm == Harm::none || harm == Harm::table || (byTable != 0 && harm == Harm::fragment);
+            EXPECT_EQ(place.getLen64(), 8 + 600 * 12 + (whole ? 0u : 8u)) << byTable;
         }
     }
 }
