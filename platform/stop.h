@@ -18,6 +18,11 @@ void noteStops() noexcept;
 void noteFirstStop(unsigned int seconds) noexcept;
 bool stopAsked() noexcept;
 
+// From now on SIGHUP does not end the program: `takeHangup` tells once of it. No system but those with
+// signals has it.
+void noteHangups() noexcept;
+bool takeHangup() noexcept;
+
 }  // namespace orvkit::platform
 
 #endif

@@ -16,6 +16,8 @@ constexpr auto kTick = std::chrono::milliseconds(50);  // between looks at reque
 constexpr int kBacklog = 256;
 constexpr auto kBusyPatience = std::chrono::seconds(5);
 constexpr int kTooManyFiles = 10024;
+constexpr unsigned char kAssociationRequest = PDU_TYPE_ASSO_RQ;
+constexpr unsigned char kTlsHandshake = 22;  // type of a record (RFC 8446 5.1)
 
 // The last word to a peer. What it sent is taken first: closing over unread bytes would reset the connection,
 // and the word with it.
@@ -33,13 +35,18 @@ void dismiss(unsigned int socket, Info reason) {
 
 }  // namespace
 
-void rejectBusy(unsigned int socket) {
+void rejectBusy(unsigned int socket, Greeting greeting) {
+    if (greeting == Greeting::tlsHello) {
+        constexpr unsigned char internalError[] = {21, 3, 3, 0, 2, 2, 80};  // a fatal alert
+        (void)platform::sendTwo(socket, internalError, sizeof internalError, nullptr, 0);
+        return;
+    }
     dismiss<DcPduAssoRj>(socket, DcPduInfoRj{2, 3, 2});
 }
 
-Doorman::Doorman(unsigned int listener, std::size_t most, std::chrono::seconds patience,
+Doorman::Doorman(unsigned int listener, Greeting greeting, std::size_t most, std::chrono::seconds patience,
                  std::function<void(const std::string&)> told)
-    : listener_(listener), most_(most), patience_(patience), told_(std::move(told)) {
+    : listener_(listener), greeting_(greeting), most_(most), patience_(patience), told_(std::move(told)) {
     (void)platform::listenSocket(listener, kBacklog);
 }
 
@@ -114,17 +121,22 @@ bool Doorman::look(Waiting& waiting) {
     if (count == -1) return true;
     if (count <= 0) return waiting.state == State::silent ? false : lookAgain(waiting);
     waiting.state = State::begun;
-    if (bytes[0] != PDU_TYPE_ASSO_RQ) {
+    if (bytes[0] != (greeting_ == Greeting::tlsHello ? kTlsHandshake : kAssociationRequest)) {
         refuse(waiting, bytes);
         return false;
     }
     if (count < 6) return lookAgain(waiting);
-    const std::uint64_t length = (std::uint64_t{bytes[2]} << 24 | std::uint64_t{bytes[3]} << 16 |
-                                  std::uint64_t{bytes[4]} << 8 | bytes[5]) +
-                                 6;
-    if (static_cast<std::uint64_t>(count) >= std::min<std::uint64_t>(length, kEnough))
+    if (static_cast<std::uint64_t>(count) >= std::min<std::uint64_t>(wholeLength(bytes), kEnough))
         waiting.state = State::ready;
     return waiting.state == State::ready || lookAgain(waiting);
+}
+
+// By the first 6 bytes: of a record of TLS, which need not be the whole of its message, or of a PDU.
+std::uint64_t Doorman::wholeLength(const unsigned char* head) const {
+    if (greeting_ == Greeting::tlsHello) return (std::uint64_t{head[3]} << 8 | head[4]) + 5;
+    return (std::uint64_t{head[2]} << 24 | std::uint64_t{head[3]} << 16 | std::uint64_t{head[4]} << 8 |
+            head[5]) +
+           6;
 }
 
 // A request that was broken off will never be whole.
@@ -136,8 +148,15 @@ bool Doorman::lookAgain(Waiting& waiting) {
 
 // A-ABORT by the service provider: unrecognized PDU (PS3.8 9.3.8).
 void Doorman::refuse(Waiting& waiting, const unsigned char* head) {
-    told_(waiting.visitor.address + ": not an association request (first byte " + std::to_string(head[0]) +
-          ")");
+    const bool tls = greeting_ == Greeting::tlsHello;
+    if (tls && head[0] == kAssociationRequest) {
+        told_(waiting.visitor.address + ": plain DICOM on a TLS port");
+    } else if (!tls && head[0] == kTlsHandshake) {
+        told_(waiting.visitor.address + ": TLS on a plain port");
+    } else {
+        told_(waiting.visitor.address + ": not " + (tls ? "a TLS handshake" : "an association request") +
+              " (first byte " + std::to_string(head[0]) + ")");
+    }
     dismiss<DcPduAbort>(waiting.visitor.socket.get(), DcPduInfoAbort{2, 1});
 }
 
@@ -146,7 +165,7 @@ void Doorman::refuseLate() {
     std::erase_if(waiting_, [&](const Waiting& w) {
         if (w.state != State::ready || now - w.since < kBusyPatience) return false;
         told_(w.visitor.address + ": association refused: all workers are busy (local-limit-exceeded)");
-        rejectBusy(w.visitor.socket.get());
+        rejectBusy(w.visitor.socket.get(), greeting_);
         return true;
     });
 }

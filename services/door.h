@@ -20,17 +20,22 @@ struct Visitor {
     std::string address;
 };
 
-// A-ASSOCIATE-RJ: transient, by the service provider's presentation side, local-limit-exceeded (PS3.8 9.3.4).
-void rejectBusy(unsigned int socket);
+// What a visitor has to begin with.
+enum class Greeting : unsigned char { associationRequest, tlsHello };
+
+// A-ASSOCIATE-RJ: transient, by the service provider's presentation side, local-limit-exceeded (PS3.8 9.3.4);
+// or the alert of TLS that comes nearest to that.
+void rejectBusy(unsigned int socket, Greeting greeting);
 
 class Doorman {
   public:
     using Clock = std::chrono::steady_clock;
 
+    // `greeting` is what lets in: as a whole, or as much of it as one record of TLS holds.
     // `most` connections wait at once; behind that, the one that has been silent longest makes room.
     // `patience` is the time within which an association request must have come. `told` receives a line for
     // each connection that is turned away.
-    Doorman(unsigned int listener, std::size_t most, std::chrono::seconds patience,
+    Doorman(unsigned int listener, Greeting greeting, std::size_t most, std::chrono::seconds patience,
             std::function<void(const std::string&)> told);
 
     // Waits up to that many milliseconds for something to happen, there or at those others, whose `ready` it
@@ -55,9 +60,11 @@ class Doorman {
     bool look(Waiting& waiting);
     bool lookAgain(Waiting& waiting);
     void refuse(Waiting& waiting, const unsigned char* head);
+    std::uint64_t wholeLength(const unsigned char* head) const;
     bool makeRoom();
 
     unsigned int listener_;
+    Greeting greeting_;
     std::size_t most_;
     std::chrono::seconds patience_;
     std::function<void(const std::string&)> told_;

@@ -100,6 +100,7 @@ std::string closedText() {
 }
 
 std::string abortedText(const DcMsm& msm) {
+    if (lastFault().starts_with("Invalid type 0x15")) return "the peer speaks TLS (--tls)";
     if (lastFault().starts_with("Invalid type 0x")) return "the peer sent something that is no DICOM message";
     // Ours is the abort that waits for the peer to close (PS3.8 9.2, Sta13).
     if (msm.getState() == TSM_STATE_13_AWAIT_CLOSE) {
@@ -194,6 +195,10 @@ std::string contextText(int result) {
 
 std::string outcomeText(int result, const DcMsm& msm) {
     DcMsmAssoInfo info;
+    DcSecurityInfo security;
+    if (result != MSM_REJECTED && msm.getSecurityInfo(security) == RESULT_OK && security.fault[0] != '\0') {
+        return std::string("TLS: ") + security.fault;
+    }
     switch (result) {
         case MSM_REJECTED:
             (void)msm.getAssoInfo(info);

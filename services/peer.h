@@ -2,10 +2,12 @@
 #ifndef ORVKIT_SERVICES_PEER_H
 #define ORVKIT_SERVICES_PEER_H
 
+#include <memory>
 #include <optional>
 #include <string>
 
 #include "orvkit/tsm.h"
+#include "services/security.h"
 
 namespace services {
 
@@ -14,6 +16,8 @@ struct EntityOptions {
     std::string aet = "ORVKIT";
     int timeout = 45;         // seconds, each wait for the peer
     unsigned int maxPdu = 0;  // bytes; 0: the library's
+    TlsOptions tls;
+    std::shared_ptr<Security> security;  // by these, once their files were read; null: none
 
     DcTsmTimeoutInfo timeouts() const;
 };

@@ -10,6 +10,7 @@
 #include "services/identity.h"
 #include "services/network_text.h"
 #include "services/report.h"
+#include "services/security.h"
 
 namespace services {
 namespace {
@@ -43,7 +44,7 @@ void Provider::tell(const std::string& line) {
 
 void Provider::run() {
     idle_ = false;
-    if (!open_) {
+    if (!open_ && admit()) {
         open_ = open();
         since_ = Clock::now();
     }
@@ -58,12 +59,13 @@ void Provider::refuse(const std::string& why) {
     if (open_) {
         (void)msm_.abortAssociation();
     } else {
-        rejectBusy(socket_);
+        rejectBusy(socket_, server_.security != nullptr ? Greeting::tlsHello : Greeting::associationRequest);
     }
 }
 
 bool Provider::isLate() const {
-    return Clock::now() - since_ > std::chrono::seconds(server_.timeouts.readTimeout);
+    const int patience = open_ ? server_.timeouts.readTimeout : server_.timeouts.connectTimeout;
+    return Clock::now() - since_ > std::chrono::seconds(patience);
 }
 
 // What one peer may cost, what it may ask for that means nothing here, and what it is told when its request
@@ -92,6 +94,40 @@ int Provider::judge(void* self, DcPduAssoRq& request, DcPduNegotiation& answer, 
     return judgement.accepted ? RESULT_OK : MSM_REJECTED;
 }
 
+bool Provider::turnAway(const std::string& why) {
+    tell("association refused: " + why);
+    return false;
+}
+
+// Milliseconds until this side is looked at again.
+int Provider::tick() const {
+    if (server_.stopping || givesWay_) return 0;
+    return server_.pressed ? kShortTick : kTick;
+}
+
+// A secured connection: whether the handshake is done and the association request has begun. When all threads
+// are taken, a peer that takes its time has none meanwhile.
+bool Provider::admit() {
+    if (server_.security == nullptr) return true;
+    if (visitor_.socket) {
+        (void)msm_.setTimeoutInfo(server_.timeouts);
+        (void)msm_.setSecurity(server_.security);
+        (void)msm_.setSockHandles(TSM_ROLE_SCP, visitor_.socket.release(), orvkit::platform::kNoSocket);
+        since_ = Clock::now();
+    }
+    for (;;) {
+        const int shaken = msm_.secure(tick());
+        if (shaken != RESULT_OK && shaken != DATATF_NOT_READY) return turnAway(outcomeText(shaken, msm_));
+        if (shaken == RESULT_OK && msm_.waitReadable(tick())) return true;
+        if (server_.stopping) return turnAway("the server stops");
+        if (givesWay_) return turnAway("no association request, and others are waiting");
+        if (isLate()) return turnAway("no association request came in time");
+        if (!server_.pressed) continue;
+        idle_ = true;
+        return false;
+    }
+}
+
 bool Provider::open() {
     setBounds();
     DcMsmScpInfo info;
@@ -100,36 +136,36 @@ bool Provider::open() {
     info.timeouts = server_.timeouts;
     info.maxPduLen = server_.maxPdu;
     (void)msm_.setAeTitleCheck(server_.aeTitleCheck);
-    if (msm_.connect(visitor_.socket.release(), orvkit::platform::kNoSocket, info, MSM_BLOCK_CONNECT_POLL) !=
-        RESULT_OK) {
-        return false;
+    // A secured connection is there already.
+    if (visitor_.socket) {
+        (void)msm_.setSockHandles(TSM_ROLE_SCP, visitor_.socket.release(), orvkit::platform::kNoSocket);
     }
+    if (msm_.connect(info, MSM_BLOCK_CONNECT_POLL) != RESULT_OK) return false;
     const int outcome = msm_.read(nullptr, nullptr, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL);
     DcMsmAssoInfo asso;
     (void)msm_.getAssoInfo(asso);
     callingAet_ = asso.callingAeTitle;
     if (!callingAet_.empty()) peer_ = callingAet_ + "@" + visitor_.address;
     if (outcome != MSM_REQUEST_ANSWERED) return ended(outcome);
+    if (DcSecurityInfo security; msm_.getSecurityInfo(security) == RESULT_OK) {
+        secured_ = "; " + securityText(security);
+    }
     if (asso.reject.result != 0) {
         tell("association refused: " + rejectText(asso.reject) + " (called " + asso.calledAeTitle + ")" +
-             user_);
+             secured_ + user_);
         (void)msm_.read(nullptr, nullptr, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL);
         return false;
     }
     int accepted = 0;
     for (int i = 0; i < asso.assoNum; ++i) accepted += asso.xferSyn[i] != UID_NONE ? 1 : 0;
     tell("association accepted, " + std::to_string(accepted) + " of " + std::to_string(asso.assoNum) +
-         " contexts" + user_);
+         " contexts" + secured_ + user_);
     return true;
 }
 
 // Between messages the association can be ended at once, or wait without its thread.
 bool Provider::awaitMessage() {
-    const auto tick = [this] {
-        if (server_.stopping || givesWay_) return 0;
-        return server_.pressed ? kShortTick : kTick;
-    };
-    while (!orvkit::platform::waitReadable(socket_, tick())) {
+    while (!msm_.waitReadable(tick())) {
         if (server_.stopping) return abort("the server stops");
         if (isLate()) return abort("nothing came in time");
         if (givesWay_) return abort("it was idle, and others are waiting");

@@ -26,6 +26,7 @@ struct StoreServer {
     bool sync = true;
     std::vector<const char*> acceptFrom;  // ended by null
     std::vector<DcMsmSopXferSyn> support;
+    DcSecurity* security = nullptr;  // of all its connections; null: none
     DcTsmTimeoutInfo timeouts;
     unsigned int maxPdu = 0;
     // Gives an object that is whole its place instead of DIRECTORY/INSTANCE.dcm; the status for its sender,
@@ -75,6 +76,9 @@ class Provider {
     using Clock = std::chrono::steady_clock;
 
     void setBounds();
+    bool admit();
+    bool turnAway(const std::string& why);
+    int tick() const;
     bool open();
     static int judge(void* self, DcPduAssoRq& request, DcPduNegotiation& answer, DcPduInfoRj& reject);
     bool serveNext();
@@ -88,7 +92,8 @@ class Provider {
     std::uint64_t number_;
     std::string callingAet_;
     std::string peer_;
-    std::string user_;  // what is told of its user
+    std::string user_;     // what is told of its user
+    std::string secured_;  // and of what secures the connection
     DcMsm msm_;
     std::uint64_t stored_ = 0;
     Clock::time_point since_;  // it has been idle

@@ -198,7 +198,7 @@ void tellBroken(const Scene& scene, Words& words) noexcept {
         const char* const alert = find(alerts, reason - SSL_AD_REASON_OFFSET);
         const char* const raw = ERR_reason_error_string(error);
         words.set("the peer refused: %s", alert != nullptr ? alert : raw != nullptr ? raw : "TLS alert");
-    } else if (scene.handshake && reason == SSL_R_UNEXPECTED_EOF_WHILE_READING && isSsl) {
+    } else if (scene.handshake && (error == 0 || (isSsl && reason == SSL_R_UNEXPECTED_EOF_WHILE_READING))) {
         words.set(scene.first[0] == 0 ? "the peer closed the connection instead of speaking TLS"
                                       : "the peer broke off the handshake");
     } else if (text != nullptr) {

@@ -23,6 +23,7 @@ void addFind(Command& program);
 void addMove(Command& program);
 void addGet(Command& program);
 void addServe(Command& program);
+void addTls(Command& program);
 // Behind all others: it tells of the program as it is then and later.
 void addCompletion(Command& program);
 

@@ -47,7 +47,7 @@ constexpr struct {
     {"Files", tools::addPhantom}, {"File sets", tools::addDicomdir}, {"File sets", tools::addMedia},
     {"Network", tools::addEcho},  {"Network", tools::addSend},       {"Network", tools::addFind},
     {"Network", tools::addMove},  {"Network", tools::addGet},        {"Network", tools::addServe},
-    {"More", tools::addLookup},   {"More", tools::addCompletion},
+    {"Network", tools::addTls},   {"More", tools::addLookup},        {"More", tools::addCompletion},
 };
 
 }  // namespace

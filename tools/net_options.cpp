@@ -2,11 +2,10 @@
 
 #include <charconv>
 #include <cstdlib>
-#include <fstream>
 
 #include "platform/process.h"
-#include "services/paths.h"
 #include "services/report.h"
+#include "services/security_show.h"
 
 namespace tools {
 namespace {
@@ -34,9 +33,11 @@ bool takePeer(Words& words, PeerOptions& peer, bool wantsMore) {
     if (colon != std::string::npos && (first.find(':') == colon || first[colon - 1] == ']')) {
         portText = first.substr(colon + 1);
         first.erase(colon);
-    } else if (!words.empty()) {
+    } else if (!words.empty() && (!peer.tls.on || portFrom(words.front(), peer.port))) {
         portText = words.front();
         words.erase(words.begin());
+    } else if (peer.tls.on) {
+        portText = std::to_string(TLS_PORT);
     }
     if (first.size() > 2 && first.front() == '[' && first.back() == ']') {
         first = first.substr(1, first.size() - 2);
@@ -56,15 +57,8 @@ bool takePassword(PeerOptions& peer) {
         if (const char* const secret = std::getenv("ORVKIT_PASSWORD")) peer.password = secret;
         return true;
     }
-    std::ifstream file(pathOf(peer.passwordFile), std::ios::binary);
-    std::string line;
-    if (!std::getline(file, line)) {
-        complain("%s: no password can be read from it", peer.passwordFile.c_str());
-        return false;
-    }
-    if (line.ends_with('\r')) line.pop_back();
-    peer.password = line;
-    return true;
+    peer.password = firstLine(peer.passwordFile);
+    return peer.password || complain("%s: no password can be read from it", peer.passwordFile.c_str());
 }
 
 void addIdentityOptions(Command& command, PeerOptions& options) {
@@ -80,6 +74,53 @@ void addIdentityOptions(Command& command, PeerOptions& options) {
         .value("FILE");
     command.flag("--confirm-user", options.confirmUser,
                  "Go on only when the peer confirms that it has accepted the user");
+}
+
+// Those of users and providers alike.
+void addTlsOptions(Command& command, TlsOptions& options) {
+    command.flag("--tls", options.on, "Speak TLS, 1.2 or 1.3");
+    command
+        .text("--tls-cert", options.certificate, "This side's certificate, with those of its issuers (PEM)")
+        .value("FILE");
+    command.text("--tls-key", options.key, "Its private key (PEM), which others must not be able to read")
+        .value("FILE");
+    command
+        .text("--tls-password-file", options.passwordFile,
+              "The password of an encrypted key is the first line of FILE")
+        .existingFile()
+        .value("FILE");
+    command
+        .texts("--tls-ca", options.authorities,
+               "Certificates of authorities that are trusted, or of peers themselves (PEM). May be given "
+               "several times")
+        .value("FILE");
+    command
+        .texts("--tls-crl", options.revocations,
+               "Revocation lists (PEM): then each issuer must have one. May be given several times")
+        .value("FILE");
+    command
+        .texts(
+            "--tls-pin", options.pins,
+            "The SHA-256 fingerprint of the peer's certificate, instead of its name; without --tls-ca that "
+            "is enough. May be given several times")
+        .value("HEX");
+    command
+        .named("--tls-profile", options.profile,
+               {kTlsProfiles[0], kTlsProfiles[1], kTlsProfiles[2], kTlsProfiles[3], kTlsProfiles[4]},
+               "The profile of PS3.15: BCP 195 RFC 8996 or its modified form; for older peers bcp195, "
+               "non-downgrading or extended")
+        .value("PROFILE");
+}
+
+// What the options lack, or "".
+std::string tlsFault(const TlsOptions& tls) {
+    const bool any = !tls.certificate.empty() || !tls.key.empty() || !tls.authorities.empty() ||
+                     !tls.revocations.empty() || !tls.pins.empty() || !tls.passwordFile.empty() ||
+                     tls.noVerify || !tls.peerName.empty() || tls.check != TLS_CHECK_REQUIRE;
+    if (!tls.on) return any ? "options of TLS need --tls" : "";
+    if (!hasTls()) return "TLS is left out of this orvkit: it was built without OpenSSL";
+    if (tls.certificate.empty() != tls.key.empty()) return "--tls-cert and --tls-key need each other";
+    return "";
 }
 
 std::string aeTitleFault(const std::string& text) {
@@ -100,6 +141,39 @@ Option& addEntityOptions(Command& command, EntityOptions& options) {
     return aet;
 }
 
+void addUserTlsOptions(Command& command, TlsOptions& options) {
+    addTlsOptions(command, options);
+    command
+        .text("--tls-name", options.peerName,
+              "The name that the peer's certificate must have, unless that is the host")
+        .value("NAME");
+    command.flag("--tls-no-verify", options.noVerify,
+                 "Take any certificate: whoever is on the way may read and change everything");
+}
+
+void addProviderTlsOptions(Command& command, TlsOptions& options) {
+    addTlsOptions(command, options);
+    command
+        .named("--tls-client", options.check,
+               {{"require", TLS_CHECK_REQUIRE}, {"accept", TLS_CHECK_ACCEPT}, {"none", TLS_CHECK_NONE}},
+               "Certificates of users: all must have one, may have one, or are asked for none")
+        .value("WHICH");
+}
+
+bool openSecurity(EntityOptions& options) {
+    TlsOptions& tls = options.tls;
+    if (const std::string fault = tlsFault(tls); !fault.empty()) return complain("%s", fault.c_str());
+    if (!tls.on) return true;
+    if (tls.noVerify) {
+        complain("WARNING: --tls-no-verify: anybody may be the peer, and read and change what is sent");
+        tls.check = TLS_CHECK_NONE;
+    }
+    options.security = std::make_shared<Security>();
+    if (options.security->open(tls)) return true;
+    const bool trustless = tls.check != TLS_CHECK_NONE && tls.authorities.empty() && tls.pins.empty();
+    return complain("%s%s", options.security->fault().c_str(), trustless ? " (--tls-ca, --tls-pin)" : "");
+}
+
 std::shared_ptr<Words> addPeerOptions(Command& command, PeerOptions& options, const char* rest,
                                       const char* help) {
     auto words = std::make_shared<Words>();
@@ -117,13 +191,14 @@ std::shared_ptr<Words> addPeerOptions(Command& command, PeerOptions& options, co
         .range(1, 86400)
         .value("SECONDS");
     addIdentityOptions(command, options);
+    addUserTlsOptions(command, options.tls);
     return words;
 }
 
 int runAsUser(PeerOptions& options, Words& words, bool wantsMore, const std::function<int()>& work) {
     orvkit::platform::ignoreBrokenPipe();
     muteLog();
-    if (!takePeer(words, options, wantsMore)) return EXIT_USAGE;
+    if (!takePeer(words, options, wantsMore) || !openSecurity(options)) return EXIT_USAGE;
     if (options.user.empty() && (options.confirmUser || !options.passwordFile.empty())) {
         complain("%s needs --user", options.confirmUser ? "--confirm-user" : "--password-file");
         return EXIT_USAGE;

@@ -15,6 +15,11 @@ namespace tools {
 
 // Answers --aet.
 Option& addEntityOptions(Command& command, EntityOptions& options);
+// Those of TLS that a user has alone, or a provider.
+void addUserTlsOptions(Command& command, TlsOptions& options);
+void addProviderTlsOptions(Command& command, TlsOptions& options);
+// Reads the files of TLS where it is asked for. False, with a complaint, when something is wrong with them.
+bool openSecurity(EntityOptions& options);
 // What stands on the command line beside options: the peer, and what follows it.
 using Words = std::vector<std::string>;
 // `rest` names what follows the peer on the command line, "" for nothing; `help` tells what it is. Answers

@@ -45,6 +45,7 @@ struct ServeOptions : EntityOptions {
     bool anyClass = false;
     std::vector<std::string> acceptFrom;
     bool aetGiven = false;
+    bool portGiven = false;
 };
 
 // How many connections may wait, without an association or idle in one: the rest of the open files that the
@@ -94,6 +95,7 @@ bool prepare(const ServeOptions& options, StoreServer& server) {
     for (const std::string& title : options.acceptFrom) server.acceptFrom.push_back(title.c_str());
     server.acceptFrom.push_back(nullptr);
     server.support = storageSupport(options.anyClass);
+    if (options.security != nullptr) server.security = options.security->get();
     server.tell = tellLine;
     return true;
 }
@@ -112,6 +114,14 @@ bool prepareFileSet(ReceivedSet& set, StoreServer& server) {
     return true;
 }
 
+// The files of TLS once more, when asked to.
+void reloadSecurity(Security* security) {
+    if (!platform::takeHangup() || security == nullptr) return;
+    tellLine(security->reload()
+                 ? "the files of TLS were read again"
+                 : "the files of TLS are not taken, and things go on as they were: " + security->fault());
+}
+
 int serve(const ServeOptions& options) {
     StoreServer server;
     ReceivedSet set;
@@ -122,21 +132,25 @@ int serve(const ServeOptions& options) {
     if (listener.socket() == platform::kNoSocket)
         return failed("cannot listen on port %d: %s", options.port, socketText(lastFault()).c_str());
     platform::noteStops();
+    if (options.security != nullptr) platform::noteHangups();
     goOnWithoutMemory();
     platform::ignoreBrokenPipe();  // a log that nobody reads any more
     const std::size_t waiting = mostWaiting(options.workers);
-    tellLine("listening on port " + std::to_string(server.port) + " as " + server.aet + ", storing into " +
-             server.directory + "; " + std::to_string(options.workers) + " associations served at once, " +
-             std::to_string(waiting) + " more connections can wait");
+    tellLine("listening on port " + std::to_string(server.port) + (options.tls.on ? " (TLS) as " : " as ") +
+             server.aet + ", storing into " + server.directory + "; " + std::to_string(options.workers) +
+             " associations served at once, " + std::to_string(waiting) + " more connections can wait");
     {
         Workers workers(server, static_cast<std::size_t>(options.workers), waiting / 2);
-        Doorman doorman(listener.socket(), waiting / 2, std::chrono::seconds(options.timeout), tellLine);
+        Doorman doorman(listener.socket(),
+                        options.security != nullptr ? Greeting::tlsHello : Greeting::associationRequest,
+                        waiting / 2, std::chrono::seconds(options.timeout), tellLine);
         bool pressed = false;
         while (!platform::stopAsked()) {
             std::vector<platform::WaitEntry> idle = workers.idle();
             doorman.wait(pressed ? kShortTick : kTick, idle);
             pressed = workers.serve(idle, doorman);
             doorman.refuseLate();
+            reloadSecurity(options.security.get());
             if (options.fileSet && set.isOverdue()) server.settle();
         }
         tellLine("stopping");
@@ -155,9 +169,13 @@ void addServe(Command& program) {
     Command& command =
         program.command("serve", "Receive objects from the network and store them as Part 10 files");
     command.text("DIR", options->directory, "Directory for the files; made if absent").required();
-    command.number("--port", options->port, "Port to listen on; 0: a free one, which is told")
-        .range(0, 65535);
+    command
+        .number("--port", options->port,
+                "Port to listen on; 0: a free one, which is told; with --tls it is 2762 unless given")
+        .range(0, 65535)
+        .given(options->portGiven);
     addEntityOptions(command, *options).given(options->aetGiven);
+    addProviderTlsOptions(command, options->tls);
     command.texts("--accept-from", options->acceptFrom, "AE titles whose associations are accepted")
         .severalAtOnce()
         .check([](const std::string& title) { return isAeTitle(title) ? "" : "not an AE title: " + title; });
@@ -172,6 +190,8 @@ void addServe(Command& program) {
                  "Take objects of SOP classes that the registry does not know, too, such as private ones");
     command.run([options]() -> int {
         muteLog();
+        if (!openSecurity(*options)) return EXIT_USAGE;
+        if (options->tls.on && !options->portGiven) options->port = TLS_PORT;
         if (options->acceptFrom.size() <= kMostAcceptFrom) return serve(*options);
         return misused("--accept-from takes at most %zu titles", kMostAcceptFrom);
     });

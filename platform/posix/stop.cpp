@@ -21,7 +21,14 @@ volatile std::sig_atomic_t asked = 0;
 volatile std::sig_atomic_t grace = 0;  // seconds
 volatile std::sig_atomic_t first = 0;  // the signal that began them
 
+volatile std::sig_atomic_t hangupsNoted = 0;
+volatile std::sig_atomic_t hungUp = 0;
+
 extern "C" void takeSignal(int signal) {
+    if (signal == SIGHUP && hangupsNoted != 0) {
+        hungUp = 1;
+        return;
+    }
     if (noting != notNoted && signal != SIGHUP) {
         asked = 1;
         if (noting == allNoted) return;
@@ -72,6 +79,16 @@ void noteFirstStop(unsigned int seconds) noexcept {
 }
 bool stopAsked() noexcept {
     return asked != 0;
+}
+
+void noteHangups() noexcept {
+    hangupsNoted = 1;
+    std::signal(SIGHUP, takeSignal);
+}
+bool takeHangup() noexcept {
+    if (hungUp == 0) return false;
+    hungUp = 0;
+    return true;
 }
 
 }  // namespace orvkit::platform

@@ -82,6 +82,10 @@ void noteFirstStop(unsigned int seconds) noexcept {
     noted = Noted::first;
     install();
 }
+void noteHangups() noexcept {}
+bool takeHangup() noexcept {
+    return false;
+}
 bool stopAsked() noexcept {
     return asked;
 }

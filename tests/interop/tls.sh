@@ -1,0 +1,249 @@
+#!/usr/bin/env bash
+# The network commands over TLS against one independent program: both directions, with and without certificates of
+# users, in the profiles that it knows; what must be refused; and peers that mean harm. Exit status 77 when the program,
+# or TLS, is not there.
+# Usage: tls.sh PROGRAM ORVKIT
+set -uo pipefail
+program=$1 orvkit=$2
+. "$(dirname "${BASH_SOURCE[0]}")/peers.sh"
+need "$program"
+"$orvkit" tls make site ours,localhost,127.0.0.1 theirs,localhost,127.0.0.1 elsewhere >/dev/null 2>&1 ||
+  { echo "skipped: no TLS in this build"; exit 77; }
+"$orvkit" tls make strange stranger,localhost >/dev/null
+
+ours=(--tls --tls-cert site/ours.pem --tls-key site/ours.key --tls-ca site/ca.pem)
+theirs=(+tls site/theirs.key site/theirs.pem +cf site/ca.pem)
+# Profiles by the names of both sides.
+profiles=('+py non-downgrading' '+py rfc8996' '+px bcp195' '+pz extended' '+pz rfc8996-modified')
+
+study() { "$orvkit" phantom study --size 64 --series 1 --images 8 >/dev/null || exit 1; }
+big() { "$orvkit" phantom big --size 2048 --series 1 --images 1 >/dev/null || exit 1; }
+# A command that is run while a part of an image of 8 MiB has arrived.
+amid_a_store() {
+  for ((tries = 0; tries < 3000; tries++)); do
+    compgen -G 'in/.*.part' >/dev/null && break
+    readlink "/proc/$server/fd/"* 2>/dev/null | grep -q '/in/#' && break
+  done
+  "$@"
+}
+
+case_echoscu() {
+  local theirs_name ours_name
+  for names in "${profiles[@]}"; do
+    read -r theirs_name ours_name <<<"$names"
+    serve in "${ours[@]}" --tls-profile "$ours_name"
+    must "echo, $names" echoscu "${theirs[@]}" "$theirs_name" localhost "$port"
+    logged 'association accepted, 1 of 1 contexts; TLSv1.[23] [A-Z0-9_-]*, CN=theirs'
+    stop_server
+  done
+  serve in "${ours[@]}"
+  refuses "a user without TLS" 'Peer aborted|Association Abort' echoscu localhost "$port"
+  logged 'plain DICOM on a TLS port'
+  refuses "a user without a certificate" 'DUL|TLS|Association' echoscu +tla -ic localhost "$port"
+  logged 'the peer has shown no certificate'
+  refuses "a stranger" 'TLS|DUL|Association' echoscu +tls strange/stranger.key strange/stranger.pem +cf site/ca.pem localhost "$port"
+  logged 'unknown issuer: .*CN=stranger.* was issued by CN=orvkit site'
+  stop_server
+  serve in "${ours[@]}" --tls-client none
+  must "a user without a certificate where none is asked for" echoscu +tla -ic localhost "$port"
+  stop_server
+  serve in
+  refuses "TLS on a plain port" 'TLS|DUL|Association' echoscu "${theirs[@]}" localhost "$port"
+  logged 'TLS on a plain port'
+  stop_server
+}
+
+case_storescu() {
+  study
+  serve in "${ours[@]}"
+  must "store" storescu "${theirs[@]}" localhost "$port" study/SE000001/*
+  same "store" study in
+  rm -rf in/*
+  big
+  local round lost='association ended: .* was not received to its end'
+  for ((round = 0; round < 10; round++)); do
+    # shellcheck disable=SC2046
+    storescu "${theirs[@]}" localhost "$port" $(yes "$work/big/SE000001/IM000001" | head -200) >/dev/null 2>&1 &
+    amid_a_store kill -9 "$!"
+    until_true 10 grep -qE "$lost" "$work/serve.log" && break
+  done
+  logged "$lost"
+  must "a store after that" storescu "${theirs[@]}" localhost "$port" big/SE000001/IM000001
+  same "a store after that" big in
+  stop_server
+}
+
+case_storescp() {
+  study
+  local at theirs_name ours_name
+  for names in "${profiles[@]}"; do
+    read -r theirs_name ours_name <<<"$names"
+    at=$(free_port)
+    rm -rf in && mkdir in
+    peer "$at" storescp "${theirs[@]}" "$theirs_name" +xa +B -od in "$at"
+    must "send, $names" "$orvkit" send "A@localhost:$at" study "${ours[@]}" --tls-profile "$ours_name" -j 2
+    same "send, $names" study in
+  done
+  refuses "another name" 'is for theirs localhost 127.0.0.1, not for pacs' "$orvkit" echo "A@localhost:$at" "${ours[@]}" --tls-name pacs
+  refuses "a server that nobody knows" 'unknown issuer' "$orvkit" echo "A@localhost:$at" "${ours[@]:0:5}" --tls-ca strange/ca.pem
+  must "by its fingerprint" "$orvkit" echo "A@localhost:$at" --tls --tls-cert site/ours.pem --tls-key site/ours.key \
+    --tls-pin "$(openssl x509 -in site/theirs.pem -noout -fingerprint -sha256 | cut -d= -f2)"
+  must "whoever it is" "$orvkit" echo "A@localhost:$at" --tls --tls-cert site/ours.pem --tls-key site/ours.key --tls-no-verify
+  grep -q 'anybody may be the peer' said || fault "--tls-no-verify is not told"
+  refuses "without TLS" 'speaks TLS|closed the connection' "$orvkit" echo "A@localhost:$at"
+  must "show" "$orvkit" tls show "localhost:$at" "${ours[@]}"
+  grep -qE '^rfc8996 +TLSv1.[23]' said && grep -q '^verified *yes' said || fault "show: $(cat said)"
+  at=$(free_port)
+  peer "$at" storescp "$at"
+  refuses "TLS to a plain server" 'TLS: the peer (speaks plain DICOM|closed the connection)' "$orvkit" echo "A@localhost:$at" "${ours[@]}"
+}
+
+# Our server offers no queries: TLS carries the request, and the refusal.
+case_findscu() {
+  serve in "${ours[@]}"
+  refuses "a query" 'No Acceptable Presentation Contexts|No presentation context' \
+    findscu -S "${theirs[@]}" -k QueryRetrieveLevel=STUDY localhost "$port"
+  logged 'association accepted, 0 of 1 contexts; TLSv1'
+  stop_server
+}
+
+# client WORDS OPTION...: what openssl s_client gets from our server
+client() {
+  local words=$1
+  shift
+  openssl s_client -connect "127.0.0.1:$port" -CAfile site/ca.pem "$@" </dev/null >said 2>&1
+  grep -qE "$words" said || { fault "s_client $*: other words than $words"; tail -5 said; }
+}
+# server_is WORDS OPTION...: what our user says of openssl s_server
+server_is() {
+  local words=$1 at
+  shift
+  at=$(free_port)
+  peer "$at" openssl s_server -accept "$at" -quiet "$@"
+  refuses "s_server $*" "$words" "$orvkit" echo "A@localhost:$at" "${ours[@]}"
+}
+# misuse WORDS OPTION...: nothing listens, and the exit status is 2
+misuse() {
+  local words=$1
+  shift
+  refuses "serve $*" "$words" timeout 10 "$orvkit" serve --port 0 in "$@"
+  timeout 10 "$orvkit" serve --port 0 in "$@" 2>/dev/null
+  [ $? = 2 ] || fault "serve $*: another exit status than 2"
+}
+usage() {
+  cp site/ours.key open.key && chmod 644 open.key
+  openssl pkey -in site/ours.key -aes256 -passout pass:secret -out locked.key && echo secret >password
+  local pair=(--tls --tls-cert site/ours.pem --tls-ca site/ca.pem --tls-key)
+  misuse 'nowhere: cannot be read' "${pair[@]}" nowhere
+  misuse 'open.key: everybody can read this private key' "${pair[@]}" open.key
+  misuse 'it is not the private key of site/ours.pem' "${pair[@]}" site/theirs.key
+  misuse 'is encrypted, and there is no password' "${pair[@]}" locked.key
+  misuse 'the password of the private key is wrong' "${pair[@]}" locked.key --tls-password-file site/ours.pem
+  misuse 'neither authorities nor fingerprints \(--tls-ca, --tls-pin\)' --tls --tls-cert site/ours.pem --tls-key site/ours.key
+  misuse 'options of TLS need --tls' --tls-ca site/ca.pem
+  serve in "${pair[@]}" locked.key --tls-password-file password
+  must "with the password" "$orvkit" echo "A@localhost:$port" "${ours[@]}"
+  stop_server
+}
+case_openssl() {
+  usage
+  local certified=(-cert site/theirs.pem -key site/theirs.key)
+  serve in "${ours[@]}"
+  client 'Verify return code: 0' "${certified[@]}" -verify_hostname localhost -alpn dicom
+  grep -q 'ALPN protocol: dicom' said || fault "no ALPN"
+  client 'no application protocol' "${certified[@]}" -alpn http/1.1
+  client 'alert protocol version|unsupported protocol|no protocols available' "${certified[@]}" -tls1 -cipher 'ALL@SECLEVEL=0'
+  client 'alert protocol version|unsupported protocol|no protocols available' "${certified[@]}" -tls1_1 -cipher 'ALL@SECLEVEL=0'
+  logged 'TLS: the peer speaks a version below TLS 1.2 alone'
+  local cipher
+  for cipher in AES128-SHA ECDHE-ECDSA-AES128-SHA ECDHE-ECDSA-AES256-SHA384 ECDHE-ECDSA-NULL-SHA; do
+    client 'alert handshake failure' "${certified[@]}" -tls1_2 -cipher "$cipher@SECLEVEL=0"
+  done
+  logged 'TLS: no cipher suite in common'
+  (sleep 0.5; echo R; sleep 0.5) | openssl s_client -connect "127.0.0.1:$port" "${certified[@]}" -tls1_2 >said 2>&1
+  grep -qiE 'no renegotiation|RENEGOTIATING' said || fault "renegotiation: $(tail -3 said)"
+  logged 'association ended|no association request'
+  must "echo after that" "$orvkit" echo "A@localhost:$port" "${ours[@]}"
+  stop_server
+
+  openssl req -x509 -newkey rsa:2048 -nodes -keyout self.key -out self.pem -days 1 -subj /CN=localhost 2>/dev/null
+  server_is 'is self-signed and not known here' -cert self.pem -key self.key
+  server_is 'is for elsewhere, not for localhost' -cert site/elsewhere.pem -key site/elsewhere.key
+  server_is 'alert|version|common' "${certified[@]}" -tls1_1 -cipher 'ALL@SECLEVEL=0'
+  server_is 'common' "${certified[@]}" -tls1_2 -cipher ECDHE-ECDSA-AES128-SHA
+  revoked
+}
+# Lists of who is not trusted any more, and servers that read them again.
+revoked() {
+  : >index.txt
+  printf '[ca]\ndefault_ca=c\n[c]\ndatabase=index.txt\ndefault_md=sha256\ndefault_crl_days=1\n' >ca.cnf
+  local sign=(openssl ca -config ca.cnf -cert site/ca.pem -keyfile site/ca.key)
+  "${sign[@]}" -gencrl -out list.crl 2>/dev/null
+  serve in "${ours[@]}" --tls-crl list.crl
+  must "nobody is revoked" "$orvkit" echo "A@localhost:$port" "${ours[@]}" --tls-crl list.crl
+  "${sign[@]}" -revoke site/theirs.pem 2>/dev/null
+  "${sign[@]}" -gencrl -out list.crl 2>/dev/null
+  kill -HUP "$server"
+  logged 'the files of TLS were read again'
+  refuses "a revoked user" 'certificate is revoked' "$orvkit" echo "A@localhost:$port" --tls --tls-cert site/theirs.pem \
+    --tls-key site/theirs.key --tls-ca site/ca.pem
+  cp site/ours.pem old.pem
+  echo broken >list.crl
+  kill -HUP "$server"
+  logged 'go on as they were: list.crl: there is no revocation list'
+  must "who is not" "$orvkit" echo "A@localhost:$port" "${ours[@]}"
+  stop_server
+}
+
+# A thousand connections that say nothing, half of a handshake or only its beginning, one that sends a byte at a time,
+# and one that sends garbage behind its handshake: a good peer is served all the same.
+case_python3() {
+  serve in "${ours[@]}"
+  must "echo" "$orvkit" echo "A@localhost:$port" "${ours[@]}"
+  python3 - "$port" >flood.log 2>&1 <<'END' &
+import socket, ssl, sys, threading, time
+address = ("127.0.0.1", int(sys.argv[1]))
+context = ssl.create_default_context(cafile="site/ca.pem")
+context.load_cert_chain("site/theirs.pem", "site/theirs.key")
+incoming, outgoing = ssl.MemoryBIO(), ssl.MemoryBIO()
+half = context.wrap_bio(incoming, outgoing, server_hostname="localhost")
+try:
+    half.do_handshake()
+except ssl.SSLWantReadError:
+    pass
+hello = outgoing.read()
+def drip():
+    with socket.create_connection(address) as s:
+        for i in range(len(hello)):
+            s.sendall(hello[i:i + 1])
+            time.sleep(0.05)
+threading.Thread(target=drip, daemon=True).start()
+held = []
+for i in range(1000):
+    try:
+        s = socket.create_connection(address)
+        s.sendall([b"", hello[:100], hello, hello[:5] + b"\xff" * 100][i % 4])
+        held.append(s)
+    except OSError:
+        pass
+    if i == 500:
+        t = context.wrap_socket(socket.create_connection(address), server_hostname="localhost")
+        socket.socket(fileno=t.detach()).sendall(b"\x17\x03\x03\x00\x40" + b"\xff" * 64)
+print("flooded", len(held), flush=True)
+time.sleep(60)
+END
+  pids+=("$!")
+  local flood=$! begun round
+  for round in 1 2 3 4 5; do
+    [ "$round" -lt 3 ] || until_true 200 grep -q flooded flood.log || fault "no flood: $(tail -3 flood.log)"
+    begun=$(date +%s%N)
+    must "echo amid the flood" timeout 20 "$orvkit" echo "A@localhost:$port" "${ours[@]}"
+    echo "an echo took $(( ($(date +%s%N) - begun) / 1000000 )) ms"
+  done
+  kill "$flood"
+  stop_server
+  [ -z "$(ls -A in)" ] || fault "something was kept: $(ls -A in)"
+}
+
+"case_$program"
+[ "$faults" -eq 0 ] || { echo "$faults faults"; exit 1; }
