@@ -192,7 +192,8 @@ long long Values::integer(std::size_t i) const {
 
 std::string Values::integerText(std::size_t i) const {
     const long long value = integer(i);
-    return vr_ == VR_UV ? std::to_string(static_cast<unsigned long long>(value)) : std::to_string(value);
+    const bool isUnsigned = orvkit::vrRowOfAny(vr_).held == orvkit::Held::u64;
+    return isUnsigned ? std::to_string(static_cast<unsigned long long>(value)) : std::to_string(value);
 }
 
 double Values::real(std::size_t i) const {
