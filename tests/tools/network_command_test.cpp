@@ -151,6 +151,121 @@ TEST_F(NetworkCommandTest, SendGoesOnAfterALostAssociationWhenAskedTo) {
     EXPECT_TRUE(holds(outcome.out, "\n3\n"));  // each file with its own reason
 }
 
+// An archive that answers without end, every second time without an identifier, until it is told to stop.
+// Calls `now` when it has answered for the first time.
+template <typename Request, typename Response>
+void answerUntilCancelled(DcMsm& msm, const std::function<void()>& now) {
+    Message request;
+    ASSERT_EQ(receive(msm, request), MSM_MESSAGE);
+    const auto reply = [&](unsigned short status, bool identifier) {
+        Response response(static_cast<Request*>(request.get()));
+        response.add(new DcElem(T_0000_0900_status, status));
+        if (identifier) response.add(new DcElem(T_0010_0020_patientId, "P1"));
+        return msm.write(contextOf(*request), &response);
+    };
+    DcMsg* next = nullptr;
+    int result = MSM_READ_TIMEOUT;
+    for (int i = 0; result == MSM_READ_TIMEOUT; ++i) {
+        ASSERT_EQ(reply(0xFF00, i % 2 == 0), 0);
+        if (i == 0) now();
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        result = msm.receiveMessage(nullptr, &next, MSM_BLOCK_READ_POLL, MSM_BLOCK_CONNECT_POLL);
+    }
+    Message cancel(next);
+    ASSERT_EQ(result, MSM_MESSAGE);
+    EXPECT_EQ(cancel->getType(), DICT_MSG_C_CANCEL_RQ);
+    unsigned short id = 0;
+    unsigned short cancelled = 0;
+    (void)request->getValue(T_0000_0110_messageId, id);
+    EXPECT_EQ(cancel->getValue(T_0000_0120_messageIdBeingRespondedTo, cancelled), 0);
+    EXPECT_EQ(cancelled, id);
+    EXPECT_EQ(reply(0xFE00, false), 0);
+    EXPECT_EQ(receive(msm, cancel), MSM_RELEASE_REQUESTED);
+}
+
+TEST_F(NetworkCommandTest, WhatNeverEndsIsCancelled) {
+    const auto find = &answerUntilCancelled<DcCmdCFindRq, DcCmdCFindRsp>;
+    const auto move = &answerUntilCancelled<DcCmdCMoveRq, DcCmdCMoveRsp>;
+    const auto get = &answerUntilCancelled<DcCmdCGetRq, DcCmdCGetRsp>;
+    const struct {
+        std::string command;
+        std::string options;
+        void (*archive)(DcMsm&, const std::function<void()>&);
+        DICT_UID model;
+        const char* said;
+    } rows[] = {
+        {"find", "--max-results 5", find, UID_STUDY_ROOT_Q_R_FIND,
+         "cancelled: more than 5 results (--max-results)"},
+        {"find", "--max-results 5 --json", find, UID_STUDY_ROOT_Q_R_FIND,
+         " results came without an identifier"},
+        {"move --dest X", "--max-time 1", move, UID_STUDY_ROOT_Q_R_MOVE,
+         "cancelled: it took longer than --max-time"},
+        {"get", "got", get, UID_STUDY_ROOT_Q_R_GET, "cancelled: interrupted"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.command + " " + row.options);
+        const bool byHand = row.command == "get";
+        const auto work = [&](DcMsm& msm) { row.archive(msm, [this] { now(); }); };
+        Provider archive(sopList({row.model}), work, "ARCHIVE", 0);
+        const std::string command = row.command + " ARCHIVE@127.0.0.1:" + std::to_string(archive.port()) +
+                                    " " + row.options + " -k PatientID";
+        const Outcome outcome = sh(byHand ? signalled("INT", command) : "orvkit " + command);
+        EXPECT_NE(outcome.status, 0);
+        EXPECT_TRUE(holds(outcome.err, row.said));
+        EXPECT_TRUE(holds(outcome.err, "0xFE00 (cancelled)"));
+    }
+}
+
+// The archive grants the bytes of the first 56H that its own have, as PS3.4 C.5.1.1 has it.
+int grant(void* bytes, DcPduAssoRq& request, DcPduNegotiation& answer, DcPduInfoRj&) {
+    auto& [granted, asked] = *static_cast<std::pair<Bytes, Bytes>*>(bytes);
+    DcPduExtNeg item;
+    if (request.negotiation().getExtNeg(0, &item) != RESULT_OK) return RESULT_OK;
+    EXPECT_STREQ(item.sopClassUid, "1.2.840.10008.5.1.4.1.2.2.1");
+    asked.assign(item.info.data, item.info.data + item.info.length);
+    item.info = {granted.data(), static_cast<unsigned int>(granted.size())};
+    if (!granted.empty()) (void)answer.extNegAdd(&item);
+    return RESULT_OK;
+}
+
+TEST_F(NetworkCommandTest, FindProposesWhatItsOptionsAskForAndTellsWhatWasNotAgreedTo) {
+    const struct {
+        const char* options;
+        Bytes granted;
+        Bytes asked;
+        std::vector<std::string> told;
+    } rows[] = {
+        {"", {1, 1, 1, 1}, {}, {}},
+        {"--relational", {1}, {1}, {}},
+        {"--fuzzy-names --date-time", {0, 1, 1, 0, 0}, {0, 1, 1}, {}},
+        {"--timezone --relational", {0}, {1, 0, 0, 1}, {"relational queries", "adjusting time zones"}},
+        {"--fuzzy-names", {}, {0, 0, 1}, {"fuzzy matching of names"}},
+    };
+    for (const auto& row : rows) {
+        std::pair<Bytes, Bytes> bytes(row.granted, {});
+        const auto answer = [](DcMsm& msm) {
+            Message request;
+            ASSERT_EQ(receive(msm, request), MSM_MESSAGE);
+            DcCmdCFindRsp response(static_cast<DcCmdCFindRq*>(request.get()));
+            response.add(new DcElem(T_0000_0900_status, static_cast<unsigned short>(0)));
+            EXPECT_EQ(msm.write(contextOf(*request), &response), RESULT_OK);
+            EXPECT_EQ(receive(msm, request), MSM_RELEASE_REQUESTED);
+        };
+        Provider archive(sopList({UID_STUDY_ROOT_Q_R_FIND}), answer, "ARCHIVE", 0, [&bytes](DcMsm& msm) {
+            (void)msm.setTolerant(1);
+            (void)msm.registerRequestCB(&bytes, &grant);
+        });
+        const Outcome outcome = sh("orvkit find ARCHIVE@127.0.0.1:" + std::to_string(archive.port()) +
+                                   " -k PatientName=MEIER " + row.options);
+        archive.join();
+        EXPECT_EQ(outcome.status, 0) << row.options << outcome.err;
+        EXPECT_EQ(bytes.second, row.asked) << row.options;
+        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), row.told.size()) << outcome.err;
+        for (const std::string& what : row.told)
+            EXPECT_TRUE(holds(outcome.err, "did not agree to " + what + ", and answers without\n"));
+    }
+}
+
 // A peer that answers the first request with what never ends, and hears nothing any more. It calls
 // `now` after each piece.
 class Endless {
