@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <exception>
+#include <new>
 #include <utility>
 
 namespace services {
@@ -29,8 +30,9 @@ void Workers::start(std::unique_ptr<Provider> provider) {
     try {
         worker.thread = std::thread([this, &worker] { run(worker); });
     } catch (const std::exception& fault) {
-        worker.provider->refuse(fault.what());
+        const std::unique_ptr<Provider> refused = std::move(worker.provider);
         workers_.pop_back();
+        refused->refuse(fault.what());
     }
 }
 
@@ -54,7 +56,11 @@ void Workers::sweep() {
             continue;
         }
         at->thread.join();
-        if (at->provider->isIdle()) idle_.push_back(std::move(at->provider));
+        try {
+            if (at->provider->isIdle()) idle_.push_back(std::move(at->provider));
+        } catch (const std::bad_alloc&) {
+            // No memory to keep it: the association ends here.
+        }
         at = workers_.erase(at);
     }
 }
@@ -99,9 +105,15 @@ void Workers::stop() {
     const auto end = std::chrono::steady_clock::now() + kGrace;
     for (;;) {
         sweep();
-        while (!idle_.empty()) call(idle_, 0);
-        for (; !called_.empty() && workers_.size() < most_; called_.pop_front()) {
-            start(std::move(called_.front()));
+        try {
+            while (!idle_.empty()) call(idle_, 0);
+            for (; !called_.empty() && workers_.size() < most_; called_.pop_front()) {
+                start(std::move(called_.front()));
+            }
+        } catch (const std::exception&) {
+            // Without memory for a farewell they go without one.
+            idle_.clear();
+            called_.clear();
         }
         if (workers_.empty() || std::chrono::steady_clock::now() >= end) break;
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
