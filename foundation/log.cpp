@@ -26,7 +26,9 @@ using Lock = std::lock_guard<std::recursive_mutex>;
 // One lock for everything in this file, recursive because logReport holds it while the log reports. It is
 // never destroyed: static objects may still report while the process ends.
 std::recursive_mutex& logMutex() {
-    static std::recursive_mutex& mutex = *new std::recursive_mutex;
+    // Not allocated: the first line may be that memory has run out.
+    alignas(std::recursive_mutex) static unsigned char place[sizeof(std::recursive_mutex)];
+    static std::recursive_mutex& mutex = *new (place) std::recursive_mutex;
     return mutex;
 }
 
