@@ -66,6 +66,20 @@ void settleSignedWords(DcElemList& list, bool isSigned) {
 
 }  // namespace
 
+namespace {
+
+std::string uidText(DICT_UID uid) {
+    const DcDictUidInfo* info = Dict.findUid(uid);
+    return info != nullptr ? info->uid : "";
+}
+
+bool decodes(DICT_UID xferSyn) {
+    const DcImageCodec* codec = imageFindCodec(uidText(xferSyn).c_str());
+    return codec != nullptr && codec->decodes;
+}
+
+}  // namespace
+
 bool isConvertible(DICT_UID xferSyn) {
     const orvkit::SyntaxRow& row = orvkit::syntaxRow(xferSyn);
     if (row.pixels == orvkit::Pixels::encapsulated) return false;
@@ -169,7 +183,7 @@ bool Conversion::pixelsCanChange() {
                              value.getType() != BUF_MEMORY && value.getXferSyn() == UID_NONE;
     if (inFragments) return fail("encapsulated pixel data in the transfer syntax " + describeUid(source_));
     if (Dict.isEncapsulated(source_) == 0 || target_ == source_ || source_ == UID_ORVKIT5_LZW ||
-        !holdsPixelData(dataset_)) {
+        !holdsPixelData(dataset_) || decodes(source_)) {
         return true;
     }
     return fail("pixel data encapsulated as " + describeUid(source_) + " cannot be changed");
@@ -195,7 +209,21 @@ bool Conversion::changePixels() {
     if (source_ == UID_LITTLE_ENDIAN_IMPLICIT) settleSignedWords(dataset_, false);
     if (source_ == target_ && source_ == UID_ORVKIT5_LZW) return true;
     if (source_ == UID_ORVKIT5_LZW && !unpackLzw()) return false;
+    if (!transcodeFrames()) return false;
     return target_ != UID_ORVKIT5_LZW || packLzw();
+}
+
+// Frames that are packed, or are to be.
+bool Conversion::transcodeFrames() {
+    if (source_ == target_ || (request_.frames.target == nullptr && Dict.isEncapsulated(source_) == 0))
+        return true;
+    if (source_ == UID_ORVKIT5_LZW || !holdsPixelData(dataset_)) return true;
+    if (!transcoded_.beginBeside(request_.out)) return fail(std::strerror(errno));
+    std::string instance;
+    const std::string fault = transcode(dataset_, uidText(source_), request_.frames, transcoded_, instance);
+    if (!fault.empty()) return fail(fault);
+    if (!instance.empty()) orvkit::copyText(meta_.sopInstanceUid, instance);
+    return true;
 }
 
 // Puts pixels into the place of others.

@@ -9,6 +9,7 @@
 #include "orvkit/elemlist.h"
 #include "orvkit/file.h"
 #include "platform/new_file.h"
+#include "services/transcode.h"
 
 namespace services {
 
@@ -16,6 +17,7 @@ struct ConversionRequest {
     std::string in;
     std::string out;             // the file that will be written; temporary ones are made beside it
     DICT_UID target = UID_NONE;  // the transfer syntax; UID_NONE: as it is
+    TranscodeRequest frames;     // how frames are packed, where the target is a syntax of theirs
     bool force = false;          // also what is no Part 10 file by the letter
     bool metaFromDataset = false;
     bool utf8 = false;
@@ -62,6 +64,7 @@ class Conversion {
     // ---- changing ----
     bool recode();
     bool changePixels();
+    bool transcodeFrames();
     bool unpackLzw();
     bool packLzw();
     bool reencodeExplicit();
@@ -72,6 +75,7 @@ class Conversion {
     DICT_UID source_ = UID_NONE;
     orvkit::platform::ScratchFile unpacked_;  // in front of the data sets that refer to them
     orvkit::platform::ScratchFile packed_;
+    orvkit::platform::ScratchFile transcoded_;
     DcDirMetaInfo meta_;
     DcElemList dataset_;
     std::unique_ptr<DcElemList> reencoded_;  // stands for dataset_ once it is there

@@ -5,7 +5,9 @@
 #include <vector>
 
 #include "encoding/codec.h"
+#include "orvkit/dict.h"
 #include "orvkit/file.h"
+#include "orvkit/image.h"
 #include "orvkit/result.h"
 #include "services/conversion.h"
 #include "services/report.h"
@@ -17,10 +19,18 @@ namespace {
 
 struct ConvertOptions : ConversionRequest {
     std::string syntax;  // the name of the target; "": as it is
+    unsigned int ratio = 10;
 };
 
+void chooseTarget(ConvertOptions& options) {
+    options.target = xferSynFromName(options.syntax);
+    if (options.target != UID_NONE) return;
+    options.frames.target = imageFindCodec(options.syntax.c_str());
+    if (options.frames.target != nullptr) (void)Dict.getUidDef(options.frames.target->uid, options.target);
+}
+
 bool convert(ConvertOptions& options) {
-    if (!options.syntax.empty()) options.target = xferSynFromName(options.syntax);
+    if (!options.syntax.empty()) chooseTarget(options);
     Conversion conversion(options);
     muteLog();
     const bool ready = conversion.prepare();
@@ -39,6 +49,12 @@ bool convert(ConvertOptions& options) {
 std::vector<std::string> targets() {
     std::vector<std::string> names{"implicit", "explicit", "big", "lzw"};
     if (orvkit::codecOf(UID_DEFLATED_LITTLE_ENDIAN_EXPLICIT) != nullptr) names.emplace_back("deflated");
+    std::size_t count = 0;
+    const DcImageCodec* codecs = imageCodecs(count);
+    for (const DcImageCodec* codec = codecs; codec != codecs + count; ++codec) {
+        const bool repacks = codec->decodes && std::string("jxl-jpeg") == codec->name;
+        if (codec->encodes || repacks) names.emplace_back(codec->name);
+    }
     return names;
 }
 
@@ -53,8 +69,22 @@ void addConvert(Command& program) {
     command
         .text("--to", options->syntax,
               "implicit, explicit (both little endian), big (explicit big endian), deflated (explicit little "
-              "endian, compressed as a whole), or lzw (the library's own lossless packing of pixel data)")
+              "endian, compressed as a whole), lzw (the library's own lossless packing of pixel data), or a "
+              "way to pack frames one by one")
         .oneOf(targets());
+    DcImageOptions& packing = options->frames.options;
+    command.number("--quality", packing.quality, "Of jpeg and jxl-lossy, in percent")
+        .range(1, 100)
+        .value("Q");
+    command.number("--ratio", options->ratio, "Native bytes to one of j2k-lossy and htj2k-lossy")
+        .range(2, 1000)
+        .value("N");
+    command.number("--near", packing.nearLossless, "The most that jpegls-near may change a value")
+        .range(1, 255)
+        .value("N");
+    command.number("--jobs", options->frames.jobs, "Frames that are packed at a time")
+        .range(1, 256)
+        .value("N");
     command.flag(
         "--force", options->force,
         "Also read what is no DICOM file by the letter: a data set without a header, or with one of odd "
@@ -65,6 +95,7 @@ void addConvert(Command& program) {
                  "Bring all text to UTF-8 (Specific Character Set ISO_IR 192), exactly or not at all");
     command.run([options] {
         dirSetMaxFileSize(INT_MAX);
+        options->frames.options.ratio = options->ratio;
         if (options->syntax.empty() && !options->force && !options->metaFromDataset && !options->utf8) {
             return misused("--to is required, where nothing else is to be changed");
         }

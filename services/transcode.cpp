@@ -1,0 +1,307 @@
+#include "services/transcode.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <functional>
+#include <future>
+#include <memory>
+#include <span>
+#include <utility>
+#include <vector>
+
+#include "orvkit/dict.h"
+#include "orvkit/frames.h"
+#include "orvkit/keywords.h"
+#include "orvkit/result.h"
+#include "orvkit/sequence.h"
+#include "platform/file.h"
+#include "services/elements.h"
+#include "services/image_attributes.h"
+#include "services/report.h"
+
+namespace services {
+namespace {
+
+namespace platform = orvkit::platform;
+
+using Bytes = std::vector<unsigned char>;
+using Write = std::function<bool(const Bytes&)>;
+
+constexpr const char* kNative = "1.2.840.10008.1.2.1";
+constexpr std::string_view kJpeg = "1.2.840.10008.1.2.4.50";
+constexpr std::string_view kJpegXlOfJpeg = "1.2.840.10008.1.2.4.111";
+constexpr std::uint64_t kMostOffset = 0xFFFFFFFF;  // that a Basic Offset Table can tell
+
+void putLong(Bytes& bytes, std::size_t at, std::uint64_t value) {
+    for (unsigned int i = 0; i < 4; ++i) bytes[at + i] = static_cast<unsigned char>(value >> (8 * i));
+}
+
+Bytes itemHeader(std::uint64_t length) {
+    Bytes header{0xFE, 0xFF, 0x00, 0xE0, 0, 0, 0, 0};
+    putLong(header, 4, length);
+    return header;
+}
+
+// One frame's way.
+struct Way {
+    Bytes bytes;
+    DcImageResult unpacked;
+    DcImageResult packed;
+    std::string fault;
+};
+
+// The frames of one element of pixel data.
+class FrameTurner {
+  public:
+    FrameTurner(DcElemList& dataset, const std::string& source, const TranscodeRequest& request)
+        : dataset_(dataset), source_(source), request_(request), says_(pixelsOf(dataset)) {}
+
+    // False where there are no pixels; fault() tells where they cannot be read.
+    bool open() {
+        const int result = frames_.open(dataset_);
+        if (result == FRAMES_NO_PIXELS) return false;
+        if (result != RESULT_OK) return fail(resultText(result));
+        encapsulated_ = frames_.foundBy() != FRAMES_BY_LAYOUT;
+        uid_ = encapsulated_ ? source_ : kNative;
+        repacks_ = (uid_ == kJpeg && isTarget(kJpegXlOfJpeg)) || (uid_ == kJpegXlOfJpeg && isTarget(kJpeg));
+        return true;
+    }
+    bool encapsulated() const { return encapsulated_; }
+    unsigned int count() const { return frames_.count(); }
+    const std::string& fault() const { return fault_; }
+
+    // Each frame in its order, `jobs` of them under way at a time.
+    bool run(const std::function<bool(Way&)>& take) {
+        const unsigned int jobs = std::max(1u, request_.jobs);
+        for (unsigned int first = 1; first <= count(); first += jobs) {
+            std::vector<std::future<Way>> ways;
+            for (unsigned int i = first; i <= count() && i < first + jobs; ++i) {
+                ways.push_back(std::async(jobs == 1 ? std::launch::deferred : std::launch::async,
+                                          [this, i] { return turn(i); }));
+            }
+            for (std::size_t i = 0; i < ways.size(); ++i) {
+                Way way = ways[i].get();
+                if (!way.fault.empty()) return fail("frame " + std::to_string(first + i) + ": " + way.fault);
+                if (!take(way))
+                    return fail(std::string("a temporary file cannot be written: ") + std::strerror(errno));
+            }
+        }
+        return true;
+    }
+
+  private:
+    bool fail(const std::string& why) {
+        fault_ = why;
+        return false;
+    }
+    bool isTarget(std::string_view uid) const {
+        return request_.target != nullptr && request_.target->uid == uid;
+    }
+
+    Way turn(unsigned int number) const {
+        Way way;
+        Bytes bytes;
+        if (!read(number, bytes, way)) return way;
+        if (repacks_) {
+            way.unpacked.pixels = says_;
+            way.unpacked.lossy = true;
+            const int code =
+                imageRepackJpeg(bytes.data(), bytes.size(), uid_ == kJpeg, way.bytes, &way.packed);
+            way.packed.pixels = says_;
+            return told(code, way.packed, way);
+        }
+        Bytes pixels(imageFrameBytes(says_));
+        int code = imageDecodeFrame(uid_.c_str(), says_, bytes.data(), bytes.size(), pixels.data(),
+                                    pixels.size(), &way.unpacked);
+        if (code != RESULT_OK || request_.target == nullptr) {
+            way.bytes = std::move(pixels);
+            way.packed = way.unpacked;
+            return told(code, way.unpacked, way);
+        }
+        code = imageEncodeFrame(request_.target->uid, way.unpacked.pixels, pixels.data(), pixels.size(),
+                                request_.options, way.bytes, &way.packed);
+        return told(code, way.packed, way);
+    }
+    static Way told(int code, const DcImageResult& result, Way& way) {
+        if (code != RESULT_OK) way.fault = result.text;
+        return std::move(way);
+    }
+
+    bool read(unsigned int number, Bytes& bytes, Way& way) const {
+        DcFrame frame;
+        int result = frames_.find(number, frame);
+        if (result == RESULT_OK && !encapsulated_ && frame.length != imageFrameBytes(says_)) {
+            way.fault = std::to_string(frame.length) + " bytes, where the data set says " +
+                        std::to_string(imageFrameBytes(says_));
+            return false;
+        }
+        // The first look at it: what the header tells before there is room for the frame.
+        if (result == RESULT_OK) {
+            bytes.resize(static_cast<std::size_t>(frame.length));
+            unsigned long long length = 0;
+            result = frames_.read(number, bytes.data(), bytes.size(), length);
+        }
+        if (result != RESULT_OK) {
+            way.fault = resultText(result);
+            return false;
+        }
+        if (frames_.xferSyn() == UID_BIG_ENDIAN_EXPLICIT && says_.bitsAllocated == 16) {
+            for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) std::swap(bytes[i], bytes[i + 1]);
+        }
+        DcImageResult looked;
+        if (repacks_ ||
+            imageCheckFrame(uid_.c_str(), says_, bytes.data(), bytes.size(), &looked) == RESULT_OK) {
+            return true;
+        }
+        way.fault = looked.text;
+        return false;
+    }
+
+    DcElemList& dataset_;
+    const std::string& source_;
+    const TranscodeRequest& request_;
+    DcImagePixels says_;
+    DcFrames frames_;
+    std::string uid_;
+    bool encapsulated_ = false;
+    bool repacks_ = false;
+    std::string fault_;
+};
+
+void replacePixels(DcElemList& dataset, DcBuf& value, bool native, unsigned int bitsAllocated) {
+    DcElem* old = elementOf(dataset, DcTag::PixelData);
+    auto element = std::make_unique<DcElem>(DcTag::PixelData, nullptr, 0, UID_NONE,
+                                            native && bitsAllocated > 8 ? VR_OW : VR_OB, 0);
+    (void)element->addValue(&value);
+    dataset.subtract(old);
+    delete old;
+    dataset.add(element.release());
+}
+
+// What the frames have become together.
+struct Outcome {
+    PixelChange change;
+    std::uint64_t written = 0;
+    std::uint64_t nativeBytes = 0;
+
+    void take(const Way& way, const DcImageCodec* target) {
+        change.pixels = way.packed.pixels;
+        change.everLossy |= way.unpacked.lossy || way.packed.lossy;
+        if (way.packed.lossy && target != nullptr && std::string_view(target->uid) != kJpegXlOfJpeg &&
+            !target->lossless) {
+            change.lossyCodec = target;
+        }
+        nativeBytes += imageFrameBytes(way.packed.pixels);
+    }
+};
+
+// The value of the new element: native frames one behind another, or a table of offsets and an item a frame.
+class ValueWriter {
+  public:
+    ValueWriter(int handle, unsigned int frames, bool native) : handle_(handle), native_(native) {
+        if (native) return;
+        table_ = itemHeader(frames > 1 ? 4 * std::uint64_t{frames} : 0);
+        table_.resize(8 + (frames > 1 ? 4 * std::size_t{frames} : 0));
+    }
+    bool begin() { return write(table_); }
+    bool frame(Bytes& bytes) {
+        if (native_) return write(bytes);
+        const std::uint64_t offset = written_ - table_.size();
+        if (table_.size() > 8) {
+            if (offset > kMostOffset) return errno = EFBIG, false;
+            putLong(table_, 8 + 4 * index_++, offset);
+        }
+        if (bytes.size() % 2 != 0) bytes.push_back(0);
+        return write(itemHeader(bytes.size())) && write(bytes);
+    }
+    bool finish() {
+        if (native_) return written_ % 2 == 0 || write(Bytes(1));
+        return platform::seek(handle_, 0) && platform::writeAll(handle_, table_.data(), table_.size());
+    }
+    std::uint64_t written() const { return written_; }
+
+  private:
+    bool write(const Bytes& bytes) {
+        written_ += bytes.size();
+        return platform::writeAll(handle_, bytes.data(), bytes.size());
+    }
+
+    int handle_;
+    bool native_;
+    Bytes table_;
+    std::size_t index_ = 0;
+    std::uint64_t written_ = 0;
+};
+
+// Encapsulated pixels in sequences become native, in memory.
+std::string unpackNested(DcElemList& dataset, const std::string& source) {
+    for (DcElem* element = dataset.first(); element != nullptr; element = element->next()) {
+        auto* sequence = dynamic_cast<DcElemSq*>(element);
+        if (sequence == nullptr) continue;
+        for (DcElemSqItem* item = sequence->first(); item != nullptr; item = item->next()) {
+            DcElemList& list = item->getElemList();
+            if (std::string fault = unpackNested(list, source); !fault.empty()) return fault;
+            const TranscodeRequest native;
+            Outcome outcome;
+            Bytes all;
+            {
+                FrameTurner turner(list, source, native);
+                if (!turner.open() || !turner.encapsulated()) {
+                    if (!turner.fault().empty()) return turner.fault();
+                    continue;
+                }
+                const auto take = [&](const Way& way) {
+                    outcome.take(way, nullptr);
+                    all.insert(all.end(), way.bytes.begin(), way.bytes.end());
+                    return true;
+                };
+                if (!turner.run(take)) return "pixel data in a sequence: " + turner.fault();
+            }
+            if (all.size() % 2 != 0) all.push_back(0);
+            auto block = std::make_unique<unsigned char[]>(all.size());
+            std::copy(all.begin(), all.end(), block.get());
+            DcBuf value(block.release(), static_cast<unsigned int>(all.size()), UID_LITTLE_ENDIAN_EXPLICIT);
+            replacePixels(list, value, true, outcome.change.pixels.bitsAllocated);
+            (void)tellChange(list, outcome.change);
+        }
+    }
+    return "";
+}
+
+}  // namespace
+
+std::string transcode(DcElemList& dataset, const std::string& source, const TranscodeRequest& request,
+                      platform::ScratchFile& scratch, std::string& instance) {
+    if (std::string fault = unpackNested(dataset, source); !fault.empty()) return fault;
+    Outcome outcome;
+    {
+        FrameTurner turner(dataset, source, request);
+        if (!turner.open()) return turner.fault();
+        if (!turner.encapsulated() && request.target == nullptr) return "";
+        const bool native = request.target == nullptr;
+        if (native && turner.count() > 1 && pixelsOf(dataset).bitsAllocated == 1) {
+            return "frames of one bit a pixel cannot be put one behind another";
+        }
+        ValueWriter writer(scratch.forWriting(), turner.count(), native);
+        const auto take = [&](Way& way) {
+            outcome.take(way, request.target);
+            return writer.frame(way.bytes);
+        };
+        if (!writer.begin() || !turner.run(take) || !writer.finish()) {
+            return turner.fault().empty() ? std::strerror(errno) : turner.fault();
+        }
+        outcome.written = writer.written();
+    }
+    DICT_UID syntax = UID_LITTLE_ENDIAN_EXPLICIT;
+    if (request.target != nullptr) (void)Dict.getUidDef(request.target->uid, syntax);
+    DcBuf value(scratch.takeReading().release(), 0, 0, syntax);
+    (void)value.setPlace64(0, outcome.written);
+    replacePixels(dataset, value, request.target == nullptr, outcome.change.pixels.bitsAllocated);
+    outcome.change.ratio = static_cast<double>(outcome.nativeBytes) / static_cast<double>(outcome.written);
+    instance = tellChange(dataset, outcome.change);
+    return "";
+}
+
+}  // namespace services
