@@ -66,6 +66,9 @@ class FrameTurner {
         encapsulated_ = frames_.foundBy() != FRAMES_BY_LAYOUT;
         uid_ = encapsulated_ ? source_ : kNative;
         repacks_ = (uid_ == kJpeg && isTarget(kJpegXlOfJpeg)) || (uid_ == kJpegXlOfJpeg && isTarget(kJpeg));
+        const DcElem* pixels = elementOf(dataset_, DcTag::PixelData);
+        if (pixels == nullptr) return false;
+        wordsTurned_ = frames_.xferSyn() == UID_BIG_ENDIAN_EXPLICIT && pixels->getVr() == VR_OW;
         return true;
     }
     bool encapsulated() const { return encapsulated_; }
@@ -147,7 +150,7 @@ class FrameTurner {
             way.fault = resultText(result);
             return false;
         }
-        if (frames_.xferSyn() == UID_BIG_ENDIAN_EXPLICIT && says_.bitsAllocated == 16) {
+        if (wordsTurned_) {
             for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) std::swap(bytes[i], bytes[i + 1]);
         }
         DcImageResult looked;
@@ -167,6 +170,7 @@ class FrameTurner {
     std::string uid_;
     bool encapsulated_ = false;
     bool repacks_ = false;
+    bool wordsTurned_ = false;  // OW of the other byte order, whatever a sample is
     std::string fault_;
 };
 

@@ -1,5 +1,6 @@
 // orvkit convert: no value is lost on the way, and OUT appears whole or not at all.
 #include <csignal>
+#include <tuple>
 
 #include "orvkit/elemlist.h"
 #include "orvkit/file.h"
@@ -51,6 +52,51 @@ TEST_F(ConvertTest, EverySyntaxLeadsToEveryOtherAndBackToTheSameBytes) {
            "explicit "
            "explicit; do orvkit convert a b --to $to && mv b a || exit 1; done; cmp in a");
     EXPECT_EQ(outcome.status, 0) << outcome.out << outcome.err;
+}
+
+TEST_F(ConvertTest, FramesGoThroughEveryCodecOfOurOwnAndComeBackAsTheyWere) {
+    const Outcome outcome =
+        sh("orvkit convert in a --to explicit && for to in uncompressed-frames rle jpeg-lossless "
+           "jpeg-process14; do "
+           "orvkit convert in b --to $to --jobs 2 && orvkit convert b c --to explicit && cmp a c || exit 1; "
+           "orvkit convert c big --to big && orvkit convert big d --to $to && cmp b d || exit 1; done");
+    EXPECT_EQ(outcome.status, 0) << outcome.out << outcome.err;
+    ASSERT_EQ(sh("orvkit convert in packed --to rle").status, 0);
+    std::string bytes = contentOf(dir / "packed");
+    const std::size_t header = bytes.find(std::string("\2\0\0\0\x40\0\0\0", 8));
+    ASSERT_NE(header, std::string::npos);
+    bytes[header] = 3;
+    std::ofstream(dir / "damaged", std::ios::binary) << bytes;
+    expectRefused("damaged", "explicit", "frame 1: RLE: the codestream has 3 segments, 2 were expected");
+}
+
+TEST_F(ConvertTest, AfterALossItIsAnotherInstanceThatTellsOfIt) {
+    const Outcome outcome = sh("orvkit convert in out --to jpegls-near --near 3");
+    if (outcome.status == 2) GTEST_SKIP() << "without CharLS: " << outcome.err;
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    DcDirMetaInfo before, after;
+    DcElemList plain, lossy;
+    ASSERT_EQ(dirReadFile((dir / "in").c_str(), before, plain), 0);
+    ASSERT_EQ(dirReadFile((dir / "out").c_str(), after, lossy), 0);
+    EXPECT_STRNE(after.sopInstanceUid, before.sopInstanceUid);
+    const std::tuple<unsigned int, int, const char*> wanted[] = {{0x00080018, 0, after.sopInstanceUid},
+                                                                 {0x00080008, 0, "DERIVED"},
+                                                                 {0x00282110, 0, "01"},
+                                                                 {0x00282114, 0, "ISO_14495_1"},
+                                                                 {0x00282112, 0, nullptr},
+                                                                 {0x00082111, 0, "Lossy compression"}};
+    for (const auto& [tag, index, text] : wanted) {
+        char value[128] = "";
+        EXPECT_EQ(lossy.getValue(tag, value, sizeof value, index), 0) << std::hex << tag;
+        if (text != nullptr) {
+            EXPECT_STREQ(value, text);
+        }
+    }
+    DcElemSq* source = nullptr;
+    ASSERT_EQ(lossy.getElem(0x00082112u, &source), 0);
+    char derived[65] = "";
+    EXPECT_EQ(source->first()->getElemList().getValue(0x00081155u, derived, sizeof derived), 0);
+    EXPECT_STREQ(derived, before.sopInstanceUid);
 }
 
 TEST_F(ConvertTest, WordsChangeTheirByteOrderWhereverTheyStand) {
