@@ -78,6 +78,7 @@ Fault checkFrame(const Codec& codec, const DcImagePixels& says, Bytes stream, He
     if (codec.coder == nullptr) {
         return {IMAGE_NO_CODEC, std::string("this build is without ") + codec.facts.library};
     }
+    if (stream.empty()) return damaged("the codestream is empty");
     if (Fault fault = codec.coder->inspect(says, stream, header)) return fault;
     if (Fault fault = agree(codec, says, header)) return fault;
     const std::uint64_t bytes = imageFrameBytes(says);
