@@ -115,7 +115,7 @@ class FrameTurner {
             way.packed.pixels = says_;
             return told(code, way.packed, way);
         }
-        Bytes pixels(imageFrameBytes(says_));
+        Bytes pixels(static_cast<std::size_t>(imageFrameBytes(says_)));
         int code = imageDecodeFrame(uid_.c_str(), says_, bytes.data(), bytes.size(), pixels.data(),
                                     pixels.size(), &way.unpacked);
         if (code != RESULT_OK || request_.target == nullptr) {
