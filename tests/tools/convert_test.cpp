@@ -178,7 +178,9 @@ TEST_F(ConvertTest, RefusalsNameTheReasonAndWriteNothing) {
                                  0xFF, 0x00, 0xE0, 2,    0, 0, 0, 0xFF, 0xD8};
     jpeg.add(new DcElem(T_7fe0_0010_pixelData, fragments, sizeof fragments, UID_JPEG_BASELINE, VR_OB, 0));
     make("jpeg", jpeg, UID_JPEG_BASELINE);
-    for (const char* to : {"implicit", "explicit", "big", "lzw"}) expectRefused("jpeg", to, "JPEG Baseline");
+    for (const char* to : {"implicit", "explicit", "big", "lzw"}) {
+        expectRefused("jpeg", to, "frame 1: JPEG: the pixels' description makes no sense");
+    }
 }
 
 TEST_F(ConvertTest, AFullDiskLeavesNothing) {
