@@ -18,6 +18,7 @@
 #include <string_view>
 
 #include "image/jpeg2000_header.h"
+#include "image/module.h"
 
 namespace orvkit::image {
 
@@ -167,7 +168,9 @@ void insertTileLengths(std::vector<unsigned char>& out, std::size_t begin) {
     out.insert(out.begin() + static_cast<std::ptrdiff_t>(first), segment.begin(), segment.end());
 }
 
-Fault encode(EncodeJob& job) {
+}  // namespace
+
+Fault jpeg2000::encodeHtj2k(EncodeJob& job) {
     if (!job.lossless && !(job.options.ratio > 1)) return {IMAGE_OPTION, "the ratio is above 1"};
     listen();
     const std::size_t begin = job.out.size();
@@ -181,8 +184,8 @@ Fault encode(EncodeJob& job) {
     return {};
 }
 
-}  // namespace
-
-const Coder kHtj2k{jpeg2000::inspect, jpeg2000::decode, encode};
-
 }  // namespace orvkit::image
+
+ORVKIT_IMAGE_PART orvkit::image::Fault orvkitEncodeHtj2k(orvkit::image::EncodeJob& job) {
+    return orvkit::image::jpeg2000::encodeHtj2k(job);
+}

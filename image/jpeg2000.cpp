@@ -243,5 +243,8 @@ Fault jpeg2000::decode(DecodeJob& job) {
 }
 
 const Coder kJpeg2000{jpeg2000::inspect, jpeg2000::decode, encode};
+#if ORVKIT_WITH_OPENJPH
+const Coder kHtj2k{jpeg2000::inspect, jpeg2000::decode, jpeg2000::encodeHtj2k};
+#endif
 
 }  // namespace orvkit::image

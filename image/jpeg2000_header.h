@@ -21,6 +21,8 @@ Fault readMainHeader(Bytes codestream, MainHeader& header);
 Fault inspect(const DcImagePixels& says, Bytes stream, Header& header);
 // By OpenJPEG.
 Fault decode(DecodeJob& job);
+// By OpenJPH.
+Fault encodeHtj2k(EncodeJob& job);
 
 // What a data set says of what is decoded, and of what was encoded.
 DcPhotometric decodedColour(const MainHeader& header, DcPhotometric says);

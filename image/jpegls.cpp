@@ -2,6 +2,7 @@
 #include <charls/charls.h>
 
 #include "image/codec.h"
+#include "image/module.h"
 
 namespace orvkit::image {
 
@@ -63,3 +64,7 @@ Fault encode(EncodeJob& job) {
 const Coder kJpegLs{inspect, decode, encode};
 
 }  // namespace orvkit::image
+
+ORVKIT_IMAGE_PART const orvkit::image::Coder* orvkitJpegLs() {
+    return &orvkit::image::kJpegLs;
+}

@@ -9,6 +9,7 @@
 #include <new>
 
 #include "image/codec.h"
+#include "image/module.h"
 
 namespace orvkit::image {
 
@@ -214,3 +215,11 @@ const Coder kJpegXl{inspect, decode, encode};
 const Coder kJpegXlOfJpeg{inspect, decode, nullptr, packJpeg, unpackJpeg};
 
 }  // namespace orvkit::image
+
+ORVKIT_IMAGE_PART const orvkit::image::Coder* orvkitJpegXl() {
+    return &orvkit::image::kJpegXl;
+}
+
+ORVKIT_IMAGE_PART const orvkit::image::Coder* orvkitJpegXlOfJpeg() {
+    return &orvkit::image::kJpegXlOfJpeg;
+}

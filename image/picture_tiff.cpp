@@ -9,6 +9,7 @@
 #include <memory>
 #include <vector>
 
+#include "image/module.h"
 #include "image/picture_writer.h"
 #include "orvkit/result.h"
 
@@ -119,3 +120,7 @@ int writeTiff(const PictureJob& job) {
 }
 
 }  // namespace orvkit::render
+
+ORVKIT_IMAGE_PART int orvkitWriteTiff(const orvkit::render::PictureJob& job) {
+    return orvkit::render::writeTiff(job);
+}

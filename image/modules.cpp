@@ -1,0 +1,118 @@
+// The codecs and formats of libraries that take long to start: modules, loaded when one is first needed. An
+// application that needs none does not wait for them.
+#include <cstdio>
+#include <string>
+
+#include "image/codec.h"
+#include "image/jpeg2000_header.h"
+#include "image/picture_writer.h"
+#include "platform/module.h"
+
+namespace orvkit {
+
+namespace {
+
+// What a module calls its part, and where it is.
+struct Part {
+    const char* module;
+    const char* symbol;
+};
+
+// A part once it was asked for.
+struct Loaded {
+    std::string trouble;
+    void* symbol;
+
+    explicit Loaded(const Part& part) : symbol(platform::moduleSymbol(part.module, part.symbol, trouble)) {}
+};
+
+template <const Part& part>
+const Loaded& loaded() {
+    static const Loaded it(part);
+    return it;
+}
+
+}  // namespace
+
+namespace image {
+
+namespace {
+
+using GetCoder = const Coder* (*)();
+
+// The functions of a coder that is elsewhere.
+template <const Part& part>
+struct Elsewhere {
+    template <typename Function, typename... Arguments>
+    static Fault call(Function function, Arguments&&... arguments) {
+        const Loaded& module = loaded<part>();
+        if (module.symbol == nullptr) return {IMAGE_NO_CODEC, module.trouble};
+        return (reinterpret_cast<GetCoder>(module.symbol)()->*function)(arguments...);
+    }
+    static Fault inspect(const DcImagePixels& says, Bytes stream, Header& header) {
+        return call(&Coder::inspect, says, stream, header);
+    }
+    static Fault decode(DecodeJob& job) { return call(&Coder::decode, job); }
+    static Fault encode(EncodeJob& job) { return call(&Coder::encode, job); }
+    static Fault packJpeg(Bytes jpeg, std::vector<unsigned char>& out) {
+        return call(&Coder::packJpeg, jpeg, out);
+    }
+    static Fault unpackJpeg(Bytes stream, std::vector<unsigned char>& out) {
+        return call(&Coder::unpackJpeg, stream, out);
+    }
+    static constexpr Coder coder{inspect, decode, encode};
+};
+
+#if ORVKIT_WITH_CHARLS
+constexpr Part jpegLs{"orvkit_image_charls.so", "orvkitJpegLs"};
+#endif
+#if ORVKIT_WITH_OPENJPH
+constexpr Part htj2k{"orvkit_image_openjph.so", "orvkitEncodeHtj2k"};
+#endif
+#if ORVKIT_WITH_JXL
+constexpr Part jpegXl{"orvkit_image_jxl.so", "orvkitJpegXl"};
+constexpr Part jpegXlOfJpeg{"orvkit_image_jxl.so", "orvkitJpegXlOfJpeg"};
+#endif
+
+}  // namespace
+
+#if ORVKIT_WITH_CHARLS
+const Coder kJpegLs = Elsewhere<jpegLs>::coder;
+#endif
+#if ORVKIT_WITH_OPENJPH
+Fault jpeg2000::encodeHtj2k(EncodeJob& job) {
+    const Loaded& module = loaded<htj2k>();
+    if (module.symbol == nullptr) return {IMAGE_NO_CODEC, module.trouble};
+    return reinterpret_cast<Fault (*)(EncodeJob&)>(module.symbol)(job);
+}
+#endif
+#if ORVKIT_WITH_JXL
+const Coder kJpegXl = Elsewhere<jpegXl>::coder;
+const Coder kJpegXlOfJpeg{Elsewhere<jpegXlOfJpeg>::inspect, Elsewhere<jpegXlOfJpeg>::decode, nullptr,
+                          Elsewhere<jpegXlOfJpeg>::packJpeg, Elsewhere<jpegXlOfJpeg>::unpackJpeg};
+#endif
+
+}  // namespace image
+
+#if ORVKIT_WITH_TIFF
+namespace render {
+
+namespace {
+
+constexpr Part tiff{"orvkit_image_tiff.so", "orvkitWriteTiff"};
+
+}  // namespace
+
+int writeTiff(const PictureJob& job) {
+    const Loaded& module = loaded<tiff>();
+    if (module.symbol != nullptr) {
+        return reinterpret_cast<int (*)(const PictureJob&)>(module.symbol)(job);
+    }
+    std::snprintf(job.fault.text, sizeof job.fault.text, "TIFF: %s", module.trouble.c_str());
+    return IMAGE_CODEC;
+}
+
+}  // namespace render
+#endif
+
+}  // namespace orvkit
