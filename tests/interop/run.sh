@@ -82,10 +82,12 @@ case $program in
     ;;
   dcmdump)
     for file in "$work"/phantom/*/* $(sample_files); do
+      # What becomes of frames that are unpacked, codecs.py compares.
+      dcmdump -q +P 7fe0,0010 "$file" 2>/dev/null | grep -q PixelSequence && continue
       if convert "$file"; then
         for to in "${kinds[@]}"; do compare_values "$file" "$work/$to.dcm"; done
       else
-        grep -q encapsulated "$work/refusal" || fault "not converted: $(cat "$work/refusal")"
+        fault "not converted: $(cat "$work/refusal")"
       fi
     done
     ;;

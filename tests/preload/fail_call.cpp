@@ -35,9 +35,12 @@ bool fails(const char* call) {
     return true;
 }
 
+// Where files have 64-bit places beside others, their calls have names of their own.
+constexpr bool hasTwo = sizeof(long) < sizeof(off_t);
+
 template <typename Call>
-Call next(Call, const char* name) {
-    return reinterpret_cast<Call>(::dlsym(RTLD_NEXT, name));
+Call next(Call, const char* name, const char* name64) {
+    return reinterpret_cast<Call>(::dlsym(RTLD_NEXT, hasTwo ? name64 : name));
 }
 
 int openNext(const char* call, int folder, const char* path, int flags, std::va_list rest) {
@@ -64,15 +67,17 @@ int openat(int folder, const char* path, int flags, ...) {
     return handle;
 }
 ssize_t read(int handle, void* data, size_t length) {
-    return fails("read") ? -1 : next(read, "read")(handle, data, length);
+    return fails("read") ? -1 : next(read, "read", "read")(handle, data, length);
 }
 ssize_t pread(int handle, void* data, size_t length, off_t at) {
-    return fails("read") ? -1 : next(pread, "pread")(handle, data, length, at);
+    return fails("read") ? -1 : next(pread, "pread", "pread64")(handle, data, length, at);
 }
 ssize_t copy_file_range(int from, off64_t* at, int to, off64_t* toAt, size_t length, unsigned int flags) {
-    return fails("copy") ? -1 : next(copy_file_range, "copy_file_range")(from, at, to, toAt, length, flags);
+    return fails("copy") ? -1
+                         : next(copy_file_range, "copy_file_range", "copy_file_range")(from, at, to, toAt,
+                                                                                       length, flags);
 }
 int fstat(int handle, struct stat* status) noexcept {
-    return fails("stat") ? -1 : next(fstat, "fstat")(handle, status);
+    return fails("stat") ? -1 : next(fstat, "fstat", "fstat64")(handle, status);
 }
 }

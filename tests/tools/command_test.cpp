@@ -19,7 +19,7 @@ TEST_F(CommandTest, ExitStatusTellsUsageFromFailure) {
         {"orvkit", 2, false, true},
         {"orvkit nonsense", 2, false, true},
         {"orvkit lookup --nonsense PN", 2, false, true},
-        {"orvkit convert in out --to jpeg", 2, false, true},
+        {"orvkit convert in out --to gif", 2, false, true},
         {"orvkit phantom p --size 0", 2, false, true},
         {"orvkit dump --nonsense 2>&1 | grep nonsense", 0, true, false},
         {"orvkit convert missing out --to big", 1, false, true},
@@ -76,7 +76,7 @@ all | { while read -ra c; do
   missing=$(comm -23 <(options "${c[@]}" | sort) <(offered "${c[@]}" - | sort))
   compare '' "$missing" "${c[*]}"
 done; } || exit 1
-compare "$(printf '%s\n' implicit explicit big lzw)" "$(offered convert --to '' | grep -v deflated)" values
+compare "$(printf '%s\n' implicit explicit big lzw)" "$(offered convert --to '' | head -4)" values
 compare "$(printf 'patient')" "$(offered find h 1 --root p)" value
 compare '' "$(offered serve --port '')" 'a number'
 mkdir folder; touch file

@@ -176,8 +176,9 @@ TEST_F(ConvertTest, RefusalsNameTheReasonAndWriteNothing) {
     DcElemList jpeg;
     unsigned char fragments[] = {0xFE, 0xFF, 0x00, 0xE0, 0, 0, 0, 0,    0xFE,
                                  0xFF, 0x00, 0xE0, 2,    0, 0, 0, 0xFF, 0xD8};
-    jpeg.add(new DcElem(T_7fe0_0010_pixelData, fragments, sizeof fragments, UID_JPEG_BASELINE, VR_OB, 0));
-    make("jpeg", jpeg, UID_JPEG_BASELINE);
+    jpeg.add(new DcElem(T_7fe0_0010_pixelData, fragments, sizeof fragments,
+                        UID_JPEG_LOSSLESS_FIRST_ORDER_PREDICTION, VR_OB, 0));
+    make("jpeg", jpeg, UID_JPEG_LOSSLESS_FIRST_ORDER_PREDICTION);
     for (const char* to : {"implicit", "explicit", "big", "lzw"}) {
         expectRefused("jpeg", to, "frame 1: JPEG: the pixels' description makes no sense");
     }

@@ -77,7 +77,7 @@ TEST_F(DeflatedTest, PeersGiveAndTakeThem) {
     const Outcome outcome = sh(R"sh(
 mkdir got set
 trap 'kill $! 2>/dev/null' EXIT
-serve() { ")sh" ORVKIT_COMMAND R"sh(" serve "$@" --port 0 2>log & for ((i = 0; i < 600; ++i)); do
+serve() { : >log; ")sh" ORVKIT_COMMAND R"sh(" serve "$@" --port 0 2>log & for ((i = 0; i < 600; ++i)); do
   port=$(sed -nE 's/.*port ([0-9]+).*/\1/p' log | head -1); [ -n "$port" ] && return; sleep 0.05; done; }
 serve got; orvkit send X@127.0.0.1:$port deflated || exit 1
 kill $!; wait
