@@ -14,6 +14,10 @@ class RenderCommand : public tools_test::CommandTest {
         if (dir.empty()) return;
         ASSERT_EQ(sh("orvkit phantom study --size 32 --images 3 --series 2 --seed 7").status, 0);
     }
+    // A format whose library this build is without.
+    static bool isLeftOut(const tools_test::Outcome& run) {
+        return run.status == 2 && holds(run.err, " was left out of this build: it needs lib");
+    }
 };
 
 TEST_F(RenderCommand, WritesTheFormatThatTheNameAsksFor) {
@@ -23,6 +27,7 @@ TEST_F(RenderCommand, WritesTheFormatThatTheNameAsksFor) {
     };
     for (const auto& [name, front] : formats) {
         const auto run = sh("orvkit render study/SE000001/IM000002 -o " + std::string(name));
+        if (isLeftOut(run)) continue;
         EXPECT_EQ(run.status, 0) << name << run.err;
         EXPECT_EQ(run.out + run.err, "");
         EXPECT_EQ(contentOf(dir / name).substr(0, front.size()), front) << name;
@@ -37,9 +42,9 @@ TEST_F(RenderCommand, WritesAPictureForEachFileOfADirectoryByItsName) {
     EXPECT_EQ(names("out"), (std::vector<std::string>{"SE000001", "SE000002"}));
     EXPECT_EQ(names("out/SE000002"),
               (std::vector<std::string>{"IM000001.pnm", "IM000002.pnm", "IM000003.pnm"}));
-    const auto clash = sh("orvkit render study/SE00000?/IM000001 -o flat");
+    const auto clash = sh("orvkit render study/SE00000?/IM000001 -o flat --format pnm");
     EXPECT_EQ(clash.status, 1);
-    EXPECT_TRUE(holds(clash.err, "another picture is flat/IM000001.png already"));
+    EXPECT_TRUE(holds(clash.err, "another picture is flat/IM000001.pnm already"));
 }
 
 TEST_F(RenderCommand, MakesOneSheetOfAStudy) {
@@ -117,7 +122,7 @@ TEST_F(RenderCommand, WhatCannotBeShownIsToldByFileFrameAndCodecAndTheRestDelive
         const auto run = sh("rm -rf out*; orvkit render " + std::string(one.arguments) +
                             "; s=$?; find out* -type f 2>/dev/null | sort; exit $s");
         EXPECT_EQ(run.status, one.status) << one.arguments;
-        EXPECT_TRUE(holds(run.err, one.words)) << one.arguments;
+        EXPECT_TRUE(isLeftOut(run) || holds(run.err, one.words)) << one.arguments;
         std::string listed;
         for (const std::string& name : one.written) listed += name + "\n";
         EXPECT_EQ(run.out, listed) << one.arguments;
