@@ -186,6 +186,6 @@ Fault jpeg2000::encodeHtj2k(EncodeJob& job) {
 
 }  // namespace orvkit::image
 
-ORVKIT_IMAGE_PART orvkit::image::Fault orvkitEncodeHtj2k(orvkit::image::EncodeJob& job) {
-    return orvkit::image::jpeg2000::encodeHtj2k(job);
+ORVKIT_IMAGE_PART decltype(&orvkit::image::jpeg2000::encodeHtj2k) orvkitEncodeHtj2k() {
+    return &orvkit::image::jpeg2000::encodeHtj2k;
 }

@@ -83,7 +83,7 @@ const Coder kJpegLs = Elsewhere<jpegLs>::coder;
 Fault jpeg2000::encodeHtj2k(EncodeJob& job) {
     const Loaded& module = loaded<htj2k>();
     if (module.symbol == nullptr) return {IMAGE_NO_CODEC, module.trouble};
-    return reinterpret_cast<Fault (*)(EncodeJob&)>(module.symbol)(job);
+    return reinterpret_cast<decltype (&encodeHtj2k) (*)()>(module.symbol)()(job);
 }
 #endif
 #if ORVKIT_WITH_JXL
