@@ -84,7 +84,7 @@ class PrintForm : public DumpForm {
         out_.hex(static_cast<unsigned long long>(bytes)) << ") bytes";
     }
     void putPlace(const Values::DiskPlace& place) {
-        putSize(place.length);
+        putSize(static_cast<long long>(place.length));
         out_ << " at offset " << place.offset << " (0x";
         out_.hex(place.offset) << ')';
         if (place.encapsulated) out_ << ", encapsulated";
