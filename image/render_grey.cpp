@@ -24,7 +24,7 @@ Range between(std::vector<Weighed>& all, double lowPercent, double highPercent) 
     std::uint64_t total = 0;
     for (const Weighed& one : all) total += one.count;
     const auto at = [&](double percent) {
-        auto left = static_cast<std::uint64_t>(percent / 100 * static_cast<double>(total - 1) + 0.5);
+        auto left = static_cast<std::uint64_t>(std::llround(percent / 100 * static_cast<double>(total - 1)));
         for (const Weighed& one : all) {
             if (left < one.count) return one.value;
             left -= one.count;

@@ -2,6 +2,7 @@
 #ifndef ORVKIT_IMAGE_RENDER_JOB_H
 #define ORVKIT_IMAGE_RENDER_JOB_H
 
+#include <cmath>
 #include <cstdint>
 #include <type_traits>
 
@@ -48,7 +49,7 @@ Sample* samplesOf(DcPicture& picture, unsigned int row) {
 template <typename Sample>
 Sample sampleOf(double level) {
     constexpr double most = static_cast<Sample>(-1);
-    return static_cast<Sample>(level * most + 0.5);
+    return static_cast<Sample>(std::lround(level * most));
 }
 
 }  // namespace orvkit::render

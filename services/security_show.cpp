@@ -47,7 +47,7 @@ void printCertificate(const DcSecurityInfo& info) {
 }
 
 // Whether it is good, where the options tell how to know that.
-int judge(const PeerOptions& options, TlsOptions tls) {
+int judge(const PeerOptions& options, const TlsOptions& tls) {
     if (tls.authorities.empty() && tls.pins.empty()) return EXIT_OK;
     DcSecurityInfo info;
     if (shakeHands(options, tls, info) == RESULT_OK) {
@@ -116,6 +116,7 @@ bool makeParty(const SiteOptions& options, const Files& authority, const std::st
     if (names.front() == "ca") return complain("ca is the name of the authority");
     const Files files(options.directory, names.front());
     std::vector<const char*> hosts;
+    hosts.reserve(names.size());
     for (const std::string& name : names) hosts.push_back(name.c_str());
     forgetFault();
     if (tlsMakePair(authority.certificate.c_str(), authority.key.c_str(), hosts.data(),
