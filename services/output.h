@@ -8,6 +8,8 @@
 #include <string_view>
 #include <type_traits>
 
+#include "services/report.h"
+
 namespace services {
 
 // Decides when text may be written that several threads gather at once.
@@ -71,14 +73,18 @@ class Output {
 
     void flush() {
         if (gate_ != nullptr && !text_.empty() && !gate_->opens(text_.size())) return;
-        if (!text_.empty()) (void)std::fwrite(text_.data(), 1, text_.size(), stdout);
+        if (!text_.empty() && std::fwrite(text_.data(), 1, text_.size(), stdout) != text_.size()) {
+            noteOutputFailure();
+        }
         flushed_ += text_.size();
         text_.clear();
     }
     // Also what the stream still holds; false when it does not get out.
     [[nodiscard]] bool deliver() {
         flush();
-        return std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
+        if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return true;
+        noteOutputFailure();
+        return false;
     }
     bool failed() const { return std::ferror(stdout) != 0; }
 

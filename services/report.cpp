@@ -1,5 +1,6 @@
 #include "services/report.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
@@ -13,6 +14,9 @@
 
 namespace services {
 namespace {
+
+// The first reason why standard output failed, on whatever thread.
+std::atomic<int> outputFailure = 0;
 
 thread_local std::string faultOfThread;
 thread_local int replacedByThread = 0;
@@ -129,9 +133,16 @@ int misused(const char* format, ...) {
 
 bool finishOutput() {
     if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return true;
+    noteOutputFailure();
     // Whoever read has seen enough.
-    if (errno != EPIPE) complain("standard output: %s", std::strerror(errno));
+    const int reason = outputFailure;
+    if (reason != EPIPE) complain("standard output: %s", reason != 0 ? std::strerror(reason) : "write error");
     return false;
+}
+
+void noteOutputFailure() noexcept {
+    int none = 0;
+    outputFailure.compare_exchange_strong(none, errno);
 }
 
 std::string resultText(int result) {

@@ -49,6 +49,8 @@ int misused(const char* format, ...) ORVKIT_PRINTF(1, 2);
 
 // Flushes standard output; false, with a complaint, when not everything could be written.
 [[nodiscard]] bool finishOutput();
+// Called at once, on the thread whose writing failed: finishOutput tells the first reason.
+void noteOutputFailure() noexcept;
 
 // What a result code of the library means for a file that cannot be read or written: "not a DICOM Part 10
 // file". "result 1234" for codes that say nothing to a user.

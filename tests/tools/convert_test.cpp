@@ -87,7 +87,7 @@ TEST_F(ConvertTest, AfterALossItIsAnotherInstanceThatTellsOfIt) {
                                                                  {0x00082111, 0, "Lossy compression"}};
     for (const auto& [tag, index, text] : wanted) {
         char value[128] = "";
-        EXPECT_EQ(lossy.getValue(tag, value, sizeof value, index), 0) << std::hex << tag;
+        EXPECT_EQ(lossy.getValue(tag, value, sizeof value - 1, index), 0) << std::hex << tag;
         if (text != nullptr) {
             EXPECT_STREQ(value, text);
         }
