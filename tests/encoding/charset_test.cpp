@@ -120,8 +120,10 @@ TEST(CharsetTest, WhatCannotBeConvertedIsCountedAndPlaced) {
         // A pair that is no character takes nothing of the next ones.
         {true, "\\ISO 2022 IR 87", VR_LO, "\x1B$B)!;3", ELEM_CHARSET_LOSS, "\xEF\xBF\xBD\xEF\xBF\xBD山", 2,
          3},
+#ifndef _WIN32  // where it is a character of private use
         {true, "\\ISO 2022 IR 159", VR_LO, "\x1B$(D~~0!", ELEM_CHARSET_LOSS, "\xEF\xBF\xBD\xEF\xBF\xBD丂", 2,
          4},
+#endif
         {false, "ISO_IR 100", VR_LO, "a\x1B$B", ELEM_CHARSET_LOSS, "a?$B", 1, 1},
         {false, "ISO_IR 100", VR_LO, "é山é", ELEM_CHARSET_LOSS, "\xE9?\xE9", 1, 2},
         {false, "ISO_IR 100", VR_CS, "é", ELEM_CHARSET_LOSS, "?", 1, 0},
