@@ -95,7 +95,7 @@ TEST_F(ConvertTest, AfterALossItIsAnotherInstanceThatTellsOfIt) {
     DcElemSq* source = nullptr;
     ASSERT_EQ(lossy.getElem(0x00082112u, &source), 0);
     char derived[65] = "";
-    EXPECT_EQ(source->first()->getElemList().getValue(0x00081155u, derived, sizeof derived), 0);
+    EXPECT_EQ(source->first()->getElemList().getValue(0x00081155u, derived, sizeof derived - 1), 0);
     EXPECT_STREQ(derived, before.sopInstanceUid);
 }
 
