@@ -1,16 +1,14 @@
 // The codec of deflated data sets: zlib behind the library's hook.
 #include "orvkit/deflate.h"
 
-#include <zlib.h>
-
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <limits>
 #include <new>
 
+#include "deflate/zlib_pass.h"
 #include "encoding/codec.h"
 #include "orvkit/result.h"
 
@@ -19,33 +17,12 @@ namespace {
 using orvkit::CodecStep;
 using orvkit::CodecStream;
 using orvkit::DataSetCodec;
+using namespace orvkit::zlib;
 
 using Bytes = std::span<const unsigned char>;
 using Room = std::span<unsigned char>;
 
-constexpr int kRawWindow = -15;  // RFC 1951 without a header, with the largest window
-constexpr int kMemoryLevel = 8;  // zlib's own choice
-
 std::atomic<std::uint64_t> mostBytes = std::uint64_t{1} << 31;
-
-uInt clipped(std::size_t size) {
-    return static_cast<uInt>(std::min<std::size_t>(size, std::numeric_limits<uInt>::max()));
-}
-
-// Runs `call` over the front of both.
-template <typename Call>
-int pass(z_stream& z, Bytes& in, Room& out, Call call) {
-    z.next_in = const_cast<Bytef*>(in.data());  // zlib only reads
-    z.avail_in = clipped(in.size());
-    z.next_out = out.data();
-    z.avail_out = clipped(out.size());
-    const std::size_t offered = z.avail_in;
-    const std::size_t room = z.avail_out;
-    const int result = call();
-    in = in.subspan(offered - z.avail_in);
-    out = out.subspan(room - z.avail_out);
-    return result;
-}
 
 class Deflater final : public CodecStream {
   public:

@@ -16,6 +16,15 @@ namespace orvkit::image {
 using Bytes = std::span<const unsigned char>;
 using Room = std::span<unsigned char>;
 
+// Of what a codec's library makes and takes back, for std::unique_ptr.
+template <auto release>
+struct Release {
+    template <typename T>
+    void operator()(T* owned) const {
+        release(owned);
+    }
+};
+
 // A code and the words for it; without a code nothing went wrong.
 struct Fault {
     int code = RESULT_OK;

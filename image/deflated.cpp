@@ -1,22 +1,14 @@
 // Frames deflated one by one (PS3.5 A.4.12), by zlib.
-#include <zlib.h>
-
-#include <algorithm>
-#include <limits>
-
+#include "deflate/zlib_pass.h"
 #include "image/codec.h"
 
 namespace orvkit::image {
 
 namespace {
 
-constexpr int kRawWindow = -15;               // RFC 1951 without a header, with the largest window
-constexpr int kMemoryLevel = 8;               // zlib's own choice
-constexpr std::size_t kMostExpansion = 1032;  // of a stream, by its format
+using namespace zlib;
 
-uInt clipped(std::size_t size) {
-    return static_cast<uInt>(std::min<std::size_t>(size, std::numeric_limits<uInt>::max()));
-}
+constexpr std::size_t kMostExpansion = 1032;  // of a stream, by its format
 
 struct Inflater {
     Inflater() : sound(inflateInit2(&z, kRawWindow) == Z_OK) {}
@@ -44,19 +36,6 @@ Fault inspect(const DcImagePixels& says, Bytes stream, Header& header) {
     return {};
 }
 
-// Runs `call` until it has gone through `in`, or `out` is full.
-template <typename Call>
-int pass(z_stream& z, Bytes& in, Room& out, Call call) {
-    z.next_in = const_cast<Bytef*>(in.data());  // zlib only reads
-    z.avail_in = clipped(in.size());
-    z.next_out = out.data();
-    z.avail_out = clipped(out.size());
-    const int result = call(z);
-    in = in.last(in.size() - static_cast<std::size_t>(z.next_in - in.data()));
-    out = out.last(out.size() - static_cast<std::size_t>(z.next_out - out.data()));
-    return result;
-}
-
 Fault decode(DecodeJob& job) {
     Inflater inflater;
     if (!inflater.sound) throw std::bad_alloc();
@@ -64,7 +43,7 @@ Fault decode(DecodeJob& job) {
     Room out = job.samples;
     int result = Z_OK;
     while (result == Z_OK && !out.empty()) {
-        result = pass(inflater.z, in, out, [](z_stream& z) { return inflate(&z, Z_NO_FLUSH); });
+        result = pass(inflater.z, in, out, [&] { return inflate(&inflater.z, Z_NO_FLUSH); });
     }
     if (result == Z_MEM_ERROR) throw std::bad_alloc();
     if (out.empty()) return {};
@@ -82,7 +61,7 @@ Fault encode(EncodeJob& job) {
     int result = Z_OK;
     while (result == Z_OK) {
         const int flush = in.size() <= std::numeric_limits<uInt>::max() ? Z_FINISH : Z_NO_FLUSH;
-        result = pass(deflater.z, in, out, [flush](z_stream& z) { return deflate(&z, flush); });
+        result = pass(deflater.z, in, out, [&] { return deflate(&deflater.z, flush); });
     }
     if (result != Z_STREAM_END) return {IMAGE_CODEC, "zlib: " + std::to_string(result)};
     job.out.resize(job.out.size() - out.size());

@@ -12,13 +12,6 @@ namespace orvkit::image {
 
 namespace {
 
-template <auto release>
-struct Release {
-    template <typename T>
-    void operator()(T* owned) const {
-        release(owned);
-    }
-};
 using Stream = std::unique_ptr<opj_stream_t, Release<opj_stream_destroy>>;
 using Library = std::unique_ptr<opj_codec_t, Release<opj_destroy_codec>>;
 using Image = std::unique_ptr<opj_image_t, Release<opj_image_destroy>>;

@@ -101,6 +101,37 @@ Fault readHeaders(Bytes stream, Headers& headers);
 // Whether three components are YCbCr and no RGB.
 bool isYcc(const Headers& headers, DcPhotometric says);
 
+// What predictor `selector` makes of the samples to the left, above, and left above (T.81 Table H.1).
+constexpr int predicted(unsigned int selector, int left, int above, int corner) {
+    switch (selector) {
+        case 1:
+            return left;
+        case 2:
+            return above;
+        case 3:
+            return corner;
+        case 4:
+            return left + above - corner;
+        case 5:
+            return left + ((above - corner) >> 1);
+        case 6:
+            return above + ((left - corner) >> 1);
+        default:
+            return (left + above) >> 1;
+    }
+}
+
+// Takes segment after segment until `missing` components are none, each with its scan.
+template <typename Take>
+Fault takeScans(Segments& segments, const unsigned int& missing, Take take) {
+    while (missing != 0) {
+        const std::optional<Segment> segment = segments.next();
+        if (!segment || segment->marker == end) return damaged("the codestream ends before its last scan");
+        if (Fault fault = take(*segment)) return fault;
+    }
+    return {};
+}
+
 // The processes. Those by libjpeg are there where CMakeLists.txt has found it.
 Fault decodeLossless(DecodeJob& job);
 Fault encodeLossless(EncodeJob& job);

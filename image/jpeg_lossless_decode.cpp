@@ -11,33 +11,12 @@ namespace {
 using Line = std::vector<std::uint16_t>;
 using DecoderOf = std::array<std::unique_ptr<HuffmanDecoder>, kMostComponents>;
 
-// What predictor `selector` makes of the samples to the left, above, and left above (Table H.1).
-template <unsigned int selector>
-int predicted(int left, int above, int corner) {
-    switch (selector) {
-        case 1:
-            return left;
-        case 2:
-            return above;
-        case 3:
-            return corner;
-        case 4:
-            return left + above - corner;
-        case 5:
-            return left + ((above - corner) >> 1);
-        case 6:
-            return above + ((left - corner) >> 1);
-        default:
-            return (left + above) >> 1;
-    }
-}
-
 // From differences to samples, in place.
 template <unsigned int selector>
 void restoreLine(Line& line, const Line& above) {
     int left = line[0] = static_cast<std::uint16_t>(line[0] + above[0]);
     for (std::size_t x = 1; x < line.size(); ++x) {
-        left = static_cast<std::uint16_t>(line[x] + predicted<selector>(left, above[x], above[x - 1]));
+        left = static_cast<std::uint16_t>(line[x] + predicted(selector, left, above[x], above[x - 1]));
         line[x] = static_cast<std::uint16_t>(left);
     }
 }
@@ -162,13 +141,7 @@ class LosslessDecoder {
     explicit LosslessDecoder(DecodeJob& job) : job_(job), segments_(job.stream) {}
 
     Fault run() {
-        while (missing_ != 0) {
-            const std::optional<Segment> segment = segments_.next();
-            if (!segment || segment->marker == end)
-                return damaged("the codestream ends before its last scan");
-            if (Fault fault = take(*segment)) return fault;
-        }
-        return {};
+        return takeScans(segments_, missing_, [this](const Segment& segment) { return take(segment); });
     }
 
   private:

@@ -34,10 +34,11 @@ class Differences {
         job_.pixels.bitsStored <= 8 ? load<std::uint8_t>(y) : load<std::uint16_t>(y);
         const std::size_t step = job_.pixels.samples;
         for (std::size_t i = 0; i < line_.size(); ++i) {
-            const int guess = i >= step && y != 0 ? predict(line_[i - step], above_[i], above_[i - step])
-                              : y != 0            ? above_[i]
-                              : i >= step         ? line_[i - step]
-                                                  : 1 << (job_.pixels.bitsStored - 1);
+            const int guess = i >= step && y != 0
+                                  ? predicted(selector_, line_[i - step], above_[i], above_[i - step])
+                              : y != 0    ? above_[i]
+                              : i >= step ? line_[i - step]
+                                          : 1 << (job_.pixels.bitsStored - 1);
             out_[i] = static_cast<std::int16_t>(line_[i] - guess);
         }
         return out_;
@@ -52,24 +53,6 @@ class Differences {
             std::memcpy(&word, from, sizeof word);
             sample = word;
             from += sizeof word;
-        }
-    }
-    int predict(int left, int above, int corner) const {
-        switch (selector_) {
-            case 1:
-                return left;
-            case 2:
-                return above;
-            case 3:
-                return corner;
-            case 4:
-                return left + above - corner;
-            case 5:
-                return left + ((above - corner) >> 1);
-            case 6:
-                return above + ((left - corner) >> 1);
-            default:
-                return (left + above) >> 1;
         }
     }
 

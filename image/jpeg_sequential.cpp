@@ -164,13 +164,7 @@ class SequentialDecoder {
     explicit SequentialDecoder(DecodeJob& job) : job_(job), segments_(job.stream) {}
 
     Fault run() {
-        while (missing_ != 0) {
-            const std::optional<Segment> segment = segments_.next();
-            if (!segment || segment->marker == end)
-                return damaged("the codestream ends before its last scan");
-            if (Fault fault = take(*segment)) return fault;
-        }
-        return {};
+        return takeScans(segments_, missing_, [this](const Segment& segment) { return take(segment); });
     }
     // The planes at the size of the frame: samples are repeated where there are fewer.
     void store(bool ycc) {

@@ -15,13 +15,6 @@ namespace orvkit::image {
 
 namespace {
 
-template <auto release>
-struct Release {
-    template <typename T>
-    void operator()(T* owned) const {
-        release(owned);
-    }
-};
 using Decoder = std::unique_ptr<JxlDecoder, Release<JxlDecoderDestroy>>;
 using Encoder = std::unique_ptr<JxlEncoder, Release<JxlEncoderDestroy>>;
 
