@@ -451,8 +451,10 @@ int DcElem::getBufSize(unsigned int& size, unsigned int*) {
         total += ElemAccess::delimiterRoom(*this);
     } else {
         // More where there are separators between many short values, and where values were accepted that are
-        // longer than their VR allows. Of texts the last NUL is not written, or is the padding.
-        const unsigned long long written = shortHeader + (store_.used & ~1ull);
+        // longer than their VR allows: beyond what a short header can tell, with that of UN. Of texts the
+        // last NUL is not written, or is the padding.
+        const unsigned long long used = store_.used & ~1ull;
+        const unsigned long long written = (used > 0xFFFF ? largestHeader : shortHeader) + used;
         total = std::max(total + estimateValues(*this, vr), written);
     }
     size = saturate(total);

@@ -8,6 +8,7 @@
 #include "orvkit/keywords.h"
 #include "support/capture_log.h"
 #include "support/dataset.h"
+#include "support/elem_values.h"
 
 namespace {
 
@@ -103,12 +104,21 @@ TEST_F(LaterVrs, LeaveRoomForLongValuesOfEarlierOnesAsUn) {
         EXPECT_EQ(elemAt(again, DcTag::SimpleFrameList)->getValue(last, 19999), RESULT_OK);
         EXPECT_EQ(last, 19999);
     }
+    unsigned int size = 0;
+    unsigned int used = 0;
+    std::vector<unsigned char> room(100000);
+    {
+        const ExceptionLevel whole(0);
+        DcElem name(DcTag::PatientName, std::string(70000, 'A').c_str());
+        EXPECT_EQ(name.getBufSize(size, nullptr), RESULT_OK);
+        EXPECT_EQ(name.frame(room.data(), used, kExplicit), RESULT_OK);
+        EXPECT_EQ(size, 12u + 70000u);
+        EXPECT_EQ(used, size);
+    }
     dictSetEdition(DICT_EDITION_2008);
     DICT_VR vr{};
     for (const char* letters : {"OD", "OL", "OV", "SV", "UC", "UR", "UV"})
         EXPECT_EQ(Dict.getVrDef(letters, vr), RESULT_DICT_NOT_FOUND);
-    std::vector<unsigned char> room(100000);
-    unsigned int used = 0;
     EXPECT_EQ(list.frame(room.data(), used, kExplicit), ELEM_VALUE_REFUSED);
 }
 
