@@ -6,6 +6,7 @@
 
 #include "orvkit/result.h"
 #include "platform/secret.h"
+#include "tls/layer.h"
 #include "tls/profiles.h"
 
 namespace orvkit::tls {
@@ -189,11 +190,15 @@ void Loader::setCalls() {
 // ---- context
 // ------------------------------------------------------------------------------------------------
 
-std::shared_ptr<Context> Context::make(const Settings& settings, int& result, Words& fault) {
+std::shared_ptr<Ground> Context::make(const Settings& settings, int& result, Words& fault) {
     std::shared_ptr<Context> context(new Context(settings));
     result = Loader(*context, fault).load();
     if (result != RESULT_OK) context.reset();
     return context;
+}
+
+std::unique_ptr<ConnectionLayer> Context::layer(const DcSecurity::End& end) {
+    return std::make_unique<Layer>(shared_from_this(), end);
 }
 
 SslPtr Context::connection(bool isUser) const noexcept {

@@ -2,34 +2,16 @@
 #ifndef ORVKIT_TLS_CONTEXT_H
 #define ORVKIT_TLS_CONTEXT_H
 
-#include <array>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <utility>
-#include <vector>
 
-#include "orvkit/tls.h"
+#include "tls/engine.h"
 #include "tls/openssl.h"
-#include "tls/trouble.h"
 
 namespace orvkit::tls {
-
-using Fingerprint = std::array<unsigned char, 32>;  // SHA-256
-
-struct Settings {
-    TLS_PROFILE profile = TLS_PROFILE_RFC8996;
-    std::string certificateFile;
-    std::string keyFile;
-    DcTlsPasswordCB passwordCB = nullptr;
-    void* passwordUser = nullptr;
-    std::vector<std::string> authorities;
-    std::vector<std::string> revocations;
-    std::vector<Fingerprint> pins;
-    TLS_CHECK check = TLS_CHECK_REQUIRE;
-    std::string peerName;
-};
 
 // The sessions that a user may take up again, by whom it connected to. From any thread.
 class Sessions {
@@ -44,10 +26,11 @@ class Sessions {
     std::map<std::string, SessionPtr> byPeer_;
 };
 
-class Context {
+class Context final : public Ground, public std::enable_shared_from_this<Context> {
   public:
     // Null when the files are not as they should be: the result and the reason.
-    static std::shared_ptr<Context> make(const Settings& settings, int& result, Words& fault);
+    static std::shared_ptr<Ground> make(const Settings& settings, int& result, Words& fault);
+    std::unique_ptr<ConnectionLayer> layer(const DcSecurity::End& end) override;
 
     // A connection of one side; null without memory.
     SslPtr connection(bool isUser) const noexcept;

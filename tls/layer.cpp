@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "orvkit/log.h"
+#include "tls/trouble.h"
 
 namespace orvkit::tls {
 
@@ -47,10 +48,6 @@ Layer::Layer(std::shared_ptr<Context> context, const DcSecurity::End& end)
       handshake_(end.patience),
       wire_(end.socket),
       record_(std::make_unique_for_overwrite<unsigned char[]>(kRecord)) {
-    if (context_ == nullptr) {
-        fault_.set("TLS was not set up");
-        return;
-    }
     const std::string& name = context_->settings().peerName;
     if (end.host != nullptr) {
         host_ = end.host;

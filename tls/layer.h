@@ -14,7 +14,6 @@ namespace orvkit::tls {
 
 class Layer final : public ConnectionLayer {
   public:
-    // Without a context nothing will cross.
     Layer(std::shared_ptr<Context> context, const DcSecurity::End& end);
 
     platform::Received open(int timeout) noexcept override;

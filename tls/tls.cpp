@@ -1,8 +1,10 @@
-// DcTls: settings, and what connections are made with.
+// DcTls: settings, and what connections are made with; the work is the engine's.
 #include "orvkit/tls.h"
 
 #include <algorithm>
 #include <cctype>
+#include <cstdio>
+#include <initializer_list>
 #include <memory>
 #include <mutex>
 #include <new>
@@ -10,34 +12,76 @@
 
 #include "orvkit/log.h"
 #include "orvkit/result.h"
-#include "tls/context.h"
-#include "tls/layer.h"
-#include "tls/profiles.h"
+#include "tls/engine.h"
 
 using namespace orvkit;
 
 namespace {
 
+// Nothing crosses where no files were read: neither secured nor in clear.
+class Unset final : public ConnectionLayer {
+  public:
+    platform::Received open(int) noexcept override { return platform::Received::failed; }
+    platform::Received receive(void*, std::size_t, int, std::size_t& count) noexcept override {
+        count = 0;
+        return platform::Received::failed;
+    }
+    std::int64_t peek(void*, std::size_t) noexcept override { return -2; }
+    std::int64_t send(const platform::Run*, std::size_t, int) noexcept override { return -1; }
+    bool waitReadable(int) noexcept override { return true; }
+    bool peerIsDone() noexcept override { return true; }
+    void close() noexcept override {}
+    void describe(DcSecurityInfo& info) const noexcept override {
+        info = {};
+        (void)std::snprintf(info.fault, sizeof info.fault, "TLS was not set up");
+    }
+};
+
 // Makes connections with what was read last.
 class Security final : public DcSecurity {
   public:
     std::unique_ptr<ConnectionLayer> layer(const End& end) override {
-        return std::make_unique<tls::Layer>(current(), end);
+        const std::shared_ptr<tls::Ground> ground = current();
+        if (ground != nullptr) return ground->layer(end);
+        (void)logReport(LOG_ERROR, "DcTls", "TLS was not set up");
+        return std::make_unique<Unset>();
     }
-    void use(std::shared_ptr<tls::Context> context) {
+    void use(std::shared_ptr<tls::Ground> ground) {
         const std::lock_guard lock(mutex_);
-        context_.swap(context);
+        ground_.swap(ground);
     }
 
   private:
-    std::shared_ptr<tls::Context> current() {
+    std::shared_ptr<tls::Ground> current() {
         const std::lock_guard lock(mutex_);
-        return context_;
+        return ground_;
     }
 
     std::mutex mutex_;
-    std::shared_ptr<tls::Context> context_;
+    std::shared_ptr<tls::Ground> ground_;
 };
+
+int told(int result, const tls::Words& fault) {
+    if (result != RESULT_OK) (void)logReport(LOG_ERROR, "DcTls", "%s", fault.text());
+    return result;
+}
+
+// A call of the engine's, whose failure is told; `arguments` must not be null.
+template <typename Call>
+int byEngine(const char* name, std::initializer_list<const void*> arguments, Call call) {
+    tls::Words fault;
+    if (std::ranges::find(arguments, nullptr) != arguments.end()) {
+        fault.set("%s: Null argument passed", name);
+        return told(TLS_NULL_ARGUMENT, fault);
+    }
+    try {
+        const tls::Engine* const engine = tls::engine(fault);
+        return told(engine == nullptr ? TLS_FILE : call(*engine, fault), fault);
+    } catch (const std::bad_alloc&) {
+        fault.set("no memory for TLS");
+        return told(ELEM_NO_MEMORY, fault);
+    }
+}
 
 // False when the text is no fingerprint.
 bool parsePin(const char* text, tls::Fingerprint& pin) {
@@ -66,11 +110,7 @@ struct DcTls::Own {
         va_start(values, format);
         fault.setList(format, values);
         va_end(values);
-        return told(result);
-    }
-    int told(int result) {
-        if (result != RESULT_OK) (void)logReport(LOG_ERROR, "DcTls", "%s", fault.text());
-        return result;
+        return told(result, fault);
     }
     // Runs what sets something.
     template <typename Work>
@@ -92,7 +132,7 @@ DcTls::~DcTls() {
 
 int DcTls::setProfile(TLS_PROFILE profile) {
     return own_->set(own_, [&]() -> int {
-        if (tls::profileOf(profile) == nullptr)
+        if (profile < TLS_PROFILE_RFC8996 || profile > TLS_PROFILE_EXTENDED)
             return own_->failed(TLS_SETTING, "no profile %d", int{profile});
         own_->settings.profile = profile;
         return RESULT_OK;
@@ -158,10 +198,12 @@ int DcTls::setPeerName(const char* name) {
 
 int DcTls::load() {
     return own_->set(own_, [&]() -> int {
-        int result = RESULT_OK;
-        std::shared_ptr<tls::Context> context = tls::Context::make(own_->settings, result, own_->fault);
-        if (context != nullptr) own_->security.use(std::move(context));
-        return own_->told(result);
+        int result = TLS_FILE;
+        const tls::Engine* const engine = tls::engine(own_->fault);
+        if (engine == nullptr) return told(result, own_->fault);
+        std::shared_ptr<tls::Ground> ground = engine->load(own_->settings, result, own_->fault);
+        if (ground != nullptr) own_->security.use(std::move(ground));
+        return told(result, own_->fault);
     });
 }
 
@@ -171,4 +213,43 @@ const char* DcTls::fault() const {
 
 DcSecurity* DcTls::security() {
     return &own_->security;
+}
+
+int tlsMakeAuthority(const char* name, int days, const char* certificateFile, const char* keyFile) {
+    return byEngine("tlsMakeAuthority", {name, certificateFile, keyFile},
+                    [&](const tls::Engine& engine, tls::Words& fault) {
+                        return engine.makeAuthority(name, days, certificateFile, keyFile, fault);
+                    });
+}
+
+int tlsMakePair(const char* authorityFile, const char* authorityKeyFile, const char* const* hosts,
+                unsigned int count, int days, const char* certificateFile, const char* keyFile) {
+    return byEngine("tlsMakePair", {authorityFile, authorityKeyFile, hosts, certificateFile, keyFile},
+                    [&](const tls::Engine& engine, tls::Words& fault) {
+                        return engine.makePair(authorityFile, authorityKeyFile, {hosts, count}, days,
+                                               certificateFile, keyFile, fault);
+                    });
+}
+
+int tlsDescribeKeys(const void* keys, unsigned int length, char* algorithms, unsigned int room) {
+    return byEngine("tlsDescribeKeys", {keys, algorithms}, [&](const tls::Engine& engine, tls::Words& fault) {
+        std::string names;
+        const int result =
+            engine.describeKeys({static_cast<const unsigned char*>(keys), length}, names, fault);
+        (void)std::snprintf(algorithms, room, "%s", names.c_str());
+        return result;
+    });
+}
+
+int tlsCheckSignature(const char* algorithm, const void* keys, unsigned int keysLength, const void* text,
+                      unsigned int textLength, const void* signature, unsigned int signatureLength) {
+    const auto bytes = [](const void* data, unsigned int length) {
+        return tls::Bytes{static_cast<const unsigned char*>(data), length};
+    };
+    return byEngine("tlsCheckSignature", {algorithm, keys, text, signature},
+                    [&](const tls::Engine& engine, tls::Words& fault) {
+                        return engine.checkSignature(algorithm, bytes(keys, keysLength),
+                                                     bytes(text, textLength),
+                                                     bytes(signature, signatureLength), fault);
+                    });
 }

@@ -124,17 +124,6 @@ const char* find(const Reason (&table)[N], int number) noexcept {
 
 }  // namespace
 
-void Words::set(const char* format, ...) noexcept {
-    va_list values;
-    va_start(values, format);
-    setList(format, values);
-    va_end(values);
-}
-
-void Words::setList(const char* format, std::va_list values) noexcept {
-    (void)std::vsnprintf(text_, sizeof text_, format, values);
-}
-
 void describe(const X509& certificate, DcSecurityInfo& info) noexcept {
     printName(X509_get_subject_name(&certificate), info.subject);
     printName(X509_get_issuer_name(&certificate), info.issuer);

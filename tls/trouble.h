@@ -2,25 +2,13 @@
 #ifndef ORVKIT_TLS_TROUBLE_H
 #define ORVKIT_TLS_TROUBLE_H
 
-#include <cstdarg>
 #include <span>
 
 #include "orvkit/security.h"
 #include "tls/openssl.h"
+#include "tls/words.h"
 
 namespace orvkit::tls {
-
-// One line for a person; cut where it is longer.
-class Words {
-  public:
-    [[gnu::format(printf, 2, 3)]] void set(const char* format, ...) noexcept;
-    void setList(const char* format, std::va_list values) noexcept;
-    bool isEmpty() const noexcept { return text_[0] == '\0'; }
-    const char* text() const noexcept { return text_; }
-
-  private:
-    char text_[sizeof DcSecurityInfo::fault] = {};
-};
 
 // What is known of the peer's certificate.
 void describe(const X509& certificate, DcSecurityInfo& info) noexcept;

@@ -92,7 +92,8 @@ class ORVKIT_TLS_API DcTls {
     // changed. TLS_FILE a file cannot be read or holds nothing of the kind, TLS_KEY_EXPOSED a private key is
     // readable by everybody (where the system tells), TLS_KEY_MISMATCH it is not that of the certificate,
     // TLS_PASSWORD it is encrypted and the password is missing or wrong, TLS_SETTING nothing tells how to
-    // know the peer, the certificate's key is too weak.
+    // know the peer, the certificate's key is too weak. TLS_FILE also where OpenSSL cannot be loaded, which
+    // the first call of this or of the functions below does.
     int load();
     // What the last failure was, in one line; "" after success. Until the next call.
     const char* fault() const;
@@ -117,5 +118,22 @@ ORVKIT_TLS_API int tlsMakeAuthority(const char* name, int days, const char* cert
 ORVKIT_TLS_API int tlsMakePair(const char* authorityFile, const char* authorityKeyFile,
                                const char* const* hosts, unsigned int count, int days,
                                const char* certificateFile, const char* keyFile);
+
+// ---- signatures of JSON Web Tokens (RFC 7515) ------------------------------------------------------------
+
+// `keys` is what a file holds: public keys or certificates (PEM), or else one secret of at least 32 bytes,
+// without the ends of line behind it. RS256 and PS256 are for RSA keys from 2048 bits, ES256 for those on
+// P-256, EdDSA for Ed25519 (RFC 7518 3, RFC 8037), HS256 for a secret alone. Results: 0; TLS_NULL_ARGUMENT;
+// TLS_FILE there is something else in it, or OpenSSL cannot be loaded; TLS_SETTING a secret that is too
+// short, or keys for none of these; ELEM_NO_MEMORY. Told as LOG_ERROR.
+//
+// The names of what these keys are for, with blanks between.
+ORVKIT_TLS_API int tlsDescribeKeys(const void* keys, unsigned int length, char* algorithms,
+                                   unsigned int room);
+// Whether a signature is that of a text by one of the keys. Further results: TLS_SETTING the algorithm is not
+// that of a key, or none of these; TLS_KEY_MISMATCH the signature is another.
+ORVKIT_TLS_API int tlsCheckSignature(const char* algorithm, const void* keys, unsigned int keysLength,
+                                     const void* text, unsigned int textLength, const void* signature,
+                                     unsigned int signatureLength);
 
 #endif

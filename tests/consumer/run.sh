@@ -41,4 +41,7 @@ if [ -f "$prefix/include/orvkit/tls.h" ]; then
   read -ra options < <(pkg-config --cflags --libs orvkit_tls)
   "$cxx" -std=c++17 $flags "$here/tls.cpp" "${options[@]}" -o "$work/tls"
   LD_LIBRARY_PATH=$(pkg-config --variable=libdir orvkit) "$work/tls"
+  rm "$(find "$prefix" -name orvkit_tls_openssl.so)"
+  "$prefix/bin/orvkit" tls make "$work/site" here >"$work/said" 2>&1 && exit 1
+  grep 'TLS cannot be loaded: .*orvkit_tls_openssl.so' "$work/said"
 fi

@@ -1,28 +1,33 @@
-// A private authority, and key pairs under it.
+#include "tls/authority.h"
+
 #include <algorithm>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "orvkit/log.h"
 #include "orvkit/result.h"
-#include "orvkit/tls.h"
 #include "platform/secret.h"
 #include "tls/openssl.h"
-#include "tls/trouble.h"
 
-using namespace orvkit;
-using namespace orvkit::tls;
+namespace orvkit::tls {
 
 namespace {
 
 constexpr long kClockSlack = 3600;  // seconds that a peer's clock may be behind
 
-int failed(int result, const char* what, const char* which) {
-    (void)logReport(LOG_ERROR, "DcTls", "%s: %s", which, what);
-    ERR_clear_error();
-    return result;
-}
+// How something went that has to do with a file, or a name.
+class Outcome {
+  public:
+    explicit Outcome(Words& fault) : fault_(fault) {}
+    int failed(int result, const char* what, const char* which) const {
+        fault_.set("%s: %s", which, what);
+        ERR_clear_error();
+        return result;
+    }
+
+  private:
+    Words& fault_;
+};
 
 // Letters, digits, dots, hyphens, colons and the asterisk of a pattern: nothing that means something to
 // whoever reads the extension's text.
@@ -82,25 +87,26 @@ CertificatePtr certify(const Statement& statement, EVP_PKEY& key, X509* issuer, 
 }
 
 // A certificate, and its key, which is for its owner alone; neither takes the place of another file.
-int writePem(const char* path, X509* certificate, EVP_PKEY* key) {
+int writePem(const Outcome& outcome, const char* path, X509* certificate, EVP_PKEY* key) {
     const BioPtr memory(BIO_new(BIO_s_mem()));
     const bool made =
         memory != nullptr && (key == nullptr ? PEM_write_bio_X509(memory.get(), certificate)
                                              : PEM_write_bio_PrivateKey(memory.get(), key, nullptr, nullptr,
                                                                         0, nullptr, nullptr)) == 1;
-    if (!made) return failed(ELEM_NO_MEMORY, "no memory for TLS", path);
+    if (!made) return outcome.failed(ELEM_NO_MEMORY, "no memory for TLS", path);
     char* bytes = nullptr;
     const auto length = static_cast<std::size_t>(BIO_get_mem_data(memory.get(), &bytes));
     platform::FileHandle file = platform::createNew(path, key != nullptr);
-    if (!file) return failed(TLS_FILE, "is there already, or cannot be made", path);
+    if (!file) return outcome.failed(TLS_FILE, "is there already, or cannot be made", path);
     const bool whole = platform::writeAll(file.get(), bytes, length) && file.close();
-    return whole ? int{RESULT_OK} : failed(TLS_FILE, "cannot be written", path);
+    return whole ? int{RESULT_OK} : outcome.failed(TLS_FILE, "cannot be written", path);
 }
 
 // The key first: a certificate without its key would be of no use.
-int writePair(const char* certificateFile, X509* certificate, const char* keyFile, EVP_PKEY* key) {
-    const int result = writePem(keyFile, certificate, key);
-    return result == RESULT_OK ? writePem(certificateFile, certificate, nullptr) : result;
+int writePair(const Outcome& outcome, const char* certificateFile, X509* certificate, const char* keyFile,
+              EVP_PKEY* key) {
+    const int result = writePem(outcome, keyFile, certificate, key);
+    return result == RESULT_OK ? writePem(outcome, certificateFile, certificate, nullptr) : result;
 }
 
 KeyPtr makeKey() {
@@ -118,31 +124,32 @@ Ptr readPem(const char* path, Read read) {
     return Ptr(in == nullptr ? nullptr : read(in.get(), nullptr, noPassword, nullptr));
 }
 
-int makePair(const char* authorityFile, const char* authorityKeyFile, const Statement& statement,
-             const char* certificateFile, const char* keyFile) {
+int makeStated(const Outcome& outcome, const char* authorityFile, const char* authorityKeyFile,
+               const Statement& statement, const char* certificateFile, const char* keyFile) {
     const auto issuer = readPem<CertificatePtr>(authorityFile, PEM_read_bio_X509);
-    if (issuer == nullptr) return failed(TLS_FILE, "there is no certificate in it (PEM)", authorityFile);
+    if (issuer == nullptr)
+        return outcome.failed(TLS_FILE, "there is no certificate in it (PEM)", authorityFile);
     const auto issuerKey = readPem<KeyPtr>(authorityKeyFile, PEM_read_bio_PrivateKey);
     if (issuerKey == nullptr)
-        return failed(TLS_FILE, "there is no private key in it (PEM)", authorityKeyFile);
+        return outcome.failed(TLS_FILE, "there is no private key in it (PEM)", authorityKeyFile);
     if (X509_check_private_key(issuer.get(), issuerKey.get()) != 1) {
-        return failed(TLS_KEY_MISMATCH, "it is not the private key of the authority", authorityKeyFile);
+        return outcome.failed(TLS_KEY_MISMATCH, "it is not the private key of the authority",
+                              authorityKeyFile);
     }
     const KeyPtr key = makeKey();
     const CertificatePtr certificate =
         key == nullptr ? nullptr : certify(statement, *key, issuer.get(), *issuerKey);
-    if (certificate == nullptr) return failed(ELEM_NO_MEMORY, "cannot be made", certificateFile);
-    return writePair(certificateFile, certificate.get(), keyFile, key.get());
+    if (certificate == nullptr) return outcome.failed(ELEM_NO_MEMORY, "cannot be made", certificateFile);
+    return writePair(outcome, certificateFile, certificate.get(), keyFile, key.get());
 }
 
 }  // namespace
 
-int tlsMakeAuthority(const char* name, int days, const char* certificateFile, const char* keyFile) {
-    if (name == nullptr || certificateFile == nullptr || keyFile == nullptr) {
-        return failed(TLS_NULL_ARGUMENT, "Null argument passed", "tlsMakeAuthority");
-    }
+int makeAuthority(const char* name, int days, const char* certificateFile, const char* keyFile,
+                  Words& fault) {
+    const Outcome outcome(fault);
     if (days < 1 || *name == '\0' || std::string(name).size() > 64) {
-        return failed(TLS_SETTING, "no name of 1 to 64 bytes, or no days", name);
+        return outcome.failed(TLS_SETTING, "no name of 1 to 64 bytes, or no days", name);
     }
     const Statement statement = {name,
                                  {{NID_basic_constraints, "critical,CA:TRUE"},
@@ -151,23 +158,23 @@ int tlsMakeAuthority(const char* name, int days, const char* certificateFile, co
                                  days};
     const KeyPtr key = makeKey();
     const CertificatePtr certificate = key == nullptr ? nullptr : certify(statement, *key, nullptr, *key);
-    if (certificate == nullptr) return failed(TLS_SETTING, "cannot be the name of an authority", name);
-    return writePair(certificateFile, certificate.get(), keyFile, key.get());
+    if (certificate == nullptr)
+        return outcome.failed(TLS_SETTING, "cannot be the name of an authority", name);
+    return writePair(outcome, certificateFile, certificate.get(), keyFile, key.get());
 }
 
-int tlsMakePair(const char* authorityFile, const char* authorityKeyFile, const char* const* hosts,
-                unsigned int count, int days, const char* certificateFile, const char* keyFile) {
-    const void* const given[] = {authorityFile, authorityKeyFile, hosts, certificateFile, keyFile};
-    if (std::ranges::find(given, nullptr) != std::end(given)) {
-        return failed(TLS_NULL_ARGUMENT, "Null argument passed", "tlsMakePair");
-    }
+int makePair(const char* authorityFile, const char* authorityKeyFile, std::span<const char* const> hosts,
+             int days, const char* certificateFile, const char* keyFile, Words& fault) {
+    const Outcome outcome(fault);
     std::string names;
-    for (unsigned int i = 0; i < count; ++i) {
-        const std::string host = hosts[i] != nullptr ? hosts[i] : "";
-        if (!isHost(host)) return failed(TLS_SETTING, "is no name or address of a host", host.c_str());
+    for (const char* const given : hosts) {
+        const std::string host = given != nullptr ? given : "";
+        if (!isHost(host))
+            return outcome.failed(TLS_SETTING, "is no name or address of a host", host.c_str());
         names += (names.empty() ? "" : ",") + std::string(isAddress(host) ? "IP:" : "DNS:") + host;
     }
-    if (count == 0 || days < 1) return failed(TLS_SETTING, "no hosts, or no days", certificateFile);
+    if (hosts.empty() || days < 1)
+        return outcome.failed(TLS_SETTING, "no hosts, or no days", certificateFile);
     const Statement statement = {hosts[0],
                                  {{NID_basic_constraints, "critical,CA:FALSE"},
                                   {NID_key_usage, "critical,digitalSignature"},
@@ -176,5 +183,7 @@ int tlsMakePair(const char* authorityFile, const char* authorityKeyFile, const c
                                   {NID_authority_key_identifier, "keyid"},
                                   {NID_subject_alt_name, names}},
                                  days};
-    return makePair(authorityFile, authorityKeyFile, statement, certificateFile, keyFile);
+    return makeStated(outcome, authorityFile, authorityKeyFile, statement, certificateFile, keyFile);
 }
+
+}  // namespace orvkit::tls
