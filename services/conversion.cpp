@@ -139,7 +139,9 @@ bool Conversion::readDataset() {
     DcElemList group;
     around_.meta = &group;
     elemListRegisterFaultCB(this, takeFault);
-    const bool read = parsed(dirReadAroundPixels(request_.in.c_str(), meta_, dataset_, around_));
+    const int replaced = elementsReplaced();
+    const int result = dirReadAroundPixels(request_.in.c_str(), meta_, dataset_, around_);
+    const bool read = parsed(result, elementsReplaced() - replaced);
     if (const std::string remark = takeRemark(); !remark.empty()) notes_.push_back(remark);
     elemListRegisterFaultCB(nullptr, nullptr);
     if (!read) return false;
@@ -190,9 +192,9 @@ bool Conversion::pixelsCanChange() {
 }
 
 // What could not be read in full is not written: it would be lost without a trace.
-bool Conversion::parsed(int result) {
+bool Conversion::parsed(int result, int replaced) {
     if (result != RESULT_OK) return fail(resultText(result));
-    if (elementsReplaced() > 0) return fail("it holds an element twice");
+    if (replaced > 0) return fail("it holds an element twice");
     return faults_ == 0 || fail(std::to_string(faults_) + " faults in the data set");
 }
 

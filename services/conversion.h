@@ -58,7 +58,7 @@ class Conversion {
     bool settleHeader(DcElemList& group);
     void registerUnknownClass(DcElemList& group);
     bool pixelsCanChange();
-    bool parsed(int result);
+    bool parsed(int result, int replaced);
     static void takeFault(void* context, const DcElemFault& fault);
 
     // ---- changing ----
