@@ -28,6 +28,12 @@ double timeOf(const std::vector<unsigned int>& tags, Lookup lookup) {
     return best;
 }
 
+// A tag that the record under a key answers for: the key itself, but for repeating groups.
+unsigned int tagOf(unsigned int key) {
+    const unsigned int group = key >> 16;
+    return group == 0x50FF || group == 0x60FF ? key & 0xFF00FFFF : key;
+}
+
 void report(const char* what, double ns, double reference) {
     std::printf("%-44s %7.2f ns   %5.2f of lower_bound\n", what, ns, ns / reference);
 }
@@ -44,9 +50,9 @@ int main() {
     std::vector<unsigned int> absent(draws);
     std::vector<unsigned int> ascending(draws);
     for (std::size_t i = 0; i < draws; ++i) {
-        shuffled[i] = sorted[position(random)].tag;
+        shuffled[i] = tagOf(sorted[position(random)].tag);
         absent[i] = shuffled[i] ^ 0x00028000;
-        ascending[i] = sorted[i % sorted.size()].tag;
+        ascending[i] = tagOf(sorted[i % sorted.size()].tag);
     }
 
     const auto lowerBound = [&](unsigned int tag) {

@@ -14,27 +14,29 @@ namespace orvkit {
 // A slot holds the position of a record counted from 1; 0 is free.
 using TagSlot = std::uint16_t;
 
-constexpr std::size_t tagHash(unsigned int key, std::size_t slots) noexcept {
-    return static_cast<std::size_t>((std::uint64_t{key * 0x9E3779B1u} * slots) >> 32);
+// Where the search for a key begins: a place of 15 bits, for tables of at most 32768 slots.
+constexpr std::size_t tagHash(unsigned int key) noexcept {
+    return (key * 0x9E3779B1u) >> 17;
 }
 
 inline constexpr std::size_t noPosition = static_cast<std::size_t>(-1);
 
-// The position of the record stored under `key`, or noPosition. The index has a free slot, and a power of two
-// of them in all.
-inline std::size_t searchIndex(std::span<const TagSlot> index, const DcDictTagFacts_* facts,
-                               unsigned int key) noexcept {
-    for (std::size_t slot = tagHash(key, index.size());; slot = (slot + 1) & (index.size() - 1)) {
+// The position of the record stored under `key`, or noPosition: in the table of records, or of facts, which
+// has fewer bytes to go through. The index has a free slot, and a power of two of them in all.
+template <typename Record>
+std::size_t searchIndex(std::span<const TagSlot> index, const Record* records, unsigned int key) noexcept {
+    const std::size_t last = index.size() - 1;
+    for (std::size_t slot = tagHash(key) & last;; slot = (slot + 1) & last) {
         const TagSlot position = index[slot];
         if (position == 0) return noPosition;
-        if (facts[position - 1].tag == key) return position - 1u;
+        if (records[position - 1].tag == key) return position - 1u;
     }
 }
 
 // Fills a cleared index. Of records with one key the last is found.
 constexpr void fillIndex(std::span<TagSlot> index, std::span<const DcDictTagFacts_> facts) {
     for (std::size_t i = 0; i < facts.size(); ++i) {
-        std::size_t slot = tagHash(facts[i].tag, index.size());
+        std::size_t slot = tagHash(facts[i].tag) & (index.size() - 1);
         while (index[slot] != 0 && facts[index[slot] - 1u].tag != facts[i].tag) {
             slot = (slot + 1) & (index.size() - 1);
         }

@@ -75,9 +75,13 @@ std::size_t DcDict::positionOf(unsigned int tag) const noexcept {
     return positionFor(tag, edition_->masks, [this](unsigned int key) { return position(key); });
 }
 
+// Looks for the key in the records themselves: whoever asks reads one of them next.
 const DcDictElemInfo* DcDict::find(unsigned int tag) const noexcept {
-    const std::size_t found = positionOf(tag);
-    return found == noPosition ? nullptr : &tagAt(found);
+    const std::span<const TagSlot> index = tagsOwned_ ? tagIndex_ : edition_->index;
+    const DcDictElemInfo* const records = tagsOwned_ ? tags_.data() : edition_->tags.data();
+    const std::size_t found =
+        positionFor(tag, edition_->masks, [&](unsigned int key) { return searchIndex(index, records, key); });
+    return found == noPosition ? nullptr : records + found;
 }
 
 DcDictFacts DcDict::facts(unsigned int tag) const noexcept {
