@@ -91,7 +91,7 @@ class CodeWriter {
     }
     bool widen() noexcept {
         if (!flush()) return false;
-        ++width_;
+        largest_ = largestCode(++width_);
         widthBegin_ = at_;
         return true;
     }
@@ -107,7 +107,7 @@ class CodeWriter {
         at_ = 0;
         return taken;
     }
-    unsigned int width() const noexcept { return width_; }
+    unsigned int largest() const noexcept { return largest_; }
     std::size_t size() const noexcept { return at_; }
     // What is left after a failure: the groups that found room.
     std::size_t wholeGroups() const noexcept {
@@ -131,6 +131,7 @@ class CodeWriter {
     std::uint64_t bits_ = 0;
     unsigned int bitCount_ = 0;
     unsigned int width_ = minWidth;
+    unsigned int largest_ = largestCode(minWidth);
 };
 
 // Takes the bytes in pieces of any size.
@@ -150,7 +151,11 @@ class Encoder {
                 prefix_ = *p++;
                 open_ = true;
             }
-            if (!strings(p, end)) return false;
+            // The loop keeps what it changes for each code out of memory.
+            CodeWriter out = out_;
+            const bool taken = strings(p, end, out);
+            out_ = out;
+            if (!taken) return false;
         }
         return true;
     }
@@ -158,8 +163,9 @@ class Encoder {
 
   private:
     // Up to the end of the piece or the next CLEAR.
-    bool strings(const unsigned char*& p, const unsigned char* end) noexcept {
+    bool strings(const unsigned char*& p, const unsigned char* end, CodeWriter& out) noexcept {
         std::uint32_t prefix = prefix_;
+        std::uint32_t nextFree = nextFree_;
         while (p != end) {
             const std::uint32_t byte = *p++;
             std::uint32_t slot;
@@ -167,20 +173,21 @@ class Encoder {
                 prefix = code;
                 continue;
             }
-            if (!out_.put(prefix)) return false;
-            if (nextFree_ == encoderCodes) {
-                if (!out_.put(byte) || !out_.put(clearCode)) return false;
+            if (!out.put(prefix)) return false;
+            if (nextFree == encoderCodes) {
+                if (!out.put(byte) || !out.put(clearCode)) return false;
                 dictionary_.clear();
                 nextFree_ = clearCode + 1;
                 open_ = false;
                 return true;
             }
-            dictionary_.enter(slot, prefix, byte, nextFree_);
-            if (nextFree_ > largestCode(out_.width()) && !out_.widen()) return false;
-            ++nextFree_;
+            dictionary_.enter(slot, prefix, byte, nextFree);
+            if (nextFree > out.largest() && !out.widen()) return false;
+            ++nextFree;
             prefix = byte;
         }
         prefix_ = prefix;
+        nextFree_ = nextFree;
         return true;
     }
 
