@@ -32,7 +32,7 @@ ElemIndex* makeIndex(const DcElemList& list) {
     try {
         auto index = std::make_unique<ElemIndex>();
         for (DcElem* e = list.first(); e != nullptr; e = e->next()) {
-            index->byTag.emplace_hint(index->byTag.end(), ElemAccess::tag(*e), e);
+            index->insert(ElemAccess::tag(*e), e);
         }
         return index.release();
     } catch (const std::bad_alloc&) {
@@ -110,7 +110,7 @@ DcElem* ElemListAccess::lowerBound(const DcElemList& list, unsigned int tag) {
         if (ElemAccess::tag(*e) == tag) return list.recent_ = e;
     }
     if (list.index_ == nullptr) list.index_ = makeIndex(list);
-    if (list.index_ != nullptr) return list.recent_ = list.index_->byTag.lower_bound(tag)->second;
+    if (list.index_ != nullptr) return list.recent_ = list.index_->atOrAfter(tag);
     for (e = list.first(); ElemAccess::tag(*e) < tag;) e = e->next();
     return list.recent_ = e;
 }
@@ -192,7 +192,7 @@ DcElem* DcElemList::add(DcElem* e) {
     orderedVersion_ = version();
     if (index_ == nullptr) return e;
     try {
-        index_->byTag.emplace(tag, e);
+        index_->insert(tag, e);
     } catch (const std::bad_alloc&) {
         delete index_;
         index_ = nullptr;
@@ -231,7 +231,7 @@ DcElem* DcElemList::subtract(DcElem* e) {
     auto* next = static_cast<DcElem*>(DcList::subtract(e));
     if (member && certain) {
         orderedVersion_ = version();
-        if (index_ != nullptr) index_->byTag.erase(tag);
+        if (index_ != nullptr) index_->erase(tag);
         recent_ = next;
     }
     return next;

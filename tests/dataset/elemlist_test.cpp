@@ -58,6 +58,14 @@ TEST(ElemList, AgreesWithAMapUnderRandomOperations) {
     auto expected = model.begin();
     for (DcElem* e = list.first(); e != nullptr; e = e->next(), ++expected) EXPECT_EQ(e, expected->second);
     EXPECT_EQ(list.count(), static_cast<int>(model.size()));
+    for (const auto& [tag, e] : model) {
+        DcElem* found = nullptr;
+        EXPECT_EQ(list.getElem(tag, &found), RESULT_OK);
+        EXPECT_EQ(found, e);
+        list.subtract(found);
+        delete found;
+        EXPECT_EQ(list.getElem(tag, &found), ELEM_NOT_FOUND);
+    }
 }
 
 TEST(ElemList, GroupLengthsThatArePresentAreRecomputed) {
