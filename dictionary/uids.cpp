@@ -45,17 +45,16 @@ const DcDictUidInfo* DcDict::currentUidAt(std::size_t position) const noexcept {
 
 const DcDictUidInfo* DcDict::findUid(DICT_UID value) const noexcept {
     if (value <= UID_NONE) return nullptr;
-    const std::size_t slots = ownSlots();
+    if (value >= firstCurrentUid) {
+        const DcDictUidInfo* const learned = learnedUid(value);
+        if (learned != nullptr) return learned;
+        return currentUidAt(static_cast<std::size_t>(value - firstCurrentUid));
+    }
     // A built-in UID sits in the slot of its value, an added one wherever there was room.
     const std::size_t own = static_cast<std::size_t>(value) - 1;
-    if (own < slots && uidAt(own).value == value) return &uidAt(own);
-    for (std::size_t slot = 0; slot < slots; ++slot) {
-        if (uidAt(slot).value == value) return &uidAt(slot);
-    }
-    if (value < firstCurrentUid) return nullptr;
-    const DcDictUidInfo* const learned = learnedUid(value);
-    if (learned != nullptr) return learned;
-    return currentUidAt(static_cast<std::size_t>(value - firstCurrentUid));
+    if (own < ownSlots() && uidAt(own).value == value) return &uidAt(own);
+    const auto added = std::ranges::find(uids_, value, &DcDictUidInfo::value);
+    return added == uids_.end() ? nullptr : &*added;
 }
 
 const DcDictUidInfo* DcDict::findUid(const char* uid) const noexcept {
