@@ -5,6 +5,7 @@
 #include <iterator>
 #include <memory>
 
+#include "foundation/spares.h"
 #include "foundation/text.h"
 #include "platform/charset.h"
 
@@ -84,12 +85,10 @@ bool goesIntoG0(const CharsetRow& row) noexcept {
     return row.kind == CodeKind::ascii || row.kind == CodeKind::romaji || isDouble(row);
 }
 
-// One for each thread, kept for the next text.
-const platform::Encoding& encodingOf(const CharsetRow& row) {
-    thread_local std::array<std::unique_ptr<platform::Encoding>, std::size(rows)> made;
-    std::unique_ptr<platform::Encoding>& it = made[static_cast<std::size_t>(&row - rows)];
-    if (it == nullptr) it = std::make_unique<platform::Encoding>(row.encoding);
-    return *it;
+Spares<platform::Encoding>::Lent encodingOf(const CharsetRow& row) {
+    static std::array<Spares<platform::Encoding>, std::size(rows)> made;
+    return made[static_cast<std::size_t>(&row - rows)].lend(
+        [&row] { return std::make_unique<platform::Encoding>(row.encoding); });
 }
 
 void lose(DcTextLoss& loss, std::size_t at) noexcept {
@@ -170,8 +169,8 @@ class Decoding {
             for (char c : text.substr(0, n))
                 out_ += {static_cast<char>(0xC0 | (byteOf(c) >> 6)), static_cast<char>(0x80 | (c & 0x3F))};
         } else if (sets_.g1 != nullptr) {
-            encodingOf(*sets_.g1).toUtf8(text.substr(0, n), out_,
-                                         [this](std::size_t i) { lose(loss_, at_ + i); });
+            encodingOf(*sets_.g1)->toUtf8(text.substr(0, n), out_,
+                                          [this](std::size_t i) { lose(loss_, at_ + i); });
         } else {
             for (std::size_t i = 0; i < n; ++i) {
                 lose(loss_, at_ + i);
@@ -212,7 +211,7 @@ class Decoding {
             euc += static_cast<char>(byteOf(pairs[i]) | 0x80);
         }
         bool lossless = true;
-        encodingOf(*sets_.g0).toUtf8(euc, utf8, [&lossless](std::size_t) { lossless = false; });
+        encodingOf(*sets_.g0)->toUtf8(euc, utf8, [&lossless](std::size_t) { lossless = false; });
         return lossless;
     }
 
@@ -242,7 +241,7 @@ std::size_t lengthOfCharacter(std::string_view utf8) noexcept {
 std::string codesOf(const CharsetRow& row, std::string_view character) {
     if (&row == &utf8Row) return std::string(character);
     std::string codes;
-    if (row.encoding == nullptr || !encodingOf(row).fromUtf8(character, codes)) return "";
+    if (row.encoding == nullptr || !encodingOf(row)->fromUtf8(character, codes)) return "";
     if (row.kind == CodeKind::whole) return codes;
     if (row.kind == CodeKind::double0x3) {
         if (codes.size() != 3 || codes[0] != '\x8F') return "";
@@ -356,7 +355,7 @@ std::string Charset::toUtf8(std::string_view text, TextKind kind, DcTextLoss& lo
     if (whole_ == &utf8Row) {
         keepUtf8(text, out, loss);
     } else if (whole_ != nullptr) {
-        encodingOf(*whole_).toUtf8(text, out, [&loss](std::size_t i) { lose(loss, i); });
+        encodingOf(*whole_)->toUtf8(text, out, [&loss](std::size_t i) { lose(loss, i); });
     } else {
         Decoding(InPlace(g0_, g1_, kind), text, out, loss).run();
     }

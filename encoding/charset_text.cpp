@@ -1,10 +1,12 @@
 #include <cstring>
 #include <exception>
 #include <limits>
+#include <memory>
 #include <string>
 
 #include "dictionary/vr_table.h"
 #include "encoding/charset.h"
+#include "foundation/spares.h"
 #include "orvkit/result.h"
 #include "orvkit/util.h"
 
@@ -12,18 +14,18 @@ namespace orvkit {
 
 namespace {
 
-// Of each thread the last ones are kept: the texts of a data set have most often the same.
-const Charset& charsetFor(const char* terms, DICT_VR vr) {
-    static const Charset standard("");
-    if (terms == nullptr || *terms == '\0' || !vrRowOfAny(vr).charset) return standard;
-    thread_local std::string last;
-    thread_local Charset charset("");
-    if (last != terms) {
-        last.clear();
-        charset = Charset(terms);
-        last = terms;
-    }
-    return charset;
+// The last ones are kept: the texts of a data set have most often the same.
+struct Known {
+    std::string terms;
+    Charset charset{terms};
+};
+
+Spares<Known>::Lent charsetFor(const char* terms, DICT_VR vr) {
+    static Spares<Known> standard, others;
+    const bool isStandard = terms == nullptr || *terms == '\0' || !vrRowOfAny(vr).charset;
+    auto known = (isStandard ? standard : others).lend([] { return std::make_unique<Known>(); });
+    if (!isStandard && known->terms != terms) *known = {terms};
+    return known;
 }
 
 TextKind kindOf(DICT_VR vr) noexcept {
@@ -53,7 +55,8 @@ int convert(const Wanted& wanted, const char* terms, DICT_VR vr, const char* tex
     converted = nullptr;
     convertedLength = 0;
     if (text == nullptr && length != 0) return ELEM_NULL_ARGUMENT;
-    const Charset& charset = charsetFor(terms, vr);
+    const auto known = charsetFor(terms, vr);
+    const Charset& charset = known->charset;
     if (wanted.everyTerm && !charset.known()) return ELEM_CHARSET;
     DcTextLoss lost;
     const std::string made = (charset.*wanted.conversion)({text, length}, kindOf(vr), lost);

@@ -346,18 +346,18 @@ constexpr std::size_t windowSize = std::size_t{4} << 20;
 
 LzwOutcome orvkit::lzwUnpack(std::span<const unsigned char> in, std::span<unsigned char> out) {
     if (const LzwOutcome header = checkHeader(in); header.fault != Fault::none) return header;
-    Strings* const strings = threadTable<Strings>();
-    if (strings == nullptr) return {Fault::memory};
+    const auto strings = lendTable<Strings>();
+    if (strings.get() == nullptr) return {Fault::memory};
     const HeldOutput output(out.data(), static_cast<unsigned int>(out.size()));
     return Decoder(HeldCodes(in.subspan(headerSize)), in[2], output, *strings, nullptr).run();
 }
 
 LzwOutcome orvkit::lzwUnpack(const DcLzwIo& io) {
-    Strings* const strings = threadTable<Strings>();
-    Chains* const chains = threadTable<Chains>();
+    const auto strings = lendTable<Strings>();
+    const auto chains = lendTable<Chains>();
     const Room codes = allocate(pieceSize);
     const Room window = allocate(windowSize);
-    if (strings == nullptr || chains == nullptr || codes == nullptr || window == nullptr)
+    if (strings.get() == nullptr || chains.get() == nullptr || codes == nullptr || window == nullptr)
         return {Fault::memory};
     unsigned char header[headerSize];
     const int got = readFully(io, header);
@@ -365,5 +365,6 @@ LzwOutcome orvkit::lzwUnpack(const DcLzwIo& io) {
     const auto read = std::span(header).first(static_cast<std::size_t>(got));
     if (const LzwOutcome checked = checkHeader(read); checked.fault != Fault::none) return checked;
     const StreamedCodes reader({codes.get(), pieceSize}, io);
-    return Decoder(reader, header[2], StreamedOutput({window.get(), windowSize}, io), *strings, chains).run();
+    return Decoder(reader, header[2], StreamedOutput({window.get(), windowSize}, io), *strings, chains.get())
+        .run();
 }

@@ -201,8 +201,8 @@ class Encoder {
 }  // namespace
 
 LzwOutcome orvkit::lzwPack(std::span<const unsigned char> in, std::span<unsigned char> out) {
-    Dictionary* const dictionary = threadTable<Dictionary>();
-    if (dictionary == nullptr) return {Fault::memory};
+    const auto dictionary = lendTable<Dictionary>();
+    if (dictionary.get() == nullptr) return {Fault::memory};
     CodeWriter writer(out);
     Encoder encoder(writer, *dictionary);
     const bool complete =
@@ -212,10 +212,10 @@ LzwOutcome orvkit::lzwPack(std::span<const unsigned char> in, std::span<unsigned
 }
 
 LzwOutcome orvkit::lzwPack(const DcLzwIo& io, unsigned int inLen) {
-    Dictionary* const dictionary = threadTable<Dictionary>();
+    const auto dictionary = lendTable<Dictionary>();
     const Room in = allocate(pieceSize);
     const Room out = allocate(pieceSize);
-    if (dictionary == nullptr || in == nullptr || out == nullptr) return {Fault::memory};
+    if (dictionary.get() == nullptr || in == nullptr || out == nullptr) return {Fault::memory};
     CodeWriter writer({out.get(), pieceSize}, &io);
     Encoder encoder(writer, *dictionary);
     bool taken = encoder.begin(inLen);

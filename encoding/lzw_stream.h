@@ -8,6 +8,7 @@
 #include <span>
 
 #include "encoding/lzw.h"
+#include "foundation/spares.h"
 
 namespace orvkit::lzw {
 
@@ -28,12 +29,11 @@ constexpr unsigned int largestCode(unsigned int width) noexcept {
     return (1U << width) - 1;
 }
 
-// Tables of the calling thread, made when it first needs them; null without memory.
+// Tables, as another stream has left them; null without memory.
 template <typename Table>
-Table* threadTable() noexcept {
-    thread_local std::unique_ptr<Table> table;
-    if (!table) table.reset(new (std::nothrow) Table);
-    return table.get();
+typename Spares<Table>::Lent lendTable() noexcept {
+    static Spares<Table> tables;
+    return tables.lend([] { return std::unique_ptr<Table>(new (std::nothrow) Table); });
 }
 
 // Fills the room as far as there are bytes; gives their number, or -1.

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdio>
+#include <utility>
 
 #include "platform/file.h"
 #include "platform/process.h"
@@ -13,7 +14,7 @@ namespace orvkit {
 namespace {
 
 std::atomic<int> nextNumber{0};
-thread_local platform::FileHandle received;
+thread_local int received = -1;  // a handle
 
 const char* codeOf(PDU_TYPE type) {
     static constexpr const char* codes[] = {"xx", "rq", "ac", "rj", "tf", "rr", "rp", "ab"};
@@ -27,23 +28,24 @@ platform::FileHandle create(PDU_TYPE type, const char* direction) {
     return platform::createWrite(name);
 }
 
-void put(const platform::FileHandle& file, std::span<const unsigned char> bytes) {
-    if (file && !bytes.empty()) (void)platform::writeAll(file.get(), bytes.data(), bytes.size());
+void put(int file, std::span<const unsigned char> bytes) {
+    if (file != -1 && !bytes.empty()) (void)platform::writeAll(file, bytes.data(), bytes.size());
 }
 
 }  // namespace
 
 void dumpSent(PDU_TYPE type, std::initializer_list<std::span<const unsigned char>> parts) {
     const platform::FileHandle file = create(type, "snd");
-    for (const auto part : parts) put(file, part);
+    for (const auto part : parts) put(file.get(), part);
 }
 
 void dumpReceivedEnd() {
-    received.reset();
+    const platform::FileHandle closed(std::exchange(received, -1));
 }
 
 void dumpReceivedBegin(PDU_TYPE type, std::span<const unsigned char> bytes) {
-    received = create(type, "rcv");
+    dumpReceivedEnd();
+    received = create(type, "rcv").release();
     put(received, bytes);
 }
 

@@ -12,10 +12,10 @@ namespace orvkit::platform {
 inline constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
 
 // One encoding beside UTF-8, by its name among the registered character sets: "ISO-8859-5", "EUC-JP". To be
-// kept for the next text, and used by one thread.
+// kept for the next text, and used by one thread at a time. std::bad_alloc where memory is gone.
 class Encoding {
   public:
-    explicit Encoding(const char* name) noexcept;
+    explicit Encoding(const char* name);
     Encoding(const Encoding&) = delete;
     Encoding& operator=(const Encoding&) = delete;
     ~Encoding();

@@ -5,7 +5,6 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
-#include <utility>
 
 #include "dictionary/syntax_table.h"
 #include "orvkit/dict.h"
@@ -18,9 +17,12 @@ namespace {
 // The first reason why standard output failed, on whatever thread.
 std::atomic<int> outputFailure = 0;
 
-thread_local std::string faultOfThread;
+// Not strings, whose end a thread would have to note when it first touches them: without memory for that, the
+// C library aborts the program.
+constexpr std::size_t kLongestText = 2048;
+thread_local char faultOfThread[kLongestText];
 thread_local int replacedByThread = 0;
-thread_local std::string remarkOfThread;
+thread_local char remarkOfThread[kLongestText];
 
 // The library's log as the command shows it: a line on standard error.
 class StderrLog : public DcLog {
@@ -37,16 +39,16 @@ class StderrLog : public DcLog {
         if (level == LOG_ERROR) ++errors_;
         const bool remark = name != nullptr && level < LOG_ERROR && std::strcmp(name, "unpackDataSet") == 0;
         if (level < LOG_ERROR && (muted_ || !verbose_) && !remark) return RESULT_LOG_SUPPRESSED;
-        char text[2048];
+        char text[kLongestText];
         va_list arguments;
         va_start(arguments, fmt);
         std::vsnprintf(text, sizeof text, fmt, arguments);
         va_end(arguments);
-        if (remark) remarkOfThread = text;
+        if (remark) std::strcpy(remarkOfThread, text);
         if (level < LOG_ERROR && (muted_ || !verbose_)) return RESULT_LOG_SUPPRESSED;
         // A bare number follows what was said of the fault itself, if anything was.
         const bool bare = std::strncmp(text, "error code ", 11) == 0;
-        if (level == LOG_ERROR && (!bare || faultOfThread.empty())) faultOfThread = text;
+        if (level == LOG_ERROR && (!bare || *faultOfThread == '\0')) std::strcpy(faultOfThread, text);
         if (muted_) return RESULT_LOG_SUPPRESSED;
         if (verbose_ && name != nullptr) {
             complain("%s [%s]", text, name);
@@ -96,7 +98,8 @@ int errorsLogged() {
 }
 
 std::string takeRemark() {
-    const std::string text = std::exchange(remarkOfThread, {});
+    const std::string text = remarkOfThread;
+    *remarkOfThread = '\0';
     const std::size_t name = text.find("', ");
     return name == std::string::npos ? text : text.substr(name + 3);
 }
@@ -106,7 +109,7 @@ std::string lastFault() {
 }
 
 void forgetFault() {
-    faultOfThread.clear();
+    *faultOfThread = '\0';
 }
 
 bool complain(const char* format, ...) {

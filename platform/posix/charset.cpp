@@ -3,6 +3,7 @@
 #include <iconv.h>
 
 #include <cerrno>
+#include <new>
 
 namespace orvkit::platform {
 
@@ -10,19 +11,32 @@ namespace {
 
 constexpr std::size_t iconvFailed = static_cast<std::size_t>(-1);
 
-void* opened(const char* to, const char* from) noexcept {
+void* opened(const char* to, const char* from, bool& memory) noexcept {
     const iconv_t made = ::iconv_open(to, from);
-    return made == reinterpret_cast<iconv_t>(-1) ? nullptr : made;
+    if (made != reinterpret_cast<iconv_t>(-1)) return made;
+    if (errno == ENOMEM) memory = false;
+    return nullptr;
+}
+
+void close(void* encoding) noexcept {
+    if (encoding != nullptr) ::iconv_close(encoding);
 }
 
 }  // namespace
 
-Encoding::Encoding(const char* name) noexcept
-    : decoder_(opened("UTF-8", name)), encoder_(opened(name, "UTF-8")) {}
+Encoding::Encoding(const char* name) {
+    bool memory = true;
+    decoder_ = opened("UTF-8", name, memory);
+    encoder_ = opened(name, "UTF-8", memory);
+    if (memory) return;
+    close(decoder_);
+    close(encoder_);
+    throw std::bad_alloc();
+}
 
 Encoding::~Encoding() {
-    if (decoder_ != nullptr) ::iconv_close(decoder_);
-    if (encoder_ != nullptr) ::iconv_close(encoder_);
+    close(decoder_);
+    close(encoder_);
 }
 
 void Encoding::toUtf8(std::string_view bytes, std::string& out,

@@ -61,7 +61,7 @@ void restoreThirdSet(std::string& character) {
 
 }  // namespace
 
-Encoding::Encoding(const char* name) noexcept {
+Encoding::Encoding(const char* name) {
     for (const CodePage& page : codePages) {
         // Where GB18030 is missing, its characters of two bytes are those of GBK.
         const bool standsIn =

@@ -126,5 +126,13 @@ TEST_F(MemoryTest, CallsThatFailLoseNothingAndThoseThatAreInterruptedAreMadeAgai
     }
 }
 
+// Where there is no memory to note the end of a thread's own object, the C library aborts the program.
+TEST_F(MemoryTest, ThreadsOwnNothingThatEndsWithThem) {
+    const Outcome noted = sh("for f in '" ORVKIT_COMMAND "' $(ldd '" ORVKIT_COMMAND
+                             "' | awk '/liborvkit/ {print $3}'); do nm -D -u $f && echo looked; done");
+    EXPECT_TRUE(holds(noted.out, "looked")) << noted.err;
+    EXPECT_EQ(noted.out.find("__cxa_thread_atexit"), std::string::npos);
+}
+
 }  // namespace
 }  // namespace tools_test
