@@ -99,6 +99,21 @@ struct WaitEntry {
 };
 void waitAny(WaitEntry* entries, std::size_t count, int timeout);
 
+// Ends the wait of one thread, by others. Without a descriptor for it, it stays silent.
+class Bell {
+  public:
+    Bell() noexcept;
+
+    // To be waited for; it can be read once it has rung.
+    unsigned int socket() const noexcept { return inside_.get(); }
+    void ring() noexcept;
+    void silence() noexcept;
+
+  private:
+    Socket inside_;
+    Socket outside_;
+};
+
 enum class Received : unsigned char { data, closed, timeout, failed };
 // Receives what has arrived, up to `length` bytes, waiting for the first of them up to the time-out; no wait
 // is made where bytes have arrived already. `count` is 0 but for `data`.

@@ -13,7 +13,8 @@ namespace platform = orvkit::platform;
 // A longer request is let in when this much of it is here.
 constexpr std::size_t kEnough = 16384;
 constexpr auto kTick = std::chrono::milliseconds(50);  // between looks at requests that have begun
-constexpr int kBacklog = 256;
+constexpr int kBacklog = 1024;  // a client who finds it full tries again after a second
+constexpr int kAtOnce = 256;    // accepted in one go
 constexpr auto kBusyPatience = std::chrono::seconds(5);
 constexpr int kTooManyFiles = 10024;
 constexpr unsigned char kAssociationRequest = PDU_TYPE_ASSO_RQ;
@@ -54,16 +55,25 @@ void Doorman::wait(int timeout, std::vector<platform::WaitEntry>& others) {
     const bool paused = Clock::now() < pausedUntil_;
     entries_.assign(1, {paused ? platform::kNoSocket : listener_, false});
     bool begun = paused;
-    // A request that has begun is readable all the time: it is looked at now and then instead.
-    for (const Waiting& w : waiting_) {
-        if (w.state == State::silent) entries_.push_back({w.visitor.socket.get(), false});
-        if (w.state == State::begun) begun = true;
+    {
+        // A request that has begun is readable all the time: it is looked at now and then instead.
+        const std::lock_guard lock(mutex_);
+        for (const Waiting& w : waiting_) {
+            if (w.state == State::silent) entries_.push_back({w.visitor.socket.get(), false});
+            if (w.state == State::begun) begun = true;
+        }
     }
     const std::size_t own = entries_.size();
     entries_.insert(entries_.end(), others.begin(), others.end());
     if (begun) timeout = std::min(timeout, static_cast<int>(kTick.count()));
     platform::waitAny(entries_.data(), entries_.size(), timeout);
     std::copy(entries_.begin() + static_cast<std::ptrdiff_t>(own), entries_.end(), others.begin());
+    lookAround(paused);
+}
+
+// Meanwhile nobody but those whose requests were there can have gone.
+void Doorman::lookAround(bool paused) {
+    const std::lock_guard lock(mutex_);
     const auto now = Clock::now();
     const bool tick = now - lookedAt_ >= kTick;
     if (tick) lookedAt_ = now;
@@ -97,7 +107,7 @@ bool Doorman::makeRoom() {
 }
 
 void Doorman::accept() {
-    for (int i = 0; i < kBacklog; ++i) {
+    for (int i = 0; i < kAtOnce; ++i) {
         platform::Address peer;
         platform::Socket socket = platform::acceptSocket(listener_, peer, 0);
         if (!socket) {
@@ -162,6 +172,7 @@ void Doorman::refuse(Waiting& waiting, const unsigned char* head) {
 
 void Doorman::refuseLate() {
     const auto now = Clock::now();
+    const std::lock_guard lock(mutex_);
     std::erase_if(waiting_, [&](const Waiting& w) {
         if (w.state != State::ready || now - w.since < kBusyPatience) return false;
         told_(w.visitor.address + ": association refused: all workers are busy (local-limit-exceeded)");
@@ -171,10 +182,17 @@ void Doorman::refuseLate() {
 }
 
 bool Doorman::hasReady() const {
+    const std::lock_guard lock(mutex_);
     return std::any_of(waiting_.begin(), waiting_.end(), isReady);
 }
 
+void Doorman::close() {
+    const std::lock_guard lock(mutex_);
+    waiting_.clear();
+}
+
 Visitor Doorman::next() {
+    const std::lock_guard lock(mutex_);
     const auto ready = std::find_if(waiting_.begin(), waiting_.end(), isReady);
     if (ready == waiting_.end()) return {};
     Visitor visitor = std::move(ready->visitor);

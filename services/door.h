@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -43,9 +44,12 @@ class Doorman {
     void wait(int timeout, std::vector<orvkit::platform::WaitEntry>& others);
     // Turns away those whose request has arrived and has waited too long for a worker.
     void refuseLate();
-    // The next connection whose association request has arrived; without a socket when there is none.
+    // The next connection whose association request has arrived; without a socket when there is none. By any
+    // thread.
     Visitor next();
     bool hasReady() const;
+    // Nobody waits any more.
+    void close();
 
   private:
     enum class State : unsigned char { silent, begun, ready };
@@ -55,6 +59,8 @@ class Doorman {
         State state = State::silent;
     };
     static bool isReady(const Waiting& w) { return w.state == State::ready; }
+    // What the wait has given; `entries_` begins with the listener and those who were silent.
+    void lookAround(bool paused);
     void accept();
     // False: the connection is of no use.
     bool look(Waiting& waiting);
@@ -68,7 +74,8 @@ class Doorman {
     std::size_t most_;
     std::chrono::seconds patience_;
     std::function<void(const std::string&)> told_;
-    std::deque<Waiting> waiting_;  // in the order of their arrival
+    mutable std::mutex mutex_;
+    std::deque<Waiting> waiting_;  // in the order of their arrival; under the mutex
     std::vector<orvkit::platform::WaitEntry> entries_;
     Clock::time_point lookedAt_;
     Clock::time_point pausedUntil_;  // no descriptor is left for another connection

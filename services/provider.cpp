@@ -17,7 +17,7 @@ namespace {
 
 // Milliseconds between looks at whether the server is to stop, and while all threads are taken.
 constexpr int kTick = 200;
-constexpr int kShortTick = 20;
+constexpr int kShortTick = 2;
 constexpr unsigned int kPace = 1024;             // bytes a second that a peer must bring at least
 constexpr unsigned int kMostInMemory = 2 << 20;  // of a request or a data set that has no file
 
@@ -102,7 +102,8 @@ bool Provider::turnAway(const std::string& why) {
 // Milliseconds until this side is looked at again.
 int Provider::tick() const {
     if (server_.stopping || givesWay_) return 0;
-    return server_.pressed ? kShortTick : kTick;
+    if (!server_.pressed) return kTick;
+    return open_ && !spoken_ ? 0 : kShortTick;  // some come to stay silent
 }
 
 // A secured connection: whether the handshake is done and the association request has begun. When all threads
@@ -184,6 +185,7 @@ bool Provider::serveNext() {
     DcMsg* received = nullptr;
     const int outcome = msm_.read(&sopClass, &received, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL);
     const std::unique_ptr<DcMsg> request(received);
+    spoken_ = true;
     if (request == nullptr) return ended(outcome);
     if (Handler* const handler = handlerOf(request->getType())) return handler(*this, sopClass, *request);
     char name[64] = "";

@@ -98,6 +98,7 @@ class Provider {
     std::uint64_t stored_ = 0;
     Clock::time_point since_;  // it has been idle
     bool open_ = false;
+    bool spoken_ = false;  // after its request
     bool idle_ = false;
     bool givesWay_ = false;
 };

@@ -14,17 +14,31 @@ constexpr auto kGrace = std::chrono::seconds(10);  // for messages that are unde
 
 }  // namespace
 
-// Where the system has no thread or no memory left, that is one association's affair.
-void Workers::start(Visitor visitor) {
+// Those whose associations speak again come before those at the door; null for nobody. By any thread.
+std::unique_ptr<Provider> Workers::next() {
+    {
+        const std::lock_guard lock(mutex_);
+        if (!called_.empty()) {
+            std::unique_ptr<Provider> provider = std::move(called_.front());
+            called_.pop_front();
+            return provider;
+        }
+    }
+    Visitor visitor = door_.next();
+    if (!visitor.socket) return nullptr;
     const std::string address = visitor.address;
     try {
-        start(std::make_unique<Provider>(server_, std::move(visitor)));
+        return std::make_unique<Provider>(server_, std::move(visitor));
     } catch (const std::exception& fault) {
         server_.tell(address + ": association refused: " + fault.what());
+        return nullptr;
     }
 }
 
-void Workers::start(std::unique_ptr<Provider> provider) {
+// A thread for who is next. Where the system has none left, that is one association's affair.
+bool Workers::start() {
+    std::unique_ptr<Provider> provider = next();
+    if (provider == nullptr) return false;
     Worker& worker = workers_.emplace_back();
     worker.provider = std::move(provider);
     try {
@@ -34,96 +48,119 @@ void Workers::start(std::unique_ptr<Provider> provider) {
         workers_.pop_back();
         refused->refuse(fault.what());
     }
+    return true;
 }
 
 void Workers::run(Worker& worker) {
-    try {
-        worker.provider->run();
-    } catch (const std::exception& fault) {
+    do {
         try {
-            server_.tell(std::string("an association was lost: ") + fault.what());
-        } catch (const std::exception&) {
-            // There is not even the memory to tell it.
+            worker.provider->run();
+        } catch (const std::exception& fault) {
+            try {
+                server_.tell(std::string("an association was lost: ") + fault.what());
+            } catch (const std::exception&) {
+                // There is not even the memory to tell it.
+            }
         }
-    }
+    } while (takeNext(worker));
     worker.done = true;
+    if (server_.pressed) bell_.ring();
+}
+
+// Leaves the association and takes who is next; false for nobody.
+bool Workers::takeNext(Worker& worker) {
+    std::unique_ptr<Provider> left;
+    try {
+        std::unique_ptr<Provider> provider = next();
+        const std::lock_guard lock(mutex_);
+        if (worker.provider->isIdle()) {
+            left_.push_back(std::move(worker.provider));
+            bell_.ring();
+        }
+        left = std::exchange(worker.provider, std::move(provider));
+    } catch (const std::bad_alloc&) {
+        // No memory to keep it, or to go on: the association ends here.
+        const std::lock_guard lock(mutex_);
+        left = std::move(worker.provider);
+    }
+    return worker.provider != nullptr;
 }
 
 void Workers::sweep() {
-    for (auto at = workers_.begin(); at != workers_.end();) {
-        if (!at->done) {
-            ++at;
-            continue;
-        }
-        at->thread.join();
+    workers_.remove_if([](Worker& worker) {
+        if (worker.done) worker.thread.join();
+        return !worker.thread.joinable();
+    });
+    const std::lock_guard lock(mutex_);
+    for (; !left_.empty(); left_.pop_front()) {
         try {
-            if (at->provider->isIdle()) idle_.push_back(std::move(at->provider));
+            idle_.push_back(std::move(left_.front()));
         } catch (const std::bad_alloc&) {
             // No memory to keep it: the association ends here.
         }
-        at = workers_.erase(at);
     }
 }
 
-void Workers::call(Guests& from, std::size_t at) {
-    called_.push_back(std::move(from[at]));
-    from.erase(from.begin() + static_cast<std::ptrdiff_t>(at));
+void Workers::callIdle(std::size_t at) {
+    const std::lock_guard lock(mutex_);
+    called_.push_back(std::move(idle_[at]));
+    idle_.erase(idle_.begin() + static_cast<std::ptrdiff_t>(at));
 }
 
-std::vector<platform::WaitEntry> Workers::idle() const {
+std::vector<platform::WaitEntry> Workers::watched() const {
     std::vector<platform::WaitEntry> entries;
+    entries.reserve(idle_.size() + 1);
     for (const auto& provider : idle_) entries.push_back({provider->socket(), false});
+    entries.push_back({bell_.socket(), false});
     return entries;
 }
 
-bool Workers::serve(const std::vector<platform::WaitEntry>& idle, Doorman& door) {
-    for (std::size_t i = idle.size(); i-- > 0;) {
-        if (idle[i].ready || idle_[i]->isLate()) call(idle_, i);
+bool Workers::serve(const std::vector<platform::WaitEntry>& watched) {
+    if (watched.back().ready) bell_.silence();
+    for (std::size_t i = watched.size() - 1; i-- > 0;) {
+        if (watched[i].ready || idle_[i]->isLate()) callIdle(i);
     }
     sweep();
     while (idle_.size() > mostIdle_) {
         idle_.front()->giveWay();
-        call(idle_, 0);
+        callIdle(0);
     }
-    while (workers_.size() < most_) {
-        if (!called_.empty()) {
-            std::unique_ptr<Provider> next = std::move(called_.front());
-            called_.pop_front();
-            start(std::move(next));
-        } else if (Visitor visitor = door.next(); visitor.socket) {
-            start(std::move(visitor));
-        } else {
-            break;
-        }
+    while (workers_.size() < most_ && start()) {
     }
-    server_.pressed = workers_.size() >= most_ || !called_.empty() || door.hasReady();
+    const std::lock_guard lock(mutex_);
+    server_.pressed = workers_.size() >= most_ || !called_.empty() || door_.hasReady();
     return server_.pressed;
 }
 
 void Workers::stop() {
     server_.stopping = true;
+    door_.close();
     const auto end = std::chrono::steady_clock::now() + kGrace;
     for (;;) {
         sweep();
         try {
-            while (!idle_.empty()) call(idle_, 0);
-            for (; !called_.empty() && workers_.size() < most_; called_.pop_front()) {
-                start(std::move(called_.front()));
+            while (!idle_.empty()) callIdle(0);
+            while (workers_.size() < most_ && start()) {
             }
         } catch (const std::exception&) {
             // Without memory for a farewell they go without one.
+            const std::lock_guard lock(mutex_);
             idle_.clear();
             called_.clear();
         }
         if (workers_.empty() || std::chrono::steady_clock::now() >= end) break;
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
-    for (Worker& worker : workers_) {
-        if (!worker.done) platform::shutdownSocket(worker.provider->socket());
+    {
+        const std::lock_guard lock(mutex_);
+        called_.clear();
+        for (const Worker& worker : workers_) {
+            if (worker.provider != nullptr) platform::shutdownSocket(worker.provider->socket());
+        }
     }
     for (Worker& worker : workers_) worker.thread.join();
     workers_.clear();
-    called_.clear();
+    left_.clear();
 }
 
 }  // namespace services

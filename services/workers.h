@@ -1,6 +1,6 @@
 // The associations of a server and the threads that serve them. A thread belongs to an association while its
 // messages come; when all threads are taken, those of associations that are idle between two messages
-// are given back, and an idle association costs a descriptor until it speaks again.
+// go to the next who waits, and an idle association costs a descriptor until it speaks again.
 #ifndef ORVKIT_SERVICES_WORKERS_H
 #define ORVKIT_SERVICES_WORKERS_H
 
@@ -8,6 +8,7 @@
 #include <deque>
 #include <list>
 #include <memory>
+#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -20,40 +21,46 @@ namespace services {
 class Workers {
   public:
     // At most so many threads, and so many idle associations without one; of more, the one that has been idle
-    // longest is aborted. The server outlives it.
-    Workers(StoreServer& server, std::size_t most, std::size_t mostIdle)
-        : server_(server), most_(most), mostIdle_(mostIdle) {}
+    // longest is aborted. The server and its door outlive it.
+    Workers(StoreServer& server, Doorman& door, std::size_t most, std::size_t mostIdle)
+        : server_(server), door_(door), most_(most), mostIdle_(mostIdle) {}
     Workers(const Workers&) = delete;
     Workers& operator=(const Workers&) = delete;
     ~Workers() { stop(); }
 
-    // The connections of associations without a thread, to be waited for.
-    std::vector<orvkit::platform::WaitEntry> idle() const;
+    // What is to be waited for: the connections of associations without a thread, and the bell of threads
+    // that leave one, or are done, while all are taken.
+    std::vector<orvkit::platform::WaitEntry> watched() const;
     // What that gave, in the same order: gives threads to those who speak, then to those at the door. True
     // when all are taken: somebody waits, or would.
-    bool serve(const std::vector<orvkit::platform::WaitEntry>& idle, Doorman& door);
+    bool serve(const std::vector<orvkit::platform::WaitEntry>& watched);
     // Waits for the messages that are under way; then the connections are cut.
     void stop();
 
   private:
     struct Worker {
-        std::unique_ptr<Provider> provider;
+        std::unique_ptr<Provider> provider;  // changed under the mutex
         std::thread thread;
         std::atomic<bool> done = false;
     };
     using Guests = std::deque<std::unique_ptr<Provider>>;
 
-    void start(Visitor visitor);
-    void start(std::unique_ptr<Provider> provider);
+    std::unique_ptr<Provider> next();
+    bool start();
     void run(Worker& worker);
+    bool takeNext(Worker& worker);
     void sweep();
-    void call(Guests& from, std::size_t at);
+    void callIdle(std::size_t at);
 
     StoreServer& server_;
+    Doorman& door_;
     std::size_t most_;
     std::size_t mostIdle_;
+    orvkit::platform::Bell bell_;
     std::list<Worker> workers_;
-    Guests idle_;    // those who have been here longest first
+    Guests idle_;  // those who have been here longest first
+    std::mutex mutex_;
+    Guests left_;    // by threads; they become idle
     Guests called_;  // idle no more; they wait for a thread
 };
 

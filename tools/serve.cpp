@@ -140,15 +140,15 @@ int serve(const ServeOptions& options) {
              server.aet + ", storing into " + server.directory + "; " + std::to_string(options.workers) +
              " associations served at once, " + std::to_string(waiting) + " more connections can wait");
     {
-        Workers workers(server, static_cast<std::size_t>(options.workers), waiting / 2);
         Doorman doorman(listener.socket(),
                         options.security != nullptr ? Greeting::tlsHello : Greeting::associationRequest,
                         waiting / 2, std::chrono::seconds(options.timeout), tellLine);
+        Workers workers(server, doorman, static_cast<std::size_t>(options.workers), waiting / 2);
         bool pressed = false;
         while (!platform::stopAsked()) {
-            std::vector<platform::WaitEntry> idle = workers.idle();
-            doorman.wait(pressed ? kShortTick : kTick, idle);
-            pressed = workers.serve(idle, doorman);
+            std::vector<platform::WaitEntry> watched = workers.watched();
+            doorman.wait(pressed ? kShortTick : kTick, watched);
+            pressed = workers.serve(watched);
             doorman.refuseLate();
             reloadSecurity(options.security.get());
             if (options.fileSet && set.isOverdue()) server.settle();

@@ -354,6 +354,25 @@ void waitAny(WaitEntry* entries, std::size_t count, int timeout) {
     for (std::size_t i = 0; i < count; ++i) entries[i].ready = n > 0 && polls[i].revents != 0;
 }
 
+Bell::Bell() noexcept {
+    int ends[2];
+    if (::pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) return;
+    inside_.reset(static_cast<unsigned int>(ends[0]));
+    outside_.reset(static_cast<unsigned int>(ends[1]));
+}
+
+// A full pipe has rung already.
+void Bell::ring() noexcept {
+    const ssize_t rung = ::write(handleOf(outside_.get()), "", 1);
+    (void)rung;
+}
+
+void Bell::silence() noexcept {
+    char heard[64];
+    while (::read(handleOf(inside_.get()), heard, sizeof heard) > 0) {
+    }
+}
+
 Received receive(unsigned int socket, void* data, std::size_t length, int timeout,
                  std::size_t& count) noexcept {
     count = 0;

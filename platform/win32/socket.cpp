@@ -285,6 +285,33 @@ void waitAny(WaitEntry* entries, std::size_t count, int timeout) {
     for (std::size_t i = 0; i < count; ++i) entries[i].ready = n > 0 && polls[i].revents != 0;
 }
 
+// A datagram to itself.
+Bell::Bell() noexcept {
+    Socket own(numberOf(::socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP)));
+    sockaddr_in home{};
+    home.sin_family = AF_INET;
+    home.sin_addr.s_addr = ::htonl(INADDR_LOOPBACK);
+    Address address;
+    std::memcpy(address.bytes, &home, sizeof home);
+    int length = sizeof address.bytes;
+    if (!own || ::bind(handleOf(own.get()), record(address), sizeof home) != 0 ||
+        ::getsockname(handleOf(own.get()), record(address), &length) != 0 ||
+        ::connect(handleOf(own.get()), record(address), length) != 0 || !setBlocking(own.get(), false)) {
+        return;
+    }
+    inside_ = std::move(own);
+}
+
+void Bell::ring() noexcept {
+    (void)::send(handleOf(inside_.get()), "", 1, 0);
+}
+
+void Bell::silence() noexcept {
+    char heard[64];
+    while (::recv(handleOf(inside_.get()), heard, sizeof heard, 0) > 0) {
+    }
+}
+
 Received receive(unsigned int socket, void* data, std::size_t length, int timeout,
                  std::size_t& count) noexcept {
     count = 0;
