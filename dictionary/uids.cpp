@@ -171,7 +171,8 @@ int DcDict::add(const char* uid, const char* description, DICT_UID* value, DICT_
 int DcDict::subtract(const char* uid) {
     if (uid == nullptr) return failNull("DcDict::subtract");
     const DcDictUidInfo* found = findUid(uid);
-    if (found == nullptr) {
+    // What peers named stands in no table.
+    if (found == nullptr || found->value >= firstLearnedUid) {
         return fail(RESULT_DICT_NOT_FOUND, LOG_NOTICE, "DcDict::subtract", "UID '%s' is not in dictionary",
                     uid);
     }

@@ -1,5 +1,6 @@
 // Additions to the dictionary, and removals, in either edition.
 
+#include "dictionary/learned_uids.h"
 #include "fresh_dict.h"
 #include "orvkit/keywords.h"
 #include "orvkit/tags.h"
@@ -120,6 +121,18 @@ TEST_F(Change, AddsAndRemovesUids) {
     }
     EXPECT_EQ(Dict.add("1.2.47", nullptr, nullptr, UID_TYPE_SOP), RESULT_DICT_LIMIT);
     log.expect(LOG_NOTICE, "DcDict::add", "Dictionary UID limit of 256 reached");
+}
+
+TEST_F(Change, WhatAPeerNamedIsInNoTableAndStays) {
+    const char* const uid = "1.2.826.0.1.3680043.8.498.1";
+    const DICT_UID learned = orvkit::learnSopClass(uid);
+    ASSERT_NE(learned, UID_NONE);
+    for (const DICT_EDITION edition : {DICT_EDITION_2008, DICT_EDITION_CURRENT}) {
+        dictSetEdition(edition);
+        EXPECT_EQ(Dict.subtract(uid), RESULT_DICT_NOT_FOUND);
+        log.expect(LOG_NOTICE, "DcDict::subtract", std::string("UID '") + uid + "' is not in dictionary");
+        EXPECT_STREQ(Dict.findUid(learned)->uid, uid);
+    }
 }
 
 TEST_F(Change, OfTheEditionIsToldAndAnyOtherNumberRefused) {
