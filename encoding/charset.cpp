@@ -342,7 +342,8 @@ Charset::Charset(std::string_view terms) : g0_(&asciiRow) {
             if (first && row->kind == CodeKind::whole) whole_ = row;
             if (first && !goesIntoG0(*row) && row->kind != CodeKind::whole) g1_ = row;
             if (first && row == &katakanaRow) g0_ = &romajiRow;
-            if (row->kind != CodeKind::whole) others_.push_back(row);
+            const bool isNew = std::find(others_.begin(), others_.end(), row) == others_.end();
+            if (row->kind != CodeKind::whole && isNew) others_.push_back(row);
         }
         if (end == std::string_view::npos) break;
         terms.remove_prefix(end + 1);

@@ -142,6 +142,15 @@ TEST(CharsetTest, WhatCannotBeConvertedIsCountedAndPlaced) {
         EXPECT_EQ(made.loss.count, row.count) << row.terms << ' ' << row.given;
         EXPECT_EQ(made.loss.first, row.first) << row.terms << ' ' << row.given;
     }
+    // However often a term is named, a character is looked up in its set once: this would take minutes.
+    std::string terms;
+    for (int i = 0; i < 1000; ++i) terms += "\\ISO 2022 IR 87\\ISO 2022 IR 149";
+    const Converted many = fromUtf8(terms, VR_UT, [] {
+        std::string text;
+        while (text.size() < 300000) text += "\u2E3B";
+        return text;
+    }());
+    EXPECT_EQ(many.loss.count, 100000U);
     char* made = nullptr;
     unsigned int length = 7;
     EXPECT_EQ(textToUtf8("", VR_LO, nullptr, 1, made, length), ELEM_NULL_ARGUMENT);
