@@ -52,7 +52,6 @@ class Recoder {
     void text(DcElemList& list, DcElem& element, const std::string& terms, const std::string& where) {
         std::string given;
         if (!bytesOf(element, given)) return fault(where, "no memory");
-        if (isPlainAscii(given)) return;
         DcTextLoss loss;
         const std::string utf8 = Charset(terms).toUtf8(given, element.getVr(), &loss);
         if (loss.count != 0) {
@@ -62,7 +61,8 @@ class Recoder {
                                     " no character of '" + withEscapes(terms) + "', the first is " + byte +
                                     " at offset " + std::to_string(loss.first));
         }
-        if (!exchange(list, element, utf8)) fault(where, "too long for its value representation");
+        if (utf8 != given && !exchange(list, element, utf8))
+            fault(where, "too long for its value representation");
     }
 
     // An element of the same VR with that text.

@@ -152,7 +152,8 @@ void Values::loadRaw(DcElem& e) {
 void Values::loadTexts(const Place& place) {
     std::string_view rest = trimmed(bytes_, false);
     if (rest.empty()) return;
-    if (!isPlainAscii(rest)) {
+    // A tilde is an overline in one of the sets.
+    if (!isPlainAscii(rest) || rest.find('~') != std::string_view::npos) {
         utf8_ = place.charset.toUtf8(rest, vr_);
         rest = utf8_;
     }

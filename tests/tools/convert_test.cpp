@@ -237,6 +237,11 @@ TEST_F(ConvertTest, HeadersAndCharacterSetsAreMadeAnew) {
            "orvkit convert --utf8 x y; test -e y && echo written");
     EXPECT_TRUE(holds(lost.err, "(0010,0010): 1 byte is no character of 'ISO_IR 6")) << lost.err;
     EXPECT_FALSE(holds(lost.out, "written"));
+    // What looks like ASCII and is not.
+    const Outcome overline =
+        sh("sed 's/ISO_IR 100/ISO_IR 13  /;s/Phantom/Pha~tom/' p/*/* >x; orvkit convert --utf8 x y\n"
+           "for f in x y; do orvkit dump --tag PatientName $f | grep -c 'Pha\u203Etom'; done");
+    EXPECT_EQ(overline.out, "1\n1\n") << overline.err;
 }
 
 TEST_F(LargeFileTest, PixelsAreNeverHeld) {
