@@ -110,6 +110,18 @@ int readWith(DumpedFile& file, Read read) {
     return result;
 }
 
+// Whether bytes are the beginning of something that can be shown.
+bool beginsAsDicom(std::vector<unsigned char>& bytes) {
+    if (bytes.size() >= kPreamble && std::memcmp(bytes.data() + kPreamble - 4, "DICM", 4) == 0) return true;
+    DcDirMetaInfo meta;
+    DcElemList data;
+    DcDirFound found;
+    DcDirAround around;
+    around.found = &found;
+    (void)dirReadAroundPixels(bytes.data(), static_cast<unsigned int>(bytes.size()), meta, data, around);
+    return found.meta || found.xferSyn != UID_NONE;
+}
+
 // Reads a pipe to its end; one that begins as no DICOM file does may have none. false with errno.
 bool readStream(int handle, std::vector<unsigned char>& bytes) {
     std::size_t used = 0;
@@ -118,8 +130,7 @@ bool readStream(int handle, std::vector<unsigned char>& bytes) {
         const std::int64_t n = platform::read(handle, bytes.data() + used, wanted - used);
         if (n < 0) return false;
         used += static_cast<std::size_t>(n);
-        const bool dicom = used >= kPreamble && std::memcmp(bytes.data() + kPreamble - 4, "DICM", 4) == 0;
-        if (used < wanted || !dicom) break;
+        if (used < wanted || (wanted == kFirstRead && !beginsAsDicom(bytes))) break;
         if (wanted == kMost) {
             errno = EFBIG;
             return false;
