@@ -31,6 +31,17 @@ Stream undefinedLengths() {
     return s.item(2).raw("\xFF\xD8").endSequence();
 }
 
+// A file of encapsulated frames with tables of both kinds, of which `shift` makes one wrong.
+Bytes frames(unsigned int shift) {
+    Stream s;
+    s.elem(0x00280008, "IS", "3 ").us(0x00280010, 2).us(0x00280011, 2).us(0x00280100, 8);
+    s.header(0x7FE00001, "OV", 24).u32(0).u32(0).u32(12 + shift).u32(0).u32(22).u32(0);
+    s.header(0x7FE00002, "OV", 24).u32(4).u32(0).u32(1).u32(0).u32(2).u32(0);
+    s.header(0x7FE00010, "OB", Stream::undefined).item(12).u32(0).u32(12).u32(22);
+    s.item(4).raw("aaaa").item(2).raw("bb").item(2).raw("cc").endSequence();
+    return part10(metaGroup("1.2.840.10008.1.2.4.90"), s).bytes();
+}
+
 Bytes packed(const Bytes& plain) {
     Bytes bytes(2 * plain.size() + 64);
     unsigned char* end = bytes.data();
@@ -102,7 +113,9 @@ std::vector<Bytes> seeds(const std::string& sampleDirectory) {
                                   conversation(acceptance()),
                                   conversation({}, negotiation()),
                                   conversation(acceptance(), negotiation()),
-                                  storing()};
+                                  storing(),
+                                  frames(0),
+                                  frames(1)};
     for (const DICT_UID syntax :
          {UID_LITTLE_ENDIAN_IMPLICIT, UID_LITTLE_ENDIAN_EXPLICIT, UID_BIG_ENDIAN_EXPLICIT}) {
         streams.push_back(image(syntax).bytes());

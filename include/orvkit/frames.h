@@ -80,7 +80,9 @@ class ORVKIT_API DcFrames {
     // That of a data set, or of one in a sequence item, such as an icon. The element stays the data set's:
     // neither may change while this is open. Files that its buffers name are opened here. Pixel data that
     // the library's own syntax (UID_ORVKIT5_LZW) packs has no frames that can be told apart:
-    // ELEM_XFER_SYNTAX. FRAMES_NO_PIXELS, FRAMES_LAYOUT, ELEM_NO_MEMORY, DIR_OPEN.
+    // ELEM_XFER_SYNTAX. Fragments in an uncompressed syntax are known as such where they were left on disk
+    // (dirReadAroundPixels); in memory they are taken for native pixels. FRAMES_NO_PIXELS, FRAMES_LAYOUT,
+    // ELEM_NO_MEMORY, DIR_OPEN.
     int open(const DcElemList& dataset) noexcept;
     // The same, for native pixels of another layout than the data set says.
     int open(const DcElemList& dataset, const DcFrameLayout& layout) noexcept;

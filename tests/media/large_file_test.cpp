@@ -1,10 +1,9 @@
 // Files beyond 4 GByte: what is in them is made of holes, so that they are made at once and take no room.
+#include "media/large_file.h"
+
 #include <gtest/gtest.h>
 
-#include <fstream>
-
 #include "media/allocation_meter.h"
-#include "media/frame_streams.h"
 #include "orvkit/scan.h"
 #include "platform/file.h"
 #include "support/capture_log.h"
@@ -12,43 +11,16 @@
 
 namespace {
 
-constexpr unsigned int kHole = 0x1E000000;
-constexpr unsigned int kHoles = 9;
-constexpr std::uint64_t kLast = std::uint64_t{kHoles} * (kHole + 8);  // the item of the last frame
-const std::string kText = "the last frame !";
-constexpr unsigned int kPadding = 0xFFFCFFFC;
+using namespace large_file;
 
 class LargeFile : public testing::Test {
   protected:
     void SetUp() override {
         if (!keepsHoles(temp_ / "holes")) GTEST_SKIP() << "the file system keeps no holes";
     }
-    // Ten frames, of which the last one begins beyond 4 GByte, and an element behind them.
     std::string encapsulated(bool tabled) {
-        Stream data = head({.frames = "10"});
-        std::vector<std::uint64_t> offsets, lengths(kHoles, kHole);
-        for (unsigned int i = 0; i <= kHoles; ++i) offsets.push_back(i * std::uint64_t{kHole + 8});
-        lengths.push_back(kText.size() - 1);
-        if (tabled) {
-            data.elem(DcTag::ExtendedOffsetTable, "OV", table(offsets, 8));
-            data.elem(DcTag::ExtendedOffsetTableLengths, "OV", table(lengths, 8));
-        }
-        data.header(0x7FE00010, "OB", Stream::undefined).item(0);
-        const Stream front = part10(metaGroup("1.2.840.10008.1.2.4.90"), data);
-        const std::string path = makeFile(temp_, "large", front.bytes());
-        pixelsAt_ = front.size() - 8;
-        std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
-        const auto put = [&](std::uint64_t at, const Stream& s) {
-            file.seekp(static_cast<std::streamoff>(front.size() + at));
-            file << s.text();
-        };
-        for (unsigned int i = 0; i < kHoles; ++i) put(offsets[i], Stream().item(kHole));
-        put(kLast, Stream()
-                       .item(static_cast<unsigned int>(kText.size()))
-                       .raw(kText)
-                       .endSequence()
-                       .elem(kPadding, "OB", "pads"));
-        return path;
+        pixelsAt_ = make(temp_ / "large", tabled);
+        return temp_ / "large";
     }
     // Of 2^32 - 2 bytes.
     std::string native() {
@@ -69,7 +41,6 @@ class LargeFrames : public LargeFile, public testing::WithParamInterface<bool> {
 
 TEST_P(LargeFrames, FramesBeyondFourGBytesAreFoundAndTheHeaderCostsWhatItHolds) {
     const std::string path = encapsulated(GetParam());
-    const std::uint64_t length = 8 + kLast + 8 + kText.size();
     const CaptureLog log;
     DcDirMetaInfo meta;
     DcElemList around, upTo;
@@ -97,7 +68,7 @@ TEST_P(LargeFrames, FramesBeyondFourGBytesAreFoundAndTheHeaderCostsWhatItHolds) 
     DcBuf place;
     ASSERT_EQ(elemAt(around, 0x7FE00010)->getValue(place), RESULT_OK);
     EXPECT_EQ(place.getOffset64(), pixelsAt_);
-    EXPECT_EQ(place.getLen64(), length);
+    EXPECT_EQ(place.getLen64(), kPixels);
     EXPECT_EQ(place.getLen(), 0xFFFFFFFF);
     EXPECT_EQ(rawBytes(around, kPadding), "pads");
 
@@ -107,7 +78,7 @@ TEST_P(LargeFrames, FramesBeyondFourGBytesAreFoundAndTheHeaderCostsWhatItHolds) 
     unsigned long long length64 = 0;
     EXPECT_EQ(dirReadNonPixelElem64(path.c_str(), meta, upTo, offset64, length64), RESULT_OK);
     EXPECT_EQ(offset64, static_cast<long long>(pixelsAt_));
-    EXPECT_EQ(length64, length);
+    EXPECT_EQ(length64, kPixels);
 }
 
 TEST_P(LargeFrames, WhatStandsBeyondFourGBytesIsScannedAndCopied) {

@@ -239,7 +239,7 @@ TEST_F(ConvertTest, HeadersAndCharacterSetsAreMadeAnew) {
     EXPECT_FALSE(holds(lost.out, "written"));
     // What looks like ASCII and is not.
     const Outcome overline =
-        sh("sed 's/ISO_IR 100/ISO_IR 13  /;s/Phantom/Pha~tom/' p/*/* >x; orvkit convert --utf8 x y\n"
+        sh("sed 's/ISO_IR 100/ISO_IR 13 /;s/Phantom/Pha~tom/' p/*/* >x; orvkit convert --utf8 x y\n"
            "for f in x y; do orvkit dump --tag PatientName $f | grep -c 'Pha\u203Etom'; done");
     EXPECT_EQ(overline.out, "1\n1\n") << overline.err;
 }

@@ -3,6 +3,8 @@
 #include <csignal>
 #include <map>
 
+#include "network/store_request.h"
+#include "tests/media/large_file.h"
 #include "tests/media/sample_files.h"
 #include "tests/network/pair.h"
 #include "tests/network/pdus.h"
@@ -437,6 +439,82 @@ TEST_F(NetworkCommandTest, GetStoresWholeObjectsUnderSafeNames) {
     EXPECT_EQ(names("deep/down"), std::vector<std::string>{"1.2.3.dcm"});
     EXPECT_EQ(names("deep"), std::vector<std::string>{"down"});
     EXPECT_FALSE(fs::exists(dir / "evil.dcm"));
+}
+
+// From disk to a user that gets it, and from there to a provider that puts the pixels aside.
+TEST_F(NetworkCommandTest, ObjectsBeyondFourGByteAreGotAndPutAside) {
+    if (std::getenv("ORVKIT_LARGE_OBJECTS") == nullptr) GTEST_SKIP() << "ORVKIT_LARGE_OBJECTS is not set";
+    if (fs::space(dir).available < 3 * large_file::kPixels) GTEST_SKIP() << "no room for 13 GByte";
+    if (!keepsHoles(dir / "holes")) GTEST_SKIP() << "the file system keeps no holes";
+    const CurrentEdition edition;
+    const std::string path = dir / "large";
+    Stream names;
+    (void)large_file::make(path, true,
+                           names.ui(0x00080016, uidOf(UID_CT_IMAGE_STORAGE)).ui(0x00080018, "1.2.3"));
+    auto support = sopList({UID_CT_IMAGE_STORAGE}, {UID_JPEG_2K_LOSSLESS}, TSM_ROLE_SCP);
+    support.insert(support.begin(), sopList({UID_STUDY_ROOT_Q_R_GET}).front());
+    Provider archive(
+        support,
+        [&](DcMsm& msm) {
+            Message request, stored;
+            ASSERT_EQ(receive(msm, request), MSM_MESSAGE);
+            DcCmdCStoreRq store;
+            ASSERT_TRUE(orvkit::fillStoreRequest(store, path.c_str(), UID_CT_IMAGE_STORAGE, "1.2.3"));
+            ASSERT_EQ(msm.sendMessage(UID_CT_IMAGE_STORAGE, &store, UID_JPEG_2K_LOSSLESS), RESULT_OK);
+            ASSERT_EQ(receive(msm, stored), MSM_MESSAGE);
+            DcCmdCGetRsp done(static_cast<DcCmdCGetRq*>(request.get()));
+            done.add(new DcElem(T_0000_0900_status, static_cast<unsigned short>(0)));
+            ASSERT_EQ(msm.write(contextOf(*request), &done), RESULT_OK);
+            Message end;
+            EXPECT_EQ(receive(msm, end), MSM_RELEASE_REQUESTED);
+        },
+        "ARCHIVE", 0);
+    const Outcome got =
+        sh("exec '" ORVKIT_COMMAND "' get ARCHIVE@127.0.0.1:" + std::to_string(archive.port()) +
+           " got -k StudyInstanceUID=1.2");
+    archive.join();
+    ASSERT_EQ(got.status, 0) << got.err;
+    const std::string file = dir / "got/1.2.3.dcm";
+    const auto isWhole = [](const DcFrames& frames) {
+        char text[16] = {};
+        unsigned long long length = 0;
+        DcFrame hole;
+        return frames.read(10, text, sizeof text, length) == RESULT_OK &&
+               std::string_view(text, length) == "the last frame " && frames.find(9, hole) == RESULT_OK &&
+               hole.length == large_file::kHole;
+    };
+    DcFrames frames;
+    ASSERT_EQ(frames.open(file.c_str()), RESULT_OK);
+    EXPECT_TRUE(isWhole(frames));
+    EXPECT_EQ(frames.foundBy(), FRAMES_BY_EXTENDED_TABLE);
+    fs::remove(path);
+
+    const std::string aside = dir / "aside";
+    Provider keeper(sopList({UID_CT_IMAGE_STORAGE}, {UID_JPEG_2K_LOSSLESS}), [&](DcMsm& msm) {
+        ASSERT_EQ(msm.setPixelDataFileName(aside.c_str()), RESULT_OK);
+        Message request;
+        ASSERT_EQ(receive(msm, request), MSM_MESSAGE);
+        DcBuf place;
+        DcElem* pixels = nullptr;
+        ASSERT_EQ(request->getElem(T_7fe0_0010_pixelData, &pixels), RESULT_OK);
+        ASSERT_EQ(pixels->getValue(place), RESULT_OK);
+        EXPECT_EQ(place.getOffset64(), 0u);
+        EXPECT_EQ(place.getLen64(), fs::file_size(aside));
+        DcFrames there;
+        EXPECT_EQ(there.open(*request), RESULT_OK);
+        EXPECT_TRUE(isWhole(there));
+        DcCmdCStoreRsp response(static_cast<DcCmdCStoreRq*>(request.get()));
+        response.add(new DcElem(T_0000_0900_status, static_cast<unsigned short>(0)));
+        ASSERT_EQ(msm.write(contextOf(*request), &response), RESULT_OK);
+        (void)receive(msm, request);
+    });
+    const Outcome sent =
+        sh("exec '" ORVKIT_COMMAND "' send PROVIDER@127.0.0.1:" + std::to_string(keeper.port()) + " got");
+    keeper.join();
+    EXPECT_EQ(sent.status, 0) << sent.err;
+#ifndef ORVKIT_SANITIZED
+    EXPECT_LT(std::max(got.residentKb, sent.residentKb), 32 << 10);
+#endif
 }
 
 }  // namespace
