@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "image/codec.h"
+#include "image/jpeg_header.h"
 
 namespace {
 
@@ -99,6 +100,14 @@ int imageDecodeFrame(const char* uid, const DcImagePixels& says, const void* str
     return tell(uid, says, result, [&](const Codec& codec, DcImageResult& found) {
         const orvkit::image::Room out(static_cast<unsigned char*>(frame), frame == nullptr ? 0 : room);
         return decodeFrame(codec, says, bytes(stream, length), out, found);
+    });
+}
+
+int imageDescribeJpeg(const void* stream, std::size_t length, DcImageResult& says,
+                      const char*& uid) noexcept {
+    uid = nullptr;
+    return tell("1.2.840.10008.1.2.4.50", {}, &says, [&](const Codec&, DcImageResult& found) {
+        return orvkit::image::jpeg::describe(bytes(stream, length), found, uid);
     });
 }
 

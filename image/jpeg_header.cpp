@@ -148,4 +148,48 @@ bool isYcc(const Headers& headers, DcPhotometric says) {
     return says != DcPhotometric::rgb;
 }
 
+namespace {
+
+// The transfer syntax of a lossless codestream: that of first order, or of all predictors.
+Fault losslessSyntax(Bytes stream, const Frame& frame, const char*& uid) {
+    Segments segments(stream);
+    while (const std::optional<Segment> segment = segments.next()) {
+        if (segment->marker != scan) continue;
+        Scan first;
+        Fault fault = readScan(*segment, frame, first);
+        uid = first.first == 1 ? "1.2.840.10008.1.2.4.70" : "1.2.840.10008.1.2.4.57";
+        return fault;
+    }
+    return damaged("the codestream has no scan");
+}
+
+}  // namespace
+
+Fault describe(Bytes stream, DcImageResult& found, const char*& uid) {
+    Headers headers;
+    if (Fault fault = readHeaders(stream, headers)) return fault;
+    const Frame& frame = headers.frame;
+    DcImagePixels& pixels = found.pixels;
+    pixels.rows = frame.rows;
+    pixels.columns = frame.columns;
+    pixels.samples = frame.count;
+    pixels.bitsAllocated = frame.bits <= 8 ? 8 : 16;
+    pixels.bitsStored = frame.bits;
+    pixels.highBit = frame.bits - 1;
+    found.precision = frame.bits;
+    found.lossy = frame.process != lossless;
+    const auto& c = frame.components;
+    if (frame.count == 3) {
+        const bool isHalved = c[1].across < c[0].across || c[1].down < c[0].down;
+        const bool ycc = isYcc(headers, found.lossy ? DcPhotometric::ybrFull : DcPhotometric::rgb);
+        pixels.photometric = !ycc       ? DcPhotometric::rgb
+                             : isHalved ? DcPhotometric::ybrFull422
+                                        : DcPhotometric::ybrFull;
+    }
+    if (frame.process == lossless) return losslessSyntax(stream, frame, uid);
+    if (frame.process == baseline && frame.bits == 8) uid = "1.2.840.10008.1.2.4.50";
+    if (frame.process == extended && (frame.bits == 8 || frame.bits == 12)) uid = "1.2.840.10008.1.2.4.51";
+    return {};
+}
+
 }  // namespace orvkit::image::jpeg

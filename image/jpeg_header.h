@@ -101,6 +101,9 @@ Fault readHeaders(Bytes stream, Headers& headers);
 // Whether three components are YCbCr and no RGB.
 bool isYcc(const Headers& headers, DcPhotometric says);
 
+// What imageDescribeJpeg tells.
+Fault describe(Bytes stream, DcImageResult& found, const char*& uid);
+
 // What predictor `selector` makes of the samples to the left, above, and left above (T.81 Table H.1).
 constexpr int predicted(unsigned int selector, int left, int above, int corner) {
     switch (selector) {

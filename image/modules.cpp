@@ -5,6 +5,7 @@
 
 #include "image/codec.h"
 #include "image/jpeg2000_header.h"
+#include "image/picture_reader.h"
 #include "image/picture_writer.h"
 #include "platform/module.h"
 
@@ -99,17 +100,24 @@ namespace render {
 
 namespace {
 
-constexpr Part tiff{"orvkit_image_tiff.so", "orvkitWriteTiff"};
+constexpr Part tiffWriter{"orvkit_image_tiff.so", "orvkitWriteTiff"};
+constexpr Part tiffReader{"orvkit_image_tiff.so", "orvkitReadTiff"};
+
+template <const Part& part, typename Job>
+int byTiff(const Job& job) {
+    const Loaded& module = loaded<part>();
+    if (module.symbol != nullptr) return reinterpret_cast<int (*)(const Job&)>(module.symbol)(job);
+    std::snprintf(job.fault.text, sizeof job.fault.text, "TIFF: %s", module.trouble.c_str());
+    return IMAGE_CODEC;
+}
 
 }  // namespace
 
 int writeTiff(const PictureJob& job) {
-    const Loaded& module = loaded<tiff>();
-    if (module.symbol != nullptr) {
-        return reinterpret_cast<int (*)(const PictureJob&)>(module.symbol)(job);
-    }
-    std::snprintf(job.fault.text, sizeof job.fault.text, "TIFF: %s", module.trouble.c_str());
-    return IMAGE_CODEC;
+    return byTiff<tiffWriter>(job);
+}
+int readTiff(const PictureFile& file) {
+    return byTiff<tiffReader>(file);
 }
 
 }  // namespace render

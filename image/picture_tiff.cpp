@@ -7,9 +7,11 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "image/module.h"
+#include "image/picture_reader.h"
 #include "image/picture_writer.h"
 #include "orvkit/result.h"
 
@@ -19,6 +21,8 @@ namespace {
 // The file in memory: the library goes back and forth in it.
 class Memory {
   public:
+    Memory() = default;
+    explicit Memory(std::span<const unsigned char> bytes) : bytes_(bytes.begin(), bytes.end()) {}
     const std::vector<unsigned char>& bytes() const { return bytes_; }
 
     tmsize_t read(void* into, tmsize_t length) {
@@ -67,13 +71,13 @@ struct Close {
     void operator()(TIFFOpenOptions* options) const { TIFFOpenOptionsFree(options); }
 };
 
-std::unique_ptr<TIFF, Close> openTiff(Memory& memory, DcRenderFault& fault) {
+std::unique_ptr<TIFF, Close> openTiff(Memory& memory, const char* mode, DcRenderFault& fault) {
     const std::unique_ptr<TIFFOpenOptions, Close> options(TIFFOpenOptionsAlloc());
     if (options == nullptr) return nullptr;
     TIFFOpenOptionsSetErrorHandlerExtR(options.get(), keepWords, &fault);
     TIFFOpenOptionsSetWarningHandlerExtR(options.get(), hold, nullptr);
     return std::unique_ptr<TIFF, Close>(TIFFClientOpenExt(
-        "picture", "w", &memory,
+        "picture", mode, &memory,
         [](thandle_t h, void* into, tmsize_t n) { return memoryOf(h).read(into, n); },
         [](thandle_t h, void* from, tmsize_t n) { return memoryOf(h).write(from, n); },
         [](thandle_t h, toff_t offset, int whence) { return memoryOf(h).seek(offset, whence); },
@@ -95,7 +99,98 @@ bool describe(TIFF* tiff, const DcPicture& picture) {
             put(TIFFTAG_ICCPROFILE, static_cast<std::uint32_t>(picture.profileLength()), picture.profile()));
 }
 
+// What a page says of its samples.
+struct Page {
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+    std::uint16_t bits = 1;
+    std::uint16_t samples = 1;
+    std::uint16_t photometric = PHOTOMETRIC_MINISBLACK;
+    std::uint16_t planar = PLANARCONFIG_CONTIG;
+    std::uint16_t format = SAMPLEFORMAT_UINT;
+    bool isTiled = false;
+
+    explicit Page(TIFF* tiff) : isTiled(TIFFIsTiled(tiff) != 0) {
+        TIFFGetField(tiff, TIFFTAG_IMAGEWIDTH, &width);
+        TIFFGetField(tiff, TIFFTAG_IMAGELENGTH, &height);
+        TIFFGetFieldDefaulted(tiff, TIFFTAG_BITSPERSAMPLE, &bits);
+        TIFFGetFieldDefaulted(tiff, TIFFTAG_SAMPLESPERPIXEL, &samples);
+        TIFFGetField(tiff, TIFFTAG_PHOTOMETRIC, &photometric);
+        TIFFGetFieldDefaulted(tiff, TIFFTAG_PLANARCONFIG, &planar);
+        TIFFGetFieldDefaulted(tiff, TIFFTAG_SAMPLEFORMAT, &format);
+    }
+    bool isGrey() const {
+        return photometric == PHOTOMETRIC_MINISBLACK || photometric == PHOTOMETRIC_MINISWHITE;
+    }
+    unsigned int colours() const { return isGrey() ? 1 : 3; }
+    // Rows can be taken as they come.
+    bool isPlain() const {
+        return (isGrey() || photometric == PHOTOMETRIC_RGB) && (bits == 8 || bits == 16) &&
+               planar == PLANARCONFIG_CONTIG && samples >= colours() && !isTiled;
+    }
+};
+
+constexpr unsigned int kMostOfCompression = 4096;  // that any of its compressions makes of a byte
+
+// Samples that are neither colour nor grey are left away.
+int readRows(TIFF* tiff, const Page& page, const PictureFile& file) {
+    std::vector<unsigned char> row(static_cast<std::size_t>(TIFFScanlineSize64(tiff)));
+    const unsigned int unit = page.bits / 8;
+    const std::size_t pixel = std::size_t{page.samples} * unit;
+    const std::size_t kept = std::size_t{page.colours()} * unit;
+    if (row.size() < pixel * page.width) return cannotRead(file, IMAGE_STREAM, "TIFF: rows are too short");
+    const unsigned char turned = page.photometric == PHOTOMETRIC_MINISWHITE ? 0xFF : 0;
+    for (std::uint32_t y = 0; y < page.height; ++y) {
+        if (TIFFReadScanline(tiff, row.data(), y, 0) != 1) return IMAGE_STREAM;
+        unsigned char* to = file.picture.row(y);
+        for (std::size_t x = 0; x < page.width; ++x) {
+            for (std::size_t i = 0; i < kept; ++i)
+                *to++ = static_cast<unsigned char>(row[x * pixel + i] ^ turned);
+        }
+    }
+    return RESULT_OK;
+}
+
+// What the library makes red, green and blue of: palettes, tiles, planes, YCbCr, fewer bits than 8.
+int readColours(TIFF* tiff, const Page& page, const PictureFile& file) {
+    std::vector<std::uint32_t> pixels(std::size_t{page.width} * page.height);
+    if (TIFFReadRGBAImageOriented(tiff, page.width, page.height, pixels.data(), ORIENTATION_TOPLEFT, 1) != 1)
+        return IMAGE_STREAM;
+    const std::uint32_t* from = pixels.data();
+    for (std::uint32_t y = 0; y < page.height; ++y) {
+        unsigned char* to = file.picture.row(y);
+        for (std::uint32_t x = 0; x < page.width; ++x, ++from) {
+            for (unsigned int i = 0; i < page.colours(); ++i)
+                *to++ = static_cast<unsigned char>(*from >> (8 * i));
+        }
+    }
+    return RESULT_OK;
+}
+
 }  // namespace
+
+int readTiff(const PictureFile& file) {
+    Memory memory(file.bytes);
+    const auto tiff = openTiff(memory, "rm", file.fault);
+    if (tiff == nullptr) return IMAGE_STREAM;
+    file.found.pages = TIFFNumberOfDirectories(tiff.get());
+    if (file.page > file.found.pages) return cannotRead(file, IMAGE_OPTION, "TIFF: there is no such page");
+    if (TIFFSetDirectory(tiff.get(), static_cast<tdir_t>(file.page - 1)) != 1) return IMAGE_STREAM;
+    const Page page(tiff.get());
+    file.found.bits = page.bits;
+    file.found.alpha = page.samples > page.colours() && page.photometric != PHOTOMETRIC_SEPARATED ? 1 : 0;
+    if (page.format != SAMPLEFORMAT_UINT || (!page.isPlain() && page.bits > 8))
+        return cannotRead(file, IMAGE_CANNOT_HOLD,
+                          "TIFF: samples with signs, real numbers, or above 8 bits in tiles or planes");
+    const int result =
+        makeRoom(file, page.width, page.height, page.colours(), page.bits == 16 ? 16 : 8, kMostOfCompression);
+    if (result != RESULT_OK) return result;
+    std::uint32_t length = 0;
+    void* profile = nullptr;
+    if (TIFFGetField(tiff.get(), TIFFTAG_ICCPROFILE, &length, &profile) == 1)
+        (void)file.picture.setProfile(static_cast<const unsigned char*>(profile), length);
+    return page.isPlain() ? readRows(tiff.get(), page, file) : readColours(tiff.get(), page, file);
+}
 
 int writeTiff(const PictureJob& job) {
     const DcPicture& picture = job.picture;
@@ -106,7 +201,7 @@ int writeTiff(const PictureJob& job) {
     }
     Memory memory;
     {
-        const auto tiff = openTiff(memory, job.fault);
+        const auto tiff = openTiff(memory, "w", job.fault);
         if (tiff == nullptr || !describe(tiff.get(), picture)) return IMAGE_CODEC;
         std::vector<unsigned char> row(static_cast<std::size_t>(picture.rowBytes()));
         for (unsigned int y = 0; y < picture.height(); ++y) {
@@ -123,4 +218,8 @@ int writeTiff(const PictureJob& job) {
 
 ORVKIT_IMAGE_PART int orvkitWriteTiff(const orvkit::render::PictureJob& job) {
     return orvkit::render::writeTiff(job);
+}
+
+ORVKIT_IMAGE_PART int orvkitReadTiff(const orvkit::render::PictureFile& file) {
+    return orvkit::render::readTiff(file);
 }

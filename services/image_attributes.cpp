@@ -2,16 +2,15 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdint>
 #include <cstdio>
 #include <memory>
-#include <random>
 #include <string_view>
 
 #include "orvkit/keywords.h"
 #include "orvkit/result.h"
 #include "orvkit/sequence.h"
 #include "services/elements.h"
+#include "services/new_uid.h"
 
 namespace services {
 namespace {
@@ -49,27 +48,6 @@ void append(DcElemList& dataset, unsigned int tag, const std::string& value) {
     const int count = std::max(dataset.getValueCount(tag), 0);
     if (count == 0) return put(dataset, tag, value.c_str());
     (void)elementOf(dataset, tag)->addValue(value.c_str());
-}
-
-// From random bits, as PS3.5 B.2 has it.
-std::string newUid() {
-    std::random_device random;
-    std::array<std::uint32_t, 4> bits{};
-    for (std::uint32_t& part : bits) part = static_cast<std::uint32_t>(random());
-    bits[1] = (bits[1] & 0xFFFF0FFF) | 0x4000;  // version and variant of such numbers
-    bits[2] = (bits[2] & 0x3FFFFFFF) | 0x80000000;
-    std::string digits;
-    while (std::ranges::any_of(bits, [](std::uint32_t part) { return part != 0; })) {
-        std::uint64_t rest = 0;
-        for (std::uint32_t& part : bits) {
-            rest = rest << 32 | part;
-            part = static_cast<std::uint32_t>(rest / 10);
-            rest %= 10;
-        }
-        digits += static_cast<char>('0' + rest);
-    }
-    std::ranges::reverse(digits);
-    return "2.25." + digits;
 }
 
 DcElemSq* newSequence(DcElemList& dataset, unsigned int tag) {

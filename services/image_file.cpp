@@ -13,6 +13,15 @@
 namespace services {
 namespace {
 
+// Native pixels in the order of the machine. Pixel cells of 8 bits and less stand in words where the VR says
+// so (PS3.5 8.1.1).
+void toMachineOrder(std::vector<unsigned char>& bytes, bool isBig, unsigned int bitsAllocated, bool inWords) {
+    const unsigned int unit = bitsAllocated > 8 ? bitsAllocated / 8 : isBig && inWords ? 2 : 1;
+    if (isBig != (std::endian::native == std::endian::big)) orvkit::swapUnits(bytes, unit);
+}
+
+}  // namespace
+
 std::string frameFault(int result) {
     switch (result) {
         case FRAMES_NO_PIXELS:
@@ -29,15 +38,6 @@ std::string frameFault(int result) {
             return resultText(result);
     }
 }
-
-// Native pixels in the order of the machine. Pixel cells of 8 bits and less stand in words where the VR says
-// so (PS3.5 8.1.1).
-void toMachineOrder(std::vector<unsigned char>& bytes, bool isBig, unsigned int bitsAllocated, bool inWords) {
-    const unsigned int unit = bitsAllocated > 8 ? bitsAllocated / 8 : isBig && inWords ? 2 : 1;
-    if (isBig != (std::endian::native == std::endian::big)) orvkit::swapUnits(bytes, unit);
-}
-
-}  // namespace
 
 ImageFile::Kind ImageFile::open(const std::string& path) {
     DcDirAround around;

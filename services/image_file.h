@@ -11,6 +11,9 @@
 
 namespace services {
 
+// What a result of DcFrames means to a user.
+std::string frameFault(int result);
+
 class ImageFile {
   public:
     enum class Kind { image, noImage, notDicom, damaged };

@@ -15,6 +15,8 @@ void addConvert(Command& program);
 void addLookup(Command& program);
 void addPhantom(Command& program);
 void addRender(Command& program);
+void addImport(Command& program);
+void addExtract(Command& program);
 void addDicomdir(Command& program);
 void addMedia(Command& program);
 void addEcho(Command& program);

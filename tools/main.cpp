@@ -43,11 +43,12 @@ constexpr struct {
     const char* heading;
     void (*add)(tools::Command&);
 } commands[] = {
-    {"Files", tools::addDump},    {"Files", tools::addConvert},      {"Files", tools::addRender},
-    {"Files", tools::addPhantom}, {"File sets", tools::addDicomdir}, {"File sets", tools::addMedia},
-    {"Network", tools::addEcho},  {"Network", tools::addSend},       {"Network", tools::addFind},
-    {"Network", tools::addMove},  {"Network", tools::addGet},        {"Network", tools::addServe},
-    {"Network", tools::addTls},   {"More", tools::addLookup},        {"More", tools::addCompletion},
+    {"Files", tools::addDump},         {"Files", tools::addConvert},   {"Files", tools::addRender},
+    {"Files", tools::addImport},       {"Files", tools::addExtract},   {"Files", tools::addPhantom},
+    {"File sets", tools::addDicomdir}, {"File sets", tools::addMedia}, {"Network", tools::addEcho},
+    {"Network", tools::addSend},       {"Network", tools::addFind},    {"Network", tools::addMove},
+    {"Network", tools::addGet},        {"Network", tools::addServe},   {"Network", tools::addTls},
+    {"More", tools::addLookup},        {"More", tools::addCompletion},
 };
 
 }  // namespace

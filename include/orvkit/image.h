@@ -162,6 +162,12 @@ ORVKIT_IMAGE_API int imageEncodeFrame(const char* uidOrName, const DcImagePixels
                                       std::vector<unsigned char>& stream,
                                       DcImageResult* result = nullptr) noexcept;
 
+// What a JPEG codestream says: rows, columns, samples, bits, and what colours are in it (RGB, YBR_FULL, or
+// with fewer samples of colour than of brightness YBR_FULL_422). `uid` receives that of the transfer syntax
+// for its process, or null where there is none, as for the progressive one. IMAGE_STREAM, IMAGE_NO_MEMORY.
+ORVKIT_IMAGE_API int imageDescribeJpeg(const void* stream, std::size_t length, DcImageResult& says,
+                                       const char*& uid) noexcept;
+
 // Packs a JPEG codestream of 8 bits as JPEG XL (transfer syntax 1.2.840.10008.1.2.4.111), a fifth smaller, or
 // unpacks one to the bytes that it was; behind what `out` holds, which is as it was after a failure.
 // IMAGE_NO_CODEC, IMAGE_STREAM, IMAGE_CANNOT_HOLD a stream that was never JPEG, IMAGE_CODEC, IMAGE_NO_MEMORY.

@@ -165,4 +165,21 @@ typedef bool (*DcPictureSinkCB)(void* context, const unsigned char* bytes, unsig
 ORVKIT_IMAGE_API int pictureWrite(const DcPicture& picture, PICTURE_FORMAT format, int quality,
                                   DcPictureSinkCB sink, void* context, DcRenderFault* fault);
 
+// What a file tells that was read as a picture.
+struct DcPictureFound {
+    PICTURE_FORMAT format = PICTURE_UNKNOWN;
+    unsigned int pages = 1;  // of a TIFF; any other has one
+    unsigned int bits = 8;   // of a sample in the file; those of the picture are 8 or 16
+    int alpha = 0;           // not 0: it has transparency, or other samples, which the picture has not
+};
+
+// Reads a page, from 1, of a PNG, TIFF or PNM file in memory. Samples of fewer than 8 bits become 8 bits,
+// with white as white; a palette becomes red, green and blue; grey from white becomes grey from black. A file
+// that tells of more pixels than its bytes can make is refused before there is room for them. IMAGE_NO_CODEC
+// no such format, or one that was left out when this library was built, IMAGE_OPTION no such page,
+// IMAGE_STREAM a damaged file, IMAGE_CANNOT_HOLD signs, real numbers, sides above 65535, IMAGE_NO_MEMORY. The
+// picture is undefined then. `fault` may be null.
+ORVKIT_IMAGE_API int pictureRead(const void* bytes, std::size_t length, unsigned int page, DcPicture& picture,
+                                 DcPictureFound& found, DcRenderFault* fault);
+
 #endif

@@ -1,0 +1,45 @@
+// orvkit import: objects made of pictures, documents and videos.
+#include <filesystem>
+#include <memory>
+
+#include "services/import_object.h"
+#include "services/paths.h"
+#include "tools/commands.h"
+
+namespace tools {
+
+void addImport(Command& program) {
+    Command& command = program.command("import", "Make objects of pictures, documents and videos");
+    auto request = std::make_shared<ImportRequest>();
+    command
+        .texts("FILE", request->files,
+               "PNG, JPEG (its codestream is kept), TIFF, PNM, PDF, CDA, STL, MP4 and MPEG-2 files")
+        .required();
+    command
+        .text("-o,--output", request->out,
+              "The object's file, or a directory for objects that are named after their files")
+        .required()
+        .value("OUT");
+    command
+        .texts(
+            "-k,--key", request->keys,
+            "What the objects are to say: PatientName=Doe^Jane, 0008,1030=..., in UTF-8; backslashes stand "
+            "between several values")
+        .value("TAG=VALUE");
+    command
+        .text("--like", request->like, "Take patient and study from this object; what --key says goes before")
+        .existingFile()
+        .value("DICOM-FILE");
+    command.footer(
+        "What the standard asks for is made up where that can be: dates, UIDs, \"OT\" for the modality.\n"
+        "What cannot be is asked for by its keyword. All objects of a run are one study.");
+    command.run([request] {
+        muteLog();
+        std::error_code error;
+        request->outIsFile = request->files.size() == 1 && !request->out.ends_with('/') &&
+                             !std::filesystem::is_directory(pathOf(request->out), error);
+        return int{importFiles(*request) ? EXIT_OK : EXIT_FAILED};
+    });
+}
+
+}  // namespace tools
