@@ -197,8 +197,8 @@ std::string describeUid(DICT_UID uid) {
 std::string describeFound(const DcDirFound& found) {
     const orvkit::SyntaxRow& row = orvkit::syntaxRow(found.xferSyn);
     const bool big = row.order == orvkit::ByteOrder::big;
-    const std::string readAs = std::string("read as ") + (row.explicitVr ? "explicit" : "implicit") + " VR " +
-                               (big ? "big" : "little") + " endian";
+    std::string readAs = row.explicitVr ? "read as explicit VR " : "read as implicit VR ";
+    readAs += big ? "big endian" : "little endian";
     std::string text;
     const auto add = [&text](const std::string& part) { text += (text.empty() ? "" : ", ") + part; };
     if (!found.meta) {

@@ -1,8 +1,8 @@
 // Reading Part 10 files: whole, from memory, and up to Pixel Data.
 
-#include "media/allocation_meter.h"
 #include "media/leaves.h"
 #include "media/part10.h"
+#include "support/allocation_meter.h"
 #include "support/capture_log.h"
 #include "support/elem_values.h"
 #include "support/system.h"

@@ -3,9 +3,9 @@
 
 #include <gtest/gtest.h>
 
-#include "media/allocation_meter.h"
 #include "orvkit/scan.h"
 #include "platform/file.h"
+#include "support/allocation_meter.h"
 #include "support/capture_log.h"
 #include "support/system.h"
 

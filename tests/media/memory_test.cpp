@@ -2,9 +2,9 @@
 
 #include <functional>
 
-#include "media/allocation_meter.h"
 #include "media/dir_tree.h"
 #include "orvkit/mediamgr.h"
+#include "support/allocation_meter.h"
 #include "support/capture_log.h"
 
 namespace {

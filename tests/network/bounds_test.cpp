@@ -1,8 +1,8 @@
 // What a peer that means no good can cost: the bounds on time and memory that an application may set.
 
-#include "media/allocation_meter.h"
 #include "network/pair.h"
 #include "network/pdus.h"
+#include "support/allocation_meter.h"
 #include "support/stream.h"
 
 namespace {

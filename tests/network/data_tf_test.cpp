@@ -2,12 +2,12 @@
 #include <numeric>
 
 #include "foundation/bytes.h"
-#include "media/allocation_meter.h"
 #include "network/pdu_access.h"
 #include "network/pdus.h"
 #include "orvkit/datatf.h"
 #include "orvkit/file.h"
 #include "platform/file.h"
+#include "support/allocation_meter.h"
 #include "support/capture_log.h"
 #include "support/dataset.h"
 #include "support/temp_dir.h"

@@ -2,10 +2,10 @@
 #include <chrono>
 #include <map>
 
-#include "media/allocation_meter.h"
 #include "network/pdus.h"
 #include "orvkit/datatf.h"
 #include "platform/process.h"
+#include "support/allocation_meter.h"
 #include "support/capture_log.h"
 #include "support/temp_dir.h"
 

@@ -1,4 +1,4 @@
-#include "media/allocation_meter.h"
+#include "support/allocation_meter.h"
 
 #include <algorithm>
 #include <atomic>

@@ -1,6 +1,6 @@
 // How much memory a piece of a test holds at most.
-#ifndef ORVKIT_TESTS_MEDIA_ALLOCATION_METER_H
-#define ORVKIT_TESTS_MEDIA_ALLOCATION_METER_H
+#ifndef ORVKIT_TESTS_SUPPORT_ALLOCATION_METER_H
+#define ORVKIT_TESTS_SUPPORT_ALLOCATION_METER_H
 
 #include <cstddef>
 
