@@ -46,18 +46,20 @@ struct ElemAccess {
     static bool isElemSq(const DcElem& e) noexcept;
     static DcElemValueExceptionCB exceptionCB(const DcElem& e) noexcept { return e.exceptionCB_; }
     static void* exceptionContext(const DcElem& e) noexcept { return e.exceptionContext_; }
-    static int addValueFmtBuf(DcElem& e, const void* data, unsigned int size, int index, bool binary) {
+    [[nodiscard]] static int addValueFmtBuf(DcElem& e, const void* data, unsigned int size, int index,
+                                            bool binary) {
         return e.addValueFmtBuf(data, size, index, binary);
     }
     // The text added as one value: checks, callback, truncation.
-    static int addValueStrg(DcElem& e, std::string_view text, int index) {
+    [[nodiscard]] static int addValueStrg(DcElem& e, std::string_view text, int index) {
         return e.addValueStrg(text.data(), static_cast<unsigned int>(text.size()), index);
     }
     // addValue(const char*, index) on a text that need not end in a NUL: it ends at its first NUL or at its
     // end. The path that decoding takes.
-    static int addText(DcElem& e, std::string_view text, int index);
+    [[nodiscard]] static int addText(DcElem& e, std::string_view text, int index);
     // parseVal for an element that has no values yet, and whose VR is not raw.
-    static int parse(DcElem& e, DICT_VR vr, std::span<const unsigned char> bytes, ByteOrder order);
+    [[nodiscard]] static int parse(DcElem& e, DICT_VR vr, std::span<const unsigned char> bytes,
+                                   ByteOrder order);
     // A raw element whose buffers are all files or all handles: frame leaves their bytes to its caller.
     static bool isOnDisk(const DcElem& e) noexcept;
     // Bytes in a unit of the values where the byte order differs between two syntaxes, else 1.
@@ -73,8 +75,8 @@ struct ElemAccess {
     static unsigned long long frameBound(const DcElem& e) noexcept;
     // frame within a data set: the byte order is the stream's always, and raw values are brought to it.
     // `leaveValue`: raw bytes in memory are left to the caller, what stands around them is written.
-    static int frameInStream(DcElem& e, unsigned char* buf, unsigned int& length, DICT_UID xferSyn,
-                             bool leaveValue = false);
+    [[nodiscard]] static int frameInStream(DcElem& e, unsigned char* buf, unsigned int& length,
+                                           DICT_UID xferSyn, bool leaveValue = false);
     // The syntax an element is written in within a stream: its own, as for icons of native pixels in an
     // encapsulated stream, where the byte order allows it.
     static DICT_UID syntaxInStream(const DcElem& e, DICT_UID xferSyn) noexcept;

@@ -13,20 +13,20 @@
 namespace orvkit {
 
 // "VR=%s, does not accept %s", 5634.
-int refuseAdding(const DcElem& e, DICT_VR vr, const char* type, const char* reporter);
+[[nodiscard]] int refuseAdding(const DcElem& e, DICT_VR vr, const char* type, const char* reporter);
 
-int storeText(DcElem& e, std::string_view text, int index);
+[[nodiscard]] int storeText(DcElem& e, std::string_view text, int index);
 
 template <typename T>
-int storeBinary(DcElem& e, T v, int index) {
+[[nodiscard]] int storeBinary(DcElem& e, T v, int index) {
     return ElemAccess::addValueFmtBuf(e, &v, sizeof v, index, true);
 }
 
 // A text as one value: checks, callback, truncation. `given` is what the callback sees.
-int addOneText(DcElem& e, const VrRow& rule, std::string_view given, int index);
+[[nodiscard]] int addOneText(DcElem& e, const VrRow& rule, std::string_view given, int index);
 
 template <typename T>
-int storeNumber(DcElem& e, const VrRow& rule, T v, int index) {
+[[nodiscard]] int storeNumber(DcElem& e, const VrRow& rule, T v, int index) {
     if constexpr (std::is_integral_v<T>) {
         switch (rule.held) {
             case Held::i16:

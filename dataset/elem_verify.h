@@ -11,10 +11,10 @@ namespace orvkit {
 // The check of a text that is already trimmed. 0, 5642 empty, 5643 too long, 5644 illegal character; the
 // latter two are logged at LOG_VALIDATION. Everything passes when the value exception level is 0. `tag`
 // serves the messages only.
-int verifyTrimmed(Verify check, std::string_view text, unsigned int tag) noexcept;
+[[nodiscard]] int verifyTrimmed(Verify check, std::string_view text, unsigned int tag) noexcept;
 
 // Whether a trimmed text passes its check without a word, seen in one look; false proves nothing.
-bool passesPlainly(Verify check, std::string_view text) noexcept;
+[[nodiscard]] bool passesPlainly(Verify check, std::string_view text) noexcept;
 
 }  // namespace orvkit
 

@@ -7,10 +7,10 @@
 namespace orvkit {
 
 // Logs the walk's fault at LOG_ERROR under that name; gives its result code.
-int reportFault(const Walker& walker, const char* reporter);
+[[nodiscard]] int reportFault(const Walker& walker, const char* reporter);
 
 // "Value length field ... exceeds buffer length ...", at LOG_ERROR; 17418.
-int reportLengthPastEnd(const char* reporter, unsigned int length, std::uint64_t remaining);
+[[nodiscard]] int reportLengthPastEnd(const char* reporter, unsigned int length, std::uint64_t remaining);
 
 }  // namespace orvkit
 

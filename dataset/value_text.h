@@ -15,26 +15,28 @@ namespace orvkit {
 
 // The parsers: 0, 5642 empty (silent), 17409 wrong length, 17410 invalid. Blanks in front are skipped.
 // Members that the text says nothing of keep their value, except that a name is always filled whole.
-int parseText(std::string_view text, DcElemValueAS& value, unsigned int tag) noexcept;
-int parseText(std::string_view text, DcElemValueAT& value, unsigned int tag) noexcept;
-int parseText(std::string_view text, DcElemValueDA& value, unsigned int tag) noexcept;
-int parseText(std::string_view text, DcElemValueDT& value, unsigned int tag) noexcept;
-int parseText(std::string_view text, DcElemValuePN& value, unsigned int tag) noexcept;
-int parseText(std::string_view text, DcElemValueTM& value, unsigned int tag) noexcept;
-int parseTime(std::string_view text, int& hour, int& minute, double& second, unsigned int tag) noexcept;
-int parseDate(std::string_view text, int& year, int& month, int& day, unsigned int tag) noexcept;
+[[nodiscard]] int parseText(std::string_view text, DcElemValueAS& value, unsigned int tag) noexcept;
+[[nodiscard]] int parseText(std::string_view text, DcElemValueAT& value, unsigned int tag) noexcept;
+[[nodiscard]] int parseText(std::string_view text, DcElemValueDA& value, unsigned int tag) noexcept;
+[[nodiscard]] int parseText(std::string_view text, DcElemValueDT& value, unsigned int tag) noexcept;
+[[nodiscard]] int parseText(std::string_view text, DcElemValuePN& value, unsigned int tag) noexcept;
+[[nodiscard]] int parseText(std::string_view text, DcElemValueTM& value, unsigned int tag) noexcept;
+[[nodiscard]] int parseTime(std::string_view text, int& hour, int& minute, double& second,
+                            unsigned int tag) noexcept;
+[[nodiscard]] int parseDate(std::string_view text, int& year, int& month, int& day,
+                            unsigned int tag) noexcept;
 
 // The texts that addValue stores: 0, or 5634 logged from "DcElem::addValue". The unit of an age is raised to
 // upper case in the record as well.
-int formatText(DcElemValueAS& value, TextOut& out, unsigned int tag) noexcept;
-int formatText(const DcElemValueDA& value, TextOut& out, unsigned int tag) noexcept;
-int formatText(const DcElemValueDT& value, TextOut& out, unsigned int tag) noexcept;
-int formatText(const DcElemValuePN& value, TextOut& out, unsigned int tag) noexcept;
-int formatText(const DcElemValueTM& value, TextOut& out, unsigned int tag) noexcept;
+[[nodiscard]] int formatText(DcElemValueAS& value, TextOut& out, unsigned int tag) noexcept;
+[[nodiscard]] int formatText(const DcElemValueDA& value, TextOut& out, unsigned int tag) noexcept;
+[[nodiscard]] int formatText(const DcElemValueDT& value, TextOut& out, unsigned int tag) noexcept;
+[[nodiscard]] int formatText(const DcElemValuePN& value, TextOut& out, unsigned int tag) noexcept;
+[[nodiscard]] int formatText(const DcElemValueTM& value, TextOut& out, unsigned int tag) noexcept;
 
 // Logs a message of at most some 1200 bytes behind "Element (gggg,eeee) - " at LOG_VALIDATION; returns
 // `code`.
-int refuseValue(int code, unsigned int tag, const char* reporter, const char* format, ...)
+[[nodiscard]] int refuseValue(int code, unsigned int tag, const char* reporter, const char* format, ...)
     ORVKIT_PRINTF(4, 5);
 
 // The text of a field, which need not have a NUL, and a field filled with as much as fits.

@@ -25,6 +25,7 @@ struct SyntaxRow {
     Pixels pixels;
     bool delimited;  // Pixel Data is written with undefined length, and a delimitation behind it
     Packing packing;
+    bool asked;        // by a user that retrieves over its own association, in the order of the rows
     const char* name;  // on the command line; "" for one that cannot be asked for
 };
 
@@ -36,17 +37,26 @@ inline constexpr auto jpipHtj2kDeflate = static_cast<DICT_UID>(1000000024);
 
 // clang-format off
 inline constexpr SyntaxRow rows[] = {
-    // syntax                            explicit order              pixel data            delimited data set           --to
+    // syntax                                  explicit order              pixel data            delimited data set           asked   --to
     // Every other one, registered or not:
-    {UID_NONE,                           true,    ByteOrder::little, Pixels::encapsulated, true,     Packing::plain,    ""},
-    {UID_LITTLE_ENDIAN_IMPLICIT,         false,   ByteOrder::little, Pixels::native,       false,    Packing::plain,    "implicit"},
-    {UID_LITTLE_ENDIAN_EXPLICIT,         true,    ByteOrder::little, Pixels::native,       false,    Packing::plain,    "explicit"},
+    {UID_NONE,                                 true,     ByteOrder::little, Pixels::encapsulated, true,     Packing::plain,    false, ""},
+    {UID_LITTLE_ENDIAN_EXPLICIT,               true,     ByteOrder::little, Pixels::native,       false,    Packing::plain,    true,  "explicit"},
+    {UID_LITTLE_ENDIAN_IMPLICIT,               false,    ByteOrder::little, Pixels::native,       false,    Packing::plain,    true,  "implicit"},
+    {UID_BIG_ENDIAN_EXPLICIT,                  true,     ByteOrder::big,    Pixels::native,       false,    Packing::plain,    true,  "big"},
+    {UID_JPEG_LS_LOSSLESS,                     true,     ByteOrder::little, Pixels::encapsulated, true,     Packing::plain,    true,  ""},
+    {UID_JPEG_2K_LOSSLESS,                     true,     ByteOrder::little, Pixels::encapsulated, true,     Packing::plain,    true,  ""},
+    {UID_JPEG_LOSSLESS_FIRST_ORDER_PREDICTION, true,     ByteOrder::little, Pixels::encapsulated, true,     Packing::plain,    true,  ""},
+    {UID_RLE_LOSSLESS,                         true,     ByteOrder::little, Pixels::encapsulated, true,     Packing::plain,    true,  ""},
+    {UID_JPEG_2K_LOSSY,                        true,     ByteOrder::little, Pixels::encapsulated, true,     Packing::plain,    true,  ""},
+    {UID_JPEG_LS_LOSSY,                        true,     ByteOrder::little, Pixels::encapsulated, true,     Packing::plain,    true,  ""},
+    {UID_JPEG_BASELINE,                        true,     ByteOrder::little, Pixels::encapsulated, true,     Packing::plain,    true,  ""},
+    {UID_JPEG_EXTENDED,                        true,     ByteOrder::little, Pixels::encapsulated, true,     Packing::plain,    true,  ""},
+    {UID_MPEG2,                                true,     ByteOrder::little, Pixels::encapsulated, true,     Packing::plain,    true,  ""},
+    {UID_ORVKIT5_LZW,                          true,     ByteOrder::little, Pixels::packed,       true,     Packing::plain,    false, "lzw"},
     // Its pixel data is framed as if it were encapsulated: kept for callers that rely on it.
-    {UID_DEFLATED_LITTLE_ENDIAN_EXPLICIT, true,   ByteOrder::little, Pixels::native,       true,     Packing::deflated, "deflated"},
-    {UID_BIG_ENDIAN_EXPLICIT,            true,    ByteOrder::big,    Pixels::native,       false,    Packing::plain,    "big"},
-    {UID_JPIP_REFERENCED_DEFLATE,        true,    ByteOrder::little, Pixels::encapsulated, true,     Packing::deflated, ""},
-    {jpipHtj2kDeflate,                   true,    ByteOrder::little, Pixels::encapsulated, true,     Packing::deflated, ""},
-    {UID_ORVKIT5_LZW,                    true,    ByteOrder::little, Pixels::packed,       true,     Packing::plain,    "lzw"},
+    {UID_DEFLATED_LITTLE_ENDIAN_EXPLICIT,      true,     ByteOrder::little, Pixels::native,       true,     Packing::deflated, false, "deflated"},
+    {UID_JPIP_REFERENCED_DEFLATE,              true,     ByteOrder::little, Pixels::encapsulated, true,     Packing::deflated, false, ""},
+    {jpipHtj2kDeflate,                         true,     ByteOrder::little, Pixels::encapsulated, true,     Packing::deflated, false, ""},
 };
 // clang-format on
 

@@ -55,7 +55,7 @@ class CodecPump {
 
     // The next bytes; `last`: nothing follows. What was produced before a fault has gone to the sink; from
     // then on, and behind the end of the stream, nothing is taken.
-    CodecFault push(std::span<const unsigned char> in, bool last);
+    [[nodiscard]] CodecFault push(std::span<const unsigned char> in, bool last);
 
     bool ended() const noexcept { return ended_; }
     CodecFault fault() const noexcept { return fault_; }
@@ -64,7 +64,7 @@ class CodecPump {
     const char* remark() const noexcept { return stream_ != nullptr ? stream_->remark() : ""; }
 
   private:
-    CodecFault give(std::span<const unsigned char> bytes);
+    [[nodiscard]] CodecFault give(std::span<const unsigned char> bytes);
 
     std::unique_ptr<CodecStream> stream_;
     ByteSink& to_;

@@ -66,7 +66,7 @@ class Descent {
           mayWaste_(kWasteFree + kWasteFactor * bytes.size()) {}
 
     // To the end; false when it had to stop before that, at the position.
-    bool run();
+    [[nodiscard]] bool run();
     std::size_t position() const noexcept { return pos_; }
     // Tags of the open sequences, each with the number of its item, counted from 1.
     std::vector<unsigned int> path() const;
@@ -112,8 +112,8 @@ class Descent {
     Step readValue(const WalkHeader& h);
     Step openSequence(const WalkHeader& h);
     void closeSequence();
-    bool recover();
-    bool takeAsBytes();
+    [[nodiscard]] bool recover();
+    [[nodiscard]] bool takeAsBytes();
     std::size_t measureUndefined(const WalkHeader& h);
 
     std::span<const unsigned char> bytes_;

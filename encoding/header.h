@@ -118,7 +118,8 @@ Mode modeAsItLies(DICT_UID syntax, std::span<const unsigned char> front) noexcep
 // Reads the header at the front of `b`. The little endian reading of the group decides about the groups with
 // a mode of their own, in big endian streams too: kept for callers that rely on it. False where no whole
 // header is left; tag, mode and VR are set as far as 8 bytes tell them.
-inline bool readHeader(std::span<const unsigned char> b, Mode stream, HeaderRules rules, Header& h) noexcept {
+[[nodiscard]] inline bool readHeader(std::span<const unsigned char> b, Mode stream, HeaderRules rules,
+                                     Header& h) noexcept {
     if (b.size() < kShortHeader) return false;
     const unsigned char* const p = b.data();
     const unsigned int group = loadAt<std::uint16_t>(p, ByteOrder::little);

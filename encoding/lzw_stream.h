@@ -37,7 +37,7 @@ typename Spares<Table>::Lent lendTable() noexcept {
 }
 
 // Fills the room as far as there are bytes; gives their number, or -1.
-inline int readFully(const DcLzwIo& io, std::span<unsigned char> room) {
+[[nodiscard]] inline int readFully(const DcLzwIo& io, std::span<unsigned char> room) {
     std::size_t done = 0;
     while (done < room.size()) {
         const int n = io.read(io.context, room.data() + done, static_cast<unsigned int>(room.size() - done));

@@ -93,9 +93,9 @@ class Walker {
     void setPosition(std::uint64_t position) noexcept { pos_ = position; }
 
     // The header at the position, which stays. `end` where no header fits any more.
-    WalkStep peek(WalkHeader& header);
+    [[nodiscard]] WalkStep peek(WalkHeader& header);
     // Moves behind the value of that header, delimiters included. false: see fault().
-    bool skip(const WalkHeader& header);
+    [[nodiscard]] bool skip(const WalkHeader& header);
 
     WalkFault fault() const noexcept { return fault_; }
     std::uint64_t faultOffset() const noexcept { return faultOffset_; }
@@ -106,10 +106,10 @@ class Walker {
 
   private:
     bool fail(WalkFault fault, std::uint64_t offset, unsigned int length = 0, unsigned int tag = 0) noexcept;
-    bool pass(unsigned int size, unsigned int length);
-    bool walkLevels();
-    bool step();
-    bool fallBack();
+    [[nodiscard]] bool pass(unsigned int size, unsigned int length);
+    [[nodiscard]] bool walkLevels();
+    [[nodiscard]] bool step();
+    [[nodiscard]] bool fallBack();
     bool search(std::uint64_t from, ByteOrder order);
     std::span<const unsigned char> bytes(std::uint64_t offset, std::size_t n);
 

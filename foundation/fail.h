@@ -22,7 +22,7 @@ namespace orvkit {
 const char* lastMessage() noexcept;
 
 // What a function that returns a code makes of std::bad_alloc: it is told, and is ELEM_NO_MEMORY.
-int failMemory(const char* reporter) noexcept;
+[[nodiscard]] int failMemory(const char* reporter) noexcept;
 
 // The other way, where there is no code to return.
 inline void needMemory(int code) {

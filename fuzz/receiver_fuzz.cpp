@@ -12,14 +12,6 @@ namespace {
 
 using fuzz::require;
 
-Bytes arrived(const SocketPair& ends) {
-    Bytes bytes(65536);
-    std::size_t count = 0;
-    orvkit::platform::receive(ends.peer(), bytes.data(), bytes.size(), 0, count);
-    bytes.resize(count);
-    return bytes;
-}
-
 class Entity : public DcMsm {
   public:
     Entity(bool asUser, SocketPair& ends)
@@ -61,7 +53,7 @@ struct Opening {
             Entity user(true, ends);
             endSending(ends.peer());
             (void)user.open();
-            request = arrived(ends);
+            request = ends.arrived();
         }
         SocketPair ends;
         Entity provider(false, ends);
@@ -69,7 +61,7 @@ struct Opening {
         ends.send(request);
         require(provider.read(nullptr, nullptr, MSM_BLOCK_READ_POLL, MSM_BLOCK_CONNECT_POLL) ==
                 MSM_REQUEST_ANSWERED);
-        answer = arrived(ends);
+        answer = ends.arrived();
     }
     std::vector<unsigned char> request;
     std::vector<unsigned char> answer;

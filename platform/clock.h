@@ -8,10 +8,10 @@ namespace orvkit::platform {
 
 // The current local time. May be called from several threads at once. False (and `now` untouched) when the
 // system cannot tell.
-bool localTime(std::tm& now) noexcept;
+[[nodiscard]] bool localTime(std::tm& now) noexcept;
 
 // A point in time as local time; the same rules.
-bool localTime(std::time_t when, std::tm& local) noexcept;
+[[nodiscard]] bool localTime(std::time_t when, std::tm& local) noexcept;
 
 }  // namespace orvkit::platform
 

@@ -24,9 +24,9 @@ class NewFile {
 
     // Makes the file, for a target in this directory, which gets the access rights of the file at `like`
     // (none: null). False: errno tells why.
-    bool begin(const std::string& directory, const char* like = nullptr);
+    [[nodiscard]] bool begin(const std::string& directory, const char* like = nullptr);
     // The same beside `target`, with its rights.
-    bool beginBeside(const std::string& target);
+    [[nodiscard]] bool beginBeside(const std::string& target);
 
     explicit operator bool() const noexcept { return static_cast<bool>(file_); }
     // For writing.
@@ -39,11 +39,11 @@ class NewFile {
     // Gives the file its name, replacing what stands there; with `sync` its bytes are on the disk first, and
     // its entry in the directory as far as the system can. False: errno tells why, the file is dropped, and
     // what stood under the name stands there still.
-    bool commit(const std::string& target, bool sync);
+    [[nodiscard]] bool commit(const std::string& target, bool sync);
     void drop() noexcept;
 
   private:
-    bool place(const std::string& target);
+    [[nodiscard]] bool place(const std::string& target);
 
     FileHandle file_;
     std::string name_;
@@ -54,9 +54,9 @@ class ScratchFile {
   public:
     // In the directory, beside the file at a path, or where the system keeps such files. False: errno tells
     // why.
-    bool begin(const std::string& directory, const char* like = nullptr);
-    bool beginBeside(const std::string& target);
-    bool begin();
+    [[nodiscard]] bool begin(const std::string& directory, const char* like = nullptr);
+    [[nodiscard]] bool beginBeside(const std::string& target);
+    [[nodiscard]] bool begin();
 
     explicit operator bool() const noexcept { return static_cast<bool>(reading_); }
     int forWriting() const noexcept { return file_.handle(); }
@@ -65,7 +65,7 @@ class ScratchFile {
     [[nodiscard]] FileHandle takeReading() noexcept { return std::move(reading_); }
 
   private:
-    bool open();
+    [[nodiscard]] bool open();
 
     NewFile file_;
     FileHandle reading_;

@@ -19,7 +19,7 @@ namespace orvkit::platform {
 inline constexpr unsigned int kNoSocket = 0xFFFFFFFF;
 
 // Start and end one use of the socket library; uses are counted by the system.
-bool startSockets() noexcept;
+[[nodiscard]] bool startSockets() noexcept;
 void endSockets() noexcept;
 
 int lastSocketError() noexcept;
@@ -61,35 +61,35 @@ int addressPort(const Address& address) noexcept;  // 0 for none
 
 // Takes a host as a dotted address, or else resolves its name (which waits as long as the system's resolver
 // does). False when there is none.
-bool resolve(const char* host, int port, Address& address) noexcept;
+[[nodiscard]] bool resolve(const char* host, int port, Address& address) noexcept;
 // The machine's own name, at most 80 characters.
-bool ownHostName(std::string& name);
+[[nodiscard]] bool ownHostName(std::string& name);
 
 // A TCP socket of the address's family (IPv4 without one).
 Socket openSocket(const Address& address) noexcept;
 // Connects, with no delay of small sends from then on. False on failure, 10060 after the time-out.
-bool connectSocket(unsigned int socket, const Address& address, int timeout) noexcept;
+[[nodiscard]] bool connectSocket(unsigned int socket, const Address& address, int timeout) noexcept;
 // No delay of small sends; without effect on sockets that have none.
 void sendAtOnce(unsigned int socket) noexcept;
 // Makes a socket of the application's behave like those that are made here.
 void adoptSocket(unsigned int socket) noexcept;
 bool reuseAddress(unsigned int socket) noexcept;
 // To every local address (IPv4); port 0 lets the system choose.
-bool bindAny(unsigned int socket, int port) noexcept;
+[[nodiscard]] bool bindAny(unsigned int socket, int port) noexcept;
 // May be called again to change the backlog.
-bool listenSocket(unsigned int socket, int backlog) noexcept;
+[[nodiscard]] bool listenSocket(unsigned int socket, int backlog) noexcept;
 // Waits for a connection; none after the time-out (10060) and on failure. The new socket has no delay of
 // small sends. Several threads may wait at one listener.
 Socket acceptSocket(unsigned int listener, Address& peer, int timeout) noexcept;
 // Who is at the other end, and at this one.
 bool peerAddress(unsigned int socket, Address& address) noexcept;
-bool ownAddress(unsigned int socket, Address& address) noexcept;
+[[nodiscard]] bool ownAddress(unsigned int socket, Address& address) noexcept;
 
 // Bounds of the socket's own receives and sends.
 bool setSocketTimeouts(unsigned int socket, int receive, int send) noexcept;
 
 // Waits until a receive (or an accept) will not wait. False after the time-out and on failure.
-bool waitReadable(unsigned int socket, int timeout) noexcept;
+[[nodiscard]] bool waitReadable(unsigned int socket, int timeout) noexcept;
 
 // Waits until one of the sockets can be read or accepted from, or until a signal or the time-out; `ready`
 // tells which can.
@@ -117,8 +117,8 @@ class Bell {
 enum class Received : unsigned char { data, closed, timeout, failed };
 // Receives what has arrived, up to `length` bytes, waiting for the first of them up to the time-out; no wait
 // is made where bytes have arrived already. `count` is 0 but for `data`.
-Received receive(unsigned int socket, void* data, std::size_t length, int timeout,
-                 std::size_t& count) noexcept;
+[[nodiscard]] Received receive(unsigned int socket, void* data, std::size_t length, int timeout,
+                               std::size_t& count) noexcept;
 // Looks at the bytes that have arrived without taking or waiting for them: their number up to `length`, 0
 // when the peer has closed, -1 when none is there, -2 on failure.
 std::int64_t peekArrived(unsigned int socket, void* data, std::size_t length) noexcept;
@@ -136,9 +136,11 @@ inline constexpr std::size_t kMostRuns = 4;
 // which is smaller than the sum only when the socket's time-out for sends or a failure ended it; -1 when
 // nothing could be sent. A socket that does not block and has no time-out of its own is waited for up to
 // `timeout` where the system can.
-std::int64_t sendRuns(unsigned int socket, const Run* runs, std::size_t count, int timeout = -1) noexcept;
-inline std::int64_t sendTwo(unsigned int socket, const void* first, std::size_t firstLength,
-                            const void* second, std::size_t secondLength, int timeout = -1) noexcept {
+[[nodiscard]] std::int64_t sendRuns(unsigned int socket, const Run* runs, std::size_t count,
+                                    int timeout = -1) noexcept;
+[[nodiscard]] inline std::int64_t sendTwo(unsigned int socket, const void* first, std::size_t firstLength,
+                                          const void* second, std::size_t secondLength,
+                                          int timeout = -1) noexcept {
     const Run runs[] = {{first, firstLength}, {second, secondLength}};
     return sendRuns(socket, runs, 2, timeout);
 }

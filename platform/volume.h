@@ -9,7 +9,7 @@ namespace orvkit::platform {
 
 // The bytes that the caller may still write on the volume that holds a path; false on failure, and `reason`
 // is then the system's own text.
-bool freeSpace(const char* path, std::uint64_t& bytes, std::string& reason);
+[[nodiscard]] bool freeSpace(const char* path, std::uint64_t& bytes, std::string& reason);
 
 }  // namespace orvkit::platform
 

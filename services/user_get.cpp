@@ -6,6 +6,7 @@
 #include <memory>
 #include <system_error>
 
+#include "dictionary/syntax_table.h"
 #include "orvkit/result.h"
 #include "orvkit/tags.h"
 #include "platform/stop.h"
@@ -28,12 +29,11 @@ constexpr unsigned short kNoDataset = 0x0101;
 // compressed ones: the peer takes one syntax of each context. An association has room for half of today's
 // classes: those of 2008 come first, retired ones not at all.
 std::vector<DcMsmSopXferSyn> storageContexts() {
-    const std::vector<DICT_UID> native = {UID_LITTLE_ENDIAN_EXPLICIT, UID_LITTLE_ENDIAN_IMPLICIT,
-                                          UID_BIG_ENDIAN_EXPLICIT};
-    const std::vector<DICT_UID> compressed = {
-        UID_JPEG_LS_LOSSLESS, UID_JPEG_2K_LOSSLESS, UID_JPEG_LOSSLESS_FIRST_ORDER_PREDICTION,
-        UID_RLE_LOSSLESS,     UID_JPEG_2K_LOSSY,    UID_JPEG_LS_LOSSY,
-        UID_JPEG_BASELINE,    UID_JPEG_EXTENDED,    UID_MPEG2};
+    std::vector<DICT_UID> native;
+    std::vector<DICT_UID> compressed;
+    for (const orvkit::SyntaxRow& row : orvkit::syntax_table::rows) {
+        if (row.asked) (orvkit::isUncompressed(row.syntax) ? native : compressed).push_back(row.syntax);
+    }
     std::vector<DcMsmSopXferSyn> contexts;
     std::vector<DcMsmSopXferSyn> later;
     std::vector<DcMsmSopXferSyn> images;

@@ -47,8 +47,12 @@ bool convert(ConvertOptions& options) {
 }
 
 std::vector<std::string> targets() {
-    std::vector<std::string> names{"implicit", "explicit", "big", "lzw"};
-    if (orvkit::codecOf(UID_DEFLATED_LITTLE_ENDIAN_EXPLICIT) != nullptr) names.emplace_back("deflated");
+    std::vector<std::string> names;
+    for (const orvkit::SyntaxRow& row : orvkit::syntax_table::rows) {
+        const bool plain = row.packing == orvkit::Packing::plain;
+        if (*row.name != '\0' && (plain || orvkit::codecOf(row.syntax) != nullptr))
+            names.emplace_back(row.name);
+    }
     std::size_t count = 0;
     const DcImageCodec* codecs = imageCodecs(count);
     for (const DcImageCodec* codec = codecs; codec != codecs + count; ++codec) {

@@ -66,11 +66,7 @@ TEST(StateTable, WhatComesWhereItMustNotIsAborted) {
             SocketPair sockets;
             Transport transport(sockets, true);
             EXPECT_EQ(transport.stepIn(state, event, nullptr), asked ? 0 : TSM_ABORT_INDICATION) << state;
-            Bytes wire(11);
-            std::size_t count = 0;
-            net::receive(sockets.peer(), wire.data(), wire.size(), 0, count);
-            wire.resize(count);
-            EXPECT_EQ(wire, pdu(7, asked ? Bytes{0, 0, 0, 0} : Bytes{0, 0, 2, 2})) << state;
+            EXPECT_EQ(sockets.arrived(), pdu(7, asked ? Bytes{0, 0, 0, 0} : Bytes{0, 0, 2, 2})) << state;
         }
     }
 }
@@ -86,7 +82,7 @@ int usersOf(int port) {
 
 net::Address loopback(int port) {
     net::Address address;
-    net::resolve("127.0.0.1", port, address);
+    EXPECT_TRUE(net::resolve("127.0.0.1", port, address));
     return address;
 }
 
@@ -160,9 +156,8 @@ struct TcpPair {
     TcpPair() {
         const net::Socket listener = net::openSocket({});
         net::Address at;
-        net::bindAny(listener.get(), 0);
-        net::listenSocket(listener.get(), 1);
-        net::ownAddress(listener.get(), at);
+        EXPECT_TRUE(net::bindAny(listener.get(), 0) && net::listenSocket(listener.get(), 1) &&
+                    net::ownAddress(listener.get(), at));
         ours = net::openSocket({});
         EXPECT_TRUE(socketsStarted && net::connectSocket(ours.get(), loopback(net::addressPort(at)), 1000));
         net::Address from;

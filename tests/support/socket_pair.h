@@ -22,10 +22,19 @@ class SocketPair {
     // The peer's end stays with the pair.
     unsigned int giveOurs() { return ends_.one.release(); }
     void send(const Bytes& bytes) {
-        orvkit::platform::sendTwo(peer(), bytes.data(), bytes.size(), nullptr, 0);
+        (void)orvkit::platform::sendTwo(peer(), bytes.data(), bytes.size(), nullptr, 0);
     }
     void closePeer() { ends_.other.reset(); }
     void closeOurs() { ends_.one.reset(); }
+
+    // What has arrived at the peer, 64 KiB of it at most.
+    Bytes arrived() const {
+        Bytes bytes(65536);
+        std::size_t count = 0;
+        (void)orvkit::platform::receive(peer(), bytes.data(), bytes.size(), 0, count);
+        bytes.resize(count);
+        return bytes;
+    }
 
     // What the peer receives while `work` runs, which may be more than a socket holds.
     template <typename Work>
