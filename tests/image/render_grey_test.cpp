@@ -75,111 +75,49 @@ struct Treatment {
     const char* name;
     std::function<void(Grey&, DcRenderOptions&)> apply;
 };
+// A window around a share of the values, of the width between two others and some more.
+plain::Window window(const Grey& g, double center, double from, double to, double more) {
+    return {part(g, center), part(g, to) - part(g, from) + more};
+}
+using Options = DcRenderOptions;
+// clang-format off
 const Treatment treatments[] = {
-    {"nothing asked for", [](Grey&, DcRenderOptions&) {}},
-    {"LINEAR",
-     [](Grey& g, DcRenderOptions&) {
-         g.windows = {{part(g, 0.4), part(g, 0.8) - part(g, 0.3) + 1}};
-     }},
-    {"LINEAR of width 1",
-     [](Grey& g, DcRenderOptions&) {
-         g.windows = {{std::floor(part(g, 0.5)), 1}};
-     }},
-    {"LINEAR_EXACT",
-     [](Grey& g, DcRenderOptions&) {
-         g.windows = {{part(g, 0.6), (part(g, 0.9) - part(g, 0.5)) + 0.5}};
-         g.function = "LINEAR_EXACT";
-     }},
-    {"SIGMOID",
-     [](Grey& g, DcRenderOptions&) {
-         g.windows = {{part(g, 0.5), part(g, 0.8) - part(g, 0.2) + 1}};
-         g.function = "SIGMOID";
-     }},
-    {"negative slope",
-     [](Grey& g, DcRenderOptions&) {
-         g.slope = -2.5;
-         g.intercept = 100;
-         g.windows = {{part(g, 0.5) * -2.5 + 100, (part(g, 0.9) - part(g, 0.1)) * 2 + 2}};
-     }},
-    {"rescale without a window",
-     [](Grey& g, DcRenderOptions&) {
-         g.slope = 0.5;
-         g.intercept = -1024;
-     }},
-    {"modality LUT beside a rescale that does not count",
-     [](Grey& g, DcRenderOptions&) {
-         g.modality = tableFrom(part(g, 0.2), 12);
-         g.slope = 3;
-         g.windows = {{1000, 3000}};
-     }},
-    {"VOI LUT in front of a window",
-     [](Grey& g, DcRenderOptions&) {
-         g.voi = tableFrom(part(g, 0.3), 10);
-         g.windows = {{1, 2}};
-     }},
-    {"VOI LUT from a negative value on",
-     [](Grey& g, DcRenderOptions&) {
-         g.intercept = -150;
-         g.voi = tableFrom(-120, 16);
-     }},
-    {"MONOCHROME1 is turned behind the window",
-     [](Grey& g, DcRenderOptions&) {
-         g.layout.photometric = DcPhotometric::monochrome1;
-         g.windows = {{part(g, 0.25), part(g, 0.5) - part(g, 0.1) + 2}};
-     }},
-    {"MONOCHROME1 and INVERSE turn once",
-     [](Grey& g, DcRenderOptions& o) {
-         g.layout.photometric = DcPhotometric::monochrome1;
-         g.shape = "INVERSE";
-         o.voi = RENDER_VOI_BITS;
-     }},
-    {"INVERSE and inverted by the user",
-     [](Grey& g, DcRenderOptions& o) {
-         g.shape = "INVERSE";
-         o.invert = true;
-         o.voi = RENDER_VOI_RANGE;
-     }},
-    {"padding",
-     [](Grey& g, DcRenderOptions& o) {
-         g.padding = {std::floor(std::clamp(part(g, 0), -32768.0, 65535.0)),
-                      std::floor(std::clamp(part(g, 0.3), -32768.0, 65535.0))};
-         g.layout.photometric = DcPhotometric::monochrome1;
-         o.voi = RENDER_VOI_RANGE;
-     }},
-    {"percentiles",
-     [](Grey&, DcRenderOptions& o) {
-         o.voi = RENDER_VOI_PERCENTILE;
-         o.lowPercent = 5;
-         o.highPercent = 90;
-     }},
-    {"given window, the image's function",
-     [](Grey& g, DcRenderOptions& o) {
-         g.windows = {{0, 1}};
-         g.function = "SIGMOID";
-         o.voi = RENDER_VOI_GIVEN;
-         o.center = part(g, 0.5);
-         o.width = part(g, 0.7) - part(g, 0.4) + 1;
-     }},
-    {"second window",
-     [](Grey& g, DcRenderOptions& o) {
-         g.windows = {{0, 1}, {part(g, 0.5), part(g, 0.9) - part(g, 0.1) + 3}, {7, 7}};
-         o.voi = RENDER_VOI_WINDOW;
-         o.index = 2;
-     }},
-    {"shared groups",
-     [](Grey& g, DcRenderOptions&) {
-         g.slope = 2;
-         g.intercept = 5;
-         g.windows = {{part(g, 0.5) * 2, part(g, 0.9) - part(g, 0.1) + 3}};
-         g.group = Group::shared;
-     }},
-    {"groups of the frame",
-     [](Grey& g, DcRenderOptions&) {
-         g.slope = 0.25;
-         g.windows = {{part(g, 0.5) / 4, part(g, 0.9) - part(g, 0.1) + 3}};
-         g.group = Group::own;
-     }},
+    {"nothing asked for", [](Grey&, Options&) {}},
+    {"LINEAR", [](Grey& g, Options&) { g.windows = {window(g, 0.4, 0.3, 0.8, 1)}; }},
+    {"LINEAR of width 1", [](Grey& g, Options&) { g.windows = {{std::floor(part(g, 0.5)), 1}}; }},
+    {"LINEAR_EXACT", [](Grey& g, Options&) { g.windows = {window(g, 0.6, 0.5, 0.9, 0.5)}, g.function = "LINEAR_EXACT"; }},
+    {"SIGMOID", [](Grey& g, Options&) { g.windows = {window(g, 0.5, 0.2, 0.8, 1)}, g.function = "SIGMOID"; }},
+    {"negative slope", [](Grey& g, Options&) {
+        g.slope = -2.5, g.intercept = 100;
+        g.windows = {{part(g, 0.5) * -2.5 + 100, (part(g, 0.9) - part(g, 0.1)) * 2 + 2}}; }},
+    {"rescale without a window", [](Grey& g, Options&) { g.slope = 0.5, g.intercept = -1024; }},
+    {"modality LUT beside a rescale that does not count", [](Grey& g, Options&) {
+        g.modality = tableFrom(part(g, 0.2), 12), g.slope = 3, g.windows = {{1000, 3000}}; }},
+    {"VOI LUT in front of a window", [](Grey& g, Options&) { g.voi = tableFrom(part(g, 0.3), 10), g.windows = {{1, 2}}; }},
+    {"VOI LUT from a negative value on", [](Grey& g, Options&) { g.intercept = -150, g.voi = tableFrom(-120, 16); }},
+    {"MONOCHROME1 is turned behind the window", [](Grey& g, Options&) {
+        g.layout.photometric = DcPhotometric::monochrome1, g.windows = {window(g, 0.25, 0.1, 0.5, 2)}; }},
+    {"MONOCHROME1 and INVERSE turn once", [](Grey& g, Options& o) {
+        g.layout.photometric = DcPhotometric::monochrome1, g.shape = "INVERSE", o.voi = RENDER_VOI_BITS; }},
+    {"INVERSE and inverted by the user", [](Grey& g, Options& o) {
+        g.shape = "INVERSE", o.invert = true, o.voi = RENDER_VOI_RANGE; }},
+    {"padding", [](Grey& g, Options& o) {
+        g.padding = {std::floor(std::clamp(part(g, 0), -32768.0, 65535.0)), std::floor(std::clamp(part(g, 0.3), -32768.0, 65535.0))};
+        g.layout.photometric = DcPhotometric::monochrome1, o.voi = RENDER_VOI_RANGE; }},
+    {"percentiles", [](Grey&, Options& o) { o.voi = RENDER_VOI_PERCENTILE, o.lowPercent = 5, o.highPercent = 90; }},
+    {"given window, the image's function", [](Grey& g, Options& o) {
+        g.windows = {{0, 1}}, g.function = "SIGMOID", o.voi = RENDER_VOI_GIVEN;
+        o.center = part(g, 0.5), o.width = part(g, 0.7) - part(g, 0.4) + 1; }},
+    {"second window", [](Grey& g, Options& o) {
+        g.windows = {{0, 1}, window(g, 0.5, 0.1, 0.9, 3), {7, 7}}, o.voi = RENDER_VOI_WINDOW, o.index = 2; }},
+    {"shared groups", [](Grey& g, Options&) {
+        g.slope = 2, g.intercept = 5, g.group = Group::shared;
+        g.windows = {{part(g, 0.5) * 2, part(g, 0.9) - part(g, 0.1) + 3}}; }},
+    {"groups of the frame", [](Grey& g, Options&) {
+        g.slope = 0.25, g.group = Group::own;
+        g.windows = {{part(g, 0.5) / 4, part(g, 0.9) - part(g, 0.1) + 3}}; }},
 };
+// clang-format on
 
 // The greatest difference, in levels of the picture.
 double difference(const Grey& image, const DcRenderOptions& options) {

@@ -80,40 +80,20 @@ TEST(Rules, PrecisionSignAndUnusedBits) {
         DcImagePixels says;
         Words wanted;  // empty: refused
     };
+    // clang-format off
     const Case cases[] = {
-        {"more bits stored than in the stream",
-         says(16, 12, false),
-         {0, 1, 2048, 4095},
-         says(16, 16, false),
-         {0, 1, 2048, 4095}},
-        {"fewer bits stored: what is above is cleared",
-         says(16, 12, false),
-         {0, 1, 1024, 4095},
-         says(16, 10, false),
-         {0, 1, 0, 1023}},
-        {"bytes of a stream in words",
-         says(8, 7, false),
-         {0, 1, 64, 127},
-         says(16, 12, false),
-         {0, 1, 64, 127}},
+        {"more bits stored than in the stream", says(16, 12, false), {0, 1, 2048, 4095}, says(16, 16, false), {0, 1, 2048, 4095}},
+        {"fewer bits stored: what is above is cleared", says(16, 12, false), {0, 1, 1024, 4095}, says(16, 10, false), {0, 1, 0, 1023}},
+        {"bytes of a stream in words", says(8, 7, false), {0, 1, 64, 127}, says(16, 12, false), {0, 1, 64, 127}},
         {"words of a stream in bytes", says(16, 12, false), {0, 1, 64, 127}, says(8, 8, false), {}},
         {"signed pixels, and more bits stored than in the stream: its top bit is the sign",
-         says(16, 12, false),
-         {0, 1, 2048, 4095},
-         says(16, 16, true),
-         {0, 1, -2048, -1}},
+         says(16, 12, false), {0, 1, 2048, 4095}, says(16, 16, true), {0, 1, -2048, -1}},
         {"signed pixels, and fewer bits stored: the sign is where they say",
-         says(16, 12, false),
-         {0, 511, 512, 4095},
-         says(16, 10, true),
-         {0, 511, -512, -1}},
+         says(16, 12, false), {0, 511, 512, 4095}, says(16, 10, true), {0, 511, -512, -1}},
         {"signed pixels of 7 bits", says(8, 7, true), {0, 63, -64, -1}, says(8, 7, true), {0, 63, -64, -1}},
-        {"signed pixels in unsigned ones: the bits stay",
-         says(16, 12, true),
-         {0, 2047, -2048, -1},
-         says(16, 12, false),
-         {0, 2047, 2048, 4095}},
+        {"signed pixels in unsigned ones: the bits stay", says(16, 12, true), {0, 2047, -2048, -1}, says(16, 12, false), {0, 2047, 2048, 4095}},
     };
+    // clang-format on
     for (const char* uid : {kJpegLs, kJ2k, kLossless}) {
         if (!has(uid)) continue;
         for (const Case& c : cases) {
