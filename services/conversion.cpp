@@ -115,6 +115,7 @@ bool Conversion::readMeta() {
     }
     unsigned int end = 0;
     const int result = dirReadFileMetaInfo(request_.in.c_str(), meta_, end);
+    isOther_ = result == DIR_NOT_PART10;
     if (result != RESULT_OK) return fail(resultText(result));
     source_ = meta_.transferSyntax;
     return source_ != UID_NONE || failUnknownSyntax();

@@ -43,6 +43,8 @@ class Conversion {
     // What is to be told of the file, a line each, and why it is not converted.
     const std::vector<std::string>& notes() const { return notes_; }
     const std::string& fault() const { return fault_; }
+    // The file is no Part 10 file at all.
+    bool isOther() const { return isOther_; }
 
   private:
     bool fail(const std::string& why) {
@@ -84,6 +86,7 @@ class Conversion {
     int faults_ = 0;
     std::vector<std::string> notes_;
     std::string fault_;
+    bool isOther_ = false;
 
     DcElemList& dataset() { return reencoded_ ? *reencoded_ : dataset_; }
 };

@@ -5,7 +5,6 @@
 #include <climits>
 #include <cstring>
 #include <filesystem>
-#include <system_error>
 
 #include "dictionary/uid_text.h"
 #include "orvkit/dict.h"
@@ -15,9 +14,9 @@
 #include "orvkit/result.h"
 #include "platform/file.h"
 #include "services/elements.h"
+#include "services/file_run.h"
 #include "services/image_file.h"
 #include "services/paths.h"
-#include "services/picture_file.h"
 #include "services/report.h"
 #include "services/text.h"
 #include "services/whole_file.h"
@@ -67,36 +66,31 @@ bool isPadded(const std::vector<unsigned char>& stream) {
 // What one object carries, one thing after another.
 class Extraction {
   public:
-    Extraction(const ExtractRequest& request, const PictureSource& source)
-        : request_(request), source_(source) {}
+    Extraction(const ExtractRequest& request, FileRun& run, const PictureSource& source)
+        : request_(request), run_(run), source_(source) {}
 
-    enum class Outcome { done, nothing, failed };
-    Outcome run() {
+    void run() {
         DcDirAround around;
         DcDirFound found;
         around.found = &found;
         const int result = dirReadAroundPixels(source_.path.c_str(), meta_, dataset_, around);
         if (result != RESULT_OK && result != ELEM_VALUE_REFUSED) {
-            return result == DIR_NOT_PART10 && !source_.wasNamed ? Outcome::nothing
-                                                                 : outcome(fail(resultText(result)));
+            if (result != DIR_NOT_PART10 || source_.wasNamed) fail(resultText(result));
+            return;
         }
-        if (DcElem* document = elementOf(dataset_, DcTag::EncapsulatedDocument)) {
-            return outcome(writeDocument(*document));
-        }
+        if (DcElem* document = elementOf(dataset_, DcTag::EncapsulatedDocument))
+            return writeDocument(*document);
         form_ = formOf(meta_.transferSyntax);
         // A video is one frame as far as its fragments are concerned.
         if (form_.isVideo) dataset_.changeValue(DcTag::NumberOfFrames, "1");
         const int opened = frames_.open(dataset_);
-        if (opened == FRAMES_NO_PIXELS) {
-            return source_.wasNamed ? outcome(fail("neither a document nor pixel data")) : Outcome::nothing;
-        }
-        if (opened != RESULT_OK) return outcome(fail(frameFault(opened)));
-        return outcome(writeFrames());
+        if (opened == RESULT_OK) return form_.isVideo ? writeVideo() : writeFrames();
+        if (opened != FRAMES_NO_PIXELS) return fail(frameFault(opened));
+        if (source_.wasNamed) fail("neither a document nor pixel data");
     }
 
   private:
-    static Outcome outcome(bool done) { return done ? Outcome::done : Outcome::failed; }
-    bool fail(const std::string& why) const { return complain("%s: %s", source_.path.c_str(), why.c_str()); }
+    void fail(const std::string& why) const { run_.fail(source_.path + ": " + why); }
 
     // The file for a thing; `number` counts where there are several.
     std::string target(const std::string& extension, unsigned int number) const {
@@ -111,19 +105,17 @@ class Extraction {
         return nameOf(path.replace_filename(pathOf(name + "." + extension)));
     }
     template <typename Write>
-    bool writeWhole(const std::string& path, Write write) const {
-        std::error_code error;
-        const std::filesystem::path folder = pathOf(path).parent_path();
-        if (!folder.empty()) std::filesystem::create_directories(folder, error);
-        if (error) return complain("%s: %s", nameOf(folder).c_str(), error.message().c_str());
-        WholeFile file(path);
-        if (!file.ok()) return false;
-        if (!write(file.handle()))
-            return complain("%s: cannot be written: %s", path.c_str(), std::strerror(errno));
-        return file.commit(false);  // it can be made again
+    void deliver(const std::string& path, Write write) const {
+        run_.deliver(source_, path, [&] {
+            WholeFile file(path);
+            if (!file.ok()) return false;
+            if (!write(file.handle()))
+                return complain("%s: cannot be written: %s", path.c_str(), std::strerror(errno));
+            return file.commit(false);  // it can be made again
+        });
     }
 
-    bool writeDocument(DcElem& document) {
+    void writeDocument(DcElem& document) {
         std::string bytes;
         if (!bytesOf(document, bytes)) return fail("not enough memory");
         const std::string mime = textOf(dataset_, DcTag::MIMETypeOfEncapsulatedDocument);
@@ -135,11 +127,10 @@ class Extraction {
             bytes.resize(length);
         }
         const std::string path = target(row == std::end(kDocuments) ? "bin" : row->extension, 0);
-        return writeWhole(path,
-                          [&](int handle) { return platform::writeAll(handle, bytes.data(), bytes.size()); });
+        deliver(path, [&](int handle) { return platform::writeAll(handle, bytes.data(), bytes.size()); });
     }
 
-    bool writeFrames() const {
+    void writeFrames() const {
         const unsigned int count = frames_.count();
         if (request_.frame > count) return fail("there are " + std::to_string(count) + " frames");
         const unsigned int first = std::max(1u, request_.frame);
@@ -147,14 +138,11 @@ class Extraction {
         if (request_.outIsFile && first != last)
             return fail("it has " + std::to_string(count) +
                         " frames: OUT is a directory, or --frame tells one");
-        bool good = true;
-        for (unsigned int frame = first; frame <= last && (good || request_.keepGoing); ++frame) {
-            const bool isOnly = count == 1 && request_.frame == 0;
-            if (!(form_.isVideo ? writeVideo() : writeFrame(frame, isOnly ? 0 : frame))) good = false;
-        }
-        return good;
+        const bool isOnly = count == 1 && request_.frame == 0;
+        for (unsigned int frame = first; frame <= last && !run_.isOver(); ++frame)
+            writeFrame(frame, isOnly ? 0 : frame);
     }
-    bool writeFrame(unsigned int frame, unsigned int number) const {
+    void writeFrame(unsigned int frame, unsigned int number) const {
         DcFrame found;
         int result = frames_.find(frame, found);
         std::vector<unsigned char> stream;
@@ -165,12 +153,11 @@ class Extraction {
         }
         if (result != RESULT_OK) return fail("frame " + std::to_string(frame) + ": " + frameFault(result));
         if (Dict.isEncapsulated(frames_.xferSyn()) != 0 && isPadded(stream)) stream.pop_back();
-        return writeWhole(target(form_.extension, number), [&](int handle) {
-            return platform::writeAll(handle, stream.data(), stream.size());
-        });
+        deliver(target(form_.extension, number),
+                [&](int handle) { return platform::writeAll(handle, stream.data(), stream.size()); });
     }
     // Hours of it may be in many fragments: they go from file to file.
-    bool writeVideo() const {
+    void writeVideo() const {
         DcFrame found;
         int result = frames_.find(1, found);
         std::vector<DcFrameRun> runs(found.runs);
@@ -178,7 +165,7 @@ class Extraction {
         if (result != RESULT_OK) return fail(frameFault(result));
         const std::string told = textOf(dataset_, DcTag::EncapsulatedPixelDataValueTotalLength);
         if (!runs.empty() && told == std::to_string(found.length - 1)) --runs.back().length;
-        return writeWhole(target(form_.extension, 0), [&](int handle) {
+        deliver(target(form_.extension, 0), [&](int handle) {
             return std::ranges::all_of(runs, [handle](const DcFrameRun& run) {
                 const auto length = static_cast<std::int64_t>(run.length);
                 if (run.data != nullptr)
@@ -190,6 +177,7 @@ class Extraction {
     }
 
     const ExtractRequest& request_;
+    FileRun& run_;
     const PictureSource& source_;
     DcDirMetaInfo meta_;
     DcElemList dataset_;
@@ -200,26 +188,10 @@ class Extraction {
 }  // namespace
 
 bool extractFiles(const ExtractRequest& request) {
-    std::vector<std::string> faults;
-    const std::vector<PictureSource> sources = pictureSources(request.paths, faults);
-    for (const std::string& fault : faults) complain("%s", fault.c_str());
-    bool good = faults.empty();
-    unsigned int done = 0;
-    for (const PictureSource& source : sources) {
-        if (!good && !request.keepGoing) return false;
-        switch (Extraction(request, source).run()) {
-            case Extraction::Outcome::done:
-                ++done;
-                break;
-            case Extraction::Outcome::failed:
-                good = false;
-                break;
-            case Extraction::Outcome::nothing:
-                break;
-        }
-    }
-    if (good && done == 0) return complain("nothing to extract was found");
-    return good;
+    FileRun run("Extracting", request.paths, request.out, request.outIsFile, request.keepGoing);
+    const auto work = [&](const PictureSource& source) { Extraction(request, run, source).run(); };
+    if (!run.run(1, work)) return false;
+    return run.delivered() > 0 || complain("nothing to extract was found");
 }
 
 }  // namespace services

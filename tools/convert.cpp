@@ -1,5 +1,6 @@
 // orvkit convert: the same data set in another transfer syntax or character set.
 #include <climits>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -10,6 +11,8 @@
 #include "orvkit/image.h"
 #include "orvkit/result.h"
 #include "services/conversion.h"
+#include "services/file_run.h"
+#include "services/paths.h"
 #include "services/report.h"
 #include "services/whole_file.h"
 #include "tools/commands.h"
@@ -20,6 +23,8 @@ namespace {
 struct ConvertOptions : ConversionRequest {
     std::string syntax;  // the name of the target; "": as it is
     unsigned int ratio = 10;
+    bool outIsFile = true;
+    bool keepGoing = false;
 };
 
 void chooseTarget(ConvertOptions& options) {
@@ -29,21 +34,42 @@ void chooseTarget(ConvertOptions& options) {
     if (options.frames.target != nullptr) (void)Dict.getUidDef(options.frames.target->uid, options.target);
 }
 
-bool convert(ConvertOptions& options) {
-    if (!options.syntax.empty()) chooseTarget(options);
-    Conversion conversion(options);
-    muteLog();
+// One file that was asked for, or one of a directory.
+void convertFile(const ConvertOptions& options, FileRun& run, const PictureSource& source) {
+    ConversionRequest request = options;
+    request.in = source.path;
+    if (run.count() != 1) request.frames.jobs = 1;  // it is files then that go side by side
+    if (!options.outIsFile) request.out = nameOf(pathOf(options.out) / pathOf(source.name));
+    Conversion conversion(request);
     const bool ready = conversion.prepare();
-    muteLog(false);
-    for (const std::string& note : conversion.notes()) complain("%s: %s", options.in.c_str(), note.c_str());
-    if (!ready)
-        return complain("%s: %s; nothing was written", options.in.c_str(), conversion.fault().c_str());
-    WholeFile file(options.out);
-    if (!file.ok()) return false;
-    const int result = conversion.write(file.temporaryPath());
-    if (result != RESULT_OK)
-        return complain("%s: %s; it was not written", options.out.c_str(), resultText(result).c_str());
-    return file.commit();
+    if (!ready && conversion.isOther() && !source.wasNamed) return;
+    for (const std::string& note : conversion.notes()) complain("%s: %s", request.in.c_str(), note.c_str());
+    if (!ready) return run.fail(request.in + ": " + conversion.fault() + "; nothing was written");
+    run.deliver(source, request.out, [&] {
+        WholeFile file(request.out);
+        if (!file.ok()) return false;
+        const int result = conversion.write(file.temporaryPath());
+        if (result == RESULT_OK) return file.commit();
+        return complain("%s: %s; it was not written", request.out.c_str(), resultText(result).c_str());
+    });
+}
+
+bool isFolder(const std::string& path) {
+    std::error_code error;
+    return std::filesystem::is_directory(pathOf(path), error);
+}
+
+int convert(ConvertOptions& options) {
+    if (!options.syntax.empty()) chooseTarget(options);
+    options.outIsFile = !isFolder(options.in);
+    if (!options.outIsFile && !isFolder(options.out) && std::filesystem::exists(pathOf(options.out)))
+        return misused("%s is a directory, and %s is none", options.in.c_str(), options.out.c_str());
+    FileRun run("Converting", {options.in}, options.out, options.outIsFile, options.keepGoing);
+    muteLog();
+    const auto work = [&](const PictureSource& source) { convertFile(options, run, source); };
+    if (!run.run(options.outIsFile ? 1 : options.frames.jobs, work)) return EXIT_FAILED;
+    return run.delivered() > 0 || complain("%s: no DICOM file was found", options.in.c_str()) ? EXIT_OK
+                                                                                              : EXIT_FAILED;
 }
 
 std::vector<std::string> targets() {
@@ -67,8 +93,11 @@ std::vector<std::string> targets() {
 void addConvert(Command& program) {
     Command& command = program.command("convert", "Write a file in another transfer syntax or character set");
     auto options = std::make_shared<ConvertOptions>();
-    command.text("IN", options->in, "The DICOM file to read").required();
-    command.text("OUT", options->out, "The file to write; it appears whole or not at all, and may be IN")
+    command.text("IN", options->in, "The DICOM file to read, or a directory of them").required();
+    command
+        .text("OUT", options->out,
+              "The file to write, which appears whole or not at all and may be IN; of a directory another "
+              "one, with the same names in it")
         .required();
     command
         .text("--to", options->syntax,
@@ -86,7 +115,7 @@ void addConvert(Command& program) {
     command.number("--near", packing.nearLossless, "The most that jpegls-near may change a value")
         .range(1, 255)
         .value("N");
-    command.number("--jobs", options->frames.jobs, "Frames that are packed at a time")
+    command.number("--jobs", options->frames.jobs, "Frames that are packed at a time; of a directory, files")
         .range(1, 256)
         .value("N");
     command.flag(
@@ -97,13 +126,15 @@ void addConvert(Command& program) {
                  "Make the header from the data set alone; nothing of the old one stays");
     command.flag("--utf8", options->utf8,
                  "Bring all text to UTF-8 (Specific Character Set ISO_IR 192), exactly or not at all");
+    command.flag("--keep-going", options->keepGoing,
+                 "Go on with other files after one that cannot be converted");
     command.run([options] {
         dirSetMaxFileSize(INT_MAX);
         options->frames.options.ratio = options->ratio;
         if (options->syntax.empty() && !options->force && !options->metaFromDataset && !options->utf8) {
             return misused("--to is required, where nothing else is to be changed");
         }
-        return int{convert(*options) ? EXIT_OK : EXIT_FAILED};
+        return convert(*options);
     });
 }
 

@@ -157,7 +157,7 @@ TEST_F(ConvertTest, OutMayBeInOrALinkAndKeepsItsRights) {
 
 TEST_F(ConvertTest, RefusalsNameTheReasonAndWriteNothing) {
     expectRefused("nowhere", "big", "No such file");
-    expectRefused(".", "big", "not a regular file");
+    expectRefused("/dev/null", "big", "not a regular file");
     expectRefused("kept", "big", "not a DICOM Part 10 file");
 
     // Cut anywhere: in the meta information, in the data set, in the pixels.
@@ -273,4 +273,26 @@ TEST_F(LargeFileTest, AnInterruptedConversionLeavesNothing) {
 }
 
 }  // namespace
+TEST_F(ConvertTest, ADirectoryBecomesAnotherWithTheSameNames) {
+    ASSERT_EQ(sh("orvkit phantom study --size 16 --images 3 --series 2; echo text > study/notes.txt").status,
+              0);
+    const auto made = sh("orvkit convert study out --to big --jobs 3");
+    EXPECT_EQ(made.status, 0) << made.err;
+    EXPECT_EQ(names("out"), (std::vector<std::string>{"SE000001", "SE000002"}));
+    EXPECT_EQ(names("out/SE000002"), (std::vector<std::string>{"IM000001", "IM000002", "IM000003"}));
+    ASSERT_EQ(sh("orvkit convert out/SE000001/IM000002 back.dcm --to explicit && "
+                 "orvkit convert study/SE000001/IM000002 same.dcm --to explicit && cmp back.dcm same.dcm")
+                  .status,
+              0);
+    // One that cannot be read ends the run, or is passed over and told.
+    ASSERT_EQ(sh("head -c 600 out/SE000001/IM000001 > study/SE000001/AA").status, 0);
+    for (const auto& [options, count] : {std::pair("", 0u), std::pair(" --keep-going", 3u)}) {
+        const auto run = sh("rm -rf out; orvkit convert study out --to implicit" + std::string(options));
+        EXPECT_EQ(run.status, 1);
+        EXPECT_TRUE(holds(run.err, "study/SE000001/AA: "));
+        EXPECT_EQ(std::filesystem::exists(dir / "out/SE000002") ? names("out/SE000002").size() : 0u, count);
+    }
+    EXPECT_EQ(sh("orvkit convert study back.dcm --to big").status, 2);
+}
+
 }  // namespace tools_test

@@ -44,7 +44,7 @@ TEST_F(RenderCommand, WritesAPictureForEachFileOfADirectoryByItsName) {
               (std::vector<std::string>{"IM000001.pnm", "IM000002.pnm", "IM000003.pnm"}));
     const auto clash = sh("orvkit render study/SE00000?/IM000001 -o flat --format pnm");
     EXPECT_EQ(clash.status, 1);
-    EXPECT_TRUE(holds(clash.err, "another picture is flat/IM000001.pnm already"));
+    EXPECT_TRUE(holds(clash.err, "another file is flat/IM000001.pnm already"));
 }
 
 TEST_F(RenderCommand, MakesOneSheetOfAStudy) {
