@@ -191,13 +191,17 @@ void Doorman::close() {
     waiting_.clear();
 }
 
+// Those who have gone meanwhile need no worker.
 Visitor Doorman::next() {
     const std::lock_guard lock(mutex_);
-    const auto ready = std::find_if(waiting_.begin(), waiting_.end(), isReady);
-    if (ready == waiting_.end()) return {};
-    Visitor visitor = std::move(ready->visitor);
-    waiting_.erase(ready);
-    return visitor;
+    for (;;) {
+        const auto ready = std::find_if(waiting_.begin(), waiting_.end(), isReady);
+        if (ready == waiting_.end()) return {};
+        Visitor visitor = std::move(ready->visitor);
+        waiting_.erase(ready);
+        if (!platform::peerIsDone(visitor.socket.get())) return visitor;
+        told_(visitor.address + ": gone before its association request was answered");
+    }
 }
 
 }  // namespace services

@@ -6,7 +6,9 @@
 #include <filesystem>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "orvkit/result.h"
@@ -32,8 +34,9 @@ namespace {
 
 namespace platform = orvkit::platform;
 
-constexpr int kTick = 250;      // milliseconds
-constexpr int kShortTick = 20;  // while somebody waits for a thread
+constexpr int kTick = 250;                               // milliseconds
+constexpr int kShortTick = 20;                           // while somebody waits for a thread
+constexpr auto kPause = std::chrono::milliseconds(100);  // for memory to come back
 constexpr std::size_t kMostAcceptFrom = MSM_AE_ACCEPT_MAX;
 
 struct ServeOptions : EntityOptions {
@@ -146,12 +149,17 @@ int serve(const ServeOptions& options) {
         Workers workers(server, doorman, static_cast<std::size_t>(options.workers), waiting / 2);
         bool pressed = false;
         while (!platform::stopAsked()) {
-            std::vector<platform::WaitEntry> watched = workers.watched();
-            doorman.wait(pressed ? kShortTick : kTick, watched);
-            pressed = workers.serve(watched);
-            doorman.refuseLate();
-            reloadSecurity(options.security.get());
-            if (options.fileSet && set.isOverdue()) server.settle();
+            try {
+                std::vector<platform::WaitEntry> watched = workers.watched();
+                doorman.wait(pressed ? kShortTick : kTick, watched);
+                pressed = workers.serve(watched);
+                doorman.refuseLate();
+                reloadSecurity(options.security.get());
+                if (options.fileSet && set.isOverdue()) server.settle();
+            } catch (const std::bad_alloc&) {
+                complain("not enough memory to look after all connections");
+                std::this_thread::sleep_for(kPause);
+            }
         }
         tellLine("stopping");
     }
