@@ -25,8 +25,23 @@ class MemoryTest : public CommandTest {
         const Outcome made = sh(
             "mkdir base && cd base && orvkit phantom set --size 16 --images 2 --series 1 && orvkit dicomdir "
             "make set && orvkit phantom more --size 16 --images 1 --series 1 --seed 2 && "
-            "cp more/SE000001/IM000001 new && cp -r set full && cp new full/NEW && echo old > out");
+            "cp more/SE000001/IM000001 new && cp -r set full && cp new full/NEW && echo old | tee out > "
+            "out.pgm");
         ASSERT_EQ(made.status, 0) << made.err;
+    }
+
+    void TearDown() override {
+        if (fs::exists(dir / "pid")) (void)sh("kill $(cat pid)");
+        CommandTest::TearDown();
+    }
+    // A peer, whose port jobs find in the file `port`.
+    void serve() const {
+        const Outcome begun =
+            sh("orvkit serve --port 0 --no-sync store 2>log & echo $! >pid; for i in {1..2000}; do "
+               "sed -n 's/.*listening on port \\([0-9]*\\).*/\\1/p' log >port; test -s port && exit 0; sleep "
+               "0.01; "
+               "done; exit 1");
+        ASSERT_EQ(begun.status, 0) << begun.err;
     }
 
     // Runs a job on a fresh copy, with these variables set.
@@ -34,11 +49,15 @@ class MemoryTest : public CommandTest {
         return sh("rm -rf work; cp -rp base work; cd work; export LD_PRELOAD=" ORVKIT_FAIL_ALLOCATION " " +
                   variables + "; exec '" ORVKIT_COMMAND "' " + job.command);
     }
+    std::string content(const char* root, const Job& job) const {
+        return job.result[0] != '\0' ? contentOf(dir / root / job.result) : std::string();
+    }
     // What stands in the result, without what differs from run to run.
     std::string shown(const Job& job) const {
         if (job.result[0] == '\0') return {};
         const std::string dump = std::string("orvkit dump --full work/") + job.result;
-        return sh(dump + " | grep -vE 'mediaStorageSopInstanceUid|offsetOf|groupLength'").out;
+        const Outcome read = sh(dump + " | grep -vE 'mediaStorageSopInstanceUid|offsetOf|groupLength'");
+        return read.out.empty() ? content("work", job) : read.out;
     }
 
     // How a job goes when nothing fails.
@@ -47,9 +66,6 @@ class MemoryTest : public CommandTest {
         std::string before, shown;
         std::vector<std::string> left;
     };
-    std::string content(const char* root, const Job& job) const {
-        return job.result[0] != '\0' ? contentOf(dir / root / job.result) : std::string();
-    }
     Good good(const Job& job) const {
         Good all{run(job, "COUNT_ALLOCATIONS=../count"), content("base", job), shown(job), names("work")};
         EXPECT_EQ(all.whole.status, job.status) << all.whole.err;
@@ -89,7 +105,8 @@ class MemoryTest : public CommandTest {
     }
 };
 
-TEST_F(MemoryTest, JobsOnFilesEndWholeOrWithAMessage) {
+TEST_F(MemoryTest, JobsEndWholeOrWithAMessage) {
+    serve();
     for (const Job& job : {
              Job{"dump --full new", ""},
              Job{"dump --json set", ""},
@@ -108,6 +125,12 @@ TEST_F(MemoryTest, JobsOnFilesEndWholeOrWithAMessage) {
              Job{"media write set NEW new", "set/DICOMDIR"},
              Job{"media delete set SE000001/IM000001", "set/DICOMDIR"},
              Job{"media inquire-file set SE000001/IM000001", ""},
+             Job{"completion bash", ""},
+             Job{"convert --to rle new out", "out"},
+             Job{"convert --to jpeg-lossless new out", "out"},
+             Job{"render --output out.pgm new", "out.pgm"},
+             Job{"echo localhost $(cat ../port) >/dev/null", ""},
+             Job{"send localhost $(cat ../port) new set >/dev/null", ""},
          }) {
         sweep(job);
     }
