@@ -169,6 +169,8 @@ TEST(ValueLengths, AreDefinedOrUpToTheDelimiter) {
         EXPECT_TRUE(gives(utilGetOxValLen(s.data(), 8, x, length, extra, 0), 8, 0));
         EXPECT_EQ(utilGetOxValLen(s.data(), 7, x, length, extra, 0), UTIL_LENGTH_FIELD);
         EXPECT_TRUE(length == 0 && extra == 0);
+        length = 1;
+        EXPECT_TRUE(gives(utilGetOxValLen(Stream(x).u32(0).data(), 4, x, length, extra, 0), 0, 0));
         // What stands in front of the length is looked at.
         const unsigned int at = sq.header(kSequence, "SQ", Stream::undefined).size() - 4;
         sq.item(Stream::undefined).elem(kRows, "US", "ab").endItem().endSequence().raw("behind");

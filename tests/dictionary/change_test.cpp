@@ -92,6 +92,9 @@ TEST_F(Change, LimitsAndAnswersTheListsOfSequences) {
     EXPECT_EQ(Dict.getSqTagList(0x0008, 0x0016, list), RESULT_DICT_NOT_SQ);
     EXPECT_EQ(list[0], 0u);
     log.expect(LOG_NOTICE, "DcDict::getSqTagList", "Element (0008,0016) is not of type SQ");
+    for (unsigned int tag = 0x00091012; tag < 0x00091011 + 160; ++tag)
+        EXPECT_EQ(Dict.add(tag, tags.data(), nullptr, nullptr), 0) << tag;
+    EXPECT_EQ(Dict.add(0x000910FF, tags.data(), nullptr, nullptr), RESULT_DICT_LIMIT);
 }
 
 TEST_F(Change, AddsAndRemovesUids) {

@@ -94,6 +94,11 @@ TEST(DirRec, TellsWhatItCannotParse) {
         r.getType(type);
         EXPECT_EQ(type, text == "Zero length File ID" ? DIR_REC_IMAGE : DIR_REC_UNKNOWN);
     }
+    DcDirRec(nullptr, Stream().item(0).data(), 8, 0);
+    EXPECT_TRUE(log.tookOnly(LOG_ERROR, "DcDirRec::parse", "Offset - 0 (0x000000), " + cases[0].second));
+    DcDirRec(nullptr, Stream().raw("1234567").data(), 7, 0);
+    EXPECT_TRUE(
+        log.tookOnly(LOG_ERROR, "DcDirRec::parse", "Offset 0 (0x000000) exceeds buffer length 7 (0x000007)"));
     DcDirRec(nullptr, Stream().raw("12345678").data(), 8, 20);
     EXPECT_TRUE(log.tookOnly(LOG_ERROR, "DcDirRec::parse",
                              "Offset 20 (0x000014) exceeds buffer length 8 (0x000008)"));

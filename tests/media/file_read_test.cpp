@@ -104,6 +104,7 @@ TEST(ReadFile, TheSizeLimitCountsTheDataSet) {
         EXPECT_EQ(readBack(file).result, RESULT_OK);
         EXPECT_EQ(dirSetMaxFileSize(0), DIR_FILE_SIZE);
         EXPECT_EQ(readBack(file).result, RESULT_OK) << "a refused limit changes nothing";
+        EXPECT_EQ(dirSetMaxFileSize(1), RESULT_OK);
     }
     const FileSizeLimit limit(static_cast<int>(data.size()) - 1);
     EXPECT_EQ(readBack(file).result, DIR_FILE_SIZE);

@@ -67,7 +67,10 @@ TEST(AssociationPdu, ReadingToleratesWhatPeersDo) {
     for (int i = 0; i < 31; ++i) append(syntaxes, item(0x40, "9.9." + std::to_string(i)));
     append(syntaxes, joined({item(0x40, kExplicitUid + '\0'), item(0x40, kImplicitUid)}));
     a.context = item(0x20, joined({{5, 0, 0, 0}, item(0x30, "9.8.7"), syntaxes}));
-    a.userInfo = joined({item(0x53, Bytes{0, 1, 0, 1}), item(0x56, "any"), item(0x51, Bytes{0, 0, 0, 9})});
+    // The longest UID in a role, and nobody's.
+    const Bytes role = item(0x54, joined({{0, 64}, Bytes(64, '1'), {1, 0}}));
+    a.userInfo =
+        joined({item(0x53, Bytes{0, 1, 0, 1}), item(0x56, "any"), role, item(0x51, Bytes{0, 0, 0, 9})});
     DcPduAssoRq request;
     ASSERT_EQ(readFrom(request, a.bytes()), RESULT_OK);
     EXPECT_TRUE(

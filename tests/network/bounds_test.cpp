@@ -281,6 +281,11 @@ TEST(Bounds, ADataSetLargerThanTheLimitIsRefusedBeforeItIsRead) {
     EXPECT_EQ(other.open([](Victim& v) { v.say({2, 0, 0, 1, 0x86, 0xA1, 0}); }), MSM_CLOSED);
     EXPECT_EQ(log.lines().front(),
               (LogLine{LOG_ERROR, "DcPdu::readBody", "PDU of 100001 bytes received, more than 100000"}));
+    Victim largest(true);
+    largest.setReceiveLimit(kLimit);
+    log.take();
+    EXPECT_EQ(largest.open([](Victim& v) { v.say(pdu(2, Bytes(kLimit))); }), MSM_CLOSED);
+    EXPECT_EQ(log.lines().front().reporter, "DcPduAssoAcRq::read");
 }
 
 // A command is small, wherever its bytes stand; nothing needs to be set for that.
@@ -303,6 +308,13 @@ TEST(Bounds, ALargeCommandIsRefusedBeforeItIsRead) {
                   (LogLine{LOG_ERROR, "DcTul::readPduDataTf",
                            "Command of more than 1048576 bytes received, Association will be closed"}));
     }
+    // As much as that is taken, whatever it means.
+    CaptureLog log;
+    Victim user(true);
+    user.ask([&](Victim& v) { v.say(pdu(4, pdv(1, 3, Bytes(1 << 20)))); });
+    Message message;
+    (void)user.receive(message);
+    for (const LogLine& line : log.take()) EXPECT_FALSE(line.text.starts_with("Command of more than"));
 }
 
 TEST(Bounds, ADataSetThatNobodyAskedForIsRefusedByItsFirstFragment) {
@@ -400,19 +412,29 @@ TEST(Bounds, ABrokenRequestIsAnsweredWhenThatIsAskedFor) {
     }
 }
 
-// Contexts whose numbers cannot be answered: the peer is told.
+// Contexts whose numbers cannot be answered, and a peer that has no room for data: it is told.
 TEST(Bounds, ARequestWithoutAnAnswerableContextIsRejected) {
-    Bytes heard;
-    Victim provider(false);
-    EXPECT_EQ(provider.open([&](Victim& v) {
-        Association request;
-        request.context[4] = 2;  // its ID
-        v.say(request.bytes());
-        heard = v.heard();
-    }),
-              MSM_REQUEST_ANSWERED);
-    provider.close();
-    EXPECT_EQ(heard, reject(1, 1));
+    const struct {
+        unsigned char id;
+        unsigned char maximum;  // of the peer's PDUs; 0 is none
+        bool accepted;
+    } cases[] = {{2, 0, false}, {255, 0, true}, {1, 32, false}, {1, 33, true}};
+    for (const auto& c : cases) {
+        const QuietLog quiet;
+        Bytes heard;
+        Victim provider(false);
+        EXPECT_EQ(provider.open([&](Victim& v) {
+            Association request;
+            request.context[4] = c.id;
+            request.userInfo = item(0x51, Bytes{0, 0, 0, c.maximum});
+            v.say(request.bytes());
+            heard = v.heard();
+        }),
+                  MSM_REQUEST_ANSWERED);
+        provider.close();
+        const Bytes begin(heard.begin(), heard.begin() + 1);
+        EXPECT_EQ(c.accepted ? begin : heard, c.accepted ? Bytes{2} : reject(1, 1)) << int{c.id};
+    }
 }
 
 }  // namespace

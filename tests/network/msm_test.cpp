@@ -58,6 +58,9 @@ TEST(Association, WhatIsRefusedBeforeAnyConnectionIsMade) {
     log.clear();
     EXPECT_EQ(user.open(many), TSM_CONNECT) << "128 are accepted, and nobody listens on port 1";
     log.expect(LOG_ERROR, "DcTsm::sockConvOpenClient - connect", "winSock error WSAECONNREFUSED");
+    EXPECT_EQ(user.open(sopList({UID_VERIFICATION}), "SIXTEEN_LETTERS_"), TSM_CONNECT);
+    EXPECT_EQ(user.setArtimTimeout(0), TUL_PROTOCOL);
+    EXPECT_EQ(user.setArtimTimeout(1), RESULT_OK);
 }
 
 TEST(Association, AbortsAndBrokenConnectionsAreToldFromEachOther) {
