@@ -73,12 +73,12 @@ std::string uidText(DICT_UID uid) {
     return info != nullptr ? info->uid : "";
 }
 
-bool decodes(DICT_UID xferSyn) {
+}  // namespace
+
+bool hasDecoder(DICT_UID xferSyn) {
     const DcImageCodec* codec = imageFindCodec(uidText(xferSyn).c_str());
     return codec != nullptr && codec->decodes;
 }
-
-}  // namespace
 
 bool isConvertible(DICT_UID xferSyn) {
     const orvkit::SyntaxRow& row = orvkit::syntaxRow(xferSyn);
@@ -186,7 +186,7 @@ bool Conversion::pixelsCanChange() {
                              value.getType() != BUF_MEMORY && value.getXferSyn() == UID_NONE;
     if (inFragments) return fail("encapsulated pixel data in the transfer syntax " + describeUid(source_));
     if (Dict.isEncapsulated(source_) == 0 || target_ == source_ || source_ == UID_ORVKIT5_LZW ||
-        !holdsPixelData(dataset_) || decodes(source_)) {
+        !holdsPixelData(dataset_) || hasDecoder(source_)) {
         return true;
     }
     return fail("pixel data encapsulated as " + describeUid(source_) + " cannot be changed");

@@ -28,6 +28,8 @@ struct ConversionRequest {
 
 // Whether data sets of a transfer syntax can be brought to every uncompressed one.
 bool isConvertible(DICT_UID xferSyn);
+// Whether this build unpacks its frames.
+bool hasDecoder(DICT_UID xferSyn);
 
 // One conversion. The pixel data stays in its file and is copied from there to the new one, its byte order
 // changed on the way; to and from the packed syntax it goes through a file without a name.

@@ -7,6 +7,8 @@
 #include <set>
 #include <system_error>
 
+#include "orvkit/dict.h"
+#include "orvkit/image.h"
 #include "orvkit/result.h"
 #include "services/association.h"
 #include "services/conversion.h"
@@ -20,9 +22,17 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr DICT_UID kUncompressed[] = {UID_LITTLE_ENDIAN_EXPLICIT, UID_LITTLE_ENDIAN_IMPLICIT};
+// One context each would be too many: the peer chooses.
+constexpr const char* kLossless[] = {"jpeg-lossless", "jpegls", "j2k", "rle"};
+
+bool isUncompressed(DICT_UID xferSyn) {
+    return std::ranges::find(kUncompressed, xferSyn) != std::end(kUncompressed);
+}
+
 class Planner {
   public:
-    explicit Planner(SendPlan& plan) : plan_(plan) {}
+    Planner(SendPlan& plan, bool transcode) : plan_(plan), transcode_(transcode) {}
 
     void path(const std::string& path) {
         std::error_code error;
@@ -69,8 +79,11 @@ class Planner {
     SendGroup& groupFor(const OutgoingFile& file) {
         const auto [found, isNew] = place_.try_emplace({file.sopClass, file.xferSyn}, plan_.groups.size());
         if (!isNew) return plan_.groups[found->second];
-        const std::vector<DICT_UID> fallbacks = fallbacksOf(file.xferSyn);
-        const std::size_t needed = fallbacks.empty() ? 1 : 2;
+        std::vector<DICT_UID> plain = fallbacksOf(file.xferSyn, transcode_);
+        const auto packed = std::find_if_not(plain.begin(), plain.end(), isUncompressed);
+        const std::vector<DICT_UID> lossless(packed, plain.end());
+        plain.erase(packed, plain.end());
+        const std::size_t needed = 1 + (plain.empty() ? 0 : 1) + (lossless.empty() ? 0 : 1);
         if (plan_.groups.empty() || plan_.groups.back().contexts.size() + needed > MSM_PROPOSAL_MAX) {
             plan_.groups.emplace_back();
             withFallback_.clear();
@@ -78,29 +91,37 @@ class Planner {
         found->second = plan_.groups.size() - 1;
         SendGroup& group = plan_.groups.back();
         group.contexts.push_back(context(file.sopClass, {file.xferSyn}));
-        if (!fallbacks.empty() && withFallback_.insert(file.sopClass).second)
-            group.contexts.push_back(context(file.sopClass, fallbacks));
+        if (plain.empty() || !withFallback_.insert(file.sopClass).second) return group;
+        group.contexts.push_back(context(file.sopClass, plain));
+        if (!lossless.empty()) group.contexts.push_back(context(file.sopClass, lossless));
         return group;
-    }
-    // Beside the syntax itself.
-    static std::vector<DICT_UID> fallbacksOf(DICT_UID xferSyn) {
-        std::vector<DICT_UID> others;
-        if (!isConvertible(xferSyn)) return others;
-        std::copy_if(std::begin(kFallbacks), std::end(kFallbacks), std::back_inserter(others),
-                     [xferSyn](DICT_UID other) { return other != xferSyn; });
-        return others;
     }
 
     SendPlan& plan_;
+    bool transcode_;
     std::map<std::pair<DICT_UID, DICT_UID>, std::size_t> place_;
     std::set<DICT_UID> withFallback_;  // classes of the last group
 };
 
 }  // namespace
 
-SendPlan planSend(const std::vector<std::string>& paths) {
+std::vector<DICT_UID> fallbacksOf(DICT_UID xferSyn, bool transcode) {
+    std::vector<DICT_UID> others;
+    if (!isConvertible(xferSyn) && !(transcode && hasDecoder(xferSyn))) return others;
+    std::ranges::copy_if(kUncompressed, std::back_inserter(others),
+                         [xferSyn](DICT_UID other) { return other != xferSyn; });
+    for (const char* const name : kLossless) {
+        const DcImageCodec* const codec = imageFindCodec(name);
+        DICT_UID syntax = UID_NONE;
+        if (!transcode || codec == nullptr || !codec->encodes) continue;
+        if (Dict.getUidDef(codec->uid, syntax) == RESULT_OK && syntax != xferSyn) others.push_back(syntax);
+    }
+    return others;
+}
+
+SendPlan planSend(const std::vector<std::string>& paths, bool transcode) {
     SendPlan plan;
-    Planner planner(plan);
+    Planner planner(plan, transcode);
     for (const std::string& path : paths) planner.path(path);
     return plan;
 }

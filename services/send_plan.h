@@ -22,7 +22,7 @@ struct OutgoingFile {
 };
 
 // Files whose presentation contexts fit one association: for each SOP class one in each of their transfer
-// syntaxes, and where these can be converted, one in the fallbacks.
+// syntaxes, and where these can be converted, one in the uncompressed fallbacks and one in the others.
 struct SendGroup {
     std::vector<DcMsmSopXferSyn> contexts;
     std::vector<OutgoingFile> files;
@@ -36,12 +36,14 @@ struct SendPlan {
     unsigned long long bytes = 0;
 };
 
-// The uncompressed syntaxes in which a file goes where the peer does not take its own, as they are preferred.
-inline constexpr DICT_UID kFallbacks[] = {UID_LITTLE_ENDIAN_EXPLICIT, UID_LITTLE_ENDIAN_IMPLICIT};
+// The syntaxes beside its own in which a file may go where the peer does not take that, as they are
+// preferred: the uncompressed ones, and with `transcode` those without loss behind them, also for files whose
+// frames must be unpacked.
+std::vector<DICT_UID> fallbacksOf(DICT_UID xferSyn, bool transcode);
 
 // Reads the beginnings of files, and of those below directories (readIdentity); SOP classes and transfer
 // syntaxes that the dictionary does not know are added to it. A DICOMDIR in a directory is passed over.
-SendPlan planSend(const std::vector<std::string>& paths);
+SendPlan planSend(const std::vector<std::string>& paths, bool transcode);
 
 }  // namespace services
 

@@ -12,8 +12,9 @@
 namespace services {
 
 struct SendOptions : PeerOptions {
-    int jobs = 1;   // associations side by side
-    int retry = 0;  // how often more a file, or connecting, is tried
+    int jobs = 1;            // associations side by side
+    int retry = 0;           // how often more a file, or connecting, is tried
+    bool transcode = false;  // frames are unpacked, and packed without loss, for a peer that takes no other
 };
 
 // As many echoes on one association.

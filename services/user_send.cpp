@@ -6,13 +6,15 @@
 #include <cstdio>
 #include <deque>
 #include <filesystem>
-#include <iterator>
 #include <memory>
 #include <mutex>
 #include <system_error>
 #include <thread>
 
+#include "dictionary/uid_text.h"
 #include "network/store_request.h"
+#include "orvkit/dict.h"
+#include "orvkit/image.h"
 #include "orvkit/result.h"
 #include "services/association.h"
 #include "services/charset.h"
@@ -165,10 +167,9 @@ class GroupSender {
     }
 
     // UID_NONE: the peer takes none in which the file can go.
-    static DICT_UID syntaxFor(const Association& association, OutgoingFile& file) {
-        std::vector<DICT_UID> wanted = {file.xferSyn};
-        if (isConvertible(file.xferSyn))
-            wanted.insert(wanted.end(), std::begin(kFallbacks), std::end(kFallbacks));
+    DICT_UID syntaxFor(const Association& association, OutgoingFile& file) const {
+        std::vector<DICT_UID> wanted = fallbacksOf(file.xferSyn, options_.transcode);
+        wanted.insert(wanted.begin(), file.xferSyn);
         const DICT_UID syntax = association.acceptedSyntax(file.sopClass, wanted);
         if (syntax == UID_NONE) {
             const int result = association.contextResult(file.sopClass, file.xferSyn);
@@ -191,6 +192,8 @@ class GroupSender {
         request.in = file.path;
         request.out = nameOf(folder / "copy");
         request.target = syntax;
+        if (Dict.isEncapsulated(syntax) != 0 && syntax != file.xferSyn)
+            request.frames.target = imageFindCodec(orvkit::uidText(syntax));
         request.force = file.odd;
         request.sopClass = object.sopClass;
         request.instance = object.instance;
@@ -267,7 +270,7 @@ class GroupSender {
 }  // namespace
 
 int send(const SendOptions& options, const std::vector<std::string>& paths) {
-    SendPlan plan = planSend(paths);
+    SendPlan plan = planSend(paths, options.transcode);
     const Clock::time_point begun = Clock::now();
     Report report(plan.files);
     for (const auto& [path, why] : plan.faults) report.failed(path, why);

@@ -20,6 +20,10 @@ void addSend(Command& program) {
                 "After a failure of the network, try a file, or to connect, so many times more")
         .range(0, 1000)
         .value("N");
+    command.flag(
+        "--transcode", options->transcode,
+        "For a peer that does not take the transfer syntax of a file, unpack its frames, or pack them "
+        "without loss as the peer wants them");
     command.footer(
         "Files are sent as they are. One whose transfer syntax the peer does not take goes in explicit or\n"
         "implicit VR little endian, where that changes nothing but the encoding, and that is told.\n"

@@ -90,6 +90,7 @@ case_storescp() {
     '[Images]' 'PresentationContext1 = CTImageStorage\Explicit' '[[Profiles]]' '[Only]' 'PresentationContexts = Images' \
     >explicit.cfg
   only "explicit VR" +te storescp -xf explicit.cfg Only
+  transcoded study
   at=$(free_port)
   peer "$at" storescp --refuse "$at"
   refuses "echo, refused" 'rejected: rejected-permanent by the DICOM UL service-user: no-reason-given' \
@@ -98,6 +99,22 @@ case_storescp() {
   peer "$at" storescp --abort-during "$at"
   refuses "send, aborted amid the object" 'IM000001: the peer aborted the association' \
     "$orvkit" send "A@localhost:$at" study
+}
+
+# What is packed in a way that the peer does not take goes unpacked, or packed as it is taken, with the same pixels.
+transcoded() {
+  local file=$1/SE000001/IM000001 syntax
+  "$orvkit" convert "$file" packed.dcm --to rle || { fault "convert --to rle"; return; }
+  for syntax in 1.2.840.10008.1.2.1 1.2.840.10008.1.2.4.70; do
+    at=$(free_port)
+    rm -rf taken && mkdir taken
+    sed "s/^TransferSyntax1 = .*/TransferSyntax1 = $syntax/" explicit.cfg >only.cfg
+    peer "$at" storescp -xf only.cfg Only +B -od taken "$at"
+    refuses "packed frames as they are, $syntax" 'packed.dcm' "$orvkit" send "A@localhost:$at" packed.dcm
+    must "packed frames, $syntax" "$orvkit" send "A@localhost:$at" packed.dcm --transcode
+    dcmdjpeg taken/* plain.dcm && "$orvkit" extract plain.dcm -o taken.raw && "$orvkit" extract "$file" -o ours.raw &&
+      cmp taken.raw ours.raw || fault "send --transcode to $syntax: other pixels"
+  done
 }
 
 # only NAME CONVERSION PROGRAM...: a peer that takes one transfer syntax. What can be encoded so arrives with
