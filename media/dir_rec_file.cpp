@@ -1,6 +1,7 @@
 // The file that a directory record describes: File IDs (PS3.10 8.2), their index, and setRefFile.
 #include <algorithm>
 #include <cstring>
+#include <memory>
 #include <new>
 
 #include "dataset/elem_access.h"
@@ -67,13 +68,14 @@ void destroyElem(DcElemList& list, unsigned int tag) {
 }
 
 void setText(DcElemList& list, unsigned int tag, const std::string& text) {
+    std::unique_ptr<DcElem> e;
+    if (!text.empty()) {
+        e = std::make_unique<DcElem>(tag, nullptr, 0, UID_LITTLE_ENDIAN_EXPLICIT, VR_IM, 0);
+        e->registerValueExceptionCB(nullptr, &acceptAll);
+        needMemory(e->addValue(text.c_str(), ELEM_INDEX_APPEND));
+    }
     destroyElem(list, tag);
-    if (text.empty()) return;
-    auto* const e = new DcElem(tag, nullptr, 0, UID_LITTLE_ENDIAN_EXPLICIT, VR_IM, 0);
-    list.add(e);
-    e->registerValueExceptionCB(nullptr, &acceptAll);
-    e->addValue(text.c_str(), ELEM_INDEX_APPEND);
-    e->registerValueExceptionCB(ElemListAccess::exceptionContext(list), ElemListAccess::exceptionCB(list));
+    list.add(e.release());
 }
 
 // ---- File IDs ---------------------------------------------------------------------------------------------

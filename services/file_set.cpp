@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <memory>
+#include <new>
 #include <system_error>
 
 #include "orvkit/log.h"
@@ -23,6 +24,8 @@ namespace {
 
 namespace fs = std::filesystem;
 namespace platform = orvkit::platform;
+
+constexpr std::size_t kLevels = 4;  // of records, from the patient down
 
 constexpr unsigned int identityOf(DIR_REC type) {
     switch (type) {
@@ -156,6 +159,28 @@ DcDirRec* FileSet::parentFor(DIR_REC type, DcDirRec& above, Placing& placing) {
     return known->second;
 }
 
+// The leaf, or null.
+DcDirRec* FileSet::newPath(DIR_REC type, Placing& placing) {
+    DcDirRec* above = &directory_;
+    if (!standsAlone(type)) {
+        for (const DIR_REC level : {DIR_REC_PATIENT, DIR_REC_STUDY, DIR_REC_SERIES}) {
+            if (above != nullptr) above = parentFor(level, *above, placing);
+        }
+    }
+    DcDirRec* const leaf = above != nullptr ? newRecord(type, *above, placing) : nullptr;
+    if (leaf == nullptr) return nullptr;
+    std::string made;
+    for (const std::string& value : placing.lacks.made)
+        made += (made.empty() ? "made up for it: " : ", ") + value;
+    if (!made.empty()) placing.faults.push_back(made);
+    if (icons_ && type == DIR_REC_IMAGE) {
+        std::string why;
+        if (DcElemSq* icon = makeIcon(placing.source, why)) leaf->add(icon);
+        if (!why.empty()) placing.faults.push_back(why);
+    }
+    return leaf;
+}
+
 FileSet::Placed FileSet::place(SourceFile& source, Faults& faults) {
     const std::string sopClass = source.sopClass();
     const std::string instance = source.sopInstance();
@@ -168,32 +193,21 @@ FileSet::Placed FileSet::place(SourceFile& source, Faults& faults) {
         return {};
     }
     Placing placing{source, faults, {}, {}};
-    const bool hasRows = source.hasPixels || !source.text(T_0028_0010_rows).empty();
-    const DIR_REC type = recordTypeOf(sopClass, hasRows);
-    DcDirRec* above = &directory_;
-    if (!standsAlone(type)) {
-        for (const DIR_REC level : {DIR_REC_PATIENT, DIR_REC_STUDY, DIR_REC_SERIES}) {
-            if (above != nullptr) above = parentFor(level, *above, placing);
-        }
-    }
     Placed& placed = placing.placed;
-    placed.leaf = above != nullptr ? newRecord(type, *above, placing) : nullptr;
+    placed.fresh.reserve(kLevels);
+    const bool hasRows = source.hasPixels || !source.text(T_0028_0010_rows).empty();
+    try {
+        placed.leaf = newPath(recordTypeOf(sopClass, hasRows), placing);
+    } catch (const std::bad_alloc&) {
+        undo(placed);
+        throw;
+    }
     if (placed.leaf == nullptr) {
         undo(placed);
         placed.fresh.clear();
         for (const std::string& key : placing.lacks.missing) {
             faults.push_back("there is no " + key + ", without which it has no place in a file set");
         }
-        return placed;
-    }
-    std::string made;
-    for (const std::string& value : placing.lacks.made)
-        made += (made.empty() ? "made up for it: " : ", ") + value;
-    if (!made.empty()) faults.push_back(made);
-    if (icons_ && type == DIR_REC_IMAGE) {
-        std::string why;
-        if (DcElemSq* icon = makeIcon(source, why)) placed.leaf->add(icon);
-        if (!why.empty()) faults.push_back(why);
     }
     return placed;
 }
@@ -260,12 +274,17 @@ FileSet::Added FileSet::settle(const Placed& placed, SourceFile& source, const s
         undo(placed);
         return Added::leftOut;
     }
-    keep(placed);
-    // The record has what the meta information says.
-    const std::string instance = source.sopInstance();
-    if (instances_.emplace(instance, fileId).second) {
-        faults.push_back("the data set is of SOP instance " + instance + ", the meta information says " +
-                         textOf(*placed.leaf, T_0004_1511_referencedFileInstanceUid));
+    try {
+        keep(placed);
+        // The record has what the meta information says.
+        const std::string instance = source.sopInstance();
+        if (instances_.emplace(instance, fileId).second) {
+            faults.push_back("the data set is of SOP instance " + instance + ", the meta information says " +
+                             textOf(*placed.leaf, T_0004_1511_referencedFileInstanceUid));
+        }
+    } catch (const std::bad_alloc&) {
+        undo(placed);
+        throw;
     }
     return faults.empty() ? Added::whole : Added::told;
 }

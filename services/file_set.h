@@ -74,6 +74,7 @@ class FileSet {
     struct Placing;
     DcDirRec* parentFor(DIR_REC type, DcDirRec& above, Placing& placing);
     DcDirRec* newRecord(DIR_REC type, DcDirRec& above, Placing& placing);
+    DcDirRec* newPath(DIR_REC type, Placing& placing);
     [[nodiscard]] bool copyTo(const std::string& path, const std::string& fileId, Faults& faults);
     void note(DcDirRec& record);
     void forget(const DcDirRec& record);

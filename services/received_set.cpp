@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <new>
 
 #include "orvkit/log.h"
 #include "orvkit/result.h"
@@ -143,9 +144,15 @@ bool ReceivedSet::moveIn(StoreFile& file, Entry& entry) {
 bool ReceivedSet::enter(StoreFile& file, SourceFile& source, Entry& entry, FileSet::Faults& faults) {
     const FileSet::Placed placed = set_->place(source, faults);
     if (placed.leaf == nullptr) return false;
-    entry.fileId = set_->freeFileId(placed, faults);
-    const bool moved = !entry.fileId.empty() && moveIn(file, entry);
-    if (moved && set_->settle(placed, source, entry.fileId, faults) != FileSet::Added::leftOut) return true;
+    bool moved = false;
+    try {
+        entry.fileId = set_->freeFileId(placed, faults);
+        moved = !entry.fileId.empty() && moveIn(file, entry);
+        if (moved && set_->settle(placed, source, entry.fileId, faults) != FileSet::Added::leftOut)
+            return true;
+    } catch (const std::bad_alloc&) {
+        errno = ENOMEM;
+    }
     if (moved) {
         (void)platform::remove(pathOfFile(entry.fileId).c_str());
     } else {

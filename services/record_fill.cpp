@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <initializer_list>
 #include <memory>
+#include <new>
 
 #include "orvkit/dict.h"
 #include "orvkit/result.h"
@@ -107,7 +108,7 @@ void copyKeys(std::span<const RecordKey> keys, SourceFile& source, DcDirRec& rec
     for (const RecordKey& key : keys) tags[count++] = key.tag;
     tags[count] = TAG_LIST_END;
     DcElemList copy;
-    (void)source.dataset.duplicate(&copy, tags);
+    if (source.dataset.duplicate(&copy, tags) == ELEM_NO_MEMORY) throw std::bad_alloc();
     while (DcElem* element = copy.first()) {
         copy.subtract(element);
         auto* sequence = dynamic_cast<DcElemSq*>(element);

@@ -66,6 +66,9 @@ TEST(OutOfMemory, IsACodeAndLosesNothing) {
     ASSERT_EQ(set.write((root / "").c_str()), RESULT_OK);
     DcDirRec* const image = addImagePath(set);
     ASSERT_EQ(image->setRefFile("A"), RESULT_OK);
+    DcDirRec* const other = addImagePath(set);
+    std::filesystem::create_directories(root / "D/E");
+    writeWhole(root / "D/E/B", std::string(file.data(), file.data() + file.size()));
     DcDirDicomDir again;
     DcDirMetaInfo meta;
     DcElemList whole;
@@ -102,6 +105,14 @@ TEST(OutOfMemory, IsACodeAndLosesNothing) {
         {"M-WRITE", [&] { return set.mWrite(image, "A", meta, whole); }},
         {"M-READ", [&] { return read([&](auto& m, auto& l) { return set.mRead("A", m, l); }); }},
         {"M-INQUIRE FILE", [&] { return set.mInquireFile("A", created, modified); }},
+        {"refer to a file",
+         [&] {
+             const int result = other->setRefFile("D\\E\\B");
+             DcDirRecInfo info;
+             if (other->getInfo(info) != RESULT_OK) return ELEM_NO_MEMORY;
+             EXPECT_STREQ(info.refFileId, "D\\E\\B");
+             return result;
+         }},
     };
     const QuietLog quiet;
     for (const auto& row : rows) {
