@@ -52,6 +52,18 @@ struct Way {
     std::string fault;
 };
 
+// Each of two pixels with the colours that both had: Y1 Y2 Cb Cr (PS3.3 C.7.6.3.1.2) to YBR_FULL.
+Bytes withWholeColours(const Bytes& halved) {
+    Bytes whole;
+    whole.reserve(halved.size() / 2 * 3);
+    for (std::size_t i = 0; i + 4 <= halved.size(); i += 4) {
+        for (const std::size_t brightness : {i, i + 1}) {
+            whole.insert(whole.end(), {halved[brightness], halved[i + 2], halved[i + 3]});
+        }
+    }
+    return whole;
+}
+
 // The frames of one element of pixel data.
 class FrameTurner {
   public:
@@ -68,6 +80,12 @@ class FrameTurner {
         repacks_ = (uid_ == kJpeg && isTarget(kJpegXlOfJpeg)) || (uid_ == kJpegXlOfJpeg && isTarget(kJpeg));
         const DcElem* pixels = elementOf(dataset_, DcTag::PixelData);
         if (pixels == nullptr) return false;
+        if (!encapsulated_ && says_.photometric == DcPhotometric::ybrFull422 && says_.bitsAllocated == 8 &&
+            says_.samples == 3 && says_.columns % 2 == 0) {
+            isHalved_ = true;
+            says_.photometric = DcPhotometric::ybrFull;
+            says_.planar = false;
+        }
         wordsTurned_ = frames_.xferSyn() == UID_BIG_ENDIAN_EXPLICIT && pixels->getVr() == VR_OW;
         return true;
     }
@@ -135,9 +153,10 @@ class FrameTurner {
     bool read(unsigned int number, Bytes& bytes, Way& way) const {
         DcFrame frame;
         int result = frames_.find(number, frame);
-        if (result == RESULT_OK && !encapsulated_ && frame.length != imageFrameBytes(says_)) {
-            way.fault = std::to_string(frame.length) + " bytes, where the data set says " +
-                        std::to_string(imageFrameBytes(says_));
+        const unsigned long long wanted = imageFrameBytes(says_) / (isHalved_ ? 3 : 1) * (isHalved_ ? 2 : 1);
+        if (result == RESULT_OK && !encapsulated_ && frame.length != wanted) {
+            way.fault =
+                std::to_string(frame.length) + " bytes, where the data set says " + std::to_string(wanted);
             return false;
         }
         // The first look at it: what the header tells before there is room for the frame.
@@ -153,6 +172,7 @@ class FrameTurner {
         if (wordsTurned_) {
             for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) std::swap(bytes[i], bytes[i + 1]);
         }
+        if (isHalved_) bytes = withWholeColours(bytes);
         DcImageResult looked;
         if (repacks_ ||
             imageCheckFrame(uid_.c_str(), says_, bytes.data(), bytes.size(), &looked) == RESULT_OK) {
@@ -170,6 +190,7 @@ class FrameTurner {
     std::string uid_;
     bool encapsulated_ = false;
     bool repacks_ = false;
+    bool isHalved_ = false;     // two pixels to each pair of colours: no codec takes them so
     bool wordsTurned_ = false;  // OW of the other byte order, whatever a sample is
     std::string fault_;
 };
@@ -204,13 +225,17 @@ struct Outcome {
 // The value of the new element: native frames one behind another, or a table of offsets and an item a frame.
 class ValueWriter {
   public:
-    ValueWriter(int handle, unsigned int frames, bool native) : handle_(handle), native_(native) {
+    ValueWriter(int handle, unsigned int frames, bool native, const DcImagePixels& pixels)
+        : handle_(handle), native_(native) {
+        if (native && pixels.bitsAllocated == 1)
+            frameBits_ = std::size_t{pixels.rows} * pixels.columns * pixels.samples;
         if (native) return;
         table_ = itemHeader(frames > 1 ? 4 * std::uint64_t{frames} : 0);
         table_.resize(8 + (frames > 1 ? 4 * std::size_t{frames} : 0));
     }
     bool begin() { return write(table_); }
     bool frame(Bytes& bytes) {
+        if (frameBits_ > 0) return writeBits(bytes);
         if (native_) return write(bytes);
         const std::uint64_t offset = written_ - table_.size();
         if (table_.size() > 8) {
@@ -221,12 +246,30 @@ class ValueWriter {
         return write(itemHeader(bytes.size())) && write(bytes);
     }
     bool finish() {
+        if (bits_ > 0 && !write(Bytes{rest_})) return false;
         if (native_) return written_ % 2 == 0 || write(Bytes(1));
         return platform::seek(handle_, 0) && platform::writeAll(handle_, table_.data(), table_.size());
     }
     std::uint64_t written() const { return written_; }
 
   private:
+    // Frames of one bit a pixel follow each other without a gap, from the lowest bit (PS3.5 8.1.1).
+    bool writeBits(const Bytes& frame) {
+        Bytes whole;
+        std::size_t left = frameBits_;
+        for (const unsigned char byte : frame) {
+            const std::size_t taken = std::min<std::size_t>(left, 8);
+            const unsigned int joined = rest_ | (byte & ((1u << taken) - 1)) << bits_;
+            left -= taken;
+            bits_ += static_cast<unsigned int>(taken);
+            rest_ = static_cast<unsigned char>(joined);
+            if (bits_ < 8) continue;
+            whole.push_back(rest_);
+            rest_ = static_cast<unsigned char>(joined >> 8);
+            bits_ -= 8;
+        }
+        return write(whole);
+    }
     bool write(const Bytes& bytes) {
         written_ += bytes.size();
         return platform::writeAll(handle_, bytes.data(), bytes.size());
@@ -237,6 +280,9 @@ class ValueWriter {
     Bytes table_;
     std::size_t index_ = 0;
     std::uint64_t written_ = 0;
+    std::size_t frameBits_ = 0;  // of one bit a pixel; otherwise 0
+    unsigned char rest_ = 0;     // bits that fill no byte yet,
+    unsigned int bits_ = 0;      // and how many
 };
 
 // Encapsulated pixels in sequences become native, in memory.
@@ -285,10 +331,7 @@ std::string transcode(DcElemList& dataset, const std::string& source, const Tran
         if (!turner.open()) return turner.fault();
         if (!turner.encapsulated() && request.target == nullptr) return "";
         const bool native = request.target == nullptr;
-        if (native && turner.count() > 1 && pixelsOf(dataset).bitsAllocated == 1) {
-            return "frames of one bit a pixel cannot be put one behind another";
-        }
-        ValueWriter writer(scratch.forWriting(), turner.count(), native);
+        ValueWriter writer(scratch.forWriting(), turner.count(), native, pixelsOf(dataset));
         const auto take = [&](Way& way) {
             outcome.take(way, request.target);
             return writer.frame(way.bytes);

@@ -70,6 +70,32 @@ TEST_F(ConvertTest, FramesGoThroughEveryCodecOfOurOwnAndComeBackAsTheyWere) {
     expectRefused("damaged", "explicit", "frame 1: RLE: the codestream has 3 segments, 2 were expected");
 }
 
+TEST_F(ConvertTest, PixelsThatShareBytesOrColoursArePackedToo) {
+    // Three frames of 5 x 3 pixels of one bit: 45 bits in six bytes.
+    const auto image = [&](const char* name, unsigned int rows, unsigned int columns, unsigned int samples,
+                           unsigned int bits, const char* photometric, const char* frames,
+                           std::string pixels) {
+        DcElemList list;
+        const std::pair<unsigned int, unsigned int> words[] = {
+            {0x00280002, samples}, {0x00280006, 0},    {0x00280010, rows},     {0x00280011, columns},
+            {0x00280100, bits},    {0x00280101, bits}, {0x00280102, bits - 1}, {0x00280103, 0}};
+        for (const auto& [tag, value] : words) list + new DcElem(tag, static_cast<unsigned short>(value));
+        list + new DcElem(0x00280004u, photometric) + new DcElem(0x00280008u, frames);
+        list + new DcElem(0x7FE00010u, pixels.data(), static_cast<unsigned int>(pixels.size()),
+                          UID_LITTLE_ENDIAN_EXPLICIT, VR_OB, 0);
+        make(name, list, UID_LITTLE_ENDIAN_EXPLICIT);
+    };
+    image("bits", 5, 3, 1, 1, "MONOCHROME2", "3", "\xA5\x3C\x96\x0F\x71\x1A");
+    image("halved", 1, 4, 3, 8, "YBR_FULL_422", "1", "abCDefGH");
+    const auto run = sh(
+        "orvkit convert bits a --to explicit && orvkit convert bits b --to uncompressed-frames && orvkit "
+        "convert b c "
+        "--to explicit && cmp a c && orvkit convert halved d --to rle && orvkit convert d e --to explicit");
+    EXPECT_EQ(run.status, 0) << run.err << run.out;
+    EXPECT_NE(contentOf(dir / "e").find("aCDbCDeGHfGH"), std::string::npos);
+    EXPECT_NE(contentOf(dir / "e").find("YBR_FULL\x28"), std::string::npos);
+}
+
 TEST_F(ConvertTest, AfterALossItIsAnotherInstanceThatTellsOfIt) {
     const Outcome outcome = sh("orvkit convert in out --to jpegls-near --near 3");
     if (outcome.status == 2) GTEST_SKIP() << "without CharLS: " << outcome.err;
