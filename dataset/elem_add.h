@@ -12,7 +12,7 @@
 
 namespace orvkit {
 
-// "VR=%s, does not accept %s", 5634.
+// "VR=%s, does not accept %s", ELEM_VALUE_REFUSED.
 [[nodiscard]] int refuseAdding(const DcElem& e, DICT_VR vr, const char* type, const char* reporter);
 
 [[nodiscard]] int storeText(DcElem& e, std::string_view text, int index);

@@ -8,8 +8,8 @@
 
 namespace orvkit {
 
-// The check of a text that is already trimmed. 0, 5642 empty, 5643 too long, 5644 illegal character; the
-// latter two are logged at LOG_VALIDATION. Everything passes when the value exception level is 0. `tag`
+// The check of a text that is already trimmed. RESULT_OK, ELEM_EMPTY_VALUE, ELEM_TOO_LONG, ELEM_ILLEGAL_CHAR;
+// the latter two are logged at LOG_VALIDATION. Everything passes when the value exception level is 0. `tag`
 // serves the messages only.
 [[nodiscard]] int verifyTrimmed(Verify check, std::string_view text, unsigned int tag) noexcept;
 

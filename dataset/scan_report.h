@@ -9,7 +9,7 @@ namespace orvkit {
 // Logs the walk's fault at LOG_ERROR under that name; gives its result code.
 [[nodiscard]] int reportFault(const Walker& walker, const char* reporter);
 
-// "Value length field ... exceeds buffer length ...", at LOG_ERROR; 17418.
+// "Value length field ... exceeds buffer length ...", at LOG_ERROR; UTIL_LENGTH_FIELD.
 [[nodiscard]] int reportLengthPastEnd(const char* reporter, unsigned int length, std::uint64_t remaining);
 
 }  // namespace orvkit

@@ -13,8 +13,8 @@
 
 namespace orvkit {
 
-// The parsers: 0, 5642 empty (silent), 17409 wrong length, 17410 invalid. Blanks in front are skipped.
-// Members that the text says nothing of keep their value, except that a name is always filled whole.
+// The parsers: RESULT_OK, ELEM_EMPTY_VALUE (silent), UTIL_STRING_LENGTH, UTIL_MALFORMED. Blanks in front are
+// skipped. Members that the text says nothing of keep their value, except that a name is always filled whole.
 [[nodiscard]] int parseText(std::string_view text, DcElemValueAS& value, unsigned int tag) noexcept;
 [[nodiscard]] int parseText(std::string_view text, DcElemValueAT& value, unsigned int tag) noexcept;
 [[nodiscard]] int parseText(std::string_view text, DcElemValueDA& value, unsigned int tag) noexcept;
@@ -26,8 +26,8 @@ namespace orvkit {
 [[nodiscard]] int parseDate(std::string_view text, int& year, int& month, int& day,
                             unsigned int tag) noexcept;
 
-// The texts that addValue stores: 0, or 5634 logged from "DcElem::addValue". The unit of an age is raised to
-// upper case in the record as well.
+// The texts that addValue stores: RESULT_OK, or ELEM_VALUE_REFUSED logged from "DcElem::addValue". The unit
+// of an age is raised to upper case in the record as well.
 [[nodiscard]] int formatText(DcElemValueAS& value, TextOut& out, unsigned int tag) noexcept;
 [[nodiscard]] int formatText(const DcElemValueDA& value, TextOut& out, unsigned int tag) noexcept;
 [[nodiscard]] int formatText(const DcElemValueDT& value, TextOut& out, unsigned int tag) noexcept;

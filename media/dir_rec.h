@@ -112,7 +112,7 @@ class TreeWalk {
 // The components with backslashes between; "" for none.
 std::string fileIdOf(const DcDirRec& r);
 std::string normalFileId(const char* fileId);
-// A File ID by the rules for writing; logs under `reporter`, 22531.
+// A File ID by the rules for writing; logs under `reporter`, DIR_FILE_ID.
 [[nodiscard]] int checkFileId(const char* fileId, const char* reporter);
 // Whether a File ID, valid or not, names a file below the root.
 bool staysBelowRoot(const std::string& normalId);

@@ -21,7 +21,7 @@ class FilePrefix final : public ByteSource {
     static constexpr std::size_t kMetaOnly = 4096;
     static constexpr std::size_t kWithHeader = 32768;
 
-    // 22536 when the file cannot be examined or is no regular file, 22533 when it cannot be opened.
+    // DIR_STAT when the file cannot be examined or is no regular file, DIR_OPEN when it cannot be opened.
     int open(const char* path, const char* reporter, std::size_t firstRead) {
         return open(path, reporter, reporter, firstRead);
     }

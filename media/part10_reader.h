@@ -26,18 +26,18 @@ struct Part10 {
     const char* name() const { return path != nullptr ? path : "(memory)"; }
 };
 
-// Reads preamble and meta information; every failure is logged under "dirReadFileMetaInfo". 22530, 22532,
-// 22539, 5671.
+// Reads preamble and meta information; every failure is logged under "dirReadFileMetaInfo".
+// DIR_NOT_PART10, DIR_READ_WRITE, DIR_META_INFO, ELEM_NO_MEMORY.
 int readMeta(Part10& p);
 
 // Opens the file of `p`, of which `file` is the source, and does the same; `firstRead` bytes are read at
 // once. `statReporter` tells of a file that is not there. From then on no more than a data set may have is
-// held of it. 22533, 22536, 22541 null path, and the codes of readMeta.
+// held of it. DIR_OPEN, DIR_STAT, DIR_NULL_ARGUMENT, and the codes of readMeta.
 int beginFile(FilePrefix& file, Part10& p, const char* statReporter, std::size_t firstRead);
 
 // The syntax to read the data set in: that of the meta information, or, where it is not known, the one that
 // the first element looks like; sets the mode. For a data set that is compressed as a whole `p` receives the
-// codec, and the syntax is that of what it unpacks; 5637 (LOG_ERROR) where nobody brought one.
+// codec, and the syntax is that of what it unpacks; ELEM_XFER_SYNTAX (LOG_ERROR) where nobody brought one.
 int settleSyntax(Part10& p, const char* reporter, DICT_UID& xferSyn);
 
 // A DICOMDIR in implicit VR is read (LOG_NOTICE).

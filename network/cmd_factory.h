@@ -15,7 +15,7 @@ struct ReceivedMsg {
 
 // Moves the elements of a parsed command or data set into a message of the class that its command field asks
 // for, with the context, control and syntax it came with. A command that the standard does not know, with
-// 10754, and a data set (MSG_TYPE_DATASET) are a plain DcMsg.
+// MSG_COMMAND_TYPE, and a data set (MSG_TYPE_DATASET) are a plain DcMsg.
 ReceivedMsg makeReceived(DcPduDataTf& received);
 
 }  // namespace orvkit

@@ -5,7 +5,7 @@
 namespace orvkit {
 
 // Joins the transports that use a port, opening it for the first; port 0 opens one that the system chooses,
-// and `port` receives it. 0, or 16401 to 16403, 16405, 16407 to 16409 (logged as "DcTsm::sockListenOpen").
+// and `port` receives it. A code from TSM_SOCKET_STARTUP to TSM_LISTEN is logged as "DcTsm::sockListenOpen".
 int openListeningPort(int& port, unsigned int& socket);
 // Leaves them; the last one closes the port.
 void leaveListeningPort(unsigned int socket) noexcept;

@@ -111,7 +111,7 @@ struct DcDirAround {
 // deflated data set is inflated into a file without a name, in the directory for temporary files: the buffer
 // is a BUF_HANDLE on it, `xferSyn` is explicit little endian, and offsets count from the first inflated byte.
 // Memory holds what is read and no more. Codes as dirReadFile; the size limit is that of what is read at
-// once. 5634 when a value ends with the file too early: its element refers to what is there.
+// once. ELEM_VALUE_REFUSED: a value ends with the file, too early; its element refers to what is there.
 ORVKIT_API int dirReadAroundPixels(const char* path, DcDirMetaInfo& meta, DcElemList& dataset,
                                    DcDirAround& around);
 ORVKIT_API int dirReadAroundPixels(unsigned char* buf, unsigned int length, DcDirMetaInfo& meta,

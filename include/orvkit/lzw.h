@@ -45,8 +45,8 @@ ORVKIT_API int lzwDecode(const unsigned char* in, unsigned int inLen, unsigned c
 
 // The same for values that need not fit memory, which stays at 7 megabytes whatever their length. Encoding
 // reads `inLen` bytes, decoding up to the end; nothing is known of the length of what they write before it is
-// written. 5638 null, 5666 refused by `write`, 17416 failed `read` or fewer bytes than `inLen`; 5664, 5667
-// and 5671 as above. What was written before a failure is to be thrown away.
+// written. UTIL_READ `read` failed or gave fewer bytes than `inLen`, ELEM_LZW_OUTPUT refused by `write`; all
+// others as above. What was written before a failure is to be thrown away.
 ORVKIT_API int lzwEncode(const DcLzwIo& io, unsigned int inLen);
 ORVKIT_API int lzwDecode(const DcLzwIo& io);
 

@@ -1,7 +1,7 @@
 // Catches what the library logs, so that a test can state level, reporter and text in one line:
 //
 //   CaptureLog log;
-//   EXPECT_EQ(dict.add(nullptr), 5123);
+//   EXPECT_EQ(dict.add(nullptr), RESULT_DICT_NULL);
 //   log.expect(LOG_VALIDATION, "DcDict::add", "Null argument passed");
 //   EXPECT_TRUE(log.has(LOG_NOTICE, "DcDict::add", "..."));
 //
