@@ -522,17 +522,19 @@ int dirReadNonPixelElem64(const char* path, DcDirMetaInfo& meta, DcElemList& dat
     return failMemory("dirReadNonPixelElem64");
 }
 
-int dirReadAroundPixels(const char* path, DcDirMetaInfo& meta, DcElemList& dataset, DcDirAround& around) {
+int dirReadAroundPixels(const char* path, DcDirMetaInfo& meta, DcElemList& dataset, DcDirAround& around) try {
     around.streamOffset = kMetaOffset;
     FilePrefix file;
     Part10 p{file, path, meta, around.meta};
     p.found = around.found;
     const int result = beginFile(file, p, kMetaReporter, FilePrefix::kWithHeader);
     return result != RESULT_OK ? result : readAround(p, &file, dataset, around);
+} catch (const std::bad_alloc&) {
+    return failMemory("dirReadAroundPixels");
 }
 
 int dirReadAroundPixels(unsigned char* buf, unsigned int length, DcDirMetaInfo& meta, DcElemList& dataset,
-                        DcDirAround& around) {
+                        DcDirAround& around) try {
     around.streamOffset = kMetaOffset;
     if (buf == nullptr) return failNull(DIR_NULL_ARGUMENT, "dirReadAroundPixels");
     SpanSource source({buf, length});
@@ -540,4 +542,6 @@ int dirReadAroundPixels(unsigned char* buf, unsigned int length, DcDirMetaInfo& 
     p.found = around.found;
     const int result = readMeta(p);
     return result != RESULT_OK ? result : readAround(p, nullptr, dataset, around);
+} catch (const std::bad_alloc&) {
+    return failMemory("dirReadAroundPixels");
 }

@@ -79,6 +79,9 @@ TEST(OutOfMemory, IsACodeAndLosesNothing) {
 
     int at = 0, length = 0;
     DcElemValueDT created, modified;
+    DcElemList group;
+    DcDirAround around;
+    around.meta = &group;
     const auto read = [&](auto&& how) {
         DcDirMetaInfo readMeta;
         DcElemList list;
@@ -97,6 +100,16 @@ TEST(OutOfMemory, IsACodeAndLosesNothing) {
          [&] {
              return read(
                  [&](auto& m, auto& l) { return dirReadNonPixelElem(path.c_str(), m, l, &at, &length); });
+         }},
+        {"read around pixels",
+         [&] {
+             return read([&](auto& m, auto& l) { return dirReadAroundPixels(path.c_str(), m, l, around); });
+         }},
+        {"read around pixels in memory",
+         [&] {
+             return read([&](auto& m, auto& l) {
+                 return dirReadAroundPixels(file.data(), file.size(), m, l, around);
+             });
          }},
         {"frame", [&] { return whole.frame(room.data(), size, kExplicit); }},
         {"write", [&] { return dirWriteFile(out.c_str(), meta, whole); }},
