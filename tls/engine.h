@@ -7,6 +7,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "network/connection.h"
@@ -58,6 +59,9 @@ struct Engine {
                     const char* keyFile, Words& fault);
     int (*describeKeys)(Bytes keys, std::string& algorithms, Words& fault);
     int (*checkSignature)(const char* algorithm, Bytes keys, Bytes text, Bytes signature, Words& fault);
+    int (*hashPassword)(const char* password, std::string& hash, Words& fault);
+    int (*checkPassword)(std::string_view password, const char* hash, Words& fault);
+    int (*checkPasswordHash)(const char* hash, Words& fault);
 };
 
 // Null when the module cannot be loaded: the words tell why.

@@ -253,3 +253,28 @@ int tlsCheckSignature(const char* algorithm, const void* keys, unsigned int keys
                                                      bytes(signature, signatureLength), fault);
                     });
 }
+
+int tlsHashPassword(const char* password, char* hash, unsigned int room) {
+    return byEngine("tlsHashPassword", {password, hash}, [&](const tls::Engine& engine, tls::Words& fault) {
+        std::string made;
+        const int result = engine.hashPassword(password, made, fault);
+        if (result == RESULT_OK && made.size() >= room) {
+            fault.set("there is too little room for a hash");
+            return int{TLS_SETTING};
+        }
+        (void)std::snprintf(hash, room, "%s", made.c_str());
+        return result;
+    });
+}
+
+int tlsCheckPassword(const char* password, unsigned int length, const char* hash) {
+    return byEngine("tlsCheckPassword", {password, hash}, [&](const tls::Engine& engine, tls::Words& fault) {
+        return engine.checkPassword({password, length}, hash, fault);
+    });
+}
+
+int tlsCheckPasswordHash(const char* hash) {
+    return byEngine("tlsCheckPasswordHash", {hash}, [&](const tls::Engine& engine, tls::Words& fault) {
+        return engine.checkPasswordHash(hash, fault);
+    });
+}

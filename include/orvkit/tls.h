@@ -39,7 +39,7 @@ enum TLS_PROFILE : int {
     TLS_PROFILE_RFC8996_MODIFIED = 1,  // its modified form (B.13): more suites, preferring keys of 256 bits
     TLS_PROFILE_BCP195 = 2,            // for older peers, BCP 195 (B.9): also CBC suites with forward secrecy
     TLS_PROFILE_NON_DOWNGRADING = 3,   // for older peers (B.10)
-    TLS_PROFILE_EXTENDED = 4,          // for older peers, extended BCP 195 (B.11): keys of 256 bits alone
+    TLS_PROFILE_EXTENDED = 4,          // for older peers, extended BCP 195 (B.11): keys of 256 bits first
 };
 
 // What is asked of the peer.
@@ -135,5 +135,18 @@ ORVKIT_TLS_API int tlsDescribeKeys(const void* keys, unsigned int length, char* 
 ORVKIT_TLS_API int tlsCheckSignature(const char* algorithm, const void* keys, unsigned int keysLength,
                                      const void* text, unsigned int textLength, const void* signature,
                                      unsigned int signatureLength);
+
+// ---- passwords of users
+// ------------------------------------------------------------------------------------
+
+// A password as crypt(5) hashes it: yescrypt, with a salt of its own; a few hundredths of a second, and one
+// at a time. Results: 0; TLS_NULL_ARGUMENT; TLS_SETTING it is too long, there is too little room, or the
+// system has no libxcrypt; TLS_FILE; ELEM_NO_MEMORY. Told as LOG_ERROR.
+ORVKIT_TLS_API int tlsHashPassword(const char* password, char* hash, unsigned int room);
+// Whether a password is that of a hash, which may be of any kind of crypt(5) that begins with '$'. Further
+// results: TLS_PASSWORD it is another; TLS_SETTING the hash is none.
+ORVKIT_TLS_API int tlsCheckPassword(const char* password, unsigned int length, const char* hash);
+// Whether it is a hash.
+ORVKIT_TLS_API int tlsCheckPasswordHash(const char* hash);
 
 #endif
