@@ -28,6 +28,10 @@ bool errorIsTerminal() noexcept;
 void ignoreBrokenPipe() noexcept;
 void ignoreSizeLimit() noexcept;
 
+// From now on the process has the rights of that user, by name or number, and of its groups, and no way back.
+// False: `fault` tells why, and the rights are what they were, or less.
+bool becomeUser(const std::string& name, std::string& fault);
+
 }  // namespace orvkit::platform
 
 #endif

@@ -9,6 +9,7 @@
 #ifndef ORVKIT_PLATFORM_SOCKET_H
 #define ORVKIT_PLATFORM_SOCKET_H
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -58,6 +59,8 @@ struct Address {
 // Numbers and dots, or the IPv6 form; empty for none.
 std::string addressText(const Address& address);
 int addressPort(const Address& address) noexcept;  // 0 for none
+// Such a text in 16 bytes, of IPv4 as IPv6 has it (RFC 4291 2.5.5.2). False for anything else.
+bool parseAddress(const char* text, std::array<unsigned char, 16>& bytes) noexcept;
 
 // Takes a host as a dotted address, or else resolves its name (which waits as long as the system's resolver
 // does). False when there is none.
@@ -76,6 +79,8 @@ void adoptSocket(unsigned int socket) noexcept;
 bool reuseAddress(unsigned int socket) noexcept;
 // To every local address (IPv4); port 0 lets the system choose.
 [[nodiscard]] bool bindAny(unsigned int socket, int port) noexcept;
+// To that address of this machine alone.
+[[nodiscard]] bool bindTo(unsigned int socket, const Address& address) noexcept;
 // May be called again to change the backlog.
 [[nodiscard]] bool listenSocket(unsigned int socket, int backlog) noexcept;
 // Waits for a connection; none after the time-out (10060) and on failure. The new socket has no delay of

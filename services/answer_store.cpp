@@ -1,4 +1,7 @@
 // C-STORE (PS3.7 9.1.1, PS3.4 B).
+#include <chrono>
+
+#include "dictionary/uid_text.h"
 #include "orvkit/tags.h"
 #include "services/handlers.h"
 #include "services/network_text.h"
@@ -10,7 +13,8 @@ namespace services {
 namespace {
 
 constexpr unsigned short kSopClassNotSupported = 0x0122;  // PS3.7 C.5.9
-constexpr unsigned short kNoDataSet = 0x0101;             // Command Data Set Type (PS3.7 9.3.1.1)
+constexpr unsigned short kNotAuthorized = 0x0124;
+constexpr unsigned short kNoDataSet = 0x0101;  // Command Data Set Type (PS3.7 9.3.1.1)
 
 std::string nameOf(DICT_UID value) {
     const DcDictUidInfo* const uid = Dict.findUid(value);
@@ -36,6 +40,7 @@ unsigned short keep(StoreServer& server, StoreFile& file, const std::string& ins
 }  // namespace
 
 bool answerStore(Provider& provider, DICT_UID sopClass, DcMsg& request) {
+    const auto begun = std::chrono::steady_clock::now();
     StoreServer& server = provider.server();
     auto& command = static_cast<DcCmdCStoreRq&>(request);
     char instance[129] = "";
@@ -46,16 +51,36 @@ bool answerStore(Provider& provider, DICT_UID sopClass, DcMsg& request) {
     (void)command.getValue(T_0000_0800_dataSetType, follows);
     StoreFile file(server.directory, server.sync);
     file.describe(sopClass, instance, provider.callingAet());
+    if (provider.isBeyond()) return provider.abort("it goes on beyond the limits of an association");
+    file.setGuard([&provider](std::uint64_t size) { return provider.boundOf(size); });
+    if (!provider.may(Right::store)) file.refuse(kNotAuthorized, "this peer may not store");
     if (follows != kNoDataSet && !provider.receive(file, request, instance)) return false;
     std::string told;
     unsigned short status = kSopClassNotSupported;
-    if (asked == sopClass) {
+    if (file.failed()) {
+        status = file.status();
+        told = file.fault();
+    } else if (asked == sopClass) {
         status = keep(server, file, instance, told);
     } else {
         told = "its SOP class is not that of its presentation context";
     }
+    Event event = provider.event(EventId::transfer,
+                                 status == kStoreSuccess ? EventOutcome::success : EventOutcome::minorFailure,
+                                 statusText(status));
+    event.object = instance;
+    event.sopClass = orvkit::uidText(sopClass);
+    event.bytes = static_cast<std::uint64_t>(file.size());
+    event.milliseconds = static_cast<std::uint64_t>(
+        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - begun)
+            .count());
+    // What cannot be written down is not confirmed; the object stays, and its sender will bring it again.
+    if (!server.trace.write(event) && status == kStoreSuccess) {
+        status = kStoreOutOfResources;
+        told = "the trace cannot be written";
+    }
     if (status == kStoreSuccess) {
-        provider.countStored();
+        provider.countStored(file);
         provider.tell("stored " + told + " (" + nameOf(sopClass) + ", " + nameOf(file.xferSyn()) + ", " +
                       bytesText(static_cast<double>(file.size())) + ")");
     } else {

@@ -65,7 +65,7 @@ bool Association::open(std::vector<DcMsmSopXferSyn> contexts) {
 }
 
 bool Association::giveIdentity() {
-    if (options_.user.empty()) return true;
+    if (!options_.hasIdentity()) return true;
     const auto lent = [](const std::string& text) {
         return DcPduBytes{reinterpret_cast<const unsigned char*>(text.data()),
                           static_cast<unsigned int>(text.size())};
@@ -75,8 +75,12 @@ bool Association::giveIdentity() {
     identity.responseWanted = options_.confirmUser ? 1 : 0;
     identity.primary = lent(options_.user);
     if (options_.password) identity.secondary = lent(*options_.password);
+    if (options_.user.empty()) {
+        identity.type = options_.identityType;
+        identity.primary = lent(options_.identity);
+    }
     if (msm_->ownNegotiation().setIdentity(&identity) == RESULT_OK) return true;
-    fault_ = "the user and the password are too long";
+    fault_ = "what tells the peer who the user is, is too long";
     return false;
 }
 

@@ -45,9 +45,14 @@ void rejectBusy(unsigned int socket, Greeting greeting) {
     dismiss<DcPduAssoRj>(socket, DcPduInfoRj{2, 3, 2});
 }
 
-Doorman::Doorman(unsigned int listener, Greeting greeting, std::size_t most, std::chrono::seconds patience,
-                 std::function<void(const std::string&)> told)
-    : listener_(listener), greeting_(greeting), most_(most), patience_(patience), told_(std::move(told)) {
+Doorman::Doorman(unsigned int listener, Greeting greeting, Addresses& addresses, std::size_t most,
+                 std::chrono::seconds patience, std::function<void(const std::string&)> told)
+    : listener_(listener),
+      greeting_(greeting),
+      addresses_(addresses),
+      most_(most),
+      patience_(patience),
+      told_(std::move(told)) {
     (void)platform::listenSocket(listener, kBacklog);
 }
 
@@ -120,7 +125,13 @@ void Doorman::accept() {
             told_(platform::addressText(peer) + ": turned away: as many as can be wait for a worker");
             continue;
         }
-        waiting_.push_back({{std::move(socket), platform::addressText(peer)}, Clock::now(), State::silent});
+        const std::string address = platform::addressText(peer);
+        Addresses::Stay stay = addresses_.enter(address);
+        if (addresses_.isFlood(stay)) {
+            told_(address + ": turned away: " + std::to_string(stay.number()) + " connections from there");
+            continue;
+        }
+        waiting_.push_back({{std::move(socket), address, std::move(stay)}, Clock::now(), State::silent});
         if (!look(waiting_.back())) waiting_.pop_back();
     }
 }
@@ -136,9 +147,24 @@ bool Doorman::look(Waiting& waiting) {
         return false;
     }
     if (count < 6) return lookAgain(waiting);
-    if (static_cast<std::uint64_t>(count) >= std::min<std::uint64_t>(wholeLength(bytes), kEnough))
-        waiting.state = State::ready;
-    return waiting.state == State::ready || lookAgain(waiting);
+    const bool whole =
+        static_cast<std::uint64_t>(count) >= std::min<std::uint64_t>(wholeLength(bytes), kEnough);
+    return whole ? welcome(waiting) : lookAgain(waiting);
+}
+
+// It has said what it wants: now, later, or never.
+bool Doorman::welcome(Waiting& waiting) {
+    const Visitor& visitor = waiting.visitor;
+    std::string why;
+    if (addresses_.isUnwelcome(visitor.stay, visitor.address, why)) {
+        told_(visitor.address + ": association refused: " + why + " (local-limit-exceeded)");
+        rejectBusy(visitor.socket.get(), greeting_);
+        return false;
+    }
+    if (addresses_.mustWait(visitor.address)) return lookAgain(waiting);
+    waiting.state = State::ready;
+    waiting.since = Clock::now();
+    return true;
 }
 
 // By the first 6 bytes: of a record of TLS, which need not be the whole of its message, or of a PDU.
@@ -167,6 +193,7 @@ void Doorman::refuse(Waiting& waiting, const unsigned char* head) {
         told_(waiting.visitor.address + ": not " + (tls ? "a TLS handshake" : "an association request") +
               " (first byte " + std::to_string(head[0]) + ")");
     }
+    addresses_.failed(waiting.visitor.address);
     dismiss<DcPduAbort>(waiting.visitor.socket.get(), DcPduInfoAbort{2, 1});
 }
 

@@ -13,12 +13,14 @@
 #include <vector>
 
 #include "platform/socket.h"
+#include "services/addresses.h"
 
 namespace services {
 
 struct Visitor {
     orvkit::platform::Socket socket;
     std::string address;
+    Addresses::Stay stay;
 };
 
 // What a visitor has to begin with.
@@ -35,9 +37,10 @@ class Doorman {
     // `greeting` is what lets in: as a whole, or as much of it as one record of TLS holds.
     // `most` connections wait at once; behind that, the one that has been silent longest makes room.
     // `patience` is the time within which an association request must have come. `told` receives a line for
-    // each connection that is turned away.
-    Doorman(unsigned int listener, Greeting greeting, std::size_t most, std::chrono::seconds patience,
-            std::function<void(const std::string&)> told);
+    // each connection that is turned away. The addresses tell whose attempts are too many, or to be taken
+    // later.
+    Doorman(unsigned int listener, Greeting greeting, Addresses& addresses, std::size_t most,
+            std::chrono::seconds patience, std::function<void(const std::string&)> told);
 
     // Waits up to that many milliseconds for something to happen, there or at those others, whose `ready` it
     // sets.
@@ -65,12 +68,14 @@ class Doorman {
     // False: the connection is of no use.
     bool look(Waiting& waiting);
     bool lookAgain(Waiting& waiting);
+    bool welcome(Waiting& waiting);
     void refuse(Waiting& waiting, const unsigned char* head);
     std::uint64_t wholeLength(const unsigned char* head) const;
     bool makeRoom();
 
     unsigned int listener_;
     Greeting greeting_;
+    Addresses& addresses_;
     std::size_t most_;
     std::chrono::seconds patience_;
     std::function<void(const std::string&)> told_;

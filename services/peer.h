@@ -27,12 +27,18 @@ struct PeerOptions : EntityOptions {
     std::string host;
     int port = 0;
     int connectTimeout = 15;  // seconds
-    // The identity to give (PS3.7 D.3.3.7), in UTF-8; empty for none.
+    // The identity to give (PS3.7 D.3.3.7): a name in UTF-8, with its password; or else a ticket, assertion
+    // or token, whose type is a PDU_IDENTITY. Empty for none.
     std::string user;
     std::optional<std::string> password;
     std::string passwordFile;  // its first line is the password, once that was read
+    int identityType = 0;
+    std::string identityFile;  // that it is in
+    std::string identity;
     bool confirmUser = false;  // the peer must confirm that it has accepted the identity
+    bool insecure = false;     // what is secret of it may go in clear
 
+    bool hasIdentity() const { return !user.empty() || !identityFile.empty(); }
     // "AET@host:port"
     std::string peer() const;
     DcTsmTimeoutInfo timeouts() const;

@@ -5,21 +5,25 @@
 
 #include "orvkit/result.h"
 #include "platform/socket.h"
+#include "platform/volume.h"
 #include "services/charset.h"
 #include "services/handlers.h"
-#include "services/identity.h"
 #include "services/network_text.h"
 #include "services/report.h"
 #include "services/security.h"
+#include "services/text.h"
 
 namespace services {
 namespace {
+
+namespace platform = orvkit::platform;
 
 // Milliseconds between looks at whether the server is to stop, and while all threads are taken.
 constexpr int kTick = 200;
 constexpr int kShortTick = 2;
 constexpr unsigned int kPace = 1024;             // bytes a second that a peer must bring at least
 constexpr unsigned int kMostInMemory = 2 << 20;  // of a request or a data set that has no file
+constexpr unsigned char kPermanent = 1;          // result of a rejection (PS3.8 9.3.4)
 
 unsigned char contextOf(DcMsg& message) {
     DcPduInfoTf info;
@@ -51,6 +55,7 @@ void Provider::run() {
     while (open_ && serveNext()) since_ = Clock::now();
     if (idle_) return;
     (void)msm_.closeAssociation();
+    leave();
     if (stored_ > 0 && server_.settle) server_.settle();
 }
 
@@ -64,7 +69,9 @@ void Provider::refuse(const std::string& why) {
 }
 
 bool Provider::isLate() const {
-    const int patience = open_ ? server_.timeouts.readTimeout : server_.timeouts.connectTimeout;
+    std::uint64_t patience =
+        static_cast<std::uint64_t>(open_ ? server_.timeouts.readTimeout : server_.timeouts.connectTimeout);
+    if (open_ && ticket_.limits().idle != 0) patience = ticket_.limits().idle;
     return Clock::now() - since_ > std::chrono::seconds(patience);
 }
 
@@ -81,20 +88,96 @@ void Provider::setBounds() {
     (void)msm_.registerRequestCB(this, &Provider::judge);
 }
 
-int Provider::judge(void* self, DcPduAssoRq& request, DcPduNegotiation& answer, DcPduInfoRj&) {
+// By the file of peers, and by what users are checked by. What lets it in is written down before it hears of
+// it.
+bool Provider::comesIn(DcPduAssoRq& request, DcPduNegotiation& answer, DcPduInfoRj& reject) {
+    DcPduInfoAcRq info;
+    (void)request.getInfo(&info);
+    DcSecurityInfo security;
+    const bool secured = msm_.getSecurityInfo(security) == RESULT_OK;
+    const Caller caller{std::string(trimmed(info.callingAeTitle)), visitor_.address,
+                        secured ? &security : nullptr};
+    callingAet_ = caller.aet;
+    if (secured) certificate_ = security.subject;
+    judged_ = true;
+    std::string why;
+    ticket_ = server_.admission.admit(caller, reject, why);
+    if (!why.empty() && reject.result == kPermanent) server_.addresses.failed(visitor_.address);
+    if (why.empty() && !takeUser(request, answer, caller)) {
+        why = user_;
+        server_.addresses.failed(visitor_.address, true);
+    }
+    Event login =
+        event(EventId::login, why.empty() ? EventOutcome::success : EventOutcome::minorFailure, why);
+    login.type = EventType::login;
+    if (!server_.trace.write(login) && why.empty()) {
+        reject = {2, 3, 1};
+        why = "the trace cannot be written";
+    }
+    if (!why.empty()) user_ = why;
+    if (!user_.empty()) user_.insert(0, "; ");
+    return why.empty();
+}
+
+bool Provider::takeUser(DcPduAssoRq& request, DcPduNegotiation& answer, const Caller& caller) {
     DcPduIdentity identity;
     const bool given = request.negotiation().getIdentity(&identity) == RESULT_OK;
-    const Judgement judgement = judgeIdentity(given ? &identity : nullptr);
-    if (!judgement.told.empty()) static_cast<Provider*>(self)->user_ = "; " + judgement.told;
+    const Judgement judgement = server_.identities.judge(given ? &identity : nullptr, caller);
+    user_ = judgement.told;
+    userName_ = judgement.user;
     if (judgement.accepted && judgement.response) {
         const DcPduBytes response{judgement.response->data(),
                                   static_cast<unsigned int>(judgement.response->size())};
         (void)answer.setIdentityResponse(&response);
     }
-    return judgement.accepted ? RESULT_OK : MSM_REJECTED;
+    return judgement.accepted;
+}
+
+int Provider::judge(void* self, DcPduAssoRq& request, DcPduNegotiation& answer, DcPduInfoRj& reject) {
+    return static_cast<Provider*>(self)->comesIn(request, answer, reject) ? RESULT_OK : MSM_REJECTED;
+}
+
+Event Provider::event(EventId id, EventOutcome outcome, const std::string& result) const {
+    Event event(id, EventType::none, outcome);
+    event.association = number_;
+    event.peer = callingAet_;
+    event.address = visitor_.address;
+    event.user = userName_;
+    event.certificate = certificate_;
+    event.result = result;
+    return event;
+}
+
+void Provider::enter() {
+    entered_ = true;
+    begun_ = Clock::now();
+    ++server_.accepted;
+    ++server_.inside;
+}
+
+void Provider::leave() {
+    if (!entered_) return;
+    --server_.inside;
+    Event logout = event(EventId::login, EventOutcome::success, "");
+    logout.type = EventType::logout;
+    logout.objects = stored_;
+    logout.bytes = storedBytes_;
+    logout.milliseconds = static_cast<std::uint64_t>(
+        std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begun_).count());
+    (void)server_.trace.write(logout);
+}
+
+void Provider::traceRefusal(const std::string& why) {
+    ++server_.refused;
+    if (judged_) return;  // it is written down already
+    Event alert = event(EventId::alert, EventOutcome::minorFailure, why);
+    alert.type = EventType::nodeAuthentication;
+    (void)server_.trace.write(alert);
 }
 
 bool Provider::turnAway(const std::string& why) {
+    server_.addresses.failed(visitor_.address);
+    traceRefusal(why);
     tell("association refused: " + why);
     return false;
 }
@@ -113,7 +196,7 @@ bool Provider::admit() {
     if (visitor_.socket) {
         (void)msm_.setTimeoutInfo(server_.timeouts);
         (void)msm_.setSecurity(server_.security);
-        (void)msm_.setSockHandles(TSM_ROLE_SCP, visitor_.socket.release(), orvkit::platform::kNoSocket);
+        (void)msm_.setSockHandles(TSM_ROLE_SCP, visitor_.socket.release(), platform::kNoSocket);
         since_ = Clock::now();
     }
     for (;;) {
@@ -139,7 +222,7 @@ bool Provider::open() {
     (void)msm_.setAeTitleCheck(server_.aeTitleCheck);
     // A secured connection is there already.
     if (visitor_.socket) {
-        (void)msm_.setSockHandles(TSM_ROLE_SCP, visitor_.socket.release(), orvkit::platform::kNoSocket);
+        (void)msm_.setSockHandles(TSM_ROLE_SCP, visitor_.socket.release(), platform::kNoSocket);
     }
     if (msm_.connect(info, MSM_BLOCK_CONNECT_POLL) != RESULT_OK) return false;
     const int outcome = msm_.read(nullptr, nullptr, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL);
@@ -154,9 +237,11 @@ bool Provider::open() {
     if (asso.reject.result != 0) {
         tell("association refused: " + rejectText(asso.reject) + " (called " + asso.calledAeTitle + ")" +
              secured_ + user_);
+        traceRefusal(rejectText(asso.reject));
         (void)msm_.read(nullptr, nullptr, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL);
         return false;
     }
+    enter();
     int accepted = 0;
     for (int i = 0; i < asso.assoNum; ++i) accepted += asso.xferSyn[i] != UID_NONE ? 1 : 0;
     tell("association accepted, " + std::to_string(accepted) + " of " + std::to_string(asso.assoNum) +
@@ -199,9 +284,29 @@ bool Provider::abort(const std::string& why) {
     return false;
 }
 
-void Provider::countStored() {
+void Provider::countStored(const StoreFile& file) {
     ++server_.stored;
     ++stored_;
+    storedBytes_ += static_cast<std::uint64_t>(file.size());
+    server_.storedBytes += static_cast<std::uint64_t>(file.size());
+}
+
+std::string Provider::boundOf(std::uint64_t size) {
+    const Limits& limits = ticket_.limits();
+    const auto passes = [](std::uint64_t number, std::uint64_t limit) {
+        return limit != 0 && number > limit;
+    };
+    beyond_ = passes(stored_ + 1, limits.objects) || passes(storedBytes_ + size, limits.bytes);
+    if (passes(stored_ + 1, limits.objects)) return "it has stored all objects that an association may";
+    if (beyond_) return "it has stored all bytes that an association may";
+    if (passes(size, limits.objectSize)) return "it is larger than an object may be";
+    std::uint64_t left = 0;
+    std::string reason;
+    if (server_.keepFree == 0) return "";
+    if (!platform::freeSpace(server_.directory.c_str(), left, reason))
+        return "the free space is not known: " + reason;
+    return left < server_.keepFree ? "too little space is left (" + bytesText(static_cast<double>(left)) + ")"
+                                   : "";
 }
 
 bool Provider::respond(DcMsg& request, DcMsg& response, unsigned short status) {
@@ -227,8 +332,39 @@ bool Provider::receive(StoreFile& file, DcMsg& request, const std::string& what)
     (void)msm_.registerDataSetCB(&file, &StoreFile::take, &StoreFile::room);
     const bool whole = receive(request, what) != nullptr;
     (void)msm_.registerDataSetCB(nullptr, nullptr, nullptr);
-    if (!whole) ++server_.failed;
-    return whole;
+    if (whole) return true;
+    ++server_.failed;
+    Event lost = event(EventId::transfer, EventOutcome::seriousFailure, "not received to its end");
+    lost.object = what;
+    lost.bytes = static_cast<std::uint64_t>(file.size());
+    (void)server_.trace.write(lost);
+    return false;
+}
+
+std::string metricsText(const StoreServer& server) {
+    const struct {
+        const char* name;
+        const char* type;
+        const char* help;
+        std::uint64_t value;
+    } rows[] = {
+        {"associations_total", "counter", "Associations that were accepted", server.accepted},
+        {"associations_refused_total", "counter", "Associations and handshakes that were refused",
+         server.refused},
+        {"associations", "gauge", "Associations now", server.inside},
+        {"echoes_total", "counter", "Echoes that were answered", server.echoes},
+        {"objects_stored_total", "counter", "Objects that were stored", server.stored},
+        {"objects_stored_bytes_total", "counter", "Bytes of their data sets", server.storedBytes},
+        {"objects_failed_total", "counter", "Objects that were refused or did not come to their end",
+         server.failed},
+    };
+    std::string text;
+    for (const auto& row : rows) {
+        const std::string name = std::string("orvkit_") + row.name;
+        text += "# HELP " + name + " " + row.help + "\n# TYPE " + name + " " + row.type + "\n" + name + " " +
+                std::to_string(row.value) + "\n";
+    }
+    return text;
 }
 
 bool Provider::ended(int outcome, const std::string& lost) {

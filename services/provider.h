@@ -12,10 +12,17 @@
 #include <vector>
 
 #include "orvkit/msm.h"
+#include "services/admission.h"
 #include "services/door.h"
+#include "services/identity.h"
 #include "services/store_file.h"
+#include "services/trace.h"
 
 namespace services {
+
+// The counts of a server, for Metrics.
+struct StoreServer;
+std::string metricsText(const StoreServer& server);
 
 // What all associations of a server share.
 struct StoreServer {
@@ -27,6 +34,11 @@ struct StoreServer {
     std::vector<const char*> acceptFrom;  // ended by null
     std::vector<DcMsmSopXferSyn> support;
     DcSecurity* security = nullptr;  // of all its connections; null: none
+    Addresses addresses;
+    Admission admission;
+    IdentityCheck identities;
+    std::uint64_t keepFree = 0;  // bytes that stay free where objects are stored
+    Trace trace;
     DcTsmTimeoutInfo timeouts;
     unsigned int maxPdu = 0;
     // Gives an object that is whole its place instead of DIRECTORY/INSTANCE.dcm; the status for its sender,
@@ -38,6 +50,11 @@ struct StoreServer {
     std::atomic<bool> pressed = false;             // all threads are taken
     std::atomic<bool> stopping = false;
     std::atomic<std::uint64_t> associations = 0;
+    std::atomic<std::uint64_t> accepted = 0;
+    std::atomic<std::uint64_t> refused = 0;
+    std::atomic<std::uint64_t> inside = 0;
+    std::atomic<std::uint64_t> echoes = 0;
+    std::atomic<std::uint64_t> storedBytes = 0;
     std::atomic<std::uint64_t> stored = 0;
     std::atomic<std::uint64_t> failed = 0;
 };
@@ -64,7 +81,14 @@ class Provider {
     StoreServer& server() { return server_; }
     const std::string& callingAet() const { return callingAet_; }
     void tell(const std::string& line);
-    void countStored();
+    void countStored(const StoreFile& file);
+    // An event of this association, with what is known of it.
+    Event event(EventId id, EventOutcome outcome, const std::string& result) const;
+    // Whether the file of peers allows it.
+    bool may(Right right) const { return ticket_.may(right); }
+    // Why so many bytes of one more object are too many; "" when they are not. Whether it was told so before.
+    std::string boundOf(std::uint64_t size);
+    bool isBeyond() const { return beyond_; }
     // The data set of a request, which `what` names when it does not come: into a file as its fragments
     // arrive, or into memory, within a bound (null: it has not come).
     bool receive(StoreFile& file, DcMsg& request, const std::string& what);
@@ -78,8 +102,13 @@ class Provider {
     void setBounds();
     bool admit();
     bool turnAway(const std::string& why);
+    void enter();
+    void leave();
+    void traceRefusal(const std::string& why);
     int tick() const;
     bool open();
+    bool comesIn(DcPduAssoRq& request, DcPduNegotiation& answer, DcPduInfoRj& reject);
+    bool takeUser(DcPduAssoRq& request, DcPduNegotiation& answer, const Caller& caller);
     static int judge(void* self, DcPduAssoRq& request, DcPduNegotiation& answer, DcPduInfoRj& reject);
     bool serveNext();
     bool awaitMessage();
@@ -92,11 +121,19 @@ class Provider {
     std::uint64_t number_;
     std::string callingAet_;
     std::string peer_;
-    std::string user_;     // what is told of its user
-    std::string secured_;  // and of what secures the connection
+    std::string user_;      // what is told of its user
+    std::string userName_;  // that was checked
+    Admission::Ticket ticket_;
+    std::string secured_;      // and of what secures the connection
+    std::string certificate_;  // that the peer has shown
     DcMsm msm_;
     std::uint64_t stored_ = 0;
+    std::uint64_t storedBytes_ = 0;
+    bool beyond_ = false;      // the limits of its association
     Clock::time_point since_;  // it has been idle
+    Clock::time_point begun_;
+    bool judged_ = false;   // its request came as far as comesIn
+    bool entered_ = false;  // and was accepted
     bool open_ = false;
     bool spoken_ = false;  // after its request
     bool idle_ = false;

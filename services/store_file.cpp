@@ -81,9 +81,17 @@ bool StoreFile::begin(DICT_UID xferSyn) {
     return true;
 }
 
+bool StoreFile::pass(std::size_t length) {
+    const std::string why = guard_ ? guard_(static_cast<std::uint64_t>(size_) + length) : "";
+    if (why.empty()) return true;
+    fail(kStoreOutOfResources, why);
+    drop();
+    return false;
+}
+
 int StoreFile::take(void* self, const unsigned char* data, unsigned int length, DICT_UID xferSyn, int) {
     auto& file = *static_cast<StoreFile*>(self);
-    if (file.failed() || (!file.file_ && !file.begin(xferSyn))) return RESULT_OK;
+    if (file.failed() || !file.pass(length) || (!file.file_ && !file.begin(xferSyn))) return RESULT_OK;
     file.check_->pass(data, length);
     if (!file.check()) return RESULT_OK;
     if (length > 0 && !file.write(data, length)) file.fail(file.directory_);

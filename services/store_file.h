@@ -4,9 +4,11 @@
 #define ORVKIT_SERVICES_STORE_FILE_H
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "orvkit/uids.h"
 #include "platform/new_file.h"
@@ -33,6 +35,13 @@ class StoreFile {
 
     // What the file is to say of itself; before its first byte.
     void describe(DICT_UID sopClass, const std::string& instance, const std::string& sourceAet);
+    // Asked before the first byte and as more come, with the bytes of the data set so far: why these are too
+    // many, or
+    // "". What is too large is dropped at once.
+    using Guard = std::function<std::string(std::uint64_t size)>;
+    void setGuard(Guard guard) { guard_ = std::move(guard); }
+    // It will not be kept, whatever comes.
+    void refuse(unsigned short status, const std::string& why) { fail(status, why); }
     // For DcTul::registerDataSetCB, both. What cannot be written, or is not the object that was announced
     // (StoreCheck), is dropped, so that the object is received to its end and the association goes on: see
     // failed.
@@ -63,6 +72,7 @@ class StoreFile {
     void fail(const std::string& path);
     void fail(unsigned short status, const std::string& fault);
     [[nodiscard]] bool check();
+    [[nodiscard]] bool pass(std::size_t length);
 
     std::string directory_;
     bool sync_;
@@ -74,6 +84,7 @@ class StoreFile {
     std::unique_ptr<WriteBehind> behind_;  // of a large object; goes before its file
     std::int64_t size_ = 0;
     std::optional<StoreCheck> check_;
+    Guard guard_;
     unsigned short status_ = kStoreSuccess;
     std::string fault_;
 };

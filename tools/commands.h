@@ -26,6 +26,7 @@ void addMove(Command& program);
 void addGet(Command& program);
 void addServe(Command& program);
 void addTls(Command& program);
+void addUser(Command& program);
 // Behind all others: it tells of the program as it is then and later.
 void addCompletion(Command& program);
 

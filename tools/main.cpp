@@ -48,7 +48,7 @@ constexpr struct {
     {"File sets", tools::addDicomdir}, {"File sets", tools::addMedia}, {"Network", tools::addEcho},
     {"Network", tools::addSend},       {"Network", tools::addFind},    {"Network", tools::addMove},
     {"Network", tools::addGet},        {"Network", tools::addServe},   {"Network", tools::addTls},
-    {"More", tools::addLookup},        {"More", tools::addCompletion},
+    {"Network", tools::addUser},       {"More", tools::addLookup},     {"More", tools::addCompletion},
 };
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include "platform/process.h"
 #include "services/report.h"
 #include "services/security_show.h"
+#include "services/word_file.h"
 
 namespace tools {
 namespace {
@@ -61,6 +62,32 @@ bool takePassword(PeerOptions& peer) {
     return peer.password || complain("%s: no password can be read from it", peer.passwordFile.c_str());
 }
 
+bool takeIdentity(PeerOptions& peer) {
+    if (!peer.user.empty()) return takePassword(peer);
+    std::string fault;
+    if (peer.identityFile.empty()) return true;
+    if (!readText(peer.identityFile, peer.identity, fault)) return complain("%s", fault.c_str());
+    // A token is one line; tickets and assertions are what they are.
+    if (peer.identityType == PDU_IDENTITY_JWT)
+        peer.identity.erase(peer.identity.find_last_not_of(" \r\n") + 1);
+    return !peer.identity.empty() || complain("%s: there is nothing in it", peer.identityFile.c_str());
+}
+
+// What is wrong with the options, or "".
+std::string identityFault(const PeerOptions& peer) {
+    if (!peer.user.empty() && !peer.identityFile.empty())
+        return "one identity is enough: --user, --jwt, --saml or --kerberos";
+    if (peer.user.empty() && !peer.passwordFile.empty()) return "--password-file needs --user";
+    return peer.confirmUser && !peer.hasIdentity()
+               ? "--confirm-user needs --user, --jwt, --saml or --kerberos"
+               : "";
+}
+
+// Whoever is on the way could use it as well.
+bool isExposedOnTheWay(const PeerOptions& peer) {
+    return !peer.tls.on && !peer.insecure && (peer.password || !peer.identity.empty());
+}
+
 void addIdentityOptions(Command& command, PeerOptions& options) {
     command.text("--user", options.user, "The user to tell the peer")
         .check([](const std::string& name) { return name.empty() ? "a user has a name" : ""; })
@@ -72,6 +99,22 @@ void addIdentityOptions(Command& command, PeerOptions& options) {
             "is set. The peer receives it as it is")
         .existingFile()
         .value("FILE");
+    const auto file = [&](const char* name, int type, const char* help) {
+        command.text(name, options.identityFile, help)
+            .existingFile()
+            .check([&options, type](const std::string&) {
+                const bool second = options.identityType != 0 && options.identityType != type;
+                options.identityType = type;
+                return second ? "one identity is enough" : "";
+            })
+            .value("FILE");
+    };
+    file("--jwt", PDU_IDENTITY_JWT, "Tell the peer the user by the JSON Web Token in FILE");
+    file("--saml", PDU_IDENTITY_SAML, "The same by a SAML assertion");
+    file("--kerberos", PDU_IDENTITY_KERBEROS, "The same by a Kerberos service ticket");
+    command.flag(
+        "--insecure", options.insecure,
+        "Send a password, token, assertion or ticket without --tls, for everybody on the way to read");
     command.flag("--confirm-user", options.confirmUser,
                  "Go on only when the peer confirms that it has accepted the user");
 }
@@ -199,11 +242,10 @@ int runAsUser(PeerOptions& options, Words& words, bool wantsMore, const std::fun
     orvkit::platform::ignoreBrokenPipe();
     muteLog();
     if (!takePeer(words, options, wantsMore) || !openSecurity(options)) return EXIT_USAGE;
-    if (options.user.empty() && (options.confirmUser || !options.passwordFile.empty())) {
-        complain("%s needs --user", options.confirmUser ? "--confirm-user" : "--password-file");
-        return EXIT_USAGE;
-    }
-    return options.user.empty() || takePassword(options) ? work() : EXIT_FAILED;
+    if (const std::string fault = identityFault(options); !fault.empty()) return misused("%s", fault.c_str());
+    if (!takeIdentity(options)) return EXIT_FAILED;
+    if (!isExposedOnTheWay(options)) return work();
+    return misused("without --tls everybody on the way can read what tells who the user is (--insecure)");
 }
 
 void addQueryOptions(Command& command, QueryOptions& options) {

@@ -1,5 +1,6 @@
 // orvkit serve: a storage and verification provider.
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <cstdio>
 #include <ctime>
@@ -19,6 +20,7 @@
 #include "platform/stop.h"
 #include "services/accepted_uids.h"
 #include "services/door.h"
+#include "services/metrics.h"
 #include "services/network_text.h"
 #include "services/out_of_memory.h"
 #include "services/paths.h"
@@ -47,6 +49,19 @@ struct ServeOptions : EntityOptions {
     bool fileSet = false;
     bool anyClass = false;
     std::vector<std::string> acceptFrom;
+    std::string peers;
+    bool printPeers = false;
+    std::vector<std::string> limitWords;
+    Limits limits;
+    std::string users;
+    std::string tokenKeys;
+    std::string tokenAudience;
+    IdentityRules identity;
+    std::string trace;
+    std::string metrics;
+    std::string userId;
+    std::string keepFreeText;
+    std::uint64_t keepFree = 0;
     bool aetGiven = false;
     bool portGiven = false;
 };
@@ -99,6 +114,9 @@ bool prepare(const ServeOptions& options, StoreServer& server) {
     server.acceptFrom.push_back(nullptr);
     server.support = storageSupport(options.anyClass);
     if (options.security != nullptr) server.security = options.security->get();
+    server.addresses.setLimits(options.limits);
+    server.admission.setLimits(options.limits);
+    server.keepFree = options.keepFree;
     server.tell = tellLine;
     return true;
 }
@@ -119,55 +137,215 @@ bool prepareFileSet(ReceivedSet& set, StoreServer& server) {
 
 // The files of TLS once more, when asked to.
 void reloadSecurity(Security* security) {
-    if (!platform::takeHangup() || security == nullptr) return;
+    if (security == nullptr) return;
     tellLine(security->reload()
                  ? "the files of TLS were read again"
                  : "the files of TLS are not taken, and things go on as they were: " + security->fault());
 }
 
-int serve(const ServeOptions& options) {
-    StoreServer server;
-    ReceivedSet set;
-    if (!prepare(options, server)) return EXIT_FAILED;
-    if (options.fileSet && !prepareFileSet(set, server)) return EXIT_FAILED;
-    const Listener listener(options.aet.c_str(), TSM_ROLE_SCP, options.port);
+// False: what is in use stays.
+bool readPeers(const ServeOptions& options, StoreServer& server, std::string& fault) {
+    auto peers = KnownPeers::read(options.peers, fault);
+    if (peers == nullptr) return false;
+    server.admission.use(std::move(peers));
+    return true;
+}
+
+bool readUsers(const ServeOptions& options, StoreServer& server, std::string& fault) {
+    IdentityRules rules = options.identity;
+    if (!options.users.empty() && (rules.users = Users::read(options.users, fault)) == nullptr) return false;
+    if (!options.tokenKeys.empty()) {
+        rules.tokens.emplace();
+        rules.tokens->audience = options.tokenAudience.empty() ? options.aet : options.tokenAudience;
+        if (!readKeys(options.tokenKeys, *rules.tokens, fault)) return false;
+    }
+    server.identities.use(std::move(rules));
+    return true;
+}
+
+// The files that may be read again while the server runs.
+struct Reread {
+    const char* name;
+    bool given;
+    bool (*read)(const ServeOptions& options, StoreServer& server, std::string& fault);
+};
+std::array<Reread, 2> rereads(const ServeOptions& options) {
+    return {{{"peers", !options.peers.empty(), readPeers},
+             {"users", !options.users.empty() || !options.tokenKeys.empty(), readUsers}}};
+}
+
+void reload(const ServeOptions& options, StoreServer& server) {
+    if (!platform::takeHangup()) return;
+    std::string lost;
+    if (!options.trace.empty() && !server.trace.reopen(lost)) tellLine(lost);
+    (void)server.trace.write(Event(EventId::alert, EventType::securityConfiguration));
+    reloadSecurity(options.security.get());
+    for (const Reread& row : rereads(options)) {
+        std::string fault;
+        if (!row.given) continue;
+        const std::string what = std::string("the file of ") + row.name;
+        tellLine(row.read(options, server, fault)
+                     ? what + " was read again"
+                     : what + " is not taken, and things go on as they were: " + fault);
+    }
+}
+
+int printPeers(const ServeOptions& options) {
+    std::string fault;
+    const auto peers = KnownPeers::read(options.peers, fault);
+    if (peers == nullptr) return misused("%s", fault.c_str());
+    for (const KnownPeer& peer : peers->all()) std::printf("%s\n", peer.line().c_str());
+    return EXIT_OK;
+}
+
+// What is told of who is turned away at the door.
+void tellRefused(StoreServer& server, const std::string& line) {
+    Event alert(EventId::alert, EventType::nodeAuthentication, EventOutcome::minorFailure);
+    alert.result = line;
+    ++server.refused;
+    (void)server.trace.write(alert);
+    tellLine(line);
+}
+
+bool traceRun(StoreServer& server, EventType type) {
+    return server.trace.write(Event(EventId::application, type)) || complain("the trace cannot be written");
+}
+
+// What has to be had before the rights of another user are taken; then all that is made is his.
+bool begin(const ServeOptions& options, StoreServer& server, const Listener& listener) {
+    std::string fault;
     server.port = listener.getPort();
-    if (listener.socket() == platform::kNoSocket)
-        return failed("cannot listen on port %d: %s", options.port, socketText(lastFault()).c_str());
-    platform::noteStops();
-    if (options.security != nullptr) platform::noteHangups();
-    goOnWithoutMemory();
-    platform::ignoreBrokenPipe();  // a log that nobody reads any more
+    if (listener.socket() == platform::kNoSocket) {
+        return complain("cannot listen on port %d: %s", options.port, socketText(lastFault()).c_str());
+    }
+    if (!options.userId.empty() && !platform::becomeUser(options.userId, fault))
+        return complain("%s", fault.c_str());
+    if (!options.trace.empty() && !server.trace.open(options.trace, options.aet, fault)) {
+        return complain("%s", fault.c_str());
+    }
+    return prepare(options, server) && traceRun(server, EventType::start);
+}
+
+// Until it is asked to stop.
+void run(const ServeOptions& options, StoreServer& server, const Listener& listener, ReceivedSet& set) {
     const std::size_t waiting = mostWaiting(options.workers);
     tellLine("listening on port " + std::to_string(server.port) + (options.tls.on ? " (TLS) as " : " as ") +
              server.aet + ", storing into " + server.directory + "; " + std::to_string(options.workers) +
              " associations served at once, " + std::to_string(waiting) + " more connections can wait");
-    {
-        Doorman doorman(listener.socket(),
-                        options.security != nullptr ? Greeting::tlsHello : Greeting::associationRequest,
-                        waiting / 2, std::chrono::seconds(options.timeout), tellLine);
-        Workers workers(server, doorman, static_cast<std::size_t>(options.workers), waiting / 2);
-        bool pressed = false;
-        while (!platform::stopAsked()) {
-            try {
-                std::vector<platform::WaitEntry> watched = workers.watched();
-                doorman.wait(pressed ? kShortTick : kTick, watched);
-                pressed = workers.serve(watched);
-                doorman.refuseLate();
-                reloadSecurity(options.security.get());
-                if (options.fileSet && set.isOverdue()) server.settle();
-            } catch (const std::bad_alloc&) {
-                complain("not enough memory to look after all connections");
-                std::this_thread::sleep_for(kPause);
-            }
+    Doorman doorman(listener.socket(),
+                    options.security != nullptr ? Greeting::tlsHello : Greeting::associationRequest,
+                    server.addresses, waiting / 2, std::chrono::seconds(options.timeout),
+                    [&server](const std::string& line) { tellRefused(server, line); });
+    Workers workers(server, doorman, static_cast<std::size_t>(options.workers), waiting / 2);
+    bool pressed = false;
+    while (!platform::stopAsked()) {
+        try {
+            std::vector<platform::WaitEntry> watched = workers.watched();
+            doorman.wait(pressed ? kShortTick : kTick, watched);
+            pressed = workers.serve(watched);
+            doorman.refuseLate();
+            reload(options, server);
+            if (options.fileSet && set.isOverdue()) server.settle();
+        } catch (const std::bad_alloc&) {
+            complain("not enough memory to look after all connections");
+            std::this_thread::sleep_for(kPause);
         }
-        tellLine("stopping");
     }
+    tellLine("stopping");
+}
+
+int serve(const ServeOptions& options) {
+    StoreServer server;
+    std::string fault;
+    if (!readUsers(options, server, fault)) return misused("%s", fault.c_str());
+    if (!options.peers.empty() && !readPeers(options, server, fault)) return misused("%s", fault.c_str());
+    ReceivedSet set;
+    const Listener listener(options.aet.c_str(), TSM_ROLE_SCP, options.port);
+    if (!begin(options, server, listener)) return EXIT_FAILED;
+    if (options.fileSet && !prepareFileSet(set, server)) return EXIT_FAILED;
+    Metrics metrics([&server] { return metricsText(server); });
+    if (!options.metrics.empty() && !metrics.start(options.metrics, fault))
+        return failed("%s", fault.c_str());
+    if (metrics.port() != 0) tellLine("metrics on port " + std::to_string(metrics.port()));
+    platform::noteStops();
+    platform::noteHangups();
+    goOnWithoutMemory();
+    platform::ignoreBrokenPipe();  // a log that nobody reads any more
+    run(options, server, listener, set);
+    (void)traceRun(server, EventType::stop);
     tellLine("stopped: " + std::to_string(server.associations) + " associations, " +
              std::to_string(server.stored) + " objects stored, " + std::to_string(server.failed) + " failed");
     if (!options.fileSet || writeDicomdir(set)) return EXIT_OK;
     tellLine("the next server of this file set will list what it lacks");
     return EXIT_FAILED;
+}
+
+void addUserOptions(Command& command, ServeOptions& options) {
+    command
+        .text(
+            "--users", options.users,
+            "Only the users of FILE come in, by their names and passwords; `orvkit user` makes a line of it")
+        .value("FILE");
+    command
+        .text("--jwt-key", options.tokenKeys,
+              "Users may come by JSON Web Tokens, signed by a key of FILE: public keys (PEM), or one secret")
+        .value("FILE");
+    command
+        .text("--jwt-audience", options.tokenAudience, "Whom their tokens must be for, unless that is --aet")
+        .value("NAME");
+    command
+        .text("--verify-user", options.identity.program,
+              "Run COMMAND for each user that nothing else checks, such as those with a SAML assertion or a "
+              "Kerberos "
+              "ticket: it reads what they are, and its exit status 0 lets them in (orvkit(1) tells how)")
+        .value("COMMAND");
+    command.number("--verify-time", options.identity.programTime, "The longest that it may take, in seconds")
+        .range(1, 600)
+        .value("SECONDS");
+    command.flag(
+        "--insecure", options.identity.insecure,
+        "Take passwords, tokens, assertions and tickets also without TLS, as everybody on the way can");
+}
+
+void addTraceOptions(Command& command, ServeOptions& options) {
+    command
+        .text("--log-json", options.trace,
+              "Write what happens to FILE, one line of JSON an event, with the fields of PS3.15 A.5; nothing "
+              "is "
+              "confirmed that is not in it")
+        .value("FILE");
+    command
+        .text("--metrics", options.metrics,
+              "Counts in the text form of Prometheus: in a file, or at a port of this machine; ADDRESS:PORT "
+              "for others")
+        .value("FILE|PORT");
+    command
+        .text("--user-id", options.userId,
+              "Once the port is had, go on with the rights of this user; what is read again later must be "
+              "his to read")
+        .value("USER");
+}
+
+void addLimitOptions(Command& command, ServeOptions& options) {
+    command
+        .texts("--limit", options.limitWords,
+               "What a peer may take, NAME=NUMBER: of an address, connections at once and failures (attempts "
+               "to come in "
+               "that failed, in a minute); of an AE title, associations at once; of an association, objects, "
+               "bytes, "
+               "object-size and idle (seconds). May be given several times")
+        .check([&limits = options.limits](const std::string& word) {
+            const std::size_t at = std::min(word.find('='), word.size());
+            return takeLimit(limits, word.substr(0, at), word.substr(std::min(at + 1, word.size())));
+        })
+        .value("NAME=NUMBER");
+    command
+        .text("--keep-free", options.keepFreeText,
+              "Refuse objects while less than this would be left on the disk: bytes, or 500M, 20G")
+        .check([&bytes = options.keepFree](const std::string& text) {
+            return parseBytes(text, bytes) ? "" : "a number of bytes, such as 500M or 20G";
+        })
+        .value("BYTES");
 }
 
 }  // namespace
@@ -187,6 +365,16 @@ void addServe(Command& program) {
     command.texts("--accept-from", options->acceptFrom, "AE titles whose associations are accepted")
         .severalAtOnce()
         .check([](const std::string& title) { return isAeTitle(title) ? "" : "not an AE title: " + title; });
+    command
+        .text("--peers", options->peers,
+              "Only the peers of FILE come in: AE titles with addresses, certificates, what they may do and "
+              "how many "
+              "associations they may have (orvkit(1) tells how)")
+        .value("FILE");
+    addUserOptions(command, *options);
+    addLimitOptions(command, *options);
+    addTraceOptions(command, *options);
+    command.flag("--print-peers", options->printPeers, "Print what was read of that file, and end");
     command.number("--workers", options->workers, "Associations served at once; idle ones give way")
         .range(1, 1024);
     command.flag("--no-sync", options->noSync,
@@ -198,6 +386,8 @@ void addServe(Command& program) {
                  "Take objects of SOP classes that the registry does not know, too, such as private ones");
     command.run([options]() -> int {
         muteLog();
+        if (options->printPeers && options->peers.empty()) return misused("--print-peers needs --peers");
+        if (options->printPeers) return printPeers(*options);
         if (!openSecurity(*options)) return EXIT_USAGE;
         if (options->tls.on && !options->portGiven) options->port = TLS_PORT;
         if (options->acceptFrom.size() <= kMostAcceptFrom) return serve(*options);

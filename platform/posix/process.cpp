@@ -1,13 +1,17 @@
 #include "platform/process.h"
 
 #include <fcntl.h>
+#include <grp.h>
+#include <pwd.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
-
+#include <cerrno>
 #include <csignal>
+#include <cstdlib>
+#include <cstring>
 
 namespace orvkit::platform {
 
@@ -42,6 +46,26 @@ void prepareStandardStreams() noexcept {
 
 bool errorIsTerminal() noexcept {
     return ::isatty(STDERR_FILENO) != 0;
+}
+
+bool becomeUser(const std::string& name, std::string& fault) {
+    const passwd* user = ::getpwnam(name.c_str());
+    if (user == nullptr && !name.empty() && name.find_first_not_of("0123456789") == std::string::npos) {
+        user = ::getpwuid(static_cast<uid_t>(std::strtoul(name.c_str(), nullptr, 10)));
+    }
+    if (user == nullptr) {
+        fault = "there is no user '" + name + "'";
+        return false;
+    }
+    const uid_t id = user->pw_uid;
+    if (::getuid() == id && ::geteuid() == id) return true;
+    if (::initgroups(user->pw_name, user->pw_gid) != 0 || ::setgid(user->pw_gid) != 0 || ::setuid(id) != 0) {
+        fault = "the rights of user '" + name + "' cannot be taken: " + std::strerror(errno);
+        return false;
+    }
+    if (id == 0 || ::setuid(0) != 0) return true;
+    fault = "the rights of before cannot be given up";
+    return false;
 }
 
 void ignoreBrokenPipe() noexcept {

@@ -190,6 +190,13 @@ std::string addressText(const Address& address) {
     return text;
 }
 
+bool parseAddress(const char* text, std::array<unsigned char, 16>& bytes) noexcept {
+    bytes = {};
+    if (::inet_pton(AF_INET6, text, bytes.data()) == 1) return true;
+    bytes[10] = bytes[11] = 0xFF;
+    return ::inet_pton(AF_INET, text, bytes.data() + 12) == 1;
+}
+
 int addressPort(const Address& address) noexcept {
     if (address.length == 0) return 0;
     if (record(address)->sa_family == AF_INET6) return ntohs(formOf<sockaddr_in6>(address).sin6_port);
@@ -296,6 +303,10 @@ bool bindAny(unsigned int socket, int port) noexcept {
     Address address;
     std::memcpy(address.bytes, &any, sizeof any);
     return ::bind(handleOf(socket), record(address), sizeof any) == 0;
+}
+
+bool bindTo(unsigned int socket, const Address& address) noexcept {
+    return ::bind(handleOf(socket), record(address), static_cast<socklen_t>(address.length)) == 0;
 }
 
 bool listenSocket(unsigned int socket, int backlog) noexcept {

@@ -64,6 +64,11 @@ bool errorIsTerminal() noexcept {
 }
 
 // There are no such signals.
+bool becomeUser(const std::string&, std::string& fault) {
+    fault = "another user's rights cannot be taken on this system";
+    return false;
+}
+
 void ignoreBrokenPipe() noexcept {}
 void ignoreSizeLimit() noexcept {}
 

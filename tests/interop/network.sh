@@ -66,6 +66,9 @@ case_storescu() {
     refuses "a cut object, $option" 'answered 0xC000' "$orvkit" send "A@localhost:$port" cut
     [ -z "$(ls -A in)" ] || fault "a cut object, $option: $(ls -A in)"
   done < <(kinds)
+  refuses "storescu, a user in clear" 'Rejected' storescu -R -usr joe -pwd secret localhost "$port" study/SE000001/IM000008
+  stop_server
+  serve in --insecure
   must "storescu, a user" storescu -R -usr joe -pwd secret -rsp localhost "$port" study/SE000001/IM000008
   logged "user 'joe', with a passcode, accepted"
   grep -q secret serve.log && fault "a secret is in the log"
@@ -83,7 +86,7 @@ case_storescp() {
   must "send to storescp" "$orvkit" send "A@localhost:$at" study -j 2
   same "send to storescp" study in
   printf 'secret\n' >password
-  must "a user" "$orvkit" echo "A@localhost:$at" --user joe --password-file password
+  must "a user" "$orvkit" echo "A@localhost:$at" --user joe --password-file password --insecure
   refuses "a user to be confirmed" 'did not confirm the user' "$orvkit" echo "A@localhost:$at" --user joe --confirm-user
   only "implicit VR" +ti storescp +xi
   printf '%s\n' '[[TransferSyntaxes]]' '[Explicit]' 'TransferSyntax1 = LittleEndianExplicit' '[[PresentationContexts]]' \

@@ -419,7 +419,7 @@ Bytes grown(Bytes answer, const Bytes& more) {
 // With each type of identity, beside extended negotiation and an item that nobody knows: whether a
 // confirmation that is asked for comes, that nothing else does, and what is told.
 TEST_F(ServeTest, UsersAreTakenAndConfirmedWithoutACheck) {
-    serve();
+    serve({"--insecure"});
     const struct {
         unsigned char type;
         bool confirmed;
