@@ -122,8 +122,13 @@ std::vector<Bytes> seeds(const std::string& sampleDirectory) {
         streams.push_back(part10(syntax, image(syntax)).bytes());
     }
     streams.push_back(packed(image(UID_LITTLE_ENDIAN_IMPLICIT).bytes()));
-    for (const char* text : {"045Y", "(0008,0016)", "20240115", "2024.01.15-", "20240115101530.250000+0100",
-                             "101530.5", "10:15-11:00", "Name^Given^M^Dr^Jr", "\x1b$B^=A=B", "A\\B\\1.5e3"}) {
+    for (const char* text :
+         {"045Y", "(0008,0016)", "20240115", "2024.01.15-", "20240115101530.250000+0100", "101530.5",
+          "10:15-11:00", "Name^Given^M^Dr^Jr",
+          "A B\n\"CT 2\" from 10.0.0.0/8,fd00::/8 certificate a.b may echo,store bytes 4G # c\n",
+          "joe $y$j9T$F5Jx5fExrKuPp53xLKQ..1$tnSYvahCwPBHKZUspmcxMfb0.WiB9W.zEaKlOBL35rC\nann\n",
+          R"({"sub":"ann","aud":["X","SITE"],"exp":1800000001.5,"nbf":1})", "eyJhbGciOiJub25lIn0.e30.e30",
+          "-----BEGIN PUBLIC KEY-----\n-----END", "\x1b$B^=A=B", "A\\B\\1.5e3"}) {
         const std::string bytes(text);
         streams.emplace_back(bytes.begin(), bytes.end());
     }

@@ -245,5 +245,39 @@ END
   [ -z "$(ls -A in)" ] || fault "something was kept: $(ls -A in)"
 }
 
+case_Orthanc() {
+  need curl
+  study
+  serve in --aet MOVER "${ours[@]}"
+  local at rest
+  at=$(free_port) rest=$(free_port)
+  mkdir storage
+  cat >orthanc.json <<END
+{ "Name": "peer", "StorageDirectory": "$work/storage", "IndexDirectory": "$work/storage", "HttpPort": $rest, "DicomPort": $at,
+  "DicomAet": "ARCHIVE", "Plugins": [], "RemoteAccessAllowed": false, "AuthenticationEnabled": false,
+  "DicomTlsEnabled": true, "DicomTlsCertificate": "$work/site/theirs.pem", "DicomTlsPrivateKey": "$work/site/theirs.key",
+  "DicomTlsTrustedCertificates": "$work/site/ca.pem", "DicomTlsRemoteCertificateRequired": true,
+  "DicomModalities": { "mover": { "AET": "MOVER", "Host": "127.0.0.1", "Port": $port, "UseDicomTls": true },
+                       "user": { "AET": "ORVKIT", "Host": "127.0.0.1", "Port": 104 } } }
+END
+  peer "$at" Orthanc orthanc.json
+  until_true 100 curl -sf "http://127.0.0.1:$rest/system"
+  must "echo" "$orvkit" echo "ARCHIVE@localhost:$at" "${ours[@]}"
+  refuses "without a certificate" 'TLS|closed|refused' "$orvkit" echo "ARCHIVE@localhost:$at" --tls --tls-ca site/ca.pem
+  must "send" "$orvkit" send "ARCHIVE@localhost:$at" study "${ours[@]}"
+  local id studies
+  mkdir stored
+  for id in $(curl -sf "http://127.0.0.1:$rest/instances" | grep -oE '[0-9a-f]{8}(-[0-9a-f]{8}){4}'); do
+    curl -sf "http://127.0.0.1:$rest/instances/$id/file" -o "stored/$id"
+  done
+  same "send" study stored
+  studies=$(curl -sf "http://127.0.0.1:$rest/studies" | grep -oE '[0-9a-f]{8}(-[0-9a-f]{8}){4}')
+  must "its echo to us" curl -sf -d '{}' "http://127.0.0.1:$rest/modalities/mover/echo"
+  must "its store to us" curl -sf -d "$studies" "http://127.0.0.1:$rest/modalities/mover/store"
+  same "its store to us" study in
+  logged 'association accepted, .* TLSv1.[23] .*CN=theirs'
+  stop_server
+}
+
 "case_$program"
 [ "$faults" -eq 0 ] || { echo "$faults faults"; exit 1; }

@@ -1,0 +1,141 @@
+// What TLS keeps of a connection: bytes that are no handshake, and connections on which both sides send,
+// receive, look and wait in any order, until one closes or garbage comes.
+#include <cstring>
+#include <memory>
+#include <string>
+
+#include "fuzz/target.h"
+#include "network/connection.h"
+#include "orvkit/tls.h"
+#include "tests/support/socket_pair.h"
+#include "tests/support/temp_dir.h"
+
+namespace {
+
+using fuzz::require;
+using orvkit::ConnectionLayer;
+using orvkit::platform::Received;
+
+// One pair of keys for both sides, and settings that know it.
+struct Site {
+    TempDir dir;
+    DcTls tls;
+
+    Site() {
+        const std::string ca = dir / "ca.pem", caKey = dir / "ca.key", pair = dir / "a.pem",
+                          pairKey = dir / "a.key";
+        const char* const hosts[] = {"a"};
+        require(tlsMakeAuthority("ca", 9, ca.c_str(), caKey.c_str()) == 0);
+        require(tlsMakePair(ca.c_str(), caKey.c_str(), hosts, 1, 9, pair.c_str(), pairKey.c_str()) == 0);
+        (void)tls.setCertificate(pair.c_str(), pairKey.c_str());
+        (void)tls.addAuthorities(ca.c_str());
+        require(tls.load() == 0);
+    }
+};
+
+Site& site() {
+    static Site it;
+    return it;
+}
+
+// A side, what it sent, and how much of that the other has taken.
+struct Side {
+    std::unique_ptr<ConnectionLayer> layer;
+    Bytes sent;
+    std::size_t taken = 0;
+
+    Side(unsigned int socket, bool isUser)
+        : layer(site().tls.security()->layer({socket, isUser, isUser ? "a" : nullptr, 1, 1000})) {}
+};
+
+void handshake(Side& user, Side& provider) {
+    for (int i = 0; i < 8; ++i) {
+        const Received one = user.layer->open(0);
+        const Received other = provider.layer->open(0);
+        if (one == Received::data && other == Received::data) return;
+        require(one != Received::failed && other != Received::failed);
+    }
+    require(false);
+}
+
+void send(Side& from, std::size_t length) {
+    Bytes bytes(length);
+    for (std::size_t i = 0; i < length; ++i) bytes[i] = static_cast<unsigned char>(from.sent.size() + i);
+    const std::size_t half = length / 3;
+    const orvkit::platform::Run runs[] = {{bytes.data(), half}, {bytes.data() + half, length - half}};
+    // Of what did not go as a whole a part may arrive, and nothing behind it.
+    (void)from.layer->send(runs, 2, 0);
+    from.sent.insert(from.sent.end(), bytes.begin(), bytes.end());
+}
+
+// What comes is what was sent, in its order.
+void receive(Side& to, Side& from, std::size_t most, bool look) {
+    Bytes bytes(most);
+    std::size_t count = 0;
+    if (look) {
+        const std::int64_t seen = to.layer->peek(bytes.data(), most);
+        count = seen > 0 ? static_cast<std::size_t>(seen) : 0;
+        if (count > 0) require(to.layer->waitReadable(0));
+    } else if (to.layer->receive(bytes.data(), most, 0, count) != Received::data) {
+        require(count == 0);
+    }
+    require(count <= most && from.taken + count <= from.sent.size());
+    require(count == 0 || std::memcmp(bytes.data(), from.sent.data() + from.taken, count) == 0);
+    if (!look) from.taken += count;
+}
+
+// Each step is two bytes: what is done, by whom, and with how many bytes.
+void converse(const std::vector<unsigned char>& steps) {
+    SocketPair ends;
+    Side user(ends.ours(), true);
+    Side provider(ends.peer(), false);
+    handshake(user, provider);
+    for (std::size_t at = 0; at + 1 < steps.size() && at < 64; at += 2) {
+        Side& one = (steps[at] & 1) != 0 ? user : provider;
+        Side& other = &one == &user ? provider : user;
+        const std::size_t length = std::size_t{1} << steps[at + 1] % 15;
+        switch (steps[at] >> 1 & 7) {
+            case 0:
+            case 1:
+                send(one, length + steps[at + 1]);
+                break;
+            case 2:
+            case 3:
+                receive(one, other, length, false);
+                break;
+            case 4:
+                receive(one, other, length, true);
+                break;
+            case 5:
+                one.layer->close();
+                break;
+            case 6:
+                (void)one.layer->peerIsDone();
+                (void)one.layer->waitReadable(0);
+                break;
+            default:
+                ends.send(Bytes(steps.begin() + static_cast<std::ptrdiff_t>(at), steps.end()));
+        }
+    }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    if (size < 1) return 0;
+    const std::vector<unsigned char> bytes = fuzz::content(data, size);
+    if (data[0] % 4 == 0) {
+        converse(bytes);
+        return 0;
+    }
+    SocketPair ends(bytes);
+    Side side(ends.ours(), data[0] % 4 == 1);
+    std::size_t count = 0;
+    unsigned char byte = 0;
+    require(side.layer->receive(&byte, 1, 0, count) != Received::data);
+    require(side.layer->receive(&byte, 1, 0, count) != Received::data && count == 0);
+    DcSecurityInfo info;
+    side.layer->describe(info);
+    require(info.verified == 0);
+    return 0;
+}
