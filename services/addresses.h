@@ -11,7 +11,7 @@
 #include <string>
 #include <utility>
 
-#include "services/limits.h"
+#include "services/bounds.h"
 
 namespace services {
 

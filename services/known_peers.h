@@ -9,7 +9,7 @@
 //     certificate   a name that its certificate must be for (its common name, or one of its hosts), over TLS
 //     fingerprint   the SHA-256 of its certificate, over TLS
 //     may           echo, store, find, retrieve; without it: all of them
-//     associations, objects, bytes, object-size, idle: its own limits (limits.h)
+//     associations, objects, bytes, object-size, idle: its own limits (bounds.h)
 #ifndef ORVKIT_SERVICES_KNOWN_PEERS_H
 #define ORVKIT_SERVICES_KNOWN_PEERS_H
 
@@ -20,7 +20,7 @@
 #include <vector>
 
 #include "orvkit/security.h"
-#include "services/limits.h"
+#include "services/bounds.h"
 
 namespace services {
 

@@ -268,7 +268,10 @@ int serve(const ServeOptions& options) {
         return failed("%s", fault.c_str());
     if (metrics.port() != 0) tellLine("metrics on port " + std::to_string(metrics.port()));
     platform::noteStops();
-    platform::noteHangups();
+    if (options.security != nullptr || !options.trace.empty() ||
+        std::ranges::any_of(rereads(options), &Reread::given)) {
+        platform::noteHangups();
+    }
     goOnWithoutMemory();
     platform::ignoreBrokenPipe();  // a log that nobody reads any more
     run(options, server, listener, set);

@@ -1,4 +1,4 @@
-#include "services/limits.h"
+#include "services/bounds.h"
 
 #include <algorithm>
 #include <charconv>

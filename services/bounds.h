@@ -1,6 +1,6 @@
 // What a peer may take of a server.
-#ifndef ORVKIT_SERVICES_LIMITS_H
-#define ORVKIT_SERVICES_LIMITS_H
+#ifndef ORVKIT_SERVICES_BOUNDS_H
+#define ORVKIT_SERVICES_BOUNDS_H
 
 #include <cstdint>
 #include <string>
