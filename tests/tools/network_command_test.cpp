@@ -480,8 +480,8 @@ TEST_F(NetworkCommandTest, ObjectsBeyondFourGByteAreGotAndPutAside) {
         unsigned long long length = 0;
         DcFrame hole;
         return frames.read(10, text, sizeof text, length) == RESULT_OK &&
-               std::string_view(text, length) == "the last frame " && frames.find(9, hole) == RESULT_OK &&
-               hole.length == large_file::kHole;
+               std::string_view(text, static_cast<std::size_t>(length)) == "the last frame " &&
+               frames.find(9, hole) == RESULT_OK && hole.length == large_file::kHole;
     };
     DcFrames frames;
     ASSERT_EQ(frames.open(file.c_str()), RESULT_OK);
