@@ -36,13 +36,19 @@ install_missing() {
       "${missing[@]}" </dev/null >/dev/null
 }
 
-# configure DIRECTORY [OPTION...]: a build directory with the house's generator, and ccache where there is one. Where
-# there is none, the standard headers are precompiled.
+# configure DIRECTORY [OPTION...]: a build directory with the house's generator, and ccache where there is one.
 configure() {
-  local directory=$1 faster=(-DORVKIT_PCH=ON)
+  local directory=$1 cache=()
   shift
-  command -v ccache >/dev/null 2>&1 && faster=(-DORVKIT_PCH=OFF -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
-  cmake -S . -B "$directory" -G Ninja "${faster[@]}" "$@"
+  command -v ccache >/dev/null 2>&1 && cache=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+  cmake -S . -B "$directory" -G Ninja "${cache[@]}" "$@"
+}
+# The same for this machine's own compiler; where there is no ccache, the standard headers are precompiled.
+configure_fast() {
+  local directory=$1 headers=ON
+  shift
+  command -v ccache >/dev/null 2>&1 && headers=OFF
+  configure "$directory" -DORVKIT_PCH=$headers "$@"
 }
 
 jobs() { nproc 2>/dev/null || echo 2; }
