@@ -5,6 +5,8 @@
 #include <cctype>
 #include <cmath>
 #include <filesystem>
+#include <new>
+#include <system_error>
 #include <unordered_set>
 
 #include "orvkit/dict.h"
@@ -78,6 +80,7 @@ void putBase64(Output& out, std::string_view bytes) {
 void putUri(Output& out, const DumpedFile& file, const Values::DiskPlace& place) {
     std::error_code error;
     std::string path = nameOf(std::filesystem::absolute(pathOf(file.path), error));
+    if (error == std::errc::not_enough_memory) throw std::bad_alloc();
     if (error) path = file.path;
     out << "\"file://";
     if (path.size() > 1 && path[1] == ':') {  // a drive
