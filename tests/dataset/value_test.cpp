@@ -172,7 +172,7 @@ TEST(Records, LeadBackToTheirTexts) {
     EXPECT_EQ(date("2024.02.29"), "[20240229]");
     EXPECT_EQ(date("20240101-20241231"), "[20240101-20241231]");
     EXPECT_EQ(date("20240101- "), "[20240101-]");  // as padded in a stream
-    EXPECT_EQ(time("10:30"), "[1030]");
+    EXPECT_EQ(time("23:59"), "[2359]");
     EXPECT_EQ(time("10:30:15.25"), "[103015.250000]");
     EXPECT_EQ(time("0930-093015.5"), "[093000.000000-093015.500000]");
     EXPECT_EQ(moment("20240102103015.123456+05301"), "[20240102103015.123456+530]");
@@ -188,6 +188,8 @@ TEST(Records, AreRefusedBeyondTheirRanges) {
     EXPECT_EQ(made<AS>(VR_AS, [](AS& v) { v.age = 1000, v.unit[0] = 'D'; }), "DcElem::addValue - age out of range 1000");
     EXPECT_EQ(made<DA>(VR_DA, [](DA& v) { v.year = -1, v.month = 2, v.day = 3; }), "DcElem::addValue - year out of range -1");
     EXPECT_EQ(made<DA>(VR_DA, [](DA& v) { v.startDate = 30001232, v.endDate = 1; }), "DcElem::addValue - invalid starting date 30001232");
+    EXPECT_EQ(made<DA>(VR_DA, [](DA& v) { v.startDate = 30001231, v.endDate = 1; }), "[30001231-00000001]");
+    EXPECT_EQ(made<TM>(VR_TM, [](TM& v) { v.endTime = 240000; }), "[-240000.000000]");
     EXPECT_EQ(made<TM>(VR_TM, [](TM& v) { v.hour = 24; }), "DcElem::addValue - hour out of range 24");
     EXPECT_EQ(made<TM>(VR_TM, [](TM& v) { v.second = 1e300; }), "DcElem::addValue - second out of range 2147483647");
     EXPECT_EQ(made<TM>(VR_TM, [](TM& v) { v.startTime = 240000.5; }), "DcElem::addValue - invalid starting time 240000");

@@ -119,6 +119,7 @@ TEST_F(Change, AddsAndRemovesUids) {
     EXPECT_EQ(Dict.add(std::string(65, '1').c_str(), "long", nullptr, UID_TYPE_SOP), RESULT_DICT_NULL);
     log.clear();
     EXPECT_EQ(Dict.add(std::string(64, '1').c_str(), "longest", nullptr, UID_TYPE_SOP), 0);
+    EXPECT_NE(Dict.findUid(std::string(64, '1').c_str()), nullptr);
     for (int i = 3; i < 47; ++i) {
         ASSERT_EQ(Dict.add(("1.3." + std::to_string(i)).c_str(), nullptr, nullptr, UID_TYPE_SOP), 0) << i;
     }

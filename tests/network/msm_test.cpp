@@ -55,6 +55,10 @@ TEST(Association, WhatIsRefusedBeforeAnyConnectionIsMade) {
     EXPECT_EQ(provider.connect("127.0.0.1", scu), TUL_NOT_SCU);
     EXPECT_EQ(user.connect(nullptr, scu), MSM_PRINT) << "a null argument";
     many.erase(many.begin());
+    scu.sopList = many.data();
+    const std::string longest(64, '1');
+    scu.implClassUid = longest.c_str();
+    EXPECT_EQ(user.connect("127.0.0.1", scu), TSM_CONNECT);
     log.clear();
     EXPECT_EQ(user.open(many), TSM_CONNECT) << "128 are accepted, and nobody listens on port 1";
     log.expect(LOG_ERROR, "DcTsm::sockConvOpenClient - connect", "winSock error WSAECONNREFUSED");
