@@ -349,15 +349,19 @@ TEST_F(ServeTest, IdleAssociationsKeepNobodyOut) {
         ASSERT_TRUE(idle.back()->associate()) << i;
     }
     EXPECT_LT(std::min({echo(), echo(), echo()}), kSoon);
-    // Those who came last still have their associations; those who have been idle longest made room.
+    // Those who came last still have their associations.
     for (std::size_t i = 150; i < idle.size(); ++i) {
         const std::string instance = "1.2." + std::to_string(i);
         ASSERT_TRUE(idle[i]->say(
             joined({storeRequest(instance), pdu(PDU_TYPE_DATA_TF, pdv(1, 2, ctDataset(instance, 100)))})));
     }
     for (std::size_t i = 150; i < idle.size(); ++i) EXPECT_EQ(statusIn(idle[i]->hear()), 0u);
-    EXPECT_EQ(idle[0]->hear(), (Bytes{PDU_TYPE_ABORT, 0, 0, 0, 0, 4, 0, 0, 0, 0}));
     EXPECT_TRUE(logs("association aborted: it was idle, and others are waiting"));
+    // Of those who have been idle longest, but for the 16 who may still have a thread, the first one made
+    // room.
+    EXPECT_TRUE(std::any_of(idle.begin(), idle.begin() + 17, [](const auto& peer) {
+        return peer->hear(200) == Bytes{PDU_TYPE_ABORT, 0, 0, 0, 0, 4, 0, 0, 0, 0};
+    }));
     EXPECT_EQ(stop(), 0);
     EXPECT_EQ(names("in").size(), 50u);
 }
