@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
+#include <new>
 #include <system_error>
 
 #include "orvkit/log.h"
@@ -107,10 +108,15 @@ class Builder {
     bool ok() const { return ok_; }
 
   private:
-    static bool overlap(const std::string& one, const std::string& other) {
+    static fs::path realPath(const std::string& name) {
         std::error_code error;
-        const fs::path a = fs::canonical(pathOf(one), error);
-        const fs::path b = fs::canonical(pathOf(other), error);
+        fs::path path = fs::canonical(pathOf(name), error);
+        if (error == std::errc::not_enough_memory) throw std::bad_alloc();
+        return path;
+    }
+    static bool overlap(const std::string& one, const std::string& other) {
+        const fs::path a = realPath(one);
+        const fs::path b = realPath(other);
         const auto [inA, inB] = std::mismatch(a.begin(), a.end(), b.begin(), b.end());
         return inA == a.end() || inB == b.end();
     }
