@@ -1,6 +1,6 @@
 // The block decoder: layouts, leniencies, refusals, and inputs made to be slow or deep.
 
-#include <chrono>
+#include <ctime>
 
 #include "orvkit/scan.h"
 #include "support/capture_log.h"
@@ -196,9 +196,9 @@ TEST(DecodeHostile, NestedFailuresDoNotMultiply) {
         }
         in.raw(string(20000, 'x'));
         DcElemList list;
-        const auto start = std::chrono::steady_clock::now();
+        const std::clock_t start = std::clock();  // processor time: the machine may be busy
         (void)decode(list, in, kImplicit);
-        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20)) << levels;
+        EXPECT_LT(std::clock() - start, 20 * CLOCKS_PER_SEC) << levels;
     }
 }
 
@@ -210,8 +210,8 @@ TEST(DecodeHostile, DelimitersThatAreNowhereAreNotSearchedForAgainAndAgain) {
         in.header(0x00091000 + i, "UN", Stream::undefined).add(inner).endSequence();
     }
     DcElemList list;
-    const auto start = std::chrono::steady_clock::now();
+    const std::clock_t start = std::clock();  // processor time: the machine may be busy
     EXPECT_EQ(decode(list, in, kBig), RESULT_OK);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+    EXPECT_LT(std::clock() - start, 10 * CLOCKS_PER_SEC);
     EXPECT_EQ(list.count(), 55000);
 }
