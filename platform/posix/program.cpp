@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <ctime>
 #include <utility>
 
 #include "platform/deadline.h"
@@ -70,9 +71,26 @@ pid_t start(const std::string& command, Pipe& in, Pipe& out) {
     return child;
 }
 
+// Writes to a pipe that may have no reader any more: the signal for that goes nowhere, whatever the process
+// does with it.
+ssize_t writeQuietly(int handle, std::string_view bytes) {
+    sigset_t broken;
+    sigset_t before;
+    (void)::sigemptyset(&broken);
+    (void)::sigaddset(&broken, SIGPIPE);
+    (void)::pthread_sigmask(SIG_BLOCK, &broken, &before);
+    const ssize_t count = ::write(handle, bytes.data(), bytes.size());
+    const int why = errno;
+    constexpr timespec now{};
+    if (count < 0 && why == EPIPE) (void)::sigtimedwait(&broken, nullptr, &now);
+    (void)::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    errno = why;
+    return count;
+}
+
 // What it does not read is its affair.
 void feed(Pipe& in, std::string_view& input) {
-    const ssize_t count = ::write(in.get(1), input.data(), input.size());
+    const ssize_t count = writeQuietly(in.get(1), input);
     if (count > 0) input.remove_prefix(static_cast<std::size_t>(count));
     if (input.empty() || (count < 0 && errno != EAGAIN && errno != EINTR)) in.close(1);
 }
