@@ -110,7 +110,7 @@ bool ImportSource::open(const std::string& path) {
         note_ = "the lengths of a model have no unit: they are told to be millimetres";
         return openDocument("1.2.840.10008.5.1.4.1.1.104.3", "model/stl");
     }
-    if (head.size() > 8 && std::string_view(head).substr(4, 4) == "ftyp") return openMp4();
+    if (head.size() > 8 && head.compare(4, 4, "ftyp") == 0) return openMp4();
     if (head.starts_with("\0\0\1\xBA"sv) || head.starts_with("\0\0\1\xB3"sv)) return openMpeg2();
     if (size_ > kMostInMemory) return fail("too large for a picture");
     std::string bytes(static_cast<std::size_t>(size_), '\0');
