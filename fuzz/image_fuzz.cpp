@@ -48,7 +48,20 @@ Bytes tampered(Bytes stream, const unsigned char* edits, std::size_t count) {
     return stream;
 }
 
+// CharLS 2.4.1 never comes back from some streams that say they are near-lossless: found here.
+bool isNearLossless(const DcImageCodec& codec, const Bytes& stream) {
+    if (codec.label != std::string("JPEG-LS")) return false;
+    const unsigned char scan[] = {0xFF, 0xDA};
+    const auto at =
+        std::search(stream.begin(), stream.end(), std::begin(scan), std::end(scan)) - stream.begin();
+    const auto count = static_cast<std::size_t>(at) + 4;
+    if (count >= stream.size()) return false;
+    const std::size_t most = count + 1 + 2 * std::size_t{stream[count]};  // that a value may change
+    return most < stream.size() && stream[most] != 0;
+}
+
 void decode(const DcImageCodec& codec, const DcImagePixels& pixels, const Bytes& stream) {
+    if (isNearLossless(codec, stream)) return;
     Bytes frame(static_cast<std::size_t>(imageFrameBytes(pixels)));
     DcImageResult result;
     const int code = imageDecodeFrame(codec.uid, pixels, stream.data(), stream.size(), frame.data(),
@@ -87,8 +100,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             roundTrip(codec, pixels, rest, left);
             break;
         default:
-            // CharLS 2.4.1 never comes back from some that are near-lossless: found here.
-            if (codec.uid == std::string("1.2.840.10008.1.2.4.81")) break;
             decode(codec, pixels, tampered(streamOf(codec, pixels), rest, left));
     }
     return 0;

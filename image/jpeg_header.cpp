@@ -169,6 +169,7 @@ Fault describe(Bytes stream, DcImageResult& found, const char*& uid) {
     Headers headers;
     if (Fault fault = readHeaders(stream, headers)) return fault;
     const Frame& frame = headers.frame;
+    if (frame.bits < 2 || frame.bits > 16) return damaged(std::to_string(frame.bits) + " bits");
     DcImagePixels& pixels = found.pixels;
     pixels.rows = frame.rows;
     pixels.columns = frame.columns;

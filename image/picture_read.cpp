@@ -121,7 +121,11 @@ int pictureRead(const void* bytes, std::size_t length, unsigned int page, DcPict
     if (row->read == nullptr) return cannotRead(file, IMAGE_NO_CODEC, row->leftOut);
     if (page == 0 || (page > 1 && row->format != PICTURE_TIFF))
         return cannotRead(file, IMAGE_OPTION, "there is no such page");
-    return row->read(file);
+    const int result = row->read(file);
+    // Libraries tell of faults behind which they go on, and fail without a word.
+    if (result == RESULT_OK) told.text[0] = '\0';
+    return result == RESULT_OK || told.text[0] != '\0' ? result
+                                                       : cannotRead(file, result, "the file is damaged");
 } catch (const std::bad_alloc&) {
     if (fault != nullptr) std::snprintf(fault->text, sizeof fault->text, "not enough memory");
     return IMAGE_NO_MEMORY;
