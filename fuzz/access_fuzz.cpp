@@ -10,6 +10,7 @@
 #include "services/jwt.h"
 #include "services/known_peers.h"
 #include "services/users.h"
+#include "tests/support/base64_url.h"
 
 namespace {
 
@@ -45,16 +46,6 @@ void readUsers(const std::string& text) {
     const auto users = services::Users::parse(text, "f", fault);
     if (users == nullptr) return checkFault(text, fault);
     require(!users->knows("", std::nullopt));
-}
-
-std::string base64Url(const std::string& bytes) {
-    std::string text(4 * (bytes.size() / 3 + 1) + 1, '\0');
-    const int length =
-        EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()),
-                        reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<int>(bytes.size()));
-    text.resize(static_cast<std::size_t>(length));
-    for (char& c : text) c = c == '+' ? '-' : c == '/' ? '_' : c;
-    return text.substr(0, text.find('='));
 }
 
 // As a token that comes, and as the claims of one that is signed by the key.

@@ -33,16 +33,15 @@ using namespace std::string_view_literals;
 constexpr struct {
     std::string_view begins;
     PICTURE_FORMAT format;
-    const char* leftOut;
     Read read;  // null where the library was missing
 } kFormats[] = {
-    {"\x89PNG\r\n\x1A\n"sv, PICTURE_PNG, "PNG was left out of this build: it needs libpng", kPng},
-    {"II*\0"sv, PICTURE_TIFF, "TIFF was left out of this build: it needs libtiff", kTiff},
-    {"MM\0*"sv, PICTURE_TIFF, "TIFF was left out of this build: it needs libtiff", kTiff},
-    {"II+\0"sv, PICTURE_TIFF, "TIFF was left out of this build: it needs libtiff", kTiff},
-    {"MM\0+"sv, PICTURE_TIFF, "TIFF was left out of this build: it needs libtiff", kTiff},
-    {"P5"sv, PICTURE_PNM, "", readPnm},
-    {"P6"sv, PICTURE_PNM, "", readPnm},
+    {"\x89PNG\r\n\x1A\n"sv, PICTURE_PNG, kPng},
+    {"II*\0"sv, PICTURE_TIFF, kTiff},
+    {"MM\0*"sv, PICTURE_TIFF, kTiff},
+    {"II+\0"sv, PICTURE_TIFF, kTiff},
+    {"MM\0+"sv, PICTURE_TIFF, kTiff},
+    {"P5"sv, PICTURE_PNM, readPnm},
+    {"P6"sv, PICTURE_PNM, readPnm},
 };
 
 // The numbers at the head of a PNM file.
@@ -118,7 +117,12 @@ int pictureRead(const void* bytes, std::size_t length, unsigned int page, DcPict
         std::ranges::find_if(kFormats, [text](const auto& one) { return text.starts_with(one.begins); });
     if (row == std::end(kFormats)) return cannotRead(file, IMAGE_NO_CODEC, "neither PNG nor TIFF nor PNM");
     found.format = row->format;
-    if (row->read == nullptr) return cannotRead(file, IMAGE_NO_CODEC, row->leftOut);
+    if (row->read == nullptr) {
+        const DcPictureFormat& facts = *pictureFormat(static_cast<unsigned int>(row->format));
+        std::snprintf(told.text, sizeof told.text, "%s was left out of this build: it needs %s", facts.name,
+                      facts.library);
+        return IMAGE_NO_CODEC;
+    }
     if (page == 0 || (page > 1 && row->format != PICTURE_TIFF))
         return cannotRead(file, IMAGE_OPTION, "there is no such page");
     const int result = row->read(file);

@@ -21,6 +21,21 @@ DcElem* elementOf(const Elements& elements, unsigned int tag) {
     (void)elements.getElem(tag, &element);
     return element;
 }
+inline void drop(DcElemList& list, unsigned int tag) {
+    DcElem* const element = elementOf(list, tag);
+    if (element == nullptr) return;
+    list.subtract(element);
+    delete element;
+}
+// Instead of what there is.
+template <typename Value>
+void put(DcElemList& list, unsigned int tag, Value value) {
+    drop(list, tag);
+    list.add(new DcElem(tag, value));
+}
+inline void put(DcElemList& list, unsigned int tag, const std::string& value) {
+    put(list, tag, value.c_str());
+}
 // The bytes of all values, padding included, little endian. False without memory for them.
 bool bytesOf(DcElem& element, std::string& bytes);
 // The first value of an element, "" without one.

@@ -30,19 +30,6 @@ constexpr struct {
     {"1.2.840.10008.1.2.4.112", "ISO_18181_1"},
 };
 
-void drop(DcElemList& dataset, unsigned int tag) {
-    if (DcElem* element = elementOf(dataset, tag)) {
-        dataset.subtract(element);
-        delete element;
-    }
-}
-
-template <typename Value>
-void put(DcElemList& dataset, unsigned int tag, Value value) {
-    drop(dataset, tag);
-    dataset.add(new DcElem(tag, value));
-}
-
 // Another value behind those that an element has.
 void append(DcElemList& dataset, unsigned int tag, const std::string& value) {
     const int count = std::max(dataset.getValueCount(tag), 0);

@@ -126,10 +126,6 @@ std::string now(const char* format) {
     return text.data();
 }
 
-void put(DcElemList& dataset, unsigned int tag, const std::string& value) {
-    dataset.add(new DcElem(tag, value.c_str()));
-}
-
 void fill(DcElemList& dataset, const Attribute& attribute) {
     switch (attribute.fill) {
         case Fill::text:
@@ -264,8 +260,8 @@ class Import {
         put(dataset, DcTag::SeriesInstanceUID, series);
         put(dataset, DcTag::InstanceNumber, std::to_string(++instances_[source.sopClass()]));
         pages(dataset, source);
-        for (const auto& [tag, value] : like_) replace(dataset, tag, value);
-        for (const auto& [tag, value] : values_) replace(dataset, tag, value);
+        for (const auto& [tag, value] : like_) put(dataset, tag, value);
+        for (const auto& [tag, value] : values_) put(dataset, tag, value);
         std::string missing;
         const auto need = [&](std::span<const Attribute> attributes) {
             const std::string more = fillAll(dataset, attributes);
@@ -301,14 +297,6 @@ class Import {
         put(dataset, DcTag::PageNumberVector, numbers);
         dataset.add(new DcElem(DcTag::FrameIncrementPointer, unsigned{DcTag::PageNumberVector}));
     }
-    static void replace(DcElemList& dataset, unsigned int tag, const std::string& value) {
-        if (DcElem* old = elementOf(dataset, tag)) {
-            dataset.subtract(old);
-            delete old;
-        }
-        put(dataset, tag, value);
-    }
-
     const ImportRequest& request_;
     std::map<unsigned int, std::string> values_;  // as the user gave them
     std::map<unsigned int, std::string> like_;

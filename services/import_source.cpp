@@ -15,6 +15,7 @@
 #include "orvkit/keywords.h"
 #include "orvkit/render.h"
 #include "orvkit/result.h"
+#include "services/elements.h"
 #include "services/mp4.h"
 
 namespace services {
@@ -30,12 +31,6 @@ constexpr unsigned int kMostPages = 4096;
 
 constexpr const char* kCapture = "1.2.840.10008.5.1.4.1.1.7";
 
-void putWord(DcElemList& list, unsigned int tag, unsigned int value) {
-    list.add(new DcElem(tag, static_cast<unsigned short>(value)));
-}
-void putText(DcElemList& list, unsigned int tag, const std::string& value) {
-    list.add(new DcElem(tag, value.c_str()));
-}
 std::string number(const char* format, double value) {
     char text[32];
     (void)std::snprintf(text, sizeof text, format, value);
@@ -44,21 +39,21 @@ std::string number(const char* format, double value) {
 
 // The Image Pixel module (PS3.3 C.7.6.3) but for the pixels.
 void putPixels(DcElemList& list, const DcImagePixels& pixels) {
-    putWord(list, DcTag::SamplesPerPixel, pixels.samples);
-    putText(list, DcTag::PhotometricInterpretation, imagePhotometricText(pixels.photometric));
-    if (pixels.samples > 1) putWord(list, DcTag::PlanarConfiguration, 0);
-    putWord(list, DcTag::Rows, pixels.rows);
-    putWord(list, DcTag::Columns, pixels.columns);
-    putWord(list, DcTag::BitsAllocated, pixels.bitsAllocated);
-    putWord(list, DcTag::BitsStored, pixels.bitsStored);
-    putWord(list, DcTag::HighBit, pixels.bitsStored - 1);
-    putWord(list, DcTag::PixelRepresentation, 0);
+    put(list, DcTag::SamplesPerPixel, static_cast<unsigned short>(pixels.samples));
+    put(list, DcTag::PhotometricInterpretation, imagePhotometricText(pixels.photometric));
+    if (pixels.samples > 1) put(list, DcTag::PlanarConfiguration, static_cast<unsigned short>(0));
+    put(list, DcTag::Rows, static_cast<unsigned short>(pixels.rows));
+    put(list, DcTag::Columns, static_cast<unsigned short>(pixels.columns));
+    put(list, DcTag::BitsAllocated, static_cast<unsigned short>(pixels.bitsAllocated));
+    put(list, DcTag::BitsStored, static_cast<unsigned short>(pixels.bitsStored));
+    put(list, DcTag::HighBit, static_cast<unsigned short>(pixels.bitsStored - 1));
+    put(list, DcTag::PixelRepresentation, static_cast<unsigned short>(0));
 }
 
 void putLoss(DcElemList& list, double ratio, const char* method) {
-    putText(list, DcTag::LossyImageCompression, "01");
-    putText(list, DcTag::LossyImageCompressionRatio, number("%.4g", ratio));
-    putText(list, DcTag::LossyImageCompressionMethod, method);
+    put(list, DcTag::LossyImageCompression, "01");
+    put(list, DcTag::LossyImageCompressionRatio, number("%.4g", ratio));
+    put(list, DcTag::LossyImageCompressionMethod, method);
 }
 
 DcImagePixels pixelsOf(const DcPicture& picture) {
@@ -173,16 +168,17 @@ void ImportSource::chooseCapture() {
     if (elements_.getValueCount(DcTag::NumberOfFrames) <= 0) return;
     sopClass_ += samples == 3 ? ".4" : bits > 8 ? ".3" : ".2";
     if (samples == 3) return;
-    putText(elements_, DcTag::RescaleIntercept, "0");
-    putText(elements_, DcTag::RescaleSlope, "1");
-    putText(elements_, DcTag::RescaleType, "US");
-    putText(elements_, DcTag::PresentationLUTShape, "IDENTITY");
+    put(elements_, DcTag::RescaleIntercept, "0");
+    put(elements_, DcTag::RescaleSlope, "1");
+    put(elements_, DcTag::RescaleType, "US");
+    put(elements_, DcTag::PresentationLUTShape, "IDENTITY");
 }
 
 bool ImportSource::openPictures(const std::string& bytes) {
     DcPicture picture;
     DcPictureFound found;
     DcRenderFault fault;
+    DcImagePixels first;
     if (!beginValue(false)) return false;
     for (unsigned int page = 1; page == 1 || page <= found.pages; ++page) {
         if (pictureRead(bytes.data(), bytes.size(), page, picture, found, &fault) != RESULT_OK) {
@@ -194,26 +190,17 @@ bool ImportSource::openPictures(const std::string& bytes) {
         if (found.alpha != 0) note_ = "its transparency is left away";
         const DcImagePixels pixels = pixelsOf(picture);
         if (page == 1) {
+            first = pixels;
             putPixels(elements_, pixels);
-            if (found.pages > 1) putText(elements_, DcTag::NumberOfFrames, std::to_string(found.pages));
+            if (found.pages > 1) put(elements_, DcTag::NumberOfFrames, std::to_string(found.pages));
             if (picture.profile() != nullptr) {
                 elements_.add(new DcElem(DcTag::ICCProfile, const_cast<unsigned char*>(picture.profile()),
                                          picture.profileLength() & ~1u, UID_LITTLE_ENDIAN_EXPLICIT, VR_OB,
                                          0));
             }
-        } else {
-            unsigned short rows = 0;
-            unsigned short columns = 0;
-            unsigned short samples = 0;
-            unsigned short bits = 0;
-            (void)elements_.getValue(DcTag::Rows, rows);
-            (void)elements_.getValue(DcTag::Columns, columns);
-            (void)elements_.getValue(DcTag::SamplesPerPixel, samples);
-            (void)elements_.getValue(DcTag::BitsAllocated, bits);
-            if (rows != pixels.rows || columns != pixels.columns || samples != pixels.samples ||
-                bits != pixels.bitsAllocated) {
-                return fail("page " + std::to_string(page) + " is of another size or kind than the first");
-            }
+        } else if (pixels.rows != first.rows || pixels.columns != first.columns ||
+                   pixels.samples != first.samples || pixels.bitsAllocated != first.bitsAllocated) {
+            return fail("page " + std::to_string(page) + " is of another size or kind than the first");
         }
         for (unsigned int y = 0; y < picture.height(); ++y) {
             const auto length = static_cast<std::size_t>(picture.rowBytes());
@@ -269,7 +256,7 @@ bool ImportSource::openDocument(const char* sopClass, const char* mime) {
         return fail(std::strerror(errno));
     elements_.add(new DcElem(DcTag::EncapsulatedDocument, bytes.data(),
                              static_cast<unsigned int>(bytes.size()), UID_LITTLE_ENDIAN_EXPLICIT, VR_OB, 0));
-    putText(elements_, DcTag::MIMETypeOfEncapsulatedDocument, mime);
+    put(elements_, DcTag::MIMETypeOfEncapsulatedDocument, mime);
     elements_.add(new DcElem(DcTag::EncapsulatedDocumentLength, static_cast<unsigned int>(size_)));
     return true;
 }
@@ -287,10 +274,10 @@ bool ImportSource::openVideo(const char* syntax, unsigned int rows, unsigned int
     pixels.bitsAllocated = pixels.bitsStored = 8;
     pixels.photometric = DcPhotometric::ybrPartial420;
     putPixels(elements_, pixels);
-    if (frames > 0) putText(elements_, DcTag::NumberOfFrames, std::to_string(frames));
+    if (frames > 0) put(elements_, DcTag::NumberOfFrames, std::to_string(frames));
     if (rate > 0) {
-        putText(elements_, DcTag::FrameTime, number("%.6g", 1000 / rate));
-        putText(elements_, DcTag::CineRate, number("%.0f", rate));
+        put(elements_, DcTag::FrameTime, number("%.6g", 1000 / rate));
+        put(elements_, DcTag::CineRate, number("%.0f", rate));
     }
     elements_.add(new DcElem(DcTag::FrameIncrementPointer, unsigned{DcTag::FrameTime}));
     // Tells whether the last byte is padding.

@@ -19,6 +19,16 @@ inline std::string nameOf(const std::filesystem::path& path) {
     return {name.begin(), name.end()};
 }
 
+inline bool isFolder(std::string_view name) {
+    std::error_code error;
+    return std::filesystem::is_directory(pathOf(name), error);
+}
+
+// Whether what is to be written under this name is a file: no folder stands there, and none is asked for.
+inline bool namesFile(std::string_view name) {
+    return !name.ends_with('/') && !isFolder(name);
+}
+
 // The entries of a folder; a signal does not end that.
 inline std::filesystem::directory_iterator openFolder(const std::filesystem::path& folder,
                                                       std::error_code& error) {

@@ -196,12 +196,10 @@ class FrameTurner {
 };
 
 void replacePixels(DcElemList& dataset, DcBuf& value, bool native, unsigned int bitsAllocated) {
-    DcElem* old = elementOf(dataset, DcTag::PixelData);
     auto element = std::make_unique<DcElem>(DcTag::PixelData, nullptr, 0, UID_NONE,
                                             native && bitsAllocated > 8 ? VR_OW : VR_OB, 0);
     (void)element->addValue(&value);
-    dataset.subtract(old);
-    delete old;
+    drop(dataset, DcTag::PixelData);
     dataset.add(element.release());
 }
 

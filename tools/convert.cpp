@@ -54,11 +54,6 @@ void convertFile(const ConvertOptions& options, FileRun& run, const PictureSourc
     });
 }
 
-bool isFolder(const std::string& path) {
-    std::error_code error;
-    return std::filesystem::is_directory(pathOf(path), error);
-}
-
 int convert(ConvertOptions& options) {
     if (!options.syntax.empty()) chooseTarget(options);
     options.outIsFile = !isFolder(options.in);

@@ -1,6 +1,5 @@
 // orvkit extract: documents, videos and codestreams out of the objects that carry them.
 #include <climits>
-#include <filesystem>
 #include <memory>
 
 #include "orvkit/file.h"
@@ -9,15 +8,6 @@
 #include "tools/commands.h"
 
 namespace tools {
-namespace {
-
-bool isFolder(const std::string& path) {
-    std::error_code error;
-    return path.ends_with('/') || std::filesystem::is_directory(pathOf(path), error);
-}
-
-}  // namespace
-
 void addExtract(Command& program) {
     Command& command = program.command("extract", "Write the documents, videos and codestreams in objects");
     auto request = std::make_shared<ExtractRequest>();
@@ -44,7 +34,7 @@ void addExtract(Command& program) {
         muteLog();
         dirSetMaxFileSize(INT_MAX);
         request->outIsFile =
-            request->paths.size() == 1 && !isFolder(request->paths.front()) && !isFolder(request->out);
+            request->paths.size() == 1 && !isFolder(request->paths.front()) && namesFile(request->out);
         return int{extractFiles(*request) ? EXIT_OK : EXIT_FAILED};
     });
 }

@@ -1,5 +1,4 @@
 // orvkit import: objects made of pictures, documents and videos.
-#include <filesystem>
 #include <memory>
 
 #include "services/import_object.h"
@@ -35,9 +34,7 @@ void addImport(Command& program) {
         "What cannot be is asked for by its keyword. All objects of a run are one study.");
     command.run([request] {
         muteLog();
-        std::error_code error;
-        request->outIsFile = request->files.size() == 1 && !request->out.ends_with('/') &&
-                             !std::filesystem::is_directory(pathOf(request->out), error);
+        request->outIsFile = request->files.size() == 1 && namesFile(request->out);
         return int{importFiles(*request) ? EXIT_OK : EXIT_FAILED};
     });
 }

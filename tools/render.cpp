@@ -97,11 +97,6 @@ const DcPictureFormat* formatNamed(const std::string& name) {
     return pictureFormatOf(("." + name).c_str());
 }
 
-bool isFolder(const std::string& path) {
-    std::error_code error;
-    return std::filesystem::is_directory(pathOf(path), error);
-}
-
 // Where the pictures go, and as what; EXIT_OK or EXIT_USAGE.
 int findTarget(const RenderOptions& options, RenderRequest& request) {
     request.out = options.out;

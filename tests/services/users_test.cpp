@@ -7,6 +7,7 @@
 
 #include "services/identity.h"
 #include "services/trace.h"
+#include "support/base64_url.h"
 #include "support/capture_log.h"
 
 namespace {
@@ -66,15 +67,6 @@ TEST(Users, ComeInByTheirPasswordsAlone) {
 const std::string kSecret(40, 'k');
 constexpr std::int64_t kNow = 1'800'000'000;
 
-std::string base64Url(std::string_view bytes) {
-    std::string text(4 * (bytes.size() / 3 + 1) + 1, '\0');
-    const int length =
-        EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()),
-                        reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<int>(bytes.size()));
-    text.resize(static_cast<std::size_t>(length));
-    for (char& c : text) c = c == '+' ? '-' : c == '/' ? '_' : c;
-    return text.substr(0, text.find('='));
-}
 std::string token(std::string_view header, std::string_view claims) {
     const std::string text = base64Url(header) + "." + base64Url(claims);
     unsigned char code[32];
