@@ -71,6 +71,8 @@ TEST(Print, EachKindOfValueHasItsLines) {
         {0x00080050, VR_SH, "", "  \n", "\n"},
         {0x00104000, VR_LT, a80, "  " + a80 + "\n", a80 + "\n"},
         {0x00104000, VR_LT, a80 + "a", "  " + a80 + " ...\n", a80 + "...\n"},
+        {0x0040A160, VR_UT, a80, "", a80 + "\n"},
+        {0x0040A160, VR_UT, a80 + "a", "", a80 + "...\n"},
         {0x00080008, VR_CS, many, "", most + " \\ ...\n"},
         {0x00091001, VR_UN, "ABC ", "", "ABC\n"},
         {0x00091001, VR_UN, a80 + "aa", "", a80 + " ...\n"},

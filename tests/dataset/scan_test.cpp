@@ -80,6 +80,11 @@ TEST(GetElemOffset, FindsElementsAtTheTopLevelInEverySyntax) {
         unsigned int offset = 1;
         EXPECT_EQ(utilGetElemOffset(s.data(), s.size(), xferSyn, 0x00280011, offset), ELEM_NOT_FOUND);
         EXPECT_EQ(offset, 0u);
+        // The end of a value that is searched, where the search looks at more bytes by one.
+        Stream searched = Stream(xferSyn).header(kPrivate, "OB", Stream::undefined);
+        searched.raw(std::string(16384 - 7, 'x')).endSequence();
+        EXPECT_EQ(utilGetElemOffset(searched.data(), searched.size(), xferSyn, kRows, offset),
+                  ELEM_NOT_FOUND);
         DcPfField_ field;
         DcPfFileInfo_ info;
         ASSERT_EQ(parseField(Stream().raw("before").add(s), kRows, field, info, xferSyn, 6), RESULT_OK);
@@ -112,6 +117,21 @@ TEST(GetElemOffset, TellsWhatIsWrongOnceAndWithItsCode) {
         EXPECT_EQ(utilGetElemOffset(s.data(), s.size(), kExplicit, kRows, offset), c.code) << c.text;
         EXPECT_EQ(offset, 0u);
         EXPECT_EQ(log.take(), (LogLines{{LOG_ERROR, "utilGetElemOffset", c.text}}));
+    }
+}
+
+// In an item that stands alone 1,023 sequences have room, and one more while it holds nothing.
+TEST(GetElemOffset, WalksItemsThatStandAloneToTheirDepth) {
+    for (const int pairs : {1023, 1024}) {
+        Stream s = Stream().item(Stream::undefined);
+        for (int i = 0; i < pairs; ++i) s.header(kSequence, "SQ", Stream::undefined).item(Stream::undefined);
+        if (pairs == 1023) s.header(kSequence, "SQ", Stream::undefined).endSequence();
+        for (int i = 0; i < pairs; ++i) s.endItem().endSequence();
+        s.endItem().elem(kRows, "US", "xy");
+        const CaptureLog quiet;
+        unsigned int offset = 0;
+        EXPECT_EQ(utilGetElemOffset(s.data(), s.size(), kExplicit, kRows, offset),
+                  pairs == 1023 ? RESULT_OK : UTIL_LENGTH_FIELD);
     }
 }
 

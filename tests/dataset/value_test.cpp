@@ -213,6 +213,13 @@ TEST(Values, OfOtherTypesAreConvertedOrRefused) {
     double real = 0;
     EXPECT_EQ(e->getValue(real), 0);
     EXPECT_EQ(real, -3);
+    int whole = 0;
+    for (const auto& [text, value] : {std::pair("-2147483647", -2147483647), {"000000000012", 12}}) {
+        EXPECT_EQ(holding(VR_IS, text)->getValue(whole), 0);
+        EXPECT_EQ(whole, value);
+    }
+    EXPECT_EQ(holding(VR_DS, "0000000000001.25")->getValue(real), 0);
+    EXPECT_EQ(real, 1.25);
     DICT_UID uid = UID_NONE;
     EXPECT_EQ(elemOf(VR_AE)->addValue(7), ELEM_VALUE_REFUSED);
     EXPECT_EQ(elemOf(VR_DA)->getValue(uid), ELEM_EMPTY_VALUE);  // before its VR is looked at
@@ -279,5 +286,8 @@ TEST(GetValue, TextsAreCutToldAndTrimmed) {
     EXPECT_STREQ(buffer, "-1.23457e+06");
     EXPECT_EQ(holding(VR_XS, "-5")->getValue(buffer, 11), ELEM_TRUNCATED);
     EXPECT_EQ(holding(VR_XS, "-5")->getValue(buffer, 12), 0);
+    EXPECT_EQ(holding(VR_AT, "(7FE0,0010)")->getValue(buffer, 11), ELEM_TRUNCATED);
+    EXPECT_EQ(holding(VR_AT, "(7FE0,0010)")->getValue(buffer, 12), 0);
+    EXPECT_STREQ(buffer, "(7fe0,0010)");
     EXPECT_EQ(log.take(), LogLines{});
 }

@@ -37,6 +37,7 @@ TEST_F(Generate, TakesABranchOfTheRootFromTheBuffer) {
         {root + ".12345", root + ".12345."},
         {root + ".12345.6", root + ".12345.6."},
         {root + ".12345.890123456789012345", root + ".12345.890123456789."},  // 36 characters
+        {root + ".12345.12345678901.1", root + ".12345.12345678901."},        // of which the 36th is a dot
         {root + ".1234", root + ".20"},
         {root + ".12345.x", root + ".20"},
         {root + ".12345." + std::string(40, '1'), root + ".12345.111111111111."},  // 64 characters

@@ -117,6 +117,7 @@ TEST(CharsetTest, WhatCannotBeConvertedIsCountedAndPlaced) {
         {true, "ISO_IR 999", VR_LO, "a", 0, "a", 0, 0},  // as without
         {true, "ISO_IR 100", VR_CS, "\xE9", ELEM_CHARSET_LOSS, "\xEF\xBF\xBD", 1, 0},
         {true, "\\ISO 2022 IR 87", VR_LO, "x\x1B$B;3!", ELEM_CHARSET_LOSS, "x山\xEF\xBF\xBD", 1, 6},
+        {true, "\\ISO 2022 IR 87", VR_LO, "\x1B$B;3\x7F;3", 0, "山\x7F山", 0, 0},
         // A pair that is no character takes nothing of the next ones.
         {true, "\\ISO 2022 IR 87", VR_LO, "\x1B$B)!;3", ELEM_CHARSET_LOSS, "\xEF\xBF\xBD\xEF\xBF\xBD山", 2,
          3},
@@ -129,6 +130,8 @@ TEST(CharsetTest, WhatCannotBeConvertedIsCountedAndPlaced) {
         {false, "ISO_IR 100", VR_CS, "é", ELEM_CHARSET_LOSS, "?", 1, 0},
         {false, "\\ISO 2022 IR 87", VR_LO, "山é", ELEM_CHARSET_LOSS, "\x1B$B;3\x1B(B?", 1, 3},
         {false, "GBK", VR_LO, "\xF0\x9F\x98\x80", ELEM_CHARSET_LOSS, "?", 1, 0},
+        {false, "ISO_IR 192", VR_LO, "\xF0\x90\x80\x80", 0, "\xF0\x90\x80\x80", 0,
+         0},  // the first beyond 16 bits
         {false, "ISO_IR 192", VR_LO, "\xED\xA0\x80", ELEM_CHARSET_LOSS, "???", 3, 0},  // a surrogate
         {false, "ISO_IR 192", VR_LO, "\xC0\x80", ELEM_CHARSET_LOSS, "??", 2, 0},       // overlong
         {false, "ISO_IR 192", VR_LO, "a\xE5\xB1", ELEM_CHARSET_LOSS, "a??", 2, 1},     // cut

@@ -90,6 +90,14 @@ TEST(Header, CommandsMetaInformationAndDirectoriesHaveAModeOfTheirOwn) {
         EXPECT_EQ(meta.tag, 0x00020010u);
         EXPECT_EQ(meta.mode, Mode::of(syntax));
     }
+    for (const bool implicit : {false, true}) {
+        const DICT_UID own = implicit ? UID_LITTLE_ENDIAN_IMPLICIT : UID_LITTLE_ENDIAN_EXPLICIT;
+        readImplicitDirectories(implicit);
+        const auto front = Stream(own).header(0x00041200, "UL", 4).bytes();
+        ASSERT_EQ(front.size(), 8u);
+        EXPECT_EQ(modeAsItLies(UID_LITTLE_ENDIAN_IMPLICIT, front).everyGroup, implicit);
+    }
+    readImplicitDirectories(false);
     // The group is looked at as little endian in big endian streams too.
     const Header h =
         read(Stream(UID_BIG_ENDIAN_EXPLICIT).raw({"\2\0\20\0UI\10\0", 8}), UID_BIG_ENDIAN_EXPLICIT, {});

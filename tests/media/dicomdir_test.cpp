@@ -220,6 +220,10 @@ TEST(DicomDir, FindsFilesWhateverChanges) {
     found->firstElem()->changeValue("NEW", 0);  // behind the file set's back
     EXPECT_EQ(set.getRefFileObj("IMG0", &found), DIR_FILE_ID);
     EXPECT_EQ(set.getRefFileObj("NEW", &found), RESULT_OK);
+    DcDirRec* const plain = addImagePath(set);
+    plain->add(new DcElem(0x00041500, "ADDED"));
+    EXPECT_EQ(set.getRefFileObj("ADDED", &found), RESULT_OK);
+    EXPECT_EQ(found, plain);
     DcDirDicomDir other;
     other = set;
     DcDirRec* const patient = set.first();

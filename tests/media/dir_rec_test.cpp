@@ -104,9 +104,30 @@ TEST(DirRec, TellsWhatItCannotParse) {
                              "Offset 20 (0x000014) exceeds buffer length 8 (0x000008)"));
 }
 
+TEST(DirRec, TakesWhatJustFits) {
+    const CaptureLog quiet;
+    DcDirRec record(DIR_REC_PATIENT);
+    EXPECT_EQ(record.setPvtRecUid(("1." + std::string(63, '2')).c_str()), DIR_STRING_SIZE);
+    EXPECT_EQ(record.setPvtRecUid(("1." + std::string(62, '2')).c_str()), RESULT_OK);
+    std::vector<unsigned char> room(1000);
+    unsigned int used = 0;
+    const auto framed = [&](unsigned int size) {
+        return record.frame(room.data(), size, used, DIR_WITHOUT_CHILD);
+    };
+    ASSERT_EQ(framed(1000), RESULT_OK);
+    unsigned int fits = 0;
+    while (framed(fits) != RESULT_OK) ++fits;
+    unsigned int size = 0;
+    record.firstElem()->getBufSize(size, nullptr);
+    EXPECT_EQ(fits, 58 + size);
+}
+
 TEST(DirRec, RefersOnlyToFilesBelowTheRootPath) {
     const TempDir root;
+    const std::string longest = "LONGNAM1/LONGNAM2/LONGNAM3/LONGNAM4/LONGNAM5/LONGNAM6/LONGNAM7/LONGNAM8";
     makeImage(root, "A/B", "1.2.9");
+    makeImage(root, longest, "1.2.8");
+    makeImage(root, "B/B/C/D/E/F/G/H/I", "1.2.7");
     writeWhole(root / "TEXT", "no DICOM file");
     DcDirDicomDir set((root / "").c_str());
     DcDirRec* const image = addImagePath(set);
@@ -120,8 +141,13 @@ TEST(DirRec, RefersOnlyToFilesBelowTheRootPath) {
     EXPECT_STREQ(info.refFileSopInstance, "1.2.9");
     EXPECT_EQ(info.refFileSopClass, UID_CT_IMAGE_STORAGE);
     EXPECT_EQ(info.refFileXferSyn, UID_LITTLE_ENDIAN_EXPLICIT);
+    char part[20];
+    EXPECT_EQ(image->firstElem()->getValue(part, 16, ELEM_INDEX_NEXT), RESULT_OK);
+    image->getInfo(info);
+    EXPECT_STREQ(info.refFileId, "A\\B") << "whatever was read of it";
+    EXPECT_EQ(other->setRefFile(longest.c_str()), RESULT_OK);
     EXPECT_TRUE(log.lines().empty());
-    for (const char* id : {"A\\B\\C\\D\\E\\F\\G\\H\\I", "A\\ABCDEFGHI", "A\\b", "A\\..\\A\\B", "/A/B",
+    for (const char* id : {"B\\B\\C\\D\\E\\F\\G\\H\\I", "A\\ABCDEFGHI", "A\\b", "A\\..\\A\\B", "/A/B",
                            "A\\NONE", "A/B", "TEXT"}) {
         EXPECT_EQ(other->setRefFile(id), DIR_FILE_ID) << id;
     }

@@ -58,6 +58,7 @@ std::string frameOf(const DcFrames& frames, unsigned int n) {
     EXPECT_EQ(length, found.length);
     if (!bytes.empty()) {
         EXPECT_EQ(frames.read(n, bytes.data(), bytes.size() - 1, length), FRAMES_ROOM);
+        EXPECT_EQ(frames.read(n, nullptr, bytes.size(), length), DIR_NULL_ARGUMENT);
     }
     unsigned long long inRuns = 0;
     for (const DcFrameRun& run : runs) {

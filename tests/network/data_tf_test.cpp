@@ -156,6 +156,8 @@ TEST(DataTf, WhatMustNotGoOutIsRefusedBeforeTheFirstByte) {
                              {1, 3, UID_LITTLE_ENDIAN_IMPLICIT, 0}}) {
         EXPECT_EQ(fresh.setInfo(info), DATATF_READ);
     }
+    DcPduInfoTf sound{1, 3, UID_LITTLE_ENDIAN_IMPLICIT, 16384};
+    EXPECT_EQ(DcPduDataTf().setInfo(sound), RESULT_OK);
     fresh.add(new DcElem(T_0010_0010_patientsName, "A"));
     EXPECT_EQ(fresh.write(), DATATF_READ) << "checked again";
 }

@@ -235,6 +235,14 @@ TEST(Negotiation, WhatIsTooLongOrNothingIsNotTaken) {
     EXPECT_EQ(sent(request, ACRQ_INVALID), Bytes());
     EXPECT_TRUE(log.tookOnly(LOG_ERROR, "DcPduAssoAcRq::frameAsso",
                              "User information of 65775 bytes, limit is 65535"));
+    EXPECT_EQ(own.getIdentity(&who), RESULT_OK);
+    who.primary.length -= 240;
+    EXPECT_EQ(own.setIdentity(&who), RESULT_OK);
+    EXPECT_FALSE(sent(request).empty()) << "the limit itself";
+    log.clear();
+    const std::string longest = "1.2." + std::string(60, '7');
+    longest.copy(ext.sopClassUid, 64);
+    EXPECT_EQ(own.extNegAdd(&ext), RESULT_OK);
     const DcPduNegotiation copy = own;
     own.clear();
     EXPECT_TRUE(own.isEmpty());

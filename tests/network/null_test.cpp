@@ -1,6 +1,7 @@
 // Null pointers, given to operations of all parts of the library: refused, told once, and nothing happens.
 #include "network/pair.h"
 #include "orvkit/mediamgr.h"
+#include "orvkit/scan.h"
 #include "orvkit/sequence.h"
 #include "support/capture_log.h"
 
@@ -37,6 +38,8 @@ TEST_F(Null, IsRefusedByTheDictionaryAndByDataSets) {
     dict("DcDict::getDesc", Dict.getDesc(UID_VERIFICATION, text));
     dict("DcDict::getDesc", Dict.getDesc(0x00100010u, text));
     dict("DcDict::getVr", Dict.getVr(VR_PN, text));
+    dict("DcDict::getVr", Dict.getVr(0x00091001u, text));
+    dict("DcDict::getSqTagList", Dict.getSqTagList(0x00081140u, nullptr));
     dict("DcDict::getVrDef", Dict.getVrDef(text, vr));
     dict("DcDict::add", Dict.add(text, "", &uid, UID_TYPE_SOP));
     dict("DcDict::subtract", Dict.subtract(text));
@@ -49,6 +52,9 @@ TEST_F(Null, IsRefusedByTheDictionaryAndByDataSets) {
     refused<ITEM_NULL_BUFFER>("DcElemSqItem::frame", DcElemSqItem().frame(bytes, length, implicit));
     refused<ELEM_NULL_ARGUMENT, LOG_ERROR>("DcElemList::getElem",
                                            list.getElem(0x00081140u, static_cast<DcElemSq**>(nullptr)));
+    int extra;
+    refused<UTIL_LENGTH_FIELD, LOG_NOTICE>("utilGetOxValLen",
+                                           utilGetOxValLen(bytes, 8, implicit, length, extra, 0));
     element("DcElemList::moveElem", list.moveElem(nullptr));
     element("DcElemList::printNodeList", list.printNodeList(text, "w", PRINT_NODE_FLAT));
     element("DcElemList::printNodeList", list.printNodeList("out", text, PRINT_NODE_FLAT));
@@ -68,6 +74,8 @@ TEST_F(Null, IsRefusedByFilesAndFileSets) {
     file("DcDirRec::getDesc", record.getDesc(text));
     file("DcDirRec::setPvtRecUid", record.setPvtRecUid(text));
     file("DcDirRec::setRefFile", record.setRefFile(text));
+    file("DcDirRec::printNodeTree", record.printNodeTree(static_cast<FILE*>(nullptr)));
+    file("DcDirRecInfo::printInfo", DcDirRecInfo().printInfo(nullptr));
     file("DcDirRec::frame", record.frame(bytes, 99, length, DIR_WITH_CHILD));
     DcMediaMgr media(MEDIA_ROLE_UPDATER, nullptr);
     file("DcDirDicomDir::setFilesetId", media.setFilesetId(text));

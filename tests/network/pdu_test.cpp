@@ -83,6 +83,8 @@ TEST(Pdu, ReadingSurvivesTruncationAndLies) {
     expectRobust<DcPduDataTf>(pdu(4, joined({pdv(1, 3, {1, 2, 3}), pdv(7, 2, {4, 5})})), DATATF_READ, -1);
     expectRobust<DcPduReleaseRq>(pdu(5, {0, 0, 0, 0}), RELEASE_READ);
     expectRobust<DcPduAbort>(pdu(7, {0, 0, 2, 1}), ABORT_READ);
+    DcPduAssoRj rejected;
+    EXPECT_EQ(readFrom(rejected, pdu(3, {0, 1, 2, 3})), RESULT_OK);
     DcPduAbort shortest;
     EXPECT_EQ(readFrom(shortest, pdu(7, {2, 6})), RESULT_OK);
     EXPECT_TRUE(shortest.getSource() == 2 && shortest.getReason() == 6);

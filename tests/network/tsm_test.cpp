@@ -136,6 +136,8 @@ TEST(ListeningPorts, TheirNumbersEndAt65535) {
     Transport user;
     EXPECT_EQ(user.sockConvOpenClient("127.0.0.1", 65535), 0);
     EXPECT_EQ(log.take(), LogLines{});
+    EXPECT_EQ(Transport().sockConvOpenClient(nullptr, 104), TSM_NULL_ARGUMENT);
+    log.expect(LOG_ERROR, "DcTsm::sockConvOpenClient", "Null argument passed");
     for (const int port : {65536, -1}) {
         const Transport beyond(TSM_ROLE_SCP, port);
         EXPECT_EQ(beyond.getListenResult(), TSM_BIND);
