@@ -68,9 +68,8 @@ void readKeys(const std::string& text) {
     const auto length = static_cast<unsigned int>(text.size());
     if (tlsDescribeKeys(text.data(), length, names, sizeof names) != 0) return;
     require(names[0] != '\0');
-    for (const char* const algorithm : {"RS256", "PS256", "ES256", "EdDSA", "none"}) {
+    for (const char* const algorithm : {"RS256", "PS256", "ES256", "EdDSA", "none"})
         require(tlsCheckSignature(algorithm, text.data(), length, "a", 1, text.data(), length) != 0);
-    }
 }
 
 }  // namespace

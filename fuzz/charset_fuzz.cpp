@@ -13,30 +13,14 @@ namespace {
 
 using fuzz::require;
 
-constexpr const char* kTerms[] = {"",
-                                  "ISO_IR 13",
-                                  "ISO_IR 100",
-                                  "ISO_IR 101",
-                                  "ISO_IR 109",
-                                  "ISO_IR 110",
-                                  "ISO_IR 126",
-                                  "ISO_IR 127",
-                                  "ISO_IR 138",
-                                  "ISO_IR 144",
-                                  "ISO_IR 148",
-                                  "ISO_IR 166",
-                                  "ISO_IR 203",
-                                  "ISO_IR 192",
-                                  "GB18030",
-                                  "GBK",
-                                  "\\ISO 2022 IR 58",
-                                  "\\ISO 2022 IR 87",
-                                  "\\ISO 2022 IR 149",
-                                  "\\ISO 2022 IR 159",
-                                  "ISO 2022 IR 13\\ISO 2022 IR 87\\ISO 2022 IR 159",
-                                  "ISO 2022 IR 100\\ISO 2022 IR 126\\ISO 2022 IR 144",
-                                  "ISO 2022 IR 6\\ISO 2022 IR 127\\ISO 2022 IR 58\\ISO 2022 IR 87",
-                                  "ISO 2022 IR 149\\ISO 2022 IR 13\\ISO 2022 IR 166"};
+// clang-format off
+constexpr const char* kTerms[] = {
+    "", "ISO_IR 13", "ISO_IR 100", "ISO_IR 101", "ISO_IR 109", "ISO_IR 110", "ISO_IR 126", "ISO_IR 127",
+    "ISO_IR 138", "ISO_IR 144", "ISO_IR 148", "ISO_IR 166", "ISO_IR 203", "ISO_IR 192", "GB18030", "GBK",
+    "\\ISO 2022 IR 58", "\\ISO 2022 IR 87", "\\ISO 2022 IR 149", "\\ISO 2022 IR 159",
+    "ISO 2022 IR 13\\ISO 2022 IR 87\\ISO 2022 IR 159", "ISO 2022 IR 100\\ISO 2022 IR 126\\ISO 2022 IR 144",
+    "ISO 2022 IR 6\\ISO 2022 IR 127\\ISO 2022 IR 58\\ISO 2022 IR 87", "ISO 2022 IR 149\\ISO 2022 IR 13\\ISO 2022 IR 166"};
+// clang-format on
 constexpr DICT_VR kVrs[] = {VR_PN, VR_LO, VR_UT, VR_CS};
 
 // The most that a byte can become: a character of three bytes in UTF-8; and one for which a set is chosen and

@@ -23,9 +23,8 @@ const orvkit::DataSetCodec& codec() {
 orvkit::CodecFault push(std::unique_ptr<orvkit::CodecStream> stream, const Bytes& in, std::size_t piece,
                         std::uint64_t most, orvkit::MemorySink& out) {
     orvkit::CodecPump pump(std::move(stream), out, most);
-    for (std::size_t at = 0; at < in.size(); at += std::min(piece, in.size() - at)) {
+    for (std::size_t at = 0; at < in.size(); at += std::min(piece, in.size() - at))
         (void)pump.push({in.data() + at, std::min(piece, in.size() - at)}, false);
-    }
     return pump.push({}, true);
 }
 

@@ -63,8 +63,7 @@ struct Opening {
                 MSM_REQUEST_ANSWERED);
         answer = ends.arrived();
     }
-    std::vector<unsigned char> request;
-    std::vector<unsigned char> answer;
+    std::vector<unsigned char> request, answer;
 };
 
 int takePixels(void*, unsigned char* data, unsigned int length, DICT_UID) {

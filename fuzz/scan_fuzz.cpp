@@ -38,8 +38,7 @@ void checkLengths(std::vector<unsigned char>& bytes, DICT_UID xferSyn, const fuz
         const auto left = static_cast<unsigned int>(bytes.size() - at);
         unsigned char* const p = bytes.data() + at;
         const auto where = static_cast<int>(at);
-        Lengths memory;
-        Lengths handle;
+        Lengths memory, handle;
         memory.result =
             utilGetOxValLen(p, left, xferSyn, memory.length, memory.extra, static_cast<int>(at & 4));
         require(memory.result != 0 || memory.length <= left);

@@ -94,27 +94,18 @@ void converse(const std::vector<unsigned char>& steps) {
         Side& one = (steps[at] & 1) != 0 ? user : provider;
         Side& other = &one == &user ? provider : user;
         const std::size_t length = std::size_t{1} << steps[at + 1] % 15;
-        switch (steps[at] >> 1 & 7) {
-            case 0:
-            case 1:
-                send(one, length + steps[at + 1]);
-                break;
-            case 2:
-            case 3:
-                receive(one, other, length, false);
-                break;
-            case 4:
-                receive(one, other, length, true);
-                break;
-            case 5:
-                one.layer->close();
-                break;
-            case 6:
-                (void)one.layer->peerIsDone();
-                (void)one.layer->waitReadable(0);
-                break;
-            default:
-                ends.send(Bytes(steps.begin() + static_cast<std::ptrdiff_t>(at), steps.end()));
+        const int what = steps[at] >> 1 & 7;
+        if (what < 2) {
+            send(one, length + steps[at + 1]);
+        } else if (what < 5) {
+            receive(one, other, length, what == 4);
+        } else if (what == 5) {
+            one.layer->close();
+        } else if (what == 6) {
+            (void)one.layer->peerIsDone();
+            (void)one.layer->waitReadable(0);
+        } else {
+            ends.send(Bytes(steps.begin() + static_cast<std::ptrdiff_t>(at), steps.end()));
         }
     }
 }

@@ -206,9 +206,8 @@ TEST(DecodeHostile, DelimitersThatAreNowhereAreNotSearchedForAgainAndAgain) {
     Stream inner(kImplicit);
     inner.item(Stream::undefined).header(0x00091002, "", Stream::undefined).raw("xxxxxxxx");
     Stream in(kBig);
-    for (unsigned int i = 0; i < 55000; ++i) {
+    for (unsigned int i = 0; i < 55000; ++i)
         in.header(0x00091000 + i, "UN", Stream::undefined).add(inner).endSequence();
-    }
     DcElemList list;
     const std::clock_t start = std::clock();  // processor time: the machine may be busy
     EXPECT_EQ(decode(list, in, kBig), RESULT_OK);

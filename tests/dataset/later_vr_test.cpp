@@ -104,8 +104,7 @@ TEST_F(LaterVrs, LeaveRoomForLongValuesOfEarlierOnesAsUn) {
         EXPECT_EQ(elemAt(again, DcTag::SimpleFrameList)->getValue(last, 19999), RESULT_OK);
         EXPECT_EQ(last, 19999);
     }
-    unsigned int size = 0;
-    unsigned int used = 0;
+    unsigned int size = 0, used = 0;
     std::vector<unsigned char> room(100000);
     {
         const ExceptionLevel whole(0);
@@ -140,9 +139,8 @@ TEST_F(LaterVrs, ToComeAreKeptWithTheirLetters) {
     for (const DICT_UID syntax : {kExplicit, kBig}) {
         SCOPED_TRACE(syntax);
         Stream s(syntax);
-        for (const unsigned int tag : {0x00091010u, 0x00100010u, 0x00109999u}) {
+        for (const unsigned int tag : {0x00091010u, 0x00100010u, 0x00109999u})
             s.tag(tag).raw("ZQ").u16(0).u32(4).raw("abcd");
-        }
         s.tag(0x00109A99).raw("ZR").u16(0).u32(0);
         const std::vector<unsigned char> bytes = s.bytes();
         DcElemList list;

@@ -9,15 +9,6 @@
 
 namespace {
 
-template <typename Print>
-std::string printed(Print print) {
-    const TempDir dir;
-    FILE* const file = std::fopen((dir / "out").c_str(), "wb");
-    EXPECT_EQ(print(file), RESULT_OK);
-    std::fclose(file);
-    return readWhole(dir / "out");
-}
-
 std::string flat(DcElem& e) {
     return printed([&](FILE* file) { return e.printNodeList(file); });
 }

@@ -140,9 +140,8 @@ TEST(GetElemOffset, WalksItemsThatStandAloneToTheirDepth) {
 // machines and sanitizers.
 TEST(RawWalk, TakesLinearTimeOnAwkwardInput) {
     Stream s;
-    for (int i = 0; i < 300000; ++i) {
+    for (int i = 0; i < 300000; ++i)
         s.header(kPrivate, "UN", Stream::undefined).item(Stream::undefined).endSequence();
-    }
     CaptureLog log;
     const std::clock_t start = std::clock();  // processor time: the machine may be busy
     unsigned int offset = 0;
@@ -162,9 +161,8 @@ TEST(RawWalk, WhatIsWalkedInVainIsAddedUp) {
     for (const auto& row : rows) {
         Stream s(kImplicit);
         for (int i = 0; i < row.before; ++i) s.elem(kPrivate, "UN", "");
-        for (int i = 0; i < 2; ++i) {
+        for (int i = 0; i < 2; ++i)
             s.header(kPrivate, "UN", Stream::undefined).item(Stream::undefined).endSequence();
-        }
         for (int i = 0; i < row.behind; ++i) s.elem(kPrivate, "UN", "");
         CaptureLog log;
         DcPfField_ field;

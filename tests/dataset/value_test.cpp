@@ -33,8 +33,7 @@ struct TextRow {
     DICT_VR vr;
     std::string text;
     int code;
-    std::string held;
-    std::string told = "";
+    std::string held, told = "";
 };
 
 void expectAll(const std::vector<TextRow>& rows) {

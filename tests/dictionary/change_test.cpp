@@ -70,9 +70,8 @@ TEST_F(Change, RefusesTheRecordBeyondTheLimit) {
     for (const DICT_EDITION edition : {DICT_EDITION_2008, DICT_EDITION_CURRENT}) {
         dictSetEdition(edition);
         Dict.reset();
-        for (unsigned int i = 0; i < 4096 - 2607; ++i) {
+        for (unsigned int i = 0; i < 4096 - 2607; ++i)
             ASSERT_EQ(Dict.add(0x00091000 + 0x20000 * i, VR_LO, 1, nullptr, &tagDef), 0);
-        }
         EXPECT_EQ(Dict.add(0x00091010, VR_LO, 1, nullptr, &tagDef), RESULT_DICT_LIMIT);
         EXPECT_EQ(tagDef, 0xFFFFFFFFu);
         log.expect(LOG_NOTICE, "DcDict::add", "Tag (0009,1010) not added, Dictionary limit reached");
@@ -120,9 +119,8 @@ TEST_F(Change, AddsAndRemovesUids) {
     log.clear();
     EXPECT_EQ(Dict.add(std::string(64, '1').c_str(), "longest", nullptr, UID_TYPE_SOP), 0);
     EXPECT_NE(Dict.findUid(std::string(64, '1').c_str()), nullptr);
-    for (int i = 3; i < 47; ++i) {
+    for (int i = 3; i < 47; ++i)
         ASSERT_EQ(Dict.add(("1.3." + std::to_string(i)).c_str(), nullptr, nullptr, UID_TYPE_SOP), 0) << i;
-    }
     EXPECT_EQ(Dict.add("1.2.47", nullptr, nullptr, UID_TYPE_SOP), RESULT_DICT_LIMIT);
     log.expect(LOG_NOTICE, "DcDict::add", "Dictionary UID limit of 256 reached");
 }

@@ -18,9 +18,8 @@ unsigned int askedFor(unsigned int tag) {
 // That the tables are what their facts say is checked where they are made: here, that each record is found.
 TEST_F(Lookup, FindsEveryTagOf2008) {
     EXPECT_EQ(Dict.tagCount(), 2607u);
-    for (const DcDictElemInfo& record : orvkit::edition2008.tags) {
+    for (const DcDictElemInfo& record : orvkit::edition2008.tags)
         EXPECT_EQ(Dict.find(askedFor(record.tag)), &record) << record.name;
-    }
 }
 
 TEST_F(Lookup, FindsEveryTagOfTodayUnderEachOfItsNames) {

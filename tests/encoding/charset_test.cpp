@@ -62,8 +62,7 @@ TEST(CharsetTest, CodeExtensionsAreSwitchedWhereTheStandardWantsThem) {
     const struct {
         const char* terms;
         DICT_VR vr;
-        std::string coded;
-        std::string utf8;
+        std::string coded, utf8;
     } rows[] = {
         {"\\ISO 2022 IR 87", VR_PN,
          "Yamada^Tarou=\x1B$B;3ED\x1B(B^\x1B$BB@O:\x1B(B=\x1B$B$d$^$@\x1B(B^\x1B$B$?$m$&\x1B(B",
@@ -109,8 +108,7 @@ TEST(CharsetTest, WhatCannotBeConvertedIsCountedAndPlaced) {
         std::string given;
         int result;
         std::string made;
-        unsigned int count;
-        unsigned int first;
+        unsigned int count, first;
     } rows[] = {
         {true, "", VR_LO, "ab\xE9", ELEM_CHARSET_LOSS, "ab\xEF\xBF\xBD", 1, 2},
         {true, "ISO_IR 192", VR_LO, "a\xC3(\xFF", ELEM_CHARSET_LOSS, "a\xEF\xBF\xBD(\xEF\xBF\xBD", 2, 1},

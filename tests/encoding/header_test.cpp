@@ -61,9 +61,8 @@ TEST(Header, EveryKindOfVrIsWrittenAndReadAsItStandsInEverySyntax) {
                 EXPECT_EQ(h.size, stream.size());
                 EXPECT_EQ(DcDict::vrName(h.vr), mode.explicitVr ? std::string(row.letters) : "UN");
                 const std::span bytes(stream.bytes());
-                for (std::size_t n = 0; n < bytes.size(); ++n) {
+                for (std::size_t n = 0; n < bytes.size(); ++n)
                     EXPECT_FALSE(readHeader(bytes.first(n), mode, {}, h)) << n;
-                }
             }
         }
     }

@@ -15,9 +15,8 @@ namespace {
 class LogFile : public ::testing::Test {
   protected:
     LogFile() : previous_(std::exchange(Log, &log_)) {
-        for (LOG_MSG level : {LOG_NOTICE, LOG_VALIDATION, LOG_ERROR, LOG_APPLICATION}) {
+        for (LOG_MSG level : {LOG_NOTICE, LOG_VALIDATION, LOG_ERROR, LOG_APPLICATION})
             logSetFileName(level, path_.c_str());
-        }
     }
     ~LogFile() override { Log = previous_; }
 
@@ -91,7 +90,6 @@ TEST_F(LogFile, WritesLongLinesWholeFromSeveralThreads) {
     other.join();
     const std::string all = text();
     EXPECT_EQ(all.size(), 200u * 302);
-    for (std::size_t at = 0; at < all.size(); at += 302) {
+    for (std::size_t at = 0; at < all.size(); at += 302)
         EXPECT_EQ(all.find_first_not_of(all[at + 1], at + 1), at + 301);
-    }
 }

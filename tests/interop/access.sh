@@ -14,15 +14,6 @@ image=study/SE000001/IM000001
 ours=(--tls --tls-cert site/ours.pem --tls-key site/ours.key --tls-ca site/ca.pem)
 theirs=(+tls site/theirs.key site/theirs.pem +cf site/ca.pem)
 
-# misuse WORDS OPTION...: nothing listens, and the exit status is 2
-misuse() {
-  local words=$1
-  shift
-  timeout 10 "$orvkit" serve --port 0 in "$@" 2>said
-  [ $? = 2 ] || fault "serve $*: another exit status than 2"
-  grep -qE "$words" said || fault "serve $*: $(cat said)"
-}
-
 case_peers() {
   local pin
   pin=$(openssl x509 -in site/theirs.pem -noout -fingerprint -sha256 | cut -d= -f2)
@@ -48,19 +39,7 @@ case_peers() {
   logged 'refused .*: it is larger than an object may be, status 0xA700'
   storescu "${theirs[@]}" -v -aet FEW localhost "$port" study/SE000001/* >said 2>&1
   logged 'refused .*: it has stored all objects that an association may, status 0xA700'
-  python3 - "$port" <<'END2' &
-import socket, ssl, sys, time
-context = ssl.create_default_context(cafile="site/ca.pem")
-context.load_cert_chain("site/theirs.pem", "site/theirs.key")
-s = context.wrap_socket(socket.create_connection(("localhost", int(sys.argv[1]))), server_hostname="localhost")
-def item(kind, body): return bytes([kind, 0]) + len(body).to_bytes(2, "big") + body
-context_item = item(0x20, b"\x01\0\0\0" + item(0x30, b"1.2.840.10008.1.1") + item(0x40, b"1.2.840.10008.1.2"))
-user = item(0x50, item(0x51, b"\0\0\x40\0") + item(0x52, b"1.2.3"))
-body = b"\0\x01\0\0" + b"A".ljust(16) + b"ONE".ljust(16) + bytes(32) + item(0x10, b"1.2.840.10008.3.1.1.1") + context_item + user
-s.sendall(b"\x01\0" + len(body).to_bytes(4, "big") + body)
-assert s.recv(1) == b"\x02"
-time.sleep(60)
-END2
+  echoscu "${theirs[@]}" -aet ONE --repeat 1000000 localhost "$port" >/dev/null 2>&1 &
   pids+=("$!")
   logged 'ONE@127.0.0.1 association accepted'
   refuses "a second association" 'Local Limit Exceeded' echoscu "${theirs[@]}" -aet ONE localhost "$port"

@@ -5,24 +5,12 @@
 # Usage: file_sets.sh PROGRAM ORVKIT SAMPLES
 set -uo pipefail
 program=$1 orvkit=$2 samples=${ORVKIT_SAMPLES:-$3}
-installed() {
-  case $1 in
-    pydicom) /usr/bin/python3 -c 'from pydicom.fileset import FileSet' 2>/dev/null ;;
-    *) command -v "$1" >/dev/null ;;
-  esac
-}
+. "$(dirname "${BASH_SOURCE[0]}")/peers.sh"
 # Trees are read with dcmdump whatever program is under test.
-for needed in "$program" dcmdump; do
-  installed "$needed" || { echo "skipped: $needed is not installed"; exit 77; }
-done
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-cd "$work" || exit 1
-faults=0
-fault() {
-  echo "FAULT: $*"
-  faults=$((faults + 1))
-}
+need dcmdump
+if [ "$program" != pydicom ]; then need "$program"; else
+  /usr/bin/python3 -c 'from pydicom.fileset import FileSet' 2>/dev/null || { echo "skipped: no pydicom"; exit 77; }
+fi
 
 # The records of a DICOMDIR, found by their offsets: a line for each with the types above it, and a line for each
 # of its elements but those that link records.
@@ -51,7 +39,7 @@ elements() { tree "$1" | awk '/^\// { types = $0; next } { print types $0 }' | s
 
 # The same tree of types and File IDs as dcmdump sees it.
 shape() { tree "$1" | sed -nE 's/^\//\//p; s/^ *\(0004,1500\) CS \[(.*)\]/ \1/p'; }
-same() { # WHAT: compares the files a and b
+alike() { # WHAT: compares the files a and b
   diff a b >difference && [ -s a ] && return
   fault "$1"
   head -8 difference
@@ -87,7 +75,7 @@ case $program in
       cmp -s "$set.before" "$set/DICOMDIR" && fault "$set: was not written"
       tree "$set.before" >a
       tree "$set/DICOMDIR" >b
-      same "$set: another tree after reading and writing"
+      alike "$set: another tree after reading and writing"
     done
     for set in "${sets[@]}"; do accepts dcmdump "$set/DICOMDIR"; done
     ;;
@@ -106,7 +94,7 @@ case $program in
       [ "$set" != types ] || left_out+='|\[(ORV[0-9A-F]{8}|DCMTK.*)\]|\(0020,001[13]\)|\(0004,1511\)'
       elements "$set/DICOMDIR" | grep -vE "$left_out" >a
       elements theirs | grep -vE "$left_out" >b
-      same "$set: another tree than dcmmkdir's"
+      alike "$set: another tree than dcmmkdir's"
       rm theirs
     done
     ;;
@@ -121,7 +109,7 @@ for each in FileSet(sys.argv[1] + "/DICOMDIR"):
 PYTHON
       shape "$set/DICOMDIR" | grep '^ ' | sort >a
       sort -o b b
-      same "$set: pydicom sees other files"
+      alike "$set: pydicom sees other files"
     done
     ;;
 esac

@@ -195,35 +195,17 @@ case_dcmqrscp() {
 }
 
 case_Orthanc() {
-  need curl
   study study
   rm study/SE000001/IM000007  # deflated: kept inflated there
   serve in --aet MOVER
-  local at rest
-  at=$(free_port) rest=$(free_port)
-  mkdir storage
-  cat >orthanc.json <<END
-{ "Name": "peer", "StorageDirectory": "$work/storage", "IndexDirectory": "$work/storage", "HttpPort": $rest, "DicomPort": $at,
-  "DicomAet": "ARCHIVE", "DicomCheckCalledAet": true, "Plugins": [], "HttpServerEnabled": true,
-  "RemoteAccessAllowed": false, "AuthenticationEnabled": false, "DicomAlwaysAllowEcho": true, "DicomAlwaysAllowStore": true,
-  "DicomAlwaysAllowFind": true, "DicomAlwaysAllowGet": true, "DicomAlwaysAllowMove": true, "DicomServerEnabled": true,
-  "UnknownSopClassAccepted": true, "OverwriteInstances": true, "StorageCompression": false,
-  "DicomModalities": { "mover": ["MOVER", "127.0.0.1", $port] } }
-END
-  peer "$at" Orthanc orthanc.json
-  until_true 100 curl -sf "http://127.0.0.1:$rest/system"
+  orthanc "\"DicomModalities\": { \"mover\": [\"MOVER\", \"127.0.0.1\", $port] }"
   must "echo" "$orvkit" echo "ARCHIVE@localhost:$at" --repeat 5
   must "send" "$orvkit" send "ARCHIVE@localhost:$at" study
-  mkdir stored
-  local id
-  for id in $(curl -sf "http://127.0.0.1:$rest/instances" | grep -oE '[0-9a-f]{8}(-[0-9a-f]{8}){4}'); do
-    curl -sf "http://127.0.0.1:$rest/instances/$id/file" -o "stored/$id"
-  done
+  fetch
   same "send" study stored
   must "find" "$orvkit" find "ARCHIVE@localhost:$at" -k "$key" -k PatientName
   grep -q 'Phantom^Head' said || fault "find: $(cat said)"
-  must "its store to us" curl -sf -d "$(curl -sf "http://127.0.0.1:$rest/studies" | grep -oE '[0-9a-f]{8}(-[0-9a-f]{8}){4}')" \
-    "http://127.0.0.1:$rest/modalities/mover/store"
+  must "its store to us" curl -sf -d "$(listed studies)" "http://127.0.0.1:$rest/modalities/mover/store"
   same "its store to us" study in
   rm -rf in/*
   must "move to our server" "$orvkit" move "ARCHIVE@localhost:$at" --dest MOVER -k "$key"

@@ -64,6 +64,28 @@ peer() {
   until_true 200 eval "(exec 3<>/dev/tcp/127.0.0.1/$at)" || { echo "$1 does not listen"; cat "$work/peer.log"; exit 1; }
 }
 
+# orthanc SETTINGS: the archive ARCHIVE on $at, and its own interface on $rest
+orthanc() {
+  need curl
+  at=$(free_port) rest=$(free_port)
+  mkdir storage stored
+  cat >orthanc.json <<END
+{ "Name": "peer", "StorageDirectory": "$work/storage", "IndexDirectory": "$work/storage", "HttpPort": $rest, "DicomPort": $at,
+  "DicomAet": "ARCHIVE", "DicomCheckCalledAet": true, "Plugins": [], "HttpServerEnabled": true, "RemoteAccessAllowed": false,
+  "AuthenticationEnabled": false, "DicomAlwaysAllowEcho": true, "DicomAlwaysAllowStore": true, "DicomAlwaysAllowFind": true,
+  "DicomAlwaysAllowGet": true, "DicomAlwaysAllowMove": true, "DicomServerEnabled": true, "UnknownSopClassAccepted": true,
+  "OverwriteInstances": true, "StorageCompression": false, $1 }
+END
+  peer "$at" Orthanc orthanc.json
+  until_true 100 curl -sf "http://127.0.0.1:$rest/system"
+}
+# What the archive lists, and all that it has into stored/.
+listed() { curl -sf "http://127.0.0.1:$rest/$1" | grep -oE '[0-9a-f]{8}(-[0-9a-f]{8}){4}'; }
+fetch() {
+  local id
+  for id in $(listed instances); do curl -sf "http://127.0.0.1:$rest/instances/$id/file" -o "stored/$id"; done
+}
+
 # ---- files and their data sets ------------------------------------------------------------------------------
 
 # The bytes behind the meta information.
@@ -94,3 +116,11 @@ refuses() {
   grep -qE "$words" "$work/said" || { fault "$what: other words than $words"; tail -5 "$work/said"; }
 }
 logged() { until_true 30 grep -qE "$1" "$work/serve.log" || { fault "not in the log: $1"; tail -5 "$work/serve.log"; }; }
+# misuse WORDS OPTION...: no server listens, and the exit status is 2
+misuse() {
+  local words=$1
+  shift
+  timeout 10 "$orvkit" serve --port 0 in "$@" 2>said
+  [ $? = 2 ] || fault "serve $*: another exit status than 2"
+  grep -qE "$words" said || fault "serve $*: $(cat said)"
+}

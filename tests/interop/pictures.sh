@@ -4,10 +4,9 @@
 # Usage: pictures.sh ORVKIT SAMPLES
 set -uo pipefail
 orvkit=$1 samples=${ORVKIT_SAMPLES:-$2}
-command -v dcm2pnm >/dev/null || { echo "skipped: dcm2pnm is not installed"; exit 77; }
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-faults=0 compared=0
+. "$(dirname "${BASH_SOURCE[0]}")/peers.sh"
+need dcm2pnm
+compared=0
 
 # The greatest difference of two binary PNM files of the same kind and size.
 differ() {
@@ -35,41 +34,41 @@ sys.exit(most > 1)
 END
 }
 
-same() { # FILE OUR-OPTIONS THEIR-OPTIONS
+alike() { # FILE OUR-OPTIONS THEIR-OPTIONS
   local told
   # shellcheck disable=SC2086 # options are words
-  "$orvkit" render "$1" -o "$work/ours.pnm" --stored-pixels $2 || { echo "FAULT: $1 $2 is not rendered"; faults=$((faults + 1)); return; }
+  "$orvkit" render "$1" -o ours.pnm --stored-pixels $2 || { fault "$1 $2 is not rendered"; return; }
   # shellcheck disable=SC2086
-  dcm2pnm -q --write-raw-pnm $3 "$1" "$work/theirs.pnm" 2>/dev/null || { echo "passed over: dcm2pnm does not render $1 $3"; return; }
+  dcm2pnm -q --write-raw-pnm $3 "$1" theirs.pnm 2>/dev/null || { echo "passed over: dcm2pnm does not render $1 $3"; return; }
   compared=$((compared + 1))
-  told=$(differ "$work/ours.pnm" "$work/theirs.pnm") || { echo "FAULT: $(basename "$1") $2: $told"; faults=$((faults + 1)); }
+  told=$(differ ours.pnm theirs.pnm) || fault "$(basename "$1") $2: $told"
 }
 
-"$orvkit" phantom "$work/phantom" --size 64 --images 2 --series 2 >/dev/null || exit 1
+"$orvkit" phantom phantom --size 64 --images 2 --series 2 >/dev/null || exit 1
 for file in "$samples"/basic/{ct1_explicit_le,ct1_explicit_be,ct_explicit_le,mr_explicit_le,mr_explicit_be,mr_implicit_le}.dcm \
-  "$samples"/overlay/mr_overlays_icon.dcm "$samples"/multiframe/emr_explicit_le.dcm "$work"/phantom/*/IM000001; do
+  "$samples"/overlay/mr_overlays_icon.dcm "$samples"/multiframe/emr_explicit_le.dcm phantom/*/IM000001; do
   [ -f "$file" ] || continue
   # Padding is black here and no part of the range of values; there it is a value like others.
   if [ -z "$("$orvkit" dump --flat --tag PixelPaddingValue "$file")" ]; then
-    same "$file" "--window bits" "--no-windowing --no-overlays"
-    same "$file" "--window full" "--min-max-window --no-overlays"
-    same "$file" "--window full --overlay" "--min-max-window"
+    alike "$file" "--window bits" "--no-windowing --no-overlays"
+    alike "$file" "--window full" "--min-max-window --no-overlays"
+    alike "$file" "--window full --overlay" "--min-max-window"
   fi
-  same "$file" "--window 100,350" "--set-window 100 350 --no-overlays"
-  same "$file" "--window 40.5,80" "--set-window 40.5 80 --no-overlays"
-  same "$file" "--window -600,1500 --invert" "--set-window -600 1500 --no-overlays --change-polarity"
+  alike "$file" "--window 100,350" "--set-window 100 350 --no-overlays"
+  alike "$file" "--window 40.5,80" "--set-window 40.5 80 --no-overlays"
+  alike "$file" "--window -600,1500 --invert" "--set-window -600 1500 --no-overlays --change-polarity"
 done
 for file in "$samples"/basic/{us_rgb_explicit_be,sc_rgb_odd_pixels,sc_ybr_full_422,sc_ob_pixels}.dcm "$samples"/palette/*16*.dcm \
   "$samples"/encapsulated/{rle,rle_rgb_16bit_2frames}.dcm; do
   [ -f "$file" ] || continue
-  same "$file" "--window bits" "--no-windowing --no-overlays"
+  alike "$file" "--window bits" "--no-windowing --no-overlays"
 done
 # One image with other attributes: the order of the steps, and which of two windows.
 changed() { # OUR-OPTIONS THEIR-OPTIONS DCMODIFY-OPTIONS...
-  local file=$work/changed.dcm ours=$1 theirs=$2
+  local file=changed.dcm ours=$1 theirs=$2
   shift 2
-  cp "$work/phantom/SE000001/IM000001" "$file" && dcmodify -nb -q "$@" "$file" || { echo "FAULT: dcmodify $*"; faults=$((faults + 1)); return; }
-  same "$file" "$ours" "$theirs --no-overlays"
+  cp phantom/SE000001/IM000001 "$file" && dcmodify -nb -q "$@" "$file" || { fault "dcmodify $*"; return; }
+  alike "$file" "$ours" "$theirs --no-overlays"
 }
 if command -v dcmodify >/dev/null; then
   for shape in "" IDENTITY INVERSE; do
@@ -86,27 +85,26 @@ fi
 imported() { # FILE OPTIONS...
   local file=$1 told
   shift
-  if ! told=$("$orvkit" import "$file" -o "$work/object.dcm" "$@" 2>&1); then
+  if ! told=$("$orvkit" import "$file" -o object.dcm "$@" 2>&1); then
     [[ $told == *"left out of this build"* ]] && return
-  elif told=$(dciodvfy "$work/object.dcm" 2>&1 | grep '^Error'); [ -z "$told" ]; then
+  elif told=$(dciodvfy object.dcm 2>&1 | grep '^Error'); [ -z "$told" ]; then
     compared=$((compared + 1))
     return
   fi
-  echo "FAULT: import $file: $told"
-  faults=$((faults + 1))
+  fault "import $file: $told"
 }
 if command -v dciodvfy dcm2pdf >/dev/null; then
-  image=$work/phantom/SE000001/IM000001
+  image=phantom/SE000001/IM000001
   for name in a.png a.jpg a.tif a.pgm; do
-    "$orvkit" render "$image" -o "$work/$name" >/dev/null 2>&1 && imported "$work/$name" --like "$image"
+    "$orvkit" render "$image" -o "$name" >/dev/null 2>&1 && imported "$name" --like "$image"
   done
-  printf 'solid x\nfacet normal 0 0 1\nendsolid\n' >"$work/a.stl" && imported "$work/a.stl"
-  printf '<ClinicalDocument/>' >"$work/a.xml" && imported "$work/a.xml" -k HL7InstanceIdentifier=1.2.3
-  printf '%%PDF-1.4\n%%%%EOF\n' >"$work/a.pdf" && imported "$work/a.pdf" -k "PatientName=Doe^Jane"
-  dcm2pdf "$work/object.dcm" "$work/b.pdf" && cmp "$work/a.pdf" "$work/b.pdf" || faults=$((faults + 1))
-  pdf2dcm "$work/a.pdf" "$work/theirs.dcm" && "$orvkit" extract "$work/theirs.dcm" -o "$work/c.pdf" &&
-    cmp "$work/a.pdf" "$work/c.pdf" || faults=$((faults + 1))
+  printf 'solid x\nfacet normal 0 0 1\nendsolid\n' >a.stl && imported a.stl
+  printf '<ClinicalDocument/>' >a.xml && imported a.xml -k HL7InstanceIdentifier=1.2.3
+  printf '%%PDF-1.4\n%%%%EOF\n' >a.pdf && imported a.pdf -k "PatientName=Doe^Jane"
+  dcm2pdf object.dcm b.pdf && cmp a.pdf b.pdf || fault "dcm2pdf"
+  pdf2dcm a.pdf theirs.dcm && "$orvkit" extract theirs.dcm -o c.pdf &&
+    cmp a.pdf c.pdf || fault "pdf2dcm"
 fi
-[ "$compared" -ge 12 ] || { echo "FAULT: $compared pictures compared"; faults=$((faults + 1)); }
+[ "$compared" -ge 12 ] || fault "$compared pictures compared"
 echo "$compared pictures compared, $faults faults"
 [ "$faults" -eq 0 ]

@@ -4,16 +4,10 @@
 # Usage: run.sh PROGRAM ORVKIT SAMPLES
 set -uo pipefail
 program=$1 orvkit=$2 samples=${ORVKIT_SAMPLES:-$3}
-command -v "$program" >/dev/null || { echo "skipped: $program is not installed"; exit 77; }
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-faults=0
-fault() {
-  echo "FAULT: $*"
-  faults=$((faults + 1))
-}
+. "$(dirname "${BASH_SOURCE[0]}")/peers.sh"
+need "$program"
 
-"$orvkit" phantom "$work/phantom" --size 32 --images 2 >/dev/null || exit 1
+"$orvkit" phantom phantom --size 32 --images 2 >/dev/null || exit 1
 kinds=(implicit explicit big) folders=(basic charset large multiframe overlay palette private rt sequences sr waveform)
 "$orvkit" convert --help | grep -q deflated && kinds+=(deflated) folders+=(deflated)
 
@@ -30,11 +24,11 @@ sample_files() {
   find "${folders[@]/#/$samples/}" -type f | grep -vE "$left_out" | sort
 }
 
-# convert FILE: into $work/KIND.dcm for each; false when the command refuses it.
+# convert FILE: into KIND.dcm for each; false when the command refuses it.
 convert() {
   local to
   for to in "${kinds[@]}"; do
-    "$orvkit" convert "$1" "$work/$to.dcm" --to "$to" 2>"$work/refusal" || return 1
+    "$orvkit" convert "$1" "$to.dcm" --to "$to" 2>refusal || return 1
   done
 }
 
@@ -55,60 +49,60 @@ values() {
 
 # compare_values FILE OTHER
 compare_values() {
-  values "$1" >"$work/values"
-  values "$2" | diff "$work/values" - >"$work/diff" && [ -s "$work/values" ] && return
+  values "$1" >values.a
+  values "$2" | diff values.a - >difference && [ -s values.a ] && return
   fault "$1: other values after conversion to $(basename "$2")"
-  head -6 "$work/diff"
+  head -6 difference
 }
 
 accepts() {
-  "$@" >"$work/said" 2>&1 && ! grep -qE '^(E:|Error)' "$work/said" || {
+  "$@" >said 2>&1 && ! grep -qE '^(E:|Error)' said || {
     fault "$* does not accept it"
-    head -6 "$work/said"
+    head -6 said
   }
 }
 
 case $program in
   dciodvfy)
-    for image in "$work"/phantom/*/*; do
-      dciodvfy "$image" >"$work/said" 2>&1
-      grep -qE '^CTImage' "$work/said" || fault "$image is not taken for a CT image"
-      grep -E '^Error' "$work/said" && fault "$image"
+    for image in phantom/*/*; do
+      dciodvfy "$image" >said 2>&1
+      grep -qE '^CTImage' said || fault "$image is not taken for a CT image"
+      grep -E '^Error' said && fault "$image"
     done
     convert "$image" || fault "$image is not converted"
     for to in implicit explicit big; do
-      dciodvfy "$work/$to.dcm" 2>&1 | grep -E '^Error' && fault "the phantom, converted to $to"
+      dciodvfy "$to.dcm" 2>&1 | grep -E '^Error' && fault "the phantom, converted to $to"
     done
     ;;
   dcmdump)
-    for file in "$work"/phantom/*/* $(sample_files); do
+    for file in phantom/*/* $(sample_files); do
       # What becomes of frames that are unpacked, codecs.py compares.
       dcmdump -q +P 7fe0,0010 "$file" 2>/dev/null | grep PixelSequence >/dev/null && continue
       if convert "$file"; then
-        for to in "${kinds[@]}"; do compare_values "$file" "$work/$to.dcm"; done
+        for to in "${kinds[@]}"; do compare_values "$file" "$to.dcm"; done
       else
-        fault "not converted: $(cat "$work/refusal")"
+        fault "not converted: $(cat refusal)"
       fi
     done
     ;;
   dcmconv)
-    for image in "$work"/phantom/*/*; do
+    for image in phantom/*/*; do
       convert "$image" || fault "$image is not converted"
       for to in "${kinds[@]}"; do
-        accepts dcmconv +te "$work/$to.dcm" "$work/back.dcm"
-        compare_values "$image" "$work/back.dcm"
+        accepts dcmconv +te "$to.dcm" back.dcm
+        compare_values "$image" back.dcm
       done
       [[ ${kinds[*]} == *deflated* ]] || continue
-      dcmconv +td "$image" "$work/theirs.dcm" && "$orvkit" convert "$work/theirs.dcm" "$work/back.dcm" --to explicit
-      compare_values "$image" "$work/back.dcm"
+      dcmconv +td "$image" theirs.dcm && "$orvkit" convert theirs.dcm back.dcm --to explicit
+      compare_values "$image" back.dcm
     done
     ;;
   gdcminfo)
-    for image in "$work"/phantom/*/*; do
+    for image in phantom/*/*; do
       convert "$image" || fault "$image is not converted"
       for to in "${kinds[@]}"; do
-        accepts gdcminfo "$work/$to.dcm"
-        grep -q '(32,32,1)' "$work/said" || fault "gdcminfo does not see the image in $to.dcm"
+        accepts gdcminfo "$to.dcm"
+        grep -q '(32,32,1)' said || fault "gdcminfo does not see the image in $to.dcm"
       done
     done
     ;;

@@ -98,15 +98,6 @@ case_storescp() {
   refuses "TLS to a plain server" 'TLS: the peer (speaks plain DICOM|closed the connection)' "$orvkit" echo "A@localhost:$at" "${ours[@]}"
 }
 
-# Our server offers no queries: TLS carries the request, and the refusal.
-case_findscu() {
-  serve in "${ours[@]}"
-  refuses "a query" 'No Acceptable Presentation Contexts|No presentation context' \
-    findscu -S "${theirs[@]}" -k QueryRetrieveLevel=STUDY localhost "$port"
-  logged 'association accepted, 0 of 1 contexts; TLSv1'
-  stop_server
-}
-
 # client WORDS OPTION...: what openssl s_client gets from our server
 client() {
   local words=$1
@@ -122,22 +113,9 @@ server_is() {
   peer "$at" openssl s_server -accept "$at" -quiet "$@"
   refuses "s_server $*" "$words" "$orvkit" echo "A@localhost:$at" "${ours[@]}"
 }
-# misuse WORDS OPTION...: nothing listens, and the exit status is 2
-misuse() {
-  local words=$1
-  shift
-  refuses "serve $*" "$words" timeout 10 "$orvkit" serve --port 0 in "$@"
-  timeout 10 "$orvkit" serve --port 0 in "$@" 2>/dev/null
-  [ $? = 2 ] || fault "serve $*: another exit status than 2"
-}
 usage() {
-  cp site/ours.key open.key && chmod 644 open.key
   openssl pkey -in site/ours.key -aes256 -passout pass:secret -out locked.key && echo secret >password
   local pair=(--tls --tls-cert site/ours.pem --tls-ca site/ca.pem --tls-key)
-  misuse 'nowhere: cannot be read' "${pair[@]}" nowhere
-  misuse 'open.key: everybody can read this private key' "${pair[@]}" open.key
-  misuse 'it is not the private key of site/ours.pem' "${pair[@]}" site/theirs.key
-  misuse 'is encrypted, and there is no password' "${pair[@]}" locked.key
   misuse 'the password of the private key is wrong' "${pair[@]}" locked.key --tls-password-file site/ours.pem
   misuse 'neither authorities nor fingerprints \(--tls-ca, --tls-pin\)' --tls --tls-cert site/ours.pem --tls-key site/ours.key
   misuse 'options of TLS need --tls' --tls-ca site/ca.pem
@@ -246,34 +224,19 @@ END
 }
 
 case_Orthanc() {
-  need curl
   study
   serve in --aet MOVER "${ours[@]}"
-  local at rest
-  at=$(free_port) rest=$(free_port)
-  mkdir storage
-  cat >orthanc.json <<END
-{ "Name": "peer", "StorageDirectory": "$work/storage", "IndexDirectory": "$work/storage", "HttpPort": $rest, "DicomPort": $at,
-  "DicomAet": "ARCHIVE", "Plugins": [], "RemoteAccessAllowed": false, "AuthenticationEnabled": false,
-  "DicomTlsEnabled": true, "DicomTlsCertificate": "$work/site/theirs.pem", "DicomTlsPrivateKey": "$work/site/theirs.key",
-  "DicomTlsTrustedCertificates": "$work/site/ca.pem", "DicomTlsRemoteCertificateRequired": true,
-  "DicomModalities": { "mover": { "AET": "MOVER", "Host": "127.0.0.1", "Port": $port, "UseDicomTls": true },
-                       "user": { "AET": "ORVKIT", "Host": "127.0.0.1", "Port": 104 } } }
-END
-  peer "$at" Orthanc orthanc.json
-  until_true 100 curl -sf "http://127.0.0.1:$rest/system"
+  orthanc "\"DicomTlsEnabled\": true, \"DicomTlsCertificate\": \"$work/site/theirs.pem\",
+    \"DicomTlsPrivateKey\": \"$work/site/theirs.key\", \"DicomTlsTrustedCertificates\": \"$work/site/ca.pem\",
+    \"DicomTlsRemoteCertificateRequired\": true, \"DicomModalities\": {
+      \"mover\": { \"AET\": \"MOVER\", \"Host\": \"127.0.0.1\", \"Port\": $port, \"UseDicomTls\": true } }"
   must "echo" "$orvkit" echo "ARCHIVE@localhost:$at" "${ours[@]}"
   refuses "without a certificate" 'TLS|closed|refused' "$orvkit" echo "ARCHIVE@localhost:$at" --tls --tls-ca site/ca.pem
   must "send" "$orvkit" send "ARCHIVE@localhost:$at" study "${ours[@]}"
-  local id studies
-  mkdir stored
-  for id in $(curl -sf "http://127.0.0.1:$rest/instances" | grep -oE '[0-9a-f]{8}(-[0-9a-f]{8}){4}'); do
-    curl -sf "http://127.0.0.1:$rest/instances/$id/file" -o "stored/$id"
-  done
+  fetch
   same "send" study stored
-  studies=$(curl -sf "http://127.0.0.1:$rest/studies" | grep -oE '[0-9a-f]{8}(-[0-9a-f]{8}){4}')
   must "its echo to us" curl -sf -d '{}' "http://127.0.0.1:$rest/modalities/mover/echo"
-  must "its store to us" curl -sf -d "$studies" "http://127.0.0.1:$rest/modalities/mover/store"
+  must "its store to us" curl -sf -d "$(listed studies)" "http://127.0.0.1:$rest/modalities/mover/store"
   same "its store to us" study in
   logged 'association accepted, .* TLSv1.[23] .*CN=theirs'
   stop_server

@@ -148,9 +148,8 @@ TEST(AnyFile, ADirectoryInImplicitVrIsReadOnlyWhenToldTo) {
         (void)dirSetImplicitDirectory(0);
         EXPECT_EQ(parsed == RESULT_OK, on);
         EXPECT_EQ(read == RESULT_OK, on);
-        for (DcElemList* list : {&bare, &whole, &memory.dataset, &disk.dataset}) {
+        for (DcElemList* list : {&bare, &whole, &memory.dataset, &disk.dataset})
             EXPECT_EQ(patientOf(*list), on ? "Doe^Jane" : "");
-        }
         for (const Any* any : {&memory, &disk}) {
             EXPECT_EQ(any->result == RESULT_OK, on);
             EXPECT_EQ(any->found.directoryImplicit, on);

@@ -156,6 +156,7 @@ TEST(DirRec, RefersOnlyToFilesBelowTheRootPath) {
     EXPECT_EQ(other->setRefFile("A/B"), RESULT_OK);
     EXPECT_EQ(DcDirRec(DIR_REC_IMAGE).setRefFile("A/B"), DIR_LEVEL_RULE);
 }
+
 TEST(DirRec, PrintsItsKindAndFileAndThoseAroundIt) {
     DcDirRec study(DIR_REC_STUDY);
     DcDirRec odd(static_cast<DIR_REC>(99));
@@ -163,36 +164,22 @@ TEST(DirRec, PrintsItsKindAndFileAndThoseAroundIt) {
     auto* const fileId = new DcElem(T_0004_1500_referencedFileId, "A");
     series->add(fileId);
     ASSERT_EQ(fileId->addValue("B"), RESULT_OK);
-    const auto printed = [](const DcDirRec& record, int (DcDirRec::*print)(FILE*) const) {
-        const TempDir dir;
-        FILE* const file = std::fopen((dir / "out").c_str(), "wb");
-        EXPECT_EQ((record.*print)(file), RESULT_OK);
-        std::fclose(file);
-        return readWhole(dir / "out");
+    const auto print = [](const DcDirRec& record, int (DcDirRec::*how)(FILE*) const) {
+        return printed([&](FILE* file) { return (record.*how)(file); });
     };
-    const auto lines = [](std::vector<std::tuple<const void*, const char*, const char*>> all) {
-        std::string text;
-        for (const auto& [at, what, behind] : all) {
-            char line[120];
-            std::snprintf(line, sizeof line, "%p %s %s\n", at, what, behind);
-            text += line;
-        }
-        return text;
+    const auto at = [](const void* where) {
+        char text[40];
+        std::snprintf(text, sizeof text, "%p ", where);
+        return std::string(text);
     };
-    EXPECT_EQ(printed(study, &DcDirRec::printNodeList), lines({{nullptr, "parent             ", ""},
-                                                               {nullptr, "prev               ", ""},
-                                                               {&study, "this   STUDY       ", ""},
-                                                               {nullptr, "next               ", ""},
-                                                               {series, "child  SERIES      ", "A\\B"},
-                                                               {nullptr, "mrdr               ", ""}}) +
-                                                            "\n" +
-                                                            lines({{&study, "parent STUDY       ", ""},
-                                                                   {nullptr, "prev               ", ""},
-                                                                   {series, "this   SERIES      ", "A\\B"},
-                                                                   {nullptr, "next               ", ""},
-                                                                   {nullptr, "child              ", ""},
-                                                                   {nullptr, "mrdr               ", ""}}));
-    EXPECT_EQ(printed(study, &DcDirRec::printNodeTree), "   STUDY\n+--   SERIES\n");
+    const std::string none = at(nullptr), prev = none + "prev                \n";
+    EXPECT_EQ(print(study, &DcDirRec::printNodeList),
+              none + "parent              \n" + prev + at(&study) + "this   STUDY        \n" + none +
+                  "next                \n" + at(series) + "child  SERIES       A\\B\n" + none +
+                  "mrdr                \n\n" + at(&study) + "parent STUDY        \n" + prev + at(series) +
+                  "this   SERIES       A\\B\n" + none + "next                \n" + none +
+                  "child               \n" + none + "mrdr                \n");
+    EXPECT_EQ(print(study, &DcDirRec::printNodeTree), "   STUDY\n+--   SERIES\n");
     const CaptureLog quiet;
-    EXPECT_EQ(printed(odd, &DcDirRec::printNodeTree), "   \n");
+    EXPECT_EQ(print(odd, &DcDirRec::printNodeTree), "   \n");
 }

@@ -72,8 +72,7 @@ inline constexpr unsigned int kCraftedSize = 72;  // bytes of a crafted record, 
 
 struct CraftedRecord {
     std::string type = "PATIENT";
-    unsigned int next = 0;
-    unsigned int lower = 0;
+    unsigned int next = 0, lower = 0;
 };
 
 // A DICOMDIR whose records stand at craftedOffset(0), craftedOffset(1), ...
@@ -120,9 +119,8 @@ inline void makeImage(const TempDir& root, const std::string& fileId,
 // A chain of new records from PATIENT to IMAGE below the file set; gives the IMAGE.
 inline DcDirRec* addImagePath(DcDirRec& set) {
     DcDirRec* at = &set;
-    for (const DIR_REC type : {DIR_REC_PATIENT, DIR_REC_STUDY, DIR_REC_SERIES, DIR_REC_IMAGE}) {
+    for (const DIR_REC type : {DIR_REC_PATIENT, DIR_REC_STUDY, DIR_REC_SERIES, DIR_REC_IMAGE})
         at = at->add(new DcDirRec(type));
-    }
     return at;
 }
 

@@ -138,8 +138,7 @@ TEST(FileMeta, KeepsTheRouteOfAFileInTodaysEdition) {
         DcDirMetaInfo meta = metaFor(kExplicit);
         ASSERT_EQ(dirWriteFile((temp / "f").c_str(), meta, dataset), RESULT_OK);
         EXPECT_NE(elemAt(dataset, 0x00020017), nullptr) << "it is still where it was";
-        DcElemList group;
-        DcElemList read;
+        DcElemList group, read;
         DcDirAround around;
         around.meta = &group;
         ASSERT_EQ(dirReadAroundPixels((temp / "f").c_str(), meta, read, around), RESULT_OK);

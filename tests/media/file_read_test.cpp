@@ -23,8 +23,7 @@ struct Read {
     int result = -1;
     DcDirMetaInfo meta;
     DcElemList dataset;
-    int offset = -2;
-    int length = -2;
+    int offset = -2, length = -2;
 
     Read() = default;
     explicit Read(const std::string& path) { result = dirReadFile(path.c_str(), meta, dataset); }
@@ -136,8 +135,7 @@ TEST(ReadNonPixel, WhatIsCutIsToldAndTheHeaderIsThere) {
     const struct {
         Stream data;
         DICT_UID xferSyn;
-        int result;
-        int length;
+        int result, length;
         const char* text;
     } cases[] = {
         {Stream(name).header(kPixels, "OW", 1000).raw("only this"), kExplicit, ELEM_VALUE_REFUSED, 9,
@@ -240,8 +238,7 @@ TEST(ReadAroundPixels, FaultsAreToldWithTheirPlaceInTheFile) {
     const struct {
         Stream data;
         int result;
-        unsigned int tag;
-        unsigned int at;
+        unsigned int tag, at;
     } cases[] = {
         {Stream(pixels).header(0xFFFCFFFC, "OB", 500).raw("few"), ELEM_VALUE_REFUSED, 0xFFFCFFFC,
          pixels.size()},

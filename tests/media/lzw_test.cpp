@@ -59,9 +59,7 @@ struct Pieces {
         : in(from), piece(atOnce), most(takes) {}
 
     const Bytes& in;
-    std::size_t piece;
-    std::size_t most;
-    std::size_t at = 0;
+    std::size_t piece, most, at = 0;
     Bytes out;
 
     DcLzwIo io() {

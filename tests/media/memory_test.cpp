@@ -82,44 +82,28 @@ TEST(OutOfMemory, IsACodeAndLosesNothing) {
     DcElemList group;
     DcDirAround around;
     around.meta = &group;
-    const auto read = [&](auto&& how) {
-        DcDirMetaInfo readMeta;
-        DcElemList list;
-        const int result = how(readMeta, list);
-        EXPECT_TRUE(result != RESULT_OK || list.last() != nullptr);
-        return result;
-    };
+    // clang-format off
     const struct {
         const char* what;
-        std::function<int()> work;
+        bool reads;
+        std::function<int(DcDirMetaInfo&, DcElemList&)> work;
     } rows[] = {
-        {"read", [&] { return read([&](auto& m, auto& l) { return dirReadFile(path.c_str(), m, l); }); }},
-        {"read from memory",
-         [&] { return read([&](auto& m, auto& l) { return dirReadFile(file.data(), file.size(), m, l); }); }},
-        {"read without pixels",
-         [&] {
-             return read(
-                 [&](auto& m, auto& l) { return dirReadNonPixelElem(path.c_str(), m, l, &at, &length); });
-         }},
-        {"read around pixels",
-         [&] {
-             return read([&](auto& m, auto& l) { return dirReadAroundPixels(path.c_str(), m, l, around); });
-         }},
-        {"read around pixels in memory",
-         [&] {
-             return read([&](auto& m, auto& l) {
-                 return dirReadAroundPixels(file.data(), file.size(), m, l, around);
-             });
-         }},
-        {"frame", [&] { return whole.frame(room.data(), size, kExplicit); }},
-        {"write", [&] { return dirWriteFile(out.c_str(), meta, whole); }},
-        {"write the set", [&] { return set.write(nullptr); }},
-        {"read the set", [&] { return again.read(folder.c_str()); }},
-        {"M-WRITE", [&] { return set.mWrite(image, "A", meta, whole); }},
-        {"M-READ", [&] { return read([&](auto& m, auto& l) { return set.mRead("A", m, l); }); }},
-        {"M-INQUIRE FILE", [&] { return set.mInquireFile("A", created, modified); }},
-        {"refer to a file",
-         [&] {
+        {"read", true, [&](auto& m, auto& l) { return dirReadFile(path.c_str(), m, l); }},
+        {"read from memory", true, [&](auto& m, auto& l) { return dirReadFile(file.data(), file.size(), m, l); }},
+        {"read without pixels", true,
+         [&](auto& m, auto& l) { return dirReadNonPixelElem(path.c_str(), m, l, &at, &length); }},
+        {"read around pixels", true,
+         [&](auto& m, auto& l) { return dirReadAroundPixels(path.c_str(), m, l, around); }},
+        {"read around pixels in memory", true,
+         [&](auto& m, auto& l) { return dirReadAroundPixels(file.data(), file.size(), m, l, around); }},
+        {"frame", false, [&](auto&, auto&) { return whole.frame(room.data(), size, kExplicit); }},
+        {"write", false, [&](auto&, auto&) { return dirWriteFile(out.c_str(), meta, whole); }},
+        {"write the set", false, [&](auto&, auto&) { return set.write(nullptr); }},
+        {"read the set", false, [&](auto&, auto&) { return again.read(folder.c_str()); }},
+        {"M-WRITE", false, [&](auto&, auto&) { return set.mWrite(image, "A", meta, whole); }},
+        {"M-READ", true, [&](auto& m, auto& l) { return set.mRead("A", m, l); }},
+        {"M-INQUIRE FILE", false, [&](auto&, auto&) { return set.mInquireFile("A", created, modified); }},
+        {"refer to a file", false, [&](auto&, auto&) {
              const int result = other->setRefFile("D\\E\\B");
              DcDirRecInfo info;
              if (other->getInfo(info) != RESULT_OK) return ELEM_NO_MEMORY;
@@ -127,15 +111,23 @@ TEST(OutOfMemory, IsACodeAndLosesNothing) {
              return result;
          }},
     };
+    // clang-format on
     const QuietLog quiet;
     for (const auto& row : rows) {
-        ASSERT_EQ(row.work(), RESULT_OK) << row.what;
+        const auto work = [&row] {
+            DcDirMetaInfo readMeta;
+            DcElemList list;
+            const int result = row.work(readMeta, list);
+            EXPECT_TRUE(!row.reads || result != RESULT_OK || list.last() != nullptr);
+            return result;
+        };
+        ASSERT_EQ(work(), RESULT_OK) << row.what;
         const std::string before = readWhole(path);
         const AllocationMeter meter;
         for (long n = 1;; ++n) {
             const AllocationFault fault(n);
             int result = -1;
-            EXPECT_NO_THROW(result = row.work()) << row.what << ", allocation " << n;
+            EXPECT_NO_THROW(result = work()) << row.what << ", allocation " << n;
             if (!fault.met()) {
                 EXPECT_EQ(result, RESULT_OK) << row.what;
                 break;

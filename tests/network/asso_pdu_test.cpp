@@ -176,9 +176,8 @@ TEST(AssociationPdu, LargestRequestFitsWhateverTheMaximum) {
     context.abstractSyntax = uid;
     context.role = 1;
     for (int i = 0; i < PDU_XFER_SYN_MAX + 1; ++i) context.addXferSyn(uid);
-    for (context.presCtxId = 0; context.presCtxId < PDU_PRES_CTX_MAX; ++context.presCtxId) {
+    for (context.presCtxId = 0; context.presCtxId < PDU_PRES_CTX_MAX; ++context.presCtxId)
         ASSERT_EQ(request.presCtxItemAdd(&context), RESULT_OK);
-    }
     const Bytes bytes = sent(request);
     EXPECT_EQ(bytes.size(), 74u + 25 + 512 * (8 + 68 + 32 * 68) + 4 + 8 + 9 + 512 * 72 + 6);
     CaptureLog log;

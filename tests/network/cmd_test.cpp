@@ -49,12 +49,10 @@ TEST(Cmd, AnApplicationsOwnParametersCountAndNoneTakeNothing) {
 // A request with every field that any response could take, each with a value of its own.
 Command requestWithAll(int type) {
     Command request = make(type);
-    for (const unsigned int tag : {0x0002u, 0x0003u, 0x0200u, 0x0300u, 0x1000u, 0x1001u}) {
+    for (const unsigned int tag : {0x0002u, 0x0003u, 0x0200u, 0x0300u, 0x1000u, 0x1001u})
         (void)request->add(new DcElem(tag, ("1.2." + std::to_string(tag)).c_str()));
-    }
-    for (const unsigned int tag : {0x0110u, 0x1002u, 0x1008u}) {
+    for (const unsigned int tag : {0x0110u, 0x1002u, 0x1008u})
         (void)request->add(new DcElem(tag, static_cast<unsigned short>(tag)));
-    }
     return request;
 }
 

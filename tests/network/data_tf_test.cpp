@@ -18,8 +18,7 @@ constexpr DICT_UID kEncapsulated = UID_JPEG_BASELINE;
 
 // One PDU as the peer sees it.
 struct Fragment {
-    int context;
-    int control;
+    int context, control;
     Bytes data;
 };
 using Fragments = std::vector<Fragment>;
@@ -44,9 +43,8 @@ Fragments fragmentsOf(const Bytes& bytes) {
 // "3:24 0:100 2:7", control and size of each.
 std::string shape(const Fragments& fragments) {
     std::string text;
-    for (const Fragment& f : fragments) {
+    for (const Fragment& f : fragments)
         text += (text.empty() ? "" : " ") + std::to_string(f.control) + ":" + std::to_string(f.data.size());
-    }
     return text;
 }
 
@@ -338,9 +336,8 @@ int readRest(DcPduDataTf& message, const Bytes& bytes, int dumpFd = -1) {
 using Buffers = std::vector<std::pair<unsigned int, int>>;
 Buffers heldBy(const DcPduDataTf& message) {
     Buffers all;
-    for (const DcBuf* b = message.firstBuf(); b != nullptr; b = b->next()) {
+    for (const DcBuf* b = message.firstBuf(); b != nullptr; b = b->next())
         all.emplace_back(b->getLen(), static_cast<const unsigned char*>(b->getBuf())[b->getLen() - 1]);
-    }
     return all;
 }
 
@@ -379,9 +376,8 @@ TEST(DataTf, EveryValueBecomesABuffer) {
         EXPECT_EQ(readRest(sharing, pdu(4, body)), RESULT_OK);
         const Buffers held = heldBy(sharing);
         ASSERT_EQ(held.size(), 64 + c.lengths.size());
-        for (std::size_t i = 0; i < held.size(); ++i) {
+        for (std::size_t i = 0; i < held.size(); ++i)
             EXPECT_EQ(held[i].first, i < 64 ? 1 : c.lengths[i - 64]);
-        }
         EXPECT_EQ(held.back().second, c.values.empty() ? 1 : n);
     }
     // A PDU that breaks off: every whole value stays, also of those that share a buffer.

@@ -44,9 +44,8 @@ TEST(Association, WhatIsRefusedBeforeAnyConnectionIsMade) {
     std::vector<DcMsmSopXferSyn> many(129, DcMsmSopXferSyn(UID_VERIFICATION, nullptr));
     many.emplace_back();
     EXPECT_EQ(user.open(many), MSM_SOP_CLASS);
-    for (const char* title : {"SEVENTEEN_LETTERS", "A\tB"}) {
+    for (const char* title : {"SEVENTEEN_LETTERS", "A\tB"})
         EXPECT_EQ(user.open(sopList({UID_VERIFICATION}), title), ELEM_ILLEGAL_CHAR);
-    }
     DcMsmScpInfo scp;
     EXPECT_EQ(user.connect(scp, MSM_BLOCK_CONNECT_POLL), TUL_NOT_SCP);
     DcMsm provider("P", TSM_ROLE_SCP, 0);

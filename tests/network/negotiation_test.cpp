@@ -46,9 +46,8 @@ DcPduBytes lent(const Bytes& bytes) {
 std::string said(const DcPduNegotiation& n) {
     std::ostringstream all;
     DcPduExtNeg ext;
-    for (unsigned int i = 0; n.getExtNeg(i, &ext) == RESULT_OK; ++i) {
+    for (unsigned int i = 0; n.getExtNeg(i, &ext) == RESULT_OK; ++i)
         all << "56 " << ext.sopClassUid << ' ' << ext.info.length << '\n';
-    }
     DcPduCommonExtNeg common;
     for (unsigned int i = 0; n.getCommonExtNeg(i, &common) == RESULT_OK; ++i) {
         all << "57 " << common.sopClassUid << ' ' << common.serviceClassUid << ' ' << common.relatedUids
@@ -159,8 +158,7 @@ TEST(Negotiation, UnknownItemsAreSteppedOverAndBrokenOnesAreRefused) {
     const struct {
         const char* what;
         Bytes bytes;
-        int tolerant;
-        int strict = kUnknown;
+        int tolerant, strict = kUnknown;
     } rows[] = {
         {"in front of the application context", front.bytes(), kNone},
         {"within and between contexts", inside.bytes(), kNone},

@@ -64,8 +64,7 @@ class Provider {
     }
     int port() const { return msm_.getPort(); }
 
-    int accepted = -1;
-    int answered = -1;
+    int accepted = -1, answered = -1;
 
   private:
     QuietLog quiet_;
@@ -124,8 +123,7 @@ constexpr unsigned int kPixels = 400000;  // of the images that are stored
 
 // Answers every C-STORE until the association ends; gives how many were whole, or -1.
 inline int serveStores(DcMsm& provider) {
-    int whole = 0;
-    int result = MSM_MESSAGE;
+    int whole = 0, result = MSM_MESSAGE;
     for (Message request; (result = receive(provider, request)) == MSM_MESSAGE;) {
         DcElem* pixels = nullptr;
         unsigned int size = 0;

@@ -18,8 +18,7 @@ TEST(Threads, AssociationsSideBySide) {
     const DcMsm listener("PROVIDER", TSM_ROLE_SCP, 0);
     const int port = listener.getPort();
     const std::size_t open = openHandles();
-    std::atomic<int> received = 0;
-    std::atomic<int> failures = 0;
+    std::atomic<int> received = 0, failures = 0;
     std::vector<std::thread> threads;
     std::vector<std::string> uids(kThreads * kAssociations);
     for (int t = 0; t < kThreads; ++t) {

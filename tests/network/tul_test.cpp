@@ -58,8 +58,7 @@ Bytes fragment(const Bytes& data, bool last, int context = kContext, int control
 
 // A data set in fragments that end at the given offsets; every other PDU carries two.
 Bytes inFragments(const Bytes& data, const std::vector<std::size_t>& ends) {
-    Bytes all;
-    Bytes body;
+    Bytes all, body;
     std::size_t from = 0;
     for (std::size_t i = 0; i <= ends.size(); ++i) {
         const std::size_t to = i < ends.size() ? ends[i] : data.size();
@@ -237,8 +236,7 @@ TEST(UpperLayer, WhatBreaksAMessageIsRefusedByName) {
 
 struct Sink {
     Bytes bytes;
-    int lasts = 0;
-    int answer = 0;
+    int lasts = 0, answer = 0;
     static int take(void* user, const unsigned char* data, unsigned int length, DICT_UID xferSyn, int last) {
         auto* const sink = static_cast<Sink*>(user);
         append(sink->bytes, Bytes(data, data + length));

@@ -135,17 +135,15 @@ std::vector<Place> scanned(const Bytes& bytes, DICT_UID syntax) {
     orvkit::Walker walker(source, 0, bytes.size(), orvkit::Mode::of(syntax));
     std::vector<Place> places;
     WalkHeader h;
-    while (walker.peek(h) == orvkit::WalkStep::element && walker.skip(h)) {
+    while (walker.peek(h) == orvkit::WalkStep::element && walker.skip(h))
         places.push_back({h.tag, walker.position(), h.length != kLengthUndefined});
-    }
     return places;
 }
 
 // Values that the walk passes by their lengths, and that the decoder looks into: those of sequences and
 // items.
 struct Passed {
-    std::uint64_t begin;
-    std::uint64_t end;
+    std::uint64_t begin, end;
     bool holds(std::uint64_t offset) const { return begin <= offset && offset < end; }
 };
 
@@ -228,9 +226,7 @@ TEST(Agreement, CheckScannersAndDecoderSeeEveryElementInTheSamePlace) {
     const char* const wanted = std::getenv("ORVKIT_AGREEMENT_STREAMS");
     const unsigned int streams = wanted != nullptr ? static_cast<unsigned int>(std::atoi(wanted)) : 4000;
     CaptureLog log;
-    unsigned int looked = 0;
-    unsigned int places = 0;
-    unsigned int cuts = 0;
+    unsigned int looked = 0, places = 0, cuts = 0;
     for (unsigned int seed = 1; looked < streams && !testing::Test::HasFailure(); ++seed) {
         Maker maker(seed);
         const Bytes bytes = maker.make();

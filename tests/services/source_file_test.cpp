@@ -23,34 +23,31 @@ Stream header(DICT_UID xferSyn, const std::string& sopClass, const std::string& 
 TEST(FileIdentity, TheDataSetHasTheSayOverTheHeader) {
     const std::string ct = Dict.findUid(UID_CT_IMAGE_STORAGE)->uid;
     const std::string mr = Dict.findUid(UID_MR_IMAGE_STORAGE)->uid;
-    const std::string longText(6000, 'x');
+    constexpr DICT_UID isCt = UID_CT_IMAGE_STORAGE;
+    // clang-format off
     const struct {
         const char* what;
-        DICT_UID xferSyn;
-        std::string sopClass, instance;     // of the header
-        std::string front;                  // an element in front of the data set's class
-        std::string setClass, setInstance;  // of the data set; "": none
+        std::string sopClass, instance;        // of the header
+        std::string setClass, setInstance;     // of the data set; "": none
         DICT_UID expectedClass;
-        const char* expectedInstance;
-        const char* difference;  // a part of it
+        const char *expectedInstance, *difference;  // a part of it
+        DICT_UID xferSyn = UID_LITTLE_ENDIAN_EXPLICIT;
+        std::string front = "";                // an element in front of the data set's class
     } rows[] = {
-        {"same", UID_LITTLE_ENDIAN_EXPLICIT, ct, "1.2.3", "", ct, "1.2.3", UID_CT_IMAGE_STORAGE, "1.2.3", ""},
-        {"made anonymous", UID_LITTLE_ENDIAN_IMPLICIT, ct, "1.2.3", "", ct, "1.2.4", UID_CT_IMAGE_STORAGE,
-         "1.2.4", "the SOP instance is 1.2.3 in its header, and sent as the data set's, 1.2.4"},
-        {"converted", UID_BIG_ENDIAN_EXPLICIT, ct, "1.2.3", "", mr, "1.2.33", UID_MR_IMAGE_STORAGE, "1.2.33",
-         "the SOP class is "},
-        {"incomplete header", UID_LITTLE_ENDIAN_EXPLICIT, "", "", "", ct, "1.2.4", UID_CT_IMAGE_STORAGE,
-         "1.2.4", ""},
-        {"silent data set", UID_LITTLE_ENDIAN_EXPLICIT, ct, "1.2.3", "", "", "", UID_CT_IMAGE_STORAGE,
-         "1.2.3", ""},
-        {"padded by blanks", UID_LITTLE_ENDIAN_EXPLICIT, ct, "1.2.3", "", ct, "1.2.3 ", UID_CT_IMAGE_STORAGE,
-         "1.2.3", ""},
-        {"behind much else", UID_LITTLE_ENDIAN_EXPLICIT, ct, "1.2.3", longText, ct, "1.2.4",
-         UID_CT_IMAGE_STORAGE, "1.2.4", "1.2.4"},
-        {"too long", UID_LITTLE_ENDIAN_EXPLICIT, ct, "1.2.3", "", ct, "1." + std::string(64, '2'),
-         UID_CT_IMAGE_STORAGE, "", "instance"},
-        {"a class of nobody's", UID_LITTLE_ENDIAN_EXPLICIT, "", "1.2.3", "", "", "", UID_NONE, "1.2.3", ""},
+        {"same", ct, "1.2.3", ct, "1.2.3", isCt, "1.2.3", ""},
+        {"made anonymous", ct, "1.2.3", ct, "1.2.4", isCt, "1.2.4",
+         "the SOP instance is 1.2.3 in its header, and sent as the data set's, 1.2.4", UID_LITTLE_ENDIAN_IMPLICIT},
+        {"converted", ct, "1.2.3", mr, "1.2.33", UID_MR_IMAGE_STORAGE, "1.2.33", "the SOP class is ",
+         UID_BIG_ENDIAN_EXPLICIT},
+        {"incomplete header", "", "", ct, "1.2.4", isCt, "1.2.4", ""},
+        {"silent data set", ct, "1.2.3", "", "", isCt, "1.2.3", ""},
+        {"padded by blanks", ct, "1.2.3", ct, "1.2.3 ", isCt, "1.2.3", ""},
+        {"behind much else", ct, "1.2.3", ct, "1.2.4", isCt, "1.2.4", "1.2.4", UID_LITTLE_ENDIAN_EXPLICIT,
+         std::string(6000, 'x')},
+        {"too long", ct, "1.2.3", ct, "1." + std::string(64, '2'), isCt, "", "instance"},
+        {"a class of nobody's", "", "1.2.3", "", "", UID_NONE, "1.2.3", ""},
     };
+    // clang-format on
     const TempDir temp;
     const CaptureLog log;  // of bytes that are not read yet
     for (const auto& row : rows) {

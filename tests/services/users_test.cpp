@@ -43,9 +43,8 @@ TEST(Users, ComeInByTheirPasswordsAlone) {
         {"nobody", "secret", false},
         {"", std::nullopt, false},
     };
-    for (const auto& row : rows) {
+    for (const auto& row : rows)
         EXPECT_EQ(users->knows(row.name, row.password), row.known) << row.name << row.password.value_or("-");
-    }
     const struct {
         const char* text;
         const char* fault;
@@ -124,8 +123,11 @@ TEST(Identities, AreTakenByWhatChecksThem) {
     rules.users = Users::parse("scanner\n" + lineOf("joe", "secret"), "", fault);
     rules.program = "cat >/dev/null; printf fine";
     rules.programTime = 5;
-    services::IdentityCheck check;
+    services::IdentityCheck check, none;
     check.use(rules);
+    services::IdentityRules insecure;
+    insecure.insecure = true;
+    none.use(insecure);
     const DcSecurityInfo tls;
     const auto bytes = [](std::string_view text) {
         return DcPduBytes{reinterpret_cast<const unsigned char*>(text.data()),
@@ -135,10 +137,10 @@ TEST(Identities, AreTakenByWhatChecksThem) {
         int type;
         const char* primary;
         const char* secondary;
-        bool secured;
-        bool accepted;
+        bool secured, accepted;
         const char* response;  // null: none
         const char* told;
+        bool checked = true;
     } rows[] = {
         {1, "scanner", "", false, true, "", "user 'scanner'"},
         {2, "joe", "secret", true, true, "", "user 'joe', with a passcode"},
@@ -148,10 +150,15 @@ TEST(Identities, AreTakenByWhatChecksThem) {
          "user 'joe', with a passcode, in clear: without TLS that is taken with --insecure alone"},
         {4, "<a/>", "", true, true, "fine", "a user with a SAML assertion"},
         {5, "token", "", true, true, "fine", "a user with a JSON Web Token"},
+        {1, "joe", "", false, true, "", "user 'joe', accepted without a check", false},
+        {2, "joe", "x", false, true, "", "user 'joe', with a passcode, accepted without a check", false},
+        {3, "t", "", false, true, nullptr,
+         "a user with a Kerberos ticket, accepted without a check and not confirmed", false},
     };
     for (const auto& row : rows) {
         DcPduIdentity identity{row.type, 1, bytes(row.primary), bytes(row.secondary)};
-        const auto judged = check.judge(&identity, {"A", "::1", row.secured ? &tls : nullptr});
+        const auto judged =
+            (row.checked ? check : none).judge(&identity, {"A", "::1", row.secured ? &tls : nullptr});
         EXPECT_EQ(judged.accepted, row.accepted) << row.told;
         EXPECT_EQ(judged.told, row.told);
         ASSERT_EQ(judged.response.has_value(), row.response != nullptr) << row.told;

@@ -25,8 +25,7 @@
 
 struct LogLine {
     LOG_MSG level = LOG_NOTICE;
-    std::string reporter;
-    std::string text;
+    std::string reporter, text;
 
     friend bool operator==(const LogLine&, const LogLine&) = default;
     friend std::ostream& operator<<(std::ostream& out, const LogLine& line) {

@@ -60,10 +60,8 @@ inline const std::string kExplicitUid = "1.2.840.10008.1.2.1";
 
 // The association PDUs of a verification, in parts that a case may replace.
 struct Association {
-    int type = 1;
-    int version = 1;
-    std::string called = "STORE           ";
-    std::string calling = "ME              ";
+    int type = 1, version = 1;
+    std::string called = "STORE           ", calling = "ME              ";
     Bytes appCtx = item(0x10, kAppCtxUid);
     Bytes context = item(0x20, joined({{1, 0, 0, 0},
                                        item(0x30, kVerificationUid),

@@ -18,8 +18,7 @@ std::size_t openHandles();
 
 // Two sockets that are connected to each other.
 struct ConnectedSockets {
-    orvkit::platform::Socket one;
-    orvkit::platform::Socket other;
+    orvkit::platform::Socket one, other;
 };
 ConnectedSockets connectedSockets();
 // The other end reads to the end, while this one may still receive.

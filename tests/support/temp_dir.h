@@ -2,6 +2,7 @@
 #ifndef ORVKIT_TESTS_SUPPORT_TEMP_DIR_H
 #define ORVKIT_TESTS_SUPPORT_TEMP_DIR_H
 
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -38,6 +39,16 @@ inline std::string readWhole(const std::string& path) {
 inline std::string readText(const std::string& path) {
     std::ifstream in(path);
     return {std::istreambuf_iterator<char>(in), {}};
+}
+
+// What a function writes to a file that it is given.
+template <typename Print>
+std::string printed(Print print) {
+    const TempDir dir;
+    FILE* const file = std::fopen((dir / "out").c_str(), "wb");
+    const int result = print(file);
+    std::fclose(file);
+    return result == 0 ? readWhole(dir / "out") : "failed: " + std::to_string(result);
 }
 
 inline void writeWhole(const std::string& path, const std::string& bytes) {

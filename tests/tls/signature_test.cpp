@@ -19,12 +19,16 @@ using namespace orvkit::tls;
 const std::string kText = "eyJhbGciOiJub25lIn0.e30";
 const std::string kSecret(32, 's');
 
-std::string pemOf(EVP_PKEY* key) {
+template <typename Write>
+std::string written(Write write) {
     const BioPtr out(BIO_new(BIO_s_mem()));
-    EXPECT_EQ(PEM_write_bio_PUBKEY(out.get(), key), 1);
+    EXPECT_EQ(write(out.get()), 1);
     char* text = nullptr;
     const long length = BIO_get_mem_data(out.get(), &text);
     return {text, static_cast<std::size_t>(length)};
+}
+std::string pemOf(EVP_PKEY* key) {
+    return written([key](BIO* out) { return PEM_write_bio_PUBKEY(out, key); });
 }
 
 std::string sign(EVP_PKEY* key, const EVP_MD* digest, bool pss) {
@@ -77,8 +81,7 @@ TEST(Signatures, HoldByTheirOwnKeysAlone) {
     const KeyPtr other(EVP_EC_gen("P-256"));
     const struct {
         const char* algorithm;
-        std::string keys;
-        std::string signature;
+        std::string keys, signature;
     } rows[] = {
         {"RS256", pemOf(rsa.get()), sign(rsa.get(), EVP_sha256(), false)},
         {"PS256", pemOf(rsa.get()), sign(rsa.get(), EVP_sha256(), true)},
@@ -109,10 +112,9 @@ TEST(Signatures, TellWhatKeysAreFor) {
     const KeyPtr small(EVP_RSA_gen(1024));
     const KeyPtr p384(EVP_EC_gen("P-384"));
     const KeyPtr ec(EVP_EC_gen("P-256"));
-    const BioPtr own(BIO_new(BIO_s_mem()));
-    PEM_write_bio_PrivateKey(own.get(), ec.get(), nullptr, nullptr, 0, nullptr, nullptr);
-    char* text = nullptr;
-    const long length = BIO_get_mem_data(own.get(), &text);
+    const std::string own = written([&ec](BIO* out) {
+        return PEM_write_bio_PrivateKey(out, ec.get(), nullptr, nullptr, 0, nullptr, nullptr);
+    });
     const std::string rsa = pemOf(KeyPtr(EVP_RSA_gen(2048)).get());
     const struct {
         std::string keys;
@@ -124,7 +126,7 @@ TEST(Signatures, TellWhatKeysAreFor) {
         {pemOf(small.get()), TLS_SETTING, ""},
         {pemOf(p384.get()), TLS_SETTING, ""},
         {kSecret.substr(1) + "\n", TLS_SETTING, ""},
-        {std::string(text, static_cast<std::size_t>(length)), TLS_FILE, ""},
+        {own, TLS_FILE, ""},
         {"-----BEGIN PUBLIC KEY-----\nAAAA\n-----END PUBLIC KEY-----\n", TLS_FILE, ""},
         {"-----BEGIN PUBLIC KEY-----\n", TLS_FILE, ""},
     };

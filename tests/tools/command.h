@@ -21,8 +21,7 @@ namespace fs = std::filesystem;
 
 struct Outcome {
     int status;  // exit status, 128 + signal
-    std::string out;
-    std::string err;
+    std::string out, err;
     long residentKb;  // the most memory that the shell or the command held
 };
 

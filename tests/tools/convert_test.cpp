@@ -205,9 +205,8 @@ TEST_F(ConvertTest, RefusalsNameTheReasonAndWriteNothing) {
     jpeg.add(new DcElem(T_7fe0_0010_pixelData, fragments, sizeof fragments,
                         UID_JPEG_LOSSLESS_FIRST_ORDER_PREDICTION, VR_OB, 0));
     make("jpeg", jpeg, UID_JPEG_LOSSLESS_FIRST_ORDER_PREDICTION);
-    for (const char* to : {"implicit", "explicit", "big", "lzw"}) {
+    for (const char* to : {"implicit", "explicit", "big", "lzw"})
         expectRefused("jpeg", to, "frame 1: JPEG: the pixels' description makes no sense");
-    }
 }
 
 TEST_F(ConvertTest, AFullDiskLeavesNothing) {

@@ -49,17 +49,14 @@ TEST_F(DeflatedTest, DamageIsToldBehindWhatWasWhole) {
         EXPECT_FALSE(fs::exists(dir / "out"));
     }
     EXPECT_EQ(sh("orvkit dump deflated in > both && orvkit dump < deflated /dev/stdin > pipe").status, 0);
-}
-
-TEST_F(DeflatedTest, AZlibHeaderIsReadWithAWarning) {
+    // A zlib header is read with a warning.
     write("wrapped", "\x78\x9C" + packed_.substr(begin_));
-    for (const char* what : {"dump wrapped", "convert wrapped out --to explicit"}) {
-        const Outcome outcome = sh(std::string("orvkit ") + what);
-        EXPECT_EQ(outcome.status, 0);
-        EXPECT_EQ(outcome.err,
-                  "orvkit: wrapped: the deflated data set has a zlib header, which does not belong there\n");
-    }
-    EXPECT_EQ(sh("cmp in out").status, 0);
+    const Outcome wrapped =
+        sh("orvkit dump wrapped >/dev/null && orvkit convert wrapped out --to explicit && cmp in out");
+    EXPECT_EQ(wrapped.status, 0);
+    const std::string told =
+        "orvkit: wrapped: the deflated data set has a zlib header, which does not belong there\n";
+    EXPECT_EQ(wrapped.err, told + told);
 }
 
 TEST_F(DeflatedTest, FileSetsHoldThem) {

@@ -177,8 +177,7 @@ void answerUntilCancelled(DcMsm& msm, const std::function<void()>& now) {
     Message cancel(next);
     ASSERT_EQ(result, MSM_MESSAGE);
     EXPECT_EQ(cancel->getType(), DICT_MSG_C_CANCEL_RQ);
-    unsigned short id = 0;
-    unsigned short cancelled = 0;
+    unsigned short id = 0, cancelled = 0;
     (void)request->getValue(T_0000_0110_messageId, id);
     EXPECT_EQ(cancel->getValue(T_0000_0120_messageIdBeingRespondedTo, cancelled), 0);
     EXPECT_EQ(cancelled, id);
@@ -191,8 +190,7 @@ TEST_F(NetworkCommandTest, WhatNeverEndsIsCancelled) {
     const auto move = &answerUntilCancelled<DcCmdCMoveRq, DcCmdCMoveRsp>;
     const auto get = &answerUntilCancelled<DcCmdCGetRq, DcCmdCGetRsp>;
     const struct {
-        std::string command;
-        std::string options;
+        std::string command, options;
         void (*archive)(DcMsm&, const std::function<void()>&);
         DICT_UID model;
         const char* said;
@@ -234,8 +232,7 @@ int grant(void* bytes, DcPduAssoRq& request, DcPduNegotiation& answer, DcPduInfo
 TEST_F(NetworkCommandTest, FindProposesWhatItsOptionsAskForAndTellsWhatWasNotAgreedTo) {
     const struct {
         const char* options;
-        Bytes granted;
-        Bytes asked;
+        Bytes granted, asked;
         std::vector<std::string> told;
     } rows[] = {
         {"", {1, 1, 1, 1}, {}, {}},
@@ -447,74 +444,66 @@ TEST_F(NetworkCommandTest, ObjectsBeyondFourGByteAreGotAndPutAside) {
     if (fs::space(dir).available < 3 * large_file::kPixels) GTEST_SKIP() << "no room for 13 GByte";
     if (!keepsHoles(dir / "holes")) GTEST_SKIP() << "the file system keeps no holes";
     const CurrentEdition edition;
-    const std::string path = dir / "large";
+    const std::string path = dir / "large", file = dir / "got/1.2.3.dcm", aside = dir / "aside";
     Stream names;
-    (void)large_file::make(path, true,
-                           names.ui(0x00080016, uidOf(UID_CT_IMAGE_STORAGE)).ui(0x00080018, "1.2.3"));
-    auto support = sopList({UID_CT_IMAGE_STORAGE}, {UID_JPEG_2K_LOSSLESS}, TSM_ROLE_SCP);
-    support.insert(support.begin(), sopList({UID_STUDY_ROOT_Q_R_GET}).front());
-    Provider archive(
-        support,
-        [&](DcMsm& msm) {
-            Message request, stored;
-            ASSERT_EQ(receive(msm, request), MSM_MESSAGE);
-            DcCmdCStoreRq store;
-            ASSERT_TRUE(orvkit::fillStoreRequest(store, path.c_str(), UID_CT_IMAGE_STORAGE, "1.2.3"));
-            ASSERT_EQ(msm.sendMessage(UID_CT_IMAGE_STORAGE, &store, UID_JPEG_2K_LOSSLESS), RESULT_OK);
-            ASSERT_EQ(receive(msm, stored), MSM_MESSAGE);
-            DcCmdCGetRsp done(static_cast<DcCmdCGetRq*>(request.get()));
-            done.add(new DcElem(T_0000_0900_status, static_cast<unsigned short>(0)));
-            ASSERT_EQ(msm.write(contextOf(*request), &done), RESULT_OK);
-            Message end;
-            EXPECT_EQ(receive(msm, end), MSM_RELEASE_REQUESTED);
-        },
-        "ARCHIVE", 0);
-    const Outcome got =
-        sh("exec '" ORVKIT_COMMAND "' get ARCHIVE@127.0.0.1:" + std::to_string(archive.port()) +
-           " got -k StudyInstanceUID=1.2");
-    archive.join();
-    ASSERT_EQ(got.status, 0) << got.err;
-    const std::string file = dir / "got/1.2.3.dcm";
-    const auto isWhole = [](const DcFrames& frames) {
+    names.ui(0x00080016, uidOf(UID_CT_IMAGE_STORAGE)).ui(0x00080018, "1.2.3");
+    (void)large_file::make(path, true, names);
+    const auto finish = [](DcMsm& msm, DcMsg& request, DcCmd&& response) {
+        response.add(new DcElem(T_0000_0900_status, static_cast<unsigned short>(0)));
+        ASSERT_EQ(msm.write(contextOf(request), &response), RESULT_OK);
+        Message end;
+        EXPECT_EQ(receive(msm, end), MSM_RELEASE_REQUESTED);
+    };
+    const auto run = [&](Provider& peer, const std::string& before, const std::string& behind) {
+        const Outcome outcome = sh("exec '" ORVKIT_COMMAND "' " + before +
+                                   " A@127.0.0.1:" + std::to_string(peer.port()) + " got" + behind);
+        peer.join();
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+#ifndef ORVKIT_SANITIZED
+        EXPECT_LT(outcome.residentKb, 32 << 10);
+#endif
+    };
+    const auto expectWhole = [](const DcFrames& frames) {
         char text[16] = {};
         unsigned long long length = 0;
         DcFrame hole;
-        return frames.read(10, text, sizeof text, length) == RESULT_OK &&
-               std::string_view(text, static_cast<std::size_t>(length)) == "the last frame " &&
-               frames.find(9, hole) == RESULT_OK && hole.length == large_file::kHole;
+        EXPECT_EQ(frames.read(10, text, sizeof text, length), RESULT_OK);
+        EXPECT_EQ(std::string_view(text, static_cast<std::size_t>(length)), "the last frame ");
+        EXPECT_TRUE(frames.find(9, hole) == RESULT_OK && hole.length == large_file::kHole);
     };
+    auto support = sopList({UID_CT_IMAGE_STORAGE}, {UID_JPEG_2K_LOSSLESS}, TSM_ROLE_SCP);
+    support.insert(support.begin(), sopList({UID_STUDY_ROOT_Q_R_GET}).front());
+    const auto give = [&](DcMsm& msm) {
+        Message request, stored;
+        ASSERT_EQ(receive(msm, request), MSM_MESSAGE);
+        DcCmdCStoreRq store;
+        ASSERT_TRUE(orvkit::fillStoreRequest(store, path.c_str(), UID_CT_IMAGE_STORAGE, "1.2.3"));
+        ASSERT_EQ(msm.sendMessage(UID_CT_IMAGE_STORAGE, &store, UID_JPEG_2K_LOSSLESS), RESULT_OK);
+        ASSERT_EQ(receive(msm, stored), MSM_MESSAGE);
+        finish(msm, *request, DcCmdCGetRsp(static_cast<DcCmdCGetRq*>(request.get())));
+    };
+    Provider archive(support, give, "A", 0);
+    run(archive, "get", " -k StudyInstanceUID=1.2");
     DcFrames frames;
     ASSERT_EQ(frames.open(file.c_str()), RESULT_OK);
-    EXPECT_TRUE(isWhole(frames));
+    expectWhole(frames);
     EXPECT_EQ(frames.foundBy(), FRAMES_BY_EXTENDED_TABLE);
     fs::remove(path);
 
-    const std::string aside = dir / "aside";
-    Provider keeper(sopList({UID_CT_IMAGE_STORAGE}, {UID_JPEG_2K_LOSSLESS}), [&](DcMsm& msm) {
+    const auto keep = [&](DcMsm& msm) {
         ASSERT_EQ(msm.setPixelDataFileName(aside.c_str()), RESULT_OK);
         Message request;
         ASSERT_EQ(receive(msm, request), MSM_MESSAGE);
         DcBuf place;
-        DcElem* pixels = nullptr;
-        ASSERT_EQ(request->getElem(T_7fe0_0010_pixelData, &pixels), RESULT_OK);
-        ASSERT_EQ(pixels->getValue(place), RESULT_OK);
-        EXPECT_EQ(place.getOffset64(), 0u);
-        EXPECT_EQ(place.getLen64(), fs::file_size(aside));
+        ASSERT_EQ(request->getValue(T_7fe0_0010_pixelData, place), RESULT_OK);
+        EXPECT_TRUE(place.getOffset64() == 0 && place.getLen64() == fs::file_size(aside));
         DcFrames there;
         EXPECT_EQ(there.open(*request), RESULT_OK);
-        EXPECT_TRUE(isWhole(there));
-        DcCmdCStoreRsp response(static_cast<DcCmdCStoreRq*>(request.get()));
-        response.add(new DcElem(T_0000_0900_status, static_cast<unsigned short>(0)));
-        ASSERT_EQ(msm.write(contextOf(*request), &response), RESULT_OK);
-        (void)receive(msm, request);
-    });
-    const Outcome sent =
-        sh("exec '" ORVKIT_COMMAND "' send PROVIDER@127.0.0.1:" + std::to_string(keeper.port()) + " got");
-    keeper.join();
-    EXPECT_EQ(sent.status, 0) << sent.err;
-#ifndef ORVKIT_SANITIZED
-    EXPECT_LT(std::max(got.residentKb, sent.residentKb), 32 << 10);
-#endif
+        expectWhole(there);
+        finish(msm, *request, DcCmdCStoreRsp(static_cast<DcCmdCStoreRq*>(request.get())));
+    };
+    Provider keeper(sopList({UID_CT_IMAGE_STORAGE}, {UID_JPEG_2K_LOSSLESS}), keep, "A", 0);
+    run(keeper, "send", "");
 }
 
 }  // namespace

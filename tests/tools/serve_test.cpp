@@ -405,50 +405,6 @@ TEST_F(ServeTest, EachBrokenAssociationIsToldWithItsReason) {
     }
 }
 
-// An acceptance with one more item of user information, which is its last.
-Bytes grown(Bytes answer, const Bytes& more) {
-    const auto grow = [&](std::size_t at) {
-        const std::size_t length = (std::size_t{answer[at]} << 8 | answer[at + 1]) + more.size();
-        answer[at] = static_cast<unsigned char>(length >> 8);
-        answer[at + 1] = static_cast<unsigned char>(length);
-    };
-    std::size_t at = 74;
-    while (answer.at(at) != 0x50) at += 4 + (std::size_t{answer[at + 2]} << 8 | answer[at + 3]);
-    grow(4);
-    grow(at + 2);
-    append(answer, more);
-    return answer;
-}
-
-// With each type of identity, beside extended negotiation and an item that nobody knows: whether a
-// confirmation that is asked for comes, that nothing else does, and what is told.
-TEST_F(ServeTest, UsersAreTakenAndConfirmedWithoutACheck) {
-    serve({"--insecure"});
-    const struct {
-        unsigned char type;
-        bool confirmed;
-        const char* told;
-    } rows[] = {{1, true, "user 'joe', accepted without a check"},
-                {2, true, "user 'joe', with a passcode, accepted without a check"},
-                {3, false, "a user with a Kerberos ticket, accepted without a check and not confirmed"},
-                {4, false, "a user with a SAML assertion, accepted without a check and not confirmed"},
-                {5, false, "a user with a JSON Web Token, accepted without a check and not confirmed"}};
-    RawPeer first(port);
-    EXPECT_TRUE(first.say(::Association().bytes()));
-    const Bytes plain = first.hear();
-    ASSERT_GT(plain.size(), 74u);
-    const Bytes others = joined({item(0x99, "unknown"), item(0x56, Bytes{0, 3, '1', '.', '2', 1}),
-                                 item(0x57, Bytes{0, 1, '1', 0, 1, '2', 0, 3, 0, 1, '3'})});
-    for (const auto& row : rows) {
-        ::Association request;
-        append(request.userInfo, joined({others, item(0x58, Bytes{row.type, 1, 0, 3, 'j', 'o', 'e', 0, 0})}));
-        RawPeer sender(port);
-        EXPECT_TRUE(sender.say(request.bytes()));
-        EXPECT_EQ(sender.hear(), row.confirmed ? grown(plain, {0x59, 0, 0, 2, 0, 0}) : plain);
-        EXPECT_TRUE(logs(row.told)) << log();
-    }
-}
-
 // Whole fragments, or the bytes of one, come now and then: no single wait is too long.
 TEST_F(ServeTest, AMessageThatNeverEndsLosesItsWorker) {
     serve({"--timeout", "1"});
@@ -487,9 +443,8 @@ TEST_F(ServeTest, AServerThatIsKilledLeavesNoNameWithoutAWholeObject) {
     EXPECT_TRUE(holds(sent.err, "not sent: an association was lost"));
     std::set<std::string> whole;
     for (const auto& entry : fs::directory_iterator(dir / "s/SE000001")) whole.insert(dataset(entry.path()));
-    for (const std::string& name : names("in")) {
+    for (const std::string& name : names("in"))
         EXPECT_TRUE(!name.ends_with(".dcm") || whole.contains(dataset(dir / "in" / name))) << name;
-    }
     serve();
     EXPECT_EQ(sh("orvkit send " + peer() + " s").status, 0);
     EXPECT_EQ(names("in").size(), 20u);
