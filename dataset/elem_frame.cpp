@@ -19,13 +19,14 @@ constexpr ByteOrder kHostOrder = std::endian::native == std::endian::big ? ByteO
 // syntax does. `leaveValue`: without raw bytes that are in memory.
 class Framer {
   public:
-    Framer(DcElem& elem, unsigned char* buf, DICT_UID xferSyn, bool inStream, bool leaveValue = false)
+    Framer(DcElem& elem, unsigned char* buf, unsigned long long bound, DICT_UID xferSyn, bool inStream,
+           bool leaveValue = false)
         : elem_(elem),
           tag_(ElemAccess::tag(elem)),
           vr_(ElemAccess::vr(elem)),
           buf_(buf),
           mode_(Mode::of(xferSyn)),
-          writer_({buf, static_cast<std::size_t>(ElemAccess::frameBound(elem))}, mode_.order),
+          writer_({buf, static_cast<std::size_t>(bound)}, mode_.order),
           delimited_(tag_ == kTagPixelData && syntaxRow(xferSyn).delimited),
           inStream_(inStream),
           leaveValue_(leaveValue) {}
@@ -95,12 +96,9 @@ class Framer {
         if (length == store.used) at[length - 1] = static_cast<unsigned char>(padding);
     }
 
-    // Group and element are numbers of their own in the stream.
     void settleTags(std::span<unsigned char> bytes) const {
         for (std::size_t i = 0; i + 4 <= bytes.size(); i += 4) {
-            const auto tag = loadAt<std::uint32_t>(bytes.data() + i, kHostOrder);
-            ByteWriter w(bytes.subspan(i, 4), mode_.order);
-            writeTag(w, tag);
+            storeTag(bytes.data() + i, loadAt<std::uint32_t>(bytes.data() + i, kHostOrder), mode_.order);
         }
     }
 
@@ -158,7 +156,8 @@ bool ownSyntaxWins(DICT_UID own, DICT_UID stream) {
     return own != UID_NONE && syntaxRow(own).explicitVr && syntaxRow(stream).explicitVr;
 }
 
-int checkFrame(const DcElem& e, const unsigned char* buf) {
+// `bound`: of the bytes that it takes.
+int checkFrame(const DcElem& e, const unsigned char* buf, unsigned long long bound) {
     const unsigned int group = ElemAccess::tag(e) >> 16;
     const unsigned int element = ElemAccess::tag(e) & 0xFFFF;
     if (buf == nullptr) {
@@ -170,11 +169,11 @@ int checkFrame(const DcElem& e, const unsigned char* buf) {
         return fail(ELEM_VR_SIZE, LOG_VALIDATION, "DcElem::frame",
                     "Element (%04x,%04x) - should be created as SQ, not element", group, element);
     }
-    if (const unsigned long long bound = ElemAccess::frameBound(e); bound > 0xFFFFFFFFull) {
+    if (bound > 0xFFFFFFFFull) {
         return fail(ELEM_VALUE_REFUSED, LOG_ERROR, "DcElem::frame",
                     "Element (%04x,%04x) - Value Length 0x%llx is too large", group, element, bound);
     }
-    const bool named = vr == VR_UNKNOWN || Dict.vrName(vr)[0] != '\0';
+    const bool named = vr == VR_UNKNOWN || vrRow(vr).letters[0] != '\0';
     if (!named || vr == VR_RT || vr == VR_EX) {
         return fail(ELEM_VR_SIZE, LOG_VALIDATION, "DcElem::frame", "Element (%04x,%04x) - Invalid VR '%s'",
                     group, element, Dict.vrName(vr));
@@ -186,16 +185,18 @@ int checkFrame(const DcElem& e, const unsigned char* buf) {
 
 int DcElem::frame(unsigned char* buf, unsigned int& length, DICT_UID xferSyn) {
     length = 0;
-    if (const int result = checkFrame(*this, buf); result != RESULT_OK) return result;
+    const unsigned long long bound = ElemAccess::frameBound(*this);
+    if (const int result = checkFrame(*this, buf, bound); result != RESULT_OK) return result;
     const DICT_UID own = ownSyntaxWins(xferSyn_, xferSyn) ? xferSyn_ : xferSyn;
-    return Framer(*this, buf, own, false).run(length);
+    return Framer(*this, buf, bound, own, false).run(length);
 }
 
 int ElemAccess::frameInStream(DcElem& e, unsigned char* buf, unsigned int& length, DICT_UID xferSyn,
                               bool leaveValue) {
     length = 0;
-    if (const int result = checkFrame(e, buf); result != RESULT_OK) return result;
-    return Framer(e, buf, syntaxInStream(e, xferSyn), true, leaveValue).run(length);
+    const unsigned long long bound = frameBound(e);
+    if (const int result = checkFrame(e, buf, bound); result != RESULT_OK) return result;
+    return Framer(e, buf, bound, syntaxInStream(e, xferSyn), true, leaveValue).run(length);
 }
 
 bool ElemAccess::isOnDisk(const DcElem& e) noexcept {

@@ -33,15 +33,30 @@ std::size_t searchIndex(std::span<const TagSlot> index, const Record* records, u
     }
 }
 
-// Fills a cleared index. Of records with one key the last is found.
+// Puts one record into the index. Of records with one key the last that is put is found.
+constexpr void putIntoIndex(std::span<TagSlot> index, std::span<const DcDictTagFacts_> facts,
+                            std::size_t at) {
+    const std::size_t last = index.size() - 1;
+    std::size_t slot = tagHash(facts[at].tag) & last;
+    while (index[slot] != 0 && facts[index[slot] - 1u].tag != facts[at].tag) slot = (slot + 1) & last;
+    index[slot] = static_cast<TagSlot>(at + 1);
+}
+
+// Fills a cleared index.
 constexpr void fillIndex(std::span<TagSlot> index, std::span<const DcDictTagFacts_> facts) {
-    for (std::size_t i = 0; i < facts.size(); ++i) {
-        std::size_t slot = tagHash(facts[i].tag) & (index.size() - 1);
-        while (index[slot] != 0 && facts[index[slot] - 1u].tag != facts[i].tag) {
-            slot = (slot + 1) & (index.size() - 1);
-        }
-        index[slot] = static_cast<TagSlot>(i + 1);
+    for (std::size_t i = 0; i < facts.size(); ++i) putIntoIndex(index, facts, i);
+}
+
+// The index of a table into which a record was just put at `at`: those behind it have moved by one.
+inline void insertIntoIndex(std::span<TagSlot> index, std::span<const DcDictTagFacts_> facts,
+                            std::size_t at) {
+    const std::size_t last = index.size() - 1;
+    for (std::size_t i = facts.size() - 1; i > at; --i) {
+        std::size_t slot = tagHash(facts[i].tag) & last;
+        while (index[slot] != 0 && index[slot] != i) slot = (slot + 1) & last;
+        if (index[slot] != 0) index[slot] = static_cast<TagSlot>(i + 1);
     }
+    putIntoIndex(index, facts, at);
 }
 
 }  // namespace orvkit

@@ -75,8 +75,11 @@ int DcDict::add(unsigned int tag, DICT_VR vr, int vm, const char* name, unsigned
     const DcDictElemInfo record = makeRecord(tag, vr, vm, name);
     if (!tagsOwned_) makeTags();
     added_.push_back(record);
-    tags_.insert(std::ranges::upper_bound(tags_, record.tag, {}, &DcDictElemInfo::tag), record);
-    indexTags();
+    const auto behind = std::ranges::upper_bound(tags_, record.tag, {}, &DcDictElemInfo::tag);
+    const auto at = behind - tags_.begin();
+    tags_.insert(behind, record);
+    facts_.insert(facts_.begin() + at, {record.tag, record.vr, record.vm});
+    insertIntoIndex(tagIndex_, facts_, static_cast<std::size_t>(at));
     if (tagDef != nullptr) *tagDef = record.tagDef;
     return RESULT_OK;
 }

@@ -4,8 +4,10 @@
 #ifndef ORVKIT_ENCODING_HEADER_H
 #define ORVKIT_ENCODING_HEADER_H
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <span>
 
 #include "dictionary/syntax_table.h"
@@ -51,9 +53,13 @@ constexpr Mode modeOfGroup(unsigned int group, Mode stream) noexcept {
     return own ? Mode::explicitLittle() : stream;
 }
 
+// Group and element are numbers of their own.
 inline unsigned int loadTag(const unsigned char* p, ByteOrder order) noexcept {
-    return (static_cast<unsigned int>(loadAt<std::uint16_t>(p, order)) << 16) |
-           loadAt<std::uint16_t>(p + 2, order);
+    const auto both = loadAt<std::uint32_t>(p, order);
+    return order == ByteOrder::big ? both : std::rotl(both, 16);
+}
+inline void storeTag(unsigned char* p, unsigned int tag, ByteOrder order) noexcept {
+    storeAt<std::uint32_t>(p, order == ByteOrder::big ? tag : std::rotl(tag, 16), order);
 }
 
 // ---- reading ----------------------------------------------------------------------------------------------
@@ -187,11 +193,6 @@ std::size_t findSequenceDelimitation(std::span<const unsigned char> bytes, ByteO
 // ---- writing ----------------------------------------------------------------------------------------------
 // The writer has the byte order of the mode.
 
-inline void writeTag(ByteWriter& w, unsigned int tag) noexcept {
-    w.u16(static_cast<std::uint16_t>(tag >> 16));
-    w.u16(static_cast<std::uint16_t>(tag & 0xFFFF));
-}
-
 constexpr bool hasLongLength(Mode mode, DICT_VR vr) noexcept {
     return !mode.explicitVr || vrRowOfAny(vrRowOfAny(vr).written).head != Head::word;
 }
@@ -204,24 +205,34 @@ constexpr bool lengthFits(Mode mode, DICT_VR vr, unsigned int length) noexcept {
 // Items have no letters in any stream. `letters`: those that stand for the VR, if not its own.
 inline void writeHeader(ByteWriter& w, Mode mode, unsigned int tag, DICT_VR vr, unsigned int length,
                         std::uint16_t letters = 0) noexcept {
-    writeTag(w, tag);
     const VrRow& written = vrRowOfAny(vrRowOfAny(vr).written);
-    if (mode.explicitVr && tag != kTagItem) {
-        char own[2];
-        if (letters != 0) spellLetters(letters, own);
-        w.bytes(letters != 0 ? own : written.letters, 2);
-        if (written.head == Head::wide) w.u16(0);
+    const bool lettered = mode.explicitVr && tag != kTagItem, wide = lettered && written.head == Head::wide;
+    const bool isLong = !mode.explicitVr || written.head != Head::word;
+    unsigned char* p = w.take(4u + (lettered ? 2 : 0) + (wide ? 2 : 0) + (isLong ? 4 : 2));
+    if (p == nullptr) return;
+    storeTag(p, tag, mode.order);
+    p += 4;
+    if (lettered) {
+        std::memcpy(p, written.letters, 2);
+        if (letters != 0) spellLetters(letters, reinterpret_cast<char*>(p));
+        p += 2;
     }
-    if (hasLongLength(mode, vr)) {
-        w.u32(length);
+    if (wide) {
+        p[0] = p[1] = 0;
+        p += 2;
+    }
+    if (isLong) {
+        storeAt<std::uint32_t>(p, length, mode.order);
     } else {
-        w.u16(static_cast<std::uint16_t>(length));
+        storeAt(p, static_cast<std::uint16_t>(length), mode.order);
     }
 }
 
 inline void writeItem(ByteWriter& w, unsigned int length) noexcept {
-    writeTag(w, kTagItem);
-    w.u32(length);
+    unsigned char* const p = w.take(kShortHeader);
+    if (p == nullptr) return;
+    storeTag(p, kTagItem, w.order());
+    storeAt<std::uint32_t>(p + 4, length, w.order());
 }
 
 // The end of Pixel Data of undefined length: little endian always, as the syntaxes are that have it.

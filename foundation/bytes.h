@@ -118,6 +118,7 @@ class ByteWriter {
     std::size_t offset() const noexcept { return at_; }
     std::size_t room() const noexcept { return room_.size() - at_; }
     bool failed() const noexcept { return failed_; }
+    ByteOrder order() const noexcept { return order_; }
     void setOrder(ByteOrder order) noexcept { order_ = order; }
 
     void u8(std::uint8_t v) noexcept { put(v); }
@@ -130,6 +131,15 @@ class ByteWriter {
         }
         if (n != 0) std::memcpy(room_.data() + at_, data, n);
         at_ += n;
+    }
+    // The room of the next n bytes, which the caller fills; null when there is none.
+    unsigned char* take(std::size_t n) noexcept {
+        if (n > room()) {
+            failed_ = true;
+            return nullptr;
+        }
+        at_ += n;
+        return room_.data() + at_ - n;
     }
     void fill(unsigned char value, std::size_t n) noexcept {
         if (n > room()) {

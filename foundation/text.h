@@ -21,7 +21,9 @@ inline void copyText(char* to, std::string_view text, std::size_t limit) noexcep
     to[copied.size()] = '\0';
 }
 inline void copyText(char* to, const char* text, std::size_t limit) noexcept {
-    copyText(to, std::string_view(text, lengthWithin(text, limit)), limit);
+    const std::size_t length = lengthWithin(text, limit);
+    std::memcpy(to, text, length);
+    to[length] = '\0';
 }
 // Into a field, cut to its size.
 template <std::size_t N>
