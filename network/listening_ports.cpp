@@ -57,7 +57,7 @@ int openListener(int& port, unsigned int& socket) {
     int result = checkOwnName();
     platform::Socket listener;
     if (result == RESULT_OK) {
-        listener = platform::openSocket({});
+        listener = platform::openForAny();
         if (!listener) result = failSocket(TSM_SOCKET, "DcTsm::sockListenOpen - socket");
     }
     if (result == RESULT_OK) {

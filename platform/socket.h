@@ -56,7 +56,7 @@ struct Address {
     unsigned char bytes[128] = {};  // the system's own record
     unsigned int length = 0;        // 0 for none
 };
-// Numbers and dots, or the IPv6 form; empty for none.
+// Numbers and dots, also for an IPv4 peer of a listener for both, or the IPv6 form; empty for none.
 std::string addressText(const Address& address);
 int addressPort(const Address& address) noexcept;  // 0 for none
 // Such a text in 16 bytes, of IPv4 as IPv6 has it (RFC 4291 2.5.5.2). False for anything else.
@@ -77,7 +77,9 @@ void sendAtOnce(unsigned int socket) noexcept;
 // Makes a socket of the application's behave like those that are made here.
 void adoptSocket(unsigned int socket) noexcept;
 bool reuseAddress(unsigned int socket) noexcept;
-// To every local address (IPv4); port 0 lets the system choose.
+// A TCP socket for bindAny: of IPv6 that takes IPv4 as well, or of IPv4 where the system has nothing else.
+Socket openForAny() noexcept;
+// To every local address of the socket's kind; port 0 lets the system choose.
 [[nodiscard]] bool bindAny(unsigned int socket, int port) noexcept;
 // To that address of this machine alone.
 [[nodiscard]] bool bindTo(unsigned int socket, const Address& address) noexcept;

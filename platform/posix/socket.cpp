@@ -147,11 +147,41 @@ int resolverNumber(int error) noexcept {
     }
 }
 
+void setPort(Address& address, int port) noexcept {
+    const auto networkPort = htons(static_cast<std::uint16_t>(port));
+    if (record(address)->sa_family == AF_INET6) {
+        auto form = formOf<sockaddr_in6>(address);
+        form.sin6_port = networkPort;
+        std::memcpy(address.bytes, &form, sizeof form);
+    } else {
+        auto form = formOf<sockaddr_in>(address);
+        form.sin_port = networkPort;
+        std::memcpy(address.bytes, &form, sizeof form);
+    }
+}
+
 bool copyAddress(const addrinfo& found, Address& address) noexcept {
     if (found.ai_addrlen > sizeof address.bytes) return false;
     std::memcpy(address.bytes, found.ai_addr, found.ai_addrlen);
     address.length = found.ai_addrlen;
     return true;
+}
+
+// An IPv4 peer of a listener for both has its address within one of IPv6 (RFC 4291 2.5.5.2): told as what it
+// is.
+void unwrap(Address& address) noexcept {
+    if (record(address)->sa_family != AF_INET6) return;
+    const auto both = formOf<sockaddr_in6>(address);
+    if (IN6_IS_ADDR_V4MAPPED(&both.sin6_addr) == 0) return;
+    sockaddr_in form{};
+    form.sin_family = AF_INET;
+    form.sin_port = both.sin6_port;
+    std::memcpy(&form.sin_addr,
+                static_cast<const unsigned char*>(static_cast<const void*>(&both.sin6_addr)) + 12,
+                sizeof form.sin_addr);
+    address = {};
+    std::memcpy(address.bytes, &form, sizeof form);
+    address.length = sizeof form;
 }
 
 }  // namespace
@@ -220,7 +250,7 @@ bool resolve(const char* host, int port, Address& address) noexcept {
         return false;
     }
     const std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)> owner(list, &::freeaddrinfo);
-    // Listeners of this library are IPv4: prefer that where a host has both.
+    // Others listen to IPv4 alone more often than not: prefer that where a host has both.
     const addrinfo* chosen = list;
     for (const addrinfo* at = list; at != nullptr; at = at->ai_next) {
         if (at->ai_family == AF_INET) {
@@ -229,16 +259,7 @@ bool resolve(const char* host, int port, Address& address) noexcept {
         }
     }
     if (!copyAddress(*chosen, address)) return false;
-    const auto networkPort = htons(static_cast<std::uint16_t>(port));
-    if (chosen->ai_family == AF_INET6) {
-        auto form = formOf<sockaddr_in6>(address);
-        form.sin6_port = networkPort;
-        std::memcpy(address.bytes, &form, sizeof form);
-    } else {
-        auto form = formOf<sockaddr_in>(address);
-        form.sin_port = networkPort;
-        std::memcpy(address.bytes, &form, sizeof form);
-    }
+    setPort(address, port);
     return true;
 }
 
@@ -291,18 +312,24 @@ bool reuseAddress(unsigned int socket) noexcept {
     return ::setsockopt(handleOf(socket), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) == 0;
 }
 
+Socket openForAny() noexcept {
+    const int off = 0;
+    Socket both(static_cast<unsigned int>(::socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP)));
+    if (both && ::setsockopt(handleOf(both.get()), IPPROTO_IPV6, IPV6_V6ONLY, &off, sizeof off) == 0)
+        return both;
+    return openSocket({});
+}
+
+// A socket that is not bound yet has the zeros of its family for an address.
 bool bindAny(unsigned int socket, int port) noexcept {
+    Address any;
     if (port < 0 || port > 65535) {
         errno = EINVAL;
         return false;
     }
-    sockaddr_in any{};
-    any.sin_family = AF_INET;
-    any.sin_addr.s_addr = htonl(INADDR_ANY);
-    any.sin_port = htons(static_cast<std::uint16_t>(port));
-    Address address;
-    std::memcpy(address.bytes, &any, sizeof any);
-    return ::bind(handleOf(socket), record(address), sizeof any) == 0;
+    if (!ownAddress(socket, any)) return false;
+    setPort(any, port);
+    return bindTo(socket, any);
 }
 
 bool bindTo(unsigned int socket, const Address& address) noexcept {
@@ -327,6 +354,7 @@ Socket acceptSocket(unsigned int listener, Address& peer, int timeout) noexcept 
         if (connection >= 0) {
             Socket accepted(static_cast<unsigned int>(connection));
             peer.length = length;
+            unwrap(peer);
             sendAtOnce(accepted.get());
             return accepted;
         }
@@ -338,6 +366,7 @@ bool peerAddress(unsigned int socket, Address& address) noexcept {
     socklen_t length = sizeof address.bytes;
     if (::getpeername(handleOf(socket), record(address), &length) != 0) return false;
     address.length = length;
+    unwrap(address);
     return true;
 }
 

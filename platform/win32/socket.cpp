@@ -80,6 +80,23 @@ void setPort(Address& address, int port) noexcept {
     }
 }
 
+// An IPv4 peer of a listener for both has its address within one of IPv6 (RFC 4291 2.5.5.2): told as what it
+// is.
+void unwrap(Address& address) noexcept {
+    if (record(address)->sa_family != AF_INET6) return;
+    const auto both = formOf<sockaddr_in6>(address);
+    if (IN6_IS_ADDR_V4MAPPED(&both.sin6_addr) == 0) return;
+    sockaddr_in form{};
+    form.sin_family = AF_INET;
+    form.sin_port = both.sin6_port;
+    std::memcpy(&form.sin_addr,
+                static_cast<const unsigned char*>(static_cast<const void*>(&both.sin6_addr)) + 12,
+                sizeof form.sin_addr);
+    address = {};
+    std::memcpy(address.bytes, &form, sizeof form);
+    address.length = sizeof form;
+}
+
 }  // namespace
 
 bool startSockets() noexcept {
@@ -140,7 +157,7 @@ bool resolve(const char* host, int port, Address& address) noexcept {
         return false;
     }
     const std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)> owner(list, &::freeaddrinfo);
-    // Listeners of this library are IPv4: prefer that where a host has both.
+    // Others listen to IPv4 alone more often than not: prefer that where a host has both.
     const addrinfo* chosen = list;
     for (const addrinfo* at = list; at != nullptr; at = at->ai_next) {
         if (at->ai_family == AF_INET) {
@@ -219,18 +236,35 @@ bool reuseAddress(unsigned int socket) noexcept {
     return setOption(socket, SOL_SOCKET, SO_EXCLUSIVEADDRUSE, 1);
 }
 
+Socket openForAny() noexcept {
+    Socket both(numberOf(::socket(AF_INET6, SOCK_STREAM, IPPROTO_TCP)));
+    if (both && setOption(both.get(), IPPROTO_IPV6, IPV6_V6ONLY, 0)) return both;
+    return openSocket({});
+}
+
+static bool isIpv6(unsigned int socket) noexcept {
+    WSAPROTOCOL_INFOW info{};
+    int length = sizeof info;
+    return ::getsockopt(handleOf(socket), SOL_SOCKET, SO_PROTOCOL_INFOW,
+                        static_cast<char*>(static_cast<void*>(&info)), &length) == 0 &&
+           info.iAddressFamily == AF_INET6;
+}
+
 bool bindAny(unsigned int socket, int port) noexcept {
     if (port < 0 || port > 65535) {
         ::WSASetLastError(WSAEINVAL);
         return false;
     }
-    sockaddr_in any{};
-    any.sin_family = AF_INET;
-    any.sin_addr.s_addr = ::htonl(INADDR_ANY);
-    any.sin_port = ::htons(static_cast<u_short>(port));
-    Address address;
-    std::memcpy(address.bytes, &any, sizeof any);
-    return ::bind(handleOf(socket), record(address), sizeof any) == 0;
+    Address any;  // all zeros
+    if (isIpv6(socket)) {
+        record(any)->sa_family = AF_INET6;
+        any.length = sizeof(sockaddr_in6);
+    } else {
+        record(any)->sa_family = AF_INET;
+        any.length = sizeof(sockaddr_in);
+    }
+    setPort(any, port);
+    return bindTo(socket, any);
 }
 
 bool bindTo(unsigned int socket, const Address& address) noexcept {
@@ -254,6 +288,7 @@ Socket acceptSocket(unsigned int listener, Address& peer, int timeout) noexcept 
         Socket accepted(numberOf(::accept(handleOf(listener), record(peer), &length)));
         if (accepted) {
             peer.length = static_cast<unsigned int>(length);
+            unwrap(peer);
             // A connection inherits from its listener that it does not wait.
             (void)setBlocking(accepted.get(), true);
             sendAtOnce(accepted.get());
@@ -268,6 +303,7 @@ bool peerAddress(unsigned int socket, Address& address) noexcept {
     int length = sizeof address.bytes;
     if (::getpeername(handleOf(socket), record(address), &length) != 0) return false;
     address.length = static_cast<unsigned int>(length);
+    unwrap(address);
     return true;
 }
 

@@ -21,6 +21,12 @@ class Transport : public DcTsm {
         state_ = static_cast<TSM_STATE>(state);
         return step(event, arg);
     }
+    std::string peer() const {
+        net::Address address;
+        std::memcpy(address.bytes, peerAddress_, sizeof address.bytes);
+        address.length = peerAddressLen_;
+        return net::addressText(address);
+    }
     void endWaitsInASecond() {
         DcTsmTimeoutInfo timeouts = seconds(1);
         setTimeoutInfo(timeouts);
@@ -115,6 +121,21 @@ TEST(ListeningPorts, AreSharedCountedAndLimited) {
     second.reset();
     EXPECT_EQ(usersOf(port), 0);
     EXPECT_FALSE(canConnect(port));
+}
+
+TEST(ListeningPorts, TakeBothKindsOfAddressesAndTellThemAsTheyAre) {
+    for (const std::string host : {"127.0.0.1", "::1"}) {
+        Transport provider(TSM_ROLE_SCP, 0);
+        net::Address address;
+        ASSERT_TRUE(net::resolve(host.c_str(), provider.getPort(), address));
+        const net::Socket user = net::openSocket(address);
+        if (!user || !net::connectSocket(user.get(), address, 5000)) {
+            EXPECT_EQ(host, "::1") << "there may be no IPv6 here";
+            continue;
+        }
+        ASSERT_EQ(provider.sockConvOpenServer(TSM_BLOCK_POLL), RESULT_OK) << host;
+        EXPECT_EQ(provider.peer(), host);
+    }
 }
 
 TEST(ListeningPorts, WhatCannotBeOpenedIsTold) {
