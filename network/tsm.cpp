@@ -259,6 +259,16 @@ bool DcTsm::waitReadable(int milliseconds) const {
     return !isConnected() || Connection(sockConv_).waitReadable(milliseconds);
 }
 
+int DcTsm::peek(void* data, unsigned int length, unsigned int& count) const {
+    count = 0;
+    if (!isConnected()) return TSM_NO_CONNECTION;
+    Connection connection(sockConv_);
+    const std::int64_t seen = connection.peek(data, length);
+    if (seen > 0) count = static_cast<unsigned int>(seen);
+    if (count == length) return RESULT_OK;
+    return seen == 0 || seen == -2 || connection.peerIsDone() ? TSM_NO_CONNECTION : DATATF_NOT_READY;
+}
+
 int DcTsm::readNextPduType(PDU_TYPE& type, PDU_BLOCK block) {
     if (!isConnected() || currentPdu_ == nullptr) return TSM_NO_CONNECTION;
     if (block != PDU_BLOCK_WAIT) {

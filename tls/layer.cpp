@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "orvkit/log.h"
 #include "tls/trouble.h"
@@ -47,7 +48,8 @@ Layer::Layer(std::shared_ptr<Context> context, const DcSecurity::End& end)
       isUser_(end.isUser),
       handshake_(end.patience),
       wire_(end.socket),
-      record_(std::make_unique_for_overwrite<unsigned char[]>(kRecord)) {
+      record_(std::make_unique_for_overwrite<unsigned char[]>(kRecord)),
+      ahead_(std::make_unique_for_overwrite<unsigned char[]>(kRecord)) {
     const std::string& name = context_->settings().peerName;
     if (end.host != nullptr) {
         host_ = end.host;
@@ -186,28 +188,47 @@ Received Layer::opened(const Deadline& deadline) noexcept {
 // --------------------------------------------------------------------------------------------------
 
 Received Layer::receive(void* data, std::size_t length, int timeout, std::size_t& count) noexcept {
-    count = 0;
+    count = copyAhead(data, length);
+    aheadAt_ += count;
+    if (count > 0) return Received::data;
     const Deadline deadline(timeout);
     if (const Received done = opened(deadline); done != Received::data) return done;
     return run([&] { return SSL_read_ex(ssl_.get(), data, length, &count); }, deadline);
 }
 
+std::size_t Layer::copyAhead(void* data, std::size_t length) const noexcept {
+    const std::size_t count = std::min(length, aheadEnd_ - aheadAt_);
+    if (count > 0) std::memcpy(data, ahead_.get() + aheadAt_, count);
+    return count;
+}
+
+// OpenSSL shows one record; what is asked for may be in several, which are kept here until they are taken.
 std::int64_t Layer::peek(void* data, std::size_t length) noexcept {
     const Deadline now(0);
-    std::size_t count = 0;
-    Received done = opened(now);
-    if (done == Received::data) {
-        done = run([&] { return SSL_peek_ex(ssl_.get(), data, length, &count); }, now);
+    const std::size_t wanted = std::min(length, kRecord);
+    if (wanted > kRecord - aheadAt_) {
+        std::memmove(ahead_.get(), ahead_.get() + aheadAt_, aheadEnd_ - aheadAt_);
+        aheadEnd_ -= std::exchange(aheadAt_, 0);
     }
-    if (done == Received::data) return static_cast<std::int64_t>(count);
+    Received done = Received::data;
+    while (done == Received::data && aheadEnd_ - aheadAt_ < wanted) {
+        std::size_t count = 0;
+        const std::size_t left = wanted - (aheadEnd_ - aheadAt_);
+        done = opened(now);
+        if (done != Received::data) break;
+        done = run([&] { return SSL_read_ex(ssl_.get(), ahead_.get() + aheadEnd_, left, &count); }, now);
+        aheadEnd_ += count;
+    }
+    if (const std::size_t seen = copyAhead(data, length); seen > 0) return static_cast<std::int64_t>(seen);
     if (done == Received::closed) return 0;
-    return done == Received::timeout ? -1 : -2;
+    return done == Received::failed ? -2 : -1;
 }
 
 bool Layer::waitReadable(int timeout) noexcept {
     const Deadline deadline(timeout);
     unsigned char first = 0;
     std::size_t count = 0;
+    if (aheadAt_ != aheadEnd_) return true;
     Received done = opened(deadline);
     if (done == Received::data) {
         done = run([&] { return SSL_peek_ex(ssl_.get(), &first, 1, &count); }, deadline);

@@ -36,6 +36,7 @@ class Layer final : public ConnectionLayer {
     enum class State : unsigned char { handshake, open, ended, broken };
 
     void prepare();
+    std::size_t copyAhead(void* data, std::size_t length) const noexcept;
     bool expectName(const char* host) noexcept;
     platform::Received broken() noexcept;
     template <typename Step>
@@ -53,6 +54,9 @@ class Layer final : public ConnectionLayer {
     Wire wire_;
     SslPtr ssl_;  // goes before the wire
     std::unique_ptr<unsigned char[]> record_;
+    std::unique_ptr<unsigned char[]> ahead_;  // what was looked at and not taken yet
+    std::size_t aheadAt_ = 0;
+    std::size_t aheadEnd_ = 0;
     State state_ = State::handshake;
     bool verified_ = false;
     bool asked_ = false;

@@ -157,6 +157,10 @@ class ORVKIT_API DcTsm {
     // Waits until something has come from the peer, or its connection has ended: false after that many
     // milliseconds (negative: without end), and when waiting fails. True without a connection.
     bool waitReadable(int milliseconds) const;
+    // Looks at what comes next from the peer, 16384 bytes of it at most, without taking it or waiting:
+    // `count` tells how many bytes are there. 0 as many as were asked for; DATATF_NOT_READY fewer;
+    // TSM_NO_CONNECTION fewer, and nothing will come behind them.
+    int peek(void* data, unsigned int length, unsigned int& count) const;
 
   protected:
     // One step: looks the event up for the state, moves on, runs the action. TSM_EVENT_RANGE event out of
