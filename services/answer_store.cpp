@@ -13,8 +13,7 @@ namespace services {
 namespace {
 
 constexpr unsigned short kSopClassNotSupported = 0x0122;  // PS3.7 C.5.9
-constexpr unsigned short kNotAuthorized = 0x0124;
-constexpr unsigned short kNoDataSet = 0x0101;  // Command Data Set Type (PS3.7 9.3.1.1)
+constexpr unsigned short kNoDataSet = 0x0101;             // Command Data Set Type (PS3.7 9.3.1.1)
 
 std::string nameOf(DICT_UID value) {
     const DcDictUidInfo* const uid = Dict.findUid(value);
@@ -53,7 +52,6 @@ bool answerStore(Provider& provider, DICT_UID sopClass, DcMsg& request) {
     file.describe(sopClass, instance, provider.callingAet());
     if (provider.isBeyond()) return provider.abort("it goes on beyond the limits of an association");
     file.setGuard([&provider](std::uint64_t size) { return provider.boundOf(size); });
-    if (!provider.may(Right::store)) file.refuse(kNotAuthorized, "this peer may not store");
     if (follows != kNoDataSet && !provider.receive(file, request, instance)) return false;
     std::string told;
     unsigned short status = kSopClassNotSupported;

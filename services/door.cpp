@@ -36,6 +36,15 @@ void dismiss(unsigned int socket, Info reason) {
 
 }  // namespace
 
+// Of a record of TLS, which need not be the whole of its message, or of a PDU.
+std::size_t enoughOf(Greeting greeting, const unsigned char* head) {
+    const bool tls = greeting == Greeting::tlsHello;
+    const std::uint64_t length = tls ? std::uint64_t{head[3]} << 8 | head[4]
+                                     : std::uint64_t{head[2]} << 24 | std::uint64_t{head[3]} << 16 |
+                                           std::uint64_t{head[4]} << 8 | head[5];
+    return static_cast<std::size_t>(std::min<std::uint64_t>(length + (tls ? 5 : 6), kEnough));
+}
+
 void rejectBusy(unsigned int socket, Greeting greeting) {
     if (greeting == Greeting::tlsHello) {
         constexpr unsigned char internalError[] = {21, 3, 3, 0, 2, 2, 80};  // a fatal alert
@@ -83,7 +92,7 @@ void Doorman::lookAround(bool paused) {
     const bool tick = now - lookedAt_ >= kTick;
     if (tick) lookedAt_ = now;
     std::size_t entry = 1;
-    std::deque<Waiting> kept;
+    Queue kept;
     for (Waiting& w : waiting_) {
         bool stays = true;
         if (w.state == State::silent) {
@@ -147,9 +156,8 @@ bool Doorman::look(Waiting& waiting) {
         return false;
     }
     if (count < 6) return lookAgain(waiting);
-    const bool whole =
-        static_cast<std::uint64_t>(count) >= std::min<std::uint64_t>(wholeLength(bytes), kEnough);
-    return whole ? welcome(waiting) : lookAgain(waiting);
+    const bool enough = static_cast<std::size_t>(count) >= enoughOf(greeting_, bytes);
+    return enough ? welcome(waiting) : lookAgain(waiting);
 }
 
 // It has said what it wants: now, later, or never.
@@ -165,14 +173,6 @@ bool Doorman::welcome(Waiting& waiting) {
     waiting.state = State::ready;
     waiting.since = Clock::now();
     return true;
-}
-
-// By the first 6 bytes: of a record of TLS, which need not be the whole of its message, or of a PDU.
-std::uint64_t Doorman::wholeLength(const unsigned char* head) const {
-    if (greeting_ == Greeting::tlsHello) return (std::uint64_t{head[3]} << 8 | head[4]) + 5;
-    return (std::uint64_t{head[2]} << 24 | std::uint64_t{head[3]} << 16 | std::uint64_t{head[4]} << 8 |
-            head[5]) +
-           6;
 }
 
 // A request that was broken off will never be whole.
@@ -218,11 +218,24 @@ void Doorman::close() {
     waiting_.clear();
 }
 
+Doorman::Queue::iterator Doorman::chosen() {
+    auto best = waiting_.end();
+    for (auto at = waiting_.begin(); at != waiting_.end(); ++at) {
+        if (!isReady(*at)) continue;
+        if (best == waiting_.end() || lastIsNext_ ||
+            at->visitor.stay.number() < best->visitor.stay.number()) {
+            best = at;
+        }
+    }
+    lastIsNext_ = !lastIsNext_;
+    return best;
+}
+
 // Those who have gone meanwhile need no worker.
 Visitor Doorman::next() {
     const std::lock_guard lock(mutex_);
     for (;;) {
-        const auto ready = std::find_if(waiting_.begin(), waiting_.end(), isReady);
+        const auto ready = chosen();
         if (ready == waiting_.end()) return {};
         Visitor visitor = std::move(ready->visitor);
         waiting_.erase(ready);

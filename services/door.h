@@ -26,6 +26,10 @@ struct Visitor {
 // What a visitor has to begin with.
 enum class Greeting : unsigned char { associationRequest, tlsHello };
 
+// How much of what begins with these 6 bytes must have come before it is worth a thread: the whole of it, or
+// 16 KiB.
+std::size_t enoughOf(Greeting greeting, const unsigned char* head);
+
 // A-ASSOCIATE-RJ: transient, by the service provider's presentation side, local-limit-exceeded (PS3.8 9.3.4);
 // or the alert of TLS that comes nearest to that.
 void rejectBusy(unsigned int socket, Greeting greeting);
@@ -47,8 +51,9 @@ class Doorman {
     void wait(int timeout, std::vector<orvkit::platform::WaitEntry>& others);
     // Turns away those whose request has arrived and has waited too long for a worker.
     void refuseLate();
-    // The next connection whose association request has arrived; without a socket when there is none. By any
-    // thread.
+    // The next connection that has said what it wants; without a socket when there is none. By turns that of
+    // whose address the fewest were here when it came, the earliest of these, and the one that came last: a
+    // crowd from elsewhere keeps nobody waiting, nor does one that came before. By any thread.
     Visitor next();
     bool hasReady() const;
     // Nobody waits any more.
@@ -61,7 +66,9 @@ class Doorman {
         Clock::time_point since;
         State state = State::silent;
     };
+    using Queue = std::deque<Waiting>;
     static bool isReady(const Waiting& w) { return w.state == State::ready; }
+    Queue::iterator chosen();
     // What the wait has given; `entries_` begins with the listener and those who were silent.
     void lookAround(bool paused);
     void accept();
@@ -70,7 +77,6 @@ class Doorman {
     bool lookAgain(Waiting& waiting);
     bool welcome(Waiting& waiting);
     void refuse(Waiting& waiting, const unsigned char* head);
-    std::uint64_t wholeLength(const unsigned char* head) const;
     bool makeRoom();
 
     unsigned int listener_;
@@ -80,7 +86,9 @@ class Doorman {
     std::chrono::seconds patience_;
     std::function<void(const std::string&)> told_;
     mutable std::mutex mutex_;
-    std::deque<Waiting> waiting_;  // in the order of their arrival; under the mutex
+    // Under the mutex.
+    Queue waiting_;  // in the order of their arrival
+    bool lastIsNext_ = false;
     std::vector<orvkit::platform::WaitEntry> entries_;
     Clock::time_point lookedAt_;
     Clock::time_point pausedUntil_;  // no descriptor is left for another connection

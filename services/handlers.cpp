@@ -7,21 +7,23 @@ Handler answerStore;  // answer_store.cpp
 
 namespace {
 
+template <typename Response, typename Request>
+std::unique_ptr<DcCmd> responseTo(DcMsg& request) {
+    return std::make_unique<Response>(static_cast<Request*>(&request));
+}
+
 // clang-format off
-constexpr struct {
-    MSG_TYPE message;
-    Handler* handler;
-} handlers[] = {
-    {DICT_MSG_C_ECHO_RQ,  answerEcho},
-    {DICT_MSG_C_STORE_RQ, answerStore},
+constexpr Service kServices[] = {
+    {DICT_MSG_C_ECHO_RQ,  Right::echo,  answerEcho,  responseTo<DcCmdCEchoRsp, DcCmdCEchoRq>},
+    {DICT_MSG_C_STORE_RQ, Right::store, answerStore, responseTo<DcCmdCStoreRsp, DcCmdCStoreRq>},
 };
 // clang-format on
 
 }  // namespace
 
-Handler* handlerOf(MSG_TYPE message) {
-    for (const auto& row : handlers) {
-        if (row.message == message) return row.handler;
+const Service* serviceOf(MSG_TYPE message) {
+    for (const Service& row : kServices) {
+        if (row.message == message) return &row;
     }
     return nullptr;
 }

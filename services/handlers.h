@@ -1,19 +1,30 @@
-// What a provider does with a message: one row a command, each with a file of its own.
+// What a provider does with a message: one row a command, each with a file of its own, and with the right
+// that a peer must have for it.
 #ifndef ORVKIT_SERVICES_HANDLERS_H
 #define ORVKIT_SERVICES_HANDLERS_H
 
+#include <memory>
+
 #include "orvkit/cmd.h"
+#include "services/known_peers.h"
 
 namespace services {
 
 class Provider;
 
-// Answers a request that came in a context of that SOP class, its data set included if it has one; false: the
-// association is over.
+// Answers a request of a peer that has the right to it, which came in a context of that SOP class, with its
+// data set if it has one; false: the association is over.
 using Handler = bool(Provider& provider, DICT_UID sopClass, DcMsg& request);
 
+struct Service {
+    MSG_TYPE message;
+    Right right;
+    Handler* answer;
+    std::unique_ptr<DcCmd> (*response)(DcMsg& request);  // to those who may not ask
+};
+
 // Null for a message that has no place here.
-Handler* handlerOf(MSG_TYPE message);
+const Service* serviceOf(MSG_TYPE message);
 
 }  // namespace services
 

@@ -145,6 +145,10 @@ bool isFor(const DcSecurityInfo& security, const std::string& name) {
 
 }  // namespace
 
+std::string wordOf(Right right) {
+    return std::string(std::ranges::find(kRights, right, [](const auto& row) { return row.right; })->word);
+}
+
 std::string KnownPeer::line() const {
     std::string text = wordText(aet);
     for (std::size_t i = 0; i < networks.size(); ++i) text += (i == 0 ? "  from " : ",") + networks[i].text;

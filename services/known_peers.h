@@ -25,6 +25,8 @@
 namespace services {
 
 enum class Right : unsigned char { echo = 1, store = 2, find = 4, retrieve = 8 };
+// As the file says it.
+std::string wordOf(Right right);
 
 // An address, or all that begin with the same bits; of IPv4 as IPv6 has it (RFC 4291 2.5.5.2).
 struct Network {

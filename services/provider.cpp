@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "orvkit/result.h"
+#include "orvkit/tags.h"
 #include "platform/socket.h"
 #include "platform/volume.h"
 #include "services/charset.h"
@@ -21,9 +22,11 @@ namespace platform = orvkit::platform;
 // Milliseconds between looks at whether the server is to stop, and while all threads are taken.
 constexpr int kTick = 200;
 constexpr int kShortTick = 2;
-constexpr unsigned int kPace = 1024;             // bytes a second that a peer must bring at least
-constexpr unsigned int kMostInMemory = 2 << 20;  // of a request or a data set that has no file
-constexpr unsigned char kPermanent = 1;          // result of a rejection (PS3.8 9.3.4)
+constexpr unsigned int kPace = 1024;               // bytes a second that a peer must bring at least
+constexpr unsigned int kMostInMemory = 2 << 20;    // of a request or a data set that has no file
+constexpr unsigned short kNotAuthorized = 0x0124;  // PS3.7 C.5
+constexpr unsigned short kNoDataSet = 0x0101;      // Command Data Set Type (PS3.7 9.3.1.1)
+constexpr unsigned char kPermanent = 1;            // result of a rejection (PS3.8 9.3.4)
 
 unsigned char contextOf(DcMsg& message) {
     DcPduInfoTf info;
@@ -186,11 +189,22 @@ bool Provider::turnAway(const std::string& why) {
 int Provider::tick() const {
     if (server_.stopping || givesWay_) return 0;
     if (!server_.pressed) return kTick;
-    return open_ && !spoken_ ? 0 : kShortTick;  // some come to stay silent
+    return spoken_ ? kShortTick : 0;  // some come to stay silent
 }
 
-// A secured connection: whether the handshake is done and the association request has begun. When all threads
-// are taken, a peer that takes its time has none meanwhile.
+// Whether the association request is here, or will never be.
+bool Provider::hasRequest() const {
+    unsigned char bytes[16384];
+    unsigned int count = 0;
+    int seen = msm_.peek(bytes, 6, count);
+    if (seen == RESULT_OK && bytes[0] == PDU_TYPE_ASSO_RQ) {
+        const std::size_t enough = enoughOf(Greeting::associationRequest, bytes);
+        seen = msm_.peek(bytes, static_cast<unsigned int>(enough), count);
+    }
+    return seen != DATATF_NOT_READY;
+}
+
+// A secured connection: whether the handshake is done and the association request is here.
 bool Provider::admit() {
     if (server_.security == nullptr) return true;
     if (visitor_.socket) {
@@ -199,17 +213,14 @@ bool Provider::admit() {
         (void)msm_.setSockHandles(TSM_ROLE_SCP, visitor_.socket.release(), platform::kNoSocket);
         since_ = Clock::now();
     }
-    for (;;) {
-        const int shaken = msm_.secure(tick());
-        if (shaken != RESULT_OK && shaken != DATATF_NOT_READY) return turnAway(outcomeText(shaken, msm_));
-        if (shaken == RESULT_OK && msm_.waitReadable(tick())) return true;
-        if (server_.stopping) return turnAway("the server stops");
-        if (givesWay_) return turnAway("no association request, and others are waiting");
-        if (isLate()) return turnAway("no association request came in time");
-        if (!server_.pressed) continue;
-        idle_ = true;
-        return false;
-    }
+    const int shaken = msm_.secure(0);
+    if (shaken != RESULT_OK && shaken != DATATF_NOT_READY) return turnAway(outcomeText(shaken, msm_));
+    if (shaken == RESULT_OK && hasRequest()) return true;
+    if (server_.stopping) return turnAway("the server stops");
+    if (givesWay_) return turnAway("no association request, and others are waiting");
+    if (isLate()) return turnAway("no association request came in time");
+    idle_ = true;
+    return false;
 }
 
 bool Provider::open() {
@@ -272,10 +283,40 @@ bool Provider::serveNext() {
     const std::unique_ptr<DcMsg> request(received);
     spoken_ = true;
     if (request == nullptr) return ended(outcome);
-    if (Handler* const handler = handlerOf(request->getType())) return handler(*this, sopClass, *request);
+    if (const Service* const service = serviceOf(request->getType())) {
+        return may(service->right) ? service->answer(*this, sopClass, *request) : deny(*service, *request);
+    }
     char name[64] = "";
     (void)request->getDesc(name);
     return abort(std::string(name[0] != '\0' ? name : "unknown command") + " has no place here");
+}
+
+// What comes with the request is received, and dropped.
+bool Provider::deny(const Service& service, DcMsg& request) {
+    char what[129] = "";
+    if (request.getValue(T_0000_1000_affectedSopInstanceUid, what, sizeof what - 1) != RESULT_OK) {
+        (void)request.getDesc(what);
+    }
+    unsigned short follows = kNoDataSet;
+    (void)request.getValue(T_0000_0800_dataSetType, follows);
+    if (follows != kNoDataSet) {
+        const auto drop = [](void*, const unsigned char*, unsigned int, DICT_UID, int) {
+            return int{RESULT_OK};
+        };
+        (void)msm_.registerDataSetCB(this, drop);
+        const bool whole = receive(request, what) != nullptr;
+        (void)msm_.registerDataSetCB(nullptr, nullptr, nullptr);
+        if (!whole) return false;
+    }
+    const std::string why = std::string("this peer may not ") + wordOf(service.right);
+    Event refused = event(EventId::alert, EventOutcome::minorFailure, why);
+    refused.type = EventType::useOfRestrictedFunction;
+    refused.object = what;
+    (void)server_.trace.write(refused);
+    if (service.right == Right::store) ++server_.failed;
+    tell(std::string("refused ") + what + ": " + why + ", status " + statusText(kNotAuthorized));
+    const std::unique_ptr<DcCmd> response = service.response(request);
+    return respond(request, *response, kNotAuthorized);
 }
 
 bool Provider::abort(const std::string& why) {

@@ -22,6 +22,7 @@ namespace services {
 
 // The counts of a server, for Metrics.
 struct StoreServer;
+struct Service;
 std::string metricsText(const StoreServer& server);
 
 // What all associations of a server share.
@@ -65,9 +66,13 @@ class Provider {
     Provider(StoreServer& server, Visitor visitor);
 
     // Serves it to its end; or, when all threads are taken, until it is idle between two messages: then it is
-    // to be called again when its connection can be read, or when it is late.
+    // to be called again when its connection can be read, or when it is late. So it is, whoever else waits,
+    // while the handshake of a secured connection, or its request, is not done: the first call makes the
+    // first answer of the handshake.
     void run();
     bool isIdle() const { return idle_; }
+    // Whether it has an association.
+    bool isOpen() const { return open_; }
     // Whether the peer has been silent for longer than it may.
     bool isLate() const;
     // It is to end when it runs next, unless a message has come by then.
@@ -84,8 +89,6 @@ class Provider {
     void countStored(const StoreFile& file);
     // An event of this association, with what is known of it.
     Event event(EventId id, EventOutcome outcome, const std::string& result) const;
-    // Whether the file of peers allows it.
-    bool may(Right right) const { return ticket_.may(right); }
     // Why so many bytes of one more object are too many; "" when they are not. Whether it was told so before.
     std::string boundOf(std::uint64_t size);
     bool isBeyond() const { return beyond_; }
@@ -101,6 +104,7 @@ class Provider {
 
     void setBounds();
     bool admit();
+    bool hasRequest() const;
     bool turnAway(const std::string& why);
     void enter();
     void leave();
@@ -110,7 +114,10 @@ class Provider {
     bool comesIn(DcPduAssoRq& request, DcPduNegotiation& answer, DcPduInfoRj& reject);
     bool takeUser(DcPduAssoRq& request, DcPduNegotiation& answer, const Caller& caller);
     static int judge(void* self, DcPduAssoRq& request, DcPduNegotiation& answer, DcPduInfoRj& reject);
+    // Whether the file of peers allows it.
+    bool may(Right right) const { return ticket_.may(right); }
     bool serveNext();
+    bool deny(const Service& service, DcMsg& request);
     bool awaitMessage();
     // `lost` is told with it.
     bool ended(int outcome, const std::string& lost = {});

@@ -36,6 +36,7 @@ constexpr Code kTypes[] = {
     {"110123", "Logout", ' '},
     {"110126", "Node Authentication", ' '},
     {"110129", "Security Configuration", ' '},
+    {"110132", "Use of Restricted Function", ' '},
 };
 
 // In quotes. What is no UTF-8 becomes some.

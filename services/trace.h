@@ -20,7 +20,8 @@ enum class EventType : unsigned char {
     login,
     logout,
     nodeAuthentication,
-    securityConfiguration
+    securityConfiguration,
+    useOfRestrictedFunction
 };
 // EventOutcomeIndicator.
 enum class EventOutcome : int { success = 0, minorFailure = 4, seriousFailure = 8 };

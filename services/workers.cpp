@@ -1,5 +1,6 @@
 #include "services/workers.h"
 
+#include <algorithm>
 #include <chrono>
 #include <exception>
 #include <new>
@@ -10,20 +11,37 @@ namespace {
 
 namespace platform = orvkit::platform;
 
+std::size_t mostGreetings() {
+    static const std::size_t most = std::max(2u, std::thread::hardware_concurrency());
+    return most;
+}
+
 constexpr auto kGrace = std::chrono::seconds(10);  // for messages that are under way when the server stops
 
 }  // namespace
 
-// Those whose associations speak again come before those at the door; null for nobody. By any thread.
-std::unique_ptr<Provider> Workers::next() {
+// Those who speak again come before those at the door; null for nobody. By any thread.
+std::unique_ptr<Provider> Workers::next(bool& greets) {
     {
         const std::lock_guard lock(mutex_);
+        greets = false;
         if (!called_.empty()) {
             std::unique_ptr<Provider> provider = std::move(called_.front());
             called_.pop_front();
             return provider;
         }
+        if (server_.security != nullptr) {
+            if (greeting_ >= mostGreetings()) return nullptr;
+            greets = true;
+            ++greeting_;
+        }
     }
+    std::unique_ptr<Provider> provider = fromDoor();
+    if (provider == nullptr) endGreeting(greets);
+    return provider;
+}
+
+std::unique_ptr<Provider> Workers::fromDoor() {
     Visitor visitor = door_.next();
     if (!visitor.socket) return nullptr;
     const std::string address = visitor.address;
@@ -35,16 +53,24 @@ std::unique_ptr<Provider> Workers::next() {
     }
 }
 
+void Workers::endGreeting(bool& greets) {
+    const std::lock_guard lock(mutex_);
+    if (std::exchange(greets, false)) --greeting_;
+}
+
 // A thread for who is next. Where the system has none left, that is one association's affair.
 bool Workers::start() {
-    std::unique_ptr<Provider> provider = next();
+    bool greets = false;
+    std::unique_ptr<Provider> provider = next(greets);
     if (provider == nullptr) return false;
     Worker& worker = workers_.emplace_back();
     worker.provider = std::move(provider);
+    worker.greets = greets;
     try {
         worker.thread = std::thread([this, &worker] { run(worker); });
     } catch (const std::exception& fault) {
         const std::unique_ptr<Provider> refused = std::move(worker.provider);
+        endGreeting(worker.greets);
         workers_.pop_back();
         refused->refuse(fault.what());
     }
@@ -71,7 +97,8 @@ void Workers::run(Worker& worker) {
 bool Workers::takeNext(Worker& worker) {
     std::unique_ptr<Provider> left;
     try {
-        std::unique_ptr<Provider> provider = next();
+        endGreeting(worker.greets);
+        std::unique_ptr<Provider> provider = next(worker.greets);
         const std::lock_guard lock(mutex_);
         if (worker.provider->isIdle()) {
             left_.push_back(std::move(worker.provider));
@@ -107,6 +134,12 @@ void Workers::callIdle(std::size_t at) {
     idle_.erase(idle_.begin() + static_cast<std::ptrdiff_t>(at));
 }
 
+std::size_t Workers::leastNeeded() const {
+    const auto outside =
+        std::find_if(idle_.begin(), idle_.end(), [](const auto& guest) { return !guest->isOpen(); });
+    return outside == idle_.end() ? 0 : static_cast<std::size_t>(outside - idle_.begin());
+}
+
 std::vector<platform::WaitEntry> Workers::watched() const {
     std::vector<platform::WaitEntry> entries;
     entries.reserve(idle_.size() + 1);
@@ -122,8 +155,9 @@ bool Workers::serve(const std::vector<platform::WaitEntry>& watched) {
     }
     sweep();
     while (idle_.size() > mostIdle_) {
-        idle_.front()->giveWay();
-        callIdle(0);
+        const std::size_t at = leastNeeded();
+        idle_[at]->giveWay();
+        callIdle(at);
     }
     while (workers_.size() < most_ && start()) {
     }
