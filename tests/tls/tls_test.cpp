@@ -61,8 +61,9 @@ struct Meeting {
     DcSecurityInfo ofUser, ofProvider;
 };
 
-// An association with two stores, or what becomes of it. Null: without TLS. The provider polls.
-Meeting meet(DcTls* userTls, DcMsm& scp) {
+// An association with two stores, or what becomes of it. Null: without TLS. The provider polls; on the same
+// port any two may meet.
+Meeting meet(DcTls* userTls, DcMsm& scp, int patience = 10) {
     const QuietLog quiet;
     Meeting meeting;
     auto support = sopList({UID_CT_IMAGE_STORAGE});
@@ -70,9 +71,9 @@ Meeting meet(DcTls* userTls, DcMsm& scp) {
     std::thread provider([&] {
         DcMsmScpInfo info;
         info.sopList = support.data();
-        info.timeouts = seconds(10);
+        info.timeouts = seconds(patience);
         if (scp.connect(info, MSM_BLOCK_CONNECT_POLL) != RESULT_OK) return;
-        (void)scp.waitReadable(10000);
+        (void)scp.waitReadable(1000 * patience);
         const int answered = scp.read(nullptr, nullptr, MSM_BLOCK_READ_POLL, MSM_BLOCK_CONNECT_POLL);
         if (answered == MSM_REQUEST_ANSWERED) meeting.stored = serveStores(scp);
         scp.closeAssociation();
@@ -81,7 +82,7 @@ Meeting meet(DcTls* userTls, DcMsm& scp) {
     });
     User user(scp.getPort());
     if (userTls != nullptr) user.setSecurity(userTls->security());
-    meeting.user = user.open(support);
+    meeting.user = user.open(support, "PROVIDER", patience);
     if (meeting.user == MSM_ACCEPTED) {
         const TempDir dir;
         writeWhole(dir / "pixels", std::string(kPixels, 'p'));
@@ -396,17 +397,19 @@ TEST_F(TlsLayers, HalvesOfHandshakesNeverOpenAConnection) {
     }
 }
 
-// For ThreadSanitizer too: settings that are read again while associations begin. A process listens on four
-// ports at most.
+// For ThreadSanitizer too: sixteen at once, and settings that are read again while they begin.
 TEST(Threads, AssociationsOverTlsSideBySide) {
     DcTls user, provider;
     userSide().apply(user);
     providerSide().apply(provider);
+    const DcMsm listener("PROVIDER", TSM_ROLE_SCP, 0);
     std::atomic<int> stored = 0;
     std::vector<std::thread> pairs;
-    for (int i = 0; i < 4; ++i) {
+    for (int i = 0; i < 16; ++i) {
         pairs.emplace_back([&] {
-            for (int round = 0; round < 4; ++round) stored += std::max(meet(&user, &provider).stored, 0);
+            DcMsm scp("PROVIDER", TSM_ROLE_SCP, listener.getPort());
+            scp.setSecurity(provider.security());
+            stored += std::max(meet(&user, scp, 60).stored, 0);
         });
     }
     for (int i = 0; i < 5; ++i) EXPECT_EQ(provider.load(), RESULT_OK);
