@@ -10,13 +10,16 @@
 #include <string_view>
 
 #include "image/codec.h"
+#include "image/isolation.h"
 #include "image/jpeg_header.h"
 
 namespace {
 
 using orvkit::image::Bytes;
+using orvkit::image::Call;
 using orvkit::image::Codec;
 using orvkit::image::Fault;
+using Calls = orvkit::image::Work;
 
 constexpr const char* kPhotometric[] = {"",        "MONOCHROME1", "MONOCHROME2",  "PALETTE COLOR",
                                         "RGB",     "YBR_FULL",    "YBR_FULL_422", "YBR_PARTIAL_420",
@@ -26,20 +29,21 @@ Bytes bytes(const void* data, std::size_t length) {
     return {static_cast<const unsigned char*>(data), data == nullptr ? 0 : length};
 }
 
-// Runs `work` for the codec, and tells how it went.
+// Has the codec's work done, here by `work` or elsewhere as the call says, and tells how it went.
 template <typename Work>
-int tell(const char* uid, const DcImagePixels& pixels, DcImageResult* result, Work work) noexcept {
+int tell(const char* uid, Call call, DcImageResult* result, Work work) noexcept {
     DcImageResult unused;
     DcImageResult& found = result != nullptr ? *result : unused;
     found = {};
-    found.pixels = pixels;
-    const Codec* codec = orvkit::image::findCodec(uid);
+    found.pixels = call.pixels;
+    const Codec* codec = call.codec = orvkit::image::findCodec(uid);
     if (codec == nullptr) {
         (void)std::snprintf(found.text, sizeof found.text, "no codec for %s", uid != nullptr ? uid : "null");
         return IMAGE_NO_CODEC;
     }
     try {
-        const Fault fault = work(*codec, found);
+        const bool isElsewhere = call.work != orvkit::image::Work::nothing && isIsolated(*codec);
+        const Fault fault = isElsewhere ? callIsolated(call, found) : work(*codec, found);
         if (fault) {
             (void)std::snprintf(found.text, sizeof found.text, "%s: %s", codec->facts.label,
                                 fault.words.c_str());
@@ -86,7 +90,8 @@ unsigned long long imageFrameBytes(const DcImagePixels& pixels) noexcept {
 
 int imageCheckFrame(const char* uid, const DcImagePixels& says, const void* stream, std::size_t length,
                     DcImageResult* result) noexcept {
-    return tell(uid, says, result, [&](const Codec& codec, DcImageResult& found) {
+    const Call call{Calls::check, nullptr, says, bytes(stream, length)};
+    return tell(uid, call, result, [&](const Codec& codec, DcImageResult& found) {
         orvkit::image::Header header;
         Fault fault = checkFrame(codec, says, bytes(stream, length), header);
         found.precision = header.bits;
@@ -97,8 +102,9 @@ int imageCheckFrame(const char* uid, const DcImagePixels& says, const void* stre
 
 int imageDecodeFrame(const char* uid, const DcImagePixels& says, const void* stream, std::size_t length,
                      void* frame, std::size_t room, DcImageResult* result) noexcept {
-    return tell(uid, says, result, [&](const Codec& codec, DcImageResult& found) {
-        const orvkit::image::Room out(static_cast<unsigned char*>(frame), frame == nullptr ? 0 : room);
+    const orvkit::image::Room out(static_cast<unsigned char*>(frame), frame == nullptr ? 0 : room);
+    const Call call{Calls::decode, nullptr, says, bytes(stream, length), out};
+    return tell(uid, call, result, [&](const Codec& codec, DcImageResult& found) {
         return decodeFrame(codec, says, bytes(stream, length), out, found);
     });
 }
@@ -106,9 +112,11 @@ int imageDecodeFrame(const char* uid, const DcImagePixels& says, const void* str
 int imageDescribeJpeg(const void* stream, std::size_t length, DcImageResult& says,
                       const char*& uid) noexcept {
     uid = nullptr;
-    return tell("1.2.840.10008.1.2.4.50", {}, &says, [&](const Codec&, DcImageResult& found) {
-        return orvkit::image::jpeg::describe(bytes(stream, length), found, uid);
-    });
+    const DcImagePixels none;
+    return tell("1.2.840.10008.1.2.4.50", Call{Calls::nothing, nullptr, none, {}}, &says,
+                [&](const Codec&, DcImageResult& found) {
+                    return orvkit::image::jpeg::describe(bytes(stream, length), found, uid);
+                });
 }
 
 int imageRepackJpeg(const void* stream, std::size_t length, bool pack, std::vector<unsigned char>& out,
@@ -124,13 +132,16 @@ int imageRepackJpeg(const void* stream, std::size_t length, bool pack, std::vect
         if (fault) out.resize(before);
         return fault;
     };
-    return tell("jxl-jpeg", {}, result, work);
+    const DcImagePixels none;
+    const Call call{pack ? Calls::pack : Calls::unpack, nullptr, none, bytes(stream, length), {}, &out};
+    return tell("jxl-jpeg", call, result, work);
 }
 
 int imageEncodeFrame(const char* uidOrName, const DcImagePixels& pixels, const void* frame,
                      std::size_t length, const DcImageOptions& options, std::vector<unsigned char>& stream,
                      DcImageResult* result) noexcept {
-    return tell(uidOrName, pixels, result, [&](const Codec& codec, DcImageResult& found) {
+    const Call call{Calls::encode, nullptr, pixels, bytes(frame, length), {}, &stream, options};
+    return tell(uidOrName, call, result, [&](const Codec& codec, DcImageResult& found) {
         const std::size_t before = stream.size();
         try {
             return encodeFrame(codec, pixels, bytes(frame, length), options, stream, found);

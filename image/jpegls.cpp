@@ -32,9 +32,20 @@ Fault inspect(const DcImagePixels&, Bytes stream, Header& header) {
     });
 }
 
+// Behind a stream that stops without a marker CharLS goes on for many seconds.
+bool endsInMarker(Bytes stream) {
+    if (!stream.empty() && stream.back() == 0) stream = stream.first(stream.size() - 1);  // to an even length
+    return stream.size() >= 2 && stream[stream.size() - 2] == 0xFF && stream.back() == 0xD9;
+}
+
 Fault decode(DecodeJob& job) {
     return guarded(IMAGE_STREAM, [&] {
-        charls::jpegls_decoder decoder(job.stream, true);
+        Scratch ended;
+        if (!endsInMarker(job.stream)) {
+            ended.assign(job.stream.begin(), job.stream.end());
+            ended.insert(ended.end(), {0xFF, 0xD9});
+        }
+        charls::jpegls_decoder decoder(ended.empty() ? job.stream : Bytes(ended), true);
         job.planar = decoder.interleave_mode() == charls::interleave_mode::none;
         decoder.decode(job.samples.data(), job.samples.size());
     });

@@ -26,11 +26,20 @@ unsigned short keep(StoreServer& server, StoreFile& file, const std::string& ins
         told = "its SOP Instance UID is not valid";
         return kStoreCannotUnderstand;
     }
+    std::string kept;
+    if (server.transcode && file.complete()) {
+        kept = server.transcode(file);
+        if (!kept.empty()) kept.insert(0, "; kept as it came: ");
+    }
     if (server.place) {
-        if (file.finish()) return server.place(file, told);
-    } else {
-        told = instance + ".dcm";
-        if (file.commit(server.directory + "/" + told)) return kStoreSuccess;
+        if (file.finish()) {
+            const unsigned short status = server.place(file, told);
+            told += kept;
+            return status;
+        }
+    } else if (file.commit(server.directory + "/" + file.instance() + ".dcm")) {
+        told = file.instance() + ".dcm" + kept;
+        return kStoreSuccess;
     }
     told = file.fault();
     return file.status();

@@ -75,6 +75,33 @@ std::string uidText(DICT_UID uid) {
 
 }  // namespace
 
+std::vector<std::string> targetNames() {
+    std::vector<std::string> names;
+    for (const orvkit::SyntaxRow& row : orvkit::syntax_table::rows) {
+        const bool plain = row.packing == orvkit::Packing::plain;
+        if (*row.name != '\0' && (plain || orvkit::codecOf(row.syntax) != nullptr))
+            names.emplace_back(row.name);
+    }
+    std::size_t count = 0;
+    const DcImageCodec* codecs = imageCodecs(count);
+    for (const DcImageCodec* codec = codecs; codec != codecs + count; ++codec) {
+        const bool repacks = codec->decodes && std::string("jxl-jpeg") == codec->name;
+        if (codec->encodes || repacks) names.emplace_back(codec->name);
+    }
+    return names;
+}
+
+void chooseTarget(const std::string& name, ConversionRequest& request) {
+    request.target = xferSynFromName(name);
+    if (request.target != UID_NONE) return;
+    request.frames.target = imageFindCodec(name.c_str());
+    if (request.frames.target != nullptr) (void)Dict.getUidDef(request.frames.target->uid, request.target);
+}
+
+bool losesSomething(const DcImageCodec& codec) {
+    return !codec.lossless && std::string("jxl-jpeg") != codec.name;
+}
+
 bool hasDecoder(DICT_UID xferSyn) {
     const DcImageCodec* codec = imageFindCodec(uidText(xferSyn).c_str());
     return codec != nullptr && codec->decodes;
@@ -288,6 +315,10 @@ bool Conversion::reencodeExplicit() {
     result = reencoded_->parse(bytes.data(), length, UID_LITTLE_ENDIAN_EXPLICIT);
     (void)aside.moveElem(reencoded_.get());
     return result == RESULT_OK || fail(resultText(result));
+}
+
+bool Conversion::hasPixels() {
+    return holdsPixelData(dataset());
 }
 
 int Conversion::write(const std::string& path) {

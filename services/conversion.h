@@ -26,6 +26,12 @@ struct ConversionRequest {
     std::string instance;
 };
 
+// The names of the targets that this build has; and what is asked for by one of them.
+std::vector<std::string> targetNames();
+void chooseTarget(const std::string& name, ConversionRequest& request);
+// Whether pictures are not the same afterwards; JPEG repacked is.
+bool losesSomething(const DcImageCodec& codec);
+
 // Whether data sets of a transfer syntax can be brought to every uncompressed one.
 bool isConvertible(DICT_UID xferSyn);
 // Whether this build unpacks its frames.
@@ -45,6 +51,9 @@ class Conversion {
     // What is to be told of the file, a line each, and why it is not converted.
     const std::vector<std::string>& notes() const { return notes_; }
     const std::string& fault() const { return fault_; }
+    // What the new file will be named by, and whether it has pixels that can be packed.
+    const char* instance() const { return meta_.sopInstanceUid; }
+    bool hasPixels();
     // The file is no Part 10 file at all.
     bool isOther() const { return isOther_; }
 

@@ -42,6 +42,8 @@ struct StoreServer {
     Trace trace;
     DcTsmTimeoutInfo timeouts;
     unsigned int maxPdu = 0;
+    // Brings an object that is complete to the transfer syntax that they are stored in, or tells why not.
+    std::function<std::string(StoreFile&)> transcode;
     // Gives an object that is whole its place instead of DIRECTORY/INSTANCE.dcm; the status for its sender,
     // and what is to be told of it in the text.
     std::function<unsigned short(StoreFile&, std::string& told)> place;

@@ -131,7 +131,8 @@ void StoreFile::drop() {
     file_.drop();
 }
 
-bool StoreFile::finish() {
+bool StoreFile::complete() {
+    if (std::exchange(complete_, true)) return !failed();
     if (!failed() && size_ == 0) fail(kStoreCannotUnderstand, "no data set came");
     if (!failed()) {
         check_->end();
@@ -142,7 +143,18 @@ bool StoreFile::finish() {
         fail(directory_);
     }
     behind_.reset();
-    if (!failed() && sync_ && !platform::sync(file_.handle())) fail(directory_);
+    return !failed();
+}
+
+void StoreFile::exchange(platform::NewFile file, DICT_UID xferSyn, const std::string& instance) {
+    file_ = std::move(file);
+    xferSyn_ = xferSyn;
+    instance_ = instance;
+}
+
+bool StoreFile::finish() {
+    if (!complete()) return false;
+    if (sync_ && !platform::sync(file_.handle())) fail(directory_);
     return !failed();
 }
 

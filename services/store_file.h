@@ -54,11 +54,16 @@ class StoreFile {
     unsigned short status() const { return status_; }
     std::int64_t size() const { return size_; }  // bytes of the data set
     DICT_UID xferSyn() const { return xferSyn_; }
+    const std::string& instance() const { return instance_; }
     // By which this process opens it once more, until it has its name.
     std::string temporaryPath() const { return file_.path(); }
 
-    // Brings the bytes to the disk; false: failed. Called by commit.
+    // All has come: what was received is written and was what it should be. False: failed.
+    [[nodiscard]] bool complete();
+    // That, and the bytes are on the disk. Called by commit.
     [[nodiscard]] bool finish();
+    // Another file takes its place once it is complete: the same object in another transfer syntax.
+    void exchange(orvkit::platform::NewFile file, DICT_UID xferSyn, const std::string& instance);
     // Gives a finished file its name, which is not brought to the disk; false: errno tells why.
     [[nodiscard]] bool moveTo(const std::string& path);
     // Gives the file its name, replacing one that exists.
@@ -85,6 +90,7 @@ class StoreFile {
     std::int64_t size_ = 0;
     std::optional<StoreCheck> check_;
     Guard guard_;
+    bool complete_ = false;
     unsigned short status_ = kStoreSuccess;
     std::string fault_;
 };

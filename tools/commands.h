@@ -10,6 +10,9 @@ namespace tools {
 
 using namespace services;  // what the subcommands do stands there
 
+// "--isolate".
+void addIsolate(Command& command, bool& isolate);
+
 void addDump(Command& program);
 void addConvert(Command& program);
 void addLookup(Command& program);

@@ -5,13 +5,11 @@
 #include <string>
 #include <vector>
 
-#include "encoding/codec.h"
-#include "orvkit/dict.h"
 #include "orvkit/file.h"
-#include "orvkit/image.h"
 #include "orvkit/result.h"
 #include "services/conversion.h"
 #include "services/file_run.h"
+#include "services/isolation.h"
 #include "services/paths.h"
 #include "services/report.h"
 #include "services/whole_file.h"
@@ -25,14 +23,8 @@ struct ConvertOptions : ConversionRequest {
     unsigned int ratio = 10;
     bool outIsFile = true;
     bool keepGoing = false;
+    bool isolate = false;
 };
-
-void chooseTarget(ConvertOptions& options) {
-    options.target = xferSynFromName(options.syntax);
-    if (options.target != UID_NONE) return;
-    options.frames.target = imageFindCodec(options.syntax.c_str());
-    if (options.frames.target != nullptr) (void)Dict.getUidDef(options.frames.target->uid, options.target);
-}
 
 // One file that was asked for, or one of a directory.
 void convertFile(const ConvertOptions& options, FileRun& run, const PictureSource& source) {
@@ -55,7 +47,7 @@ void convertFile(const ConvertOptions& options, FileRun& run, const PictureSourc
 }
 
 int convert(ConvertOptions& options) {
-    if (!options.syntax.empty()) chooseTarget(options);
+    if (!options.syntax.empty()) chooseTarget(options.syntax, options);
     options.outIsFile = !isFolder(options.in);
     if (!options.outIsFile && !isFolder(options.out) && std::filesystem::exists(pathOf(options.out)))
         return misused("%s is a directory, and %s is none", options.in.c_str(), options.out.c_str());
@@ -65,22 +57,6 @@ int convert(ConvertOptions& options) {
     if (!run.run(options.outIsFile ? 1 : options.frames.jobs, work)) return EXIT_FAILED;
     return run.delivered() > 0 || complain("%s: no DICOM file was found", options.in.c_str()) ? EXIT_OK
                                                                                               : EXIT_FAILED;
-}
-
-std::vector<std::string> targets() {
-    std::vector<std::string> names;
-    for (const orvkit::SyntaxRow& row : orvkit::syntax_table::rows) {
-        const bool plain = row.packing == orvkit::Packing::plain;
-        if (*row.name != '\0' && (plain || orvkit::codecOf(row.syntax) != nullptr))
-            names.emplace_back(row.name);
-    }
-    std::size_t count = 0;
-    const DcImageCodec* codecs = imageCodecs(count);
-    for (const DcImageCodec* codec = codecs; codec != codecs + count; ++codec) {
-        const bool repacks = codec->decodes && std::string("jxl-jpeg") == codec->name;
-        if (codec->encodes || repacks) names.emplace_back(codec->name);
-    }
-    return names;
 }
 
 }  // namespace
@@ -99,7 +75,7 @@ void addConvert(Command& program) {
               "implicit, explicit (both little endian), big (explicit big endian), deflated (explicit little "
               "endian, compressed as a whole), lzw (the library's own lossless packing of pixel data), or a "
               "way to pack frames one by one")
-        .oneOf(targets());
+        .oneOf(targetNames());
     DcImageOptions& packing = options->frames.options;
     command.number("--quality", packing.quality, "Of jpeg and jxl-lossy, in percent")
         .range(1, 100)
@@ -123,12 +99,14 @@ void addConvert(Command& program) {
                  "Bring all text to UTF-8 (Specific Character Set ISO_IR 192), exactly or not at all");
     command.flag("--keep-going", options->keepGoing,
                  "Go on with other files after one that cannot be converted");
-    command.run([options] {
+    addIsolate(command, options->isolate);
+    command.run([options]() -> int {
         dirSetMaxFileSize(INT_MAX);
         options->frames.options.ratio = options->ratio;
         if (options->syntax.empty() && !options->force && !options->metaFromDataset && !options->utf8) {
             return misused("--to is required, where nothing else is to be changed");
         }
+        if (options->isolate && !isolateCodecs(options->frames.jobs)) return EXIT_FAILED;
         return convert(*options);
     });
 }

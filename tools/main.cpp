@@ -9,6 +9,7 @@
 #include "orvkit/edition.h"
 #include "orvkit/log.h"
 #include "platform/process.h"
+#include "services/isolation.h"
 #include "services/out_of_memory.h"
 #include "services/report.h"
 #include "tools/commands.h"
@@ -54,6 +55,7 @@ constexpr struct {
 }  // namespace
 
 int main(int argc, char** argv) {
+    services::serveCodecs(argc, argv);
     platform::prepareStandardStreams();
     platform::ignoreSizeLimit();
     tools::installLog(false);

@@ -12,6 +12,7 @@
 #include "orvkit/file.h"
 #include "orvkit/render.h"
 #include "services/contact_sheet.h"
+#include "services/isolation.h"
 #include "services/paths.h"
 #include "services/picture_file.h"
 #include "services/render_run.h"
@@ -40,6 +41,7 @@ struct RenderOptions {
     bool terminal = false;
     bool sixel = false;
     bool keepGoing = false;
+    bool isolate = false;
 };
 
 // Two numbers with one character between them.
@@ -216,14 +218,16 @@ void addRender(Command& program) {
     command.number("--jobs", options->jobs, "Threads; as many as there are processors")
         .range(1, 64)
         .value("N");
+    addIsolate(command, options->isolate);
     command.footer(
         "What cannot be shown is told on standard error with its file, its frame and its codec, and the "
         "exit\n"
         "status is then 1. In directories, files that are no images are passed over.");
-    command.run([options] {
+    command.run([options]() -> int {
         muteLog();
         dirSetMaxFileSize(INT_MAX);
         (void)dirSetImplicitDirectory(1);
+        if (options->isolate && !isolateCodecs(options->jobs)) return EXIT_FAILED;
         return render(*options);
     });
 }

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "orvkit/file.h"
+#include "services/isolation.h"
 #include "services/user.h"
 #include "tools/commands.h"
 #include "tools/net_options.h"
@@ -24,11 +25,14 @@ void addSend(Command& program) {
         "--transcode", options->transcode,
         "For a peer that does not take the transfer syntax of a file, unpack its frames, or pack them "
         "without loss as the peer wants them");
+    const auto isolate = std::make_shared<bool>(false);
     command.footer(
         "Files are sent as they are. One whose transfer syntax the peer does not take goes in explicit or\n"
         "implicit VR little endian, where that changes nothing but the encoding, and that is told.\n"
         "Exit status 1 when any file was not stored.");
-    command.run([options, words] {
+    addIsolate(command, *isolate);
+    command.run([options, words, isolate]() -> int {
+        if (*isolate && !isolateCodecs()) return EXIT_FAILED;
         dirSetMaxFileSize(INT_MAX);
         return runAsUser(*options, *words, true, [&] { return send(*options, *words); });
     });

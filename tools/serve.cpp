@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <climits>
 #include <cstdio>
 #include <ctime>
 #include <filesystem>
@@ -12,6 +13,7 @@
 #include <thread>
 #include <vector>
 
+#include "orvkit/file.h"
 #include "orvkit/result.h"
 #include "platform/clock.h"
 #include "platform/new_file.h"
@@ -20,6 +22,7 @@
 #include "platform/stop.h"
 #include "services/accepted_uids.h"
 #include "services/door.h"
+#include "services/isolation.h"
 #include "services/metrics.h"
 #include "services/network_text.h"
 #include "services/out_of_memory.h"
@@ -27,6 +30,7 @@
 #include "services/provider.h"
 #include "services/received_set.h"
 #include "services/report.h"
+#include "services/store_transcode.h"
 #include "services/workers.h"
 #include "tools/commands.h"
 #include "tools/net_options.h"
@@ -47,6 +51,9 @@ struct ServeOptions : EntityOptions {
     int workers = 128;
     bool noSync = false;
     bool fileSet = false;
+    std::string transcode;  // the syntax to store in; "": as objects come
+    bool transcodeLossy = false;
+    bool noIsolate = false;
     bool anyClass = false;
     std::vector<std::string> acceptFrom;
     std::string peers;
@@ -211,6 +218,21 @@ bool traceRun(StoreServer& server, EventType type) {
     return server.trace.write(Event(EventId::application, type)) || complain("the trace cannot be written");
 }
 
+// EXIT_OK, or what the command ends with.
+int prepareTranscoding(const ServeOptions& options, StoreServer& server) {
+    if (options.transcode.empty()) return EXIT_OK;
+    ConversionRequest wanted;
+    chooseTarget(options.transcode, wanted);
+    const DcImageCodec* const codec = wanted.frames.target;
+    if (codec != nullptr && losesSomething(*codec) && !options.transcodeLossy)
+        return misused("%s loses some of each image; --transcode-lossy agrees", options.transcode.c_str());
+    dirSetMaxFileSize(INT_MAX);
+    server.transcode = [wanted, &options](StoreFile& file) {
+        return transcodeStored(file, options.directory, wanted);
+    };
+    return options.noIsolate || isolateCodecs() ? EXIT_OK : EXIT_FAILED;
+}
+
 // What has to be had before the rights of another user are taken; then all that is made is his.
 bool begin(const ServeOptions& options, StoreServer& server, const Listener& listener) {
     std::string fault;
@@ -259,6 +281,7 @@ int serve(const ServeOptions& options) {
     std::string fault;
     if (!readUsers(options, server, fault)) return misused("%s", fault.c_str());
     if (!options.peers.empty() && !readPeers(options, server, fault)) return misused("%s", fault.c_str());
+    if (const int status = prepareTranscoding(options, server); status != EXIT_OK) return status;
     ReceivedSet set;
     const Listener listener(options.aet.c_str(), TSM_ROLE_SCP, options.port);
     if (!begin(options, server, listener)) return EXIT_FAILED;
@@ -351,6 +374,20 @@ void addLimitOptions(Command& command, ServeOptions& options) {
         .value("BYTES");
 }
 
+void addTranscodeOptions(Command& command, ServeOptions& options) {
+    command
+        .text("--transcode", options.transcode,
+              "Store images in this transfer syntax, by its name for `orvkit convert --to`. What cannot be "
+              "brought to it without a fault stays as it came, and that is told")
+        .oneOf(targetNames())
+        .value("SYNTAX");
+    command.flag("--transcode-lossy", options.transcodeLossy,
+                 "Also in one that loses something; each object is another instance then");
+    command.flag("--no-isolate", options.noIsolate,
+                 "Run codec libraries in the server itself: faster, but what a hostile image does to them "
+                 "it does to the server");
+}
+
 }  // namespace
 
 void addServe(Command& program) {
@@ -385,6 +422,7 @@ void addServe(Command& program) {
                  "lose what was confirmed");
     command.flag("--file-set", options->fileSet,
                  "What is received becomes part of the file set in DIR, and of its DICOMDIR");
+    addTranscodeOptions(command, *options);
     command.flag("--any-class", options->anyClass,
                  "Take objects of SOP classes that the registry does not know, too, such as private ones");
     command.run([options]() -> int {

@@ -66,6 +66,7 @@ inline constexpr int IMAGE_STREAM = 24582;       // 0x6006 codestream cut short 
 inline constexpr int IMAGE_OPTION = 24583;       // 0x6007 an option out of its range
 inline constexpr int IMAGE_CODEC = 24584;        // 0x6008 the codec's library failed for another reason
 inline constexpr int IMAGE_NO_MEMORY = 24585;    // 0x6009 memory allocation failed
+inline constexpr int IMAGE_NO_CHILD = 24586;     // 0x600A no child process for codec libraries can be had
 
 // Photometric Interpretation (0028,0004).
 enum class DcPhotometric : int {
@@ -167,6 +168,32 @@ ORVKIT_IMAGE_API int imageEncodeFrame(const char* uidOrName, const DcImagePixels
 // for its process, or null where there is none, as for the progressive one. IMAGE_STREAM, IMAGE_NO_MEMORY.
 ORVKIT_IMAGE_API int imageDescribeJpeg(const void* stream, std::size_t length, DcImageResult& says,
                                        const char*& uid) noexcept;
+
+// ---- codec libraries in child processes
+// -------------------------------------------------------------------- A codec's library may have faults of
+// its own: some codestreams it does not come back from, over others it ends the process. Where bytes come
+// from strangers it belongs into another process. What imageCheckFrame, imageDecodeFrame, imageEncodeFrame
+// and imageRepackJpeg do by a library, all but the codecs whose DcImageCodec::library is "" and JPEG of 8
+// bits, is done by child processes from then on. They have no files, bounds of time and memory, and go on
+// from frame to frame; one that fails is replaced by another, and its fault is a result: IMAGE_CODEC,
+// "JPEG-LS: the decoder did not come back within 10 s", "JPEG 2000: the decoder ended by signal 6". Other
+// calls, and the formats of pictures (render.h), stay where they are.
+struct DcImageIsolation {
+    // A program that calls imageServeIsolated when that is its only argument, and ends after it. Null: the
+    // program that runs, which must then do so in its main, before it has threads or files.
+    const char* program = nullptr;
+    const char* argument = "codec-child";
+    unsigned int seconds = 10;      // for each 32 MB of a frame that are begun
+    unsigned int megabytes = 1024;  // of addresses, beside 64 times the frame
+    unsigned int children = 0;      // at once, of which others wait; 0: one a processor
+};
+// For the whole process, and at any time; null: in this process again, as at first. The texts are copied. A
+// child is started to see whether that can be: IMAGE_NO_CHILD where not, as on Windows, and everything stays
+// as it was. IMAGE_OPTION without an argument or a time.
+ORVKIT_IMAGE_API int imageIsolate(const DcImageIsolation* isolation,
+                                  DcImageResult* result = nullptr) noexcept;
+// In such a child: does what its parent asks for until that has ended, and ends the process.
+[[noreturn]] ORVKIT_IMAGE_API void imageServeIsolated() noexcept;
 
 // Packs a JPEG codestream of 8 bits as JPEG XL (transfer syntax 1.2.840.10008.1.2.4.111), a fifth smaller, or
 // unpacks one to the bytes that it was; behind what `out` holds, which is as it was after a failure.

@@ -1,0 +1,242 @@
+// Codec libraries in child processes: the same pictures, and faults that are told.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <map>
+#include <random>
+#include <string>
+#include <thread>
+
+#include "image/synthetic.h"
+
+namespace {
+
+using Bytes = std::vector<unsigned char>;
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kBoundsMemory = false;
+#else
+constexpr bool kBoundsMemory = true;
+#endif
+
+// From here on in such children, until it is gone.
+struct Isolated {
+    explicit Isolated(const char* argument, unsigned int seconds = 60) {
+        DcImageIsolation how;
+        how.argument = argument;
+        how.seconds = seconds;
+        how.children = 2;
+        EXPECT_EQ(imageIsolate(&how, &result), RESULT_OK) << result.text;
+    }
+    ~Isolated() { (void)imageIsolate(nullptr); }
+    DcImageResult result;
+};
+
+std::vector<const DcImageCodec*> libraries() {
+    std::size_t count = 0;
+    const DcImageCodec* const first = imageCodecs(count);
+    std::vector<const DcImageCodec*> found;
+    for (const DcImageCodec* codec = first; codec != first + count; ++codec) {
+        if (codec->encodes && *codec->library != '\0') found.push_back(codec);
+    }
+    return found;
+}
+
+// All that the codec makes of a frame: codes, texts, bytes.
+struct Outcome {
+    int codes[4] = {};
+    std::string texts[4];
+    Bytes stream{0xAB};
+    Bytes frame;
+    bool operator==(const Outcome&) const = default;
+};
+Outcome of(const DcImageCodec& codec) {
+    const DcImagePixels pixels = synthetic::described(61, 47, 8, false, 3);
+    const synthetic::Frame frame = synthetic::frameOf(pixels);
+    Outcome made;
+    made.frame.assign(frame.size(), 0);
+    DcImageResult told;
+    int step = 0;
+    const auto note = [&](int code) {
+        made.codes[step] = code;
+        made.texts[step++] = told.text + std::string(" ") + imagePhotometricText(told.pixels.photometric);
+    };
+    note(imageEncodeFrame(codec.uid, pixels, frame.data(), frame.size(), {}, made.stream, &told));
+    const unsigned char* const stream = made.stream.data() + 1;
+    const std::size_t length = made.stream.size() - 1;
+    note(imageDecodeFrame(codec.uid, pixels, stream, length, made.frame.data(), made.frame.size(), &told));
+    Bytes unused(made.frame.size());
+    note(imageDecodeFrame(codec.uid, pixels, stream, 40, unused.data(), unused.size(), &told));
+    DcImagePixels other = pixels;
+    other.rows = 3;
+    note(imageCheckFrame(codec.uid, other, stream, length, &told));
+    return made;
+}
+
+TEST(Isolation, ChildrenGiveWhatTheLibrariesGiveHere) {
+    for (const DcImageCodec* const codec : libraries()) {
+        SCOPED_TRACE(codec->name);
+        const Outcome here = of(*codec);
+        EXPECT_EQ(here.codes[0], RESULT_OK) << here.texts[0];
+        EXPECT_NE(here.codes[2], RESULT_OK);
+        const Isolated isolated("codec-child");
+        const Outcome there = of(*codec);
+        for (int i = 0; i < 4; ++i) {
+            EXPECT_EQ(there.codes[i], here.codes[i]);
+            EXPECT_EQ(there.texts[i], here.texts[i]);
+        }
+        EXPECT_EQ(there, here);
+    }
+}
+
+TEST(Isolation, WhatALibraryDoesToItsProcessIsAResult) {
+    if (libraries().empty()) GTEST_SKIP() << "no codec of a library in this build";
+    const DcImageCodec& codec = *libraries().front();
+    const DcImagePixels pixels = synthetic::described(20, 10, 8);
+    const synthetic::Frame frame = synthetic::frameOf(pixels);
+    const std::string name = std::string(codec.label) + ": ";
+    const struct {
+        const char* argument;
+        int code;
+        const char* words;
+    } cases[] = {
+        {"child-that-hangs", IMAGE_CODEC, "the encoder did not come back within 1 s"},
+        {"child-that-aborts", IMAGE_CODEC, "the encoder ended by signal 6"},
+        {"child-that-crashes", IMAGE_CODEC, "the encoder ended by signal 9"},
+        {"child-that-leaves", IMAGE_CODEC, "the encoder ended with status 3"},
+        {"child-that-takes-memory", IMAGE_NO_MEMORY, "memory is short"},
+    };
+    for (const auto& [argument, code, words] : cases) {
+        if (code == IMAGE_NO_MEMORY && !kBoundsMemory) continue;
+        SCOPED_TRACE(argument);
+        const Isolated isolated(argument, 1);
+        for (int again = 0; again < 2; ++again) {
+            Bytes stream(7);
+            DcImageResult told;
+            EXPECT_EQ(imageEncodeFrame(codec.uid, pixels, frame.data(), frame.size(), {}, stream, &told),
+                      code);
+            EXPECT_EQ(told.text, name + words);
+            EXPECT_EQ(stream.size(), 7u);
+        }
+        // Our own codecs need no child.
+        Bytes stream;
+        EXPECT_EQ(imageEncodeFrame("rle", pixels, frame.data(), frame.size(), {}, stream), RESULT_OK);
+    }
+}
+
+// Each cut of a stream of each codec comes back, and soon.
+TEST(Isolation, CutStreamsAreResultsOfTheirOwnProcess) {
+    const Isolated isolated("codec-child");
+    const DcImagePixels pixels = synthetic::described(19, 14, 8, false, 3);
+    const synthetic::Frame frame = synthetic::frameOf(pixels);
+    std::size_t count = 0;
+    const DcImageCodec* const first = imageCodecs(count);
+    for (const DcImageCodec* codec = first; codec != first + count; ++codec) {
+        Bytes stream, back(frame.size());
+        if (!codec->encodes) continue;
+        SCOPED_TRACE(codec->name);
+        ASSERT_EQ(imageEncodeFrame(codec->uid, pixels, frame.data(), frame.size(), {}, stream), RESULT_OK);
+        for (std::size_t length = 0; length < stream.size(); ++length) {
+            const Bytes cut(stream.begin(), stream.begin() + static_cast<std::ptrdiff_t>(length));
+            DcImageResult told;
+            const int code =
+                imageDecodeFrame(codec->uid, pixels, cut.data(), cut.size(), back.data(), back.size(), &told);
+            EXPECT_EQ(code == RESULT_OK, told.text[0] == '\0');
+            EXPECT_NE(code, IMAGE_CODEC) << length << ": " << told.text;
+        }
+    }
+}
+
+// Some places of a stream with other bytes in them, or others put in; at times cut.
+Bytes mutated(Bytes stream, std::mt19937& random) {
+    const auto below = [&](std::size_t limit) { return static_cast<std::ptrdiff_t>(random() % limit); };
+    for (std::size_t edits = 1 + random() % 6; edits > 0 && !stream.empty(); --edits) {
+        const std::size_t reach =
+            random() % 2 == 0 ? stream.size() : std::min<std::size_t>(stream.size(), 100);
+        const auto place = stream.begin() + below(reach);
+        const auto byte = static_cast<unsigned char>(random() % 3 == 0 ? 0xFF : random());
+        switch (random() % 8) {
+            case 0:
+                stream.insert(place, 1 + random() % 5, byte);
+                break;
+            case 1:
+                stream.erase(place);
+                break;
+            case 2:
+                if (random() % 4 == 0) stream.erase(place, stream.end());
+                break;
+            default:
+                *place = random() % 2 == 0 ? byte : static_cast<unsigned char>(*place ^ 1u << random() % 8);
+        }
+    }
+    return stream;
+}
+
+// ORVKIT_MUTATIONS asks for more of them, ORVKIT_MUTATIONS_TO for a folder where those go that a library's
+// process did not outlive.
+TEST(Isolation, MutatedStreamsAreResultsOfTheirOwnProcess) {
+    const char* const asked = std::getenv("ORVKIT_MUTATIONS");
+    const char* const folder = std::getenv("ORVKIT_MUTATIONS_TO");
+    const int count = asked != nullptr ? std::atoi(asked) : 400;
+    const Isolated isolated("codec-child", 1);
+    const std::vector<const DcImageCodec*> all = libraries();
+    std::map<std::string, int> outcomes;
+    for (int i = 0; i < count && !all.empty(); ++i) {
+        std::mt19937 random(static_cast<unsigned int>(i));
+        const DcImageCodec& codec = *all[static_cast<std::size_t>(i) % all.size()];
+        const auto below = [&](unsigned int limit) { return static_cast<unsigned int>(random() % limit); };
+        const unsigned int columns = 1 + below(70);
+        const unsigned int rows = 1 + below(70);
+        const unsigned int bits = codec.maxBits > 8 && below(2) == 0 ? 12 : 8;
+        const DcImagePixels pixels = synthetic::described(columns, rows, bits, false, below(3) == 0 ? 3 : 1);
+        const synthetic::Frame frame = synthetic::frameOf(pixels);
+        Bytes stream, back(frame.size());
+        ASSERT_EQ(imageEncodeFrame(codec.uid, pixels, frame.data(), frame.size(), {}, stream), RESULT_OK);
+        stream = mutated(std::move(stream), random);
+        DcImageResult told;
+        const int code = imageDecodeFrame(codec.uid, pixels, stream.data(), stream.size(), back.data(),
+                                          back.size(), &told);
+        EXPECT_EQ(code == RESULT_OK, told.text[0] == '\0') << i;
+        EXPECT_NE(code, IMAGE_NO_CHILD) << i << told.text;
+        ++outcomes[code == RESULT_OK      ? std::string(codec.label) + ": decoded"
+                   : code == IMAGE_STREAM ? std::string(codec.label) + ": damaged"
+                                          : told.text];
+        if (code != IMAGE_CODEC || folder == nullptr) continue;
+        std::ofstream(folder + ("/" + std::to_string(i) + "." + codec.name), std::ios::binary)
+            .write(reinterpret_cast<const char*>(stream.data()), static_cast<std::streamsize>(stream.size()));
+    }
+    if (asked == nullptr) return;
+    for (const auto& [words, times] : outcomes) std::printf("%7d %s\n", times, words.c_str());
+}
+
+TEST(Isolation, ThreadsShareTheChildren) {
+    const Isolated isolated("codec-child");
+    std::atomic<int> wrong = 0;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 5; ++t) {
+        threads.emplace_back([&wrong] {
+            for (const DcImageCodec* const codec : libraries()) wrong += of(*codec).codes[1] != RESULT_OK;
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(wrong, 0);
+}
+
+TEST(Isolation, WithoutAProgramEverythingStaysAsItWas) {
+    DcImageIsolation how;
+    how.program = "/nowhere/at/all";
+    DcImageResult told;
+    EXPECT_EQ(imageIsolate(&how, &told), IMAGE_NO_CHILD);
+    EXPECT_EQ(told.text, std::string("no child process can be had: No such file or directory"));
+    how.program = "/bin/true";  // which answers nothing
+    EXPECT_EQ(imageIsolate(&how, &told), IMAGE_NO_CHILD);
+    EXPECT_NE(told.text[0], '\0');
+    how.seconds = 0;
+    EXPECT_EQ(imageIsolate(&how, &told), IMAGE_OPTION);
+    for (const DcImageCodec* const codec : libraries()) EXPECT_EQ(of(*codec).codes[1], RESULT_OK);
+}
+
+}  // namespace
