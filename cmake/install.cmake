@@ -6,12 +6,12 @@ install(TARGETS orvkit EXPORT orvkitTargets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
         RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(DIRECTORY include/orvkit DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-        FILES_MATCHING PATTERN "*.h" PATTERN "*.def" REGEX "/(deflate|image|render|tls)\\.h$" EXCLUDE)
+        FILES_MATCHING PATTERN "*.h" PATTERN "*.def" REGEX "/(deflate|image|index|render|tls)\\.h$" EXCLUDE)
 install(EXPORT orvkitTargets NAMESPACE orvkit:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/orvkit)
 
 # The libraries beside the core are components: installed alone by `cmake --install ... --component deflate`, and asked
 # for by find_package(orvkit COMPONENTS deflate). Each has a header of its name.
-foreach(component deflate image tls)
+foreach(component deflate image index tls)
   if(TARGET orvkit_${component})
     string(SUBSTRING ${component} 0 1 first)
     string(TOUPPER ${first} first)
@@ -54,7 +54,7 @@ install(FILES ${PROJECT_BINARY_DIR}/orvkitConfig.cmake ${PROJECT_BINARY_DIR}/orv
 file(RELATIVE_PATH from_pkgconfig_to_prefix ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(packaging/orvkit.pc.in ${PROJECT_BINARY_DIR}/orvkit.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/orvkit.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
-foreach(component deflate image tls)
+foreach(component deflate image index tls)
   if(TARGET orvkit_${component})
     configure_file(packaging/orvkit_${component}.pc.in ${PROJECT_BINARY_DIR}/orvkit_${component}.pc @ONLY)
     install(FILES ${PROJECT_BINARY_DIR}/orvkit_${component}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig

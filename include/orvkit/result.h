@@ -204,4 +204,20 @@ inline constexpr int FRAMES_CUT = 24068;        // 0x5E04 the frame is not all t
 inline constexpr int FRAMES_NOT_APART = 24069;  // 0x5E05 the fragments do not tell where frames begin
 inline constexpr int FRAMES_ROOM = 24070;       // 0x5E06 the caller's buffer is too small
 
+// ---- 0x6000 index of an archive (index.h) ----------------------------------------------------------------
+inline constexpr int INDEX_NULL_ARGUMENT = 24577;  // 0x6001 null argument
+inline constexpr int INDEX_CLOSED = 24578;         // 0x6002 not open, or open for reading alone
+inline constexpr int INDEX_PLACE = 24579;          // 0x6003 no such engine, or a place that cannot be opened
+inline constexpr int INDEX_ABSENT = 24580;         // 0x6004 there is none
+inline constexpr int INDEX_VERSION = 24581;        // 0x6005 laid out by another version of the library
+inline constexpr int INDEX_DAMAGED = 24582;        // 0x6006 what is stored cannot be
+inline constexpr int INDEX_FULL = 24583;           // 0x6007 there is no room left, or it may not be written
+inline constexpr int INDEX_BUSY = 24584;           // 0x6008 another program holds it for too long
+inline constexpr int INDEX_ENGINE = 24585;         // 0x6009 the engine has failed
+inline constexpr int INDEX_IDENTITY = 24586;       // 0x600A an object without the UIDs that it is known by
+inline constexpr int INDEX_KEYS = 24587;           // 0x600B keys that do not make a request
+inline constexpr int INDEX_STOPPED = 24588;        // 0x600C a callback has ended it
+inline constexpr int INDEX_RESULTS = 24589;        // 0x600D there are more results than asked for
+inline constexpr int INDEX_TIME = 24590;           // 0x600E the time is over
+
 #endif
