@@ -1,0 +1,57 @@
+// Writers that share a transaction, and so the wait for the disk.
+#ifndef ORVKIT_INDEX_GROUP_COMMIT_H
+#define ORVKIT_INDEX_GROUP_COMMIT_H
+
+#include <condition_variable>
+#include <exception>
+#include <functional>
+#include <mutex>
+#include <span>
+#include <vector>
+
+#include "index/rows.h"
+#include "index/session.h"
+
+namespace orvkit::index {
+
+class GroupCommit {
+  public:
+    // Done again when the transaction that it shared has failed.
+    using Job = std::function<void(Rows&)>;
+
+    explicit GroupCommit(std::unique_ptr<Session> session) : session_(std::move(session)), rows_(*session_) {}
+
+    // So many threads more, or less, are about to come with a job.
+    void announce(int threads);
+    // Returns when the job is on the disk; throws what it threw, or what kept the transaction from coming to
+    // be.
+    void run(const Job& job);
+    Session& session() { return *session_; }
+    // Transactions so far.
+    std::uint64_t commits() const { return commits_; }
+
+  private:
+    struct Waiter {
+        const Job* job;
+        std::exception_ptr trouble;
+        bool done = false;
+    };
+    using Batch = std::span<Waiter* const>;
+
+    void lead(std::unique_lock<std::mutex>& lock);
+    void perform(Batch batch) noexcept;
+    bool tryAll(Batch batch, std::exception_ptr& trouble);
+
+    std::unique_ptr<Session> session_;
+    Rows rows_;
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::vector<Waiter*> waiting_;
+    int busy_ = 0;
+    bool leading_ = false;
+    std::uint64_t commits_ = 0;
+};
+
+}  // namespace orvkit::index
+
+#endif

@@ -1,0 +1,84 @@
+// The rows of an index, as they are written: by one session, inside its transactions.
+#ifndef ORVKIT_INDEX_ROWS_H
+#define ORVKIT_INDEX_ROWS_H
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+#include "index/record.h"
+#include "index/request.h"
+#include "index/session.h"
+#include "index/terms.h"
+
+namespace orvkit::index {
+
+class Rows {
+  public:
+    explicit Rows(Session& session) : session_(session), terms_(session) {}
+
+    // Around what follows: when a transaction has begun, before it is committed, and when it has failed.
+    void begin();
+    void settle();
+    void forget();
+
+    void store(const Record& record, INDEX_DUPLICATE duplicate, DcIndexStored& stored);
+    void bury(const Request& selection, std::int64_t now, DcIndexGrave& grave);
+    void closeGrave(std::int64_t number);
+    // Trouble: INDEX_ABSENT.
+    void forgetFile(const std::string& instance, const std::string& path);
+
+  private:
+    // Where an object belongs.
+    struct Place {
+        std::int64_t patient = 0;
+        std::int64_t study = 0;
+        std::int64_t series = 0;
+        Bytes common;         // of the series' instances
+        std::string classes;  // of the study, as far as this has seen them
+    };
+    // What a transaction adds to the counts of a row.
+    struct Added {
+        std::int64_t studies = 0;
+        std::int64_t series = 0;
+        std::int64_t instances = 0;
+        std::int64_t bytes = 0;
+    };
+    struct InstanceKey {
+        std::int64_t study;
+        std::int64_t series;
+        std::string uid;
+        std::int64_t copy;
+    };
+
+    Place& placeOf(const Record& record, unsigned int& conflicts);
+    std::int64_t patientOf(const Record& record, unsigned int& conflicts);
+    void findStudy(const Record& record, Place& place, unsigned int& conflicts);
+    void findSeries(const Record& record, Place& place, unsigned int& conflicts);
+    void addWords(Level level, std::string_view attributes, std::int64_t row);
+    void dropWords(Level level, std::string_view attributes, std::int64_t row);
+    void addModality(const Record& record, std::int64_t study);
+    void addClass(const Record& record, Place& place);
+    void addInstance(const Record& record, Place& place, std::int64_t copy);
+    void replaceInstance(const Record& record, const Place& place, std::int64_t size,
+                         std::int64_t attributes);
+    std::int64_t addAttributes(std::string_view own, const Place& place);
+    void count(const Place& place, const Added& added);
+    void buryInstances(std::int64_t grave, const std::string& which, std::int64_t study, std::int64_t series,
+                       const std::string& uid);
+    void dropInstance(const InstanceKey& key, std::int64_t attributes);
+    void dropEmpty(std::int64_t study, std::int64_t series);
+    void recountStudy(std::int64_t study);
+
+    Session& session_;
+    Terms terms_;
+    std::map<std::string, Place> places_;
+    std::map<std::int64_t, Added> patients_;
+    std::map<std::int64_t, Added> studies_;
+    std::map<std::int64_t, Added> series_;
+    std::int64_t foreign_ = -1;
+};
+
+}  // namespace orvkit::index
+
+#endif

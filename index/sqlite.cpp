@@ -1,0 +1,221 @@
+// The embedded engine: one file, which others may read and write at the same time
+// (https://sqlite.org/wal.html).
+#include <sqlite3.h>
+
+#include <chrono>
+#include <new>
+
+#include "index/schema.h"
+#include "index/session.h"
+#include "index/trouble.h"
+#include "orvkit/result.h"
+#include "platform/file.h"
+
+namespace orvkit::index {
+namespace {
+
+constexpr int kPatience = 30000;   // milliseconds that another writer may take
+constexpr int kGuardSteps = 2000;  // of the virtual machine, between two looks at the time: some 0.1 ms
+constexpr int kApplication = 0x6F726B78;
+constexpr int kMostParameters = 1000;
+
+int resultOf(int code) {
+    switch (code & 0xFF) {
+        case SQLITE_NOMEM:
+            return ELEM_NO_MEMORY;
+        case SQLITE_BUSY:
+        case SQLITE_LOCKED:
+            return INDEX_BUSY;
+        case SQLITE_FULL:
+        case SQLITE_READONLY:
+            return INDEX_FULL;
+        case SQLITE_CORRUPT:
+        case SQLITE_NOTADB:
+            return INDEX_DAMAGED;
+        case SQLITE_CANTOPEN:
+        case SQLITE_PERM:
+        case SQLITE_AUTH:
+            return INDEX_PLACE;
+        case SQLITE_INTERRUPT:
+            return INDEX_STOPPED;
+        default:
+            return INDEX_ENGINE;
+    }
+}
+
+[[noreturn]] void failed(sqlite3* database, int code, const std::string& path) {
+    if (code == SQLITE_NOMEM) throw std::bad_alloc();
+    const int result = resultOf(code);
+    std::string text = path + ": " + (database != nullptr ? sqlite3_errmsg(database) : sqlite3_errstr(code));
+    if (result == INDEX_DAMAGED)
+        text += "; the index is damaged, and is made again from the files by: orvkit index rebuild DIR";
+    fail(result, text);
+}
+
+struct Close {
+    void operator()(sqlite3* database) const { (void)sqlite3_close_v2(database); }
+};
+using Database = std::unique_ptr<sqlite3, Close>;
+
+class SqliteStatement final : public Statement {
+  public:
+    SqliteStatement(sqlite3* database, const std::string& path, const std::string& sql)
+        : database_(database), path_(path) {
+        check(sqlite3_prepare_v2(database, sql.data(), static_cast<int>(sql.size()), &statement_, nullptr));
+    }
+    ~SqliteStatement() override { (void)sqlite3_finalize(statement_); }
+
+    void bind(int at, std::int64_t value) override { check(sqlite3_bind_int64(statement_, at, value)); }
+    void bind(int at, std::string_view text) override {
+        check(sqlite3_bind_text64(statement_, at, data(text), text.size(), SQLITE_TRANSIENT, SQLITE_UTF8));
+    }
+    void bindBytes(int at, std::string_view bytes) override {
+        check(sqlite3_bind_blob64(statement_, at, data(bytes), bytes.size(), SQLITE_TRANSIENT));
+    }
+    void bindNull(int at) override { check(sqlite3_bind_null(statement_, at)); }
+    bool step() override {
+        const int code = sqlite3_step(statement_);
+        if (code == SQLITE_ROW) return true;
+        if (code != SQLITE_DONE) {
+            (void)sqlite3_reset(statement_);
+            failed(database_, code, path_);
+        }
+        (void)sqlite3_reset(statement_);
+        return false;
+    }
+    void reset() override {
+        (void)sqlite3_reset(statement_);
+        (void)sqlite3_clear_bindings(statement_);
+    }
+    std::int64_t integer(int column) override { return sqlite3_column_int64(statement_, column); }
+    std::string_view text(int column) override {
+        const void* const bytes = sqlite3_column_blob(statement_, column);
+        const int length = sqlite3_column_bytes(statement_, column);
+        if (bytes == nullptr) return {};
+        return {static_cast<const char*>(bytes), static_cast<std::size_t>(length)};
+    }
+
+  private:
+    // A null address is null, not an empty text.
+    static const char* data(std::string_view text) { return text.empty() ? "" : text.data(); }
+    void check(int code) const {
+        if (code != SQLITE_OK) failed(database_, code, path_);
+    }
+
+    sqlite3* database_;
+    const std::string& path_;
+    sqlite3_stmt* statement_ = nullptr;
+};
+
+class SqliteSession final : public Session {
+  public:
+    SqliteSession(std::string path, bool writing, bool fast) : path_(std::move(path)) {
+        sqlite3* database = nullptr;
+        const int flags = (writing ? SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE : SQLITE_OPEN_READWRITE) |
+                          SQLITE_OPEN_NOMUTEX;
+        int code = sqlite3_open_v2(path_.c_str(), &database, flags, nullptr);
+        if (code != SQLITE_OK && !writing) {
+            (void)sqlite3_close_v2(database);
+            code = sqlite3_open_v2(path_.c_str(), &database, SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX,
+                                   nullptr);
+        }
+        database_.reset(database);
+        if (code != SQLITE_OK) failed(database, code, path_);
+        (void)sqlite3_busy_timeout(database, kPatience);
+        (void)sqlite3_limit(database, SQLITE_LIMIT_VARIABLE_NUMBER, kMostParameters);
+        // What is stored may have been made to deceive.
+        (void)sqlite3_db_config(database, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+        execute(
+            "PRAGMA trusted_schema = OFF; PRAGMA cell_size_check = ON; PRAGMA mmap_size = 0;"
+            "PRAGMA cache_size = -65536; PRAGMA temp_store = MEMORY;");
+        if (!writing) {
+            execute("PRAGMA query_only = ON;");
+            return;
+        }
+        execute(
+            fast ? "PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF; PRAGMA locking_mode = EXCLUSIVE;"
+                 : "PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL; PRAGMA wal_autocheckpoint = 4000;"
+                   "PRAGMA journal_size_limit = 67108864;");
+    }
+    ~SqliteSession() override { dropKept(); }
+
+    std::unique_ptr<Statement> prepare(const std::string& sql) override {
+        return std::make_unique<SqliteStatement>(database_.get(), path_, sql);
+    }
+    void execute(const std::string& sql) override {
+        const int code = sqlite3_exec(database_.get(), sql.c_str(), nullptr, nullptr, nullptr);
+        if (code != SQLITE_OK) failed(database_.get(), code, path_);
+    }
+    void begin(bool writing) override { execute(writing ? "BEGIN IMMEDIATE" : "BEGIN"); }
+    void commit() override { execute("COMMIT"); }
+    void rollback() noexcept override {
+        (void)sqlite3_exec(database_.get(), "ROLLBACK", nullptr, nullptr, nullptr);
+    }
+    void setGuard(Guard guard) override {
+        guard_ = std::move(guard);
+        sqlite3_progress_handler(
+            database_.get(), guard_ ? kGuardSteps : 0,
+            [](void* self) { return static_cast<SqliteSession*>(self)->guard_() ? 1 : 0; }, this);
+    }
+    std::string unindexed(const std::string& column) const override { return "+" + column; }
+    std::int64_t foreignChanges() override {
+        Statement& statement = kept("PRAGMA data_version");
+        const std::int64_t number = statement.run() ? statement.integer(0) : 0;
+        statement.reset();
+        return number;
+    }
+    std::uint64_t bytes() override {
+        const auto size =
+            prepare("SELECT page_count * page_size FROM pragma_page_count(), pragma_page_size()");
+        return size->step() ? static_cast<std::uint64_t>(size->integer(0)) : 0;
+    }
+    void verifyPages(const std::function<bool(const std::string&)>& fault) override {
+        const auto check = prepare("PRAGMA integrity_check");
+        while (check->step()) {
+            const std::string text(check->text(0));
+            if (text != "ok" && !fault(text)) return;
+        }
+    }
+
+  private:
+    std::string path_;
+    Database database_;
+    Guard guard_;
+};
+
+class SqliteEngine final : public Engine {
+  public:
+    SqliteEngine(std::string path, bool fast) : path_(std::move(path)), fast_(fast) {}
+
+    std::unique_ptr<Session> connect(bool writing) override {
+        return std::make_unique<SqliteSession>(path_, writing, fast_);
+    }
+    std::string tables() const override {
+        return sqliteTables() + "PRAGMA application_id = " + std::to_string(kApplication) + ";";
+    }
+
+  private:
+    std::string path_;
+    bool fast_;
+};
+
+}  // namespace
+
+std::unique_ptr<Engine> openSqlite(const std::string& path, INDEX_OPEN how, bool fast) {
+    platform::FileInfo info;
+    const bool exists = platform::examine(path.c_str(), info);
+    if (path.empty() || (exists && info.kind != platform::FileKind::regular))
+        fail(INDEX_PLACE, path + ": not a file");
+    if (!exists && how != INDEX_CREATE) fail(INDEX_ABSENT, path + ": there is no index");
+    auto engine = std::make_unique<SqliteEngine>(path, fast);
+    if (!exists || info.size == 0) return engine;
+    const auto session = engine->connect(false);
+    const auto application = session->prepare("PRAGMA application_id");
+    const bool known = application->step() && application->integer(0) == kApplication;
+    const auto table = session->prepare("SELECT COUNT(*) FROM sqlite_schema");
+    if (!known && table->step() && table->integer(0) > 0)
+        fail(INDEX_DAMAGED, path + ": it is not the index of an archive");
+    return engine;
+}
+
+}  // namespace orvkit::index

@@ -1,0 +1,433 @@
+// What an index keeps, tells and refuses.
+#include <atomic>
+#include <fstream>
+#include <thread>
+
+#include "index/archive.h"
+#include "index/plan.h"
+#include "index/session.h"
+
+namespace {
+
+class IndexTest : public ArchiveTest {
+  protected:
+    void storeSeries(const std::string& study, const std::string& series, int instances) {
+        for (int i = 1; i <= instances; ++i) {
+            store("id=P" + study + "; name=N^" + study + "; modality=CT; study=" + study + "; series=" +
+                  series + "; sop=" + series + "." + std::to_string(i) + "; instance=" + std::to_string(i) +
+                  "; rows=512; comment=all the same" + (i == 2 ? " but here" : ""));
+        }
+    }
+};
+
+TEST_F(IndexTest, AnswersWhatIsAskedForLevelByLevel) {
+    storeSeries("1", "1.1", 3);
+    storeSeries("1", "1.2", 1);
+    storeSeries("2", "2.1", 1);
+    struct Row {
+        INDEX_ROOT root;
+        const char* keys;
+        const char* names;
+        const char* answers;
+    };
+    for (const Row& row : std::initializer_list<Row>{
+             {INDEX_ROOT_PATIENT, "level=PATIENT; id; name; studies", "level id studies",
+              "PATIENT P1 1, PATIENT P2 1"},
+             {INDEX_ROOT_PATIENT, "level=STUDY; id=P1; study; allseries; images", "id study allseries images",
+              "P1 1 2 4"},
+             {INDEX_ROOT_STUDY, "level=study; id; study; modalities; classes", "id modalities classes",
+              "P1 CT 1.2.840.10008.5.1.4.1.1.2, P2 CT 1.2.840.10008.5.1.4.1.1.2"},
+             {INDEX_ROOT_STUDY, "level=SERIES; study=1; series; name; inseries", "series name inseries",
+              "1.1 N^1 3, 1.2 N^1 1"},
+             {INDEX_ROOT_STUDY, "level=IMAGE; study=1; series=1.1; sop; rows; comment; instance",
+              "sop rows instance comment",
+              "1.1.1 512 1 all the same, 1.1.2 512 2 all the same but here, 1.1.3 512 3 all the same"},
+             {INDEX_ROOT_STUDY, "level=IMAGE; study=1; series=1.1; sop=1.1.2\\1.1.3", "sop", "1.1.2, 1.1.3"},
+             {INDEX_ROOT_STUDY, "level=IMAGE; study=2; series=1.1; sop", "sop", ""},
+         }) {
+        EXPECT_EQ(find(row.keys, row.names, 0, row.root), row.answers) << row.keys;
+        EXPECT_EQ(result, RESULT_OK) << DcIndex::fault();
+        EXPECT_EQ(found.unsupportedCount, 0U);
+    }
+    EXPECT_EQ(find("level=STUDY; study=1; modality; rows", "study modality rows"), "1  ");
+    EXPECT_EQ(found.unsupportedCount, 2U);
+    EXPECT_EQ(found.unsupported[0], 0x00080060U);
+
+    std::string all;
+    EXPECT_EQ(index.describe("1", "1.1", "1.1.2", &all,
+                             [](void* text, DcElemList& dataset) {
+                                 for (const char* name : {"class", "sop", "id", "study", "modality",
+                                                          "instance", "rows", "comment"}) {
+                                     *static_cast<std::string*>(text) += textOf(dataset, name) + "|";
+                                 }
+                                 return 0;
+                             }),
+              RESULT_OK);
+    EXPECT_EQ(all, "1.2.840.10008.5.1.4.1.1.2|1.1.2|P1|1|CT|2|512|all the same but here|");
+}
+
+TEST_F(IndexTest, AnswersInTheCharacterSetOfTheRequestOrInUtf8) {
+    store("charset=ISO_IR 100; name=M\xFCller; id=1; study=1; series=1.1; sop=1.1.1; modality=CT");
+    struct Row {
+        const char* keys;
+        const char* answer;
+    };
+    for (const Row& row :
+         std::initializer_list<Row>{{"level=STUDY; study; name", "ISO_IR 192 Müller"},
+                                    {"charset=ISO_IR 100; level=STUDY; name", "ISO_IR 100 M\xFCller"},
+                                    {"charset=ISO_IR 144; level=STUDY; name", "ISO_IR 192 Müller"},
+                                    {"charset=ISO_IR 144; level=STUDY; id", ""}}) {
+        EXPECT_EQ(find(row.keys, "charset name"), row.answer) << row.keys;
+    }
+}
+
+TEST_F(IndexTest, RefusesRequestsWithoutTheirUniqueKeys) {
+    storeSeries("1", "1.1", 1);
+    for (const auto& [root, keys] : std::initializer_list<std::pair<INDEX_ROOT, const char*>>{
+             {INDEX_ROOT_STUDY, "study=1"},
+             {INDEX_ROOT_STUDY, "level=PATIENT; id"},
+             {INDEX_ROOT_STUDY, "level=FRAME; id"},
+             {INDEX_ROOT_STUDY, "level=SERIES; series"},
+             {INDEX_ROOT_STUDY, "level=SERIES; study=1\\2; series"},
+             {INDEX_ROOT_STUDY, "level=IMAGE; study=1; sop=1.1.1"},
+             {INDEX_ROOT_PATIENT, "level=STUDY; study=1"},
+             {INDEX_ROOT_PATIENT, "level=STUDY; id=P*; study=1"},
+             {INDEX_ROOT_INSTANCE, "level=IMAGE; sop=1.1.1"},
+         }) {
+        EXPECT_EQ(find(keys, "study", 0, root), "") << keys;
+        EXPECT_EQ(result, INDEX_KEYS) << keys;
+        EXPECT_STRNE(DcIndex::fault(), "");
+    }
+    EXPECT_EQ(find("level=IMAGE; sop=1.1.1", "sop", INDEX_RELATIONAL), "1.1.1");
+}
+
+TEST_F(IndexTest, WalksWhatUniqueKeysSelect) {
+    storeSeries("1", "1.1", 3);
+    storeSeries("1", "1.2", 1);
+    storeSeries("2", "2.1", 2);
+    struct Row {
+        INDEX_ROOT root;
+        const char* keys;
+        const char* files;
+        int expected;
+    };
+    for (const Row& row : std::initializer_list<Row>{
+             {INDEX_ROOT_PATIENT, "level=PATIENT; id=P2", "F/2.1.1.dcm, F/2.1.2.dcm", RESULT_OK},
+             {INDEX_ROOT_STUDY, "level=STUDY; study=1; modality=MR",
+              "F/1.1.1.dcm, F/1.1.2.dcm, F/1.1.3.dcm, F/1.2.1.dcm", RESULT_OK},
+             {INDEX_ROOT_STUDY, "level=STUDY; study=2\\1",
+              "F/1.1.1.dcm, F/1.1.2.dcm, F/1.1.3.dcm, F/1.2.1.dcm, "
+              "F/2.1.1.dcm, F/2.1.2.dcm",
+              RESULT_OK},
+             {INDEX_ROOT_PATIENT, "level=STUDY; id=P1; study=2", "", RESULT_OK},
+             {INDEX_ROOT_STUDY, "level=SERIES; study=1; series=1.2", "F/1.2.1.dcm", RESULT_OK},
+             {INDEX_ROOT_STUDY, "level=IMAGE; study=1; series=1.1; sop=1.1.3\\1.1.1\\1.1.3\\2.1.1",
+              "F/1.1.1.dcm, F/1.1.3.dcm", RESULT_OK},
+             {INDEX_ROOT_INSTANCE, "level=IMAGE; sop=2.1.2\\1.1.1", "F/1.1.1.dcm, F/2.1.2.dcm", RESULT_OK},
+             {INDEX_ROOT_STUDY, "level=STUDY; modality=CT", "", INDEX_KEYS},
+             {INDEX_ROOT_PATIENT, "level=PATIENT; id=P1\\P2", "", INDEX_KEYS},
+         }) {
+        EXPECT_EQ(walk(row.keys, row.root), row.files) << row.keys;
+        EXPECT_EQ(result, row.expected) << row.keys;
+        unsigned long long instances = 0;
+        unsigned long long bytes = 0;
+        if (row.expected != RESULT_OK) continue;
+        EXPECT_EQ(index.count(row.root, 0, *datasetOf(row.keys), instances, bytes), RESULT_OK);
+        const std::string files = row.files;
+        const auto commas = static_cast<unsigned long long>(std::count(files.begin(), files.end(), ','));
+        EXPECT_EQ(instances, files.empty() ? 0 : commas + 1) << row.keys;
+        EXPECT_EQ(bytes, instances * 1000);
+    }
+    std::string all;
+    EXPECT_EQ(index.walkAll(&all, addPath), RESULT_OK);
+    EXPECT_EQ(std::count(all.begin(), all.end(), ','), 5);
+    EXPECT_EQ(index.walkAll(&all, [](void*, const DcIndexInstance&) { return 1; }), INDEX_STOPPED);
+}
+
+TEST_F(IndexTest, KeepsReplacesOrTakesBoth) {
+    const std::string object = "id=1; study=1; series=1.1; sop=1.1.1; modality=CT; comment=";
+    store(object + "first");
+    EXPECT_EQ(stored.what, INDEX_STORED_NEW);
+    EXPECT_EQ(tryStore(object + "second", INDEX_KEEP, "G/2.dcm", 7), RESULT_OK);
+    EXPECT_EQ(stored.what, INDEX_STORED_KEPT);
+    EXPECT_STREQ(stored.other, "F/1.1.1.dcm");
+    EXPECT_EQ(tryStore(object + "second", INDEX_BOTH, "G/2.dcm", 7), RESULT_OK);
+    EXPECT_EQ(stored.what, INDEX_STORED_BOTH);
+    EXPECT_EQ(walk("level=STUDY; study=1"), "F/1.1.1.dcm, G/2.dcm");
+    EXPECT_EQ(tryStore(object + "third", INDEX_REPLACE, "G/3.dcm", 9), RESULT_OK);
+    EXPECT_EQ(stored.what, INDEX_STORED_REPLACED);
+    EXPECT_STREQ(stored.other, "F/1.1.1.dcm");
+    EXPECT_EQ(find("level=IMAGE; study=1; series=1.1; sop; comment", "sop comment"),
+              "1.1.1 second, 1.1.1 third");
+    DcIndexStats stats;
+    EXPECT_EQ(index.stats(stats), RESULT_OK);
+    EXPECT_EQ(stats.instances, 2U);
+    EXPECT_EQ(stats.bytes, 16U);
+    expectSound();
+    EXPECT_EQ(index.forget("1.1.1", "G/2.dcm"), RESULT_OK);
+    EXPECT_EQ(index.forget("1.1.1", "G/2.dcm"), INDEX_ABSENT);
+    EXPECT_EQ(walk("level=STUDY; study=1"), "G/3.dcm");
+    expectSound();
+}
+
+TEST_F(IndexTest, WhatContradictsIsKeptToldAndFound) {
+    store("id=1; name=A; study=1; series=1.1; sop=1.1.1; modality=CT");
+    store("id=1; name=B; study=2; series=1.1; sop=1.1.1; modality=MR");
+    EXPECT_EQ(stored.what, INDEX_STORED_NEW);
+    EXPECT_EQ(stored.conflicts, INDEX_INSTANCE_ELSEWHERE | INDEX_SERIES_ELSEWHERE | INDEX_PATIENT_DIFFERS);
+    EXPECT_EQ(tryStore("id=2; study=1; series=1.2; sop=1.2.1; modality=CT"), RESULT_OK);
+    EXPECT_EQ(stored.conflicts, INDEX_STUDY_ELSEWHERE);
+    EXPECT_EQ(find("level=IMAGE; sop=1.1.1; study", "study sop", INDEX_RELATIONAL), "1 1.1.1, 2 1.1.1");
+    EXPECT_EQ(find("level=STUDY; study=1; id", "id"), "1, 2");
+    EXPECT_EQ(find("level=STUDY; modalities=MR; study", "study"), "2");
+    std::string all;
+    EXPECT_EQ(index.lookUp("1.1.1", &all, addPath), RESULT_OK);
+    EXPECT_EQ(all, "F/1.1.1.dcm, F/1.1.1.dcm");
+    // Two without an ID are not one patient.
+    store("name=X; study=3; series=3.1; sop=3.1.1; modality=CT");
+    store("name=X; study=4; series=4.1; sop=4.1.1; modality=CT");
+    EXPECT_EQ(find("level=PATIENT; name=X; studies", "name studies", 0, INDEX_ROOT_PATIENT), "X 1, X 1");
+    expectSound();
+}
+
+TEST_F(IndexTest, RefusesObjectsThatNobodyCouldFind) {
+    const std::string good = "id=1; study=1; series=1.1; sop=1.1.1";
+    for (const char* const object :
+         {"id=1; series=1.1; sop=1.1.1", "study=1; sop=1.1.1", "study=1; series=1.1",
+          "study=1; series=x; sop=1.1.1", "study=1; series=1.1; sop=../../etc",
+          "class=; study=1; series=1.1; sop=1"}) {
+        EXPECT_EQ(tryStore(object), INDEX_IDENTITY) << object;
+        EXPECT_STRNE(DcIndex::fault(), "");
+    }
+    EXPECT_EQ(tryStore(good, INDEX_KEEP, std::string(INDEX_PATH_MAX + 1, 'a')), INDEX_IDENTITY);
+    EXPECT_EQ(tryStore(good, INDEX_KEEP, std::string(INDEX_PATH_MAX, 'a')), RESULT_OK);
+    EXPECT_STREQ(DcIndex::fault(), "");
+}
+
+TEST_F(IndexTest, BuriesAndForgetsWhatIsEmptyThen) {
+    storeSeries("1", "1.1", 3);
+    storeSeries("1", "1.2", 2);
+    store("id=P1; study=1; series=1.3; sop=1.3.1; modality=SR");
+    storeSeries("2", "2.1", 1);
+    DcIndexGrave grave{};
+    EXPECT_EQ(index.bury(INDEX_ROOT_STUDY, 0, *datasetOf("level=SERIES; study=1; series=1.3"), grave),
+              RESULT_OK);
+    EXPECT_EQ(grave.instances, 1U);
+    EXPECT_EQ(find("level=STUDY; study; modalities; allseries; images; studies",
+                   "study modalities allseries images studies"),
+              "1 CT 2 5 1, 2 CT 1 1 1");
+    EXPECT_EQ(find("level=STUDY; study; modalities=SR", "study"), "");
+    expectSound();
+    const unsigned long long first = grave.number;
+    EXPECT_EQ(index.bury(INDEX_ROOT_PATIENT, 0, *datasetOf("level=PATIENT; id=P1"), grave), RESULT_OK);
+    EXPECT_EQ(grave.instances, 5U);
+    EXPECT_EQ(grave.bytes, 5000U);
+    EXPECT_EQ(find("level=PATIENT; id", "id", 0, INDEX_ROOT_PATIENT), "P2");
+    EXPECT_EQ(find("level=PATIENT; id; name=n*", "id", INDEX_FUZZY_NAMES, INDEX_ROOT_PATIENT), "P2");
+    expectSound();
+    EXPECT_EQ(index.bury(INDEX_ROOT_PATIENT, 0, *datasetOf("level=PATIENT; id=P1"), grave), RESULT_OK);
+    EXPECT_EQ(grave.instances, 0U);
+    std::string numbers;
+    EXPECT_EQ(index.walkGraves(&numbers,
+                               [](void* all, const DcIndexGrave& one) {
+                                   *static_cast<std::string*>(all) += std::to_string(one.instances) + " ";
+                                   return 0;
+                               }),
+              RESULT_OK);
+    EXPECT_EQ(numbers, "1 5 ");
+    std::string files;
+    EXPECT_EQ(index.walkGrave(first, &files, addPath), RESULT_OK);
+    EXPECT_EQ(files, "F/1.3.1.dcm");
+    EXPECT_EQ(index.closeGrave(first), RESULT_OK);
+    EXPECT_EQ(index.closeGrave(first), INDEX_ABSENT);
+    EXPECT_EQ(index.walkGrave(first, &files, addPath), INDEX_ABSENT);
+    // Stored again it is as before.
+    store("id=P1; study=1; series=1.3; sop=1.3.1; modality=SR");
+    EXPECT_EQ(stored.what, INDEX_STORED_NEW);
+    EXPECT_EQ(stored.conflicts, 0U);
+    expectSound();
+}
+
+TEST_F(IndexTest, EndsQueriesByResultsTimeAndCallbacks) {
+    storeSeries("1", "1.1", 30);
+    bound = 10;
+    EXPECT_NE(find("level=IMAGE; sop", "sop", INDEX_RELATIONAL), "");
+    EXPECT_EQ(result, INDEX_RESULTS);
+    EXPECT_EQ(found.answers, 10U);
+    bound = 30;
+    (void)find("level=IMAGE; sop", "sop", INDEX_RELATIONAL);
+    EXPECT_EQ(result, RESULT_OK);
+    const auto keys = datasetOf("level=IMAGE; sop");
+    DcIndexQuery query;
+    query.how = INDEX_RELATIONAL;
+    int answers = 0;
+    const DcIndexAnswerCB once = [](void* count, DcElemList&) {
+        return ++*static_cast<int*>(count) == 3 ? 1 : 0;
+    };
+    EXPECT_EQ(index.query(query, *keys, &answers, once, found), INDEX_STOPPED);
+    EXPECT_EQ(answers, 3);
+    // While nothing is found: a cross of all with all would take for ever.
+    query.maxMilliseconds = 50;
+    orvkit::index::Session::Guard guard;
+    const auto engine = orvkit::index::openEngine(place(), INDEX_READ, false);
+    const auto session = engine->connect(false);
+    std::atomic<int> asked = 0;
+    session->setGuard([&] { return ++asked == 5; });
+    const auto endless = session->prepare(
+        "SELECT COUNT(*) FROM instance a, instance b, instance c, instance d, "
+        "instance e, instance f");
+    EXPECT_ANY_THROW((void)endless->step());
+    EXPECT_EQ(asked, 5);
+}
+
+// Those that scan say "SCAN" (https://sqlite.org/eqp.html).
+TEST_F(IndexTest, NoPlanOfASupportedKeyScansATable) {
+    storeSeries("1", "1.1", 2);
+    const auto engine = orvkit::index::openEngine(place(), INDEX_READ, false);
+    const auto session = engine->connect(false);
+    for (const char* const keys : {"level=PATIENT; id=1",
+                                   "level=PATIENT; id=1*",
+                                   "level=PATIENT; name=Doe^*",
+                                   "level=PATIENT; name==Doe",
+                                   "level=PATIENT; birth=19600101-",
+                                   "level=PATIENT; others=7",
+                                   "level=STUDY; study=1\\2",
+                                   "level=STUDY; date=20200101-20200131",
+                                   "level=STUDY; date=-20200131",
+                                   "level=STUDY; accession=A1",
+                                   "level=STUDY; accession=A*",
+                                   "level=STUDY; id=1; date=20200101-",
+                                   "level=STUDY; name=Doe*; modalities=CT",
+                                   "level=STUDY; studyid=1",
+                                   "level=STUDY; desc=CT*",
+                                   "level=STUDY; referring=House*",
+                                   "level=STUDY; proc>code=1",
+                                   "level=STUDY; modalities=CT\\MR",
+                                   "level=SERIES; series=1",
+                                   "level=SERIES; study=1; modality=CT",
+                                   "level=SERIES; modality=CT",
+                                   "level=SERIES; req>rp=1",
+                                   "level=SERIES; req>step=1",
+                                   "level=SERIES; seriesdate=20200101",
+                                   "level=SERIES; performed=20200101-",
+                                   "level=SERIES; physician=House*",
+                                   "level=SERIES; ppsid=7",
+                                   "level=IMAGE; sop=1",
+                                   "level=IMAGE; study=1; series=1.1; sop",
+                                   "level=IMAGE; study=1; series=1.1; sop=1\\2",
+                                   "level=IMAGE; date=20200101; instance=1",
+                                   "level=IMAGE; id=1; sop"}) {
+        const auto request =
+            orvkit::index::makeRequest(INDEX_ROOT_PATIENT, INDEX_RELATIONAL, *datasetOf(keys));
+        const auto plan = orvkit::index::makePlan(*session, request);
+        EXPECT_FALSE(plan.everything) << keys;
+        for (const auto& sql : plan.statements) {
+            const auto explained = session->prepare("EXPLAIN QUERY PLAN " + sql.text());
+            while (explained->step()) {
+                EXPECT_EQ(explained->text(3).find("SCAN"), std::string::npos)
+                    << keys << ": " << explained->text(3) << "\n"
+                    << sql.text();
+            }
+        }
+    }
+    const auto all =
+        orvkit::index::makeRequest(INDEX_ROOT_PATIENT, INDEX_RELATIONAL, *datasetOf("level=STUDY; name=*e"));
+    EXPECT_TRUE(orvkit::index::makePlan(*session, all).everything);
+}
+
+TEST_F(IndexTest, ManyWritersLoseNothing) {
+    constexpr int threads = 4;
+    constexpr int objects = 40;
+    std::atomic<int> stored_ = 0;
+    std::vector<std::thread> writers;
+    for (int t = 0; t < threads; ++t) {
+        writers.emplace_back([&, t] {
+            for (int i = 0; i < objects; ++i) {
+                const DcIndexBusy busy(index);
+                // Each series is that of two threads.
+                const std::string series = std::to_string(t / 2) + "." + std::to_string(i % 5);
+                const std::string sop = series + "." + std::to_string(t) + "." + std::to_string(i);
+                const auto dataset =
+                    datasetOf(std::string("class=") + kClass + "; id=" + std::to_string(t % 2) +
+                              "; study=" + std::to_string(t / 2) + "; series=" + series + "; sop=" + sop +
+                              "; modality=CT");
+                DcIndexFile file;
+                file.path = sop.c_str();
+                file.xferSyn = kSyntax;
+                file.size = 1;
+                DcIndexStored outcome;
+                if (index.store(*dataset, file, INDEX_KEEP, outcome) == RESULT_OK) ++stored_;
+                DcIndexFound none;
+                DcIndexQuery query;
+                (void)index.query(
+                    query, *datasetOf("level=STUDY; study=1"), nullptr, [](void*, DcElemList&) { return 0; },
+                    none);
+            }
+        });
+    }
+    for (std::thread& writer : writers) writer.join();
+    EXPECT_EQ(stored_, threads * objects);
+    DcIndexStats stats;
+    EXPECT_EQ(index.stats(stats), RESULT_OK);
+    EXPECT_EQ(stats.instances, static_cast<unsigned long long>(threads * objects));
+    expectSound();
+    // What was confirmed is there however the program ends: its files as they are now, of which another takes
+    // a copy.
+    for (const char* const suffix : {"", "-wal"})
+        std::filesystem::copy_file(path() + suffix, directory / ("copy" + std::string(suffix)));
+    DcIndex copy;
+    ASSERT_EQ(copy.open(("sqlite:" + (directory / "copy")).c_str(), INDEX_WRITE), RESULT_OK)
+        << DcIndex::fault();
+    EXPECT_EQ(copy.stats(stats), RESULT_OK);
+    EXPECT_EQ(stats.instances, static_cast<unsigned long long>(threads * objects));
+}
+
+TEST_F(IndexTest, OneThatFailsSpoilsNoOther) {
+    storeSeries("1", "1.1", 1);
+    // Another program's rows are seen by this one, also where it has learned otherwise.
+    DcIndex other;
+    ASSERT_EQ(other.open(place().c_str(), INDEX_WRITE), RESULT_OK);
+    DcIndexGrave grave{};
+    EXPECT_EQ(other.bury(INDEX_ROOT_STUDY, 0, *datasetOf("level=STUDY; study=1"), grave), RESULT_OK);
+    storeSeries("1", "1.1", 2);
+    expectSound();
+    EXPECT_EQ(find("level=STUDY; study; images", "study images"), "1 2");
+    EXPECT_EQ(index.closeGrave(99), INDEX_ABSENT);
+    store("id=9; study=9; series=9.1; sop=9.1.1; modality=CT");
+    expectSound();
+}
+
+TEST_F(IndexTest, RefusesWhatIsNoIndexOfThisVersionByName) {
+    storeSeries("1", "1.1", 20);
+    EXPECT_EQ(index.close(), RESULT_OK);
+    EXPECT_EQ(tryStore("study=1"), INDEX_CLOSED);
+    DcIndex other;
+    EXPECT_EQ(other.open(("sqlite:" + (directory / "none")).c_str(), INDEX_READ), INDEX_ABSENT);
+    EXPECT_EQ(other.open("mysql:x", INDEX_READ), INDEX_PLACE);
+    EXPECT_EQ(other.open(("sqlite:" + (directory / "no/such")).c_str(), INDEX_CREATE), INDEX_PLACE);
+    writeWhole(directory / "text",
+               "this is no database, but it is long enough to be looked at all the same..........");
+    EXPECT_EQ(other.open(("sqlite:" + (directory / "text")).c_str(), INDEX_CREATE), INDEX_DAMAGED);
+    {
+        const auto engine = orvkit::index::openEngine(place(), INDEX_WRITE, false);
+        engine->connect(true)->execute("UPDATE orvkit_index SET version = 2");
+    }
+    EXPECT_EQ(other.open(place().c_str(), INDEX_WRITE), INDEX_VERSION);
+    EXPECT_NE(std::string(DcIndex::fault()).find("version 2"), std::string::npos) << DcIndex::fault();
+}
+
+TEST_F(IndexTest, ADamagedIndexIsToldWithWhatMendsIt) {
+    for (int i = 1; i <= 60; ++i) storeSeries(std::to_string(i), std::to_string(i) + ".1", 3);
+    EXPECT_EQ(index.close(), RESULT_OK);
+    std::string bytes = readWhole(path());
+    ASSERT_GT(bytes.size(), std::size_t{16 * 4096});
+    for (std::size_t at = 2 * 4096; at + 4096 <= bytes.size(); at += 4096) bytes.replace(at, 64, 64, '\x5A');
+    writeWhole(path(), bytes);
+    const int opened = index.open(place().c_str(), INDEX_WRITE);
+    if (opened == RESULT_OK) (void)find("level=STUDY; study=7; images", "images");
+    EXPECT_EQ(opened == RESULT_OK ? result : opened, INDEX_DAMAGED) << DcIndex::fault();
+    EXPECT_NE(std::string(DcIndex::fault()).find("orvkit index rebuild"), std::string::npos)
+        << DcIndex::fault();
+}
+
+}  // namespace
