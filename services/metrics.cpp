@@ -41,6 +41,9 @@ bool Metrics::start(const std::string& where, std::string& fault) {
     int port = 0;
     if (parsePort(where.substr(colon == std::string::npos ? 0 : colon + 1), port)) {
         if (!listen(address, port, fault)) return false;
+    } else if (where.find_first_not_of("0123456789") == std::string::npos) {
+        fault = where + " is no port";
+        return false;
     } else {
         file_ = where;
         if (!writeFile(fault)) return false;

@@ -2,13 +2,14 @@
 
 #include <algorithm>
 #include <fstream>
-#include <iterator>
 
 #include "services/paths.h"
 
 namespace services {
 
 namespace {
+
+constexpr std::size_t kMost = 16 << 20;  // bytes of a file
 
 // False: a quote is not closed.
 bool split(std::string_view line, std::vector<std::string>& words) {
@@ -29,9 +30,14 @@ bool split(std::string_view line, std::vector<std::string>& words) {
 
 bool readText(const std::string& file, std::string& text, std::string& fault) {
     std::ifstream in(pathOf(file), std::ios::binary);
-    text.assign(std::istreambuf_iterator<char>(in), {});
-    if (in.good() || in.eof()) return true;
-    fault = file + ": cannot be read";
+    std::vector<char> piece(64 * 1024);
+    text.clear();
+    while (in.good() && text.size() <= kMost) {
+        in.read(piece.data(), static_cast<std::streamsize>(piece.size()));
+        text.append(piece.data(), static_cast<std::size_t>(in.gcount()));
+    }
+    if (in.eof() && !in.bad()) return true;
+    fault = file + (in.good() ? ": it is too large" : ": cannot be read");
     return false;
 }
 

@@ -13,7 +13,7 @@ namespace services {
 // What is wrong with the words of a line, or "". There is at least one.
 using TakeLine = std::function<std::string(const std::vector<std::string>& words)>;
 
-// The whole of a file. False: `fault` tells why it cannot be read.
+// The whole of a file, of 16 MiB at most. False: `fault` tells why it cannot be read.
 [[nodiscard]] bool readText(const std::string& file, std::string& text, std::string& fault);
 // False when a line is wrong: `fault` is then "NAME:LINE: reason".
 [[nodiscard]] bool eachLine(std::string_view text, const std::string& name, const TakeLine& take,

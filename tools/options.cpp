@@ -2,7 +2,6 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <map>
 #include <type_traits>
 
 #include "foundation/version.h"
@@ -145,12 +144,21 @@ class Parser {
         return app.add_flag_callback(option.names_, call, option.help_);
     }
     static CLI::Option* make(CLI::App& app, const Option& option, const Option::Named& choice) {
-        const std::map<std::string, int> words(choice.words.begin(), choice.words.end());
         CLI::Option* const added = app.add_option_function<int>(option.names_, choice.set, option.help_);
-        added->type_name("ENUM")->transform(CLI::CheckedTransformer(words));
+        std::string all;
         for (const auto& [word, number] : choice.words) {
+            all += (all.empty() ? "" : ",") + word;
             if (number == choice.initial) added->default_str(word);
         }
+        const auto take = [words = choice.words, all](std::string& text) -> std::string {
+            for (const auto& [word, number] : words) {
+                if (text != word && text != std::to_string(number)) continue;
+                text = std::to_string(number);
+                return "";
+            }
+            return "'" + text + "' is none of {" + all + "}";
+        };
+        added->type_name("ENUM")->transform(CLI::Validator(take, "{" + all + "}"));
         return added;
     }
     // Numbers and texts.

@@ -429,6 +429,9 @@ void addServe(Command& program) {
         muteLog();
         if (options->printPeers && options->peers.empty()) return misused("--print-peers needs --peers");
         if (options->printPeers) return printPeers(*options);
+        if (options->tls.on && options->tls.certificate.empty()) {
+            return misused("serve --tls needs a certificate and its key (--tls-cert, --tls-key)");
+        }
         if (!openSecurity(*options)) return EXIT_USAGE;
         if (options->tls.on && !options->portGiven) options->port = TLS_PORT;
         if (options->acceptFrom.size() <= kMostAcceptFrom) return serve(*options);

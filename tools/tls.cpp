@@ -37,7 +37,8 @@ void addTls(Command& program) {
     show.run([options, words]() -> int {
         if (!hasTls()) return misused("TLS is left out of this orvkit: it was built without OpenSSL");
         options->tls.on = true;
-        options->tls.noVerify = options->tls.authorities.empty() && options->tls.pins.empty();
+        if (options->tls.authorities.empty() && options->tls.pins.empty())
+            options->tls.check = TLS_CHECK_NONE;
         return runAsUser(*options, *words, false, [&] { return showSecurity(*options); });
     });
 }

@@ -110,8 +110,12 @@ TEST(KnownPeers, TellWhichLineIsWrongAndWhy) {
         EXPECT_EQ(fault, row.fault);
     }
     std::string fault;
-    EXPECT_EQ(KnownPeers::read("/nowhere/peers", fault), nullptr);
-    EXPECT_EQ(fault, "/nowhere/peers: cannot be read");
+    for (const auto& [file, what] : {std::pair("/nowhere/peers", "cannot be read"),
+                                     std::pair("/dev", "cannot be read"),  // and not the end of a server
+                                     std::pair("/dev/zero", "it is too large")}) {
+        EXPECT_EQ(KnownPeers::read(file, fault), nullptr);
+        EXPECT_EQ(fault, std::string(file) + ": " + what);
+    }
 }
 
 TEST(Admission, CountsAssociationsByTitleAndAddressesByConnections) {
