@@ -248,7 +248,7 @@ bool Conversion::transcodeFrames() {
     if (source_ == target_ || (request_.frames.target == nullptr && Dict.isEncapsulated(source_) == 0))
         return true;
     if (source_ == UID_ORVKIT5_LZW || !holdsPixelData(dataset_)) return true;
-    if (!transcoded_.beginBeside(request_.out)) return fail(std::strerror(errno));
+    if (!transcoded_.beginBeside(request_.beside)) return fail(std::strerror(errno));
     std::string instance;
     const std::string fault = transcode(dataset_, uidText(source_), request_.frames, transcoded_, instance);
     if (!fault.empty()) return fail(fault);
@@ -274,7 +274,7 @@ bool Conversion::unpackLzw() {
     if (packed == nullptr || packed->getValue(value) != RESULT_OK) return true;
     unsigned short bits = 0;
     dataset_.getValue(T_0028_0100_bitsAllocated, bits);
-    (void)unpacked_.beginBeside(request_.out);
+    (void)unpacked_.beginBeside(request_.beside);
     DcBuf plain;
     if (const PackFault fault = unpackPixels(value, unpacked_, plain); !fault.empty()) return fail(fault);
     return exchange(packed, bits > 8 ? VR_OW : packed->getVr(), plain);
@@ -290,7 +290,7 @@ bool Conversion::packLzw() {
         if (vr == VR_OX) vr = bits > 8 ? VR_OW : VR_OB;
         if (vr != VR_OB && vr != VR_OW) return fail("its pixel data is neither OB nor OW");
         const bool turned = vr == VR_OW && value.getXferSyn() == UID_BIG_ENDIAN_EXPLICIT;
-        (void)packed_.beginBeside(request_.out);
+        (void)packed_.beginBeside(request_.beside);
         DcBuf packed;
         const PackFault fault = packPixels(value, turned ? 2 : 1, packed_, packed);
         if (!fault.empty()) return fail(fault);

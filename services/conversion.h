@@ -15,7 +15,7 @@ namespace services {
 
 struct ConversionRequest {
     std::string in;
-    std::string out;             // the file that will be written; temporary ones are made beside it
+    std::string beside;          // temporary files are made beside this one, which need not exist
     DICT_UID target = UID_NONE;  // the transfer syntax; UID_NONE: as it is
     TranscodeRequest frames;     // how frames are packed, where the target is a syntax of theirs
     bool force = false;          // also what is no Part 10 file by the letter

@@ -14,7 +14,7 @@ std::string transcodeStored(StoreFile& file, const std::string& directory, const
     if (file.xferSyn() == wanted.target) return "";
     ConversionRequest request = wanted;
     request.in = file.temporaryPath();
-    request.out = directory + "/copy";
+    request.beside = directory + "/copy";
     try {
         orvkit::platform::NewFile copy;
         Conversion conversion(request);

@@ -190,7 +190,7 @@ class GroupSender {
         }
         ConversionRequest request;
         request.in = file.path;
-        request.out = nameOf(folder / "copy");
+        request.beside = nameOf(folder / "copy");
         request.target = syntax;
         if (Dict.isEncapsulated(syntax) != 0 && syntax != file.xferSyn)
             request.frames.target = imageFindCodec(orvkit::uidText(syntax));

@@ -19,6 +19,7 @@ namespace tools {
 namespace {
 
 struct ConvertOptions : ConversionRequest {
+    std::string out;     // a file, or a directory
     std::string syntax;  // the name of the target; "": as it is
     unsigned int ratio = 10;
     bool outIsFile = true;
@@ -31,18 +32,21 @@ void convertFile(const ConvertOptions& options, FileRun& run, const PictureSourc
     ConversionRequest request = options;
     request.in = source.path;
     if (run.count() != 1) request.frames.jobs = 1;  // it is files then that go side by side
-    if (!options.outIsFile) request.out = nameOf(pathOf(options.out) / pathOf(source.name));
+    std::string target = options.out;
+    // Of a directory, the folder that a file goes to is made when there is something for it.
+    if (!options.outIsFile) target = nameOf(pathOf(options.out) / pathOf(source.name));
+    request.beside = options.outIsFile ? target : nameOf(pathOf(options.out) / "file");
     Conversion conversion(request);
     const bool ready = conversion.prepare();
     if (!ready && conversion.isOther() && !source.wasNamed) return;
     for (const std::string& note : conversion.notes()) complain("%s: %s", request.in.c_str(), note.c_str());
     if (!ready) return run.fail(request.in + ": " + conversion.fault() + "; nothing was written");
-    run.deliver(source, request.out, [&] {
-        WholeFile file(request.out);
+    run.deliver(source, target, [&] {
+        WholeFile file(target);
         if (!file.ok()) return false;
         const int result = conversion.write(file.temporaryPath());
         if (result == RESULT_OK) return file.commit();
-        return complain("%s: %s; it was not written", request.out.c_str(), resultText(result).c_str());
+        return complain("%s: %s; it was not written", target.c_str(), resultText(result).c_str());
     });
 }
 

@@ -309,6 +309,14 @@ TEST_F(ConvertTest, ADirectoryBecomesAnotherWithTheSameNames) {
                  "orvkit convert study/SE000001/IM000002 same.dcm --to explicit && cmp back.dcm same.dcm")
                   .status,
               0);
+    for (const std::string to : {"lzw", "rle"}) {  // by way of temporary files
+        if (to == "rle" && sh("orvkit convert --to rle study/SE000001/IM000001 one").status != 0) continue;
+        const auto packed = sh("orvkit convert study packed --to " + to);
+        EXPECT_EQ(packed.status, 0) << packed.err;
+        EXPECT_EQ(names("packed/SE000002").size(), 3u);
+        EXPECT_EQ(names("packed"), names("out")) << "nothing else stays";
+        fs::remove_all(dir / "packed");
+    }
     // One that cannot be read ends the run, or is passed over and told.
     ASSERT_EQ(sh("head -c 600 out/SE000001/IM000001 > study/SE000001/AA").status, 0);
     for (const auto& [options, count] : {std::pair("", 0u), std::pair(" --keep-going", 3u)}) {
