@@ -100,7 +100,8 @@ void Rows::dropEmpty(std::int64_t study, std::int64_t series) {
 void Rows::bury(const Request& selection, std::int64_t now, DcIndexGrave& grave) {
     grave = {};
     settle();
-    std::vector<SelectedSeries> all = selectSeries(session_, selection);
+    const std::vector<SelectedSeries> all = selectSeries(session_, selection);
+    if (all.empty()) return;
     Statement& add =
         session_.kept("INSERT INTO grave (made, instances, bytes) VALUES ($1, 0, 0) RETURNING id");
     (void)add.run(now);
@@ -124,7 +125,6 @@ void Rows::bury(const Request& selection, std::int64_t now, DcIndexGrave& grave)
         dropEmpty(series.study, series.series);
     }
     places_.clear();
-    if (grave.instances == 0) return closeGrave(number);
     grave.number = static_cast<unsigned long long>(number);
     grave.when = now;
     (void)session_.kept("UPDATE grave SET instances = $1, bytes = $2 WHERE id = $3")

@@ -12,12 +12,10 @@
 #include "orvkit/tags.h"
 #include "services/association.h"
 #include "services/network_text.h"
-#include "services/print_forms.h"
 #include "services/query_keys.h"
+#include "services/query_results.h"
 #include "services/report.h"
 #include "services/retrieve.h"
-#include "services/tag_names.h"
-#include "services/values.h"
 
 namespace services {
 namespace {
@@ -25,92 +23,9 @@ namespace {
 constexpr auto kWorthOfResult = std::chrono::milliseconds(100);  // ten a second are as good as none missing
 constexpr std::size_t kMostHeld = 64 << 20;
 
-// Results as they come, for programs.
-class JsonResults {
-  public:
-    JsonResults() : form_(makeJsonForm(out_)) { form_->begin(); }
-    void result(DumpedFile& result) { form_->file(result, Pick(), nullptr); }
-    std::size_t held() const { return 0; }
-    void finish() { form_->end(); }
-
-  private:
-    Output out_;
-    std::unique_ptr<DumpForm> form_;
-};
-
-// A row for each result, a column for each key; columns as wide as they need to be, so that it is printed at
-// the end.
-class TableResults {
-  public:
-    explicit TableResults(const std::vector<unsigned int>& tags) : tags_(tags) {
-        rows_.emplace_back();
-        for (unsigned int tag : tags_) rows_[0].push_back(keywordOf(tag));
-    }
-    void result(DumpedFile& result) {
-        const Place place(result.data, result);
-        std::vector<std::string> row;
-        for (unsigned int tag : tags_) {
-            DcElem* const e = elementOf(result.data, tag);
-            row.push_back(e != nullptr ? text(*e, place) : "");
-            held_ += sizeof(std::string) + row.back().size();
-        }
-        rows_.push_back(std::move(row));
-    }
-    std::size_t held() const { return held_; }  // bytes
-    void finish() const {
-        if (rows_.size() == 1) return;
-        std::vector<std::size_t> widths(tags_.size());
-        for (const auto& row : rows_) {
-            for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], columns(row[i]));
-        }
-        Output out;
-        for (const auto& row : rows_) {
-            for (std::size_t i = 0; i < row.size(); ++i) {
-                out << row[i];
-                if (i + 1 < row.size()) out.pad(widths[i] - columns(row[i]) + 2);
-            }
-            out << '\n';
-        }
-    }
-
-  private:
-    // Characters of a UTF-8 text.
-    static std::size_t columns(const std::string& text) {
-        return static_cast<std::size_t>(
-            std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xC0) != 0x80; }));
-    }
-    std::string text(DcElem& e, const Place& place) {
-        values_.load(e, place);
-        std::string all;
-        for (std::size_t i = 0; i < values_.count(); ++i) {
-            if (i != 0) all += '\\';
-            switch (values_.kind()) {
-                case ValueKind::text:
-                    all += withEscapes(values_.text(i));
-                    break;
-                case ValueKind::integer:
-                    all += values_.integerText(i);
-                    break;
-                case ValueKind::real:
-                    all += std::to_string(values_.real(i));
-                    break;
-                default:
-                    break;
-            }
-        }
-        return all;
-    }
-
-    const std::vector<unsigned int>& tags_;
-    std::vector<std::vector<std::string>> rows_;
-    std::size_t held_ = 0;
-    Values values_;
-};
-
 // The results of a query; what keeps it from success is told.
-template <typename Results>
 int receiveResults(Association& association, const QueryOptions& options, Answers& answers,
-                   Results& results) {
+                   QueryResults& results) {
     const std::string peer = options.peer();
     int status = EXIT_OK;
     int count = 0;
@@ -201,14 +116,8 @@ int find(const QueryOptions& options) {
     Answers answers(association, options, model);
     if (!association.send(request, model))
         return failed("%s: %s", options.peer().c_str(), association.fault().c_str());
-    int status = EXIT_FAILED;
-    if (options.json) {
-        JsonResults results;
-        status = receiveResults(association, options, answers, results);
-    } else {
-        TableResults results(keys.tags());
-        status = receiveResults(association, options, answers, results);
-    }
+    const auto results = makeQueryResults(keys.tags(), options.json);
+    const int status = receiveResults(association, options, answers, *results);
     association.release();
     return status;
 }

@@ -22,6 +22,7 @@ void addImport(Command& program);
 void addExtract(Command& program);
 void addDicomdir(Command& program);
 void addMedia(Command& program);
+void addIndex(Command& program);
 void addEcho(Command& program);
 void addSend(Command& program);
 void addFind(Command& program);

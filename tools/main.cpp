@@ -46,10 +46,11 @@ constexpr struct {
 } commands[] = {
     {"Files", tools::addDump},         {"Files", tools::addConvert},   {"Files", tools::addRender},
     {"Files", tools::addImport},       {"Files", tools::addExtract},   {"Files", tools::addPhantom},
-    {"File sets", tools::addDicomdir}, {"File sets", tools::addMedia}, {"Network", tools::addEcho},
-    {"Network", tools::addSend},       {"Network", tools::addFind},    {"Network", tools::addMove},
-    {"Network", tools::addGet},        {"Network", tools::addServe},   {"Network", tools::addTls},
-    {"Network", tools::addUser},       {"More", tools::addLookup},     {"More", tools::addCompletion},
+    {"File sets", tools::addDicomdir}, {"File sets", tools::addMedia}, {"Archives", tools::addIndex},
+    {"Network", tools::addEcho},       {"Network", tools::addSend},    {"Network", tools::addFind},
+    {"Network", tools::addMove},       {"Network", tools::addGet},     {"Network", tools::addServe},
+    {"Network", tools::addTls},        {"Network", tools::addUser},    {"More", tools::addLookup},
+    {"More", tools::addCompletion},
 };
 
 }  // namespace

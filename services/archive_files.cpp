@@ -1,0 +1,136 @@
+#include "services/archive_files.h"
+
+#include <vector>
+
+#include "dictionary/uid_text.h"
+#include "orvkit/result.h"
+#include "orvkit/tags.h"
+#include "platform/file.h"
+#include "platform/new_file.h"
+#include "services/elements.h"
+#include "services/paths.h"
+#include "services/report.h"
+
+namespace services {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Buried {
+    std::string path;
+    std::string instance;
+};
+
+// Whether the index has the instance in that file, again.
+bool isStored(DcIndex& index, const Buried& file) {
+    struct Context {
+        const std::string& path;
+        bool found = false;
+    } context{file.path};
+    (void)index.lookUp(file.instance.c_str(), &context, [](void* self, const DcIndexInstance& instance) {
+        auto& wanted = *static_cast<Context*>(self);
+        wanted.found = wanted.found || wanted.path == instance.path;
+        return 0;
+    });
+    return context.found;
+}
+
+bool moveToGrave(const std::string& directory, unsigned long long grave, const std::string& path) {
+    const std::string from = archivePath(directory, path);
+    const std::string to = gravePath(directory, grave, path);
+    std::error_code error;
+    if (!fs::exists(pathOf(from), error)) return true;
+    fs::create_directories(pathOf(to).parent_path(), error);
+    if (!error) fs::rename(pathOf(from), pathOf(to), error);
+    return !error || complain("%s: %s", from.c_str(), error.message().c_str());
+}
+
+}  // namespace
+
+std::string indexPlace(const std::string& directory, const std::string& given) {
+    return given.empty() ? "sqlite:" + archivePath(directory, kIndexFile) : given;
+}
+
+std::string archivePath(const std::string& directory, const std::string& path) {
+    return directory + (directory.ends_with('/') ? "" : "/") + path;
+}
+
+std::string gravePath(const std::string& directory, unsigned long long grave, const std::string& path) {
+    return archivePath(directory, std::string(kGraveFolder) + "/" + std::to_string(grave) + "/" + path);
+}
+
+int readArchiveFile(const std::string& path, ArchiveFile& file) {
+    DcDirMetaInfo meta;
+    DcElemList group;
+    DcDirAround around;
+    around.meta = &group;
+    around.byTable = 1;
+    const int result = dirReadAroundPixels(path.c_str(), meta, file.dataset, around);
+    // Of one that is cut in its pixels everything is known that the index wants.
+    if (result != RESULT_OK && result != ELEM_VALUE_REFUSED) return result;
+    file.xferSyn = textOf(group, T_0002_0010_transferSyntaxUid);
+    if (file.xferSyn.empty()) file.xferSyn = orvkit::uidText(meta.transferSyntax);
+    orvkit::platform::FileInfo info;
+    if (!orvkit::platform::examine(path.c_str(), info)) return DIR_STAT;
+    file.size = static_cast<std::uint64_t>(info.size);
+    return RESULT_OK;
+}
+
+int storeArchiveFile(DcIndex& index, const std::string& directory, const std::string& path,
+                     INDEX_DUPLICATE duplicate, DcIndexStored& stored) {
+    ArchiveFile file;
+    const int result = readArchiveFile(archivePath(directory, path), file);
+    if (result != RESULT_OK) return result;
+    DcIndexFile about;
+    about.path = path.c_str();
+    about.xferSyn = file.xferSyn.c_str();
+    about.size = file.size;
+    return index.store(file.dataset, about, duplicate, stored);
+}
+
+ArchiveWalk::ArchiveWalk(const std::string& directory) : root_(pathOf(directory)) {
+    std::error_code error;
+    at_ = fs::recursive_directory_iterator(root_, fs::directory_options::skip_permission_denied, error);
+    if (error) fault_ = directory + ": " + error.message();
+}
+
+bool ArchiveWalk::next(std::string& path, std::uint64_t& size) {
+    const std::lock_guard lock(mutex_);
+    for (std::error_code error; at_ != fs::recursive_directory_iterator();) {
+        const fs::directory_entry entry = *at_;
+        const bool own = orvkit::platform::isUnfinished(nameOf(entry.path().filename()));
+        if (own) at_.disable_recursion_pending();
+        at_.increment(error);
+        if (error) fault_ = nameOf(entry.path()) + ": " + error.message();
+        if (own || !fs::is_regular_file(entry.symlink_status(error))) continue;
+        path = nameOf(entry.path().lexically_relative(root_));
+        size = entry.file_size(error);
+        if (!error) return true;
+        fault_ = nameOf(entry.path()) + ": " + error.message();
+    }
+    return false;
+}
+
+bool finishGraves(DcIndex& index, const std::string& directory) {
+    std::vector<unsigned long long> graves;
+    (void)index.walkGraves(&graves, [](void* all, const DcIndexGrave& grave) {
+        static_cast<std::vector<unsigned long long>*>(all)->push_back(grave.number);
+        return 0;
+    });
+    bool good = true;
+    for (const unsigned long long grave : graves) {
+        std::vector<Buried> files;
+        (void)index.walkGrave(grave, &files, [](void* all, const DcIndexInstance& instance) {
+            static_cast<std::vector<Buried>*>(all)->push_back({instance.path, instance.sopInstance});
+            return 0;
+        });
+        for (const Buried& file : files) {
+            std::error_code error;
+            if (fs::exists(pathOf(archivePath(directory, file.path)), error) && !isStored(index, file))
+                good = moveToGrave(directory, grave, file.path) && good;
+        }
+    }
+    return good;
+}
+
+}  // namespace services
