@@ -6,6 +6,9 @@
 //     for the first
 //                                            few: 10000 make 5 GiB, and take 40 MB of a disk
 //     bench_make_inputs tabled FILE COUNT    the same with an Extended Offset Table
+//     bench_make_inputs slices FILE COUNT    COUNT native frames of 2000 x 2500 pixels, 12 bits stored, as a
+//     detector gives them
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -102,11 +105,47 @@ bool appendFrames(const char* path, unsigned int count) {
     return file.flush().good();
 }
 
+constexpr unsigned int kRows = 2000;
+constexpr unsigned int kColumns = 2500;
+
+void fillSlices(DcElemList& list, unsigned int count) {
+    const std::pair<unsigned int, unsigned int> numbers[] = {
+        {T_0028_0002_samplesPerPixel, 1},    {DcTag::Rows, kRows},         {DcTag::Columns, kColumns},
+        {DcTag::BitsAllocated, 16},          {T_0028_0101_bitsStored, 12}, {T_0028_0102_highBit, 11},
+        {T_0028_0103_pixelRepresentation, 0}};
+    for (const auto& [tag, number] : numbers) list.add(new DcElem(tag, static_cast<unsigned short>(number)));
+    list.add(new DcElem(T_0028_0004_photometricInterpretation, "MONOCHROME2"));
+    list.add(new DcElem(DcTag::NumberOfFrames, static_cast<int>(count)));
+}
+
+// Slopes, an edge, and noise, which are others in each frame.
+bool appendSlices(const char* path, unsigned int count) {
+    std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary | std::ios::ate);
+    putNumber(file, 0x00107FE0, 4);
+    file.write("OW\0\0", 4);
+    putNumber(file, 2ull * kRows * kColumns * count, 4);
+    std::vector<unsigned short> frame(std::size_t{kRows} * kColumns);
+    unsigned int noise = 1;
+    for (unsigned int i = 0; i < count; ++i) {
+        for (std::size_t at = 0; at < frame.size(); ++at) {
+            noise = noise * 1664525u + 1013904223u;
+            const double x = static_cast<double>(at % kColumns) / kColumns;
+            const double y = static_cast<double>(at / kColumns) / kRows;
+            const double body = 0.5 + 0.4 * std::sin(9 * x + i) * std::cos(7 * y);
+            const double edge = std::hypot(x - 0.5, y - 0.5) < 0.3 ? 0.05 : 0;
+            frame[at] = static_cast<unsigned short>((body + edge) * 4080 + (noise >> 28));
+        }
+        file.write(reinterpret_cast<const char*>(frame.data()),
+                   static_cast<std::streamsize>(frame.size() * sizeof frame[0]));
+    }
+    return file.flush().good();
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     if (argc != 4) {
-        std::fprintf(stderr, "usage: %s flat|nested|pixels|frames|tabled FILE COUNT\n", argv[0]);
+        std::fprintf(stderr, "usage: %s flat|nested|pixels|frames|tabled|slices FILE COUNT\n", argv[0]);
         return 2;
     }
     logActivate(LOG_NOTICE, LOG_OFF);
@@ -122,10 +161,12 @@ int main(int argc, char** argv) {
     const bool frames = tabled || std::strcmp(argv[1], "frames") == 0;
     if (frames) dictSetEdition(DICT_EDITION_CURRENT);
     if (frames) fillFrames(list, count, tabled);
+    const bool slices = std::strcmp(argv[1], "slices") == 0;
+    if (slices) fillSlices(list, count);
     DcDirMetaInfo meta;
     meta.version = 1;
     meta.transferSyntax = UID_LITTLE_ENDIAN_EXPLICIT;
     if (frames) Dict.getUidDef("1.2.840.10008.1.2.4.90", meta.transferSyntax);
-    const bool written = dirWriteFile(argv[2], meta, list) == 0;
-    return written && (!frames || appendFrames(argv[2], count)) ? 0 : 1;
+    const bool written = dirWriteFile(argv[2], meta, list) == 0 && (!frames || appendFrames(argv[2], count));
+    return written && (!slices || appendSlices(argv[2], count)) ? 0 : 1;
 }

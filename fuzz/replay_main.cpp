@@ -64,7 +64,12 @@ void mutate(fuzz::Bytes& bytes, Random& random) {
 
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
+#ifdef _WIN32
+    (void)argc, (void)argv;
+#else
+    if (LLVMFuzzerInitialize != nullptr) (void)LLVMFuzzerInitialize(&argc, &argv);
+#endif
     constexpr std::size_t mutations = 3000;
     fuzz::switchLogOff();
     const char* chosen = std::getenv("ORVKIT_SAMPLES");

@@ -12,6 +12,12 @@
 #include "tests/support/system.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
+// Of targets that look at their command line first; null in others, where the system knows such functions.
+#ifndef _WIN32
+extern "C" __attribute__((weak)) int LLVMFuzzerInitialize(int* argc, char*** argv);
+#else
+extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv);
+#endif
 
 namespace fuzz {
 

@@ -17,17 +17,6 @@ namespace {
 
 using Read = int (*)(const PictureFile& file);
 
-#if ORVKIT_WITH_PNG
-constexpr Read kPng = readPng;
-#else
-constexpr Read kPng = nullptr;
-#endif
-#if ORVKIT_WITH_TIFF
-constexpr Read kTiff = readTiff;
-#else
-constexpr Read kTiff = nullptr;
-#endif
-
 using namespace std::string_view_literals;
 
 constexpr struct {
@@ -35,11 +24,11 @@ constexpr struct {
     PICTURE_FORMAT format;
     Read read;  // null where the library was missing
 } kFormats[] = {
-    {"\x89PNG\r\n\x1A\n"sv, PICTURE_PNG, kPng},
-    {"II*\0"sv, PICTURE_TIFF, kTiff},
-    {"MM\0*"sv, PICTURE_TIFF, kTiff},
-    {"II+\0"sv, PICTURE_TIFF, kTiff},
-    {"MM\0+"sv, PICTURE_TIFF, kTiff},
+    {"\x89PNG\r\n\x1A\n"sv, PICTURE_PNG, ORVKIT_WITH_PNG ? readPng : nullptr},
+    {"II*\0"sv, PICTURE_TIFF, ORVKIT_WITH_TIFF ? readTiff : nullptr},
+    {"MM\0*"sv, PICTURE_TIFF, ORVKIT_WITH_TIFF ? readTiff : nullptr},
+    {"II+\0"sv, PICTURE_TIFF, ORVKIT_WITH_TIFF ? readTiff : nullptr},
+    {"MM\0+"sv, PICTURE_TIFF, ORVKIT_WITH_TIFF ? readTiff : nullptr},
     {"P5"sv, PICTURE_PNM, readPnm},
     {"P6"sv, PICTURE_PNM, readPnm},
 };

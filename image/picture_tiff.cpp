@@ -18,12 +18,12 @@
 namespace orvkit::render {
 namespace {
 
-// The file in memory: the library goes back and forth in it.
+// The file in memory, the caller's that is read or one that is made: the library goes back and forth in it.
 class Memory {
   public:
     Memory() = default;
-    explicit Memory(std::span<const unsigned char> bytes) : bytes_(bytes.begin(), bytes.end()) {}
-    const std::vector<unsigned char>& bytes() const { return bytes_; }
+    explicit Memory(std::span<const unsigned char> bytes) : bytes_(bytes) {}
+    std::span<const unsigned char> bytes() const { return bytes_; }
 
     tmsize_t read(void* into, tmsize_t length) {
         const std::size_t there = bytes_.size() - std::min(at_, bytes_.size());
@@ -34,8 +34,9 @@ class Memory {
     }
     tmsize_t write(const void* from, tmsize_t length) noexcept try {
         const auto n = static_cast<std::size_t>(length);
-        if (bytes_.size() < at_ + n) bytes_.resize(at_ + n);
-        if (n > 0) std::memcpy(bytes_.data() + at_, from, n);
+        if (made_.size() < at_ + n) made_.resize(at_ + n);
+        bytes_ = made_;
+        if (n > 0) std::memcpy(made_.data() + at_, from, n);
         at_ += n;
         return length;
     } catch (const std::bad_alloc&) {
@@ -48,7 +49,8 @@ class Memory {
     }
 
   private:
-    std::vector<unsigned char> bytes_;
+    std::span<const unsigned char> bytes_;
+    std::vector<unsigned char> made_;
     std::size_t at_ = 0;
 };
 

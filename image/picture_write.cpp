@@ -21,26 +21,12 @@ struct Format {
     Write write;  // null where the library was missing
 };
 
-#if ORVKIT_WITH_PNG
-constexpr Write kPng = writePng;
-#else
-constexpr Write kPng = nullptr;
-#endif
-#if ORVKIT_WITH_JPEG
-constexpr Write kJpeg = writeJpeg;
-#else
-constexpr Write kJpeg = nullptr;
-#endif
-#if ORVKIT_WITH_TIFF
-constexpr Write kTiff = writeTiff;
-#else
-constexpr Write kTiff = nullptr;
-#endif
-
 constexpr Format formats[] = {
-    {{PICTURE_PNG, "PNG", "png", 16, "libpng", ORVKIT_WITH_PNG != 0}, kPng},
-    {{PICTURE_JPEG, "JPEG", "jpg jpeg", 8, "libjpeg-turbo", ORVKIT_WITH_JPEG != 0}, kJpeg},
-    {{PICTURE_TIFF, "TIFF", "tif tiff", 16, "libtiff", ORVKIT_WITH_TIFF != 0}, kTiff},
+    {{PICTURE_PNG, "PNG", "png", 16, "libpng", ORVKIT_WITH_PNG != 0}, ORVKIT_WITH_PNG ? writePng : nullptr},
+    {{PICTURE_JPEG, "JPEG", "jpg jpeg", 8, "libjpeg-turbo", ORVKIT_WITH_JPEG != 0},
+     ORVKIT_WITH_JPEG ? writeJpeg : nullptr},
+    {{PICTURE_TIFF, "TIFF", "tif tiff", 16, "libtiff", ORVKIT_WITH_TIFF != 0},
+     ORVKIT_WITH_TIFF ? writeTiff : nullptr},
     {{PICTURE_PNM, "PNM", "pnm pgm ppm", 16, "", true}, writePnm},
 };
 

@@ -1,12 +1,14 @@
 #include "services/transcode.h"
 
 #include <algorithm>
+#include <bit>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
 #include <functional>
 #include <future>
 #include <memory>
+#include <optional>
 #include <span>
 #include <utility>
 #include <vector>
@@ -228,8 +230,12 @@ class ValueWriter {
         if (native && pixels.bitsAllocated == 1)
             frameBits_ = std::size_t{pixels.rows} * pixels.columns * pixels.samples;
         if (native) return;
-        table_ = itemHeader(frames > 1 ? 4 * std::uint64_t{frames} : 0);
-        table_.resize(8 + (frames > 1 ? 4 * std::size_t{frames} : 0));
+        // Where frames may lie beyond what its offsets can tell, the table in front stays empty, and two
+        // elements beside the value have it (PS3.5 A.4, PS3.3 C.7.6.3).
+        isLong_ = frames > 1 && imageFrameBytes(pixels) * frames > kMostOffset;
+        const std::size_t length = frames > 1 && !isLong_ ? 4 * std::size_t{frames} : 0;
+        table_ = itemHeader(length);
+        table_.resize(8 + length);
     }
     bool begin() { return write(table_); }
     bool frame(Bytes& bytes) {
@@ -240,6 +246,10 @@ class ValueWriter {
             if (offset > kMostOffset) return errno = EFBIG, false;
             putLong(table_, 8 + 4 * index_++, offset);
         }
+        if (isLong_) {
+            offsets_.push_back(offset);
+            lengths_.push_back(bytes.size());
+        }
         if (bytes.size() % 2 != 0) bytes.push_back(0);
         return write(itemHeader(bytes.size())) && write(bytes);
     }
@@ -249,6 +259,18 @@ class ValueWriter {
         return platform::seek(handle_, 0) && platform::writeAll(handle_, table_.data(), table_.size());
     }
     std::uint64_t written() const { return written_; }
+    void putLongTables(DcElemList& dataset) const {
+        if (!isLong_) return;
+        const auto add = [&dataset](unsigned int tag, const std::vector<unsigned long long>& table) {
+            auto element = std::make_unique<DcElem>(tag, nullptr, 0, UID_NONE, VR_OV, 0);
+            (void)element->addValue(table.data(), static_cast<unsigned int>(8 * table.size()),
+                                    std::endian::native == std::endian::little ? UID_LITTLE_ENDIAN_EXPLICIT
+                                                                               : UID_BIG_ENDIAN_EXPLICIT);
+            dataset.add(element.release());
+        };
+        add(DcTag::ExtendedOffsetTable, offsets_);
+        add(DcTag::ExtendedOffsetTableLengths, lengths_);
+    }
 
   private:
     // Frames of one bit a pixel follow each other without a gap, from the lowest bit (PS3.5 8.1.1).
@@ -277,6 +299,9 @@ class ValueWriter {
     bool native_;
     Bytes table_;
     std::size_t index_ = 0;
+    bool isLong_ = false;
+    std::vector<unsigned long long> offsets_;
+    std::vector<unsigned long long> lengths_;
     std::uint64_t written_ = 0;
     std::size_t frameBits_ = 0;  // of one bit a pixel; otherwise 0
     unsigned char rest_ = 0;     // bits that fill no byte yet,
@@ -324,20 +349,21 @@ std::string transcode(DcElemList& dataset, const std::string& source, const Tran
                       platform::ScratchFile& scratch, std::string& instance) {
     if (std::string fault = unpackNested(dataset, source); !fault.empty()) return fault;
     Outcome outcome;
+    std::optional<ValueWriter> writer;
     {
         FrameTurner turner(dataset, source, request);
         if (!turner.open()) return turner.fault();
         if (!turner.encapsulated() && request.target == nullptr) return "";
         const bool native = request.target == nullptr;
-        ValueWriter writer(scratch.forWriting(), turner.count(), native, pixelsOf(dataset));
+        writer.emplace(scratch.forWriting(), turner.count(), native, pixelsOf(dataset));
         const auto take = [&](Way& way) {
             outcome.take(way, request.target);
-            return writer.frame(way.bytes);
+            return writer->frame(way.bytes);
         };
-        if (!writer.begin() || !turner.run(take) || !writer.finish()) {
+        if (!writer->begin() || !turner.run(take) || !writer->finish()) {
             return turner.fault().empty() ? std::strerror(errno) : turner.fault();
         }
-        outcome.written = writer.written();
+        outcome.written = writer->written();
     }
     DICT_UID syntax = UID_LITTLE_ENDIAN_EXPLICIT;
     if (request.target != nullptr) (void)Dict.getUidDef(request.target->uid, syntax);
@@ -346,6 +372,7 @@ std::string transcode(DcElemList& dataset, const std::string& source, const Tran
     replacePixels(dataset, value, request.target == nullptr, outcome.change.pixels.bitsAllocated);
     outcome.change.ratio = static_cast<double>(outcome.nativeBytes) / static_cast<double>(outcome.written);
     instance = tellChange(dataset, outcome.change);
+    writer->putLongTables(dataset);
     return "";
 }
 
