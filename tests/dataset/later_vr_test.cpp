@@ -178,23 +178,4 @@ TEST_F(LaterVrs, ToComeAreKeptWithTheirLetters) {
     EXPECT_EQ(text(list, DcTag::PatientName), "abcd");
 }
 
-// Implicit little endian inside, whatever is around (PS3.5 6.2.2).
-TEST_F(LaterVrs, AnUnknownOneOfUndefinedLengthIsImplicitInside) {
-    for (const DICT_UID syntax : {kExplicit, kBig}) {
-        SCOPED_TRACE(syntax);
-        Stream inner(kImplicit);
-        inner.item(Stream::undefined).elem(0x00100010, "PN", "ab").endItem();
-        const std::string value(inner.bytes().begin(), inner.bytes().end());
-        Stream s(syntax);
-        s.header(0x00091010, "UN", Stream::undefined).raw(value).add(Stream(kImplicit).endSequence());
-        s.us(0x00280010, 5);
-        DcElemList list;
-        ASSERT_EQ(decode(list, s, syntax), RESULT_OK);
-        EXPECT_EQ(rawBytes(list, 0x00091010), value);
-        unsigned short rows = 0;
-        EXPECT_EQ(list.getValue(DcTag::Rows, rows), RESULT_OK);
-        EXPECT_EQ(rows, 5);
-    }
-}
-
 }  // namespace

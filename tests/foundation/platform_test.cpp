@@ -7,28 +7,6 @@
 
 using namespace orvkit::platform;
 
-// A sparse file; the positions fit no 32-bit number, signed or not.
-TEST(PlatformFile, PositionsBeyondTwoAndFourGigabytes) {
-    const TempDir dir;
-    for (const std::int64_t at : {std::int64_t{0x7FFFFFFC}, std::int64_t{0xFFFFFFFC}}) {
-        const std::string path = dir / "large", copy = dir / "copy";
-        {
-            const FileHandle out = createWrite(path.c_str());
-            ASSERT_TRUE(seek(out.get(), at) && writeAll(out.get(), "01234567", 8));
-            EXPECT_EQ(orvkit::platform::tell(out.get()), at + 8);
-        }
-        FileInfo info;
-        ASSERT_TRUE(examine(path.c_str(), info));
-        EXPECT_EQ(info.size, at + 8);
-        const FileHandle in = openRead(path.c_str());
-        char text[6] = {};
-        EXPECT_EQ(readAt(in.get(), text, 5, at + 3), 5);
-        EXPECT_STREQ(text, "34567");
-        EXPECT_EQ(copyRange(in.get(), at + 2, createWrite(copy.c_str()).get(), 50), 6);
-        EXPECT_EQ(readWhole(copy), "234567");
-    }
-}
-
 TEST(PlatformFile, CopiesRangesBetweenFiles) {
     TempDir dir;
     const std::string from = dir / "from", to = dir / "to";

@@ -157,28 +157,6 @@ TEST(ReadNonPixel, WhatIsCutIsToldAndTheHeaderIsThere) {
     }
 }
 
-// A sparse file of 2 GByte: its pixels are neither read nor is room made for them.
-TEST(ReadNonPixel, TheHeaderOfAHugeImageCostsNoMoreThanAnother) {
-    const TempDir temp;
-    constexpr unsigned int kPixelBytes = 2000000000;
-    Stream data = image(kExplicit, "");
-    Stream header = part10(kExplicit, data);
-    auto bytes = header.bytes();
-    const Stream length = Stream().u32(kPixelBytes);
-    std::copy(length.bytes().begin(), length.bytes().end(), bytes.end() - 4);
-    const std::string path = makeFile(temp, "huge", bytes);
-    std::filesystem::resize_file(path, bytes.size() + kPixelBytes);
-
-    AllocationMeter meter;
-    Read file(path, true);
-    EXPECT_LT(meter.peak(), 1u << 20);
-    EXPECT_EQ(file.result, RESULT_OK);
-    EXPECT_EQ(file.offset, static_cast<int>(bytes.size()));
-    EXPECT_EQ(file.length, static_cast<int>(kPixelBytes));
-    CaptureLog log;
-    EXPECT_EQ(Read(path).result, DIR_FILE_SIZE);
-}
-
 TEST(ReadAroundPixels, PixelsStayAndWhatIsBehindThemIsRead) {
     const TempDir temp;
     for (const DICT_UID xferSyn : {kImplicit, kExplicit, kBig, UID_JPEG_BASELINE}) {

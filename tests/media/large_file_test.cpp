@@ -137,8 +137,13 @@ TEST_F(LargeFile, NativePixelsMayHaveAllThatALengthCanSay) {
     DcDirMetaInfo meta;
     DcElemList dataset;
     int offset = 0, length = 0;
+    const CaptureLog log;
+    const AllocationMeter meter;
     EXPECT_EQ(dirReadNonPixelElem(path.c_str(), meta, dataset, &offset, &length), RESULT_OK);
     EXPECT_EQ(static_cast<unsigned int>(length), 0xFFFFFFFE);
+    EXPECT_EQ(offset, static_cast<int>(pixelsAt_));
+    EXPECT_EQ(dirReadFile(path.c_str(), meta, dataset), DIR_FILE_SIZE);
+    EXPECT_LT(meter.peak(), 1u << 20);
 }
 
 }  // namespace

@@ -138,14 +138,35 @@ TEST(ListeningPorts, TakeBothKindsOfAddressesAndTellThemAsTheyAre) {
     }
 }
 
+const bool socketsStarted = net::startSockets();
+
+struct Listener {
+    explicit Listener(int queue) {
+        net::Address at;
+        EXPECT_TRUE(socketsStarted && net::bindAny(socket.get(), 0) &&
+                    net::listenSocket(socket.get(), queue) && net::ownAddress(socket.get(), at));
+        port = net::addressPort(at);
+    }
+    net::Socket socket = net::openSocket({});
+    int port = 0;
+};
+
+// A pair over loopback, with the buffers that such a connection has.
+struct TcpPair {
+    TcpPair() {
+        const Listener listener(1);
+        net::Address from;
+        EXPECT_TRUE(net::connectSocket(ours.get(), loopback(listener.port), 1000));
+        peer = net::acceptSocket(listener.socket.get(), from, 1000);
+    }
+    net::Socket ours = net::openSocket({}), peer;
+};
+
 TEST(ListeningPorts, WhatCannotBeOpenedIsTold) {
-    Transport first(TSM_ROLE_SCP, 0);
-    net::Socket taken = net::openSocket({});
-    net::Address address;
-    ASSERT_TRUE(net::bindAny(taken.get(), 0) && net::listenSocket(taken.get(), 1) &&
-                net::ownAddress(taken.get(), address));
+    const Transport first(TSM_ROLE_SCP, 0);
+    const Listener taken(1);
     CaptureLog log;
-    Transport second(TSM_ROLE_SCP, net::addressPort(address));
+    const Transport second(TSM_ROLE_SCP, taken.port);
     EXPECT_EQ(second.getListenResult(), TSM_BIND);
     log.expect(LOG_ERROR, "DcTsm::sockListenOpen - bind", "winSock error WSAEADDRINUSE");
 }
@@ -172,84 +193,43 @@ TEST(ListeningPorts, TheirNumbersEndAt65535) {
 
 // ---- waits ----------------------------------------------------------------------------------------------
 
-const bool socketsStarted = net::startSockets();
-
-// A pair over loopback, with the buffers that such a connection has.
-struct TcpPair {
-    TcpPair() {
-        const net::Socket listener = net::openSocket({});
-        net::Address at;
-        EXPECT_TRUE(net::bindAny(listener.get(), 0) && net::listenSocket(listener.get(), 1) &&
-                    net::ownAddress(listener.get(), at));
-        ours = net::openSocket({});
-        EXPECT_TRUE(socketsStarted && net::connectSocket(ours.get(), loopback(net::addressPort(at)), 1000));
-        net::Address from;
-        peer = net::acceptSocket(listener.get(), from, 1000);
-    }
-    net::Socket ours;
-    net::Socket peer;
-};
-
-// The work ends after one second; without the limit, after 15.
-template <typename Work>
-void expectOneSecond(Work work) {
-    const auto begun = std::chrono::steady_clock::now();
-    work();
-    expectTook(1, begun);
-}
-
-TEST(Waits, ConnectingToAHostThatDoesNotAnswer) {
-    const net::Socket listener = net::openSocket({});
-    net::Address at;
-    ASSERT_TRUE(net::bindAny(listener.get(), 0) && net::listenSocket(listener.get(), 0) &&
-                net::ownAddress(listener.get(), at));
-    const net::Address address = loopback(net::addressPort(at));
-    std::vector<net::Socket> waiting;  // until its queue is full
+// Each ends after one second; without the limit, after 15.
+TEST(Waits, EndInTheirTime) {
+    const auto endsInASecond = [](int result, Transport& transport, auto work) {
+        transport.endWaitsInASecond();
+        const auto begun = std::chrono::steady_clock::now();
+        EXPECT_EQ(work(), result);
+        expectTook(1, begun);
+    };
+    CaptureLog log;
+    // Connecting to a host that does not answer: its queue is full.
+    const Listener busy(0);
+    const net::Address address = loopback(busy.port);
+    std::vector<net::Socket> waiting;
     do {
         ASSERT_LT(waiting.size(), 64u);
         waiting.push_back(net::openSocket({}));
     } while (net::connectSocket(waiting.back().get(), address, 100));
-    Transport transport;
-    transport.endWaitsInASecond();
-    CaptureLog log;
-    expectOneSecond(
-        [&] { EXPECT_EQ(transport.sockConvOpenClient("127.0.0.1", net::addressPort(at)), TSM_CONNECT); });
+    Transport user, reader, writer, provider(TSM_ROLE_SCP, 0);
+    log.clear();
+    endsInASecond(TSM_CONNECT, user, [&] { return user.sockConvOpenClient("127.0.0.1", busy.port); });
     log.expect(LOG_ERROR, "DcTsm::sockConvOpenClient - connect", "winSock error WSAETIMEDOUT");
-}
-
-TEST(Waits, AcceptingWhereNobodyConnects) {
-    Transport transport(TSM_ROLE_SCP, 0);
-    transport.endWaitsInASecond();
-    expectOneSecond([&] { EXPECT_EQ(transport.sockConvOpenServer(TSM_BLOCK_POLL), TSM_ACCEPT_TIMEOUT); });
-}
-
-TEST(Waits, ReadingFromASilentPeer) {
-    TcpPair sockets;
-    Transport transport;
-    transport.endWaitsInASecond();
-    transport.setSockHandles(TSM_ROLE_SCP, sockets.ours.release(), PDU_SOCKET_NONE);
+    // Accepting where nobody connects.
+    endsInASecond(TSM_ACCEPT_TIMEOUT, provider, [&] { return provider.sockConvOpenServer(TSM_BLOCK_POLL); });
+    // Reading from a silent peer, and writing to one that does not read.
+    TcpPair silent, deaf;
     PDU_TYPE type;
-    EXPECT_EQ(transport.readNextPduType(type, PDU_BLOCK_POLL), DATATF_NOT_READY);
-    expectOneSecond([&] { EXPECT_EQ(transport.readNextPduType(type, PDU_BLOCK_WAIT), DATATF_NOT_READY); });
-}
-
-TEST(Waits, WritingToAPeerThatDoesNotRead) {
-    TcpPair sockets;
-    Transport transport;
-    transport.endWaitsInASecond();
-    transport.setSockHandles(TSM_ROLE_SCU, sockets.ours.release(), PDU_SOCKET_NONE);
+    reader.setSockHandles(TSM_ROLE_SCP, silent.ours.release(), PDU_SOCKET_NONE);
+    EXPECT_EQ(reader.readNextPduType(type, PDU_BLOCK_POLL), DATATF_NOT_READY);
+    endsInASecond(DATATF_NOT_READY, reader, [&] { return reader.readNextPduType(type, PDU_BLOCK_WAIT); });
+    writer.setSockHandles(TSM_ROLE_SCU, deaf.ours.release(), PDU_SOCKET_NONE);
     DcPduDataTf message;
     DcPduInfoTf info{1, 0, UID_LITTLE_ENDIAN_EXPLICIT, 64u << 20};
     message.setInfo(info);
-    const std::vector<unsigned char> pixels(48u << 20);
-    auto* const element = new DcElem(T_7fe0_0010_pixelData, nullptr, 0u, UID_NONE, VR_OW, 0);
-    element->addValue(pixels.data(), static_cast<unsigned int>(pixels.size()), info.xferSyn);
-    message.add(element);
-    const QuietLog quiet;
-    expectOneSecond([&] {
-        EXPECT_EQ(transport.stepIn(6, TSM_EVENT_08_DATA_REQUEST, static_cast<DcPdu*>(&message)),
-                  DATATF_SOCKET);
-    });
+    std::vector<unsigned char> pixels(48u << 20);
+    message.add(new DcElem(T_7fe0_0010_pixelData, pixels.data(), 48u << 20, info.xferSyn, VR_OW, 0));
+    endsInASecond(DATATF_SOCKET, writer,
+                  [&] { return writer.stepIn(6, TSM_EVENT_08_DATA_REQUEST, static_cast<DcPdu*>(&message)); });
 }
 
 }  // namespace
