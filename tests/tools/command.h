@@ -15,6 +15,10 @@
 #include <string>
 #include <vector>
 
+#include "orvkit/elemlist.h"
+#include "orvkit/file.h"
+#include "orvkit/tags.h"
+
 namespace tools_test {
 
 namespace fs = std::filesystem;
@@ -34,6 +38,23 @@ inline ::testing::AssertionResult holds(const std::string& text, const std::stri
     if (text.find(part) != std::string::npos) return ::testing::AssertionSuccess();
     return ::testing::AssertionFailure() << "'" << part << "' is not in: " << text;
 }
+
+// Writes a list as a file in a syntax; it gets a class and an instance, if it is to.
+inline void writeFile(const fs::path& path, DcElemList& list, DICT_UID syntax, bool named = true) {
+    if (named) list + new DcElem(T_0008_0016_sopClassUid, UID_SC_IMAGE_STORAGE);
+    if (named) list + new DcElem(T_0008_0018_sopInstanceUid, "1.2.3");
+    DcDirMetaInfo meta;
+    meta.version = 1;
+    meta.transferSyntax = syntax;
+    ASSERT_EQ(dirWriteFile(path.c_str(), meta, list), 0);
+}
+
+// A script, its exit status, and what is said: a part of it, all of it behind a "=", or "" for nothing.
+struct Said {
+    const char* script;
+    int status;
+    const char *out, *err;
+};
 
 class CommandTest : public ::testing::Test {
   protected:
@@ -67,6 +88,18 @@ class CommandTest : public ::testing::Test {
         wait4(child, &status, 0, &usage);
         const int code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
         return {code, contentOf(out), contentOf(err), usage.ru_maxrss};
+    }
+
+    void expectSaid(const std::vector<Said>& rows, const std::string& before = {}) const {
+        for (const Said& row : rows) {
+            const Outcome outcome = sh(before + row.script);
+            EXPECT_EQ(outcome.status, row.status) << row.script << "\n" << outcome.err;
+            for (const auto& [text, part] : {std::pair(outcome.out, row.out), {outcome.err, row.err}}) {
+                EXPECT_EQ(text.empty(), *part == '\0') << row.script << ": " << text;
+                EXPECT_TRUE(holds(text, part + (*part == '=' ? 1 : 0))) << row.script;
+                EXPECT_TRUE(*part != '=' || text == part + 1) << row.script;
+            }
+        }
     }
 
     // The names in a directory, sorted, without the runner's own.

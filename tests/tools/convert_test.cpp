@@ -2,10 +2,7 @@
 #include <csignal>
 #include <tuple>
 
-#include "orvkit/elemlist.h"
-#include "orvkit/file.h"
 #include "orvkit/sequence.h"
-#include "orvkit/tags.h"
 #include "tests/media/sample_files.h"
 #include "tests/tools/command.h"
 
@@ -23,14 +20,8 @@ class ConvertTest : public CommandTest {
             0);
     }
 
-    // Writes `list` as a file in a syntax.
     void make(const char* name, DcElemList& list, DICT_UID syntax) const {
-        list.add(new DcElem(T_0008_0016_sopClassUid, UID_SC_IMAGE_STORAGE));
-        list.add(new DcElem(T_0008_0018_sopInstanceUid, "1.2.3"));
-        DcDirMetaInfo meta;
-        meta.version = 1;
-        meta.transferSyntax = syntax;
-        ASSERT_EQ(dirWriteFile((dir / name).c_str(), meta, list), 0);
+        writeFile(dir / name, list, syntax);
     }
 
     // A refusal: status 1, a message that holds `why`, OUT as it was, nothing left behind.

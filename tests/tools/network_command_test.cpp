@@ -46,28 +46,19 @@ class NetworkCommandTest : public CommandTest {
 };
 
 TEST_F(NetworkCommandTest, WrongUseIsToldFromFailure) {
-    const struct {
-        const char* script;
-        int status;
-        const char* said;
-    } rows[] = {
-        {"orvkit echo localhost", 2, "'localhost:' is not a peer: AET@host:port or host port"},
-        {"orvkit echo TOO-LONG-A-TITLE-@h:1", 2, "is not an AE title"},
-        {"orvkit send A@h:104", 2, "something must follow the peer"},
-        {"orvkit find A@h:104 -k Nonsense=1", 2, "neither a tag nor a name"},
-        {"orvkit find A@h:104 -k PixelData", 2, "PixelData: not an element that can be asked for\n"},
-        {"orvkit find A@h:104 -k 0008,1140", 2, "0008,1140: sequences cannot be asked for\n"},
-        {"orvkit find A@h:104 -k PatientID -k 0010,0020=1", 2, "key 0010,0020=1: given twice\n"},
-        {"orvkit find A@h:104 -k QueryRetrieveLevel=PAT", 2, "PAT: not a level: PATIENT, STUDY, SERIES or"},
-        {"orvkit echo A@h:104 --confirm-user", 2, "--confirm-user needs --user"},
-        {"touch p; orvkit echo A@h:104 --user joe --password-file p", 1, "p: no password can be read"},
-        {"orvkit echo A@127.0.0.1:$P", 1, "cannot connect: connection refused"},
-    };
-    for (const auto& row : rows) {
-        const Outcome outcome = net(row.script);
-        EXPECT_EQ(outcome.status, row.status) << row.script << "\n" << outcome.err;
-        EXPECT_TRUE(holds(outcome.err, row.said)) << row.script;
-    }
+    expectSaid(
+        {{"orvkit echo localhost", 2, "", "'localhost:' is not a peer: AET@host:port or host port"},
+         {"orvkit echo TOO-LONG-A-TITLE-@h:1", 2, "", "is not an AE title"},
+         {"orvkit send A@h:104", 2, "", "something must follow the peer"},
+         {"orvkit find A@h:104 -k Nonsense=1", 2, "", "neither a tag nor a name"},
+         {"orvkit find A@h:104 -k PixelData", 2, "", "PixelData: not an element that can be asked for\n"},
+         {"orvkit find A@h:104 -k 0008,1140", 2, "", "0008,1140: sequences cannot be asked for\n"},
+         {"orvkit find A@h:104 -k PatientID -k 0010,0020=1", 2, "", "key 0010,0020=1: given twice\n"},
+         {"orvkit find A@h:104 -k QueryRetrieveLevel=PAT", 2, "",
+          "PAT: not a level: PATIENT, STUDY, SERIES or"},
+         {"orvkit echo A@h:104 --confirm-user", 2, "", "--confirm-user needs --user"},
+         {"touch p; orvkit echo A@h:104 --user joe --password-file p", 1, "", "p: no password can be read"},
+         {"orvkit echo A@127.0.0.1:1", 1, "", "cannot connect: connection refused"}});
 }
 
 TEST_F(NetworkCommandTest, SendTellsWhyEachFileFailed) {
