@@ -338,10 +338,10 @@ const char* DcIndex::fault() noexcept {
     return lastFault_.c_str();
 }
 
-DcIndexBusy::DcIndexBusy(DcIndex& index) noexcept : index_(index) {
-    if (index_.own_->writer != nullptr) index_.own_->writer->announce(1);
+DcIndexBusy::DcIndexBusy(DcIndex& index) noexcept : index_(index), announced_(index.own_->writer != nullptr) {
+    if (announced_) index_.own_->writer->announce(1);
 }
 
 DcIndexBusy::~DcIndexBusy() {
-    if (index_.own_->writer != nullptr) index_.own_->writer->announce(-1);
+    if (announced_ && index_.own_->writer != nullptr) index_.own_->writer->announce(-1);
 }

@@ -133,7 +133,7 @@ class SqliteSession final : public Session {
             return;
         }
         execute(
-            fast ? "PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF; PRAGMA locking_mode = EXCLUSIVE;"
+            fast ? "PRAGMA journal_mode = MEMORY; PRAGMA synchronous = OFF; PRAGMA locking_mode = EXCLUSIVE;"
                  : "PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL; PRAGMA wal_autocheckpoint = 4000;"
                    "PRAGMA journal_size_limit = 67108864;");
     }

@@ -275,6 +275,7 @@ class ORVKIT_INDEX_API DcIndexBusy {
 
   private:
     DcIndex& index_;
+    bool announced_;
 };
 
 #endif
