@@ -52,6 +52,10 @@ int tell(const char* uid, Call call, DcImageResult* result, Work work) noexcept 
     } catch (const std::bad_alloc&) {
         (void)std::snprintf(found.text, sizeof found.text, "%s: memory is short", codec->facts.label);
         return IMAGE_NO_MEMORY;
+    } catch (...) {  // libraries throw texts and numbers, too
+        (void)std::snprintf(found.text, sizeof found.text, "%s: the library gave up without a word",
+                            codec->facts.label);
+        return IMAGE_CODEC;
     }
 }
 

@@ -50,7 +50,7 @@ void fillMetaGroup(const DcDirMetaInfo& from, DcElemList& group) {
     const bool named = meta.implVersionName[0] != '\0';
     (void)dirCheckMetaInfo(meta);
     if (!named) meta.implVersionName[0] = '\0';
-    (void)dirFileMetaInfoToElemList(meta, group);
+    orvkit::needMemory(dirFileMetaInfoToElemList(meta, group));
 }
 
 int failLimit() {

@@ -204,7 +204,7 @@ int OpenFrames::locate(ByteSource& source, const Part10& p, const SharedFile& fi
             const std::size_t size = h.size + std::size_t{h.length};
             const auto bytes = source.at(h.offset, size);
             auto length = static_cast<unsigned int>(std::min(size, bytes.size()));
-            (void)said.parse(const_cast<unsigned char*>(bytes.data()), length, stream);
+            orvkit::needMemory(said.parse(const_cast<unsigned char*>(bytes.data()), length, stream));
         }
         if (!walker.skip(h)) break;
     }

@@ -49,7 +49,7 @@ int DcCmdCStoreRq::elemListVerify() {
 #define ORVKIT_REQUEST(Request) Request::~Request() = default;
 #define ORVKIT_RESPONSE(Response, Request)              \
     Response::Response(Request* request) : Response() { \
-        (void)fillFrom(request);                        \
+        orvkit::needMemory(fillFrom(request));          \
     }                                                   \
     Response::~Response() = default;                    \
     int Response::parseRequest(DcCmd* request) {        \

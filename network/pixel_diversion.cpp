@@ -5,6 +5,7 @@
 
 #include "encoding/header.h"
 #include "foundation/block.h"
+#include "foundation/fail.h"
 #include "network/tul_own.h"
 #include "orvkit/util.h"
 
@@ -44,7 +45,8 @@ int DcTul::findPixelData(Part& part) {
 int DcTul::tellFront(Part& part, unsigned char* front, unsigned int length) {
     if (pixRecvCB_ == nullptr) return RESULT_OK;
     DcElemList elements;
-    if (length > 0) (void)elements.parse(front, length, part.xferSyn);
+    if (length > 0 && elements.parse(front, length, part.xferSyn) == ELEM_NO_MEMORY)
+        return failMemory(kReporter);
     const int result = pixRecvCB_(pixRecvUser_, elements, part.xferSyn, &PduAccess::presCtxId(part.message));
     if (result == RESULT_OK) return RESULT_OK;
     callbackEnded_ = true;

@@ -5,13 +5,13 @@
 #include <functional>
 #include <mutex>
 #include <string_view>
-#include <thread>
 #include <vector>
 
 #include "orvkit/result.h"
 #include "platform/file.h"
 #include "services/archive_files.h"
 #include "services/archive_index.h"
+#include "services/crew.h"
 #include "services/progress.h"
 #include "services/report.h"
 
@@ -37,10 +37,7 @@ class Rebuilder {
 
     // False when the index could not be written; that was told.
     bool run(unsigned int jobs) {
-        std::vector<std::thread> threads;
-        for (unsigned int i = 1; i < jobs; ++i) threads.emplace_back([this] { work(); });
-        work();
-        for (std::thread& thread : threads) thread.join();
+        workTogether(jobs, [this] { work(); });
         progress_.clear();
         if (!walk_.fault().empty()) complain("%s", walk_.fault().c_str());
         return !broken_;

@@ -6,11 +6,11 @@
 #include <functional>
 #include <map>
 #include <mutex>
-#include <thread>
 #include <tuple>
 
 #include "orvkit/result.h"
 #include "orvkit/tags.h"
+#include "services/crew.h"
 #include "services/elements.h"
 #include "services/image_file.h"
 #include "services/label.h"
@@ -93,11 +93,7 @@ class SheetRun {
         const auto run = [&] {
             for (std::size_t i = next++; i < count && !isOver_; i = next++) work(i);
         };
-        std::vector<std::thread> others;
-        for (std::size_t i = 1; i < std::min<std::size_t>(request_.jobs, count); ++i)
-            others.emplace_back(run);
-        run();
-        for (std::thread& other : others) other.join();
+        workTogether(std::min<std::size_t>(request_.jobs, count), run);
     }
 
     void look(const PictureSource& source) {

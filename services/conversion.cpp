@@ -5,6 +5,7 @@
 
 #include "dictionary/syntax_table.h"
 #include "encoding/codec.h"
+#include "foundation/fail.h"
 #include "foundation/text.h"
 #include "orvkit/dict.h"
 #include "orvkit/result.h"
@@ -200,7 +201,7 @@ bool Conversion::settleHeader(DcElemList& group) {
     DcElemList none;
     DcElemList& kept = request_.metaFromDataset ? none : group;
     // What of the header has no place in its record; of the rest the writer makes a new one.
-    (void)kept.duplicate(&dataset_, nullptr);
+    orvkit::needMemory(kept.duplicate(&dataset_, nullptr));
     if (meta_.sopClassUid == UID_NONE) registerUnknownClass(kept);
     if (meta_.sopClassUid != UID_NONE && meta_.sopInstanceUid[0] != '\0') return true;
     return fail("it names no SOP class or no SOP instance, which every DICOM file must");

@@ -8,12 +8,11 @@
 #include <filesystem>
 #include <memory>
 #include <mutex>
-#include <system_error>
-#include <thread>
 #include <utility>
 
 #include "platform/new_file.h"
 #include "services/charset.h"
+#include "services/crew.h"
 #include "services/dump_file.h"
 #include "services/output.h"
 #include "services/paths.h"
@@ -129,13 +128,7 @@ class DumpRun {
         frame->begin();
         out.flush();
         const bool many = titles_ && request_.jobs > 1;
-        std::vector<std::thread> others;
-        try {
-            for (unsigned int i = 1; many && i < request_.jobs; ++i) others.emplace_back([this] { work(); });
-        } catch (const std::system_error&) {  // fewer do as well
-        }
-        work();
-        for (std::thread& other : others) other.join();
+        workTogether(many ? request_.jobs : 1, [this] { work(); });
         if (failure_) std::rethrow_exception(failure_);
         frame->resume(written_);
         frame->end();

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <filesystem>
 #include <system_error>
-#include <thread>
 
+#include "services/crew.h"
 #include "services/paths.h"
 #include "services/report.h"
 
@@ -32,10 +32,7 @@ bool FileRun::run(unsigned int jobs, const std::function<void(const PictureSourc
     isGood_ = faults_.empty();
     if (!outIsFile_ && !makeFolder(pathOf(out_))) return false;
     const std::size_t threads = std::min<std::size_t>(jobs, sources_.size());
-    std::vector<std::thread> others;
-    for (std::size_t i = 1; i < threads; ++i) others.emplace_back([&] { takeNext(work); });
-    takeNext(work);
-    for (std::thread& other : others) other.join();
+    workTogether(threads, [&] { takeNext(work); });
     progress_.clear();
     return isGood_;
 }

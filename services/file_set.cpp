@@ -390,12 +390,18 @@ FileSet::Added FileSet::adopt(const std::string& path, Faults& faults) {
         return Added::leftOut;
     }
     adopted_ = true;
-    const Added added = settle(placed, source, id, faults);
-    if (added == Added::leftOut) {
+    const auto takeBack = [&] {
         (void)orvkit::platform::remove(pathOfFileId(root_, id).c_str());
         removeEmptyFolders(root_, id);
+    };
+    try {
+        const Added added = settle(placed, source, id, faults);
+        if (added == Added::leftOut) takeBack();
+        return added;
+    } catch (const std::bad_alloc&) {
+        takeBack();
+        throw;
     }
-    return added;
 }
 
 int FileSet::write() {

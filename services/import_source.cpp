@@ -6,10 +6,12 @@
 #include <climits>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <string_view>
 #include <vector>
 
 #include "foundation/bytes.h"
+#include "foundation/fail.h"
 #include "orvkit/dict.h"
 #include "orvkit/image.h"
 #include "orvkit/keywords.h"
@@ -151,9 +153,10 @@ void ImportSource::describe(DcElemList& dataset) {
     if (written_ == 0) return;
     DcBuf value(value_.takeReading().release(), 0, 0, xferSyn_);
     (void)value.setPlace64(0, written_);
-    auto* element = new DcElem(DcTag::PixelData, nullptr, 0, UID_NONE, allocated > 8 ? VR_OW : VR_OB, 0);
-    (void)element->addValue(&value);
-    dataset.add(element);
+    auto element =
+        std::make_unique<DcElem>(DcTag::PixelData, nullptr, 0, UID_NONE, allocated > 8 ? VR_OW : VR_OB, 0);
+    orvkit::needMemory(element->addValue(&value));
+    dataset.add(element.release());
 }
 
 // ---- pictures ---------------------------------------------------------------------------------------------

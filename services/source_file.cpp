@@ -10,6 +10,7 @@
 #include "dictionary/uid_text.h"
 #include "encoding/codec.h"
 #include "foundation/bytes.h"
+#include "foundation/fail.h"
 #include "orvkit/result.h"
 #include "orvkit/scan.h"
 #include "orvkit/tags.h"
@@ -77,7 +78,7 @@ DICT_UID numberOf(const std::string& uid, DICT_UID_TYPE type, bool learn) {
 std::string headerText(Beginning& file, unsigned int end, unsigned int tag) {
     DcElemList meta;
     unsigned int length = end - kPreamble;
-    (void)meta.decode(file.data() + kPreamble, length, UID_LITTLE_ENDIAN_EXPLICIT);
+    orvkit::needMemory(meta.decode(file.data() + kPreamble, length, UID_LITTLE_ENDIAN_EXPLICIT));
     char uid[kLongestUid + 1] = "";
     (void)meta.getValue(tag, uid, static_cast<int>(kLongestUid));
     return uid;

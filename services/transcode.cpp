@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "foundation/fail.h"
 #include "orvkit/dict.h"
 #include "orvkit/frames.h"
 #include "orvkit/keywords.h"
@@ -200,7 +201,7 @@ class FrameTurner {
 void replacePixels(DcElemList& dataset, DcBuf& value, bool native, unsigned int bitsAllocated) {
     auto element = std::make_unique<DcElem>(DcTag::PixelData, nullptr, 0, UID_NONE,
                                             native && bitsAllocated > 8 ? VR_OW : VR_OB, 0);
-    (void)element->addValue(&value);
+    orvkit::needMemory(element->addValue(&value));
     drop(dataset, DcTag::PixelData);
     dataset.add(element.release());
 }
@@ -263,9 +264,10 @@ class ValueWriter {
         if (!isLong_) return;
         const auto add = [&dataset](unsigned int tag, const std::vector<unsigned long long>& table) {
             auto element = std::make_unique<DcElem>(tag, nullptr, 0, UID_NONE, VR_OV, 0);
-            (void)element->addValue(table.data(), static_cast<unsigned int>(8 * table.size()),
-                                    std::endian::native == std::endian::little ? UID_LITTLE_ENDIAN_EXPLICIT
-                                                                               : UID_BIG_ENDIAN_EXPLICIT);
+            constexpr bool little = std::endian::native == std::endian::little;
+            orvkit::needMemory(
+                element->addValue(table.data(), static_cast<unsigned int>(8 * table.size()),
+                                  little ? UID_LITTLE_ENDIAN_EXPLICIT : UID_BIG_ENDIAN_EXPLICIT));
             dataset.add(element.release());
         };
         add(DcTag::ExtendedOffsetTable, offsets_);

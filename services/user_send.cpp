@@ -8,8 +8,6 @@
 #include <filesystem>
 #include <memory>
 #include <mutex>
-#include <system_error>
-#include <thread>
 
 #include "dictionary/uid_text.h"
 #include "network/store_request.h"
@@ -19,6 +17,7 @@
 #include "services/association.h"
 #include "services/charset.h"
 #include "services/conversion.h"
+#include "services/crew.h"
 #include "services/network_text.h"
 #include "services/paths.h"
 #include "services/progress.h"
@@ -106,14 +105,7 @@ class GroupSender {
 
     void run() {
         const std::size_t jobs = std::min(static_cast<std::size_t>(options_.jobs), group_.files.size());
-        std::vector<std::thread> others;
-        try {
-            while (others.size() + 1 < jobs) others.emplace_back([this] { work(); });
-        } catch (const std::system_error&) {
-            // Those that there are do it all.
-        }
-        work();
-        for (std::thread& t : others) t.join();
+        workTogether(jobs, [this] { work(); });
         if (!waiting_.empty()) report_.notSent(waiting_.size(), fault_);
     }
 

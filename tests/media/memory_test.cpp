@@ -77,6 +77,9 @@ TEST(OutOfMemory, IsACodeAndLosesNothing) {
     ASSERT_EQ(whole.getBufSize(size, static_cast<unsigned int*>(nullptr)), RESULT_OK);
     std::vector<unsigned char> room(size);
 
+    ASSERT_EQ(set.write(nullptr), RESULT_OK);
+    const std::filesystem::path directory = root / "DICOMDIR";
+    const auto setSize = std::filesystem::file_size(directory);
     int at = 0, length = 0;
     DcElemValueDT created, modified;
     DcElemList group;
@@ -98,7 +101,11 @@ TEST(OutOfMemory, IsACodeAndLosesNothing) {
          [&](auto& m, auto& l) { return dirReadAroundPixels(file.data(), file.size(), m, l, around); }},
         {"frame", false, [&](auto&, auto&) { return whole.frame(room.data(), size, kExplicit); }},
         {"write", false, [&](auto&, auto&) { return dirWriteFile(out.c_str(), meta, whole); }},
-        {"write the set", false, [&](auto&, auto&) { return set.write(nullptr); }},
+        {"write the set", false, [&](auto&, auto&) {
+             const int result = set.write(nullptr);
+             EXPECT_TRUE(result != RESULT_OK || std::filesystem::file_size(directory) == setSize);
+             return result;
+         }},
         {"read the set", false, [&](auto&, auto&) { return again.read(folder.c_str()); }},
         {"M-WRITE", false, [&](auto&, auto&) { return set.mWrite(image, "A", meta, whole); }},
         {"M-READ", true, [&](auto& m, auto& l) { return set.mRead("A", m, l); }},
