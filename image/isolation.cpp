@@ -25,7 +25,9 @@ constexpr std::size_t kUid = 64;
 constexpr std::uint64_t kTimed = std::uint64_t{32} << 20;  // bytes of a frame to each allowance of time
 constexpr std::uint64_t kExpansion = 64;                   // of a frame, in a library's memory
 constexpr std::size_t kPiece = std::size_t{1} << 20;
+constexpr std::size_t kMostIdle = 8;  // children that wait, each with another codec
 constexpr unsigned int kMostSeconds = 24 * 3600;
+constexpr unsigned int kStartSeconds = 60;  // of the first child, on a machine that is busy
 
 // What is sent in front of `length` bytes. Both sides are the same program, or nothing is understood.
 struct Request {
@@ -76,38 +78,30 @@ class Pool {
           seconds_(isolation.seconds),
           memory_(std::uint64_t{isolation.megabytes} << 20),
           most_(isolation.children != 0 ? isolation.children
-                                        : std::max(1u, std::thread::hardware_concurrency())) {}
-
-    // One that has the codec, or has none yet, or a new one; waits while all are at work. Null: `fault` tells
-    // why.
-    std::unique_ptr<Worker> take(const Coder* coder, std::string& fault) {
-        std::unique_ptr<Worker> other;
-        {
-            std::unique_lock lock(mutex_);
-            free_.wait(lock, [this] { return lent_ < most_; });
-            ++lent_;
-            auto found = std::ranges::find(idle_, coder, &Worker::coder);
-            if (found == idle_.end()) found = std::ranges::find(idle_, nullptr, &Worker::coder);
-            const bool isFull = lent_ + idle_.size() > most_;
-            if (found == idle_.end() && isFull) found = idle_.begin();
-            if (found != idle_.end()) {
-                other = std::move(*found);
-                idle_.erase(found);
-            }
-        }
-        if (other != nullptr && (other->coder == coder || other->coder == nullptr)) return other;
-        other.reset();
-        auto made = std::make_unique<Worker>();
-        if (made->child.start(program_, argument_, fault)) return made;
-        giveBack(nullptr);
-        return nullptr;
+                                        : std::max(1u, std::thread::hardware_concurrency())) {
+        idle_.reserve(most_ + kMostIdle);
     }
-    // Null: it has ended.
-    void giveBack(std::unique_ptr<Worker> worker) noexcept {
+
+    // Waits while as many are at work as may be.
+    void enter() {
+        std::unique_lock lock(mutex_);
+        free_.wait(lock, [this] { return lent_ < most_; });
+        ++lent_;
+    }
+    // One that has the codec, or has none yet, or a new one. Null: `fault` tells why.
+    std::unique_ptr<Worker> take(const Coder* coder, std::string& fault) {
+        std::unique_ptr<Worker> taken = takeIdle(coder);
+        if (taken != nullptr && (taken->coder == coder || taken->coder == nullptr)) return taken;
+        taken = std::make_unique<Worker>();
+        if (!taken->child.start(program_, argument_, fault)) taken.reset();
+        return taken;
+    }
+    // Null: there is none, or it has ended.
+    void leave(std::unique_ptr<Worker> worker) noexcept {
         {
             const std::lock_guard lock(mutex_);
             --lent_;
-            if (worker != nullptr) idle_.push_back(std::move(worker));
+            if (worker != nullptr && idle_.size() < idle_.capacity()) idle_.push_back(std::move(worker));
         }
         free_.notify_one();
     }
@@ -118,6 +112,18 @@ class Pool {
     std::uint64_t memory(std::uint64_t frame) const { return memory_ + kExpansion * frame; }
 
   private:
+    // One of another codec, to be ended, where there are enough.
+    std::unique_ptr<Worker> takeIdle(const Coder* coder) {
+        const std::lock_guard lock(mutex_);
+        auto found = std::ranges::find(idle_, coder, &Worker::coder);
+        if (found == idle_.end()) found = std::ranges::find(idle_, nullptr, &Worker::coder);
+        if (found == idle_.end() && idle_.size() >= kMostIdle) found = idle_.begin();
+        if (found == idle_.end()) return nullptr;
+        std::unique_ptr<Worker> taken = std::move(*found);
+        idle_.erase(found);
+        return taken;
+    }
+
     std::string program_;
     std::string argument_;
     unsigned int seconds_;
@@ -203,7 +209,7 @@ class Talk {
         request_.options = call_.options;
         request_.room = call_.room.size();
         request_.length = call_.in.size();
-        request_.seconds = pool.seconds(frame);
+        request_.seconds = call_.work == Work::nothing ? kStartSeconds : pool.seconds(frame);
         request_.memory = pool.memory(frame);
         return Deadline(static_cast<int>(request_.seconds) * 1000);
     }
@@ -237,17 +243,24 @@ class Talk {
 };
 
 // A child for the time of a call.
-struct Loan {
-    Pool& pool;
+class Loan {
+  public:
+    explicit Loan(Pool& pool) : pool_(pool) { pool_.enter(); }
+    Loan(const Loan&) = delete;
+    Loan& operator=(const Loan&) = delete;
+    ~Loan() { pool_.leave(std::move(worker)); }
     std::unique_ptr<Worker> worker;
-    ~Loan() { pool.giveBack(std::move(worker)); }
+
+  private:
+    Pool& pool_;
 };
 
 Fault callIn(Pool& pool, const Call& call, DcImageResult& result) {
     const Coder* const coder = call.codec != nullptr ? call.codec->coder : nullptr;
     for (;;) {
         std::string why;
-        Loan loan{pool, pool.take(coder, why)};
+        Loan loan(pool);
+        loan.worker = pool.take(coder, why);
         if (loan.worker == nullptr) return {IMAGE_NO_CHILD, "no child process can be had: " + why};
         const bool isFresh = std::exchange(loan.worker->isFresh, false);
         Talk talk(call, pool, loan.worker->child);

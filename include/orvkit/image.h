@@ -185,7 +185,7 @@ struct DcImageIsolation {
     const char* argument = "codec-child";
     unsigned int seconds = 10;      // for each 32 MB of a frame that are begun
     unsigned int megabytes = 1024;  // of addresses, beside 64 times the frame
-    unsigned int children = 0;      // at once, of which others wait; 0: one a processor
+    unsigned int children = 0;      // at work at once, of which others wait; 0: one a processor
 };
 // For the whole process, and at any time; null: in this process again, as at first. The texts are copied. A
 // child is started to see whether that can be: IMAGE_NO_CHILD where not, as on Windows, and everything stays
