@@ -35,7 +35,8 @@ struct DcIndex::Own {
 
 namespace {
 
-thread_local std::string lastFault_;
+// Nothing with a destructor: where memory is short, the C library cannot note that and ends the program.
+thread_local char lastFault_[1024];
 
 bool isRefusal(int result) {
     return result == INDEX_KEYS || result == INDEX_IDENTITY || result == INDEX_NULL_ARGUMENT ||
@@ -43,7 +44,7 @@ bool isRefusal(int result) {
 }
 
 int tell(int result, const char* reporter, const std::string& text) {
-    lastFault_ = text;
+    orvkit::copyText(lastFault_, text);
     (void)logReport(isRefusal(result) ? LOG_VALIDATION : LOG_ERROR, reporter, "%s", text.c_str());
     return result;
 }
@@ -52,7 +53,7 @@ int tell(int result, const char* reporter, const std::string& text) {
 template <typename Work>
 int guarded(const char* reporter, Work work) noexcept {
     try {
-        lastFault_.clear();
+        lastFault_[0] = '\0';
         return work();
     } catch (const Trouble& trouble) {
         return tell(trouble.result, reporter, trouble.text);
@@ -335,7 +336,7 @@ int DcIndex::verify(void* context, DcIndexFaultCB fault) {
 }
 
 const char* DcIndex::fault() noexcept {
-    return lastFault_.c_str();
+    return lastFault_;
 }
 
 DcIndexBusy::DcIndexBusy(DcIndex& index) noexcept : index_(index), announced_(index.own_->writer != nullptr) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
+#include <new>
 #include <system_error>
 
 #include "orvkit/file.h"
@@ -51,6 +52,7 @@ FolderContent walkFolder(const std::string& directory) {
             take(*each, root, content);
             if (fs::is_directory(each->symlink_status(ignored))) open.push_back(each->path());
         }
+        if (error == std::errc::not_enough_memory) throw std::bad_alloc();  // no fault of the folder
         if (error) {
             content.others.push_back(folder.lexically_relative(root).generic_string() + ": " +
                                      error.message());
