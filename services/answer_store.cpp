@@ -50,6 +50,7 @@ unsigned short keep(StoreServer& server, StoreFile& file, const std::string& ins
 bool answerStore(Provider& provider, DICT_UID sopClass, DcMsg& request) {
     const auto begun = std::chrono::steady_clock::now();
     StoreServer& server = provider.server();
+    const std::shared_ptr<void> storing = server.storing ? server.storing() : nullptr;
     auto& command = static_cast<DcCmdCStoreRq&>(request);
     char instance[129] = "";
     (void)command.getValue(T_0000_1000_affectedSopInstanceUid, instance, sizeof instance - 1);

@@ -21,9 +21,11 @@ constexpr Service kServices[] = {
 
 }  // namespace
 
-const Service* serviceOf(MSG_TYPE message) {
-    for (const Service& row : kServices) {
-        if (row.message == message) return &row;
+const Service* serviceOf(MSG_TYPE message, std::span<const Service> others) {
+    for (const std::span<const Service> rows : {std::span<const Service>(kServices), others}) {
+        for (const Service& row : rows) {
+            if (row.message == message) return &row;
+        }
     }
     return nullptr;
 }

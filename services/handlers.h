@@ -4,6 +4,7 @@
 #define ORVKIT_SERVICES_HANDLERS_H
 
 #include <memory>
+#include <span>
 
 #include "orvkit/cmd.h"
 #include "services/known_peers.h"
@@ -20,11 +21,12 @@ struct Service {
     MSG_TYPE message;
     Right right;
     Handler* answer;
-    std::unique_ptr<DcCmd> (*response)(DcMsg& request);  // to those who may not ask
+    std::unique_ptr<DcCmd> (*response)(DcMsg& request);  // to those who may not ask; null: all may
 };
 
-// Null for a message that has no place here.
-const Service* serviceOf(MSG_TYPE message);
+// In the rows that all servers have, then in those that one has beside them. Null for a message that has no
+// place here.
+const Service* serviceOf(MSG_TYPE message, std::span<const Service> others);
 
 }  // namespace services
 

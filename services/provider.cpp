@@ -117,6 +117,7 @@ bool Provider::comesIn(DcPduAssoRq& request, DcPduNegotiation& answer, DcPduInfo
         reject = {2, 3, 1};
         why = "the trace cannot be written";
     }
+    if (why.empty() && server_.agree) server_.agree(request.negotiation(), answer);
     if (!why.empty()) user_ = why;
     if (!user_.empty()) user_.insert(0, "; ");
     return why.empty();
@@ -283,8 +284,9 @@ bool Provider::serveNext() {
     const std::unique_ptr<DcMsg> request(received);
     spoken_ = true;
     if (request == nullptr) return ended(outcome);
-    if (const Service* const service = serviceOf(request->getType())) {
-        return may(service->right) ? service->answer(*this, sopClass, *request) : deny(*service, *request);
+    if (const Service* const service = serviceOf(request->getType(), server_.services)) {
+        const bool allowed = service->response == nullptr || may(service->right);
+        return allowed ? service->answer(*this, sopClass, *request) : deny(*service, *request);
     }
     char name[64] = "";
     (void)request->getDesc(name);
@@ -367,6 +369,14 @@ std::unique_ptr<DcMsg> Provider::receive(DcMsg& request, const std::string& what
         dataset.reset();
     }
     return dataset;
+}
+
+std::unique_ptr<DcMsg> Provider::next() {
+    DcMsg* received = nullptr;
+    const int outcome = msm_.read(nullptr, &received, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL);
+    std::unique_ptr<DcMsg> message(received);
+    if (message == nullptr) (void)ended(outcome, "; a request was being answered");
+    return message;
 }
 
 bool Provider::receive(StoreFile& file, DcMsg& request, const std::string& what) {

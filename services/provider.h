@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,7 @@ namespace services {
 // The counts of a server, for Metrics.
 struct StoreServer;
 struct Service;
+class Archive;  // archive_server.h
 std::string metricsText(const StoreServer& server);
 
 // What all associations of a server share.
@@ -47,6 +49,12 @@ struct StoreServer {
     // Gives an object that is whole its place instead of DIRECTORY/INSTANCE.dcm; the status for its sender,
     // and what is to be told of it in the text.
     std::function<unsigned short(StoreFile&, std::string& told)> place;
+    // What it gives lives while an object is being received and stored.
+    std::function<std::shared_ptr<void>()> storing;
+    // What else it does with messages, and what it agrees to of what is proposed for that.
+    std::span<const Service> services;
+    std::function<void(const DcPduNegotiation& asked, DcPduNegotiation& answer)> agree;
+    Archive* archive = nullptr;  // of those services
     // Called when an association that stored something has ended.
     std::function<void()> settle;
     std::function<void(const std::string&)> tell;  // a log line
@@ -100,6 +108,9 @@ class Provider {
     std::unique_ptr<DcMsg> receive(DcMsg& request, const std::string& what);
     bool respond(DcMsg& request, DcMsg& response, unsigned short status);
     bool abort(const std::string& why);
+    // The next message, that comes while another one is being answered.
+    std::unique_ptr<DcMsg> next();
+    DcMsm& msm() { return msm_; }
 
   private:
     using Clock = std::chrono::steady_clock;

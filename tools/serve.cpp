@@ -21,6 +21,9 @@
 #include "platform/socket.h"
 #include "platform/stop.h"
 #include "services/accepted_uids.h"
+#ifdef ORVKIT_WITH_INDEX
+#include "services/archive_server.h"
+#endif
 #include "services/door.h"
 #include "services/isolation.h"
 #include "services/metrics.h"
@@ -55,6 +58,9 @@ struct ServeOptions : EntityOptions {
     bool transcodeLossy = false;
     bool noIsolate = false;
     bool anyClass = false;
+    bool archive = false;
+    std::string index;
+    int maxResults = 0;
     std::vector<std::string> acceptFrom;
     std::string peers;
     bool printPeers = false;
@@ -140,6 +146,35 @@ bool prepareFileSet(ReceivedSet& set, StoreServer& server) {
     server.place = [&set](StoreFile& file, std::string& told) { return set.place(file, told); };
     server.settle = [&set] { (void)writeDicomdir(set); };
     return true;
+}
+
+#ifdef ORVKIT_WITH_INDEX
+std::unique_ptr<Archive> makeArchive(const ServeOptions& options) {
+    ArchiveSettings settings;
+    settings.index = options.index;
+    settings.maxResults = static_cast<unsigned int>(options.maxResults);
+    return std::make_unique<Archive>(std::move(settings));
+}
+#else
+struct Archive {
+    static bool serve(StoreServer&) { return false; }
+};
+std::unique_ptr<Archive> makeArchive(const ServeOptions&) {
+    return nullptr;
+}
+#endif
+
+// What goes beyond receiving. "" when the options agree, or why not.
+std::string archiveFault(const ServeOptions& options) {
+    if (!options.archive) {
+        return options.index.empty() && options.maxResults == 0
+                   ? ""
+                   : "--index and --max-results belong to --archive";
+    }
+    if (options.fileSet) return "--archive and --file-set each have an order of their own for files";
+    if (makeArchive(options) == nullptr)
+        return "archives are left out of this orvkit: it was built without SQLite";
+    return "";
 }
 
 // The files of TLS once more, when asked to.
@@ -286,6 +321,8 @@ int serve(const ServeOptions& options) {
     const Listener listener(options.aet.c_str(), TSM_ROLE_SCP, options.port);
     if (!begin(options, server, listener)) return EXIT_FAILED;
     if (options.fileSet && !prepareFileSet(set, server)) return EXIT_FAILED;
+    const std::unique_ptr<Archive> archive = options.archive ? makeArchive(options) : nullptr;
+    if (archive != nullptr && !archive->serve(server)) return EXIT_FAILED;
     Metrics metrics([&server] { return metricsText(server); });
     if (!options.metrics.empty() && !metrics.start(options.metrics, fault))
         return failed("%s", fault.c_str());
@@ -374,6 +411,18 @@ void addLimitOptions(Command& command, ServeOptions& options) {
         .value("BYTES");
 }
 
+void addArchiveOptions(Command& command, ServeOptions& options) {
+    command.flag("--archive", options.archive,
+                 "What is received goes into an index, and queries for it are answered (C-FIND)");
+    command.text("--index", options.index, "The archive's index, unless that is in DIR: sqlite:PATH")
+        .value("PLACE");
+    command
+        .number("--max-results", options.maxResults,
+                "Of a query no more are told, and its last answer is that there are more; 0: all")
+        .range(0, 1000000000)
+        .value("N");
+}
+
 void addTranscodeOptions(Command& command, ServeOptions& options) {
     command
         .text("--transcode", options.transcode,
@@ -422,6 +471,7 @@ void addServe(Command& program) {
                  "lose what was confirmed");
     command.flag("--file-set", options->fileSet,
                  "What is received becomes part of the file set in DIR, and of its DICOMDIR");
+    addArchiveOptions(command, *options);
     addTranscodeOptions(command, *options);
     command.flag("--any-class", options->anyClass,
                  "Take objects of SOP classes that the registry does not know, too, such as private ones");
@@ -429,6 +479,8 @@ void addServe(Command& program) {
         muteLog();
         if (options->printPeers && options->peers.empty()) return misused("--print-peers needs --peers");
         if (options->printPeers) return printPeers(*options);
+        if (const std::string fault = archiveFault(*options); !fault.empty())
+            return misused("%s", fault.c_str());
         if (options->tls.on && options->tls.certificate.empty()) {
             return misused("serve --tls needs a certificate and its key (--tls-cert, --tls-key)");
         }

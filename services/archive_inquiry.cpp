@@ -1,0 +1,193 @@
+#include "services/archive_inquiry.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "dictionary/uid_text.h"
+#include "orvkit/dict.h"
+#include "orvkit/result.h"
+#include "orvkit/tags.h"
+#include "services/handlers.h"
+#include "services/network_text.h"
+
+namespace services {
+
+Handler answerFind;    // archive_find.cpp
+Handler answerCancel;  // here
+
+namespace {
+
+constexpr unsigned short kNoDataSet = 0x0101;  // Command Data Set Type (PS3.7 9.3.1.1)
+constexpr std::size_t kLongestComment = 64;    // (0000,0902), LO
+
+// The SOP classes, and how many of the bytes of their extended negotiation are agreed to, in the order of the
+// index's bits (PS3.4 C.5.1.1).
+struct Model {
+    DICT_UID sopClass;
+    MSG_TYPE command;
+    INDEX_ROOT root;
+    unsigned int features;
+};
+constexpr Model kModels[] = {
+    {UID_PAT_ROOT_Q_R_FIND, DICT_MSG_C_FIND_RQ, INDEX_ROOT_PATIENT, 4},
+    {UID_STUDY_ROOT_Q_R_FIND, DICT_MSG_C_FIND_RQ, INDEX_ROOT_STUDY, 4},
+};
+
+const Model* modelOf(DICT_UID sopClass) {
+    const auto* const row = std::ranges::find(kModels, sopClass, &Model::sopClass);
+    return row != std::end(kModels) ? row : nullptr;
+}
+
+const Model* modelOf(const DcPduExtNeg& item) {
+    const auto* const row = std::ranges::find_if(kModels, [&item](const Model& model) {
+        return orvkit::uidText(model.sopClass) == std::string_view(item.sopClassUid);
+    });
+    return row != std::end(kModels) ? row : nullptr;
+}
+
+bool isAskedFor(const DcPduExtNeg& item, const Model& model, unsigned int feature) {
+    return feature < model.features && feature < item.info.length && item.info.data[feature] == 1;
+}
+
+// What is asked for of the features that there are.
+void agree(const DcPduNegotiation& asked, DcPduNegotiation& answer) {
+    DcPduExtNeg item;
+    for (unsigned int i = 0; asked.getExtNeg(i, &item) == RESULT_OK; ++i) {
+        const Model* const model = modelOf(item);
+        if (model == nullptr) continue;
+        std::vector<unsigned char> bytes;
+        for (unsigned int feature = 0; feature < std::min(item.info.length, 16U); ++feature)
+            bytes.push_back(isAskedFor(item, *model, feature) ? 1 : 0);
+        item.info = {bytes.data(), static_cast<unsigned int>(bytes.size())};
+        (void)answer.extNegAdd(&item);
+    }
+}
+
+template <typename Response, typename Request>
+std::unique_ptr<DcCmd> responseTo(DcMsg& request) {
+    return std::make_unique<Response>(static_cast<Request*>(&request));
+}
+
+// clang-format off
+constexpr Service kServices[] = {
+    {DICT_MSG_C_FIND_RQ,   Right::find, answerFind,   responseTo<DcCmdCFindRsp, DcCmdCFindRq>},
+    {DICT_MSG_C_CANCEL_RQ, Right::find, answerCancel, nullptr},
+};
+// clang-format on
+
+std::string commentOf(const std::string& why) {
+    std::string comment;
+    for (const char c : why.substr(0, kLongestComment)) comment += c < ' ' || c > '~' || c == '\\' ? '?' : c;
+    return comment;
+}
+
+}  // namespace
+
+// One that comes when its request has been answered to the end.
+bool answerCancel(Provider&, DICT_UID, DcMsg&) {
+    return true;
+}
+
+void offerInquiries(StoreServer& server) {
+    DcMsmSopXferSyn entry;
+    std::ranges::copy(std::initializer_list<DICT_UID>{UID_LITTLE_ENDIAN_EXPLICIT, UID_LITTLE_ENDIAN_IMPLICIT,
+                                                      UID_BIG_ENDIAN_EXPLICIT},
+                      entry.xferSyn);
+    for (const Model& model : kModels) {
+        entry.sopClass = model.sopClass;
+        server.support.insert(server.support.end() - 1, entry);
+    }
+    server.services = kServices;
+    server.agree = agree;
+}
+
+Inquiry::Inquiry(Provider& provider, DICT_UID sopClass, DcMsg& request)
+    : provider_(provider), sopClass_(sopClass), request_(request), keys_(std::make_unique<DcElemList>()) {
+    (void)request_.getValue(T_0000_0110_messageId, messageId_);
+    if (const Model* const model = modelOf(sopClass_)) root_ = model->root;
+}
+
+bool Inquiry::receive() {
+    unsigned short follows = kNoDataSet;
+    (void)request_.getValue(T_0000_0800_dataSetType, follows);
+    if (follows == kNoDataSet) return true;
+    std::unique_ptr<DcMsg> keys = provider_.receive(request_, "a request");
+    if (keys == nullptr) return note(false);
+    keys_ = std::move(keys);
+    return true;
+}
+
+bool Inquiry::isOf(MSG_TYPE command) const {
+    DICT_UID asked = UID_NONE;
+    (void)request_.getValue(T_0000_0002_affectedSopClassUid, asked);
+    const Model* const model = modelOf(sopClass_);
+    return model != nullptr && model->command == command && asked == sopClass_;
+}
+
+unsigned int Inquiry::how() const {
+    const Model* const model = modelOf(sopClass_);
+    const DcPduNegotiation& asked = provider_.msm().peerNegotiation();
+    unsigned int bits = 0;
+    DcPduExtNeg item;
+    for (unsigned int i = 0; model != nullptr && asked.getExtNeg(i, &item) == RESULT_OK; ++i) {
+        if (modelOf(item) != model) continue;
+        for (unsigned int feature = 0; feature < model->features; ++feature)
+            bits |= isAskedFor(item, *model, feature) ? 1U << feature : 0U;
+    }
+    return bits;
+}
+
+bool Inquiry::note(bool done) {
+    over_ = over_ || !done;
+    return done;
+}
+
+bool Inquiry::goesOn() {
+    while (!cancelled_ && !over_ && provider_.msm().waitReadable(0)) {
+        const std::unique_ptr<DcMsg> message = provider_.next();
+        (void)note(message != nullptr && take(*message));
+    }
+    if (provider_.server().stopping && !over_) (void)note(provider_.abort("the server stops"));
+    return !cancelled_ && !over_;
+}
+
+bool Inquiry::take(DcMsg& message) {
+    if (message.getType() != DICT_MSG_C_CANCEL_RQ)
+        return note(provider_.abort("another message came while a request was being answered"));
+    unsigned short which = 0;
+    (void)message.getValue(T_0000_0120_messageIdBeingRespondedTo, which);
+    cancelled_ = cancelled_ || which == messageId_;
+    return true;
+}
+
+unsigned short Inquiry::statusOf(int result) {
+    if (result == RESULT_OK) return kSuccess;
+    if (cancelled_) return kCancelled;
+    why_ = DcIndex::fault();
+    switch (result) {
+        case INDEX_KEYS:
+            return kDoesNotMatchClass;
+        case INDEX_RESULTS:
+            why_ = "there are more results";
+            return kOutOfResources;
+        case INDEX_TIME:
+            why_ = "the search took too long";
+            return kOutOfResources;
+        case INDEX_BUSY:
+        case INDEX_FULL:
+        case ELEM_NO_MEMORY:
+            return kOutOfResources;
+        default:
+            return kUnableToProcess;
+    }
+}
+
+bool Inquiry::end(DcMsg& response, unsigned short status, const std::string& told) {
+    if (over_) return false;
+    if (!why_.empty()) (void)response.add(new DcElem(T_0000_0902_errorComment, commentOf(why_).c_str()));
+    provider_.tell(told + (status != kSuccess ? ", status " + statusText(status) : "") +
+                   (why_.empty() ? "" : ": " + why_));
+    return provider_.respond(request_, response, status);
+}
+
+}  // namespace services

@@ -1,0 +1,54 @@
+// The archive behind `orvkit serve --archive`: what is received gets its place, then its rows in the index;
+// and what the handlers of queries and retrievals ask (archive_find.cpp and so on).
+#ifndef ORVKIT_SERVICES_ARCHIVE_SERVER_H
+#define ORVKIT_SERVICES_ARCHIVE_SERVER_H
+
+#include <condition_variable>
+#include <mutex>
+#include <set>
+#include <string>
+
+#include "orvkit/index.h"
+#include "services/archive_files.h"
+#include "services/provider.h"
+
+namespace services {
+
+struct ArchiveSettings {
+    std::string index;            // its place, or "": in the directory
+    unsigned int maxResults = 0;  // of one query; 0: no bound
+};
+
+class Archive {
+  public:
+    explicit Archive(ArchiveSettings settings) : settings_(std::move(settings)) {}
+    Archive(const Archive&) = delete;
+    Archive& operator=(const Archive&) = delete;
+
+    // Opens the index, made if absent, of the server's directory, brings deletions that were begun to their
+    // end, and has the server store here, offer queries and answer them. It outlives the server's
+    // associations. False, with a complaint: nothing is changed.
+    [[nodiscard]] bool serve(StoreServer& server);
+
+    DcIndex& index() { return index_; }
+    unsigned int maxResults() const { return settings_.maxResults; }
+
+  private:
+    // Who stores an instance is alone with its UID.
+    class Claim;
+
+    unsigned short place(StoreServer& server, StoreFile& file, std::string& told);
+    unsigned short store(ArchiveFile& object, const std::string& path, std::string& told);
+    std::string choosePath(const ArchiveFile& object, const std::string& instance);
+
+    ArchiveSettings settings_;
+    std::string directory_;
+    DcIndex index_;
+    std::mutex mutex_;
+    std::condition_variable left_;
+    std::set<std::string> claimed_;
+};
+
+}  // namespace services
+
+#endif

@@ -1,0 +1,39 @@
+#!/usr/bin/env bash
+# `orvkit serve --archive` asked by independent users. Exit status 77 when the program that the case needs is not
+# installed, or the index is left out of this build.
+# Usage: archive.sh findscu ORVKIT
+set -uo pipefail
+case=$1 orvkit=$2
+. "$(dirname "${BASH_SOURCE[0]}")/peers.sh"
+need "$case"
+"$orvkit" index 2>&1 | grep -q 'left out' && { echo "skipped: no index in this build"; exit 77; }
+for seed in 1 2 3; do "$orvkit" phantom "set/$seed" --size 64 --images 4 --seed "$seed" >/dev/null || exit 1; done
+serve in --archive
+must "send" "$orvkit" send "A@localhost:$port" set
+study=$("$orvkit" dump --tag StudyInstanceUID set/1/SE000001/IM000001 | grep -o '[0-9][0-9.]*[0-9]' | tail -1)
+
+# results WHAT NUMBER OPTION...: so many, and success
+results() {
+  local what=$1 number=$2
+  shift 2
+  must "$what" findscu "$@" localhost "$port"
+  [ "$(grep -c 'Find Response: [0-9]* (Pending)' said)" = "$number" ] || fault "$what: $(cat said)"
+}
+
+case_findscu() {
+  results "studies" 3 -S -k QueryRetrieveLevel=STUDY -k StudyInstanceUID -k PatientName
+  grep -q '(0008,0054) AE \[ORVKIT' said || fault "no retrieve AE title: $(cat said)"
+  grep -q '(0008,0056) CS \[ONLINE' said || fault "no availability: $(cat said)"
+  results "patients" 3 -P -k QueryRetrieveLevel=PATIENT -k PatientName='phan*' -k PatientID
+  results "no patient" 0 -P -k QueryRetrieveLevel=PATIENT -k PatientName='x*'
+  results "series" 2 -S -k QueryRetrieveLevel=SERIES -k StudyInstanceUID="$study" -k Modality=CT
+  results "images" 4 -S -k QueryRetrieveLevel=IMAGE -k StudyInstanceUID="$study" -k SeriesInstanceUID="$study.1" -k SOPInstanceUID
+  must "cancelled" findscu -v -S --cancel 1 -k QueryRetrieveLevel=STUDY -k StudyInstanceUID localhost "$port"
+  findscu -v -S -k QueryRetrieveLevel=SERIES -k SeriesInstanceUID localhost "$port" >said 2>&1
+  grep -qiE 'A900|DataSetDoesNotMatchSOPClass|IdentifierDoesNotMatch' said || fault "no study for series: $(cat said)"
+}
+
+"case_$case"
+stop_server
+must "index and files" "$orvkit" index check in
+[ "$faults" -eq 0 ] || { echo "$faults faults"; exit 1; }

@@ -1,0 +1,89 @@
+// A peer that says what it likes, and the bytes that it says.
+#ifndef ORVKIT_TESTS_TOOLS_RAW_PEER_H
+#define ORVKIT_TESTS_TOOLS_RAW_PEER_H
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <string>
+
+#include "platform/socket.h"
+#include "tests/network/pdus.h"
+#include "tests/support/stream.h"
+
+namespace tools_test {
+
+class RawPeer {
+  public:
+    explicit RawPeer(int port) {
+        orvkit::platform::Address address;
+        EXPECT_TRUE(orvkit::platform::resolve("127.0.0.1", port, address));
+        socket_ = orvkit::platform::openSocket(address);
+        connected_ = orvkit::platform::connectSocket(socket_.get(), address, 5000);
+    }
+    bool connected() const { return connected_; }
+    bool say(const Bytes& bytes) {
+        return orvkit::platform::sendTwo(socket_.get(), bytes.data(), bytes.size(), nullptr, 0) ==
+               static_cast<std::int64_t>(bytes.size());
+    }
+    // The next PDU; empty when none came.
+    Bytes hear(int timeout = 20000) {
+        Bytes head = take(6, timeout);
+        if (head.size() < 6) return {};
+        append(head, take(std::size_t{head[4]} << 8 | head[5], timeout));
+        return head;
+    }
+    bool closed(int timeout = 20000) { return take(1, timeout).empty(); }
+    void halfClose() { ::shutdown(static_cast<int>(socket_.get()), SHUT_WR); }
+    void reset() {
+        const linger now{1, 0};
+        ::setsockopt(static_cast<int>(socket_.get()), SOL_SOCKET, SO_LINGER, &now, sizeof now);
+        socket_.reset();
+    }
+    // An association with context 1, for storage of CT images unless another class is given, in implicit
+    // little endian.
+    bool associate(const std::string& sopClass = "1.2.840.10008.5.1.4.1.1.2") {
+        ::Association request;
+        request.context = item(0x20, joined({{1, 0, 0, 0}, item(0x30, sopClass), item(0x40, kImplicitUid)}));
+        request.userInfo = joined({item(0x51, Bytes{0, 0, 0x40, 0}), item(0x52, "1.2.3")});
+        const Bytes answer = say(pdu(PDU_TYPE_ASSO_RQ, request.body())) ? hear() : Bytes{};
+        return !answer.empty() && answer[0] == PDU_TYPE_ASSO_AC;
+    }
+
+  private:
+    Bytes take(std::size_t length, int timeout) {
+        Bytes bytes(length);
+        std::size_t used = 0;
+        for (std::size_t count = 0; used < length; used += count) {
+            if (orvkit::platform::receive(socket_.get(), bytes.data() + used, length - used, timeout,
+                                          count) != orvkit::platform::Received::data) {
+                break;
+            }
+        }
+        bytes.resize(used);
+        return bytes;
+    }
+    orvkit::platform::Socket socket_;
+    bool connected_ = false;
+};
+
+inline Bytes element(unsigned int tag, const Bytes& value) {
+    return Stream(UID_LITTLE_ENDIAN_IMPLICIT).elem(tag, "", std::string(value.begin(), value.end())).bytes();
+}
+inline Bytes uidValue(std::string uid) {
+    if (uid.size() % 2 != 0) uid.push_back('\0');
+    return bytesOf(uid);
+}
+
+// The status in a response; 0xFFFF when it is none.
+inline unsigned int statusIn(const Bytes& response) {
+    const Bytes head = element(0x00000900, {0, 0});
+    const auto at = std::search(response.begin(), response.end(), head.begin(), head.end() - 2);
+    if (response.end() - at < static_cast<std::ptrdiff_t>(head.size())) return 0xFFFF;
+    return static_cast<unsigned int>(at[8] | at[9] << 8);
+}
+
+}  // namespace tools_test
+
+#endif

@@ -1,0 +1,179 @@
+// `orvkit serve --archive`: what was received is found again, whatever asks for it.
+#include "tests/tools/command.h"
+#include "tests/tools/raw_peer.h"
+
+namespace tools_test {
+namespace {
+
+constexpr const char* kFind = "1.2.840.10008.5.1.4.1.2.2.1";
+
+class ServeArchiveTest : public CommandTest {
+  protected:
+    void SetUp() override {
+        CommandTest::SetUp();
+        if (IsSkipped()) return;
+        if (holds(sh("orvkit index").err, "left out")) GTEST_SKIP() << "the index is left out";
+        ASSERT_EQ(sh("orvkit phantom set/a --size 32 --images 3 --seed 1; "
+                     "orvkit phantom set/b --size 32 --images 2 --seed 2")
+                      .status,
+                  0);
+    }
+    // A server with an archive in in/, at $peer; its log is in `log`. `stop` ends it.
+    static std::string server(const std::string& options = "") {
+        return "begin() { rm -f log; : >log; '" ORVKIT_COMMAND "' serve --archive --port 0 --no-sync " +
+               options +
+               " \"$@\" in 2>log & server=$!\n"
+               "until grep -q 'listening on port' log; do kill -0 $server || exit 90; sleep .02; done\n"
+               "peer=A@127.0.0.1:$(grep -o 'port [0-9]*' log | head -1 | cut -c6-); }\n"
+               "stop() { kill $server; wait $server || exit 91; }\n"
+               "results() { orvkit find $peer --json \"$@\" | grep -c '\"00080054\"'; }\n"
+               "begin\n";
+    }
+    std::string log() const { return contentOf(dir / "log"); }
+};
+
+TEST_F(ServeArchiveTest, WhatWasReceivedIsFoundAtEveryLevelAlsoByTheNextServer) {
+    const Outcome run = sh(server() + R"(
+orvkit send $peer set >/dev/null || exit 2
+study=$(orvkit dump --tag StudyInstanceUID set/a/SE000001/IM000001 | grep -o '[0-9.]*[0-9]' | tail -1)
+results --root patient --level patient -k PatientName='PHAN*'
+results --level study
+results --level series -k StudyInstanceUID=$study
+results --root patient --level study -k PatientID=NOBODY
+results --level image --relational
+orvkit send $peer set/a/SE000001/IM000001 >/dev/null || exit 3
+grep -c 'stored nothing: it is there as' log
+stop; begin
+results --level image --relational -k SOPClassUID=1.2.840.10008.5.1.4.1.1.2
+orvkit find $peer -k StudyDate -k InstanceAvailability -k RetrieveAETitle --json | grep -c 'ONLINE\|ORVKIT'
+orvkit find $peer --level series
+echo $?
+stop
+orvkit index check in
+ls -d in/??/??/*.dcm | wc -l)");
+    EXPECT_EQ(run.status, 0) << run.err << log();
+    EXPECT_EQ(run.out,
+              "2\n2\n2\n0\n10\n1\n10\n4\n1\n10 files in the index, 0 faults, 0 of them mended\n10\n");
+    EXPECT_TRUE(holds(run.err, "0xA900"));
+}
+
+TEST_F(ServeArchiveTest, ResultsAreBoundedAndPeersNeedTheRight) {
+    const Outcome run =
+        sh("printf 'BOTH\\nBLIND may store,echo\\n' >peers\n" + server("--peers peers --max-results 3") + R"(
+orvkit send $peer --aet BLIND set >/dev/null || exit 2
+results --aet BOTH --level image --relational
+orvkit find $peer --aet BLIND --level study
+stop
+for options in '--archive --file-set' '--max-results 2' '--index sqlite:x'; do
+  orvkit serve other --port 0 $options; echo $?
+done)");
+    EXPECT_EQ(run.out, "3\n2\n2\n2\n") << log();
+    EXPECT_TRUE(holds(run.err, "0xA700"));
+    EXPECT_TRUE(holds(run.err, "0x0124"));
+    EXPECT_TRUE(holds(run.err, "--file-set"));
+}
+
+class RawFindTest : public ServeArchiveTest {
+  protected:
+    void SetUp() override {
+        ServeArchiveTest::SetUp();
+        if (IsSkipped()) return;
+        ASSERT_EQ(sh(server() + "orvkit send $peer set >/dev/null; echo $server >pid; disown $server").status,
+                  0);
+        port = std::atoi(log().c_str() + log().find("port ") + 5);
+    }
+    void TearDown() override {
+        if (fs::exists(dir / "pid"))
+            (void)sh("kill $(cat pid); while kill -0 $(cat pid); do sleep .02; done");
+        CommandTest::TearDown();
+    }
+    static Bytes command(unsigned int field, unsigned int id, bool dataset,
+                         const std::string& sopClass = kFind) {
+        Stream rest(UID_LITTLE_ENDIAN_IMPLICIT);
+        if (field != 0x0FFF) rest.ui(0x00000002, sopClass);
+        rest.us(0x00000100, field);
+        rest.us(field == 0x0FFF ? 0x00000120 : 0x00000110, id);
+        if (field != 0x0FFF) rest.us(0x00000700, 0);
+        rest.us(0x00000800, dataset ? 1 : 0x0101);
+        Stream all(UID_LITTLE_ENDIAN_IMPLICIT);
+        all.header(0x00000000, "UL", 4).u32(rest.size()).add(rest);
+        return pdu(PDU_TYPE_DATA_TF, pdv(1, 3, all.bytes()));
+    }
+    static Bytes find(const Bytes& keys, const std::string& sopClass = kFind) {
+        Bytes all = command(0x0020, 7, true, sopClass);
+        std::size_t at = 0;
+        do {
+            const std::size_t end = std::min(at + 16000, keys.size());
+            const Bytes part(keys.data() + at, keys.data() + end);
+            append(all, pdu(PDU_TYPE_DATA_TF, pdv(1, end == keys.size() ? 2 : 0, part)));
+            at = end;
+        } while (at < keys.size());
+        return all;
+    }
+    static Bytes level(const std::string& name) {
+        return element(0x00080052, bytesOf(name + (name.size() % 2 != 0 ? " " : "")));
+    }
+    // The statuses of the responses, up to the last one.
+    static std::vector<unsigned int> answers(RawPeer& peer) {
+        std::vector<unsigned int> all;
+        while (all.empty() || (all.back() & 0xFF00U) == 0xFF00U) {
+            const Bytes response = peer.hear();
+            if (response.empty()) break;
+            if (const unsigned int status = statusIn(response); status != 0xFFFF) all.push_back(status);
+        }
+        return all;
+    }
+    int port = 0;
+};
+
+TEST_F(RawFindTest, HostileIdentifiersAreAnsweredAndTheAssociationGoesOn) {
+    RawPeer peer(port);
+    ASSERT_TRUE(peer.associate(kFind));
+    using Statuses = std::vector<unsigned int>;
+    std::string uids = "1.2";
+    for (int i = 0; i < 10000; ++i) uids += "\\1.2." + std::to_string(i);
+    const std::string stars(64, '*');
+    Bytes nested = element(0x00080060, bytesOf("CT"));
+    for (int i = 0; i < 100; ++i) nested = element(0x00400275, element(0xFFFEE000, nested));
+    const struct {
+        const char* what;
+        Bytes keys;
+        Statuses statuses;
+    } cases[] = {
+        {"no level", element(0x00100010, bytesOf("A*")), {0xA900}},
+        {"a level of another model", level("PATIENT"), {0xA900}},
+        {"a level that is none", level("'; DROP"), {0xA900}},
+        {"no unique key above", level("SERIES"), {0xA900}},
+        {"a key that is not known there",
+         joined({level("STUDY"), element(0x00280010, {})}),
+         {0xFF01, 0xFF01, 0}},
+        {"wild cards", joined({level("STUDY"), element(0x00100010, bytesOf(stars + "x"))}), {0}},
+        {"quotes", joined({level("STUDY"), element(0x00100020, bytesOf("x' OR '1'='1"))}), {0}},
+        {"a list of UIDs", joined({level("STUDY"), element(0x0020000D, uidValue(uids))}), {0}},
+        {"no text", joined({level("STUDY"), element(0x00100010, Bytes(64, 0xFF))}), {0}},
+        {"nested keys", joined({level("STUDY"), nested}), {0xA900}},
+        {"all of it", level("STUDY"), {0xFF00, 0xFF00, 0}},
+    };
+    for (const auto& each : cases) {
+        ASSERT_TRUE(peer.say(find(each.keys))) << each.what;
+        EXPECT_EQ(answers(peer), each.statuses) << each.what << "\n" << log();
+    }
+    ASSERT_TRUE(peer.say(find(level("STUDY"), "1.2.840.10008.5.1.4.1.2.1.1")));
+    EXPECT_EQ(answers(peer), Statuses{0x0122});
+    ASSERT_TRUE(peer.say(command(0x0020, 7, false)));
+    EXPECT_EQ(answers(peer), Statuses{0xA900});
+    // Cancelled before the first answer; and cancelled too late, and what was not asked for.
+    ASSERT_TRUE(peer.say(joined({find(level("STUDY")), command(0x0FFF, 7, false)})));
+    EXPECT_EQ(answers(peer), Statuses{0xFE00});
+    ASSERT_TRUE(
+        peer.say(joined({command(0x0FFF, 7, false), find(level("STUDY")), command(0x0FFF, 8, false)})));
+    EXPECT_EQ(answers(peer), (Statuses{0xFF00, 0xFF00, 0}));
+    // Something else while a request is answered.
+    ASSERT_TRUE(peer.say(joined({find(level("STUDY")), find(level("STUDY"))})));
+    Bytes last;
+    for (Bytes heard = peer.hear(); !heard.empty(); heard = peer.hear()) last = heard;
+    EXPECT_EQ(last.empty() ? 0 : last[0], PDU_TYPE_ABORT);
+}
+
+}  // namespace
+}  // namespace tools_test
