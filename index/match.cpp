@@ -303,9 +303,9 @@ std::vector<DateTimeKey> takePairs(std::vector<Key>& keys) {
                        std::nullopt};
         taken.push_back(key);
         // They are still told in answers, and match all.
-        for (Key* const key_ : {date, time}) {
-            key_->values.clear();
-            key_->ranges.clear();
+        for (Key* const half : {date, time}) {
+            half->values.clear();
+            half->ranges.clear();
         }
     }
     return taken;

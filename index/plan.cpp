@@ -20,7 +20,7 @@ struct Beginning {
 };
 Beginning beginningOf(const std::string& value) {
     const std::size_t end = value.find_first_of("*?");
-    return {formOf(std::string_view(value).substr(0, end)), end == std::string::npos};
+    return {formOf(value.substr(0, end)), end == std::string::npos};
 }
 
 void addMatch(Sql& sql, const std::string& column, const Beginning& beginning) {
@@ -95,7 +95,7 @@ bool takeFuzzy(const Key& key, Candidate& candidate) {
     if (!key.fuzzy || key.values.size() != 1) return false;
     Beginning longest;
     for (const std::string& word : nameWords(key.values[0])) {
-        const std::string_view front = std::string_view(word).substr(0, word.find_first_of("*?"));
+        const std::string front = word.substr(0, word.find_first_of("*?"));
         if (front.size() > longest.form.size()) longest.form = front;
     }
     candidate = {&row, &key, {longest}, 3};

@@ -55,7 +55,8 @@ class Statement {
         if constexpr (std::is_integral_v<Value>) {
             bind(at, static_cast<std::int64_t>(value));
         } else {
-            bind(at, std::string_view(value));
+            const std::string_view text = value;
+            bind(at, text);
         }
     }
 };
