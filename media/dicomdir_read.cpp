@@ -13,6 +13,7 @@
 #include "encoding/walk.h"
 #include "foundation/bytes.h"
 #include "foundation/fail.h"
+#include "foundation/text.h"
 #include "media/dicomdir_header.h"
 #include "media/dir_rec.h"
 #include "media/file_prefix.h"
@@ -38,13 +39,6 @@ constexpr HeaderRule kHeaderRules[] = {
     {kTagFilesetId, VR_CS},   {kTagDescriptorFileId, VR_CS}, {kTagDescriptorCharset, VR_CS},
     {kTagFirstRecord, VR_UL}, {kTagLastRecord, VR_UL},       {kTagConsistency, VR_US},
 };
-
-template <std::size_t N>
-void copyText(char (&field)[N], const std::string& text) {
-    const std::size_t length = std::min(text.size(), N - 1);
-    std::memcpy(field, text.data(), length);
-    field[length] = '\0';
-}
 
 }  // namespace
 

@@ -5,6 +5,7 @@
 #include <span>
 #include <string_view>
 
+#include "foundation/identity.h"
 #include "orvkit/dirrec.h"
 
 namespace services {
@@ -33,7 +34,7 @@ DIR_REC recordTypeOf(std::string_view sopClassUid, bool hasRows);
 bool standsAlone(DIR_REC type);
 
 // What a PRIVATE record of ours is: an instance of a class that no record type is meant for.
-inline constexpr char privateInstanceUid[] = "1.3.6.1.4.1.70707.9.2";
+inline constexpr char privateInstanceUid[] = ORVKIT_UID_ROOT ".9.2";
 
 }  // namespace services
 

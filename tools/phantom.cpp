@@ -8,7 +8,7 @@
 #include <system_error>
 #include <vector>
 
-#include "foundation/version.h"
+#include "foundation/identity.h"
 #include "orvkit/elemlist.h"
 #include "orvkit/file.h"
 #include "orvkit/result.h"
@@ -53,7 +53,7 @@ constexpr double coveredHeight = 160;
 // The same in every run with the same seed: under the library's root, a branch for phantoms, the seed, and
 // the place in the study.
 std::string uidFor(const StudyPlan& plan, const std::string& place) {
-    return "1.3.6.1.4.1.70707.9.1." + std::to_string(plan.seed) + "." + place;
+    return ORVKIT_UID_ROOT ".9.1." + std::to_string(plan.seed) + "." + place;
 }
 
 std::string number(const char* format, double value) {
