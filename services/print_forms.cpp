@@ -137,16 +137,16 @@ class TreeForm final : public PrintForm {
         for (DcElem* e = place.list.first(); e != nullptr; e = e->next()) {
             out_ << prefix_;
             if (place.outer != nullptr) out_ << (e->next() != nullptr ? "|--" : "+--");
+            if (keywords_) out_.tag(tagOf(*e)) << ' ';
             element(*e, place, e->next() != nullptr);
         }
     }
     void picked(DcElem& e, const Place& place, const std::string& path) override {
-        out_ << path << "  ";
+        out_ << path << (keywords_ ? " " : "  ");
         element(e, place, false);
     }
     void element(DcElem& e, const Place& place, bool more) {
         values_.load(e, place);
-        if (keywords_) out_.tag(tagOf(e)) << ' ';
         const std::string_view name = nameOf(tagOf(e)).substr(0, keywords_ ? kLongest : kNameColumns);
         out_ << name;
         out_.pad(kNameColumns - std::min(name.size(), kNameColumns));
