@@ -145,7 +145,7 @@ int findInIndex(const ArchiveOptions& options) {
         queryOf(options), *identifier, results.get(),
         [](void* into, DcElemList& answer) {
             DumpedFile one;
-            one.path = "/";
+            one.path += '/';  // it is no file
             (void)answer.moveElem(&one.data);
             static_cast<QueryResults*>(into)->result(one);
             return 0;
