@@ -42,6 +42,8 @@ void readDamaged(std::string_view bytes) {
     try {
         DcElemList list;
         giveAttributes(bytes, "ISO_IR 192", list);
+        Texts texts;
+        lookAtTexts(bytes, "ISO_IR 100", texts);
         for (const Level level : {Level::patient, Level::study, Level::series}) (void)wordsOf(level, bytes);
     } catch (const Trouble& trouble) {
         require(trouble.result == INDEX_DAMAGED);

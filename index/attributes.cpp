@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "dictionary/vr_table.h"
 #include "index/trouble.h"
 #include "orvkit/index.h"
 #include "orvkit/result.h"
@@ -71,6 +72,8 @@ bool AttributeReader::next(Attribute& attribute) {
         attribute.tag |= static_cast<unsigned int>(static_cast<unsigned char>(rest_[i])) << (8 * i);
     }
     attribute.vr = static_cast<DICT_VR>(static_cast<unsigned char>(rest_[kTag]));
+    // No VR without letters was ever put here.
+    if (attribute.vr != kAbsent && vrRowOfAny(attribute.vr).letters[0] == '\0') damaged();
     rest_.remove_prefix(kTag + 1);
     attribute.value = takeCounted(rest_);
     return true;

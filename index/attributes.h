@@ -69,7 +69,7 @@ struct Texts {
     bool ascii = true;
     bool fit = true;
 };
-void lookAtTexts(std::string_view bytes, std::string_view charset, Texts& texts);
+void lookAtTexts(std::string_view bytes, std::string_view charset, Texts& texts, unsigned int level = 0);
 
 bool isAscii(std::string_view text);
 // Without blanks and NULs at both ends.

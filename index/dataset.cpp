@@ -16,6 +16,12 @@
 namespace orvkit::index {
 namespace {
 
+constexpr unsigned int kMostLevels = 64;  // more than is taken of objects
+
+[[noreturn]] void tooDeepThere() {
+    fail(INDEX_DAMAGED, "sequences in the index are nested too deep");
+}
+
 constexpr unsigned int kPixels = 0x7FE00000;
 
 // A VR that stands for a choice of some becomes the likeliest.
@@ -128,6 +134,7 @@ class Giver {
     explicit Giver(std::string_view charset) : charset_(charset) {}
 
     void attributes(std::string_view bytes, std::string& out) {
+        if (++depth_ > kMostLevels) tooDeepThere();
         AttributeReader reader(bytes);
         for (Attribute attribute; reader.next(attribute);) {
             if (attribute.vr == kAbsent) continue;
@@ -140,6 +147,7 @@ class Giver {
                 put(out, attribute.tag, attribute.vr, value_);
             }
         }
+        --depth_;
     }
 
   private:
@@ -185,6 +193,7 @@ class Giver {
 
     std::string charset_;
     std::string value_;
+    unsigned int depth_ = 0;
 };
 
 }  // namespace
@@ -207,12 +216,13 @@ void giveAttributes(std::string_view bytes, std::string_view charset, DcElemList
     if (result != RESULT_OK) fail(INDEX_DAMAGED, "attributes in the index make no data set");
 }
 
-void lookAtTexts(std::string_view bytes, std::string_view charset, Texts& texts) {
+void lookAtTexts(std::string_view bytes, std::string_view charset, Texts& texts, unsigned int level) {
+    if (level >= kMostLevels) tooDeepThere();
     AttributeReader reader(bytes);
     for (Attribute attribute; reader.next(attribute);) {
         if (attribute.vr == VR_SQ) {
             ItemReader items(attribute.value);
-            for (std::string_view item; items.next(item);) lookAtTexts(item, charset, texts);
+            for (std::string_view item; items.next(item);) lookAtTexts(item, charset, texts, level + 1);
         } else if (isText(attribute.vr) && !isAscii(attribute.value)) {
             texts.ascii = false;
             Converted converted;
