@@ -3,6 +3,7 @@
 #define ORVKIT_SERVICES_CREW_H
 
 #include <cstddef>
+#include <new>
 #include <system_error>
 #include <thread>
 #include <vector>
