@@ -13,6 +13,8 @@
 namespace services {
 
 Handler answerFind;    // archive_find.cpp
+Handler answerGet;     // archive_get.cpp
+Handler answerMove;    // archive_move.cpp
 Handler answerCancel;  // here
 
 namespace {
@@ -31,6 +33,10 @@ struct Model {
 constexpr Model kModels[] = {
     {UID_PAT_ROOT_Q_R_FIND, DICT_MSG_C_FIND_RQ, INDEX_ROOT_PATIENT, 4},
     {UID_STUDY_ROOT_Q_R_FIND, DICT_MSG_C_FIND_RQ, INDEX_ROOT_STUDY, 4},
+    {UID_PAT_ROOT_Q_R_MOVE, DICT_MSG_C_MOVE_RQ, INDEX_ROOT_PATIENT, 1},
+    {UID_STUDY_ROOT_Q_R_MOVE, DICT_MSG_C_MOVE_RQ, INDEX_ROOT_STUDY, 1},
+    {UID_PAT_ROOT_Q_R_GET, DICT_MSG_C_GET_RQ, INDEX_ROOT_PATIENT, 1},
+    {UID_STUDY_ROOT_Q_R_GET, DICT_MSG_C_GET_RQ, INDEX_ROOT_STUDY, 1},
 };
 
 const Model* modelOf(DICT_UID sopClass) {
@@ -70,8 +76,10 @@ std::unique_ptr<DcCmd> responseTo(DcMsg& request) {
 
 // clang-format off
 constexpr Service kServices[] = {
-    {DICT_MSG_C_FIND_RQ,   Right::find, answerFind,   responseTo<DcCmdCFindRsp, DcCmdCFindRq>},
-    {DICT_MSG_C_CANCEL_RQ, Right::find, answerCancel, nullptr},
+    {DICT_MSG_C_FIND_RQ,   Right::find,     answerFind,   responseTo<DcCmdCFindRsp, DcCmdCFindRq>},
+    {DICT_MSG_C_GET_RQ,    Right::retrieve, answerGet,    responseTo<DcCmdCGetRsp, DcCmdCGetRq>},
+    {DICT_MSG_C_MOVE_RQ,   Right::retrieve, answerMove,   responseTo<DcCmdCMoveRsp, DcCmdCMoveRq>},
+    {DICT_MSG_C_CANCEL_RQ, Right::find,     answerCancel, nullptr},
 };
 // clang-format on
 
@@ -89,6 +97,8 @@ bool answerCancel(Provider&, DICT_UID, DcMsg&) {
 }
 
 void offerInquiries(StoreServer& server) {
+    // Who gets objects over its own association is their provider.
+    for (DcMsmSopXferSyn& each : server.support) each.role = TSM_ROLE_SCP_SCU;
     DcMsmSopXferSyn entry;
     std::ranges::copy(std::initializer_list<DICT_UID>{UID_LITTLE_ENDIAN_EXPLICIT, UID_LITTLE_ENDIAN_IMPLICIT,
                                                       UID_BIG_ENDIAN_EXPLICIT},

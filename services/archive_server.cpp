@@ -1,5 +1,6 @@
 #include "services/archive_server.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
@@ -15,6 +16,7 @@
 #include "services/elements.h"
 #include "services/paths.h"
 #include "services/report.h"
+#include "services/text.h"
 
 namespace services {
 namespace {
@@ -117,6 +119,11 @@ bool Archive::serve(StoreServer& server) {
     offerInquiries(server);
     server.archive = this;
     return true;
+}
+
+const PeerOptions* Archive::destination(std::string_view title) const {
+    const auto at = std::ranges::find(settings_.destinations, trimmed(title), &PeerOptions::aec);
+    return at != settings_.destinations.end() ? &*at : nullptr;
 }
 
 // One that no instance has. A file that stands there all the same was never confirmed: its server ended

@@ -7,16 +7,20 @@
 #include <mutex>
 #include <set>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "orvkit/index.h"
 #include "services/archive_files.h"
+#include "services/peer.h"
 #include "services/provider.h"
 
 namespace services {
 
 struct ArchiveSettings {
-    std::string index;            // its place, or "": in the directory
-    unsigned int maxResults = 0;  // of one query; 0: no bound
+    std::string index;                      // its place, or "": in the directory
+    unsigned int maxResults = 0;            // of one query; 0: no bound
+    std::vector<PeerOptions> destinations;  // by their AE titles
 };
 
 class Archive {
@@ -32,6 +36,8 @@ class Archive {
 
     DcIndex& index() { return index_; }
     unsigned int maxResults() const { return settings_.maxResults; }
+    // Null for one that is not known.
+    const PeerOptions* destination(std::string_view title) const;
 
   private:
     // Who stores an instance is alone with its UID.

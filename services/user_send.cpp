@@ -5,21 +5,17 @@
 #include <chrono>
 #include <cstdio>
 #include <deque>
-#include <filesystem>
 #include <memory>
 #include <mutex>
 
-#include "dictionary/uid_text.h"
 #include "network/store_request.h"
 #include "orvkit/dict.h"
-#include "orvkit/image.h"
 #include "orvkit/result.h"
 #include "services/association.h"
 #include "services/charset.h"
-#include "services/conversion.h"
 #include "services/crew.h"
 #include "services/network_text.h"
-#include "services/paths.h"
+#include "services/outgoing_copy.h"
 #include "services/progress.h"
 #include "services/report.h"
 #include "services/send_plan.h"
@@ -171,40 +167,6 @@ class GroupSender {
         return syntax;
     }
 
-    // A Part 10 file in that transfer syntax, where the system keeps temporary files.
-    static bool makeCopy(OutgoingFile& file, const FileIdentity& object, DICT_UID syntax,
-                         orvkit::platform::NewFile& copy) {
-        std::error_code error;
-        const std::filesystem::path folder = std::filesystem::temp_directory_path(error);
-        if (error || !copy.begin(nameOf(folder))) {
-            file.fault = "no copy of it can be made where temporary files are kept";
-            return false;
-        }
-        ConversionRequest request;
-        request.in = file.path;
-        request.beside = nameOf(folder / "copy");
-        request.target = syntax;
-        if (Dict.isEncapsulated(syntax) != 0 && syntax != file.xferSyn)
-            request.frames.target = imageFindCodec(orvkit::uidText(syntax));
-        request.force = file.odd;
-        request.sopClass = object.sopClass;
-        request.instance = object.instance;
-        Conversion conversion(request);
-        if (conversion.prepare()) {
-            const int result = conversion.write(copy.path());
-            if (result == RESULT_OK) return true;
-            file.fault = "a copy of it: " + resultText(result);
-        } else {
-            file.fault = conversion.fault();
-            if (!conversion.notes().empty()) file.fault += " (" + conversion.notes().front() + ")";
-        }
-        if (syntax != file.xferSyn) {
-            file.fault = "the peer does not take " + describeUid(file.xferSyn) +
-                         ", and it cannot be converted: " + file.fault;
-        }
-        return false;
-    }
-
     Sent send(Association& association, OutgoingFile& file) {
         const DICT_UID syntax = syntaxFor(association, file);
         if (syntax == UID_NONE) return Sent::refused;
@@ -222,7 +184,8 @@ class GroupSender {
         file.converted = syntax != file.xferSyn;
         orvkit::platform::NewFile copy;
         const bool asItIs = !file.odd && !file.converted;
-        if (!asItIs && !makeCopy(file, object, syntax, copy)) return Sent::refused;
+        if (!asItIs && !(file.fault = copyInSyntax(file.path, object, file.odd, syntax, copy)).empty())
+            return Sent::refused;
         DcCmdCStoreRq request;
         const std::string path = asItIs ? file.path : copy.path();
         if (!orvkit::fillStoreRequest(request, path.c_str(), object.sopClass, object.instance.c_str())) {

@@ -238,6 +238,15 @@ std::shared_ptr<Words> addPeerOptions(Command& command, PeerOptions& options, co
     return words;
 }
 
+bool takeDestination(const std::string& word, PeerOptions& peer) {
+    const std::size_t at = word.find('=');
+    if (at == std::string::npos || !isAeTitle(word.substr(0, at)))
+        return complain("'%s' is not a destination: AET=HOST:PORT", word.c_str());
+    Words words{word.substr(at + 1)};
+    peer.aec = word.substr(0, at);
+    return takePeer(words, peer, false);
+}
+
 int runAsUser(PeerOptions& options, Words& words, bool wantsMore, const std::function<int()>& work) {
     orvkit::platform::ignoreBrokenPipe();
     muteLog();

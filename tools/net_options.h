@@ -26,6 +26,8 @@ using Words = std::vector<std::string>;
 // the words that the command line will have.
 std::shared_ptr<Words> addPeerOptions(Command& command, PeerOptions& options, const char* rest,
                                       const char* help);
+// AET=HOST:PORT. False, with a complaint, when it is not.
+bool takeDestination(const std::string& word, PeerOptions& peer);
 // Takes the peer from the front of the words into the options, and does the work with what is left of them:
 // nothing, or at least one. EXIT_USAGE, with a complaint, when they are no peer or not as many.
 int runAsUser(PeerOptions& options, Words& words, bool wantsMore, const std::function<int()>& work);

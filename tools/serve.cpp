@@ -61,6 +61,8 @@ struct ServeOptions : EntityOptions {
     bool archive = false;
     std::string index;
     int maxResults = 0;
+    std::vector<std::string> destinationWords;
+    std::vector<PeerOptions> destinations;
     std::vector<std::string> acceptFrom;
     std::string peers;
     bool printPeers = false;
@@ -153,6 +155,7 @@ std::unique_ptr<Archive> makeArchive(const ServeOptions& options) {
     ArchiveSettings settings;
     settings.index = options.index;
     settings.maxResults = static_cast<unsigned int>(options.maxResults);
+    settings.destinations = options.destinations;
     return std::make_unique<Archive>(std::move(settings));
 }
 #else
@@ -164,14 +167,28 @@ std::unique_ptr<Archive> makeArchive(const ServeOptions&) {
 }
 #endif
 
+// False, with a complaint.
+bool takeDestinations(ServeOptions& options) {
+    for (const std::string& word : options.destinationWords) {
+        PeerOptions& peer = options.destinations.emplace_back();
+        static_cast<EntityOptions&>(peer) = options;
+        peer.tls = {};
+        peer.security = nullptr;
+        if (!takeDestination(word, peer)) return false;
+    }
+    return true;
+}
+
 // What goes beyond receiving. "" when the options agree, or why not.
 std::string archiveFault(const ServeOptions& options) {
     if (!options.archive) {
-        return options.index.empty() && options.maxResults == 0
+        return options.index.empty() && options.maxResults == 0 && options.destinationWords.empty()
                    ? ""
-                   : "--index and --max-results belong to --archive";
+                   : "--index, --max-results and --destination belong to --archive";
     }
     if (options.fileSet) return "--archive and --file-set each have an order of their own for files";
+    if (options.tls.on && !options.destinationWords.empty())
+        return "--destination is reached in clear, and this server is one of TLS";
     if (makeArchive(options) == nullptr)
         return "archives are left out of this orvkit: it was built without SQLite";
     return "";
@@ -254,17 +271,24 @@ bool traceRun(StoreServer& server, EventType type) {
 }
 
 // EXIT_OK, or what the command ends with.
-int prepareTranscoding(const ServeOptions& options, StoreServer& server) {
+int chooseTranscoding(const ServeOptions& options, StoreServer& server) {
     if (options.transcode.empty()) return EXIT_OK;
     ConversionRequest wanted;
     chooseTarget(options.transcode, wanted);
     const DcImageCodec* const codec = wanted.frames.target;
     if (codec != nullptr && losesSomething(*codec) && !options.transcodeLossy)
         return misused("%s loses some of each image; --transcode-lossy agrees", options.transcode.c_str());
-    dirSetMaxFileSize(INT_MAX);
     server.transcode = [wanted, &options](StoreFile& file) {
         return transcodeStored(file, options.directory, wanted);
     };
+    return EXIT_OK;
+}
+
+// An archive brings what it sends to what its peers take.
+int prepareTranscoding(const ServeOptions& options, StoreServer& server) {
+    if (const int status = chooseTranscoding(options, server); status != EXIT_OK) return status;
+    if (options.transcode.empty() && !options.archive) return EXIT_OK;
+    dirSetMaxFileSize(INT_MAX);
     return options.noIsolate || isolateCodecs() ? EXIT_OK : EXIT_FAILED;
 }
 
@@ -412,8 +436,9 @@ void addLimitOptions(Command& command, ServeOptions& options) {
 }
 
 void addArchiveOptions(Command& command, ServeOptions& options) {
-    command.flag("--archive", options.archive,
-                 "What is received goes into an index, and queries for it are answered (C-FIND)");
+    command.flag(
+        "--archive", options.archive,
+        "What is received goes into an index, and requests for it are answered (C-FIND, C-GET, C-MOVE)");
     command.text("--index", options.index, "The archive's index, unless that is in DIR: sqlite:PATH")
         .value("PLACE");
     command
@@ -421,6 +446,10 @@ void addArchiveOptions(Command& command, ServeOptions& options) {
                 "Of a query no more are told, and its last answer is that there are more; 0: all")
         .range(0, 1000000000)
         .value("N");
+    command
+        .texts("--destination", options.destinationWords,
+               "Where a peer may have objects moved to. May be given several times")
+        .value("AET=HOST:PORT");
 }
 
 void addTranscodeOptions(Command& command, ServeOptions& options) {
@@ -481,6 +510,7 @@ void addServe(Command& program) {
         if (options->printPeers) return printPeers(*options);
         if (const std::string fault = archiveFault(*options); !fault.empty())
             return misused("%s", fault.c_str());
+        if (!takeDestinations(*options)) return EXIT_USAGE;
         if (options->tls.on && options->tls.certificate.empty()) {
             return misused("serve --tls needs a certificate and its key (--tls-cert, --tls-key)");
         }

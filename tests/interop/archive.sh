@@ -1,14 +1,15 @@
 #!/usr/bin/env bash
 # `orvkit serve --archive` asked by independent users. Exit status 77 when the program that the case needs is not
 # installed, or the index is left out of this build.
-# Usage: archive.sh findscu ORVKIT
+# Usage: archive.sh findscu|getscu|movescu ORVKIT
 set -uo pipefail
 case=$1 orvkit=$2
 . "$(dirname "${BASH_SOURCE[0]}")/peers.sh"
 need "$case"
 "$orvkit" index 2>&1 | grep -q 'left out' && { echo "skipped: no index in this build"; exit 77; }
 for seed in 1 2 3; do "$orvkit" phantom "set/$seed" --size 64 --images 4 --seed "$seed" >/dev/null || exit 1; done
-serve in --archive
+into=$(free_port)
+serve in --archive --destination "MOVER=localhost:$into" --destination "GONE=localhost:1"
 must "send" "$orvkit" send "A@localhost:$port" set
 study=$("$orvkit" dump --tag StudyInstanceUID set/1/SE000001/IM000001 | grep -o '[0-9][0-9.]*[0-9]' | tail -1)
 
@@ -31,6 +32,29 @@ case_findscu() {
   must "cancelled" findscu -v -S --cancel 1 -k QueryRetrieveLevel=STUDY -k StudyInstanceUID localhost "$port"
   findscu -v -S -k QueryRetrieveLevel=SERIES -k SeriesInstanceUID localhost "$port" >said 2>&1
   grep -qiE 'A900|DataSetDoesNotMatchSOPClass|IdentifierDoesNotMatch' said || fault "no study for series: $(cat said)"
+}
+
+case_getscu() {
+  mkdir got
+  must "get" getscu -S +B -od got -k QueryRetrieveLevel=STUDY -k StudyInstanceUID="$study" localhost "$port"
+  same "get" set/1 got
+  rm -rf got/*
+  # One that takes implicit VR alone gets all of it converted.
+  must "get, implicit" getscu -S -xi -od got -k QueryRetrieveLevel=STUDY -k StudyInstanceUID="$study" localhost "$port"
+  [ "$(find got -type f | wc -l)" = 8 ] || fault "get, implicit: $(ls got)"
+  logged 'retrieval answered, 8 sent, 0 with a warning, 0 failed'
+}
+
+case_movescu() {
+  need storescp
+  mkdir moved
+  peer "$into" storescp -od "$work/moved" +B "$into"
+  must "move" movescu -S -aem MOVER -k QueryRetrieveLevel=STUDY -k StudyInstanceUID="$study" localhost "$port"
+  same "move" set/1 moved
+  movescu -v -S -aem NOBODY -k QueryRetrieveLevel=STUDY -k StudyInstanceUID="$study" localhost "$port" >said 2>&1
+  logged 'status 0xA801'
+  movescu -v -S -aem GONE -k QueryRetrieveLevel=STUDY -k StudyInstanceUID="$study" localhost "$port" >said 2>&1
+  logged '0 sent, 0 with a warning, 8 failed, status 0xA702'
 }
 
 "case_$case"

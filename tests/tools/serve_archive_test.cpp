@@ -73,12 +73,50 @@ done)");
     EXPECT_TRUE(holds(run.err, "--file-set"));
 }
 
-class RawFindTest : public ServeArchiveTest {
+TEST_F(ServeArchiveTest, WhatWasReceivedIsFetchedAlsoInOtherSyntaxesAndToOthers) {
+    const Outcome run =
+        sh("printf 'BOTH\\nBLIND may store,find\\n' >peers\n"
+           "orvkit convert set/a/SE000001/IM000001 rle.dcm --to rle 2>/dev/null && mv rle.dcm "
+           "set/a/SE000001/IM000001\n"
+           "orvkit serve mov --port 0 --no-sync 2>mlog & other=$!\n"
+           "until grep -q 'listening on port' mlog; do sleep .02; done\n"
+           "to=$(grep -o 'port [0-9]*' mlog | head -1 | cut -c6-)\n" +
+           server("--peers peers --destination MOV=127.0.0.1:$to --destination GONE=127.0.0.1:1") + R"(
+orvkit send $peer --aet BOTH set >/dev/null || exit 2
+study=$(orvkit dump --tag StudyInstanceUID set/a/SE000001/IM000002 | grep -o '[0-9.]*[0-9]' | tail -1)
+ask() { orvkit $1 $peer --aet ${who:-BOTH} "${@:2}" -k StudyInstanceUID=$study; echo $?; }
+ask get got; ls got | wc -l
+ask move --dest MOV; ls mov | wc -l
+ask move --dest NOBODY
+ask move --dest GONE
+who=BLIND ask get got
+rm $(find in -name "$study.1.2.dcm")
+ask get again; ls again | wc -l
+study=1.2.3 ask get none
+stop; kill $other; wait $other
+for word in MOV MOV=x =h:1 MOV=h:0; do orvkit serve other --port 0 --archive --destination $word; echo $?; done)");
+    EXPECT_EQ(run.out,
+              "6 completed, 0 with a warning, 0 failed\n0\n6\n"
+              "6 completed, 0 with a warning, 0 failed\n0\n6\n"
+              "0 completed, 0 with a warning, 0 failed\n1\n"
+              "0 completed, 0 with a warning, 6 failed\n1\n"
+              "0 completed, 0 with a warning, 0 failed\n1\n"
+              "5 completed, 0 with a warning, 1 failed\n1\n5\n"
+              "0 completed, 0 with a warning, 0 failed\n0\n"
+              "2\n2\n2\n2\n")
+        << run.err << log();
+    for (const char* const status : {"0xA801", "0xA702", "0x0124", "0xB000"})
+        EXPECT_TRUE(holds(run.err, status));
+}
+
+class RawArchiveTest : public ServeArchiveTest {
   protected:
     void SetUp() override {
         ServeArchiveTest::SetUp();
         if (IsSkipped()) return;
-        ASSERT_EQ(sh(server() + "orvkit send $peer set >/dev/null; echo $server >pid; disown $server").status,
+        ASSERT_EQ(sh(server("--destination GONE=127.0.0.1:1") +
+                     "orvkit send $peer set >/dev/null; echo $server >pid; disown $server")
+                      .status,
                   0);
         port = std::atoi(log().c_str() + log().find("port ") + 5);
     }
@@ -94,6 +132,7 @@ class RawFindTest : public ServeArchiveTest {
         rest.us(0x00000100, field);
         rest.us(field == 0x0FFF ? 0x00000120 : 0x00000110, id);
         if (field != 0x0FFF) rest.us(0x00000700, 0);
+        if (field == 0x0021) rest.elem(0x00000600, "", "GONE");
         rest.us(0x00000800, dataset ? 1 : 0x0101);
         Stream all(UID_LITTLE_ENDIAN_IMPLICIT);
         all.header(0x00000000, "UL", 4).u32(rest.size()).add(rest);
@@ -126,7 +165,7 @@ class RawFindTest : public ServeArchiveTest {
     int port = 0;
 };
 
-TEST_F(RawFindTest, HostileIdentifiersAreAnsweredAndTheAssociationGoesOn) {
+TEST_F(RawArchiveTest, HostileIdentifiersAreAnsweredAndTheAssociationGoesOn) {
     RawPeer peer(port);
     ASSERT_TRUE(peer.associate(kFind));
     using Statuses = std::vector<unsigned int>;
@@ -173,6 +212,41 @@ TEST_F(RawFindTest, HostileIdentifiersAreAnsweredAndTheAssociationGoesOn) {
     Bytes last;
     for (Bytes heard = peer.hear(); !heard.empty(); heard = peer.hear()) last = heard;
     EXPECT_EQ(last.empty() ? 0 : last[0], PDU_TYPE_ABORT);
+}
+
+// The value of a count in a response; -1 without it.
+int countIn(const Bytes& response, unsigned int tag) {
+    const Bytes head = element(tag, {0, 0});
+    const auto at = std::search(response.begin(), response.end(), head.begin(), head.end() - 2);
+    return response.end() - at < 10 ? -1 : at[8] | at[9] << 8;
+}
+
+TEST_F(RawArchiveTest, AMoveAccountsForEachObjectAndEndsWhenItIsCancelled) {
+    constexpr const char* kMove = "1.2.840.10008.5.1.4.1.2.1.2";  // patient root
+    RawPeer peer(port);
+    ASSERT_TRUE(peer.associate(kMove));
+    const Bytes keys = joined({level("PATIENT"), element(0x00100020, bytesOf("PHANTOM-1 "))});
+    const auto moved = [&](const Bytes& more) {
+        Bytes all = command(0x0021, 7, true, kMove);
+        append(all, pdu(PDU_TYPE_DATA_TF, pdv(1, 2, keys)));
+        EXPECT_TRUE(peer.say(joined({all, more})));
+        Bytes last;
+        do last = peer.hear();
+        while (!last.empty() && statusIn(last) == 0xFF00);
+        return last;
+    };
+    const Bytes failed = moved({});
+    EXPECT_EQ(statusIn(failed), 0xA702u);
+    EXPECT_EQ(countIn(failed, 0x00001020), -1);
+    EXPECT_EQ(countIn(failed, 0x00001021), 0);
+    EXPECT_EQ(countIn(failed, 0x00001022), 6);
+    EXPECT_EQ(countIn(failed, 0x00001023), 0);
+    const Bytes list = statusIn(failed) == 0xA702 && countIn(failed, 0x00080058) < 0 ? peer.hear() : failed;
+    const std::string text(list.begin(), list.end());
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\\'), 5) << "of six UIDs";
+    const Bytes cancelled = moved(command(0x0FFF, 7, false));
+    EXPECT_EQ(statusIn(cancelled), 0xFE00u);
+    EXPECT_EQ(countIn(cancelled, 0x00001020), 6);
 }
 
 }  // namespace
