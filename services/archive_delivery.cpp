@@ -99,9 +99,14 @@ bool Delivery::send(const std::string& path, std::string& fault) {
         fault = "its path is too long, or begins or ends with blanks";
         return false;
     }
-    const std::optional<unsigned int> status = outlet_->store(request, object.sopClass, *syntax);
+    return store(request, object.sopClass, *syntax, fault);
+}
+
+bool Delivery::store(DcCmdCStoreRq& request, DICT_UID sopClass, DICT_UID xferSyn, std::string& fault) {
+    const std::optional<unsigned int> status = outlet_->store(request, sopClass, xferSyn);
     if (!status) {
         fault = outlet_->why();
+        if (outlet_->isOpen()) return false;
         inquiry_.fail(fault);
         outlet_ = nullptr;  // all others fail
         return false;

@@ -22,10 +22,12 @@ class Outlet {
     virtual ~Outlet() = default;
     // Whether it takes objects of the class in that transfer syntax.
     virtual bool takes(DICT_UID sopClass, DICT_UID xferSyn) const = 0;
-    // The status that it answers with; nothing: it takes no more, and why() tells of it.
+    // The status that it answers with; nothing: it was not sent or not answered, and why() tells of it.
     virtual std::optional<unsigned int> store(DcCmdCStoreRq& request, DICT_UID sopClass,
                                               DICT_UID xferSyn) = 0;
     virtual std::string why() const = 0;
+    // Whether it takes more.
+    virtual bool isOpen() const = 0;
 };
 
 class Delivery {
@@ -37,6 +39,7 @@ class Delivery {
 
     // Looks how many there are: kSuccess, or the status to end with.
     unsigned short count();
+    bool isNothing() const { return total_ == 0; }
     // The status to end with. `outlet` null: all fail.
     unsigned short run(Outlet* outlet);
     // The last response.
@@ -46,6 +49,7 @@ class Delivery {
     static int take(void* self, const DcIndexInstance& instance);
     bool deliver(const DcIndexInstance& instance);
     bool send(const std::string& path, std::string& fault);
+    bool store(DcCmdCStoreRq& request, DICT_UID sopClass, DICT_UID xferSyn, std::string& fault);
     bool progress();
     void failed(const DcIndexInstance& instance, const std::string& why);
     void account(DcMsg& response, bool withRemaining) const;

@@ -4,6 +4,7 @@
 #include "services/archive_delivery.h"
 #include "services/handlers.h"
 #include "services/network_text.h"
+#include "services/report.h"
 
 namespace services {
 namespace {
@@ -22,11 +23,11 @@ class SameAssociation final : public Outlet {
         return false;
     }
     std::optional<unsigned int> store(DcCmdCStoreRq& request, DICT_UID sopClass, DICT_UID xferSyn) override {
+        forgetFault();
         if (const int result = msm_.write(sopClass, &request, xferSyn); result != RESULT_OK) {
-            // Of a file that cannot be read nothing was sent.
-            if (msm_.isConnected()) return kUnableToProcess;
             why_ = outcomeText(result, msm_);
-            (void)inquiry_.note(inquiry_.provider().abort(why_));
+            // Of a file that cannot be read nothing was sent.
+            if (!msm_.isConnected()) (void)inquiry_.note(inquiry_.provider().abort(why_));
             return std::nullopt;
         }
         unsigned short id = 0;
@@ -34,6 +35,7 @@ class SameAssociation final : public Outlet {
         return response(id);
     }
     std::string why() const override { return why_; }
+    bool isOpen() const override { return !inquiry_.isOver(); }
 
   private:
     // A C-CANCEL may come in front of it.

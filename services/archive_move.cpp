@@ -38,7 +38,6 @@ class OtherAssociation final : public Outlet {
         (void)request.add(new DcElem(T_0000_1031_moveOriginatorMessageId, inquiry_.messageId()));
         if (!association_.send(request, sopClass, xferSyn)) {
             why_ = association_.fault();
-            if (association_.isOpen()) return kUnableToProcess;
             return std::nullopt;
         }
         const std::unique_ptr<DcMsg> response = association_.receive(DICT_MSG_C_STORE_RSP);
@@ -48,6 +47,7 @@ class OtherAssociation final : public Outlet {
         return std::nullopt;
     }
     std::string why() const override { return why_; }
+    bool isOpen() const override { return association_.isOpen(); }
 
   private:
     using Kinds = std::set<std::pair<DICT_UID, DICT_UID>>;
@@ -93,6 +93,7 @@ class OtherAssociation final : public Outlet {
 
 // What is sent to a destination that cannot be reached has failed.
 unsigned short deliverTo(Inquiry& inquiry, Delivery& delivery, const PeerOptions& destination) {
+    if (delivery.isNothing()) return kSuccess;
     OtherAssociation outlet(inquiry, destination);
     if (!outlet.open()) {
         inquiry.fail(outlet.why());

@@ -55,6 +55,12 @@ case_movescu() {
   logged 'status 0xA801'
   movescu -v -S -aem GONE -k QueryRetrieveLevel=STUDY -k StudyInstanceUID="$study" localhost "$port" >said 2>&1
   logged '0 sent, 0 with a warning, 8 failed, status 0xA702'
+  must "a study with many" "$orvkit" phantom set/4 --size 32 --images 100 --seed 4
+  must "send" "$orvkit" send "A@localhost:$port" set/4
+  study=$("$orvkit" dump --tag StudyInstanceUID set/4/SE000001/IM000001 | grep -o '[0-9][0-9.]*[0-9]' | tail -1)
+  movescu -v -S --cancel 2 -aem MOVER -k QueryRetrieveLevel=STUDY -k StudyInstanceUID="$study" localhost "$port" >said 2>&1
+  logged ' sent, 0 with a warning, 0 failed, status 0xFE00'
+  [ "$(find moved -type f | wc -l)" -lt 208 ] || fault "cancelled, and all of it came"
 }
 
 "case_$case"

@@ -92,7 +92,10 @@ ask move --dest GONE
 who=BLIND ask get got
 rm $(find in -name "$study.1.2.dcm")
 ask get again; ls again | wc -l
+printf x >$(find in -name "$study.1.3.dcm")
+ask move --dest MOV
 study=1.2.3 ask get none
+study=1.2.3 ask move --dest GONE
 stop; kill $other; wait $other
 for word in MOV MOV=x =h:1 MOV=h:0; do orvkit serve other --port 0 --archive --destination $word; echo $?; done)");
     EXPECT_EQ(run.out,
@@ -102,6 +105,8 @@ for word in MOV MOV=x =h:1 MOV=h:0; do orvkit serve other --port 0 --archive --d
               "0 completed, 0 with a warning, 6 failed\n1\n"
               "0 completed, 0 with a warning, 0 failed\n1\n"
               "5 completed, 0 with a warning, 1 failed\n1\n5\n"
+              "4 completed, 0 with a warning, 2 failed\n1\n"
+              "0 completed, 0 with a warning, 0 failed\n0\n"
               "0 completed, 0 with a warning, 0 failed\n0\n"
               "2\n2\n2\n2\n")
         << run.err << log();
