@@ -107,7 +107,7 @@ void offerInquiries(StoreServer& server) {
         entry.sopClass = model.sopClass;
         server.support.insert(server.support.end() - 1, entry);
     }
-    server.services = kServices;
+    server.services.emplace_back(kServices);
     server.agree = agree;
 }
 

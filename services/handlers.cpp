@@ -1,5 +1,8 @@
 #include "services/handlers.h"
 
+#include <algorithm>
+#include <memory>
+
 namespace services {
 
 Handler answerEcho;   // answer_echo.cpp
@@ -21,13 +24,14 @@ constexpr Service kServices[] = {
 
 }  // namespace
 
-const Service* serviceOf(MSG_TYPE message, std::span<const Service> others) {
-    for (const std::span<const Service> rows : {std::span<const Service>(kServices), others}) {
-        for (const Service& row : rows) {
-            if (row.message == message) return &row;
-        }
-    }
-    return nullptr;
+const Service* serviceOf(MSG_TYPE message, const std::vector<std::span<const Service>>& others) {
+    const auto in = [message](std::span<const Service> rows) {
+        const auto row = std::ranges::find(rows, message, &Service::message);
+        return row != rows.end() ? std::to_address(row) : nullptr;
+    };
+    const Service* found = in(kServices);
+    for (auto rows = others.begin(); found == nullptr && rows != others.end(); ++rows) found = in(*rows);
+    return found;
 }
 
 }  // namespace services

@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <span>
+#include <vector>
 
 #include "orvkit/cmd.h"
 #include "services/known_peers.h"
@@ -26,7 +27,7 @@ struct Service {
 
 // In the rows that all servers have, then in those that one has beside them. Null for a message that has no
 // place here.
-const Service* serviceOf(MSG_TYPE message, std::span<const Service> others);
+const Service* serviceOf(MSG_TYPE message, const std::vector<std::span<const Service>>& others);
 
 }  // namespace services
 

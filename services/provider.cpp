@@ -59,6 +59,7 @@ void Provider::run() {
     if (idle_) return;
     (void)msm_.closeAssociation();
     leave();
+    companion_.reset();
     if (stored_ > 0 && server_.settle) server_.settle();
 }
 
@@ -267,6 +268,7 @@ bool Provider::awaitMessage() {
         if (server_.stopping) return abort("the server stops");
         if (isLate()) return abort("nothing came in time");
         if (givesWay_) return abort("it was idle, and others are waiting");
+        if (companion_ != nullptr && !companion_->paused(*this)) return false;
         if (!server_.pressed) continue;
         idle_ = true;
         return false;
@@ -354,7 +356,11 @@ std::string Provider::boundOf(std::uint64_t size) {
 
 bool Provider::respond(DcMsg& request, DcMsg& response, unsigned short status) {
     (void)response.add(new DcElem(T_0000_0900_status, status));
-    const int result = msm_.write(contextOf(request), &response);
+    return send(contextOf(request), response);
+}
+
+bool Provider::send(unsigned char context, DcMsg& message) {
+    const int result = msm_.write(context, &message);
     return result == RESULT_OK || ended(result);
 }
 

@@ -24,7 +24,10 @@ namespace services {
 // The counts of a server, for Metrics.
 struct StoreServer;
 struct Service;
-class Archive;  // archive_server.h
+class Archive;      // archive_server.h
+class Commitments;  // commitment_provider.h
+class ReportBook;   // commitment_user.h
+class Provider;
 std::string metricsText(const StoreServer& server);
 
 // What all associations of a server share.
@@ -52,9 +55,12 @@ struct StoreServer {
     // What it gives lives while an object is being received and stored.
     std::function<std::shared_ptr<void>()> storing;
     // What else it does with messages, and what it agrees to of what is proposed for that.
-    std::span<const Service> services;
+    std::vector<std::span<const Service>> services;
     std::function<void(const DcPduNegotiation& asked, DcPduNegotiation& answer)> agree;
-    Archive* archive = nullptr;  // of those services
+    // Of those services; null without them.
+    Archive* archive = nullptr;
+    Commitments* commitments = nullptr;
+    ReportBook* reports = nullptr;
     // Called when an association that stored something has ended.
     std::function<void()> settle;
     std::function<void(const std::string&)> tell;  // a log line
@@ -68,6 +74,17 @@ struct StoreServer {
     std::atomic<std::uint64_t> storedBytes = 0;
     std::atomic<std::uint64_t> stored = 0;
     std::atomic<std::uint64_t> failed = 0;
+};
+
+// What a service keeps for an association; it goes when that is over.
+class Companion {
+  public:
+    Companion() = default;
+    Companion(const Companion&) = delete;
+    Companion& operator=(const Companion&) = delete;
+    virtual ~Companion() = default;
+    // For a moment nothing has come from the peer. False: the association is over.
+    virtual bool paused(Provider& provider) = 0;
 };
 
 // Used by one thread at a time.
@@ -107,6 +124,11 @@ class Provider {
     bool receive(StoreFile& file, DcMsg& request, const std::string& what);
     std::unique_ptr<DcMsg> receive(DcMsg& request, const std::string& what);
     bool respond(DcMsg& request, DcMsg& response, unsigned short status);
+    // A message of this side, in that context.
+    bool send(unsigned char context, DcMsg& message);
+    // Null without one.
+    Companion* companion() const { return companion_.get(); }
+    void setCompanion(std::unique_ptr<Companion> companion) { companion_ = std::move(companion); }
     bool abort(const std::string& why);
     // The next message, that comes while another one is being answered.
     std::unique_ptr<DcMsg> next();
@@ -158,6 +180,7 @@ class Provider {
     bool spoken_ = false;  // after its request
     bool idle_ = false;
     bool givesWay_ = false;
+    std::unique_ptr<Companion> companion_;
 };
 
 }  // namespace services

@@ -17,6 +17,7 @@ struct OutgoingFile {
     unsigned long long size = 0;  // bytes
     bool odd = false;             // no Part 10 file by the letter: sent from a copy
     bool converted = false;       // sent in another transfer syntax
+    std::string instance;         // that was sent
     int attempts = 0;
     std::string fault;  // why it was not sent, last
 };

@@ -15,6 +15,9 @@ struct SendOptions : PeerOptions {
     int jobs = 1;            // associations side by side
     int retry = 0;           // how often more a file, or connecting, is tried
     bool transcode = false;  // frames are unpacked, and packed without loss, for a peer that takes no other
+    bool commit = false;     // the peer is asked to commit itself to what it has taken
+    int commitPort = 0;      // it may report here; 0: on the association that asks alone
+    int commitTime = 60;     // seconds until it has
 };
 
 // As many echoes on one association.

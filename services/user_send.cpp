@@ -8,11 +8,13 @@
 #include <memory>
 #include <mutex>
 
+#include "dictionary/uid_text.h"
 #include "network/store_request.h"
 #include "orvkit/dict.h"
 #include "orvkit/result.h"
 #include "services/association.h"
 #include "services/charset.h"
+#include "services/commitment_user.h"
 #include "services/crew.h"
 #include "services/network_text.h"
 #include "services/outgoing_copy.h"
@@ -29,13 +31,15 @@ using Clock = std::chrono::steady_clock;
 // What all workers share; safe to use from any of them.
 class Report {
   public:
-    explicit Report(std::size_t files) : progress_("sending", files) {}
+    // With `lists` it keeps what was sent.
+    Report(std::size_t files, bool lists) : progress_("sending", files), lists_(lists) {}
 
     void sent(const OutgoingFile& file) {
         const std::lock_guard<std::mutex> lock(mutex_);
         ++sent_;
         converted_ += file.converted ? 1 : 0;
         bytes_ += file.size;
+        if (lists_) objects_.push_back({file.path, orvkit::uidText(file.sopClass), file.instance});
         progress_.step();
     }
     void warn(const OutgoingFile& file, const std::string& text) {
@@ -62,6 +66,7 @@ class Report {
         progress_.clear();
         complain("%zu %s not sent: %s", files, files == 1 ? "file" : "files", why.c_str());
     }
+    const std::vector<SentObject>& objects() const { return objects_; }
     int finish(Clock::time_point begun) {
         progress_.clear();
         if (converted_ > 0) {
@@ -89,6 +94,8 @@ class Report {
     std::size_t converted_ = 0;
     std::size_t failed_ = 0;
     unsigned long long bytes_ = 0;
+    bool lists_;
+    std::vector<SentObject> objects_;
 };
 
 // Sends the files of one group over as many associations as there are jobs.
@@ -182,6 +189,7 @@ class GroupSender {
             return Sent::refused;
         }
         file.converted = syntax != file.xferSyn;
+        file.instance = object.instance;
         orvkit::platform::NewFile copy;
         const bool asItIs = !file.odd && !file.converted;
         if (!asItIs && !(file.fault = copyInSyntax(file.path, object, file.odd, syntax, copy)).empty())
@@ -227,11 +235,15 @@ class GroupSender {
 int send(const SendOptions& options, const std::vector<std::string>& paths) {
     SendPlan plan = planSend(paths, options.transcode);
     const Clock::time_point begun = Clock::now();
-    Report report(plan.files);
+    Report report(plan.files, options.commit);
     for (const auto& [path, why] : plan.faults) report.failed(path, why);
     report.note(plan.notes);
     for (SendGroup& group : plan.groups) GroupSender(options, group, report).run();
-    return report.finish(begun);
+    const int status = report.finish(begun);
+    if (!options.commit) return status;
+    (void)std::fflush(stdout);
+    const int committed = commit(options, report.objects());
+    return status != EXIT_OK ? status : committed;
 }
 
 }  // namespace services

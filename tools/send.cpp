@@ -4,6 +4,7 @@
 
 #include "orvkit/file.h"
 #include "services/isolation.h"
+#include "services/report.h"
 #include "services/user.h"
 #include "tools/commands.h"
 #include "tools/net_options.h"
@@ -25,15 +26,30 @@ void addSend(Command& program) {
         "--transcode", options->transcode,
         "For a peer that does not take the transfer syntax of a file, unpack its frames, or pack them "
         "without loss as the peer wants them");
+    command.flag("--commit", options->commit,
+                 "Then ask the peer to commit itself to what it has taken (storage commitment), wait for its "
+                 "report, and tell of each file whether it is committed");
+    command
+        .number("--commit-port", options->commitPort,
+                "Port to listen on for a report that comes on an association of its own, in clear")
+        .range(1, 65535)
+        .value("PORT")
+        .hideDefault();
+    command.number("--commit-time", options->commitTime, "The longest wait for the report")
+        .range(1, 86400)
+        .value("SECONDS");
     const auto isolate = std::make_shared<bool>(false);
     command.footer(
         "Files are sent as they are. One whose transfer syntax the peer does not take goes in explicit or\n"
         "implicit VR little endian, where that changes nothing but the encoding, and that is told.\n"
-        "Exit status 1 when any file was not stored.");
+        "Exit status 1 when any file was not stored, or with --commit, is not committed.");
     addIsolate(command, *isolate);
     command.run([options, words, isolate]() -> int {
         if (*isolate && !isolateCodecs()) return EXIT_FAILED;
         dirSetMaxFileSize(INT_MAX);
+        if (options->commitPort != 0 && !options->commit) return misused("--commit-port belongs to --commit");
+        if (options->commitPort != 0 && options->tls.on)
+            return misused("--commit-port takes reports in clear, and the peer is one of TLS");
         return runAsUser(*options, *words, true, [&] { return send(*options, *words); });
     });
 }

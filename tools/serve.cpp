@@ -23,6 +23,7 @@
 #include "services/accepted_uids.h"
 #ifdef ORVKIT_WITH_INDEX
 #include "services/archive_server.h"
+#include "services/commitment_provider.h"
 #endif
 #include "services/door.h"
 #include "services/isolation.h"
@@ -61,6 +62,7 @@ struct ServeOptions : EntityOptions {
     bool archive = false;
     std::string index;
     int maxResults = 0;
+    int reportTime = 3600;
     std::vector<std::string> destinationWords;
     std::vector<PeerOptions> destinations;
     std::vector<std::string> acceptFrom;
@@ -158,11 +160,20 @@ std::unique_ptr<Archive> makeArchive(const ServeOptions& options) {
     settings.destinations = options.destinations;
     return std::make_unique<Archive>(std::move(settings));
 }
+std::unique_ptr<Commitments> makeCommitments(const ServeOptions& options, StoreServer& server,
+                                             Archive& archive) {
+    const auto find = [&archive](std::string_view title) { return archive.destination(title); };
+    return std::make_unique<Commitments>(server, archive, find, options.reportTime);
+}
 #else
 struct Archive {
     static bool serve(StoreServer&) { return false; }
 };
 std::unique_ptr<Archive> makeArchive(const ServeOptions&) {
+    return nullptr;
+}
+struct Commitments {};
+std::unique_ptr<Commitments> makeCommitments(const ServeOptions&, StoreServer&, Archive&) {
     return nullptr;
 }
 #endif
@@ -347,6 +358,8 @@ int serve(const ServeOptions& options) {
     if (options.fileSet && !prepareFileSet(set, server)) return EXIT_FAILED;
     const std::unique_ptr<Archive> archive = options.archive ? makeArchive(options) : nullptr;
     if (archive != nullptr && !archive->serve(server)) return EXIT_FAILED;
+    const std::unique_ptr<Commitments> commitments =
+        archive != nullptr ? makeCommitments(options, server, *archive) : nullptr;
     Metrics metrics([&server] { return metricsText(server); });
     if (!options.metrics.empty() && !metrics.start(options.metrics, fault))
         return failed("%s", fault.c_str());
@@ -436,9 +449,10 @@ void addLimitOptions(Command& command, ServeOptions& options) {
 }
 
 void addArchiveOptions(Command& command, ServeOptions& options) {
-    command.flag(
-        "--archive", options.archive,
-        "What is received goes into an index, and requests for it are answered (C-FIND, C-GET, C-MOVE)");
+    command.flag("--archive", options.archive,
+                 "What is received goes into an index, and requests for it are answered (C-FIND, C-GET, "
+                 "C-MOVE, storage "
+                 "commitment)");
     command.text("--index", options.index, "The archive's index, unless that is in DIR: sqlite:PATH")
         .value("PLACE");
     command
@@ -447,9 +461,16 @@ void addArchiveOptions(Command& command, ServeOptions& options) {
         .range(0, 1000000000)
         .value("N");
     command
-        .texts("--destination", options.destinationWords,
-               "Where a peer may have objects moved to. May be given several times")
+        .texts(
+            "--destination", options.destinationWords,
+            "Where a peer may have objects moved to, and takes reports of storage commitment. May be given "
+            "several times")
         .value("AET=HOST:PORT");
+    command
+        .number("--report-time", options.reportTime,
+                "How long a report of storage commitment is tried again that its peer does not take")
+        .range(1, 604800)
+        .value("SECONDS");
 }
 
 void addTranscodeOptions(Command& command, ServeOptions& options) {
