@@ -7,6 +7,7 @@
 #include "orvkit/tags.h"
 #include "platform/file.h"
 #include "platform/new_file.h"
+#include "services/archive_arrivals.h"
 #include "services/elements.h"
 #include "services/paths.h"
 #include "services/report.h"
@@ -20,20 +21,6 @@ struct Buried {
     std::string path;
     std::string instance;
 };
-
-// Whether the index has the instance in that file, again.
-bool isStored(DcIndex& index, const Buried& file) {
-    struct Context {
-        const std::string& path;
-        bool found = false;
-    } context{file.path};
-    (void)index.lookUp(file.instance.c_str(), &context, [](void* self, const DcIndexInstance& instance) {
-        auto& wanted = *static_cast<Context*>(self);
-        wanted.found = wanted.found || wanted.path == instance.path;
-        return 0;
-    });
-    return context.found;
-}
 
 bool moveToGrave(const std::string& directory, unsigned long long grave, const std::string& path) {
     const std::string from = archivePath(directory, path);
@@ -88,6 +75,19 @@ int storeArchiveFile(DcIndex& index, const std::string& directory, const std::st
     return index.store(file.dataset, about, duplicate, stored);
 }
 
+bool isStored(DcIndex& index, const std::string& instance, const std::string& path) {
+    struct Context {
+        const std::string& path;
+        bool found = false;
+    } context{path};
+    (void)index.lookUp(instance.c_str(), &context, [](void* self, const DcIndexInstance& known) {
+        auto& wanted = *static_cast<Context*>(self);
+        wanted.found = wanted.found || wanted.path == known.path;
+        return 0;
+    });
+    return context.found;
+}
+
 ArchiveWalk::ArchiveWalk(const std::string& directory) : root_(pathOf(directory)) {
     std::error_code error;
     at_ = fs::recursive_directory_iterator(root_, fs::directory_options::skip_permission_denied, error);
@@ -125,8 +125,10 @@ bool finishGraves(DcIndex& index, const std::string& directory) {
             return 0;
         });
         for (const Buried& file : files) {
+            // What stands there may be on its way in again: it is noted until its rows are there.
             std::error_code error;
-            if (fs::exists(pathOf(archivePath(directory, file.path)), error) && !isStored(index, file))
+            if (fs::exists(pathOf(archivePath(directory, file.path)), error) &&
+                !isArriving(directory, file.path) && !isStored(index, file.instance, file.path))
                 good = moveToGrave(directory, grave, file.path) && good;
         }
     }

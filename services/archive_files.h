@@ -35,6 +35,9 @@ int readArchiveFile(const std::string& path, ArchiveFile& file);
 int storeArchiveFile(DcIndex& index, const std::string& directory, const std::string& path,
                      INDEX_DUPLICATE duplicate, DcIndexStored& stored);
 
+// Whether the index has the instance in the file at that path.
+bool isStored(DcIndex& index, const std::string& instance, const std::string& path);
+
 // The regular files below a directory, one after another, in no order; from any thread. Symbolic links are
 // not followed, and what writers keep for themselves is passed over.
 class ArchiveWalk {

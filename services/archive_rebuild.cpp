@@ -8,10 +8,13 @@
 #include <vector>
 
 #include "orvkit/result.h"
+#include "orvkit/tags.h"
 #include "platform/file.h"
+#include "services/archive_arrivals.h"
 #include "services/archive_files.h"
 #include "services/archive_index.h"
 #include "services/crew.h"
+#include "services/elements.h"
 #include "services/progress.h"
 #include "services/report.h"
 
@@ -132,6 +135,8 @@ class Checker {
 
     // False: the index cannot be read, which was told.
     bool run() {
+        FinishedArrivals done;
+        if (!finishArrivals(index_, options_.directory, done)) ++faults_;
         if (!finishGraves(index_, options_.directory)) ++faults_;
         if (index_.walkAll(this, [](void* self, const DcIndexInstance& instance) {
                 static_cast<Checker*>(self)->known_.push_back(
@@ -183,6 +188,10 @@ class Checker {
         const int result = readArchiveFile(archivePath(options_.directory, path), file);
         if (result == DIR_NOT_PART10) return;
         if (result != RESULT_OK) return found(path, resultText(result), [] { return false; });
+        // It may have come meanwhile.
+        if (isArriving(options_.directory, path) ||
+            isStored(index_, textOf(file.dataset, T_0008_0018_sopInstanceUid), path))
+            return;
         found(path, "it is not in the index", [&] { return store(path, INDEX_BOTH); });
     }
 

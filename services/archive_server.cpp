@@ -55,9 +55,11 @@ bool moveInto(StoreFile& file, const std::string& path, bool sync) {
     return file.moveTo(path) && (!sync || platform::syncEntry(path.c_str()));
 }
 
-void removeFile(const std::string& path) {
+// True: nothing stands there.
+bool removeFile(const std::string& path) {
     std::error_code error;
     fs::remove(pathOf(path), error);
+    return !error;
 }
 
 // What an object contradicts, for people.
@@ -102,6 +104,9 @@ class Archive::Claim {
 
 bool Archive::serve(StoreServer& server) {
     directory_ = server.directory;
+    use_ = platform::lockFolder(directory_.c_str(), platform::FolderUse::shared);
+    if (!use_ && errno == EWOULDBLOCK)
+        return complain("%s: its index is being made anew", directory_.c_str());
     const std::string place = indexPlace(directory_, settings_.index);
     int opened = index_.open(place.c_str(), INDEX_WRITE);
     if (opened == INDEX_ABSENT) {
@@ -111,7 +116,7 @@ bool Archive::serve(StoreServer& server) {
                         " already is found after `orvkit index rebuild`");
     }
     if (opened != RESULT_OK) return complain("%s", DcIndex::fault());
-    if (!finishGraves(index_, directory_)) return false;
+    if (!finishOthers(server)) return false;
     server.storing = [this]() -> std::shared_ptr<void> { return std::make_shared<DcIndexBusy>(index_); };
     server.place = [this, &server](StoreFile& file, std::string& told) {
         return this->place(server, file, told);
@@ -121,23 +126,36 @@ bool Archive::serve(StoreServer& server) {
     return true;
 }
 
+bool Archive::finishOthers(const StoreServer& server) {
+    FinishedArrivals done;
+    if (!prepareArrivals(directory_) || !finishArrivals(index_, directory_, done)) return false;
+    if (done.finished + done.removed > 0) {
+        server.tell("of a server that was killed " + std::to_string(done.finished) +
+                    " objects are in the index now, and " + std::to_string(done.removed) +
+                    " that were there already, or are none, are removed");
+    }
+    return finishGraves(index_, directory_);
+}
+
 const PeerOptions* Archive::destination(std::string_view title) const {
     const auto at = std::ranges::find(settings_.destinations, trimmed(title), &PeerOptions::aec);
     return at != settings_.destinations.end() ? &*at : nullptr;
 }
 
-// One that no instance has. A file that stands there all the same was never confirmed: its server ended
-// before its rows were written.
-std::string Archive::choosePath(const ArchiveFile& object, const std::string& instance) {
-    std::set<std::string> taken;
-    (void)index_.lookUp(instance.c_str(), &taken, [](void* all, const DcIndexInstance& known) {
-        static_cast<std::set<std::string>*>(all)->insert(known.path);
-        return 0;
-    });
+// One at which nothing stands, and that no instance has: not even one whose file is about to go to a grave.
+// Noted first and looked at then, it is nobody else's. "": errno tells why.
+std::string Archive::choosePath(const ArchiveFile& object, const std::string& instance, Arrival& arrival) {
     const std::string stem = folderOf(object, instance) + "/" + instance;
-    std::string path = stem + ".dcm";
-    for (int number = 2; taken.contains(path); ++number) path = stem + "-" + std::to_string(number) + ".dcm";
-    return path;
+    for (int number = 1;; ++number) {
+        std::string path = stem + (number > 1 ? "-" + std::to_string(number) : "") + ".dcm";
+        std::error_code error;
+        if (!arrival.begin(directory_, path)) {
+            if (errno != EEXIST) return {};
+        } else if (!fs::exists(pathOf(archivePath(directory_, path)), error) &&
+                   !isStored(index_, instance, path)) {
+            return path;
+        }
+    }
 }
 
 unsigned short Archive::place(StoreServer& server, StoreFile& file, std::string& told) {
@@ -147,28 +165,34 @@ unsigned short Archive::place(StoreServer& server, StoreFile& file, std::string&
         return kStoreCannotUnderstand;
     }
     const Claim claim(*this, file.instance());
-    const std::string path = choosePath(object, file.instance());
+    Arrival arrival;
+    const std::string path = choosePath(object, file.instance(), arrival);
     const std::string whole = archivePath(directory_, path);
-    if (!moveInto(file, whole, server.sync)) {
+    bool kept = false;
+    unsigned short status = kStoreOutOfResources;
+    if (!path.empty() && moveInto(file, whole, server.sync)) {
+        status = store(object, path, told, kept);
+    } else {
         told = whole + ": " + std::strerror(errno);
-        return kStoreOutOfResources;
     }
-    return store(object, path, told);
+    if (!path.empty() && !kept && !removeFile(whole)) arrival.leave();
+    return status;
 }
 
-// What its rows do not tell of is not kept.
-unsigned short Archive::store(ArchiveFile& object, const std::string& path, std::string& told) {
+// `kept`: the file is to stay.
+unsigned short Archive::store(ArchiveFile& object, const std::string& path, std::string& told, bool& kept) {
     DcIndexFile about;
     about.path = path.c_str();
     about.xferSyn = object.xferSyn.c_str();
     about.size = object.size;
     DcIndexStored stored;
     const int result = index_.store(object.dataset, about, INDEX_KEEP, stored);
-    if (result == RESULT_OK && stored.what != INDEX_STORED_KEPT) {
+    // Who mends an index may have found the file before.
+    kept = result == RESULT_OK && (stored.what != INDEX_STORED_KEPT || path == stored.other);
+    if (kept) {
         told = path + conflictsText(stored.conflicts);
         return kStoreSuccess;
     }
-    removeFile(archivePath(directory_, path));
     if (result == RESULT_OK) {
         told = std::string("nothing: it is there as ") + stored.other;
         return kStoreSuccess;

@@ -11,6 +11,8 @@
 #include <vector>
 
 #include "orvkit/index.h"
+#include "platform/file.h"
+#include "services/archive_arrivals.h"
 #include "services/archive_files.h"
 #include "services/peer.h"
 #include "services/provider.h"
@@ -29,9 +31,10 @@ class Archive {
     Archive(const Archive&) = delete;
     Archive& operator=(const Archive&) = delete;
 
-    // Opens the index, made if absent, of the server's directory, brings deletions that were begun to their
-    // end, and has the server store here, offer queries and answer them. It outlives the server's
-    // associations. False, with a complaint: nothing is changed.
+    // Opens the index, made if absent, of the server's directory, brings to its end what servers and
+    // deletions had begun when they were killed, and has the server store here, offer queries and answer
+    // them. It outlives the server's associations. Other servers may share the directory. False, with a
+    // complaint.
     [[nodiscard]] bool serve(StoreServer& server);
 
     DcIndex& index() { return index_; }
@@ -43,12 +46,14 @@ class Archive {
     // Who stores an instance is alone with its UID.
     class Claim;
 
+    bool finishOthers(const StoreServer& server);
     unsigned short place(StoreServer& server, StoreFile& file, std::string& told);
-    unsigned short store(ArchiveFile& object, const std::string& path, std::string& told);
-    std::string choosePath(const ArchiveFile& object, const std::string& instance);
+    unsigned short store(ArchiveFile& object, const std::string& path, std::string& told, bool& kept);
+    std::string choosePath(const ArchiveFile& object, const std::string& instance, Arrival& arrival);
 
     ArchiveSettings settings_;
     std::string directory_;
+    orvkit::platform::FileHandle use_;
     DcIndex index_;
     std::mutex mutex_;
     std::condition_variable left_;

@@ -114,6 +114,61 @@ for word in MOV MOV=x =h:1 MOV=h:0; do orvkit serve other --port 0 --archive --d
         EXPECT_TRUE(holds(run.err, status));
 }
 
+// What is noted as arriving, in front of its rows: new, there already, no object, and not even a file.
+TEST_F(ServeArchiveTest, WhatAServerHadUnderWayIsFinishedByTheNextOne) {
+    const Outcome run = sh(server() + R"(
+orvkit send $peer set/a >/dev/null || exit 2
+stop
+mkdir -p in/0/1
+for name in new:b/SE000001/IM000001 there:a/SE000001/IM000001; do cp set/${name#*:} in/0/1/${name%:*}.dcm; done
+echo x >in/0/1/none.dcm
+for name in new there none gone; do : >in/.orvkit-arriving/0%1%$name.dcm; done
+begin; results --level image --relational; stop
+grep -o 'a server that was killed.*' log
+ls in/0/1 in/.orvkit-arriving
+orvkit index check in)");
+    EXPECT_EQ(run.status, 0) << run.err << log();
+    EXPECT_EQ(
+        run.out,
+        "7\na server that was killed 1 objects are in the index now, and 2 that were there already, or are "
+        "none, are removed\nin/.orvkit-arriving:\n\nin/0/1:\nnew.dcm\n7 files in the index, 0 faults, 0 "
+        "of them mended\n");
+}
+
+TEST_F(ServeArchiveTest, TwoServersShareAnArchiveWhoseIndexIsNotReplacedMeanwhile) {
+    const Outcome run = sh(server() + R"(
+first=$server one=$peer; mv log log1; begin
+for to in $one $peer $one $peer; do orvkit send $to set >/dev/null & all="$all $!"; done
+for id in $all; do wait $id || exit 3; done
+orvkit index check in; orvkit index rebuild in; echo $?
+stop; server=$first; stop
+orvkit index rebuild in; orvkit index check in; ls -A in/.orvkit-arriving)");
+    EXPECT_EQ(run.status, 0) << run.err << log();
+    EXPECT_EQ(
+        run.out,
+        "10 files in the index, 0 faults, 0 of them mended\n1\n"
+        "10 files in the index, 0 of them duplicates, 0 contradict others; 0 could not be read; 0 are no "
+        "DICOM files\n10 files in the index, 0 faults, 0 of them mended\n");
+    EXPECT_TRUE(holds(run.err, "another program is at work in this archive"));
+}
+
+TEST_F(ServeArchiveTest, AFullDiskRefusesObjectsAndKeepsWhatItHas) {
+    if (sh("mkdir in && mount -t tmpfs -o size=1500k none in && umount in").status != 0)
+        GTEST_SKIP() << "no small file system can be mounted";
+    const Outcome run = sh("mount -t tmpfs -o size=1500k none in; trap 'umount in' EXIT\n" + server() + R"(
+orvkit phantom big --size 256 --images 10 --seed 3 >/dev/null
+orvkit send $peer big >/dev/null && exit 2
+stored=$(results --level image --relational); refused=$(grep -c 'status 0xA700' log)
+[ $stored -gt 0 -a $refused -gt 0 ] && echo $((stored + refused))
+stop; begin
+[ $(results --level image --relational) = $stored ] && orvkit index check in >/dev/null && echo agree
+mount -o remount,size=30m in
+orvkit send $peer big >/dev/null; results --level image --relational
+stop; orvkit index check in)");
+    EXPECT_EQ(run.status, 0) << run.err << log();
+    EXPECT_EQ(run.out, "20\nagree\n20\n20 files in the index, 0 faults, 0 of them mended\n");
+}
+
 class RawArchiveTest : public ServeArchiveTest {
   protected:
     void SetUp() override {
