@@ -44,12 +44,12 @@ configure() {
   command -v ccache >/dev/null 2>&1 && cache=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
   cmake -S . -B "$directory" -G Ninja "${cache[@]}" "$@"
 }
-# The same for this machine's own compiler; where there is no ccache, the standard headers are precompiled.
+# The same; where there is no ccache, a dozen files are compiled as one, which takes half the time.
 configure_fast() {
-  local directory=$1 headers=ON
+  local directory=$1 unity=ON
   shift
-  command -v ccache >/dev/null 2>&1 && headers=OFF
-  configure "$directory" -DORVKIT_PCH=$headers "$@"
+  command -v ccache >/dev/null 2>&1 && unity=OFF
+  configure "$directory" -DORVKIT_UNITY=$unity "$@"
 }
 
 jobs() { nproc 2>/dev/null || echo 2; }

@@ -18,7 +18,6 @@
 namespace orvkit {
 namespace {
 
-constexpr const char* reporter = "DcElem::addValue";
 constexpr const char* textReporter = "DcElem::addValueStrg";
 
 int failMemory(const char* from, std::size_t size) {
@@ -224,7 +223,7 @@ int addPieces(DcElem& e, const VrRow& rule, std::string_view text, int index) {
 int addWhole(DcElem& e, std::string_view text, int index) {
     const VrRow& rule = vrRow(ElemAccess::vr(e));
     if (rule.take == Take::buffer) {  // never split, and always the only value
-        if (text.size() > std::numeric_limits<unsigned int>::max()) return failMemory(reporter, text.size());
+        if (text.size() > std::numeric_limits<unsigned int>::max()) return failMemory(kAddValue, text.size());
         return e.addValue(static_cast<const void*>(text.data()), static_cast<unsigned int>(text.size()),
                           UID_LITTLE_ENDIAN_EXPLICIT);
     }
@@ -247,6 +246,6 @@ int DcElem::addValueStrg(const char* text, unsigned int length, int index) {
 }
 
 int DcElem::addValue(const char* value, int index) {
-    if (value == nullptr) return failNull(ELEM_NULL_ARGUMENT, reporter, LOG_NOTICE);
+    if (value == nullptr) return failNull(ELEM_NULL_ARGUMENT, kAddValue, LOG_NOTICE);
     return addWhole(*this, value, index);
 }

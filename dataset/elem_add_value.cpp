@@ -9,19 +9,17 @@
 namespace orvkit {
 namespace {
 
-constexpr const char* reporter = "DcElem::addValue";
-
 template <typename T>
 int addNumber(DcElem& e, T v, int index, NumberType type, const char* name) {
     const DICT_VR vr = ElemAccess::vr(e);
     const VrRow& rule = vrRow(vr);
-    return rule.takesNumber(type) ? storeNumber(e, rule, v, index) : refuseAdding(e, vr, name, reporter);
+    return rule.takesNumber(type) ? storeNumber(e, rule, v, index) : refuseAdding(e, vr, name, kAddValue);
 }
 
 template <typename Value>
 int addRecord(DcElem& e, Value& value, int index, DICT_VR wanted, const char* name) {
     const DICT_VR vr = ElemAccess::vr(e);
-    if (vr != wanted) return refuseAdding(e, vr, name, reporter);
+    if (vr != wanted) return refuseAdding(e, vr, name, kAddValue);
     TextOut text;
     const int code = formatText(value, text, ElemAccess::tag(e));
     return code != RESULT_OK ? code : storeText(e, text.view(), index);
@@ -74,14 +72,14 @@ int DcElem::addValue(double value, int index) {
 
 int DcElem::addValue(DICT_UID value, int index) {
     const DICT_VR vr = ElemAccess::vr(*this);
-    if (vr != VR_UI) return refuseAdding(*this, vr, "DICT_UID", reporter);
+    if (vr != VR_UI) return refuseAdding(*this, vr, "DICT_UID", kAddValue);
     const DcDictUidInfo* info = Dict.findUid(value);
     return info == nullptr ? ELEM_VALUE_REFUSED : storeText(*this, info->uid, index);
 }
 
 int DcElem::addValue(DcElemValueAT& value, int index) {
     const DICT_VR vr = ElemAccess::vr(*this);
-    if (vr != VR_AT) return refuseAdding(*this, vr, "DcElemValueAT", reporter);
+    if (vr != VR_AT) return refuseAdding(*this, vr, "DcElemValueAT", kAddValue);
     return storeBinary(*this, static_cast<unsigned int>(value.group) << 16 | value.element, index);
 }
 int DcElem::addValue(DcElemValueAS& value, int index) {

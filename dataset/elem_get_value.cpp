@@ -18,17 +18,17 @@
 namespace orvkit {
 namespace {
 
-constexpr const char* reporter = "DcElem::getValue";
+constexpr const char* kGetValue = "DcElem::getValue";
 
 int refuseType(const DcElem& e, DICT_VR vr, const char* type) {
     const unsigned int tag = ElemAccess::tag(e);
-    return fail(ELEM_VR_SIZE, LOG_VALIDATION, reporter, "Element (%04x,%04x) VR=%s, cannot get value as %s",
+    return fail(ELEM_VR_SIZE, LOG_VALIDATION, kGetValue, "Element (%04x,%04x) VR=%s, cannot get value as %s",
                 tag >> 16, tag & 0xFFFF, Dict.vrName(vr), type);
 }
 
 int failCut(const DcElem& e) {
     const unsigned int tag = ElemAccess::tag(e);
-    return fail(ELEM_TRUNCATED, LOG_VALIDATION, reporter,
+    return fail(ELEM_TRUNCATED, LOG_VALIDATION, kGetValue,
                 "Element (%04x,%04x) buffer too short, value truncated", tag >> 16, tag & 0xFFFF);
 }
 
@@ -45,7 +45,7 @@ int locate(const DcElem& e, bool delivers, const char* type, int index, unsigned
     if (place == count) return ELEM_NO_MORE_VALUES;
     if (place < 0 || place > count) {
         const unsigned int tag = ElemAccess::tag(e);
-        return fail(ELEM_INVALID_INDEX, LOG_VALIDATION, reporter,
+        return fail(ELEM_INVALID_INDEX, LOG_VALIDATION, kGetValue,
                     "Element (%04x,%04x) index (=%d) out of range, value count = %d", tag >> 16, tag & 0xFFFF,
                     index, count);
     }
@@ -234,7 +234,7 @@ int copyValue(const DcElem& e, const VrRow& rule, unsigned int at, char* buffer,
 using namespace orvkit;
 
 int DcElem::getValue(char* buffer, int length, int index) {
-    if (buffer == nullptr) return failNull(ELEM_NULL_ARGUMENT, reporter, LOG_NOTICE);
+    if (buffer == nullptr) return failNull(ELEM_NULL_ARGUMENT, kGetValue, LOG_NOTICE);
     *buffer = '\0';
     const VrRow& rule = vrRow(ElemAccess::vr(*this));
     unsigned int at;

@@ -16,12 +16,10 @@ using namespace orvkit;
 
 namespace {
 
-constexpr unsigned int kPixelGroup = kTagPixelData >> 16;
-
 // Lends the listed elements, or all, but for pixel data.
 void lend(Aside& loan, DcElemList& owner, const unsigned int* tags) {
     const auto take = [&loan](DcElem* e) {
-        if (e != nullptr && ElemAccess::tag(*e) >> 16 != kPixelGroup) loan.take(e);
+        if (e != nullptr && ElemAccess::tag(*e) >> 16 != kTagPixelData >> 16) loan.take(e);
     };
     if (tags != nullptr) {
         for (; *tags != TAG_LIST_END; ++tags) take(ElemListAccess::find(owner, *tags));

@@ -135,7 +135,7 @@ void putSize(TextSink& out, const DcElem& e) {
     out.put(") bytes \n");
 }
 
-void putUnknown(TextSink& out, const DcElem& e) {
+void putUnknownText(TextSink& out, const DcElem& e) {
     const DcBuf* buf = ElemAccess::firstBuf(e);
     if (buf == nullptr) return out.put('\n');
     if (buf->getType() != BUF_MEMORY || buf->getBuf() == nullptr) return putSize(out, e);
@@ -148,7 +148,7 @@ void putUnknown(TextSink& out, const DcElem& e) {
     out.put(text.size() > maxPrintedText ? " ...\n" : "\n");
 }
 
-void putValues(TextSink& out, const DcElem& e, DICT_VR vr) {
+void putValuesLine(TextSink& out, const DcElem& e, DICT_VR vr) {
     switch (vrRow(vr).kind) {
         case Kind::words:
         case Kind::decimal:
@@ -164,7 +164,7 @@ void putValues(TextSink& out, const DcElem& e, DICT_VR vr) {
         case Kind::integer:
             return putIntegers(out, e, vr);
         case Kind::unknown:
-            return putUnknown(out, e);
+            return putUnknownText(out, e);
         case Kind::hidden:
             return out.put(vr > VR_RT ? "???\n" : "\n");
     }
@@ -224,7 +224,7 @@ class TreeWalk {
         out_.put(" (");
         out_.put(vrText(vr));
         out_.put(") ");
-        putValues(out_, e, vr);
+        putValuesLine(out_, e, vr);
     }
     void noteTooDeep() {
         cells(depth_);

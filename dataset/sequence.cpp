@@ -18,7 +18,7 @@ namespace {
 constexpr unsigned int kIconImageSequence = 0x00880200;
 constexpr unsigned int kItemHeader = orvkit::kShortHeader;
 
-int failTooLarge() {
+int failSequenceTooLarge() {
     return fail(ELEM_VALUE_REFUSED, LOG_ERROR, "DcElemSq::frame", "Sequence is larger than 0x%x bytes",
                 orvkit::kMostRoom);
 }
@@ -219,7 +219,7 @@ int ElemListAccess::frame(DcElemSq& sq, unsigned char* buf, unsigned int room, u
         return fail(ELEM_VR_SIZE, LOG_VALIDATION, "DcElemSq::frame", "Element (%04x,%04x) is not a sequence",
                     tag >> 16, tag & 0xFFFF);
     }
-    if (room < orvkit::kLongHeader) return failTooLarge();
+    if (room < orvkit::kLongHeader) return failSequenceTooLarge();
     const orvkit::Mode mode = orvkit::Mode::of(xferSyn);
     const auto header =
         static_cast<unsigned int>(mode.explicitVr ? orvkit::kLongHeader : orvkit::kShortHeader);
@@ -227,7 +227,7 @@ int ElemListAccess::frame(DcElemSq& sq, unsigned char* buf, unsigned int room, u
     int result = RESULT_OK;
     for (DcElemSqItem* item = sq.first(); item != nullptr && result == RESULT_OK; item = item->next()) {
         unsigned int itemLength = 0;
-        result = room - used < kItemHeader ? failTooLarge()
+        result = room - used < kItemHeader ? failSequenceTooLarge()
                                            : frame(*item, buf + used, room - used, itemLength, xferSyn);
         used += itemLength;
     }

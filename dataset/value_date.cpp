@@ -19,11 +19,11 @@ const char* firstNoDigit(std::string_view text) noexcept {
 }
 
 // The two sides of a range. A side of nothing but padding is absent.
-struct Range {
+struct TextRange {
     std::string_view start;
     std::string_view end;
 };
-Range rangeOf(std::string_view text, std::size_t dash) noexcept {
+TextRange rangeOf(std::string_view text, std::size_t dash) noexcept {
     return {trimFront(text.substr(0, dash)), trimFront(text.substr(dash + 1))};
 }
 
@@ -153,7 +153,7 @@ int parseText(std::string_view given, DcElemValueDA& value, unsigned int tag) no
     const std::string_view text = trimFront(given);
     const std::size_t dash = text.find('-');
     if (dash == npos) return parseDate(text, value.year, value.month, value.day, tag);
-    const Range range = rangeOf(text, dash);
+    const TextRange range = rangeOf(text, dash);
     const int code = parseBound(range.start, value.startDate, tag);
     return code != RESULT_OK ? code : parseBound(range.end, value.endDate, tag);
 }
@@ -162,7 +162,7 @@ int parseText(std::string_view given, DcElemValueTM& value, unsigned int tag) no
     const std::string_view text = trimFront(given);
     const std::size_t dash = text.find('-');
     if (dash == npos) return parseTime(text, value.hour, value.minute, value.second, tag);
-    const Range range = rangeOf(text, dash);
+    const TextRange range = rangeOf(text, dash);
     const int code = parseBound(range.start, value.startTime, tag);
     return code != RESULT_OK ? code : parseBound(range.end, value.endTime, tag);
 }

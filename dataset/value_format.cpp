@@ -7,7 +7,6 @@
 namespace orvkit {
 namespace {
 
-constexpr const char* reporter = "DcElem::addValue";
 constexpr double latestTime = 240000.0;
 constexpr int latestDate = 30001231;
 
@@ -28,11 +27,11 @@ int formatText(DcElemValueAS& value, TextOut& out, unsigned int tag) noexcept {
         value.unit[0] = static_cast<char>(value.unit[0] - 'a' + 'A');
     const char unit = value.unit[0];
     if (unit != 'D' && unit != 'W' && unit != 'M' && unit != 'Y') {
-        return refuseValue(ELEM_VALUE_REFUSED, tag, reporter, "invalid specifier '%.1s', should be D,W,M,Y",
+        return refuseValue(ELEM_VALUE_REFUSED, tag, kAddValue, "invalid specifier '%.1s', should be D,W,M,Y",
                            value.unit);
     }
     if (!within(value.age, 0, 999))
-        return refuseValue(ELEM_VALUE_REFUSED, tag, reporter, "age out of range %d", value.age);
+        return refuseValue(ELEM_VALUE_REFUSED, tag, kAddValue, "age out of range %d", value.age);
     out.number(value.age, 3);
     out.put(unit);
     return RESULT_OK;
@@ -42,20 +41,20 @@ int formatText(const DcElemValueDA& value, TextOut& out, unsigned int tag) noexc
     constexpr int absent = -1;
     if (value.startDate == absent && value.endDate == absent) {
         if (value.year < 0)
-            return refuseValue(ELEM_VALUE_REFUSED, tag, reporter, "year out of range %d", value.year);
+            return refuseValue(ELEM_VALUE_REFUSED, tag, kAddValue, "year out of range %d", value.year);
         if (!within(value.month, 1, 12))
-            return refuseValue(ELEM_VALUE_REFUSED, tag, reporter, "month out of range %d", value.month);
+            return refuseValue(ELEM_VALUE_REFUSED, tag, kAddValue, "month out of range %d", value.month);
         if (!within(value.day, 1, 31))
-            return refuseValue(ELEM_VALUE_REFUSED, tag, reporter, "day out of range %d", value.day);
+            return refuseValue(ELEM_VALUE_REFUSED, tag, kAddValue, "day out of range %d", value.day);
         out.number(value.year, 4);
         out.number(value.month, 2);
         out.number(value.day, 2);
         return RESULT_OK;
     }
     if (value.startDate > latestDate)
-        return refuseValue(ELEM_VALUE_REFUSED, tag, reporter, "invalid starting date %d", value.startDate);
+        return refuseValue(ELEM_VALUE_REFUSED, tag, kAddValue, "invalid starting date %d", value.startDate);
     if (value.endDate > latestDate)
-        return refuseValue(ELEM_VALUE_REFUSED, tag, reporter, "invalid ending date %d", value.endDate);
+        return refuseValue(ELEM_VALUE_REFUSED, tag, kAddValue, "invalid ending date %d", value.endDate);
     if (value.startDate != absent) out.number(value.startDate, 8);
     out.put('-');
     if (value.endDate != absent) out.number(value.endDate, 8);
@@ -69,22 +68,23 @@ int formatText(const DcElemValueDT& value, TextOut& out, unsigned int tag) noexc
         return RESULT_OK;
     }
     if (!within(value.year, 0, 9999))
-        return refuseValue(ELEM_VALUE_REFUSED, tag, reporter, "year out of range %d", value.year);
+        return refuseValue(ELEM_VALUE_REFUSED, tag, kAddValue, "year out of range %d", value.year);
     if (!within(value.month, 1, 12))
-        return refuseValue(ELEM_VALUE_REFUSED, tag, reporter, "month out of range %d", value.month);
+        return refuseValue(ELEM_VALUE_REFUSED, tag, kAddValue, "month out of range %d", value.month);
     if (!within(value.day, 1, 31))
-        return refuseValue(ELEM_VALUE_REFUSED, tag, reporter, "day out of range %d", value.day);
+        return refuseValue(ELEM_VALUE_REFUSED, tag, kAddValue, "day out of range %d", value.day);
     if (!within(value.hour, 0, 23))
-        return refuseValue(ELEM_VALUE_REFUSED, tag, reporter, "hour out of range %d", value.hour);
+        return refuseValue(ELEM_VALUE_REFUSED, tag, kAddValue, "hour out of range %d", value.hour);
     if (!within(value.minute, 0, 59))
-        return refuseValue(ELEM_VALUE_REFUSED, tag, reporter, "minute out of range %d", value.minute);
+        return refuseValue(ELEM_VALUE_REFUSED, tag, kAddValue, "minute out of range %d", value.minute);
     if (!validSecond(value.second))
-        return refuseValue(ELEM_VALUE_REFUSED, tag, reporter, "second out of range %d",
+        return refuseValue(ELEM_VALUE_REFUSED, tag, kAddValue, "second out of range %d",
                            toIntSaturated(value.second));
     if (!within(value.offsetHour, -23, 23))
-        return refuseValue(ELEM_VALUE_REFUSED, tag, reporter, "offsetHour out of range %d", value.offsetHour);
+        return refuseValue(ELEM_VALUE_REFUSED, tag, kAddValue, "offsetHour out of range %d",
+                           value.offsetHour);
     if (!within(value.offsetMinute, 0, 59))
-        return refuseValue(ELEM_VALUE_REFUSED, tag, reporter, "offsetMinute out of range %d",
+        return refuseValue(ELEM_VALUE_REFUSED, tag, kAddValue, "offsetMinute out of range %d",
                            value.offsetMinute);
     out.number(value.year, 4);
     out.number(value.month, 2);
@@ -108,11 +108,11 @@ int formatText(const DcElemValueTM& value, TextOut& out, unsigned int tag) noexc
     }
     if (!isPresent(value.startTime) && !isPresent(value.endTime)) {
         if (!within(value.hour, 0, 23))
-            return refuseValue(ELEM_VALUE_REFUSED, tag, reporter, "hour out of range %d", value.hour);
+            return refuseValue(ELEM_VALUE_REFUSED, tag, kAddValue, "hour out of range %d", value.hour);
         if (!within(value.minute, 0, 59))
-            return refuseValue(ELEM_VALUE_REFUSED, tag, reporter, "minute out of range %d", value.minute);
+            return refuseValue(ELEM_VALUE_REFUSED, tag, kAddValue, "minute out of range %d", value.minute);
         if (!validSecond(value.second))
-            return refuseValue(ELEM_VALUE_REFUSED, tag, reporter, "second out of range %d",
+            return refuseValue(ELEM_VALUE_REFUSED, tag, kAddValue, "second out of range %d",
                                toIntSaturated(value.second));
         out.number(value.hour, 2);
         out.number(value.minute, 2);
@@ -125,10 +125,10 @@ int formatText(const DcElemValueTM& value, TextOut& out, unsigned int tag) noexc
         return RESULT_OK;
     }
     if (value.startTime > latestTime)
-        return refuseValue(ELEM_VALUE_REFUSED, tag, reporter, "invalid starting time %d",
+        return refuseValue(ELEM_VALUE_REFUSED, tag, kAddValue, "invalid starting time %d",
                            toIntSaturated(value.startTime));
     if (value.endTime > latestTime)
-        return refuseValue(ELEM_VALUE_REFUSED, tag, reporter, "invalid ending time %d",
+        return refuseValue(ELEM_VALUE_REFUSED, tag, kAddValue, "invalid ending time %d",
                            toIntSaturated(value.endTime));
     if (isPresent(value.startTime)) out.fixed(value.startTime, 13);
     out.put('-');

@@ -8,27 +8,25 @@
 namespace orvkit {
 namespace {
 
-constexpr auto npos = std::string_view::npos;
-
 // Walks over the bytes of a name that belong to escape sequences of ISO 2022, or to two-byte characters of
 // a set designated to G0 (PS3.5 6.1.2.5): none of them is a separator, whatever its value.
 class NameScanner {
   public:
     explicit NameScanner(std::string_view text) noexcept : text_(text) {}
 
-    // The position of the next of the separators, or npos.
+    // The position of the next of the separators, or no position.
     std::size_t next(std::string_view separators) noexcept {
         while (at_ < text_.size()) {
             const char c = text_[at_];
             if (c == escape) {
                 skipEscape();
-            } else if (!twoByte_ && separators.find(c) != npos) {
+            } else if (!twoByte_ && separators.find(c) != std::string_view::npos) {
                 return at_++;
             } else {
                 ++at_;
             }
         }
-        return npos;
+        return std::string_view::npos;
     }
 
   private:
@@ -57,7 +55,7 @@ class NameScanner {
 int parseText(std::string_view given, DcElemValuePN& value, unsigned int) noexcept {
     const std::string_view text = trimFront(given);
     if (text.empty()) return ELEM_EMPTY_VALUE;
-    const bool grouped = NameScanner(text).next("=") != npos;
+    const bool grouped = NameScanner(text).next("=") != std::string_view::npos;
     const std::string_view separator = grouped ? "=" : "^";
     value.reset();
     value.group = grouped ? 1 : 0;
@@ -65,8 +63,9 @@ int parseText(std::string_view given, DcElemValuePN& value, unsigned int) noexce
     std::size_t begin = 0;
     for (auto* to : {&value.family, &value.given, &value.middle, &value.prefix, &value.suffix}) {
         const std::size_t end = scan.next(separator);
-        fillField(*to, text.substr(begin, end == npos ? npos : end - begin));
-        if (end == npos) break;
+        fillField(*to,
+                  text.substr(begin, end == std::string_view::npos ? std::string_view::npos : end - begin));
+        if (end == std::string_view::npos) break;
         begin = end + 1;
     }
     return RESULT_OK;

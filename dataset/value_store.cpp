@@ -17,7 +17,7 @@ constexpr std::size_t kMost = std::numeric_limits<unsigned int>::max();
 static_assert(offsetof(ElemStore, more) == sizeof ElemStore::local);
 
 // Stands in front of the bytes on the heap. `ends`: where each of several texts ends, or null.
-struct Block {
+struct Heap {
     unsigned int* ends;
     unsigned int capacity;
     unsigned int endsCapacity;
@@ -27,8 +27,8 @@ bool onHeap(const ElemStore& s) noexcept {
     return s.used > ElemStore::kLocal;
 }
 
-Block* blockOf(const ElemStore& s) noexcept {
-    return onHeap(s) ? reinterpret_cast<Block*>(s.heap) - 1 : nullptr;
+Heap* blockOf(const ElemStore& s) noexcept {
+    return onHeap(s) ? reinterpret_cast<Heap*>(s.heap) - 1 : nullptr;
 }
 
 unsigned int* endsOf(const ElemStore& s) noexcept {
@@ -40,13 +40,13 @@ unsigned char* grow(ElemStore& s, std::size_t more) noexcept {
     if (more > kMost - s.used) return nullptr;
     const std::size_t need = s.used + more;
     if (need > ElemStore::kLocal) {
-        Block* const old = blockOf(s);
+        Heap* const old = blockOf(s);
         if (old == nullptr || old->capacity < need) {
             // The first block is exact, since most values stay alone; after that it doubles.
             const std::size_t now = old == nullptr ? std::size_t{ElemStore::kLocal} : old->capacity;
             const std::size_t size = s.count == 0 ? need : std::min(std::max(need, 2 * now), kMost);
-            if (size > SIZE_MAX - sizeof(Block)) return nullptr;
-            auto* const block = static_cast<Block*>(orvkit::grow(old, sizeof(Block) + size));
+            if (size > SIZE_MAX - sizeof(Heap)) return nullptr;
+            auto* const block = static_cast<Heap*>(orvkit::grow(old, sizeof(Heap) + size));
             if (block == nullptr) return nullptr;
             auto* const bytes = reinterpret_cast<unsigned char*>(block + 1);
             if (old == nullptr) {
@@ -64,7 +64,7 @@ unsigned char* grow(ElemStore& s, std::size_t more) noexcept {
 
 // The bytes behind the first `size` ones are given up.
 void shrink(ElemStore& s, std::size_t size) noexcept {
-    Block* const block = blockOf(s);
+    Heap* const block = blockOf(s);
     s.used = static_cast<unsigned int>(size);
     if (block == nullptr || onHeap(s)) return;
     std::memcpy(storeBytes(s).data(), block + 1, size);
@@ -103,7 +103,7 @@ Range rangeOf(const ElemStore& s, unsigned int index, bool text) noexcept {
 // Notes where the last text ends. Without memory for that, texts are searched for.
 void noteEnd(ElemStore& s) noexcept {
     if (!onHeap(s) || s.count < 2) return;
-    Block& block = *blockOf(s);
+    Heap& block = *blockOf(s);
     const bool first = block.ends == nullptr;
     if (s.count > block.endsCapacity) {
         const std::size_t capacity = std::max<std::size_t>(s.count, 2 * std::size_t{block.endsCapacity});
@@ -132,7 +132,7 @@ void storeInit(ElemStore& s) noexcept {
 }
 
 void storeClear(ElemStore& s) noexcept {
-    if (Block* const block = blockOf(s); block != nullptr) {
+    if (Heap* const block = blockOf(s); block != nullptr) {
         std::free(block->ends);
         std::free(block);
     }

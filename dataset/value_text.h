@@ -36,6 +36,7 @@ namespace orvkit {
 
 // Logs a message of at most some 1200 bytes behind "Element (gggg,eeee) - " at LOG_VALIDATION; returns
 // `code`.
+inline constexpr const char* kAddValue = "DcElem::addValue";  // who refuses, mostly
 [[nodiscard]] int refuseValue(int code, unsigned int tag, const char* reporter, const char* format, ...)
     ORVKIT_PRINTF(4, 5);
 

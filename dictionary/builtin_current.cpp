@@ -196,13 +196,13 @@ constexpr auto newUids = [] {
     return infos;
 }();
 
-constexpr std::string_view uidTextAt(std::size_t i) {
+constexpr std::string_view currentUidAt(std::size_t i) {
     return uidRows[i].uid;
 }
 constexpr std::string_view uidKeywordAt(std::size_t i) {
     return uidRows[i].keyword;
 }
-constexpr auto uidIndex = indexTexts<indexSlotsFor(uidCount)>(uidCount, uidTextAt);
+constexpr auto currentUidIndex = indexTexts<indexSlotsFor(uidCount)>(uidCount, currentUidAt);
 constexpr auto uidKeywordIndex = indexTexts<indexSlotsFor(uidCount)>(uidCount, uidKeywordAt);
 
 }  // namespace
@@ -212,7 +212,7 @@ constexpr EditionTables editionCurrent{DICT_EDITION_CURRENT, currentTags, curren
 constexpr std::span<const DcDictUidInfo> currentUids = newUids;
 
 std::size_t currentUidPosition(std::string_view uid) noexcept {
-    const std::size_t row = searchTexts(uidIndex, uid, uidTextAt);
+    const std::size_t row = searchTexts(currentUidIndex, uid, currentUidAt);
     return row == noPosition || row < newUidsAt ? noPosition : row - newUidsAt;
 }
 
@@ -263,7 +263,7 @@ int dictGetUidEntryAt(std::size_t index, DcDictUidEntry& entry) noexcept {
 int dictGetUidEntry(const char* uidOrKeyword, DcDictUidEntry& entry) noexcept {
     entry = {};
     if (uidOrKeyword == nullptr) return RESULT_DICT_NULL;
-    std::size_t found = searchTexts(uidIndex, uidOrKeyword, uidTextAt);
+    std::size_t found = searchTexts(currentUidIndex, uidOrKeyword, currentUidAt);
     if (found == noPosition) {
         found = searchTexts(uidKeywordIndex, uidOrKeyword, uidKeywordAt);
     }

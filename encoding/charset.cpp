@@ -36,7 +36,7 @@ struct CharsetRow {
 namespace {
 
 // A term names what it puts into G0 or G1, PS3.3 tables C.12-2 to C.12-5.
-constexpr CharsetRow rows[] = {
+constexpr CharsetRow kCharsets[] = {
     {"ISO_IR 6", "ISO 2022 IR 6", "(B", CodeKind::ascii, nullptr},
     {"ISO_IR 13", "ISO 2022 IR 13", ")I", CodeKind::single, "SHIFT_JIS"},
     {"ISO_IR 100", "ISO 2022 IR 100", "-A", CodeKind::single, "ISO-8859-1"},
@@ -59,11 +59,11 @@ constexpr CharsetRow rows[] = {
     {"GBK", "", "", CodeKind::whole, "GBK"},
     {"", "", "(J", CodeKind::romaji, nullptr},  // comes with IR 13
 };
-constexpr const CharsetRow& asciiRow = rows[0];
-constexpr const CharsetRow& katakanaRow = rows[1];
-constexpr const CharsetRow& latin1Row = rows[2];
-constexpr const CharsetRow& utf8Row = rows[17];
-constexpr const CharsetRow& romajiRow = rows[std::size(rows) - 1];
+constexpr const CharsetRow& asciiRow = kCharsets[0];
+constexpr const CharsetRow& katakanaRow = kCharsets[1];
+constexpr const CharsetRow& latin1Row = kCharsets[2];
+constexpr const CharsetRow& utf8Row = kCharsets[17];
+constexpr const CharsetRow& romajiRow = kCharsets[std::size(kCharsets) - 1];
 
 constexpr char escapeCharacter = 0x1B;
 
@@ -73,9 +73,9 @@ unsigned char byteOf(char c) noexcept {
 
 const CharsetRow* rowOfTerm(std::string_view term) noexcept {
     if (term.empty()) return &asciiRow;
-    const auto* row = std::find_if(std::begin(rows), std::end(rows),
+    const auto* row = std::find_if(std::begin(kCharsets), std::end(kCharsets),
                                    [&](const CharsetRow& r) { return r.term == term || r.extended == term; });
-    return row == std::end(rows) ? nullptr : row;
+    return row == std::end(kCharsets) ? nullptr : row;
 }
 
 bool isDouble(const CharsetRow& row) noexcept {
@@ -86,8 +86,8 @@ bool goesIntoG0(const CharsetRow& row) noexcept {
 }
 
 Spares<platform::Encoding>::Lent encodingOf(const CharsetRow& row) {
-    static std::array<Spares<platform::Encoding>, std::size(rows)> made;
-    return made[static_cast<std::size_t>(&row - rows)].lend(
+    static std::array<Spares<platform::Encoding>, std::size(kCharsets)> made;
+    return made[static_cast<std::size_t>(&row - kCharsets)].lend(
         [&row] { return std::make_unique<platform::Encoding>(row.encoding); });
 }
 
@@ -155,7 +155,7 @@ class Decoding {
         return 1;
     }
     std::size_t designate(std::string_view behindEscape) {
-        for (const CharsetRow& row : rows) {
+        for (const CharsetRow& row : kCharsets) {
             if (row.escape.empty() || !behindEscape.starts_with(row.escape)) continue;
             (goesIntoG0(row) ? sets_.g0 : sets_.g1) = &row;
             return row.escape.size();

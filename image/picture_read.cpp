@@ -34,9 +34,9 @@ constexpr struct {
 };
 
 // The numbers at the head of a PNM file.
-class Numbers {
+class PnmNumbers {
   public:
-    explicit Numbers(std::span<const unsigned char> bytes) : bytes_(bytes) {}
+    explicit PnmNumbers(std::span<const unsigned char> bytes) : bytes_(bytes) {}
 
     // 0 where there is none, or one above a million.
     unsigned int next() {
@@ -67,7 +67,7 @@ class Numbers {
 }  // namespace
 
 int readPnm(const PictureFile& file) {
-    Numbers numbers(file.bytes);
+    PnmNumbers numbers(file.bytes);
     const unsigned int width = numbers.next();
     const unsigned int height = numbers.next();
     const unsigned int most = numbers.next();

@@ -129,9 +129,9 @@ class Taker {
 };
 
 // Explicit VR little endian, which keeps the VRs.
-class Giver {
+class StreamGiver {
   public:
-    explicit Giver(std::string_view charset) : charset_(charset) {}
+    explicit StreamGiver(std::string_view charset) : charset_(charset) {}
 
     void attributes(std::string_view bytes, std::string& out) {
         if (++depth_ > kMostLevels) tooDeepThere();
@@ -206,7 +206,7 @@ bool takeAttributes(DcElemList& dataset, const Bounds& bounds, Bytes& bytes) {
 
 void giveAttributes(std::string_view bytes, std::string_view charset, DcElemList& dataset) {
     std::string stream;
-    Giver(charset).attributes(bytes, stream);
+    StreamGiver(charset).attributes(bytes, stream);
     if (stream.empty()) return;
     // What the objects said is told as it is.
     (void)dataset.setValueExceptionLevel(0);

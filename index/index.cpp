@@ -71,9 +71,9 @@ int nullArgument(const char* reporter) {
 }
 
 // Instances for callbacks.
-class Giver {
+class InstanceGiver {
   public:
-    Giver(Terms& terms, void* context, DcIndexInstanceCB callback)
+    InstanceGiver(Terms& terms, void* context, DcIndexInstanceCB callback)
         : terms_(terms), context_(context), callback_(callback) {}
 
     // True: go on.
@@ -187,7 +187,7 @@ int DcIndex::walk(INDEX_ROOT root, unsigned int how, DcElemList& keys, void* con
     return guarded("DcIndex::walk", [&] {
         const Readers::Lease reader = own_->reader();
         const Request selection = makeSelection(root, how, keys);
-        Giver giver(reader.terms(), context, instance);
+        InstanceGiver giver(reader.terms(), context, instance);
         for (const SelectedSeries& series : selectSeries(reader.session(), selection)) {
             if (!giver.give(reader.session(), selection.level, series)) return INDEX_STOPPED;
         }
@@ -223,7 +223,7 @@ int DcIndex::lookUp(const char* sopInstance, void* context, DcIndexInstanceCB in
     return guarded("DcIndex::lookUp", [&] {
         const Readers::Lease reader = own_->reader();
         const Request selection = byInstance(sopInstance);
-        Giver giver(reader.terms(), context, instance);
+        InstanceGiver giver(reader.terms(), context, instance);
         for (const SelectedSeries& series : selectSeries(reader.session(), selection)) {
             if (!giver.give(reader.session(), selection.level, series)) return INDEX_STOPPED;
         }
@@ -236,7 +236,7 @@ int DcIndex::walkAll(void* context, DcIndexInstanceCB instance) {
     return guarded("DcIndex::walkAll", [&] {
         constexpr std::size_t page = 500;
         const Readers::Lease reader = own_->reader();
-        Giver giver(reader.terms(), context, instance);
+        InstanceGiver giver(reader.terms(), context, instance);
         std::int64_t behind = 0;
         for (;;) {
             const std::vector<SelectedSeries> all = nextSeries(reader.session(), behind, page);
@@ -293,7 +293,7 @@ int DcIndex::walkGrave(unsigned long long number, void* context, DcIndexInstance
         if (!grave->run(number)) fail(INDEX_ABSENT, "there is no grave " + std::to_string(number));
         const auto find = reader.session().prepare(
             "SELECT study, series, uid, path, class, syntax, size FROM grave_instance WHERE grave = $1");
-        Giver giver(reader.terms(), context, instance);
+        InstanceGiver giver(reader.terms(), context, instance);
         for (bool more = find->run(number); more; more = find->step()) {
             SelectedSeries series;
             series.studyUid = find->text(0);

@@ -7,8 +7,8 @@
 namespace orvkit::index {
 namespace {
 
-constexpr std::size_t kSlice = 200;  // UIDs of a statement
-constexpr std::size_t kPage = 500;   // instances that are read at once
+constexpr std::size_t kUidsAtOnce = 200;  // UIDs of a statement
+constexpr std::size_t kPage = 500;        // instances that are read at once
 
 const char kColumns[] = "e.study, e.id, s.uid, e.uid, e.instances, e.bytes";
 
@@ -90,8 +90,8 @@ bool giveAll(const std::vector<SelectedInstance>& page,
 std::vector<SelectedSeries> selectSeries(Session& session, const Request& selection) {
     std::vector<SelectedSeries> all;
     const std::vector<std::string>& values = *valuesOf(selection, selection.level);
-    for (std::size_t at = 0; at < values.size(); at += kSlice) {
-        const std::size_t count = std::min(kSlice, values.size() - at);
+    for (std::size_t at = 0; at < values.size(); at += kUidsAtOnce) {
+        const std::size_t count = std::min(kUidsAtOnce, values.size() - at);
         const bool isImage = selection.level == Level::image;
         const auto find =
             session.prepare(std::string("SELECT ") + kColumns + ", p.pid" + (isImage ? ", u.uid" : ", ''") +

@@ -11,10 +11,10 @@ namespace orvkit {
 namespace {
 
 constexpr std::uint64_t kMostZeros = std::uint64_t{1} << 20;
-constexpr int kLookedAt = 16;  // elements
+constexpr int kElementsLookedAt = 16;  // elements
 constexpr std::uint64_t kLookedInto = 0x10000;
-constexpr unsigned int kMostMeta = 4096;  // bytes of a value in an implicit meta group
-constexpr int kEvidence = 2;              // an element that is known, or two that may be
+constexpr unsigned int kMostMetaValue = 4096;  // bytes of a value in an implicit meta group
+constexpr int kEvidence = 2;                   // an element that is known, or two that may be
 constexpr int kProof = 8;
 
 std::uint64_t zerosFrom(ByteSource& source, std::uint64_t from, std::uint64_t most) {
@@ -45,7 +45,7 @@ int evidence(ByteSource& source, std::uint64_t begin, Mode mode) {
     WalkHeader h;
     unsigned int last = 0;
     int seen = 0;
-    for (int i = 0; i < kLookedAt && walker.peek(h) == WalkStep::element; ++i) {
+    for (int i = 0; i < kElementsLookedAt && walker.peek(h) == WalkStep::element; ++i) {
         if (h.tag <= last || h.tag >> 16 < 4) break;
         const bool known = Dict.facts(h.tag).known;
         if (mode.explicitVr && !hasLetters(source, h.offset + 4)) break;
@@ -65,7 +65,7 @@ std::optional<Located> contentAt(ByteSource& source, std::uint64_t begin) {
         if (hasLetters(source, begin + 4)) return Located{true, begin, Mode::explicitLittle()};
         const auto length = loadAt<std::uint32_t>(b.data() + 4, ByteOrder::little);
         const bool known = Dict.facts(loadTag(b.data(), ByteOrder::little)).known;
-        if (known && length <= kMostMeta) return Located{true, begin, Mode::implicitLittle()};
+        if (known && length <= kMostMetaValue) return Located{true, begin, Mode::implicitLittle()};
     }
     if (syntaxByLooks(source, begin, UID_NONE) != UID_NONE) return Located{false, begin, {}};
     return std::nullopt;

@@ -23,7 +23,7 @@
 namespace orvkit {
 namespace {
 
-constexpr const char* kReporter = "DcDirDicomDir::read";
+constexpr const char* kLoadReporter = "DcDirDicomDir::read";
 constexpr unsigned char kItemTag[] = {0xFE, 0xFF, 0x00, 0xE0};
 // How the sequence begins, and the first element of a record: in implicit VR their front.
 constexpr unsigned char kSequenceTag[] = {0x04, 0x00, 0x20, 0x12, 'S', 'Q', 0, 0};
@@ -51,7 +51,7 @@ class DicomDirReader {
         const std::size_t sequence = findSequence();
         readHeader(sequence);
         if (set_.header_.consistencyFlag != DIR_FILESET_IS_CONSISTENT) {
-            logReport(LOG_NOTICE, kReporter, "Inconsistent file set, skipping further processing");
+            logReport(LOG_NOTICE, kLoadReporter, "Inconsistent file set, skipping further processing");
             return RESULT_OK;
         }
         const std::size_t behind = findItems(sequence);
@@ -137,7 +137,7 @@ void DicomDirReader::readHeader(std::size_t end) {
     for (const HeaderRule& rule : kHeaderRules) {
         DcElem* e = nullptr;
         if (header.getElem(rule.tag, &e) != RESULT_OK || ElemAccess::vr(*e) == rule.vr) continue;
-        logReport(LOG_ERROR, kReporter, "Unexpected VR - '%s' for Element (%04x,%04x)",
+        logReport(LOG_ERROR, kLoadReporter, "Unexpected VR - '%s' for Element (%04x,%04x)",
                   DcDict::vrName(ElemAccess::vr(*e)), rule.tag >> 16, rule.tag & 0xFFFF);
         destroyElem(header, rule.tag);
     }
@@ -254,7 +254,7 @@ DicomDirReader::Item* DicomDirReader::follow(unsigned int offset) {
         logReport(LOG_ERROR, "DcDirRec::parse", "Offset %d (0x%06x) exceeds buffer length %d (0x%06x)", shown,
                   offset, static_cast<int>(file_.size()), static_cast<unsigned int>(file_.size()));
     } else {
-        logReport(LOG_ERROR, kReporter, "Offset - %d (0x%06x), %s", shown, offset,
+        logReport(LOG_ERROR, kLoadReporter, "Offset - %d (0x%06x), %s", shown, offset,
                   item != nullptr ? "the record has its place already" : "no record begins there");
     }
     return nullptr;
@@ -317,7 +317,8 @@ void DicomDirReader::mendChain() {
     }
     std::erase_if(unplaced, [&led](unsigned int offset) { return led.count(offset) != 0; });
     if (unplaced.size() != 1) return;
-    logReport(LOG_NOTICE, kReporter, "Offset - %d (0x%06x), taken for the record that the broken link led to",
+    logReport(LOG_NOTICE, kLoadReporter,
+              "Offset - %d (0x%06x), taken for the record that the broken link led to",
               static_cast<int>(unplaced[0]), unplaced[0]);
     readChain(*brokenAt_, unplaced[0]);
 }
@@ -341,41 +342,43 @@ void DicomDirReader::readMrdrs() {
 }  // namespace orvkit
 
 using orvkit::fail;
-using orvkit::kReporter;
+using orvkit::kLoadReporter;
 
 namespace {
 
 int failRead(const orvkit::FilePrefix& file, const char* path) {
     if (file.outOfMemory()) {
-        return fail(ELEM_NO_MEMORY, LOG_ERROR, kReporter, "File '%s', unable to allocate memory", path);
+        return fail(ELEM_NO_MEMORY, LOG_ERROR, kLoadReporter, "File '%s', unable to allocate memory", path);
     }
-    return fail(DIR_READ_WRITE, LOG_ERROR, kReporter, "Error reading file '%s'", path);
+    return fail(DIR_READ_WRITE, LOG_ERROR, kLoadReporter, "Error reading file '%s'", path);
 }
 
 }  // namespace
 
 int DcDirDicomDir::read(const char* rootPath) try {
     if (rootPath != nullptr) {
-        if (const int result = setRootPath(rootPath, kReporter); result != RESULT_OK) return result;
+        if (const int result = setRootPath(rootPath, kLoadReporter); result != RESULT_OK) return result;
     }
-    if (rootPath_[0] == '\0') return fail(DIR_NOT_PART10, LOG_ERROR, kReporter, "DICOMDIR root path not set");
+    if (rootPath_[0] == '\0')
+        return fail(DIR_NOT_PART10, LOG_ERROR, kLoadReporter, "DICOMDIR root path not set");
     resetContent();
     const std::string name = orvkit::pathBelow(rootPath_, "DICOMDIR");
     const char* const path = name.c_str();
     orvkit::platform::FileInfo info;
     if (!orvkit::platform::examine(path, info)) {
         if (errno == ENOENT || errno == ENOTDIR) {
-            return fail(RESULT_OK, LOG_NOTICE, kReporter, "'%s' does not exit, empty object created", path);
+            return fail(RESULT_OK, LOG_NOTICE, kLoadReporter, "'%s' does not exit, empty object created",
+                        path);
         }
-        return fail(DIR_STAT, LOG_ERROR, kReporter, "stat error file '%s'", path);
+        return fail(DIR_STAT, LOG_ERROR, kLoadReporter, "stat error file '%s'", path);
     }
     if (info.size > orvkit::maxFileSize()) {
-        return fail(DIR_FILE_SIZE, LOG_ERROR, kReporter, "File '%s', size exceeds limit of %g Mbytes", path,
-                    orvkit::megabytes(orvkit::maxFileSize()));
+        return fail(DIR_FILE_SIZE, LOG_ERROR, kLoadReporter, "File '%s', size exceeds limit of %g Mbytes",
+                    path, orvkit::megabytes(orvkit::maxFileSize()));
     }
     orvkit::FilePrefix file;
     const auto size = static_cast<std::size_t>(info.size);
-    if (const int result = file.open(path, kReporter, size); result != RESULT_OK) return result;
+    if (const int result = file.open(path, kLoadReporter, size); result != RESULT_OK) return result;
     file.setLimit(UINT64_MAX);
     if (!file.loadAll()) return failRead(file, path);
 
@@ -386,16 +389,16 @@ int DcDirDicomDir::read(const char* rootPath) try {
     if (result != RESULT_OK) return result;
     const orvkit::Mode mode = orvkit::modeAsItLies(meta.transferSyntax, bytes.subspan(end));
     if (meta.transferSyntax != UID_LITTLE_ENDIAN_EXPLICIT && !mode.everyGroup) {
-        return fail(DIR_META_INFO, LOG_ERROR, kReporter,
+        return fail(DIR_META_INFO, LOG_ERROR, kLoadReporter,
                     "Invalid Transfer Syntax '%s', should be Littleendian Explicit",
                     orvkit::uidText(meta.transferSyntax));
     }
     if (meta.sopClassUid != UID_MEDIA_STORAGE_DIR_STORAGE) {
-        return fail(DIR_META_INFO, LOG_ERROR, kReporter,
+        return fail(DIR_META_INFO, LOG_ERROR, kLoadReporter,
                     "Invalid SOP Class UID '%s', should be Media Storage Dir Storage",
                     orvkit::uidText(meta.sopClassUid));
     }
-    if (mode.everyGroup) orvkit::tellImplicitDirectory(kReporter, path);
+    if (mode.everyGroup) orvkit::tellImplicitDirectory(kLoadReporter, path);
     meta.version = 1;  // the only one that is written, as is the transfer syntax
     meta.transferSyntax = UID_LITTLE_ENDIAN_EXPLICIT;
     meta_ = meta;

@@ -14,7 +14,7 @@ using namespace orvkit;
 
 namespace {
 
-constexpr const char* kReporter = "DcDirDicomDir::write";
+constexpr const char* kSaveReporter = "DcDirDicomDir::write";
 constexpr unsigned int kSequenceHeader = orvkit::kLongHeader;
 constexpr unsigned int kMostOfHeader = 512;  // the elements of group 0004 in front of the records
 
@@ -54,7 +54,7 @@ void fillMetaGroup(const DcDirMetaInfo& from, DcElemList& group) {
 }
 
 int failLimit() {
-    return fail(DIR_FILE_SIZE, LOG_ERROR, kReporter, "File size exceeds limit of %g Mbytes",
+    return fail(DIR_FILE_SIZE, LOG_ERROR, kSaveReporter, "File size exceeds limit of %g Mbytes",
                 megabytes(maxFileSize()));
 }
 
@@ -62,12 +62,12 @@ int failLimit() {
 int replaceFile(const std::string& path, std::span<const unsigned char> bytes) {
     platform::NewFile file;
     if (!file.beginBeside(path)) {
-        return fail(DIR_OPEN, LOG_ERROR, kReporter, "Error opening file - '%s'", path.c_str());
+        return fail(DIR_OPEN, LOG_ERROR, kSaveReporter, "Error opening file - '%s'", path.c_str());
     }
     if (platform::writeAll(file.handle(), bytes.data(), bytes.size()) && file.commit(path, true)) {
         return RESULT_OK;
     }
-    return fail(DIR_READ_WRITE, LOG_ERROR, kReporter, "Write error, disk may be full");
+    return fail(DIR_READ_WRITE, LOG_ERROR, kSaveReporter, "Write error, disk may be full");
 }
 
 }  // namespace
@@ -127,9 +127,10 @@ int DcDirDicomDir::getBufSize(unsigned int& size, DIR_INCLUDE_CHILD include) con
 
 int DcDirDicomDir::write(const char* rootPath) try {
     if (rootPath != nullptr) {
-        if (const int set = setRootPath(rootPath, kReporter); set != RESULT_OK) return set;
+        if (const int set = setRootPath(rootPath, kSaveReporter); set != RESULT_OK) return set;
     }
-    if (rootPath_[0] == '\0') return fail(DIR_NOT_PART10, LOG_ERROR, kReporter, "DICOMDIR root path not set");
+    if (rootPath_[0] == '\0')
+        return fail(DIR_NOT_PART10, LOG_ERROR, kSaveReporter, "DICOMDIR root path not set");
     unsigned int size = 0;
     int result = getBufSize(size, DIR_WITH_CHILD);
     if (result == DIR_FILE_SIZE) return failLimit();
@@ -137,7 +138,7 @@ int DcDirDicomDir::write(const char* rootPath) try {
     if (size > static_cast<unsigned int>(maxFileSize())) return failLimit();
     const std::unique_ptr<unsigned char[]> buf(new (std::nothrow) unsigned char[size]);
     if (buf == nullptr) {
-        return fail(ELEM_NO_MEMORY, LOG_ERROR, kReporter, "unable to allocated 0x%x (%d) bytes of memory",
+        return fail(ELEM_NO_MEMORY, LOG_ERROR, kSaveReporter, "unable to allocated 0x%x (%d) bytes of memory",
                     size, static_cast<int>(size));
     }
 

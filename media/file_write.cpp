@@ -23,7 +23,7 @@ using namespace orvkit;
 
 namespace {
 
-constexpr const char* kReporter = "dirWriteFile";
+constexpr const char* kWriteReporter = "dirWriteFile";
 
 // Takes the elements of groups 0000 and 0002 up to `lastGroup`.
 void takeCommandAndMeta(Aside& aside, DcElemList& dataset, unsigned int lastGroup) {
@@ -52,7 +52,7 @@ int takeIdentity(DcDirMetaInfo& meta, DcElemList& dataset) {
     if (meta.sopClassUid == UID_NONE) {
         const int result = ElemListAccess::firstValue(dataset, kTagSopClass, meta.sopClassUid);
         if (result != RESULT_OK) {
-            return fail(result, LOG_ERROR, kReporter,
+            return fail(result, LOG_ERROR, kWriteReporter,
                         "Missing or invalid T_0008_0016_sopClassUid in Element List");
         }
     }
@@ -60,7 +60,7 @@ int takeIdentity(DcDirMetaInfo& meta, DcElemList& dataset) {
         const int result = ElemListAccess::firstValue(dataset, kTagSopInstance, meta.sopInstanceUid,
                                                       static_cast<int>(sizeof meta.sopInstanceUid - 1));
         if (result != RESULT_OK) {
-            return fail(result, LOG_ERROR, kReporter,
+            return fail(result, LOG_ERROR, kWriteReporter,
                         "Missing or invalid T_0008_0018_sopInstanceUid in Element List");
         }
     }
@@ -76,7 +76,7 @@ int checkSize(const DcElemList& dataset, DICT_UID xferSyn) {
         size -= ElemAccess::delimiterRoom(*pixels);
     }
     if (size <= static_cast<unsigned int>(maxFileSize())) return RESULT_OK;
-    return fail(DIR_FILE_SIZE, LOG_ERROR, kReporter, "File size exceeds limit of %g Mbytes",
+    return fail(DIR_FILE_SIZE, LOG_ERROR, kWriteReporter, "File size exceeds limit of %g Mbytes",
                 megabytes(maxFileSize()));
 }
 
@@ -99,17 +99,18 @@ bool isSource(const DcElem& e, const char* path) {
 int checkDiskElems(DcElemList& dataset, const char* path) {
     return visitDiskElems(dataset, [path](const DcElem& e, bool inSequence) {
         if (inSequence) {
-            return fail(ELEM_VALUE_REFUSED, LOG_ERROR, kReporter,
+            return fail(ELEM_VALUE_REFUSED, LOG_ERROR, kWriteReporter,
                         "Element (%04x,%04x) - disk based raw buffers cannot be written in a sequence",
                         ElemAccess::tag(e) >> 16, ElemAccess::tag(e) & 0xFFFF);
         }
         if (!isSource(e, path)) return int{RESULT_OK};
-        return fail(DIR_OPEN, LOG_ERROR, kReporter, "File '%s' holds the pixel data to be written", path);
+        return fail(DIR_OPEN, LOG_ERROR, kWriteReporter, "File '%s' holds the pixel data to be written",
+                    path);
     });
 }
 
 int failWrite() {
-    return fail(DIR_READ_WRITE, LOG_ERROR, kReporter, "Write error, disk may be full");
+    return fail(DIR_READ_WRITE, LOG_ERROR, kWriteReporter, "Write error, disk may be full");
 }
 
 // Packs the data set of a file in memory, in its place.
@@ -121,10 +122,10 @@ int packBlock(unsigned char* file, unsigned int& length, unsigned int room,
     if (begin == length) return RESULT_OK;  // a header, for a stream that follows
     orvkit::MemorySink packed;
     const int result = orvkit::putPacked(packed, codec, {file + begin, length - begin},
-                                         UID_LITTLE_ENDIAN_EXPLICIT, {}, kReporter);
+                                         UID_LITTLE_ENDIAN_EXPLICIT, {}, kWriteReporter);
     if (result != RESULT_OK) return result;
     if (packed.bytes().size() > room - begin) {
-        return fail(ELEM_SHORT_BUFFER, LOG_ERROR, kReporter,
+        return fail(ELEM_SHORT_BUFFER, LOG_ERROR, kWriteReporter,
                     "The compressed data set is larger than its room");
     }
     std::memcpy(file + begin, packed.bytes().data(), packed.bytes().size());
@@ -133,7 +134,7 @@ int packBlock(unsigned char* file, unsigned int& length, unsigned int room,
 }
 
 int failOpen(const char* path) {
-    return fail(DIR_OPEN, LOG_ERROR, kReporter, "Error opening file - '%s'", path);
+    return fail(DIR_OPEN, LOG_ERROR, kWriteReporter, "Error opening file - '%s'", path);
 }
 
 // All that goes into a file. What does not go into it is moved aside, and moved back in the end.
@@ -193,7 +194,7 @@ int FileImage::frame(const char* path) {
     const std::size_t size = kMetaOffset + std::size_t{groupSize} + length_;
     block_ = allocate(size);
     if (block_ == nullptr) {
-        return fail(ELEM_NO_MEMORY, LOG_ERROR, kReporter,
+        return fail(ELEM_NO_MEMORY, LOG_ERROR, kWriteReporter,
                     "file '%s', unable to allocated 0x%x (%d) bytes of memory", path, length_,
                     static_cast<int>(length_));
     }
@@ -206,14 +207,14 @@ int FileImage::write(int handle) const {
     orvkit::HandleSink file(handle);
     if (!file.put({block_.get(), start_})) return failWrite();
     const std::span<const unsigned char> dataset(block_.get() + start_, length_);
-    if (codec_ == nullptr) return orvkit::putSpliced(file, dataset, xferSyn_, onDisk_, kReporter);
-    return orvkit::putPacked(file, *codec_, dataset, xferSyn_, onDisk_, kReporter);
+    if (codec_ == nullptr) return orvkit::putSpliced(file, dataset, xferSyn_, onDisk_, kWriteReporter);
+    return orvkit::putPacked(file, *codec_, dataset, xferSyn_, onDisk_, kWriteReporter);
 }
 
 }  // namespace
 
 int dirWriteFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset) try {
-    if (path == nullptr) return failNull(DIR_NULL_ARGUMENT, kReporter, LOG_NOTICE);
+    if (path == nullptr) return failNull(DIR_NULL_ARGUMENT, kWriteReporter, LOG_NOTICE);
     FileImage image(meta, dataset);
     int result = image.check(path);
     if (result != RESULT_OK) return result;
@@ -245,17 +246,18 @@ int orvkit::writeWholeFile(const char* path, DcDirMetaInfo& meta, DcElemList& da
 
 int dirWriteFile(unsigned char* buf, unsigned int& length, DcElemList& dataset) try {
     length = 0;
-    if (buf == nullptr) return failNull(DIR_NULL_ARGUMENT, kReporter, LOG_NOTICE);
+    if (buf == nullptr) return failNull(DIR_NULL_ARGUMENT, kWriteReporter, LOG_NOTICE);
     for (const unsigned int tag :
          {kTagMetaLength, kTagMetaVersion, kTagMetaSopClass, kTagMetaSopInstance, kTagMetaTransferSyntax}) {
         if (dataset.getElem(tag, static_cast<DcElem**>(nullptr)) == RESULT_OK) continue;
         char name[64];
         (void)Dict.getDesc(tag, name);
-        return fail(DIR_META_INFO, LOG_ERROR, kReporter, "Element %s missing", name);
+        return fail(DIR_META_INFO, LOG_ERROR, kWriteReporter, "Element %s missing", name);
     }
     DICT_UID xferSyn = UID_NONE;
     if (ElemListAccess::firstValue(dataset, kTagMetaTransferSyntax, xferSyn) != RESULT_OK) {
-        return fail(DIR_META_INFO, LOG_ERROR, kReporter, "Invalid value in T_0002_0010_transferSyntaxUid");
+        return fail(DIR_META_INFO, LOG_ERROR, kWriteReporter,
+                    "Invalid value in T_0002_0010_transferSyntaxUid");
     }
     Aside aside(dataset);
     takeCommandAndMeta(aside, dataset, 0x0000);

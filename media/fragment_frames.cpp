@@ -11,7 +11,7 @@
 namespace orvkit {
 namespace {
 
-constexpr const char* kReporter = "DcFrames::find";
+constexpr const char* kFindReporter = "DcFrames::find";
 constexpr std::size_t kEntriesAtOnce = 4096;
 // A frame of more fragments than that is not looked up each time by their headers.
 constexpr std::size_t kFewFragments = 16;
@@ -92,7 +92,7 @@ int FragmentFrames::find(std::uint64_t frame, std::vector<Part>& parts) {
         if (answer == Answer::right) return trim(frame, parts);
         const std::lock_guard lock(mutex_);
         if (answer == Answer::failed)
-            return fail(DIR_READ_WRITE, LOG_ERROR, kReporter, "Error reading pixel data items");
+            return fail(DIR_READ_WRITE, LOG_ERROR, kFindReporter, "Error reading pixel data items");
         if (by_ != by) continue;
         if (answer == Answer::wrong)
             refuse();
@@ -160,7 +160,7 @@ void FragmentFrames::refuse() {
     table(by_).usable = false;
     if (wasExtended) lengths_.usable = false;
     refused_ = true;
-    logReport(LOG_NOTICE, kReporter, "The %s Offset Table is wrong, frames are found without it",
+    logReport(LOG_NOTICE, kFindReporter, "The %s Offset Table is wrong, frames are found without it",
               wasExtended ? "Extended" : "Basic");
     by_ = FRAMES_BY_PASS;
     if (!wasExtended || !basic_.usable) return;
@@ -205,7 +205,7 @@ int FragmentFrames::trim(std::uint64_t frame, std::vector<Part>& parts) {
     }
     const std::lock_guard lock(mutex_);
     if (lengths_.usable)
-        logReport(LOG_NOTICE, kReporter,
+        logReport(LOG_NOTICE, kFindReporter,
                   "The Extended Offset Table Lengths are wrong, those of the fragments count");
     lengths_.usable = false;
     refused_ = true;
@@ -220,10 +220,10 @@ int FragmentFrames::pass() {
     bool tooMany = false;
     fragments_.clear();
     walk(failed, tooMany);
-    if (failed) return fail(DIR_READ_WRITE, LOG_ERROR, kReporter, "Error reading pixel data items");
+    if (failed) return fail(DIR_READ_WRITE, LOG_ERROR, kFindReporter, "Error reading pixel data items");
     if (tooMany) {
         fragments_ = {};
-        return fail(DIR_FILE_SIZE, LOG_ERROR, kReporter,
+        return fail(DIR_FILE_SIZE, LOG_ERROR, kFindReporter,
                     "The fragments are too many, their places exceed limit of %g Mbytes",
                     megabytes(maxFileSize()));
     }
@@ -299,9 +299,10 @@ int FragmentFrames::byPass(std::uint64_t frame, std::vector<Part>& parts) const 
                                  : grouping_ == Grouping::each ? fragments_.size()
                                                                : 1;
     if (grouping_ == Grouping::none) {
-        return fail(
-            FRAMES_NOT_APART, LOG_VALIDATION, kReporter, "%llu fragments do not tell where %llu frames begin",
-            static_cast<unsigned long long>(fragments_.size()), static_cast<unsigned long long>(frames_));
+        return fail(FRAMES_NOT_APART, LOG_VALIDATION, kFindReporter,
+                    "%llu fragments do not tell where %llu frames begin",
+                    static_cast<unsigned long long>(fragments_.size()),
+                    static_cast<unsigned long long>(frames_));
     }
     if (frame >= groups) return FRAMES_CUT;
     std::size_t from = 0;

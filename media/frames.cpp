@@ -22,7 +22,7 @@ using namespace orvkit;
 
 namespace {
 
-constexpr const char* kReporter = "DcFrames::open";
+constexpr const char* kFramesReporter = "DcFrames::open";
 constexpr unsigned int kMostBits = 64;  // of a sample
 constexpr std::size_t kPiece = 65536;
 
@@ -129,7 +129,7 @@ struct OpenFrames {
 // With value, layout, tag and syntax known.
 int OpenFrames::settle(bool encapsulated, bool endsDelimited) {
     if (value.size() == 0)
-        return fail(FRAMES_NO_PIXELS, LOG_VALIDATION, kReporter, "The pixel data is empty");
+        return fail(FRAMES_NO_PIXELS, LOG_VALIDATION, kFramesReporter, "The pixel data is empty");
     if (encapsulated) {
         const std::uint64_t most = std::max<std::uint64_t>(value.size() / kShortHeader, 1);
         count = static_cast<unsigned int>(std::min<std::uint64_t>(layout.frames, most));
@@ -140,7 +140,7 @@ int OpenFrames::settle(bool encapsulated, bool endsDelimited) {
     bits = frameBits(layout);
     const bool fractions = bits % 8 != 0 && syntaxRow(xferSyn).order == ByteOrder::big;
     if (bits == 0 || fractions) {
-        return fail(FRAMES_LAYOUT, LOG_VALIDATION, kReporter,
+        return fail(FRAMES_LAYOUT, LOG_VALIDATION, kFramesReporter,
                     "%u rows, %u columns, %u samples of %u bits make no frame", layout.rows, layout.columns,
                     layout.samplesPerPixel, layout.bitsAllocated);
     }
@@ -158,18 +158,19 @@ int OpenFrames::openDataset(const DcElemList& list, const DcFrameLayout& said) {
         pixels = e;
         tag = candidate.tag;
     }
-    if (pixels == nullptr) return fail(FRAMES_NO_PIXELS, LOG_VALIDATION, kReporter, "There is no pixel data");
+    if (pixels == nullptr)
+        return fail(FRAMES_NO_PIXELS, LOG_VALIDATION, kFramesReporter, "There is no pixel data");
     layout = said;
     xferSyn = ElemAccess::firstBuf(*pixels)->getXferSyn();
     const Pixels kind = syntaxRow(xferSyn).pixels;
     if (kind == Pixels::packed) {
-        return fail(ELEM_XFER_SYNTAX, LOG_VALIDATION, kReporter, "The pixel data is packed as a whole");
+        return fail(ELEM_XFER_SYNTAX, LOG_VALIDATION, kFramesReporter, "The pixel data is packed as a whole");
     }
     const auto addAll = [](StoredValue& to, const DcElem* e) {
         int result = RESULT_OK;
         for (const DcBuf* b = e != nullptr ? ElemAccess::firstBuf(*e) : nullptr;
              b != nullptr && result == RESULT_OK; b = b->next())
-            result = to.add(*b, kReporter);
+            result = to.add(*b, kFramesReporter);
         return result;
     };
     int result = addAll(value, pixels);
@@ -191,7 +192,7 @@ int OpenFrames::locate(ByteSource& source, const Part10& p, const SharedFile& fi
             layout = layoutOf(said);
             xferSyn = syntaxOfPixels(stream, encapsulated);
             if (syntaxRow(stream).pixels == Pixels::packed) {
-                return fail(ELEM_XFER_SYNTAX, LOG_VALIDATION, kReporter,
+                return fail(ELEM_XFER_SYNTAX, LOG_VALIDATION, kFramesReporter,
                             "The pixel data is packed as a whole");
             }
             value.add(file, h.valueOffset, encapsulated ? source.size() : h.length);
@@ -209,8 +210,9 @@ int OpenFrames::locate(ByteSource& source, const Part10& p, const SharedFile& fi
         if (!walker.skip(h)) break;
     }
     if (source.failed())
-        return fail(DIR_READ_WRITE, LOG_ERROR, kReporter, "Error reading file '%s'", p.name());
-    return fail(FRAMES_NO_PIXELS, LOG_VALIDATION, kReporter, "File '%s', there is no pixel data", p.name());
+        return fail(DIR_READ_WRITE, LOG_ERROR, kFramesReporter, "Error reading file '%s'", p.name());
+    return fail(FRAMES_NO_PIXELS, LOG_VALIDATION, kFramesReporter, "File '%s', there is no pixel data",
+                p.name());
 }
 
 int OpenFrames::openFile(const char* path) {
@@ -219,9 +221,9 @@ int OpenFrames::openFile(const char* path) {
     DcDirFound found;
     Part10 p{prefix, path, meta};
     p.found = &found;
-    int result = beginFile(prefix, p, kReporter, FilePrefix::kWithHeader);
+    int result = beginFile(prefix, p, kFramesReporter, FilePrefix::kWithHeader);
     DICT_UID stream = UID_NONE;
-    if (result == RESULT_OK) result = settleSyntax(p, kReporter, stream);
+    if (result == RESULT_OK) result = settleSyntax(p, kFramesReporter, stream);
     if (result != RESULT_OK) return result;
     if (p.codec != nullptr) {
         DcDirAround around;
@@ -304,13 +306,13 @@ int DcFrames::open(const char* path) noexcept try {
     if (result == RESULT_OK) own_ = own.release();
     return result;
 } catch (const std::bad_alloc&) {
-    return failMemory(kReporter);
+    return failMemory(kFramesReporter);
 }
 
 int DcFrames::open(const DcElemList& dataset) noexcept try {
     return open(dataset, layoutOf(dataset));
 } catch (const std::bad_alloc&) {
-    return failMemory(kReporter);
+    return failMemory(kFramesReporter);
 }
 
 int DcFrames::open(const DcElemList& dataset, const DcFrameLayout& layout) noexcept try {
@@ -320,7 +322,7 @@ int DcFrames::open(const DcElemList& dataset, const DcFrameLayout& layout) noexc
     if (result == RESULT_OK) own_ = own.release();
     return result;
 } catch (const std::bad_alloc&) {
-    return failMemory(kReporter);
+    return failMemory(kFramesReporter);
 }
 
 unsigned int DcFrames::count() const noexcept {

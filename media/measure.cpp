@@ -13,7 +13,7 @@ namespace {
 // Fewer are stepped over as fast.
 constexpr std::size_t kWorthIt = 512;
 // Entries that are looked up.
-constexpr std::size_t kLookedAt = 16;
+constexpr std::size_t kEntriesLookedAt = 16;
 
 // The numbers of a table in memory.
 std::span<const unsigned char> tableBytes(const DcElemList& dataset, unsigned int tag) {
@@ -86,9 +86,9 @@ std::optional<Measured> measureByTable(ByteSource& source, const WalkHeader& h, 
         if (entry(offsets, i) != end || length >= kLengthUndefined) return std::nullopt;
         end += kShortHeader + length + length % 2;
     }
-    for (std::size_t i = 0; i < kLookedAt; ++i) {
-        const std::size_t at = (count - 1) / (kLookedAt - 1) * i;
-        const std::size_t index = i + 1 == kLookedAt ? count - 1 : at;
+    for (std::size_t i = 0; i < kEntriesLookedAt; ++i) {
+        const std::size_t at = (count - 1) / (kEntriesLookedAt - 1) * i;
+        const std::size_t index = i + 1 == kEntriesLookedAt ? count - 1 : at;
         const std::uint64_t length = entry(lengths, index);
         if (!itemBegins(source, first + entry(offsets, index), length + length % 2)) return std::nullopt;
     }

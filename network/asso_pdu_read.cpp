@@ -17,8 +17,6 @@
 #include "orvkit/util.h"
 
 using namespace orvkit;
-using wire::kItemHeader;
-using wire::kPresCtxHeader;
 
 namespace {
 
@@ -72,7 +70,7 @@ class Items {
     void skipOne() {
         ByteReader in({bytes_, size_}, ByteOrder::big);
         in.skip(static_cast<std::size_t>(at_) + 2);
-        at_ += kItemHeader + std::uint64_t{in.u16()};
+        at_ += wire::kItemHeader + std::uint64_t{in.u16()};
     }
     void passUnknown() {
         while (tolerant_ && !atEnd() && !isKnown(type(), true)) skipOne();
@@ -98,7 +96,7 @@ int walkContexts(Items& items, AssoFault& found, int& contexts) {
     if (kind != PDU_ASSO_ITEM_PRES_RQ && kind != PDU_ASSO_ITEM_PRES_AC)
         return failAt(items, found, ", expecting PDU_ASSO_ITEM_PRES_AC/RQ");
     for (; items.type() == kind; ++contexts) {
-        items.step(kPresCtxHeader);
+        items.step(wire::kPresCtxHeader);
         if (kind == PDU_ASSO_ITEM_PRES_RQ && !items.pastEnd()) {
             if (items.type() != PDU_ASSO_ITEM_ABST_SYN) {
                 found = items.outOfPlace();
@@ -196,8 +194,8 @@ int DcPduAssoAcRq::parseUserInfo(unsigned char* part, unsigned int length) {
     header.skip(2);
     const unsigned int claimed = header.u16();
     Items items(part, length, body_->tolerant);
-    items.step(kItemHeader);
-    while (items.at() < kItemHeader + std::uint64_t{claimed}) {
+    items.step(wire::kItemHeader);
+    while (items.at() < wire::kItemHeader + std::uint64_t{claimed}) {
         const unsigned int at = static_cast<unsigned int>(std::min<std::uint64_t>(items.at(), length));
         unsigned char* const item = part + at;
         const unsigned int room = length - at;
@@ -206,7 +204,7 @@ int DcPduAssoAcRq::parseUserInfo(unsigned char* part, unsigned int length) {
         switch (items.type()) {
             case PDU_ASSO_ITEM_MAX_LEN: {
                 ByteReader in({item, room}, ByteOrder::big);
-                in.skip(kItemHeader);
+                in.skip(wire::kItemHeader);
                 const unsigned int most = in.u32();
                 if (in.failed()) return fail(ACRQ_INVALID, LOG_ERROR, reporter, "maxPduLen missing");
                 body_->info->maxPduLen = most;
@@ -260,7 +258,7 @@ int DcPduAssoAcRq::varItemWalk(unsigned char* buf, unsigned int length, int& con
     if (const int result = walkContexts(items, body_->fault, contexts); result != RESULT_OK) return result;
     if (items.type() != PDU_ASSO_ITEM_USER_INFO)
         return failAt(items, body_->fault, ", expecting PDU_ASSO_ITEM_USER_INFO");
-    items.step(kItemHeader);
+    items.step(wire::kItemHeader);
     bool maxLength = false;
     for (; !items.atEnd(); items.skip()) {
         if (items.type() < PDU_ASSO_ITEM_MAX_LEN || !isKnown(items.type(), body_->tolerant))
@@ -306,7 +304,7 @@ int DcPduAssoAcRq::parsePresCtxItem(unsigned char* item, unsigned int room, DcPd
     in.skip(1);
     context->result = in.u8();
     Items items(item, room, body_->tolerant);
-    items.step(kPresCtxHeader);
+    items.step(wire::kPresCtxHeader);
     char text[wire::kUidLength + 1];
     unsigned int length = 0;
     const auto parse = [&](int type) {

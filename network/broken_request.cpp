@@ -1,14 +1,13 @@
 // What is answered to an A-ASSOCIATE-RQ that cannot be read (PS3.8 9.3.4, 9.3.8).
 #include "network/asso_pdu.h"
 #include "network/pdu_access.h"
+#include "network/wire.h"
 #include "orvkit/tul.h"
 
 using namespace orvkit;
 
 namespace {
 
-constexpr int kPermanent = 1;
-constexpr int kByUser = 1;
 constexpr int kByAcse = 2;
 constexpr int kByProvider = 2;  // of an abort
 
@@ -17,12 +16,12 @@ struct Answer {
     DcPduInfoRj reject;  // no result: an abort instead, for its reason
 };
 constexpr Answer answers[] = {
-    {AssoFault::version, {kPermanent, kByAcse, 2}},       // protocol version not supported
-    {AssoFault::calledTitle, {kPermanent, kByUser, 7}},   // called AE title not recognized
-    {AssoFault::callingTitle, {kPermanent, kByUser, 3}},  // calling AE title not recognized
-    {AssoFault::unknownItem, {0, 0, 4}},                  // unrecognized PDU parameter
-    {AssoFault::misplacedItem, {0, 0, 5}},                // unexpected PDU parameter
-    {AssoFault::badItem, {0, 0, 6}},                      // invalid PDU parameter value
+    {AssoFault::version, {wire::kPermanent, kByAcse, 2}},             // protocol version not supported
+    {AssoFault::calledTitle, {wire::kPermanent, wire::kByUser, 7}},   // called AE title not recognized
+    {AssoFault::callingTitle, {wire::kPermanent, wire::kByUser, 3}},  // calling AE title not recognized
+    {AssoFault::unknownItem, {0, 0, 4}},                              // unrecognized PDU parameter
+    {AssoFault::misplacedItem, {0, 0, 5}},                            // unexpected PDU parameter
+    {AssoFault::badItem, {0, 0, 6}},                                  // invalid PDU parameter value
 };
 
 }  // namespace

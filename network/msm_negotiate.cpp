@@ -7,6 +7,7 @@
 #include "dictionary/learned_uids.h"
 #include "foundation/fail.h"
 #include "network/msm_own.h"
+#include "network/wire.h"
 #include "orvkit/util.h"
 #include "platform/socket.h"
 
@@ -15,8 +16,6 @@ using namespace orvkit;
 namespace {
 
 // PS3.8 9.3.4
-constexpr int kPermanent = 1;
-constexpr int kByUser = 1;
 constexpr int kRejectCalled = 7;   // called AE title not recognized
 constexpr int kRejectCalling = 3;  // calling AE title not recognized
 constexpr int kRejectOther = 1;    // no reason given
@@ -237,7 +236,7 @@ int DcMsm::scpAssoRqRspAc(DcPduAssoRq* pdu, const DcPduInfoAcRq& request) {
     }
     // A request without a context that could be answered is refused, so that the peer hears of it.
     if (asso.assoNum == 0) return scpAssoRqRspRj(MSM_NO_SUPPORT_LIST);
-    DcPduInfoRj refusal{kPermanent, kByUser, kRejectOther};
+    DcPduInfoRj refusal{wire::kPermanent, wire::kByUser, kRejectOther};
     if (askApplication(*pdu, answer, refusal) != RESULT_OK) return reject(refusal);
     return event06_writeAssoAcPdu(&answer);
 }
@@ -247,7 +246,7 @@ int DcMsm::askApplication(DcPduAssoRq& request, DcPduAssoAc& answer, DcPduInfoRj
     if (own_->requestCB == nullptr) return RESULT_OK;
     const int result = own_->requestCB(own_->requestUser, request, answer.negotiation(), refusal);
     if (result == RESULT_OK) return RESULT_OK;
-    if (refusal.result == 0) refusal.result = kPermanent;
+    if (refusal.result == 0) refusal.result = wire::kPermanent;
     DcMsmAssoInfo& asso = own_->asso;
     std::fill(std::begin(asso.presCtxId), std::end(asso.presCtxId), static_cast<unsigned char>(0));
     std::fill(std::begin(asso.xferSyn), std::end(asso.xferSyn), UID_NONE);
@@ -256,7 +255,7 @@ int DcMsm::askApplication(DcPduAssoRq& request, DcPduAssoAc& answer, DcPduInfoRj
 }
 
 int DcMsm::scpAssoRqRspRj(int result) {
-    DcPduInfoRj info{kPermanent, kByUser, kRejectOther};
+    DcPduInfoRj info{wire::kPermanent, wire::kByUser, kRejectOther};
     if (result == MSM_CALLED_AE) info.reason = kRejectCalled;
     if (result == MSM_CALLING_AE) info.reason = kRejectCalling;
     return reject(info);

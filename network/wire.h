@@ -18,6 +18,10 @@ inline constexpr unsigned int kUidLength = 64;
 inline constexpr int kRoleScu = 2;  // role selection, as bits
 inline constexpr int kRoleScp = 1;
 
+// A-ASSOCIATE-RJ, result and source (PS3.8 9.3.4).
+inline constexpr int kPermanent = 1;
+inline constexpr int kByUser = 1;
+
 // P-DATA-TF: one presentation data value, and its message control header.
 inline constexpr unsigned int kPdvHeader = 6;  // item length, context, message control header
 inline constexpr unsigned int kPdvPart = 2;    // of that header, what the item length counts too

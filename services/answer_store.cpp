@@ -13,9 +13,8 @@ namespace services {
 namespace {
 
 constexpr unsigned short kSopClassNotSupported = 0x0122;  // PS3.7 C.5.9
-constexpr unsigned short kNoDataSet = 0x0101;             // Command Data Set Type (PS3.7 9.3.1.1)
 
-std::string nameOf(DICT_UID value) {
+std::string uidNameOf(DICT_UID value) {
     const DcDictUidInfo* const uid = Dict.findUid(value);
     return uid != nullptr ? uid->desc : "unknown";
 }
@@ -89,8 +88,8 @@ bool answerStore(Provider& provider, DICT_UID sopClass, DcMsg& request) {
     }
     if (status == kStoreSuccess) {
         provider.countStored(file);
-        provider.tell("stored " + told + " (" + nameOf(sopClass) + ", " + nameOf(file.xferSyn()) + ", " +
-                      bytesText(static_cast<double>(file.size())) + ")");
+        provider.tell("stored " + told + " (" + uidNameOf(sopClass) + ", " + uidNameOf(file.xferSyn()) +
+                      ", " + bytesText(static_cast<double>(file.size())) + ")");
     } else {
         file.drop();
         ++server.failed;

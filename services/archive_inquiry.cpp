@@ -19,8 +19,7 @@ Handler answerCancel;  // here
 
 namespace {
 
-constexpr unsigned short kNoDataSet = 0x0101;  // Command Data Set Type (PS3.7 9.3.1.1)
-constexpr std::size_t kLongestComment = 64;    // (0000,0902), LO
+constexpr std::size_t kLongestComment = 64;  // (0000,0902), LO
 
 // The SOP classes, and how many of the bytes of their extended negotiation are agreed to, in the order of the
 // index's bits (PS3.4 C.5.1.1).
@@ -67,11 +66,6 @@ void agree(const DcPduNegotiation& asked, DcPduNegotiation& answer) {
         item.info = {bytes.data(), static_cast<unsigned int>(bytes.size())};
         (void)answer.extNegAdd(&item);
     }
-}
-
-template <typename Response, typename Request>
-std::unique_ptr<DcCmd> responseTo(DcMsg& request) {
-    return std::make_unique<Response>(static_cast<Request*>(&request));
 }
 
 // clang-format off

@@ -13,7 +13,7 @@
 namespace services {
 namespace {
 
-constexpr unsigned int kMostInMemory = 16u << 20;
+constexpr unsigned int kMostOfAnswer = 16u << 20;
 
 }  // namespace
 
@@ -40,7 +40,7 @@ bool Association::open(std::vector<DcMsmSopXferSyn> contexts) {
     contexts_.emplace_back();  // ends the list
     msm_ = std::make_unique<DcMsm>(options_.aet.c_str(), TSM_ROLE_SCU, options_.port);
     (void)msm_->setPduTimeout(options_.timeout, kPeerPace);
-    (void)msm_->setReceiveLimit(kMostInMemory);
+    (void)msm_->setReceiveLimit(kMostOfAnswer);
     (void)msm_->setDataSetCheck(1);
     (void)msm_->setTolerant(1);
     if (options_.security != nullptr) (void)msm_->setSecurity(options_.security->get());

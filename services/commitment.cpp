@@ -11,27 +11,27 @@
 #include "orvkit/tags.h"
 #include "services/association.h"
 #include "services/elements.h"
+#include "services/handlers.h"
 #include "services/peer.h"
 #include "services/provider.h"
 
 namespace services {
 namespace {
 
-constexpr unsigned short kNoDataSet = 0x0101;  // Command Data Set Type (PS3.7 9.3.1.1)
 // Of all requests that are being read at a time.
 constexpr std::size_t kMostBytesAtOnce = 3 * kMostCommitmentBytes;
 std::atomic<std::size_t> bytesAtOnce = 0;
 
 // The bytes of a data set, as they come; what is too much is passed over.
-class Bytes {
+class BoundedBytes {
   public:
-    Bytes() = default;
-    Bytes(const Bytes&) = delete;
-    Bytes& operator=(const Bytes&) = delete;
-    ~Bytes() { bytesAtOnce -= held_; }
+    BoundedBytes() = default;
+    BoundedBytes(const BoundedBytes&) = delete;
+    BoundedBytes& operator=(const BoundedBytes&) = delete;
+    ~BoundedBytes() { bytesAtOnce -= held_; }
 
     static int take(void* self, const unsigned char* data, unsigned int length, DICT_UID xferSyn, int) {
-        static_cast<Bytes*>(self)->add(data, length, xferSyn);
+        static_cast<BoundedBytes*>(self)->add(data, length, xferSyn);
         return RESULT_OK;
     }
     bool tooMany() const { return tooMany_; }
@@ -167,9 +167,9 @@ void takeCommitment(DcElemList& dataset, bool isReport, ReceivedCommitment& rece
 bool receiveCommitment(Provider& provider, DcMsg& message, bool isReport, ReceivedCommitment& received) {
     unsigned short follows = kNoDataSet;
     (void)message.getValue(T_0000_0800_dataSetType, follows);
-    Bytes bytes;
+    BoundedBytes bytes;
     if (follows != kNoDataSet) {
-        (void)provider.msm().registerDataSetCB(&bytes, &Bytes::take);
+        (void)provider.msm().registerDataSetCB(&bytes, &BoundedBytes::take);
         const bool whole = provider.receive(message, "a commitment") != nullptr;
         (void)provider.msm().registerDataSetCB(nullptr, nullptr);
         if (!whole) return false;

@@ -21,13 +21,8 @@ Handler answerReported;
 
 namespace {
 
-template <typename Response, typename Request>
-std::unique_ptr<DcCmd> responseTo(DcMsg& request) {
-    return std::make_unique<Response>(static_cast<Request*>(&request));
-}
-
 // clang-format off
-constexpr Service kServices[] = {
+constexpr Service kCommitmentServices[] = {
     {DICT_MSG_N_ACTION_RQ, Right::store, answerAction,   responseTo<DcCmdNActionRsp, DcCmdNActionRq>},
     {DICT_MSG_N_EVENT_RSP, Right::store, answerReported, nullptr},
 };
@@ -86,12 +81,6 @@ class ReportsHere final : public Companion {
     std::map<unsigned short, ReportPtr> sent_;
 };
 
-unsigned char contextOf(DcMsg& message) {
-    DcPduInfoTf info;
-    (void)message.getInfo(info);
-    return info.presCtxId;
-}
-
 // The status for a request that is for something else; kCommitted for none (PS3.4 J.3.2).
 unsigned short faultOfRequest(DcMsg& command) {
     DICT_UID sopClass = UID_NONE;
@@ -144,7 +133,7 @@ Commitments::Commitments(StoreServer& server, Archive& archive, Find find, int l
       find_(std::move(find)),
       reports_(server.aet, longest, [&server](const std::string& line) { server.tell(withEscapes(line)); }) {
     server.support.insert(server.support.end() - 1, commitmentContext(TSM_ROLE_SCU));
-    server.services.emplace_back(kServices);
+    server.services.emplace_back(kCommitmentServices);
     server.commitments = this;
 }
 

@@ -26,14 +26,14 @@ namespace platform = orvkit::platform;
 using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t kMostInRequest = 10'000;
-constexpr auto kTick = std::chrono::milliseconds(100);
+constexpr auto kReportTick = std::chrono::milliseconds(100);
 constexpr std::size_t kListeners = 4;  // associations served at once
 constexpr std::size_t kMostWaiting = 16;
 
 std::unique_ptr<DcCmd> reportResponse(DcMsg& request) {
     return std::make_unique<DcCmdNEventRsp>(static_cast<DcCmdNEventRq*>(&request));
 }
-constexpr Service kServices[] = {{DICT_MSG_N_EVENT_RQ, Right::store, answerReport, reportResponse}};
+constexpr Service kReportServices[] = {{DICT_MSG_N_EVENT_RQ, Right::store, answerReport, reportResponse}};
 
 // Takes associations on a port, for reports alone.
 class Listener {
@@ -48,7 +48,7 @@ class Listener {
         DcMsmSopXferSyn echo = commitmentContext(TSM_ROLE_NONE);
         echo.sopClass = UID_VERIFICATION;
         server_.support = {echo, commitmentContext(TSM_ROLE_SCP), {}};
-        server_.services.emplace_back(kServices);
+        server_.services.emplace_back(kReportServices);
         server_.reports = &book;
         server_.tell = [](const std::string& line) {
             if (logIsVerbose()) complain("%s", line.c_str());
@@ -79,7 +79,7 @@ class Listener {
         Workers workers(server_, doorman, kListeners, kMostWaiting);
         while (!stopping_) {
             std::vector<platform::WaitEntry> watched = workers.watched();
-            doorman.wait(static_cast<int>(kTick.count()), watched);
+            doorman.wait(static_cast<int>(kReportTick.count()), watched);
             (void)workers.serve(watched);
             doorman.refuseLate();
         }
@@ -133,7 +133,7 @@ class Asking {
     bool isOpen() const { return association_.isOpen(); }
     // Until a report has come here or a moment has passed. The peer may end the association.
     void wait() {
-        if (!association_.waitReadable(static_cast<int>(kTick.count()))) return;
+        if (!association_.waitReadable(static_cast<int>(kReportTick.count()))) return;
         const std::unique_ptr<DcMsg> message = association_.receive();
         if (message != nullptr && message->getType() == DICT_MSG_N_EVENT_RQ) {
             if (!report(*message)) (void)fails();
@@ -277,7 +277,7 @@ int commit(const SendOptions& options, const std::vector<SentObject>& objects) {
             if (asking.isOpen()) {
                 asking.wait();
             } else if (listener != nullptr) {
-                book.wait(kTick);
+                book.wait(kReportTick);
             } else {
                 complain("%s: the association ended without a report (--commit-port takes another one)",
                          options.peer().c_str());

@@ -23,7 +23,7 @@ namespace {
 
 constexpr unsigned int pixelData = T_7fe0_0010_pixelData;
 
-DcElem* pixelsOf(const DcElemList& list) {
+DcElem* pixelElement(const DcElemList& list) {
     DcElem* const element = elementOf(list, pixelData);
     return element != nullptr && element->getValueCount() != 0 ? element : nullptr;
 }
@@ -209,7 +209,7 @@ bool Conversion::settleHeader(DcElemList& group) {
 
 bool Conversion::pixelsCanChange() {
     DcBuf value;
-    DcElem* pixels = pixelsOf(dataset_);
+    DcElem* pixels = pixelElement(dataset_);
     const bool inFragments = pixels != nullptr && pixels->getValue(value) == RESULT_OK &&
                              value.getType() != BUF_MEMORY && value.getXferSyn() == UID_NONE;
     if (inFragments) return fail("encapsulated pixel data in the transfer syntax " + describeUid(source_));
@@ -270,7 +270,7 @@ bool Conversion::exchange(DcElem* old, DICT_VR vr, DcBuf& value) {
 
 // Words that were packed as bytes become words again, or they would not follow a change of byte order.
 bool Conversion::unpackLzw() {
-    DcElem* packed = pixelsOf(dataset_);
+    DcElem* packed = pixelElement(dataset_);
     DcBuf value;
     if (packed == nullptr || packed->getValue(value) != RESULT_OK) return true;
     unsigned short bits = 0;
@@ -282,7 +282,7 @@ bool Conversion::unpackLzw() {
 }
 
 bool Conversion::packLzw() {
-    DcElem* pixels = pixelsOf(dataset_);
+    DcElem* pixels = pixelElement(dataset_);
     DcBuf value;
     if (pixels != nullptr && pixels->getValue(value) == RESULT_OK) {
         DICT_VR vr = pixels->getVr();

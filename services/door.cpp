@@ -12,9 +12,9 @@ namespace platform = orvkit::platform;
 
 // A longer request is let in when this much of it is here.
 constexpr std::size_t kEnough = 16384;
-constexpr auto kTick = std::chrono::milliseconds(50);  // between looks at requests that have begun
-constexpr int kBacklog = 1024;  // a client who finds it full tries again after a second
-constexpr int kAtOnce = 256;    // accepted in one go
+constexpr auto kDoorTick = std::chrono::milliseconds(50);  // between looks at requests that have begun
+constexpr int kBacklog = 1024;        // a client who finds it full tries again after a second
+constexpr int kAcceptedAtOnce = 256;  // accepted in one go
 constexpr auto kBusyPatience = std::chrono::seconds(5);
 constexpr int kTooManyFiles = 10024;
 constexpr unsigned char kAssociationRequest = PDU_TYPE_ASSO_RQ;
@@ -79,7 +79,7 @@ void Doorman::wait(int timeout, std::vector<platform::WaitEntry>& others) {
     }
     const std::size_t own = entries_.size();
     entries_.insert(entries_.end(), others.begin(), others.end());
-    if (begun) timeout = std::min(timeout, static_cast<int>(kTick.count()));
+    if (begun) timeout = std::min(timeout, static_cast<int>(kDoorTick.count()));
     platform::waitAny(entries_.data(), entries_.size(), timeout);
     std::copy(entries_.begin() + static_cast<std::ptrdiff_t>(own), entries_.end(), others.begin());
     lookAround(paused);
@@ -89,7 +89,7 @@ void Doorman::wait(int timeout, std::vector<platform::WaitEntry>& others) {
 void Doorman::lookAround(bool paused) {
     const std::lock_guard lock(mutex_);
     const auto now = Clock::now();
-    const bool tick = now - lookedAt_ >= kTick;
+    const bool tick = now - lookedAt_ >= kDoorTick;
     if (tick) lookedAt_ = now;
     std::size_t entry = 1;
     Queue kept;
@@ -121,7 +121,7 @@ bool Doorman::makeRoom() {
 }
 
 void Doorman::accept() {
-    for (int i = 0; i < kAtOnce; ++i) {
+    for (int i = 0; i < kAcceptedAtOnce; ++i) {
         platform::Address peer;
         platform::Socket socket = platform::acceptSocket(listener_, peer, 0);
         if (!socket) {

@@ -18,9 +18,9 @@ namespace {
 
 namespace platform = orvkit::platform;
 
-constexpr std::size_t kPreamble = 132;  // with "DICM"
-constexpr std::size_t kFirstRead = 1 << 16;
-constexpr std::size_t kMost = 0x7FFFFFFF;  // bytes of a pipe in memory
+constexpr std::size_t kWithPrefix = 132;  // the preamble and "DICM"
+constexpr std::size_t kFirstOfPipe = 1 << 16;
+constexpr std::size_t kMostOfPipe = 0x7FFFFFFF;  // bytes of a pipe in memory
 
 // Without the name of the file.
 std::string behindName(const std::string& text) {
@@ -65,7 +65,7 @@ std::string lastFaultBehind(std::string_view mark) {
 }
 
 // What a result means that no fault has told.
-std::string textOf(int result, const DumpedFile& file) {
+std::string resultFault(int result, const DumpedFile& file) {
     switch (result) {
         case DIR_NOT_PART10:
             return lastFaultBehind(" is not a Part 10 file: ");
@@ -97,7 +97,7 @@ int readWith(DumpedFile& file, Read read) {
     }
     file.remark = takeRemark();
     if (result != RESULT_OK && file.faults.empty() && result != DIR_STAT && result != DIR_OPEN) {
-        file.faults.push_back(textOf(result, file));
+        file.faults.push_back(resultFault(result, file));
     }
     if (const int twice = elementsReplaced() - replaced; twice > 0) {
         file.faults.push_back(std::to_string(twice) + (twice == 1 ? " element comes" : " elements come") +
@@ -112,7 +112,8 @@ int readWith(DumpedFile& file, Read read) {
 
 // Whether bytes are the beginning of something that can be shown.
 bool beginsAsDicom(std::vector<unsigned char>& bytes) {
-    if (bytes.size() >= kPreamble && std::memcmp(bytes.data() + kPreamble - 4, "DICM", 4) == 0) return true;
+    if (bytes.size() >= kWithPrefix && std::memcmp(bytes.data() + kWithPrefix - 4, "DICM", 4) == 0)
+        return true;
     DcDirMetaInfo meta;
     DcElemList data;
     DcDirFound found;
@@ -125,13 +126,13 @@ bool beginsAsDicom(std::vector<unsigned char>& bytes) {
 // Reads a pipe to its end; one that begins as no DICOM file does may have none. false with errno.
 bool readStream(int handle, std::vector<unsigned char>& bytes) {
     std::size_t used = 0;
-    for (std::size_t wanted = kFirstRead;; wanted = std::min(wanted * 2, kMost)) {
+    for (std::size_t wanted = kFirstOfPipe;; wanted = std::min(wanted * 2, kMostOfPipe)) {
         bytes.resize(wanted);
         const std::int64_t n = platform::read(handle, bytes.data() + used, wanted - used);
         if (n < 0) return false;
         used += static_cast<std::size_t>(n);
-        if (used < wanted || (wanted == kFirstRead && !beginsAsDicom(bytes))) break;
-        if (wanted == kMost) {
+        if (used < wanted || (wanted == kFirstOfPipe && !beginsAsDicom(bytes))) break;
+        if (wanted == kMostOfPipe) {
             errno = EFBIG;
             return false;
         }

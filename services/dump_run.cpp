@@ -25,7 +25,7 @@ namespace {
 namespace fs = std::filesystem;
 
 // What one thread takes at a time: enough that turns cost little, and little enough that all have something.
-constexpr std::size_t kAtOnce = 16;
+constexpr std::size_t kFilesAtOnce = 16;
 
 struct Found {
     std::string path;
@@ -164,7 +164,7 @@ class DumpRun {
         const std::lock_guard lock(walking_);
         files.clear();
         Found found;
-        while (files.size() < kAtOnce && walk_.next(found)) files.push_back(std::move(found));
+        while (files.size() < kFilesAtOnce && walk_.next(found)) files.push_back(std::move(found));
         number = taken_++;
         return !files.empty();
     }

@@ -30,7 +30,7 @@ namespace platform = orvkit::platform;
 constexpr struct {
     std::string_view mime;
     const char* extension;
-} kDocuments[] = {
+} kDocumentFiles[] = {
     {"application/pdf", "pdf"}, {"text/xml", "xml"},  {"model/stl", "stl"},  {"application/sla", "stl"},
     {"model/obj", "obj"},       {"model/mtl", "mtl"}, {"image/jpeg", "jpg"},
 };
@@ -120,13 +120,13 @@ class Extraction {
         if (!bytesOf(document, bytes)) return fail("not enough memory");
         const std::string mime = textOf(dataset_, DcTag::MIMETypeOfEncapsulatedDocument);
         const auto* const row =
-            std::ranges::find_if(kDocuments, [&](const auto& one) { return one.mime == trimmed(mime); });
+            std::ranges::find_if(kDocumentFiles, [&](const auto& one) { return one.mime == trimmed(mime); });
         unsigned int length = 0;
         if (dataset_.getValue(DcTag::EncapsulatedDocumentLength, length) == RESULT_OK &&
             length <= bytes.size() && bytes.size() - length <= 1) {
             bytes.resize(length);
         }
-        const std::string path = target(row == std::end(kDocuments) ? "bin" : row->extension, 0);
+        const std::string path = target(row == std::end(kDocumentFiles) ? "bin" : row->extension, 0);
         deliver(path, [&](int handle) { return platform::writeAll(handle, bytes.data(), bytes.size()); });
     }
 

@@ -10,13 +10,8 @@ Handler answerStore;  // answer_store.cpp
 
 namespace {
 
-template <typename Response, typename Request>
-std::unique_ptr<DcCmd> responseTo(DcMsg& request) {
-    return std::make_unique<Response>(static_cast<Request*>(&request));
-}
-
 // clang-format off
-constexpr Service kServices[] = {
+constexpr Service kEveryService[] = {
     {DICT_MSG_C_ECHO_RQ,  Right::echo,  answerEcho,  responseTo<DcCmdCEchoRsp, DcCmdCEchoRq>},
     {DICT_MSG_C_STORE_RQ, Right::store, answerStore, responseTo<DcCmdCStoreRsp, DcCmdCStoreRq>},
 };
@@ -29,7 +24,7 @@ const Service* serviceOf(MSG_TYPE message, const std::vector<std::span<const Ser
         const auto row = std::ranges::find(rows, message, &Service::message);
         return row != rows.end() ? std::to_address(row) : nullptr;
     };
-    const Service* found = in(kServices);
+    const Service* found = in(kEveryService);
     for (auto rows = others.begin(); found == nullptr && rows != others.end(); ++rows) found = in(*rows);
     return found;
 }

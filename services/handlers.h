@@ -18,6 +18,22 @@ class Provider;
 // data set if it has one; false: the association is over.
 using Handler = bool(Provider& provider, DICT_UID sopClass, DcMsg& request);
 
+// Command Data Set Type (PS3.7 9.3.1.1)
+inline constexpr unsigned short kNoDataSet = 0x0101;
+
+// The response of a message, to those who may not ask.
+template <typename Response, typename Request>
+std::unique_ptr<DcCmd> responseTo(DcMsg& request) {
+    return std::make_unique<Response>(static_cast<Request*>(&request));
+}
+
+// The presentation context that a message came in.
+inline unsigned char contextOf(DcMsg& message) {
+    DcPduInfoTf info;
+    (void)message.getInfo(info);
+    return info.presCtxId;
+}
+
 struct Service {
     MSG_TYPE message;
     Right right;

@@ -213,16 +213,16 @@ std::vector<unsigned short> greyOf(const std::vector<int>& values, const Layout&
     return grey;
 }
 
-struct Image {
+struct GreyImage {
     std::vector<unsigned short> pixels;
     unsigned int columns, rows;
 };
 
 // Means of square blocks, until the resampling that follows need not pass over pixels.
-Image reduced(Image image) {
+GreyImage reduced(GreyImage image) {
     const unsigned int step = std::max(image.columns, image.rows) / (2 * iconSize);
     if (step < 2 || std::min(image.columns, image.rows) < step) return image;
-    Image small{{}, image.columns / step, image.rows / step};
+    GreyImage small{{}, image.columns / step, image.rows / step};
     small.pixels.reserve(std::size_t{small.columns} * small.rows);
     for (unsigned int y = 0; y < small.rows; ++y) {
         for (unsigned int x = 0; x < small.columns; ++x) {
@@ -291,7 +291,7 @@ DcElemSq* makeIcon(SourceFile& source, std::string& why) {
         why = "no icon: the file does not hold a whole frame";
         return nullptr;
     }
-    Image image = reduced({greyOf(valuesOf(bytes, layout), layout, source), layout.columns, layout.rows});
+    GreyImage image = reduced({greyOf(valuesOf(bytes, layout), layout, source), layout.columns, layout.rows});
     const unsigned int longer = std::max(layout.rows, layout.columns);
     const unsigned int columns = std::max(layout.columns * iconSize / longer, 1U);
     const unsigned int rows = std::max(layout.rows * iconSize / longer, 1U);

@@ -12,12 +12,12 @@ namespace {
 
 constexpr std::size_t kMostOfName = 64;  // bytes of it in a line of the log
 
-std::string_view textOf(const DcPduBytes& bytes) {
+std::string_view textOfBytes(const DcPduBytes& bytes) {
     return {reinterpret_cast<const char*>(bytes.data), bytes.length};
 }
 
-std::string nameOf(const DcPduIdentity& identity) {
-    const std::string name(textOf(identity.primary).substr(0, kMostOfName));
+std::string identityName(const DcPduIdentity& identity) {
+    const std::string name(textOfBytes(identity.primary).substr(0, kMostOfName));
     return name + (identity.primary.length > kMostOfName ? "..." : "");
 }
 
@@ -32,9 +32,9 @@ struct Question {
 
 std::string checkName(const Question& question, Judgement& judgement) {
     const DcPduIdentity& identity = question.identity;
-    const std::string name(textOf(identity.primary));
+    const std::string name(textOfBytes(identity.primary));
     std::optional<std::string_view> password;
-    if (identity.type == PDU_IDENTITY_PASSCODE) password = textOf(identity.secondary);
+    if (identity.type == PDU_IDENTITY_PASSCODE) password = textOfBytes(identity.secondary);
     if (!question.rules.users->knows(name, password)) return "the name or the passcode is wrong";
     judgement.user = name;
     judgement.response.emplace();
@@ -43,7 +43,7 @@ std::string checkName(const Question& question, Judgement& judgement) {
 
 // The token itself is what a confirmation of one has to hold. Some send the end of its line with it.
 std::string checkJwt(const Question& question, Judgement& judgement) {
-    std::string_view token = textOf(question.identity.primary);
+    std::string_view token = textOfBytes(question.identity.primary);
     token = token.substr(0, token.find_last_not_of(" \r\n") + 1);
     std::string fault = checkToken(token, *question.rules.tokens, std::time(nullptr), judgement.user);
     if (fault.empty()) judgement.response.emplace(token.begin(), token.end());
@@ -70,23 +70,23 @@ std::string checkByProgram(const Question& question, Judgement& judgement) {
     const bool named = identity.type == PDU_IDENTITY_NAME || identity.type == PDU_IDENTITY_PASSCODE;
     const std::string input = "type " + std::to_string(identity.type) + "\ntitle " + question.caller.aet +
                               "\naddress " + question.caller.address + "\nprimary " +
-                              base64(textOf(identity.primary)) + "\nsecondary " +
-                              base64(textOf(identity.secondary)) + "\n";
+                              base64(textOfBytes(identity.primary)) + "\nsecondary " +
+                              base64(textOfBytes(identity.secondary)) + "\n";
     std::string output;
     constexpr std::size_t most = PDU_USER_INFO_MAX / 2;
     const int status = orvkit::platform::runProgram(question.rules.program, input, output, most,
                                                     question.rules.programTime * 1000);
     if (status < 0) return "the program that checks it has not answered";
     if (status > 0) return "the program that checks it has refused it, with status " + std::to_string(status);
-    if (named) judgement.user = textOf(identity.primary);
+    if (named) judgement.user = textOfBytes(identity.primary);
     if (named || !output.empty()) judgement.response.emplace(output.begin(), output.end());
     return "";
 }
 
-using Check = std::string (*)(const Question& question, Judgement& judgement);
+using Proof = std::string (*)(const Question& question, Judgement& judgement);
 
 // Null when there is nothing to check it by.
-Check checkOf(const IdentityRules& rules, int type) {
+Proof checkOf(const IdentityRules& rules, int type) {
     const bool named = type == PDU_IDENTITY_NAME || type == PDU_IDENTITY_PASSCODE;
     if (named && rules.users != nullptr) return checkName;
     if (type == PDU_IDENTITY_JWT && rules.tokens) return checkJwt;
@@ -118,9 +118,9 @@ Judgement refused(const std::string& told) {
 std::string identityText(const DcPduIdentity& identity) {
     switch (identity.type) {
         case PDU_IDENTITY_NAME:
-            return "user '" + nameOf(identity) + "'";
+            return "user '" + identityName(identity) + "'";
         case PDU_IDENTITY_PASSCODE:
-            return "user '" + nameOf(identity) + "', with a passcode";
+            return "user '" + identityName(identity) + "', with a passcode";
         case PDU_IDENTITY_KERBEROS:
             return "a user with a Kerberos ticket";
         case PDU_IDENTITY_SAML:
@@ -151,7 +151,7 @@ Judgement IdentityCheck::judge(const DcPduIdentity* identity, const Caller& call
         return refused(who + ", in clear: without TLS that is taken with --insecure alone");
     }
     if (!rules->check()) return unchecked(*identity);
-    const Check check = checkOf(*rules, identity->type);
+    const Proof check = checkOf(*rules, identity->type);
     if (check == nullptr) return refused(who + ": nothing here checks such an identity");
     Judgement judgement;
     const std::string fault = check({*rules, *identity, caller}, judgement);

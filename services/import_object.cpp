@@ -89,7 +89,7 @@ constexpr Attribute kPapers[] = {
 constexpr Attribute kCda[] = {
     {DcTag::HL7InstanceIdentifier, '1'},
 };
-constexpr Attribute kModels[] = {
+constexpr Attribute kModelRows[] = {
     {DcTag::Modality, '1', Fill::text, "M3D"},
     {DcTag::FrameOfReferenceUID, '1', Fill::uid},
     {DcTag::PositionReferenceIndicator, '2'},
@@ -273,7 +273,7 @@ class Import {
                 if (dataset.getValueCount(DcTag::NumberOfFrames) > 0) need(kPages);
                 break;
             case ImportKind::model:
-                need(kModels);
+                need(kModelRows);
                 need(kDocuments);
                 break;
             case ImportKind::document:

@@ -26,7 +26,7 @@ namespace {
 namespace platform = orvkit::platform;
 using namespace std::string_view_literals;
 
-constexpr std::int64_t kMostInMemory = std::int64_t{1} << 30;
+constexpr std::int64_t kMostToJoin = std::int64_t{1} << 30;
 constexpr std::uint64_t kMostOfFragment = 0xFFFFFFFE;
 
 constexpr unsigned int kMostPages = 4096;
@@ -58,7 +58,7 @@ void putLoss(DcElemList& list, double ratio, const char* method) {
     put(list, DcTag::LossyImageCompressionMethod, method);
 }
 
-DcImagePixels pixelsOf(const DcPicture& picture) {
+DcImagePixels pictureBytes(const DcPicture& picture) {
     DcImagePixels pixels;
     pixels.rows = picture.height();
     pixels.columns = picture.width();
@@ -109,7 +109,7 @@ bool ImportSource::open(const std::string& path) {
     }
     if (head.size() > 8 && head.compare(4, 4, "ftyp") == 0) return openMp4();
     if (head.starts_with("\0\0\1\xBA"sv) || head.starts_with("\0\0\1\xB3"sv)) return openMpeg2();
-    if (size_ > kMostInMemory) return fail("too large for a picture");
+    if (size_ > kMostToJoin) return fail("too large for a picture");
     std::string bytes(static_cast<std::size_t>(size_), '\0');
     if (platform::readAt(file_.get(), bytes.data(), bytes.size(), 0) != size_)
         return fail(std::strerror(errno));
@@ -191,7 +191,7 @@ bool ImportSource::openPictures(const std::string& bytes) {
         }
         if (found.pages > kMostPages) return fail("more than " + std::to_string(kMostPages) + " pages");
         if (found.alpha != 0) note_ = "its transparency is left away";
-        const DcImagePixels pixels = pixelsOf(picture);
+        const DcImagePixels pixels = pictureBytes(picture);
         if (page == 1) {
             first = pixels;
             putPixels(elements_, pixels);
@@ -253,7 +253,7 @@ bool ImportSource::openJpeg(const std::string& bytes) {
 bool ImportSource::openDocument(const char* sopClass, const char* mime) {
     if (kind_ != ImportKind::model) kind_ = ImportKind::document;
     sopClass_ = sopClass;
-    if (size_ > kMostInMemory) return fail("too large for a document");
+    if (size_ > kMostToJoin) return fail("too large for a document");
     std::vector<unsigned char> bytes(static_cast<std::size_t>(size_ + size_ % 2));
     if (platform::readAt(file_.get(), bytes.data(), static_cast<std::size_t>(size_), 0) != size_)
         return fail(std::strerror(errno));

@@ -46,7 +46,7 @@ std::optional<Json> objectIn(std::string_view part) {
     return object;
 }
 
-std::string textOf(const Json& object, const char* name) {
+std::string claimText(const Json& object, const char* name) {
     const auto at = object.find(name);
     return at != object.end() && at->is_string() ? at->get<std::string>() : "";
 }
@@ -69,7 +69,7 @@ std::string judge(const Json& claims, const TokenRules& rules, double now) {
     if (begin != claims.end() && !begin->is_number()) return "it does not tell when it begins";
     if (begin != claims.end() && now < begin->get<double>() - kSlack) return "it is not valid yet";
     if (!isFor(claims, rules.audience)) return "it is not for " + rules.audience;
-    return textOf(claims, "sub").empty() ? "it has no subject" : "";
+    return claimText(claims, "sub").empty() ? "it has no subject" : "";
 }
 
 bool isSigned(const std::string& algorithm, const std::string& keys, std::string_view text,
@@ -113,13 +113,13 @@ std::string checkToken(std::string_view token, const TokenRules& rules, std::int
     const std::optional<std::string> signature = fromBase64Url(token.substr(second + 1));
     if (!header || !signature) return "it is no token";
     if (header->contains("crit")) return "it wants what is not known here";
-    if (!isSigned(textOf(*header, "alg"), rules.keys, token.substr(0, second), *signature)) {
+    if (!isSigned(claimText(*header, "alg"), rules.keys, token.substr(0, second), *signature)) {
         return "its signature does not hold";
     }
     const std::optional<Json> claims = objectIn(token.substr(first + 1, second - first - 1));
     if (!claims) return "it has no claims";
     std::string fault = judge(*claims, rules, static_cast<double>(now));
-    if (fault.empty()) subject = textOf(*claims, "sub");
+    if (fault.empty()) subject = claimText(*claims, "sub");
     return fault;
 }
 

@@ -15,8 +15,8 @@ namespace platform = orvkit::platform;
 
 namespace {
 
-constexpr int kTick = 200;                         // milliseconds
-constexpr int kPatience = 1000;                    // for a request, and for its answer
+constexpr int kMetricsTick = 200;                  // milliseconds
+constexpr int kMetricsPatience = 1000;             // for a request, and for its answer
 constexpr std::size_t kLongestRequest = 8192;      // bytes
 constexpr auto kRhythm = std::chrono::seconds(5);  // of a file
 constexpr const char* kEndOfRequest = "\r\n\r\n";
@@ -84,11 +84,11 @@ void Metrics::run() {
     while (!ending_) {
         if (file_.empty()) {
             platform::Address peer;
-            platform::Socket socket = platform::acceptSocket(listener_.get(), peer, kTick);
+            platform::Socket socket = platform::acceptSocket(listener_.get(), peer, kMetricsTick);
             if (socket) answer(std::move(socket));
             continue;
         }
-        std::this_thread::sleep_for(std::chrono::milliseconds(kTick));
+        std::this_thread::sleep_for(std::chrono::milliseconds(kMetricsTick));
         std::string fault;
         if (std::chrono::steady_clock::now() - written < kRhythm) continue;
         (void)writeFile(fault);
@@ -98,7 +98,7 @@ void Metrics::run() {
 
 // Whatever is asked for: there is one thing to tell.
 void Metrics::answer(platform::Socket peer) const {
-    const platform::Deadline deadline(kPatience);
+    const platform::Deadline deadline(kMetricsPatience);
     std::string request;
     while (request.find(kEndOfRequest) == std::string::npos) {
         char bytes[1024];
@@ -114,8 +114,8 @@ void Metrics::answer(platform::Socket peer) const {
     const std::string head =
         "HTTP/1.1 200 OK\r\nContent-Type: text/plain; version=0.0.4; charset=utf-8\r\nContent-Length: " +
         std::to_string(text.size()) + "\r\nConnection: close" + kEndOfRequest;
-    (void)platform::setSocketTimeouts(peer.get(), kPatience, kPatience);
-    (void)platform::sendTwo(peer.get(), head.data(), head.size(), text.data(), text.size(), kPatience);
+    (void)platform::setSocketTimeouts(peer.get(), kMetricsPatience, kMetricsPatience);
+    (void)platform::sendTwo(peer.get(), head.data(), head.size(), text.data(), text.size(), kMetricsPatience);
 }
 
 }  // namespace services

@@ -12,23 +12,23 @@ namespace services {
 namespace {
 
 namespace platform = orvkit::platform;
-using Bytes = std::span<const unsigned char>;
+using ByteSpan = std::span<const unsigned char>;
 
 constexpr std::int64_t kMostOfDirectory = std::int64_t{64} << 20;
 
 template <typename Number>
-Number at(Bytes bytes, std::size_t offset) {
+Number at(ByteSpan bytes, std::size_t offset) {
     if (bytes.size() < sizeof(Number) || offset > bytes.size() - sizeof(Number)) return 0;
     return orvkit::loadAt<Number>(bytes.data() + offset, orvkit::ByteOrder::big);
 }
 
 struct Box {
     std::string_view type;
-    Bytes content;
+    ByteSpan content;
 };
 
 // Takes the next box from the front; nothing at the end, and where one is longer than what it stands in.
-std::optional<Box> takeBox(Bytes& from) {
+std::optional<Box> takeBox(ByteSpan& from) {
     if (from.size() < 8) return std::nullopt;
     std::uint64_t length = at<std::uint32_t>(from, 0);
     std::size_t head = 8;
@@ -47,7 +47,7 @@ std::optional<Box> takeBox(Bytes& from) {
 
 // The content of the box that a path of types leads to, each the first of its type; empty where there is
 // none.
-Bytes find(Bytes in, std::string_view path) {
+ByteSpan find(ByteSpan in, std::string_view path) {
     for (; path.size() >= 4; path.remove_prefix(4)) {
         std::optional<Box> box = takeBox(in);
         while (box && box->type != path.substr(0, 4)) box = takeBox(in);
@@ -58,7 +58,7 @@ Bytes find(Bytes in, std::string_view path) {
 }
 
 // H.264 by profile and level of its configuration (ISO 14496-15 5.3.3): High up to 4.1 and 4.2.
-const char* syntaxOfAvc(Bytes configuration) {
+const char* syntaxOfAvc(ByteSpan configuration) {
     const unsigned int profile = at<std::uint8_t>(configuration, 1);
     const unsigned int level = at<std::uint8_t>(configuration, 3);
     const bool isHigh = profile == 66 || profile == 77 || profile == 100;  // what is in it is in High, too
@@ -67,21 +67,21 @@ const char* syntaxOfAvc(Bytes configuration) {
 }
 
 // H.265 by profile and level (ISO 14496-15 8.3.3): Main and Main 10 up to 5.1.
-const char* syntaxOfHevc(Bytes configuration) {
+const char* syntaxOfHevc(ByteSpan configuration) {
     const unsigned int profile = at<std::uint8_t>(configuration, 1) & 31u;
     const unsigned int level = at<std::uint8_t>(configuration, 12);
     if (level == 0 || level > 153) return nullptr;
     return profile == 1 ? "1.2.840.10008.1.2.4.107" : profile == 2 ? "1.2.840.10008.1.2.4.108" : nullptr;
 }
 
-std::string readTrack(Bytes track, Mp4Video& video) {
-    Bytes entries = find(track, "mdiaminfstblstsd");
+std::string readTrack(ByteSpan track, Mp4Video& video) {
+    ByteSpan entries = find(track, "mdiaminfstblstsd");
     if (entries.size() < 8) return "a track without a description";
     entries = entries.subspan(8);
     const std::optional<Box> entry = takeBox(entries);
     constexpr std::size_t entryHead = 78;
     if (!entry || entry->content.size() < entryHead) return "a damaged description";
-    const Bytes settings = entry->content.subspan(entryHead);
+    const ByteSpan settings = entry->content.subspan(entryHead);
     if (entry->type == "avc1" || entry->type == "avc3") {
         video.syntax = syntaxOfAvc(find(settings, "avcC"));
     } else if (entry->type == "hvc1" || entry->type == "hev1") {
@@ -93,7 +93,7 @@ std::string readTrack(Bytes track, Mp4Video& video) {
     video.columns = at<std::uint16_t>(entry->content, 24);
     video.rows = at<std::uint16_t>(entry->content, 26);
     video.frames = at<std::uint32_t>(find(track, "mdiaminfstblstsz"), 8);
-    const Bytes media = find(track, "mdiamdhd");
+    const ByteSpan media = find(track, "mdiamdhd");
     const bool isLong = at<std::uint8_t>(media, 0) == 1;
     const double scale = at<std::uint32_t>(media, isLong ? 20 : 12);
     const double duration =
@@ -124,7 +124,7 @@ std::string readMp4(int handle, std::int64_t size, Mp4Video& video) {
         }
         offset += static_cast<std::int64_t>(length);
     }
-    Bytes tracks = find(directory, "moov");
+    ByteSpan tracks = find(directory, "moov");
     while (const std::optional<Box> box = takeBox(tracks)) {
         if (box->type == "trak" && !find(box->content, "mdiaminfvmhd").empty())
             return readTrack(box->content, video);

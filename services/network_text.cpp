@@ -24,7 +24,7 @@ const char* find(const Word (&words)[N], int value) {
 }
 
 template <std::size_t N>
-std::string textOf(const Word (&words)[N], int value, const char* what) {
+std::string wordFor(const Word (&words)[N], int value, const char* what) {
     const char* text = find(words, value);
     return text != nullptr ? text : std::string(what) + " " + std::to_string(value);
 }
@@ -176,8 +176,8 @@ const StatusRow& rowOf(unsigned int status) {
 
 std::string rejectText(const DcPduInfoRj& reject) {
     const char* reason = find(rejectReasons, reject.source * 100 + reject.reason);
-    return textOf(rejectResults, reject.result, "result") + " by " +
-           textOf(rejectSources, reject.source, "source") + ": " +
+    return wordFor(rejectResults, reject.result, "result") + " by " +
+           wordFor(rejectSources, reject.source, "source") + ": " +
            (reason != nullptr ? reason : "reason " + std::to_string(reject.reason));
 }
 

@@ -20,19 +20,12 @@ namespace {
 namespace platform = orvkit::platform;
 
 // Milliseconds between looks at whether the server is to stop, and while all threads are taken.
-constexpr int kTick = 200;
+constexpr int kProviderTick = 200;
 constexpr int kShortTick = 2;
 constexpr unsigned int kPace = 1024;               // bytes a second that a peer must bring at least
 constexpr unsigned int kMostInMemory = 2 << 20;    // of a request or a data set that has no file
 constexpr unsigned short kNotAuthorized = 0x0124;  // PS3.7 C.5
-constexpr unsigned short kNoDataSet = 0x0101;      // Command Data Set Type (PS3.7 9.3.1.1)
 constexpr unsigned char kPermanent = 1;            // result of a rejection (PS3.8 9.3.4)
-
-unsigned char contextOf(DcMsg& message) {
-    DcPduInfoTf info;
-    (void)message.getInfo(info);
-    return info.presCtxId;
-}
 
 }  // namespace
 
@@ -190,7 +183,7 @@ bool Provider::turnAway(const std::string& why) {
 // Milliseconds until this side is looked at again.
 int Provider::tick() const {
     if (server_.stopping || givesWay_) return 0;
-    if (!server_.pressed) return kTick;
+    if (!server_.pressed) return kProviderTick;
     return spoken_ ? kShortTick : 0;  // some come to stay silent
 }
 

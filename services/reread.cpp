@@ -7,8 +7,8 @@
 namespace services {
 namespace {
 
-constexpr std::uint64_t kLarge = 1 << 16;   // a value that is not read
-constexpr std::size_t kMostRead = 8 << 20;  // of the others together
+constexpr std::uint64_t kLargeValue = 1 << 16;  // a value that is not read
+constexpr std::size_t kMostRead = 8 << 20;      // of the others together
 
 // Of what the decoder tells, what leaves bytes that it has not read.
 void noteLoss(void* context, const DcElemFault& fault) {
@@ -50,7 +50,8 @@ void Reread::add(std::span<const unsigned char> bytes) {
 
 void Reread::valueBegins(const orvkit::WalkHeader& header) {
     const bool structured = header.vr == VR_SQ || (header.vr == VR_UN && header.mode.explicitVr);
-    const bool large = header.length != orvkit::kLengthUndefined && header.length > kLarge && !structured;
+    const bool large =
+        header.length != orvkit::kLengthUndefined && header.length > kLargeValue && !structured;
     if ((!large && header.tag != orvkit::kTagPixelData) || tooMuch()) return;
     leavesOut_ = true;
     kept_.resize(kept_.size() - header.size);

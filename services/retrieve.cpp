@@ -14,7 +14,7 @@ namespace services {
 namespace {
 
 constexpr unsigned short kPriorityMedium = 0;
-constexpr int kTick = 100;  // milliseconds between looks at what would end the waiting
+constexpr int kRetrieveTick = 100;  // milliseconds between looks at what would end the waiting
 constexpr auto kGrace = std::chrono::seconds(10);
 constexpr auto kLastWords = std::chrono::seconds(2);  // from the end of that to the end of the program
 constexpr int kPatience = 3;                          // times the time-out
@@ -83,7 +83,7 @@ bool Answers::await() {
             association_.giveUp("the peer goes on after the request was cancelled");
             return false;
         }
-        if (association_.waitReadable(kTick)) {
+        if (association_.waitReadable(kRetrieveTick)) {
             association_.setPatience(secondsOf(left()));
             return true;
         }

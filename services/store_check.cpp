@@ -13,7 +13,7 @@ using orvkit::WalkFault;
 
 namespace {
 
-constexpr std::uint64_t kLongestUid = 128;  // longer ones are not looked at
+constexpr std::uint64_t kLongestLookedAt = 128;  // longer ones are not looked at
 
 }  // namespace
 
@@ -119,7 +119,7 @@ void StoreCheck::element(const orvkit::WalkHeader& h) {
     const bool outermost =
         h.length == orvkit::kLengthUndefined ? walk_.nesting().depth() == 1 : walk_.nesting().empty();
     if (outermost) reread_.valueBegins(h);
-    kept_ = walk_.nesting().empty() && h.length > 0 && h.length <= kLongestUid &&
+    kept_ = walk_.nesting().empty() && h.length > 0 && h.length <= kLongestLookedAt &&
             (h.tag == T_0008_0016_sopClassUid || h.tag == T_0008_0018_sopInstanceUid);
     if (kept_) text_.clear();
 }

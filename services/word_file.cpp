@@ -9,7 +9,7 @@ namespace services {
 
 namespace {
 
-constexpr std::size_t kMost = 16 << 20;  // bytes of a file
+constexpr std::size_t kMostOfWords = 16 << 20;  // bytes of a file
 
 // False: a quote is not closed.
 bool split(std::string_view line, std::vector<std::string>& words) {
@@ -32,7 +32,7 @@ bool readText(const std::string& file, std::string& text, std::string& fault) {
     std::ifstream in(pathOf(file), std::ios::binary);
     std::vector<char> piece(64 * 1024);
     text.clear();
-    while (in.good() && text.size() <= kMost) {
+    while (in.good() && text.size() <= kMostOfWords) {
         in.read(piece.data(), static_cast<std::streamsize>(piece.size()));
         text.append(piece.data(), static_cast<std::size_t>(in.gcount()));
     }

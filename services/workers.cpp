@@ -16,7 +16,8 @@ std::size_t mostGreetings() {
     return most;
 }
 
-constexpr auto kGrace = std::chrono::seconds(10);  // for messages that are under way when the server stops
+constexpr auto kGraceToEnd =
+    std::chrono::seconds(10);  // for messages that are under way when the server stops
 
 }  // namespace
 
@@ -169,7 +170,7 @@ bool Workers::serve(const std::vector<platform::WaitEntry>& watched) {
 void Workers::stop() {
     server_.stopping = true;
     door_.close();
-    const auto end = std::chrono::steady_clock::now() + kGrace;
+    const auto end = std::chrono::steady_clock::now() + kGraceToEnd;
     for (;;) {
         sweep();
         try {

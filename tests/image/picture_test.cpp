@@ -34,7 +34,7 @@ std::string written(const DcPicture& picture, PICTURE_FORMAT format) {
     return bytes;
 }
 
-std::string samplesOf(const DcPicture& picture) {
+std::string sampleBytes(const DcPicture& picture) {
     std::string all;
     for (unsigned int y = 0; y < picture.height(); ++y) {
         all.append(reinterpret_cast<const char*>(picture.row(y)),
@@ -72,12 +72,12 @@ TEST(Picture, EveryFormatKeepsEverySampleThatItHolds) {
                 const std::string header = (samples == 1 ? "P5\n" : "P6\n") + std::to_string(width) +
                                            " 41\n" + (bits == 8 ? "255\n" : "65535\n");
                 EXPECT_EQ(written(picture, PICTURE_PNM),
-                          header + (bits == 8 ? samplesOf(picture) : swapped(samplesOf(picture))));
+                          header + (bits == 8 ? sampleBytes(picture) : swapped(sampleBytes(picture))));
                 for (const PICTURE_FORMAT format : exactFormats()) {
                     DcPicture back;
                     DcPictureFound found;
                     ASSERT_EQ(readBack(written(picture, format), back, found), RESULT_OK);
-                    EXPECT_EQ(samplesOf(back), samplesOf(picture)) << format;
+                    EXPECT_EQ(sampleBytes(back), sampleBytes(picture)) << format;
                     EXPECT_EQ(std::tuple(found.format, found.bits, found.pages, found.alpha),
                               std::tuple(format, bits, 1u, 0));
                 }

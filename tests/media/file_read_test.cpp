@@ -9,14 +9,14 @@
 
 namespace {
 
-constexpr unsigned int kPixels = 0x7FE00010;
+constexpr unsigned int kPixelElem = 0x7FE00010;
 
 Stream image(DICT_UID xferSyn, const std::string& pixels) {
     Stream s(xferSyn);
     s.elem(0x00080018, "UI", evenUid("1.2.840.77")).elem(0x00100010, "PN", "Doe^Jane");
     s.header(0x00081140, "SQ", Stream::undefined).item(Stream::undefined);
-    s.elem(kPixels, "OB", "icon").endItem().endSequence();
-    return s.elem(kPixels, "OW", pixels);
+    s.elem(kPixelElem, "OB", "icon").endItem().endSequence();
+    return s.elem(kPixelElem, "OW", pixels);
 }
 
 struct Read {
@@ -86,7 +86,7 @@ TEST(ReadFile, TransferSyntaxesThatAreNotRegisteredAreReadByTheirLooks) {
         Read file = readBack(part10(metaGroup(uid), image(looks, "pixels")));
         EXPECT_EQ(file.result, RESULT_OK);
         EXPECT_EQ(file.meta.transferSyntax, UID_NONE);
-        EXPECT_TRUE(file.has(kPixels));
+        EXPECT_TRUE(file.has(kPixelElem));
         std::string told;
         for (const LogLine& line : log.take()) told += line.text + '\n';
         EXPECT_NE(told.find("'" + uid.substr(0, 64) + "'"), std::string::npos) << told;
@@ -138,9 +138,9 @@ TEST(ReadNonPixel, WhatIsCutIsToldAndTheHeaderIsThere) {
         int result, length;
         const char* text;
     } cases[] = {
-        {Stream(name).header(kPixels, "OW", 1000).raw("only this"), kExplicit, ELEM_VALUE_REFUSED, 9,
+        {Stream(name).header(kPixelElem, "OW", 1000).raw("only this"), kExplicit, ELEM_VALUE_REFUSED, 9,
          "valueLen (0x000003e8) exceeds the remaining buffer len (0x00000009) at offset 0xfa"},
-        {Stream(name).header(kPixels, "OB", Stream::undefined).item(0).item(100).raw("few"),
+        {Stream(name).header(kPixelElem, "OB", Stream::undefined).item(0).item(100).raw("few"),
          UID_JPEG_BASELINE, RESULT_OK, 8 + 8 + 3,
          "Sequence delimiter not found, assuming full buffer as Pixel Data"},
         {Stream(name).header(0x00104000, "LT", 500).raw("few"), kExplicit, ELEM_VALUE_REFUSED, 0,
@@ -164,7 +164,7 @@ TEST(ReadAroundPixels, PixelsStayAndWhatIsBehindThemIsRead) {
         for (const unsigned int bytes : {100u, 33000u, 3000000u}) {
             Stream data(xferSyn);
             data.elem(0x00100010, "PN", "Doe^Jane");
-            data.header(kPixels, "OW", fragments ? Stream::undefined : bytes);
+            data.header(kPixelElem, "OW", fragments ? Stream::undefined : bytes);
             const unsigned int start = data.size();
             if (fragments) data.item(0);
             for (unsigned int i = 0; fragments && i < 1000; ++i) data.item(2).raw("xx");
@@ -179,7 +179,7 @@ TEST(ReadAroundPixels, PixelsStayAndWhatIsBehindThemIsRead) {
             EXPECT_EQ(front.result, RESULT_OK);
             EXPECT_EQ(front.length, static_cast<int>(length));
             EXPECT_EQ(front.offset, static_cast<int>(whole.size() - data.size() + start));
-            EXPECT_TRUE(front.has(0x00100010) && !front.has(kPixels));
+            EXPECT_TRUE(front.has(0x00100010) && !front.has(kPixelElem));
             for (const bool memory : {false, true}) {
                 Read file;
                 DcElemList group;
@@ -192,7 +192,7 @@ TEST(ReadAroundPixels, PixelsStayAndWhatIsBehindThemIsRead) {
                 EXPECT_EQ(around.xferSyn, xferSyn);
                 EXPECT_NE(group.first(), nullptr);
                 DcBuf place;
-                ASSERT_EQ(file.dataset.getValue(kPixels, place), RESULT_OK);
+                ASSERT_EQ(file.dataset.getValue(kPixelElem, place), RESULT_OK);
                 EXPECT_EQ(place.getType(), BUF_FILE);
                 EXPECT_EQ(place.getLen(), length);
                 EXPECT_EQ(place.getOffset(), static_cast<int>(whole.size() - data.size() + start));
@@ -206,7 +206,7 @@ TEST(ReadAroundPixels, PixelsStayAndWhatIsBehindThemIsRead) {
 
 TEST(ReadAroundPixels, FaultsAreToldWithTheirPlaceInTheFile) {
     const Stream front = Stream().elem(0x00100010, "PN", "Doe^Jane");
-    const Stream pixels = Stream(front).elem(kPixels, "OW", std::string(40000, 'x'));
+    const Stream pixels = Stream(front).elem(kPixelElem, "OW", std::string(40000, 'x'));
     struct Told {
         DcDirAround around;
         unsigned int tag = 0;
@@ -220,8 +220,9 @@ TEST(ReadAroundPixels, FaultsAreToldWithTheirPlaceInTheFile) {
     } cases[] = {
         {Stream(pixels).header(0xFFFCFFFC, "OB", 500).raw("few"), ELEM_VALUE_REFUSED, 0xFFFCFFFC,
          pixels.size()},
-        {Stream(front).header(kPixels, "OW", 1000).raw("few"), ELEM_VALUE_REFUSED, kPixels, front.size()},
-        {Stream(front).header(kPixels, "OW", Stream::undefined).item(0).endSequence(), RESULT_OK, 0, 0},
+        {Stream(front).header(kPixelElem, "OW", 1000).raw("few"), ELEM_VALUE_REFUSED, kPixelElem,
+         front.size()},
+        {Stream(front).header(kPixelElem, "OW", Stream::undefined).item(0).endSequence(), RESULT_OK, 0, 0},
     };
     for (const auto& c : cases) {
         const TempDir temp;
@@ -238,7 +239,7 @@ TEST(ReadAroundPixels, FaultsAreToldWithTheirPlaceInTheFile) {
         EXPECT_EQ(told.tag, c.tag);
         EXPECT_EQ(told.offset, c.tag != 0 ? part10(kExplicit).size() + c.at : 0);
         DcBuf place;
-        EXPECT_EQ(file.dataset.getValue(kPixels, place), RESULT_OK);
+        EXPECT_EQ(file.dataset.getValue(kPixelElem, place), RESULT_OK);
         // Fragments in a syntax that has none are marked.
         EXPECT_EQ(place.getXferSyn(), c.tag == 0 ? UID_NONE : kExplicit);
     }

@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr unsigned int kPixels = 0x7FE00010;
+constexpr unsigned int kPixelTag = 0x7FE00010;
 
 int written(const std::string& path, DICT_UID xferSyn, DcElemList& dataset) {
     DcDirMetaInfo meta = metaFor(xferSyn);
@@ -36,7 +36,7 @@ std::string pixelsOf(const std::string& path) {
     DcDirMetaInfo meta;
     DcElemList dataset;
     EXPECT_EQ(dirReadFile(path.c_str(), meta, dataset), RESULT_OK);
-    return rawBytes(dataset, kPixels);
+    return rawBytes(dataset, kPixelTag);
 }
 
 }  // namespace
@@ -73,7 +73,7 @@ TEST(WriteFile, ADataSetExactlyAtTheSizeLimitIsWritten) {
         DcElemList dataset;
         dataset.add(new DcElem(0x00280010, static_cast<unsigned short>(2)));   // 14 by its VR
         dataset.add(new DcElem(0x00280100, static_cast<unsigned short>(16)));  // 14
-        dataset.add(raw(kPixels, VR_OB, "pixels", own));                       // 18
+        dataset.add(raw(kPixelTag, VR_OB, "pixels", own));                     // 18
         {
             const FileSizeLimit limit(45);
             EXPECT_EQ(written(path, kExplicit, dataset), DIR_FILE_SIZE);
@@ -98,7 +98,7 @@ TEST(WriteFile, CopiesPixelsFromFilesAndHandlesInEveryByteOrder) {
         for (const bool byHandle : {false, true}) {
             SCOPED_TRACE(testing::Message() << to << (byHandle ? " handle" : " file"));
             // Two pieces make one value, from different places of the source.
-            auto* pixels = new DcElem(kPixels, nullptr, 0, UID_NONE, VR_OW, 0);
+            auto* pixels = new DcElem(kPixelTag, nullptr, 0, UID_NONE, VR_OW, 0);
             std::string expected;
             for (const int offset : {100000, 7}) {
                 ASSERT_EQ(byHandle ? pixels->addValue(handle, offset, 70000, kExplicit)
@@ -123,12 +123,12 @@ TEST(WriteFile, EncapsulatedPixelsFromDiskAreClosedByADelimiter) {
     const Stream items = Stream().item(0).item(4).raw("jpeg");
     const std::string source = makeFile(temp, "fragments", items.bytes());
     DcElemList dataset;
-    auto* pixels = new DcElem(kPixels, nullptr, 0, UID_NONE, VR_OB, 0);
+    auto* pixels = new DcElem(kPixelTag, nullptr, 0, UID_NONE, VR_OB, 0);
     ASSERT_EQ(pixels->addValue(source.c_str(), 0, items.size(), UID_JPEG_BASELINE), RESULT_OK);
     fill(dataset, pixels);
     ASSERT_EQ(written(temp / "out", UID_JPEG_BASELINE, dataset), RESULT_OK);
     Stream end;
-    end.header(kPixels, "OB", Stream::undefined).add(items).endSequence().elem(0xFFFCFFFC, "OB", "");
+    end.header(kPixelTag, "OB", Stream::undefined).add(items).endSequence().elem(0xFFFCFFFC, "OB", "");
     EXPECT_TRUE(readWhole(temp / "out").ends_with(end.text()));
 }
 
@@ -151,7 +151,7 @@ TEST(WriteFile, PixelSourcesThatFailAreTold) {
     for (const auto& c : cases) {
         writeWhole(gone, "0123456789");
         DcElemList dataset;
-        fill(dataset, new DcElem(kPixels, c.source.c_str(), c.offset, c.length, kExplicit));
+        fill(dataset, new DcElem(kPixelTag, c.source.c_str(), c.offset, c.length, kExplicit));
         std::filesystem::remove(gone);
         const int count = dataset.count();
         CaptureLog log;
@@ -167,7 +167,7 @@ TEST(WriteFile, AFileIsNotWrittenOverItsOwnPixels) {
     const std::string link = temp / "link";
     std::filesystem::create_hard_link(path, link);
     DcElemList dataset;
-    fill(dataset, new DcElem(kPixels, path.c_str(), 0, 1000, kExplicit));
+    fill(dataset, new DcElem(kPixelTag, path.c_str(), 0, 1000, kExplicit));
     CaptureLog log;
     EXPECT_EQ(written(link, kExplicit, dataset), DIR_OPEN);
     EXPECT_EQ(log.take().size(), 1u);
@@ -181,8 +181,8 @@ TEST(WriteFile, PixelsBeyondTwoGBytesAreReached) {
     std::filesystem::resize_file(source, at);
     std::ofstream(source, std::ios::binary | std::ios::app) << "far away";
     DcElemList dataset;
-    fill(dataset,
-         new DcElem(kPixels, source.c_str(), static_cast<int>(static_cast<unsigned int>(at)), 8, kExplicit));
+    fill(dataset, new DcElem(kPixelTag, source.c_str(), static_cast<int>(static_cast<unsigned int>(at)), 8,
+                             kExplicit));
     ASSERT_EQ(written(temp / "out", kExplicit, dataset), RESULT_OK);
     EXPECT_EQ(pixelsOf(temp / "out"), "far away");
 }
@@ -192,7 +192,7 @@ TEST(WriteFile, ValuesOnDiskAreRefusedInItems) {
     const std::string source = makeFile(temp, "table", pattern(512));
     DcElemList dataset;
     auto* icons = new DcElemSq(0x00880200);
-    *icons + &(*new DcElemSqItem + new DcElem(kPixels, source.c_str(), 0, 512, kExplicit));
+    *icons + &(*new DcElemSqItem + new DcElem(kPixelTag, source.c_str(), 0, 512, kExplicit));
     dataset.add(icons);
     CaptureLog log;
     EXPECT_EQ(written(temp / "out", kExplicit, dataset), ELEM_VALUE_REFUSED);
@@ -206,7 +206,7 @@ TEST(WriteMemory, BuildsTheImageOfADataSetWithItsMetaGroup) {
     DcDirMetaInfo meta = metaFor(kBig);
     DcElemList dataset;
     auto bytes = pattern(64);
-    fill(dataset, new DcElem(kPixels, bytes.data(), 64, kExplicit, VR_OW, 0));
+    fill(dataset, new DcElem(kPixelTag, bytes.data(), 64, kExplicit, VR_OW, 0));
     unsigned int length = 0;
     const CaptureLog log;
     std::vector<unsigned char> image(4096);

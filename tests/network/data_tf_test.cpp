@@ -57,9 +57,9 @@ Bytes dataOf(const Fragments& fragments, int commandBit = 0) {
 }
 
 // A message that can be told to fail its check.
-class Message : public DcPduDataTf {
+class DataMessage : public DcPduDataTf {
   public:
-    explicit Message(DICT_UID xferSyn = UID_LITTLE_ENDIAN_EXPLICIT, unsigned int maxPduLen = 16384) {
+    explicit DataMessage(DICT_UID xferSyn = UID_LITTLE_ENDIAN_EXPLICIT, unsigned int maxPduLen = 16384) {
         DcPduInfoTf info{5, 0, xferSyn, maxPduLen};
         EXPECT_EQ(setInfo(info), RESULT_OK);
     }
@@ -102,7 +102,7 @@ TEST(DataTf, DataGoesOutInFragmentsBelowTheMaximum) {
                  {31, 40000, "2:40000"},
                  {0xFFFFFFFF, 40000, "2:40000"}};
     for (const auto& c : cases) {
-        Message message(UID_LITTLE_ENDIAN_EXPLICIT, c.maximum);
+        DataMessage message(UID_LITTLE_ENDIAN_EXPLICIT, c.maximum);
         message.addBytes(kTagBytes, c.size);
         const Bytes expected = frame(message, UID_LITTLE_ENDIAN_EXPLICIT);
         const auto fragments = message.send();
@@ -113,7 +113,7 @@ TEST(DataTf, DataGoesOutInFragmentsBelowTheMaximum) {
 }
 
 TEST(DataTf, CommandSaysWhetherDataFollows) {
-    Message message(UID_BIG_ENDIAN_EXPLICIT, 64);
+    DataMessage message(UID_BIG_ENDIAN_EXPLICIT, 64);
     message.addCommand();
     message.add(new DcElem(T_0000_0800_dataSetType, static_cast<unsigned short>(7)));
     const auto commandWith = [](unsigned char type) {
@@ -132,7 +132,7 @@ TEST(DataTf, CommandSaysWhetherDataFollows) {
 
 TEST(DataTf, WhatMustNotGoOutIsRefusedBeforeTheFirstByte) {
     const CaptureLog log;
-    Message message(UID_LITTLE_ENDIAN_EXPLICIT, 32);
+    DataMessage message(UID_LITTLE_ENDIAN_EXPLICIT, 32);
     EXPECT_TRUE(message.send(DATATF_READ).empty()) << "no elements";
     message.addCommand();
     message.verdict = 4711;
@@ -175,7 +175,7 @@ TEST(DataTf, LargePixelsAreNotCopied) {
         const bool orderDiffers =
             (c.stream == UID_BIG_ENDIAN_EXPLICIT) != (c.held == UID_BIG_ENDIAN_EXPLICIT);
         for (const unsigned int maximum : {16384u, 0xFFFFFFFFu}) {
-            Message message(c.stream, maximum);
+            DataMessage message(c.stream, maximum);
             message.add(new DcElem(0x7FE00000, 0u));  // a group length
             message.add(new DcElem(T_0028_0100_bitsAllocated, static_cast<unsigned short>(16)));
             message.add(new DcElem(T_7fe0_0010_pixelData, pixels.data(), 1000000, c.held, VR_OX, 0));
@@ -210,7 +210,7 @@ class PixelsOnDisk : public testing::Test {
 };
 
 TEST_F(PixelsOnDisk, FollowTheirHeaderAndPrecedeWhatTrails) {
-    Message message;
+    DataMessage message;
     message.addBytes(kTagBytes, 20);
     addPixels(message, path_.c_str(), 3, 40000);
     const auto fragments = message.send();
@@ -220,7 +220,7 @@ TEST_F(PixelsOnDisk, FollowTheirHeaderAndPrecedeWhatTrails) {
     for (int i = 0; i < 2; ++i) EXPECT_EQ(shape(message.send()), "0:32 0:16352 0:16352 0:7296 2:20");
     EXPECT_EQ(message.count(), 3);
 
-    Message encapsulated(kEncapsulated);
+    DataMessage encapsulated(kEncapsulated);
     addPixels(encapsulated, path_.c_str(), 3, 100, kEncapsulated);
     EXPECT_EQ(shape(encapsulated.send()), "0:12 0:100 2:8");
 
@@ -229,7 +229,7 @@ TEST_F(PixelsOnDisk, FollowTheirHeaderAndPrecedeWhatTrails) {
          {std::tuple(UID_LITTLE_ENDIAN_EXPLICIT, kEncapsulated, "2:12"),
           {kEncapsulated, kEncapsulated, "0:12 2:8"},
           {UID_DEFLATED_LITTLE_ENDIAN_EXPLICIT, UID_DEFLATED_LITTLE_ENDIAN_EXPLICIT, "0:12 2:8"}}) {
-        Message empty(stream);
+        DataMessage empty(stream);
         addPixels(empty, path_.c_str(), 3, 0, own);
         EXPECT_EQ(shape(empty.send()), sent);
     }
@@ -240,7 +240,7 @@ TEST_F(PixelsOnDisk, WordsTakeTheByteOrderOfTheStream) {
     // has fragments that go out in pieces.
     for (const auto& [maximum, size] :
          {std::pair(16385u, 100000u), {400001u, 100000u}, {33u, 100u}, {200032u, 300000u}}) {
-        Message message(UID_BIG_ENDIAN_EXPLICIT, maximum);
+        DataMessage message(UID_BIG_ENDIAN_EXPLICIT, maximum);
         message.add(new DcElem(T_0028_0100_bitsAllocated, static_cast<unsigned short>(16)));
         addPixels(message, path_.c_str(), 3, size);
         Bytes swapped = pixels(size);
@@ -251,7 +251,7 @@ TEST_F(PixelsOnDisk, WordsTakeTheByteOrderOfTheStream) {
 
 TEST_F(PixelsOnDisk, FailuresAreToldAndLeaveTheListWhole) {
     CaptureLog log;
-    Message message;
+    DataMessage message;
     message.addCommand();
     message.addBytes(kTagTrailing, 20);
     const std::string none = dir_ / "none";
@@ -277,12 +277,12 @@ TEST_F(PixelsOnDisk, FailuresAreToldAndLeaveTheListWhole) {
     // Large fragments go out in pieces; one for which the file is too short does not begin.
     for (const auto& [fragment, sent] :
          {std::pair(300004u, "0:12"), {300003u, "0:12 0:300003"}, {150000u, "0:12 0:150000 0:150000"}}) {
-        Message cut(UID_LITTLE_ENDIAN_EXPLICIT, fragment + 32);
+        DataMessage cut(UID_LITTLE_ENDIAN_EXPLICIT, fragment + 32);
         addPixels(cut, path_.c_str(), 0, 400000);
         EXPECT_EQ(shape(cut.send(DATATF_READ)), sent);
     }
     // What cannot go out from disk is refused before the command goes.
-    Message nested;
+    DataMessage nested;
     nested.addCommand();
     auto* const sequence = new DcElemSq(T_0008_1140_referencedImageSequence);
     auto* const item = new DcElemSqItem;
@@ -305,7 +305,7 @@ TEST(DataTf, FileReferenceSendsTheDataSetAsItLies) {
     meta.transferSyntax = kEncapsulated;
     ASSERT_EQ(dirWriteFile(path.c_str(), meta, list), RESULT_OK);
 
-    Message message(kEncapsulated);
+    DataMessage message(kEncapsulated);
     message.addCommand();
     message.add(new DcElem(T_0006_0007_fileReference, path.c_str()));
     message.add(new DcElem(T_0010_0010_patientsName, "NOT^SENT"));
@@ -344,7 +344,7 @@ Buffers heldBy(const DcPduDataTf& message) {
 TEST(DataTf, EveryValueBecomesABuffer) {
     TempDir dir;
     orvkit::platform::FileHandle dump = orvkit::platform::createWrite((dir / "dump").c_str());
-    Message message;
+    DataMessage message;
     const Bytes bytes = pdu(4, joined({pdv(1, 3, {1, 2, 3}), pdv(9, 0, {}), pdv(7, 2, {4, 5})}));
     EXPECT_EQ(readRest(message, bytes, dump.get()), RESULT_OK);
     EXPECT_EQ(heldBy(message), (Buffers{{3, 3}, {2, 5}}));
@@ -372,7 +372,7 @@ TEST(DataTf, EveryValueBecomesABuffer) {
         for (int i = 0; i < 64; ++i) append(body, pdv(1, 0, {1}));
         unsigned char n = 0;
         for (const std::size_t size : c.values) append(body, pdv(1, 0, Bytes(size, ++n)));
-        Message sharing;
+        DataMessage sharing;
         EXPECT_EQ(readRest(sharing, pdu(4, body)), RESULT_OK);
         const Buffers held = heldBy(sharing);
         ASSERT_EQ(held.size(), 64 + c.lengths.size());
@@ -385,7 +385,7 @@ TEST(DataTf, EveryValueBecomesABuffer) {
     for (int i = 0; i < 71; ++i) append(many, pdv(1, 0, Bytes(4, 'v')));
     Bytes cut = pdu(4, many);
     cut.resize(cut.size() - 2);
-    Message broken;
+    DataMessage broken;
     EXPECT_EQ(readRest(broken, cut), DATATF_READ);
     unsigned int length = 0;
     for (const auto& [size, last] : heldBy(broken)) length += size;
