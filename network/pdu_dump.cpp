@@ -3,7 +3,9 @@
 #include <atomic>
 #include <cstdio>
 #include <utility>
+#include <vector>
 
+#include "network/identity_mask.h"
 #include "platform/file.h"
 #include "platform/process.h"
 
@@ -15,6 +17,7 @@ namespace {
 
 std::atomic<int> nextNumber{0};
 thread_local int received = -1;  // a handle
+thread_local IdentityMask receivedMask;
 
 const char* codeOf(PDU_TYPE type) {
     static constexpr const char* codes[] = {"xx", "rq", "ac", "rj", "tf", "rr", "rp", "ab"};
@@ -28,15 +31,24 @@ platform::FileHandle create(PDU_TYPE type, const char* direction) {
     return platform::createWrite(name);
 }
 
-void put(int file, std::span<const unsigned char> bytes) {
-    if (file != -1 && !bytes.empty()) (void)platform::writeAll(file, bytes.data(), bytes.size());
+void put(int file, IdentityMask& mask, std::span<const unsigned char> bytes) {
+    if (file == -1 || bytes.empty()) return;
+    if (!mask.isNeeded()) {
+        (void)platform::writeAll(file, bytes.data(), bytes.size());
+        return;
+    }
+    std::vector<unsigned char> shown(bytes.begin(), bytes.end());
+    mask.apply(shown);
+    (void)platform::writeAll(file, shown.data(), shown.size());
 }
 
 }  // namespace
 
 void dumpSent(PDU_TYPE type, std::initializer_list<std::span<const unsigned char>> parts) {
     const platform::FileHandle file = create(type, "snd");
-    for (const auto part : parts) put(file.get(), part);
+    IdentityMask mask;
+    mask.begin(type);
+    for (const auto part : parts) put(file.get(), mask, part);
 }
 
 void dumpReceivedEnd() {
@@ -46,11 +58,12 @@ void dumpReceivedEnd() {
 void dumpReceivedBegin(PDU_TYPE type, std::span<const unsigned char> bytes) {
     dumpReceivedEnd();
     received = create(type, "rcv").release();
-    put(received, bytes);
+    receivedMask.begin(type);
+    put(received, receivedMask, bytes);
 }
 
 void dumpReceived(std::span<const unsigned char> bytes) {
-    put(received, bytes);
+    put(received, receivedMask, bytes);
 }
 
 }  // namespace orvkit

@@ -1,4 +1,5 @@
-// The files that PduDumpFlag asks for: each PDU as it went over the wire. Failures to write them are ignored.
+// The files that PduDumpFlag asks for: each PDU as it went over the wire, but for what proves who a user is.
+// Failures to write them are ignored.
 #ifndef ORVKIT_NETWORK_PDU_DUMP_H
 #define ORVKIT_NETWORK_PDU_DUMP_H
 

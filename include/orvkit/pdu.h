@@ -50,7 +50,8 @@ enum PDU_ASSO_ITEM : int {
 };
 
 // Bit 0 dumps every received PDU, bit 1 every sent one, each to a file "_pdu.<thread>.<number>.<code>.rcv" or
-// ".snd" in the current directory. One counter numbers both directions, for the whole process.
+// ".snd" in the current directory. One counter numbers both directions, for the whole process. In items 58H
+// and 59H, asterisks take the place of passcodes, tickets, assertions, tokens and of what confirms them.
 extern ORVKIT_API int PduDumpFlag;
 
 inline constexpr unsigned int PDU_SOCKET_NONE = 0xFFFFFFFF;

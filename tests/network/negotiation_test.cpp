@@ -1,12 +1,15 @@
 // Items 56H to 59H of association PDUs and those that nobody knows: what is read and written of them, what is
 // refused, and what a provider and a user make of them.
 
+#include <algorithm>
+#include <filesystem>
 #include <sstream>
 
 #include "network/asso_pdu.h"
 #include "network/pair.h"
 #include "network/pdu_access.h"
 #include "network/pdus.h"
+#include "support/temp_dir.h"
 
 using orvkit::AssoFault;
 
@@ -123,6 +126,67 @@ TEST(Negotiation, ItemsAreReadAndWrittenByteForByteByATolerantReaderAlone) {
         EXPECT_EQ(faultOf(bytes, false, &told, &again), row.strict) << row.told;
         EXPECT_EQ(told, "");  // and the item that is ignored is not sent on
         EXPECT_TRUE(row.strict != kNone || row.answer || again == Association().bytes());
+    }
+}
+
+Bytes sorted(Bytes bytes) {
+    std::ranges::sort(bytes);
+    return bytes;
+}
+bool has(const Bytes& bytes, const std::string& text) {
+    return std::ranges::search(bytes, text).begin() != bytes.end();
+}
+
+// Dumps of what is read, at a byte a piece too, and of what is sent.
+TEST(Negotiation, DumpsShowWhoAUserIsAndNotWhatProvesIt) {
+    const QuietLog quiet;
+    const std::string stars(6, '*');
+    const Bytes cut = {0x58, 0, 0, 12, 2, 1, 0, 9, 'j', 'o', 'e', 0, 6, 's', 'e', 'c'};
+    const struct {
+        Bytes items, shown;
+        bool answer = false;
+    } rows[] = {
+        {identity(1, 1, "joe"), identity(1, 1, "joe")},
+        {joined({kExt, kJoe, kCommon}), joined({kExt, identity(2, 1, "joe", stars), kCommon})},
+        {identity(3, 0, "ticket"), identity(3, 0, stars)},
+        {identity(4, 1, "<saml>", "secret"), identity(4, 1, stars, stars)},
+        {identity(5, 1, std::string(60000, 'j')), identity(5, 1, std::string(60000, '*'))},
+        {identity(200, 0, "secret"), identity(200, 0, stars)},
+        {item(0x59, field("secret")), item(0x59, field(stars)), true},
+        {kConfirmed, kConfirmed, true},
+        // Of what is damaged everything may be the secret.
+        {joined({cut, kJoe}),
+         joined({{0x58, 0, 0, 12, 2, 1, 0, 9}, Bytes(cut.size() - 8 + kJoe.size(), '*')})},
+        {item(0x59, bytesOf("\1secret")), item(0x59, bytesOf("\1s*****")), true},
+    };
+    for (const auto& row : rows) {
+        const Association other = row.answer ? acceptance() : Association();
+        const Bytes bytes = with(row.items, other).bytes();
+        const Bytes shown = with(row.shown, other).bytes();
+        const TempDir dir;
+        const auto before = std::filesystem::current_path();
+        std::filesystem::current_path(dir / "");
+        PduDumpFlag = 3;
+        Bytes again;
+        const bool sound = faultOf(bytes, true, nullptr, &again) == kNone;
+        PduDumpFlag = 1;
+        DcPduInfo piecemeal{1, 5, 5};
+        DcPduAssoRq request;
+        request.DcPdu::setInfo(piecemeal);
+        (void)readFrom(request, bytes);
+        PduDumpFlag = 0;
+        std::filesystem::current_path(before);
+        EXPECT_TRUE(row.answer || !sound || sorted(again) == sorted(bytes)) << "the other side is told";
+        int files = 0;
+        for (const auto& file : std::filesystem::directory_iterator(dir / "")) {
+            const Bytes dumped = bytesOf(readWhole(file.path().string()));
+            const bool received = file.path().extension() == ".rcv";
+            const bool whole =
+                row.answer || sorted(dumped) == sorted(shown);  // items have an order of theirs
+            EXPECT_TRUE(received ? dumped == shown : whole && !has(dumped, "secret")) << file.path();
+            ++files;
+        }
+        EXPECT_EQ(files, sound ? 3 : 2);
     }
 }
 
