@@ -4,6 +4,7 @@
 
 #include "orvkit/charset.h"
 #include "orvkit/util.h"
+#include "services/text.h"
 
 namespace services {
 
@@ -31,22 +32,8 @@ bool isPlainAscii(std::string_view text) {
 }
 
 std::string withEscapes(std::string_view text, bool isUtf8) {
-    static constexpr char digits[] = "0123456789abcdef";
     std::string out;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const unsigned char c = byteOf(text[i]);
-        const bool c1 = isUtf8 && c == 0xC2 && i + 1 < text.size() && byteOf(text[i + 1]) < 0xA0;
-        if (c1) {
-            const unsigned char next = byteOf(text[++i]);
-            out += {'\\', 'u', '0', '0', digits[next >> 4], digits[next & 0xF]};
-        } else if (c == '\n' || c == '\r' || c == '\t') {
-            out += {'\\', c == '\n' ? 'n' : c == '\r' ? 'r' : 't'};
-        } else if (c < 0x20 || c == 0x7F) {
-            out += {'\\', 'x', digits[c >> 4], digits[c & 0xF]};
-        } else {
-            out += text[i];
-        }
-    }
+    putEscaped(text, isUtf8, [&out](std::string_view piece) { out += piece; });
     return out;
 }
 

@@ -7,7 +7,6 @@
 #include "orvkit/tags.h"
 #include "platform/socket.h"
 #include "platform/volume.h"
-#include "services/charset.h"
 #include "services/handlers.h"
 #include "services/network_text.h"
 #include "services/report.h"
@@ -38,8 +37,7 @@ Provider::Provider(StoreServer& server, Visitor visitor)
       msm_(server.aet.c_str(), TSM_ROLE_SCP, server.port) {}
 
 void Provider::tell(const std::string& line) {
-    // Titles and UIDs are the peer's words.
-    server_.tell(withEscapes("[" + std::to_string(number_) + "] " + peer_ + " " + line));
+    server_.tell("[" + std::to_string(number_) + "] " + peer_ + " " + line);
 }
 
 void Provider::run() {

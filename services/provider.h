@@ -63,7 +63,8 @@ struct StoreServer {
     ReportBook* reports = nullptr;
     // Called when an association that stored something has ended.
     std::function<void()> settle;
-    std::function<void(const std::string&)> tell;  // a log line
+    // A log line, in which peers have their say: what prints it sees to control characters.
+    std::function<void(const std::string&)> tell;
     std::atomic<bool> pressed = false;             // all threads are taken
     std::atomic<bool> stopping = false;
     std::atomic<std::uint64_t> associations = 0;

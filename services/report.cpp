@@ -10,6 +10,7 @@
 #include "orvkit/dict.h"
 #include "orvkit/log.h"
 #include "orvkit/result.h"
+#include "services/text.h"
 
 namespace services {
 namespace {
@@ -66,12 +67,18 @@ class StderrLog : public DcLog {
 
 StderrLog* installed = nullptr;
 
+// Where there is no memory, too.
 void putLine(const char* format, va_list arguments) {
-    char text[4096] = "orvkit: ";
-    const std::size_t prefix = std::strlen(text);
-    std::vsnprintf(text + prefix, sizeof text - prefix - 1, format, arguments);
-    std::strcat(text, "\n");
-    std::fputs(text, stderr);  // one write: lines of programs that share the terminal stay whole
+    char text[4096];
+    std::vsnprintf(text, sizeof text, format, arguments);
+    char line[4096 + 16] = "orvkit: ";
+    std::size_t used = std::strlen(line);
+    putEscaped(text, true, [&](std::string_view piece) {
+        if (used + piece.size() + 2 > sizeof line) return;
+        used += piece.copy(line + used, piece.size());
+    });
+    std::strcpy(line + used, "\n");
+    std::fputs(line, stderr);  // one write: lines of programs that share the terminal stay whole
 }
 
 }  // namespace

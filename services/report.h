@@ -41,7 +41,8 @@ std::string takeRemark();
 std::string lastFault();
 void forgetFault();
 
-// One line on standard error: "orvkit: " and the text. False, for those who then answer that.
+// One line on standard error: "orvkit: " and the text, its control characters as escapes. False, for those
+// who then answer that.
 bool complain(const char* format, ...) ORVKIT_PRINTF(1, 2);
 // The same for those who answer with an exit status: EXIT_FAILED, EXIT_USAGE.
 int failed(const char* format, ...) ORVKIT_PRINTF(1, 2);

@@ -5,6 +5,7 @@
 #include <type_traits>
 
 #include "foundation/version.h"
+#include "services/charset.h"
 #include "services/nearest.h"
 #include "services/report.h"
 
@@ -27,6 +28,7 @@ class Parser {
         : program_(program), app_(program.help_, program.name_), arguments_(arguments) {
         app_.set_version_flag("--version", program.name_ + " " ORVKIT_VERSION);
         app_.footer(program.footer_);
+        app_.failure_message(tellFailure);
         app_.fallthrough();  // options of the program may stand behind those of the command
         describe(app_, program);
     }
@@ -60,6 +62,12 @@ class Parser {
     }
 
   private:
+    // Words of the command line are told as they are, but for what a terminal would obey.
+    static std::string tellFailure(const CLI::App* app, const CLI::Error& error) {
+        const CLI::Error shown(error.get_name(), services::withEscapes(error.what()), error.get_exit_code());
+        return CLI::FailureMessage::simple(app, shown);
+    }
+
     // What the words that nobody takes may have been meant for: options and subcommands of the commands that
     // the line names.
     void suggest(const std::vector<std::string>& unknown) const {

@@ -14,6 +14,10 @@ TEST_F(CommandTest, ExitStatusTellsUsageFromFailure) {
                 {"orvkit phantom p --size 0", 2, "", "size"},
                 {"orvkit dump --nonsense 2>&1 | grep nonsense", 0, "nonsense", ""},
                 {"orvkit convert missing out --to big", 1, "", "missing"},
+                // What a terminal would obey is told as escapes.
+                {"orvkit $'\\e[2Jx\\nY'", 2, "", "expected: \\x1b[2Jx\\nY\n"},
+                {"orvkit $'dum\\ep'", 2, "", "dum\\x1bp; did you mean dump?"},
+                {"orvkit dump $'no\\tfile\\e'", 1, "", "no\\tfile\\x1b"},
                 {"orvkit lookup 0009,1234", 1, "", "0009,1234"},
                 {"ORVKIT_EDITION=1999 orvkit lookup PN", 2, "", "1999"}});
     EXPECT_TRUE(names().empty());

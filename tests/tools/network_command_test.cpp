@@ -49,6 +49,7 @@ TEST_F(NetworkCommandTest, WrongUseIsToldFromFailure) {
     expectSaid(
         {{"orvkit echo localhost", 2, "", "'localhost:' is not a peer: AET@host:port or host port"},
          {"orvkit echo TOO-LONG-A-TITLE-@h:1", 2, "", "is not an AE title"},
+         {"orvkit echo $'A\\e[m\\n@h:1'", 2, "", "'A\\x1b[m\\n' is not an AE title"},
          {"orvkit send A@h:104", 2, "", "something must follow the peer"},
          {"orvkit find A@h:104 -k Nonsense=1", 2, "", "neither a tag nor a name"},
          {"orvkit find A@h:104 -k PixelData", 2, "", "PixelData: not an element that can be asked for\n"},
