@@ -223,14 +223,21 @@ std::string outcomeText(int result, const DcMsm& msm) {
             return "no presentation context was accepted for it";
         case DATATF_SOCKET:
             return "the connection broke, or the peer stopped reading";
+        case ELEM_ILLEGAL_CHAR:
+            return "an AE title has characters that are not allowed";
+        default:
+            return connectionText(result);
+    }
+}
+
+std::string connectionText(int result) {
+    switch (result) {
         case TSM_RESOLVE:
             return "the host name is not known";
         case TSM_CONNECT:
             return connectText();
         case TSM_SOCKET:
             return "no socket to be had";
-        case ELEM_ILLEGAL_CHAR:
-            return "an AE title has characters that are not allowed";
         default:
             return otherText(result);
     }

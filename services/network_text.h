@@ -16,6 +16,8 @@ std::string socketText(const std::string& logged);
 std::string contextText(int result);
 // What a result of DcMsm means: one line without a full stop.
 std::string outcomeText(int result, const DcMsm& msm);
+// The same of a connection that could not be made, and of results that are not of associations.
+std::string connectionText(int result);
 
 // Statuses of DIMSE responses (PS3.7 Annex C, and PS3.4 for those of the services).
 enum class StatusKind { success, pending, warning, failure, cancel };

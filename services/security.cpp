@@ -75,7 +75,9 @@ bool Security::open(const TlsOptions& options) {
 }
 
 bool Security::reload() {
-    return check(own_->tls.load());
+    if (!check(own_->tls.load())) return false;
+    remark_ = own_->tls.remark();
+    return true;
 }
 
 DcSecurity* Security::get() {

@@ -39,6 +39,8 @@ class Security {
     // The files again; those of before stay in use when that fails.
     [[nodiscard]] bool reload();
     const std::string& fault() const { return fault_; }
+    // What peers will not like about what was read: that this side's certificate has expired; "" for nothing.
+    const std::string& remark() const { return remark_; }
     // For DcTsm::setSecurity.
     DcSecurity* get();
 
@@ -48,6 +50,7 @@ class Security {
 
     std::unique_ptr<Own> own_;
     std::string fault_;
+    std::string remark_;
 };
 
 // Whether this build has TLS.

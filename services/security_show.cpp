@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "orvkit/result.h"
+#include "services/network_text.h"
 #include "services/paths.h"
 #include "services/report.h"
 #include "services/security.h"
@@ -20,6 +21,7 @@ class Probe : public DcTsm {
     int connect(const PeerOptions& options, DcSecurityInfo& info) {
         DcTsmTimeoutInfo timeouts = options.timeouts();
         (void)setTimeoutInfo(timeouts);
+        forgetFault();
         const int result = sockConvOpenClient(options.host.c_str(), options.port);
         (void)getSecurityInfo(info);
         return result;
@@ -75,7 +77,7 @@ int showSecurity(const PeerOptions& options) {
             std::printf("%-17s %s %s\n", name, info.version, info.cipher);
             best = info;
         } else if (info.fault[0] == '\0') {  // not for reasons of TLS
-            return failed("%s: no connection", options.peer().c_str());
+            return failed("%s: %s", options.peer().c_str(), connectionText(result).c_str());
         } else {
             std::printf("%-17s %s\n", name, info.fault);
         }

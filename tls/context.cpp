@@ -8,6 +8,7 @@
 #include "platform/secret.h"
 #include "tls/layer.h"
 #include "tls/profiles.h"
+#include "tls/trouble.h"
 
 namespace orvkit::tls {
 
@@ -61,6 +62,7 @@ class Loader {
         if (ctx_ == nullptr) return failed(ELEM_NO_MEMORY, "no memory for TLS");
         int result = setProtocol();
         if (result == RESULT_OK && !settings_.certificateFile.empty()) result = loadCertificate();
+        if (const X509* const own = SSL_CTX_get0_certificate(ctx_)) tellOutdated(*own, context_.remark_);
         if (result == RESULT_OK) result = loadTrust();
         if (result == RESULT_OK) setCalls();
         ERR_clear_error();

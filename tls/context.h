@@ -31,6 +31,7 @@ class Context final : public Ground, public std::enable_shared_from_this<Context
     // Null when the files are not as they should be: the result and the reason.
     static std::shared_ptr<Ground> make(const Settings& settings, int& result, Words& fault);
     std::unique_ptr<ConnectionLayer> layer(const DcSecurity::End& end) override;
+    const char* remark() const noexcept override { return remark_.text(); }
 
     // A connection of one side; null without memory.
     SslPtr connection(bool isUser) const noexcept;
@@ -49,6 +50,7 @@ class Context final : public Ground, public std::enable_shared_from_this<Context
     Settings settings_;
     SslCtxPtr context_;
     Sessions sessions_;
+    Words remark_;
 };
 
 // Calls of OpenSSL about one connection, which its layer answers (layer.cpp).

@@ -47,6 +47,8 @@ class Ground {
     virtual ~Ground() = default;
     // A connection that keeps to them.
     virtual std::unique_ptr<ConnectionLayer> layer(const DcSecurity::End& end) = 0;
+    // What peers will not like; "" for nothing.
+    virtual const char* remark() const noexcept = 0;
 };
 
 // Calls of tls.h, whose arguments are not null. What fails is told in the words, not in the log.

@@ -240,10 +240,17 @@ bool Layer::peerIsDone() noexcept {
     return state_ == State::ended || state_ == State::broken || platform::peerIsDone(socket_);
 }
 
-bool Layer::encrypt(const unsigned char* data, std::size_t length, int timeout) noexcept {
+// Who reads a little now and then does not get the time-out anew for each part.
+bool Layer::encrypt(const unsigned char* data, std::size_t length, bool isFirst,
+                    const Deadline& deadline) noexcept {
     std::size_t written = 0;
+    const int left = deadline.left();
     ERR_clear_error();
-    if (SSL_write_ex(ssl_.get(), data, length, &written) == 1 && wire_.flush(timeout)) return true;
+    if (!isFirst && left == 0) {
+        fault_.set("the peer does not read in time");
+    } else if (SSL_write_ex(ssl_.get(), data, length, &written) == 1 && wire_.flush(left)) {
+        return true;
+    }
     (void)broken();
     return false;
 }
@@ -252,6 +259,10 @@ bool Layer::encrypt(const unsigned char* data, std::size_t length, int timeout) 
 std::int64_t Layer::send(const platform::Run* runs, std::size_t count, int timeout) noexcept {
     const Deadline deadline(timeout);
     if (opened(deadline) != Received::data) return -1;
+    bool isFirst = true;
+    const auto put = [&](const unsigned char* part, std::size_t length) {
+        return encrypt(part, length, std::exchange(isFirst, false), deadline);
+    };
     std::int64_t sent = 0;
     std::size_t gathered = 0;
     for (; count > 0; ++runs, --count) {
@@ -263,15 +274,13 @@ std::int64_t Layer::send(const platform::Run* runs, std::size_t count, int timeo
                 direct ? std::min(left / kRecord * kRecord, kChunk) : std::min(left, kRecord - gathered);
             if (!direct) std::memcpy(record_.get() + gathered, data, here);
             if (!direct) gathered += here;
-            if (direct && !encrypt(data, here, deadline.left())) return -1;
-            if (gathered == kRecord && !encrypt(record_.get(), std::exchange(gathered, 0), deadline.left())) {
-                return -1;
-            }
+            if (direct && !put(data, here)) return -1;
+            if (gathered == kRecord && !put(record_.get(), std::exchange(gathered, 0))) return -1;
             data += here;
             left -= here;
         }
     }
-    return gathered == 0 || encrypt(record_.get(), gathered, deadline.left()) ? sent : -1;
+    return gathered == 0 || put(record_.get(), gathered) ? sent : -1;
 }
 
 void Layer::close() noexcept {

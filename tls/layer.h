@@ -43,7 +43,8 @@ class Layer final : public ConnectionLayer {
     platform::Received run(Step step, const platform::Deadline& deadline) noexcept;
     platform::Received goOn(int error, const platform::Deadline& deadline) noexcept;
     platform::Received opened(const platform::Deadline& deadline) noexcept;
-    bool encrypt(const unsigned char* data, std::size_t length, int timeout) noexcept;
+    bool encrypt(const unsigned char* data, std::size_t length, bool isFirst,
+                 const platform::Deadline& deadline) noexcept;
 
     std::shared_ptr<Context> context_;
     unsigned int socket_;

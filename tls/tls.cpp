@@ -104,6 +104,7 @@ struct DcTls::Own {
     tls::Settings settings;
     Security security;
     tls::Words fault;
+    tls::Words remark;
 
     [[gnu::format(printf, 3, 4)]] int failed(int result, const char* format, ...) {
         va_list values;
@@ -202,9 +203,18 @@ int DcTls::load() {
         const tls::Engine* const engine = tls::engine(own_->fault);
         if (engine == nullptr) return told(result, own_->fault);
         std::shared_ptr<tls::Ground> ground = engine->load(own_->settings, result, own_->fault);
-        if (ground != nullptr) own_->security.use(std::move(ground));
+        if (ground != nullptr) {
+            own_->remark.set("%s", ground->remark());
+            if (!own_->remark.isEmpty())
+                (void)logReport(LOG_NOTICE, "DcTls::load", "%s", own_->remark.text());
+            own_->security.use(std::move(ground));
+        }
         return told(result, own_->fault);
     });
+}
+
+const char* DcTls::remark() const {
+    return own_->remark.text();
 }
 
 const char* DcTls::fault() const {

@@ -138,6 +138,18 @@ void describe(const X509& certificate, DcSecurityInfo& info) noexcept {
     }
 }
 
+void tellOutdated(const X509& certificate, Words& words) noexcept {
+    DcSecurityInfo info;
+    describe(certificate, info);
+    if (X509_cmp_current_time(X509_get0_notAfter(&certificate)) <= 0) {
+        words.set("this side's certificate (%s) has expired, and peers will refuse it: %s UTC", info.subject,
+                  info.validUntil);
+    } else if (X509_cmp_current_time(X509_get0_notBefore(&certificate)) >= 0) {
+        words.set("this side's certificate (%s) is not valid before %s UTC, and peers will refuse it",
+                  info.subject, info.validFrom);
+    }
+}
+
 void tellUnverified(X509_STORE_CTX& check, const char* host, Words& words) noexcept {
     const int error = X509_STORE_CTX_get_error(&check);
     const X509* const certificate = X509_STORE_CTX_get_current_cert(&check);

@@ -13,6 +13,9 @@ namespace orvkit::tls {
 // What is known of the peer's certificate.
 void describe(const X509& certificate, DcSecurityInfo& info) noexcept;
 
+// That this side's certificate has expired, or is not valid yet.
+void tellOutdated(const X509& certificate, Words& words) noexcept;
+
 // Why a certificate in the peer's chain is not good. `host`: the name that it should be for; may be null.
 void tellUnverified(X509_STORE_CTX& check, const char* host, Words& words) noexcept;
 

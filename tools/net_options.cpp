@@ -201,6 +201,9 @@ void addProviderTlsOptions(Command& command, TlsOptions& options) {
                {{"require", TLS_CHECK_REQUIRE}, {"accept", TLS_CHECK_ACCEPT}, {"none", TLS_CHECK_NONE}},
                "Certificates of users: all must have one, may have one, or are asked for none")
         .value("WHICH");
+    command
+        .flag("--tls-no-verify", options.noVerify, "Ask users for no certificate: anybody may be any of them")
+        .excludes("--tls-client");
 }
 
 bool openSecurity(EntityOptions& options) {
@@ -212,7 +215,10 @@ bool openSecurity(EntityOptions& options) {
         tls.check = TLS_CHECK_NONE;
     }
     options.security = std::make_shared<Security>();
-    if (options.security->open(tls)) return true;
+    if (options.security->open(tls)) {
+        if (!options.security->remark().empty()) complain("WARNING: %s", options.security->remark().c_str());
+        return true;
+    }
     const bool trustless = tls.check != TLS_CHECK_NONE && tls.authorities.empty() && tls.pins.empty();
     return complain("%s%s", options.security->fault().c_str(), trustless ? " (--tls-ca, --tls-pin)" : "");
 }

@@ -25,6 +25,7 @@
 #include "services/archive_server.h"
 #include "services/commitment_provider.h"
 #endif
+#include "services/charset.h"
 #include "services/door.h"
 #include "services/isolation.h"
 #include "services/metrics.h"
@@ -99,7 +100,7 @@ void tellLine(const std::string& line) {
     std::tm now{};
     char stamp[32] = "";
     if (platform::localTime(now)) std::strftime(stamp, sizeof stamp, "%Y-%m-%d %H:%M:%S ", &now);
-    const std::string whole = stamp + line + "\n";
+    const std::string whole = stamp + withEscapes(line) + "\n";
     const std::lock_guard lock(mutex);
     std::fwrite(whole.data(), 1, whole.size(), stderr);
     std::fflush(stderr);  // not every C library writes at once what is meant for a file
@@ -208,9 +209,12 @@ std::string archiveFault(const ServeOptions& options) {
 // The files of TLS once more, when asked to.
 void reloadSecurity(Security* security) {
     if (security == nullptr) return;
-    tellLine(security->reload()
-                 ? "the files of TLS were read again"
-                 : "the files of TLS are not taken, and things go on as they were: " + security->fault());
+    if (security->reload()) {
+        tellLine("the files of TLS were read again");
+        if (!security->remark().empty()) tellLine("WARNING: " + security->remark());
+    } else {
+        tellLine("the files of TLS are not taken, and things go on as they were: " + security->fault());
+    }
 }
 
 // False: what is in use stays.

@@ -97,6 +97,9 @@ class ORVKIT_TLS_API DcTls {
     int load();
     // What the last failure was, in one line; "" after success. Until the next call.
     const char* fault() const;
+    // What peers will not like about what was read, in one line: this side's certificate has expired, or is
+    // not valid yet; "" for nothing. Also told as LOG_NOTICE. Until the next load that succeeds.
+    const char* remark() const;
 
     // For DcTsm::setSecurity; owned by this object.
     DcSecurity* security();

@@ -172,6 +172,16 @@ TEST(Tls, LetsInWhomItsSettingsAllowAndSaysWhyNot) {
         {"another user", [&] { provider.peerName = "other.example"; }, "", "is for user.example, not for"},
     };
     // clang-format on
+    const auto remarkOf = [](const char* party) {
+        DcTls tls;
+        Side side;
+        side.party = party;
+        side.apply(tls);
+        return std::string(tls.remark());
+    };
+    EXPECT_EQ(remarkOf("user"), "");
+    EXPECT_TRUE(remarkOf("old").starts_with("this side's certificate (CN=127.0.0.1) has expired, and "));
+    EXPECT_TRUE(remarkOf("early").starts_with("this side's certificate (CN=127.0.0.1) is not valid before "));
     for (const auto& row : rows) {
         user = userSide();
         provider = providerSide();
@@ -370,9 +380,15 @@ TEST_F(TlsLayers, EveryWaitIsBounded) {
     unsigned char byte = 0;
     std::size_t count = 0;
     EXPECT_EQ(one->receive(&byte, 1, 50, count), Received::timeout);
-    platform::setSocketTimeouts(ends.one.get(), 0, 50);
     const Bytes much(20 << 20, 1);
     const platform::Run run{much.data(), much.size()};
+    platform::setSocketTimeouts(ends.one.get(), 0, 60000);
+    EXPECT_EQ(one->send(&run, 1, 0), -1) << "no part gets the time-out of the socket anew";
+    one->describe(info);
+    EXPECT_STREQ(info.fault, "the peer does not read in time");
+    connect(10000);
+    shakeHands();
+    platform::setSocketTimeouts(ends.one.get(), 0, 50);
     EXPECT_EQ(one->send(&run, 1, 50), -1) << "nobody reads";
     one->close();
 }
