@@ -15,6 +15,13 @@ ours=(--tls --tls-cert site/ours.pem --tls-key site/ours.key --tls-ca site/ca.pe
 theirs=(+tls site/theirs.key site/theirs.pem +cf site/ca.pem)
 # Profiles by the names of both sides.
 profiles=('+py non-downgrading' '+py rfc8996' '+px bcp195' '+pz extended' '+pz rfc8996-modified')
+each_profile() {
+  local names theirs_name ours_name
+  for names in "${profiles[@]}"; do
+    read -r theirs_name ours_name <<<"$names"
+    "$1"
+  done
+}
 
 study() { "$orvkit" phantom study --size 64 --series 1 --images 8 >/dev/null || exit 1; }
 big() { "$orvkit" phantom big --size 2048 --series 1 --images 1 >/dev/null || exit 1; }
@@ -27,15 +34,18 @@ amid_a_store() {
   "$@"
 }
 
+echoed() {
+  serve in "${ours[@]}" --tls-profile "$ours_name"
+  must "echo, $names" echoscu "${theirs[@]}" "$theirs_name" localhost "$port"
+  logged 'association accepted, 1 of 1 contexts; TLSv1.[23] [A-Z0-9_-]*, CN=theirs'
+  # Both were retired: RSA without forward secrecy, and no encryption at all.
+  refuses "the AES profile, $ours_name" 'TLS|DUL' echoscu "${theirs[@]}" +pa localhost "$port"
+  refuses "the profile without encryption, $ours_name" 'TLS|DUL' echoscu "${theirs[@]}" +pn localhost "$port"
+  logged 'TLS: (no cipher suite in common|the peer speaks a version below TLS 1.2 alone)'
+  stop_server
+}
 case_echoscu() {
-  local theirs_name ours_name
-  for names in "${profiles[@]}"; do
-    read -r theirs_name ours_name <<<"$names"
-    serve in "${ours[@]}" --tls-profile "$ours_name"
-    must "echo, $names" echoscu "${theirs[@]}" "$theirs_name" localhost "$port"
-    logged 'association accepted, 1 of 1 contexts; TLSv1.[23] [A-Z0-9_-]*, CN=theirs'
-    stop_server
-  done
+  each_profile echoed
   serve in "${ours[@]}"
   refuses "a user without TLS" 'Peer aborted|Association Abort' echoscu localhost "$port"
   logged 'plain DICOM on a TLS port'
@@ -53,8 +63,28 @@ case_echoscu() {
   stop_server
 }
 
+stored() {
+  serve in "${ours[@]}" --tls-profile "$ours_name"
+  must "store, $names" storescu "${theirs[@]}" "$theirs_name" localhost "$port" study/SE000001/*
+  same "store, $names" study in
+  stop_server
+  rm -rf in/*
+}
 case_storescu() {
   study
+  each_profile stored
+  for which in accept none; do
+    serve in "${ours[@]}" --tls-client "$which"
+    must "store without a certificate, $which" storescu +tla -ic localhost "$port" study/SE000001/*
+    same "store without a certificate, $which" study in
+    stop_server
+    rm -rf in/*
+  done
+  serve in "${ours[@]}" --tls-no-verify
+  grep -q 'WARNING: --tls-no-verify: anybody may be the peer' serve.log || fault "--tls-no-verify is not told"
+  must "store by anybody" storescu +tla -ic localhost "$port" study/SE000001/IM000001
+  stop_server
+  rm -rf in/*
   serve in "${ours[@]}"
   must "store" storescu "${theirs[@]}" localhost "$port" study/SE000001/*
   same "store" study in
@@ -73,17 +103,24 @@ case_storescu() {
   stop_server
 }
 
+sent() {
+  at=$(free_port)
+  rm -rf in && mkdir in
+  peer "$at" storescp "${theirs[@]}" "$theirs_name" +xa +B -od in "$at"
+  must "send, $names" "$orvkit" send "A@localhost:$at" study "${ours[@]}" --tls-profile "$ours_name" -j 2
+  same "send, $names" study in
+}
 case_storescp() {
   study
-  local at theirs_name ours_name
-  for names in "${profiles[@]}"; do
-    read -r theirs_name ours_name <<<"$names"
-    at=$(free_port)
-    rm -rf in && mkdir in
-    peer "$at" storescp "${theirs[@]}" "$theirs_name" +xa +B -od in "$at"
-    must "send, $names" "$orvkit" send "A@localhost:$at" study "${ours[@]}" --tls-profile "$ours_name" -j 2
-    same "send, $names" study in
-  done
+  local at
+  at=$(free_port)
+  mkdir in
+  peer "$at" storescp "${theirs[@]}" -vc +xa +B -od in "$at"
+  must "send without a certificate" "$orvkit" send "A@localhost:$at" study --tls --tls-ca site/ca.pem
+  same "send without a certificate" study in
+  refuses "show, nobody there" '@localhost:[0-9]*: cannot connect: connection refused' "$orvkit" tls show "localhost:$(free_port)"
+  each_profile sent
+  refuses "without a certificate" 'it wants a certificate of this side|nothing in common, or it wants' "$orvkit" echo "A@localhost:$at" --tls --tls-ca site/ca.pem
   refuses "another name" 'is for theirs localhost 127.0.0.1, not for pacs' "$orvkit" echo "A@localhost:$at" "${ours[@]}" --tls-name pacs
   refuses "a server that nobody knows" 'unknown issuer' "$orvkit" echo "A@localhost:$at" "${ours[@]:0:5}" --tls-ca strange/ca.pem
   must "by its fingerprint" "$orvkit" echo "A@localhost:$at" --tls --tls-cert site/ours.pem --tls-key site/ours.key \
@@ -96,6 +133,24 @@ case_storescp() {
   at=$(free_port)
   peer "$at" storescp "$at"
   refuses "TLS to a plain server" 'TLS: the peer (speaks plain DICOM|closed the connection)' "$orvkit" echo "A@localhost:$at" "${ours[@]}"
+}
+
+# Queries over TLS, by their user and by ours.
+found() {
+  serve in --archive "${ours[@]}" --tls-profile "$ours_name"
+  must "find, $names" findscu "${theirs[@]}" "$theirs_name" -S -k QueryRetrieveLevel=STUDY -k StudyInstanceUID localhost "$port"
+  [ "$(grep -c 'Find Response: [0-9]* (Pending)' said)" = 1 ] || fault "find, $names: $(cat said)"
+  must "our find, $names" "$orvkit" find "A@localhost:$port" -k StudyInstanceUID "${ours[@]}" --tls-profile "$ours_name"
+  stop_server
+}
+case_findscu() {
+  "$orvkit" index 2>&1 | grep -q 'left out' && { echo "skipped: no index in this build"; exit 77; }
+  study
+  serve in --archive "${ours[@]}"
+  must "send" "$orvkit" send "A@localhost:$port" study "${ours[@]}"
+  refuses "find without a certificate" 'TLS|DUL|Association' findscu +tla -ic -S -k QueryRetrieveLevel=STUDY localhost "$port"
+  stop_server
+  each_profile found
 }
 
 # client WORDS OPTION...: what openssl s_client gets from our server
@@ -144,23 +199,47 @@ case_openssl() {
   must "echo after that" "$orvkit" echo "A@localhost:$port" "${ours[@]}"
   stop_server
 
+  # What runs out is told when a server begins, when it reads its files again, and by those who refuse it.
+  outdated old 20200101000000Z 20200102000000Z
+  cp site/ours.pem now.pem && cp site/ours.key now.key
+  serve in --tls --tls-cert now.pem --tls-key now.key --tls-ca site/ca.pem
+  cp old.pem now.pem && cp site/theirs.key now.key
+  kill -HUP "$server"
+  logged "WARNING: this side's certificate .CN=theirs. has expired, and peers will refuse it: 2020-01-02 00:00:00 UTC"
+  refuses "an expired server" 'has expired: 2020-01-02' "$orvkit" echo "A@localhost:$port" "${ours[@]}"
+  stop_server
+  serve in "${ours[@]}"
+  refuses "an expired user" "this side's certificate has expired" "$orvkit" echo "A@localhost:$port" --tls --tls-cert old.pem \
+    --tls-key site/theirs.key --tls-ca site/ca.pem
+  grep -q "WARNING: this side's certificate" said || fault "no warning: $(cat said)"
+  client 'alert certificate expired' -tls1_2 -cert old.pem -key site/theirs.key
+  logged 'TLS: the peer.s certificate .CN=theirs. has expired'
+  stop_server
+
   openssl req -x509 -newkey rsa:2048 -nodes -keyout self.key -out self.pem -days 1 -subj /CN=localhost 2>/dev/null
   server_is 'is self-signed and not known here' -cert self.pem -key self.key
+  server_is 'has expired: 2020-01-02' -cert old.pem -key site/theirs.key
   server_is 'is for elsewhere, not for localhost' -cert site/elsewhere.pem -key site/elsewhere.key
   server_is 'alert|version|common' "${certified[@]}" -tls1_1 -cipher 'ALL@SECLEVEL=0'
   server_is 'common' "${certified[@]}" -tls1_2 -cipher ECDHE-ECDSA-AES128-SHA
   revoked
 }
+ca() { openssl ca -config ca.cnf -cert site/ca.pem -keyfile site/ca.key "$@" 2>/dev/null; }
+# outdated NAME FROM UNTIL: NAME.pem for their key
+outdated() {
+  printf '[ca]\ndefault_ca=c\n[c]\ndatabase=index.txt\ndefault_md=sha256\ndefault_crl_days=1\npolicy=p\nrand_serial=yes\nnew_certs_dir=.\n[p]\ncommonName=supplied\n' >ca.cnf
+  : >index.txt
+  openssl req -new -key site/theirs.key -subj /CN=theirs -out "$1.csr" && printf 'subjectAltName=DNS:localhost\n' >names
+  ca -batch -notext -in "$1.csr" -startdate "$2" -enddate "$3" -extfile names -out "$1.pem" || fault "no certificate: $1"
+}
 # Lists of who is not trusted any more, and servers that read them again.
 revoked() {
   : >index.txt
-  printf '[ca]\ndefault_ca=c\n[c]\ndatabase=index.txt\ndefault_md=sha256\ndefault_crl_days=1\n' >ca.cnf
-  local sign=(openssl ca -config ca.cnf -cert site/ca.pem -keyfile site/ca.key)
-  "${sign[@]}" -gencrl -out list.crl 2>/dev/null
+  ca -gencrl -out list.crl
   serve in "${ours[@]}" --tls-crl list.crl
   must "nobody is revoked" "$orvkit" echo "A@localhost:$port" "${ours[@]}" --tls-crl list.crl
-  "${sign[@]}" -revoke site/theirs.pem 2>/dev/null
-  "${sign[@]}" -gencrl -out list.crl 2>/dev/null
+  ca -revoke site/theirs.pem
+  ca -gencrl -out list.crl
   kill -HUP "$server"
   logged 'the files of TLS were read again'
   refuses "a revoked user" 'certificate is revoked' "$orvkit" echo "A@localhost:$port" --tls --tls-cert site/theirs.pem \
@@ -225,6 +304,8 @@ END
 
 case_Orthanc() {
   study
+  local key
+  key=StudyInstanceUID=$("$orvkit" dump --tag StudyInstanceUID study/SE000001/IM000001 | grep -o '[0-9][0-9.]*[0-9]' | tail -1)
   serve in --aet MOVER "${ours[@]}"
   orthanc "\"DicomTlsEnabled\": true, \"DicomTlsCertificate\": \"$work/site/theirs.pem\",
     \"DicomTlsPrivateKey\": \"$work/site/theirs.key\", \"DicomTlsTrustedCertificates\": \"$work/site/ca.pem\",
@@ -235,6 +316,12 @@ case_Orthanc() {
   must "send" "$orvkit" send "ARCHIVE@localhost:$at" study "${ours[@]}"
   fetch
   same "send" study stored
+  must "find" "$orvkit" find "ARCHIVE@localhost:$at" -k StudyInstanceUID -k PatientName "${ours[@]}"
+  must "get" "$orvkit" get "ARCHIVE@localhost:$at" got --level study -k "$key" "${ours[@]}"
+  same "get" study got
+  must "move to us" "$orvkit" move "ARCHIVE@localhost:$at" --dest MOVER --level study -k "$key" "${ours[@]}"
+  same "move to us" study in
+  rm -rf in/*
   must "its echo to us" curl -sf -d '{}' "http://127.0.0.1:$rest/modalities/mover/echo"
   must "its store to us" curl -sf -d "$(listed studies)" "http://127.0.0.1:$rest/modalities/mover/store"
   same "its store to us" study in
