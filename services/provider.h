@@ -65,7 +65,7 @@ struct StoreServer {
     std::function<void()> settle;
     // A log line, in which peers have their say: what prints it sees to control characters.
     std::function<void(const std::string&)> tell;
-    std::atomic<bool> pressed = false;             // all threads are taken
+    std::atomic<bool> pressed = false;  // all threads are taken
     std::atomic<bool> stopping = false;
     std::atomic<std::uint64_t> associations = 0;
     std::atomic<std::uint64_t> accepted = 0;
