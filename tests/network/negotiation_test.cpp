@@ -134,7 +134,7 @@ Bytes sorted(Bytes bytes) {
     return bytes;
 }
 bool has(const Bytes& bytes, const std::string& text) {
-    return std::ranges::search(bytes, text).begin() != bytes.end();
+    return std::search(bytes.begin(), bytes.end(), text.begin(), text.end()) != bytes.end();
 }
 
 // Dumps of what is read, at a byte a piece too, and of what is sent.
