@@ -8,8 +8,8 @@ orvkit=$1
 need Orthanc curl
 "$orvkit" index 2>&1 | grep -q 'left out' && { echo "skipped: no index in this build"; exit 77; }
 "$orvkit" phantom set --size 64 --images 3 >/dev/null || exit 1
-into=$(free_port) ours=$(free_port)
-orthanc "\"DicomModalities\": { \"us\": [\"ORVKIT\", \"127.0.0.1\", $ours], \"sender\": [\"SENDER\", \"127.0.0.1\", $into] }"
+into=$(free_port) own_port=$(free_port)
+orthanc "\"DicomModalities\": { \"us\": [\"ORVKIT\", \"127.0.0.1\", $own_port], \"sender\": [\"SENDER\", \"127.0.0.1\", $into] }"
 serve in --archive --destination "ARCHIVE=127.0.0.1:$at"
 
 # It reports on an association of its own.
@@ -27,7 +27,7 @@ asked() {
     fault "$1: $(curl -s "http://127.0.0.1:$rest/storage-commitment/$transaction") $(tail -3 serve.log)"
 }
 instance() { echo "{\"SOPClassUID\": \"1.2.840.10008.5.1.4.1.1.2\", \"SOPInstanceUID\": \"$1\"}"; }
-must "send" "$orvkit" send "A@localhost:$ours" set
+must "send" "$orvkit" send "A@localhost:$own_port" set
 all=$("$orvkit" dump --tag SOPInstanceUID set | grep -o '1[.][0-9.]*[0-9]' | sort -u | grep -v '^1[.]2[.]840' |
   while read -r uid; do instance "$uid"; done | paste -sd,)
 asked "all" "$all" Success

@@ -39,10 +39,10 @@ until_true() {
   done
   return 1
 }
-# serve DIR OPTIONS...: sets $port and $server; the log is in $work/serve.log. It listens on $ours, or a free port.
+# serve DIR OPTIONS...: sets $port and $server; the log is in $work/serve.log. It listens on $own_port, or a free port.
 serve() {
   : >"$work/serve.log"
-  "$orvkit" serve --port "${ours:-0}" "$@" 2>"$work/serve.log" &
+  "$orvkit" serve --port "${own_port:-0}" "$@" 2>"$work/serve.log" &
   server=$!
   pids+=("$server")
   until_true 100 grep -q 'listening on port' "$work/serve.log" || { echo "orvkit does not listen"; exit 1; }
