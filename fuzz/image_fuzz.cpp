@@ -1,5 +1,6 @@
 // Codestreams of every codec: hostile ones, sound ones that were tampered with, and whatever is packed
-// without loss must come back. The first byte picks the codec, the next ones describe pixels.
+// without loss must come back. The first byte picks the codec, unless ORVKIT_FUZZ_CODEC names it, the next
+// ones describe pixels.
 #include "orvkit/image.h"
 
 #include <algorithm>
@@ -22,6 +23,13 @@ enum class Libraries { leftOut, isolated, here } libraries = Libraries::leftOut;
 constexpr std::size_t kDescription = 4;
 // Where a codestream says that it is large, so much is not decoded: time is for what is small.
 constexpr unsigned int kMostSide = 96;
+
+const DcImageCodec& codecOf(std::uint8_t first) {
+    static const DcImageCodec* const named = imageFindCodec(std::getenv("ORVKIT_FUZZ_CODEC"));
+    std::size_t count = 0;
+    const DcImageCodec* const codecs = imageCodecs(count);
+    return named != nullptr ? *named : codecs[first % count];
+}
 
 DcImagePixels described(const Bytes& in) {
     DcImagePixels pixels =
@@ -95,9 +103,7 @@ extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (size < 2 + kDescription) return 0;
     const Bytes in = fuzz::content(data, size);
-    std::size_t count = 0;
-    const DcImageCodec* codecs = imageCodecs(count);
-    const DcImageCodec& codec = codecs[data[0] % count];
+    const DcImageCodec& codec = codecOf(data[0]);
     const DcImagePixels pixels = described(in);
     const unsigned char* rest = in.data() + kDescription;
     const std::size_t left = in.size() - kDescription;

@@ -81,6 +81,21 @@ Bytes storing() {
     return all;
 }
 
+// Pixels of 8 and 12 bits, grey and in colours, for every codec there is; whose codestreams are hostile, made
+// of what follows, or sound but for a few bytes.
+void addPixels(std::vector<Bytes>& all) {
+    constexpr std::uint8_t codecs = 24;
+    constexpr std::uint8_t kinds[][2] = {{7, 0}, {11, 2}, {0x27, 1}, {0x4B, 2}};
+    for (std::uint8_t codec = 0; codec < codecs; ++codec) {
+        for (const auto& [bits, lies] : kinds) {
+            for (const std::uint8_t what : {0, 1, 2}) {
+                const auto how = static_cast<std::uint8_t>(lies | what << 2);
+                all.push_back({codec, 18, 13, bits, how, 80, 0, 40, 9, 0, 9, 0x55});
+            }
+        }
+    }
+}
+
 void addSamples(const std::string& directory, std::vector<Bytes>& all) {
     std::error_code error;
     std::vector<fs::path> paths;
@@ -141,6 +156,7 @@ std::vector<Bytes> seeds(const std::string& sampleDirectory) {
             all.back().insert(all.back().end(), stream.begin(), stream.end());
         }
     }
+    addPixels(all);
     return all;
 }
 

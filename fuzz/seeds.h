@@ -12,8 +12,8 @@ using Bytes = std::vector<std::uint8_t>;
 
 // Every input of a target is one byte, which picks what the target does (its low bits), and the bytes to
 // read. The seeds are made here: data sets in each syntax, files, LZW streams, PDUs and value texts, each
-// under several first bytes. With a directory of sample files, also those of at most 16 kB and their data
-// sets.
+// under several first bytes; and descriptions of pixels, which a target of codecs looks at. With a directory
+// of sample files, also those of at most 16 kB and their data sets.
 std::vector<Bytes> seeds(const std::string& sampleDirectory);
 
 }  // namespace fuzz

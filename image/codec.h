@@ -82,6 +82,7 @@ struct Coder {
 extern const Coder kRle;
 extern const Coder kUncompressed;
 extern const Coder kJpeg;  // which is there in any case, though not for all that it may meet
+extern const Coder kJpegExtended;
 extern const Coder kJpegLossless;
 extern const Coder kJpegLs;
 extern const Coder kJpeg2000;

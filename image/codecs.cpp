@@ -49,7 +49,7 @@ const std::array kCodecs{
     row("1.2.840.10008.1.2.1.98", "uncompressed-frames", "Uncompressed", "",           &kUncompressed, kLossless, Holds::bytes,         1, 64),
     row("1.2.840.10008.1.2.5",    "rle",                 "RLE",          "",           &kRle,          kLossless, Holds::bytes,         1, 64),
     row("1.2.840.10008.1.2.4.50", "jpeg",                "JPEG",         kLibjpegName, kLibjpeg,       kLossy,    Holds::unsignedOnly,  8,  8),
-    row("1.2.840.10008.1.2.4.51", "",                    "JPEG",         "",           &kJpeg,         kLossy,    Holds::unsignedOnly,  8, 12),
+    row("1.2.840.10008.1.2.4.51", "jpeg-extended",       "JPEG",         "",           &kJpegExtended, kLossy,    Holds::unsignedOnly, 12, 12),
     row("1.2.840.10008.1.2.4.57", "jpeg-process14",      "JPEG",         "",           &kJpegLossless, kLossless, Holds::any,           2, 16),
     row("1.2.840.10008.1.2.4.70", "jpeg-lossless",       "JPEG",         "",           &kJpegLossless, kLossless, Holds::any,           2, 16),
     row("1.2.840.10008.1.2.4.80", "jpegls",              "JPEG-LS",      kCharLsName,  kCharLs,        kLossless, Holds::any,           2, 16),

@@ -42,7 +42,7 @@ int tell(const char* uid, Call call, DcImageResult* result, Work work) noexcept 
         return IMAGE_NO_CODEC;
     }
     try {
-        const bool isElsewhere = call.work != orvkit::image::Work::nothing && isIsolated(*codec);
+        const bool isElsewhere = call.work != orvkit::image::Work::nothing && isIsolated(*codec, call.in);
         const Fault fault = isElsewhere ? callIsolated(call, found) : work(*codec, found);
         if (fault) {
             (void)std::snprintf(found.text, sizeof found.text, "%s: %s", codec->facts.label,

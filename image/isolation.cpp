@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "foundation/text.h"
+#include "image/jpeg_header.h"
 #include "platform/child.h"
 
 namespace orvkit::image {
@@ -28,6 +29,21 @@ constexpr std::size_t kPiece = std::size_t{1} << 20;
 constexpr std::size_t kMostIdle = 8;  // children that wait, each with another codec
 constexpr unsigned int kMostSeconds = 24 * 3600;
 constexpr unsigned int kStartSeconds = 60;  // of the first child, on a machine that is busy
+
+// Files of pictures, beside the codecs.
+constexpr Coder kPictures{};
+const Codec kPictureFiles{{"picture", "", "", "", false, false, 0, 0, false, false, true, false}, &kPictures};
+constexpr std::uint64_t kMostOfPicture = 4096;  // bytes of one to each of its file
+
+// In front of the pixels of such a one, and its profile.
+struct PictureHead {
+    DcPictureFound found;
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+    std::uint32_t samples = 0;
+    std::uint32_t bits = 0;
+    std::uint32_t profile = 0;  // bytes
+};
 
 // What is sent in front of `length` bytes. Both sides are the same program, or nothing is understood.
 struct Request {
@@ -48,7 +64,8 @@ struct Reply {
     std::uint64_t length = 0;
 };
 constexpr std::uint32_t kForm = 1u << 16 | (sizeof(Request) + sizeof(Reply));
-static_assert(std::is_trivially_copyable_v<Request> && std::is_trivially_copyable_v<Reply>);
+static_assert(std::is_trivially_copyable_v<Request> && std::is_trivially_copyable_v<Reply> &&
+              std::is_trivially_copyable_v<PictureHead>);
 
 template <typename Record>
 Bytes bytesOf(const Record& record) {
@@ -201,7 +218,8 @@ class Talk {
     Deadline start(const Pool& pool) {
         const std::uint64_t frame =
             std::max<std::uint64_t>(imageFrameBytes(call_.pixels), call_.room.size() + call_.in.size());
-        most_ = kPiece + frame * (call_.work == Work::unpack ? kExpansion : 2);
+        const bool isPicture = call_.work == Work::picture;
+        most_ = kPiece + frame * (isPicture ? kMostOfPicture : call_.work == Work::unpack ? kExpansion : 2);
         request_.form = kForm;
         request_.work = call_.work;
         if (call_.codec != nullptr) copyText(request_.uid, call_.codec->facts.uid);
@@ -210,7 +228,7 @@ class Talk {
         request_.room = call_.room.size();
         request_.length = call_.in.size();
         request_.seconds = call_.work == Work::nothing ? kStartSeconds : pool.seconds(frame);
-        request_.memory = pool.memory(frame);
+        request_.memory = pool.memory(isPicture ? kMostOfPicture / kExpansion * frame : frame);
         return Deadline(static_cast<int>(request_.seconds) * 1000);
     }
     // Without the name in front, which comes there again.
@@ -292,6 +310,12 @@ struct Restoring {
 
 // Whatever the codec loads or opens, it does on the way.
 void warmUp(const Codec& codec) {
+    if (&codec == &kPictureFiles) {
+        DcPicture none;
+        DcPictureFound found;
+        (void)pictureRead("II*\0\10\0\0\0", 8, 1, none, found, nullptr);
+        return;
+    }
     DcImagePixels one;
     one.rows = one.columns = 1;
     one.bitsAllocated = one.bitsStored = 8;
@@ -301,6 +325,27 @@ void warmUp(const Codec& codec) {
     (void)imageEncodeFrame(codec.facts.uid, one, &sample, 1, {}, stream);
     if (stream.empty()) stream.assign(2, 0);
     (void)imageDecodeFrame(codec.facts.uid, one, stream.data(), stream.size(), &sample, 1);
+}
+
+int readPicture(const Request& request, const Scratch& in, Scratch& out, DcImageResult& result) {
+    DcPicture picture;
+    DcRenderFault fault;
+    PictureHead head;
+    const int code = pictureRead(in.data(), in.size(), request.pixels.frames, picture, head.found, &fault);
+    result.pixels.frames = head.found.pages;
+    copyText(result.text, fault.text);
+    if (code != RESULT_OK) return code;
+    head.width = picture.width();
+    head.height = picture.height();
+    head.samples = picture.samples();
+    head.bits = picture.bits();
+    head.profile = picture.profileLength();
+    const auto append = [&out](Bytes bytes) { out.insert(out.end(), bytes.begin(), bytes.end()); };
+    out.reserve(static_cast<std::size_t>(sizeof head + picture.height() * picture.rowBytes() + head.profile));
+    append(bytesOf(head));
+    append({picture.row(0), static_cast<std::size_t>(picture.height() * picture.rowBytes())});
+    append({picture.profile(), head.profile});
+    return code;
 }
 
 int work(const Request& request, const Scratch& in, Scratch& out, DcImageResult& result) {
@@ -319,6 +364,8 @@ int work(const Request& request, const Scratch& in, Scratch& out, DcImageResult&
         case Work::pack:
         case Work::unpack:
             return imageRepackJpeg(in.data(), in.size(), request.work == Work::pack, out, &result);
+        case Work::picture:
+            return readPicture(request, in, out, result);
     }
     return IMAGE_NO_CODEC;
 }
@@ -327,7 +374,8 @@ int work(const Request& request, const Scratch& in, Scratch& out, DcImageResult&
 bool serveOne(const Codec*& loaded, void (*before)()) {
     Request request;
     if (!parent::receive(roomOf(request)) || request.form != kForm) return false;
-    const Codec* const codec = findCodec(request.uid);
+    const bool isPicture = request.work == Work::picture;
+    const Codec* const codec = isPicture ? &kPictureFiles : findCodec(request.uid);
     if (codec != nullptr && loaded == nullptr) {
         warmUp(*codec);
         parent::closeFiles();
@@ -356,10 +404,46 @@ bool serveOne(const Codec*& loaded, void (*before)()) {
 
 }  // namespace
 
-bool isIsolated(const Codec& codec) noexcept {
-    // JPEG of 8 bits is a library's in whichever syntax it comes.
-    const bool byLibrary = *codec.facts.library != '\0' || codec.coder == &kJpeg;
-    return byLibrary && codec.coder != nullptr && currentPool() != nullptr;
+bool isIsolated(const Codec& codec, Bytes stream) noexcept {
+    if (codec.coder == nullptr || currentPool() == nullptr) return false;
+    if (*codec.facts.library != '\0') return true;
+    return (codec.coder == &kJpegExtended || codec.coder == &kJpegLossless) && jpeg::isLibjpegs(stream);
+}
+
+bool arePicturesIsolated() noexcept {
+    return currentPool() != nullptr;
+}
+
+int readIsolated(const render::PictureFile& file) {
+    DcImagePixels asked;
+    asked.frames = file.page;
+    DcImageResult result;
+    std::vector<unsigned char> out;
+    const Fault fault = callIsolated({Work::picture, &kPictureFiles, asked, file.bytes, {}, &out}, result);
+    file.found.pages = result.pixels.frames;
+    if (fault) {
+        const bool isTold = result.text[0] != '\0';
+        const DcPictureFormat& format = *pictureFormat(static_cast<unsigned int>(file.found.format));
+        const std::string words = isTold ? fault.words : std::string(format.name) + ": " + fault.words;
+        return render::cannotRead(file, fault.code, words.c_str());
+    }
+    PictureHead head;
+    const auto answer = [&](Bytes bytes) {
+        if (bytes.size() < sizeof head) return false;
+        std::memcpy(&head, bytes.data(), sizeof head);
+        DcPicture made;
+        if (made.make(head.width, head.height, head.samples, head.bits) != RESULT_OK) return false;
+        const auto pixels = static_cast<std::size_t>(made.height() * made.rowBytes());
+        if (bytes.size() != sizeof head + pixels + head.profile) return false;
+        std::memcpy(made.row(0), bytes.data() + sizeof head, pixels);
+        file.picture.swap(made);
+        return file.picture.setProfile(bytes.data() + sizeof head + pixels, head.profile) == RESULT_OK;
+    };
+    if (!answer(out)) return render::cannotRead(file, IMAGE_CODEC, "the decoder answered what is no answer");
+    const PICTURE_FORMAT format = file.found.format;
+    file.found = head.found;
+    file.found.format = format;
+    return RESULT_OK;
 }
 
 Fault callIsolated(const Call& call, DcImageResult& result) {

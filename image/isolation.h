@@ -6,10 +6,11 @@
 #include <vector>
 
 #include "image/codec.h"
+#include "image/picture_reader.h"
 
 namespace orvkit::image {
 
-enum class Work : std::uint32_t { nothing, check, decode, encode, pack, unpack };
+enum class Work : std::uint32_t { nothing, check, decode, encode, pack, unpack, picture };
 
 // A call of one of the functions of image.h.
 struct Call {
@@ -22,10 +23,14 @@ struct Call {
     DcImageOptions options{};
 };
 
-// Whether such a call goes to a child process.
-bool isIsolated(const Codec& codec) noexcept;
+// Whether such a call goes to a child process; `stream` is what is to be decoded.
+bool isIsolated(const Codec& codec, Bytes stream) noexcept;
 // Has it done there. Throws std::bad_alloc; after a failure `out` is as it was.
 Fault callIsolated(const Call& call, DcImageResult& result);
+
+// The same of pictureRead, for a file whose format a library reads.
+bool arePicturesIsolated() noexcept;
+int readIsolated(const render::PictureFile& file);
 
 // What imageServeIsolated does, with something done before each call, for tests.
 [[noreturn]] void serveIsolated(void (*before)()) noexcept;

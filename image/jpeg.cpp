@@ -10,6 +10,10 @@ namespace {
 
 constexpr bool kHasLibjpeg = ORVKIT_WITH_JPEG;
 
+bool isLibjpegs(const jpeg::Frame& frame) {
+    return kHasLibjpeg && frame.bits == 8 && frame.process <= jpeg::progressive;
+}
+
 Fault inspect(const DcImagePixels&, Bytes stream, Header& header) {
     jpeg::Headers headers;
     if (Fault fault = jpeg::readHeaders(stream, headers)) return fault;
@@ -32,7 +36,7 @@ Fault decode(DecodeJob& job) {
     const jpeg::Frame& frame = headers.frame;
     if (frame.process == jpeg::lossless) return jpeg::decodeLossless(job);
     if constexpr (kHasLibjpeg) {
-        if (frame.bits == 8 && frame.process <= jpeg::progressive) return jpeg::decodeByLibjpeg(job, headers);
+        if (isLibjpegs(frame)) return jpeg::decodeByLibjpeg(job, headers);
     }
     if ((frame.bits == 8 || frame.bits == 12) && frame.process <= jpeg::extended) {
         return jpeg::decodeSequential(job, headers);
@@ -49,7 +53,13 @@ constexpr Fault (*kEncodeLossy)(EncodeJob&) = nullptr;
 
 }  // namespace
 
+bool jpeg::isLibjpegs(Bytes stream) {
+    Headers headers;
+    return !readHeaders(stream, headers) && image::isLibjpegs(headers.frame);
+}
+
 const Coder kJpeg{inspect, decode, kEncodeLossy};
+const Coder kJpegExtended{inspect, decode, jpeg::encodeSequential};
 const Coder kJpegLossless{inspect, decode, jpeg::encodeLossless};
 
 }  // namespace orvkit::image

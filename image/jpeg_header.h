@@ -104,6 +104,9 @@ bool isYcc(const Headers& headers, DcPhotometric says);
 // What imageDescribeJpeg tells.
 Fault describe(Bytes stream, DcImageResult& found, const char*& uid);
 
+// Whether libjpeg decodes a codestream, in whichever transfer syntax it comes.
+bool isLibjpegs(Bytes stream);
+
 // What predictor `selector` makes of the samples to the left, above, and left above (T.81 Table H.1).
 constexpr int predicted(unsigned int selector, int left, int above, int corner) {
     switch (selector) {
@@ -139,6 +142,7 @@ Fault takeScans(Segments& segments, const unsigned int& missing, Take take) {
 Fault decodeLossless(DecodeJob& job);
 Fault encodeLossless(EncodeJob& job);
 Fault decodeSequential(DecodeJob& job, const Headers& headers);
+Fault encodeSequential(EncodeJob& job);  // of 12 bits
 Fault decodeByLibjpeg(DecodeJob& job, const Headers& headers);
 Fault encodeByLibjpeg(EncodeJob& job);
 

@@ -5,38 +5,12 @@
 #include <numbers>
 #include <optional>
 
+#include "image/jpeg_blocks.h"
 #include "image/jpeg_huffman.h"
 
 namespace orvkit::image::jpeg {
 
 namespace {
-
-constexpr unsigned int kSide = 8;
-constexpr unsigned int kBlock = kSide * kSide;
-
-using Block = std::array<float, kBlock>;
-
-// Where the coefficients of a block stand, by their order in the codestream.
-constexpr std::array<unsigned char, kBlock> kZigzag{
-    0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32, 25, 18, 11, 4,  5,  12, 19, 26, 33, 40, 48,
-    41, 34, 27, 20, 13, 6,  7,  14, 21, 28, 35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23,
-    30, 37, 44, 51, 58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63};
-
-// The cosine of frequency u at place x (A.3.3).
-const Block& cosines() {
-    static const Block table = [] {
-        Block made{};
-        for (unsigned int u = 0; u < kSide; ++u) {
-            for (unsigned int x = 0; x < kSide; ++x) {
-                const double scale = u == 0 ? std::sqrt(0.125) : 0.5;
-                made[u * kSide + x] =
-                    static_cast<float>(scale * std::cos((2 * x + 1) * u * std::numbers::pi / 16));
-            }
-        }
-        return made;
-    }();
-    return table;
-}
 
 // From coefficients to samples around zero: first the columns, then the rows.
 void transform(const Block& coefficients, Block& samples) {
@@ -309,6 +283,21 @@ class SequentialDecoder {
 };
 
 }  // namespace
+
+const Block& cosines() {
+    static const Block table = [] {
+        Block made{};
+        for (unsigned int u = 0; u < kSide; ++u) {
+            for (unsigned int x = 0; x < kSide; ++x) {
+                const double scale = u == 0 ? std::sqrt(0.125) : 0.5;
+                made[u * kSide + x] =
+                    static_cast<float>(scale * std::cos((2 * x + 1) * u * std::numbers::pi / 16));
+            }
+        }
+        return made;
+    }();
+    return table;
+}
 
 Fault decodeSequential(DecodeJob& job, const Headers& headers) {
     SequentialDecoder decoder(job);

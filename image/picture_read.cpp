@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "foundation/bytes.h"
+#include "image/isolation.h"
 #include "image/picture_reader.h"
 #include "orvkit/result.h"
 
@@ -114,7 +115,8 @@ int pictureRead(const void* bytes, std::size_t length, unsigned int page, DcPict
     }
     if (page == 0 || (page > 1 && row->format != PICTURE_TIFF))
         return cannotRead(file, IMAGE_OPTION, "there is no such page");
-    const int result = row->read(file);
+    const bool isElsewhere = row->read != readPnm && orvkit::image::arePicturesIsolated();
+    const int result = isElsewhere ? orvkit::image::readIsolated(file) : row->read(file);
     // Libraries tell of faults behind which they go on, and fail without a word.
     if (result == RESULT_OK) told.text[0] = '\0';
     return result == RESULT_OK || told.text[0] != '\0' ? result

@@ -2,6 +2,7 @@
 #include <memory>
 
 #include "services/import_object.h"
+#include "services/isolation.h"
 #include "services/paths.h"
 #include "tools/commands.h"
 
@@ -10,6 +11,7 @@ namespace tools {
 void addImport(Command& program) {
     Command& command = program.command("import", "Make objects of pictures, documents and videos");
     auto request = std::make_shared<ImportRequest>();
+    const auto isolate = std::make_shared<bool>(false);
     command
         .texts("FILE", request->files,
                "PNG, JPEG (its codestream is kept), TIFF, PNM, PDF, CDA, STL, MP4 and MPEG-2 files")
@@ -29,10 +31,12 @@ void addImport(Command& program) {
         .text("--like", request->like, "Take patient and study from this object; what --key says goes before")
         .existingFile()
         .value("DICOM-FILE");
+    addIsolate(command, *isolate);
     command.footer(
         "What the standard asks for is made up where that can be: dates, UIDs, \"OT\" for the modality.\n"
         "What cannot be is asked for by its keyword. All objects of a run are one study.");
-    command.run([request] {
+    command.run([request, isolate]() -> int {
+        if (*isolate && !isolateCodecs()) return EXIT_FAILED;
         muteLog();
         request->outIsFile = request->files.size() == 1 && namesFile(request->out);
         return int{importFiles(*request) ? EXIT_OK : EXIT_FAILED};

@@ -173,11 +173,12 @@ ORVKIT_IMAGE_API int imageDescribeJpeg(const void* stream, std::size_t length, D
 // -------------------------------------------------------------------- A codec's library may have faults of
 // its own: some codestreams it does not come back from, over others it ends the process. Where bytes come
 // from strangers it belongs into another process. What imageCheckFrame, imageDecodeFrame, imageEncodeFrame
-// and imageRepackJpeg do by a library, all but the codecs whose DcImageCodec::library is "" and JPEG of 8
-// bits, is done by child processes from then on. They have no files, bounds of time and memory, and go on
-// from frame to frame; one that fails is replaced by another, and its fault is a result: IMAGE_CODEC,
-// "JPEG-LS: the decoder did not come back within 10 s", "JPEG 2000: the decoder ended by signal 6". Other
-// calls, and the formats of pictures (render.h), stay where they are.
+// and imageRepackJpeg do by a library, and pictureRead (render.h), is done by child processes from then on:
+// all but the codecs whose DcImageCodec::library is "", of which those of JPEG go there too where the
+// codestream is one for libjpeg. The children have no files, bounds of time and memory, and go on from frame
+// to frame; one that fails is replaced by another, and its fault is a result: IMAGE_CODEC, "JPEG-LS: the
+// decoder did not come back within 10 s", "JPEG 2000: the decoder ended by signal 6". Other calls stay where
+// they are.
 struct DcImageIsolation {
     // A program that calls imageServeIsolated when that is its only argument, and ends after it. Null: the
     // program that runs, which must then do so in its main, before it has threads or files.

@@ -240,9 +240,6 @@ TEST(Rules, EveryPredictorOfJpegLosslessGivesBackEveryBit) {
 
 // A scan of slopes: what is lost stays within bounds, and the ratio that was asked for is kept.
 TEST(Rules, LossStaysWithinBounds) {
-    const DcImagePixels pixels = described(128, 96, 8);
-    Words words;
-    for (int i = 0; i < 128 * 96; ++i) words.push_back(40 + i % 128 + (i / 128) / 2 + (i * 7919 % 5));
     DcImageOptions options;
     options.ratio = 4;
     options.nearLossless = 3;
@@ -250,13 +247,25 @@ TEST(Rules, LossStaysWithinBounds) {
         const char* name;
         int most;
         bool ratio;
+        unsigned int bits = 8;
+        unsigned int samples = 1;
     } cases[] = {{"jpeg", 12, false},
                  {"jpegls-near", 3, false},
                  {"j2k-lossy", 12, true},
                  {"htj2k-lossy", 16, true},
-                 {"jxl-lossy", 16, false}};
+                 {"jxl-lossy", 16, false},
+                 {"jpeg-extended", 12, false, 12},
+                 {"jpeg-extended", 24, false, 12, 3}};
     for (const auto& c : cases) {
         if (!has(c.name)) continue;
+        const DcImagePixels pixels = described(126, 93, c.bits, false, c.samples);
+        const int base = c.bits == 8 ? 0 : 3600;
+        Words words;
+        for (int i = 0; i < 126 * 93; ++i) {
+            for (unsigned int s = 0; s < c.samples; ++s)
+                words.push_back(base + 40 + (i % 126 + (i / 126) / 2) / (1 + static_cast<int>(s)) +
+                                (i * 7919 % 5));
+        }
         const Stream stream = packed(c.name, pixels, words, options);
         const Unpacked found = unpacked(imageFindCodec(c.name)->uid, pixels, stream);
         ASSERT_EQ(found.code, RESULT_OK) << c.name << ": " << found.result.text;
