@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <cstring>
 #include <functional>
-#include <future>
 #include <memory>
 #include <optional>
 #include <span>
@@ -22,6 +21,7 @@
 #include "platform/file.h"
 #include "services/elements.h"
 #include "services/image_attributes.h"
+#include "services/in_order.h"
 #include "services/report.h"
 
 namespace services {
@@ -47,12 +47,18 @@ Bytes itemHeader(std::uint64_t length) {
     return header;
 }
 
-// One frame's way.
+// What one frame has become.
 struct Way {
     Bytes bytes;
     DcImageResult unpacked;
     DcImageResult packed;
     std::string fault;
+};
+
+// What a thread needs on the way: a frame as it is stored, and unpacked where it is packed again.
+struct Desk {
+    Bytes stored;
+    Bytes pixels;
 };
 
 // Each of two pixels with the colours that both had: Y1 Y2 Cb Cr (PS3.3 C.7.6.3.1.2) to YBR_FULL.
@@ -96,21 +102,16 @@ class FrameTurner {
     unsigned int count() const { return frames_.count(); }
     const std::string& fault() const { return fault_; }
 
-    // Each frame in its order, `jobs` of them under way at a time.
+    // Each frame in its order, while `jobs` of them are under way.
     bool run(const std::function<bool(Way&)>& take) {
-        const unsigned int jobs = std::max(1u, request_.jobs);
-        for (unsigned int first = 1; first <= count(); first += jobs) {
-            std::vector<std::future<Way>> ways;
-            for (unsigned int i = first; i <= count() && i < first + jobs; ++i) {
-                ways.push_back(std::async(jobs == 1 ? std::launch::deferred : std::launch::async,
-                                          [this, i] { return turn(i); }));
-            }
-            for (std::size_t i = 0; i < ways.size(); ++i) {
-                Way way = ways[i].get();
-                if (!way.fault.empty()) return fail("frame " + std::to_string(first + i) + ": " + way.fault);
-                if (!take(way))
-                    return fail(std::string("a temporary file cannot be written: ") + std::strerror(errno));
-            }
+        InOrder<Way, Desk> ways(count(), request_.jobs, [this](unsigned int number, Desk& desk, Way& way) {
+            turn(number, desk, way);
+        });
+        for (unsigned int number = 1; number <= count(); ++number) {
+            Way& way = ways.next();
+            if (!way.fault.empty()) return fail("frame " + std::to_string(number) + ": " + way.fault);
+            if (!take(way))
+                return fail(std::string("a temporary file cannot be written: ") + std::strerror(errno));
         }
         return true;
     }
@@ -124,34 +125,33 @@ class FrameTurner {
         return request_.target != nullptr && request_.target->uid == uid;
     }
 
-    Way turn(unsigned int number) const {
-        Way way;
-        Bytes bytes;
-        if (!read(number, bytes, way)) return way;
-        if (repacks_) {
-            way.unpacked.pixels = says_;
-            way.unpacked.lossy = true;
-            const int code =
-                imageRepackJpeg(bytes.data(), bytes.size(), uid_ == kJpeg, way.bytes, &way.packed);
-            way.packed.pixels = says_;
-            return told(code, way.packed, way);
+    void turn(unsigned int number, Desk& desk, Way& way) const {
+        way.fault.clear();
+        if (!read(number, desk.stored, way)) return;
+        if (repacks_) return repack(desk.stored, way);
+        Bytes& pixels = request_.target == nullptr ? way.bytes : desk.pixels;
+        pixels.resize(static_cast<std::size_t>(imageFrameBytes(says_)));
+        const Bytes& stored = desk.stored;
+        const int code = imageDecodeFrame(uid_.c_str(), says_, stored.data(), stored.size(), pixels.data(),
+                                          pixels.size(), &way.unpacked);
+        way.packed = way.unpacked;
+        if (code != RESULT_OK) return tell(way.unpacked, way);
+        if (request_.target == nullptr) return;
+        way.bytes.clear();
+        if (imageEncodeFrame(request_.target->uid, way.unpacked.pixels, pixels.data(), pixels.size(),
+                             request_.options, way.bytes, &way.packed) != RESULT_OK) {
+            tell(way.packed, way);
         }
-        Bytes pixels(static_cast<std::size_t>(imageFrameBytes(says_)));
-        int code = imageDecodeFrame(uid_.c_str(), says_, bytes.data(), bytes.size(), pixels.data(),
-                                    pixels.size(), &way.unpacked);
-        if (code != RESULT_OK || request_.target == nullptr) {
-            way.bytes = std::move(pixels);
-            way.packed = way.unpacked;
-            return told(code, way.unpacked, way);
-        }
-        code = imageEncodeFrame(request_.target->uid, way.unpacked.pixels, pixels.data(), pixels.size(),
-                                request_.options, way.bytes, &way.packed);
-        return told(code, way.packed, way);
     }
-    static Way told(int code, const DcImageResult& result, Way& way) {
-        if (code != RESULT_OK) way.fault = result.text;
-        return std::move(way);
+    void repack(const Bytes& stored, Way& way) const {
+        way.bytes.clear();
+        way.unpacked.pixels = says_;
+        way.unpacked.lossy = true;
+        const int code = imageRepackJpeg(stored.data(), stored.size(), uid_ == kJpeg, way.bytes, &way.packed);
+        way.packed.pixels = says_;
+        if (code != RESULT_OK) tell(way.packed, way);
     }
+    static void tell(const DcImageResult& result, Way& way) { way.fault = result.text; }
 
     bool read(unsigned int number, Bytes& bytes, Way& way) const {
         DcFrame frame;

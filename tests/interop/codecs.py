@@ -2,6 +2,8 @@
 """Pixels between the command and independent decoders, both ways: what they make of encapsulated samples is what we
 make of them, and what we pack they unpack to the pixels that were packed.
 Exit status 77 without pydicom or any of the programs. Usage: codecs.py ORVKIT SAMPLES"""
+import array
+import json
 import os
 import shutil
 import subprocess
@@ -23,6 +25,9 @@ PEERS = {'dcmdjpeg': ('4.50', '4.51', '4.57', '4.70'), 'dcmdjpls': ('4.80', '4.8
 # Two sound decoders of 12-bit DCTs differ by one where a value falls between two: who rounds how is not laid down.
 ROUNDED = {'4.51': 1, '4.50': 1}
 # Named in their index: bytes of the codestream were overwritten, or it is video.
+# Those that know codestreams alone, the suffix that each goes by, and the syntaxes.
+PROGRAMS = {'djpeg': ('.jpg', ('4.50',)), 'jpeg': ('.jpg', ('4.51', '4.57', '4.70', '4.80', '4.81')),
+            'opj_decompress': ('.j2k', ('4.90', '4.91', '4.201', '4.202', '4.203'))}
 NOT_WHOLE = ('j2k_embedded_delimiter', 'hevc', 'mpeg')
 peers = [name for name in PEERS if shutil.which(name)]
 if not peers or not os.path.isdir(samples):
@@ -33,7 +38,7 @@ if not all(codec in offered for codec in ('jpeg,', 'jpegls', 'j2k', 'htj2k', 'jx
     print('skipped: codecs are left out of this build')
     sys.exit(77)
 work = tempfile.TemporaryDirectory()
-faults, compared = [], 0
+faults, compared, decoders = [], 0, {}
 
 
 def path(name):
@@ -60,14 +65,15 @@ def by_peer(name, source):
     return None if dataset.file_meta.TransferSyntaxUID.is_compressed else dataset
 
 
-def compare(what, ours, theirs, most):
+def compare(what, peer, ours, theirs, most):
     global compared
     compared += 1
+    decoders.setdefault(what, []).append(peer)
     if ours == theirs:
         return
     apart = max(abs(a - b) for a, b in zip(ours, theirs)) if len(ours) == len(theirs) else 256
     if apart > most:
-        faults.append(f'{what}: differs by {apart}')
+        faults.append(f'{what} by {peer}: differs by {apart}')
 
 
 def unpack_samples():
@@ -84,14 +90,17 @@ def unpack_samples():
         for peer in peers:
             theirs = by_peer(peer, source) if syntax in PEERS[peer] else None
             if theirs is not None and theirs.PhotometricInterpretation == ours.PhotometricInterpretation:
-                compare(f'{name} by {peer}', ours.PixelData, theirs.PixelData, ROUNDED.get(syntax, 0))
+                compare(name, peer, ours.PixelData, theirs.PixelData, ROUNDED.get(syntax, 0))
 
 
 def pack_for_peers():
-    for name in ('basic/ct_explicit_le.dcm', 'basic/sc_rgb_odd_pixels.dcm'):
-        source = os.path.join(samples, name)
+    run(orvkit, 'phantom', path('phantom'), '--size', '100', '--series', '1', '--images', '1')
+    ways = {'rle': True, 'jpeg-lossless': True, 'jpeg-process14': True, 'jpegls': True, 'j2k': True, 'htj2k': True,
+            'htj2k-rpcl': True, 'jxl': True, 'jpeg-extended': False, 'jpegls-near': False, 'j2k-lossy': False}
+    for name in ('basic/ct_explicit_le.dcm', 'basic/sc_rgb_odd_pixels.dcm', 'phantom/SE000001/IM000001'):
+        source = os.path.join(samples, name) if name.startswith('basic') else path(name)
         plain = pydicom.dcmread(source)
-        for way in ('rle', 'jpeg-lossless', 'jpeg-process14', 'jpegls', 'j2k', 'htj2k', 'htj2k-rpcl', 'jxl'):
+        for way, lossless in ways.items():
             target = path('packed.dcm')
             done = run(orvkit, 'convert', source, target, '--to', way)
             if done.returncode != 0:
@@ -99,34 +108,123 @@ def pack_for_peers():
                     faults.append(f'{name} to {way}: {done.stderr.strip()}')
                 continue
             packed = pydicom.dcmread(target)
+            back = run(orvkit, 'convert', target, path('back.dcm'), '--to', 'explicit')
+            ours = pydicom.dcmread(path('back.dcm')).PixelData if back.returncode == 0 else b''
+            if not ours or (lossless and ours != plain.PixelData):
+                faults.append(f'{name} to {way} and back')
             for peer in peers:
                 theirs = by_peer(peer, target) if kind(packed) in PEERS[peer] else None
-                if theirs is not None:
-                    compare(f'{name} to {way}, by {peer}', plain.PixelData, theirs.PixelData, 0)
-            back = run(orvkit, 'convert', target, path('back.dcm'), '--to', 'explicit')
-            if back.returncode != 0 or pydicom.dcmread(path('back.dcm')).PixelData != plain.PixelData:
-                faults.append(f'{name} to {way} and back')
+                if theirs is not None and (lossless or plain.SamplesPerPixel == 1):
+                    words = 'H' if plain.BitsAllocated == 16 else 'B'
+                    compare(f'{name} to {way}', peer, array.array(words, ours), array.array(words, theirs.PixelData),
+                            ROUNDED.get(kind(packed), 0))
 
 
-def opj_decompress():
-    if not shutil.which('opj_decompress'):
+def pnm(name):
+    """Samples of a binary PNM file, and the greatest that there may be."""
+    with open(name, 'rb') as file:
+        data = file.read()
+    fields, at = [], 0
+    while len(fields) < 4:
+        end = at
+        while data[end:end + 1] not in b' \t\n':
+            end += 1
+        if data[at:at + 1] == b'#':
+            end = data.index(b'\n', at)
+        elif end > at:
+            fields.append(data[at:end])
+        at = end + 1
+    words = array.array('H' if int(fields[3]) > 255 else 'B', data[at:])
+    if words.itemsize == 2:
+        words.byteswap()
+    return words, int(fields[3])
+
+
+def words_of(name, kind_of_word):
+    with open(name, 'rb') as file:
+        return array.array(kind_of_word, file.read())
+
+
+def first_frame(dataset):
+    words = array.array({8: 'B', 16: 'H'}[dataset.BitsAllocated], dataset.PixelData)
+    return words[:dataset.Rows * dataset.Columns * dataset.SamplesPerPixel]
+
+
+def by_programs():
+    """The first frame of each sample as the codestream that it is, by decoders that know nothing of DICOM."""
+    folder = os.path.join(samples, 'encapsulated')
+    for name in sorted(os.listdir(folder)):
+        source = os.path.join(folder, name)
+        if name.startswith(NOT_WHOLE):
+            continue
+        dataset = pydicom.dcmread(source)
+        for program, (suffix, kinds) in PROGRAMS.items():
+            if kind(dataset) not in kinds or not shutil.which(program):
+                continue
+            plain = program == 'opj_decompress' and dataset.SamplesPerPixel == 1  # a PNM file has no signs
+            stream, picture = path('frame' + suffix), path('frame.rawl' if plain else 'frame.pnm')
+            count = int(dataset.get('NumberOfFrames', 1))
+            with open(stream, 'wb') as file:
+                file.write(next(generate_pixel_data_frame(dataset.PixelData, count)))
+            run(orvkit, 'convert', source, path('ours.dcm'), '--to', 'explicit')
+            ours = first_frame(pydicom.dcmread(path('ours.dcm')))
+            told = run(program, *{'djpeg': ('-pnm', '-outfile', picture, stream), 'jpeg': (stream, picture),
+                                  'opj_decompress': ('-i', stream, '-o', picture)}[program])
+            if told.returncode != 0 or not os.path.exists(picture):
+                print(f'passed over: {name} by {program}: {told.stderr.strip()[-90:]}')
+                continue
+            theirs, most = (words_of(picture, ours.typecode), 65535) if plain else pnm(picture)
+            os.remove(picture)
+            compare(name, program, array.array('H', (word & most for word in ours)), array.array('H', theirs),
+                    ROUNDED.get(kind(dataset), 0))
+
+
+def orthanc_preview():
+    """What an archive shows of what we pack: the same picture as of what we packed."""
+    if not shutil.which('Orthanc') or not shutil.which('curl'):
         return
-    source = os.path.join(samples, 'encapsulated/j2k_lossless.dcm')
-    dataset = pydicom.dcmread(source)
-    with open(path('frame.j2k'), 'wb') as file:
-        file.write(next(generate_pixel_data_frame(dataset.PixelData, 1)))
-    run(orvkit, 'convert', source, path('ours.dcm'), '--to', 'explicit')
-    run('opj_decompress', '-i', path('frame.j2k'), '-o', path('frame.rawl'))
-    with open(path('frame.rawl'), 'rb') as file:
-        compare('j2k_lossless by opj_decompress', pydicom.dcmread(path('ours.dcm')).PixelData, file.read(), 0)
+    port = str(20000 + os.getpid() % 12000)
+    with open(path('orthanc.json'), 'w', encoding='ascii') as file:
+        file.write('{"StorageDirectory": "%s", "IndexDirectory": "%s", "HttpPort": %s, "DicomServerEnabled": false, '
+                   '"Plugins": [], "OverwriteInstances": true}' % (path('store'), path('store'), port))
+    server = subprocess.Popen(['Orthanc', path('orthanc.json')], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    try:
+        site = f'http://127.0.0.1:{port}'
+        run('curl', '-sf', '--retry', '100', '--retry-connrefused', '--retry-delay', '1', site + '/system')
+
+        def preview(file):
+            posted = run('curl', '-sf', '--data-binary', '@' + file, site + '/instances').stdout
+            if not posted:
+                return b''
+            url = site + json.loads(posted)['Path'] + '/preview'
+            return subprocess.run(['curl', '-sf', '-H', 'Accept: image/x-portable-arbitrarymap', url],
+                                  capture_output=True, check=False).stdout
+        for name in ('basic/ct_explicit_le.dcm', 'basic/sc_rgb_odd_pixels.dcm'):
+            source = os.path.join(samples, name)
+            plain = preview(source)
+            if not plain:
+                faults.append(f'{name}: Orthanc shows no preview of what is not packed')
+            for way in ('rle', 'jpeg-lossless', 'jpegls'):  # what it unpacks without plug-ins
+                if run(orvkit, 'convert', source, path('shown.dcm'), '--to', way).returncode == 0:
+                    shown = preview(path('shown.dcm'))
+                    compare(f'{name} to {way}', 'Orthanc', plain, shown, 0)
+    finally:
+        server.terminate()
+        server.wait()
 
 
 unpack_samples()
 pack_for_peers()
-opj_decompress()
+by_programs()
+orthanc_preview()
+alone = [f'{what} by {", ".join(by)} alone' for what, by in decoders.items() if len(set(by)) < 2]
+for name in os.listdir(os.path.join(samples, 'encapsulated')):
+    if name not in decoders and not name.startswith(NOT_WHOLE):
+        faults.append(f'{name}: no decoder beside ours')
 if compared < 10:
     faults.append('next to nothing was compared')
 for fault in faults:
     print('FAULT:', fault)
+print('compared once:', '; '.join(alone))
 print(f'{compared} comparisons with {", ".join(peers)}, {len(faults)} faults')
 sys.exit(1 if faults else 0)
