@@ -88,7 +88,7 @@ void addPixels(std::vector<Bytes>& all) {
     constexpr std::uint8_t kinds[][2] = {{7, 0}, {11, 2}, {0x27, 1}, {0x4B, 2}};
     for (std::uint8_t codec = 0; codec < codecs; ++codec) {
         for (const auto& [bits, lies] : kinds) {
-            for (const std::uint8_t what : {0, 1, 2}) {
+            for (unsigned int what = 0; what < 3; ++what) {
                 const auto how = static_cast<std::uint8_t>(lies | what << 2);
                 all.push_back({codec, 18, 13, bits, how, 80, 0, 40, 9, 0, 9, 0x55});
             }
