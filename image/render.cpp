@@ -62,7 +62,8 @@ std::vector<unsigned char> unpack(const DcRenderPixels& bits, DcRenderPixels& pi
 int renderPixels(const RenderJob& job) {
     const DcImagePixels& layout = job.pixels.layout;
     if (layout.samples == 3) return renderColour(job);
-    return layout.photometric == DcPhotometric::paletteColor ? renderPalette(job) : renderGrey(job);
+    return layout.photometric == DcPhotometric::paletteColor ? renderPalette(job)
+                                                             : renderGreyWithColours(job);
 }
 
 // How much higher a pixel is than wide.

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <vector>
 
+#include "image/attributes.h"
 #include "image/bands.h"
 #include "image/lookup_table.h"
 #include "image/render_job.h"
@@ -159,12 +160,15 @@ constexpr TableTags kPalettes[] = {
      T_0028_1223_segmentedBluePaletteColorLookupTableData},
 };
 
+// Where there is a grey picture, the palette is for values from its first one on (PS3.3 C.7.6.19).
 template <typename Raw, typename Sample>
-void paintPalette(const RenderJob& job, const std::array<LookupTable, 3>& palette) {
+void paintPalette(const RenderJob& job, const std::array<LookupTable, 3>& palette, DcPicture* grey) {
     const DcImagePixels& layout = job.pixels.layout;
     const StoredBits stored(layout);
     std::vector<std::array<Sample, 3>> table(std::size_t{stored.most()} + 1);
+    std::vector<bool> isGrey(table.size());
     for (std::uint32_t code = 0; code < table.size(); ++code) {
+        isGrey[code] = grey != nullptr && stored.number(code) < palette[0].first;
         for (std::size_t c = 0; c < 3; ++c) {
             const double level = palette[c].at(stored.number(code)) / palette[c].most();
             table[code][c] = sampleOf<Sample>(job.options.invert ? 1 - level : level);
@@ -174,9 +178,14 @@ void paintPalette(const RenderJob& job, const std::array<LookupTable, 3>& palett
         for (; y < end; ++y) {
             const unsigned char* const from = job.data() + std::size_t{y} * layout.columns * sizeof(Raw);
             auto* to = samplesOf<Sample>(job.picture, y);
+            const Sample* const shades = grey != nullptr ? samplesOf<Sample>(*grey, y) : nullptr;
             for (unsigned int x = 0; x < layout.columns; ++x, to += 3) {
-                const std::array<Sample, 3>& colour = table[stored.code(rawAt<Raw>(from, x))];
-                std::copy(colour.begin(), colour.end(), to);
+                const std::uint32_t code = stored.code(rawAt<Raw>(from, x));
+                if (isGrey[code]) {
+                    std::fill_n(to, 3, shades[x]);
+                } else {
+                    std::copy(table[code].begin(), table[code].end(), to);
+                }
             }
         }
     });
@@ -188,13 +197,19 @@ int renderColour(const RenderJob& job) {
     return ColourRender(job).run();
 }
 
-int renderPalette(const RenderJob& job) {
-    const DcImagePixels& layout = job.pixels.layout;
-    std::array<LookupTable, 3> palette;
+namespace {
+
+// False where it is not whole.
+bool readPalette(const RenderJob& job, std::array<LookupTable, 3>& palette) {
     for (std::size_t c = 0; c < 3; ++c) {
-        palette[c] = readTable(job.dataset, kPalettes[c], layout.isSigned);
-        if (palette[c].empty()) return job.fail(ELEM_NOT_FOUND, "the image has no whole palette");
+        palette[c] = readTable(job.dataset, kPalettes[c], job.pixels.layout.isSigned);
+        if (palette[c].empty()) return false;
     }
+    return true;
+}
+
+int renderByPalette(const RenderJob& job, const std::array<LookupTable, 3>& palette, DcPicture* grey) {
+    const DcImagePixels& layout = job.pixels.layout;
     if (layout.bitsAllocated > 16 || job.pixels.isReal) {
         return job.fail(IMAGE_PIXELS, "a palette for more than 16 bits");
     }
@@ -205,11 +220,43 @@ int renderPalette(const RenderJob& job) {
     withPictureType(job.picture, [&](auto sample) {
         withSampleType(job.pixels, [&](auto raw) {
             if constexpr (std::is_integral_v<decltype(raw)> && sizeof raw <= 2) {
-                paintPalette<decltype(raw), decltype(sample)>(job, palette);
+                paintPalette<decltype(raw), decltype(sample)>(job, palette, grey);
             }
         });
     });
     return RESULT_OK;
+}
+
+constexpr unsigned int kPetFrameType = 0x00189751;  // PET Frame Type Sequence
+
+// Of the frame, or of all: what the frame type of one of the kinds of image says, or the image itself
+// (PS3.3 C.8.16.2.2.3).
+bool showsColours(const RenderJob& job) {
+    const FrameGroups groups(job.dataset, job.frame);
+    for (const unsigned int type :
+         {T_0018_9226_mrImageFrameTypeSequence, T_0018_9329_ctImageFrameTypeSequence, kPetFrameType, 0u}) {
+        const std::string text =
+            codeOf(type != 0 ? groups.find(type) : job.dataset, T_0008_9205_pixelPresentation);
+        if (!text.empty()) return text == "COLOR" || text == "MIXED";
+    }
+    return false;
+}
+
+}  // namespace
+
+int renderPalette(const RenderJob& job) {
+    std::array<LookupTable, 3> palette;
+    if (!readPalette(job, palette)) return job.fail(ELEM_NOT_FOUND, "the image has no whole palette");
+    return renderByPalette(job, palette, nullptr);
+}
+
+int renderGreyWithColours(const RenderJob& job) {
+    std::array<LookupTable, 3> palette;
+    const bool isSimple = job.pixels.layout.bitsAllocated <= 16 && !job.pixels.isReal;
+    if (!isSimple || !showsColours(job) || !readPalette(job, palette)) return renderGrey(job);
+    DcPicture grey;
+    const int result = renderGrey({job.dataset, job.pixels, job.frame, job.options, grey, job.fault});
+    return result == RESULT_OK ? renderByPalette(job, palette, &grey) : result;
 }
 
 }  // namespace orvkit::render

@@ -26,6 +26,8 @@ struct RenderJob {
 // Each fills the picture, which it makes. The pixels were checked.
 int renderGrey(const RenderJob& job);
 int renderPalette(const RenderJob& job);
+// Grey, or grey with values for which there is a supplemental palette.
+int renderGreyWithColours(const RenderJob& job);
 int renderColour(const RenderJob& job);
 // Burns the overlays in.
 void burnOverlays(const RenderJob& job);

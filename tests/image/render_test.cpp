@@ -192,6 +192,44 @@ TEST(RenderColour, SegmentedPalettesAreExpandedAndBrokenOnesEnd) {
     }
 }
 
+// Values from the first of the palette on are colours, where the image or its frame says so.
+TEST(RenderPalette, SupplementalColoursStandAmongGreys) {
+    const Bytes bytes = {0, 100, 199, 200, 201, 202, 203, 255};
+    const Levels greys = {0, 100, 199, 200, 201, 202, 203, 255};
+    const struct {
+        const char* image;
+        const char* frame;
+        bool isMixed;
+    } cases[] = {{"", "", false},         {"MONOCHROME", "", false}, {"TRUE_COLOR", "", false},
+                 {"MIXED", "", true},     {"COLOR", "", true},       {"MIXED", "MONOCHROME", false},
+                 {"MIXED", "COLOR", true}};
+    for (const auto& one : cases) {
+        DcElemList list;
+        for (unsigned short c = 0; c < 3; ++c) {
+            const auto high = static_cast<unsigned short>(65535 - 257 * c);
+            plain::putTable(list, kPalette[c][0], kPalette[c][1], {200, 16, {high, 0, 257, 0}}, false);
+        }
+        if (*one.image != '\0') plain::put(list, T_0008_9205_pixelPresentation, one.image);
+        if (*one.frame != '\0') {
+            DcElemList& groups = plain::addItem(list, T_5200_9230_perFrameFunctionalGroupsSequence);
+            plain::put(plain::addItem(groups, T_0018_9226_mrImageFrameTypeSequence),
+                       T_0008_9205_pixelPresentation, one.frame);
+        }
+        Levels wanted;
+        for (const double grey : greys) wanted.insert(wanted.end(), one.isMixed ? 3 : 1, grey);
+        if (one.isMixed) {
+            const Levels colours = {255, 254, 253, 0, 0, 0, 1, 1, 1, 0, 0, 0, 0, 0, 0};
+            std::copy(colours.begin(), colours.end(), wanted.begin() + 9);
+        }
+        DcRenderOptions options;
+        options.voi = RENDER_VOI_BITS;
+        EXPECT_LE(
+            worst(rendered(list, pixelsOf(8, 1, 8, DcPhotometric::monochrome2, bytes), options), wanted),
+            0.01)
+            << one.image << ", " << one.frame;
+    }
+}
+
 TEST(RenderOverlay, PlanesAreBurntInWhereTheyLie) {
     struct {
         const char* name;
