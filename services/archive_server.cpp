@@ -16,6 +16,7 @@
 #include "services/elements.h"
 #include "services/paths.h"
 #include "services/report.h"
+#include "services/same_object.h"
 #include "services/text.h"
 
 namespace services {
@@ -158,39 +159,77 @@ std::string Archive::choosePath(const ArchiveFile& object, const std::string& in
     }
 }
 
+// True: the instance is there, and that is all; else what to do with it is in `coming`.
+bool Archive::settleDuplicate(const StoreFile& file, Coming& coming, std::string& told,
+                              unsigned short& status) {
+    const std::vector<std::string> known = pathsOf(index_, coming.object, file.instance());
+    if (known.empty()) return false;
+    status = kStoreSuccess;
+    for (const std::string& path : known) {
+        if (!isSameObject(file.temporaryPath(), archivePath(directory_, path))) continue;
+        told = "nothing: it is there as " + path;
+        return true;
+    }
+    std::error_code error;
+    const std::string whole = archivePath(directory_, known.front());
+    const bool lost = !fs::exists(pathOf(whole), error) && !error;
+    coming.note = lost ? "; " + known.front() + " was gone"
+                       : "; " + known.front() + " has " + differencesTo(coming.object, whole);
+    if (lost || settings_.onDuplicate == OnDuplicate::replace) {
+        coming.duplicate = INDEX_REPLACE;
+        coming.replaced = known.front();
+        return false;
+    }
+    coming.duplicate = INDEX_BOTH;
+    if (settings_.onDuplicate == OnDuplicate::both) return false;
+    const bool rejects = settings_.onDuplicate == OnDuplicate::reject;
+    if (rejects) status = kStoreDuplicate;
+    told =
+        (rejects ? "the instance is there already" : "nothing: the instance is there already") + coming.note;
+    return true;
+}
+
 unsigned short Archive::place(StoreServer& server, StoreFile& file, std::string& told) {
-    ArchiveFile object;
-    if (const int result = readArchiveFile(file.temporaryPath(), object); result != RESULT_OK) {
+    Coming coming;
+    if (const int result = readArchiveFile(file.temporaryPath(), coming.object); result != RESULT_OK) {
         told = "it cannot be read again: " + resultText(result);
         return kStoreCannotUnderstand;
     }
     const Claim claim(*this, file.instance());
-    Arrival arrival;
-    const std::string path = choosePath(object, file.instance(), arrival);
-    const std::string whole = archivePath(directory_, path);
-    bool kept = false;
     unsigned short status = kStoreOutOfResources;
-    if (!path.empty() && moveInto(file, whole, server.sync)) {
-        status = store(object, path, told, kept);
+    if (settleDuplicate(file, coming, told, status)) return status;
+    status = kStoreOutOfResources;
+    Arrival arrival;
+    coming.path = choosePath(coming.object, file.instance(), arrival);
+    const std::string whole = archivePath(directory_, coming.path);
+    bool kept = false;
+    if (!coming.path.empty() && moveInto(file, whole, server.sync)) {
+        status = store(coming, told, kept);
     } else {
         told = whole + ": " + std::strerror(errno);
     }
-    if (!path.empty() && !kept && !removeFile(whole)) arrival.leave();
+    if (!coming.path.empty() && !kept && !removeFile(whole)) arrival.leave();
     return status;
 }
 
 // `kept`: the file is to stay.
-unsigned short Archive::store(ArchiveFile& object, const std::string& path, std::string& told, bool& kept) {
+unsigned short Archive::store(Coming& coming, std::string& told, bool& kept) {
     DcIndexFile about;
-    about.path = path.c_str();
-    about.xferSyn = object.xferSyn.c_str();
-    about.size = object.size;
+    about.path = coming.path.c_str();
+    about.xferSyn = coming.object.xferSyn.c_str();
+    about.size = coming.object.size;
     DcIndexStored stored;
-    const int result = index_.store(object.dataset, about, INDEX_KEEP, stored);
+    // A file that is replaced is noted, too, until it has gone.
+    Arrival leaving;
+    if (!coming.replaced.empty()) (void)leaving.begin(directory_, coming.replaced);
+    const int result = index_.store(coming.object.dataset, about, coming.duplicate, stored);
     // Who mends an index may have found the file before.
-    kept = result == RESULT_OK && (stored.what != INDEX_STORED_KEPT || path == stored.other);
+    kept = result == RESULT_OK && (stored.what != INDEX_STORED_KEPT || coming.path == stored.other);
+    if (stored.what == INDEX_STORED_REPLACED && coming.path != stored.other &&
+        !removeFile(archivePath(directory_, stored.other)))
+        leaving.leave();
     if (kept) {
-        told = path + conflictsText(stored.conflicts);
+        told = coming.path + conflictsText(stored.conflicts) + coming.note;
         return kStoreSuccess;
     }
     if (result == RESULT_OK) {

@@ -13,6 +13,7 @@
 #include "orvkit/index.h"
 #include "platform/file.h"
 #include "services/archive_arrivals.h"
+#include "services/archive_duplicates.h"
 #include "services/archive_files.h"
 #include "services/peer.h"
 #include "services/provider.h"
@@ -23,6 +24,7 @@ struct ArchiveSettings {
     std::string index;                      // its place, or "": in the directory
     unsigned int maxResults = 0;            // of one query; 0: no bound
     std::vector<PeerOptions> destinations;  // by their AE titles
+    OnDuplicate onDuplicate = OnDuplicate::keep;
 };
 
 class Archive {
@@ -48,7 +50,16 @@ class Archive {
 
     bool finishOthers(const StoreServer& server);
     unsigned short place(StoreServer& server, StoreFile& file, std::string& told);
-    unsigned short store(ArchiveFile& object, const std::string& path, std::string& told, bool& kept);
+    // What is known of an object on its way in.
+    struct Coming {
+        ArchiveFile object;
+        std::string path;
+        INDEX_DUPLICATE duplicate = INDEX_KEEP;
+        std::string replaced;  // the path of the file whose place it takes
+        std::string note;      // what it differs in from the one that is there
+    };
+    bool settleDuplicate(const StoreFile& file, Coming& coming, std::string& told, unsigned short& status);
+    unsigned short store(Coming& coming, std::string& told, bool& kept);
     std::string choosePath(const ArchiveFile& object, const std::string& instance, Arrival& arrival);
 
     ArchiveSettings settings_;

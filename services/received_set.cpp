@@ -12,6 +12,7 @@
 #include "services/folder.h"
 #include "services/paths.h"
 #include "services/report.h"
+#include "services/same_object.h"
 
 namespace services {
 namespace {
@@ -24,38 +25,6 @@ constexpr auto kBetweenTries = std::chrono::seconds(10);
 bool isThere(const std::string& path) {
     std::error_code error;
     return fs::symlink_status(pathOf(path), error).type() != fs::file_type::not_found;
-}
-
-// The rest of a file behind its meta information.
-struct Dataset {
-    explicit Dataset(const std::string& path) : file(platform::openRead(path.c_str())) {
-        DcDirMetaInfo meta;
-        platform::FileInfo info;
-        if (!file || dirReadFileMetaInfo(path.c_str(), meta, begin) != RESULT_OK ||
-            !platform::examine(file.get(), info)) {
-            file.reset();
-        }
-        xferSyn = meta.transferSyntax;
-        length = info.size - begin;
-    }
-    platform::FileHandle file;
-    unsigned int begin = 0;
-    std::int64_t length = 0;
-    DICT_UID xferSyn = UID_NONE;
-};
-
-bool isSame(const Dataset& one, const Dataset& other) {
-    if (!one.file || !other.file || one.xferSyn != other.xferSyn || one.length != other.length) return false;
-    constexpr std::size_t piece = 1 << 16;
-    std::vector<char> a(piece), b(piece);
-    for (std::int64_t at = 0, n = 0; at < one.length; at += n) {
-        n = platform::readAt(one.file.get(), a.data(), piece, one.begin + at);
-        if (n <= 0 || platform::readAt(other.file.get(), b.data(), piece, other.begin + at) != n ||
-            std::memcmp(a.data(), b.data(), static_cast<std::size_t>(n)) != 0) {
-            return false;
-        }
-    }
-    return true;
 }
 
 std::string joined(const FileSet::Faults& faults) {
@@ -185,7 +154,7 @@ void ReceivedSet::withdraw(const Entry& entry) {
 }
 
 unsigned short ReceivedSet::again(const StoreFile& file, const std::string& fileId, std::string& told) const {
-    if (isSame(Dataset(file.temporaryPath()), Dataset(pathOfFile(fileId)))) {
+    if (isSameObject(file.temporaryPath(), pathOfFile(fileId))) {
         told = fileId + "; the same object was there before";
         return kStoreSuccess;
     }

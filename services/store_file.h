@@ -20,6 +20,7 @@ namespace services {
 // The outcomes of a store (PS3.4 B.2.3).
 inline constexpr unsigned short kStoreSuccess = 0x0000;
 inline constexpr unsigned short kStoreProcessingFailure = 0x0110;  // PS3.7 C.5.10
+inline constexpr unsigned short kStoreDuplicate = 0x0111;          // PS3.7 C
 inline constexpr unsigned short kStoreOutOfResources = 0xA700;
 inline constexpr unsigned short kStoreOtherClass = 0xA900;
 inline constexpr unsigned short kStoreCannotUnderstand = 0xC000;

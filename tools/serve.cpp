@@ -63,6 +63,7 @@ struct ServeOptions : EntityOptions {
     bool archive = false;
     std::string index;
     int maxResults = 0;
+    std::string onDuplicate;
     int reportTime = 3600;
     std::vector<std::string> destinationWords;
     std::vector<PeerOptions> destinations;
@@ -159,6 +160,9 @@ std::unique_ptr<Archive> makeArchive(const ServeOptions& options) {
     settings.index = options.index;
     settings.maxResults = static_cast<unsigned int>(options.maxResults);
     settings.destinations = options.destinations;
+    if (options.onDuplicate == "replace") settings.onDuplicate = OnDuplicate::replace;
+    if (options.onDuplicate == "reject") settings.onDuplicate = OnDuplicate::reject;
+    if (options.onDuplicate == "both") settings.onDuplicate = OnDuplicate::both;
     return std::make_unique<Archive>(std::move(settings));
 }
 std::unique_ptr<Commitments> makeCommitments(const ServeOptions& options, StoreServer& server,
@@ -194,9 +198,10 @@ bool takeDestinations(ServeOptions& options) {
 // What goes beyond receiving. "" when the options agree, or why not.
 std::string archiveFault(const ServeOptions& options) {
     if (!options.archive) {
-        return options.index.empty() && options.maxResults == 0 && options.destinationWords.empty()
+        return options.index.empty() && options.maxResults == 0 && options.destinationWords.empty() &&
+                       options.onDuplicate.empty()
                    ? ""
-                   : "--index, --max-results and --destination belong to --archive";
+                   : "--index, --max-results, --on-duplicate and --destination belong to --archive";
     }
     if (options.fileSet) return "--archive and --file-set each have an order of their own for files";
     if (options.tls.on && !options.destinationWords.empty())
@@ -464,6 +469,12 @@ void addArchiveOptions(Command& command, ServeOptions& options) {
                 "Of a query no more are told, and its last answer is that there are more; 0: all")
         .range(0, 1000000000)
         .value("N");
+    command
+        .text("--on-duplicate", options.onDuplicate,
+              "Of another object of an instance that its series has: keep what is there (unless given), "
+              "replace it, reject the new one, or have both")
+        .oneOf({"keep", "replace", "reject", "both"})
+        .value("WHAT");
     command
         .texts(
             "--destination", options.destinationWords,

@@ -140,7 +140,7 @@ def main():
     last = Server(0)
     if last.listens():
         archive.look()
-        if run("send", last.peer, *[f"set{n * 10}" for n in range(rounds)]).returncode != 0:
+        if run("send", last.peer, *[f"set{n * 10}" for n in range(max(0, rounds - 5), rounds)]).returncode != 0:
             fault("objects are not taken again")
         archive.look()
         last.process.terminate()

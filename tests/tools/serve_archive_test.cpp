@@ -135,6 +135,29 @@ orvkit index check in)");
         "of them mended\n");
 }
 
+TEST_F(ServeArchiveTest, AnotherObjectOfAnInstanceGoesByWhatWasChosenAndTheSameOneIsASuccess) {
+    const Outcome run = sh(server() + R"(
+one=set/a/SE000001/IM000001
+LC_ALL=C sed 's/Phantom^Head/Phantom^Hear/' $one >other
+orvkit send $peer $one >/dev/null || exit 2
+stop
+for how in keep reject replace both; do
+  begin --on-duplicate $how
+  orvkit send $peer $one >/dev/null || exit 3
+  orvkit send $peer other >/dev/null; echo $how $? $(results --level image --relational)
+  grep -c 'dcm has another PatientName' log
+  find in -name '*.dcm' -exec grep -l 'Phantom^Hear' {} + | wc -l
+  stop
+done
+rm in/*/*/*-2.dcm; begin; orvkit send $peer other >/dev/null; grep -c ' was gone' log; stop
+orvkit index check in; ls -A in/.orvkit-arriving)");
+    EXPECT_EQ(run.status, 0) << run.err << log();
+    EXPECT_EQ(run.out,
+              "keep 0 1\n1\n0\nreject 1 1\n1\n0\nreplace 0 1\n1\n1\nboth 0 2\n1\n1\n1\n"
+              "2 files in the index, 0 faults, 0 of them mended\n");
+    EXPECT_TRUE(holds(run.err, "0x0111"));
+}
+
 TEST_F(ServeArchiveTest, TwoServersShareAnArchiveWhoseIndexIsNotReplacedMeanwhile) {
     const Outcome run = sh(server() + R"(
 first=$server one=$peer; mv log log1; begin

@@ -1,0 +1,77 @@
+#include "services/archive_duplicates.h"
+
+#include <map>
+
+#include "orvkit/result.h"
+#include "orvkit/tags.h"
+#include "services/elements.h"
+#include "services/report.h"
+#include "services/tag_names.h"
+#include "services/text.h"
+
+namespace services {
+namespace {
+
+constexpr std::size_t kMostNamed = 8;
+
+std::map<unsigned int, std::string> valuesOf(const ArchiveFile& object) {
+    std::map<unsigned int, std::string> values;
+    for (DcElem* element = object.dataset.first(); element != nullptr; element = element->next())
+        (void)bytesOf(*element, values[tagOf(*element)]);
+    return values;
+}
+
+// Tags that one of them has, or has otherwise.
+std::vector<unsigned int> differing(const ArchiveFile& one, const ArchiveFile& other) {
+    std::map<unsigned int, std::string> a = valuesOf(one);
+    const std::map<unsigned int, std::string> b = valuesOf(other);
+    std::vector<unsigned int> tags;
+    for (const auto& [tag, value] : b) {
+        const auto at = a.find(tag);
+        if (at != a.end() && at->second == value) {
+            a.erase(at);
+        } else {
+            a[tag];  // in order
+        }
+    }
+    for (const auto& [tag, value] : a) tags.push_back(tag);
+    return tags;
+}
+
+std::string nameOfTag(unsigned int tag) {
+    const std::string keyword = keywordOf(tag);
+    return keyword.empty() ? tagText(tag) : keyword;
+}
+
+}  // namespace
+
+std::vector<std::string> pathsOf(DcIndex& index, const ArchiveFile& object, const std::string& instance) {
+    struct Context {
+        std::string study;
+        std::string series;
+        std::vector<std::string> paths;
+    } context{textOf(object.dataset, T_0020_000d_studyInstanceUid),
+              textOf(object.dataset, T_0020_000e_seriesInstanceUid),
+              {}};
+    (void)index.lookUp(instance.c_str(), &context, [](void* all, const DcIndexInstance& known) {
+        auto& wanted = *static_cast<Context*>(all);
+        if (wanted.study == known.study && wanted.series == known.series)
+            wanted.paths.emplace_back(known.path);
+        return 0;
+    });
+    return context.paths;
+}
+
+std::string differencesTo(const ArchiveFile& object, const std::string& path) {
+    ArchiveFile other;
+    if (const int result = readArchiveFile(path, other); result != RESULT_OK)
+        return "that cannot be read: " + resultText(result);
+    const std::vector<unsigned int> tags = differing(object, other);
+    std::string text;
+    if (object.xferSyn != other.xferSyn) text = ", Transfer Syntax";
+    for (std::size_t i = 0; i < tags.size() && i < kMostNamed; ++i) text += ", " + nameOfTag(tags[i]);
+    if (tags.size() > kMostNamed) text += " and " + std::to_string(tags.size() - kMostNamed) + " more";
+    return "another " + (text.empty() ? "Pixel Data, or in another encoding" : text.substr(2));
+}
+
+}  // namespace services
