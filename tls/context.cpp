@@ -14,7 +14,6 @@ namespace orvkit::tls {
 
 namespace {
 
-constexpr long kSessionSeconds = 3600;
 constexpr int kSecurityLevel = 2;  // of OpenSSL: 112 bits
 constexpr unsigned char kProtocol[] = {5, 'd', 'i', 'c', 'o', 'm'};
 constexpr unsigned char kSessionContext[] = {'o', 'r', 'v', 'k', 'i', 't'};
@@ -185,7 +184,8 @@ void Loader::setCalls() {
     (void)SSL_CTX_set_alpn_protos(ctx_, kProtocol, sizeof kProtocol);
     (void)SSL_CTX_set_session_cache_mode(ctx_, SSL_SESS_CACHE_CLIENT | SSL_SESS_CACHE_NO_INTERNAL);
     (void)SSL_CTX_set_session_id_context(ctx_, kSessionContext, sizeof kSessionContext);
-    (void)SSL_CTX_set_timeout(ctx_, kSessionSeconds);
+    (void)SSL_CTX_set_timeout(ctx_, static_cast<long>(kSessionTime.count()));
+    (void)SSL_CTX_set_tlsext_ticket_key_evp_cb(ctx_, ticketCall);
     SSL_CTX_sess_set_new_cb(ctx_, keepSession);
 }
 

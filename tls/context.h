@@ -10,6 +10,7 @@
 
 #include "tls/engine.h"
 #include "tls/openssl.h"
+#include "tls/tickets.h"
 
 namespace orvkit::tls {
 
@@ -42,6 +43,7 @@ class Context final : public Ground, public std::enable_shared_from_this<Context
     bool hasAuthorities() const noexcept { return !settings_.authorities.empty(); }
     const Settings& settings() const noexcept { return settings_; }
     Sessions& sessions() noexcept { return sessions_; }
+    TicketKeys& ticketKeys() noexcept { return ticketKeys_; }
 
   private:
     friend class Loader;
@@ -50,6 +52,7 @@ class Context final : public Ground, public std::enable_shared_from_this<Context
     Settings settings_;
     SslCtxPtr context_;
     Sessions sessions_;
+    TicketKeys ticketKeys_;
     Words remark_;
 };
 

@@ -31,6 +31,7 @@ class Layer final : public ConnectionLayer {
     bool verify(X509_STORE_CTX& check) noexcept;
     void keep(SessionPtr session) noexcept;
     void noteAsked() noexcept { asked_ = true; }
+    Context& context() const noexcept { return *context_; }
 
   private:
     enum class State : unsigned char { handshake, open, ended, broken };

@@ -11,6 +11,7 @@
 #include "support/system.h"
 #include "support/temp_dir.h"
 #include "tls/site.h"
+#include "tls/tickets.h"
 
 namespace {
 
@@ -230,6 +231,24 @@ TEST(Tls, ResumesSessionsUntilItsFilesAreReadAgain) {
         EXPECT_EQ(meeting.ofUser.resumed, resumed[i]) << i;
         EXPECT_EQ(meeting.ofUser.verified, 1);
     }
+}
+
+// Those of a server that runs for years.
+TEST(Tls, KeysOfTicketsAreChangedAndForgotten) {
+    orvkit::tls::TicketKeys keys;
+    orvkit::tls::TicketKeys::Key first, key;
+    const auto begun = orvkit::tls::TicketKeys::Clock::now();
+    const auto hours = [&](double number) {
+        return begun + std::chrono::seconds(static_cast<int>(3600 * number));
+    };
+    ASSERT_TRUE(keys.current(begun, first) && keys.current(hours(0.9), key));
+    EXPECT_EQ(key.name, first.name);
+    ASSERT_TRUE(keys.current(hours(1.1), key));
+    EXPECT_TRUE(key.name != first.name && key.cipher != first.cipher && key.code != first.code);
+    EXPECT_TRUE(keys.find(hours(1.9), first.name, key) && key.cipher == first.cipher) << "its tickets hold";
+    EXPECT_FALSE(keys.find(hours(2.2), first.name, key));
+    ASSERT_TRUE(keys.current(hours(2.2), first));
+    EXPECT_FALSE(keys.find(hours(9), first.name, key)) << "nobody came meanwhile";
 }
 
 int givePassword(void* user, const char*, char* password, int room) {
