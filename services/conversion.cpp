@@ -92,6 +92,12 @@ std::vector<std::string> targetNames() {
     return names;
 }
 
+std::string whyNoTarget(const std::string& name) {
+    const DcImageCodec* codec = imageFindCodec(name.c_str());
+    if (codec == nullptr || codec->decodes || name != codec->name) return "";
+    return name + " was left out of this build: it needs " + codec->library;
+}
+
 void chooseTarget(const std::string& name, ConversionRequest& request) {
     request.target = xferSynFromName(name);
     if (request.target != UID_NONE) return;

@@ -28,6 +28,8 @@ struct ConversionRequest {
 
 // The names of the targets that this build has; and what is asked for by one of them.
 std::vector<std::string> targetNames();
+// Of a target that this build is without, what it needs; "" for any other name.
+std::string whyNoTarget(const std::string& name);
 void chooseTarget(const std::string& name, ConversionRequest& request);
 // Whether pictures are not the same afterwards; JPEG repacked is.
 bool losesSomething(const DcImageCodec& codec);

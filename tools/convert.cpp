@@ -79,6 +79,7 @@ void addConvert(Command& program) {
               "implicit, explicit (both little endian), big (explicit big endian), deflated (explicit little "
               "endian, compressed as a whole), lzw (the library's own lossless packing of pixel data), or a "
               "way to pack frames one by one")
+        .check(whyNoTarget)
         .oneOf(targetNames());
     DcImageOptions& packing = options->frames.options;
     command.number("--quality", packing.quality, "Of jpeg and jxl-lossy, in percent")

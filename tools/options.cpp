@@ -126,6 +126,7 @@ class Parser {
         if (option.required_) added.required();
         if (option.hasValueName_) added.type_name(option.valueName_);
         if (option.hasRange_) added.check(CLI::Range(option.least_, option.most_));
+        if (option.check_) added.check(option.check_);
         if (std::holds_alternative<Option::Named>(option.target_)) {
             // Its words stand for numbers, and it has seen to both.
         } else if (!option.words_.empty() && option.anyCase_) {
@@ -135,7 +136,6 @@ class Parser {
         }
         if (option.existing_ == Option::Existing::file) added.check(CLI::ExistingFile);
         if (option.existing_ == Option::Existing::folder) added.check(CLI::ExistingDirectory);
-        if (option.check_) added.check(option.check_);
         if (option.isRepeated() && !option.isPositional() && !option.severalAtOnce_) {
             added.allow_extra_args(false);
         }

@@ -493,6 +493,7 @@ void addTranscodeOptions(Command& command, ServeOptions& options) {
         .text("--transcode", options.transcode,
               "Store images in this transfer syntax, by its name for `orvkit convert --to`. What cannot be "
               "brought to it without a fault stays as it came, and that is told")
+        .check(whyNoTarget)
         .oneOf(targetNames())
         .value("SYNTAX");
     command.flag("--transcode-lossy", options.transcodeLossy,

@@ -205,6 +205,24 @@ TEST(Isolation, CutStreamsAreResultsOfTheirOwnProcess) {
             EXPECT_NE(code, IMAGE_CODEC) << length << ": " << told.text;
         }
     }
+    // And of JPEG XL that was JPEG.
+    const DcImageCodec& repacked = *imageFindCodec("jxl-jpeg");
+    if (!repacked.decodes || !imageFindCodec("jpeg")->encodes) return;
+    const DcImagePixels pixels = synthetic::described(19, 14, 8, false, 3);
+    const synthetic::Frame frame = synthetic::frameOf(pixels);
+    Bytes jpeg, stream, back(frame.size());
+    ASSERT_EQ(imageEncodeFrame("jpeg", pixels, frame.data(), frame.size(), {}, jpeg), RESULT_OK);
+    ASSERT_EQ(imageRepackJpeg(jpeg.data(), jpeg.size(), true, stream), RESULT_OK);
+    for (std::size_t length = 0; length < stream.size(); ++length) {
+        DcImageResult told;
+        const int code =
+            imageDecodeFrame(repacked.uid, pixels, stream.data(), length, back.data(), back.size(), &told);
+        EXPECT_EQ(code == RESULT_OK, told.text[0] == '\0');
+        EXPECT_NE(code, IMAGE_CODEC) << length << ": " << told.text;
+        Bytes restored;
+        EXPECT_NE(imageRepackJpeg(stream.data(), length, false, restored), RESULT_OK) << length;
+        EXPECT_TRUE(restored.empty());
+    }
 }
 
 // Some places of a stream with other bytes in them, or others put in; at times cut.
