@@ -6,6 +6,7 @@
 #include <string>
 #include <unordered_set>
 
+#include "index/answer.h"
 #include "index/plan.h"
 #include "index/trouble.h"
 #include "orvkit/result.h"
@@ -15,7 +16,6 @@ namespace orvkit::index {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-constexpr std::string_view kUtf8 = "ISO_IR 192";
 
 // What a row of a plan says of any attribute.
 class Facts {
@@ -81,23 +81,6 @@ class Facts {
     Level level_;
     Terms& terms_;
 };
-
-// Those of an item that are asked for, or all.
-Bytes projected(const std::vector<Key>& keys, std::string_view item);
-void addAnswer(Bytes& bytes, const Key& key, const std::optional<Attribute>& attribute) {
-    if (!attribute.has_value()) return append(bytes, key.tag, key.vr, {});
-    if (key.vr != VR_SQ || attribute->vr != VR_SQ || key.item.empty())
-        return append(bytes, key.tag, attribute->vr, attribute->value);
-    Bytes items;
-    ItemReader reader(attribute->value);
-    for (std::string_view item; reader.next(item);) appendItem(items, projected(key.item, item));
-    append(bytes, key.tag, VR_SQ, items);
-}
-Bytes projected(const std::vector<Key>& keys, std::string_view item) {
-    Bytes bytes;
-    for (const Key& key : keys) addAnswer(bytes, key, attributeOf(item, key.tag));
-    return bytes;
-}
 
 class Query {
   public:
@@ -193,12 +176,8 @@ class Query {
             addAnswer(bytes, key, facts.find(key.tag));
         }
         if (!levelTold) tellLevel();
-        Texts texts;
-        lookAtTexts(bytes, request_.charset, texts);
-        const std::string charset(texts.ascii ? "" : texts.fit ? request_.charset : kUtf8);
         DcElemList dataset;
-        giveAttributes(bytes, charset, dataset);
-        if (!charset.empty()) dataset.add(new DcElem(T_0008_0005_specificCharacterSet, charset.c_str()));
+        giveAnswer(bytes, request_.charset, dataset);
         const Clock::time_point before = Clock::now();
         const bool goesOn = answer_(context_, dataset) == 0;
         end_ += Clock::now() - before;

@@ -15,11 +15,9 @@ namespace services {
 Handler answerFind;    // archive_find.cpp
 Handler answerGet;     // archive_get.cpp
 Handler answerMove;    // archive_move.cpp
-Handler answerCancel;  // here
+Handler answerCancel;  // long_request.cpp
 
 namespace {
-
-constexpr std::size_t kLongestComment = 64;  // (0000,0902), LO
 
 // The SOP classes, and how many of the bytes of their extended negotiation are agreed to, in the order of the
 // index's bits (PS3.4 C.5.1.1).
@@ -77,60 +75,31 @@ constexpr Service kServices[] = {
 };
 // clang-format on
 
-std::string commentOf(const std::string& why) {
-    std::string comment;
-    for (const char c : why.substr(0, kLongestComment)) comment += c < ' ' || c > '~' || c == '\\' ? '?' : c;
-    return comment;
-}
-
 }  // namespace
-
-// One that comes when its request has been answered to the end.
-bool answerCancel(Provider&, DICT_UID, DcMsg&) {
-    return true;
-}
 
 void offerInquiries(StoreServer& server) {
     // Who gets objects over its own association is their provider.
     for (DcMsmSopXferSyn& each : server.support) each.role = TSM_ROLE_SCP_SCU;
-    DcMsmSopXferSyn entry;
-    std::ranges::copy(std::initializer_list<DICT_UID>{UID_LITTLE_ENDIAN_EXPLICIT, UID_LITTLE_ENDIAN_IMPLICIT,
-                                                      UID_BIG_ENDIAN_EXPLICIT},
-                      entry.xferSyn);
-    for (const Model& model : kModels) {
-        entry.sopClass = model.sopClass;
-        server.support.insert(server.support.end() - 1, entry);
-    }
+    for (const Model& model : kModels) supportQueries(server, model.sopClass);
     server.services.emplace_back(kServices);
     server.agree = agree;
 }
 
 Inquiry::Inquiry(Provider& provider, DICT_UID sopClass, DcMsg& request)
-    : provider_(provider), sopClass_(sopClass), request_(request), keys_(std::make_unique<DcElemList>()) {
-    (void)request_.getValue(T_0000_0110_messageId, messageId_);
+    : LongRequest(provider, request), sopClass_(sopClass) {
     if (const Model* const model = modelOf(sopClass_)) root_ = model->root;
-}
-
-bool Inquiry::receive() {
-    unsigned short follows = kNoDataSet;
-    (void)request_.getValue(T_0000_0800_dataSetType, follows);
-    if (follows == kNoDataSet) return true;
-    std::unique_ptr<DcMsg> keys = provider_.receive(request_, "a request");
-    if (keys == nullptr) return note(false);
-    keys_ = std::move(keys);
-    return true;
 }
 
 bool Inquiry::isOf(MSG_TYPE command) const {
     DICT_UID asked = UID_NONE;
-    (void)request_.getValue(T_0000_0002_affectedSopClassUid, asked);
+    (void)request().getValue(T_0000_0002_affectedSopClassUid, asked);
     const Model* const model = modelOf(sopClass_);
     return model != nullptr && model->command == command && asked == sopClass_;
 }
 
 unsigned int Inquiry::how() const {
     const Model* const model = modelOf(sopClass_);
-    const DcPduNegotiation& asked = provider_.msm().peerNegotiation();
+    const DcPduNegotiation& asked = provider().msm().peerNegotiation();
     unsigned int bits = 0;
     DcPduExtNeg item;
     for (unsigned int i = 0; model != nullptr && asked.getExtNeg(i, &item) == RESULT_OK; ++i) {
@@ -141,41 +110,18 @@ unsigned int Inquiry::how() const {
     return bits;
 }
 
-bool Inquiry::note(bool done) {
-    over_ = over_ || !done;
-    return done;
-}
-
-bool Inquiry::goesOn() {
-    while (!cancelled_ && !over_ && provider_.msm().waitReadable(0)) {
-        const std::unique_ptr<DcMsg> message = provider_.next();
-        (void)note(message != nullptr && take(*message));
-    }
-    if (provider_.server().stopping && !over_) (void)note(provider_.abort("the server stops"));
-    return !cancelled_ && !over_;
-}
-
-bool Inquiry::take(DcMsg& message) {
-    if (message.getType() != DICT_MSG_C_CANCEL_RQ)
-        return note(provider_.abort("another message came while a request was being answered"));
-    unsigned short which = 0;
-    (void)message.getValue(T_0000_0120_messageIdBeingRespondedTo, which);
-    cancelled_ = cancelled_ || which == messageId_;
-    return true;
-}
-
 unsigned short Inquiry::statusOf(int result) {
     if (result == RESULT_OK) return kSuccess;
-    if (cancelled_) return kCancelled;
-    why_ = DcIndex::fault();
+    if (isCancelled()) return kCancelled;
+    fail(DcIndex::fault());
     switch (result) {
         case INDEX_KEYS:
             return kDoesNotMatchClass;
         case INDEX_RESULTS:
-            why_ = "there are more results";
+            fail("there are more results");
             return kOutOfResources;
         case INDEX_TIME:
-            why_ = "the search took too long";
+            fail("the search took too long");
             return kOutOfResources;
         case INDEX_BUSY:
         case INDEX_FULL:
@@ -184,14 +130,6 @@ unsigned short Inquiry::statusOf(int result) {
         default:
             return kUnableToProcess;
     }
-}
-
-bool Inquiry::end(DcMsg& response, unsigned short status, const std::string& told) {
-    if (over_) return false;
-    if (!why_.empty()) (void)response.add(new DcElem(T_0000_0902_errorComment, commentOf(why_).c_str()));
-    provider_.tell(told + (status != kSuccess ? ", status " + statusText(status) : "") +
-                   (why_.empty() ? "" : ": " + why_));
-    return provider_.respond(request_, response, status);
 }
 
 }  // namespace services

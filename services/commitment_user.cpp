@@ -30,10 +30,8 @@ constexpr auto kReportTick = std::chrono::milliseconds(100);
 constexpr std::size_t kListeners = 4;  // associations served at once
 constexpr std::size_t kMostWaiting = 16;
 
-std::unique_ptr<DcCmd> reportResponse(DcMsg& request) {
-    return std::make_unique<DcCmdNEventRsp>(static_cast<DcCmdNEventRq*>(&request));
-}
-constexpr Service kReportServices[] = {{DICT_MSG_N_EVENT_RQ, Right::store, answerReport, reportResponse}};
+constexpr Service kReportServices[] = {
+    {DICT_MSG_N_EVENT_RQ, Right::store, answerReport, responseTo<DcCmdNEventRsp, DcCmdNEventRq>}};
 
 // Takes associations on a port, for reports alone.
 class Listener {

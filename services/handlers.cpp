@@ -19,13 +19,19 @@ constexpr Service kEveryService[] = {
 
 }  // namespace
 
-const Service* serviceOf(MSG_TYPE message, const std::vector<std::span<const Service>>& others) {
-    const auto in = [message](std::span<const Service> rows) {
-        const auto row = std::ranges::find(rows, message, &Service::message);
+const Service* serviceOf(MSG_TYPE message, DICT_UID sopClass,
+                         const std::vector<std::span<const Service>>& others) {
+    const auto in = [message](std::span<const Service> rows, DICT_UID wanted) -> const Service* {
+        const auto row = std::ranges::find_if(
+            rows, [&](const Service& r) { return r.message == message && r.sopClass == wanted; });
         return row != rows.end() ? std::to_address(row) : nullptr;
     };
-    const Service* found = in(kEveryService);
-    for (auto rows = others.begin(); found == nullptr && rows != others.end(); ++rows) found = in(*rows);
+    const Service* found = nullptr;
+    for (const DICT_UID wanted : {sopClass, UID_NONE}) {
+        if (found == nullptr) found = in(kEveryService, wanted);
+        for (auto rows = others.begin(); found == nullptr && rows != others.end(); ++rows)
+            found = in(*rows, wanted);
+    }
     return found;
 }
 

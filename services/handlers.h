@@ -39,11 +39,13 @@ struct Service {
     Right right;
     Handler* answer;
     std::unique_ptr<DcCmd> (*response)(DcMsg& request);  // to those who may not ask; null: all may
+    DICT_UID sopClass = UID_NONE;                        // that it is for; none: any
 };
 
-// In the rows that all servers have, then in those that one has beside them. Null for a message that has no
-// place here.
-const Service* serviceOf(MSG_TYPE message, const std::vector<std::span<const Service>>& others);
+// In the rows that all servers have, and in those that one has beside them: a row for the class goes before
+// one for any. Null for a message that has no place here.
+const Service* serviceOf(MSG_TYPE message, DICT_UID sopClass,
+                         const std::vector<std::span<const Service>>& others);
 
 }  // namespace services
 

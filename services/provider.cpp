@@ -277,7 +277,7 @@ bool Provider::serveNext() {
     const std::unique_ptr<DcMsg> request(received);
     spoken_ = true;
     if (request == nullptr) return ended(outcome);
-    if (const Service* const service = serviceOf(request->getType(), server_.services)) {
+    if (const Service* const service = serviceOf(request->getType(), sopClass, server_.services)) {
         const bool allowed = service->response == nullptr || may(service->right);
         return allowed ? service->answer(*this, sopClass, *request) : deny(*service, *request);
     }

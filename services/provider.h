@@ -27,6 +27,7 @@ struct Service;
 class Archive;      // archive_server.h
 class Commitments;  // commitment_provider.h
 class ReportBook;   // commitment_user.h
+class Worklist;     // worklist.h
 class Provider;
 std::string metricsText(const StoreServer& server);
 
@@ -61,6 +62,7 @@ struct StoreServer {
     Archive* archive = nullptr;
     Commitments* commitments = nullptr;
     ReportBook* reports = nullptr;
+    Worklist* worklist = nullptr;
     // Called when an association that stored something has ended.
     std::function<void()> settle;
     // A log line, in which peers have their say: what prints it sees to control characters.

@@ -37,6 +37,7 @@
 #include "services/report.h"
 #include "services/store_transcode.h"
 #include "services/workers.h"
+#include "services/worklist.h"
 #include "tools/commands.h"
 #include "tools/net_options.h"
 
@@ -65,6 +66,7 @@ struct ServeOptions : EntityOptions {
     int maxResults = 0;
     std::string onDuplicate;
     int reportTime = 3600;
+    std::string worklist;
     std::vector<std::string> destinationWords;
     std::vector<PeerOptions> destinations;
     std::vector<std::string> acceptFrom;
@@ -198,10 +200,11 @@ bool takeDestinations(ServeOptions& options) {
 // What goes beyond receiving. "" when the options agree, or why not.
 std::string archiveFault(const ServeOptions& options) {
     if (!options.archive) {
-        return options.index.empty() && options.maxResults == 0 && options.destinationWords.empty() &&
-                       options.onDuplicate.empty()
+        if (options.maxResults != 0 && options.worklist.empty())
+            return "--max-results belongs to --archive and --worklist";
+        return options.index.empty() && options.destinationWords.empty() && options.onDuplicate.empty()
                    ? ""
-                   : "--index, --max-results, --on-duplicate and --destination belong to --archive";
+                   : "--index, --on-duplicate and --destination belong to --archive";
     }
     if (options.fileSet) return "--archive and --file-set each have an order of their own for files";
     if (options.tls.on && !options.destinationWords.empty())
@@ -369,6 +372,8 @@ int serve(const ServeOptions& options) {
     if (archive != nullptr && !archive->serve(server)) return EXIT_FAILED;
     const std::unique_ptr<Commitments> commitments =
         archive != nullptr ? makeCommitments(options, server, *archive) : nullptr;
+    Worklist worklist(options.worklist, static_cast<unsigned int>(options.maxResults), tellLine);
+    if (!options.worklist.empty() && !worklist.serve(server)) return EXIT_FAILED;
     Metrics metrics([&server] { return metricsText(server); });
     if (!options.metrics.empty() && !metrics.start(options.metrics, fault))
         return failed("%s", fault.c_str());
@@ -481,6 +486,11 @@ void addArchiveOptions(Command& command, ServeOptions& options) {
             "Where a peer may have objects moved to, and takes reports of storage commitment. May be given "
             "several times")
         .value("AET=HOST:PORT");
+    command
+        .text("--worklist", options.worklist,
+              "Answer queries for a modality worklist from the files in DIRECTORY: DICOM files, or JSON (the "
+              "DICOM JSON model); what changes there is seen by the next query")
+        .value("DIRECTORY");
     command
         .number("--report-time", options.reportTime,
                 "How long a report of storage commitment is tried again that its peer does not take")

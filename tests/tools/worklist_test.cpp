@@ -1,0 +1,137 @@
+// The modality worklist of `orvkit serve --worklist`: its files, and hostile requests for it.
+#include "tests/tools/command.h"
+#include "tests/tools/raw_peer.h"
+
+namespace tools_test {
+namespace {
+
+constexpr const char* kWorklist = "1.2.840.10008.5.1.4.31";
+
+// A procedure step in the DICOM JSON model.
+std::string step(const std::string& id, const std::string& more = "") {
+    return R"({"00100020": {"vr": "LO", "Value": [")" + id + R"("]}, )" + more +
+           R"("00400100": {"vr": "SQ", "Value": [{"00080060": {"vr": "CS", "Value": ["CT"]}}]}})";
+}
+
+class WorklistTest : public CommandTest {
+  protected:
+    void SetUp() override {
+        CommandTest::SetUp();
+        if (!IsSkipped()) fs::create_directory(dir / "list");
+    }
+    void TearDown() override {
+        if (fs::exists(dir / "pid"))
+            (void)sh("kill $(cat pid); while kill -0 $(cat pid); do sleep .02; done");
+        CommandTest::TearDown();
+    }
+    void write(const std::string& name, const std::string& text) const {
+        std::ofstream(dir / "list" / name, std::ios::binary) << text;
+    }
+    void begin(const std::string& options = "") {
+        const Outcome run =
+            sh("'" ORVKIT_COMMAND "' serve --port 0 --worklist list " + options +
+               " in 2>log & echo $! >pid\n"
+               "until grep -q 'listening on port' log; do kill -0 $! || exit 90; sleep .02; done\n"
+               "disown $!");
+        ASSERT_EQ(run.status, 0) << log();
+        port = std::atoi(log().c_str() + log().find("listening on port ") + 18);
+    }
+    std::string log() const { return contentOf(dir / "log"); }
+
+    static Bytes command(unsigned int field, bool dataset, const std::string& sopClass = kWorklist) {
+        Stream rest(UID_LITTLE_ENDIAN_IMPLICIT);
+        if (field != 0x0FFF) rest.ui(0x00000002, sopClass);
+        rest.us(0x00000100, field).us(field == 0x0FFF ? 0x00000120 : 0x00000110, 7);
+        if (field != 0x0FFF) rest.us(0x00000700, 0);
+        rest.us(0x00000800, dataset ? 1 : 0x0101);
+        Stream all(UID_LITTLE_ENDIAN_IMPLICIT);
+        all.header(0x00000000, "UL", 4).u32(rest.size()).add(rest);
+        return pdu(PDU_TYPE_DATA_TF, pdv(1, 3, all.bytes()));
+    }
+    static Bytes find(const Bytes& keys, const std::string& sopClass = kWorklist) {
+        return joined({command(0x0020, true, sopClass), pdu(PDU_TYPE_DATA_TF, pdv(1, 2, keys))});
+    }
+    // The statuses of the responses, up to the last one.
+    static std::vector<unsigned int> answers(RawPeer& peer) {
+        std::vector<unsigned int> all;
+        while (all.empty() || (all.back() & 0xFF00U) == 0xFF00U) {
+            const Bytes response = peer.hear();
+            if (response.empty()) break;
+            if (const unsigned int status = statusIn(response); status != 0xFFFF) all.push_back(status);
+        }
+        return all;
+    }
+    int port = 0;
+};
+
+using Statuses = std::vector<unsigned int>;
+
+TEST_F(WorklistTest, FilesThatCannotBeUsedAreToldByNameAndLeftOut) {
+    write("good.json", step("1"));
+    write("both.json", "[" + step("2") + ", " + step("3") + "]");
+    const std::pair<const char*, std::string> bad[] = {
+        {"empty", ""},
+        {"words", "no DICOM"},
+        {"cut", R"({"00100020": {"vr": "LO", "Val)"},
+        {"none", R"({"00100020": {"vr": "LO"}})"},
+        {"tag", step("4", R"("PatientName": {"vr": "PN"}, )")},
+        {"vr", step("4", R"("00100010": {"vr": "P"}, )")},
+        {"number", step("4", R"("00280010": {"vr": "US", "Value": ["x"]}, )")},
+        {"text", step("4", R"("00100010": {"vr": "PN", "Value": [[]]}, )")},
+        {"array", step("4", R"("00100010": {"vr": "PN", "Value": "A"}, )")},
+        {"list", "[1]"},
+    };
+    for (const auto& [name, text] : bad) write(name, text);
+    std::string deep = "{}";
+    for (int i = 0; i < 2000; ++i) deep = R"({"00400275": {"vr": "SQ", "Value": [)" + deep + "]}}";
+    write("deep", deep);
+    begin();
+    for (const auto& [name, text] : bad)
+        EXPECT_TRUE(holds(log(), "worklist file " + std::string(name) + " is left out: "));
+    EXPECT_TRUE(holds(log(), "worklist file deep is left out: "));
+    EXPECT_TRUE(holds(log(), "has 3 procedure steps"));
+    EXPECT_EQ(sh("orvkit serve other --port 0 --worklist none").status, 1);
+}
+
+TEST_F(WorklistTest, HostileKeysAreAnsweredResultsBoundedAndRequestsCancelled) {
+    for (const char* const name : {"1", "2", "3"})
+        write(name, step(name, R"("00100010": {"vr": "PN", "Value": ["A^B"]}, )"));
+    begin("--max-results 2");
+    RawPeer peer(port);
+    ASSERT_TRUE(peer.associate(kWorklist));
+    const Bytes id = element(0x00100020, {});
+    Bytes nested = element(0x00080060, bytesOf("CT"));
+    for (int i = 0; i < 100; ++i) nested = element(0x00400100, element(0xFFFEE000, nested));
+    const struct {
+        const char* what;
+        Bytes keys;
+        Statuses statuses;
+    } cases[] = {
+        {"more than are told", id, {0xFF00, 0xFF00, 0xA700}},
+        {"one", element(0x00100020, bytesOf("2 ")), {0xFF00, 0}},
+        {"a level",
+         joined({element(0x00080052, bytesOf("STUDY ")), element(0x00100020, bytesOf("3 "))}),
+         {0xFF00, 0}},
+        {"no key", element(0x00080005, bytesOf("ISO_IR 192")), {0xA900}},
+        {"wild cards", element(0x00100010, bytesOf(std::string(63, '*') + "x")), {0}},
+        {"no text", element(0x00100010, Bytes(64, 0xFF)), {0}},
+        {"nested keys", nested, {0xA900}},
+        {"a sequence that is none", element(0x00400100, bytesOf("abcdefgh")), {0}},
+    };
+    for (const auto& each : cases) {
+        ASSERT_TRUE(peer.say(find(each.keys))) << each.what;
+        EXPECT_EQ(answers(peer), each.statuses) << each.what << "\n" << log();
+    }
+    ASSERT_TRUE(peer.say(find(id, "1.2.840.10008.5.1.4.1.2.2.1")));
+    EXPECT_EQ(answers(peer), Statuses{0x0122});
+    ASSERT_TRUE(peer.say(command(0x0020, false)));
+    EXPECT_EQ(answers(peer), Statuses{0xA900});
+    ASSERT_TRUE(peer.say(joined({find(id), command(0x0FFF, false)})));
+    EXPECT_EQ(answers(peer), Statuses{0xFE00});
+    // One that comes too late has no effect.
+    ASSERT_TRUE(peer.say(joined({command(0x0FFF, false), find(element(0x00100020, bytesOf("1 ")))})));
+    EXPECT_EQ(answers(peer), (Statuses{0xFF00, 0}));
+}
+
+}  // namespace
+}  // namespace tools_test
