@@ -34,6 +34,7 @@ std::vector<unsigned int> differing(const ArchiveFile& one, const ArchiveFile& o
             a[tag];  // in order
         }
     }
+    tags.reserve(a.size());
     for (const auto& [tag, value] : a) tags.push_back(tag);
     return tags;
 }
