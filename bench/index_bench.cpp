@@ -118,7 +118,7 @@ Record recordOf(const Numbers& n) {
 void makeRows(const std::string& place, long long instances) {
     const auto engine = openEngine(place, INDEX_CREATE, true);
     const auto session = engine->connect(true);
-    settleSchema(*engine, *session, INDEX_CREATE);
+    settleSchema(*session, INDEX_CREATE);
     Rows rows(*session);
     const Clock::time_point begun = Clock::now();
     for (long long n = 0; n < instances;) {

@@ -20,7 +20,7 @@ Bytes columnsOf(Statement& row, Terms& terms) {
 
 int describeInstances(Session& session, Terms& terms, const std::string& study, const std::string& series,
                       const std::string& instance, void* context, DcIndexAnswerCB answer) {
-    const auto find = session.prepare(
+    const auto find = session.stream(
         "SELECT p.attributes, s.attributes, e.attributes, e.common, s.uid, e.uid, i.uid, i.class, a.data "
         "FROM study s CROSS JOIN patient p CROSS JOIN series e CROSS JOIN instance i "
         "LEFT JOIN instance_attributes a ON a.id = i.attributes "

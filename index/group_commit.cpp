@@ -4,6 +4,11 @@
 #include <utility>
 
 namespace orvkit::index {
+namespace {
+
+constexpr int kMostAgain = 20;  // transactions that others come between, before that is told
+
+}  // namespace
 
 void GroupCommit::announce(int threads) {
     const std::lock_guard lock(mutex_);
@@ -43,16 +48,29 @@ void GroupCommit::lead(std::unique_lock<std::mutex>& lock) {
 
 void GroupCommit::perform(Batch batch) noexcept {
     std::exception_ptr trouble;
-    if (tryAll(batch, trouble)) return;
-    if (batch.size() == 1) {
-        batch[0]->trouble = trouble;
+    Remedy remedy = Remedy::none;
+    if (tryAgain(batch, trouble, remedy)) return;
+    if (batch.size() == 1 || remedy == Remedy::reconnect) {
+        for (Waiter* const waiter : batch) waiter->trouble = trouble;
         return;
     }
     // One of them is to blame, and the others shall not suffer.
-    for (Waiter* const& waiter : batch) (void)tryAll({&waiter, 1}, waiter->trouble);
+    for (Waiter* const& waiter : batch) (void)tryAgain({&waiter, 1}, waiter->trouble, remedy);
 }
 
-bool GroupCommit::tryAll(Batch batch, std::exception_ptr& trouble) {
+// Over a new connection once: where that cannot be had, nobody is to wait for it. Whether the old one has
+// taken the transaction all the same, the jobs see.
+bool GroupCommit::tryAgain(Batch batch, std::exception_ptr& trouble, Remedy& remedy) {
+    int again = kMostAgain;
+    int connections = 1;
+    do {
+        if (tryAll(batch, trouble, remedy)) return true;
+    } while ((remedy == Remedy::again && again-- > 0) || (remedy == Remedy::reconnect && connections-- > 0));
+    return false;
+}
+
+bool GroupCommit::tryAll(Batch batch, std::exception_ptr& trouble, Remedy& remedy) {
+    remedy = Remedy::none;
     try {
         Transaction transaction(*session_, true);
         rows_.begin();
@@ -61,11 +79,14 @@ bool GroupCommit::tryAll(Batch batch, std::exception_ptr& trouble) {
         transaction.commit();
         ++commits_;
         return true;
+    } catch (const Trouble& known) {
+        trouble = std::current_exception();
+        remedy = known.remedy;
     } catch (...) {
         trouble = std::current_exception();
-        rows_.forget();
-        return false;
     }
+    rows_.forget();
+    return false;
 }
 
 }  // namespace orvkit::index

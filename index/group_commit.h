@@ -11,6 +11,7 @@
 
 #include "index/rows.h"
 #include "index/session.h"
+#include "index/trouble.h"
 
 namespace orvkit::index {
 
@@ -40,7 +41,9 @@ class GroupCommit {
 
     void lead(std::unique_lock<std::mutex>& lock);
     void perform(Batch batch) noexcept;
-    bool tryAll(Batch batch, std::exception_ptr& trouble);
+    // What helps when it is false.
+    bool tryAll(Batch batch, std::exception_ptr& trouble, Remedy& remedy);
+    bool tryAgain(Batch batch, std::exception_ptr& trouble, Remedy& remedy);
 
     std::unique_ptr<Session> session_;
     Rows rows_;

@@ -130,7 +130,7 @@ int DcIndex::open(const char* where, INDEX_OPEN how) {
         Own made;
         made.engine = openEngine(where, how, false);
         std::unique_ptr<Session> session = made.engine->connect(how != INDEX_READ);
-        settleSchema(*made.engine, *session, how);
+        settleSchema(*session, how);
         if (how != INDEX_READ) made.writer = std::make_unique<GroupCommit>(std::move(session));
         made.readers = std::make_unique<Readers>(*made.engine);
         close();
@@ -145,7 +145,7 @@ int DcIndex::openFast(const char* where) {
         Own made;
         made.engine = openEngine(where, INDEX_CREATE, true);
         std::unique_ptr<Session> session = made.engine->connect(true);
-        settleSchema(*made.engine, *session, INDEX_CREATE);
+        settleSchema(*session, INDEX_CREATE);
         made.writer = std::make_unique<GroupCommit>(std::move(session));
         close();
         *own_ = std::move(made);
@@ -273,8 +273,7 @@ int DcIndex::walkGraves(void* context, DcIndexGraveCB grave) {
     if (grave == nullptr) return nullArgument("DcIndex::walkGraves");
     return guarded("DcIndex::walkGraves", [&] {
         const Readers::Lease reader = own_->reader();
-        const auto find =
-            reader.session().prepare("SELECT id, instances, bytes, made FROM grave ORDER BY id");
+        const auto find = reader.session().stream("SELECT id, instances, bytes, made FROM grave ORDER BY id");
         while (find->step()) {
             const DcIndexGrave one{static_cast<unsigned long long>(find->integer(0)),
                                    static_cast<unsigned long long>(find->integer(1)),
@@ -291,7 +290,7 @@ int DcIndex::walkGrave(unsigned long long number, void* context, DcIndexInstance
         const Readers::Lease reader = own_->reader();
         const auto grave = reader.session().prepare("SELECT 1 FROM grave WHERE id = $1");
         if (!grave->run(number)) fail(INDEX_ABSENT, "there is no grave " + std::to_string(number));
-        const auto find = reader.session().prepare(
+        const auto find = reader.session().stream(
             "SELECT study, series, uid, path, class, syntax, size FROM grave_instance WHERE grave = $1");
         InstanceGiver giver(reader.terms(), context, instance);
         for (bool more = find->run(number); more; more = find->step()) {

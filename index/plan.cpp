@@ -265,13 +265,13 @@ void addColumns(Sql& sql, Level level) {
 }
 
 // What other keys say of columns that come anyhow saves the look at attributes.
-void addFilters(Session& session, Sql& sql, const std::vector<Candidate>& candidates, const Candidate* driver,
+void addFilters(Sql& sql, const std::vector<Candidate>& candidates, const Candidate* driver,
                 const Request& request) {
     for (const Candidate& other : candidates) {
         const bool isSimple = other.row->column != nullptr && other.row->search != Search::name;
         if (&other == driver || !isSimple || other.key->patterns.size() > kMostValues) continue;
         sql << " AND ";
-        addCondition(sql, other, session.unindexed(other.column(rowOf(other.row->level).alias)), request);
+        addCondition(sql, other, "{no index}" + other.column(rowOf(other.row->level).alias), request);
     }
 }
 
@@ -304,7 +304,7 @@ Plan makePlan(Session& session, const Request& request) {
             sql << " AND ";
             addDriver(sql, *by, request);
         }
-        addFilters(session, sql, candidates, driver, request);
+        addFilters(sql, candidates, driver, request);
     };
     if (driver == nullptr || driver->row->search != Search::uid) {
         addStatement(driver);

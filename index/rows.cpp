@@ -29,6 +29,14 @@ std::string with(std::string_view list, const std::string& value) {
     return all;
 }
 
+// Of the row that is added.
+std::int64_t idOf(Statement& add) {
+    if (!add.step()) fail(INDEX_BUSY, "another server has stored the same", Remedy::again);
+    const std::int64_t id = add.integer(0);
+    add.reset();
+    return id;
+}
+
 bool isAnother(std::string_view known, std::string_view said, unsigned int tag) {
     const std::string_view before = trimmed(valueOf(known, tag));
     const std::string_view now = trimmed(valueOf(said, tag));
@@ -45,35 +53,43 @@ void Rows::begin() {
 
 void Rows::forget() {
     places_.clear();
+    contents_.clear();
     patients_.clear();
     studies_.clear();
     series_.clear();
     terms_.forget();
 }
 
+// Patients first, then studies, then series, each by its number: whoever changes several rows that others may
+// change takes them in this order, and nobody waits for somebody who waits for him.
 void Rows::settle() {
     for (const auto& [id, added] : patients_) {
-        (void)session_
+        session_
             .kept(
                 "UPDATE patient SET studies = studies + $1, series = series + $2, instances = instances + $3 "
                 "WHERE id = $4")
-            .run(added.studies, added.series, added.instances, id);
+            .change(1, added.studies, added.series, added.instances, id);
     }
     for (const auto& [id, added] : studies_) {
-        (void)session_
+        auto& [before, now] = contents_[id];
+        session_
             .kept(
-                "UPDATE study SET series = series + $1, instances = instances + $2, bytes = bytes + $3 "
-                "WHERE id = $4")
-            .run(added.series, added.instances, added.bytes, id);
+                "UPDATE study SET series = series + $1, instances = instances + $2, bytes = bytes + $3, "
+                "modalities = $4, classes = $5 WHERE id = $6 AND modalities = $7 AND classes = $8")
+            .change(1, added.series, added.instances, added.bytes, now.modalities, now.classes, id,
+                    before.modalities, before.classes);
+        before = now;
     }
     for (const auto& [id, added] : series_) {
-        (void)session_.kept("UPDATE series SET instances = instances + $1, bytes = bytes + $2 WHERE id = $3")
-            .run(added.instances, added.bytes, id);
+        session_.kept("UPDATE series SET instances = instances + $1, bytes = bytes + $2 WHERE id = $3")
+            .change(1, added.instances, added.bytes, id);
     }
     patients_.clear();
     studies_.clear();
     series_.clear();
-    if (places_.size() > kMostPlaces) places_.clear();
+    if (places_.size() <= kMostPlaces) return;
+    places_.clear();
+    contents_.clear();
 }
 
 void Rows::count(const Place& place, const Added& added) {
@@ -88,7 +104,9 @@ void Rows::count(const Place& place, const Added& added) {
 void Rows::addWords(Level level, std::string_view attributes, std::int64_t row) {
     Statement& add =
         session_.kept("INSERT INTO word (kind, form, id) VALUES ($1, $2, $3) ON CONFLICT DO NOTHING");
-    for (const Word& word : wordsOf(level, attributes)) (void)add.run(word.kind, word.form, row);
+    for (const Word& word : wordsOf(level, attributes)) {
+        add.change(Statement::kAnyRows, word.kind, word.form, row);
+    }
 }
 
 std::int64_t Rows::patientOf(const Record& record, unsigned int& conflicts) {
@@ -106,7 +124,7 @@ std::int64_t Rows::patientOf(const Record& record, unsigned int& conflicts) {
     }
     Statement& add = session_.kept(
         "INSERT INTO patient (pid, issuer, apart, id_form, name_a, name_i, name_p, birth, attributes) "
-        "VALUES ($1, $2, $3, $4, $5, $6, $7, $8, $9) RETURNING id");
+        "VALUES ($1, $2, $3, $4, $5, $6, $7, $8, $9) ON CONFLICT DO NOTHING RETURNING id");
     add.reset();
     add.bind(1, record.patientId);
     add.bind(2, record.issuer);
@@ -116,18 +134,18 @@ std::int64_t Rows::patientOf(const Record& record, unsigned int& conflicts) {
     for (std::size_t i = 0; i < groups.size(); ++i) add.bindForm(static_cast<int>(5 + i), formOf(groups[i]));
     add.bindForm(8, dateForm(valueOf(said, T_0010_0030_patientsBirthDate)));
     add.bindBytes(9, said);
-    (void)add.step();
-    const std::int64_t id = add.integer(0);
-    add.reset();
+    const std::int64_t id = idOf(add);
     addWords(Level::patient, said, id);
     return id;
 }
 
 void Rows::findStudy(const Record& record, Place& place, unsigned int& conflicts) {
-    Statement& find = session_.kept("SELECT id, classes FROM study WHERE uid = $1 AND patient = $2");
+    Statement& find =
+        session_.kept("SELECT id, modalities, classes FROM study WHERE uid = $1 AND patient = $2");
     if (find.run(record.study, place.patient)) {
         place.study = find.integer(0);
-        place.classes = find.text(1);
+        const Contents known{std::string(find.text(1)), std::string(find.text(2))};
+        (void)contents_.try_emplace(place.study, KnownContents{known, known});
         return find.reset();
     }
     Statement& elsewhere = session_.kept("SELECT 1 FROM study WHERE uid = $1 LIMIT 1");
@@ -136,7 +154,7 @@ void Rows::findStudy(const Record& record, Place& place, unsigned int& conflicts
     const Bytes& said = record.attributes[numberOf(Level::study)];
     Statement& add = session_.kept(
         "INSERT INTO study (patient, uid, date, accession, study_id, description, attributes) "
-        "VALUES ($1, $2, $3, $4, $5, $6, $7) RETURNING id");
+        "VALUES ($1, $2, $3, $4, $5, $6, $7) ON CONFLICT DO NOTHING RETURNING id");
     add.reset();
     add.bind(1, place.patient);
     add.bind(2, record.study);
@@ -145,9 +163,8 @@ void Rows::findStudy(const Record& record, Place& place, unsigned int& conflicts
     add.bindForm(5, formOf(valueOf(said, T_0020_0010_studyId)));
     add.bindForm(6, formOf(valueOf(said, T_0008_1030_studyDescription)));
     add.bindBytes(7, said);
-    (void)add.step();
-    place.study = add.integer(0);
-    add.reset();
+    place.study = idOf(add);
+    contents_[place.study] = {};
     addWords(Level::study, said, place.study);
     ++patients_[place.patient].studies;
 }
@@ -166,7 +183,7 @@ void Rows::findSeries(const Record& record, Place& place, unsigned int& conflict
     place.common = record.attributes[numberOf(Level::image)];
     Statement& add = session_.kept(
         "INSERT INTO series (study, uid, modality, date, performed, attributes, common) "
-        "VALUES ($1, $2, $3, $4, $5, $6, $7) RETURNING id");
+        "VALUES ($1, $2, $3, $4, $5, $6, $7) ON CONFLICT DO NOTHING RETURNING id");
     add.reset();
     add.bind(1, place.study);
     add.bind(2, record.series);
@@ -175,9 +192,7 @@ void Rows::findSeries(const Record& record, Place& place, unsigned int& conflict
     add.bindForm(5, dateForm(valueOf(said, T_0040_0244_performedProcedureStepStartDate)));
     add.bindBytes(6, said);
     add.bindBytes(7, place.common);
-    (void)add.step();
-    place.series = add.integer(0);
-    add.reset();
+    place.series = idOf(add);
     addWords(Level::series, said, place.series);
     addModality(record, place.study);
     ++patients_[place.patient].series;
@@ -185,25 +200,11 @@ void Rows::findSeries(const Record& record, Place& place, unsigned int& conflict
 }
 
 void Rows::addModality(const Record& record, std::int64_t study) {
-    if (record.modality.empty()) return;
-    Statement& find = session_.kept("SELECT modalities FROM study WHERE id = $1");
-    const std::string known = find.run(study) ? std::string(find.text(0)) : "";
-    find.reset();
-    if (isAmong(known, record.modality)) return;
-    (void)session_.kept("UPDATE study SET modalities = $1 WHERE id = $2")
-        .run(with(known, record.modality), study);
-    (void)session_.kept("INSERT INTO word (kind, form, id) VALUES ($1, $2, $3) ON CONFLICT DO NOTHING")
-        .run(kModality, formOf(record.modality), study);
-}
-
-void Rows::addClass(const Record& record, Place& place) {
-    if (isAmong(place.classes, record.sopClass)) return;
-    Statement& find = session_.kept("SELECT classes FROM study WHERE id = $1");
-    place.classes = find.run(place.study) ? std::string(find.text(0)) : "";
-    find.reset();
-    if (isAmong(place.classes, record.sopClass)) return;
-    place.classes = with(place.classes, record.sopClass);
-    (void)session_.kept("UPDATE study SET classes = $1 WHERE id = $2").run(place.classes, place.study);
+    std::string& modalities = contents_[study].now.modalities;
+    if (record.modality.empty() || isAmong(modalities, record.modality)) return;
+    modalities = with(modalities, record.modality);
+    session_.kept("INSERT INTO word (kind, form, id) VALUES ($1, $2, $3) ON CONFLICT DO NOTHING")
+        .change(Statement::kAnyRows, kModality, formOf(record.modality), study);
 }
 
 Rows::Place& Rows::placeOf(const Record& record, unsigned int& conflicts) {
@@ -218,75 +219,93 @@ Rows::Place& Rows::placeOf(const Record& record, unsigned int& conflicts) {
     return places_[key] = std::move(place);
 }
 
-std::int64_t Rows::addAttributes(std::string_view own, const Place& place) {
+// False: there are none beside those of the series. Else their row is the last one.
+bool Rows::addAttributes(std::string_view own, const Place& place) {
     const Bytes bytes = difference(place.common, own);
-    if (bytes.empty()) return 0;
-    Statement& add = session_.kept("INSERT INTO instance_attributes (data) VALUES ($1) RETURNING id");
+    if (bytes.empty()) return false;
+    Statement& add = session_.kept("INSERT INTO instance_attributes (data) VALUES ($1)");
     add.reset();
     add.bindBytes(1, bytes);
-    (void)add.step();
-    const std::int64_t id = add.integer(0);
-    add.reset();
-    return id;
+    add.post(1);
+    return true;
 }
 
 void Rows::addInstance(const Record& record, Place& place, std::int64_t copy) {
-    const std::int64_t attributes = addAttributes(record.attributes[numberOf(Level::image)], place);
-    (void)session_
+    const std::int64_t sopClass = terms_.number(record.sopClass);
+    const std::int64_t syntax = terms_.number(record.xferSyn);
+    const bool own = addAttributes(record.attributes[numberOf(Level::image)], place);
+    session_
+        .kept(std::string(
+                  "INSERT INTO instance (study, series, uid, copy, class, syntax, size, path, attributes) "
+                  "VALUES ($1, $2, $3, $4, $5, $6, $7, $8, ") +
+              (own ? "{last id})" : "0)"))
+        .change(1, place.study, place.series, record.instance, copy, sopClass, syntax, record.size,
+                shortPath(record.path, record.instance));
+    // One that is there is written again, so that nobody takes it out meanwhile.
+    session_
         .kept(
-            "INSERT INTO instance (study, series, uid, copy, class, syntax, size, path, attributes) "
-            "VALUES ($1, $2, $3, $4, $5, $6, $7, $8, $9)")
-        .run(place.study, place.series, record.instance, copy, terms_.number(record.sopClass),
-             terms_.number(record.xferSyn), record.size, shortPath(record.path, record.instance), attributes);
-    (void)session_.kept("INSERT INTO uid (uid, study, series) VALUES ($1, $2, $3) ON CONFLICT DO NOTHING")
-        .run(record.instance, place.study, place.series);
-    addClass(record, place);
+            "INSERT INTO uid (uid, study, series) VALUES ($1, $2, $3) "
+            "ON CONFLICT (uid, study, series) DO UPDATE SET study = excluded.study")
+        .change(1, record.instance, place.study, place.series);
+    std::string& classes = contents_[place.study].now.classes;
+    if (!isAmong(classes, record.sopClass)) classes = with(classes, record.sopClass);
     count(place, {0, 0, 1, static_cast<std::int64_t>(record.size)});
 }
 
 void Rows::replaceInstance(const Record& record, const Place& place, std::int64_t size,
                            std::int64_t attributes) {
-    if (attributes != 0) (void)session_.kept("DELETE FROM instance_attributes WHERE id = $1").run(attributes);
-    (void)session_
+    const std::int64_t sopClass = terms_.number(record.sopClass);
+    const std::int64_t syntax = terms_.number(record.xferSyn);
+    if (attributes != 0) session_.kept("DELETE FROM instance_attributes WHERE id = $1").change(1, attributes);
+    const bool own = addAttributes(record.attributes[numberOf(Level::image)], place);
+    session_
         .kept(
-            "UPDATE instance SET class = $1, syntax = $2, size = $3, path = $4, attributes = $5 "
-            "WHERE study = $6 AND series = $7 AND uid = $8 AND copy = 0")
-        .run(terms_.number(record.sopClass), terms_.number(record.xferSyn), record.size,
-             shortPath(record.path, record.instance),
-             addAttributes(record.attributes[numberOf(Level::image)], place), place.study, place.series,
-             record.instance);
+            std::string("UPDATE instance SET class = $1, syntax = $2, size = $3, path = $4, attributes = ") +
+            (own ? "{last id}" : "0") + " WHERE study = $5 AND series = $6 AND uid = $7 AND copy = 0")
+        .change(1, sopClass, syntax, record.size, shortPath(record.path, record.instance), place.study,
+                place.series, record.instance);
     count(place, {0, 0, 0, static_cast<std::int64_t>(record.size) - size});
+}
+
+// What an instance's UID is found in, and what its series has of it.
+Rows::Copies Rows::copiesOf(const Record& record, const Place& place) {
+    Copies copies;
+    Statement& find = session_.kept(
+        "SELECT u.study, u.series, i.copy, i.path, i.size, i.attributes FROM uid u JOIN instance i ON "
+        "i.study = u.study AND i.series = u.series AND i.uid = u.uid WHERE u.uid = $1 ORDER BY i.copy");
+    for (bool more = find.run(record.instance); more; more = find.step()) {
+        if (find.integer(0) != place.study || find.integer(1) != place.series) {
+            copies.elsewhere = true;
+            continue;
+        }
+        const std::string path = wholePath(find.text(3), record.instance);
+        copies.last = find.integer(2);
+        copies.isThere = copies.isThere || path == record.path;
+        if (copies.count++ != 0) continue;
+        copies.path = path;
+        copies.size = find.integer(4);
+        copies.attributes = find.integer(5);
+    }
+    find.reset();
+    return copies;
 }
 
 void Rows::store(const Record& record, INDEX_DUPLICATE duplicate, DcIndexStored& stored) {
     stored = {};
     Place& place = placeOf(record, stored.conflicts);
-    Statement& find = session_.kept(
-        "SELECT copy, path, size, attributes FROM instance WHERE study = $1 AND series = $2 AND uid = $3 "
-        "ORDER BY copy");
-    if (!find.run(place.study, place.series, record.instance)) {
-        Statement& elsewhere = session_.kept("SELECT 1 FROM uid WHERE uid = $1 LIMIT 1");
-        if (elsewhere.run(record.instance)) stored.conflicts |= INDEX_INSTANCE_ELSEWHERE;
-        elsewhere.reset();
+    const Copies copies = copiesOf(record, place);
+    if (copies.count == 0) {
+        if (copies.elsewhere) stored.conflicts |= INDEX_INSTANCE_ELSEWHERE;
         return addInstance(record, place, 0);
     }
-    copyText(stored.other, wholePath(find.text(1), record.instance));
-    const std::int64_t size = find.integer(2);
-    const std::int64_t attributes = find.integer(3);
-    std::int64_t last = find.integer(0);
-    bool isThere = false;
-    do {
-        last = find.integer(0);
-        isThere = isThere || wholePath(find.text(1), record.instance) == record.path;
-    } while (find.step());
-    find.reset();
     if (duplicate == INDEX_REPLACE) {
         stored.what = INDEX_STORED_REPLACED;
-        if (record.path == stored.other) stored.other[0] = '\0';
-        return replaceInstance(record, place, size, attributes);
+        if (record.path != copies.path) copyText(stored.other, copies.path);
+        return replaceInstance(record, place, copies.size, copies.attributes);
     }
-    stored.what = duplicate == INDEX_KEEP || isThere ? INDEX_STORED_KEPT : INDEX_STORED_BOTH;
-    if (stored.what == INDEX_STORED_BOTH) addInstance(record, place, last + 1);
+    stored.what = duplicate == INDEX_KEEP || copies.isThere ? INDEX_STORED_KEPT : INDEX_STORED_BOTH;
+    copyText(stored.other, copies.isThere ? record.path : copies.path);
+    if (stored.what == INDEX_STORED_BOTH) addInstance(record, place, copies.last + 1);
 }
 
 }  // namespace orvkit::index

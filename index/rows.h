@@ -4,10 +4,13 @@
 
 #include <cstdint>
 #include <map>
+#include <set>
 #include <string>
+#include <vector>
 
 #include "index/record.h"
 #include "index/request.h"
+#include "index/selection.h"
 #include "index/session.h"
 #include "index/terms.h"
 
@@ -34,8 +37,18 @@ class Rows {
         std::int64_t patient = 0;
         std::int64_t study = 0;
         std::int64_t series = 0;
-        Bytes common;         // of the series' instances
-        std::string classes;  // of the study, as far as this has seen them
+        Bytes common;  // of the series' instances
+    };
+    // What is in a study, as the index says.
+    struct Contents {
+        std::string modalities;
+        std::string classes;
+    };
+    // As it was read, and as it is to be. Another program may have changed it since: that is found when it is
+    // written.
+    struct KnownContents {
+        Contents before;
+        Contents now;
     };
     // What a transaction adds to the counts of a row.
     struct Added {
@@ -43,6 +56,16 @@ class Rows {
         std::int64_t series = 0;
         std::int64_t instances = 0;
         std::int64_t bytes = 0;
+    };
+    // What a series has of an instance already.
+    struct Copies {
+        int count = 0;
+        std::int64_t last = 0;  // the highest number of one
+        bool isThere = false;   // in the very file
+        bool elsewhere = false;
+        std::string path;  // of the first one, as the others
+        std::int64_t size = 0;
+        std::int64_t attributes = 0;
     };
     struct InstanceKey {
         std::int64_t study;
@@ -52,27 +75,35 @@ class Rows {
     };
 
     Place& placeOf(const Record& record, unsigned int& conflicts);
+    Copies copiesOf(const Record& record, const Place& place);
     std::int64_t patientOf(const Record& record, unsigned int& conflicts);
     void findStudy(const Record& record, Place& place, unsigned int& conflicts);
     void findSeries(const Record& record, Place& place, unsigned int& conflicts);
     void addWords(Level level, std::string_view attributes, std::int64_t row);
     void dropWords(Level level, std::string_view attributes, std::int64_t row);
     void addModality(const Record& record, std::int64_t study);
-    void addClass(const Record& record, Place& place);
     void addInstance(const Record& record, Place& place, std::int64_t copy);
     void replaceInstance(const Record& record, const Place& place, std::int64_t size,
                          std::int64_t attributes);
-    std::int64_t addAttributes(std::string_view own, const Place& place);
+    bool addAttributes(std::string_view own, const Place& place);
     void count(const Place& place, const Added& added);
-    void buryInstances(std::int64_t grave, const std::string& which, std::int64_t study, std::int64_t series,
-                       const std::string& uid);
+    std::vector<SelectedSeries> selectLocked(const Request& selection);
+    void lock(const std::set<std::int64_t>& patients, const std::set<std::int64_t>& studies,
+              const std::set<std::int64_t>& series);
+    void buryInstance(std::int64_t grave, const SelectedSeries& series, const SelectedInstance& one);
     void dropInstance(const InstanceKey& key, std::int64_t attributes);
-    void dropEmpty(std::int64_t study, std::int64_t series);
+    void dropEmpty(const SelectedSeries& series);
+    void dropIfEmpty(Level level, std::int64_t row);
+    void recountSeries(std::int64_t study, std::int64_t series);
     void recountStudy(std::int64_t study);
+    void recountPatient(std::int64_t patient);
+    std::string modalitiesOf(std::int64_t study);
+    std::string classesOf(std::int64_t study);
 
     Session& session_;
     Terms terms_;
     std::map<std::string, Place> places_;
+    std::map<std::int64_t, KnownContents> contents_;  // of studies
     std::map<std::int64_t, Added> patients_;
     std::map<std::int64_t, Added> studies_;
     std::map<std::int64_t, Added> series_;

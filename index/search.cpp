@@ -129,7 +129,7 @@ class Query {
     int go() {
         const Plan plan = makePlan(session_, request_);
         for (const Sql& sql : plan.statements) {
-            const auto statement = session_.prepare(sql.text());
+            const auto statement = session_.stream(sql.text());
             sql.bindTo(*statement);
             while (statement->step()) {
                 if (plan.repeats && !seen_.insert(rowKey(*statement)).second) continue;

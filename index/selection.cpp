@@ -10,15 +10,16 @@ namespace {
 constexpr std::size_t kUidsAtOnce = 200;  // UIDs of a statement
 constexpr std::size_t kPage = 500;        // instances that are read at once
 
-const char kColumns[] = "e.study, e.id, s.uid, e.uid, e.instances, e.bytes";
+const char kColumns[] = "s.patient, e.study, e.id, s.uid, e.uid, e.instances, e.bytes";
 
 SelectedSeries seriesOf(Statement& row) {
     return {row.integer(0),
             row.integer(1),
-            std::string(row.text(2)),
+            row.integer(2),
             std::string(row.text(3)),
-            static_cast<std::uint64_t>(row.integer(4)),
+            std::string(row.text(4)),
             static_cast<std::uint64_t>(row.integer(5)),
+            static_cast<std::uint64_t>(row.integer(6)),
             {}};
 }
 
@@ -98,11 +99,11 @@ std::vector<SelectedSeries> selectSeries(Session& session, const Request& select
                             statementOf(selection.level) + placeholders(1, count) + ")");
         for (std::size_t i = 0; i < count; ++i) find->bind(static_cast<int>(i + 1), values[at + i]);
         while (find->step()) {
-            if (isAmong(valuesOf(selection, Level::patient), find->text(6)) &&
-                isAmong(valuesOf(selection, Level::study), find->text(2)) &&
-                isAmong(valuesOf(selection, Level::series), find->text(3))) {
+            if (isAmong(valuesOf(selection, Level::patient), find->text(7)) &&
+                isAmong(valuesOf(selection, Level::study), find->text(3)) &&
+                isAmong(valuesOf(selection, Level::series), find->text(4))) {
                 all.push_back(seriesOf(*find));
-                if (isImage) all.back().uids.emplace_back(find->text(7));
+                if (isImage) all.back().uids.emplace_back(find->text(8));
             }
         }
     }

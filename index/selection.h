@@ -13,6 +13,7 @@
 namespace orvkit::index {
 
 struct SelectedSeries {
+    std::int64_t patient = 0;
     std::int64_t study = 0;
     std::int64_t series = 0;
     std::string studyUid;

@@ -1,6 +1,6 @@
-// What an engine must implement: statements over the tables of an index, in a dialect that all engines take.
-// Parameters are "$1", "$2" and so on, in the order in which they first stand in the statement. What fails is
-// trouble, with a result of index.h.
+// What an engine must implement: statements over the tables of an index, in the words that all engines take
+// and those of dialect.h. Parameters are "$1", "$2" and so on, in the order in which they first stand in the
+// statement. What fails is trouble, with a result of index.h.
 #ifndef ORVKIT_INDEX_SESSION_H
 #define ORVKIT_INDEX_SESSION_H
 
@@ -23,13 +23,18 @@ class Statement {
     Statement& operator=(const Statement&) = delete;
     virtual ~Statement() = default;
 
-    // Parameters count from 1, columns from 0. Texts live until the statement is stepped again or reset.
+    // Parameters count from 1, columns from 0. Texts live until the statement is stepped again or reset; rows
+    // that have not been read when the session is rolled back are gone.
     virtual void bind(int at, std::int64_t value) = 0;
     virtual void bind(int at, std::string_view text) = 0;
     virtual void bindBytes(int at, std::string_view bytes) = 0;
     virtual void bindNull(int at) = 0;
     // True: there is a row.
     virtual bool step() = 0;
+    // Without an answer, at the latest with the next step of any statement of the session. When it does not
+    // change so many rows, another's transaction has come between, and this one is trouble that may be tried
+    // again.
+    virtual void post(int rows) = 0;
     // Back to where it can be stepped again; parameters are gone.
     virtual void reset() = 0;
     virtual std::int64_t integer(int column) = 0;
@@ -43,13 +48,24 @@ class Statement {
     // Resets, binds, steps.
     template <typename... Values>
     bool run(const Values&... values) {
-        reset();
-        int at = 0;
-        (bindAny(++at, values), ...);
+        bindAll(values...);
         return step();
+    }
+    // Resets, binds, posts.
+    static constexpr int kAnyRows = -1;
+    template <typename... Values>
+    void change(int rows, const Values&... values) {
+        bindAll(values...);
+        post(rows);
     }
 
   private:
+    template <typename... Values>
+    void bindAll(const Values&... values) {
+        reset();
+        int at = 0;
+        (bindAny(++at, values), ...);
+    }
     template <typename Value>
     void bindAny(int at, const Value& value) {
         if constexpr (std::is_integral_v<Value>) {
@@ -60,6 +76,9 @@ class Statement {
         }
     }
 };
+
+// What a statement is made for: one run with few rows, many of these, or one run with many rows.
+enum class Use { once, often, stream };
 
 // One connection; for one thread at a time.
 class Session {
@@ -72,7 +91,16 @@ class Session {
     Session& operator=(const Session&) = delete;
     virtual ~Session() = default;
 
-    virtual std::unique_ptr<Statement> prepare(const std::string& sql) = 0;
+    // For once, with few rows.
+    std::unique_ptr<Statement> prepare(const std::string& sql) { return make(sql, Use::once); }
+    // With rows that may be more than memory holds.
+    std::unique_ptr<Statement> stream(const std::string& sql) { return make(sql, Use::stream); }
+    // Kept for the next time; with few rows.
+    Statement& kept(const std::string& sql) {
+        auto& statement = kept_[sql];
+        if (statement == nullptr) statement = make(sql, Use::often);
+        return *statement;
+    }
     // Statements without parameters or rows; several, with semicolons behind them.
     virtual void execute(const std::string& sql) = 0;
     virtual void begin(bool writing) = 0;
@@ -80,20 +108,15 @@ class Session {
     virtual void rollback() noexcept = 0;
     virtual void setGuard(Guard guard) = 0;
 
-    // What keeps an index of that column from being used, where the engine has no better counsel.
-    virtual std::string unindexed(const std::string& column) const = 0;
-    // A number that changes when another connection has written.
+    // A number that changes when another connection has written, where an id that was deleted may be given
+    // again; else it may stay as it is.
     virtual std::int64_t foreignChanges() = 0;
     virtual std::uint64_t bytes() = 0;
     // Whether its pages hold together; `fault` is called for each fault, until it gives false.
     virtual void verifyPages(const std::function<bool(const std::string&)>& fault) = 0;
 
-    // A statement that is kept for the next time.
-    Statement& kept(const std::string& sql) {
-        auto& statement = kept_[sql];
-        if (statement == nullptr) statement = prepare(sql);
-        return *statement;
-    }
+  protected:
+    virtual std::unique_ptr<Statement> make(const std::string& sql, Use use) = 0;
     void dropKept() { kept_.clear(); }
 
   private:
@@ -119,7 +142,7 @@ class Transaction {
     bool done_ = false;
 };
 
-// What is behind a place: "sqlite:PATH".
+// What is behind a place: "sqlite:PATH", "postgresql://HOST/DATABASE".
 class Engine {
   public:
     Engine() = default;
@@ -129,14 +152,15 @@ class Engine {
 
     // From any thread.
     virtual std::unique_ptr<Session> connect(bool writing) = 0;
-    // The tables of a new index.
-    virtual std::string tables() const = 0;
 };
 // Trouble: INDEX_PLACE, INDEX_ABSENT, INDEX_DAMAGED.
 std::unique_ptr<Engine> openEngine(const std::string& where, INDEX_OPEN how, bool fast);
 
-// Each engine, by the rest of the place.
-std::unique_ptr<Engine> openSqlite(const std::string& path, INDEX_OPEN how, bool fast);
+// Each engine, by the place.
+std::unique_ptr<Engine> openSqlite(const std::string& place, INDEX_OPEN how, bool fast);
+std::unique_ptr<Engine> openPostgresql(const std::string& place, INDEX_OPEN how, bool fast);
+// The place as it may be told: without the password of a URL.
+std::string tellable(const std::string& place);
 
 }  // namespace orvkit::index
 

@@ -5,7 +5,7 @@
 #include <chrono>
 #include <new>
 
-#include "index/schema.h"
+#include "index/dialect.h"
 #include "index/session.h"
 #include "index/trouble.h"
 #include "orvkit/result.h"
@@ -16,7 +16,7 @@ namespace {
 
 constexpr int kPatience = 30000;   // milliseconds that another writer may take
 constexpr int kGuardSteps = 2000;  // of the virtual machine, between two looks at the time: some 0.1 ms
-constexpr int kApplication = 0x6F726B78;
+constexpr int kApplication = 1869769592;  // "orkx", as {mark} makes it
 constexpr int kMostParameters = 1000;
 
 int resultOf(int code) {
@@ -61,7 +61,8 @@ class SqliteStatement final : public Statement {
   public:
     SqliteStatement(sqlite3* database, const std::string& path, const std::string& sql)
         : database_(database), path_(path) {
-        check(sqlite3_prepare_v2(database, sql.data(), static_cast<int>(sql.size()), &statement_, nullptr));
+        const std::string own = inDialect(Dialect::sqlite, sql);
+        check(sqlite3_prepare_v2(database, own.data(), static_cast<int>(own.size()), &statement_, nullptr));
     }
     ~SqliteStatement() override { (void)sqlite3_finalize(statement_); }
 
@@ -82,6 +83,11 @@ class SqliteStatement final : public Statement {
         }
         (void)sqlite3_reset(statement_);
         return false;
+    }
+    void post(int rows) override {
+        while (step()) continue;
+        if (rows != kAnyRows && sqlite3_changes(database_) != rows)
+            fail(INDEX_BUSY, path_ + ": rows were changed by another program", Remedy::again);
     }
     void reset() override {
         (void)sqlite3_reset(statement_);
@@ -139,11 +145,9 @@ class SqliteSession final : public Session {
     }
     ~SqliteSession() override { dropKept(); }
 
-    std::unique_ptr<Statement> prepare(const std::string& sql) override {
-        return std::make_unique<SqliteStatement>(database_.get(), path_, sql);
-    }
     void execute(const std::string& sql) override {
-        const int code = sqlite3_exec(database_.get(), sql.c_str(), nullptr, nullptr, nullptr);
+        const std::string own = inDialect(Dialect::sqlite, sql);
+        const int code = sqlite3_exec(database_.get(), own.c_str(), nullptr, nullptr, nullptr);
         if (code != SQLITE_OK) failed(database_.get(), code, path_);
     }
     void begin(bool writing) override { execute(writing ? "BEGIN IMMEDIATE" : "BEGIN"); }
@@ -157,7 +161,6 @@ class SqliteSession final : public Session {
             database_.get(), guard_ ? kGuardSteps : 0,
             [](void* self) { return static_cast<SqliteSession*>(self)->guard_() ? 1 : 0; }, this);
     }
-    std::string unindexed(const std::string& column) const override { return "+" + column; }
     std::int64_t foreignChanges() override {
         Statement& statement = kept("PRAGMA data_version");
         const std::int64_t number = statement.run() ? statement.integer(0) : 0;
@@ -178,6 +181,10 @@ class SqliteSession final : public Session {
     }
 
   private:
+    std::unique_ptr<Statement> make(const std::string& sql, Use /*use*/) override {
+        return std::make_unique<SqliteStatement>(database_.get(), path_, sql);
+    }
+
     std::string path_;
     Database database_;
     Guard guard_;
@@ -190,9 +197,6 @@ class SqliteEngine final : public Engine {
     std::unique_ptr<Session> connect(bool writing) override {
         return std::make_unique<SqliteSession>(path_, writing, fast_);
     }
-    std::string tables() const override {
-        return sqliteTables() + "PRAGMA application_id = " + std::to_string(kApplication) + ";";
-    }
 
   private:
     std::string path_;
@@ -201,7 +205,8 @@ class SqliteEngine final : public Engine {
 
 }  // namespace
 
-std::unique_ptr<Engine> openSqlite(const std::string& path, INDEX_OPEN how, bool fast) {
+std::unique_ptr<Engine> openSqlite(const std::string& place, INDEX_OPEN how, bool fast) {
+    const std::string path = place.substr(place.find(':') + 1);
     platform::FileInfo info;
     const bool exists = platform::examine(path.c_str(), info);
     if (path.empty() || (exists && info.kind != platform::FileKind::regular))

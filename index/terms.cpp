@@ -8,7 +8,7 @@ std::int64_t Terms::number(const std::string& uid) {
     Statement& find = session_.kept("SELECT id FROM term WHERE uid = $1");
     if (!find.run(uid)) {
         Statement& add = session_.kept("INSERT INTO term (uid) VALUES ($1) ON CONFLICT DO NOTHING");
-        (void)add.run(uid);
+        add.change(Statement::kAnyRows, uid);
         (void)find.run(uid);
     }
     const std::int64_t number = find.integer(0);

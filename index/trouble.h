@@ -8,13 +8,18 @@
 
 namespace orvkit::index {
 
+// What helps, if anything: to do the transaction again, since another's has come between; or the same over a
+// new connection.
+enum class Remedy { none, again, reconnect };
+
 struct Trouble {
     int result;
     std::string text;
+    Remedy remedy = Remedy::none;
 };
 
-[[noreturn]] inline void fail(int result, std::string text) {
-    throw Trouble{result, std::move(text)};
+[[noreturn]] inline void fail(int result, std::string text, Remedy remedy = Remedy::none) {
+    throw Trouble{result, std::move(text), remedy};
 }
 
 }  // namespace orvkit::index

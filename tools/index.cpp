@@ -18,7 +18,9 @@ Command& addJob(Command& index, const std::shared_ptr<ArchiveOptions>& options, 
                 const char* what, Work work) {
     Command& command = index.command(name, what);
     command.text("DIR", options->directory, "Directory of the archive").required().existingFolder();
-    command.text("--index", options->index, "Its index, unless that is in the directory: sqlite:PATH")
+    command
+        .text("--index", options->index,
+              "Its index, unless that is in the directory: sqlite:PATH or postgresql://HOST/DATABASE")
         .value("PLACE");
     command.run([options, work] {
         muteLog();

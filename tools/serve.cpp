@@ -467,7 +467,9 @@ void addArchiveOptions(Command& command, ServeOptions& options) {
                  "What is received goes into an index, and requests for it are answered (C-FIND, C-GET, "
                  "C-MOVE, storage "
                  "commitment)");
-    command.text("--index", options.index, "The archive's index, unless that is in DIR: sqlite:PATH")
+    command
+        .text("--index", options.index,
+              "The archive's index, unless that is in DIR: sqlite:PATH or postgresql://HOST/DATABASE")
         .value("PLACE");
     command
         .number("--max-results", options.maxResults,

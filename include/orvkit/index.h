@@ -1,5 +1,6 @@
 // The index of an archive: what objects it has, found by their attributes (PS3.4 C) and by their UIDs. A
-// library of its own, orvkit_index, over SQLite: link it beside orvkit.
+// library of its own, orvkit_index, over SQLite, and PostgreSQL where that was there when it was built: link
+// it beside orvkit.
 //
 //     DcIndex index;
 //     if (index.open("sqlite:/archive/index.sqlite", INDEX_CREATE) != 0) puts(DcIndex::fault());
@@ -22,12 +23,15 @@
 //
 // Results: 0; INDEX_NULL_ARGUMENT; INDEX_CLOSED not open, or open for reading alone; INDEX_DAMAGED what is
 // stored there cannot be: it is to be rebuilt; INDEX_FULL there is no room left, or nothing may be written;
-// INDEX_BUSY another program has held it for 30 seconds; INDEX_ENGINE the engine failed otherwise;
+// INDEX_BUSY another program has held it for 30 seconds; INDEX_ENGINE the engine failed otherwise, or the
+// database cannot be reached: what was being stored then may be there or not, and storing it again finds out;
 // ELEM_NO_MEMORY; and what stands with each function. Failures are told as LOG_ERROR, requests that cannot be
 // answered as LOG_VALIDATION, and fault() has the text.
 //
 // Any number of threads may use one DcIndex, except for open and close, and any number of programs one index.
-// Callbacks run on the calling thread, and may call the DcIndex.
+// A database that went and came back is used again with the next call: nothing that was confirmed is lost, if
+// the database keeps what it confirms (its own setting "fsync"). Callbacks run on the calling thread, and may
+// call the DcIndex.
 #ifndef ORVKIT_INDEX_H
 #define ORVKIT_INDEX_H
 
@@ -83,7 +87,8 @@ enum INDEX_DUPLICATE : int {
 // What became of a file, and bits of what contradicts it.
 enum INDEX_STORED : int {
     INDEX_STORED_NEW = 0,
-    INDEX_STORED_KEPT = 1,      // nothing was stored: `other` is the path of the one that is there
+    INDEX_STORED_KEPT = 1,      // nothing was stored: `other` is the path of the one that is there, the
+                                // file's own where it was stored before
     INDEX_STORED_REPLACED = 2,  // `other` is the path of the one that was there, now nobody's
     INDEX_STORED_BOTH = 3,      // `other` is the path of the first
 };
@@ -179,9 +184,11 @@ class ORVKIT_INDEX_API DcIndex {
 
     // ---- opening
     // ------------------------------------------------------------------------------------------- `where`
-    // names the engine and the place: "sqlite:PATH". INDEX_PLACE there is no such engine, or it cannot be
-    // opened; INDEX_ABSENT there is no index; INDEX_VERSION it is of a later version than this library's, or
-    // for reading of an earlier one; INDEX_DAMAGED it is something else.
+    // names the engine and the place: "sqlite:PATH", or the URL of a database as libpq takes it,
+    // "postgresql://USER@HOST/DATABASE", whose password is better told by PGPASSFILE and is in no text of
+    // faults. INDEX_PLACE there is no such engine, or it cannot be opened; INDEX_ABSENT there is no index;
+    // INDEX_VERSION it is of a later version than this library's, or for reading of an earlier one;
+    // INDEX_DAMAGED it is something else.
     int open(const char* where, INDEX_OPEN how);
     // As open; and what is stored until close may be lost with the machine's power: for an index that is
     // being made and has another name until it is whole.

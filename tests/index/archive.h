@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "index/server.h"
 #include "orvkit/index.h"
 #include "orvkit/log.h"
 #include "orvkit/result.h"
@@ -89,7 +90,16 @@ inline std::string textOf(DcElemList& list, const std::string& name) {
     return all;
 }
 
-class ArchiveTest : public testing::Test {
+// Each test is one of both engines.
+enum class EngineKind { sqlite, postgresql };
+inline std::string engineName(const testing::TestParamInfo<EngineKind>& info) {
+    return info.param == EngineKind::sqlite ? "Sqlite" : "Postgresql";
+}
+#define ORVKIT_ON_BOTH_ENGINES(test)                                                                     \
+    INSTANTIATE_TEST_SUITE_P(Engines, test, testing::Values(EngineKind::sqlite, EngineKind::postgresql), \
+                             engineName)
+
+class ArchiveTest : public testing::TestWithParam<EngineKind> {
   protected:
     static constexpr const char* kClass = "1.2.840.10008.5.1.4.1.1.2";
     static constexpr const char* kSyntax = "1.2.840.10008.1.2.1";
@@ -97,11 +107,17 @@ class ArchiveTest : public testing::Test {
     void SetUp() override {
         // As whoever answers requests does: keys are no values of their VRs.
         elemListSetValueExceptionLevel(0);
+        place_ = "sqlite:" + path();
+        if (GetParam() == EngineKind::postgresql) {
+            const std::string& fault = PostgresqlServer::get().fault();
+            if (!fault.empty()) GTEST_SKIP() << fault;
+            place_ = PostgresqlServer::get().newPlace();
+        }
         ASSERT_EQ(index.open(place().c_str(), INDEX_CREATE), RESULT_OK) << DcIndex::fault();
     }
 
     std::string path() const { return directory / "index.sqlite"; }
-    std::string place() const { return "sqlite:" + path(); }
+    const std::string& place() const { return place_; }
 
     // The instance is "sop" in the text, and its file F/sop.dcm unless told.
     int tryStore(const std::string& text, INDEX_DUPLICATE duplicate = INDEX_KEEP, std::string file = "",
@@ -170,6 +186,7 @@ class ArchiveTest : public testing::Test {
     }
 
     TempDir directory;
+    std::string place_;
     DcIndex index;
     DcIndexStored stored;
     DcIndexFound found;
