@@ -1,6 +1,7 @@
 // The index of an archive: what it takes to store, what an instance takes of the disk, and how long queries
-// take. Usage: bench_index FILE INSTANCES [QUERIES]. Rows are made directly; what DcIndex stores through its
-// front is timed apart, with one thread and with four, on top of them. The file is made anew.
+// take. Usage: bench_index PLACE INSTANCES [QUERIES]. The place is that of an index (postgresql://..., with
+// nothing in it), or a file for SQLite. Rows are made directly; what DcIndex stores through its front is
+// timed apart, with one thread and with four, on top of them. A file is made anew.
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -253,12 +254,14 @@ void query(DcIndex& index, long long instances, int count) {
 
 int main(int argc, char** argv) {
     if (argc < 3) return 2;
-    const std::string path = argv[1];
-    const std::string place = "sqlite:" + path;
+    const std::string given = argv[1];
+    const bool isFile = given.find("://") == std::string::npos;
+    const std::string place = isFile ? "sqlite:" + given : given;
     const long long instances = std::atoll(argv[2]);
     const int count = argc > 3 ? std::atoi(argv[3]) : 1000;
     elemListSetValueExceptionLevel(0);
-    for (const char* const suffix : {"", "-wal", "-shm"}) (void)std::remove((path + suffix).c_str());
+    if (isFile)
+        for (const char* const suffix : {"", "-wal", "-shm"}) (void)std::remove((given + suffix).c_str());
     makeRows(place, instances);
     DcIndex index;
     if (index.open(place.c_str(), INDEX_WRITE) != RESULT_OK) return 1;

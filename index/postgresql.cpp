@@ -13,8 +13,8 @@
 namespace orvkit::index {
 namespace {
 
-constexpr int kFirstPage = 64;  // rows of a stream that are fetched at once, first and then
-constexpr int kPage = 512;
+constexpr int kFirstRows = 64;  // rows of a stream that are fetched at once, first and then
+constexpr int kMoreRows = 512;
 
 // Joins go in the order in which they are written, row by row through the indexes, as plan.h wants them: the
 // first answer is to come at once, whatever the server's statistics say of a table that has just grown.
@@ -99,11 +99,11 @@ class PgSession final : public Session {
   private:
     std::unique_ptr<Statement> make(const std::string& sql, Use use) override;
     void connect() {
-        link_.reset();
+        auto link = std::make_unique<PgLink>(url_);
+        link->execute(settings_);
+        link->setGuard(guard_);
+        link_ = std::move(link);
         ++connection_;
-        link_ = std::make_unique<PgLink>(url_);
-        link_->execute(settings_);
-        link_->setGuard(guard_);
     }
 
     std::string url_;
@@ -132,7 +132,7 @@ class PgStatement final : public Statement {
         } else {
             ++row_;
         }
-        if (row_ >= PQntuples(result_.get()) && isOpen() && row_ >= page_) fetch(kPage);
+        if (row_ >= PQntuples(result_.get()) && isOpen() && row_ >= page_) fetch(kMoreRows);
         if (row_ < PQntuples(result_.get())) return true;
         close();
         return false;
@@ -174,7 +174,7 @@ class PgStatement final : public Statement {
         session_.beginStream();
         try {
             session_.link().send("DECLARE " + cursor_ + " NO SCROLL CURSOR FOR " + sql_, parameters_);
-            fetch(kFirstPage);
+            fetch(kFirstRows);
         } catch (...) {
             close();
             throw;

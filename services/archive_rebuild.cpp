@@ -122,6 +122,32 @@ bool exchangeIndex(const std::string& made, const std::string& path) {
     return true;
 }
 
+// Into a file of another name until it is whole.
+bool makeFile(DcIndex& index, Rebuilder& rebuilder, unsigned int jobs, const std::string& path) {
+    const std::string made = path + ".new";
+    removeIndex(made);
+    if (index.openFast((std::string(kSqlite) + made).c_str()) != RESULT_OK)
+        return complain("%s", DcIndex::fault());
+    const bool whole = rebuilder.run(jobs);
+    index.close();
+    if (whole && exchangeIndex(made, path)) return true;
+    removeIndex(made);
+    return false;
+}
+
+// Into a database that has none yet: what is there is its other servers', too.
+bool fillDatabase(DcIndex& index, Rebuilder& rebuilder, unsigned int jobs, const std::string& place) {
+    DcIndexStats stats;
+    if (index.open(place.c_str(), INDEX_CREATE) != RESULT_OK || index.stats(stats) != RESULT_OK)
+        return complain("%s", DcIndex::fault());
+    if (stats.instances != 0)
+        return complain(
+            "the database has an index already, of %llu instances: `orvkit index check --repair` mends "
+            "it, and a new one is made in an empty schema",
+            stats.instances);
+    return rebuilder.run(jobs);
+}
+
 // A file as the index knows it, in little: ten million of them are to fit.
 struct Known {
     std::size_t path;  // its hash
@@ -243,23 +269,14 @@ class Checker {
 
 int rebuildIndex(const ArchiveOptions& options) {
     const std::string place = indexPlace(options.directory, options.index);
-    if (!place.starts_with(kSqlite))
-        return misused("%s: only an index in a file is made anew", place.c_str());
-    const std::string path = place.substr(kSqlite.size());
     platform::FileHandle lock;
     if (!lockArchive(options.directory, lock)) return EXIT_FAILED;
-    const std::string made = path + ".new";
-    removeIndex(made);
     DcIndex index;
-    if (index.openFast((std::string(kSqlite) + made).c_str()) != RESULT_OK)
-        return failed("%s", DcIndex::fault());
     Rebuilder rebuilder(index, options.directory);
-    const bool whole = rebuilder.run(options.jobs);
-    index.close();
-    if (!whole || !exchangeIndex(made, path)) {
-        removeIndex(made);
-        return EXIT_FAILED;
-    }
+    const bool whole = place.starts_with(kSqlite)
+                           ? makeFile(index, rebuilder, options.jobs, place.substr(kSqlite.size()))
+                           : fillDatabase(index, rebuilder, options.jobs, place);
+    if (!whole) return EXIT_FAILED;
     const Counts& counts = rebuilder.counts();
     std::printf(
         "%llu files in the index, %llu of them duplicates, %llu contradict others; %llu could not be read; "

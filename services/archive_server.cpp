@@ -202,18 +202,18 @@ unsigned short Archive::place(StoreServer& server, StoreFile& file, std::string&
     Arrival arrival;
     coming.path = choosePath(coming.object, file.instance(), arrival);
     const std::string whole = archivePath(directory_, coming.path);
-    bool kept = false;
+    auto fate = Fate::unwanted;
     if (!coming.path.empty() && moveInto(file, whole, server.sync)) {
-        status = store(coming, told, kept);
+        status = store(coming, told, fate);
     } else {
         told = whole + ": " + std::strerror(errno);
     }
-    if (!coming.path.empty() && !kept && !removeFile(whole)) arrival.leave();
+    if (fate == Fate::unknown || (fate == Fate::unwanted && !coming.path.empty() && !removeFile(whole)))
+        arrival.leave();
     return status;
 }
 
-// `kept`: the file is to stay.
-unsigned short Archive::store(Coming& coming, std::string& told, bool& kept) {
+unsigned short Archive::store(Coming& coming, std::string& told, Fate& fate) {
     DcIndexFile about;
     about.path = coming.path.c_str();
     about.xferSyn = coming.object.xferSyn.c_str();
@@ -224,17 +224,24 @@ unsigned short Archive::store(Coming& coming, std::string& told, bool& kept) {
     if (!coming.replaced.empty()) (void)leaving.begin(directory_, coming.replaced);
     const int result = index_.store(coming.object.dataset, about, coming.duplicate, stored);
     // Who mends an index may have found the file before.
-    kept = result == RESULT_OK && (stored.what != INDEX_STORED_KEPT || coming.path == stored.other);
+    const bool kept =
+        result == RESULT_OK && (stored.what != INDEX_STORED_KEPT || coming.path == stored.other);
     if (stored.what == INDEX_STORED_REPLACED && coming.path != stored.other &&
         !removeFile(archivePath(directory_, stored.other)))
         leaving.leave();
     if (kept) {
+        fate = Fate::kept;
         told = coming.path + conflictsText(stored.conflicts) + coming.note;
         return kStoreSuccess;
     }
     if (result == RESULT_OK) {
         told = std::string("nothing: it is there as ") + stored.other;
         return kStoreSuccess;
+    }
+    // A database that is lost may have its rows or not. The next server looks.
+    if (result == INDEX_ENGINE) {
+        fate = Fate::unknown;
+        leaving.leave();
     }
     told = DcIndex::fault();
     if (told.empty()) told = resultText(result);

@@ -59,7 +59,9 @@ class Archive {
         std::string note;      // what it differs in from the one that is there
     };
     bool settleDuplicate(const StoreFile& file, Coming& coming, std::string& told, unsigned short& status);
-    unsigned short store(Coming& coming, std::string& told, bool& kept);
+    // What becomes of an object's file. Unknown: its rows may be there.
+    enum class Fate { kept, unwanted, unknown };
+    unsigned short store(Coming& coming, std::string& told, Fate& fate);
     std::string choosePath(const ArchiveFile& object, const std::string& instance, Arrival& arrival);
 
     ArchiveSettings settings_;

@@ -5,7 +5,9 @@
 
 #include "index/archive.h"
 #include "index/plan.h"
+#include "index/schema.h"
 #include "index/session.h"
+#include "index/trouble.h"
 
 namespace {
 
@@ -440,6 +442,23 @@ TEST_P(IndexTest, RefusesWhatIsNoIndexOfThisVersionByName) {
     }
     EXPECT_EQ(other.open(place().c_str(), INDEX_WRITE), INDEX_VERSION);
     EXPECT_NE(std::string(DcIndex::fault()).find("version 2"), std::string::npos) << DcIndex::fault();
+}
+
+// By a second version that somebody may make one day.
+TEST_P(IndexTest, AnEarlierVersionIsBroughtForwardWhereItMayBeWritten) {
+    storeSeries("1", "1.1", 2);
+    const std::vector<const char*> steps = {"never again", "ALTER TABLE patient ADD COLUMN extra {text};"};
+    const auto engine = orvkit::index::openEngine(place(), INDEX_WRITE, false);
+    const auto session = engine->connect(true);
+    EXPECT_THROW(settleSchema(*session, INDEX_READ, steps), orvkit::index::Trouble);
+    EXPECT_EQ(orvkit::index::schemaVersion(*session), 1);
+    // One that fails leaves it as it was.
+    EXPECT_ANY_THROW(settleSchema(*session, INDEX_WRITE, std::vector{steps[0], steps[1], "no statement"}));
+    EXPECT_EQ(orvkit::index::schemaVersion(*session), 1);
+    settleSchema(*session, INDEX_WRITE, steps);
+    EXPECT_EQ(orvkit::index::schemaVersion(*session), 2);
+    EXPECT_FALSE(session->prepare("SELECT extra FROM patient WHERE extra IS NOT NULL")->step());
+    EXPECT_EQ(find("level=STUDY; study=1; images", "images"), "2");
 }
 
 TEST_P(IndexTest, ADamagedIndexIsToldWithWhatMendsIt) {

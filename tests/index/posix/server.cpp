@@ -25,7 +25,7 @@ PostgresqlServer::PostgresqlServer() {
     }
     directory_ = directory;
     // However this program ends, the pipe does, and then the server.
-    pipe_ = ::popen((std::string(ORVKIT_POSTGRESQL_SCRIPT) + " run " + directory_).c_str(), "w");
+    pipe_ = ::popen((std::string(ORVKIT_POSTGRESQL_SCRIPT) + " run " + directory_).c_str(), "we");
     std::string said;
     while (said.empty() || said.back() != '\n') {
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
