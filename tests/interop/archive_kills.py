@@ -15,6 +15,7 @@ import time
 orvkit = sys.argv[1]
 rounds, servers, seed = [int(word) for word in (sys.argv[2:] + ["8", "1", "1"][len(sys.argv) - 2:])]
 chance = random.Random(seed)
+processes = []
 faults = 0
 if "left out" in subprocess.run([orvkit, "index"], capture_output=True, text=True).stderr:
     print("skipped: no index in this build")
@@ -45,6 +46,7 @@ class Server:
         self.log = f"log{number}"
         self.process = subprocess.Popen([orvkit, "serve", "in", "--archive", "--port", "0"],
                                         stderr=open(self.log, "w"))
+        processes.append(self.process)
 
     def listens(self):
         while self.process.poll() is None:
@@ -150,6 +152,11 @@ def main():
 
 with tempfile.TemporaryDirectory() as folder:
     os.chdir(folder)
-    main()
-    os.chdir("/")
+    try:
+        main()
+    finally:
+        for each in processes:
+            each.kill()
+            each.wait()
+        os.chdir("/")
 sys.exit(1 if faults else 0)

@@ -78,7 +78,8 @@ TEST_F(ServeArchiveTest, WhatWasReceivedIsFetchedAlsoInOtherSyntaxesAndToOthers)
         sh("printf 'BOTH\\nBLIND may store,find\\n' >peers\n"
            "orvkit convert set/a/SE000001/IM000001 rle.dcm --to rle 2>/dev/null && mv rle.dcm "
            "set/a/SE000001/IM000001\n"
-           "orvkit serve mov --port 0 --no-sync 2>mlog & other=$!\n"
+           "'" ORVKIT_COMMAND
+           "' serve mov --port 0 --no-sync 2>mlog & other=$!\n"
            "until grep -q 'listening on port' mlog; do sleep .02; done\n"
            "to=$(grep -o 'port [0-9]*' mlog | head -1 | cut -c6-)\n" +
            server("--peers peers --destination MOV=127.0.0.1:$to --destination GONE=127.0.0.1:1") + R"(
