@@ -132,8 +132,8 @@ class PgStatement final : public Statement {
         } else {
             ++row_;
         }
-        if (row_ >= PQntuples(result_.get()) && isOpen() && row_ >= page_) fetch(kMoreRows);
-        if (row_ < PQntuples(result_.get())) return true;
+        if (row_ >= libpq().PQntuples(result_.get()) && isOpen() && row_ >= page_) fetch(kMoreRows);
+        if (row_ < libpq().PQntuples(result_.get())) return true;
         close();
         return false;
     }
@@ -209,9 +209,10 @@ class PgStatement final : public Statement {
 };
 
 std::int64_t PgStatement::integer(int column) {
-    if (PQgetisnull(result_.get(), row_, column) != 0) return 0;
-    const auto* const bytes = reinterpret_cast<const unsigned char*>(PQgetvalue(result_.get(), row_, column));
-    const int length = PQgetlength(result_.get(), row_, column);
+    if (libpq().PQgetisnull(result_.get(), row_, column) != 0) return 0;
+    const auto* const bytes =
+        reinterpret_cast<const unsigned char*>(libpq().PQgetvalue(result_.get(), row_, column));
+    const int length = libpq().PQgetlength(result_.get(), row_, column);
     // Those of one, two, four and eight bytes come in order, the highest first.
     std::uint64_t value = length > 0 && length < 8 && length != 1 && bytes[0] >= 0x80 ? ~std::uint64_t{0} : 0;
     for (int i = 0; i < length; ++i) value = value << 8 | bytes[i];
@@ -221,15 +222,15 @@ std::int64_t PgStatement::integer(int column) {
 std::string_view PgStatement::text(int column) {
     constexpr Oid bytea = 17;
     constexpr Oid text = 25;
-    if (PQgetisnull(result_.get(), row_, column) != 0) return {};
-    const Oid type = PQftype(result_.get(), column);
+    if (libpq().PQgetisnull(result_.get(), row_, column) != 0) return {};
+    const Oid type = libpq().PQftype(result_.get(), column);
     if (type != bytea && type != text) {
         std::string& number = numbers_.at(static_cast<std::size_t>(column));
         number = std::to_string(integer(column));
         return number;
     }
-    return {PQgetvalue(result_.get(), row_, column),
-            static_cast<std::size_t>(PQgetlength(result_.get(), row_, column))};
+    return {libpq().PQgetvalue(result_.get(), row_, column),
+            static_cast<std::size_t>(libpq().PQgetlength(result_.get(), row_, column))};
 }
 
 std::unique_ptr<Statement> PgSession::make(const std::string& sql, Use use) {

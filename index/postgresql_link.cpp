@@ -63,7 +63,7 @@ PGconn* connectTo(const std::string& url) {
     static constexpr const char* keys[] = {"connect_timeout", "tcp_user_timeout", "dbname",
                                            "fallback_application_name", nullptr};
     const char* const values[] = {"10", "30000", url.c_str(), "orvkit", nullptr};
-    return PQconnectdbParams(keys, values, 1);
+    return libpq().PQconnectdbParams(keys, values, 1);
 }
 
 template <typename Work>
@@ -116,14 +116,14 @@ const int* PgParameters::lengths() {
 
 PgLink::PgLink(const std::string& url) : told_(tellable(url)), link_(connectTo(url)) {
     if (link_ == nullptr) throw std::bad_alloc();
-    if (lost()) fail(INDEX_ENGINE, told_ + ": " + oneLine(PQerrorMessage(link_.get())));
-    (void)PQsetNoticeProcessor(
+    if (lost()) fail(INDEX_ENGINE, told_ + ": " + oneLine(libpq().PQerrorMessage(link_.get())));
+    (void)libpq().PQsetNoticeProcessor(
         link_.get(), [](void*, const char*) {}, nullptr);
-    if (PQenterPipelineMode(link_.get()) != 1) failLost();
+    if (libpq().PQenterPipelineMode(link_.get()) != 1) failLost();
 }
 
 void PgLink::failLost() {
-    const std::string words = oneLine(PQerrorMessage(link_.get()));
+    const std::string words = oneLine(libpq().PQerrorMessage(link_.get()));
     sent_.clear();
     fail(INDEX_ENGINE, told_ + ": " + (words.empty() ? "the connection to the database is lost" : words),
          Remedy::reconnect);
@@ -135,19 +135,20 @@ void PgLink::sent(int done, int rows) {
 }
 
 void PgLink::prepare(const std::string& name, const std::string& sql, const PgParameters& parameters) {
-    sent(PQsendPrepare(link_.get(), name.c_str(), sql.c_str(), parameters.count(), parameters.types()),
-         kAnyRows);
+    sent(
+        libpq().PQsendPrepare(link_.get(), name.c_str(), sql.c_str(), parameters.count(), parameters.types()),
+        kAnyRows);
 }
 
 void PgLink::sendPrepared(const std::string& name, PgParameters& parameters, int rows) {
-    sent(PQsendQueryPrepared(link_.get(), name.c_str(), parameters.count(), parameters.values(),
-                             parameters.lengths(), parameters.formats(), 1),
+    sent(libpq().PQsendQueryPrepared(link_.get(), name.c_str(), parameters.count(), parameters.values(),
+                                     parameters.lengths(), parameters.formats(), 1),
          rows);
 }
 
 void PgLink::send(const std::string& sql, PgParameters& parameters, int rows) {
-    sent(PQsendQueryParams(link_.get(), sql.c_str(), parameters.count(), parameters.types(),
-                           parameters.values(), parameters.lengths(), parameters.formats(), 1),
+    sent(libpq().PQsendQueryParams(link_.get(), sql.c_str(), parameters.count(), parameters.types(),
+                                   parameters.values(), parameters.lengths(), parameters.formats(), 1),
          rows);
 }
 
@@ -159,16 +160,16 @@ void PgLink::send(const std::string& sql) {
 void PgLink::cancel() {
     cancelled_ = true;
     char words[256];
-    PGcancel* const how = PQgetCancel(link_.get());
-    if (how != nullptr) (void)PQcancel(how, words, sizeof words);
-    PQfreeCancel(how);
+    PGcancel* const how = libpq().PQgetCancel(link_.get());
+    if (how != nullptr) (void)libpq().PQcancel(how, words, sizeof words);
+    libpq().PQfreeCancel(how);
 }
 
 void PgLink::waitForInput() {
-    const auto socket = static_cast<unsigned int>(PQsocket(link_.get()));
+    const auto socket = static_cast<unsigned int>(libpq().PQsocket(link_.get()));
     const bool guarded = guard_ && !cancelled_ && !abandoning_;
     if (platform::waitReadable(socket, guarded ? kGuardMilliseconds : -1) || !guarded) {
-        broken_ = PQconsumeInput(link_.get()) != 1;
+        broken_ = libpq().PQconsumeInput(link_.get()) != 1;
     } else if (guard_()) {
         cancel();
     }
@@ -176,8 +177,8 @@ void PgLink::waitForInput() {
 
 // Null at the end of a command's results.
 PGresult* PgLink::next() {
-    while (!lost() && PQisBusy(link_.get()) != 0) waitForInput();
-    return PQgetResult(link_.get());
+    while (!lost() && libpq().PQisBusy(link_.get()) != 0) waitForInput();
+    return libpq().PQgetResult(link_.get());
 }
 
 // The first trouble is the one that counts: others come of it.
@@ -186,16 +187,16 @@ void PgLink::note(int result, const std::string& text, Remedy remedy) {
 }
 
 void PgLink::judge(const PGresult* result, const Sent& command) {
-    const ExecStatusType status = PQresultStatus(result);
+    const ExecStatusType status = libpq().PQresultStatus(result);
     if (status == PGRES_PIPELINE_ABORTED) return;
     if (status == PGRES_TUPLES_OK || status == PGRES_COMMAND_OK) {
-        const std::string changed = PQcmdTuples(const_cast<PGresult*>(result));
+        const std::string changed = libpq().PQcmdTuples(const_cast<PGresult*>(result));
         if (command.rows != kAnyRows && changed != std::to_string(command.rows))
             note(INDEX_BUSY, told_ + ": rows were changed by another server", Remedy::again);
         return;
     }
-    const char* const code = PQresultErrorField(result, PG_DIAG_SQLSTATE);
-    const char* const words = PQresultErrorField(result, PG_DIAG_MESSAGE_PRIMARY);
+    const char* const code = libpq().PQresultErrorField(result, PG_DIAG_SQLSTATE);
+    const char* const words = libpq().PQresultErrorField(result, PG_DIAG_MESSAGE_PRIMARY);
     if (code == nullptr) return;
     const State& state = stateOf(code);
     const bool damaged = state.result == INDEX_DAMAGED;
@@ -224,7 +225,7 @@ PgResult PgLink::receiveAll() {
         if (lost()) break;
     }
     // The mark of the end.
-    if (!lost()) PQclear(next());
+    if (!lost()) libpq().PQclear(next());
     sent_.clear();
     return last;
 }
@@ -232,7 +233,7 @@ PgResult PgLink::receiveAll() {
 PgResult PgLink::wait() {
     trouble_.reset();
     cancelled_ = false;
-    if (PQpipelineSync(link_.get()) != 1) failLost();
+    if (libpq().PQpipelineSync(link_.get()) != 1) failLost();
     PgResult last;
     try {
         last = receiveAll();
@@ -269,10 +270,10 @@ void PgLink::abandon(const char* sql) noexcept {
 
 void PgLink::execute(const std::string& sql) {
     if (!sent_.empty()) (void)wait();
-    if (PQexitPipelineMode(link_.get()) != 1) failLost();
+    if (libpq().PQexitPipelineMode(link_.get()) != 1) failLost();
     trouble_.reset();
-    const PgResult result(PQexec(link_.get(), sql.c_str()));
-    if (!lost()) (void)PQenterPipelineMode(link_.get());
+    const PgResult result(libpq().PQexec(link_.get(), sql.c_str()));
+    if (!lost()) (void)libpq().PQenterPipelineMode(link_.get());
     judge(result.get(), {kAnyRows});
     if (lost() && !trouble_.has_value()) failLost();
     if (trouble_.has_value()) throw Trouble(*trouble_);

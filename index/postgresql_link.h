@@ -3,8 +3,6 @@
 #ifndef ORVKIT_INDEX_POSTGRESQL_LINK_H
 #define ORVKIT_INDEX_POSTGRESQL_LINK_H
 
-#include <libpq-fe.h>
-
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -13,12 +11,13 @@
 #include <string>
 #include <vector>
 
+#include "index/libpq.h"
 #include "index/trouble.h"
 
 namespace orvkit::index {
 
 struct ClearResult {
-    void operator()(PGresult* result) const { PQclear(result); }
+    void operator()(PGresult* result) const { libpq().PQclear(result); }
 };
 using PgResult = std::unique_ptr<PGresult, ClearResult>;
 
@@ -78,14 +77,14 @@ class PgLink {
     void execute(const std::string& sql);
 
     // What is received can no longer be told from what was sent, or nothing is: a new one is needed.
-    bool lost() const { return broken_ || PQstatus(link_.get()) != CONNECTION_OK; }
+    bool lost() const { return broken_ || libpq().PQstatus(link_.get()) != CONNECTION_OK; }
     // Trouble, INDEX_STOPPED, when the guard says so.
     void askGuard();
     void setGuard(Guard guard) { guard_ = std::move(guard); }
 
   private:
     struct Finish {
-        void operator()(PGconn* link) const { PQfinish(link); }
+        void operator()(PGconn* link) const { libpq().PQfinish(link); }
     };
     struct Sent {
         int rows;
