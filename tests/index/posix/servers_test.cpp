@@ -91,13 +91,14 @@ TEST_P(ServersTest, TwoAtOnceLoseNothingAndStoreNothingTwice) {
 }
 
 TEST_P(ServersTest, WhatWasConfirmedIsThereAfterTheDatabaseWasKilled) {
-    constexpr int objects = 300;
     std::atomic<int> next = 0;
+    std::atomic<bool> enough = false;
     std::atomic<int> refused = 0;
     std::array<std::thread, 2> threads;
     for (std::thread& thread : threads) {
         thread = std::thread([&] {
-            for (int i = next++; i < objects; i = next++) {
+            while (!enough) {
+                const int i = next++;
                 DcIndexStored outcome;
                 for (int stored_ = -1; stored_ != RESULT_OK;) {
                     stored_ = storeInto(index, object(i), outcome);
@@ -109,17 +110,19 @@ TEST_P(ServersTest, WhatWasConfirmedIsThereAfterTheDatabaseWasKilled) {
             }
         });
     }
-    for (const int at : {50, 150}) {
-        while (next < at) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    for (int killed = 0; killed < 2; ++killed) {
+        const int begun = next;
+        while (next < begun + 50) std::this_thread::sleep_for(std::chrono::milliseconds(1));
         PostgresqlServer::get().crash();
         const int before = refused;
         while (refused == before) std::this_thread::sleep_for(std::chrono::milliseconds(1));
         PostgresqlServer::get().startAgain();
     }
+    enough = true;
     for (std::thread& thread : threads) thread.join();
     DcIndexStats stats;
     EXPECT_EQ(index.stats(stats), RESULT_OK) << DcIndex::fault();
-    EXPECT_EQ(stats.instances, static_cast<unsigned long long>(objects));
+    EXPECT_EQ(stats.instances, static_cast<unsigned long long>(next));
     expectSound();
 }
 
