@@ -43,6 +43,9 @@ constexpr Difference differences[] = {
      "SELECT CAST(to_regclass('orvkit_index') IS NOT NULL AS INTEGER)"},
     // What is read is to be written: nobody else writes it until this transaction ends.
     {"locked", "", " FOR UPDATE"},
+    // A column that a row of the outer table gives, where its value is known from elsewhere, too: to look for
+    // that value alone goes through the index of each part.
+    {"as it comes", "", " || ''"},
     // Keeps the index of a column from being used, where the engine has no better counsel.
     {"no index", "+", ""},
 };

@@ -195,7 +195,7 @@ void Rows::forgetFile(const std::string& instance, const std::string& path) {
     Statement& find = session_.kept(
         "SELECT i.study, i.series, i.copy, i.attributes, i.path, s.patient FROM uid u CROSS JOIN instance i "
         "CROSS JOIN study s WHERE u.uid = $1 AND i.study = u.study AND i.series = u.series AND "
-        "i.uid = u.uid AND s.id = u.study");
+        "i.uid = u.uid{as it comes} AND s.id = u.study");
     for (bool more = find.run(instance); more; more = find.step()) {
         if (wholePath(find.text(4), instance) != path) continue;
         const InstanceKey key{find.integer(0), find.integer(1), instance, find.integer(2)};

@@ -237,7 +237,7 @@ void addTables(Sql& sql, const Candidate* driver, Level level) {
     };
     if (driver != nullptr && driver->row->level == Level::image) {
         from = "uid u";
-        add(Level::image, "i.study = u.study AND i.series = u.series AND i.uid = u.uid");
+        add(Level::image, "i.study = u.study AND i.series = u.series AND i.uid = u.uid{as it comes}");
     } else if (driver != nullptr && driver->row->column == nullptr) {
         from = "word w";
         add(first, std::string(rowOf(first).alias) + ".id = w.id");

@@ -26,7 +26,7 @@ constexpr char kReading[] = "SET default_transaction_read_only = on;";
 constexpr char kWriting[] =
     "SET plan_cache_mode = force_generic_plan; SELECT set_config('synchronous_commit', 'on', false) WHERE "
     "current_setting('synchronous_commit') = 'off';";
-constexpr char kFast[] = "SET synchronous_commit = off;";
+constexpr char kFast[] = "SET plan_cache_mode = force_generic_plan; SET synchronous_commit = off;";
 
 constexpr char kSize[] =
     "SELECT CAST(COALESCE(SUM(pg_total_relation_size(c.oid)), 0) AS BIGINT) FROM pg_class c "

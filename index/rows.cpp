@@ -267,24 +267,26 @@ void Rows::replaceInstance(const Record& record, const Place& place, std::int64_
     count(place, {0, 0, 0, static_cast<std::int64_t>(record.size) - size});
 }
 
-// What an instance's UID is found in, and what its series has of it.
+// What its series has of an instance, and whether another has it, too.
 Rows::Copies Rows::copiesOf(const Record& record, const Place& place) {
+    constexpr std::int64_t another = -1;
     Copies copies;
     Statement& find = session_.kept(
-        "SELECT u.study, u.series, i.copy, i.path, i.size, i.attributes FROM uid u JOIN instance i ON "
-        "i.study = u.study AND i.series = u.series AND i.uid = u.uid WHERE u.uid = $1 ORDER BY i.copy");
-    for (bool more = find.run(record.instance); more; more = find.step()) {
-        if (find.integer(0) != place.study || find.integer(1) != place.series) {
+        "SELECT copy, path, size, attributes FROM instance WHERE study = $1 AND series = $2 AND uid = $3 "
+        "UNION ALL SELECT -1, uid, 0, 0 FROM uid WHERE uid = $3 AND (study <> $1 OR series <> $2) ORDER BY "
+        "1");
+    for (bool more = find.run(place.study, place.series, record.instance); more; more = find.step()) {
+        if (find.integer(0) == another) {
             copies.elsewhere = true;
             continue;
         }
-        const std::string path = wholePath(find.text(3), record.instance);
-        copies.last = find.integer(2);
+        const std::string path = wholePath(find.text(1), record.instance);
+        copies.last = find.integer(0);
         copies.isThere = copies.isThere || path == record.path;
         if (copies.count++ != 0) continue;
         copies.path = path;
-        copies.size = find.integer(4);
-        copies.attributes = find.integer(5);
+        copies.size = find.integer(2);
+        copies.attributes = find.integer(3);
     }
     find.reset();
     return copies;
