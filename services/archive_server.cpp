@@ -226,7 +226,7 @@ unsigned short Archive::store(Coming& coming, std::string& told, Fate& fate) {
     // Who mends an index may have found the file before.
     const bool kept =
         result == RESULT_OK && (stored.what != INDEX_STORED_KEPT || coming.path == stored.other);
-    if (stored.what == INDEX_STORED_REPLACED && coming.path != stored.other &&
+    if (result == RESULT_OK && stored.what == INDEX_STORED_REPLACED && coming.path != stored.other &&
         !removeFile(archivePath(directory_, stored.other)))
         leaving.leave();
     if (kept) {

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <string>
+#include <vector>
 
 #include "platform/socket.h"
 #include "tests/network/pdus.h"
@@ -82,6 +83,17 @@ inline unsigned int statusIn(const Bytes& response) {
     const auto at = std::search(response.begin(), response.end(), head.begin(), head.end() - 2);
     if (response.end() - at < static_cast<std::ptrdiff_t>(head.size())) return 0xFFFF;
     return static_cast<unsigned int>(at[8] | at[9] << 8);
+}
+
+// The statuses of the responses, up to the last one.
+inline std::vector<unsigned int> answers(RawPeer& peer) {
+    std::vector<unsigned int> all;
+    while (all.empty() || (all.back() & 0xFF00U) == 0xFF00U) {
+        const Bytes response = peer.hear();
+        if (response.empty()) break;
+        if (const unsigned int status = statusIn(response); status != 0xFFFF) all.push_back(status);
+    }
+    return all;
 }
 
 }  // namespace tools_test

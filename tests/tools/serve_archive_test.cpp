@@ -236,16 +236,6 @@ class RawArchiveTest : public ServeArchiveTest {
     static Bytes level(const std::string& name) {
         return element(0x00080052, bytesOf(name + (name.size() % 2 != 0 ? " " : "")));
     }
-    // The statuses of the responses, up to the last one.
-    static std::vector<unsigned int> answers(RawPeer& peer) {
-        std::vector<unsigned int> all;
-        while (all.empty() || (all.back() & 0xFF00U) == 0xFF00U) {
-            const Bytes response = peer.hear();
-            if (response.empty()) break;
-            if (const unsigned int status = statusIn(response); status != 0xFFFF) all.push_back(status);
-        }
-        return all;
-    }
     int port = 0;
 };
 

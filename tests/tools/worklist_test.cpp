@@ -51,16 +51,6 @@ class WorklistTest : public CommandTest {
     static Bytes find(const Bytes& keys, const std::string& sopClass = kWorklist) {
         return joined({command(0x0020, true, sopClass), pdu(PDU_TYPE_DATA_TF, pdv(1, 2, keys))});
     }
-    // The statuses of the responses, up to the last one.
-    static std::vector<unsigned int> answers(RawPeer& peer) {
-        std::vector<unsigned int> all;
-        while (all.empty() || (all.back() & 0xFF00U) == 0xFF00U) {
-            const Bytes response = peer.hear();
-            if (response.empty()) break;
-            if (const unsigned int status = statusIn(response); status != 0xFFFF) all.push_back(status);
-        }
-        return all;
-    }
     int port = 0;
 };
 
