@@ -4,7 +4,8 @@
 build_packages=(g++ cmake ninja-build pkg-config libgtest-dev nlohmann-json3-dev libcli11-dev zlib1g-dev
   libjpeg62-turbo-dev libcharls-dev libopenjp2-7-dev libopenjph-dev libjxl-dev libpng-dev libtiff-dev libssl-dev
   libsqlite3-dev libpq-dev)
-peer_packages=(dcmtk openssl libgdcm-tools dicom3tools ncompress orthanc curl python3-pydicom postgresql)
+peer_packages=(dcmtk openssl libgdcm-tools dicom3tools ncompress orthanc curl libjpeg-tools
+  libjpeg-turbo-progs libopenjp2-tools libjxl-tools python3-pydicom python3-numpy python3-gdcm python3-pil postgresql)
 gate_packages=(clang clang-format clang-tidy libclang-rt-14-dev)
 cross_packages=(g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix libz-mingw-w64-dev wine wine64 g++-multilib
   lib32z1-dev googletest)

@@ -27,7 +27,10 @@ ROUNDED = {'4.51': 1, '4.50': 1}
 # Named in their index: bytes of the codestream were overwritten, or it is video.
 # Those that know codestreams alone, the suffix that each goes by, and the syntaxes.
 PROGRAMS = {'djpeg': ('.jpg', ('4.50',)), 'jpeg': ('.jpg', ('4.51', '4.57', '4.70', '4.80', '4.81')),
-            'opj_decompress': ('.j2k', ('4.90', '4.91', '4.201', '4.202', '4.203'))}
+            'opj_decompress': ('.j2k', ('4.90', '4.91', '4.201', '4.202', '4.203')),
+            'djxl': ('.jxl', ('4.110', '4.111', '4.112'))}
+# pydicom's own plug-ins, and what they take.
+PLUGINS = {'gdcm': PEERS['gdcmconv'][:-1], 'pillow': ('4.50', '4.90', '4.91'), 'rle': ('2.5',)}
 NOT_WHOLE = ('j2k_embedded_delimiter', 'hevc', 'mpeg')
 peers = [name for name in PEERS if shutil.which(name)]
 if not peers or not os.path.isdir(samples):
@@ -37,6 +40,8 @@ offered = subprocess.run([orvkit, 'convert', '--help'], capture_output=True, tex
 if not all(codec in offered for codec in ('jpeg,', 'jpegls', 'j2k', 'htj2k', 'jxl')):
     print('skipped: codecs are left out of this build')
     sys.exit(77)
+ready = {handler.HANDLER_NAME.split()[0].lower() for handler in pydicom.config.pixel_data_handlers
+         if handler.is_available()}
 work = tempfile.TemporaryDirectory()
 faults, compared, decoders = [], 0, {}
 
@@ -65,6 +70,22 @@ def by_peer(name, source):
     return None if dataset.file_meta.TransferSyntaxUID.is_compressed else dataset
 
 
+def by_plugins(what, source, ours, most):
+    """The same by pydicom alone, which needs numpy for any."""
+    for plugin, kinds in PLUGINS.items():
+        theirs = pydicom.dcmread(source)
+        alike = theirs.PhotometricInterpretation == ours.PhotometricInterpretation
+        if kind(theirs) not in kinds or plugin not in ready or not alike:
+            continue
+        try:
+            theirs.convert_pixel_data(plugin)
+            pixels = theirs.pixel_array.astype('int32').ravel().tolist()
+        except (NotImplementedError, RuntimeError, ValueError, OSError) as error:
+            print(f'passed over: {what} by pydicom with {plugin}: {str(error)[:90]}')
+            continue
+        compare(what, 'pydicom with ' + plugin, ours.pixel_array.astype('int32').ravel().tolist(), pixels, most)
+
+
 def compare(what, peer, ours, theirs, most):
     global compared
     compared += 1
@@ -91,6 +112,8 @@ def unpack_samples():
             theirs = by_peer(peer, source) if syntax in PEERS[peer] else None
             if theirs is not None and theirs.PhotometricInterpretation == ours.PhotometricInterpretation:
                 compare(name, peer, ours.PixelData, theirs.PixelData, ROUNDED.get(syntax, 0))
+        by_plugins(name, source, ours, ROUNDED.get(syntax, 0))
+        by_programs(name, source)
 
 
 def pack_for_peers():
@@ -112,6 +135,9 @@ def pack_for_peers():
             ours = pydicom.dcmread(path('back.dcm')).PixelData if back.returncode == 0 else b''
             if not ours or (lossless and ours != plain.PixelData):
                 faults.append(f'{name} to {way} and back')
+                continue
+            by_plugins(f'{name} to {way}', target, pydicom.dcmread(path('back.dcm')), ROUNDED.get(kind(packed), 0))
+            by_programs(f'{name} to {way}', target)
             for peer in peers:
                 theirs = by_peer(peer, target) if kind(packed) in PEERS[peer] else None
                 if theirs is not None and (lossless or plain.SamplesPerPixel == 1):
@@ -150,33 +176,32 @@ def first_frame(dataset):
     return words[:dataset.Rows * dataset.Columns * dataset.SamplesPerPixel]
 
 
-def by_programs():
-    """The first frame of each sample as the codestream that it is, by decoders that know nothing of DICOM."""
-    folder = os.path.join(samples, 'encapsulated')
-    for name in sorted(os.listdir(folder)):
-        source = os.path.join(folder, name)
-        if name.startswith(NOT_WHOLE):
+def by_programs(name, source):
+    """The first frame as the codestream that it is, by decoders that know nothing of DICOM."""
+    dataset = pydicom.dcmread(source)
+    for program, (suffix, kinds) in PROGRAMS.items():
+        # A bare codestream of three colours is taken for YBR by one of them.
+        unlike = program == 'jpeg' and dataset.PhotometricInterpretation == 'RGB'
+        if kind(dataset) not in kinds or unlike or not shutil.which(program):
             continue
-        dataset = pydicom.dcmread(source)
-        for program, (suffix, kinds) in PROGRAMS.items():
-            if kind(dataset) not in kinds or not shutil.which(program):
-                continue
-            plain = program == 'opj_decompress' and dataset.SamplesPerPixel == 1  # a PNM file has no signs
-            stream, picture = path('frame' + suffix), path('frame.rawl' if plain else 'frame.pnm')
-            count = int(dataset.get('NumberOfFrames', 1))
-            with open(stream, 'wb') as file:
-                file.write(next(generate_pixel_data_frame(dataset.PixelData, count)))
-            run(orvkit, 'convert', source, path('ours.dcm'), '--to', 'explicit')
-            ours = first_frame(pydicom.dcmread(path('ours.dcm')))
-            told = run(program, *{'djpeg': ('-pnm', '-outfile', picture, stream), 'jpeg': (stream, picture),
-                                  'opj_decompress': ('-i', stream, '-o', picture)}[program])
-            if told.returncode != 0 or not os.path.exists(picture):
-                print(f'passed over: {name} by {program}: {told.stderr.strip()[-90:]}')
-                continue
-            theirs, most = (words_of(picture, ours.typecode), 65535) if plain else pnm(picture)
-            os.remove(picture)
-            compare(name, program, array.array('H', (word & most for word in ours)), array.array('H', theirs),
-                    ROUNDED.get(kind(dataset), 0))
+        plain = program == 'opj_decompress' and dataset.SamplesPerPixel == 1  # a PNM file has no signs
+        stream, picture = path('frame' + suffix), path('frame.' + ('rawl' if plain else 'pgm' if dataset.SamplesPerPixel == 1 else 'ppm'))
+        count = int(dataset.get('NumberOfFrames', 1))
+        with open(stream, 'wb') as file:
+            file.write(next(generate_pixel_data_frame(dataset.PixelData, count)))
+        run(orvkit, 'convert', source, path('ours.dcm'), '--to', 'explicit')
+        ours = first_frame(pydicom.dcmread(path('ours.dcm')))
+        told = run(program, *{'djpeg': ('-pnm', '-outfile', picture, stream),
+                              'opj_decompress': ('-i', stream, '-o', picture)}.get(program, (stream, picture)))
+        if told.returncode != 0 or not os.path.exists(picture):
+            print(f'passed over: {name} by {program}: {told.stderr.strip()[-90:]}')
+            continue
+        theirs, most = (words_of(picture, ours.typecode), 65535) if plain else pnm(picture)
+        os.remove(picture)
+        if program == 'djxl' and 255 < most < 65535:  # its words are shifted to the left
+            theirs = array.array('H', (word >> 16 - most.bit_length() for word in theirs))
+        compare(name, program, array.array('H', (word & most for word in ours)), array.array('H', theirs),
+                ROUNDED.get(kind(dataset), 0))
 
 
 def orthanc_preview():
@@ -215,7 +240,6 @@ def orthanc_preview():
 
 unpack_samples()
 pack_for_peers()
-by_programs()
 orthanc_preview()
 alone = [f'{what} by {", ".join(by)} alone' for what, by in decoders.items() if len(set(by)) < 2]
 for name in os.listdir(os.path.join(samples, 'encapsulated')):
