@@ -1,10 +1,8 @@
-#!/usr/bin/python3
+#!/usr/bin/python3 -B
 """One corpus and 300 queries at three archives: ours, dcmqrscp and Orthanc, each asked by findscu. What they answer is
 compared as sets of the attributes that were asked for, and each kind of difference stands in a table here, with its
-reason; any other is a fault. What getscu and movescu get is what was sent, byte for byte. Exit status 77 without one of
-the programs.
+reason; any other is a fault. Exit status 77 without one of the programs.
 Usage: archive_compare.py ORVKIT [QUERIES [SEED]]"""
-import hashlib
 import json
 import os
 import random
@@ -12,33 +10,24 @@ import re
 import socket
 import subprocess
 import sys
-import tempfile
-import time
 import warnings
 from collections import Counter
 from concurrent.futures import ThreadPoolExecutor
-from shutil import rmtree, which
+from tempfile import TemporaryDirectory
 
-try:
-    from pydicom import dcmread
-    from pydicom.dataset import Dataset, FileDataset, FileMetaDataset
-    from pydicom.sequence import Sequence
-except ImportError:
-    print("skipped: pydicom is not installed")
-    sys.exit(77)
-for program in ("findscu", "getscu", "movescu", "storescp", "storescu", "dcmqrscp", "Orthanc"):
-    if not which(program):
-        print(f"skipped: {program} is not installed")
-        sys.exit(77)
+from peers import fault, need, need_index, processes, run, until, work
+
+need("pydicom", "findscu", "storescu", "dcmqrscp", "Orthanc")
+from pydicom import dcmread
+from pydicom.dataset import Dataset, FileDataset, FileMetaDataset
+from pydicom.sequence import Sequence
+
 orvkit = sys.argv[1]
 wanted, seed = [int(word) for word in (sys.argv[2:] + ["300", "1"][len(sys.argv) - 2:])]
-if "left out" in subprocess.run([orvkit, "index"], capture_output=True, text=True).stderr:
-    print("skipped: no index in this build")
-    sys.exit(77)
+need_index(orvkit)
 warnings.simplefilter("ignore")
+os.environ["TCP_NODELAY"] = "1"  # of the peers
 chance = random.Random(seed)
-processes = []
-faults = 0
 
 LEVELS = ("PATIENT", "STUDY", "SERIES", "IMAGE")
 UNIQUE = {"PATIENT": "PatientID", "STUDY": "StudyInstanceUID", "SERIES": "SeriesInstanceUID", "IMAGE": "SOPInstanceUID"}
@@ -52,12 +41,6 @@ RETURNED = {
 NAMES = [("", "Doe^John"), ("", "Doe^Jane"), ("", "DOE^Joan^Q"), ("", "Smith^Anna^^Dr"), ("", "O'Neil^Pat"), ("", None),
          ("ISO_IR 100", "Müller^Jürgen"), ("ISO_IR 144", "Люкceмбypг"), ("ISO_IR 192", "Wang^XiaoDong=王^小東"),
          ("\\ISO 2022 IR 87", "Yamada^Tarou=山田^太郎=やまだ^たろう"), ("ISO_IR 126", "Διονυσιος"), ("", "Doehler^Jo")]
-
-
-def fault(text):
-    global faults
-    faults += 1
-    print("FAULT:", text, flush=True)
 
 
 # ---- the corpus ------------------------------------------------------------------------------------------------
@@ -156,7 +139,7 @@ def query(objects):
         kinds.add(kind if value.isascii() else kind + ", characters beyond ASCII")
     if any(not value.isascii() for value in keys.values()):
         keys["SpecificCharacterSet"] = "ISO_IR 192"
-    return root, level, keys, kinds or {"universal"}
+    return root, keys, kinds or {"universal"}
 
 
 # ---- the archives ----------------------------------------------------------------------------------------------
@@ -170,34 +153,27 @@ def free_port():
 def start(port, *words):
     process = subprocess.Popen(words, stdout=open(f"log{port}", "w"), stderr=subprocess.STDOUT)
     processes.append(process)
-    for _ in range(600):
+
+    def listens():
         with socket.socket() as s:
-            if s.connect_ex(("127.0.0.1", port)) == 0:
-                return
-        if process.poll() is not None:
-            break
-        time.sleep(0.05)
-    sys.exit(f"{words[0]} does not listen: " + open(f"log{port}").read()[-500:])
+            return s.connect_ex(("127.0.0.1", port)) == 0
+    if not until(listens, process):
+        sys.exit(f"{words[0]} does not listen: " + open(f"log{port}").read()[-500:])
 
 
 def archives():
     at = {"ours": ("ORVKIT", free_port()), "dcmqrscp": ("QR", free_port()), "Orthanc": ("ORTHANC", free_port())}
-    mover = free_port()
-    os.mkdir("moved")
-    start(mover, "storescp", "+B", "-od", "moved", str(mover))
-    start(at["ours"][1], orvkit, "serve", "in", "--archive", "--port", str(at["ours"][1]), "--destination",
-          f"MOVER=127.0.0.1:{mover}")
+    start(at["ours"][1], orvkit, "serve", "in", "--archive", "--port", str(at["ours"][1]))
     os.mkdir("db")
     with open("qr.cfg", "w") as f:
         f.write(f"NetworkTCPPort = {at['dcmqrscp'][1]}\nMaxPDUSize = 16384\nMaxAssociations = 16\nHostTable BEGIN\n"
-                f"mover = (MOVER, localhost, {mover})\nHostTable END\nVendorTable BEGIN\nVendorTable END\n"
+                f"HostTable END\nVendorTable BEGIN\nVendorTable END\n"
                 f"AETable BEGIN\nQR {os.getcwd()}/db RW (200, 1024mb) ANY\nAETable END\n")
     start(at["dcmqrscp"][1], "dcmqrscp", "+B", "-c", "qr.cfg")
     with open("orthanc.json", "w") as f:
         json.dump({"StorageDirectory": "orthanc", "IndexDirectory": "orthanc", "DicomPort": at["Orthanc"][1],
                    "DicomAet": "ORTHANC", "DefaultEncoding": "Utf8", "HttpServerEnabled": False, "Plugins": [], "DicomAlwaysAllowEcho": True,
-                   "DicomAlwaysAllowStore": True, "DicomAlwaysAllowFind": True, "DicomAlwaysAllowGet": True,
-                   "DicomAlwaysAllowMove": True, "DicomModalities": {"mover": ["MOVER", "127.0.0.1", mover]}}, f)
+                   "DicomAlwaysAllowStore": True, "DicomAlwaysAllowFind": True}, f)
     start(at["Orthanc"][1], "Orthanc", "orthanc.json")
     return at
 
@@ -220,21 +196,19 @@ def valueOf(answer, key):
 
 def ask(archive, root, keys):
     """The answers by their unique key: what they have of the keys; None when the archive refuses."""
-    folder = "answers-" + archive[0]
-    rmtree(folder, ignore_errors=True)
-    os.mkdir(folder)
     words = [word for key, value in keys.items() for word in ("-k", f"{key}={value}" if value else key)]
-    done = subprocess.run(["findscu", "-v", "-" + root, "-X", "-od", folder, "-aec", archive[0], *words, "127.0.0.1",
-                           str(archive[1])], capture_output=True, text=True, errors="replace", timeout=60)
-    if "Success" not in done.stdout + done.stderr:
-        return None
     answers = {}
-    for name in sorted(os.listdir(folder)):
-        answer = dcmread(folder + "/" + name, force=True)
-        answer.decode()
-        unique = valueOf(answer, UNIQUE[keys["QueryRetrieveLevel"]]) or ""
-        answers[unique] = {key: valueOf(answer, key) for key in keys
-                           if key not in ("QueryRetrieveLevel", "SpecificCharacterSet")}
+    with TemporaryDirectory(dir=".") as folder:
+        done = run("findscu", "-v", "-" + root, "-X", "-od", folder, "-aec", archive[0], *words, "127.0.0.1",
+                   str(archive[1]))
+        if "Success" not in done.stdout + done.stderr:
+            return None
+        for name in sorted(os.listdir(folder)):
+            answer = dcmread(folder + "/" + name, force=True)
+            answer.decode()
+            unique = valueOf(answer, UNIQUE[keys["QueryRetrieveLevel"]]) or ""
+            answers[unique] = {key: valueOf(answer, key) for key in keys
+                               if key not in ("QueryRetrieveLevel", "SpecificCharacterSet")}
     return answers
 
 
@@ -294,67 +268,29 @@ def compare(who, root, keys, kinds, own, other, told):
                 differ("value", key, f"{own[unique][key]!r} here, {other[unique][key]!r} there")
 
 
-# ---- retrieval -------------------------------------------------------------------------------------------------
-
-def digests(folder):
-    found = []
-    for name in os.listdir(folder):
-        data = open(os.path.join(folder, name), "rb").read()
-        found.append(hashlib.sha256(data[144 + int.from_bytes(data[140:144], "little"):]).hexdigest())
-    return sorted(found)
-
-
-def retrieve(at, objects):
-    sent = digests("corpus")
-    for name, (title, port) in at.items():
-        rmtree("got", ignore_errors=True)
-        os.mkdir("got")
-        for file in os.listdir("moved"):
-            os.remove("moved/" + file)
-        for study in sorted({str(d.StudyInstanceUID) for d in objects}):
-            selection = ["-aec", title, "-k", "QueryRetrieveLevel=STUDY", "-k", f"StudyInstanceUID={study}", "127.0.0.1",
-                         str(port)]
-            for words in (["getscu", "-S", "+B", "-od", "got"], ["movescu", "-S", "-aem", "MOVER"]):
-                done = subprocess.run([*words, *selection], capture_output=True, text=True, timeout=60)
-                if done.returncode != 0:
-                    fault(f"{words[0]} from {name}: {done.stderr}")
-        for folder in ("got", "moved"):
-            if digests(folder) != sent:
-                fault(f"{name}: {folder}: {len(os.listdir(folder))} files, not what was sent")
-
-
 def main():
     objects = corpus()
     at = archives()
     for title, port in at.values():
-        done = subprocess.run(["storescu", "+sd", "-R", "-aec", title, "127.0.0.1", str(port), "corpus"],
-                              capture_output=True, text=True)
+        done = run("storescu", "+sd", "-R", "-aec", title, "127.0.0.1", str(port), "corpus")
         if done.returncode != 0:
             sys.exit(f"storescu to {title}: {done.stderr}")
     told, kinds_asked, found = Counter(), Counter(), 0
-    for _ in range(wanted):
-        root, level, keys, kinds = query(objects)
-        kinds_asked.update(kinds)
-        with ThreadPoolExecutor() as pool:
-            answers = dict(zip(at, pool.map(lambda archive: ask(archive, root, keys), at.values())))
-        found += len(answers["ours"] or {})
-        for name in ("dcmqrscp", "Orthanc"):
-            compare(name, root, keys, kinds, answers["ours"], answers[name], told)
-    retrieve(at, objects)
+    queries = [query(objects) for _ in range(wanted)]
+    # Several at a time: most of each is waiting for the other side.
+    with ThreadPoolExecutor(6) as pool:
+        asked = [{name: pool.submit(ask, archive, root, keys) for name, archive in at.items()}
+                 for root, keys, _ in queries]
+        for (root, keys, kinds), answers in zip(queries, asked):
+            kinds_asked.update(kinds)
+            own = answers["ours"].result()
+            found += len(own or {})
+            for name in ("dcmqrscp", "Orthanc"):
+                compare(name, root, keys, kinds, own, answers[name].result(), told)
     print(f"{len(objects)} objects, {wanted} queries, {found} answers; asked: "
           + ", ".join(f"{kind} {count}" for kind, count in sorted(kinds_asked.items())))
     for (who, reason), count in sorted(told.items()):
         print(f"{who}: {count} times: {reason}")
 
 
-with tempfile.TemporaryDirectory() as folder:
-    os.chdir(folder)
-    try:
-        main()
-    finally:
-        for process in processes:
-            process.kill()
-            process.wait()
-        os.chdir("/")
-print(f"{faults} faults")
-sys.exit(1 if faults else 0)
+work(main)

@@ -1,4 +1,4 @@
-#!/usr/bin/python3
+#!/usr/bin/python3 -B
 """Servers of one archive, killed at random while objects arrive, are found and are deleted. After each kill the next
 server starts: files and index must agree, both ways, and what was logged as stored (which comes before the sender
 hears of it) must be there, byte for byte, unless a deletion was under way. The script tells how many kills met a
@@ -9,32 +9,19 @@ import random
 import re
 import subprocess
 import sys
-import tempfile
 import time
+
+import peers
+from peers import dataset, fault, need_index, processes, until, work
 
 orvkit = sys.argv[1]
 rounds, servers, seed = [int(word) for word in (sys.argv[2:] + ["8", "1", "1"][len(sys.argv) - 2:])]
 chance = random.Random(seed)
-processes = []
-faults = 0
-if "left out" in subprocess.run([orvkit, "index"], capture_output=True, text=True).stderr:
-    print("skipped: no index in this build")
-    sys.exit(77)
-
-
-def fault(text):
-    global faults
-    faults += 1
-    print("FAULT:", text, flush=True)
+need_index(orvkit)
 
 
 def run(*words):
-    return subprocess.run([orvkit, *words], capture_output=True, text=True, errors="replace", timeout=120)
-
-
-def dataset(path):
-    data = open(path, "rb").read()
-    return data[144 + int.from_bytes(data[140:144], "little"):]
+    return peers.run(orvkit, *words)
 
 
 def files(folder):
@@ -49,12 +36,12 @@ class Server:
         processes.append(self.process)
 
     def listens(self):
-        while self.process.poll() is None:
+        def told():
             found = re.search(r"listening on port (\d+)", open(self.log).read())
-            if found:
-                self.peer = "A@127.0.0.1:" + found[1]
-                return True
-            time.sleep(0.005)
+            self.peer = "A@127.0.0.1:" + found[1] if found else None
+            return found
+        if until(told, self.process):
+            return True
         fault("the server does not start: " + open(self.log).read())
         return False
 
@@ -147,16 +134,7 @@ def main():
         archive.look()
         last.process.terminate()
         last.process.wait()
-    print(f"{archive.kills} kills of servers at work, {len(archive.stored)} objects told as stored, {faults} faults")
+    print(f"{archive.kills} kills of servers at work, {len(archive.stored)} objects told as stored")
 
 
-with tempfile.TemporaryDirectory() as folder:
-    os.chdir(folder)
-    try:
-        main()
-    finally:
-        for each in processes:
-            each.kill()
-            each.wait()
-        os.chdir("/")
-sys.exit(1 if faults else 0)
+work(main)

@@ -1,4 +1,4 @@
-#!/usr/bin/python3
+#!/usr/bin/python3 -B
 """Pixels between the command and independent decoders, both ways: what they make of encapsulated samples is what we
 make of them, and what we pack they unpack to the pixels that were packed.
 Exit status 77 without pydicom or any of the programs. Usage: codecs.py ORVKIT SAMPLES"""
@@ -8,17 +8,16 @@ import os
 import shutil
 import subprocess
 import sys
-import tempfile
 import warnings
 
-try:
-    import pydicom
-    from pydicom.encaps import generate_pixel_data_frame
-except ImportError:
-    print('skipped: pydicom is not installed')
-    sys.exit(77)
+from peers import fault, need, pnm, processes, run, skip, work
+
+need('pydicom')
+import pydicom
+from pydicom.encaps import generate_pixel_data_frame
+
 warnings.simplefilter('ignore')
-orvkit, samples = sys.argv[1], os.environ.get('ORVKIT_SAMPLES', sys.argv[2])
+orvkit, samples = map(os.path.abspath, (sys.argv[1], os.environ.get('ORVKIT_SAMPLES', sys.argv[2])))
 # The programs, and the syntaxes that each is asked about: by the last part of the UID.
 PEERS = {'dcmdjpeg': ('4.50', '4.51', '4.57', '4.70'), 'dcmdjpls': ('4.80', '4.81'), 'dcmdrle': ('2.5',),
          'gdcmconv': ('4.50', '4.51', '4.57', '4.70', '4.80', '4.81', '4.90', '4.91', '2.5')}
@@ -34,24 +33,13 @@ PLUGINS = {'gdcm': PEERS['gdcmconv'][:-1], 'pillow': ('4.50', '4.90', '4.91'), '
 NOT_WHOLE = ('j2k_embedded_delimiter', 'hevc', 'mpeg')
 peers = [name for name in PEERS if shutil.which(name)]
 if not peers or not os.path.isdir(samples):
-    print('skipped: no peers or no samples')
-    sys.exit(77)
-offered = subprocess.run([orvkit, 'convert', '--help'], capture_output=True, text=True, check=True).stdout
+    skip('no peers or no samples')
+offered = run(orvkit, 'convert', '--help').stdout
 if not all(codec in offered for codec in ('jpeg,', 'jpegls', 'j2k', 'htj2k', 'jxl')):
-    print('skipped: codecs are left out of this build')
-    sys.exit(77)
+    skip('codecs are left out of this build')
 ready = {handler.HANDLER_NAME.split()[0].lower() for handler in pydicom.config.pixel_data_handlers
          if handler.is_available()}
-work = tempfile.TemporaryDirectory()
-faults, compared, decoders = [], 0, {}
-
-
-def path(name):
-    return os.path.join(work.name, name)
-
-
-def run(*command):
-    return subprocess.run(command, capture_output=True, text=True, check=False)
+compared, decoders = 0, {}
 
 
 def kind(dataset):
@@ -60,7 +48,7 @@ def kind(dataset):
 
 def by_peer(name, source):
     """The data set as a peer unpacks it; None where it cannot."""
-    target = path('peer.dcm')
+    target = 'peer.dcm'
     if os.path.exists(target):
         os.remove(target)
     raw = ['--raw'] if name == 'gdcmconv' else []
@@ -94,7 +82,7 @@ def compare(what, peer, ours, theirs, most):
         return
     apart = max(abs(a - b) for a, b in zip(ours, theirs)) if len(ours) == len(theirs) else 256
     if apart > most:
-        faults.append(f'{what} by {peer}: differs by {apart}')
+        fault(f'{what} by {peer}: differs by {apart}')
 
 
 def unpack_samples():
@@ -103,11 +91,11 @@ def unpack_samples():
         if name.startswith(NOT_WHOLE):
             continue
         source = os.path.join(folder, name)
-        done = run(orvkit, 'convert', source, path('ours.dcm'), '--to', 'explicit')
+        done = run(orvkit, 'convert', source, 'ours.dcm', '--to', 'explicit')
         if done.returncode != 0:
-            faults.append(f'{name}: {done.stderr.strip()}')
+            fault(f'{name}: {done.stderr.strip()}')
             continue
-        ours, syntax = pydicom.dcmread(path('ours.dcm')), kind(pydicom.dcmread(source))
+        ours, syntax = pydicom.dcmread('ours.dcm'), kind(pydicom.dcmread(source))
         for peer in peers:
             theirs = by_peer(peer, source) if syntax in PEERS[peer] else None
             if theirs is not None and theirs.PhotometricInterpretation == ours.PhotometricInterpretation:
@@ -117,26 +105,26 @@ def unpack_samples():
 
 
 def pack_for_peers():
-    run(orvkit, 'phantom', path('phantom'), '--size', '100', '--series', '1', '--images', '1')
+    run(orvkit, 'phantom', 'phantom', '--size', '100', '--series', '1', '--images', '1')
     ways = {'rle': True, 'jpeg-lossless': True, 'jpeg-process14': True, 'jpegls': True, 'j2k': True, 'htj2k': True,
             'htj2k-rpcl': True, 'jxl': True, 'jpeg-extended': False, 'jpegls-near': False, 'j2k-lossy': False}
     for name in ('basic/ct_explicit_le.dcm', 'basic/sc_rgb_odd_pixels.dcm', 'phantom/SE000001/IM000001'):
-        source = os.path.join(samples, name) if name.startswith('basic') else path(name)
+        source = os.path.join(samples, name) if name.startswith('basic') else name
         plain = pydicom.dcmread(source)
         for way, lossless in ways.items():
-            target = path('packed.dcm')
+            target = 'packed.dcm'
             done = run(orvkit, 'convert', source, target, '--to', way)
             if done.returncode != 0:
                 if 'cannot hold' not in done.stderr:
-                    faults.append(f'{name} to {way}: {done.stderr.strip()}')
+                    fault(f'{name} to {way}: {done.stderr.strip()}')
                 continue
             packed = pydicom.dcmread(target)
-            back = run(orvkit, 'convert', target, path('back.dcm'), '--to', 'explicit')
-            ours = pydicom.dcmread(path('back.dcm')).PixelData if back.returncode == 0 else b''
+            back = run(orvkit, 'convert', target, 'back.dcm', '--to', 'explicit')
+            ours = pydicom.dcmread('back.dcm').PixelData if back.returncode == 0 else b''
             if not ours or (lossless and ours != plain.PixelData):
-                faults.append(f'{name} to {way} and back')
+                fault(f'{name} to {way} and back')
                 continue
-            by_plugins(f'{name} to {way}', target, pydicom.dcmread(path('back.dcm')), ROUNDED.get(kind(packed), 0))
+            by_plugins(f'{name} to {way}', target, pydicom.dcmread('back.dcm'), ROUNDED.get(kind(packed), 0))
             by_programs(f'{name} to {way}', target)
             for peer in peers:
                 theirs = by_peer(peer, target) if kind(packed) in PEERS[peer] else None
@@ -144,26 +132,6 @@ def pack_for_peers():
                     words = 'H' if plain.BitsAllocated == 16 else 'B'
                     compare(f'{name} to {way}', peer, array.array(words, ours), array.array(words, theirs.PixelData),
                             ROUNDED.get(kind(packed), 0))
-
-
-def pnm(name):
-    """Samples of a binary PNM file, and the greatest that there may be."""
-    with open(name, 'rb') as file:
-        data = file.read()
-    fields, at = [], 0
-    while len(fields) < 4:
-        end = at
-        while data[end:end + 1] not in b' \t\n':
-            end += 1
-        if data[at:at + 1] == b'#':
-            end = data.index(b'\n', at)
-        elif end > at:
-            fields.append(data[at:end])
-        at = end + 1
-    words = array.array('H' if int(fields[3]) > 255 else 'B', data[at:])
-    if words.itemsize == 2:
-        words.byteswap()
-    return words, int(fields[3])
 
 
 def words_of(name, kind_of_word):
@@ -185,18 +153,19 @@ def by_programs(name, source):
         if kind(dataset) not in kinds or unlike or not shutil.which(program):
             continue
         plain = program == 'opj_decompress' and dataset.SamplesPerPixel == 1  # a PNM file has no signs
-        stream, picture = path('frame' + suffix), path('frame.' + ('rawl' if plain else 'pgm' if dataset.SamplesPerPixel == 1 else 'ppm'))
+        picture = 'frame.' + ('rawl' if plain else 'pgm' if dataset.SamplesPerPixel == 1 else 'ppm')
+        stream = 'frame' + suffix
         count = int(dataset.get('NumberOfFrames', 1))
         with open(stream, 'wb') as file:
             file.write(next(generate_pixel_data_frame(dataset.PixelData, count)))
-        run(orvkit, 'convert', source, path('ours.dcm'), '--to', 'explicit')
-        ours = first_frame(pydicom.dcmread(path('ours.dcm')))
+        run(orvkit, 'convert', source, 'ours.dcm', '--to', 'explicit')
+        ours = first_frame(pydicom.dcmread('ours.dcm'))
         told = run(program, *{'djpeg': ('-pnm', '-outfile', picture, stream),
                               'opj_decompress': ('-i', stream, '-o', picture)}.get(program, (stream, picture)))
         if told.returncode != 0 or not os.path.exists(picture):
             print(f'passed over: {name} by {program}: {told.stderr.strip()[-90:]}')
             continue
-        theirs, most = (words_of(picture, ours.typecode), 65535) if plain else pnm(picture)
+        theirs, most = (words_of(picture, ours.typecode), 65535) if plain else pnm(picture)[1:]
         os.remove(picture)
         if program == 'djxl' and 255 < most < 65535:  # its words are shifted to the left
             theirs = array.array('H', (word >> 16 - most.bit_length() for word in theirs))
@@ -208,47 +177,38 @@ def orthanc_preview():
     """What an archive shows of what we pack: the same picture as of what we packed."""
     if not shutil.which('Orthanc') or not shutil.which('curl'):
         return
-    port = str(20000 + os.getpid() % 12000)
-    with open(path('orthanc.json'), 'w', encoding='ascii') as file:
-        file.write('{"StorageDirectory": "%s", "IndexDirectory": "%s", "HttpPort": %s, "DicomServerEnabled": false, '
-                   '"Plugins": [], "OverwriteInstances": true}' % (path('store'), path('store'), port))
-    server = subprocess.Popen(['Orthanc', path('orthanc.json')], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-    try:
-        site = f'http://127.0.0.1:{port}'
-        run('curl', '-sf', '--retry', '100', '--retry-connrefused', '--retry-delay', '1', site + '/system')
+    port = 20000 + os.getpid() % 12000
+    with open('orthanc.json', 'w', encoding='ascii') as file:
+        json.dump({'StorageDirectory': 'store', 'IndexDirectory': 'store', 'HttpPort': port, 'Plugins': [],
+                   'DicomServerEnabled': False, 'OverwriteInstances': True}, file)
+    processes.append(subprocess.Popen(['Orthanc', 'orthanc.json'], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL))
+    site = f'http://127.0.0.1:{port}'
+    curl = ['curl', '-sf', '--retry', '300', '--retry-connrefused', '--retry-delay', '0']
 
-        def preview(file):
-            posted = run('curl', '-sf', '--data-binary', '@' + file, site + '/instances').stdout
-            if not posted:
-                return b''
-            url = site + json.loads(posted)['Path'] + '/preview'
-            return subprocess.run(['curl', '-sf', '-H', 'Accept: image/x-portable-arbitrarymap', url],
-                                  capture_output=True, check=False).stdout
-        for name in ('basic/ct_explicit_le.dcm', 'basic/sc_rgb_odd_pixels.dcm'):
-            source = os.path.join(samples, name)
-            plain = preview(source)
-            if not plain:
-                faults.append(f'{name}: Orthanc shows no preview of what is not packed')
-            for way in ('rle', 'jpeg-lossless', 'jpegls'):  # what it unpacks without plug-ins
-                if run(orvkit, 'convert', source, path('shown.dcm'), '--to', way).returncode == 0:
-                    shown = preview(path('shown.dcm'))
-                    compare(f'{name} to {way}', 'Orthanc', plain, shown, 0)
-    finally:
-        server.terminate()
-        server.wait()
+    def preview(file):
+        posted = run(*curl, '--data-binary', '@' + file, site + '/instances').stdout
+        shown = [*curl, '-H', 'Accept: image/x-portable-arbitrarymap', site + json.loads(posted)['Path'] + '/preview']
+        return subprocess.run(shown, capture_output=True, check=True).stdout
+    for name in ('basic/ct_explicit_le.dcm', 'basic/sc_rgb_odd_pixels.dcm'):
+        source = os.path.join(samples, name)
+        plain = preview(source)
+        for way in ('rle', 'jpeg-lossless', 'jpegls'):  # what it unpacks without plug-ins
+            if run(orvkit, 'convert', source, 'shown.dcm', '--to', way).returncode == 0:
+                compare(f'{name} to {way}', 'Orthanc', plain, preview('shown.dcm'), 0)
 
 
-unpack_samples()
-pack_for_peers()
-orthanc_preview()
-alone = [f'{what} by {", ".join(by)} alone' for what, by in decoders.items() if len(set(by)) < 2]
-for name in os.listdir(os.path.join(samples, 'encapsulated')):
-    if name not in decoders and not name.startswith(NOT_WHOLE):
-        faults.append(f'{name}: no decoder beside ours')
-if compared < 10:
-    faults.append('next to nothing was compared')
-for fault in faults:
-    print('FAULT:', fault)
-print('compared once:', '; '.join(alone))
-print(f'{compared} comparisons with {", ".join(peers)}, {len(faults)} faults')
-sys.exit(1 if faults else 0)
+def main():
+    unpack_samples()
+    pack_for_peers()
+    orthanc_preview()
+    for name in os.listdir(os.path.join(samples, 'encapsulated')):
+        if name not in decoders and not name.startswith(NOT_WHOLE):
+            fault(f'{name}: no decoder beside ours')
+    if compared < 10:
+        fault('next to nothing was compared')
+    alone = [f'{what} by {", ".join(by)} alone' for what, by in decoders.items() if len(set(by)) < 2]
+    print('compared once:', '; '.join(alone))
+    print(f'{compared} comparisons with {", ".join(peers)}')
+
+
+work(main)

@@ -4,28 +4,18 @@
 # Usage: pictures.sh ORVKIT SAMPLES
 set -uo pipefail
 orvkit=$1 samples=${ORVKIT_SAMPLES:-$2}
-. "$(dirname "${BASH_SOURCE[0]}")/peers.sh"
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+. "$here/peers.sh"
 need dcm2pnm
 compared=0
 
 # The greatest difference of two binary PNM files of the same kind and size.
 differ() {
-  /usr/bin/python3 - "$1" "$2" <<'END'
+  PYTHONPATH=$here /usr/bin/python3 -B - "$1" "$2" <<'END'
 import sys
-def read(name):
-    data = open(name, 'rb').read()
-    fields, at = [], 0
-    while len(fields) < 4:
-        end = at
-        while data[end:end + 1] not in b' \t\n': end += 1
-        if data[at:at + 1] == b'#':
-            end = data.index(b'\n', at)
-        else:
-            fields.append(data[at:end])
-        at = end + 1
-    return fields, data[at:]
-(ours, a), (theirs, b) = read(sys.argv[1]), read(sys.argv[2])
-if ours[0] == b'P5' and theirs[0] == b'P6' or ours[1:] != theirs[1:] or len(a) != len(b):
+from peers import pnm
+(ours, a, _), (theirs, b, _) = pnm(sys.argv[1]), pnm(sys.argv[2])
+if ours[0] == b'P5' and theirs[0] == b'P6' or ours != theirs or len(a) != len(b):
     print('another kind or size:', ours, theirs)
     sys.exit(1)
 most = max((abs(x - y) for x, y in zip(a, b)), default=0)

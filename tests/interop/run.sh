@@ -24,35 +24,50 @@ sample_files() {
   find "${folders[@]/#/$samples/}" -type f | grep -vE "$left_out" | sort
 }
 
-# convert FILE: into KIND.dcm for each; false when the command refuses it.
+# convert FILE: into KIND.dcm for each; of a directory, a directory for each. False when the command refuses it.
 convert() {
   local to
   for to in "${kinds[@]}"; do
-    "$orvkit" convert "$1" "$to.dcm" --to "$to" 2>refusal || return 1
+    "$orvkit" convert "$1" "$to.dcm" --to "$to" --keep-going 2>refusal || return 1
   done
 }
 
-# The values that dcmdump sees, without what another encoding may change: meta information, lengths,
+# The values that dcmdump sees in files, without what another encoding may change: meta information, lengths,
 # delimiters, padding of values, the order of bytes in words, and private elements, whose VRs implicit streams
 # do not carry.
 values() {
-  dcmdump -q +L +R 4096 "$1" 2>/dev/null | sed -E \
-    -e '1,/^# Dicom-Data-Set/d' -e '/^#/d' -e '/^ *\(fffe,e0[0d]d\)/d' -e '/\(....,0000\)/d' -e 's/ *# .*$//' \
-    -e '/^ *\(....,....\) OW/s/([ \\])([0-9a-f]{2})([0-9a-f]{2})/\1\3\\\2/g' \
-    -e 's/^( *\([0-9a-f]{4},[0-9a-f]{4}\)) ../\1/' \
-    -e 's/\((Sequence|Item) with [a-z]+ length #=([0-9]+)\)/\1 \2/' -e 's/ +([]\\])/\1/g' -e 's/([[\\]) +/\1/g' |
-    awk '{ match($0, /^ */); depth = RLENGTH }
-         skipping && /^ *\(/ && depth <= limit { skipping = 0 }
-         /^ *\(...[13579bdf],/ && !skipping { skipping = 1; limit = depth }
-         !skipping'
+  # shellcheck disable=SC2016 # variables of Perl
+  dcmdump -q +F +L +R 4096 "$@" 2>/dev/null | perl -ne '
+    if (/^# dcmdump \(/) { $_ = "file " . ++$n . "\n"; $limit = -1; $meta = 1; print }
+    $meta = 0 if /^# Dicom-Data-Set/;
+    next if $meta or /^#/ or /\(....,0000\)|^ *\(fffe,e0[0d]d\)/;
+    my ($blanks) = /^( *)/;
+    $limit = -1 if $limit >= 0 and /^ *\(/ and length $blanks <= $limit;
+    $limit = length $blanks if $limit < 0 and /^ *\(...[13579bdf],/;
+    next if $limit >= 0;
+    s/ *# .*$//;
+    my $vr = s/^( *\(....,....\)) (..)/$1/ ? $2 : "";
+    if ($vr =~ /^O[BW]$/ and /^(.*\)) ([0-9a-f\\]+)$/) {
+      my ($tag, $bytes) = ($1, $2);
+      $bytes =~ tr/\\//d;
+      $bytes = pack "H*", $bytes;
+      $bytes = pack "v*", unpack "n*", $bytes if $vr eq "OW";
+      $_ = "$tag " . unpack("H*", $bytes) . "\n";
+    }
+    s/\((Sequence|Item) with [a-z]+ length #=([0-9]+)\)/$1 $2/; s/ +([]\\])/$1/g; s/([[\\]) +/$1/g;
+    print'
 }
 
-# compare_values FILE OTHER
+# compare_values FILE OTHER: or the files of two directories
 compare_values() {
-  values "$1" >values.a
-  values "$2" | diff values.a - >difference && [ -s values.a ] && return
+  local files=("$1") others=("$2")
+  [ ! -d "$1" ] || { files=("$1"/*) others=("$2"/*); }
+  values "${files[@]}" >values.a
+  [ "$(grep -c ^file values.a)" = ${#files[@]} ] || fault "$1: dcmdump does not read all of it"
+  values "${others[@]}" | diff -U 0 -F ^file values.a - >difference && return
   fault "$1: other values after conversion to $(basename "$2")"
   head -6 difference
+  grep -oE 'file [0-9]+' difference | sort -u | while read -r _ n; do echo "${files[n - 1]}"; done | head
 }
 
 accepts() {
@@ -75,15 +90,15 @@ case $program in
     done
     ;;
   dcmdump)
+    mkdir plain && n=0
     for file in phantom/*/* $(sample_files); do
-      # What becomes of frames that are unpacked, codecs.py compares.
-      dcmdump -q +P 7fe0,0010 "$file" 2>/dev/null | grep PixelSequence >/dev/null && continue
-      if convert "$file"; then
-        for to in "${kinds[@]}"; do compare_values "$file" "$to.dcm"; done
-      else
-        fault "not converted: $(cat refusal)"
-      fi
+      cp "$file" "plain/$((++n))-$(basename "$file")"
     done
+    # What becomes of frames that are unpacked, codecs.py compares.
+    dcmdump -q +F +P 7fe0,0010 plain/* 2>/dev/null |
+      awk '/^# dcmdump/ { file = $NF } /PixelSequence/ { print file }' | sort -u | xargs -r rm
+    convert plain || fault "not converted: $(cat refusal)"
+    for to in "${kinds[@]}"; do compare_values plain "$to.dcm"; done
     ;;
   dcmconv)
     for image in phantom/*/*; do

@@ -252,56 +252,6 @@ revoked() {
   stop_server
 }
 
-# A thousand connections that say nothing, half of a handshake or only its beginning, one that sends a byte at a time,
-# and one that sends garbage behind its handshake: a good peer is served all the same.
-case_python3() {
-  serve in "${ours[@]}"
-  must "echo" "$orvkit" echo "A@localhost:$port" "${ours[@]}"
-  python3 - "$port" >flood.log 2>&1 <<'END' &
-import socket, ssl, sys, threading, time
-address = ("127.0.0.1", int(sys.argv[1]))
-context = ssl.create_default_context(cafile="site/ca.pem")
-context.load_cert_chain("site/theirs.pem", "site/theirs.key")
-incoming, outgoing = ssl.MemoryBIO(), ssl.MemoryBIO()
-half = context.wrap_bio(incoming, outgoing, server_hostname="localhost")
-try:
-    half.do_handshake()
-except ssl.SSLWantReadError:
-    pass
-hello = outgoing.read()
-def drip():
-    with socket.create_connection(address) as s:
-        for i in range(len(hello)):
-            s.sendall(hello[i:i + 1])
-            time.sleep(0.05)
-threading.Thread(target=drip, daemon=True).start()
-held = []
-for i in range(1000):
-    try:
-        s = socket.create_connection(address)
-        s.sendall([b"", hello[:100], hello, hello[:5] + b"\xff" * 100][i % 4])
-        held.append(s)
-    except OSError:
-        pass
-    if i == 500:
-        t = context.wrap_socket(socket.create_connection(address), server_hostname="localhost")
-        socket.socket(fileno=t.detach()).sendall(b"\x17\x03\x03\x00\x40" + b"\xff" * 64)
-print("flooded", len(held), flush=True)
-time.sleep(60)
-END
-  pids+=("$!")
-  local flood=$! begun round
-  for round in 1 2 3 4 5; do
-    [ "$round" -lt 3 ] || until_true 200 grep -q flooded flood.log || fault "no flood: $(tail -3 flood.log)"
-    begun=$(date +%s%N)
-    must "echo amid the flood" timeout 20 "$orvkit" echo "A@localhost:$port" "${ours[@]}"
-    echo "an echo took $(( ($(date +%s%N) - begun) / 1000000 )) ms"
-  done
-  kill "$flood"
-  stop_server
-  [ -z "$(ls -A in)" ] || fault "something was kept: $(ls -A in)"
-}
-
 case_Orthanc() {
   study
   local key

@@ -1,4 +1,4 @@
-#!/usr/bin/python3
+#!/usr/bin/python3 -B
 """What came after 2008, from files of others: deflated, without a header, with new VRs, in every character set. Each
 is converted to every transfer syntax that can hold it; what pydicom reads of that are the values that the sample's
 reference table has, dcmdump and gdcmdump read all of it, and the way back leads to the same bytes. Exit status 77
@@ -6,43 +6,23 @@ without one of the programs.
 Usage: today.py ORVKIT SAMPLES"""
 import hashlib
 import os
-import subprocess
 import sys
-import tempfile
 import warnings
 
-try:
-    import pydicom
-except ImportError:
-    print("skipped: pydicom is not installed")
-    sys.exit(77)
-from shutil import which
+from peers import fault, need, run, skip, work
 
-for program in ("dcmdump", "gdcmdump"):
-    if not which(program):
-        print(f"skipped: {program} is not installed")
-        sys.exit(77)
-orvkit, samples = sys.argv[1], os.environ.get("ORVKIT_SAMPLES", sys.argv[2])
+need("pydicom", "dcmdump", "gdcmdump")
+import pydicom
+
+orvkit, samples = map(os.path.abspath, (sys.argv[1], os.environ.get("ORVKIT_SAMPLES", sys.argv[2])))
 if not os.path.isdir(samples):
-    print("skipped: no samples")
-    sys.exit(77)
+    skip("no samples")
 warnings.simplefilter("ignore")
 
 UNITS = {**dict.fromkeys("US SS OW AT US/SS OB/OW".split(), 2), **dict.fromkeys("UL SL FL OF OL".split(), 4),
          **dict.fromkeys("FD OD OV SV UV".split(), 8)}
 NAMELESS = ("empty_charset.dcm", "meta_without_preamble.dcm")
-faults = 0
 compared = 0
-
-
-def fault(text):
-    global faults
-    faults += 1
-    print("FAULT:", text)
-
-
-def run(*command):
-    return subprocess.run(command, capture_output=True, text=True, errors="replace")
 
 
 def convert(source, target, *options):
@@ -137,9 +117,9 @@ def accepted(name, path, rows):
             fault(f"{name}: {program[0]} sees {shown} elements instead of {len(rows)}: {done.stderr[:200]}")
 
 
-def try_sample(sample, work):
+def try_sample(sample):
     rows, source = reference(sample), f"{samples}/{sample}"
-    plain, back = f"{work}/plain.dcm", f"{work}/back.dcm"
+    plain, back = "plain.dcm", "back.dcm"
     if not convert(source, plain, "--force"):
         return
     if pydicom.dcmread(plain, stop_before_pixels=True).file_meta.TransferSyntaxUID.is_encapsulated:
@@ -151,7 +131,7 @@ def try_sample(sample, work):
     accepted(sample, plain, rows)
     private = any(tag >> 16 & 1 for _, tag, _, _ in rows)
     for to in ("implicit", "big", "deflated"):
-        there = f"{work}/{to}.dcm"
+        there = f"{to}.dcm"
         if not convert(plain, there, "--to", to) or not convert(there, back, "--to", "explicit"):
             continue
         compare(f"{sample} to {to}", rows, there)
@@ -166,16 +146,16 @@ def try_sample(sample, work):
 def main():
     deflates = "deflated" in run(orvkit, "convert", "--help").stdout
     tried = 0
-    with tempfile.TemporaryDirectory() as work:
-        for folder in ("deflated", "nometa", "newvr", "charset"):
-            for name in sorted(os.listdir(f"{samples}/{folder}")):
-                # Without zlib there is nothing to read; without a SOP class there is no file to write.
-                if (folder == "deflated" and not deflates) or name in NAMELESS:
-                    continue
-                tried += 1
-                try_sample(f"{folder}/{name}", work)
-    print(f"{tried} samples, {compared} elements compared, {faults} faults")
-    return 0 if faults == 0 and tried > 0 else 1
+    for folder in ("deflated", "nometa", "newvr", "charset"):
+        for name in sorted(os.listdir(f"{samples}/{folder}")):
+            # Without zlib there is nothing to read; without a SOP class there is no file to write.
+            if (folder == "deflated" and not deflates) or name in NAMELESS:
+                continue
+            tried += 1
+            try_sample(f"{folder}/{name}")
+    print(f"{tried} samples, {compared} elements compared")
+    if tried == 0:
+        fault("nothing was tried")
 
 
-sys.exit(main())
+work(main)

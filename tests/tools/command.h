@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -69,10 +70,12 @@ class CommandTest : public ::testing::Test {
         if (!dir.empty()) fs::remove_all(dir, ignored);
     }
 
-    // Runs a shell script in the test's directory; `orvkit` in it is the command.
+    // Runs a shell script in the test's directory; `orvkit` in it is the command. Several threads may.
     Outcome sh(const std::string& script) const {
-        const fs::path out = dir / ".out";
-        const fs::path err = dir / ".err";
+        static std::atomic<int> calls = 0;
+        const std::string number = std::to_string(++calls);
+        const fs::path out = dir / (".out" + number);
+        const fs::path err = dir / (".err" + number);
         const std::string whole = "orvkit() { '" ORVKIT_COMMAND "' \"$@\"; }\n( " + script + "\n)";
         const pid_t child = fork();
         if (child == 0) {
@@ -87,7 +90,10 @@ class CommandTest : public ::testing::Test {
         struct rusage usage = {};
         wait4(child, &status, 0, &usage);
         const int code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-        return {code, contentOf(out), contentOf(err), usage.ru_maxrss};
+        const Outcome outcome{code, contentOf(out), contentOf(err), usage.ru_maxrss};
+        fs::remove(out);
+        fs::remove(err);
+        return outcome;
     }
 
     void expectSaid(const std::vector<Said>& rows, const std::string& before = {}) const {
@@ -102,12 +108,11 @@ class CommandTest : public ::testing::Test {
         }
     }
 
-    // The names in a directory, sorted, without the runner's own.
+    // The names in a directory, sorted.
     std::vector<std::string> names(const fs::path& below = {}) const {
         std::vector<std::string> all;
         for (const auto& entry : fs::directory_iterator(dir / below)) {
-            const std::string name = entry.path().filename().string();
-            if (name != ".out" && name != ".err") all.push_back(name);
+            all.push_back(entry.path().filename().string());
         }
         std::sort(all.begin(), all.end());
         return all;
