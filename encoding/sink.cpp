@@ -39,7 +39,16 @@ bool HandleSink::put(std::span<const unsigned char> bytes) {
 }
 
 std::int64_t HandleSink::copy(int from, std::int64_t offset, std::int64_t length) {
-    return platform::copyRange(from, offset, handle_, length);
+    std::int64_t done = 0;
+    while (done < length) {
+        const std::int64_t want = std::min(length - done, platform::syncPiece);
+        const std::int64_t got = platform::copyRange(from, offset + done, handle_, want);
+        if (got < 0) return -1;
+        done += got;
+        if (got < want) break;
+        if (want == platform::syncPiece) platform::beginSync(handle_);
+    }
+    return done;
 }
 
 bool MemorySink::put(std::span<const unsigned char> bytes) {

@@ -113,6 +113,10 @@ struct FileInfo {
 
 // Waits until what was written is on the disk; false on failure. File systems that cannot tell count as done.
 [[nodiscard]] bool sync(int handle) noexcept;
+// Lets the system begin with that while more is written, where it can; a later sync waits for less then.
+void beginSync(int handle) noexcept;
+// So much is worth a beginSync.
+constexpr std::int64_t syncPiece = 8 << 20;
 // The same for a file's entry in its directory, after it was made or renamed.
 bool syncEntry(const char* path) noexcept;
 // What any program wrote, as far as the system lets a user ask for that.

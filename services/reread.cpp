@@ -8,6 +8,7 @@ namespace services {
 namespace {
 
 constexpr std::uint64_t kLargeValue = 1 << 16;  // a value that is not read
+constexpr std::size_t kUsualHeader = 8 << 10;   // what an image has beside its pixels
 constexpr std::size_t kMostRead = 8 << 20;      // of the others together
 
 // Of what the decoder tells, what leaves bytes that it has not read.
@@ -45,6 +46,7 @@ std::size_t Reread::passOver(std::span<const unsigned char> bytes) {
 
 void Reread::add(std::span<const unsigned char> bytes) {
     if (leavesOut_) bytes = bytes.subspan(passOver(bytes));
+    if (kept_.empty()) kept_.reserve(kUsualHeader);
     if (!tooMuch()) kept_.insert(kept_.end(), bytes.begin(), bytes.end());
 }
 

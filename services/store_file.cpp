@@ -118,7 +118,7 @@ bool StoreFile::write(const unsigned char* data, std::size_t length) {
     if (!platform::writeAll(file_.handle(), data, length)) return false;
     if (size_ >= kLarge) {
         try {
-            behind_ = std::make_unique<WriteBehind>(file_.handle());
+            behind_ = std::make_unique<WriteBehind>(file_.handle(), sync_);
         } catch (const std::system_error&) {
             // Without a thread it is written as before.
         }

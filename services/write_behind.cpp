@@ -14,13 +14,15 @@ constexpr std::size_t kLeastRoom = 32768;  // less is not worth a receive of its
 
 }  // namespace
 
-WriteBehind::WriteBehind(int file) : file_(file), thread_(&WriteBehind::run, this) {}
+WriteBehind::WriteBehind(int file, bool syncs)
+    : file_(file), syncs_(syncs), thread_(&WriteBehind::run, this) {}
 
 WriteBehind::~WriteBehind() {
     end(true);
 }
 
 void WriteBehind::run() {
+    std::int64_t unsynced = 0;
     for (std::size_t next = 0;; next = (next + 1) % kBlocks) {
         bool failed = false;
         {
@@ -33,6 +35,11 @@ void WriteBehind::run() {
         errno = 0;
         const bool written = !failed && orvkit::platform::writeAll(file_, block.bytes.get(), block.used);
         const int reason = written ? 0 : errno != 0 ? errno : EIO;
+        unsynced += static_cast<std::int64_t>(block.used);
+        if (syncs_ && written && unsynced >= orvkit::platform::syncPiece) {
+            orvkit::platform::beginSync(file_);
+            unsynced = 0;
+        }
         block.used = 0;
         {
             const std::lock_guard lock(mutex_);

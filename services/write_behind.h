@@ -18,9 +18,9 @@ class WriteBehind {
     static constexpr std::size_t kBlock = std::size_t{512} << 10;
     static constexpr std::size_t kBlocks = 8;
 
-    // Writes at the position of the handle, which stays the caller's. Throws std::system_error when the
-    // system has no thread left.
-    explicit WriteBehind(int file);
+    // Writes at the position of the handle, which stays the caller's; `syncs`: he waits for the disk at the
+    // end. Throws std::system_error when the system has no thread left.
+    WriteBehind(int file, bool syncs);
     WriteBehind(const WriteBehind&) = delete;
     WriteBehind& operator=(const WriteBehind&) = delete;
     // Waits for the block that is being written; what is behind it is dropped.
@@ -48,6 +48,7 @@ class WriteBehind {
     void end(bool drop);
 
     const int file_;
+    const bool syncs_;
     std::array<Block, kBlocks> blocks_;
     std::size_t filling_ = 0;  // its index; the caller's alone
 

@@ -245,6 +245,12 @@ bool sync(int handle) noexcept {
     return ::fsync(handle) == 0 || errno == EINVAL;
 }
 
+void beginSync([[maybe_unused]] int handle) noexcept {
+#if defined(__linux__)
+    (void)::sync_file_range(handle, 0, 0, SYNC_FILE_RANGE_WRITE);
+#endif
+}
+
 bool syncEntry(const char* path) noexcept {
     // On the stack: what has its name already does not fail for want of memory.
     char folder[4096] = ".";

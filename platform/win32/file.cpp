@@ -264,6 +264,7 @@ bool examine(const char* path, FileInfo& info) noexcept {
 bool sync(int handle) noexcept {
     return ::_commit(handle) == 0;
 }
+void beginSync(int) noexcept {}
 // The file system keeps its own journal of names; there is no call for a directory.
 bool syncEntry(const char*) noexcept {
     return true;
