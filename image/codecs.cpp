@@ -4,8 +4,16 @@
 #include <string_view>
 
 #include "image/codec.h"
+#include "image/jpeg2000_header.h"
 
 namespace orvkit::image {
+
+#if ORVKIT_WITH_OPENJPEG
+const Coder kJpeg2000{jpeg2000::inspect, jpeg2000::decode, jpeg2000::encode};
+#endif
+#if ORVKIT_WITH_OPENJPH
+const Coder kHtj2k{jpeg2000::inspect, jpeg2000::decode, jpeg2000::encodeHtj2k};
+#endif
 
 namespace {
 

@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "image/jpeg2000_header.h"
+#include "image/module.h"
 
 namespace orvkit::image {
 
@@ -190,7 +191,9 @@ void choose(const EncodeJob& job, opj_cparameters_t& parameters) {
     parameters.tcp_mct = jpeg2000::mixesColours(job.pixels) ? 1 : 0;
 }
 
-Fault encode(EncodeJob& job) {
+}  // namespace
+
+Fault jpeg2000::encode(EncodeJob& job) {
     if (!job.lossless && !(job.options.ratio > 1)) return {IMAGE_OPTION, "the ratio is above 1"};
     opj_cparameters_t parameters;
     choose(job, parameters);
@@ -210,8 +213,6 @@ Fault encode(EncodeJob& job) {
     job.photometric = jpeg2000::encodedColour(job);
     return {};
 }
-
-}  // namespace
 
 Fault jpeg2000::decode(DecodeJob& job) {
     Source source{jpeg2000::codestreamOf(job.stream)};
@@ -235,9 +236,11 @@ Fault jpeg2000::decode(DecodeJob& job) {
     return store(*image, job);
 }
 
-const Coder kJpeg2000{jpeg2000::inspect, jpeg2000::decode, encode};
-#if ORVKIT_WITH_OPENJPH
-const Coder kHtj2k{jpeg2000::inspect, jpeg2000::decode, jpeg2000::encodeHtj2k};
-#endif
-
 }  // namespace orvkit::image
+
+ORVKIT_IMAGE_PART decltype(&orvkit::image::jpeg2000::decode) orvkitDecodeJpeg2000() {
+    return &orvkit::image::jpeg2000::decode;
+}
+ORVKIT_IMAGE_PART decltype(&orvkit::image::jpeg2000::encode) orvkitEncodeJpeg2000() {
+    return &orvkit::image::jpeg2000::encode;
+}

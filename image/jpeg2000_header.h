@@ -21,6 +21,7 @@ Fault readMainHeader(Bytes codestream, MainHeader& header);
 Fault inspect(const DcImagePixels& says, Bytes stream, Header& header);
 // By OpenJPEG.
 Fault decode(DecodeJob& job);
+Fault encode(EncodeJob& job);
 // By OpenJPH.
 Fault encodeHtj2k(EncodeJob& job);
 

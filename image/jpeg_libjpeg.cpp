@@ -10,6 +10,7 @@
 #include <memory>
 
 #include "image/jpeg_header.h"
+#include "image/module.h"
 
 namespace orvkit::image::jpeg {
 
@@ -177,3 +178,10 @@ Fault encodeByLibjpeg(EncodeJob& job) {
 }
 
 }  // namespace orvkit::image::jpeg
+
+ORVKIT_IMAGE_PART decltype(&orvkit::image::jpeg::decodeByLibjpeg) orvkitDecodeByLibjpeg() {
+    return &orvkit::image::jpeg::decodeByLibjpeg;
+}
+ORVKIT_IMAGE_PART decltype(&orvkit::image::jpeg::encodeByLibjpeg) orvkitEncodeByLibjpeg() {
+    return &orvkit::image::jpeg::encodeByLibjpeg;
+}

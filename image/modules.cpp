@@ -1,10 +1,11 @@
-// The codecs and formats of libraries that take long to start: modules, loaded when one is first needed. An
-// application that needs none does not wait for them.
+// The codecs and formats of other libraries: modules, loaded when one is first needed. An application that
+// needs none does not wait for them.
 #include <cstdio>
 #include <string>
 
 #include "image/codec.h"
 #include "image/jpeg2000_header.h"
+#include "image/jpeg_header.h"
 #include "image/picture_reader.h"
 #include "image/picture_writer.h"
 #include "platform/module.h"
@@ -64,6 +65,22 @@ struct Elsewhere {
     static constexpr Coder coder{inspect, decode, encode};
 };
 
+// A function that is elsewhere: `function` says what it takes and gives.
+template <const Part& part, auto function, typename... Arguments>
+Fault elsewhere(Arguments&... arguments) {
+    const Loaded& module = loaded<part>();
+    if (module.symbol == nullptr) return {IMAGE_NO_CODEC, module.trouble};
+    return reinterpret_cast<decltype(function) (*)()>(module.symbol)()(arguments...);
+}
+
+#if ORVKIT_WITH_JPEG
+constexpr Part jpegDecoder{"orvkit_image_jpeg.so", "orvkitDecodeByLibjpeg"};
+constexpr Part jpegEncoder{"orvkit_image_jpeg.so", "orvkitEncodeByLibjpeg"};
+#endif
+#if ORVKIT_WITH_OPENJPEG
+constexpr Part jpeg2000Decoder{"orvkit_image_openjpeg.so", "orvkitDecodeJpeg2000"};
+constexpr Part jpeg2000Encoder{"orvkit_image_openjpeg.so", "orvkitEncodeJpeg2000"};
+#endif
 #if ORVKIT_WITH_CHARLS
 constexpr Part jpegLs{"orvkit_image_charls.so", "orvkitJpegLs"};
 #endif
@@ -80,11 +97,25 @@ constexpr Part jpegXlOfJpeg{"orvkit_image_jxl.so", "orvkitJpegXlOfJpeg"};
 #if ORVKIT_WITH_CHARLS
 const Coder kJpegLs = Elsewhere<jpegLs>::coder;
 #endif
+#if ORVKIT_WITH_JPEG
+Fault jpeg::decodeByLibjpeg(DecodeJob& job, const Headers& headers) {
+    return elsewhere<jpegDecoder, &decodeByLibjpeg>(job, headers);
+}
+Fault jpeg::encodeByLibjpeg(EncodeJob& job) {
+    return elsewhere<jpegEncoder, &encodeByLibjpeg>(job);
+}
+#endif
+#if ORVKIT_WITH_OPENJPEG
+Fault jpeg2000::decode(DecodeJob& job) {
+    return elsewhere<jpeg2000Decoder, &decode>(job);
+}
+Fault jpeg2000::encode(EncodeJob& job) {
+    return elsewhere<jpeg2000Encoder, &encode>(job);
+}
+#endif
 #if ORVKIT_WITH_OPENJPH
 Fault jpeg2000::encodeHtj2k(EncodeJob& job) {
-    const Loaded& module = loaded<htj2k>();
-    if (module.symbol == nullptr) return {IMAGE_NO_CODEC, module.trouble};
-    return reinterpret_cast<decltype (&encodeHtj2k) (*)()>(module.symbol)()(job);
+    return elsewhere<htj2k, &encodeHtj2k>(job);
 }
 #endif
 #if ORVKIT_WITH_JXL
@@ -95,32 +126,47 @@ const Coder kJpegXlOfJpeg{Elsewhere<jpegXlOfJpeg>::inspect, Elsewhere<jpegXlOfJp
 
 }  // namespace image
 
-#if ORVKIT_WITH_TIFF
 namespace render {
 
 namespace {
 
-constexpr Part tiffWriter{"orvkit_image_tiff.so", "orvkitWriteTiff"};
-constexpr Part tiffReader{"orvkit_image_tiff.so", "orvkitReadTiff"};
-
 template <const Part& part, typename Job>
-int byTiff(const Job& job) {
+int byModule(const char* format, const Job& job) {
     const Loaded& module = loaded<part>();
     if (module.symbol != nullptr) return reinterpret_cast<int (*)(const Job&)>(module.symbol)(job);
-    std::snprintf(job.fault.text, sizeof job.fault.text, "TIFF: %s", module.trouble.c_str());
+    std::snprintf(job.fault.text, sizeof job.fault.text, "%s: %s", format, module.trouble.c_str());
     return IMAGE_CODEC;
 }
 
 }  // namespace
 
+#if ORVKIT_WITH_JPEG
+constexpr Part jpegWriter{"orvkit_image_jpeg.so", "orvkitWriteJpeg"};
+int writeJpeg(const PictureJob& job) {
+    return byModule<jpegWriter>("JPEG", job);
+}
+#endif
+#if ORVKIT_WITH_PNG
+constexpr Part pngWriter{"orvkit_image_png.so", "orvkitWritePng"};
+constexpr Part pngReader{"orvkit_image_png.so", "orvkitReadPng"};
+int writePng(const PictureJob& job) {
+    return byModule<pngWriter>("PNG", job);
+}
+int readPng(const PictureFile& file) {
+    return byModule<pngReader>("PNG", file);
+}
+#endif
+#if ORVKIT_WITH_TIFF
+constexpr Part tiffWriter{"orvkit_image_tiff.so", "orvkitWriteTiff"};
+constexpr Part tiffReader{"orvkit_image_tiff.so", "orvkitReadTiff"};
 int writeTiff(const PictureJob& job) {
-    return byTiff<tiffWriter>(job);
+    return byModule<tiffWriter>("TIFF", job);
 }
 int readTiff(const PictureFile& file) {
-    return byTiff<tiffReader>(file);
+    return byModule<tiffReader>("TIFF", file);
 }
+#endif
 
 }  // namespace render
-#endif
 
 }  // namespace orvkit

@@ -4,6 +4,7 @@
 // Needs the types of stdio first.
 #include <jpeglib.h>
 
+#include "image/module.h"
 #include "image/picture_writer.h"
 #include "orvkit/result.h"
 
@@ -94,3 +95,7 @@ int writeJpeg(const PictureJob& job) {
 }
 
 }  // namespace orvkit::render
+
+ORVKIT_IMAGE_PART int orvkitWriteJpeg(const orvkit::render::PictureJob& job) {
+    return orvkit::render::writeJpeg(job);
+}

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <vector>
 
+#include "image/module.h"
 #include "image/picture_reader.h"
 #include "image/picture_writer.h"
 #include "orvkit/result.h"
@@ -134,3 +135,11 @@ int writePng(const PictureJob& job) {
 }
 
 }  // namespace orvkit::render
+
+ORVKIT_IMAGE_PART int orvkitWritePng(const orvkit::render::PictureJob& job) {
+    return orvkit::render::writePng(job);
+}
+
+ORVKIT_IMAGE_PART int orvkitReadPng(const orvkit::render::PictureFile& file) {
+    return orvkit::render::readPng(file);
+}

@@ -1,11 +1,10 @@
 // The embedded engine: one file, which others may read and write at the same time
 // (https://sqlite.org/wal.html).
-#include <sqlite3.h>
-
 #include <chrono>
 #include <new>
 
 #include "index/dialect.h"
+#include "index/libsqlite.h"
 #include "index/session.h"
 #include "index/trouble.h"
 #include "orvkit/result.h"
@@ -46,14 +45,16 @@ int resultOf(int code) {
 [[noreturn]] void failed(sqlite3* database, int code, const std::string& path) {
     if (code == SQLITE_NOMEM) throw std::bad_alloc();
     const int result = resultOf(code);
-    std::string text = path + ": " + (database != nullptr ? sqlite3_errmsg(database) : sqlite3_errstr(code));
+    std::string text =
+        path + ": " +
+        (database != nullptr ? libsqlite().sqlite3_errmsg(database) : libsqlite().sqlite3_errstr(code));
     if (result == INDEX_DAMAGED)
         text += "; the index is damaged, and is made again from the files by: orvkit index rebuild DIR";
     fail(result, text);
 }
 
 struct Close {
-    void operator()(sqlite3* database) const { (void)sqlite3_close_v2(database); }
+    void operator()(sqlite3* database) const { (void)libsqlite().sqlite3_close_v2(database); }
 };
 using Database = std::unique_ptr<sqlite3, Close>;
 
@@ -62,41 +63,45 @@ class SqliteStatement final : public Statement {
     SqliteStatement(sqlite3* database, const std::string& path, const std::string& sql)
         : database_(database), path_(path) {
         const std::string own = inDialect(Dialect::sqlite, sql);
-        check(sqlite3_prepare_v2(database, own.data(), static_cast<int>(own.size()), &statement_, nullptr));
+        check(libsqlite().sqlite3_prepare_v2(database, own.data(), static_cast<int>(own.size()), &statement_,
+                                             nullptr));
     }
-    ~SqliteStatement() override { (void)sqlite3_finalize(statement_); }
+    ~SqliteStatement() override { (void)libsqlite().sqlite3_finalize(statement_); }
 
-    void bind(int at, std::int64_t value) override { check(sqlite3_bind_int64(statement_, at, value)); }
+    void bind(int at, std::int64_t value) override {
+        check(libsqlite().sqlite3_bind_int64(statement_, at, value));
+    }
     void bind(int at, std::string_view text) override {
-        check(sqlite3_bind_text64(statement_, at, data(text), text.size(), SQLITE_TRANSIENT, SQLITE_UTF8));
+        check(libsqlite().sqlite3_bind_text64(statement_, at, data(text), text.size(), SQLITE_TRANSIENT,
+                                              SQLITE_UTF8));
     }
     void bindBytes(int at, std::string_view bytes) override {
-        check(sqlite3_bind_blob64(statement_, at, data(bytes), bytes.size(), SQLITE_TRANSIENT));
+        check(libsqlite().sqlite3_bind_blob64(statement_, at, data(bytes), bytes.size(), SQLITE_TRANSIENT));
     }
-    void bindNull(int at) override { check(sqlite3_bind_null(statement_, at)); }
+    void bindNull(int at) override { check(libsqlite().sqlite3_bind_null(statement_, at)); }
     bool step() override {
-        const int code = sqlite3_step(statement_);
+        const int code = libsqlite().sqlite3_step(statement_);
         if (code == SQLITE_ROW) return true;
         if (code != SQLITE_DONE) {
-            (void)sqlite3_reset(statement_);
+            (void)libsqlite().sqlite3_reset(statement_);
             failed(database_, code, path_);
         }
-        (void)sqlite3_reset(statement_);
+        (void)libsqlite().sqlite3_reset(statement_);
         return false;
     }
     void post(int rows) override {
         while (step()) continue;
-        if (rows != kAnyRows && sqlite3_changes(database_) != rows)
+        if (rows != kAnyRows && libsqlite().sqlite3_changes(database_) != rows)
             fail(INDEX_BUSY, path_ + ": rows were changed by another program", Remedy::again);
     }
     void reset() override {
-        (void)sqlite3_reset(statement_);
-        (void)sqlite3_clear_bindings(statement_);
+        (void)libsqlite().sqlite3_reset(statement_);
+        (void)libsqlite().sqlite3_clear_bindings(statement_);
     }
-    std::int64_t integer(int column) override { return sqlite3_column_int64(statement_, column); }
+    std::int64_t integer(int column) override { return libsqlite().sqlite3_column_int64(statement_, column); }
     std::string_view text(int column) override {
-        const void* const bytes = sqlite3_column_blob(statement_, column);
-        const int length = sqlite3_column_bytes(statement_, column);
+        const void* const bytes = libsqlite().sqlite3_column_blob(statement_, column);
+        const int length = libsqlite().sqlite3_column_bytes(statement_, column);
         if (bytes == nullptr) return {};
         return {static_cast<const char*>(bytes), static_cast<std::size_t>(length)};
     }
@@ -119,18 +124,18 @@ class SqliteSession final : public Session {
         sqlite3* database = nullptr;
         const int flags = (writing ? SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE : SQLITE_OPEN_READWRITE) |
                           SQLITE_OPEN_NOMUTEX;
-        int code = sqlite3_open_v2(path_.c_str(), &database, flags, nullptr);
+        int code = libsqlite().sqlite3_open_v2(path_.c_str(), &database, flags, nullptr);
         if (code != SQLITE_OK && !writing) {
-            (void)sqlite3_close_v2(database);
-            code = sqlite3_open_v2(path_.c_str(), &database, SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX,
-                                   nullptr);
+            (void)libsqlite().sqlite3_close_v2(database);
+            code = libsqlite().sqlite3_open_v2(path_.c_str(), &database,
+                                               SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX, nullptr);
         }
         database_.reset(database);
         if (code != SQLITE_OK) failed(database, code, path_);
-        (void)sqlite3_busy_timeout(database, kPatience);
-        (void)sqlite3_limit(database, SQLITE_LIMIT_VARIABLE_NUMBER, kMostParameters);
+        (void)libsqlite().sqlite3_busy_timeout(database, kPatience);
+        (void)libsqlite().sqlite3_limit(database, SQLITE_LIMIT_VARIABLE_NUMBER, kMostParameters);
         // What is stored may have been made to deceive.
-        (void)sqlite3_db_config(database, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+        (void)libsqlite().sqlite3_db_config(database, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
         execute(
             "PRAGMA trusted_schema = OFF; PRAGMA cell_size_check = ON; PRAGMA mmap_size = 0;"
             "PRAGMA cache_size = -65536; PRAGMA temp_store = MEMORY;");
@@ -147,17 +152,17 @@ class SqliteSession final : public Session {
 
     void execute(const std::string& sql) override {
         const std::string own = inDialect(Dialect::sqlite, sql);
-        const int code = sqlite3_exec(database_.get(), own.c_str(), nullptr, nullptr, nullptr);
+        const int code = libsqlite().sqlite3_exec(database_.get(), own.c_str(), nullptr, nullptr, nullptr);
         if (code != SQLITE_OK) failed(database_.get(), code, path_);
     }
     void begin(bool writing) override { execute(writing ? "BEGIN IMMEDIATE" : "BEGIN"); }
     void commit() override { execute("COMMIT"); }
     void rollback() noexcept override {
-        (void)sqlite3_exec(database_.get(), "ROLLBACK", nullptr, nullptr, nullptr);
+        (void)libsqlite().sqlite3_exec(database_.get(), "ROLLBACK", nullptr, nullptr, nullptr);
     }
     void setGuard(Guard guard) override {
         guard_ = std::move(guard);
-        sqlite3_progress_handler(
+        libsqlite().sqlite3_progress_handler(
             database_.get(), guard_ ? kGuardSteps : 0,
             [](void* self) { return static_cast<SqliteSession*>(self)->guard_() ? 1 : 0; }, this);
     }
