@@ -1,5 +1,6 @@
 // PDUs from a peer: the type that stands in their first byte picks the parser. Requests and answers that
-// could be read are framed and read once more. The second bit of the first byte makes their reader tolerant.
+// could be read are framed and read once more, and framed to the same bytes. The second bit of the first byte
+// makes their reader tolerant.
 #include <algorithm>
 #include <cstring>
 
@@ -58,6 +59,13 @@ void requireSame(const DcPduNegotiation& a, const DcPduNegotiation& b) {
     }
 }
 
+// What is framed of a request or answer; empty where it cannot be.
+Bytes framed(DcPduAssoAcRq& pdu) {
+    const SocketPair ends;
+    pdu.setSockConv(ends.ours());
+    return pdu.write() == RESULT_OK ? ends.arrived() : Bytes();
+}
+
 void runAssociation(PDU_TYPE type, unsigned int socket, bool inBits, bool tolerant) {
     DcPduAssoAcRq pdu(type);
     prepare(pdu, socket, inBits);
@@ -69,16 +77,19 @@ void runAssociation(PDU_TYPE type, unsigned int socket, bool inBits, bool tolera
     require(contexts > 0);
     require(tolerant || pdu.negotiation().isEmpty());
 
-    const SocketPair ends;
-    pdu.setSockConv(ends.ours());
-    if (pdu.write() != RESULT_OK) return;
+    const Bytes bytes = framed(pdu);
+    if (bytes.empty()) return;
+    const SocketPair ends(bytes);
     DcPduAssoAcRq again(type);
-    prepare(again, ends.peer(), false);
+    prepare(again, ends.ours(), false);
     (void)again.setTolerant(tolerant ? 1 : 0);
     PDU_TYPE found;
     require(again.readType(found, PDU_BLOCK_POLL) == RESULT_OK && found == type);
     require(again.read(PDU_BLOCK_POLL) == RESULT_OK);
-    require(countContexts(again) <= contexts);
+    const int left = countContexts(again);
+    require(left <= contexts);
+    // Of a context without a syntax that is known here its role alone is framed, and is nobody's then.
+    if (left == contexts) require(framed(again) == bytes);
     requireSame(pdu.negotiation(), again.negotiation());
 }
 
