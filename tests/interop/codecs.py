@@ -10,7 +10,7 @@ import subprocess
 import sys
 import warnings
 
-from peers import fault, need, pnm, processes, run, skip, work
+from peers import fault, need, pnm, processes, run, skip, until, work
 
 need('pydicom')
 import pydicom
@@ -183,7 +183,8 @@ def orthanc_preview():
                    'DicomServerEnabled': False, 'OverwriteInstances': True}, file)
     processes.append(subprocess.Popen(['Orthanc', 'orthanc.json'], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL))
     site = f'http://127.0.0.1:{port}'
-    curl = ['curl', '-sf', '--retry', '300', '--retry-connrefused', '--retry-delay', '0']
+    curl = ['curl', '-sf']
+    until(lambda: run(*curl, site + '/system').returncode == 0, processes[-1])
 
     def preview(file):
         posted = run(*curl, '--data-binary', '@' + file, site + '/instances').stdout
