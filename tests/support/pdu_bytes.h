@@ -2,6 +2,7 @@
 #ifndef ORVKIT_TESTS_SUPPORT_PDU_BYTES_H
 #define ORVKIT_TESTS_SUPPORT_PDU_BYTES_H
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -50,6 +51,18 @@ inline Bytes pdv(int context, int control, const Bytes& data) {
     all.push_back(static_cast<unsigned char>(context));
     all.push_back(static_cast<unsigned char>(control));
     append(all, data);
+    return all;
+}
+
+// A data set in fragments of so many bytes, each in a PDU of its own.
+inline Bytes inPieces(const Bytes& data, std::size_t most = 16000, int context = 1) {
+    Bytes all;
+    std::size_t at = 0;
+    do {
+        const std::size_t end = std::min(at + most, data.size());
+        append(all, pdu(4, pdv(context, end == data.size() ? 2 : 0, {data.data() + at, data.data() + end})));
+        at = end;
+    } while (at < data.size());
     return all;
 }
 

@@ -121,6 +121,47 @@ class CommandTest : public ::testing::Test {
     fs::path dir;
 };
 
+// With `orvkit serve` on in/, whose log is in `log`.
+class ServedTest : public CommandTest {
+  protected:
+    void TearDown() override {
+        if (fs::exists(dir / "pid"))
+            (void)sh("kill $(cat pid); while kill -0 $(cat pid); do sleep .02; done");
+        CommandTest::TearDown();
+    }
+    // A script begins with a server at $peer; `stop` ends it, and `begin` starts another, on $into if that is
+    // set.
+    static std::string server(const std::string& options = "") {
+        return "begin() { rm -f log; : >log; '" ORVKIT_COMMAND "' serve --port 0 --no-sync " + options +
+               " \"$@\" ${into:-in} 2>log & server=$!\n"
+               "until grep -q 'listening on port' log; do kill -0 $server || exit 90; sleep .02; done\n"
+               "port=$(grep -o 'port [0-9]*' log | head -1 | cut -c6-) peer=A@127.0.0.1:$port; }\n"
+               "stop() { kill $server; wait $server || exit 91; }\n"
+               "begin\n";
+    }
+    // A server at `port`, which the file of that name has, too, until the test ends; and what is done at
+    // first.
+    void begin(const std::string& options = "", const std::string& script = "") {
+        const Outcome run =
+            sh(server(options) + script + "\necho $server >pid; echo $port >port; disown $server");
+        ASSERT_EQ(run.status, 0) << run.err << log();
+        port = std::stoi(contentOf(dir / "port"));
+    }
+    std::string log() const { return contentOf(dir / "log"); }
+
+    int port = 0;
+};
+
+// The same, where there is an index.
+class ArchiveTest : public ServedTest {
+  protected:
+    void SetUp() override {
+        ServedTest::SetUp();
+        if (!IsSkipped() && holds(sh("orvkit index").err, "left out"))
+            GTEST_SKIP() << "the index is left out";
+    }
+};
+
 }  // namespace tools_test
 
 #endif

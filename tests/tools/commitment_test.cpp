@@ -15,37 +15,18 @@ constexpr const char* kCt = "1.2.840.10008.5.1.4.1.1.2";
 constexpr const char* kStored = "1.3.6.1.4.1.70707.9.1.1.1.1.1";  // of the phantom
 constexpr const char* kLost = "1.3.6.1.4.1.70707.9.1.1.1.1.3";    // whose file goes
 
-class CommitmentTest : public CommandTest {
+class CommitmentTest : public ArchiveTest {
   protected:
-    void SetUp() override {
-        CommandTest::SetUp();
-        if (IsSkipped()) return;
-        if (holds(sh("orvkit index").err, "left out")) GTEST_SKIP() << "the index is left out";
-        ASSERT_EQ(sh("orvkit phantom set --size 32 --series 1 --images 3").status, 0);
-    }
-    void TearDown() override {
-        if (fs::exists(dir / "pid"))
-            (void)sh("kill $(cat pid); while kill -0 $(cat pid); do sleep .02; done");
-        CommandTest::TearDown();
-    }
-    // A server with what was sent to it, at `port` and $peer; its log is in `log`.
+    // A server with what was sent to it.
     void begin(const std::string& options) {
-        const Outcome run =
-            sh("'" ORVKIT_COMMAND "' serve --port 0 --no-sync " + options +
-               " in 2>log & echo $! >pid\n"
-               "until grep -q 'listening on port' log; do kill -0 $! || exit 90; sleep .02; done\n"
-               "orvkit send 127.0.0.1 $(grep -o 'port [0-9]*' log | head -1 | cut -c6-) set\n"
-               "disown $!");
-        ASSERT_EQ(run.status, 0) << run.err;
-        port = std::atoi(log().c_str() + log().find("port ") + 5);
+        ASSERT_EQ(sh("orvkit phantom set --size 32 --series 1 --images 3").status, 0);
+        ArchiveTest::begin(options, "orvkit send $peer set");
         peer = "127.0.0.1 " + std::to_string(port) + " ";
     }
-    std::string log() const { return contentOf(dir / "log"); }
     bool logs(const std::string& words) const {
         return sh("for i in $(seq 600); do grep -q '" + words + "' log && exit; sleep .05; done; exit 1")
                    .status == 0;
     }
-    int port = 0;
     std::string peer;
 };
 
@@ -73,16 +54,7 @@ Bytes action(const Bytes& information, const std::string& sopClass = kPush,
     Stream rest(UID_LITTLE_ENDIAN_IMPLICIT);
     rest.ui(0x00000003, sopClass).us(0x00000100, 0x0130).us(0x00000110, 9);
     rest.us(0x00000800, follows ? 1 : 0x0101).ui(0x00001001, instance).us(0x00001008, type);
-    Stream all(UID_LITTLE_ENDIAN_IMPLICIT);
-    all.header(0x00000000, "UL", 4).u32(rest.size()).add(rest);
-    Bytes bytes = pdu(PDU_TYPE_DATA_TF, pdv(1, 3, all.bytes()));
-    for (std::size_t at = 0; follows && at < std::max<std::size_t>(information.size(), 1); at += 16000) {
-        const std::size_t end = std::min(at + 16000, information.size());
-        const auto begin = information.begin();
-        const Bytes part(begin + static_cast<std::ptrdiff_t>(at), begin + static_cast<std::ptrdiff_t>(end));
-        append(bytes, pdu(PDU_TYPE_DATA_TF, pdv(1, end == information.size() ? 2 : 0, part)));
-    }
-    return bytes;
+    return follows ? joined({command(rest), inPieces(information)}) : command(rest);
 }
 
 TEST_F(CommitmentTest, ASenderLearnsWhatIsCommittedAndWhyTheRestIsNot) {
@@ -176,9 +148,7 @@ TEST_F(CommitmentTest, ManyReferencesAndATransactionInUseAreReportedOnTheAssocia
     EXPECT_EQ(heard(raw), (Heard{1, 3000, 0}));
     Stream rest(UID_LITTLE_ENDIAN_IMPLICIT);
     rest.us(0x00000100, 0x8100).us(0x00000120, 1).us(0x00000800, 0x0101).us(0x00000900, 0);
-    Stream answer(UID_LITTLE_ENDIAN_IMPLICIT);
-    answer.header(0x00000000, "UL", 4).u32(rest.size()).add(rest);
-    ASSERT_TRUE(raw.say(pdu(PDU_TYPE_DATA_TF, pdv(1, 3, answer.bytes()))));
+    ASSERT_TRUE(raw.say(command(rest)));
     EXPECT_EQ(heard(raw), (Heard{2, 1, 1}));
     EXPECT_TRUE(holds(log(), "(3000 committed, 0 not) reported"));
     // Nobody knows where this peer listens.

@@ -4,7 +4,7 @@
 namespace tools_test {
 namespace {
 
-class DeflatedTest : public CommandTest {
+class DeflatedTest : public ServedTest {
   protected:
     void SetUp() override {
         CommandTest::SetUp();
@@ -71,19 +71,15 @@ TEST_F(DeflatedTest, FileSetsHoldThem) {
 }
 
 TEST_F(DeflatedTest, PeersGiveAndTakeThem) {
-    const Outcome outcome = sh(R"sh(
-mkdir got set
-trap 'kill $! 2>/dev/null' EXIT
-serve() { : >log; ")sh" ORVKIT_COMMAND R"sh(" serve "$@" --port 0 2>log & for ((i = 0; i < 600; ++i)); do
-  port=$(sed -nE 's/.*port ([0-9]+).*/\1/p' log | head -1); [ -n "$port" ] && return; sleep 0.05; done; }
-serve got; orvkit send X@127.0.0.1:$port deflated || exit 1
-kill $!; wait
+    const Outcome outcome = sh("into=got\n" + server() + R"sh(
+orvkit send $peer deflated || exit 1
+stop
 orvkit convert got/*.dcm back --to explicit && cmp <(tail -c 4000 in) <(tail -c 4000 back) || exit 1
 cmp <(tail -c 2000 got/*.dcm) <(tail -c 2000 deflated) || exit 1
-serve set --file-set; orvkit send X@127.0.0.1:$port deflated || exit 1
-head -c 2000 deflated >cut; orvkit send X@127.0.0.1:$port cut 2>refusal && exit 1
+into=set; begin --file-set; orvkit send $peer deflated || exit 1
+head -c 2000 deflated >cut; orvkit send $peer cut 2>refusal && exit 1
 grep -q 0xC000 refusal || exit 1
-kill $!; wait
+stop
 orvkit dicomdir check set)sh");
     EXPECT_EQ(outcome.status, 0) << outcome.out << outcome.err;
 }

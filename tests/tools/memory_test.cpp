@@ -16,7 +16,7 @@ struct Job {
     int status = 0;      // when nothing fails
 };
 
-class MemoryTest : public CommandTest {
+class MemoryTest : public ServedTest {
   protected:
     void SetUp() override {
         CommandTest::SetUp();
@@ -28,20 +28,6 @@ class MemoryTest : public CommandTest {
             "cp more/SE000001/IM000001 new && cp -r set full && cp new full/NEW && echo old | tee out > "
             "out.pgm");
         ASSERT_EQ(made.status, 0) << made.err;
-    }
-
-    void TearDown() override {
-        if (fs::exists(dir / "pid")) (void)sh("kill $(cat pid)");
-        CommandTest::TearDown();
-    }
-    // A peer, whose port jobs find in the file `port`.
-    void serve() const {
-        const Outcome begun =
-            sh("orvkit serve --port 0 --no-sync store 2>log & echo $! >pid; for i in {1..2000}; do "
-               "sed -n 's/.*listening on port \\([0-9]*\\).*/\\1/p' log >port; test -s port && exit 0; sleep "
-               "0.01; "
-               "done; exit 1");
-        ASSERT_EQ(begun.status, 0) << begun.err;
     }
 
     // Runs a job on a fresh copy, with these variables set.
@@ -105,8 +91,9 @@ class MemoryTest : public CommandTest {
     }
 };
 
+// Of the peer jobs find the port in a file.
 TEST_F(MemoryTest, JobsEndWholeOrWithAMessage) {
-    serve();
+    begin();
     for (const Job& job : {
              Job{"dump --full new", ""},
              Job{"dump --json set", ""},

@@ -72,6 +72,28 @@ class RawPeer {
 inline Bytes element(unsigned int tag, const Bytes& value) {
     return Stream(UID_LITTLE_ENDIAN_IMPLICIT).elem(tag, "", std::string(value.begin(), value.end())).bytes();
 }
+// A command by what stands in it behind its group length: as a value in context 1, and as a PDU.
+inline Bytes commandValue(const Stream& rest) {
+    Stream all(UID_LITTLE_ENDIAN_IMPLICIT);
+    all.header(0x00000000, "UL", 4).u32(rest.size()).add(rest);
+    return pdv(1, 3, all.bytes());
+}
+inline Bytes command(const Stream& rest) {
+    return pdu(PDU_TYPE_DATA_TF, commandValue(rest));
+}
+// What most requests begin with, of message 7.
+inline Stream request(unsigned int field, const std::string& sopClass, bool dataset = true) {
+    Stream s(UID_LITTLE_ENDIAN_IMPLICIT);
+    s.ui(0x00000002, sopClass).us(0x00000100, field).us(0x00000110, 7).us(0x00000700, 0);
+    return s.us(0x00000800, dataset ? 1 : 0x0101);
+}
+inline Bytes find(const Bytes& keys, const std::string& sopClass) {
+    return joined({command(request(0x0020, sopClass)), inPieces(keys)});
+}
+inline Bytes cancel(unsigned int id = 7) {
+    Stream s(UID_LITTLE_ENDIAN_IMPLICIT);
+    return command(s.us(0x00000100, 0x0FFF).us(0x00000120, id).us(0x00000800, 0x0101));
+}
 inline Bytes uidValue(std::string uid) {
     if (uid.size() % 2 != 0) uid.push_back('\0');
     return bytesOf(uid);

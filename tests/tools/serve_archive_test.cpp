@@ -7,29 +7,20 @@ namespace {
 
 constexpr const char* kFind = "1.2.840.10008.5.1.4.1.2.2.1";
 
-class ServeArchiveTest : public CommandTest {
+class ServeArchiveTest : public ArchiveTest {
   protected:
     void SetUp() override {
-        CommandTest::SetUp();
+        ArchiveTest::SetUp();
         if (IsSkipped()) return;
-        if (holds(sh("orvkit index").err, "left out")) GTEST_SKIP() << "the index is left out";
         ASSERT_EQ(sh("orvkit phantom set/a --size 32 --images 3 --seed 1; "
                      "orvkit phantom set/b --size 32 --images 2 --seed 2")
                       .status,
                   0);
     }
-    // A server with an archive in in/, at $peer; its log is in `log`. `stop` ends it.
     static std::string server(const std::string& options = "") {
-        return "begin() { rm -f log; : >log; '" ORVKIT_COMMAND "' serve --archive --port 0 --no-sync " +
-               options +
-               " \"$@\" in 2>log & server=$!\n"
-               "until grep -q 'listening on port' log; do kill -0 $server || exit 90; sleep .02; done\n"
-               "peer=A@127.0.0.1:$(grep -o 'port [0-9]*' log | head -1 | cut -c6-); }\n"
-               "stop() { kill $server; wait $server || exit 91; }\n"
-               "results() { orvkit find $peer --json \"$@\" | grep -c '\"00080054\"'; }\n"
-               "begin\n";
+        return "results() { orvkit find $peer --json \"$@\" | grep -c '\"00080054\"'; }\n" +
+               ArchiveTest::server("--archive " + options);
     }
-    std::string log() const { return contentOf(dir / "log"); }
 };
 
 TEST_F(ServeArchiveTest, WhatWasReceivedIsFoundAtEveryLevelAlsoByTheNextServer) {
@@ -197,46 +188,12 @@ class RawArchiveTest : public ServeArchiveTest {
   protected:
     void SetUp() override {
         ServeArchiveTest::SetUp();
-        if (IsSkipped()) return;
-        ASSERT_EQ(sh(server("--destination GONE=127.0.0.1:1") +
-                     "orvkit send $peer set >/dev/null; echo $server >pid; disown $server")
-                      .status,
-                  0);
-        port = std::atoi(log().c_str() + log().find("port ") + 5);
-    }
-    void TearDown() override {
-        if (fs::exists(dir / "pid"))
-            (void)sh("kill $(cat pid); while kill -0 $(cat pid); do sleep .02; done");
-        CommandTest::TearDown();
-    }
-    static Bytes command(unsigned int field, unsigned int id, bool dataset,
-                         const std::string& sopClass = kFind) {
-        Stream rest(UID_LITTLE_ENDIAN_IMPLICIT);
-        if (field != 0x0FFF) rest.ui(0x00000002, sopClass);
-        rest.us(0x00000100, field);
-        rest.us(field == 0x0FFF ? 0x00000120 : 0x00000110, id);
-        if (field != 0x0FFF) rest.us(0x00000700, 0);
-        if (field == 0x0021) rest.elem(0x00000600, "", "GONE");
-        rest.us(0x00000800, dataset ? 1 : 0x0101);
-        Stream all(UID_LITTLE_ENDIAN_IMPLICIT);
-        all.header(0x00000000, "UL", 4).u32(rest.size()).add(rest);
-        return pdu(PDU_TYPE_DATA_TF, pdv(1, 3, all.bytes()));
-    }
-    static Bytes find(const Bytes& keys, const std::string& sopClass = kFind) {
-        Bytes all = command(0x0020, 7, true, sopClass);
-        std::size_t at = 0;
-        do {
-            const std::size_t end = std::min(at + 16000, keys.size());
-            const Bytes part(keys.data() + at, keys.data() + end);
-            append(all, pdu(PDU_TYPE_DATA_TF, pdv(1, end == keys.size() ? 2 : 0, part)));
-            at = end;
-        } while (at < keys.size());
-        return all;
+        if (!IsSkipped())
+            begin("--archive --destination GONE=127.0.0.1:1", "orvkit send $peer set >/dev/null");
     }
     static Bytes level(const std::string& name) {
         return element(0x00080052, bytesOf(name + (name.size() % 2 != 0 ? " " : "")));
     }
-    int port = 0;
 };
 
 TEST_F(RawArchiveTest, HostileIdentifiersAreAnsweredAndTheAssociationGoesOn) {
@@ -268,21 +225,20 @@ TEST_F(RawArchiveTest, HostileIdentifiersAreAnsweredAndTheAssociationGoesOn) {
         {"all of it", level("STUDY"), {0xFF00, 0xFF00, 0}},
     };
     for (const auto& each : cases) {
-        ASSERT_TRUE(peer.say(find(each.keys))) << each.what;
+        ASSERT_TRUE(peer.say(find(each.keys, kFind))) << each.what;
         EXPECT_EQ(answers(peer), each.statuses) << each.what << "\n" << log();
     }
     ASSERT_TRUE(peer.say(find(level("STUDY"), "1.2.840.10008.5.1.4.1.2.1.1")));
     EXPECT_EQ(answers(peer), Statuses{0x0122});
-    ASSERT_TRUE(peer.say(command(0x0020, 7, false)));
+    ASSERT_TRUE(peer.say(command(request(0x0020, kFind, false))));
     EXPECT_EQ(answers(peer), Statuses{0xA900});
     // Cancelled before the first answer; and cancelled too late, and what was not asked for.
-    ASSERT_TRUE(peer.say(joined({find(level("STUDY")), command(0x0FFF, 7, false)})));
+    ASSERT_TRUE(peer.say(joined({find(level("STUDY"), kFind), cancel()})));
     EXPECT_EQ(answers(peer), Statuses{0xFE00});
-    ASSERT_TRUE(
-        peer.say(joined({command(0x0FFF, 7, false), find(level("STUDY")), command(0x0FFF, 8, false)})));
+    ASSERT_TRUE(peer.say(joined({cancel(), find(level("STUDY"), kFind), cancel(8)})));
     EXPECT_EQ(answers(peer), (Statuses{0xFF00, 0xFF00, 0}));
     // Something else while a request is answered.
-    ASSERT_TRUE(peer.say(joined({find(level("STUDY")), find(level("STUDY"))})));
+    ASSERT_TRUE(peer.say(joined({find(level("STUDY"), kFind), find(level("STUDY"), kFind)})));
     Bytes last;
     for (Bytes heard = peer.hear(); !heard.empty(); heard = peer.hear()) last = heard;
     EXPECT_EQ(last.empty() ? 0 : last[0], PDU_TYPE_ABORT);
@@ -301,9 +257,8 @@ TEST_F(RawArchiveTest, AMoveAccountsForEachObjectAndEndsWhenItIsCancelled) {
     ASSERT_TRUE(peer.associate(kMove));
     const Bytes keys = joined({level("PATIENT"), element(0x00100020, bytesOf("PHANTOM-1 "))});
     const auto moved = [&](const Bytes& more) {
-        Bytes all = command(0x0021, 7, true, kMove);
-        append(all, pdu(PDU_TYPE_DATA_TF, pdv(1, 2, keys)));
-        EXPECT_TRUE(peer.say(joined({all, more})));
+        const Bytes asked = command(request(0x0021, kMove).elem(0x00000600, "", "GONE"));
+        EXPECT_TRUE(peer.say(joined({asked, inPieces(keys), more})));
         Bytes last;
         do last = peer.hear();
         while (!last.empty() && statusIn(last) == 0xFF00);
@@ -318,7 +273,7 @@ TEST_F(RawArchiveTest, AMoveAccountsForEachObjectAndEndsWhenItIsCancelled) {
     const Bytes list = statusIn(failed) == 0xA702 && countIn(failed, 0x00080058) < 0 ? peer.hear() : failed;
     const std::string text(list.begin(), list.end());
     EXPECT_EQ(std::count(text.begin(), text.end(), '\\'), 5) << "of six UIDs";
-    const Bytes cancelled = moved(command(0x0FFF, 7, false));
+    const Bytes cancelled = moved(cancel());
     EXPECT_EQ(statusIn(cancelled), 0xFE00u);
     EXPECT_EQ(countIn(cancelled, 0x00001020), 6);
 }

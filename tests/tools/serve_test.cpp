@@ -32,17 +32,12 @@ bool untilTrue(Clock::duration patience, Condition condition) {
     return condition();
 }
 
-// The command of a C-STORE request, and a PDU of it.
-Bytes storeCommand(const std::string& instance) {
-    Stream rest(UID_LITTLE_ENDIAN_IMPLICIT);
-    rest.ui(0x00000002, "1.2.840.10008.5.1.4.1.1.2").us(0x00000100, 1).us(0x00000110, 1);
-    rest.us(0x00000700, 0).us(0x00000800, 0).ui(0x00001000, instance);
-    Stream all(UID_LITTLE_ENDIAN_IMPLICIT);
-    all.header(0x00000000, "UL", 4).u32(rest.size()).add(rest);
-    return pdv(1, 3, all.bytes());
+// The command of a C-STORE request.
+Stream storeCommand(const std::string& instance) {
+    return request(1, "1.2.840.10008.5.1.4.1.1.2").ui(0x00001000, instance);
 }
 Bytes storeRequest(const std::string& instance) {
-    return pdu(PDU_TYPE_DATA_TF, storeCommand(instance));
+    return command(storeCommand(instance));
 }
 // With `records`, what a DICOMDIR asks for is in it.
 Bytes ctDataset(const std::string& instance, std::size_t pixels, bool records = false) {
@@ -153,7 +148,7 @@ TEST_F(ServeTest, WhatIsNoStorableObjectIsAnsweredAndLeavesNoFile) {
     RawPeer sender(port);
     ASSERT_TRUE(sender.associate());
     const auto store = [&](const std::string& instance, const Bytes& object, std::size_t piece = 16000) {
-        Bytes all, pdvs = storeCommand(instance);  // and the first piece in the same PDU
+        Bytes all, pdvs = commandValue(storeCommand(instance));  // and the first piece in the same PDU
         std::size_t at = 0;
         do {
             const std::size_t end = std::min(at + piece, object.size());

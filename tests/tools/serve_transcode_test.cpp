@@ -4,16 +4,10 @@
 namespace tools_test {
 namespace {
 
-class ServeTranscodeTest : public CommandTest {
+class ServeTranscodeTest : public ServedTest {
   protected:
-    // Runs a script with a server at $peer, whose log is in `log` and whose objects in in/; it ends by being
-    // asked to.
     Outcome served(const std::string& options, const std::string& script) const {
-        return sh("'" ORVKIT_COMMAND "' serve --port 0 --no-sync " + options +
-                  " in 2>log & server=$!\n"
-                  "until grep -q 'listening on port' log; do kill -0 $server || exit 90; sleep .02; done\n"
-                  "peer=A@127.0.0.1:$(grep -o 'port [0-9]*' log | head -1 | cut -c6-)\n" +
-                  script + "\nkill $server; wait $server || exit 91");
+        return sh(server(options) + script + "\nstop");
     }
     bool has(const std::string& codec) const {
         const auto run = sh("orvkit convert --to " + codec + " none out");

@@ -13,45 +13,12 @@ std::string step(const std::string& id, const std::string& more = "") {
            R"("00400100": {"vr": "SQ", "Value": [{"00080060": {"vr": "CS", "Value": ["CT"]}}]}})";
 }
 
-class WorklistTest : public CommandTest {
+class WorklistTest : public ServedTest {
   protected:
-    void SetUp() override {
-        CommandTest::SetUp();
-        if (!IsSkipped()) fs::create_directory(dir / "list");
-    }
-    void TearDown() override {
-        if (fs::exists(dir / "pid"))
-            (void)sh("kill $(cat pid); while kill -0 $(cat pid); do sleep .02; done");
-        CommandTest::TearDown();
-    }
     void write(const std::string& name, const std::string& text) const {
+        fs::create_directory(dir / "list");
         std::ofstream(dir / "list" / name, std::ios::binary) << text;
     }
-    void begin(const std::string& options = "") {
-        const Outcome run =
-            sh("'" ORVKIT_COMMAND "' serve --port 0 --worklist list " + options +
-               " in 2>log & echo $! >pid\n"
-               "until grep -q 'listening on port' log; do kill -0 $! || exit 90; sleep .02; done\n"
-               "disown $!");
-        ASSERT_EQ(run.status, 0) << log();
-        port = std::atoi(log().c_str() + log().find("listening on port ") + 18);
-    }
-    std::string log() const { return contentOf(dir / "log"); }
-
-    static Bytes command(unsigned int field, bool dataset, const std::string& sopClass = kWorklist) {
-        Stream rest(UID_LITTLE_ENDIAN_IMPLICIT);
-        if (field != 0x0FFF) rest.ui(0x00000002, sopClass);
-        rest.us(0x00000100, field).us(field == 0x0FFF ? 0x00000120 : 0x00000110, 7);
-        if (field != 0x0FFF) rest.us(0x00000700, 0);
-        rest.us(0x00000800, dataset ? 1 : 0x0101);
-        Stream all(UID_LITTLE_ENDIAN_IMPLICIT);
-        all.header(0x00000000, "UL", 4).u32(rest.size()).add(rest);
-        return pdu(PDU_TYPE_DATA_TF, pdv(1, 3, all.bytes()));
-    }
-    static Bytes find(const Bytes& keys, const std::string& sopClass = kWorklist) {
-        return joined({command(0x0020, true, sopClass), pdu(PDU_TYPE_DATA_TF, pdv(1, 2, keys))});
-    }
-    int port = 0;
 };
 
 using Statuses = std::vector<unsigned int>;
@@ -75,7 +42,7 @@ TEST_F(WorklistTest, FilesThatCannotBeUsedAreToldByNameAndLeftOut) {
     std::string deep = "{}";
     for (int i = 0; i < 2000; ++i) deep = R"({"00400275": {"vr": "SQ", "Value": [)" + deep + "]}}";
     write("deep", deep);
-    begin();
+    begin("--worklist list");
     for (const auto& [name, text] : bad)
         EXPECT_TRUE(holds(log(), "worklist file " + std::string(name) + " is left out: "));
     EXPECT_TRUE(holds(log(), "worklist file deep is left out: "));
@@ -86,7 +53,7 @@ TEST_F(WorklistTest, FilesThatCannotBeUsedAreToldByNameAndLeftOut) {
 TEST_F(WorklistTest, HostileKeysAreAnsweredResultsBoundedAndRequestsCancelled) {
     for (const char* const name : {"1", "2", "3"})
         write(name, step(name, R"("00100010": {"vr": "PN", "Value": ["A^B"]}, )"));
-    begin("--max-results 2");
+    begin("--worklist list --max-results 2");
     RawPeer peer(port);
     ASSERT_TRUE(peer.associate(kWorklist));
     const Bytes id = element(0x00100020, {});
@@ -109,18 +76,12 @@ TEST_F(WorklistTest, HostileKeysAreAnsweredResultsBoundedAndRequestsCancelled) {
         {"a sequence that is none", element(0x00400100, bytesOf("abcdefgh")), {0}},
     };
     for (const auto& each : cases) {
-        ASSERT_TRUE(peer.say(find(each.keys))) << each.what;
+        ASSERT_TRUE(peer.say(find(each.keys, kWorklist))) << each.what;
         EXPECT_EQ(answers(peer), each.statuses) << each.what << "\n" << log();
     }
-    ASSERT_TRUE(peer.say(find(id, "1.2.840.10008.5.1.4.1.2.2.1")));
-    EXPECT_EQ(answers(peer), Statuses{0x0122});
-    ASSERT_TRUE(peer.say(command(0x0020, false)));
-    EXPECT_EQ(answers(peer), Statuses{0xA900});
-    ASSERT_TRUE(peer.say(joined({find(id), command(0x0FFF, false)})));
+    // What else any query is answered, those of an archive are.
+    ASSERT_TRUE(peer.say(joined({find(id, kWorklist), cancel()})));
     EXPECT_EQ(answers(peer), Statuses{0xFE00});
-    // One that comes too late has no effect.
-    ASSERT_TRUE(peer.say(joined({command(0x0FFF, false), find(element(0x00100020, bytesOf("1 ")))})));
-    EXPECT_EQ(answers(peer), (Statuses{0xFF00, 0}));
 }
 
 }  // namespace
