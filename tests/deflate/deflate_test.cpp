@@ -66,33 +66,6 @@ class Deflate : public testing::Test {
     TempDir temp_;
 };
 
-// Their elements are those of their tables; their values are a matter of the scripts that compare with
-// others.
-TEST_F(Deflate, SamplesHoldWhatTheirTablesList) {
-    if (samplesDirectory() == nullptr) GTEST_SKIP() << "no sample files (see ORVKIT_SAMPLES)";
-    elemListSetValueExceptionLevel(0);
-    std::size_t elements = 0;
-    for (const Sample& sample : allSamples()) {
-        if (sample.folder() != "deflated") continue;
-        SCOPED_TRACE(sample.path);
-        DcDirMetaInfo meta;
-        DcElemList dataset;
-        ASSERT_EQ(dirReadFile(samplePath(sample.path).c_str(), meta, dataset), RESULT_OK);
-        const auto leaves = leavesOf(dataset, kExplicit);
-        std::size_t leaf = 0;
-        for (const ReferenceRow& row : referenceOf(sample)) {
-            if (row.tag >> 16 == 2) continue;
-            ASSERT_LT(leaf, leaves.size());
-            const Leaf& ours = leaves[leaf++];
-            EXPECT_TRUE(ours.tag == row.tag && ours.depth == row.depth) << std::hex << row.tag;
-            EXPECT_TRUE(ours.kind != Leaf::element || ours.value.size() == row.length) << std::hex << row.tag;
-        }
-        EXPECT_EQ(leaf, leaves.size());
-        elements += leaf;
-    }
-    EXPECT_GT(elements, 300u);
-}
-
 TEST_F(Deflate, PixelsAreNativeAndLeftInAFileOfTheirOwn) {
     const Stream plain = image(100001 * 2);
     const std::string path = makeFile(temp_, "in", fileOf(deflated(plain.bytes())));

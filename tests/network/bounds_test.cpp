@@ -83,13 +83,6 @@ class Victim : public DcMsm {
                               static_cast<std::int64_t>(bytes.size());
     }
     bool left() const { return gone_ || platform::peerIsDone(sockets_.peer()); }
-    Bytes heard() {
-        Bytes all(1000);
-        std::size_t count = 0;
-        (void)platform::receive(sockets_.peer(), all.data(), all.size(), 3000, count);
-        all.resize(count);
-        return all;
-    }
 
   private:
     SocketPair sockets_;
@@ -344,72 +337,6 @@ TEST(Bounds, ADataSetThatNobodyAskedForIsRefusedByItsFirstFragment) {
     EXPECT_EQ(user.ask([&](Victim& v) { v.say(joined({begun, pdu(4, pdv(1, 2, {}))})); }), MSM_CLOSED);
     log.expect(LOG_ERROR, "DcMsm::receiveMessage",
                "Data set without a command received, Association will be closed");
-}
-
-Bytes reject(unsigned char source, unsigned char reason) {
-    return pdu(3, {0, 1, source, reason});
-}
-Bytes abort(unsigned char reason) {
-    return pdu(7, {0, 0, 2, reason});
-}
-
-// PS3.8 9.3.4 and 9.3.8; what is wrong is told apart by the parser's own test.
-TEST(Bounds, ABrokenRequestIsAnsweredWhenThatIsAskedFor) {
-    const std::pair<std::function<void(Association&)>, Bytes> cases[] = {
-        {[](Association& a) { a.version = 2; }, reject(2, 2)},
-        {[](Association& a) { a.version = 3; }, {}},  // bit 0 is the version that is known here
-        {[](Association& a) { a.called.assign(16, ' '); }, reject(1, 7)},
-        {[](Association& a) { a.calling.assign(16, ' '); }, reject(1, 3)},
-        {[](Association& a) { a.appCtx[0] = 0x99; }, abort(4)},
-        {[](Association& a) { std::swap(a.appCtx, a.context); }, abort(5)},
-        {[](Association& a) { a.appCtx[3] = 0xFF; }, abort(6)},
-    };
-    for (const auto& [damage, answer] : cases) {
-        for (const bool answers : {true, false}) {
-            const QuietLog quiet;
-            Bytes heard;
-            Victim provider(false);
-            provider.setBrokenRequestAnswer(answers ? 1 : 0);
-            EXPECT_EQ(provider.open([&, &damage = damage](Victim& v) {
-                Association request;
-                damage(request);
-                v.say(joined({request.bytes(), Bytes(3000)}));  // more behind it does no harm
-                heard = v.heard();
-            }),
-                      answers && answer.empty() ? MSM_REQUEST_ANSWERED : MSM_CLOSED);
-            provider.close();
-            if (answers && answer.empty()) {
-                EXPECT_EQ(heard.at(0), 2);
-            } else {
-                EXPECT_EQ(heard, answers ? answer : Bytes());
-            }
-        }
-    }
-}
-
-// Contexts whose numbers cannot be answered, and a peer that has no room for data: it is told.
-TEST(Bounds, ARequestWithoutAnAnswerableContextIsRejected) {
-    const struct {
-        unsigned char id;
-        unsigned char maximum;  // of the peer's PDUs; 0 is none
-        bool accepted;
-    } cases[] = {{2, 0, false}, {255, 0, true}, {1, 32, false}, {1, 33, true}};
-    for (const auto& c : cases) {
-        const QuietLog quiet;
-        Bytes heard;
-        Victim provider(false);
-        EXPECT_EQ(provider.open([&](Victim& v) {
-            Association request;
-            request.context[4] = c.id;
-            request.userInfo = item(0x51, Bytes{0, 0, 0, c.maximum});
-            v.say(request.bytes());
-            heard = v.heard();
-        }),
-                  MSM_REQUEST_ANSWERED);
-        provider.close();
-        const Bytes begin(heard.begin(), heard.begin() + 1);
-        EXPECT_EQ(c.accepted ? begin : heard, c.accepted ? Bytes{2} : reject(1, 1)) << int{c.id};
-    }
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <functional>
 #include <sstream>
 
 #include "network/asso_pdu.h"
@@ -327,7 +328,8 @@ struct Exchange {
     bool tolerant;
     int verdict;  // of the application
     Bytes answer;
-    const char* told;  // what the application sees
+    const char* told;  // what the application sees; null: it is not asked, as the request is broken
+    std::function<void(Association&)> change = [](Association&) {};
 };
 
 int answerAsTold(void* user, DcPduAssoRq& request, DcPduNegotiation& answer, DcPduInfoRj& reject) {
@@ -345,11 +347,15 @@ int answerAsTold(void* user, DcPduAssoRq& request, DcPduNegotiation& answer, DcP
     return row.verdict;
 }
 
-Bytes answerTo(const Exchange& row) {
+Bytes answerTo(const Exchange& row, bool tellsFaults = true) {
     SocketPair ends;
-    ends.send(with(row.items).bytes());
+    Association request = with(row.items);
+    row.change(request);
+    const bool answered = row.told != nullptr;
+    ends.send(joined({request.bytes(), Bytes(answered ? 0 : 3000)}));  // more behind it does no harm
     {
         Entity provider(TSM_ROLE_SCP, row.tolerant);
+        provider.setBrokenRequestAnswer(tellsFaults ? 1 : 0);
         std::vector<DcMsmSopXferSyn> support = sopList({UID_VERIFICATION});
         DcMsmScpInfo info;
         info.sopList = support.data();
@@ -360,7 +366,6 @@ Bytes answerTo(const Exchange& row) {
             provider.connect(ends.giveOurs(), orvkit::platform::kNoSocket, info, MSM_BLOCK_CONNECT_POLL),
             RESULT_OK);
         const int result = provider.read(nullptr, nullptr, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL);
-        const bool answered = row.answer[0] != PDU_TYPE_ABORT;
         EXPECT_EQ(result, answered ? MSM_REQUEST_ANSWERED : MSM_CLOSED) << row.what;
         DcMsmAssoInfo asso;
         provider.getAssoInfo(asso);
@@ -387,6 +392,9 @@ TEST(Negotiation, AProviderAnswersWhatItsApplicationDecides) {
     const auto rejected = [](unsigned char result, unsigned char source) {
         return pdu(PDU_TYPE_ASSO_RJ, {0, result, source, 1});
     };
+    const auto broken = [](unsigned char source, unsigned char reason) {
+        return pdu(PDU_TYPE_ASSO_RJ, {0, 1, source, reason});
+    };
     const auto aborted = [](unsigned char reason) { return pdu(PDU_TYPE_ABORT, {0, 0, 2, reason}); };
     const Exchange rows[] = {
         {"nothing asked", {}, true, 0, accepted({}), ""},
@@ -402,12 +410,43 @@ TEST(Negotiation, AProviderAnswersWhatItsApplicationDecides) {
         {"refused for now", kJoe, true, 2, rejected(2, 2), "58 2 1 joe/secret\n"},
         {"refused without an identity", {}, true, 1, rejected(1, 1), ""},
         {"unknown items", item(0x99, "?"), true, 0, accepted({}), ""},
-        {"a broken identity", item(0x58, "??"), true, 0, aborted(6), ""},
-        {"two of them", joined({kJoe, kJoe}), true, 0, aborted(5), ""},
-        {"one for a reader that is not tolerant", kJoe, false, 0, aborted(4), ""},
+        {"a broken identity", item(0x58, "??"), true, 0, aborted(6), nullptr},
+        {"two of them", joined({kJoe, kJoe}), true, 0, aborted(5), nullptr},
+        {"one for a reader that is not tolerant", kJoe, false, 0, aborted(4), nullptr},
         {"extended negotiation for it", item(0x56, field("1.2")), false, 0, accepted({}), ""},
+        // Contexts whose numbers cannot be answered, and a peer that has no room for data.
+        {"an even number", {}, true, 0, rejected(1, 1), "", [](auto& a) { a.context[4] = 2; }},
+        {"too short a maximum",
+         {},
+         true,
+         0,
+         rejected(1, 1),
+         "",
+         [](auto& a) {
+             a.userInfo = item(0x51, Bytes{0, 0, 0, 32});
+         }},
+        {"one that just does",
+         {},
+         true,
+         0,
+         accepted({}),
+         "",
+         [](auto& a) {
+             a.userInfo = item(0x51, Bytes{0, 0, 0, 33});
+         }},
+        // PS3.8 9.3.4 and 9.3.8; what is wrong is told apart by the parser's own test.
+        {"no version that is known", {}, true, 0, broken(2, 2), nullptr, [](auto& a) { a.version = 2; }},
+        {"bit 0 is that", {}, true, 0, accepted({}), "", [](auto& a) { a.version = 3; }},
+        {"nobody called", {}, true, 0, broken(1, 7), nullptr, [](auto& a) { a.called.assign(16, ' '); }},
+        {"nobody calling", {}, true, 0, broken(1, 3), nullptr, [](auto& a) { a.calling.assign(16, ' '); }},
+        {"an item that nobody knows", {}, false, 0, aborted(4), nullptr, [](auto& a) { a.appCtx[0] = 0x99; }},
+        {"contexts first", {}, true, 0, aborted(5), nullptr, [](auto& a) { std::swap(a.appCtx, a.context); }},
+        {"an item past the end", {}, true, 0, aborted(6), nullptr, [](auto& a) { a.appCtx[3] = 0xFF; }},
     };
-    for (const Exchange& row : rows) EXPECT_EQ(answerTo(row), row.answer) << row.what;
+    for (const Exchange& row : rows) {
+        EXPECT_EQ(answerTo(row), row.answer) << row.what;
+        EXPECT_TRUE(row.told != nullptr || answerTo(row, false).empty()) << row.what;
+    }
 }
 
 TEST(Negotiation, AUserReadsTheAnswerToWhatItSent) {

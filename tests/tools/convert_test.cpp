@@ -116,29 +116,6 @@ TEST_F(ConvertTest, AfterALossItIsAnotherInstanceThatTellsOfIt) {
     EXPECT_STREQ(derived, before.sopInstanceUid);
 }
 
-TEST_F(ConvertTest, WordsChangeTheirByteOrderWhereverTheyStand) {
-    std::vector<unsigned char> words(300002);  // no multiple of what is copied at once
-    for (std::size_t i = 0; i < words.size(); ++i) words[i] = static_cast<unsigned char>(i * 7 + i / 251);
-    const auto raw = [&](unsigned int tag, DICT_VR vr, unsigned int n) {
-        return new DcElem(tag, words.data(), n, UID_LITTLE_ENDIAN_EXPLICIT, vr, 0);
-    };
-    DcElemList list;
-    auto* icon = new DcElemSqItem();
-    icon->getElemList() + raw(T_7fe0_0010_pixelData, VR_OW, 8192) + raw(0x00091010, VR_OF, 400);
-    list + &(*new DcElemSq(0x00880200) + icon) +
-        new DcElem(T_0028_0100_bitsAllocated, static_cast<unsigned short>(16));
-    list + raw(0x00091011, VR_OB, 300) + raw(0x00091012, VR_OF, 200000);
-    list + raw(T_7fe0_0010_pixelData, VR_OW, 300002) + raw(0xFFFCFFFC, VR_OB, 100);
-    make("words", list, UID_LITTLE_ENDIAN_EXPLICIT);
-    const Outcome outcome =
-        sh("orvkit convert words plain --to explicit && orvkit convert plain there --to big && "
-           "orvkit convert there back --to explicit && cmp back plain");
-    EXPECT_EQ(outcome.status, 0) << outcome.err << outcome.out;
-    std::string turned(words.begin(), words.end());
-    for (std::size_t i = 0; i < turned.size(); i += 2) std::swap(turned[i], turned[i + 1]);
-    EXPECT_NE(contentOf(dir / "there").find(turned), std::string::npos);
-}
-
 TEST_F(ConvertTest, DamagedPackedPixelsAreRefused) {
     ASSERT_EQ(sh("orvkit convert in packed --to lzw").status, 0);
     const std::string packed = contentOf(dir / "packed");

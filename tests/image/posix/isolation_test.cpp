@@ -4,12 +4,7 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <fstream>
-#include <map>
-#include <random>
 #include <string>
 #include <thread>
 #include <tuple>
@@ -223,69 +218,6 @@ TEST(Isolation, CutStreamsAreResultsOfTheirOwnProcess) {
         EXPECT_NE(imageRepackJpeg(stream.data(), length, false, restored), RESULT_OK) << length;
         EXPECT_TRUE(restored.empty());
     }
-}
-
-// Some places of a stream with other bytes in them, or others put in; at times cut.
-Bytes mutated(Bytes stream, std::mt19937& random) {
-    const auto below = [&](std::size_t limit) { return static_cast<std::ptrdiff_t>(random() % limit); };
-    for (std::size_t edits = 1 + random() % 6; edits > 0 && !stream.empty(); --edits) {
-        const std::size_t reach =
-            random() % 2 == 0 ? stream.size() : std::min<std::size_t>(stream.size(), 100);
-        const auto place = stream.begin() + below(reach);
-        const auto byte = static_cast<unsigned char>(random() % 3 == 0 ? 0xFF : random());
-        switch (random() % 8) {
-            case 0:
-                stream.insert(place, 1 + random() % 5, byte);
-                break;
-            case 1:
-                stream.erase(place);
-                break;
-            case 2:
-                if (random() % 4 == 0) stream.erase(place, stream.end());
-                break;
-            default:
-                *place = random() % 2 == 0 ? byte : static_cast<unsigned char>(*place ^ 1u << random() % 8);
-        }
-    }
-    return stream;
-}
-
-// Of our own codecs, too, which are in this process. ORVKIT_MUTATIONS asks for more of them,
-// ORVKIT_MUTATIONS_TO for a folder where those go that a library's process did not outlive.
-TEST(Isolation, MutatedStreamsAreResultsOfTheirOwnProcess) {
-    const char* const asked = std::getenv("ORVKIT_MUTATIONS");
-    const char* const folder = std::getenv("ORVKIT_MUTATIONS_TO");
-    const int count = asked != nullptr ? std::atoi(asked) : 300;
-    const Isolated isolated("codec-child", 30);
-    const std::vector<const DcImageCodec*> all = encoders();
-    std::map<std::string, int> outcomes;
-    for (int i = 0; i < count && !all.empty(); ++i) {
-        std::mt19937 random(static_cast<unsigned int>(i));
-        const DcImageCodec& codec =
-            *all[all.size() * static_cast<std::size_t>(i) / static_cast<std::size_t>(count)];
-        const auto below = [&](unsigned int limit) { return static_cast<unsigned int>(random() % limit); };
-        const unsigned int columns = 1 + below(70);
-        const unsigned int rows = 1 + below(70);
-        const unsigned int bits = std::clamp(below(2) == 0 ? 12u : 8u, codec.minBits, codec.maxBits);
-        const DcImagePixels pixels = synthetic::described(columns, rows, bits, false, below(3) == 0 ? 3 : 1);
-        const synthetic::Frame frame = synthetic::frameOf(pixels);
-        Bytes stream, back(frame.size());
-        ASSERT_EQ(imageEncodeFrame(codec.uid, pixels, frame.data(), frame.size(), {}, stream), RESULT_OK);
-        stream = mutated(std::move(stream), random);
-        DcImageResult told;
-        const int code = imageDecodeFrame(codec.uid, pixels, stream.data(), stream.size(), back.data(),
-                                          back.size(), &told);
-        EXPECT_EQ(code == RESULT_OK, told.text[0] == '\0') << i;
-        EXPECT_NE(code, IMAGE_NO_CHILD) << i << told.text;
-        ++outcomes[code == RESULT_OK      ? std::string(codec.label) + ": decoded"
-                   : code == IMAGE_STREAM ? std::string(codec.label) + ": damaged"
-                                          : told.text];
-        if (code != IMAGE_CODEC || folder == nullptr) continue;
-        std::ofstream(folder + ("/" + std::to_string(i) + "." + codec.name), std::ios::binary)
-            .write(reinterpret_cast<const char*>(stream.data()), static_cast<std::streamsize>(stream.size()));
-    }
-    if (asked == nullptr) return;
-    for (const auto& [words, times] : outcomes) std::printf("%7d %s\n", times, words.c_str());
 }
 
 TEST(Isolation, ThreadsShareTheChildren) {
