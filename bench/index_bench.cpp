@@ -1,12 +1,15 @@
 // The index of an archive: what it takes to store, what an instance takes of the disk, and how long queries
-// take. Usage: bench_index PLACE INSTANCES [QUERIES]. The place is that of an index (postgresql://..., with
-// nothing in it), or a file for SQLite. Rows are made directly; what DcIndex stores through its front is
-// timed apart, with one thread and with four, on top of them. A file is made anew.
+// take. Usage: bench_index_bench PLACE INSTANCES [QUERIES]. The place is that of an index (postgresql://...,
+// with nothing in it), or a file for SQLite. Rows are made directly; what DcIndex stores through its front is
+// timed apart, with one thread and with four, on top of them. A file is made anew. With 0 QUERIES the rows
+// are all, and where a server has an index with such rows, AET@HOST:PORT in the place of PLACE asks it for
+// studies.
 #include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <memory>
 #include <random>
 #include <string>
@@ -19,6 +22,8 @@
 #include "orvkit/log.h"
 #include "orvkit/result.h"
 #include "orvkit/tags.h"
+#include "services/association.h"
+#include "services/retrieve.h"
 
 namespace {
 
@@ -171,43 +176,99 @@ void store(DcIndex& index, long long from, int threads, int each) {
 
 using Keys = std::vector<std::pair<unsigned int, std::string>>;
 
-void timeQueries(DcIndex& index, const char* what, int count,
-                 const std::function<Keys(const Numbers&)>& keysOf, long long instances) {
-    std::mt19937_64 random(7);
-    std::vector<double> times;
+// The time until the first answer to a query, until the last, and how many there were.
+struct Asked {
+    double first = 0;
+    double last = 0;
     unsigned long long answers = 0;
-    for (int i = 0; i < count; ++i) {
-        const Numbers n(static_cast<long long>(random() % static_cast<unsigned long long>(instances)));
-        DcElemList keys;
-        keys.setValueExceptionLevel(0);
-        for (const auto& [tag, value] : keysOf(n)) {
-            std::string text = value;
-            if (text.size() % 2 != 0) text += Dict.facts(tag).vr == VR_UI ? '\0' : ' ';
-            keys.add(new DcElem(tag, text.data(), static_cast<unsigned int>(text.size()),
-                                UID_LITTLE_ENDIAN_EXPLICIT, VR_IM, 0));
-        }
+};
+using Ask = std::function<Asked(std::unique_ptr<DcElemList> keys)>;
+
+std::unique_ptr<DcElemList> identifierOf(const Keys& given) {
+    auto keys = std::make_unique<DcElemList>();
+    keys->setValueExceptionLevel(0);
+    for (const auto& [tag, value] : given) {
+        std::string text = value;
+        if (text.size() % 2 != 0) text += Dict.facts(tag).vr == VR_UI ? '\0' : ' ';
+        keys->add(new DcElem(tag, text.data(), static_cast<unsigned int>(text.size()),
+                             UID_LITTLE_ENDIAN_EXPLICIT, VR_IM, 0));
+    }
+    return keys;
+}
+
+Ask askIndex(DcIndex& index) {
+    return [&index](std::unique_ptr<DcElemList> keys) {
+        struct Context {
+            Clock::time_point begun = Clock::now();
+            Asked asked;
+        } context;
         DcIndexQuery query;
         query.how = INDEX_RELATIONAL;
         query.maxResults = 100;
         DcIndexFound found;
-        const Clock::time_point begun = Clock::now();
         (void)index.query(
-            query, keys, nullptr, [](void*, DcElemList&) { return 0; }, found);
-        times.push_back(secondsSince(begun) * 1000);
-        answers += found.answers;
-    }
-    std::sort(times.begin(), times.end());
-    const auto at = [&](double part) {
-        return times[static_cast<std::size_t>(part * static_cast<double>(times.size() - 1))];
+            query, *keys, &context,
+            [](void* into, DcElemList&) {
+                auto& all = *static_cast<Context*>(into);
+                if (all.asked.answers++ == 0) all.asked.first = secondsSince(all.begun);
+                return 0;
+            },
+            found);
+        context.asked.last = secondsSince(context.begun);
+        return context.asked;
     };
-    std::printf("%-24s p50 %7.3f ms  p99 %7.3f ms  most %7.3f ms  %.1f answers each\n", what, at(0.5),
-                at(0.99), times.back(), static_cast<double>(answers) / count);
 }
 
-void query(DcIndex& index, long long instances, int count) {
+// A response of an archive of another's may be anything but pending: then it was the last.
+Ask askServer(services::Association& association) {
+    return [&association](std::unique_ptr<DcElemList> keys) {
+        Asked asked;
+        DcCmdCFindRq request;
+        (void)request.add(new DcElem(T_0000_0002_affectedSopClassUid, "1.2.840.10008.5.1.4.1.2.2.1"));
+        (void)request.add(new DcElem(T_0000_0700_priority, static_cast<unsigned short>(0)));
+        request + keys.release();
+        const Clock::time_point begun = Clock::now();
+        if (!association.send(request, UID_STUDY_ROOT_Q_R_FIND)) std::exit(1);
+        while (true) {
+            const std::unique_ptr<DcMsg> response = association.receive(DICT_MSG_C_FIND_RSP);
+            if (response == nullptr) std::exit(1);
+            asked.last = secondsSince(begun);
+            unsigned short status = 0;
+            (void)response->getValue(T_0000_0900_status, status);
+            if ((status & 0xFFFE) != 0xFF00) return asked;
+            if (asked.answers++ == 0) asked.first = asked.last;
+        }
+    };
+}
+
+void timeQueries(const Ask& ask, const char* what, int count,
+                 const std::function<Keys(const Numbers&)>& keysOf, long long instances) {
+    std::mt19937_64 random(7);
+    std::vector<double> times;
+    std::vector<double> firsts;
+    unsigned long long answers = 0;
+    for (int i = 0; i < count; ++i) {
+        const Numbers n(static_cast<long long>(random() % static_cast<unsigned long long>(instances)));
+        const Asked asked = ask(identifierOf(keysOf(n)));
+        times.push_back(asked.last * 1000);
+        firsts.push_back(asked.first * 1000);
+        answers += asked.answers;
+    }
+    const auto at = [](std::vector<double>& all, double part) {
+        std::sort(all.begin(), all.end());
+        return all[static_cast<std::size_t>(part * static_cast<double>(all.size() - 1))];
+    };
+    std::printf(
+        "%-24s p50 %7.3f ms  p99 %7.3f ms  most %7.3f ms  first answer p50 %7.3f ms p99 %7.3f ms  "
+        "%.1f answers each\n",
+        what, at(times, 0.5), at(times, 0.99), at(times, 1), at(firsts, 0.5), at(firsts, 0.99),
+        static_cast<double>(answers) / count);
+}
+
+void queryStudies(const Ask& ask, long long instances, int count) {
     const auto study = [&](const char* what, const std::function<Keys(const Numbers&)>& more) {
         timeQueries(
-            index, what, count,
+            ask, what, count,
             [&](const Numbers& n) {
                 Keys keys = more(n);
                 keys.insert(keys.end(), {{T_0008_0052_queryRetrieveLevel, "STUDY"},
@@ -231,8 +292,11 @@ void query(DcIndex& index, long long instances, int count) {
         return Keys{{T_0008_0020_studyDate, n.date().substr(0, 6) + "01-" + n.date().substr(0, 6) + "28"},
                     {T_0008_0061_modalitiesInStudy, "CT"}};
     });
+}
+
+void queryImages(const Ask& ask, long long instances, int count) {
     timeQueries(
-        index, "images of a series", count,
+        ask, "images of a series", count,
         [](const Numbers& n) {
             return Keys{{T_0008_0052_queryRetrieveLevel, "IMAGE"},
                         {T_0020_000d_studyInstanceUid, n.studyUid()},
@@ -242,7 +306,7 @@ void query(DcIndex& index, long long instances, int count) {
         },
         instances);
     timeQueries(
-        index, "an image by its UID", count,
+        ask, "an image by its UID", count,
         [](const Numbers& n) {
             return Keys{{T_0008_0052_queryRetrieveLevel, "IMAGE"},
                         {T_0008_0018_sopInstanceUid, n.instanceUid()}};
@@ -252,6 +316,20 @@ void query(DcIndex& index, long long instances, int count) {
 
 }  // namespace
 
+int queryServer(const std::string& peer, long long instances, int count) {
+    services::PeerOptions options;
+    const std::size_t at = peer.find('@');
+    const std::size_t colon = peer.rfind(':');
+    options.aec = peer.substr(0, at);
+    options.host = peer.substr(at + 1, colon - at - 1);
+    options.port = std::atoi(peer.c_str() + colon + 1);
+    services::Association association(options);
+    if (!services::openFor(association, options, UID_STUDY_ROOT_Q_R_FIND, {})) return 1;
+    queryStudies(askServer(association), instances, count);
+    association.release();
+    return 0;
+}
+
 int main(int argc, char** argv) {
     if (argc < 3) return 2;
     const std::string given = argv[1];
@@ -260,9 +338,11 @@ int main(int argc, char** argv) {
     const long long instances = std::atoll(argv[2]);
     const int count = argc > 3 ? std::atoi(argv[3]) : 1000;
     elemListSetValueExceptionLevel(0);
+    if (given.find('@') != std::string::npos && isFile) return queryServer(given, instances, count);
     if (isFile)
         for (const char* const suffix : {"", "-wal", "-shm"}) (void)std::remove((given + suffix).c_str());
     makeRows(place, instances);
+    if (count == 0) return 0;
     DcIndex index;
     if (index.open(place.c_str(), INDEX_WRITE) != RESULT_OK) return 1;
     DcIndexStats stats;
@@ -270,7 +350,8 @@ int main(int argc, char** argv) {
     std::printf("bytes an instance: %.0f, and %.0f of attributes\n",
                 static_cast<double>(stats.indexBytes) / static_cast<double>(instances),
                 static_cast<double>(stats.attributeBytes) / static_cast<double>(instances));
-    query(index, instances, count);
+    queryStudies(askIndex(index), instances, count);
+    queryImages(askIndex(index), instances, count);
     store(index, instances, 1, 1000);
     store(index, instances + 1000, 4, 1000);
     return 0;
