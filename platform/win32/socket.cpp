@@ -12,12 +12,11 @@
 #include <vector>
 
 #include "platform/deadline.h"
+#include "platform/socket_address.h"
 
 namespace orvkit::platform {
 
 namespace {
-
-static_assert(sizeof(Address::bytes) >= sizeof(sockaddr_storage));
 
 // Socket numbers fit 32 bits on every Windows; only "none" differs.
 SOCKET handleOf(unsigned int socket) noexcept {
@@ -25,20 +24,6 @@ SOCKET handleOf(unsigned int socket) noexcept {
 }
 unsigned int numberOf(SOCKET socket) noexcept {
     return socket == INVALID_SOCKET ? kNoSocket : static_cast<unsigned int>(socket);
-}
-
-sockaddr* record(Address& address) noexcept {
-    return static_cast<sockaddr*>(static_cast<void*>(address.bytes));
-}
-const sockaddr* record(const Address& address) noexcept {
-    return static_cast<const sockaddr*>(static_cast<const void*>(address.bytes));
-}
-
-template <typename Form>
-Form formOf(const Address& address) noexcept {
-    Form form{};
-    std::memcpy(&form, address.bytes, sizeof form);
-    return form;
 }
 
 // 1 when the event (or a failure that the next call will tell) is there, 0 after the time-out, -1 on failure.
@@ -65,36 +50,6 @@ bool setOption(unsigned int socket, int level, int option, int value) noexcept {
 
 int lengthOf(std::size_t length) noexcept {
     return static_cast<int>(std::min<std::size_t>(length, INT_MAX));
-}
-
-void setPort(Address& address, int port) noexcept {
-    const auto networkPort = ::htons(static_cast<u_short>(port));
-    if (record(address)->sa_family == AF_INET6) {
-        auto form = formOf<sockaddr_in6>(address);
-        form.sin6_port = networkPort;
-        std::memcpy(address.bytes, &form, sizeof form);
-    } else {
-        auto form = formOf<sockaddr_in>(address);
-        form.sin_port = networkPort;
-        std::memcpy(address.bytes, &form, sizeof form);
-    }
-}
-
-// An IPv4 peer of a listener for both has its address within one of IPv6 (RFC 4291 2.5.5.2): told as what it
-// is.
-void unwrap(Address& address) noexcept {
-    if (record(address)->sa_family != AF_INET6) return;
-    const auto both = formOf<sockaddr_in6>(address);
-    if (IN6_IS_ADDR_V4MAPPED(&both.sin6_addr) == 0) return;
-    sockaddr_in form{};
-    form.sin_family = AF_INET;
-    form.sin_port = both.sin6_port;
-    std::memcpy(&form.sin_addr,
-                static_cast<const unsigned char*>(static_cast<const void*>(&both.sin6_addr)) + 12,
-                sizeof form.sin_addr);
-    address = {};
-    std::memcpy(address.bytes, &form, sizeof form);
-    address.length = sizeof form;
 }
 
 }  // namespace
@@ -129,16 +84,11 @@ std::string addressText(const Address& address) {
 }
 
 bool parseAddress(const char* text, std::array<unsigned char, 16>& bytes) noexcept {
-    bytes = {};
-    if (::inet_pton(AF_INET6, text, bytes.data()) == 1) return true;
-    bytes[10] = bytes[11] = 0xFF;
-    return ::inet_pton(AF_INET, text, bytes.data() + 12) == 1;
+    return bytesOfText(text, bytes);
 }
 
 int addressPort(const Address& address) noexcept {
-    if (address.length == 0) return 0;
-    if (record(address)->sa_family == AF_INET6) return ::ntohs(formOf<sockaddr_in6>(address).sin6_port);
-    return ::ntohs(formOf<sockaddr_in>(address).sin_port);
+    return portOf(address);
 }
 
 bool resolve(const char* host, int port, Address& address) noexcept {
@@ -157,19 +107,7 @@ bool resolve(const char* host, int port, Address& address) noexcept {
         return false;
     }
     const std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)> owner(list, &::freeaddrinfo);
-    // Others listen to IPv4 alone more often than not: prefer that where a host has both.
-    const addrinfo* chosen = list;
-    for (const addrinfo* at = list; at != nullptr; at = at->ai_next) {
-        if (at->ai_family == AF_INET) {
-            chosen = at;
-            break;
-        }
-    }
-    if (chosen->ai_addrlen > sizeof address.bytes) return false;
-    std::memcpy(address.bytes, chosen->ai_addr, chosen->ai_addrlen);
-    address.length = static_cast<unsigned int>(chosen->ai_addrlen);
-    setPort(address, port);
-    return true;
+    return takeOne(list, port, address);
 }
 
 bool ownHostName(std::string& name) {
