@@ -1,222 +1,113 @@
 #include "services/record_types.h"
 
 #include <algorithm>
+#include <array>
 #include <iterator>
 #include <string>
 #include <unordered_map>
 
 #include "orvkit/edition.h"
 #include "orvkit/file.h"
-#include "orvkit/keywords.h"
 #include "orvkit/result.h"
-#include "orvkit/tags.h"
 
 namespace services {
 namespace {
 
 // ---- keys -------------------------------------------------------------------------------------------------
 
-constexpr RecordKey patientKeys[] = {
-    {T_0010_0010_patientsName, Need::empty},
-    {T_0010_0020_patientId, Need::made},
-};
-constexpr RecordKey studyKeys[] = {
-    {T_0008_0020_studyDate, Need::made},
-    {T_0008_0030_studyTime, Need::made},
-    {T_0008_0050_accessionNumber, Need::empty},
-    {T_0008_1030_studyDescription, Need::empty},
-    {T_0020_000d_studyInstanceUid, Need::required},
-    {T_0020_0010_studyId, Need::made},
-};
-constexpr RecordKey seriesKeys[] = {
-    {T_0008_0060_modality, Need::required},
-    {T_0020_000e_seriesInstanceUid, Need::required},
-    {T_0020_0011_seriesNumber, Need::made},
-};
-constexpr RecordKey imageKeys[] = {{T_0020_0013_instanceNumber, Need::made}};
-constexpr RecordKey overlayKeys[] = {{T_0020_0022_overlayNumber, Need::made}};
-constexpr RecordKey curveKeys[] = {{T_0020_0024_curveNumber, Need::made}};
-constexpr RecordKey lutKeys[] = {{T_0020_0026_lookupTableNumber, Need::made}};
-constexpr RecordKey storedPrintKeys[] = {{T_0020_0013_instanceNumber, Need::empty}};
-constexpr RecordKey doseKeys[] = {
-    {T_0020_0013_instanceNumber, Need::made},
-    {T_3004_0006_doseComment, Need::given},
-    {T_3004_000a_doseSummationType, Need::required},
-};
-constexpr RecordKey structureSetKeys[] = {
-    {T_0020_0013_instanceNumber, Need::made},
-    {T_3006_0002_structureSetLabel, Need::required},
-    {T_3006_0008_structureSetDate, Need::empty},
-    {T_3006_0009_structureSetTime, Need::empty},
-};
-constexpr RecordKey planKeys[] = {
-    {T_0020_0013_instanceNumber, Need::made},
-    {T_300a_0002_rtPlanLabel, Need::required},
-    {T_300a_0006_rtPlanDate, Need::empty},
-    {T_300a_0007_rtPlanTime, Need::empty},
-};
-constexpr RecordKey treatmentKeys[] = {
-    {T_0020_0013_instanceNumber, Need::made},
-    {T_3008_0250_treatmentDate, Need::empty},
-    {T_3008_0251_treatmentTime, Need::empty},
-};
-constexpr RecordKey presentationKeys[] = {
-    {T_0008_1115_referencedSeriesSequence, Need::given},
-    {T_0020_0013_instanceNumber, Need::made},
-    {T_0070_0080_contentLabel, Need::required},
-    {T_0070_0081_contentDescription, Need::empty},
-    {T_0070_0082_presentationCreationDate, Need::required},
-    {T_0070_0083_presentationCreationTime, Need::required},
-    {T_0070_0084_contentCreatorsName, Need::empty},
-    {T_0070_0402_blendingSequence, Need::given},
-};
-constexpr RecordKey datedKeys[] = {
-    {T_0008_0023_contentDate, Need::made},
-    {T_0008_0033_contentTime, Need::made},
-    {T_0020_0013_instanceNumber, Need::made},
-};
-constexpr RecordKey srKeys[] = {
-    {T_0008_0023_contentDate, Need::made},
-    {T_0008_0033_contentTime, Need::made},
-    {T_0020_0013_instanceNumber, Need::made},
-    {T_0040_a030_verificationDateTime, Need::given},
-    {T_0040_a043_conceptNameCodeSequence, Need::required},
-    {T_0040_a491_completionFlag, Need::required},
-    {T_0040_a493_verificationFlag, Need::required},
-    {T_0040_a730_contentSequence, Need::given},
-};
-constexpr RecordKey keyObjectKeys[] = {
-    {T_0008_0023_contentDate, Need::made},      {T_0008_0033_contentTime, Need::made},
-    {T_0020_0013_instanceNumber, Need::made},   {T_0040_a043_conceptNameCodeSequence, Need::required},
-    {T_0040_a730_contentSequence, Need::given},
-};
-constexpr RecordKey spectroscopyKeys[] = {
-    {T_0008_0008_imageType, Need::required},     {T_0008_0023_contentDate, Need::made},
-    {T_0008_0033_contentTime, Need::made},       {T_0008_9092_referencedImageEvidenceSequence, Need::given},
-    {T_0020_0013_instanceNumber, Need::made},    {T_0028_0008_numberOfFrames, Need::required},
-    {T_0028_0010_rows, Need::required},          {T_0028_0011_columns, Need::required},
-    {T_0028_9001_dataPointRows, Need::required}, {T_0028_9002_dataPointColumns, Need::required},
-};
-constexpr RecordKey rawDataKeys[] = {
-    {T_0008_0023_contentDate, Need::made},
-    {T_0008_0033_contentTime, Need::made},
-    {T_0020_0013_instanceNumber, Need::empty},
-};
-// With the Content Identification Macro.
-constexpr RecordKey identifiedKeys[] = {
-    {T_0008_0023_contentDate, Need::made},         {T_0008_0033_contentTime, Need::made},
-    {T_0020_0013_instanceNumber, Need::made},      {T_0070_0080_contentLabel, Need::required},
-    {T_0070_0081_contentDescription, Need::empty}, {T_0070_0084_contentCreatorsName, Need::empty},
-};
-constexpr RecordKey documentKeys[] = {
-    {T_0008_0023_contentDate, Need::empty},
-    {T_0008_0033_contentTime, Need::empty},
-    {T_0020_0013_instanceNumber, Need::made},
-    {T_0040_a043_conceptNameCodeSequence, Need::empty},
-    {T_0040_e001_hl7InstanceIdentifier, Need::given},
-    {T_0042_0010_documentTitle, Need::empty},
-    {T_0042_0012_mimeTypeOfEncapsulatedDocument, Need::required},
-};
-constexpr RecordKey hangingProtocolKeys[] = {
-    {T_0072_0002_hangingProtocolName, Need::required},
-    {T_0072_0004_hangingProtocolDescription, Need::required},
-    {T_0072_0006_hangingProtocolLevel, Need::required},
-    {T_0072_0008_hangingProtocolCreator, Need::required},
-    {T_0072_000a_hangingProtocolCreationDateTime, Need::required},
-    {T_0072_000c_hangingProtocolDefinitionSequence, Need::required},
-    {T_0072_000e_hangingProtocolUserIdentificationCodeSequence, Need::empty},
-    {T_0072_0014_numberOfPriorsReferenced, Need::required},
-};
+constexpr std::size_t kMostKeys = 10;
 
-constexpr RecordKey assessmentKeys[] = {
-    {T_0008_0012_instanceCreationDate, Need::made},
-    {T_0008_0013_instanceCreationTime, Need::made},
-    {T_0020_0013_instanceNumber, Need::made},
-};
-constexpr RecordKey radiotherapyKeys[] = {
-    {T_0020_0013_instanceNumber, Need::made},       {T_0070_0081_contentDescription, Need::empty},
-    {T_0070_0084_contentCreatorsName, Need::empty}, {DcTag::UserContentLabel, Need::given},
-    {DcTag::UserContentLongLabel, Need::given},
-};
-constexpr RecordKey waveformPresentationKeys[] = {
-    {T_0020_0013_instanceNumber, Need::made},
-    {T_0070_0080_contentLabel, Need::required},
-    {T_0070_0081_contentDescription, Need::empty},
-    {T_0070_0082_presentationCreationDate, Need::required},
-    {T_0070_0083_presentationCreationTime, Need::required},
-    {T_0070_0084_contentCreatorsName, Need::empty},
-};
-constexpr RecordKey paletteKeys[] = {
-    {T_0070_0080_contentLabel, Need::required},
-    {T_0070_0081_contentDescription, Need::empty},
-};
-constexpr RecordKey implantKeys[] = {
-    {T_0008_0070_manufacturer, Need::required},
-    {DcTag::ImplantName, Need::required},
-    {DcTag::ImplantPartNumber, Need::required},
-    {DcTag::ImplantSize, Need::given},
-};
-constexpr RecordKey implantAssemblyKeys[] = {
-    {T_0008_0070_manufacturer, Need::required},
-    {DcTag::ImplantAssemblyTemplateName, Need::required},
-    {DcTag::ProcedureTypeCodeSequence, Need::required},
-};
-constexpr RecordKey implantGroupKeys[] = {
-    {DcTag::ImplantTemplateGroupName, Need::required},
-    {DcTag::ImplantTemplateGroupIssuer, Need::required},
-};
-constexpr RecordKey inventoryKeys[] = {
-    {T_0008_0023_contentDate, Need::made},
-    {T_0008_0033_contentTime, Need::made},
-    {DcTag::InventoryPurpose, Need::empty},
-};
+consteval unsigned int hexDigit(char c) {
+    if (c >= '0' && c <= '9') return static_cast<unsigned int>(c - '0');
+    if (c >= 'A' && c <= 'F') return static_cast<unsigned int>(c - 'A' + 10);
+    throw "not a digit";
+}
+
+consteval Need needOf(char letter) {
+    switch (letter) {
+        case 'R':
+            return Need::required;
+        case 'M':
+            return Need::made;
+        case 'E':
+            return Need::empty;
+        case 'G':
+            return Need::given;
+        default:
+            throw "not a need";
+    }
+}
 
 struct TypeKeys {
+    // Tags with the needs behind them, "00100010E 00100020M".
+    consteval TypeKeys(DIR_REC ofType, const char* text) : type(ofType) {
+        for (const char* c = text; *c != '\0';) {
+            unsigned int tag = 0;
+            for (int i = 0; i < 8; ++i) tag = tag << 4 | hexDigit(*c++);
+            list.at(count++) = {tag, needOf(*c++)};
+            while (*c == ' ') ++c;
+        }
+    }
     DIR_REC type;
-    std::span<const RecordKey> keys;
+    std::array<RecordKey, kMostKeys> list{};
+    std::size_t count = 0;
 };
 
+constexpr const char* imageKeys = "00200013M";
+constexpr const char* lutKeys = "00200026M";
+constexpr const char* datedKeys = "00080023M 00080033M 00200013M";
+// With the Content Identification Macro.
+constexpr const char* identifiedKeys = "00080023M 00080033M 00200013M 00700080R 00700081E 00700084E";
+
+// R required, M made, E empty, G given, as in the tables of PS3.3 F.5.
+// clang-format off
 constexpr TypeKeys typeKeys[] = {
-    {DIR_REC_PATIENT, patientKeys},
-    {DIR_REC_STUDY, studyKeys},
-    {DIR_REC_SERIES, seriesKeys},
+    {DIR_REC_PATIENT, "00100010E 00100020M"},
+    {DIR_REC_STUDY, "00080020M 00080030M 00080050E 00081030E 0020000DR 00200010M"},
+    {DIR_REC_SERIES, "00080060R 0020000ER 00200011M"},
     {DIR_REC_IMAGE, imageKeys},
-    {DIR_REC_OVERLAY, overlayKeys},
-    {DIR_REC_CURVE, curveKeys},
+    {DIR_REC_OVERLAY, "00200022M"},
+    {DIR_REC_CURVE, "00200024M"},
     {DIR_REC_MODALITY_LUT, lutKeys},
     {DIR_REC_VOI_LUT, lutKeys},
-    {DIR_REC_STORED_PRINT, storedPrintKeys},
-    {DIR_REC_RT_DOSE, doseKeys},
-    {DIR_REC_RT_STRUCTURE_SET, structureSetKeys},
-    {DIR_REC_RT_PLAN, planKeys},
-    {DIR_REC_RT_TREAT_RECORD, treatmentKeys},
-    {DIR_REC_PRESENTATION, presentationKeys},
+    {DIR_REC_STORED_PRINT, "00200013E"},
+    {DIR_REC_RT_DOSE, "00200013M 30040006G 3004000AR"},
+    {DIR_REC_RT_STRUCTURE_SET, "00200013M 30060002R 30060008E 30060009E"},
+    {DIR_REC_RT_PLAN, "00200013M 300A0002R 300A0006E 300A0007E"},
+    {DIR_REC_RT_TREAT_RECORD, "00200013M 30080250E 30080251E"},
+    {DIR_REC_PRESENTATION,
+     "00081115G 00200013M 00700080R 00700081E 00700082R 00700083R 00700084E 00700402G"},
     {DIR_REC_WAVEFORM, datedKeys},
-    {DIR_REC_SR_DOCUMENT, srKeys},
-    {DIR_REC_KEY_OBJECT_DOC, keyObjectKeys},
-    {DIR_REC_SPECTROSCOPY, spectroscopyKeys},
-    {DIR_REC_RAW_DATA, rawDataKeys},
+    {DIR_REC_SR_DOCUMENT,
+     "00080023M 00080033M 00200013M 0040A030G 0040A043R 0040A491R 0040A493R 0040A730G"},
+    {DIR_REC_KEY_OBJECT_DOC, "00080023M 00080033M 00200013M 0040A043R 0040A730G"},
+    {DIR_REC_SPECTROSCOPY,
+     "00080008R 00080023M 00080033M 00089092G 00200013M 00280008R 00280010R 00280011R 00289001R "
+     "00289002R"},
+    {DIR_REC_RAW_DATA, "00080023M 00080033M 00200013E"},
     {DIR_REC_REGISTRATION, identifiedKeys},
     {DIR_REC_FIDUCIAL, identifiedKeys},
     {DIR_REC_VALUE_MAP, identifiedKeys},
     {DIR_REC_STEREOMETRIC, identifiedKeys},
-    {DIR_REC_ENCAP_DOC, documentKeys},
-    {DIR_REC_HANGING_PROTOCOL, hangingProtocolKeys},
-    {DIR_REC_PALETTE, paletteKeys},
+    {DIR_REC_ENCAP_DOC, "00080023E 00080033E 00200013M 0040A043E 0040E001G 00420010E 00420012R"},
+    {DIR_REC_HANGING_PROTOCOL,
+     "00720002R 00720004R 00720006R 00720008R 0072000AR 0072000CR 0072000EE 00720014R"},
+    {DIR_REC_PALETTE, "00700080R 00700081E"},
     {DIR_REC_SURFACE, identifiedKeys},
     {DIR_REC_MEASUREMENT, datedKeys},
     {DIR_REC_SURFACE_SCAN, datedKeys},
     {DIR_REC_TRACT, identifiedKeys},
-    {DIR_REC_ASSESSMENT, assessmentKeys},
-    {DIR_REC_IMPLANT, implantKeys},
-    {DIR_REC_IMPLANT_ASSY, implantAssemblyKeys},
-    {DIR_REC_IMPLANT_GROUP, implantGroupKeys},
+    {DIR_REC_ASSESSMENT, "00080012M 00080013M 00200013M"},
+    {DIR_REC_IMPLANT, "00080070R 00221095R 00221097R 00686210G"},
+    {DIR_REC_IMPLANT_ASSY, "00080070R 00760001R 00760020R"},
+    {DIR_REC_IMPLANT_GROUP, "00780001R 00780020R"},
     {DIR_REC_PLAN, imageKeys},
-    {DIR_REC_RADIOTHERAPY, radiotherapyKeys},
+    {DIR_REC_RADIOTHERAPY, "00200013M 00700081E 00700084E 30100033G 30100034G"},
     {DIR_REC_ANNOTATION, identifiedKeys},
-    {DIR_REC_INVENTORY, inventoryKeys},
-    {DIR_REC_WF_PRESENTATION, waveformPresentationKeys},
+    {DIR_REC_INVENTORY, "00080023M 00080033M 00080401E"},
+    {DIR_REC_WF_PRESENTATION, "00200013M 00700080R 00700081E 00700082R 00700083R 00700084E"},
 };
+// clang-format on
 
 // ---- SOP classes ------------------------------------------------------------------------------------------
 
@@ -254,7 +145,7 @@ const std::unordered_map<std::string_view, DIR_REC>& typeByClass() {
 std::span<const RecordKey> keysOf(DIR_REC type) {
     const auto* row = std::find_if(std::begin(typeKeys), std::end(typeKeys),
                                    [type](const TypeKeys& each) { return each.type == type; });
-    return row != std::end(typeKeys) ? row->keys : std::span<const RecordKey>();
+    return row != std::end(typeKeys) ? std::span(row->list).first(row->count) : std::span<const RecordKey>();
 }
 
 bool standsAlone(DIR_REC type) {
