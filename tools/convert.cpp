@@ -94,10 +94,9 @@ void addConvert(Command& program) {
     command.number("--jobs", options->frames.jobs, "Frames that are packed at a time; of a directory, files")
         .range(1, 256)
         .value("N");
-    command.flag(
-        "--force", options->force,
-        "Also read what is no DICOM file by the letter: a data set without a header, or with one of odd "
-        "form; how it was read is told");
+    command.flag("--force", options->force,
+                 "Also read what is no DICOM file by the letter: a data set without a header, or with one of "
+                 "odd form; how it was read is told");
     command.flag("--meta-from-dataset", options->metaFromDataset,
                  "Make the header from the data set alone; nothing of the old one stays");
     command.flag("--utf8", options->utf8,

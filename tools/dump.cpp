@@ -77,11 +77,10 @@ void addDump(Command& program) {
     command.flag("--keywords", options->keywords, "Name elements by tag and keyword: (0010,0010) PatientName")
         .excludes("--json");
     command
-        .text(
-            "--charset", options->charset,
-            "How text is shown: utf8, brought to UTF-8 from the Specific Character Set that the file names; "
-            "raw, the bytes as they are; or the character set to take it for, whatever the file names "
-            "(ISO_IR 100)")
+        .text("--charset", options->charset,
+              "How text is shown: utf8, brought to UTF-8 from the Specific Character Set that the file "
+              "names; raw, the bytes as they are; or the character set to take it for, whatever the file "
+              "names (ISO_IR 100)")
         .check(charsetFault)
         .value("utf8|raw|TERMS");
     command.flag("--full", options->full, "Show long values and lists of values whole");

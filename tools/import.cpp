@@ -22,10 +22,9 @@ void addImport(Command& program) {
         .required()
         .value("OUT");
     command
-        .texts(
-            "-k,--key", request->keys,
-            "What the objects are to say: PatientName=Doe^Jane, 0008,1030=..., in UTF-8; backslashes stand "
-            "between several values")
+        .texts("-k,--key", request->keys,
+               "What the objects are to say: PatientName=Doe^Jane, 0008,1030=..., in UTF-8; backslashes "
+               "stand between several values")
         .value("TAG=VALUE");
     command
         .text("--like", request->like, "Take patient and study from this object; what --key says goes before")

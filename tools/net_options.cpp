@@ -93,10 +93,9 @@ void addIdentityOptions(Command& command, PeerOptions& options) {
         .check([](const std::string& name) { return name.empty() ? "a user has a name" : ""; })
         .value("NAME");
     command
-        .text(
-            "--password-file", options.passwordFile,
-            "The user's password is the first line of FILE; without it, what ORVKIT_PASSWORD holds, if that "
-            "is set. The peer receives it as it is")
+        .text("--password-file", options.passwordFile,
+              "The user's password is the first line of FILE; without it, what ORVKIT_PASSWORD holds, if "
+              "that is set. The peer receives it as it is")
         .existingFile()
         .value("FILE");
     const auto file = [&](const char* name, int type, const char* help) {
@@ -142,10 +141,9 @@ void addTlsOptions(Command& command, TlsOptions& options) {
                "Revocation lists (PEM): then each issuer must have one. May be given several times")
         .value("FILE");
     command
-        .texts(
-            "--tls-pin", options.pins,
-            "The SHA-256 fingerprint of the peer's certificate, instead of its name; without --tls-ca that "
-            "is enough. May be given several times")
+        .texts("--tls-pin", options.pins,
+               "The SHA-256 fingerprint of the peer's certificate, instead of its name; without --tls-ca "
+               "that is enough. May be given several times")
         .value("HEX");
     command
         .named("--tls-profile", options.profile,
@@ -266,16 +264,16 @@ int runAsUser(PeerOptions& options, Words& words, bool wantsMore, const std::fun
 void addQueryOptions(Command& command, QueryOptions& options) {
     command
         .texts("-k,--key", options.keys,
-               "A key: PatientName=DOE*, 00100010=DOE* or, to see its value, StudyDate. May be given "
-               "several times")
+               "A key: PatientName=DOE*, 00100010=DOE* or, to see its value, StudyDate. May be given several "
+               "times")
         .value("TAG=VALUE");
     command.text("--root", options.root, "The information model, patient or study root")
         .oneOf({"patient", "study"})
         .value("ROOT");
     command
-        .text("--level", options.level,
-              "patient, study, series or image; unless given, that of the lowest UID among the keys, "
-              "or study")
+        .text(
+            "--level", options.level,
+            "patient, study, series or image; unless given, that of the lowest UID among the keys, or study")
         .oneOf({"patient", "study", "series", "image"})
         .inAnyCase()
         .value("LEVEL");
@@ -283,8 +281,7 @@ void addQueryOptions(Command& command, QueryOptions& options) {
     command
         .number("--max-time", options.maxTime,
                 "Cancel the request when it is not done after so many seconds; 0 for no bound. Unless given, "
-                "when "
-                "nothing has come of it for three times --timeout")
+                "when nothing has come of it for three times --timeout")
         .range(0, 31536000)
         .value("SECONDS")
         .hideDefault();

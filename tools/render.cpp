@@ -161,10 +161,8 @@ void describePicture(Command& command, RenderOptions& options) {
     command
         .text("--window", options.window,
               "Which values become black and white: C,W a window of that center and width; N the image's "
-              "window of "
-              "that number; lut its VOI LUT; auto all but the outermost of its values; full all of its "
-              "values; bits "
-              "all that its bits can hold. Without the option, as the image asks")
+              "window of that number; lut its VOI LUT; auto all but the outermost of its values; full all of "
+              "its values; bits all that its bits can hold. Without the option, as the image asks")
         .value("C,W|N|WORD")
         .check(checkOf(parseWindow, "a window"));
     command
@@ -192,8 +190,7 @@ void addRender(Command& program) {
     command
         .text("-o,--output", options->out,
               "The picture's file, its format by the extension (png, jpg, tif, pnm, pgm, ppm), or a "
-              "directory for "
-              "pictures that are named after their files")
+              "directory for pictures that are named after their files")
         .value("OUT");
     command
         .text("--format", options->format,

@@ -22,10 +22,9 @@ void addSend(Command& program) {
                 "After a failure of the network, try a file, or to connect, so many times more")
         .range(0, 1000)
         .value("N");
-    command.flag(
-        "--transcode", options->transcode,
-        "For a peer that does not take the transfer syntax of a file, unpack its frames, or pack them "
-        "without loss as the peer wants them");
+    command.flag("--transcode", options->transcode,
+                 "For a peer that does not take the transfer syntax of a file, unpack its frames, or pack "
+                 "them without loss as the peer wants them");
     command.flag("--commit", options->commit,
                  "Then ask the peer to commit itself to what it has taken (storage commitment), wait for its "
                  "report, and tell of each file whether it is committed");

@@ -16,10 +16,9 @@ void addTls(Command& program) {
     make.text("DIR", site->directory,
               "Directory of ca.pem and ca.key, which are made if absent, and of the pairs")
         .required();
-    make.texts(
-        "NAME", site->parties,
-        "A party: NAME.pem and NAME.key are made, for the host NAME; more names and addresses of it stand "
-        "behind commas: pacs,pacs.local,10.0.0.5");
+    make.texts("NAME", site->parties,
+               "A party: NAME.pem and NAME.key are made, for the host NAME; more names and addresses of it "
+               "stand behind commas: pacs,pacs.local,10.0.0.5");
     make.text("--authority", site->authority, "What the authority calls itself").value("NAME");
     make.number("--days", site->days, "How long the pairs are valid").range(1, 36500).value("DAYS");
     make.number("--authority-days", site->authorityDays, "The same of the authority")
