@@ -1,5 +1,5 @@
-// Addresses of sockets as both systems have them. Included by each system's socket.cpp alone, behind the headers
-// that the system has for sockets.
+// Addresses of sockets as both systems have them. Included by each system's socket.cpp alone, behind the
+// headers that the system has for sockets.
 #ifndef ORVKIT_PLATFORM_SOCKET_ADDRESS_H
 #define ORVKIT_PLATFORM_SOCKET_ADDRESS_H
 

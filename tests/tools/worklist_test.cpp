@@ -79,7 +79,10 @@ TEST_F(WorklistTest, HostileKeysAreAnsweredResultsBoundedAndRequestsCancelled) {
         ASSERT_TRUE(peer.say(find(each.keys, kWorklist))) << each.what;
         EXPECT_EQ(answers(peer), each.statuses) << each.what << "\n" << log();
     }
-    // What else any query is answered, those of an archive are.
+    ASSERT_TRUE(peer.say(find(id, "1.2.840.10008.5.1.4.1.2.2.1")));
+    EXPECT_EQ(answers(peer), Statuses{0x0122});
+    ASSERT_TRUE(peer.say(command(request(0x0020, kWorklist, false))));
+    EXPECT_EQ(answers(peer), Statuses{0xA900});
     ASSERT_TRUE(peer.say(joined({find(id, kWorklist), cancel()})));
     EXPECT_EQ(answers(peer), Statuses{0xFE00});
 }
