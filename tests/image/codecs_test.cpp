@@ -8,9 +8,7 @@
 
 namespace {
 
-using synthetic::described;
-using synthetic::Frame;
-using synthetic::frameOf;
+using namespace synthetic;
 
 std::vector<DcImageCodec> codecs() {
     std::size_t count = 0;
@@ -26,17 +24,12 @@ std::string told(const DcImagePixels& p) {
 
 // Through the codec and back.
 Frame through(const DcImageCodec& codec, const DcImagePixels& pixels, const Frame& frame) {
-    std::vector<unsigned char> stream;
-    DcImageResult packed, unpacked;
-    EXPECT_EQ(imageEncodeFrame(codec.uid, pixels, frame.data(), frame.size(), {}, stream, &packed), RESULT_OK)
-        << packed.text;
-    Frame back(frame.size(), 0xA5);
-    EXPECT_EQ(imageDecodeFrame(codec.uid, pixels, stream.data(), stream.size(), back.data(), back.size(),
-                               &unpacked),
-              RESULT_OK)
-        << unpacked.text;
-    EXPECT_EQ(packed.lossy, !codec.lossless);
-    return back;
+    const Made packed = encoded(codec.uid, pixels, frame);
+    EXPECT_EQ(packed.code, RESULT_OK) << packed.told.text;
+    EXPECT_EQ(packed.told.lossy, !codec.lossless);
+    const Made back = decoded(codec.uid, pixels, packed.bytes);
+    EXPECT_EQ(back.code, RESULT_OK) << back.told.text;
+    return back.bytes;
 }
 
 bool holds(const DcImageCodec& codec, const DcImagePixels& p) {
@@ -84,13 +77,11 @@ TEST(Codecs, LosslessOnesGiveBackEveryBitAndRefuseWhatTheyCannotHold) {
                 ++whole;
                 continue;
             }
-            std::vector<unsigned char> stream{1, 2, 3};
-            DcImageResult result;
-            EXPECT_EQ(imageEncodeFrame(codec.name, pixels, frame.data(), frame.size(), {}, stream, &result),
-                      IMAGE_CANNOT_HOLD);
-            EXPECT_EQ(std::string(result.text).find(std::string(codec.label) + ": cannot hold "), 0u)
-                << result.text;
-            EXPECT_EQ(stream.size(), 3u);
+            const Made none = encoded(codec.name, pixels, frame, {}, {1, 2, 3});
+            EXPECT_EQ(none.code, IMAGE_CANNOT_HOLD);
+            EXPECT_EQ(std::string(none.told.text).find(std::string(codec.label) + ": cannot hold "), 0u)
+                << none.told.text;
+            EXPECT_EQ(none.bytes.size(), 3u);
         }
         EXPECT_GE(whole, 10u) << codec.name;
     }
@@ -118,8 +109,8 @@ TEST(Codecs, FramesOfAnotherSizeAreRefusedBeforeAnythingIsMade) {
     for (const DcImageCodec& codec : codecs()) {
         if (!codec.encodes || !holds(codec, pixels)) continue;
         SCOPED_TRACE(codec.name);
-        std::vector<unsigned char> stream;
-        ASSERT_EQ(imageEncodeFrame(codec.name, pixels, frame.data(), frame.size(), {}, stream), RESULT_OK);
+        const auto [code, stream, told] = encoded(codec.name, pixels, frame);
+        ASSERT_EQ(code, RESULT_OK);
         DcImageResult result;
         Frame room(frame.size());
         EXPECT_EQ(
@@ -127,8 +118,8 @@ TEST(Codecs, FramesOfAnotherSizeAreRefusedBeforeAnythingIsMade) {
             IMAGE_ROOM);
         DcImagePixels other = pixels;
         other.rows = other.columns = 65535;
-        const int code = imageCheckFrame(codec.uid, other, stream.data(), 100, &result);
-        EXPECT_TRUE(code == IMAGE_DIFFERS || code == IMAGE_STREAM) << result.text;
+        const int checked = imageCheckFrame(codec.uid, other, stream.data(), 100, &result);
+        EXPECT_TRUE(checked == IMAGE_DIFFERS || checked == IMAGE_STREAM) << result.text;
         for (std::size_t size = 0; size < stream.size(); size += 1 + stream.size() / 60) {
             EXPECT_NE(imageDecodeFrame(codec.uid, other, stream.data(), size, room.data(), room.size()),
                       RESULT_OK);
@@ -175,33 +166,29 @@ TEST(Codecs, WhatIsOutsideTheBitsStoredIsRefusedOrDropped) {
     DcImagePixels pixels = described(16, 16, 12);
     Frame overlaid = frameOf(pixels), plain = overlaid;
     for (std::size_t i = 1; i < overlaid.size(); i += 2) overlaid[i] |= 0x80;
-    std::vector<unsigned char> stream;
-    DcImageResult result;
-    EXPECT_EQ(imageEncodeFrame("jpegls", pixels, overlaid.data(), overlaid.size(), {}, stream, &result),
-              IMAGE_CANNOT_HOLD);
-    EXPECT_STREQ(result.text, "JPEG-LS: cannot hold what is outside the bits stored");
+    Made stream = encoded("jpegls", pixels, overlaid);
+    EXPECT_EQ(stream.code, IMAGE_CANNOT_HOLD);
+    EXPECT_STREQ(stream.told.text, "JPEG-LS: cannot hold what is outside the bits stored");
     DcImageOptions drop;
     drop.dropUnusedBits = true;
-    ASSERT_EQ(imageEncodeFrame("jpegls", pixels, overlaid.data(), overlaid.size(), drop, stream), RESULT_OK);
-    Frame back(plain.size());
-    ASSERT_EQ(imageDecodeFrame(codec->uid, pixels, stream.data(), stream.size(), back.data(), back.size()),
-              RESULT_OK);
-    EXPECT_EQ(back, plain);
+    stream = encoded("jpegls", pixels, overlaid, drop);
+    ASSERT_EQ(stream.code, RESULT_OK);
+    const Made back = decoded(codec->uid, pixels, stream.bytes);
+    EXPECT_EQ(back.code, RESULT_OK);
+    EXPECT_EQ(back.bytes, plain);
     // Values at the upper end go to the lower one, and the result says so.
     pixels.highBit = 15;
     for (std::size_t i = 0; i < plain.size(); i += 2) {
         plain[i + 1] = static_cast<unsigned char>(plain[i + 1] << 4 | plain[i] >> 4);
         plain[i] = static_cast<unsigned char>(plain[i] << 4);
     }
-    stream.clear();
-    ASSERT_EQ(imageEncodeFrame("jpegls", pixels, plain.data(), plain.size(), {}, stream, &result), RESULT_OK);
-    EXPECT_EQ(result.pixels.highBit, 11u);
-    Frame low(plain.size());
-    ASSERT_EQ(
-        imageDecodeFrame(codec->uid, pixels, stream.data(), stream.size(), low.data(), low.size(), &result),
-        RESULT_OK);
-    EXPECT_EQ(low, back);
-    EXPECT_EQ(result.pixels.highBit, 11u);
+    stream = encoded("jpegls", pixels, plain);
+    ASSERT_EQ(stream.code, RESULT_OK);
+    EXPECT_EQ(stream.told.pixels.highBit, 11u);
+    const Made low = decoded(codec->uid, pixels, stream.bytes);
+    EXPECT_EQ(low.code, RESULT_OK);
+    EXPECT_EQ(low.bytes, back.bytes);
+    EXPECT_EQ(low.told.pixels.highBit, 11u);
 }
 
 }  // namespace

@@ -11,8 +11,7 @@
 
 namespace {
 
-using synthetic::described;
-using synthetic::Frame;
+using namespace synthetic;
 using Stream = std::vector<unsigned char>;
 using Words = std::vector<int>;
 
@@ -38,12 +37,9 @@ Frame bytesOf(const Words& words, unsigned int bitsAllocated) {
 
 Stream packed(const char* uid, const DcImagePixels& pixels, const Words& words,
               const DcImageOptions& options = {}) {
-    Stream stream;
-    DcImageResult result;
-    const Frame frame = bytesOf(words, pixels.bitsAllocated);
-    EXPECT_EQ(imageEncodeFrame(uid, pixels, frame.data(), frame.size(), options, stream, &result), RESULT_OK)
-        << result.text;
-    return stream;
+    const Made made = encoded(uid, pixels, bytesOf(words, pixels.bitsAllocated), options);
+    EXPECT_EQ(made.code, RESULT_OK) << made.told.text;
+    return made.bytes;
 }
 
 struct Unpacked {
@@ -53,10 +49,8 @@ struct Unpacked {
 };
 
 Unpacked unpacked(const char* uid, const DcImagePixels& says, const Stream& stream) {
-    Unpacked found;
-    Frame frame(static_cast<std::size_t>(imageFrameBytes(says)));
-    found.code =
-        imageDecodeFrame(uid, says, stream.data(), stream.size(), frame.data(), frame.size(), &found.result);
+    const auto [code, frame, told] = decoded(uid, says, stream);
+    Unpacked found{code, told, {}};
     for (std::size_t i = 0; i < frame.size(); i += says.bitsAllocated / 8) {
         unsigned int word = frame[i];
         if (says.bitsAllocated == 16) word |= frame[i + 1] * 256u;
@@ -165,10 +159,9 @@ TEST(Rules, JpegIsDeliveredAsRgbOnceWhateverTheDataSetSays) {
     Unpacked found = unpacked(kBaseline, pixels, stream);
     EXPECT_EQ(Words(found.words.begin(), found.words.begin() + 3), (Words{77, 128, 128}));
     // Signed pixels are nothing for this codec, nor places in a palette.
-    Stream none;
     DcImagePixels other = described(2, 2, 8);
     other.photometric = DcPhotometric::paletteColor;
-    EXPECT_EQ(imageEncodeFrame(kBaseline, other, "abcd", 4, {}, none), IMAGE_CANNOT_HOLD);
+    EXPECT_EQ(encoded(kBaseline, other, Frame(4)).code, IMAGE_CANNOT_HOLD);
 }
 
 TEST(Rules, ColoursOfJpeg2000AreThoseOfItsTransformation) {
@@ -223,19 +216,14 @@ TEST(Rules, EveryPredictorOfJpegLosslessGivesBackEveryBit) {
     for (options.predictor = 1; options.predictor <= 7; ++options.predictor) {
         for (const unsigned int bits : {2u, 8u, 12u, 16u}) {
             const DcImagePixels pixels = described(33, 17, bits, bits == 16, bits == 8 ? 3 : 1);
-            const Frame frame = synthetic::frameOf(pixels);
-            Stream stream;
-            ASSERT_EQ(imageEncodeFrame("jpeg-process14", pixels, frame.data(), frame.size(), options, stream),
-                      RESULT_OK);
-            Frame back(frame.size());
-            ASSERT_EQ(
-                imageDecodeFrame(kLossless, pixels, stream.data(), stream.size(), back.data(), back.size()),
-                RESULT_OK);
-            EXPECT_EQ(back, frame) << options.predictor << ", " << bits;
+            const Frame frame = frameOf(pixels);
+            const Made packed = encoded("jpeg-process14", pixels, frame, options);
+            ASSERT_EQ(packed.code, RESULT_OK);
+            EXPECT_EQ(decoded(kLossless, pixels, packed.bytes).bytes, frame)
+                << options.predictor << ", " << bits;
         }
     }
-    Stream none;
-    EXPECT_EQ(imageEncodeFrame("jpeg-process14", described(1, 1, 8), "a", 1, options, none), IMAGE_OPTION);
+    EXPECT_EQ(encoded("jpeg-process14", described(1, 1, 8), {'a'}, options).code, IMAGE_OPTION);
 }
 
 // A scan of slopes: what is lost stays within bounds, and the ratio that was asked for is kept.
@@ -282,16 +270,16 @@ TEST(Rules, LossStaysWithinBounds) {
 TEST(Rules, JpegIsRepackedAsJpegXlAndComesBackAsItWas) {
     if (!has("jpeg") || !imageFindCodec("jxl-jpeg")->decodes) GTEST_SKIP() << "without libjpeg or libjxl";
     const DcImagePixels pixels = described(40, 30, 8, false, 3);
-    const Frame frame = synthetic::frameOf(pixels);
-    Stream jpeg, xl, back;
-    ASSERT_EQ(imageEncodeFrame("jpeg", pixels, frame.data(), frame.size(), {}, jpeg), RESULT_OK);
+    const Frame frame = frameOf(pixels);
+    const Stream jpeg = encoded("jpeg", pixels, frame).bytes;
+    Stream xl, back;
     ASSERT_EQ(imageRepackJpeg(jpeg.data(), jpeg.size(), true, xl), RESULT_OK);
     ASSERT_EQ(imageRepackJpeg(xl.data(), xl.size(), false, back), RESULT_OK);
     EXPECT_EQ(back, jpeg);
     const char* uid = imageFindCodec("jxl-jpeg")->uid;
     EXPECT_EQ(unpacked(uid, pixels, xl).code, RESULT_OK);
     EXPECT_EQ(imageRepackJpeg(jpeg.data(), jpeg.size() / 2, true, back), IMAGE_STREAM);
-    EXPECT_EQ(imageEncodeFrame(uid, pixels, frame.data(), frame.size(), {}, back), IMAGE_CANNOT_HOLD);
+    EXPECT_EQ(encoded(uid, pixels, frame).code, IMAGE_CANNOT_HOLD);
     EXPECT_EQ(back, jpeg);
 }
 
@@ -300,7 +288,7 @@ TEST(Rules, JpegIsRepackedAsJpegXlAndComesBackAsItWas) {
 TEST(Rules, Htj2kOfTheRpclSyntaxTellsItsTileParts) {
     if (!has("htj2k-rpcl")) GTEST_SKIP() << "without OpenJPH";
     const DcImagePixels pixels = described(300, 200, 12);
-    const Frame frame = synthetic::frameOf(pixels);
+    const Frame frame = frameOf(pixels);
     Stream stream;
     ASSERT_EQ(imageEncodeFrame("htj2k-rpcl", pixels, frame.data(), frame.size(), {}, stream), RESULT_OK);
     const auto find = [&](unsigned char marker) {

@@ -69,6 +69,30 @@ inline Frame frameOf(const DcImagePixels& pixels) {
     return frame;
 }
 
+// What a codec says of a frame or a stream, and what it makes of it.
+struct Made {
+    int code = 0;
+    Frame bytes;
+    DcImageResult told;
+};
+// `to` is what stands in front of what is made.
+inline Made encoded(const char* codec, const DcImagePixels& pixels, const Frame& frame,
+                    const DcImageOptions& options = {}, const Frame& to = {}) {
+    Made made{0, to, {}};
+    made.code = imageEncodeFrame(codec, pixels, frame.data(), frame.size(), options, made.bytes, &made.told);
+    return made;
+}
+inline Made decoded(const char* uid, const DcImagePixels& pixels, const Frame& stream) {
+    Made made{0, Frame(static_cast<std::size_t>(imageFrameBytes(pixels)), 0xA5), {}};
+    made.code = imageDecodeFrame(uid, pixels, stream.data(), stream.size(), made.bytes.data(),
+                                 made.bytes.size(), &made.told);
+    return made;
+}
+// A stream cut to its first bytes.
+inline Frame first(const Frame& stream, std::size_t length) {
+    return {stream.begin(), stream.begin() + static_cast<std::ptrdiff_t>(length)};
+}
+
 }  // namespace synthetic
 
 #endif

@@ -14,6 +14,7 @@
 
 namespace {
 
+using namespace synthetic;
 using Bytes = std::vector<unsigned char>;
 
 // Sanitizers take all addresses there are.
@@ -57,30 +58,29 @@ std::vector<const DcImageCodec*> libraries() {
 struct Outcome {
     int codes[4] = {};
     std::string texts[4];
-    Bytes stream{0xAB};
-    Bytes frame;
+    Bytes stream, frame;
     bool operator==(const Outcome&) const = default;
 };
 Outcome of(const DcImageCodec& codec) {
-    const DcImagePixels pixels = synthetic::described(61, 47, 8, false, 3);
-    const synthetic::Frame frame = synthetic::frameOf(pixels);
+    const DcImagePixels pixels = described(61, 47, 8, false, 3);
     Outcome made;
-    made.frame.assign(frame.size(), 0);
-    DcImageResult told;
     int step = 0;
-    const auto note = [&](int code) {
-        made.codes[step] = code;
-        made.texts[step++] = told.text + std::string(" ") + imagePhotometricText(told.pixels.photometric);
+    const auto note = [&](const Made& one) {
+        made.codes[step] = one.code;
+        made.texts[step++] =
+            one.told.text + std::string(" ") + imagePhotometricText(one.told.pixels.photometric);
+        return one.bytes;
     };
-    note(imageEncodeFrame(codec.uid, pixels, frame.data(), frame.size(), {}, made.stream, &told));
-    const unsigned char* const stream = made.stream.data() + 1;
-    const std::size_t length = made.stream.size() - 1;
-    note(imageDecodeFrame(codec.uid, pixels, stream, length, made.frame.data(), made.frame.size(), &told));
-    Bytes unused(made.frame.size());
-    note(imageDecodeFrame(codec.uid, pixels, stream, 40, unused.data(), unused.size(), &told));
+    const Bytes front{0xAB};
+    made.stream = note(encoded(codec.uid, pixels, frameOf(pixels), {}, front));
+    const Bytes stream(made.stream.begin() + 1, made.stream.end());
+    made.frame = note(decoded(codec.uid, pixels, stream));
+    (void)note(decoded(codec.uid, pixels, first(stream, std::min<std::size_t>(40, stream.size()))));
     DcImagePixels other = pixels;
     other.rows = 3;
-    note(imageCheckFrame(codec.uid, other, stream, length, &told));
+    Made checked;
+    checked.code = imageCheckFrame(codec.uid, other, stream.data(), stream.size(), &checked.told);
+    (void)note(checked);
     return made;
 }
 
@@ -105,8 +105,8 @@ TEST(Isolation, ChildrenGiveWhatTheLibrariesGiveHere) {
 TEST(Isolation, WhatALibraryDoesToItsProcessIsAResult) {
     if (libraries().empty()) GTEST_SKIP() << "no codec of a library in this build";
     const DcImageCodec& codec = *libraries().front();
-    const DcImagePixels pixels = synthetic::described(20, 10, 8);
-    const synthetic::Frame frame = synthetic::frameOf(pixels);
+    const DcImagePixels pixels = described(20, 10, 8);
+    const Frame frame = frameOf(pixels);
     const std::string name = std::string(codec.label) + ": ";
     const struct {
         const char* argument;
@@ -124,16 +124,13 @@ TEST(Isolation, WhatALibraryDoesToItsProcessIsAResult) {
         SCOPED_TRACE(argument);
         const Isolated isolated(argument, std::strstr(words, "1 s") != nullptr ? 1 : 60);
         for (int again = 0; again < 2; ++again) {
-            Bytes stream(7);
-            DcImageResult told;
-            EXPECT_EQ(imageEncodeFrame(codec.uid, pixels, frame.data(), frame.size(), {}, stream, &told),
-                      code);
-            EXPECT_EQ(told.text, name + words);
-            EXPECT_EQ(stream.size(), 7u);
+            const Made none = encoded(codec.uid, pixels, frame, {}, Bytes(7));
+            EXPECT_EQ(none.code, code);
+            EXPECT_EQ(none.told.text, name + words);
+            EXPECT_EQ(none.bytes.size(), 7u);
         }
         // Our own codecs need no child.
-        Bytes stream;
-        EXPECT_EQ(imageEncodeFrame("rle", pixels, frame.data(), frame.size(), {}, stream), RESULT_OK);
+        EXPECT_EQ(encoded("rle", pixels, frame).code, RESULT_OK);
     }
 }
 
@@ -167,53 +164,45 @@ TEST(Isolation, WhatElseALibraryReadsIsReadInAChild) {
         EXPECT_EQ(fault.text, std::string(format->name) + ": the decoder ended by signal 6");
     }
     if (!imageFindCodec("jpeg")->encodes) return;
-    const DcImagePixels pixels = synthetic::described(20, 10, 8);
-    const synthetic::Frame frame = synthetic::frameOf(pixels);
-    Bytes stream, back(frame.size());
-    ASSERT_EQ(imageEncodeFrame("jpeg", pixels, frame.data(), frame.size(), {}, stream), RESULT_OK);
+    const DcImagePixels pixels = described(20, 10, 8);
+    const Made stream = encoded("jpeg", pixels, frameOf(pixels));
+    ASSERT_EQ(stream.code, RESULT_OK);
     const Isolated isolated("child-that-aborts");
     for (const char* const name : {"jpeg-extended", "jpeg-process14", "jpeg-lossless"}) {
-        DcImageResult told;
-        EXPECT_EQ(imageDecodeFrame(imageFindCodec(name)->uid, pixels, stream.data(), stream.size(),
-                                   back.data(), back.size(), &told),
-                  IMAGE_CODEC);
-        EXPECT_STREQ(told.text, "JPEG: the decoder ended by signal 6");
+        const Made made = decoded(imageFindCodec(name)->uid, pixels, stream.bytes);
+        EXPECT_EQ(made.code, IMAGE_CODEC);
+        EXPECT_STREQ(made.told.text, "JPEG: the decoder ended by signal 6");
     }
 }
 
-// Each cut of a stream of each codec comes back, and soon.
+// Each cut of a stream comes back, and soon.
+void expectCutsTold(const DcImageCodec& codec, const DcImagePixels& pixels, const Bytes& stream) {
+    SCOPED_TRACE(codec.name);
+    for (std::size_t length = 0; length < stream.size(); ++length) {
+        const Made made = decoded(codec.uid, pixels, first(stream, length));
+        EXPECT_EQ(made.code == RESULT_OK, made.told.text[0] == '\0');
+        EXPECT_NE(made.code, IMAGE_CODEC) << length << ": " << made.told.text;
+    }
+}
+
 TEST(Isolation, CutStreamsAreResultsOfTheirOwnProcess) {
     const Isolated isolated("codec-child");
     for (const DcImageCodec* const codec : encoders()) {
         const DcImagePixels pixels =
-            synthetic::described(19, 14, std::clamp(8u, codec->minBits, codec->maxBits), false, 3);
-        const synthetic::Frame frame = synthetic::frameOf(pixels);
-        Bytes stream, back(frame.size());
-        SCOPED_TRACE(codec->name);
-        ASSERT_EQ(imageEncodeFrame(codec->uid, pixels, frame.data(), frame.size(), {}, stream), RESULT_OK);
-        for (std::size_t length = 0; length < stream.size(); ++length) {
-            const Bytes cut(stream.begin(), stream.begin() + static_cast<std::ptrdiff_t>(length));
-            DcImageResult told;
-            const int code =
-                imageDecodeFrame(codec->uid, pixels, cut.data(), cut.size(), back.data(), back.size(), &told);
-            EXPECT_EQ(code == RESULT_OK, told.text[0] == '\0');
-            EXPECT_NE(code, IMAGE_CODEC) << length << ": " << told.text;
-        }
+            described(19, 14, std::clamp(8u, codec->minBits, codec->maxBits), false, 3);
+        const Made stream = encoded(codec->uid, pixels, frameOf(pixels));
+        ASSERT_EQ(stream.code, RESULT_OK) << codec->name;
+        expectCutsTold(*codec, pixels, stream.bytes);
     }
     // And of JPEG XL that was JPEG.
     const DcImageCodec& repacked = *imageFindCodec("jxl-jpeg");
     if (!repacked.decodes || !imageFindCodec("jpeg")->encodes) return;
-    const DcImagePixels pixels = synthetic::described(19, 14, 8, false, 3);
-    const synthetic::Frame frame = synthetic::frameOf(pixels);
-    Bytes jpeg, stream, back(frame.size());
-    ASSERT_EQ(imageEncodeFrame("jpeg", pixels, frame.data(), frame.size(), {}, jpeg), RESULT_OK);
+    const DcImagePixels pixels = described(19, 14, 8, false, 3);
+    const Bytes jpeg = encoded("jpeg", pixels, frameOf(pixels)).bytes;
+    Bytes stream;
     ASSERT_EQ(imageRepackJpeg(jpeg.data(), jpeg.size(), true, stream), RESULT_OK);
+    expectCutsTold(repacked, pixels, stream);
     for (std::size_t length = 0; length < stream.size(); ++length) {
-        DcImageResult told;
-        const int code =
-            imageDecodeFrame(repacked.uid, pixels, stream.data(), length, back.data(), back.size(), &told);
-        EXPECT_EQ(code == RESULT_OK, told.text[0] == '\0');
-        EXPECT_NE(code, IMAGE_CODEC) << length << ": " << told.text;
         Bytes restored;
         EXPECT_NE(imageRepackJpeg(stream.data(), length, false, restored), RESULT_OK) << length;
         EXPECT_TRUE(restored.empty());
