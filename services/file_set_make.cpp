@@ -212,13 +212,17 @@ int makeDicomdir(const DicomdirOptions& options) {
     return builder.copy() ? builder.write() : EXIT_USAGE;
 }
 
-int updateDicomdir(const DicomdirOptions& options) {
-    if (!rootFits(options.directory)) return EXIT_FAILED;
-    orvkit::platform::FileHandle lock;
-    if (!lockFileSet(options.directory, lock)) return EXIT_FAILED;
-    DcDirDicomDir directory;
-    if (!readDicomdir(directory, options.directory, true)) return EXIT_FAILED;
+// The DICOMDIR of a file set that is changed, while the lock is held.
+bool openToChange(DcDirDicomDir& directory, const std::string& root, orvkit::platform::FileHandle& lock) {
+    if (!rootFits(root) || !lockFileSet(root, lock) || !readDicomdir(directory, root, true)) return false;
     muteLog();
+    return true;
+}
+
+int updateDicomdir(const DicomdirOptions& options) {
+    orvkit::platform::FileHandle lock;
+    DcDirDicomDir directory;
+    if (!openToChange(directory, options.directory, lock)) return EXIT_FAILED;
     if (!options.id.empty() && !setId(directory, options.id)) return EXIT_USAGE;
     Builder builder(directory, options);
     if (options.prune) builder.prune();
@@ -230,12 +234,9 @@ int updateDicomdir(const DicomdirOptions& options) {
 }
 
 int removeFromDicomdir(const DicomdirOptions& options) {
-    if (!rootFits(options.directory)) return EXIT_FAILED;
     orvkit::platform::FileHandle lock;
-    if (!lockFileSet(options.directory, lock)) return EXIT_FAILED;
     DcDirDicomDir directory;
-    if (!readDicomdir(directory, options.directory, true)) return EXIT_FAILED;
-    muteLog();
+    if (!openToChange(directory, options.directory, lock)) return EXIT_FAILED;
     Builder builder(directory, options);
     (void)orvkit::platform::removeUnfinished(options.directory);
     for (const std::string& fileId : options.fileIds) {
