@@ -163,15 +163,6 @@ END
 plain_study() { "$orvkit" phantom plain --size 64 --series 2 --images 3 >/dev/null; }
 key=StudyInstanceUID=1.3.6.1.4.1.70707.9.1.1.1
 
-case_movescu() {
-  need dcmqrscp
-  plain_study
-  serve in
-  archive
-  must "movescu to our server" movescu -S -aec QR -aem MOVER -k QueryRetrieveLevel=STUDY -k "$key" localhost "$qr"
-  same "movescu to our server" plain in
-  stop_server
-}
 case_dcmqrscp() {
   plain_study
   serve in --aet MOVER

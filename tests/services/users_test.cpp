@@ -180,13 +180,12 @@ TEST(Traces, AreLinesOfJsonWhateverThePeerSays) {
     event.peer = "A\"\\\n\xFF";
     event.address = "::1";
     event.bytes = 5;
-    EXPECT_EQ(
-        services::traceLine(event, "S", 1'795'435'200'000'007),
-        "{\"EventDateTime\":\"2026-11-23T12:00:00.000007Z\",\"EventID\":\"110104\",\"EventName\":\"DICOM "
-        "Instances "
-        "Transferred\",\"EventActionCode\":\"C\",\"EventOutcomeIndicator\":0,\"AuditSourceID\":\"S\","
-        "\"UserID\":\"A\\\"\\\\\\u000a\xEF\xBF\xBD\",\"NetworkAccessPointID\":\"::1\","
-        "\"NetworkAccessPointTypeCode\":2,\"bytes\":5}\n");
+    EXPECT_EQ(services::traceLine(event, "S", 1'795'435'200'000'007),
+              "{\"EventDateTime\":\"2026-11-23T12:00:00.000007Z\",\"EventID\":\"110104\",\"EventName\":"
+              "\"DICOM Instances "
+              "Transferred\",\"EventActionCode\":\"C\",\"EventOutcomeIndicator\":0,\"AuditSourceID\":\"S\","
+              "\"UserID\":\"A\\\"\\\\\\u000a\xEF\xBF\xBD\",\"NetworkAccessPointID\":\"::1\","
+              "\"NetworkAccessPointTypeCode\":2,\"bytes\":5}\n");
 }
 
 }  // namespace

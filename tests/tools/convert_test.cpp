@@ -40,17 +40,16 @@ class ConvertTest : public CommandTest {
 TEST_F(ConvertTest, EverySyntaxLeadsToEveryOtherAndBackToTheSameBytes) {
     const Outcome outcome =
         sh("cp in a; for to in implicit big implicit lzw implicit explicit big explicit lzw lzw big big lzw "
-           "explicit "
-           "explicit; do orvkit convert a b --to $to && mv b a || exit 1; done; cmp in a");
+           "explicit explicit; do orvkit convert a b --to $to && mv b a || exit 1; done; cmp in a");
     EXPECT_EQ(outcome.status, 0) << outcome.out << outcome.err;
 }
 
 TEST_F(ConvertTest, FramesGoThroughEveryCodecOfOurOwnAndComeBackAsTheyWere) {
     const Outcome outcome =
         sh("orvkit convert in a --to explicit && for to in uncompressed-frames rle jpeg-lossless "
-           "jpeg-process14; do "
-           "orvkit convert in b --to $to --jobs 2 && orvkit convert b c --to explicit && cmp a c || exit 1; "
-           "orvkit convert c big --to big && orvkit convert big d --to $to && cmp b d || exit 1; done");
+           "jpeg-process14; do orvkit convert in b --to $to --jobs 2 && orvkit convert b c --to explicit && "
+           "cmp a c || exit 1; orvkit convert c big --to big && orvkit convert big d --to $to && cmp b d || "
+           "exit 1; done");
     EXPECT_EQ(outcome.status, 0) << outcome.out << outcome.err;
     ASSERT_EQ(sh("orvkit convert in packed --to rle").status, 0);
     std::string bytes = contentOf(dir / "packed");
@@ -78,10 +77,10 @@ TEST_F(ConvertTest, PixelsThatShareBytesOrColoursArePackedToo) {
     };
     image("bits", 5, 3, 1, 1, "MONOCHROME2", "3", "\xA5\x3C\x96\x0F\x71\x1A");
     image("halved", 1, 4, 3, 8, "YBR_FULL_422", "1", "abCDefGH");
-    const auto run = sh(
-        "orvkit convert bits a --to explicit && orvkit convert bits b --to uncompressed-frames && orvkit "
-        "convert b c "
-        "--to explicit && cmp a c && orvkit convert halved d --to rle && orvkit convert d e --to explicit");
+    const auto run =
+        sh("orvkit convert bits a --to explicit && orvkit convert bits b --to uncompressed-frames && orvkit "
+           "convert b c --to explicit && cmp a c && orvkit convert halved d --to rle && orvkit convert d e "
+           "--to explicit");
     EXPECT_EQ(run.status, 0) << run.err << run.out;
     EXPECT_NE(contentOf(dir / "e").find("aCDbCDeGHfGH"), std::string::npos);
     EXPECT_NE(contentOf(dir / "e").find("YBR_FULL\x28"), std::string::npos);
@@ -143,8 +142,8 @@ TEST_F(ConvertTest, SignedWordsOfAnImplicitStreamAreCalledSigned) {
 
 TEST_F(ConvertTest, OutMayBeInOrALinkAndKeepsItsRights) {
     const Outcome outcome =
-        sh("cp in same; chmod 640 same; ln -s same link; orvkit convert link link --to implicit && "
-           "orvkit convert same plain --to explicit && cmp in plain && stat -c %a same && test -L link");
+        sh("cp in same; chmod 640 same; ln -s same link; orvkit convert link link --to implicit && orvkit "
+           "convert same plain --to explicit && cmp in plain && stat -c %a same && test -L link");
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_EQ(outcome.out, "640\n");
 }
@@ -225,8 +224,8 @@ TEST_F(ConvertTest, HeadersAndCharacterSetsAreMadeAnew) {
     EXPECT_EQ(count("equal\n"), 9u) << outcome.out << outcome.err;
     // A text that its character set does not have: named, and nothing is written.
     const Outcome lost =
-        sh("orvkit phantom p --size 16 --series 1 --images 1 >/dev/null; LC_ALL=C sed "
-           "'s/ISO_IR 100/ISO_IR 6  /;s/Phantom/Ph\xE4ntom/' p/*/* >x\n"
+        sh("orvkit phantom p --size 16 --series 1 --images 1 >/dev/null; LC_ALL=C sed 's/ISO_IR 100/ISO_IR 6 "
+           " /;s/Phantom/Ph\xE4ntom/' p/*/* >x\n"
            "orvkit convert --utf8 x y; test -e y && echo written");
     EXPECT_TRUE(holds(lost.err, "(0010,0010): 1 byte is no character of 'ISO_IR 6")) << lost.err;
     EXPECT_FALSE(holds(lost.out, "written"));
@@ -253,11 +252,9 @@ TEST_F(LargeFileTest, AnInterruptedConversionLeavesNothing) {
     make(300 << 20);
     // The signal comes as soon as there is a temporary file, which has no name where the system makes such
     // ones; a conversion that was faster has finished.
-    const Outcome outcome =
-        sh("'" ORVKIT_COMMAND
-           "' convert large out --to implicit & "
-           "until ls -l /proc/$!/fd | grep -qE 'deleted|[.]part' || test -e out; do :; done; kill -TERM $!; "
-           "wait $!");
+    const Outcome outcome = sh("'" ORVKIT_COMMAND
+                               "' convert large out --to implicit & until ls -l /proc/$!/fd | grep -qE "
+                               "'deleted|[.]part' || test -e out; do :; done; kill -TERM $!; wait $!");
     EXPECT_TRUE(outcome.status == 128 + SIGTERM || outcome.status == 0) << outcome.status << outcome.err;
     std::vector<std::string> expected = {"in", "large"};
     if (fs::exists(dir / "out")) {
@@ -275,8 +272,8 @@ TEST_F(ConvertTest, ADirectoryBecomesAnotherWithTheSameNames) {
     EXPECT_EQ(made.status, 0) << made.err;
     EXPECT_EQ(names("out"), (std::vector<std::string>{"SE000001", "SE000002"}));
     EXPECT_EQ(names("out/SE000002"), (std::vector<std::string>{"IM000001", "IM000002", "IM000003"}));
-    ASSERT_EQ(sh("orvkit convert out/SE000001/IM000002 back.dcm --to explicit && "
-                 "orvkit convert study/SE000001/IM000002 same.dcm --to explicit && cmp back.dcm same.dcm")
+    ASSERT_EQ(sh("orvkit convert out/SE000001/IM000002 back.dcm --to explicit && orvkit convert "
+                 "study/SE000001/IM000002 same.dcm --to explicit && cmp back.dcm same.dcm")
                   .status,
               0);
     for (const std::string to : {"lzw", "rle"}) {  // by way of temporary files

@@ -124,19 +124,23 @@ TEST_F(DicomdirTest, KeysThatMustBeThereAreMadeUpOrTheFileIsLeftOut) {
     keys[T_0020_000d_studyInstanceUid] = "";
     make("set/C", keys);
     make("set/D", composite("1"));
+    keys = composite("4");
+    keys[T_0008_0060_modality] = "";
+    make("set/E", keys);
     std::ofstream(dir / "set/README.txt") << "no DICOM file";
     const Outcome made = sh("orvkit dicomdir make set");
     EXPECT_EQ(made.status, 1);
     EXPECT_TRUE(holds(made.err, "set/A: made up for it: patientId (0010,0020) ORV"));
     EXPECT_TRUE(holds(made.err, "studyDate (0008,0020) 20230708, instanceNumber (0020,0013) 1\n"));
     EXPECT_TRUE(holds(made.err, "set/C: there is no studyInstanceUid (0020,000D)"));
+    EXPECT_TRUE(holds(made.err, "set/E: there is no modality (0008,0060)"));
     EXPECT_TRUE(holds(made.err, "set/D: SOP instance 1.2.3.1 is in the file set already"));
     EXPECT_TRUE(
-        holds(made.out, "patients 1, studies 1, series 1, files 2; DICOM files left out: 2; other files: 1"));
+        holds(made.out, "patients 1, studies 1, series 1, files 2; DICOM files left out: 3; other files: 1"));
     const json first = list();
     ASSERT_EQ(sh("orvkit dicomdir make set").status, 1);
     EXPECT_EQ(list(), first) << "made up differently";
-    EXPECT_EQ(sh("rm set/C set/D; orvkit dicomdir check set").status, 0);
+    EXPECT_EQ(sh("rm set/C set/D set/E; orvkit dicomdir check set").status, 0);
 }
 
 TEST_F(DicomdirTest, UpdatesAndRemovals) {
@@ -198,8 +202,8 @@ TEST_F(DicomdirTest, ADirectoryInImplicitVrIsReadAndTold) {
 TEST_F(DicomdirTest, NothingOutsideTheRootIsTouched) {
     phantom();
     const char* const script =
-        "mkdir SET001; cp set/SE000001/IM000001 SET001/IM00001; "
-        "sed -i 's/SE000001.IM000001/..\\\\SET001\\\\IM00001/' set/DICOMDIR";
+        "mkdir SET001; cp set/SE000001/IM000001 SET001/IM00001; sed -i "
+        "'s/SE000001.IM000001/..\\\\SET001\\\\IM00001/' set/DICOMDIR";
     ASSERT_EQ(sh(script).status, 0);
     EXPECT_TRUE(holds(sh("orvkit dicomdir remove set '..\\SET001\\IM00001' --delete").err, "is not deleted"));
     EXPECT_EQ(sh("orvkit media write set ../SET001/NEW set/SE000001/IM000001").status, 1);
@@ -262,8 +266,7 @@ TEST_F(DicomdirTest, MediaServicesFollowTheRole) {
     EXPECT_TRUE(holds(refused.err, "does not have M-WRITE permission"));
     EXPECT_FALSE(fs::exists(dir / "set/NEW"));
     const Outcome written =
-        sh("orvkit media --role creator write set NEW new && cmp set/NEW new && "
-           "orvkit dicomdir check set");
+        sh("orvkit media --role creator write set NEW new && cmp set/NEW new && orvkit dicomdir check set");
     EXPECT_EQ(written.status, 0);
     EXPECT_TRUE(holds(sh("orvkit media inquire-file set NEW").out, "modified  20"));
     EXPECT_EQ(sh("orvkit media delete set NEW && orvkit dicomdir check set && test ! -e set/NEW").status, 0);

@@ -10,11 +10,10 @@ class IndexCommandTest : public CommandTest {
         CommandTest::SetUp();
         if (IsSkipped()) return;
         if (holds(sh("orvkit index").err, "left out")) GTEST_SKIP() << "the index is left out";
-        ASSERT_EQ(
-            sh("orvkit phantom set --size 32 --images 3 --seed 1; orvkit phantom set/b --size 32 --images 2 "
-               "--seed 2; echo text > set/notes.txt")
-                .status,
-            0);
+        ASSERT_EQ(sh("orvkit phantom set --size 32 --images 3 --seed 1; orvkit phantom set/b --size 32 "
+                     "--images 2 --seed 2; echo text > set/notes.txt")
+                      .status,
+                  0);
     }
     // Runs steps in order: what each exits with, and holds in either of its outputs.
     struct Step {
@@ -45,9 +44,8 @@ TEST_F(IndexCommandTest, IsMadeOfFilesAndAgreesWithThem) {
          {"orvkit index find set --level image --max-results 3", 1, "--max-results"},
          // A file whose program ended before its rows were written, one that is gone, and one that was
          // changed.
-         {"cp set/SE000001/IM000001 keep; orvkit index rebuild set; mkdir new; "
-          "mv set/SE000001/IM000001 set/new.dcm; rm set/SE000001/IM000002; echo >>set/SE000001/IM000003; "
-          "orvkit index check set",
+         {"cp set/SE000001/IM000001 keep; orvkit index rebuild set; mkdir new; mv set/SE000001/IM000001 "
+          "set/new.dcm; rm set/SE000001/IM000002; echo >>set/SE000001/IM000003; orvkit index check set",
           1, "new.dcm: it is not in the index"},
          {"orvkit index check set", 1, "SE000001/IM000002: the file of instance"},
          {"orvkit index check set", 1, "SE000001/IM000003: its size is"},
@@ -61,9 +59,9 @@ TEST_F(IndexCommandTest, IsMadeOfFilesAndAgreesWithThem) {
 TEST_F(IndexCommandTest, WhatIsDeletedComesBackUntilItsGraveIsEmptied) {
     run({{"orvkit index rebuild set", 0, ""},
          {"orvkit index delete set -k SeriesInstanceUID=1.2.3", 1, "nothing is selected"},
-         {"orvkit index find set --level series --json >before; "
-          "uid=$(orvkit index find set --level series -k PatientID=PHANTOM-1 | awk 'NR == 2 {print $NF}'); "
-          "orvkit index delete set --level series -k SeriesInstanceUID=$uid",
+         {"orvkit index find set --level series --json >before; uid=$(orvkit index find set --level series "
+          "-k PatientID=PHANTOM-1 | awk 'NR == 2 {print $NF}'); orvkit index delete set --level series -k "
+          "SeriesInstanceUID=$uid",
           0, "grave 1: 3 instances"},
          {"orvkit index stats set", 0, "instances: 7"},
          {"orvkit index check set", 0, "7 files in the index, 0 faults"},
@@ -74,8 +72,8 @@ TEST_F(IndexCommandTest, WhatIsDeletedComesBackUntilItsGraveIsEmptied) {
          {"orvkit index find set --level series --json | sort >after; sort before | cmp - after", 0, ""},
          {"orvkit index delete set -k PatientID=PHANTOM-1 --root patient --level patient", 0, "grave 2: "},
          // The program ends between rows and files: the next one brings it to its end.
-         {"f=$(cd set/.orvkit-grave/2; find . -type f | head -1); mkdir -p set/$(dirname $f); "
-          "mv set/.orvkit-grave/2/$f set/$f; orvkit index check set && ! test -e set/$f",
+         {"f=$(cd set/.orvkit-grave/2; find . -type f | head -1); mkdir -p set/$(dirname $f); mv "
+          "set/.orvkit-grave/2/$f set/$f; orvkit index check set && ! test -e set/$f",
           0, " 0 faults"},
          {"orvkit index delete set --empty 2; orvkit index delete set --undo 2", 1, "there is no grave 2"},
          {"orvkit index rebuild set", 0, ""}});

@@ -116,8 +116,7 @@ TEST_F(RenderCommand, EachCodecNamesTheDamagedFrameDeliversTheOtherAndTakesNoMem
         change(damaged);
         const std::string words = std::string("packed: frame 2: ") + label + ": ";
         const auto shown =
-            sh("orvkit render packed whole --all --keep-going -o out --format pnm; s=$?; "
-               "ls out; exit $s");
+            sh("orvkit render packed whole --all --keep-going -o out --format pnm; s=$?; ls out; exit $s");
         EXPECT_EQ(shown.status, 1);
         EXPECT_TRUE(holds(shown.err, words));
         EXPECT_EQ(shown.out, "packed-0001.pnm\nwhole-0001.pnm\nwhole-0002.pnm\n");

@@ -12,8 +12,8 @@ class ServeArchiveTest : public ArchiveTest {
     void SetUp() override {
         ArchiveTest::SetUp();
         if (IsSkipped()) return;
-        ASSERT_EQ(sh("orvkit phantom set/a --size 32 --images 3 --seed 1; "
-                     "orvkit phantom set/b --size 32 --images 2 --seed 2")
+        ASSERT_EQ(sh("orvkit phantom set/a --size 32 --images 3 --seed 1; orvkit phantom set/b --size 32 "
+                     "--images 2 --seed 2")
                       .status,
                   0);
     }
@@ -120,11 +120,10 @@ grep -o 'a server that was killed.*' log
 ls in/0/1 in/.orvkit-arriving
 orvkit index check in)");
     EXPECT_EQ(run.status, 0) << run.err << log();
-    EXPECT_EQ(
-        run.out,
-        "7\na server that was killed 1 objects are in the index now, and 2 that were there already, or are "
-        "none, are removed\nin/.orvkit-arriving:\n\nin/0/1:\nnew.dcm\n7 files in the index, 0 faults, 0 "
-        "of them mended\n");
+    EXPECT_EQ(run.out,
+              "7\na server that was killed 1 objects are in the index now, and 2 that were there already, or "
+              "are none, are removed\nin/.orvkit-arriving:\n\nin/0/1:\nnew.dcm\n7 files in the index, 0 "
+              "faults, 0 of them mended\n");
 }
 
 TEST_F(ServeArchiveTest, AnotherObjectOfAnInstanceGoesByWhatWasChosenAndTheSameOneIsASuccess) {
@@ -159,11 +158,10 @@ orvkit index check in; orvkit index rebuild in; echo $?
 stop; server=$first; stop
 orvkit index rebuild in; orvkit index check in; ls -A in/.orvkit-arriving)");
     EXPECT_EQ(run.status, 0) << run.err << log();
-    EXPECT_EQ(
-        run.out,
-        "10 files in the index, 0 faults, 0 of them mended\n1\n"
-        "10 files in the index, 0 of them duplicates, 0 contradict others; 0 could not be read; 0 are no "
-        "DICOM files\n10 files in the index, 0 faults, 0 of them mended\n");
+    EXPECT_EQ(run.out,
+              "10 files in the index, 0 faults, 0 of them mended\n1\n"
+              "10 files in the index, 0 of them duplicates, 0 contradict others; 0 could not be read; 0 are "
+              "no DICOM files\n10 files in the index, 0 faults, 0 of them mended\n");
     EXPECT_TRUE(holds(run.err, "another program is at work in this archive"));
 }
 
