@@ -82,18 +82,14 @@ void addConvert(Command& program) {
         .check(whyNoTarget)
         .oneOf(targetNames());
     DcImageOptions& packing = options->frames.options;
-    command.number("--quality", packing.quality, "Of jpeg and jxl-lossy, in percent")
-        .range(1, 100)
-        .value("Q");
-    command.number("--ratio", options->ratio, "Native bytes to one of j2k-lossy and htj2k-lossy")
-        .range(2, 1000)
-        .value("N");
-    command.number("--near", packing.nearLossless, "The most that jpegls-near may change a value")
-        .range(1, 255)
-        .value("N");
-    command.number("--jobs", options->frames.jobs, "Frames that are packed at a time; of a directory, files")
-        .range(1, 256)
-        .value("N");
+    command.number("--quality Q", packing.quality, "Of jpeg and jxl-lossy, in percent").range(1, 100);
+    command.number("--ratio N", options->ratio, "Native bytes to one of j2k-lossy and htj2k-lossy")
+        .range(2, 1000);
+    command.number("--near N", packing.nearLossless, "The most that jpegls-near may change a value")
+        .range(1, 255);
+    command
+        .number("--jobs N", options->frames.jobs, "Frames that are packed at a time; of a directory, files")
+        .range(1, 256);
     command.flag("--force", options->force,
                  "Also read what is no DICOM file by the letter: a data set without a header, or with one of "
                  "odd form; how it was read is told");

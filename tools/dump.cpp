@@ -77,16 +77,14 @@ void addDump(Command& program) {
     command.flag("--keywords", options->keywords, "Name elements by tag and keyword: (0010,0010) PatientName")
         .excludes("--json");
     command
-        .text("--charset", options->charset,
+        .text("--charset utf8|raw|TERMS", options->charset,
               "How text is shown: utf8, brought to UTF-8 from the Specific Character Set that the file "
               "names; raw, the bytes as they are; or the character set to take it for, whatever the file "
               "names (ISO_IR 100)")
-        .check(charsetFault)
-        .value("utf8|raw|TERMS");
+        .check(charsetFault);
     command.flag("--full", options->full, "Show long values and lists of values whole");
-    command.number("--jobs", options->jobs, "Files that are read at once; as many as there are processors")
-        .range(1, 64)
-        .value("N");
+    command.number("--jobs N", options->jobs, "Files that are read at once; as many as there are processors")
+        .range(1, 64);
     command.footer(
         "The value of Pixel Data is not read: its length and place in the file are shown. What is wrong with "
         "a\n"

@@ -12,7 +12,7 @@ void addEcho(Command& program) {
     auto options = std::make_shared<PeerOptions>();
     auto repeat = std::make_shared<int>(1);
     auto words = addPeerOptions(command, *options, "", "");
-    command.number("--repeat", *repeat, "Echoes on one association").range(1, 1000000000).value("N");
+    command.number("--repeat N", *repeat, "Echoes on one association").range(1, 1000000000);
     command.run([options, repeat, words] {
         return runAsUser(*options, *words, false, [&] { return echo(*options, *repeat); });
     });

@@ -16,16 +16,12 @@ void addExtract(Command& program) {
                "DICOM files, and directories, which are searched through with everything below them")
         .required();
     command
-        .text("-o,--output", request->out,
+        .text("-o,--output OUT", request->out,
               "The file, where there is one thing to write, or a directory for files that are named after "
               "their objects: pdf, xml, stl, mpg, mp4, and jpg, jls, j2k, j2c, jxl, rle or raw with the "
               "number of the frame")
-        .required()
-        .value("OUT");
-    command.number("--frame", request->frame, "This frame alone, from 1")
-        .range(1, INT_MAX)
-        .value("N")
-        .hideDefault();
+        .required();
+    command.number("--frame N", request->frame, "This frame alone, from 1").range(1, INT_MAX).hideDefault();
     command.flag("--keep-going", request->keepGoing, "Go on with other files after one that cannot be read");
     command.footer(
         "Nothing is unpacked or changed: see render and convert for that. In directories, files that carry\n"

@@ -12,9 +12,8 @@ void addFind(Command& program) {
     auto options = std::make_shared<QueryOptions>();
     auto words = addPeerOptions(command, *options, "", "");
     addQueryOptions(command, *options);
-    command.number("--max-results", options->maxResults, "Cancel the request when more results come")
-        .range(1, 1000000000)
-        .value("N");
+    command.number("--max-results N", options->maxResults, "Cancel the request when more results come")
+        .range(1, 1000000000);
     command.flag("--relational", options->relational,
                  "Ask for keys of any level, without the unique keys of the levels above");
     command.flag("--date-time", options->dateTime,

@@ -17,19 +17,16 @@ void addImport(Command& program) {
                "PNG, JPEG (its codestream is kept), TIFF, PNM, PDF, CDA, STL, MP4 and MPEG-2 files")
         .required();
     command
-        .text("-o,--output", request->out,
+        .text("-o,--output OUT", request->out,
               "The object's file, or a directory for objects that are named after their files")
-        .required()
-        .value("OUT");
+        .required();
+    command.texts("-k,--key TAG=VALUE", request->keys,
+                  "What the objects are to say: PatientName=Doe^Jane, 0008,1030=..., in UTF-8; backslashes "
+                  "stand between several values");
     command
-        .texts("-k,--key", request->keys,
-               "What the objects are to say: PatientName=Doe^Jane, 0008,1030=..., in UTF-8; backslashes "
-               "stand between several values")
-        .value("TAG=VALUE");
-    command
-        .text("--like", request->like, "Take patient and study from this object; what --key says goes before")
-        .existingFile()
-        .value("DICOM-FILE");
+        .text("--like DICOM-FILE", request->like,
+              "Take patient and study from this object; what --key says goes before")
+        .existingFile();
     addIsolate(command, *isolate);
     command.footer(
         "What the standard asks for is made up where that can be: dates, UIDs, \"OT\" for the modality.\n"

@@ -18,10 +18,8 @@ Command& addJob(Command& index, const std::shared_ptr<ArchiveOptions>& options, 
                 const char* what, Work work) {
     Command& command = index.command(name, what);
     command.text("DIR", options->directory, "Directory of the archive").required().existingFolder();
-    command
-        .text("--index", options->index,
-              "Its index, unless that is in the directory: sqlite:PATH or postgresql://HOST/DATABASE")
-        .value("PLACE");
+    command.text("--index PLACE", options->index,
+                 "Its index, unless that is in the directory: sqlite:PATH or postgresql://HOST/DATABASE");
     command.run([options, work] {
         muteLog();
         return work(*options);
@@ -39,16 +37,15 @@ void addIndex(Command& program) {
     auto options = std::make_shared<ArchiveOptions>();
     Command& rebuild =
         addJob(index, options, "rebuild", "Make the index from the headers of all files", rebuildIndex);
-    rebuild.number("-j,--jobs", options->jobs, "Threads that read").range(1, 64).value("N");
+    rebuild.number("-j,--jobs N", options->jobs, "Threads that read").range(1, 64);
     Command& check = addJob(index, options, "check",
                             "Compare index and files, both ways; exit status 1 on any finding", checkIndex);
     check.flag("--repair", options->repair, "Mend what can be mended: the files are right");
     Command& find =
         addJob(index, options, "find", "Search the index, as `orvkit find` asks a peer", findInIndex);
     addQueryOptions(find, options->query);
-    find.number("--max-results", options->query.maxResults, "Stop when there are more")
-        .range(1, 1000000000)
-        .value("N");
+    find.number("--max-results N", options->query.maxResults, "Stop when there are more")
+        .range(1, 1000000000);
     find.flag("--date-time", options->query.dateTime, "Ranges of a date and of its time are matched as one");
     find.flag("--fuzzy-names", options->query.fuzzyNames,
               "Each word of a name's key begins some word of the name");
@@ -63,21 +60,17 @@ void addIndex(Command& program) {
         addJob(index, options, "delete",
                "Take what keys select out of the archive, into a grave; without keys, list the graves",
                deleteFromIndex);
-    remove.texts("-k,--key", options->query.keys, "A unique key: StudyInstanceUID=1.2.3").value("TAG=VALUE");
-    remove.text("--root", options->query.root, "The information model, patient or study root")
-        .oneOf({"patient", "study"})
-        .value("ROOT");
-    remove.text("--level", options->query.level, "As for find")
+    remove.texts("-k,--key TAG=VALUE", options->query.keys, "A unique key: StudyInstanceUID=1.2.3");
+    remove.text("--root ROOT", options->query.root, "The information model, patient or study root")
+        .oneOf({"patient", "study"});
+    remove.text("--level LEVEL", options->query.level, "As for find")
         .oneOf({"patient", "study", "series", "image"})
-        .inAnyCase()
-        .value("LEVEL");
-    remove.number("--undo", options->undo, "Bring back what is in a grave")
+        .inAnyCase();
+    remove.number("--undo GRAVE", options->undo, "Bring back what is in a grave")
         .range(1, 2147483647)
-        .value("GRAVE")
         .hideDefault();
-    remove.number("--empty", options->empty, "Delete for good what is in a grave")
+    remove.number("--empty GRAVE", options->empty, "Delete for good what is in a grave")
         .range(1, 2147483647)
-        .value("GRAVE")
         .hideDefault();
     index.footer("Help on one of them: orvkit index find --help");
 #else

@@ -13,12 +13,11 @@ void addMove(Command& program) {
     auto destination = std::make_shared<std::string>();
     auto words = addPeerOptions(command, *options, "", "");
     addQueryOptions(command, *options);
-    command.text("--dest", *destination, "The AE title of the one to send to")
+    command.text("--dest AET", *destination, "The AE title of the one to send to")
         .required()
         .check([](const std::string& text) {
             return isAeTitle(text) ? std::string() : "not an AE title: " + text;
-        })
-        .value("AET");
+        });
     command.run([options, destination, words] {
         return runAsUser(*options, *words, false, [&] { return move(*options, *destination); });
     });

@@ -89,15 +89,14 @@ bool isExposedOnTheWay(const PeerOptions& peer) {
 }
 
 void addIdentityOptions(Command& command, PeerOptions& options) {
-    command.text("--user", options.user, "The user to tell the peer")
-        .check([](const std::string& name) { return name.empty() ? "a user has a name" : ""; })
-        .value("NAME");
+    command.text("--user NAME", options.user, "The user to tell the peer").check([](const std::string& name) {
+        return name.empty() ? "a user has a name" : "";
+    });
     command
-        .text("--password-file", options.passwordFile,
+        .text("--password-file FILE", options.passwordFile,
               "The user's password is the first line of FILE; without it, what ORVKIT_PASSWORD holds, if "
               "that is set. The peer receives it as it is")
-        .existingFile()
-        .value("FILE");
+        .existingFile();
     const auto file = [&](const char* name, int type, const char* help) {
         command.text(name, options.identityFile, help)
             .existingFile()
@@ -105,12 +104,11 @@ void addIdentityOptions(Command& command, PeerOptions& options) {
                 const bool second = options.identityType != 0 && options.identityType != type;
                 options.identityType = type;
                 return second ? "one identity is enough" : "";
-            })
-            .value("FILE");
+            });
     };
-    file("--jwt", PDU_IDENTITY_JWT, "Tell the peer the user by the JSON Web Token in FILE");
-    file("--saml", PDU_IDENTITY_SAML, "The same by a SAML assertion");
-    file("--kerberos", PDU_IDENTITY_KERBEROS, "The same by a Kerberos service ticket");
+    file("--jwt FILE", PDU_IDENTITY_JWT, "Tell the peer the user by the JSON Web Token in FILE");
+    file("--saml FILE", PDU_IDENTITY_SAML, "The same by a SAML assertion");
+    file("--kerberos FILE", PDU_IDENTITY_KERBEROS, "The same by a Kerberos service ticket");
     command.flag(
         "--insecure", options.insecure,
         "Send a password, token, assertion or ticket without --tls, for everybody on the way to read");
@@ -121,36 +119,26 @@ void addIdentityOptions(Command& command, PeerOptions& options) {
 // Those of users and providers alike.
 void addTlsOptions(Command& command, TlsOptions& options) {
     command.flag("--tls", options.on, "Speak TLS, 1.2 or 1.3");
+    command.text("--tls-cert FILE", options.certificate,
+                 "This side's certificate, with those of its issuers (PEM)");
+    command.text("--tls-key FILE", options.key,
+                 "Its private key (PEM), which others must not be able to read");
     command
-        .text("--tls-cert", options.certificate, "This side's certificate, with those of its issuers (PEM)")
-        .value("FILE");
-    command.text("--tls-key", options.key, "Its private key (PEM), which others must not be able to read")
-        .value("FILE");
-    command
-        .text("--tls-password-file", options.passwordFile,
+        .text("--tls-password-file FILE", options.passwordFile,
               "The password of an encrypted key is the first line of FILE")
-        .existingFile()
-        .value("FILE");
-    command
-        .texts("--tls-ca", options.authorities,
-               "Certificates of authorities that are trusted, or of peers themselves (PEM). May be given "
-               "several times")
-        .value("FILE");
-    command
-        .texts("--tls-crl", options.revocations,
-               "Revocation lists (PEM): then each issuer must have one. May be given several times")
-        .value("FILE");
-    command
-        .texts("--tls-pin", options.pins,
-               "The SHA-256 fingerprint of the peer's certificate, instead of its name; without --tls-ca "
-               "that is enough. May be given several times")
-        .value("HEX");
-    command
-        .named("--tls-profile", options.profile,
-               {kTlsProfiles[0], kTlsProfiles[1], kTlsProfiles[2], kTlsProfiles[3], kTlsProfiles[4]},
-               "The profile of PS3.15: BCP 195 RFC 8996 or its modified form; for older peers bcp195, "
-               "non-downgrading or extended")
-        .value("PROFILE");
+        .existingFile();
+    command.texts("--tls-ca FILE", options.authorities,
+                  "Certificates of authorities that are trusted, or of peers themselves (PEM). May be given "
+                  "several times");
+    command.texts("--tls-crl FILE", options.revocations,
+                  "Revocation lists (PEM): then each issuer must have one. May be given several times");
+    command.texts("--tls-pin HEX", options.pins,
+                  "The SHA-256 fingerprint of the peer's certificate, instead of its name; without --tls-ca "
+                  "that is enough. May be given several times");
+    command.named("--tls-profile PROFILE", options.profile,
+                  {kTlsProfiles[0], kTlsProfiles[1], kTlsProfiles[2], kTlsProfiles[3], kTlsProfiles[4]},
+                  "The profile of PS3.15: BCP 195 RFC 8996 or its modified form; for older peers bcp195, "
+                  "non-downgrading or extended");
 }
 
 // What the options lack, or "".
@@ -171,34 +159,28 @@ std::string aeTitleFault(const std::string& text) {
 }  // namespace
 
 Option& addEntityOptions(Command& command, EntityOptions& options) {
-    Option& aet = command.text("--aet", options.aet, "This side's AE title").check(aeTitleFault).value("AET");
-    command.number("--timeout", options.timeout, "The longest wait for the peer, in seconds")
-        .range(1, 86400)
-        .value("SECONDS");
-    command.number("--max-pdu", options.maxPdu, "The largest PDU to accept, in bytes (524288)")
+    Option& aet = command.text("--aet AET", options.aet, "This side's AE title").check(aeTitleFault);
+    command.number("--timeout SECONDS", options.timeout, "The longest wait for the peer, in seconds")
+        .range(1, 86400);
+    command.number("--max-pdu BYTES", options.maxPdu, "The largest PDU to accept, in bytes (524288)")
         .range(4096, 16777216)
-        .value("BYTES")
         .hideDefault();
     return aet;
 }
 
 void addUserTlsOptions(Command& command, TlsOptions& options) {
     addTlsOptions(command, options);
-    command
-        .text("--tls-name", options.peerName,
-              "The name that the peer's certificate must have, unless that is the host")
-        .value("NAME");
+    command.text("--tls-name NAME", options.peerName,
+                 "The name that the peer's certificate must have, unless that is the host");
     command.flag("--tls-no-verify", options.noVerify,
                  "Take any certificate: whoever is on the way may read and change everything");
 }
 
 void addProviderTlsOptions(Command& command, TlsOptions& options) {
     addTlsOptions(command, options);
-    command
-        .named("--tls-client", options.check,
-               {{"require", TLS_CHECK_REQUIRE}, {"accept", TLS_CHECK_ACCEPT}, {"none", TLS_CHECK_NONE}},
-               "Certificates of users: all must have one, may have one, or are asked for none")
-        .value("WHICH");
+    command.named("--tls-client WHICH", options.check,
+                  {{"require", TLS_CHECK_REQUIRE}, {"accept", TLS_CHECK_ACCEPT}, {"none", TLS_CHECK_NONE}},
+                  "Certificates of users: all must have one, may have one, or are asked for none");
     command
         .flag("--tls-no-verify", options.noVerify, "Ask users for no certificate: anybody may be any of them")
         .excludes("--tls-client");
@@ -230,13 +212,10 @@ std::shared_ptr<Words> addPeerOptions(Command& command, PeerOptions& options, co
         .texts(*rest == '\0' ? "PEER" : std::string("PEER ") + rest, *words,
                *rest == '\0' ? peer : peer + "; then " + help)
         .required()
-        .value("");
-    command.text("--aec", options.aec, "The peer's AE title, where PEER has none")
-        .check(aeTitleFault)
-        .value("AET");
-    command.number("--connect-timeout", options.connectTimeout, "The longest wait for a connection")
-        .range(1, 86400)
-        .value("SECONDS");
+        .bare();
+    command.text("--aec AET", options.aec, "The peer's AE title, where PEER has none").check(aeTitleFault);
+    command.number("--connect-timeout SECONDS", options.connectTimeout, "The longest wait for a connection")
+        .range(1, 86400);
     addIdentityOptions(command, options);
     addUserTlsOptions(command, options.tls);
     return words;
@@ -262,28 +241,24 @@ int runAsUser(PeerOptions& options, Words& words, bool wantsMore, const std::fun
 }
 
 void addQueryOptions(Command& command, QueryOptions& options) {
-    command
-        .texts("-k,--key", options.keys,
-               "A key: PatientName=DOE*, 00100010=DOE* or, to see its value, StudyDate. May be given several "
-               "times")
-        .value("TAG=VALUE");
-    command.text("--root", options.root, "The information model, patient or study root")
-        .oneOf({"patient", "study"})
-        .value("ROOT");
+    command.texts(
+        "-k,--key TAG=VALUE", options.keys,
+        "A key: PatientName=DOE*, 00100010=DOE* or, to see its value, StudyDate. May be given several "
+        "times");
+    command.text("--root ROOT", options.root, "The information model, patient or study root")
+        .oneOf({"patient", "study"});
     command
         .text(
-            "--level", options.level,
+            "--level LEVEL", options.level,
             "patient, study, series or image; unless given, that of the lowest UID among the keys, or study")
         .oneOf({"patient", "study", "series", "image"})
-        .inAnyCase()
-        .value("LEVEL");
+        .inAnyCase();
     command.flag("--json", options.json, "Print JSON");
     command
-        .number("--max-time", options.maxTime,
+        .number("--max-time SECONDS", options.maxTime,
                 "Cancel the request when it is not done after so many seconds; 0 for no bound. Unless given, "
                 "when nothing has come of it for three times --timeout")
         .range(0, 31536000)
-        .value("SECONDS")
         .hideDefault();
 }
 

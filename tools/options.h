@@ -2,12 +2,12 @@
 // does. The parser takes it from here, and so may whoever else tells what there is to type.
 //
 //     Command& command = program.command("echo", "Ask a DICOM peer for an echo (C-ECHO)");
-//     command.number("--repeat", options->repeat, "Echoes on one association").range(1, 1000).value("N");
+//     command.number("--repeat N", options->repeat, "Echoes on one association").range(1, 1000);
 //     command.run([options] { return echo(*options); });
 //
 // What an option fills outlives the parsing; what it holds before is the default, which the help shows. Names
 // that begin with '-' are options ("-j,--jobs"); others are positional arguments, in the order in which they
-// were described.
+// were described. Behind a blank stands what the help calls the value ("--aet AET").
 #ifndef ORVKIT_TOOLS_OPTIONS_H
 #define ORVKIT_TOOLS_OPTIONS_H
 
@@ -36,12 +36,16 @@ class Option {
                                 std::vector<std::string>*, Named>;
     enum class Existing { any, file, folder };
 
-    Option(std::string names, Target target, std::string help)
-        : names_(std::move(names)), help_(std::move(help)), target_(std::move(target)) {}
+    Option(const std::string& names, Target target, std::string help)
+        : names_(names[0] == '-' ? names.substr(0, names.find(' ')) : names),
+          help_(std::move(help)),
+          target_(std::move(target)),
+          hasValueName_(names_.size() < names.size()) {
+        if (hasValueName_) valueName_ = names.substr(names_.size() + 1);
+    }
 
-    // What the help calls the value: "--aet AET".
-    Option& value(std::string name) {
-        valueName_ = std::move(name);
+    // Its name says all that the help tells of its value.
+    Option& bare() {
         hasValueName_ = true;
         return *this;
     }
@@ -118,8 +122,8 @@ class Option {
     std::string names_;
     std::string help_;
     Target target_;
-    std::string valueName_;
-    bool hasValueName_ = false;
+    std::string valueName_;  // "AET"
+    bool hasValueName_;
     bool required_ = false;
     bool hasRange_ = false;
     int least_ = 0;

@@ -159,15 +159,14 @@ int render(const RenderOptions& options) {
 
 void describePicture(Command& command, RenderOptions& options) {
     command
-        .text("--window", options.window,
+        .text("--window C,W|N|WORD", options.window,
               "Which values become black and white: C,W a window of that center and width; N the image's "
               "window of that number; lut its VOI LUT; auto all but the outermost of its values; full all of "
               "its values; bits all that its bits can hold. Without the option, as the image asks")
-        .value("C,W|N|WORD")
         .check(checkOf(parseWindow, "a window"));
     command
-        .text("--size", options.size, "Fit the picture into N x N pixels, or W x H. Smaller ones grow, too")
-        .value("N|WxH")
+        .text("--size N|WxH", options.size,
+              "Fit the picture into N x N pixels, or W x H. Smaller ones grow, too")
         .check(checkOf(parseSize, "a size from 1 to 65535"));
     command.number("--bits", options.bits, "Bits of a sample: 8 or 16").check([](const std::string& text) {
         return text == "8" || text == "16" ? std::string() : "neither 8 nor 16: " + text;
@@ -187,34 +186,27 @@ void addRender(Command& program) {
         .texts("FILE", options->paths,
                "DICOM files, and directories, which are searched through with everything below them")
         .required();
-    command
-        .text("-o,--output", options->out,
-              "The picture's file, its format by the extension (png, jpg, tif, pnm, pgm, ppm), or a "
-              "directory for pictures that are named after their files")
-        .value("OUT");
+    command.text("-o,--output OUT", options->out,
+                 "The picture's file, its format by the extension (png, jpg, tif, pnm, pgm, ppm), or a "
+                 "directory for pictures that are named after their files");
     command
         .text("--format", options->format,
               "The format of pictures in a directory, or in spite of the extension")
         .oneOf({"png", "jpeg", "tiff", "pnm"});
     command
-        .number("--frame", options->frame,
+        .number("--frame N", options->frame,
                 "This frame, from 1; without it, the one that stands for the image")
         .range(1, INT_MAX)
-        .value("N")
         .hideDefault();
     command.flag("--all", options->all, "Every frame, with its number in the name").excludes("--frame");
     describePicture(command, *options);
     command.flag("--sheet", options->sheet, "One picture of all: a small one for each series, with its name");
-    command.number("--tile", options->tile, "Sides of the small pictures of a sheet")
-        .range(32, 1024)
-        .value("N");
+    command.number("--tile N", options->tile, "Sides of the small pictures of a sheet").range(32, 1024);
     command.flag("--terminal", options->terminal, "Draw in the terminal, as sharply as it says it can");
     command.flag("--sixel", options->sixel, "Draw in the terminal by sixels, whatever it says");
     command.flag("--keep-going", options->keepGoing,
                  "Go on with other frames and files after one that cannot be shown");
-    command.number("--jobs", options->jobs, "Threads; as many as there are processors")
-        .range(1, 64)
-        .value("N");
+    command.number("--jobs N", options->jobs, "Threads; as many as there are processors").range(1, 64);
     addIsolate(command, options->isolate);
     command.footer(
         "What cannot be shown is told on standard error with its file, its frame and its codec, and the "

@@ -16,12 +16,11 @@ void addSend(Command& program) {
     auto options = std::make_shared<SendOptions>();
     auto words = addPeerOptions(command, *options, "FILE|DIR...",
                                 "DICOM files, and directories, with everything below them");
-    command.number("-j,--jobs", options->jobs, "Associations side by side").range(1, 64).value("N");
+    command.number("-j,--jobs N", options->jobs, "Associations side by side").range(1, 64);
     command
-        .number("--retry", options->retry,
+        .number("--retry N", options->retry,
                 "After a failure of the network, try a file, or to connect, so many times more")
-        .range(0, 1000)
-        .value("N");
+        .range(0, 1000);
     command.flag("--transcode", options->transcode,
                  "For a peer that does not take the transfer syntax of a file, unpack its frames, or pack "
                  "them without loss as the peer wants them");
@@ -29,14 +28,12 @@ void addSend(Command& program) {
                  "Then ask the peer to commit itself to what it has taken (storage commitment), wait for its "
                  "report, and tell of each file whether it is committed");
     command
-        .number("--commit-port", options->commitPort,
+        .number("--commit-port PORT", options->commitPort,
                 "Port to listen on for a report that comes on an association of its own, in clear")
         .range(1, 65535)
-        .value("PORT")
         .hideDefault();
-    command.number("--commit-time", options->commitTime, "The longest wait for the report")
-        .range(1, 86400)
-        .value("SECONDS");
+    command.number("--commit-time SECONDS", options->commitTime, "The longest wait for the report")
+        .range(1, 86400);
     const auto isolate = std::make_shared<bool>(false);
     command.footer(
         "Files are sent as they are. One whose transfer syntax the peer does not take goes in explicit or\n"

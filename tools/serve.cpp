@@ -395,54 +395,46 @@ int serve(const ServeOptions& options) {
 }
 
 void addUserOptions(Command& command, ServeOptions& options) {
+    command.text(
+        "--users FILE", options.users,
+        "Only the users of FILE come in, by their names and passwords; `orvkit user` makes a line of it");
+    command.text(
+        "--jwt-key FILE", options.tokenKeys,
+        "Users may come by JSON Web Tokens, signed by a key of FILE: public keys (PEM), or one secret");
+    command.text("--jwt-audience NAME", options.tokenAudience,
+                 "Whom their tokens must be for, unless that is --aet");
+    command.text(
+        "--verify-user COMMAND", options.identity.program,
+        "Run COMMAND for each user that nothing else checks, such as those with a SAML assertion or a "
+        "Kerberos "
+        "ticket: it reads what they are, and its exit status 0 lets them in (orvkit(1) tells how)");
     command
-        .text(
-            "--users", options.users,
-            "Only the users of FILE come in, by their names and passwords; `orvkit user` makes a line of it")
-        .value("FILE");
-    command
-        .text("--jwt-key", options.tokenKeys,
-              "Users may come by JSON Web Tokens, signed by a key of FILE: public keys (PEM), or one secret")
-        .value("FILE");
-    command
-        .text("--jwt-audience", options.tokenAudience, "Whom their tokens must be for, unless that is --aet")
-        .value("NAME");
-    command
-        .text("--verify-user", options.identity.program,
-              "Run COMMAND for each user that nothing else checks, such as those with a SAML assertion or a "
-              "Kerberos "
-              "ticket: it reads what they are, and its exit status 0 lets them in (orvkit(1) tells how)")
-        .value("COMMAND");
-    command.number("--verify-time", options.identity.programTime, "The longest that it may take, in seconds")
-        .range(1, 600)
-        .value("SECONDS");
+        .number("--verify-time SECONDS", options.identity.programTime,
+                "The longest that it may take, in seconds")
+        .range(1, 600);
     command.flag(
         "--insecure", options.identity.insecure,
         "Take passwords, tokens, assertions and tickets also without TLS, as everybody on the way can");
 }
 
 void addTraceOptions(Command& command, ServeOptions& options) {
-    command
-        .text("--log-json", options.trace,
-              "Write what happens to FILE, one line of JSON an event, with the fields of PS3.15 A.5; nothing "
-              "is "
-              "confirmed that is not in it")
-        .value("FILE");
-    command
-        .text("--metrics", options.metrics,
-              "Counts in the text form of Prometheus: in a file, or at a port of this machine; ADDRESS:PORT "
-              "for others")
-        .value("FILE|PORT");
-    command
-        .text("--user-id", options.userId,
-              "Once the port is had, go on with the rights of this user; what is read again later must be "
-              "his to read")
-        .value("USER");
+    command.text(
+        "--log-json FILE", options.trace,
+        "Write what happens to FILE, one line of JSON an event, with the fields of PS3.15 A.5; nothing "
+        "is "
+        "confirmed that is not in it");
+    command.text(
+        "--metrics FILE|PORT", options.metrics,
+        "Counts in the text form of Prometheus: in a file, or at a port of this machine; ADDRESS:PORT "
+        "for others");
+    command.text("--user-id USER", options.userId,
+                 "Once the port is had, go on with the rights of this user; what is read again later must be "
+                 "his to read");
 }
 
 void addLimitOptions(Command& command, ServeOptions& options) {
     command
-        .texts("--limit", options.limitWords,
+        .texts("--limit NAME=NUMBER", options.limitWords,
                "What a peer may take, NAME=NUMBER: of an address, connections at once and failures (attempts "
                "to come in "
                "that failed, in a minute); of an AE title, associations at once; of an association, objects, "
@@ -451,15 +443,13 @@ void addLimitOptions(Command& command, ServeOptions& options) {
         .check([&limits = options.limits](const std::string& word) {
             const std::size_t at = std::min(word.find('='), word.size());
             return takeLimit(limits, word.substr(0, at), word.substr(std::min(at + 1, word.size())));
-        })
-        .value("NAME=NUMBER");
+        });
     command
-        .text("--keep-free", options.keepFreeText,
+        .text("--keep-free BYTES", options.keepFreeText,
               "Refuse objects while less than this would be left on the disk: bytes, or 500M, 20G")
         .check([&bytes = options.keepFree](const std::string& text) {
             return parseBytes(text, bytes) ? "" : "a number of bytes, such as 500M or 20G";
-        })
-        .value("BYTES");
+        });
 }
 
 void addArchiveOptions(Command& command, ServeOptions& options) {
@@ -467,47 +457,38 @@ void addArchiveOptions(Command& command, ServeOptions& options) {
                  "What is received goes into an index, and requests for it are answered (C-FIND, C-GET, "
                  "C-MOVE, storage "
                  "commitment)");
+    command.text("--index PLACE", options.index,
+                 "The archive's index, unless that is in DIR: sqlite:PATH or postgresql://HOST/DATABASE");
     command
-        .text("--index", options.index,
-              "The archive's index, unless that is in DIR: sqlite:PATH or postgresql://HOST/DATABASE")
-        .value("PLACE");
-    command
-        .number("--max-results", options.maxResults,
+        .number("--max-results N", options.maxResults,
                 "Of a query no more are told, and its last answer is that there are more; 0: all")
-        .range(0, 1000000000)
-        .value("N");
+        .range(0, 1000000000);
     command
-        .text("--on-duplicate", options.onDuplicate,
+        .text("--on-duplicate WHAT", options.onDuplicate,
               "Of another object of an instance that its series has: keep what is there (unless given), "
               "replace it, reject the new one, or have both")
-        .oneOf({"keep", "replace", "reject", "both"})
-        .value("WHAT");
+        .oneOf({"keep", "replace", "reject", "both"});
+    command.texts(
+        "--destination AET=HOST:PORT", options.destinationWords,
+        "Where a peer may have objects moved to, and takes reports of storage commitment. May be given "
+        "several times");
+    command.text(
+        "--worklist DIRECTORY", options.worklist,
+        "Answer queries for a modality worklist from the files in DIRECTORY: DICOM files, or JSON (the "
+        "DICOM JSON model); what changes there is seen by the next query");
     command
-        .texts(
-            "--destination", options.destinationWords,
-            "Where a peer may have objects moved to, and takes reports of storage commitment. May be given "
-            "several times")
-        .value("AET=HOST:PORT");
-    command
-        .text("--worklist", options.worklist,
-              "Answer queries for a modality worklist from the files in DIRECTORY: DICOM files, or JSON (the "
-              "DICOM JSON model); what changes there is seen by the next query")
-        .value("DIRECTORY");
-    command
-        .number("--report-time", options.reportTime,
+        .number("--report-time SECONDS", options.reportTime,
                 "How long a report of storage commitment is tried again that its peer does not take")
-        .range(1, 604800)
-        .value("SECONDS");
+        .range(1, 604800);
 }
 
 void addTranscodeOptions(Command& command, ServeOptions& options) {
     command
-        .text("--transcode", options.transcode,
+        .text("--transcode SYNTAX", options.transcode,
               "Store images in this transfer syntax, by its name for `orvkit convert --to`. What cannot be "
               "brought to it without a fault stays as it came, and that is told")
         .check(whyNoTarget)
-        .oneOf(targetNames())
-        .value("SYNTAX");
+        .oneOf(targetNames());
     command.flag("--transcode-lossy", options.transcodeLossy,
                  "Also in one that loses something; each object is another instance then");
     command.flag("--no-isolate", options.noIsolate,
@@ -532,12 +513,11 @@ void addServe(Command& program) {
     command.texts("--accept-from", options->acceptFrom, "AE titles whose associations are accepted")
         .severalAtOnce()
         .check([](const std::string& title) { return isAeTitle(title) ? "" : "not an AE title: " + title; });
-    command
-        .text("--peers", options->peers,
-              "Only the peers of FILE come in: AE titles with addresses, certificates, what they may do and "
-              "how many "
-              "associations they may have (orvkit(1) tells how)")
-        .value("FILE");
+    command.text(
+        "--peers FILE", options->peers,
+        "Only the peers of FILE come in: AE titles with addresses, certificates, what they may do and "
+        "how many "
+        "associations they may have (orvkit(1) tells how)");
     addUserOptions(command, *options);
     addLimitOptions(command, *options);
     addTraceOptions(command, *options);

@@ -19,11 +19,9 @@ void addTls(Command& program) {
     make.texts("NAME", site->parties,
                "A party: NAME.pem and NAME.key are made, for the host NAME; more names and addresses of it "
                "stand behind commas: pacs,pacs.local,10.0.0.5");
-    make.text("--authority", site->authority, "What the authority calls itself").value("NAME");
-    make.number("--days", site->days, "How long the pairs are valid").range(1, 36500).value("DAYS");
-    make.number("--authority-days", site->authorityDays, "The same of the authority")
-        .range(1, 36500)
-        .value("DAYS");
+    make.text("--authority NAME", site->authority, "What the authority calls itself");
+    make.number("--days DAYS", site->days, "How long the pairs are valid").range(1, 36500);
+    make.number("--authority-days DAYS", site->authorityDays, "The same of the authority").range(1, 36500);
     make.run([site] {
         muteLog();
         return makeSite(*site);

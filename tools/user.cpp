@@ -40,10 +40,9 @@ void addUser(Command& program) {
     Command& command = program.command("user", "Make a line for the file of users of `orvkit serve --users`");
     command.text("NAME", options->name, "The user's name").required();
     command
-        .text("--password-file", options->passwordFile,
+        .text("--password-file FILE", options->passwordFile,
               "The password is the first line of FILE; without it, the first line of standard input")
-        .existingFile()
-        .value("FILE");
+        .existingFile();
     command.run([options]() -> int {
         muteLog();
         if (!hasTls())
