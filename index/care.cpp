@@ -10,7 +10,9 @@ std::uint64_t numberOf(Session& session, const char* sql) {
     return statement->step() ? static_cast<std::uint64_t>(statement->integer(0)) : 0;
 }
 
-// Rows that should not be, and how they are told: the columns in the places of "%".
+// Rows that should not be, and how they are told: the columns in the places of "%", UIDs of instances in
+// those of
+// "&".
 struct Contradiction {
     const char* told;
     const char* sql;
@@ -20,18 +22,15 @@ constexpr Contradiction contradictions[] = {
      "SELECT s.uid FROM study s WHERE NOT EXISTS (SELECT 1 FROM patient p WHERE p.id = s.patient)"},
     {"series % has no study",
      "SELECT e.uid FROM series e WHERE NOT EXISTS (SELECT 1 FROM study s WHERE s.id = e.study)"},
-    {"instance % has no series",
+    {"instance & has no series",
      "SELECT i.uid FROM instance i WHERE NOT EXISTS "
      "(SELECT 1 FROM series e WHERE e.id = i.series AND e.study = i.study)"},
-    {"instance % is not found by its UID",
+    {"instance & is not found by its UID",
      "SELECT i.uid FROM instance i WHERE NOT EXISTS "
      "(SELECT 1 FROM uid u WHERE u.uid = i.uid AND u.study = i.study AND u.series = i.series)"},
-    {"UID % is that of no instance",
+    {"UID & is that of no instance",
      "SELECT u.uid FROM uid u WHERE NOT EXISTS "
      "(SELECT 1 FROM instance i WHERE i.study = u.study AND i.series = u.series AND i.uid = u.uid)"},
-    {"instance % has lost its attributes",
-     "SELECT i.uid FROM instance i WHERE i.attributes <> 0 AND "
-     "NOT EXISTS (SELECT 1 FROM instance_attributes a WHERE a.id = i.attributes)"},
     {"series % counts % instances of %",
      "SELECT e.uid, e.instances, COUNT(i.uid) FROM series e "
      "LEFT JOIN instance i ON i.study = e.study AND i.series = e.id GROUP BY e.id "
@@ -53,6 +52,8 @@ std::string toldBy(const Contradiction& contradiction, Statement& row) {
     for (const char c : std::string_view(contradiction.told)) {
         if (c == '%') {
             text += row.text(column++);
+        } else if (c == '&') {
+            text += row.uid(column++);
         } else {
             text += c;
         }
@@ -72,7 +73,7 @@ DcIndexStats statsOf(Session& session) {
     stats.bytes = numberOf(session, "SELECT CAST(COALESCE(SUM(bytes), 0) AS BIGINT) FROM series");
     stats.attributeBytes =
         numberOf(session,
-                 "SELECT CAST(COALESCE((SELECT SUM(LENGTH(data)) FROM instance_attributes), 0) + "
+                 "SELECT CAST(COALESCE((SELECT SUM(LENGTH(attributes)) FROM instance), 0) + "
                  "COALESCE((SELECT SUM(LENGTH(attributes) + LENGTH(common)) FROM series), 0) + "
                  "COALESCE((SELECT SUM(LENGTH(attributes)) FROM study), 0) + "
                  "COALESCE((SELECT SUM(LENGTH(attributes)) FROM patient), 0) AS BIGINT)");

@@ -13,6 +13,12 @@ struct Difference {
     std::string_view postgresql;
 };
 
+// Digits for the characters of a UID, two a byte.
+#define ORVKIT_PACKED(uid)                                       \
+    "decode(translate(encode(" uid                               \
+    ", 'escape'), '.0123456789', '123456789ab') || repeat('0', " \
+    "length(" uid ") % 2), 'hex')"
+
 // Texts of objects are bytes in PostgreSQL: they are compared byte by byte whatever the database's locale,
 // and none is refused for what it holds.
 constexpr Difference differences[] = {
@@ -36,6 +42,29 @@ constexpr Difference differences[] = {
      "EXECUTE format('CREATE TABLE uid_%s PARTITION OF uid FOR VALUES WITH (MODULUS 16, REMAINDER %s)', "
      "part, "
      "part);\n"
+     "END LOOP; END $$;"},
+    // Readers go on while a version becomes the next one.
+    {"no writers", "", "LOCK TABLE instance, instance_attributes, uid IN SHARE MODE;"},
+    // As uid_form.h has it. Tables that are cut into parts cannot be keyed otherwise: they are made anew.
+    {"packed uid", "i.uid", ORVKIT_PACKED("i.uid")},
+    {"no bytes", "x''", "''"},
+    {"new parts", "",
+     "CREATE TABLE new_uid (study INTEGER NOT NULL, series INTEGER NOT NULL, uid BYTEA NOT NULL, "
+     "PRIMARY KEY (uid, study, series)) PARTITION BY HASH (uid);\n"
+     "DO $$ BEGIN FOR part IN 0..15 LOOP\n"
+     "EXECUTE format('CREATE TABLE new_instance_%s PARTITION OF new_instance FOR VALUES "
+     "WITH (MODULUS 16, REMAINDER %s)', part, part);\n"
+     "EXECUTE format('CREATE TABLE new_uid_%s PARTITION OF new_uid FOR VALUES "
+     "WITH (MODULUS 16, REMAINDER %s)', part, part);\n"
+     "END LOOP; END $$;"},
+    {"packed uids", "",
+     "INSERT INTO new_uid (study, series, uid) SELECT i.study, i.series, " ORVKIT_PACKED(
+         "i.uid") " FROM uid i ORDER BY i.uid;\n"
+                  "DROP TABLE uid; ALTER TABLE new_uid RENAME TO uid;"},
+    {"old names", "",
+     "DO $$ BEGIN FOR part IN 0..15 LOOP\n"
+     "EXECUTE format('ALTER TABLE new_instance_%s RENAME TO instance_%s', part, part);\n"
+     "EXECUTE format('ALTER TABLE new_uid_%s RENAME TO uid_%s', part, part);\n"
      "END LOOP; END $$;"},
     // By which the file is known.
     {"mark", "PRAGMA application_id = 1869769592;", ""},

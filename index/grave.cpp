@@ -45,16 +45,14 @@ void Rows::dropWords(Level level, std::string_view attributes, std::int64_t row)
         drop.change(Statement::kAnyRows, word.kind, word.form, row);
 }
 
-// Out of the tables of instances: one, of which the attributes' row is known.
-void Rows::dropInstance(const InstanceKey& key, std::int64_t attributes) {
-    if (attributes != 0) session_.kept("DELETE FROM instance_attributes WHERE id = $1").change(1, attributes);
+void Rows::dropInstance(const InstanceKey& key) {
     session_.kept("DELETE FROM instance WHERE study = $1 AND series = $2 AND uid = $3 AND copy = $4")
-        .change(1, key.study, key.series, key.uid, key.copy);
+        .change(1, key.study, key.series, Uid{key.uid}, key.copy);
     session_
         .kept(
             "DELETE FROM uid WHERE uid = $1 AND study = $2 AND series = $3 AND NOT EXISTS "
             "(SELECT 1 FROM instance i WHERE i.study = $2 AND i.series = $3 AND i.uid = $1)")
-        .change(Statement::kAnyRows, key.uid, key.study, key.series);
+        .change(Statement::kAnyRows, Uid{key.uid}, key.study, key.series);
 }
 
 std::string Rows::modalitiesOf(std::int64_t study) {
@@ -150,7 +148,7 @@ void Rows::buryInstance(std::int64_t grave, const SelectedSeries& series, const 
             "VALUES ($1, $2, $3, $4, $5, $6, $7, $8)")
         .change(1, grave, series.studyUid, series.seriesUid, one.uid, one.path, one.sopClass, one.syntax,
                 one.size);
-    dropInstance({series.study, series.series, one.uid, one.copy}, one.attributes);
+    dropInstance({series.study, series.series, one.uid, one.copy});
 }
 
 void Rows::bury(const Request& selection, std::int64_t now, DcIndexGrave& grave) {
@@ -193,20 +191,19 @@ void Rows::closeGrave(std::int64_t number) {
 void Rows::forgetFile(const std::string& instance, const std::string& path) {
     settle();
     Statement& find = session_.kept(
-        "SELECT i.study, i.series, i.copy, i.attributes, i.path, s.patient FROM uid u CROSS JOIN instance i "
+        "SELECT i.study, i.series, i.copy, i.path, s.patient FROM uid u CROSS JOIN instance i "
         "CROSS JOIN study s WHERE u.uid = $1 AND i.study = u.study AND i.series = u.series AND "
         "i.uid = u.uid{as it comes} AND s.id = u.study");
-    for (bool more = find.run(instance); more; more = find.step()) {
-        if (wholePath(find.text(4), instance) != path) continue;
+    for (bool more = find.run(Uid{instance}); more; more = find.step()) {
+        if (wholePath(find.text(3), instance) != path) continue;
         const InstanceKey key{find.integer(0), find.integer(1), instance, find.integer(2)};
-        const std::int64_t attributes = find.integer(3);
         SelectedSeries series;
-        series.patient = find.integer(5);
+        series.patient = find.integer(4);
         series.study = key.study;
         series.series = key.series;
         find.reset();
         lock({series.patient}, {series.study}, {series.series});
-        dropInstance(key, attributes);
+        dropInstance(key);
         dropEmpty(series);
         return forget();
     }

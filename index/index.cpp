@@ -113,7 +113,7 @@ Request byInstance(const char* uid) {
 
 SelectedInstance buriedOf(Statement& row) {
     return {std::string(row.text(2)), 0, row.integer(4), row.integer(5), row.integer(6),
-            std::string(row.text(3)), 0};
+            std::string(row.text(3))};
 }
 
 }  // namespace

@@ -152,8 +152,10 @@ void addDates(Sql& sql, const std::string& column, const std::vector<Range>& ran
 void addCondition(Sql& sql, const Candidate& candidate, const std::string& column, const Request& request) {
     switch (candidate.row->search) {
         case Search::uid:
-            return addAnyOf(sql, candidate.key->patterns,
-                            [&](const std::string& uid) { (sql << column << " = ").put(uid); });
+            return addAnyOf(sql, candidate.key->patterns, [&](const std::string& uid) {
+                const bool ofInstance = candidate.row->level == Level::image;
+                (sql << column << " = ").put(ofInstance ? Sql::Value(Uid{uid}) : Sql::Value(uid));
+            });
         case Search::date:
             return addDates(sql, column, candidate.key->ranges, request.offset.has_value() ? 1 : 0);
         default:
@@ -248,7 +250,6 @@ void addTables(Sql& sql, const Candidate* driver, Level level) {
         add(static_cast<Level>(i), join(static_cast<Level>(i), first));
     for (std::size_t i = numberOf(first) + 1; i <= numberOf(level); ++i)
         add(static_cast<Level>(i), join(static_cast<Level>(i), first));
-    if (level == Level::image) from += " LEFT JOIN instance_attributes a ON a.id = i.attributes";
     sql << " FROM " << from << " WHERE " << (where.empty() ? "1 = 1" : where);
 }
 
@@ -257,7 +258,7 @@ void addColumns(Sql& sql, Level level) {
         "p.attributes, p.studies, p.series, p.instances",
         ", s.attributes, s.uid, s.modalities, s.classes, s.series, s.instances",
         ", e.attributes, e.uid, e.instances, e.common",
-        ", i.uid, i.class, a.data",
+        ", i.uid, i.class, i.attributes",
     };
     sql << "SELECT ";
     for (std::size_t i = 0; i <= numberOf(level); ++i) sql << columns[i];

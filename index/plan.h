@@ -16,7 +16,7 @@ namespace orvkit::index {
 // A part of a statement with its parameters.
 class Sql {
   public:
-    using Value = std::variant<std::int64_t, std::string>;
+    using Value = std::variant<std::int64_t, std::string, Uid>;
 
     Sql& operator<<(std::string_view text) {
         text_ += text;
@@ -32,7 +32,7 @@ class Sql {
     const std::string& text() const { return text_; }
     void bindTo(Statement& statement) const {
         for (std::size_t i = 0; i < values_.size(); ++i) {
-            std::visit([&](const auto& value) { statement.bind(static_cast<int>(i + 1), value); },
+            std::visit([&](const auto& value) { statement.bindAny(static_cast<int>(i + 1), value); },
                        values_[i]);
         }
     }

@@ -8,6 +8,7 @@
 #include "index/postgresql_link.h"
 #include "index/session.h"
 #include "index/trouble.h"
+#include "index/uid_form.h"
 #include "orvkit/result.h"
 
 namespace orvkit::index {
@@ -32,7 +33,7 @@ constexpr char kSize[] =
     "SELECT CAST(COALESCE(SUM(pg_total_relation_size(c.oid)), 0) AS BIGINT) FROM pg_class c "
     "LEFT JOIN pg_inherits h ON h.inhrelid = c.oid WHERE c.relkind = 'r' AND COALESCE(h.inhparent, c.oid) IN "
     "(to_regclass('orvkit_index'), to_regclass('patient'), to_regclass('study'), to_regclass('series'), "
-    "to_regclass('instance'), to_regclass('instance_attributes'), to_regclass('uid'), to_regclass('word'), "
+    "to_regclass('instance'), to_regclass('uid'), to_regclass('word'), "
     "to_regclass('term'), to_regclass('grave'), to_regclass('grave_instance'))";
 
 // A connection, which is made again when it was lost, and what is prepared over it.
@@ -126,6 +127,7 @@ class PgStatement final : public Statement {
     void bind(int at, std::string_view text) override { parameters_.putBytes(at, text); }
     void bindBytes(int at, std::string_view bytes) override { parameters_.putBytes(at, bytes); }
     void bindNull(int at) override { parameters_.putNull(at); }
+    void bindUid(int at, std::string_view uid) override { parameters_.putBytes(at, packedUid(uid)); }
     bool step() override {
         if (result_ == nullptr) {
             begin();
@@ -147,6 +149,9 @@ class PgStatement final : public Statement {
     }
     std::int64_t integer(int column) override;
     std::string_view text(int column) override;
+    std::string_view uid(int column) override {
+        return made_.at(static_cast<std::size_t>(column)) = unpackedUid(text(column));
+    }
 
   private:
     bool isOpen() const { return !cursor_.empty(); }
@@ -204,8 +209,8 @@ class PgStatement final : public Statement {
     std::string cursor_;  // "" without an open one
     PgResult result_;
     int row_ = 0;
-    int page_ = 0;  // rows that were asked for
-    std::array<std::string, 20> numbers_;
+    int page_ = 0;                      // rows that were asked for
+    std::array<std::string, 20> made_;  // texts of columns that have another form
 };
 
 std::int64_t PgStatement::integer(int column) {
@@ -225,7 +230,7 @@ std::string_view PgStatement::text(int column) {
     if (libpq().PQgetisnull(result_.get(), row_, column) != 0) return {};
     const Oid type = libpq().PQftype(result_.get(), column);
     if (type != bytea && type != text) {
-        std::string& number = numbers_.at(static_cast<std::size_t>(column));
+        std::string& number = made_.at(static_cast<std::size_t>(column));
         number = std::to_string(integer(column));
         return number;
     }

@@ -219,51 +219,43 @@ Rows::Place& Rows::placeOf(const Record& record, unsigned int& conflicts) {
     return places_[key] = std::move(place);
 }
 
-// False: there are none beside those of the series. Else their row is the last one.
-bool Rows::addAttributes(std::string_view own, const Place& place) {
-    const Bytes bytes = difference(place.common, own);
-    if (bytes.empty()) return false;
-    Statement& add = session_.kept("INSERT INTO instance_attributes (data) VALUES ($1)");
-    add.reset();
-    add.bindBytes(1, bytes);
-    add.post(1);
-    return true;
-}
-
 void Rows::addInstance(const Record& record, Place& place, std::int64_t copy) {
+    Statement& add = session_.kept(
+        "INSERT INTO instance (study, series, uid, copy, class, syntax, size, path, attributes) "
+        "VALUES ($1, $2, $3, $4, $5, $6, $7, $8, $9)");
     const std::int64_t sopClass = terms_.number(record.sopClass);
     const std::int64_t syntax = terms_.number(record.xferSyn);
-    const bool own = addAttributes(record.attributes[numberOf(Level::image)], place);
-    session_
-        .kept(std::string(
-                  "INSERT INTO instance (study, series, uid, copy, class, syntax, size, path, attributes) "
-                  "VALUES ($1, $2, $3, $4, $5, $6, $7, $8, ") +
-              (own ? "{last id})" : "0)"))
-        .change(1, place.study, place.series, record.instance, copy, sopClass, syntax, record.size,
-                shortPath(record.path, record.instance));
+    add.reset();
+    add.bindFrom(1, place.study, place.series, Uid{record.instance}, copy, sopClass, syntax, record.size,
+                 shortPath(record.path, record.instance));
+    add.bindBytes(9, difference(place.common, record.attributes[numberOf(Level::image)]));
+    add.post(1);
     // One that is there is written again, so that nobody takes it out meanwhile.
     session_
         .kept(
             "INSERT INTO uid (uid, study, series) VALUES ($1, $2, $3) "
             "ON CONFLICT (uid, study, series) DO UPDATE SET study = excluded.study")
-        .change(1, record.instance, place.study, place.series);
+        .change(1, Uid{record.instance}, place.study, place.series);
+    countNew(record, place);
+}
+
+void Rows::countNew(const Record& record, const Place& place) {
     std::string& classes = contents_[place.study].now.classes;
     if (!isAmong(classes, record.sopClass)) classes = with(classes, record.sopClass);
     count(place, {0, 0, 1, static_cast<std::int64_t>(record.size)});
 }
 
-void Rows::replaceInstance(const Record& record, const Place& place, std::int64_t size,
-                           std::int64_t attributes) {
+void Rows::replaceInstance(const Record& record, const Place& place, std::int64_t size) {
+    Statement& replace = session_.kept(
+        "UPDATE instance SET class = $1, syntax = $2, size = $3, path = $4, attributes = $5 "
+        "WHERE study = $6 AND series = $7 AND uid = $8 AND copy = 0");
     const std::int64_t sopClass = terms_.number(record.sopClass);
     const std::int64_t syntax = terms_.number(record.xferSyn);
-    if (attributes != 0) session_.kept("DELETE FROM instance_attributes WHERE id = $1").change(1, attributes);
-    const bool own = addAttributes(record.attributes[numberOf(Level::image)], place);
-    session_
-        .kept(
-            std::string("UPDATE instance SET class = $1, syntax = $2, size = $3, path = $4, attributes = ") +
-            (own ? "{last id}" : "0") + " WHERE study = $5 AND series = $6 AND uid = $7 AND copy = 0")
-        .change(1, sopClass, syntax, record.size, shortPath(record.path, record.instance), place.study,
-                place.series, record.instance);
+    replace.reset();
+    replace.bindFrom(1, sopClass, syntax, record.size, shortPath(record.path, record.instance));
+    replace.bindBytes(5, difference(place.common, record.attributes[numberOf(Level::image)]));
+    replace.bindFrom(6, place.study, place.series, Uid{record.instance});
+    replace.post(1);
     count(place, {0, 0, 0, static_cast<std::int64_t>(record.size) - size});
 }
 
@@ -272,10 +264,10 @@ Rows::Copies Rows::copiesOf(const Record& record, const Place& place) {
     constexpr std::int64_t another = -1;
     Copies copies;
     Statement& find = session_.kept(
-        "SELECT copy, path, size, attributes FROM instance WHERE study = $1 AND series = $2 AND uid = $3 "
-        "UNION ALL SELECT -1, uid, 0, 0 FROM uid WHERE uid = $3 AND (study <> $1 OR series <> $2) ORDER BY "
+        "SELECT copy, path, size FROM instance WHERE study = $1 AND series = $2 AND uid = $3 "
+        "UNION ALL SELECT -1, uid, 0 FROM uid WHERE uid = $3 AND (study <> $1 OR series <> $2) ORDER BY "
         "1");
-    for (bool more = find.run(place.study, place.series, record.instance); more; more = find.step()) {
+    for (bool more = find.run(place.study, place.series, Uid{record.instance}); more; more = find.step()) {
         if (find.integer(0) == another) {
             copies.elsewhere = true;
             continue;
@@ -286,7 +278,6 @@ Rows::Copies Rows::copiesOf(const Record& record, const Place& place) {
         if (copies.count++ != 0) continue;
         copies.path = path;
         copies.size = find.integer(2);
-        copies.attributes = find.integer(3);
     }
     find.reset();
     return copies;
@@ -303,7 +294,7 @@ void Rows::store(const Record& record, INDEX_DUPLICATE duplicate, DcIndexStored&
     if (duplicate == INDEX_REPLACE) {
         stored.what = INDEX_STORED_REPLACED;
         if (record.path != copies.path) copyText(stored.other, copies.path);
-        return replaceInstance(record, place, copies.size, copies.attributes);
+        return replaceInstance(record, place, copies.size);
     }
     stored.what = duplicate == INDEX_KEEP || copies.isThere ? INDEX_STORED_KEPT : INDEX_STORED_BOTH;
     copyText(stored.other, copies.isThere ? record.path : copies.path);

@@ -65,7 +65,6 @@ class Rows {
         bool elsewhere = false;
         std::string path;  // of the first one, as the others
         std::int64_t size = 0;
-        std::int64_t attributes = 0;
     };
     struct InstanceKey {
         std::int64_t study;
@@ -83,15 +82,14 @@ class Rows {
     void dropWords(Level level, std::string_view attributes, std::int64_t row);
     void addModality(const Record& record, std::int64_t study);
     void addInstance(const Record& record, Place& place, std::int64_t copy);
-    void replaceInstance(const Record& record, const Place& place, std::int64_t size,
-                         std::int64_t attributes);
-    bool addAttributes(std::string_view own, const Place& place);
+    void countNew(const Record& record, const Place& place);
+    void replaceInstance(const Record& record, const Place& place, std::int64_t size);
     void count(const Place& place, const Added& added);
     std::vector<SelectedSeries> selectLocked(const Request& selection);
     void lock(const std::set<std::int64_t>& patients, const std::set<std::int64_t>& studies,
               const std::set<std::int64_t>& series);
     void buryInstance(std::int64_t grave, const SelectedSeries& series, const SelectedInstance& one);
-    void dropInstance(const InstanceKey& key, std::int64_t attributes);
+    void dropInstance(const InstanceKey& key);
     void dropEmpty(const SelectedSeries& series);
     void dropIfEmpty(Level level, std::int64_t row);
     void recountSeries(std::int64_t study, std::int64_t series);

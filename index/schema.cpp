@@ -77,8 +77,28 @@ CREATE TABLE grave_instance (
     PRIMARY KEY (grave, study, series, uid, path)){by key};
 )";
 
+// The attributes of an instance beside those of its series are in its own row; what all rows have takes
+// little room.
+constexpr char kSecondVersion[] = R"(
+{no writers}
+CREATE TABLE new_instance (
+    study INTEGER NOT NULL, series INTEGER NOT NULL, size {number} NOT NULL,
+    class INTEGER NOT NULL, syntax INTEGER NOT NULL, copy INTEGER NOT NULL,
+    uid {text} NOT NULL, path {text} NOT NULL, attributes {bytes} NOT NULL,
+    PRIMARY KEY (study, series, uid, copy)){by study};
+{new parts}
+INSERT INTO new_instance (study, series, size, class, syntax, copy, uid, path, attributes)
+    SELECT i.study, i.series, i.size, i.class, i.syntax, i.copy, {packed uid}, i.path, COALESCE(a.data, {no bytes})
+    FROM instance i LEFT JOIN instance_attributes a ON a.id = i.attributes ORDER BY i.study, i.series, i.uid, i.copy;
+{packed uids}
+DROP TABLE instance;
+DROP TABLE instance_attributes;
+ALTER TABLE new_instance RENAME TO instance;
+{old names}
+)";
+
 // Each brings an index of the version that is its place, from 0, to the next one.
-constexpr const char* kSteps[] = {kFirst};
+constexpr const char* kSteps[] = {kFirst, kSecondVersion};
 static_assert(std::size(kSteps) == INDEX_VERSION_CURRENT);
 
 bool isThere(Session& session) {
@@ -116,6 +136,10 @@ void makeTables(Session& session, std::span<const char* const> steps) {
 
 int schemaVersion(Session& session) {
     return versionOf(session, "SELECT version FROM orvkit_index");
+}
+
+std::span<const char* const> schemaSteps() {
+    return kSteps;
 }
 
 void settleSchema(Session& session, INDEX_OPEN how) {

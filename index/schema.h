@@ -15,6 +15,7 @@ void settleSchema(Session& session, INDEX_OPEN how);
 // orvkit_index, each one behind it brings an index to the next version.
 void settleSchema(Session& session, INDEX_OPEN how, std::span<const char* const> steps);
 int schemaVersion(Session& session);
+std::span<const char* const> schemaSteps();
 
 }  // namespace orvkit::index
 

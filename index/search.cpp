@@ -58,7 +58,6 @@ class Facts {
             int column;
         };
         static constexpr Row rows[] = {
-            {T_0008_0018_sopInstanceUid, VR_UI, Columns::instanceUid},
             {T_0008_0061_modalitiesInStudy, VR_CS, Columns::modalities},
             {T_0008_0062_sopClassesInStudy, VR_UI, Columns::classes},
             {T_0020_000d_studyInstanceUid, VR_UI, Columns::studyUid},
@@ -72,6 +71,7 @@ class Facts {
         };
         if (tag == T_0008_0016_sopClassUid)
             return Attribute{tag, VR_UI, terms_.uid(row_.integer(Columns::sopClass))};
+        if (tag == T_0008_0018_sopInstanceUid) return Attribute{tag, VR_UI, row_.uid(Columns::instanceUid)};
         const auto* const row =
             std::find_if(std::begin(rows), std::end(rows), [tag](const Row& r) { return r.tag == tag; });
         return Attribute{tag, row->vr, row_.text(row->column)};

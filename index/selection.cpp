@@ -57,8 +57,8 @@ bool isAmong(const std::vector<std::string>* values, std::string_view value) {
 }
 
 SelectedInstance instanceOf(Statement& row) {
-    return {std::string(row.text(0)), row.integer(1),           row.integer(2), row.integer(3),
-            row.integer(4),           std::string(row.text(5)), row.integer(6)};
+    return {std::string(row.uid(0)), row.integer(1), row.integer(2),
+            row.integer(3),          row.integer(4), std::string(row.text(5))};
 }
 
 // Each once, in order.
@@ -97,13 +97,16 @@ std::vector<SelectedSeries> selectSeries(Session& session, const Request& select
         const auto find =
             session.prepare(std::string("SELECT ") + kColumns + ", p.pid" + (isImage ? ", u.uid" : ", ''") +
                             statementOf(selection.level) + placeholders(1, count) + ")");
-        for (std::size_t i = 0; i < count; ++i) find->bind(static_cast<int>(i + 1), values[at + i]);
+        for (std::size_t i = 0; i < count; ++i) {
+            const int place = static_cast<int>(i + 1);
+            isImage ? find->bindUid(place, values[at + i]) : find->bind(place, values[at + i]);
+        }
         while (find->step()) {
             if (isAmong(valuesOf(selection, Level::patient), find->text(7)) &&
                 isAmong(valuesOf(selection, Level::study), find->text(3)) &&
                 isAmong(valuesOf(selection, Level::series), find->text(4))) {
                 all.push_back(seriesOf(*find));
-                if (isImage) all.back().uids.emplace_back(find->text(8));
+                if (isImage) all.back().uids.emplace_back(find->uid(8));
             }
         }
     }
@@ -123,14 +126,13 @@ std::vector<SelectedSeries> nextSeries(Session& session, std::int64_t behind, st
 bool eachInstance(Session& session, Level level, const SelectedSeries& series,
                   const std::function<bool(const SelectedInstance&)>& take) {
     static const std::string columns =
-        "SELECT uid, copy, class, syntax, size, path, attributes FROM instance WHERE study = $1 AND series = "
-        "$2 ";
+        "SELECT uid, copy, class, syntax, size, path FROM instance WHERE study = $1 AND series = $2 ";
     std::vector<SelectedInstance> page;
     if (level == Level::image) {
         Statement& find = session.kept(columns + "AND uid = $3 ORDER BY copy");
         for (const std::string& uid : series.uids) {
             page.clear();
-            for (bool more = find.run(series.study, series.series, uid); more; more = find.step())
+            for (bool more = find.run(series.study, series.series, Uid{uid}); more; more = find.step())
                 page.push_back(instanceOf(find));
             find.reset();
             if (!giveAll(page, take)) return false;
@@ -142,7 +144,8 @@ bool eachInstance(Session& session, Level level, const SelectedSeries& series,
     std::int64_t copy = -1;
     do {
         page.clear();
-        for (bool more = find.run(series.study, series.series, behind, copy, kPage); more; more = find.step())
+        for (bool more = find.run(series.study, series.series, Uid{behind}, copy, kPage); more;
+             more = find.step())
             page.push_back(instanceOf(find));
         find.reset();
         if (!giveAll(page, take)) return false;

@@ -29,7 +29,6 @@ struct SelectedInstance {
     std::int64_t syntax = 0;    // a term
     std::int64_t size = 0;
     std::string path;  // as it stands in the index
-    std::int64_t attributes = 0;
 };
 
 // The series that the selection is in, by study and series.

@@ -16,6 +16,11 @@
 
 namespace orvkit::index {
 
+// Of an instance, where it is a parameter or a column.
+struct Uid {
+    std::string text;
+};
+
 class Statement {
   public:
     Statement() = default;
@@ -29,6 +34,9 @@ class Statement {
     virtual void bind(int at, std::string_view text) = 0;
     virtual void bindBytes(int at, std::string_view bytes) = 0;
     virtual void bindNull(int at) = 0;
+    // Of the columns `uid` of instances, which an engine may keep in a form of its own; in the order of
+    // texts.
+    virtual void bindUid(int at, std::string_view uid) { bind(at, uid); }
     // True: there is a row.
     virtual bool step() = 0;
     // Without an answer, at the latest with the next step of any statement of the session. When it does not
@@ -39,6 +47,7 @@ class Statement {
     virtual void reset() = 0;
     virtual std::int64_t integer(int column) = 0;
     virtual std::string_view text(int column) = 0;  // "" for null; bytes too
+    virtual std::string_view uid(int column) { return text(column); }
 
     // An empty text is null: no value.
     void bindForm(int at, std::string_view form) {
@@ -59,21 +68,27 @@ class Statement {
         post(rows);
     }
 
-  private:
     template <typename... Values>
-    void bindAll(const Values&... values) {
-        reset();
-        int at = 0;
-        (bindAny(++at, values), ...);
+    void bindFrom(int at, const Values&... values) {
+        (bindAny(at++, values), ...);
     }
     template <typename Value>
     void bindAny(int at, const Value& value) {
-        if constexpr (std::is_integral_v<Value>) {
+        if constexpr (std::is_same_v<Value, Uid>) {
+            bindUid(at, value.text);
+        } else if constexpr (std::is_integral_v<Value>) {
             bind(at, static_cast<std::int64_t>(value));
         } else {
             const std::string_view text = value;
             bind(at, text);
         }
+    }
+
+  private:
+    template <typename... Values>
+    void bindAll(const Values&... values) {
+        reset();
+        bindFrom(1, values...);
     }
 };
 

@@ -49,7 +49,7 @@
 #define ORVKIT_INDEX_API
 #endif
 
-inline constexpr int INDEX_VERSION_CURRENT = 1;                // of how things are laid out in an index
+inline constexpr int INDEX_VERSION_CURRENT = 2;                // of how things are laid out in an index
 inline constexpr unsigned int INDEX_PATH_MAX = 1023;           // bytes of a file's path
 inline constexpr unsigned int INDEX_WINDOW = 5;                // milliseconds: see DcIndexBusy
 inline constexpr unsigned int INDEX_LONGEST_TEXT = 4096;       // bytes of a text value that is kept
