@@ -150,37 +150,37 @@ class Command {
         added.group_ = heading_;
         return added;
     }
-    Option& flag(std::string names, bool& target, std::string help) {
-        return add(std::move(names), &target, std::move(help));
+    Option& flag(const std::string& names, bool& target, std::string help) {
+        return add(names, &target, std::move(help));
     }
     // Calls when the flag is given, before the command runs.
-    Option& flag(std::string names, std::function<void()> call, std::string help) {
-        return add(std::move(names), std::move(call), std::move(help));
+    Option& flag(const std::string& names, std::function<void()> call, std::string help) {
+        return add(names, std::move(call), std::move(help));
     }
-    Option& number(std::string names, int& target, std::string help) {
-        return add(std::move(names), &target, std::move(help));
+    Option& number(const std::string& names, int& target, std::string help) {
+        return add(names, &target, std::move(help));
     }
-    Option& number(std::string names, unsigned int& target, std::string help) {
-        return add(std::move(names), &target, std::move(help));
+    Option& number(const std::string& names, unsigned int& target, std::string help) {
+        return add(names, &target, std::move(help));
     }
-    Option& text(std::string names, std::string& target, std::string help) {
-        return add(std::move(names), &target, std::move(help));
+    Option& text(const std::string& names, std::string& target, std::string help) {
+        return add(names, &target, std::move(help));
     }
     // An option that may be given again and again, or all positional arguments from here on.
-    Option& texts(std::string names, std::vector<std::string>& target, std::string help) {
-        return add(std::move(names), &target, std::move(help));
+    Option& texts(const std::string& names, std::vector<std::string>& target, std::string help) {
+        return add(names, &target, std::move(help));
     }
     // An enumeration, by words.
     template <typename Enum>
-    Option& named(std::string names, Enum& target, std::initializer_list<std::pair<const char*, Enum>> words,
-                  std::string help) {
+    Option& named(const std::string& names, Enum& target,
+                  std::initializer_list<std::pair<const char*, Enum>> words, std::string help) {
         Option::Named choice;
         for (const auto& [word, number] : words) choice.words.emplace_back(word, static_cast<int>(number));
         choice.set = [&target](int number) { target = static_cast<Enum>(number); };
         choice.initial = static_cast<int>(target);
         std::vector<std::string> texts;
         for (const auto& [word, number] : words) texts.emplace_back(word);
-        return add(std::move(names), std::move(choice), std::move(help)).oneOf(std::move(texts));
+        return add(names, std::move(choice), std::move(help)).oneOf(std::move(texts));
     }
     // Under what the help lists the subcommands that are described from here on.
     void heading(std::string text) { heading_ = std::move(text); }
@@ -197,8 +197,8 @@ class Command {
   private:
     friend class Parser;
 
-    Option& add(std::string names, Option::Target target, std::string help) {
-        return options_.emplace_back(std::move(names), std::move(target), std::move(help));
+    Option& add(const std::string& names, Option::Target target, std::string help) {
+        return options_.emplace_back(names, std::move(target), std::move(help));
     }
 
     std::string name_;
