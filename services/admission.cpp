@@ -7,6 +7,11 @@ void Admission::use(std::shared_ptr<const KnownPeers> peers) {
     peers_.swap(peers);
 }
 
+std::shared_ptr<const KnownPeers> Admission::peers() {
+    const std::lock_guard lock(mutex_);
+    return peers_;
+}
+
 Admission::Ticket Admission::admit(const Caller& caller, DcPduInfoRj& reject, std::string& why) {
     const std::lock_guard lock(mutex_);
     KnownPeer own;

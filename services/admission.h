@@ -42,6 +42,8 @@ class Admission {
     void setLimits(const Limits& limits) { limits_ = limits; }
     // From now on; those who are in stay. Without it everybody may do everything.
     void use(std::shared_ptr<const KnownPeers> peers);
+    // Null where everybody may come in.
+    std::shared_ptr<const KnownPeers> peers();
     // Where the caller may not come in, `why` is told of it, and `reject` is the answer: calling AE title not
     // recognized, or local limit exceeded (PS3.8 9.3.4).
     Ticket admit(const Caller& caller, DcPduInfoRj& reject, std::string& why);

@@ -1,5 +1,6 @@
 // C-MOVE (PS3.4 C.4.2): objects go over an association of their own, to a destination that is known.
 #include <map>
+#include <optional>
 #include <set>
 
 #include "orvkit/dict.h"
@@ -113,10 +114,9 @@ bool answerMove(Provider& provider, DICT_UID sopClass, DcMsg& message) {
     Delivery delivery(inquiry, [&request] { return std::make_unique<DcCmdCMoveRsp>(&request); });
     char title[65] = "";
     (void)request.getValue(T_0000_0600_moveDestination, title, sizeof title - 1);
-    const PeerOptions* const destination = inquiry.archive().destination(title);
+    const std::optional<PeerOptions> destination = inquiry.archive().destination(title);
     unsigned short status = kClassNotSupported;
-    if (inquiry.isOf(DICT_MSG_C_MOVE_RQ))
-        status = destination != nullptr ? delivery.count() : kUnknownDestination;
+    if (inquiry.isOf(DICT_MSG_C_MOVE_RQ)) status = destination ? delivery.count() : kUnknownDestination;
     if (status == kUnknownDestination) inquiry.fail(std::string("nobody knows ") + title);
     if (status == kSuccess) status = deliverTo(inquiry, delivery, *destination);
     return delivery.end(status);

@@ -138,9 +138,8 @@ bool Archive::finishOthers(const StoreServer& server) {
     return finishGraves(index_, directory_);
 }
 
-const PeerOptions* Archive::destination(std::string_view title) const {
-    const auto at = std::ranges::find(settings_.destinations, trimmed(title), &PeerOptions::aec);
-    return at != settings_.destinations.end() ? &*at : nullptr;
+std::optional<PeerOptions> Archive::destination(std::string_view title) const {
+    return settings_.destination(trimmed(title));
 }
 
 // One at which nothing stands, and that no instance has: not even one whose file is about to go to a grave.

@@ -4,7 +4,9 @@
 #define ORVKIT_SERVICES_ARCHIVE_SERVER_H
 
 #include <condition_variable>
+#include <functional>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -21,9 +23,10 @@
 namespace services {
 
 struct ArchiveSettings {
-    std::string index;                      // its place, or "": in the directory
-    unsigned int maxResults = 0;            // of one query; 0: no bound
-    std::vector<PeerOptions> destinations;  // by their AE titles
+    std::string index;            // its place, or "": in the directory
+    unsigned int maxResults = 0;  // of one query; 0: no bound
+    // Where one listens, by its AE title; nothing: nobody knows it. From any thread.
+    std::function<std::optional<PeerOptions>(std::string_view title)> destination;
     OnDuplicate onDuplicate = OnDuplicate::keep;
 };
 
@@ -41,8 +44,7 @@ class Archive {
 
     DcIndex& index() { return index_; }
     unsigned int maxResults() const { return settings_.maxResults; }
-    // Null for one that is not known.
-    const PeerOptions* destination(std::string_view title) const;
+    std::optional<PeerOptions> destination(std::string_view title) const;
 
   private:
     // Who stores an instance is alone with its UID.

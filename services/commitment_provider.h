@@ -7,6 +7,7 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -22,7 +23,7 @@ class Archive;
 class Commitments {
   public:
     // Where a peer listens, by its AE title; null for one that is not known.
-    using Find = std::function<const PeerOptions*(std::string_view title)>;
+    using Find = std::function<std::optional<PeerOptions>(std::string_view title)>;
 
     // Has the server, which serves the archive already, answer requests for commitment. It outlives the
     // server's associations. Reports are tried for so many seconds.

@@ -49,9 +49,9 @@ CommitmentReports::~CommitmentReports() {
 }
 
 void CommitmentReports::add(ReportPtr report) {
-    if (report->destination == nullptr) {
+    if (!report->destination) {
         tell_(describe(*report) + " cannot be reported: nobody knows where " + report->requester +
-              " listens (--destination)");
+              " listens (--destination, --peers)");
         return;
     }
     const std::lock_guard lock(mutex_);

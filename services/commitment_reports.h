@@ -10,6 +10,7 @@
 #include <list>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 
@@ -23,8 +24,8 @@ inline constexpr std::size_t kMostWaiting = 500'000;
 
 struct CommitmentReport {
     Commitment what;
-    std::string requester;                     // its AE title
-    const PeerOptions* destination = nullptr;  // where it listens; null: nobody knows
+    std::string requester;                   // its AE title
+    std::optional<PeerOptions> destination;  // where it listens; nothing: nobody knows
 
     std::size_t weight() const { return what.items.size() + 10; }
 };

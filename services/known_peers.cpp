@@ -72,6 +72,20 @@ std::string takeFingerprint(KnownPeer& peer, std::string_view value) {
     return peer.fingerprint.size() == 64 ? "" : "a fingerprint (SHA-256) has 64 hexadecimal digits";
 }
 
+// "archive.example:104", "[::1]:104"
+std::string takeAt(KnownPeer& peer, std::string_view value) {
+    const std::size_t colon = value.rfind(':');
+    std::string_view host = value.substr(0, colon);
+    if (host.size() > 2 && host.front() == '[' && host.back() == ']') host = host.substr(1, host.size() - 2);
+    const char* const end = value.data() + value.size();
+    const auto parsed = colon == std::string_view::npos
+                            ? std::from_chars_result{end, std::errc::invalid_argument}
+                            : std::from_chars(value.data() + colon + 1, end, peer.port);
+    peer.host = host;
+    const bool whole = parsed.ec == std::errc() && parsed.ptr == end && peer.port > 0 && peer.port <= 65535;
+    return whole && !host.empty() ? "" : "'" + std::string(value) + "' is not HOST:PORT";
+}
+
 std::string takeMay(KnownPeer& peer, std::string_view value) {
     peer.rights = 0;
     while (!value.empty()) {
@@ -88,8 +102,11 @@ std::string takeMay(KnownPeer& peer, std::string_view value) {
 constexpr struct {
     std::string_view word;
     std::string (*take)(KnownPeer& peer, std::string_view value);
-} kWords[] = {
-    {"from", takeFrom}, {"certificate", takeCertificate}, {"fingerprint", takeFingerprint}, {"may", takeMay}};
+} kWords[] = {{"from", takeFrom},
+              {"certificate", takeCertificate},
+              {"fingerprint", takeFingerprint},
+              {"at", takeAt},
+              {"may", takeMay}};
 
 std::string takeWord(KnownPeer& peer, const std::string& word, const std::string& value) {
     if (isPeerLimit(word)) return takeLimit(peer.limits, word, value);
@@ -154,6 +171,10 @@ std::string KnownPeer::line() const {
     for (std::size_t i = 0; i < networks.size(); ++i) text += (i == 0 ? "  from " : ",") + networks[i].text;
     if (!certificate.empty()) text += "  certificate " + wordText(certificate);
     if (!fingerprint.empty()) text += "  fingerprint " + fingerprint;
+    if (port != 0) {
+        const bool colons = host.find(':') != std::string::npos;
+        text += "  at " + (colons ? "[" + host + "]" : host) + ":" + std::to_string(port);
+    }
     std::string what;
     for (const auto& row : kRights) {
         if (may(row.right)) what += (what.empty() ? "" : ",") + std::string(row.word);
@@ -175,22 +196,24 @@ std::shared_ptr<const KnownPeers> KnownPeers::parse(std::string_view text, const
     const auto take = [&](const std::vector<std::string>& words) -> std::string {
         KnownPeer peer;
         std::string wrong = parsePeer(words, peer);
-        if (wrong.empty() &&
-            std::ranges::find(peers->peers_, peer.aet, &KnownPeer::aet) != peers->peers_.end()) {
-            wrong = "'" + peer.aet + "' was there before";
-        }
+        if (wrong.empty() && peers->find(peer.aet) != nullptr) wrong = "'" + peer.aet + "' was there before";
         peers->peers_.push_back(std::move(peer));
         return wrong;
     };
     return eachLine(text, name, take, fault) ? peers : nullptr;
 }
 
+const KnownPeer* KnownPeers::find(std::string_view aet) const {
+    const auto peer = std::ranges::find(peers_, aet, &KnownPeer::aet);
+    return peer != peers_.end() ? &*peer : nullptr;
+}
+
 const KnownPeer* KnownPeers::admit(const Caller& caller, std::string& why) const {
-    const auto peer = std::ranges::find(peers_, caller.aet, &KnownPeer::aet);
+    const KnownPeer* const peer = find(caller.aet);
     const auto shown = [&](auto matches) {
         return caller.security != nullptr && caller.security->verified != 0 && matches(*caller.security);
     };
-    if (peer == peers_.end()) {
+    if (peer == nullptr) {
         why = "nobody knows this peer";
     } else if (!comesFrom(*peer, caller.address)) {
         why = "it may not come from " + caller.address;
@@ -201,7 +224,7 @@ const KnownPeer* KnownPeers::admit(const Caller& caller, std::string& why) const
                !shown([&](const auto& s) { return s.fingerprint == peer->fingerprint; })) {
         why = "it has not shown the certificate of its fingerprint";
     } else {
-        return &*peer;
+        return peer;
     }
     return nullptr;
 }

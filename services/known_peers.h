@@ -40,6 +40,8 @@ struct KnownPeer {
     std::vector<Network> networks;
     std::string certificate;
     std::string fingerprint;  // lower-case hexadecimal digits alone
+    std::string host;         // where it listens itself,
+    int port = 0;             // and 0 where nobody has said
     unsigned int rights = 15;
     Limits limits;  // its own
 
@@ -65,6 +67,8 @@ class KnownPeers {
     // Null when the caller may not come in, for the reason in `why`.
     const KnownPeer* admit(const Caller& caller, std::string& why) const;
     const std::vector<KnownPeer>& all() const { return peers_; }
+    // Null when nobody knows it.
+    const KnownPeer* find(std::string_view aet) const;
 
   private:
     std::vector<KnownPeer> peers_;

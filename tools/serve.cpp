@@ -21,10 +21,6 @@
 #include "platform/socket.h"
 #include "platform/stop.h"
 #include "services/accepted_uids.h"
-#ifdef ORVKIT_WITH_INDEX
-#include "services/archive_server.h"
-#include "services/commitment_provider.h"
-#endif
 #include "services/charset.h"
 #include "services/door.h"
 #include "services/isolation.h"
@@ -38,6 +34,7 @@
 #include "services/store_transcode.h"
 #include "services/workers.h"
 #include "services/worklist.h"
+#include "tools/archive_options.h"
 #include "tools/commands.h"
 #include "tools/net_options.h"
 
@@ -61,14 +58,7 @@ struct ServeOptions : EntityOptions {
     bool transcodeLossy = false;
     bool noIsolate = false;
     bool anyClass = false;
-    bool archive = false;
-    std::string index;
-    int maxResults = 0;
-    std::string onDuplicate;
-    int reportTime = 3600;
-    std::string worklist;
-    std::vector<std::string> destinationWords;
-    std::vector<PeerOptions> destinations;
+    ServedArchive archive;
     std::vector<std::string> acceptFrom;
     std::string peers;
     bool printPeers = false;
@@ -156,64 +146,6 @@ bool prepareFileSet(ReceivedSet& set, StoreServer& server) {
     return true;
 }
 
-#ifdef ORVKIT_WITH_INDEX
-std::unique_ptr<Archive> makeArchive(const ServeOptions& options) {
-    ArchiveSettings settings;
-    settings.index = options.index;
-    settings.maxResults = static_cast<unsigned int>(options.maxResults);
-    settings.destinations = options.destinations;
-    if (options.onDuplicate == "replace") settings.onDuplicate = OnDuplicate::replace;
-    if (options.onDuplicate == "reject") settings.onDuplicate = OnDuplicate::reject;
-    if (options.onDuplicate == "both") settings.onDuplicate = OnDuplicate::both;
-    return std::make_unique<Archive>(std::move(settings));
-}
-std::unique_ptr<Commitments> makeCommitments(const ServeOptions& options, StoreServer& server,
-                                             Archive& archive) {
-    const auto find = [&archive](std::string_view title) { return archive.destination(title); };
-    return std::make_unique<Commitments>(server, archive, find, options.reportTime);
-}
-#else
-struct Archive {
-    static bool serve(StoreServer&) { return false; }
-};
-std::unique_ptr<Archive> makeArchive(const ServeOptions&) {
-    return nullptr;
-}
-struct Commitments {};
-std::unique_ptr<Commitments> makeCommitments(const ServeOptions&, StoreServer&, Archive&) {
-    return nullptr;
-}
-#endif
-
-// False, with a complaint.
-bool takeDestinations(ServeOptions& options) {
-    for (const std::string& word : options.destinationWords) {
-        PeerOptions& peer = options.destinations.emplace_back();
-        static_cast<EntityOptions&>(peer) = options;
-        peer.tls = {};
-        peer.security = nullptr;
-        if (!takeDestination(word, peer)) return false;
-    }
-    return true;
-}
-
-// What goes beyond receiving. "" when the options agree, or why not.
-std::string archiveFault(const ServeOptions& options) {
-    if (!options.archive) {
-        if (options.maxResults != 0 && options.worklist.empty())
-            return "--max-results belongs to --archive and --worklist";
-        return options.index.empty() && options.destinationWords.empty() && options.onDuplicate.empty()
-                   ? ""
-                   : "--index, --on-duplicate and --destination belong to --archive";
-    }
-    if (options.fileSet) return "--archive and --file-set each have an order of their own for files";
-    if (options.tls.on && !options.destinationWords.empty())
-        return "--destination is reached in clear, and this server is one of TLS";
-    if (makeArchive(options) == nullptr)
-        return "archives are left out of this orvkit: it was built without SQLite";
-    return "";
-}
-
 // The files of TLS once more, when asked to.
 void reloadSecurity(Security* security) {
     if (security == nullptr) return;
@@ -229,6 +161,11 @@ void reloadSecurity(Security* security) {
 bool readPeers(const ServeOptions& options, StoreServer& server, std::string& fault) {
     auto peers = KnownPeers::read(options.peers, fault);
     if (peers == nullptr) return false;
+    const auto listens = [](const KnownPeer& peer) { return peer.port != 0; };
+    if (options.archive.on && !options.archive.canReach() && std::ranges::any_of(peers->all(), listens)) {
+        fault = options.peers + ": where peers listen over TLS needs --tls-ca or --tls-pin";
+        return false;
+    }
     server.admission.use(std::move(peers));
     return true;
 }
@@ -262,6 +199,7 @@ void reload(const ServeOptions& options, StoreServer& server) {
     if (!options.trace.empty() && !server.trace.reopen(lost)) tellLine(lost);
     (void)server.trace.write(Event(EventId::alert, EventType::securityConfiguration));
     reloadSecurity(options.security.get());
+    reloadSecurity(options.archive.outward.security.get());
     for (const Reread& row : rereads(options)) {
         std::string fault;
         if (!row.given) continue;
@@ -310,7 +248,7 @@ int chooseTranscoding(const ServeOptions& options, StoreServer& server) {
 // An archive brings what it sends to what its peers take.
 int prepareTranscoding(const ServeOptions& options, StoreServer& server) {
     if (const int status = chooseTranscoding(options, server); status != EXIT_OK) return status;
-    if (options.transcode.empty() && !options.archive) return EXIT_OK;
+    if (options.transcode.empty() && !options.archive.on) return EXIT_OK;
     dirSetMaxFileSize(INT_MAX);
     return options.noIsolate || isolateCodecs() ? EXIT_OK : EXIT_FAILED;
 }
@@ -368,12 +306,12 @@ int serve(const ServeOptions& options) {
     const Listener listener(options.aet.c_str(), TSM_ROLE_SCP, options.port);
     if (!begin(options, server, listener)) return EXIT_FAILED;
     if (options.fileSet && !prepareFileSet(set, server)) return EXIT_FAILED;
-    const std::unique_ptr<Archive> archive = options.archive ? makeArchive(options) : nullptr;
-    if (archive != nullptr && !archive->serve(server)) return EXIT_FAILED;
-    const std::unique_ptr<Commitments> commitments =
-        archive != nullptr ? makeCommitments(options, server, *archive) : nullptr;
-    Worklist worklist(options.worklist, static_cast<unsigned int>(options.maxResults), tellLine);
-    if (!options.worklist.empty() && !worklist.serve(server)) return EXIT_FAILED;
+    const std::unique_ptr<RunningArchive> archive =
+        options.archive.on ? beginArchive(options.archive, server) : nullptr;
+    if (options.archive.on && archive == nullptr) return EXIT_FAILED;
+    Worklist worklist(options.archive.worklist, static_cast<unsigned int>(options.archive.maxResults),
+                      tellLine);
+    if (!options.archive.worklist.empty() && !worklist.serve(server)) return EXIT_FAILED;
     Metrics metrics([&server] { return metricsText(server); });
     if (!options.metrics.empty() && !metrics.start(options.metrics, fault))
         return failed("%s", fault.c_str());
@@ -452,36 +390,6 @@ void addLimitOptions(Command& command, ServeOptions& options) {
         });
 }
 
-void addArchiveOptions(Command& command, ServeOptions& options) {
-    command.flag("--archive", options.archive,
-                 "What is received goes into an index, and requests for it are answered (C-FIND, C-GET, "
-                 "C-MOVE, storage "
-                 "commitment)");
-    command.text("--index PLACE", options.index,
-                 "The archive's index, unless that is in DIR: sqlite:PATH or postgresql://HOST/DATABASE");
-    command
-        .number("--max-results N", options.maxResults,
-                "Of a query no more are told, and its last answer is that there are more; 0: all")
-        .range(0, 1000000000);
-    command
-        .text("--on-duplicate WHAT", options.onDuplicate,
-              "Of another object of an instance that its series has: keep what is there (unless given), "
-              "replace it, reject the new one, or have both")
-        .oneOf({"keep", "replace", "reject", "both"});
-    command.texts(
-        "--destination AET=HOST:PORT", options.destinationWords,
-        "Where a peer may have objects moved to, and takes reports of storage commitment. May be given "
-        "several times");
-    command.text(
-        "--worklist DIRECTORY", options.worklist,
-        "Answer queries for a modality worklist from the files in DIRECTORY: DICOM files, or JSON (the "
-        "DICOM JSON model); what changes there is seen by the next query");
-    command
-        .number("--report-time SECONDS", options.reportTime,
-                "How long a report of storage commitment is tried again that its peer does not take")
-        .range(1, 604800);
-}
-
 void addTranscodeOptions(Command& command, ServeOptions& options) {
     command
         .text("--transcode SYNTAX", options.transcode,
@@ -529,7 +437,7 @@ void addServe(Command& program) {
                  "lose what was confirmed");
     command.flag("--file-set", options->fileSet,
                  "What is received becomes part of the file set in DIR, and of its DICOMDIR");
-    addArchiveOptions(command, *options);
+    addArchiveOptions(command, options->archive);
     addTranscodeOptions(command, *options);
     command.flag("--any-class", options->anyClass,
                  "Take objects of SOP classes that the registry does not know, too, such as private ones");
@@ -537,13 +445,12 @@ void addServe(Command& program) {
         muteLog();
         if (options->printPeers && options->peers.empty()) return misused("--print-peers needs --peers");
         if (options->printPeers) return printPeers(*options);
-        if (const std::string fault = archiveFault(*options); !fault.empty())
+        if (const std::string fault = archiveFault(options->archive, options->fileSet); !fault.empty())
             return misused("%s", fault.c_str());
-        if (!takeDestinations(*options)) return EXIT_USAGE;
         if (options->tls.on && options->tls.certificate.empty()) {
             return misused("serve --tls needs a certificate and its key (--tls-cert, --tls-key)");
         }
-        if (!openSecurity(*options)) return EXIT_USAGE;
+        if (!openSecurity(*options) || !takeDestinations(*options, options->archive)) return EXIT_USAGE;
         if (options->tls.on && !options->portGiven) options->port = TLS_PORT;
         if (options->acceptFrom.size() <= kMostAcceptFrom) return serve(*options);
         return misused("--accept-from takes at most %zu titles", kMostAcceptFrom);

@@ -32,7 +32,7 @@ TEST(KnownPeers, LetInByTitleAddressAndCertificate) {
         "# comment\n\n"
         "OPEN\n"
         "NEAR from 10.1.0.0/16,192.168.7.9,fd00:1::/33 may echo associations 2 object-size 3G # here\r\n"
-        "\"CT ROOM 2\" from 0.0.0.0/0 certificate ct.example\n"
+        "\"CT ROOM 2\" from 0.0.0.0/0 certificate ct.example at [fd00::2]:104\n"
         "PINNED fingerprint " +
             std::string(64, 'A') + "\n",
         fault);
@@ -79,6 +79,9 @@ TEST(KnownPeers, LetInByTitleAddressAndCertificate) {
         EXPECT_EQ(same->all()[i].line(), peers->all()[i].line());
     EXPECT_EQ(peers->all()[1].line(),
               "NEAR  from 10.1.0.0/16,192.168.7.9,fd00:1::/33  may echo  associations 2  object-size 3G");
+    const auto* const ct2 = peers->find("CT ROOM 2");
+    ASSERT_TRUE(ct2 != nullptr && peers->find("CT") == nullptr);
+    EXPECT_EQ(ct2->host + " " + std::to_string(ct2->port), "fd00::2 104");
 }
 
 TEST(KnownPeers, TellWhichLineIsWrongAndWhy) {
@@ -99,6 +102,9 @@ TEST(KnownPeers, TellWhichLineIsWrongAndWhy) {
         {"A connections 5", ":1: 'connections' is nothing that a peer has"},
         {"A with B", ":1: 'with' is nothing that a peer has"},
         {"A may", ":1: 'may' needs a value"},
+        {"A at 104", ":1: '104' is not HOST:PORT"},
+        {"A at h:65536", ":1: 'h:65536' is not HOST:PORT"},
+        {"A at []:1x", ":1: '[]:1x' is not HOST:PORT"},
         {"A may echo may store", ":1: 'may' stands there twice"},
         {"A fingerprint 12", ":1: a fingerprint (SHA-256) has 64 hexadecimal digits"},
         {"A associations 0", ":1: associations is a number from 1 on"},

@@ -72,8 +72,9 @@ TEST_F(ServeArchiveTest, WhatWasReceivedIsFetchedAlsoInOtherSyntaxesAndToOthers)
            "'" ORVKIT_COMMAND
            "' serve mov --port 0 --no-sync 2>mlog & other=$!\n"
            "until grep -q 'listening on port' mlog; do sleep .02; done\n"
-           "to=$(grep -o 'port [0-9]*' mlog | head -1 | cut -c6-)\n" +
-           server("--peers peers --destination MOV=127.0.0.1:$to --destination GONE=127.0.0.1:1") + R"(
+           "to=$(grep -o 'port [0-9]*' mlog | head -1 | cut -c6-)\n"
+           "echo \"MOV at 127.0.0.1:$to\" >>peers\n" +
+           server("--peers peers --destination GONE=127.0.0.1:1") + R"(
 orvkit send $peer --aet BOTH set >/dev/null || exit 2
 study=$(orvkit dump --tag StudyInstanceUID set/a/SE000001/IM000002 | grep -o '[0-9.]*[0-9]' | tail -1)
 ask() { orvkit $1 $peer --aet ${who:-BOTH} "${@:2}" -k StudyInstanceUID=$study; echo $?; }
@@ -104,6 +105,32 @@ for word in MOV MOV=x =h:1 MOV=h:0; do orvkit serve other --port 0 --archive --d
         << run.err << log();
     for (const char* const status : {"0xA801", "0xA702", "0x0124", "0xB000"})
         EXPECT_TRUE(holds(run.err, status));
+}
+
+TEST_F(ServeArchiveTest, OfTlsItReachesDestinationsOverTlsWhomItTrusts) {
+    const Outcome run =
+        sh("orvkit tls make site one,127.0.0.1 >/dev/null 2>&1 || exit 3\n"
+           "orvkit tls make other two,127.0.0.1 >/dev/null 2>&1\n"
+           "secured() { echo --tls --tls-cert $1.pem --tls-key $1.key --tls-ca site/ca.pem; }\n"
+           "listen() { '" ORVKIT_COMMAND
+           "' serve $1 --port 0 --no-sync $(secured $2) --tls-client none 2>$1.log & other=\"$other $!\"\n"
+           "until grep -q 'listening on port' $1.log; do sleep .02; done\n"
+           "echo \"$3 at 127.0.0.1:$(grep -o 'port [0-9]*' $1.log | head -1 | cut -c6-)\" >>peers; }\n"
+           "listen known site/one KNOWN; listen strange other/two STRANGE; echo USER >>peers\n" +
+           server("--peers peers --tls-client none $(secured site/one)") + R"(
+orvkit send $peer $(secured site/one) --aet USER set/b >/dev/null || exit 2
+study=$(orvkit dump --tag StudyInstanceUID set/b/SE000001/IM000001 | grep -o '[0-9.]*[0-9]' | tail -1)
+for dest in KNOWN STRANGE; do
+  orvkit move $peer $(secured site/one) --aet USER --dest $dest -k StudyInstanceUID=$study
+done
+stop; kill $other; wait $other
+orvkit serve in --port 0 --archive --tls --tls-cert site/one.pem --tls-key site/one.key --tls-client none --peers peers
+echo $?)");
+    if (run.status == 3) GTEST_SKIP() << "TLS is left out";
+    EXPECT_EQ(run.out,
+              "4 completed, 0 with a warning, 0 failed\n0 completed, 0 with a warning, 4 failed\n2\n")
+        << run.err << log();
+    EXPECT_TRUE(holds(run.err, "where peers listen over TLS needs --tls-ca or --tls-pin"));
 }
 
 // What is noted as arriving, in front of its rows: new, there already, no object, and not even a file.
