@@ -13,7 +13,11 @@ constexpr int kMostAgain = 20;  // transactions that others come between, before
 void GroupCommit::announce(int threads) {
     const std::lock_guard lock(mutex_);
     busy_ += threads;
-    if (threads < 0) changed_.notify_all();
+    if (isComplete()) all_.notify_one();
+}
+
+bool GroupCommit::isComplete() const {
+    return static_cast<std::ptrdiff_t>(waiting_.size()) >= busy_;
 }
 
 // The first who waits does the work of all who wait with it.
@@ -21,10 +25,10 @@ void GroupCommit::run(const Job& job) {
     Waiter waiter{&job, nullptr};
     std::unique_lock lock(mutex_);
     waiting_.push_back(&waiter);
-    changed_.notify_all();
+    if (isComplete()) all_.notify_one();
     while (!waiter.done) {
         if (leading_) {
-            changed_.wait(lock);
+            done_.wait(lock);
         } else {
             lead(lock);
         }
@@ -35,15 +39,14 @@ void GroupCommit::run(const Job& job) {
 void GroupCommit::lead(std::unique_lock<std::mutex>& lock) {
     leading_ = true;
     const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(INDEX_WINDOW);
-    (void)changed_.wait_until(lock, end,
-                              [this] { return static_cast<std::ptrdiff_t>(waiting_.size()) >= busy_; });
+    (void)all_.wait_until(lock, end, [this] { return isComplete(); });
     const std::vector<Waiter*> batch = std::exchange(waiting_, {});
     lock.unlock();
     perform(batch);
     lock.lock();
     leading_ = false;
     for (Waiter* const waiter : batch) waiter->done = true;
-    changed_.notify_all();
+    done_.notify_all();
 }
 
 void GroupCommit::perform(Batch batch) noexcept {

@@ -39,6 +39,7 @@ class GroupCommit {
     };
     using Batch = std::span<Waiter* const>;
 
+    bool isComplete() const;
     void lead(std::unique_lock<std::mutex>& lock);
     void perform(Batch batch) noexcept;
     // What helps when it is false.
@@ -48,7 +49,8 @@ class GroupCommit {
     std::unique_ptr<Session> session_;
     Rows rows_;
     std::mutex mutex_;
-    std::condition_variable changed_;
+    std::condition_variable all_;   // wait as the leader may
+    std::condition_variable done_;  // a batch is
     std::vector<Waiter*> waiting_;
     int busy_ = 0;
     bool leading_ = false;

@@ -94,21 +94,26 @@ std::vector<SelectedSeries> selectSeries(Session& session, const Request& select
     for (std::size_t at = 0; at < values.size(); at += kUidsAtOnce) {
         const std::size_t count = std::min(kUidsAtOnce, values.size() - at);
         const bool isImage = selection.level == Level::image;
-        const auto find =
-            session.prepare(std::string("SELECT ") + kColumns + ", p.pid" + (isImage ? ", u.uid" : ", ''") +
-                            statementOf(selection.level) + placeholders(1, count) + ")");
+        const std::string sql = std::string("SELECT ") + kColumns + ", p.pid" +
+                                (isImage ? ", u.uid" : ", ''") + statementOf(selection.level) +
+                                placeholders(1, count) + ")";
+        // Each object that is stored is looked up: to prepare that takes longer than to run it.
+        const auto made = count > 1 ? session.prepare(sql) : nullptr;
+        Statement& find = made != nullptr ? *made : session.kept(sql);
+        find.reset();
         for (std::size_t i = 0; i < count; ++i) {
             const int place = static_cast<int>(i + 1);
-            isImage ? find->bindUid(place, values[at + i]) : find->bind(place, values[at + i]);
+            isImage ? find.bindUid(place, values[at + i]) : find.bind(place, values[at + i]);
         }
-        while (find->step()) {
-            if (isAmong(valuesOf(selection, Level::patient), find->text(7)) &&
-                isAmong(valuesOf(selection, Level::study), find->text(3)) &&
-                isAmong(valuesOf(selection, Level::series), find->text(4))) {
-                all.push_back(seriesOf(*find));
-                if (isImage) all.back().uids.emplace_back(find->uid(8));
+        while (find.step()) {
+            if (isAmong(valuesOf(selection, Level::patient), find.text(7)) &&
+                isAmong(valuesOf(selection, Level::study), find.text(3)) &&
+                isAmong(valuesOf(selection, Level::series), find.text(4))) {
+                all.push_back(seriesOf(find));
+                if (isImage) all.back().uids.emplace_back(find.uid(8));
             }
         }
+        find.reset();
     }
     return merged(std::move(all));
 }
