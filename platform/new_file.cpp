@@ -71,12 +71,23 @@ NewFile& NewFile::operator=(NewFile&& other) noexcept {
 bool NewFile::begin(const std::string& directory, const char* like) {
     drop();
     file_ = createUnnamed(directory.empty() ? "." : directory.c_str(), like);
-    if (file_) return true;
+    return file_ || beginNamed(directory, like);
+}
+
+bool NewFile::beginNamed(const std::string& directory, const char* like) {
+    drop();
     name_ = withFreeName(directory, [&](const char* name) {
         file_ = createTemporary(name, like);
         return static_cast<bool>(file_);
     });
     return static_cast<bool>(file_);
+}
+
+bool NewFile::addName(const std::string& path) const {
+    std::error_code error;
+    fs::create_hard_link(pathOf(name_), pathOf(path), error);
+    if (error) errno = error == std::errc::file_exists ? EEXIST : error.value();
+    return !error;
 }
 
 bool NewFile::beginBeside(const std::string& target) {

@@ -28,6 +28,12 @@ class NewFile {
     // The same beside `target`, with its rights.
     [[nodiscard]] bool beginBeside(const std::string& target);
 
+    // The same with a temporary name on every system: what others are to find while its maker is at work.
+    [[nodiscard]] bool beginNamed(const std::string& directory, const char* like = nullptr);
+    // Gives a file of beginNamed another name beside its own, which stays when the file is dropped. False:
+    // errno tells why; EEXIST: something stands there.
+    [[nodiscard]] bool addName(const std::string& path) const;
+
     explicit operator bool() const noexcept { return static_cast<bool>(file_); }
     // For writing.
     int handle() const noexcept { return file_.get(); }

@@ -1,5 +1,6 @@
 #include "services/archive_duplicates.h"
 
+#include <algorithm>
 #include <map>
 
 #include "orvkit/result.h"
@@ -46,21 +47,25 @@ std::string nameOfTag(unsigned int tag) {
 
 }  // namespace
 
-std::vector<std::string> pathsOf(DcIndex& index, const ArchiveFile& object, const std::string& instance) {
+bool KnownPaths::has(const std::string& path) const {
+    return std::ranges::find(same, path) != same.end() || std::ranges::find(others, path) != others.end();
+}
+
+KnownPaths pathsOf(DcIndex& index, const ArchiveFile& object, const std::string& instance) {
     struct Context {
         std::string study;
         std::string series;
-        std::vector<std::string> paths;
+        KnownPaths known;
     } context{textOf(object.dataset, T_0020_000d_studyInstanceUid),
               textOf(object.dataset, T_0020_000e_seriesInstanceUid),
               {}};
-    (void)index.lookUp(instance.c_str(), &context, [](void* all, const DcIndexInstance& known) {
+    (void)index.lookUp(instance.c_str(), &context, [](void* all, const DcIndexInstance& one) {
         auto& wanted = *static_cast<Context*>(all);
-        if (wanted.study == known.study && wanted.series == known.series)
-            wanted.paths.emplace_back(known.path);
+        const bool same = wanted.study == one.study && wanted.series == one.series;
+        (same ? wanted.known.same : wanted.known.others).emplace_back(one.path);
         return 0;
     });
-    return context.paths;
+    return context.known;
 }
 
 std::string differencesTo(const ArchiveFile& object, const std::string& path) {

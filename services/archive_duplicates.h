@@ -18,8 +18,13 @@ enum class OnDuplicate : unsigned char {
     both,     // both are there
 };
 
-// Where the index has an instance in the series and study of the object.
-std::vector<std::string> pathsOf(DcIndex& index, const ArchiveFile& object, const std::string& instance);
+// Where the index has an instance: in the series and study of the object, and elsewhere.
+struct KnownPaths {
+    std::vector<std::string> same;
+    std::vector<std::string> others;
+    bool has(const std::string& path) const;
+};
+KnownPaths pathsOf(DcIndex& index, const ArchiveFile& object, const std::string& instance);
 
 // What an object has otherwise than the one in a file: "another StudyDate, PatientName and 3 more".
 std::string differencesTo(const ArchiveFile& object, const std::string& path);

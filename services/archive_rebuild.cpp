@@ -162,7 +162,7 @@ class Checker {
     // False: the index cannot be read, which was told.
     bool run() {
         FinishedArrivals done;
-        if (!finishArrivals(index_, options_.directory, done)) ++faults_;
+        if (!Arrivals(options_.directory).finish(index_, done)) ++faults_;
         if (!finishGraves(index_, options_.directory)) ++faults_;
         if (index_.walkAll(this, [](void* self, const DcIndexInstance& instance) {
                 static_cast<Checker*>(self)->known_.push_back(

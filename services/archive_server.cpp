@@ -32,11 +32,12 @@ std::uint32_t hashOf(const std::string& text) {
     return hash ^ hash >> 16;
 }
 
-// "4f/a0": two levels, so that ten million files are some hundred to a folder.
-std::string folderOf(const ArchiveFile& object, const std::string& instance) {
+// "4f/a0": two levels, so that ten million files are some hundred to a folder. A series is in one, which is
+// made and brought to the disk once, and whose files lie side by side.
+std::string folderOf(const ArchiveFile& object) {
     static constexpr char digits[] = "0123456789abcdef";
     const std::uint32_t hash = hashOf(textOf(object.dataset, T_0020_000d_studyInstanceUid) + "/" +
-                                      textOf(object.dataset, T_0020_000e_seriesInstanceUid) + "/" + instance);
+                                      textOf(object.dataset, T_0020_000e_seriesInstanceUid));
     std::string folder;
     for (const unsigned int shift : {12U, 8U, 4U, 0U}) {
         if (shift == 4) folder += '/';
@@ -129,7 +130,8 @@ bool Archive::serve(StoreServer& server) {
 
 bool Archive::finishOthers(const StoreServer& server) {
     FinishedArrivals done;
-    if (!prepareArrivals(directory_) || !finishArrivals(index_, directory_, done)) return false;
+    arrivals_.emplace(directory_);
+    if (!arrivals_->prepare() || !arrivals_->finish(index_, done)) return false;
     if (done.finished + done.removed > 0) {
         server.tell("of a server that was killed " + std::to_string(done.finished) +
                     " objects are in the index now, and " + std::to_string(done.removed) +
@@ -142,17 +144,16 @@ std::optional<PeerOptions> Archive::destination(std::string_view title) const {
     return settings_.destination(trimmed(title));
 }
 
-// One at which nothing stands, and that no instance has: not even one whose file is about to go to a grave.
-// Noted first and looked at then, it is nobody else's. "": errno tells why.
-std::string Archive::choosePath(const ArchiveFile& object, const std::string& instance, Arrival& arrival) {
-    const std::string stem = folderOf(object, instance) + "/" + instance;
+// One at which nothing stands, and that the instance does not have in any series, not even where its file is
+// lost. Noted first and looked at then, it is nobody else's. "": errno tells why.
+std::string Archive::choosePath(const Coming& coming, const std::string& instance, Arrival& arrival) {
+    const std::string stem = folderOf(coming.object) + "/" + instance;
     for (int number = 1;; ++number) {
         std::string path = stem + (number > 1 ? "-" + std::to_string(number) : "") + ".dcm";
         std::error_code error;
-        if (!arrival.begin(directory_, path)) {
+        if (!arrival.begin(path)) {
             if (errno != EEXIST) return {};
-        } else if (!fs::exists(pathOf(archivePath(directory_, path)), error) &&
-                   !isStored(index_, instance, path)) {
+        } else if (!fs::exists(pathOf(archivePath(directory_, path)), error) && !coming.known.has(path)) {
             return path;
         }
     }
@@ -161,7 +162,8 @@ std::string Archive::choosePath(const ArchiveFile& object, const std::string& in
 // True: the instance is there, and that is all; else what to do with it is in `coming`.
 bool Archive::settleDuplicate(const StoreFile& file, Coming& coming, std::string& told,
                               unsigned short& status) {
-    const std::vector<std::string> known = pathsOf(index_, coming.object, file.instance());
+    coming.known = pathsOf(index_, coming.object, file.instance());
+    const std::vector<std::string>& known = coming.known.same;
     if (known.empty()) return false;
     status = kStoreSuccess;
     for (const std::string& path : known) {
@@ -198,8 +200,8 @@ unsigned short Archive::place(StoreServer& server, StoreFile& file, std::string&
     unsigned short status = kStoreOutOfResources;
     if (settleDuplicate(file, coming, told, status)) return status;
     status = kStoreOutOfResources;
-    Arrival arrival;
-    coming.path = choosePath(coming.object, file.instance(), arrival);
+    Arrival arrival(*arrivals_);
+    coming.path = choosePath(coming, file.instance(), arrival);
     const std::string whole = archivePath(directory_, coming.path);
     auto fate = Fate::unwanted;
     if (!coming.path.empty() && moveInto(file, whole, server.sync)) {
@@ -219,8 +221,8 @@ unsigned short Archive::store(Coming& coming, std::string& told, Fate& fate) {
     about.size = coming.object.size;
     DcIndexStored stored;
     // A file that is replaced is noted, too, until it has gone.
-    Arrival leaving;
-    if (!coming.replaced.empty()) (void)leaving.begin(directory_, coming.replaced);
+    Arrival leaving(*arrivals_);
+    if (!coming.replaced.empty()) (void)leaving.begin(coming.replaced);
     const int result = index_.store(coming.object.dataset, about, coming.duplicate, stored);
     // Who mends an index may have found the file before.
     const bool kept =

@@ -55,6 +55,7 @@ class Archive {
     // What is known of an object on its way in.
     struct Coming {
         ArchiveFile object;
+        KnownPaths known;  // of its instance
         std::string path;
         INDEX_DUPLICATE duplicate = INDEX_KEEP;
         std::string replaced;  // the path of the file whose place it takes
@@ -64,10 +65,11 @@ class Archive {
     // What becomes of an object's file. Unknown: its rows may be there.
     enum class Fate { kept, unwanted, unknown };
     unsigned short store(Coming& coming, std::string& told, Fate& fate);
-    std::string choosePath(const ArchiveFile& object, const std::string& instance, Arrival& arrival);
+    std::string choosePath(const Coming& coming, const std::string& instance, Arrival& arrival);
 
     ArchiveSettings settings_;
     std::string directory_;
+    std::optional<Arrivals> arrivals_;
     orvkit::platform::FileHandle use_;
     DcIndex index_;
     std::mutex mutex_;

@@ -138,19 +138,23 @@ TEST_F(ServeArchiveTest, WhatAServerHadUnderWayIsFinishedByTheNextOne) {
     const Outcome run = sh(server() + R"(
 orvkit send $peer set/a >/dev/null || exit 2
 stop
-mkdir -p in/0/1
-for name in new:b/SE000001/IM000001 there:a/SE000001/IM000001; do cp set/${name#*:} in/0/1/${name%:*}.dcm; done
-echo x >in/0/1/none.dcm
-for name in new there none gone; do : >in/.orvkit-arriving/0%1%$name.dcm; done
+folder=$(printf 'x%.0s' $(seq 220)) at=in/.orvkit-arriving
+note="0%1%$folder%n=25=3dw.dcm"
+begins=$(echo $note | cut -c1-200) goes=$(echo $note | cut -c201-)
+mkdir -p in/0/1/$folder $at/$begins
+cp set/b/SE000001/IM000001 "in/0/1/$folder/n%=w.dcm"
+: >$at/$begins/+$goes
+cp set/a/SE000001/IM000001 in/0/1/there.dcm; echo x >in/0/1/none.dcm
+for name in there none gone; do : >$at/0%1%$name.dcm; done
+ln $at/0%1%there.dcm $at/.orvkit-1-1.part
 begin; results --level image --relational; stop
 grep -o 'a server that was killed.*' log
-ls in/0/1 in/.orvkit-arriving
+find in/0 $at -type f | grep -o '[^/]*$'
 orvkit index check in)");
     EXPECT_EQ(run.status, 0) << run.err << log();
     EXPECT_EQ(run.out,
               "7\na server that was killed 1 objects are in the index now, and 2 that were there already, or "
-              "are none, are removed\nin/.orvkit-arriving:\n\nin/0/1:\nnew.dcm\n7 files in the index, 0 "
-              "faults, 0 of them mended\n");
+              "are none, are removed\nn%=w.dcm\n7 files in the index, 0 faults, 0 of them mended\n");
 }
 
 TEST_F(ServeArchiveTest, AnotherObjectOfAnInstanceGoesByWhatWasChosenAndTheSameOneIsASuccess) {
