@@ -7,6 +7,7 @@
 
 #include "foundation/text.h"
 #include "index/care.h"
+#include "index/copy.h"
 #include "index/group_commit.h"
 #include "index/readers.h"
 #include "index/schema.h"
@@ -315,6 +316,24 @@ int DcIndex::forget(const char* sopInstance, const char* path) {
     return guarded("DcIndex::forget", [&] {
         own_->writing().run([&](Rows& rows) { rows.forgetFile(sopInstance, path); });
         return RESULT_OK;
+    });
+}
+
+int DcIndex::copyAll(const DcIndex& from, void* context, DcIndexProgressCB progress) {
+    if (progress == nullptr) return nullArgument("DcIndex::copyAll");
+    return guarded("DcIndex::copyAll", [&] {
+        GroupCommit& writer = own_->writing();
+        const Readers::Lease reader = from.own_->reader();
+        unsigned long long seen = 0;
+        const auto take = [&](std::vector<Record>& records) {
+            writer.run([&](Rows& rows) {
+                DcIndexStored stored;
+                for (const Record& record : records) rows.store(record, INDEX_BOTH, stored);
+            });
+            seen += records.size();
+            return progress(context, seen) == 0;
+        };
+        return eachRecord(reader.session(), reader.terms(), take) ? RESULT_OK : INDEX_STOPPED;
     });
 }
 

@@ -65,10 +65,14 @@ std::string wholePath(std::string_view path, std::string_view instance) {
 }
 
 Record makeRecord(DcElemList& dataset, const DcIndexFile& file) {
-    Record record;
-    takeFile(file, record);
     Bytes all;
     (void)takeAttributes(dataset, kKept, all);
+    return makeRecord(all, file);
+}
+
+Record makeRecord(const Bytes& all, const DcIndexFile& file) {
+    Record record;
+    takeFile(file, record);
     record.sopClass = uidOf(all, T_0008_0016_sopClassUid, "SOP Class UID");
     record.instance = uidOf(all, T_0008_0018_sopInstanceUid, "SOP Instance UID");
     record.study = uidOf(all, T_0020_000d_studyInstanceUid, "Study Instance UID");

@@ -30,6 +30,8 @@ struct Record {
 
 // Trouble: INDEX_IDENTITY.
 Record makeRecord(DcElemList& dataset, const DcIndexFile& file);
+// Of what an index knows of it: its attributes, also those that have columns.
+Record makeRecord(const Bytes& attributes, const DcIndexFile& file);
 
 bool isUid(std::string_view text);
 // Between a path and how it stands in the index.

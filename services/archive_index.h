@@ -34,6 +34,10 @@ struct ArchiveOptions {
 // Takes what the keys select into a grave; or takes a grave back, or empties it; or lists graves.
 [[nodiscard]] int deleteFromIndex(const ArchiveOptions& options);
 
+// Copies one index into another, which is made if absent, also while a server stores into the first; again
+// when more has come meanwhile. EXIT_FAILED when they do not have the same number of instances then.
+[[nodiscard]] int copyIndex(const std::string& from, const std::string& to);
+
 }  // namespace services
 
 #endif

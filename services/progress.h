@@ -19,8 +19,9 @@ class Progress {
     Progress& operator=(const Progress&) = delete;
     ~Progress() { clear(); }
 
-    void step() {
-        ++done_;
+    void step() { reach(done_ + 1); }
+    void reach(std::size_t done) {
+        done_ = done;
         if (!shown_ || Clock::now() - last_ < std::chrono::milliseconds(200)) return;
         last_ = Clock::now();
         visible_ = true;

@@ -1,5 +1,7 @@
 // orvkit index: what an archive has, without the network.
+#include <array>
 #include <memory>
+#include <string>
 
 #ifdef ORVKIT_WITH_INDEX
 #include "services/archive_index.h"
@@ -72,6 +74,16 @@ void addIndex(Command& program) {
     remove.number("--empty GRAVE", options->empty, "Delete for good what is in a grave")
         .range(1, 2147483647)
         .hideDefault();
+    auto places = std::make_shared<std::array<std::string, 2>>();
+    Command& copy = index.command(
+        "copy",
+        "Copy an index into another one, such as a database, also while a server stores into the first");
+    copy.text("FROM", (*places)[0], "sqlite:PATH or postgresql://HOST/DATABASE").required();
+    copy.text("TO", (*places)[1], "The same; made if absent").required();
+    copy.run([places] {
+        muteLog();
+        return copyIndex((*places)[0], (*places)[1]);
+    });
     index.footer("Help on one of them: orvkit index find --help");
 #else
     index.run([] { return misused("the index is left out of this orvkit: it was built without SQLite"); });

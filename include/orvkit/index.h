@@ -175,6 +175,8 @@ struct DcIndexGrave {
 };
 typedef int (*DcIndexGraveCB)(void* context, const DcIndexGrave& grave);
 
+typedef int (*DcIndexProgressCB)(void* context, unsigned long long instances);
+
 class ORVKIT_INDEX_API DcIndex {
   public:
     DcIndex();
@@ -252,6 +254,13 @@ class ORVKIT_INDEX_API DcIndex {
     // Takes one file out of the index, without a grave: it is not there, or is no object. INDEX_ABSENT it is
     // not stored under that path.
     int forget(const char* sopInstance, const char* path);
+
+    // ---- copying
+    // ------------------------------------------------------------------------------------------ Stores
+    // what another index knows of its instances, which may go on being stored into; what is here already
+    // stays. Graves are not copied. `progress` is told how many were looked at, some hundred at a time;
+    // anything but 0 ends it, with INDEX_STOPPED.
+    int copyAll(const DcIndex& from, void* context, DcIndexProgressCB progress);
 
     // ---- care
     // ----------------------------------------------------------------------------------------------

@@ -200,6 +200,55 @@ TEST_P(IndexTest, WhatContradictsIsKeptToldAndFound) {
     expectSound();
 }
 
+TEST_P(IndexTest, IsCopiedToAnotherEngineAndBackWithAllItKnows) {
+    storeSeries("1", "1.1", 600);  // more than go at once
+    store(
+        "id=1; name=M\xFC"
+        "ller; charset=ISO_IR 100; study=1; series=1.1; sop=1.1.1; modality=CT");
+    store("id=1; name=B; study=2; series=1.1; sop=1.1.1; modality=MR; comment=of one alone");
+    EXPECT_EQ(tryStore("id=1; study=2; series=1.1; sop=1.1.1", INDEX_BOTH, "F/again.dcm", 7), RESULT_OK);
+    store("id=2; study=1; series=1.2; sop=1.2.1; modality=CT");
+    store("name=X; study=3; series=3.1; sop=3.1.1; modality=CT");
+    const auto answers = [this] {
+        std::string all;
+        EXPECT_EQ(index.walkAll(&all, addPath), RESULT_OK);
+        expectSound();
+        DcIndexStats stats;
+        EXPECT_EQ(index.stats(stats), RESULT_OK);
+        return all + std::to_string(stats.bytes) +
+               find("level=IMAGE; id; name; study; series; sop; comment", "id name study series sop comment",
+                    INDEX_RELATIONAL) +
+               find("level=STUDY; id; modalities; study", "id modalities study") +
+               find("level=PATIENT; name=m*; id", "id name", INDEX_ANY_CASE, INDEX_ROOT_PATIENT);
+    };
+    const std::string first = answers();
+    const std::string other =
+        GetParam() == EngineKind::sqlite ? "sqlite:" + path() + "3" : PostgresqlServer::get().newPlace();
+    for (const std::string& next : {"sqlite:" + path() + "2", other}) {
+        DcIndex copy;
+        ASSERT_EQ(copy.open(next.c_str(), INDEX_CREATE), RESULT_OK) << DcIndex::fault();
+        unsigned long long seen = 0;
+        // One that was ended goes on where it was; what is there already stays.
+        for (const int end : {1, 0, 0}) {
+            struct Context {
+                unsigned long long& seen;
+                int end;
+            } context{seen, end};
+            EXPECT_EQ(copy.copyAll(index, &context,
+                                   [](void* self, unsigned long long instances) {
+                                       static_cast<Context*>(self)->seen = instances;
+                                       return static_cast<Context*>(self)->end;
+                                   }),
+                      end != 0 ? INDEX_STOPPED : RESULT_OK)
+                << DcIndex::fault();
+            EXPECT_EQ(seen, end != 0 ? 500U : 605U);
+        }
+        copy.close();
+        ASSERT_EQ(index.open(next.c_str(), INDEX_READ), RESULT_OK);
+        EXPECT_EQ(answers(), first) << next;
+    }
+}
+
 TEST_P(IndexTest, RefusesObjectsThatNobodyCouldFind) {
     const std::string good = "id=1; study=1; series=1.1; sop=1.1.1";
     for (const char* const object :
