@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdint>
+#include <cstddef>
 #include <cstring>
 #include <filesystem>
 #include <memory>
@@ -25,37 +25,7 @@ namespace {
 namespace fs = std::filesystem;
 namespace platform = orvkit::platform;
 
-// FNV-1a: of UIDs, which nobody can choose so that a folder fills up and anything is lost by it.
-std::uint32_t hashOf(const std::string& text) {
-    std::uint32_t hash = 2166136261U;
-    for (const char c : text) hash = (hash ^ static_cast<unsigned char>(c)) * 16777619U;
-    return hash ^ hash >> 16;
-}
-
-// "4f/a0": two levels, so that ten million files are some hundred to a folder. A series is in one, which is
-// made and brought to the disk once, and whose files lie side by side.
-std::string folderOf(const ArchiveFile& object) {
-    static constexpr char digits[] = "0123456789abcdef";
-    const std::uint32_t hash = hashOf(textOf(object.dataset, T_0020_000d_studyInstanceUid) + "/" +
-                                      textOf(object.dataset, T_0020_000e_seriesInstanceUid));
-    std::string folder;
-    for (const unsigned int shift : {12U, 8U, 4U, 0U}) {
-        if (shift == 4) folder += '/';
-        folder += digits[hash >> shift & 15U];
-    }
-    return folder;
-}
-
-// With the folders above it, all on the disk where that is asked for. False: errno tells why.
-bool moveInto(StoreFile& file, const std::string& path, bool sync) {
-    const fs::path folder = pathOf(path).parent_path();
-    std::error_code error;
-    if (fs::create_directories(folder, error) && sync) {
-        (void)platform::syncEntry(nameOf(folder).c_str());
-        (void)platform::syncEntry(nameOf(folder.parent_path()).c_str());
-    }
-    return file.moveTo(path) && (!sync || platform::syncEntry(path.c_str()));
-}
+constexpr std::size_t kMostFolders = 100'000;  // that are kept in mind
 
 // True: nothing stands there.
 bool removeFile(const std::string& path) {
@@ -147,9 +117,8 @@ std::optional<PeerOptions> Archive::destination(std::string_view title) const {
 // One at which nothing stands, and that the instance does not have in any series, not even where its file is
 // lost. Noted first and looked at then, it is nobody else's. "": errno tells why.
 std::string Archive::choosePath(const Coming& coming, const std::string& instance, Arrival& arrival) {
-    const std::string stem = folderOf(coming.object) + "/" + instance;
     for (int number = 1;; ++number) {
-        std::string path = stem + (number > 1 ? "-" + std::to_string(number) : "") + ".dcm";
+        std::string path = settings_.layout.pathFor(coming.object, instance, number);
         std::error_code error;
         if (!arrival.begin(path)) {
             if (errno != EEXIST) return {};
@@ -190,6 +159,29 @@ bool Archive::settleDuplicate(const StoreFile& file, Coming& coming, std::string
     return true;
 }
 
+// With the folders above it, all on the disk where that is asked for: another association may have made them
+// and be waiting for that. False: errno tells why.
+bool Archive::moveInto(StoreFile& file, const std::string& path, bool sync) {
+    const std::string folder = path.substr(0, path.rfind('/') == path.npos ? 0 : path.rfind('/'));
+    std::error_code error;
+    const bool made = fs::create_directories(pathOf(archivePath(directory_, folder)), error);
+    if (sync && (made || !isKnown(folder))) {
+        for (std::size_t end = folder.size(); end != 0 && end != folder.npos;
+             end = folder.rfind('/', end - 1))
+            (void)platform::syncEntry(archivePath(directory_, folder.substr(0, end)).c_str());
+        const std::lock_guard lock(mutex_);
+        if (folders_.size() >= kMostFolders) folders_.clear();
+        folders_.insert(folder);
+    }
+    const std::string whole = archivePath(directory_, path);
+    return file.moveTo(whole) && (!sync || platform::syncEntry(whole.c_str()));
+}
+
+bool Archive::isKnown(const std::string& folder) {
+    const std::lock_guard lock(mutex_);
+    return folders_.contains(folder);
+}
+
 unsigned short Archive::place(StoreServer& server, StoreFile& file, std::string& told) {
     Coming coming;
     if (const int result = readArchiveFile(file.temporaryPath(), coming.object); result != RESULT_OK) {
@@ -204,7 +196,7 @@ unsigned short Archive::place(StoreServer& server, StoreFile& file, std::string&
     coming.path = choosePath(coming, file.instance(), arrival);
     const std::string whole = archivePath(directory_, coming.path);
     auto fate = Fate::unwanted;
-    if (!coming.path.empty() && moveInto(file, whole, server.sync)) {
+    if (!coming.path.empty() && moveInto(file, coming.path, server.sync)) {
         status = store(coming, told, fate);
     } else {
         told = whole + ": " + std::strerror(errno);

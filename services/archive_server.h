@@ -17,6 +17,7 @@
 #include "services/archive_arrivals.h"
 #include "services/archive_duplicates.h"
 #include "services/archive_files.h"
+#include "services/archive_layout.h"
 #include "services/peer.h"
 #include "services/provider.h"
 
@@ -28,6 +29,7 @@ struct ArchiveSettings {
     // Where one listens, by its AE title; nothing: nobody knows it. From any thread.
     std::function<std::optional<PeerOptions>(std::string_view title)> destination;
     OnDuplicate onDuplicate = OnDuplicate::keep;
+    ArchiveLayout layout;
 };
 
 class Archive {
@@ -61,6 +63,8 @@ class Archive {
         std::string replaced;  // the path of the file whose place it takes
         std::string note;      // what it differs in from the one that is there
     };
+    bool moveInto(StoreFile& file, const std::string& path, bool sync);
+    bool isKnown(const std::string& folder);
     bool settleDuplicate(const StoreFile& file, Coming& coming, std::string& told, unsigned short& status);
     // What becomes of an object's file. Unknown: its rows may be there.
     enum class Fate { kept, unwanted, unknown };
@@ -75,6 +79,7 @@ class Archive {
     std::mutex mutex_;
     std::condition_variable left_;
     std::set<std::string> claimed_;
+    std::set<std::string> folders_;  // that are on the disk
 };
 
 }  // namespace services

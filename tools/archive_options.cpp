@@ -17,6 +17,11 @@ namespace {
 #ifdef ORVKIT_WITH_INDEX
 constexpr bool kHasIndex = true;
 
+std::string layoutFault(const std::string& layout) {
+    const std::string fault = ArchiveLayout().parse(layout);
+    return fault.empty() ? "" : "--layout " + layout + ": " + fault;
+}
+
 // --destination has the first word, then the file of peers as it was read last.
 std::optional<PeerOptions> destinationOf(const ServedArchive& options, StoreServer& server,
                                          std::string_view title) {
@@ -37,6 +42,7 @@ ArchiveSettings settingsOf(const ServedArchive& options, StoreServer& server) {
     ArchiveSettings settings;
     settings.index = options.index;
     settings.maxResults = static_cast<unsigned int>(options.maxResults);
+    (void)settings.layout.parse(options.layout);
     settings.destination = [&options, &server](std::string_view title) {
         return destinationOf(options, server, title);
     };
@@ -63,6 +69,10 @@ class Running final : public RunningArchive {
 };
 #else
 constexpr bool kHasIndex = false;
+
+std::string layoutFault(const std::string& /*layout*/) {
+    return "";
+}
 #endif
 
 }  // namespace
@@ -83,12 +93,14 @@ std::string archiveFault(const ServedArchive& options, bool fileSet) {
     if (!options.on) {
         if (options.maxResults != 0 && options.worklist.empty())
             return "--max-results belongs to --archive and --worklist";
-        return options.index.empty() && options.destinationWords.empty() && options.onDuplicate.empty()
+        return options.index.empty() && options.destinationWords.empty() && options.onDuplicate.empty() &&
+                       options.layout.empty()
                    ? ""
-                   : "--index, --on-duplicate and --destination belong to --archive";
+                   : "--index, --on-duplicate, --layout and --destination belong to --archive";
     }
     if (fileSet) return "--archive and --file-set each have an order of their own for files";
-    return kHasIndex ? "" : "archives are left out of this orvkit: it was built without SQLite";
+    return kHasIndex ? layoutFault(options.layout)
+                     : "archives are left out of this orvkit: it was built without SQLite";
 }
 
 bool takeDestinations(const EntityOptions& own, ServedArchive& options) {
@@ -124,6 +136,9 @@ void addArchiveOptions(Command& command, ServedArchive& options) {
               "Of another object of an instance that its series has: keep what is there (unless given), "
               "replace it, reject the new one, or have both")
         .oneOf({"keep", "replace", "reject", "both"});
+    command.text("--layout NAMES", options.layout,
+                 "Where files lie, such as '{PatientID}/{StudyDate}/{SeriesNumber}/{InstanceNumber}': names "
+                 "with slashes between, made of attributes. Unless given, two folders deep by a hash");
     command.texts(
         "--destination AET=HOST:PORT", options.destinationWords,
         "Where a peer may have objects moved to, and takes reports of storage commitment: over TLS with "

@@ -19,6 +19,7 @@ struct ServedArchive {
     std::string index;
     int maxResults = 0;
     std::string onDuplicate;
+    std::string layout;
     std::vector<std::string> destinationWords;
     std::string worklist;
     int reportTime = 3600;

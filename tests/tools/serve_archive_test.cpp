@@ -180,6 +180,46 @@ orvkit index check in; ls -A in/.orvkit-arriving)");
     EXPECT_TRUE(holds(run.err, "0x0111"));
 }
 
+// Names of attributes, whatever these hold; what cannot be a layout is refused before anything is made.
+TEST_F(ServeArchiveTest, FilesLieByAttributesUnderNamesThatAreSafe) {
+    static constexpr struct {
+        const char* value;  // of 12 bytes, for sed
+        const char* path;
+    } rows[] = {{"../../../etc", "_._.._.._etc/1.dcm"}, {"con.dicom   ", "_con.dicom/1.dcm"},
+                {"            ", "none/1.dcm"},         {"a%b=c?d|e<f>", "a%b=c_d_e_f_/1.dcm"},
+                {"end of it...", "end of it.._/1.dcm"}, {"Files.dcm   ", "Files.dcm_/1.dcm"},
+                {"\\x01.bell\\x07     ", "_bell/1.dcm"}};
+    std::string script =
+        server("--on-duplicate both") + "\nstop; begin --layout '{PatientName}/{0020,0013}.dcm'\n";
+    for (const auto& row : rows)
+        script += std::string("LC_ALL=C sed 's#Phantom^Head#") + row.value +
+                  "#' set/a/SE000001/IM000001 >one; orvkit send $peer one >/dev/null || exit 2\n";
+    std::string expected;
+    for (const auto& row : rows) {
+        script += std::string("ls 'in/") + row.path + "'\n";
+        expected += std::string("in/") + row.path + "\n";
+    }
+    const Outcome run = sh(script + R"(
+stop; begin --layout '{Modality}'; orvkit send $peer set/b/SE000001 >/dev/null || exit 3; stop
+find in -name 'CT*' | sort
+orvkit index rebuild in 2>/dev/null
+orvkit index delete in -k StudyInstanceUID=$(orvkit dump --tag StudyInstanceUID one | grep -o '[0-9.]*[0-9]' | tail -1) |
+  grep -o '[0-9]* instances'
+orvkit index delete in --undo 1; orvkit index check in
+for layout in '{PatientID}/' '/{PatientID}' '{PatientIdd}' '{PixelData}' '{PatientID' 'a}' '{TransferSyntaxUID}'; do
+  orvkit serve none --archive --layout "$layout"; echo $?; done
+orvkit serve none --layout a; echo $?; ls none)");
+    expected +=
+        "in/CT-2.dcm\nin/CT.dcm\n9 files in the index, 6 of them duplicates, 0 contradict others; 0 could "
+        "not be read; 0 are no DICOM files\n7 instances\n7 files are back\n9 files in the index, 0 faults, "
+        "0 of them mended\n2\n2\n2\n2\n2\n2\n2\n2\n";
+    EXPECT_EQ(run.out, expected) << run.err << log();
+    for (const char* const fault :
+         {"ends in '/'", "in front of a '/' is empty", "did you mean PatientID?", "{PixelData} has no value",
+          "{ stands alone", "} stands alone", "is not in the data set", "belong to --archive"})
+        EXPECT_TRUE(holds(run.err, fault)) << fault;
+}
+
 TEST_F(ServeArchiveTest, TwoServersShareAnArchiveWhoseIndexIsNotReplacedMeanwhile) {
     const Outcome run = sh(server() + R"(
 first=$server one=$peer; mv log log1; begin
