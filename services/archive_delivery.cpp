@@ -81,6 +81,10 @@ bool Delivery::send(const std::string& path, std::string& fault) {
         fault = resultText(result);
         return false;
     }
+    orvkit::platform::NewFile bare;
+    if (inquiry_.withoutBulkData()) fault = copyWithoutBulkData(path, object, bare);
+    if (!fault.empty()) return false;
+    const std::string source = inquiry_.withoutBulkData() ? bare.path() : path;
     std::vector<DICT_UID> wanted = fallbacksOf(object.xferSyn, true);
     wanted.insert(wanted.begin(), object.xferSyn);
     const auto syntax =
@@ -91,10 +95,10 @@ bool Delivery::send(const std::string& path, std::string& fault) {
         return false;
     }
     orvkit::platform::NewFile copy;
-    if (*syntax != object.xferSyn) fault = copyInSyntax(path, object, false, *syntax, copy);
+    if (*syntax != object.xferSyn) fault = copyInSyntax(source, object, false, *syntax, copy);
     if (!fault.empty()) return false;
     DcCmdCStoreRq request;
-    const std::string from = *syntax == object.xferSyn ? path : copy.path();
+    const std::string from = *syntax == object.xferSyn ? source : copy.path();
     if (!orvkit::fillStoreRequest(request, from.c_str(), object.sopClass, object.instance.c_str())) {
         fault = "its path is too long, or begins or ends with blanks";
         return false;

@@ -5,6 +5,7 @@
 
 #include "dictionary/uid_text.h"
 #include "orvkit/dict.h"
+#include "orvkit/keywords.h"
 #include "orvkit/result.h"
 #include "orvkit/tags.h"
 #include "services/handlers.h"
@@ -34,6 +35,10 @@ constexpr Model kModels[] = {
     {UID_STUDY_ROOT_Q_R_MOVE, DICT_MSG_C_MOVE_RQ, INDEX_ROOT_STUDY, 1},
     {UID_PAT_ROOT_Q_R_GET, DICT_MSG_C_GET_RQ, INDEX_ROOT_PATIENT, 1},
     {UID_STUDY_ROOT_Q_R_GET, DICT_MSG_C_GET_RQ, INDEX_ROOT_STUDY, 1},
+    // PS3.4 Y and Z
+    {DcUid::CompositeInstanceRootRetrieveMove, DICT_MSG_C_MOVE_RQ, INDEX_ROOT_INSTANCE, 0},
+    {DcUid::CompositeInstanceRootRetrieveGet, DICT_MSG_C_GET_RQ, INDEX_ROOT_INSTANCE, 0},
+    {DcUid::CompositeInstanceRetrieveWithoutBulkDataGet, DICT_MSG_C_GET_RQ, INDEX_ROOT_INSTANCE, 0},
 };
 
 const Model* modelOf(DICT_UID sopClass) {
@@ -95,6 +100,10 @@ bool Inquiry::isOf(MSG_TYPE command) const {
     (void)request().getValue(T_0000_0002_affectedSopClassUid, asked);
     const Model* const model = modelOf(sopClass_);
     return model != nullptr && model->command == command && asked == sopClass_;
+}
+
+bool Inquiry::withoutBulkData() const {
+    return sopClass_ == DcUid::CompositeInstanceRetrieveWithoutBulkDataGet;
 }
 
 unsigned int Inquiry::how() const {

@@ -19,6 +19,8 @@ class Inquiry : public LongRequest {
     // Whether the request is of that command, and of the class of its context.
     bool isOf(MSG_TYPE command) const;
     INDEX_ROOT root() const { return root_; }
+    // Whether pixels and the like stay here (PS3.4 Z.1).
+    bool withoutBulkData() const;
     // What was agreed on, in the index's bits.
     unsigned int how() const;
     Archive& archive() { return *provider().server().archive; }

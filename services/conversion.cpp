@@ -40,8 +40,8 @@ bool holdsPixelData(DcElemList& list) {
     return false;
 }
 
-// Words that are signed or not by Pixel Representation (0028,0103), such as Pixel Padding Value: an implicit
-// stream leaves that to the reader, an explicit one says it.
+}  // namespace
+
 void settleSignedWords(DcElemList& list, bool isSigned) {
     unsigned short representation = 0;
     if (list.getValue(T_0028_0103_pixelRepresentation, representation) == RESULT_OK)
@@ -64,8 +64,6 @@ void settleSignedWords(DcElemList& list, bool isSigned) {
         }
     }
 }
-
-}  // namespace
 
 namespace {
 

@@ -34,6 +34,10 @@ void chooseTarget(const std::string& name, ConversionRequest& request);
 // Whether pictures are not the same afterwards; JPEG repacked is.
 bool losesSomething(const DcImageCodec& codec);
 
+// Words that are signed or not by Pixel Representation (0028,0103), such as Pixel Padding Value: an implicit
+// stream leaves that to the reader, an explicit one says it. `isSigned`: where nothing tells.
+void settleSignedWords(DcElemList& list, bool isSigned);
+
 // Whether data sets of a transfer syntax can be brought to every uncompressed one.
 bool isConvertible(DICT_UID xferSyn);
 // Whether this build unpacks its frames.

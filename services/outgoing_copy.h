@@ -14,6 +14,11 @@ namespace services {
 std::string copyInSyntax(const std::string& path, const FileIdentity& object, bool odd, DICT_UID syntax,
                          orvkit::platform::NewFile& copy);
 
+// The same without pixels, overlays, curves, sounds, waveforms, spectra and documents (PS3.4 Z.1), in
+// explicit VR little endian, as `object` tells then.
+std::string copyWithoutBulkData(const std::string& path, FileIdentity& object,
+                                orvkit::platform::NewFile& copy);
+
 }  // namespace services
 
 #endif

@@ -13,11 +13,12 @@ namespace services {
 
 struct QueryOptions : PeerOptions {
     std::vector<std::string> keys;  // "Tag=value"
-    std::string root = "study";     // or "patient"
+    std::string root = "study";     // or "patient"; to retrieve also "instance"
     std::string level;              // "": see QueryKeys::parse
     bool json = false;
-    int maxTime = -1;         // seconds; 0: no bound; negative: as Answers has it
-    int maxResults = 100000;  // of find
+    int maxTime = -1;              // seconds; 0: no bound; negative: as Answers has it
+    int maxResults = 100000;       // of find
+    bool withoutBulkData = false;  // of get, from the root "instance"
     // Of find: what the peer is asked to do beyond the baseline (PS3.4 C.5.1.1).
     bool relational = false;
     bool dateTime = false;
@@ -25,6 +26,7 @@ struct QueryOptions : PeerOptions {
     bool timezone = false;
 
     bool patientRoot() const { return root == "patient"; }
+    bool instanceRoot() const { return root == "instance"; }
 };
 
 class QueryKeys {

@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "dictionary/syntax_table.h"
+#include "orvkit/keywords.h"
 #include "orvkit/result.h"
 #include "orvkit/tags.h"
 #include "platform/stop.h"
@@ -49,12 +50,18 @@ std::vector<DcMsmSopXferSyn> storageContexts() {
     return contexts;
 }
 
+DICT_UID getModel(const QueryOptions& options) {
+    if (options.withoutBulkData) return DcUid::CompositeInstanceRetrieveWithoutBulkDataGet;
+    if (options.instanceRoot()) return DcUid::CompositeInstanceRootRetrieveGet;
+    return options.patientRoot() ? UID_PAT_ROOT_Q_R_GET : UID_STUDY_ROOT_Q_R_GET;
+}
+
 class Getter {
   public:
     Getter(const QueryOptions& options, const std::string& directory, const QueryKeys& keys)
         : options_(options),
           directory_(directory),
-          model_(options.patientRoot() ? UID_PAT_ROOT_Q_R_GET : UID_STUDY_ROOT_Q_R_GET),
+          model_(getModel(options)),
           keys_(keys),
           association_(options),
           account_(options),

@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "orvkit/keywords.h"
 #include "orvkit/tags.h"
 #include "services/report.h"
 #include "services/retrieve.h"
@@ -12,7 +13,9 @@ namespace services {
 int move(const QueryOptions& options, const std::string& destination) {
     QueryKeys keys;
     if (!keys.parse(options)) return EXIT_USAGE;
-    const DICT_UID model = options.patientRoot() ? UID_PAT_ROOT_Q_R_MOVE : UID_STUDY_ROOT_Q_R_MOVE;
+    const DICT_UID model = options.instanceRoot()  ? DcUid::CompositeInstanceRootRetrieveMove
+                           : options.patientRoot() ? UID_PAT_ROOT_Q_R_MOVE
+                                                   : UID_STUDY_ROOT_Q_R_MOVE;
     Association association(options);
     if (!openFor(association, options, model, {})) return EXIT_FAILED;
     DcCmdCMoveRq request;

@@ -11,7 +11,7 @@ void addFind(Command& program) {
     Command& command = program.command("find", "Ask a peer what it holds (C-FIND)");
     auto options = std::make_shared<QueryOptions>();
     auto words = addPeerOptions(command, *options, "", "");
-    addQueryOptions(command, *options);
+    addQueryOptions(command, *options).oneOf({"patient", "study"});
     command.number("--max-results N", options->maxResults, "Cancel the request when more results come")
         .range(1, 1000000000);
     command.flag("--relational", options->relational,

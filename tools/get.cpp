@@ -14,12 +14,15 @@ void addGet(Command& program) {
     auto options = std::make_shared<QueryOptions>();
     auto words = addPeerOptions(command, *options, "DIR",
                                 "the directory to store in, which is made if it is not there");
-    addQueryOptions(command, *options);
+    addRetrieveOptions(command, *options);
+    command.flag("--without-bulk-data", options->withoutBulkData,
+                 "Instances without pixels, waveforms, documents and the like; by their UIDs alone");
     command.footer(
         "Each object becomes DIR/SOPINSTANCEUID.dcm, as it was sent, under that name when it is whole and on "
         "disk.");
     command.run([options, words] {
         return runAsUser(*options, *words, true, [&]() -> int {
+            if (options->withoutBulkData) options->root = "instance";
             if (words->size() == 1) return get(*options, words->front());
             return misused("get takes one directory");
         });

@@ -45,7 +45,7 @@ void addIndex(Command& program) {
     check.flag("--repair", options->repair, "Mend what can be mended: the files are right");
     Command& find =
         addJob(index, options, "find", "Search the index, as `orvkit find` asks a peer", findInIndex);
-    addQueryOptions(find, options->query);
+    addQueryOptions(find, options->query).oneOf({"patient", "study"});
     find.number("--max-results N", options->query.maxResults, "Stop when there are more")
         .range(1, 1000000000);
     find.flag("--date-time", options->query.dateTime, "Ranges of a date and of its time are matched as one");

@@ -12,7 +12,7 @@ void addMove(Command& program) {
     auto options = std::make_shared<QueryOptions>();
     auto destination = std::make_shared<std::string>();
     auto words = addPeerOptions(command, *options, "", "");
-    addQueryOptions(command, *options);
+    addRetrieveOptions(command, *options);
     command.text("--dest AET", *destination, "The AE title of the one to send to")
         .required()
         .check([](const std::string& text) {

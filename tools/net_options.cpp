@@ -240,13 +240,16 @@ int runAsUser(PeerOptions& options, Words& words, bool wantsMore, const std::fun
     return misused("without --tls everybody on the way can read what tells who the user is (--insecure)");
 }
 
-void addQueryOptions(Command& command, QueryOptions& options) {
+void addRetrieveOptions(Command& command, QueryOptions& options) {
+    addQueryOptions(command, options).oneOf({"patient", "study", "instance"});
+}
+
+Option& addQueryOptions(Command& command, QueryOptions& options) {
     command.texts(
         "-k,--key TAG=VALUE", options.keys,
         "A key: PatientName=DOE*, 00100010=DOE* or, to see its value, StudyDate. May be given several "
         "times");
-    command.text("--root ROOT", options.root, "The information model, patient or study root")
-        .oneOf({"patient", "study"});
+    Option& root = command.text("--root ROOT", options.root, "The information model");
     command
         .text(
             "--level LEVEL", options.level,
@@ -260,6 +263,7 @@ void addQueryOptions(Command& command, QueryOptions& options) {
                 "when nothing has come of it for three times --timeout")
         .range(0, 31536000)
         .hideDefault();
+    return root;
 }
 
 }  // namespace tools

@@ -31,7 +31,10 @@ bool takeDestination(const std::string& word, PeerOptions& peer);
 // Takes the peer from the front of the words into the options, and does the work with what is left of them:
 // nothing, or at least one. EXIT_USAGE, with a complaint, when they are no peer or not as many.
 int runAsUser(PeerOptions& options, Words& words, bool wantsMore, const std::function<int()>& work);
-void addQueryOptions(Command& command, QueryOptions& options);
+// Answers --root, of which the words are to be told.
+Option& addQueryOptions(Command& command, QueryOptions& options);
+// The same for who retrieves, also by instances alone.
+void addRetrieveOptions(Command& command, QueryOptions& options);
 
 }  // namespace tools
 

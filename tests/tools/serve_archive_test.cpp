@@ -80,6 +80,12 @@ study=$(orvkit dump --tag StudyInstanceUID set/a/SE000001/IM000002 | grep -o '[0
 ask() { orvkit $1 $peer --aet ${who:-BOTH} "${@:2}" -k StudyInstanceUID=$study; echo $?; }
 ask get got; ls got | wc -l
 ask move --dest MOV; ls mov | wc -l
+one="--root instance -k SOPInstanceUID=$study.1.1"
+orvkit get $peer --aet BOTH single $one; ls single | wc -l
+orvkit move $peer --aet BOTH --dest MOV $one
+orvkit get $peer --aet BOTH bare --without-bulk-data $one
+orvkit dump bare/*.dcm | grep -c 'Little Endian Explicit'; orvkit dump bare/*.dcm | grep -c '^T_7fe0'
+orvkit get $peer --aet BOTH none --root instance --level series -k SeriesInstanceUID=1; echo $?
 ask move --dest NOBODY
 ask move --dest GONE
 who=BLIND ask get got
@@ -94,6 +100,10 @@ for word in MOV MOV=x =h:1 MOV=h:0; do orvkit serve other --port 0 --archive --d
     EXPECT_EQ(run.out,
               "6 completed, 0 with a warning, 0 failed\n0\n6\n"
               "6 completed, 0 with a warning, 0 failed\n0\n6\n"
+              "1 completed, 0 with a warning, 0 failed\n1\n"
+              "1 completed, 0 with a warning, 0 failed\n"
+              "1 completed, 0 with a warning, 0 failed\n1\n0\n"
+              "0 completed, 0 with a warning, 0 failed\n1\n"
               "0 completed, 0 with a warning, 0 failed\n1\n"
               "0 completed, 0 with a warning, 6 failed\n1\n"
               "0 completed, 0 with a warning, 0 failed\n1\n"
