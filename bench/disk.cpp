@@ -31,6 +31,7 @@ int main(int argc, char** argv) {
     for (int t = 0; t < threads; ++t) std::filesystem::create_directories(folder + "/" + std::to_string(t));
     std::atomic<int> next = 0;
     std::vector<std::thread> all;
+    all.reserve(static_cast<std::size_t>(threads));
     const auto begun = std::chrono::steady_clock::now();
     for (int t = 0; t < threads; ++t) {
         all.emplace_back([&, own = folder + "/" + std::to_string(t)] {
