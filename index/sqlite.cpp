@@ -2,6 +2,7 @@
 // (https://sqlite.org/wal.html).
 #include <chrono>
 #include <new>
+#include <thread>
 
 #include "index/dialect.h"
 #include "index/libsqlite.h"
@@ -143,10 +144,15 @@ class SqliteSession final : public Session {
             execute("PRAGMA query_only = ON;");
             return;
         }
+        if (fast) {
+            execute(
+                "PRAGMA journal_mode = MEMORY; PRAGMA synchronous = OFF; PRAGMA locking_mode = EXCLUSIVE;");
+            return;
+        }
+        keepLog();
         execute(
-            fast ? "PRAGMA journal_mode = MEMORY; PRAGMA synchronous = OFF; PRAGMA locking_mode = EXCLUSIVE;"
-                 : "PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL; PRAGMA wal_autocheckpoint = 4000;"
-                   "PRAGMA journal_size_limit = 67108864;");
+            "PRAGMA synchronous = FULL; PRAGMA wal_autocheckpoint = 4000; PRAGMA journal_size_limit = "
+            "67108864;");
     }
     ~SqliteSession() override { dropKept(); }
 
@@ -188,6 +194,19 @@ class SqliteSession final : public Session {
   private:
     std::unique_ptr<Statement> make(const std::string& sql, Use /*use*/) override {
         return std::make_unique<SqliteStatement>(database_.get(), path_, sql);
+    }
+
+    // The library waits for nobody here, where several programs open a new file at once.
+    void keepLog() {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(kPatience);
+        for (;;) {
+            try {
+                return execute("PRAGMA journal_mode = WAL");
+            } catch (const Trouble& trouble) {
+                if (trouble.result != INDEX_BUSY || std::chrono::steady_clock::now() >= end) throw;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
     }
 
     std::string path_;

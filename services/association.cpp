@@ -43,6 +43,7 @@ bool Association::open(std::vector<DcMsmSopXferSyn> contexts) {
     (void)msm_->setReceiveLimit(kMostOfAnswer);
     (void)msm_->setDataSetCheck(1);
     (void)msm_->setTolerant(1);
+    (void)msm_->registerValueExceptionCB(nullptr, takeAnyValue);
     if (options_.security != nullptr) (void)msm_->setSecurity(options_.security->get());
     setPatience(options_.timeout);
     DcMsmScuInfo info;

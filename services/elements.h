@@ -14,6 +14,11 @@ inline unsigned int tagOf(const DcElem& e) {
     (void)e.getTag(tag);
     return tag;
 }
+// For registerValueExceptionCB: values that are none of their VRs stay, as what peers and people say.
+inline int takeAnyValue(void* /*context*/, unsigned int /*tag*/, DICT_VR /*vr*/, char* /*value*/,
+                        char** /*replacement*/) {
+    return 0;
+}
 // The element of a data set or a record, or null.
 template <typename Elements>
 DcElem* elementOf(const Elements& elements, unsigned int tag) {

@@ -7,6 +7,7 @@
 #include "orvkit/tags.h"
 #include "platform/socket.h"
 #include "platform/volume.h"
+#include "services/elements.h"
 #include "services/handlers.h"
 #include "services/network_text.h"
 #include "services/report.h"
@@ -81,6 +82,8 @@ void Provider::setBounds() {
     (void)msm_.setBrokenRequestAnswer(1);
     (void)msm_.setTolerant(1);
     (void)msm_.registerRequestCB(this, &Provider::judge);
+    // A key that is refused would be an empty one, which everything matches.
+    (void)msm_.registerValueExceptionCB(nullptr, takeAnyValue);
 }
 
 // By the file of peers, and by what users are checked by. What lets it in is written down before it hears of

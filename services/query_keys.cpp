@@ -7,6 +7,7 @@
 #include "orvkit/result.h"
 #include "orvkit/tags.h"
 #include "services/charset.h"
+#include "services/elements.h"
 #include "services/report.h"
 #include "services/tag_names.h"
 
@@ -53,8 +54,11 @@ bool isNumber(DICT_VR vr) {
 DcElem* keyElement(unsigned int tag, std::string value) {
     if (!value.empty() && isNumber(Dict.facts(tag).vr)) return new DcElem(tag, value.c_str());
     if (value.size() % 2 != 0) value += Dict.facts(tag).vr == VR_UI ? '\0' : ' ';
-    return new DcElem(tag, value.data(), static_cast<unsigned int>(value.size()), UID_LITTLE_ENDIAN_EXPLICIT,
-                      VR_IM, 0);
+    auto element = std::make_unique<DcElem>(tag, nullptr, 0U, UID_NONE, VR_IM, 0);
+    (void)element->registerValueExceptionCB(nullptr, takeAnyValue);
+    (void)element->parseVal(value.data(), static_cast<unsigned int>(value.size()),
+                            UID_LITTLE_ENDIAN_EXPLICIT);
+    return element.release();
 }
 
 }  // namespace
@@ -90,6 +94,9 @@ const char* QueryKeys::add(unsigned int tag, const std::string& value) {
         return "not an element that can be asked for";
     }
     if (std::find(tags_.begin(), tags_.end(), tag) != tags_.end()) return "given twice";
+    // Else it would be asked for without a value, which everything matches.
+    if (!value.empty() && std::unique_ptr<DcElem>(keyElement(tag, value))->getValueCount() == 0)
+        return "its value is none of its VR";
     tags_.push_back(tag);
     values_.push_back(value);
     return nullptr;

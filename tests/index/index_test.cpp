@@ -461,6 +461,28 @@ TEST_P(IndexTest, ManyWritersLoseNothing) {
     EXPECT_EQ(stats.instances, static_cast<unsigned long long>(threads * objects));
 }
 
+// Servers that are started together, by a machine that comes up.
+TEST_P(IndexTest, ManyMakeAndOpenOneAtOnce) {
+    for (int round = 0; round < 8; ++round) {
+        const std::string fresh = GetParam() == EngineKind::sqlite ? place() + std::to_string(round)
+                                                                   : PostgresqlServer::get().newPlace();
+        std::vector<std::jthread> all;
+        std::atomic<int> opened = 0;
+        for (int i = 0; i < 6; ++i) {
+            all.emplace_back([&] {
+                DcIndex one;
+                if (one.open(fresh.c_str(), INDEX_CREATE) == RESULT_OK) {
+                    ++opened;
+                } else {
+                    ADD_FAILURE() << DcIndex::fault();
+                }
+            });
+        }
+        all.clear();
+        EXPECT_EQ(opened, 6);
+    }
+}
+
 TEST_P(IndexTest, OneThatFailsSpoilsNoOther) {
     storeSeries("1", "1.1", 1);
     // Another program's rows are seen by this one, also where it has learned otherwise.

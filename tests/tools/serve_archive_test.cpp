@@ -31,6 +31,9 @@ results --root patient --level patient -k PatientName='PHAN*'
 results --level study
 results --level series -k StudyInstanceUID=$study
 results --root patient --level study -k PatientID=NOBODY
+results --level study -k StudyDate=garbage
+results --level study -k StudyDate=-99999999
+results --level study -k StudyDate=-99991231
 results --level image --relational
 orvkit send $peer set/a/SE000001/IM000001 >/dev/null || exit 3
 grep -c 'stored nothing: it is there as' log
@@ -43,8 +46,9 @@ stop
 orvkit index check in
 ls -d in/??/??/*.dcm | wc -l)");
     EXPECT_EQ(run.status, 0) << run.err << log();
-    EXPECT_EQ(run.out,
-              "2\n2\n2\n0\n10\n1\n10\n4\n1\n10 files in the index, 0 faults, 0 of them mended\n10\n");
+    EXPECT_EQ(
+        run.out,
+        "2\n2\n2\n0\n0\n0\n2\n10\n1\n10\n4\n1\n10 files in the index, 0 faults, 0 of them mended\n10\n");
     EXPECT_TRUE(holds(run.err, "0xA900"));
 }
 
