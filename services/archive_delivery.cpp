@@ -1,6 +1,7 @@
 #include "services/archive_delivery.h"
 
 #include <algorithm>
+#include <chrono>
 
 #include "network/store_request.h"
 #include "orvkit/result.h"
@@ -17,6 +18,7 @@ namespace {
 constexpr unsigned short kCannotCount = 0xA701;
 constexpr unsigned short kCannotPerform = 0xA702;
 constexpr unsigned short kSomeFailed = 0xB000;
+constexpr std::chrono::milliseconds kBetweenResponses(100);
 constexpr std::size_t kLongestList = 65'000;  // bytes of a UI value with a length of 16 bits
 
 // A count of the wire has 16 bits.
@@ -138,6 +140,10 @@ void Delivery::account(DcMsg& response, bool withRemaining) const {
 // The last response stands for the last of them.
 bool Delivery::progress() {
     if (completed_ + failed_ + warned_ >= total_) return true;
+    // Small objects go by the thousand a second: who waits need not hear of each.
+    const auto now = Clock::now();
+    if (now - told_ < kBetweenResponses) return true;
+    told_ = now;
     const std::unique_ptr<DcCmd> response = respond_();
     account(*response, true);
     return inquiry_.note(inquiry_.provider().respond(inquiry_.request(), *response, kPending));

@@ -3,6 +3,7 @@
 #ifndef ORVKIT_SERVICES_ARCHIVE_DELIVERY_H
 #define ORVKIT_SERVICES_ARCHIVE_DELIVERY_H
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -46,6 +47,8 @@ class Delivery {
     [[nodiscard]] bool end(unsigned short status);
 
   private:
+    using Clock = std::chrono::steady_clock;
+
     static int take(void* self, const DcIndexInstance& instance);
     bool deliver(const DcIndexInstance& instance);
     bool send(const std::string& path, std::string& fault);
@@ -62,7 +65,8 @@ class Delivery {
     unsigned long long completed_ = 0;
     unsigned long long failed_ = 0;
     unsigned long long warned_ = 0;
-    std::string failures_;  // UIDs, with backslashes between them
+    std::string failures_;    // UIDs, with backslashes between them
+    Clock::time_point told_;  // the last response before the end
 };
 
 }  // namespace services
