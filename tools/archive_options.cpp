@@ -110,8 +110,10 @@ bool takeDestinations(const EntityOptions& own, ServedArchive& options) {
     TlsOptions& tls = outward.tls;
     tls.noVerify = false;
     tls.check = TLS_CHECK_REQUIRE;
-    if (options.on && tls.on && !(tls.authorities.empty() && tls.pins.empty()) && !openSecurity(outward))
-        return false;
+    if (options.on && tls.on && !(tls.authorities.empty() && tls.pins.empty())) {
+        outward.security = std::make_shared<Security>();
+        if (!outward.security->open(tls)) return complain("%s", outward.security->fault().c_str());
+    }
     for (const std::string& word : options.destinationWords) {
         PeerOptions& peer = options.destinations.emplace_back();
         static_cast<EntityOptions&>(peer) = outward;
