@@ -199,7 +199,8 @@ void reload(const ServeOptions& options, StoreServer& server) {
     if (!options.trace.empty() && !server.trace.reopen(lost)) tellLine(lost);
     (void)server.trace.write(Event(EventId::alert, EventType::securityConfiguration));
     reloadSecurity(options.security.get());
-    reloadSecurity(options.archive.outward.security.get());
+    if (Security* const outward = options.archive.outward.security.get(); outward != nullptr)
+        (void)outward->reload();  // of the same files
     for (const Reread& row : rereads(options)) {
         std::string fault;
         if (!row.given) continue;
