@@ -15,7 +15,7 @@ from collections import Counter
 from concurrent.futures import ThreadPoolExecutor
 from tempfile import TemporaryDirectory
 
-from peers import fault, need, need_index, processes, run, until, work
+from peers import fault, need, need_index, numbers, processes, run, until, work
 
 need("pydicom", "findscu", "storescu", "dcmqrscp", "Orthanc")
 from pydicom import dcmread
@@ -23,7 +23,7 @@ from pydicom.dataset import Dataset, FileDataset, FileMetaDataset
 from pydicom.sequence import Sequence
 
 orvkit = sys.argv[1]
-wanted, seed = [int(word) for word in (sys.argv[2:] + ["300", "1"][len(sys.argv) - 2:])]
+wanted, seed = numbers(300, 1)
 need_index(orvkit)
 warnings.simplefilter("ignore")
 os.environ["TCP_NODELAY"] = "1"  # of the peers

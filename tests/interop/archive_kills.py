@@ -3,7 +3,8 @@
 server starts: files and index must agree, both ways, and what was logged as stored (which comes before the sender
 hears of it) must be there, byte for byte, unless a deletion was under way. The script tells how many kills met a
 server at work.
-Usage: archive_kills.py ORVKIT [ROUNDS [SERVERS [SEED]]]"""
+With --database they share a PostgreSQL server, which is killed, too.
+Usage: archive_kills.py ORVKIT [ROUNDS [SERVERS [SEED]]] [--database]"""
 import os
 import random
 import re
@@ -12,45 +13,21 @@ import sys
 import time
 
 import peers
-from peers import dataset, fault, need_index, processes, until, work
+from peers import Archive, Database, dataset, fault, files, need_index, numbers, uid_of, work
 
 orvkit = sys.argv[1]
-rounds, servers, seed = [int(word) for word in (sys.argv[2:] + ["8", "1", "1"][len(sys.argv) - 2:])]
+rounds, servers, seed = numbers(8, 1, 1)
 chance = random.Random(seed)
 need_index(orvkit)
+database = Database(orvkit) if "--database" in sys.argv else None
+place = ["--index", database.place] if database else []
 
 
 def run(*words):
     return peers.run(orvkit, *words)
 
 
-def files(folder):
-    return [os.path.join(base, name) for base, _, names in os.walk(folder) for name in names]
-
-
-class Server:
-    def __init__(self, number):
-        self.log = f"log{number}"
-        self.process = subprocess.Popen([orvkit, "serve", "in", "--archive", "--port", "0"],
-                                        stderr=open(self.log, "w"))
-        processes.append(self.process)
-
-    def listens(self):
-        def told():
-            found = re.search(r"listening on port (\d+)", open(self.log).read())
-            self.peer = "A@127.0.0.1:" + found[1] if found else None
-            return found
-        if until(told, self.process):
-            return True
-        fault("the server does not start: " + open(self.log).read())
-        return False
-
-    def kill(self):
-        self.process.kill()
-        self.process.wait()
-
-
-class Archive:
+class Known:
     """What is known of it."""
 
     def __init__(self):
@@ -58,6 +35,7 @@ class Archive:
         self.stored = {}    # paths of what was told as stored
         self.touched = set()  # patients of whom a deletion had begun
         self.kills = 0
+        self.databases = 0
 
     def objects(self, number):
         """A set of new objects."""
@@ -65,9 +43,7 @@ class Archive:
         run("phantom", name, "--size", "16", "--images", "12", "--seed", str(number))
         for path in files(name):
             data = dataset(path)
-            at = data.index(b"\x08\0\x18\0UI")
-            uid = data[at + 8:at + 8 + data[at + 6]].decode().rstrip("\0")
-            self.sent[uid] = (data, number)
+            self.sent[uid_of(data)] = (data, number)
         return name
 
     def read(self, log):
@@ -77,7 +53,7 @@ class Archive:
                 self.stored[found[2]] = found[1]
 
     def look(self):
-        for words in (("index", "check", "in"), ("index", "verify", "in")):
+        for words in (("index", "check", "in", *place), ("index", "verify", "in", *place)):
             done = run(*words)
             if done.returncode != 0:
                 fault(f"{' '.join(words)}: {done.stdout}{done.stderr[:600]}")
@@ -91,7 +67,7 @@ class Archive:
                 fault(f"{path} is not what was sent")
 
     def round(self, number):
-        working = [Server(i) for i in range(servers)]
+        working = [Archive(orvkit, "in", f"log{i}", *place) for i in range(servers)]
         if not all([server.listens() for server in working]):
             return
         self.look()
@@ -102,39 +78,51 @@ class Archive:
         if number % 3 == 2:
             patient = (number - 1) * 10 + chance.randrange(3)
             self.touched.add(patient)
-            started.append(subprocess.Popen([orvkit, "index", "delete", "in", "--root", "patient", "--level",
+            started.append(subprocess.Popen([orvkit, "index", "delete", "in", *place, "--root", "patient", "--level",
                                              "patient", "-k", f"PatientID=PHANTOM-{patient}"],
                                             stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL))
         # At any number of objects, and at any time in the next one.
         most = chance.randrange(72)
-        while sum(open(server.log).read().count(" stored ") for server in working) < most and \
+        while sum(server.said().count(" stored ") for server in working) < most and \
                 any(process.poll() is None for process in started):
             time.sleep(0.002)
         time.sleep(chance.random() * 0.02)
         if number % 3 == 2:
             started[-1].kill()
+        how = chance.choice(("", "crash", "stop")) if database else ""
+        if how:
+            self.databases += 1
+            database.tell(how)
+            if chance.random() < 0.5:
+                database.tell("again")
+                time.sleep(chance.random() * 0.05)
+                how = ""
         for server in working:
             self.kills += any(process.poll() is None for process in started)
             server.kill()
         for process in started:
             process.wait()
+        if how:
+            database.tell("again")
         for server in working:
             self.read(server.log)
 
 
 def main():
-    archive = Archive()
+    archive = Known()
     for number in range(rounds):
         archive.round(number)
-    last = Server(0)
+    last = Archive(orvkit, "in", "last", *place)
     if last.listens():
         archive.look()
-        if run("send", last.peer, *[f"set{n * 10}" for n in range(max(0, rounds - 5), rounds)]).returncode != 0:
-            fault("objects are not taken again")
+        for number in range(max(0, rounds - 5), rounds):
+            if run("send", last.peer, f"set{number * 10}").returncode != 0:
+                fault(f"objects of set{number * 10} are not taken again")
         archive.look()
         last.process.terminate()
         last.process.wait()
-    print(f"{archive.kills} kills of servers at work, {len(archive.stored)} objects told as stored")
+    print(f"{archive.kills} kills of servers at work, {archive.databases} of the database, "
+          f"{len(archive.stored)} objects told as stored")
 
 
 work(main)

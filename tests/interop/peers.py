@@ -3,6 +3,7 @@ started in it."""
 import array
 import importlib.util
 import os
+import re
 import shutil
 import subprocess
 import sys
@@ -11,6 +12,7 @@ import time
 
 faults = 0
 processes = []
+endings = []  # what is called at the end
 
 
 def skip(why):
@@ -60,9 +62,83 @@ def work(main):
             for process in processes:
                 process.kill()
                 process.wait()
+            for end in endings:
+                end()
             os.chdir("/")
     print(f"{faults} faults")
     sys.exit(1 if faults else 0)
+
+
+def numbers(*usual):
+    """What the command line has behind the program, or what is usual."""
+    given = [int(word) for word in sys.argv[2:] if word.isdigit()]
+    return given + list(usual[len(given):])
+
+
+def files(folder):
+    return [os.path.join(base, name) for base, _, names in os.walk(folder) for name in names]
+
+
+def uid_of(data):
+    """The SOP Instance UID of a data set in explicit VR little endian."""
+    at = data.index(b"\x08\0\x18\0UI")
+    return data[at + 8:at + 8 + data[at + 6]].decode().rstrip("\0")
+
+
+class Archive:
+    """`serve --archive` on a port of its own, which says what it does in a log."""
+
+    def __init__(self, orvkit, folder, log, *words):
+        self.log = log
+        self.process = subprocess.Popen([orvkit, "serve", folder, "--archive", "--port", "0", *words],
+                                        stderr=open(log, "w"))
+        processes.append(self.process)
+
+    def said(self):
+        with open(self.log) as log:
+            return log.read()
+
+    def listens(self):
+        def told():
+            found = re.search(r"listening on port (\d+)", self.said())
+            self.peer = "A@127.0.0.1:" + found[1] if found else None
+            return found
+        if until(told, self.process):
+            return True
+        fault("the server does not start: " + self.said())
+        return False
+
+    def kill(self):
+        self.process.kill()
+        self.process.wait()
+
+
+class Database:
+    """A PostgreSQL server of the script's own, which ends with it; without one, the script."""
+    script = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../support/postgresql.sh")
+
+    def __init__(self, orvkit):
+        self.folder = tempfile.mkdtemp(prefix="orvkit-pg-", dir="/tmp")  # a socket's name is short
+        self.process = subprocess.Popen([self.script, "run", self.folder], stdin=subprocess.PIPE)
+        endings.append(self.end)
+        ready = self.folder + "/ready"
+        until(lambda: os.path.exists(ready) and open(ready).read().endswith("\n"), self.process)
+        said = open(ready).read().strip() if os.path.exists(ready) else "the database does not start"
+        self.place = f"postgresql://orvkit@/postgres?host={self.folder}"
+        if said != "ready" or "without PostgreSQL" in run(orvkit, "index", "stats", ".", "--index", self.place).stderr:
+            self.end()
+            skip(said if said != "ready" else "this build has no PostgreSQL")
+
+    def tell(self, what):
+        """crash, stop, or again"""
+        if run(self.script, what, self.folder).returncode != 0:
+            fault(f"the database: {what}")
+
+    def end(self):
+        if not self.process.stdin.closed:
+            self.process.stdin.close()
+            self.process.wait()
+            shutil.rmtree(self.folder, ignore_errors=True)
 
 
 def dataset(path):

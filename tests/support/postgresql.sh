@@ -2,6 +2,7 @@
 # A PostgreSQL server for tests: nobody's but theirs, on a socket in DIRECTORY, run by a user without rights.
 #   postgresql.sh run DIRECTORY     makes it, says "ready" in DIRECTORY/ready, and ends it when standard input ends
 #   postgresql.sh crash DIRECTORY   kills it
+#   postgresql.sh stop DIRECTORY    ends it at once, in the middle of what it does
 #   postgresql.sh again DIRECTORY   starts it after that
 # The place of an index: postgresql://orvkit@/postgres?host=DIRECTORY. Exit status 77: there is no server program.
 set -uo pipefail
@@ -49,5 +50,6 @@ case $1 in
     rm -rf "$directory"
     ;;
   crash) kill -9 "$(head -1 "$data/postmaster.pid")" ;;
+  stop) "${owner[@]}" "$programs/pg_ctl" -D "$data" -m immediate -t 60 stop >/dev/null 2>&1 </dev/null ;;
   again) start ;;
 esac
