@@ -88,6 +88,7 @@ bool Arrivals::lookAt(DcIndex& index, const std::string& path, FinishedArrivals&
     if (!fs::exists(pathOf(whole), error)) return !error;
     ArchiveFile file;
     int result = readArchiveFile(whole, file);
+    if (result != RESULT_OK && !fs::exists(pathOf(whole), error)) return !error;
     if (result != RESULT_OK && result != DIR_NOT_PART10)
         return complain("%s: %s", whole.c_str(), resultText(result).c_str());
     if (result == RESULT_OK) {

@@ -105,7 +105,7 @@ class Archive:
             return found
         if until(told, self.process):
             return True
-        fault("the server does not start: " + self.said())
+        fault(f"the server does not start ({self.process.poll()}): " + self.said())
         return False
 
     def kill(self):
