@@ -130,9 +130,14 @@ void makeRows(const std::string& place, long long instances) {
     for (long long n = 0; n < instances;) {
         Transaction transaction(*session, true);
         rows.begin();
-        for (const long long end = std::min(n + 20000, instances); n < end; ++n) {
+        for (const long long end = std::min(n + 20000, instances); n < end;) {
             DcIndexStored stored;
-            rows.store(recordOf(Numbers(n)), INDEX_KEEP, stored);
+            std::vector<Record> some;
+            std::vector<Arrival> arrivals;
+            for (const long long last = std::min(n + 500, end); n < last; ++n)
+                some.push_back(recordOf(Numbers(n)));
+            for (const Record& record : some) arrivals.push_back({&record, INDEX_KEEP, &stored});
+            rows.store(arrivals);
         }
         rows.settle();
         transaction.commit();
@@ -352,7 +357,7 @@ int main(int argc, char** argv) {
                 static_cast<double>(stats.attributeBytes) / static_cast<double>(instances));
     queryStudies(askIndex(index), instances, count);
     queryImages(askIndex(index), instances, count);
-    store(index, instances, 1, 1000);
-    store(index, instances + 1000, 4, 1000);
+    store(index, instances, 1, 4000);
+    store(index, instances + 4000, 4, 4000);
     return 0;
 }

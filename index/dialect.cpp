@@ -70,6 +70,10 @@ constexpr Difference differences[] = {
     {"mark", "PRAGMA application_id = 1869769592;", ""},
     {"is there", "SELECT COUNT(*) FROM sqlite_schema WHERE name = 'orvkit_index'",
      "SELECT CAST(to_regclass('orvkit_index') IS NOT NULL AS INTEGER)"},
+    // Around what changes one row, and is trouble where there is none: a transaction can then be sent as a
+    // whole.
+    {"one row", "", "WITH changed AS ("},
+    {"or trouble", "", " RETURNING 1) SELECT 1 / COUNT(*) FROM changed"},
     // What is read is to be written: nobody else writes it until this transaction ends.
     {"locked", "", " FOR UPDATE"},
     // A column that a row of the outer table gives, where its value is known from elsewhere, too: to look for

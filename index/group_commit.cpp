@@ -21,8 +21,7 @@ bool GroupCommit::isComplete() const {
 }
 
 // The first who waits does the work of all who wait with it.
-void GroupCommit::run(const Job& job) {
-    Waiter waiter{&job, nullptr};
+void GroupCommit::await(Waiter waiter) {
     std::unique_lock lock(mutex_);
     waiting_.push_back(&waiter);
     if (isComplete()) all_.notify_one();
@@ -72,12 +71,23 @@ bool GroupCommit::tryAgain(Batch batch, std::exception_ptr& trouble, Remedy& rem
     return false;
 }
 
+void GroupCommit::doAll(Batch batch) {
+    arrivals_.clear();
+    for (const Waiter* const waiter : batch) {
+        if (waiter->job == nullptr) arrivals_.push_back(waiter->arrival);
+    }
+    rows_.store(arrivals_);
+    for (const Waiter* const waiter : batch) {
+        if (waiter->job != nullptr) (*waiter->job)(rows_);
+    }
+}
+
 bool GroupCommit::tryAll(Batch batch, std::exception_ptr& trouble, Remedy& remedy) {
     remedy = Remedy::none;
     try {
         Transaction transaction(*session_, true);
         rows_.begin();
-        for (const Waiter* const waiter : batch) (*waiter->job)(rows_);
+        doAll(batch);
         rows_.settle();
         transaction.commit();
         ++commits_;
@@ -89,6 +99,10 @@ bool GroupCommit::tryAll(Batch batch, std::exception_ptr& trouble, Remedy& remed
         trouble = std::current_exception();
     }
     rows_.forget();
+    // What was new may be so no longer.
+    for (Waiter* const waiter : batch) {
+        if (waiter->arrival.duplicate == INDEX_NEW) waiter->arrival.duplicate = INDEX_KEEP;
+    }
     return false;
 }
 

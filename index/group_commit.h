@@ -24,26 +24,29 @@ class GroupCommit {
 
     // So many threads more, or less, are about to come with a job.
     void announce(int threads);
-    // Returns when the job is on the disk; throws what it threw, or what kept the transaction from coming to
-    // be.
-    void run(const Job& job);
+    // Return when it is on the disk; throw what it threw, or what kept the transaction from coming to be.
+    void run(const Job& job) { await({&job, {}}); }
+    void store(const Arrival& arrival) { await({nullptr, arrival}); }
     Session& session() { return *session_; }
     // Transactions so far.
     std::uint64_t commits() const { return commits_; }
 
   private:
     struct Waiter {
-        const Job* job;
-        std::exception_ptr trouble;
+        const Job* job;   // or null,
+        Arrival arrival;  // of one that stores
+        std::exception_ptr trouble = nullptr;
         bool done = false;
     };
     using Batch = std::span<Waiter* const>;
 
+    void await(Waiter waiter);
     bool isComplete() const;
     void lead(std::unique_lock<std::mutex>& lock);
     void perform(Batch batch) noexcept;
     // What helps when it is false.
     bool tryAll(Batch batch, std::exception_ptr& trouble, Remedy& remedy);
+    void doAll(Batch batch);
     bool tryAgain(Batch batch, std::exception_ptr& trouble, Remedy& remedy);
 
     std::unique_ptr<Session> session_;
@@ -52,6 +55,7 @@ class GroupCommit {
     std::condition_variable all_;   // wait as the leader may
     std::condition_variable done_;  // a batch is
     std::vector<Waiter*> waiting_;
+    std::vector<Arrival> arrivals_;  // of a batch
     int busy_ = 0;
     bool leading_ = false;
     std::uint64_t commits_ = 0;

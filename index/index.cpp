@@ -166,7 +166,7 @@ int DcIndex::store(DcElemList& dataset, const DcIndexFile& file, INDEX_DUPLICATE
     return guarded("DcIndex::store", [&] {
         GroupCommit& writer = own_->writing();
         const Record record = makeRecord(dataset, file);
-        writer.run([&](Rows& rows) { rows.store(record, duplicate, stored); });
+        writer.store({&record, duplicate, &stored});
         return RESULT_OK;
     });
 }
@@ -326,10 +326,10 @@ int DcIndex::copyAll(const DcIndex& from, void* context, DcIndexProgressCB progr
         const Readers::Lease reader = from.own_->reader();
         unsigned long long seen = 0;
         const auto take = [&](std::vector<Record>& records) {
-            writer.run([&](Rows& rows) {
-                DcIndexStored stored;
-                for (const Record& record : records) rows.store(record, INDEX_BOTH, stored);
-            });
+            DcIndexStored stored;
+            std::vector<Arrival> arrivals;
+            for (const Record& record : records) arrivals.push_back({&record, INDEX_BOTH, &stored});
+            writer.run([&](Rows& rows) { rows.store(arrivals); });
             seen += records.size();
             return progress(context, seen) == 0;
         };

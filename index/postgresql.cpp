@@ -3,6 +3,7 @@
 // what it is divided by.
 #include <array>
 #include <utility>
+#include <vector>
 
 #include "index/dialect.h"
 #include "index/postgresql_link.h"
@@ -51,8 +52,8 @@ class PgSession final : public Session {
         link_->send(writing ? "BEGIN ISOLATION LEVEL READ COMMITTED READ WRITE" : "BEGIN READ ONLY");
     }
     void commit() override {
-        // Whether rows were there to be changed is to be known before.
-        (void)link_->wait();
+        // Whether rows were there to be changed is to be known before, where a statement does not tell.
+        if (link_->expectsRows()) (void)link_->wait();
         link_->send("COMMIT");
         (void)link_->wait();
         inside_ = false;
@@ -61,6 +62,7 @@ class PgSession final : public Session {
         link_->abandon("ROLLBACK");
         inside_ = false;
     }
+    bool takesLists() const override { return true; }
     void setGuard(Guard guard) override { link_->setGuard(guard_ = std::move(guard)); }
     // No id is given twice, and what is written names what it has read.
     std::int64_t foreignChanges() override { return 0; }
@@ -117,10 +119,13 @@ class PgSession final : public Session {
     bool inside_ = false;
 };
 
-class PgStatement final : public Statement {
+class PgStatement final : public Statement, private Lists {
   public:
     PgStatement(PgSession& session, const std::string& sql, Use use)
-        : session_(session), sql_(inDialect(Dialect::postgresql, sql)), use_(use) {}
+        : session_(session),
+          sql_(inDialect(Dialect::postgresql, sql)),
+          use_(use),
+          tells_(sql.ends_with("{or trouble}")) {}
     ~PgStatement() override { close(); }
 
     void bind(int at, std::int64_t value) override { parameters_.put(at, value); }
@@ -128,6 +133,18 @@ class PgStatement final : public Statement {
     void bindBytes(int at, std::string_view bytes) override { parameters_.putBytes(at, bytes); }
     void bindNull(int at) override { parameters_.putNull(at); }
     void bindUid(int at, std::string_view uid) override { parameters_.putBytes(at, packedUid(uid)); }
+    Lists* lists() override { return this; }
+    void bindNumbers(int at, const std::vector<std::int64_t>& values) override {
+        parameters_.put(at, values);
+    }
+    void bindTexts(int at, const std::vector<std::string>& values) override {
+        parameters_.putBytes(at, values);
+    }
+    void bindUids(int at, const std::vector<std::string>& values) override {
+        std::vector<std::string> packed;
+        for (const std::string& uid : values) packed.push_back(packedUid(uid));
+        parameters_.putBytes(at, packed);
+    }
     bool step() override {
         if (result_ == nullptr) {
             begin();
@@ -140,7 +157,7 @@ class PgStatement final : public Statement {
         return false;
     }
     void post(int rows) override {
-        send(rows);
+        send(tells_ ? kAnyRows : rows);
         session_.link().settleSome();
     }
     void reset() override {
@@ -203,6 +220,7 @@ class PgStatement final : public Statement {
     PgSession& session_;
     std::string sql_;
     Use use_;
+    bool tells_;  // by an error that the row that it changes is not there
     PgParameters parameters_;
     std::string name_;
     unsigned int preparedBy_ = 0;

@@ -13,6 +13,8 @@ namespace {
 
 constexpr Oid kInt8 = 20;
 constexpr Oid kBytea = 17;
+constexpr Oid kInt8s = 1016;
+constexpr Oid kByteas = 1001;
 constexpr std::size_t kMostSent = 256;  // commands whose results nobody has looked at
 constexpr int kGuardMilliseconds = 3;
 
@@ -25,6 +27,7 @@ struct State {
 constexpr State kStates[] = {
     {"40", INDEX_BUSY, Remedy::again},         // deadlock, serialization
     {"23505", INDEX_BUSY, Remedy::again},      // another has written the same
+    {"22012", INDEX_BUSY, Remedy::again},      // another has written a row that was to be changed
     {"55P03", INDEX_BUSY, Remedy::none},       // lock_timeout
     {"57014", INDEX_STOPPED, Remedy::none},    // cancelled
     {"57P", INDEX_ENGINE, Remedy::reconnect},  // shut down, starts up
@@ -51,11 +54,27 @@ std::string oneLine(const char* words) {
     return text;
 }
 
-std::string bigEndian(std::int64_t value) {
-    std::string bytes(8, '\0');
+std::string bigEndian(std::int64_t value, std::size_t width = 8) {
+    std::string bytes(width, '\0');
     auto rest = static_cast<std::uint64_t>(value);
     for (std::size_t i = bytes.size(); i-- > 0; rest >>= 8) bytes[i] = static_cast<char>(rest & 0xFF);
     return bytes;
+}
+
+std::string bigEndian32(std::size_t value) {
+    return bigEndian(static_cast<std::int64_t>(value), 4);
+}
+
+// A list as it is sent: one dimension, no nulls, numbered from 1; each value behind its length.
+template <typename Value, typename Bytes>
+std::string listOf(const std::vector<Value>& values, Oid type, Bytes bytesOf) {
+    std::string list =
+        bigEndian32(1) + bigEndian32(0) + bigEndian32(type) + bigEndian32(values.size()) + bigEndian32(1);
+    for (const Value& value : values) {
+        const std::string& bytes = bytesOf(value);
+        list += bigEndian32(bytes.size()) + bytes;
+    }
+    return list;
 }
 
 // What a URL leaves open. A server that has vanished is noticed in half a minute.
@@ -96,6 +115,15 @@ void PgParameters::put(int at, std::int64_t value) {
 
 void PgParameters::putBytes(int at, std::string_view bytes) {
     this->at(at, kBytea).bytes = bytes;
+}
+
+void PgParameters::put(int at, const std::vector<std::int64_t>& list) {
+    this->at(at, kInt8s).bytes = listOf(list, kInt8, [](std::int64_t value) { return bigEndian(value); });
+}
+
+void PgParameters::putBytes(int at, const std::vector<std::string>& list) {
+    this->at(at, kByteas).bytes =
+        listOf(list, kBytea, [](const std::string& bytes) -> const std::string& { return bytes; });
 }
 
 void PgParameters::putNull(int at) {
@@ -249,6 +277,10 @@ PgResult PgLink::wait() {
 
 void PgLink::askGuard() {
     if (guard_ && guard_()) fail(INDEX_STOPPED, told_ + ": ended by its caller");
+}
+
+bool PgLink::expectsRows() const {
+    return std::any_of(sent_.begin(), sent_.end(), [](const Sent& sent) { return sent.rows != kAnyRows; });
 }
 
 void PgLink::settleSome() {

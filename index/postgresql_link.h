@@ -26,6 +26,8 @@ class PgParameters {
   public:
     void put(int at, std::int64_t value);
     void putBytes(int at, std::string_view bytes);
+    void put(int at, const std::vector<std::int64_t>& list);
+    void putBytes(int at, const std::vector<std::string>& list);
     void putNull(int at);
     void clear() { count_ = 0; }
 
@@ -69,6 +71,8 @@ class PgLink {
     // The result of what was sent last, after those of all before it. Trouble: of the first that failed; what
     // stands behind that was not done.
     PgResult wait();
+    // Whether something that nobody has waited for is to change a number of rows.
+    bool expectsRows() const;
     // Waits only when much is under way.
     void settleSome();
     // Forgets what was not waited for, and does this; whatever comes of it.

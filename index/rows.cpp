@@ -66,22 +66,27 @@ void Rows::settle() {
     for (const auto& [id, added] : patients_) {
         session_
             .kept(
-                "UPDATE patient SET studies = studies + $1, series = series + $2, instances = instances + $3 "
-                "WHERE id = $4")
+                "{one row}UPDATE patient SET studies = studies + $1, series = series + $2, "
+                "instances = instances + $3 WHERE id = $4{or trouble}")
             .change(1, added.studies, added.series, added.instances, id);
     }
     for (const auto& [id, added] : studies_) {
         auto& [before, now] = contents_[id];
         session_
             .kept(
-                "UPDATE study SET series = series + $1, instances = instances + $2, bytes = bytes + $3, "
-                "modalities = $4, classes = $5 WHERE id = $6 AND modalities = $7 AND classes = $8")
+                "{one row}UPDATE study SET series = series + $1, instances = instances + $2, bytes = bytes + "
+                "$3, "
+                "modalities = $4, classes = $5 WHERE id = $6 AND modalities = $7 AND classes = $8{or "
+                "trouble}")
             .change(1, added.series, added.instances, added.bytes, now.modalities, now.classes, id,
                     before.modalities, before.classes);
         before = now;
     }
     for (const auto& [id, added] : series_) {
-        session_.kept("UPDATE series SET instances = instances + $1, bytes = bytes + $2 WHERE id = $3")
+        session_
+            .kept(
+                "{one row}UPDATE series SET instances = instances + $1, bytes = bytes + $2 "
+                "WHERE id = $3{or trouble}")
             .change(1, added.instances, added.bytes, id);
     }
     patients_.clear();
@@ -283,7 +288,15 @@ Rows::Copies Rows::copiesOf(const Record& record, const Place& place) {
     return copies;
 }
 
-void Rows::store(const Record& record, INDEX_DUPLICATE duplicate, DcIndexStored& stored) {
+void Rows::store(std::span<const Arrival> arrivals) {
+    if (session_.takesLists()) return storeInLists(arrivals);
+    for (const Arrival& arrival : arrivals) storeOne(arrival);
+}
+
+void Rows::storeOne(const Arrival& arrival) {
+    const auto& [known, duplicate, told] = arrival;
+    const Record& record = *known;
+    DcIndexStored& stored = *told;
     stored = {};
     Place& place = placeOf(record, stored.conflicts);
     const Copies copies = copiesOf(record, place);
@@ -296,7 +309,7 @@ void Rows::store(const Record& record, INDEX_DUPLICATE duplicate, DcIndexStored&
         if (record.path != copies.path) copyText(stored.other, copies.path);
         return replaceInstance(record, place, copies.size);
     }
-    stored.what = duplicate == INDEX_KEEP || copies.isThere ? INDEX_STORED_KEPT : INDEX_STORED_BOTH;
+    stored.what = duplicate != INDEX_BOTH || copies.isThere ? INDEX_STORED_KEPT : INDEX_STORED_BOTH;
     copyText(stored.other, copies.isThere ? record.path : copies.path);
     if (stored.what == INDEX_STORED_BOTH) addInstance(record, place, copies.last + 1);
 }

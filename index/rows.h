@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <map>
 #include <set>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,13 @@
 
 namespace orvkit::index {
 
+// An object that is to be stored, and where it is told what became of it.
+struct Arrival {
+    const Record* record;
+    INDEX_DUPLICATE duplicate;
+    DcIndexStored* stored;
+};
+
 class Rows {
   public:
     explicit Rows(Session& session) : session_(session), terms_(session) {}
@@ -25,7 +33,7 @@ class Rows {
     void settle();
     void forget();
 
-    void store(const Record& record, INDEX_DUPLICATE duplicate, DcIndexStored& stored);
+    void store(std::span<const Arrival> arrivals);
     void bury(const Request& selection, std::int64_t now, DcIndexGrave& grave);
     void closeGrave(std::int64_t number);
     // Trouble: INDEX_ABSENT.
@@ -73,6 +81,22 @@ class Rows {
         std::int64_t copy;
     };
 
+    // An arrival of which its series has nothing yet.
+    struct Fresh {
+        const Record* record;
+        const Place* place;
+    };
+
+    struct Placed {
+        Arrival arrival;
+        const Place* place;
+    };
+
+    void storeOne(const Arrival& arrival);
+    void storeInLists(std::span<const Arrival> arrivals);
+    void ask(const std::map<std::string, Placed>& asked, std::vector<Fresh>& fresh,
+             std::vector<Arrival>& others);
+    void addInstances(const std::vector<Fresh>& all);
     Place& placeOf(const Record& record, unsigned int& conflicts);
     Copies copiesOf(const Record& record, const Place& place);
     std::int64_t patientOf(const Record& record, unsigned int& conflicts);

@@ -1,14 +1,15 @@
 #include "index/selection.h"
 
 #include <algorithm>
+#include <map>
 
 #include "orvkit/tags.h"
 
 namespace orvkit::index {
 namespace {
 
-constexpr std::size_t kUidsAtOnce = 200;  // UIDs of a statement
-constexpr std::size_t kPage = 500;        // instances that are read at once
+constexpr std::size_t kValuesAtOnce = 200;  // of a statement
+constexpr std::size_t kPage = 500;          // instances that are read at once
 
 const char kColumns[] = "s.patient, e.study, e.id, s.uid, e.uid, e.instances, e.bytes";
 
@@ -34,7 +35,8 @@ const std::vector<std::string>* valuesOf(const Request& selection, Level level) 
     return key != nullptr && !key->values.empty() ? &key->values : nullptr;
 }
 
-// One statement a level, which goes by the key of the lowest level; those above are looked at in passing.
+// One statement a level, which goes by the key of that level, or the number of the series; those above are
+// looked at in passing.
 const char* statementOf(Level level) {
     switch (level) {
         case Level::patient:
@@ -47,8 +49,24 @@ const char* statementOf(Level level) {
             return " FROM series e CROSS JOIN study s CROSS JOIN patient p WHERE s.id = e.study AND "
                    "p.id = s.patient AND e.uid IN (";
         default:
-            return " FROM uid u CROSS JOIN series e CROSS JOIN study s CROSS JOIN patient p WHERE "
-                   "e.id = u.series AND s.id = u.study AND p.id = s.patient AND u.uid IN (";
+            return " FROM series e CROSS JOIN study s CROSS JOIN patient p WHERE s.id = e.study AND "
+                   "p.id = s.patient AND e.id IN (";
+    }
+}
+
+// The rows of a statement that ends in a list of values, some hundred of them at a time.
+template <typename Value, typename Take>
+void eachRow(Session& session, const std::string& sql, const std::vector<Value>& values, Take take) {
+    for (std::size_t at = 0; at < values.size(); at += kValuesAtOnce) {
+        const std::size_t count = std::min(kValuesAtOnce, values.size() - at);
+        const std::string whole = sql + placeholders(1, count) + ")";
+        // Each object that is stored is looked up: to prepare that takes longer than to run it.
+        const auto made = count > 1 ? session.prepare(whole) : nullptr;
+        Statement& find = made != nullptr ? *made : session.kept(whole);
+        find.reset();
+        for (std::size_t i = 0; i < count; ++i) find.bindAny(static_cast<int>(i + 1), values[at + i]);
+        while (find.step()) take(find);
+        find.reset();
     }
 }
 
@@ -91,30 +109,27 @@ bool giveAll(const std::vector<SelectedInstance>& page,
 std::vector<SelectedSeries> selectSeries(Session& session, const Request& selection) {
     std::vector<SelectedSeries> all;
     const std::vector<std::string>& values = *valuesOf(selection, selection.level);
-    for (std::size_t at = 0; at < values.size(); at += kUidsAtOnce) {
-        const std::size_t count = std::min(kUidsAtOnce, values.size() - at);
-        const bool isImage = selection.level == Level::image;
-        const std::string sql = std::string("SELECT ") + kColumns + ", p.pid" +
-                                (isImage ? ", u.uid" : ", ''") + statementOf(selection.level) +
-                                placeholders(1, count) + ")";
-        // Each object that is stored is looked up: to prepare that takes longer than to run it.
-        const auto made = count > 1 ? session.prepare(sql) : nullptr;
-        Statement& find = made != nullptr ? *made : session.kept(sql);
-        find.reset();
-        for (std::size_t i = 0; i < count; ++i) {
-            const int place = static_cast<int>(i + 1);
-            isImage ? find.bindUid(place, values[at + i]) : find.bind(place, values[at + i]);
-        }
-        while (find.step()) {
-            if (isAmong(valuesOf(selection, Level::patient), find.text(7)) &&
-                isAmong(valuesOf(selection, Level::study), find.text(3)) &&
-                isAmong(valuesOf(selection, Level::series), find.text(4))) {
-                all.push_back(seriesOf(find));
-                if (isImage) all.back().uids.emplace_back(find.uid(8));
-            }
-        }
-        find.reset();
+    const std::string sql = std::string("SELECT ") + kColumns + ", p.pid" + statementOf(selection.level);
+    const auto take = [&](Statement& row) {
+        if (isAmong(valuesOf(selection, Level::patient), row.text(7)) &&
+            isAmong(valuesOf(selection, Level::study), row.text(3)) &&
+            isAmong(valuesOf(selection, Level::series), row.text(4)))
+            all.push_back(seriesOf(row));
+    };
+    if (selection.level != Level::image) {
+        eachRow(session, sql, values, take);
+        return merged(std::move(all));
     }
+    // Most of those that are looked up one by one are not there.
+    std::map<std::int64_t, std::vector<std::string>> uids;
+    std::vector<Uid> asked;
+    for (const std::string& value : values) asked.push_back({value});
+    eachRow(session, "SELECT series, uid FROM uid WHERE uid IN (", asked,
+            [&uids](Statement& row) { uids[row.integer(0)].emplace_back(row.uid(1)); });
+    std::vector<std::int64_t> series;
+    for (const auto& [id, those] : uids) series.push_back(id);
+    eachRow(session, sql, series, take);
+    for (SelectedSeries& one : all) one.uids = std::move(uids[one.series]);
     return merged(std::move(all));
 }
 

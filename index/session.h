@@ -11,6 +11,7 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <vector>
 
 #include "orvkit/index.h"
 
@@ -19,6 +20,19 @@ namespace orvkit::index {
 // Of an instance, where it is a parameter or a column.
 struct Uid {
     std::string text;
+};
+
+// Parameters that are lists, for unnest, where an engine takes them.
+class Lists {
+  public:
+    Lists() = default;
+    Lists(const Lists&) = delete;
+    Lists& operator=(const Lists&) = delete;
+    virtual ~Lists() = default;
+
+    virtual void bindNumbers(int at, const std::vector<std::int64_t>& values) = 0;
+    virtual void bindTexts(int at, const std::vector<std::string>& values) = 0;
+    virtual void bindUids(int at, const std::vector<std::string>& values) = 0;  // as Statement::bindUid
 };
 
 class Statement {
@@ -37,6 +51,8 @@ class Statement {
     // Of the columns `uid` of instances, which an engine may keep in a form of its own; in the order of
     // texts.
     virtual void bindUid(int at, std::string_view uid) { bind(at, uid); }
+    // Null where the session takes none.
+    virtual Lists* lists() { return nullptr; }
     // True: there is a row.
     virtual bool step() = 0;
     // Without an answer, at the latest with the next step of any statement of the session. When it does not
@@ -122,6 +138,8 @@ class Session {
     virtual void commit() = 0;
     virtual void rollback() noexcept = 0;
     virtual void setGuard(Guard guard) = 0;
+    // Each answer costs a round trip: what can be asked at once is to be.
+    virtual bool takesLists() const { return false; }
 
     // A number that changes when another connection has written, where an id that was deleted may be given
     // again; else it may stay as it is.

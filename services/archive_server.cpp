@@ -133,7 +133,10 @@ bool Archive::settleDuplicate(const StoreFile& file, Coming& coming, std::string
                               unsigned short& status) {
     coming.known = pathsOf(index_, coming.object, file.instance());
     const std::vector<std::string>& known = coming.known.same;
-    if (known.empty()) return false;
+    if (known.empty()) {
+        if (coming.known.others.empty()) coming.duplicate = INDEX_NEW;
+        return false;
+    }
     status = kStoreSuccess;
     for (const std::string& path : known) {
         if (!isSameObject(file.temporaryPath(), archivePath(directory_, path))) continue;

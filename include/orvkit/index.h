@@ -82,6 +82,7 @@ enum INDEX_DUPLICATE : int {
     INDEX_KEEP = 0,     // it stays as it is, and the new file is not stored
     INDEX_REPLACE = 1,  // the new file takes its place
     INDEX_BOTH = 2,     // both are there, one behind the other
+    INDEX_NEW = 3,      // as INDEX_KEEP, and quicker: the caller has just looked, and nothing has its UID
 };
 
 // What became of a file, and bits of what contradicts it.

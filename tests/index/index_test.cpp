@@ -158,9 +158,11 @@ TEST_P(IndexTest, KeepsReplacesOrTakesBoth) {
     const std::string object = "id=1; study=1; series=1.1; sop=1.1.1; modality=CT; comment=";
     store(object + "first");
     EXPECT_EQ(stored.what, INDEX_STORED_NEW);
-    EXPECT_EQ(tryStore(object + "second", INDEX_KEEP, "G/2.dcm", 7), RESULT_OK);
-    EXPECT_EQ(stored.what, INDEX_STORED_KEPT);
-    EXPECT_STREQ(stored.other, "F/1.1.1.dcm");
+    for (const INDEX_DUPLICATE how : {INDEX_KEEP, INDEX_NEW}) {
+        EXPECT_EQ(tryStore(object + "second", how, "G/2.dcm", 7), RESULT_OK);
+        EXPECT_EQ(stored.what, INDEX_STORED_KEPT);
+        EXPECT_STREQ(stored.other, "F/1.1.1.dcm");
+    }
     EXPECT_EQ(tryStore(object + "second", INDEX_BOTH, "G/2.dcm", 7), RESULT_OK);
     EXPECT_EQ(stored.what, INDEX_STORED_BOTH);
     EXPECT_EQ(walk("level=STUDY; study=1"), "F/1.1.1.dcm, G/2.dcm");

@@ -22,7 +22,7 @@ class ServersTest : public ArchiveTest {
         about.xferSyn = kSyntax;
         about.size = 10;
         const DcIndexBusy busy(into);
-        return into.store(*dataset, about, INDEX_KEEP, outcome);
+        return into.store(*dataset, about, INDEX_NEW, outcome);
     }
     // Two series of each of two studies of one patient; the modality tells them apart.
     static std::string object(int number) {
