@@ -3,7 +3,6 @@
 #include <ctime>
 
 #include "orvkit/scan.h"
-#include "support/capture_log.h"
 #include "support/dataset.h"
 #include "support/system.h"
 

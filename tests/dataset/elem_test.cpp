@@ -1,9 +1,7 @@
 // Construction, storage, raw buffers and sizes of elements.
 
 #include "platform/file.h"
-#include "support/capture_log.h"
 #include "support/dataset.h"
-#include "support/elem_values.h"
 #include "support/system.h"
 
 namespace {

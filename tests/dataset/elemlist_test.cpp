@@ -5,9 +5,7 @@
 
 #include "dataset/elemlist_access.h"
 #include "orvkit/util.h"
-#include "support/capture_log.h"
 #include "support/dataset.h"
-#include "support/elem_values.h"
 #include "support/system.h"
 
 using std::string;

@@ -2,9 +2,7 @@
 
 #include <random>
 
-#include "support/capture_log.h"
 #include "support/dataset.h"
-#include "support/elem_values.h"
 #include "support/system.h"
 
 namespace {

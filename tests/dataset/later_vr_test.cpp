@@ -6,9 +6,7 @@
 #include "dataset/elemlist_access.h"
 #include "orvkit/edition.h"
 #include "orvkit/keywords.h"
-#include "support/capture_log.h"
 #include "support/dataset.h"
-#include "support/elem_values.h"
 
 namespace {
 

@@ -1,9 +1,7 @@
 // The flat and the tree print: exact lines.
 
 #include "orvkit/tags.h"
-#include "support/capture_log.h"
 #include "support/dataset.h"
-#include "support/elem_values.h"
 #include "support/system.h"
 #include "support/temp_dir.h"
 

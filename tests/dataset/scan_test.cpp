@@ -3,7 +3,6 @@
 
 #include <ctime>
 
-#include "support/capture_log.h"
 #include "support/dataset.h"
 
 namespace {

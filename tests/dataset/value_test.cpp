@@ -1,6 +1,5 @@
 // Values as texts, numbers and records: what is stored, delivered, refused and told.
 
-#include <cstring>
 #include <functional>
 
 #include "orvkit/util.h"

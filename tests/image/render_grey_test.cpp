@@ -5,7 +5,6 @@
 #include <functional>
 
 #include "image/plain_render.h"
-#include "orvkit/result.h"
 
 namespace {
 

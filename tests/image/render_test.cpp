@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include "image/plain_render.h"
-#include "orvkit/result.h"
 
 namespace {
 

@@ -8,7 +8,6 @@
 #include <memory>
 #include <set>
 #include <sstream>
-#include <string>
 #include <vector>
 
 #include "index/server.h"

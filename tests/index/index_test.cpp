@@ -1,6 +1,4 @@
 // What an index keeps, tells and refuses.
-#include <atomic>
-#include <fstream>
 #include <thread>
 
 #include "index/archive.h"

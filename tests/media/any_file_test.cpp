@@ -1,10 +1,8 @@
 // Reading what is no Part 10 file by the letter.
 
-#include "dataset/elem_access.h"
 #include "media/part10.h"
 #include "media/sample_files.h"
 #include "orvkit/tags.h"
-#include "support/capture_log.h"
 #include "support/dataset.h"
 
 namespace {

@@ -2,7 +2,6 @@
 
 #include "media/dir_tree.h"
 #include "media/sample_files.h"
-#include "support/capture_log.h"
 #include "support/system.h"
 
 namespace fs = std::filesystem;

@@ -2,7 +2,6 @@
 
 #include "media/dir_tree.h"
 #include "orvkit/tags.h"
-#include "support/capture_log.h"
 #include "support/system.h"
 
 TEST(DirRec, StandsOnlyBelowTheTypesThatTakeIt) {

@@ -4,9 +4,7 @@
 #include "orvkit/dicomdir.h"
 #include "orvkit/edition.h"
 #include "orvkit/util.h"
-#include "support/capture_log.h"
 #include "support/dataset.h"
-#include "support/elem_values.h"
 
 TEST(MetaInfo, CopiesHaveTheirOwnPrivateInformation) {
     DcDirMetaInfo source = metaFor(kExplicit);

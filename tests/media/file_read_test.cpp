@@ -3,8 +3,6 @@
 #include "media/leaves.h"
 #include "media/part10.h"
 #include "support/allocation_meter.h"
-#include "support/capture_log.h"
-#include "support/elem_values.h"
 #include "support/system.h"
 
 namespace {

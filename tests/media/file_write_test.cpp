@@ -3,7 +3,6 @@
 #include "media/part10.h"
 #include "orvkit/util.h"
 #include "platform/file.h"
-#include "support/capture_log.h"
 #include "support/dataset.h"
 
 namespace {

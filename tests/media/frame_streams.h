@@ -2,10 +2,6 @@
 #ifndef ORVKIT_TESTS_MEDIA_FRAME_STREAMS_H
 #define ORVKIT_TESTS_MEDIA_FRAME_STREAMS_H
 
-#include <cstdint>
-#include <string>
-#include <vector>
-
 #include "media/part10.h"
 #include "orvkit/edition.h"
 #include "orvkit/frames.h"

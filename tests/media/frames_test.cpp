@@ -1,10 +1,6 @@
 // Frames by number: native and encapsulated, from memory and from a file whose pixels stay there.
-#include <gtest/gtest.h>
-
-#include <filesystem>
 
 #include "media/frame_streams.h"
-#include "support/capture_log.h"
 
 namespace {
 

@@ -1,17 +1,46 @@
 // Files beyond 4 GByte: what is in them is made of holes, so that they are made at once and take no room.
-#include "media/large_file.h"
 
-#include <gtest/gtest.h>
-
+#include "media/frame_streams.h"
 #include "orvkit/scan.h"
 #include "platform/file.h"
 #include "support/allocation_meter.h"
-#include "support/capture_log.h"
 #include "support/system.h"
 
 namespace {
 
-using namespace large_file;
+constexpr unsigned int kHole = 0x1E000000;
+constexpr unsigned int kHoles = 9;
+constexpr std::uint64_t kLast = std::uint64_t{kHoles} * (kHole + 8);  // the item of the last frame
+const std::string kText = "the last frame !";
+constexpr std::uint64_t kPixels = 8 + kLast + 8 + 16;  // bytes of the value
+constexpr unsigned int kPadding = 0xFFFCFFFC;          // an element behind it
+
+// Ten frames, of which the last one begins beyond 4 GByte. Gives where their value begins.
+std::uint64_t makeLarge(const std::string& path, bool tabled) {
+    Stream data = head({.frames = "10"});
+    std::vector<std::uint64_t> offsets, lengths(kHoles, kHole);
+    for (unsigned int i = 0; i <= kHoles; ++i) offsets.push_back(i * std::uint64_t{kHole + 8});
+    lengths.push_back(kText.size() - 1);
+    if (tabled) {
+        data.elem(DcTag::ExtendedOffsetTable, "OV", table(offsets, 8));
+        data.elem(DcTag::ExtendedOffsetTableLengths, "OV", table(lengths, 8));
+    }
+    data.header(0x7FE00010, "OB", Stream::undefined).item(0);
+    const Stream front = part10(metaGroup("1.2.840.10008.1.2.4.90"), data);
+    writeWhole(path, front.text());
+    std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+    const auto put = [&](std::uint64_t at, const Stream& s) {
+        file.seekp(static_cast<std::streamoff>(front.size() + at));
+        file << s.text();
+    };
+    for (unsigned int i = 0; i < kHoles; ++i) put(offsets[i], Stream().item(kHole));
+    put(kLast, Stream()
+                   .item(static_cast<unsigned int>(kText.size()))
+                   .raw(kText)
+                   .endSequence()
+                   .elem(kPadding, "OB", "pads"));
+    return front.size() - 8;
+}
 
 class LargeFile : public testing::Test {
   protected:
@@ -19,7 +48,7 @@ class LargeFile : public testing::Test {
         if (!keepsHoles(temp_ / "holes")) GTEST_SKIP() << "the file system keeps no holes";
     }
     std::string encapsulated(bool tabled) {
-        pixelsAt_ = make(temp_ / "large", tabled);
+        pixelsAt_ = makeLarge(temp_ / "large", tabled);
         return temp_ / "large";
     }
     // Of 2^32 - 2 bytes.

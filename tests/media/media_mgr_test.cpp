@@ -2,7 +2,6 @@
 
 #include "media/dir_tree.h"
 #include "orvkit/mediamgr.h"
-#include "support/capture_log.h"
 
 TEST(MediaManager, TouchesNoFileThatItMayNot) {
     const TempDir root;

@@ -5,7 +5,6 @@
 #include "media/dir_tree.h"
 #include "orvkit/mediamgr.h"
 #include "support/allocation_meter.h"
-#include "support/capture_log.h"
 
 namespace {
 

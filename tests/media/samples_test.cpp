@@ -8,8 +8,6 @@
 #include "media/sample_files.h"
 #include "orvkit/edition.h"
 #include "orvkit/file.h"
-#include "support/capture_log.h"
-#include "support/elem_values.h"
 #include "support/temp_dir.h"
 
 namespace {

@@ -1,6 +1,5 @@
 
 #include <functional>
-#include <memory>
 #include <sstream>
 
 #include "network/asso_pdu.h"

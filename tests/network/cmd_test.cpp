@@ -1,13 +1,11 @@
 // Commands: what each holds and needs, what may be added, responses from requests.
 #include "orvkit/cmd.h"
 
-#include <memory>
 #include <typeinfo>
 
 #include "network/cmd_factory.h"
 #include "network/cmd_table.h"
 #include "network/pdu_access.h"
-#include "tests/support/capture_log.h"
 #include "tests/support/dataset.h"
 
 namespace {

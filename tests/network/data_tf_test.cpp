@@ -1,14 +1,12 @@
 
 #include <numeric>
 
-#include "foundation/bytes.h"
 #include "network/pdu_access.h"
 #include "network/pdus.h"
 #include "orvkit/datatf.h"
 #include "orvkit/file.h"
 #include "platform/file.h"
 #include "support/allocation_meter.h"
-#include "support/capture_log.h"
 #include "support/dataset.h"
 #include "support/temp_dir.h"
 
@@ -292,6 +290,26 @@ TEST_F(PixelsOnDisk, FailuresAreToldAndLeaveTheListWhole) {
     EXPECT_TRUE(nested.send(DATATF_READ).empty());
 }
 
+// A length that is cut to 32 bits is four, for which the file has enough.
+TEST_F(PixelsOnDisk, BeyondFourGByteKeepTheirPlaceAndLength) {
+    if (!keepsHoles(dir_ / "holes")) GTEST_SKIP() << "the file system keeps no holes";
+    constexpr std::uint64_t far = 5ull << 30;
+    std::filesystem::resize_file(path_, far);
+    std::ofstream(path_, std::ios::binary | std::ios::app) << "last";
+    for (const auto& [length, result, sent] :
+         {std::tuple(4ull, RESULT_OK, "0:12 0:4 2:8"), {4 + (1ull << 32), DATATF_READ, "0:12"}}) {
+        DcBuf place(path_.c_str(), 0, 0, kEncapsulated);
+        ASSERT_EQ(place.setPlace64(far, length), RESULT_OK);
+        DataMessage message(kEncapsulated);
+        auto* const pixels = new DcElem(T_7fe0_0010_pixelData, nullptr, 0u, UID_NONE, VR_OX, 0);
+        ASSERT_EQ(pixels->addValue(&place), RESULT_OK);
+        message.add(pixels);
+        const auto fragments = message.send(result);
+        EXPECT_EQ(shape(fragments), sent);
+        EXPECT_TRUE(result != RESULT_OK || fragments[1].data == bytesOf("last"));
+    }
+}
+
 TEST(DataTf, FileReferenceSendsTheDataSetAsItLies) {
     TempDir dir;
     const std::string path = dir / "file";
@@ -326,6 +344,23 @@ TEST(DataTf, FileReferenceSendsTheDataSetAsItLies) {
     EXPECT_EQ(shape(message.send(DATATF_READ)), "");
     EXPECT_TRUE(log.has(LOG_ERROR, reporter, "no data set in file " + path));
     EXPECT_TRUE(log.has(LOG_ERROR, reporter, "failed to read file meta info for " + path));
+
+    // One beyond 4 GByte, of which the peer wants no more than the beginning: that is not all.
+    if (!keepsHoles(dir / "holes")) return;
+    std::filesystem::resize_file(path, end + (1ull << 32) + 2);
+    DataMessage large(kEncapsulated);
+    large.add(new DcElem(T_0006_0007_fileReference, path.c_str()));
+    SocketPair sockets;
+    large.setSockConv(sockets.ours());
+    Bytes begun;
+    std::thread peer([&] {
+        EXPECT_TRUE(orvkit::platform::waitReadable(sockets.peer(), 10000));
+        begun = sockets.arrived();
+        sockets.closePeer();
+    });
+    EXPECT_EQ(large.write(), DATATF_SOCKET);
+    peer.join();
+    EXPECT_EQ(begun.at(11), 0);
 }
 
 int readRest(DcPduDataTf& message, const Bytes& bytes, int dumpFd = -1) {

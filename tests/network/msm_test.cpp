@@ -1,7 +1,5 @@
 // Associations and messages between two application entities over a real socket.
 
-#include <atomic>
-
 #include "network/pair.h"
 #include "network/pdus.h"
 #include "support/temp_dir.h"

@@ -1,9 +1,6 @@
 // Items 56H to 59H of association PDUs and those that nobody knows: what is read and written of them, what is
 // refused, and what a provider and a user make of them.
 
-#include <algorithm>
-#include <filesystem>
-#include <functional>
 #include <sstream>
 
 #include "network/asso_pdu.h"

@@ -3,7 +3,6 @@
 #include "orvkit/mediamgr.h"
 #include "orvkit/scan.h"
 #include "orvkit/sequence.h"
-#include "support/capture_log.h"
 
 namespace {
 

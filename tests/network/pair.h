@@ -3,16 +3,12 @@
 #ifndef ORVKIT_TESTS_NETWORK_PAIR_H
 #define ORVKIT_TESTS_NETWORK_PAIR_H
 
-#include <gtest/gtest.h>
-
 #include <chrono>
 #include <functional>
 #include <memory>
 #include <thread>
-#include <vector>
 
 #include "orvkit/msm.h"
-#include "orvkit/result.h"
 #include "support/capture_log.h"
 
 using Message = std::unique_ptr<DcMsg>;

@@ -1,6 +1,5 @@
 // Application entities in threads of their own, on a port that they share, with data sets of their own and
 // the dictionary's numbers; and frames of one object. It says most under ThreadSanitizer.
-#include <atomic>
 #include <set>
 
 #include "media/frame_streams.h"

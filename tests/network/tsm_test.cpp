@@ -4,7 +4,6 @@
 #include "network/listening_ports.h"
 #include "network/pair.h"
 #include "network/pdus.h"
-#include "orvkit/datatf.h"
 
 namespace net = orvkit::platform;
 

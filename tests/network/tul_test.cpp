@@ -191,6 +191,11 @@ TEST(UpperLayer, EmptyPixelsStayWhereTheyAre) {
     ASSERT_NE(pixels, nullptr);
     EXPECT_EQ(ElemAccess::firstBuf(*pixels), nullptr);
     EXPECT_TRUE(readWhole(path).empty());
+    // Others go behind what the file has, wherever that ends.
+    if (!keepsHoles(dir / "holes")) return;
+    std::filesystem::resize_file(path, 5ull << 30);
+    ASSERT_EQ(upper.receive(inFragments(Image(kExplicit).whole, {10}), kExplicit), 0);
+    EXPECT_EQ(ElemAccess::firstBuf(*elemAt(*upper.message(), 0x7FE00010))->getOffset64(), 5ull << 30);
 }
 
 // The connection stays open behind the answer to our release in a collision: it is read to its end.

@@ -2,12 +2,9 @@
 #ifndef ORVKIT_TESTS_SUPPORT_DATASET_H
 #define ORVKIT_TESTS_SUPPORT_DATASET_H
 
-#include <gtest/gtest.h>
-
-#include "dataset/elem_access.h"
-#include "orvkit/elemlist.h"
-#include "orvkit/result.h"
 #include "orvkit/sequence.h"
+#include "support/capture_log.h"
+#include "support/elem_values.h"
 #include "support/stream.h"
 
 inline constexpr DICT_UID kImplicit = UID_LITTLE_ENDIAN_IMPLICIT;

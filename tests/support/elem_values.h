@@ -7,7 +7,6 @@
 
 #include "dataset/elem_access.h"
 #include "orvkit/elem.h"
-#include "orvkit/log.h"
 
 inline constexpr unsigned int anyTag = 0x00111010;  // unknown to the dictionary
 inline const std::string anyElement = "Element (0011,1010) ";

@@ -2,7 +2,6 @@
 #ifndef ORVKIT_TESTS_SUPPORT_SOCKET_PAIR_H
 #define ORVKIT_TESTS_SUPPORT_SOCKET_PAIR_H
 
-#include <array>
 #include <thread>
 
 #include "tests/support/pdu_bytes.h"

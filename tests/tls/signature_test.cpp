@@ -1,13 +1,10 @@
 // Signatures of tokens: each algorithm with its own keys, and with none of the others'.
-#include <gtest/gtest.h>
 #include <openssl/ecdsa.h>
 #include <openssl/hmac.h>
 
 #include <functional>
 #include <map>
-#include <string>
 
-#include "orvkit/result.h"
 #include "orvkit/tls.h"
 #include "support/capture_log.h"
 #include "tls/openssl.h"

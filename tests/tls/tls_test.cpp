@@ -1,15 +1,9 @@
 // Associations over TLS: who is let in, who is refused and with what words, and what hostile peers can do.
 #include "orvkit/tls.h"
 
-#include <array>
-#include <chrono>
-#include <functional>
-
 #include "network/connection.h"
 #include "network/pair.h"
-#include "orvkit/result.h"
 #include "support/system.h"
-#include "support/temp_dir.h"
 #include "tls/site.h"
 #include "tls/tickets.h"
 

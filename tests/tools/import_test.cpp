@@ -1,5 +1,4 @@
 // `orvkit import` and `orvkit extract` as processes: what goes in comes out again.
-#include <fstream>
 
 #include "tools/command.h"
 

@@ -3,7 +3,6 @@
 //
 // Every allocation fails once when ORVKIT_EVERY_ALLOCATION is set (half an hour); else a few of each job.
 #include <cerrno>
-#include <cstring>
 
 #include "tests/tools/command.h"
 

@@ -1,10 +1,7 @@
 // The command as a user of network services, against independent programs and against peers of our own.
-#include <chrono>
 #include <csignal>
 #include <map>
 
-#include "network/store_request.h"
-#include "tests/media/large_file.h"
 #include "tests/media/sample_files.h"
 #include "tests/network/pair.h"
 #include "tests/network/pdus.h"
@@ -437,74 +434,6 @@ TEST_F(NetworkCommandTest, GetStoresWholeObjectsUnderSafeNames) {
     EXPECT_EQ(names("deep/down"), std::vector<std::string>{"1.2.3.dcm"});
     EXPECT_EQ(names("deep"), std::vector<std::string>{"down"});
     EXPECT_FALSE(fs::exists(dir / "evil.dcm"));
-}
-
-// From disk to a user that gets it, and from there to a provider that puts the pixels aside.
-TEST_F(NetworkCommandTest, ObjectsBeyondFourGByteAreGotAndPutAside) {
-    if (std::getenv("ORVKIT_LARGE_OBJECTS") == nullptr) GTEST_SKIP() << "ORVKIT_LARGE_OBJECTS is not set";
-    if (fs::space(dir).available < 3 * large_file::kPixels) GTEST_SKIP() << "no room for 13 GByte";
-    if (!keepsHoles(dir / "holes")) GTEST_SKIP() << "the file system keeps no holes";
-    const CurrentEdition edition;
-    const std::string path = dir / "large", file = dir / "got/1.2.3.dcm", aside = dir / "aside";
-    Stream names;
-    names.ui(0x00080016, uidOf(UID_CT_IMAGE_STORAGE)).ui(0x00080018, "1.2.3");
-    (void)large_file::make(path, true, names);
-    const auto finish = [](DcMsm& msm, DcMsg& request, DcCmd&& response) {
-        response.add(new DcElem(T_0000_0900_status, static_cast<unsigned short>(0)));
-        ASSERT_EQ(msm.write(contextOf(request), &response), RESULT_OK);
-        Message end;
-        EXPECT_EQ(receive(msm, end), MSM_RELEASE_REQUESTED);
-    };
-    const auto run = [&](Provider& peer, const std::string& before, const std::string& behind) {
-        const Outcome outcome = sh("exec '" ORVKIT_COMMAND "' " + before +
-                                   " A@127.0.0.1:" + std::to_string(peer.port()) + " got" + behind);
-        peer.join();
-        EXPECT_EQ(outcome.status, 0) << outcome.err;
-#ifndef ORVKIT_SANITIZED
-        EXPECT_LT(outcome.residentKb, 32 << 10);
-#endif
-    };
-    const auto expectWhole = [](const DcFrames& frames) {
-        char text[16] = {};
-        unsigned long long length = 0;
-        DcFrame hole;
-        EXPECT_EQ(frames.read(10, text, sizeof text, length), RESULT_OK);
-        EXPECT_EQ(std::string_view(text, static_cast<std::size_t>(length)), "the last frame ");
-        EXPECT_TRUE(frames.find(9, hole) == RESULT_OK && hole.length == large_file::kHole);
-    };
-    auto support = sopList({UID_CT_IMAGE_STORAGE}, {UID_JPEG_2K_LOSSLESS}, TSM_ROLE_SCP);
-    support.insert(support.begin(), sopList({UID_STUDY_ROOT_Q_R_GET}).front());
-    const auto give = [&](DcMsm& msm) {
-        Message request, stored;
-        ASSERT_EQ(receive(msm, request), MSM_MESSAGE);
-        DcCmdCStoreRq store;
-        ASSERT_TRUE(orvkit::fillStoreRequest(store, path.c_str(), UID_CT_IMAGE_STORAGE, "1.2.3"));
-        ASSERT_EQ(msm.sendMessage(UID_CT_IMAGE_STORAGE, &store, UID_JPEG_2K_LOSSLESS), RESULT_OK);
-        ASSERT_EQ(receive(msm, stored), MSM_MESSAGE);
-        finish(msm, *request, DcCmdCGetRsp(static_cast<DcCmdCGetRq*>(request.get())));
-    };
-    Provider archive(support, give, "A", 0);
-    run(archive, "get", " -k StudyInstanceUID=1.2");
-    DcFrames frames;
-    ASSERT_EQ(frames.open(file.c_str()), RESULT_OK);
-    expectWhole(frames);
-    EXPECT_EQ(frames.foundBy(), FRAMES_BY_EXTENDED_TABLE);
-    fs::remove(path);
-
-    const auto keep = [&](DcMsm& msm) {
-        ASSERT_EQ(msm.setPixelDataFileName(aside.c_str()), RESULT_OK);
-        Message request;
-        ASSERT_EQ(receive(msm, request), MSM_MESSAGE);
-        DcBuf place;
-        ASSERT_EQ(request->getValue(T_7fe0_0010_pixelData, place), RESULT_OK);
-        EXPECT_TRUE(place.getOffset64() == 0 && place.getLen64() == fs::file_size(aside));
-        DcFrames there;
-        EXPECT_EQ(there.open(*request), RESULT_OK);
-        expectWhole(there);
-        finish(msm, *request, DcCmdCStoreRsp(static_cast<DcCmdCStoreRq*>(request.get())));
-    };
-    Provider keeper(sopList({UID_CT_IMAGE_STORAGE}, {UID_JPEG_2K_LOSSLESS}), keep, "A", 0);
-    run(keeper, "send", "");
 }
 
 }  // namespace

@@ -2,14 +2,8 @@
 #ifndef ORVKIT_TESTS_TOOLS_RAW_PEER_H
 #define ORVKIT_TESTS_TOOLS_RAW_PEER_H
 
-#include <gtest/gtest.h>
 #include <sys/socket.h>
 
-#include <algorithm>
-#include <string>
-#include <vector>
-
-#include "platform/socket.h"
 #include "tests/network/pdus.h"
 #include "tests/support/stream.h"
 

@@ -7,9 +7,7 @@
 #include <chrono>
 #include <memory>
 #include <set>
-#include <utility>
 
-#include "orvkit/file.h"
 #include "tests/tools/command.h"
 #include "tests/tools/raw_peer.h"
 

@@ -3,7 +3,6 @@
 #include <stdlib.h>
 
 #include <chrono>
-#include <cstdio>
 #include <cstdlib>
 #include <thread>
 

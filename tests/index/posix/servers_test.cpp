@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <array>
-#include <atomic>
 #include <thread>
 
 #include "index/archive.h"

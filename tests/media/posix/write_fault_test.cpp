@@ -6,7 +6,6 @@
 #include "media/dir_tree.h"
 #include "orvkit/mediamgr.h"
 #include "orvkit/tags.h"
-#include "support/capture_log.h"
 
 namespace {
 

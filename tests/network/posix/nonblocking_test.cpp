@@ -3,7 +3,6 @@
 
 #include "network/pair.h"
 #include "network/pdus.h"
-#include "orvkit/datatf.h"
 
 namespace {
 
