@@ -1,17 +1,15 @@
 #!/usr/bin/env bash
-# `orvkit serve --archive` asked by independent users. Exit status 77 when the program that the case needs is not
-# installed, or the index is left out of this build.
+# `orvkit serve --archive` asked by independent users.
 # Usage: archive.sh findscu|getscu|movescu ORVKIT
-set -uo pipefail
 case=$1 orvkit=$2
 . "$(dirname "${BASH_SOURCE[0]}")/peers.sh"
 need "$case"
-"$orvkit" index 2>&1 | grep -q 'left out' && { echo "skipped: no index in this build"; exit 77; }
+need_index
 for seed in 1 2 3; do "$orvkit" phantom "set/$seed" --size 64 --images 4 --seed "$seed" >/dev/null || exit 1; done
 into=$(free_port)
 serve in --archive --destination "MOVER=localhost:$into" --destination "GONE=localhost:1"
 must "send" "$orvkit" send "A@localhost:$port" set
-study=$("$orvkit" dump --tag StudyInstanceUID set/1/SE000001/IM000001 | grep -o '[0-9][0-9.]*[0-9]' | tail -1)
+study=$(study_of set/1)
 
 # results WHAT NUMBER OPTION...: so many, and success
 results() {
@@ -57,7 +55,7 @@ case_movescu() {
   logged '0 sent, 0 with a warning, 8 failed, status 0xA702'
   must "a study with many" "$orvkit" phantom set/4 --size 32 --images 100 --seed 4
   must "send" "$orvkit" send "A@localhost:$port" set/4
-  study=$("$orvkit" dump --tag StudyInstanceUID set/4/SE000001/IM000001 | grep -o '[0-9][0-9.]*[0-9]' | tail -1)
+  study=$(study_of set/4)
   movescu -v -S --cancel 2 -aem MOVER -k QueryRetrieveLevel=STUDY -k StudyInstanceUID="$study" localhost "$port" >said 2>&1
   logged ' sent, 0 with a warning, 0 failed, status 0xFE00'
   [ "$(find moved -type f | wc -l)" -lt 208 ] || fault "cancelled, and all of it came"
@@ -66,4 +64,3 @@ case_movescu() {
 "case_$case"
 stop_server
 must "index and files" "$orvkit" index check in
-[ "$faults" -eq 0 ] || { echo "$faults faults"; exit 1; }

@@ -1,12 +1,10 @@
 #!/usr/bin/env bash
-# Storage commitment with an independent archive, which asks `orvkit serve --archive` and is asked by `orvkit send`. Exit
-# status 77 when it is not installed, or the index is left out of this build.
+# Storage commitment with an independent archive, which asks `orvkit serve --archive` and is asked by `orvkit send`.
 # Usage: commitment.sh ORVKIT
-set -uo pipefail
 orvkit=$1
 . "$(dirname "${BASH_SOURCE[0]}")/peers.sh"
 need Orthanc curl
-"$orvkit" index 2>&1 | grep -q 'left out' && { echo "skipped: no index in this build"; exit 77; }
+need_index
 "$orvkit" phantom set --size 64 --images 3 >/dev/null || exit 1
 into=$(free_port) own_port=$(free_port)
 orthanc "\"DicomModalities\": { \"us\": [\"ORVKIT\", \"127.0.0.1\", $own_port], \"sender\": [\"SENDER\", \"127.0.0.1\", $into] }"
@@ -34,4 +32,3 @@ asked "all" "$all" Success
 asked "one that is not there" "$all, $(instance 1.2.3)" Failure
 logged 'commitment [0-9.]* of ARCHIVE .6 committed, 1 not. reported'
 stop_server
-[ "$faults" -eq 0 ] || { echo "$faults faults"; exit 1; }

@@ -1,15 +1,12 @@
 #!/usr/bin/env bash
 # What thousands of handshakes leave behind in `orvkit serve`, half ones, refused ones and good ones: its resident memory
 # and its descriptors, as a table. While half ones stay, and one comes a byte at a time, a good peer is served all the
-# same. Exit status 77 when TLS or Python is not there.
+# same.
 # Usage: growth.sh ORVKIT [HANDSHAKES of each kind]
-set -uo pipefail
 orvkit=$1 number=${2:-1000}
 . "$(dirname "${BASH_SOURCE[0]}")/peers.sh"
 need python3
-"$orvkit" tls make site ours,localhost,127.0.0.1 theirs,localhost >/dev/null 2>&1 ||
-  { echo "skipped: no TLS in this build"; exit 77; }
-ours=(--tls --tls-cert site/ours.pem --tls-key site/ours.key --tls-ca site/ca.pem)
+site ours,localhost,127.0.0.1 theirs,localhost
 cat >crowd.py <<'END'
 import socket, ssl, sys, threading, time
 address, kind, number = ("127.0.0.1", int(sys.argv[1])), sys.argv[2], int(sys.argv[3])
@@ -88,4 +85,3 @@ done
 kill "$!"
 stop_server
 [ -z "$(ls -A in)" ] || fault "something was kept: $(ls -A in)"
-[ "$faults" -eq 0 ] || { echo "$faults faults"; exit 1; }

@@ -5,18 +5,20 @@ need() {
   local name
   for name; do command -v "$name" >/dev/null || { echo "skipped: $name is not installed"; exit 77; }; done
 }
+need_index() { ! "$orvkit" index 2>&1 | grep -q 'left out' || { echo "skipped: no index in this build"; exit 77; }; }
 work=$(mktemp -d)
 cd "$work" || exit 1
-pids=()
+pids=() faults=0
 cleanup() {
-  local pid
+  local status=$? pid
   for pid in "${pids[@]}"; do kill -9 "$pid"; done 2>/dev/null
   wait 2>/dev/null
   rm -rf "$work"
+  [ "$faults" -eq 0 ] || { echo "$faults faults"; status=1; }
+  exit "$status"
 }
 trap cleanup EXIT
 export TCP_NODELAY=1
-faults=0
 fault() {
   echo "FAULT: $*"
   faults=$((faults + 1))
@@ -86,6 +88,13 @@ fetch() {
   for id in $(listed instances); do curl -sf "http://127.0.0.1:$rest/instances/$id/file" -o "stored/$id"; done
 }
 
+# site NAMES...: certificates of a site, and the options by which our programs and theirs use them, "ours" and "theirs"
+site() {
+  "$orvkit" tls make site "$@" >/dev/null 2>&1 || { echo "skipped: no TLS in this build"; exit 77; }
+  ours=(--tls --tls-cert site/ours.pem --tls-key site/ours.key --tls-ca site/ca.pem)
+  theirs=(+tls site/theirs.key site/theirs.pem +cf site/ca.pem)
+}
+
 # ---- files and their data sets ------------------------------------------------------------------------------
 
 # The bytes behind the meta information.
@@ -97,6 +106,8 @@ digests() {
   local file
   find "$@" -type f | while read -r file; do dataset "$file" | sha256sum; done | sort
 }
+# The UID of a study that the phantom made.
+study_of() { "$orvkit" dump --tag StudyInstanceUID "$1/SE000001/IM000001" | grep -o '[0-9][0-9.]*[0-9]' | tail -1; }
 # same WHAT SENT RECEIVED: files or directories
 same() {
   [ "$(digests "$2" | wc -l)" -gt 0 ] || fault "$1: nothing was to be sent"
@@ -107,6 +118,10 @@ must() {
   local what=$1
   shift
   "$@" >"$work/said" 2>&1 || { fault "$what: status $?"; tail -5 "$work/said"; }
+}
+# accepts PROGRAM...: without a word of error
+accepts() {
+  "$@" >said 2>&1 && ! grep -qE '^(E:|Error|Warning)' said || { fault "$* does not accept it"; head -6 said; }
 }
 # refuses WHAT WORDS COMMAND...: fails, and says why
 refuses() {

@@ -1,9 +1,8 @@
 #!/usr/bin/env bash
 # Our command for Windows, under wine, and our command for this system: objects sent both ways over loopback, and
-# file sets that one makes and the other lists, checks and reads. Exit status 77 when there is no wine. WINEPREFIX
-# is the caller's, or one that goes with the working directory.
+# file sets that one makes and the other lists, checks and reads. WINEPREFIX is the caller's, or goes with the working
+# directory.
 # Usage: windows.sh ORVKIT ORVKIT.EXE
-set -uo pipefail
 here=$1 windows=$2
 . "$(dirname "${BASH_SOURCE[0]}")/peers.sh"
 [[ $windows != *.exe ]] || need wine
@@ -54,4 +53,3 @@ for made in here there; do
   must "update what was made $made" "$reader" dicomdir update "$made.set" --id AGAIN
   reads "$made.set" "$reader" "$writer"
 done
-[ "$faults" -eq 0 ] || { echo "$faults faults"; exit 1; }

