@@ -9,20 +9,26 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "orvkit/elemlist.h"
 #include "orvkit/file.h"
+#include "orvkit/msm.h"
 #include "orvkit/tags.h"
 
 namespace tools_test {
 
 namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+using namespace std::chrono_literals;
 
 struct Outcome {
     int status;  // exit status, 128 + signal
@@ -33,6 +39,19 @@ struct Outcome {
 inline std::string contentOf(const fs::path& path) {
     std::ifstream file(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
+}
+
+template <typename Condition>
+bool untilTrue(Clock::duration patience, Condition condition) {
+    for (const auto end = Clock::now() + patience; Clock::now() < end; std::this_thread::sleep_for(10ms)) {
+        if (condition()) return true;
+    }
+    return condition();
+}
+
+// A port that was free a moment ago.
+inline int freePort() {
+    return DcMsm("P", TSM_ROLE_SCP, 0).getPort();
 }
 
 inline ::testing::AssertionResult holds(const std::string& text, const std::string& part) {
@@ -125,13 +144,12 @@ class CommandTest : public ::testing::Test {
 class ServedTest : public CommandTest {
   protected:
     void TearDown() override {
-        if (fs::exists(dir / "pid"))
-            (void)sh("kill $(cat pid); while kill -0 $(cat pid); do sleep .02; done");
+        if (server > 0) (void)stop(SIGKILL);
         CommandTest::TearDown();
     }
     // A script begins with a server at $peer; `stop` ends it, and `begin` starts another, on $into if that is
     // set.
-    static std::string server(const std::string& options = "") {
+    static std::string serving(const std::string& options = "") {
         return "begin() { rm -f log; : >log; '" ORVKIT_COMMAND "' serve --port 0 --no-sync " + options +
                " \"$@\" ${into:-in} 2>log & server=$!\n"
                "until grep -q 'listening on port' log; do kill -0 $server || exit 90; sleep .02; done\n"
@@ -139,17 +157,36 @@ class ServedTest : public CommandTest {
                "stop() { kill $server; wait $server || exit 91; }\n"
                "begin\n";
     }
-    // A server at `port`, which the file of that name has, too, until the test ends; and what is done at
-    // first.
-    void begin(const std::string& options = "", const std::string& script = "") {
-        const Outcome run =
-            sh(server(options) + script + "\necho $server >pid; echo $port >port; disown $server");
-        ASSERT_EQ(run.status, 0) << run.err << log();
-        port = std::stoi(contentOf(dir / "port"));
+    // A server at `port` until the test ends.
+    void begin(const std::string& options = "") {
+        fs::remove(dir / "log");
+        server = ::fork();
+        ASSERT_GE(server, 0);
+        const std::string script = "cd '" + dir.string() + "' && ulimit -n " + std::to_string(mostFiles) +
+                                   " && exec '" ORVKIT_COMMAND "' serve --port 0 --no-sync in " + options +
+                                   " 2>log";
+        if (server == 0) ::_exit(::execl("/bin/sh", "sh", "-c", script.c_str(), static_cast<char*>(nullptr)));
+        const std::string told = "listening on port ";
+        ASSERT_TRUE(logs(told)) << log();
+        port = std::stoi(log().substr(log().find(told) + told.size()));
     }
     std::string log() const { return contentOf(dir / "log"); }
+    bool logs(const std::string& text) const {
+        return untilTrue(30s, [&] { return log().find(text) != std::string::npos; });
+    }
+    // 0 when it ended by itself with success, in time.
+    int stop(int signal = SIGTERM) {
+        int status = -1;
+        ::kill(server, signal);
+        if (!untilTrue(8s, [&] { return ::waitpid(server, &status, WNOHANG) == server; })) return -1;
+        server = 0;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    }
+    std::string peer() const { return "A@127.0.0.1:" + std::to_string(port); }
 
+    pid_t server = 0;
     int port = 0;
+    int mostFiles = 900;  // fewer than those who come to the door
 };
 
 // The same, where there is an index.

@@ -20,14 +20,9 @@ class CommitmentTest : public ArchiveTest {
     // A server with what was sent to it.
     void begin(const std::string& options) {
         ASSERT_EQ(sh("orvkit phantom set --size 32 --series 1 --images 3").status, 0);
-        ArchiveTest::begin(options, "orvkit send $peer set");
-        peer = "127.0.0.1 " + std::to_string(port) + " ";
+        ArchiveTest::begin(options);
+        ASSERT_EQ(sh("orvkit send " + peer() + " set").status, 0);
     }
-    bool logs(const std::string& words) const {
-        return sh("for i in $(seq 600); do grep -q '" + words + "' log && exit; sleep .05; done; exit 1")
-                   .status == 0;
-    }
-    std::string peer;
 };
 
 Bytes itemsFor(const std::vector<std::string>& instances) {
@@ -59,7 +54,7 @@ Bytes action(const Bytes& information, const std::string& sopClass = kPush,
 
 TEST_F(CommitmentTest, ASenderLearnsWhatIsCommittedAndWhyTheRestIsNot) {
     begin("--archive");
-    const std::string commit = "orvkit send " + peer + "set --commit";
+    const std::string commit = "orvkit send " + peer() + " set --commit";
     const Outcome all = sh(commit);
     EXPECT_EQ(all.status, 0) << all.err << log();
     EXPECT_TRUE(holds(all.out, "set/SE000001/IM000003: committed\n3 committed, 0 not"));
@@ -71,13 +66,13 @@ TEST_F(CommitmentTest, ASenderLearnsWhatIsCommittedAndWhyTheRestIsNot) {
 
 TEST_F(CommitmentTest, ASenderIsToldWhenNobodyCommits) {
     begin("");
-    const Outcome refused = sh("orvkit send " + peer + "set --commit");
+    const Outcome refused = sh("orvkit send " + peer() + " set --commit");
     EXPECT_EQ(refused.status, 1);
     EXPECT_TRUE(holds(refused.err, "no commitment"));
     EXPECT_TRUE(holds(refused.err, "IM000003: not committed: no report came of it"));
     for (const char* const options :
          {"--commit-port 1", "--commit --commit-port 0", "--commit --commit-time 0"})
-        EXPECT_EQ(sh("orvkit send " + peer + "set " + options).status, 2) << options;
+        EXPECT_EQ(sh("orvkit send " + peer() + " set " + options).status, 2) << options;
 }
 
 TEST_F(CommitmentTest, HostileRequestsGetTheirStatusAndTheAssociationGoesOn) {
@@ -154,11 +149,6 @@ TEST_F(CommitmentTest, ManyReferencesAndATransactionInUseAreReportedOnTheAssocia
     // Nobody knows where this peer listens.
     raw.reset();
     EXPECT_TRUE(logs("cannot be reported: nobody knows where ME listens"));
-}
-
-int freePort() {
-    const DcMsm listener("ME", TSM_ROLE_SCP, 0);
-    return listener.getPort();
 }
 
 TEST_F(CommitmentTest, AReportIsTriedAgainOnAnAssociationWhoseOpenerProposesToBeTheProvider) {

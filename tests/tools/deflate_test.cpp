@@ -71,7 +71,7 @@ TEST_F(DeflatedTest, FileSetsHoldThem) {
 }
 
 TEST_F(DeflatedTest, PeersGiveAndTakeThem) {
-    const Outcome outcome = sh("into=got\n" + server() + R"sh(
+    const Outcome outcome = sh("into=got\n" + serving() + R"sh(
 orvkit send $peer deflated || exit 1
 stop
 orvkit convert got/*.dcm back --to explicit && cmp <(tail -c 4000 in) <(tail -c 4000 back) || exit 1

@@ -93,6 +93,7 @@ class MemoryTest : public ServedTest {
 // Of the peer jobs find the port in a file.
 TEST_F(MemoryTest, JobsEndWholeOrWithAMessage) {
     begin();
+    std::ofstream(dir / "port") << port;
     for (const Job& job : {
              Job{"dump --full new", ""},
              Job{"dump --json set", ""},

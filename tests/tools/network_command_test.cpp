@@ -28,9 +28,6 @@ class NetworkCommandTest : public CommandTest {
             "P=" +
             std::to_string(freePort()) + " Q=" + std::to_string(freePort()) + "\n" + script);
     }
-    // Free a moment ago.
-    static int freePort() { return DcMsm("P", TSM_ROLE_SCP, 0).getPort(); }
-
     // A script that runs a command and sends it a signal when a peer has called `now`: not after a second, in
     // which a busy machine has not even started it.
     static std::string signalled(const std::string& signal, const std::string& command) {

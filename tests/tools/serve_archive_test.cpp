@@ -17,14 +17,14 @@ class ServeArchiveTest : public ArchiveTest {
                       .status,
                   0);
     }
-    static std::string server(const std::string& options = "") {
+    static std::string serving(const std::string& options = "") {
         return "results() { orvkit find $peer --json \"$@\" | grep -c '\"00080054\"'; }\n" +
-               ArchiveTest::server("--archive " + options);
+               ArchiveTest::serving("--archive " + options);
     }
 };
 
 TEST_F(ServeArchiveTest, WhatWasReceivedIsFoundAtEveryLevelAlsoByTheNextServer) {
-    const Outcome run = sh(server() + R"(
+    const Outcome run = sh(serving() + R"(
 orvkit send $peer set >/dev/null || exit 2
 study=$(orvkit dump --tag StudyInstanceUID set/a/SE000001/IM000001 | grep -o '[0-9.]*[0-9]' | tail -1)
 results --root patient --level patient -k PatientName='PHAN*'
@@ -54,7 +54,7 @@ ls -d in/??/??/*.dcm | wc -l)");
 
 TEST_F(ServeArchiveTest, ResultsAreBoundedAndPeersNeedTheRight) {
     const Outcome run =
-        sh("printf 'BOTH\\nBLIND may store,echo\\n' >peers\n" + server("--peers peers --max-results 3") + R"(
+        sh("printf 'BOTH\\nBLIND may store,echo\\n' >peers\n" + serving("--peers peers --max-results 3") + R"(
 orvkit send $peer --aet BLIND set >/dev/null || exit 2
 results --aet BOTH --level image --relational
 orvkit find $peer --aet BLIND --level study
@@ -78,7 +78,7 @@ TEST_F(ServeArchiveTest, WhatWasReceivedIsFetchedAlsoInOtherSyntaxesAndToOthers)
            "until grep -q 'listening on port' mlog; do sleep .02; done\n"
            "to=$(grep -o 'port [0-9]*' mlog | head -1 | cut -c6-)\n"
            "echo \"MOV at 127.0.0.1:$to\" >>peers\n" +
-           server("--peers peers --destination GONE=127.0.0.1:1") + R"(
+           serving("--peers peers --destination GONE=127.0.0.1:1") + R"(
 orvkit send $peer --aet BOTH set >/dev/null || exit 2
 study=$(orvkit dump --tag StudyInstanceUID set/a/SE000001/IM000002 | grep -o '[0-9.]*[0-9]' | tail -1)
 ask() { orvkit $1 $peer --aet ${who:-BOTH} "${@:2}" -k StudyInstanceUID=$study; echo $?; }
@@ -131,7 +131,7 @@ TEST_F(ServeArchiveTest, OfTlsItReachesDestinationsOverTlsWhomItTrusts) {
            "until grep -q 'listening on port' $1.log; do sleep .02; done\n"
            "echo \"$3 at 127.0.0.1:$(grep -o 'port [0-9]*' $1.log | head -1 | cut -c6-)\" >>peers; }\n"
            "listen known site/one KNOWN; listen strange other/two STRANGE; echo USER >>peers\n" +
-           server("--peers peers --tls-client none $(secured site/one)") + R"(
+           serving("--peers peers --tls-client none $(secured site/one)") + R"(
 orvkit send $peer $(secured site/one) --aet USER set/b >/dev/null || exit 2
 study=$(orvkit dump --tag StudyInstanceUID set/b/SE000001/IM000001 | grep -o '[0-9.]*[0-9]' | tail -1)
 for dest in KNOWN STRANGE; do
@@ -149,7 +149,7 @@ echo $?)");
 
 // What is noted as arriving, in front of its rows: new, there already, no object, and not even a file.
 TEST_F(ServeArchiveTest, WhatAServerHadUnderWayIsFinishedByTheNextOne) {
-    const Outcome run = sh(server() + R"(
+    const Outcome run = sh(serving() + R"(
 orvkit send $peer set/a >/dev/null || exit 2
 stop
 folder=$(printf 'x%.0s' $(seq 220)) at=in/.orvkit-arriving
@@ -172,7 +172,7 @@ orvkit index check in)");
 }
 
 TEST_F(ServeArchiveTest, AnotherObjectOfAnInstanceGoesByWhatWasChosenAndTheSameOneIsASuccess) {
-    const Outcome run = sh(server() + R"(
+    const Outcome run = sh(serving() + R"(
 one=set/a/SE000001/IM000001
 LC_ALL=C sed 's/Phantom^Head/Phantom^Hear/' $one >other
 orvkit send $peer $one >/dev/null || exit 2
@@ -204,7 +204,7 @@ TEST_F(ServeArchiveTest, FilesLieByAttributesUnderNamesThatAreSafe) {
                 {"end of it...", "end of it.._/1.dcm"}, {"Files.dcm   ", "Files.dcm_/1.dcm"},
                 {"\\x01.bell\\x07     ", "_bell/1.dcm"}};
     std::string script =
-        server("--on-duplicate both") + "\nstop; begin --layout '{PatientName}/{0020,0013}.dcm'\n";
+        serving("--on-duplicate both") + "\nstop; begin --layout '{PatientName}/{0020,0013}.dcm'\n";
     for (const auto& row : rows)
         script += std::string("LC_ALL=C sed 's#Phantom^Head#") + row.value +
                   "#' set/a/SE000001/IM000001 >one; orvkit send $peer one >/dev/null || exit 2\n";
@@ -235,7 +235,7 @@ orvkit serve none --layout a; echo $?; ls none)");
 }
 
 TEST_F(ServeArchiveTest, TwoServersShareAnArchiveWhoseIndexIsNotReplacedMeanwhile) {
-    const Outcome run = sh(server() + R"(
+    const Outcome run = sh(serving() + R"(
 first=$server one=$peer; mv log log1; begin
 for to in $one $peer $one $peer; do orvkit send $to set >/dev/null & all="$all $!"; done
 for id in $all; do wait $id || exit 3; done
@@ -253,7 +253,7 @@ orvkit index rebuild in; orvkit index check in; ls -A in/.orvkit-arriving)");
 TEST_F(ServeArchiveTest, AFullDiskRefusesObjectsAndKeepsWhatItHas) {
     if (sh("mkdir in && mount -t tmpfs -o size=1500k none in && umount in").status != 0)
         GTEST_SKIP() << "no small file system can be mounted";
-    const Outcome run = sh("mount -t tmpfs -o size=1500k none in; trap 'umount in' EXIT\n" + server() + R"(
+    const Outcome run = sh("mount -t tmpfs -o size=1500k none in; trap 'umount in' EXIT\n" + serving() + R"(
 orvkit phantom big --size 256 --images 10 --seed 3 >/dev/null
 orvkit send $peer big >/dev/null && exit 2
 stored=$(results --level image --relational); refused=$(grep -c 'status 0xA700' log)
@@ -271,8 +271,9 @@ class RawArchiveTest : public ServeArchiveTest {
   protected:
     void SetUp() override {
         ServeArchiveTest::SetUp();
-        if (!IsSkipped())
-            begin("--archive --destination GONE=127.0.0.1:1", "orvkit send $peer set >/dev/null");
+        if (IsSkipped()) return;
+        begin("--archive --destination GONE=127.0.0.1:1");
+        ASSERT_EQ(sh("orvkit send " + peer() + " set").status, 0);
     }
     static Bytes level(const std::string& name) {
         return element(0x00080052, bytesOf(name + (name.size() % 2 != 0 ? " " : "")));

@@ -15,20 +15,10 @@ namespace tools_test {
 namespace {
 
 namespace platform = orvkit::platform;
-using Clock = std::chrono::steady_clock;
-using namespace std::chrono_literals;
 
 // A good client who is held up waits for the time-out of others, 30 s: a second on a machine that has
 // something else to do is far from that.
 constexpr auto kSoon = 5s;
-
-template <typename Condition>
-bool untilTrue(Clock::duration patience, Condition condition) {
-    for (const auto end = Clock::now() + patience; Clock::now() < end; std::this_thread::sleep_for(10ms)) {
-        if (condition()) return true;
-    }
-    return condition();
-}
 
 // The command of a C-STORE request.
 Stream storeCommand(const std::string& instance) {
@@ -57,53 +47,8 @@ void openMany() {
     ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &files), 0);
 }
 
-class ServeTest : public CommandTest {
+class ServeTest : public ServedTest {
   protected:
-    void TearDown() override {
-        if (server > 0) {
-            ::kill(server, SIGKILL);
-            ::waitpid(server, nullptr, 0);
-        }
-        CommandTest::TearDown();
-    }
-
-    // Starts the server; its log is in serve.log, its objects in in/.
-    void serve(std::vector<std::string> options = {}, const std::string& into = "in") {
-        options.insert(options.begin(),
-                       {ORVKIT_COMMAND, "serve", "--port", "0", "--no-sync", (dir / into).string()});
-        fs::remove(dir / "serve.log");
-        server = ::fork();
-        ASSERT_GE(server, 0);
-        if (server == 0) {
-            std::vector<char*> arguments;
-            for (std::string& o : options) arguments.push_back(o.data());
-            arguments.push_back(nullptr);
-            // Fewer than those who come to the door.
-            const rlimit files{mostFiles, mostFiles};
-            ::setrlimit(RLIMIT_NOFILE, &files);
-            const int log = ::open((dir / "serve.log").c_str(), O_CREAT | O_WRONLY | O_APPEND, 0644);
-            ::dup2(log, 2);
-            ::execv(ORVKIT_COMMAND, arguments.data());
-            ::_exit(127);
-        }
-        const std::string told = "listening on port ";
-        ASSERT_TRUE(untilTrue(20s, [&] { return log().find(told) != std::string::npos; })) << log();
-        port = std::atoi(log().c_str() + log().find(told) + told.size());
-    }
-    std::string log() const { return contentOf(dir / "serve.log"); }
-    bool logs(const std::string& text) const {
-        return untilTrue(10s, [&] { return log().find(text) != std::string::npos; });
-    }
-    // 0 when it ended by itself with success, in time.
-    int stop(int signal = SIGTERM) {
-        int status = -1;
-        ::kill(server, signal);
-        if (!untilTrue(8s, [&] { return ::waitpid(server, &status, WNOHANG) == server; })) return -1;
-        server = 0;
-        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    }
-    std::string peer() const { return "A@127.0.0.1:" + std::to_string(port); }
-
     // The time that an echo takes, from the start of the command to its end.
     Clock::duration echo() const {
         const auto begun = Clock::now();
@@ -135,14 +80,10 @@ class ServeTest : public CommandTest {
         EXPECT_EQ(dirReadFileMetaInfo(path.c_str(), meta, end), 0) << path;
         return contentOf(path).substr(end);
     }
-
-    pid_t server = 0;
-    int port = 0;
-    rlim_t mostFiles = 900;
 };
 
 TEST_F(ServeTest, WhatIsNoStorableObjectIsAnsweredAndLeavesNoFile) {
-    serve();
+    begin();
     RawPeer sender(port);
     ASSERT_TRUE(sender.associate());
     const auto store = [&](const std::string& instance, const Bytes& object, std::size_t piece = 16000) {
@@ -202,7 +143,7 @@ TEST_F(ServeTest, WhatIsNoStorableObjectIsAnsweredAndLeavesNoFile) {
 }
 
 TEST_F(ServeTest, AStopLetsTheStoreThatIsUnderWayEnd) {
-    serve();
+    begin();
     RawPeer sender(port);
     RawPeer idle(port);
     ASSERT_TRUE(sender.associate() && idle.associate());
@@ -221,7 +162,7 @@ TEST_F(ServeTest, AStopLetsTheStoreThatIsUnderWayEnd) {
 
 TEST_F(ServeTest, HostilePeersHoldNobodyUp) {
     openMany();
-    serve();
+    begin();
     const auto soonest = [this] { return std::min({echo(), echo(), echo()}); };
     EXPECT_LT(soonest(), kSoon);
     const std::size_t before = openFiles();
@@ -262,7 +203,7 @@ TEST_F(ServeTest, HostilePeersHoldNobodyUp) {
 // Fewer threads and fewer files than associations.
 TEST_F(ServeTest, IdleAssociationsKeepNobodyOut) {
     mostFiles = 240;
-    serve({"--workers", "16"});
+    begin("--workers 16");
     std::vector<std::unique_ptr<RawPeer>> idle;
     for (int i = 0; i < 200; ++i) {
         idle.push_back(std::make_unique<RawPeer>(port));
@@ -313,7 +254,7 @@ TEST_F(ServeTest, EachBrokenAssociationIsToldWithItsReason) {
          "ID - 3"},
     };
     for (const bool late : {true, false}) {
-        serve({"--timeout", late ? "1" : "60"});
+        begin(late ? "--timeout 1" : "--timeout 60");
         for (const auto& row : rows) {
             if (row.late != late) continue;
             RawPeer sender(port);
@@ -327,7 +268,7 @@ TEST_F(ServeTest, EachBrokenAssociationIsToldWithItsReason) {
 
 // Whole fragments, or the bytes of one, come now and then: no single wait is too long.
 TEST_F(ServeTest, AMessageThatNeverEndsLosesItsWorker) {
-    serve({"--timeout", "1"});
+    begin("--timeout 1");
     const struct {
         Bytes first, drop;
     } rows[] = {{{}, pdu(PDU_TYPE_DATA_TF, pdv(1, 0, Bytes(10, 0)))},
@@ -345,7 +286,7 @@ TEST_F(ServeTest, AMessageThatNeverEndsLosesItsWorker) {
 
 TEST_F(ServeTest, AServerThatIsKilledLeavesNoNameWithoutAWholeObject) {
     ASSERT_EQ(sh("orvkit phantom s --size 512 --series 1 --images 20 >/dev/null").status, 0);
-    serve();
+    begin();
     RawPeer other(port);
     ASSERT_TRUE(other.associate());
     ASSERT_TRUE(other.say(
@@ -365,7 +306,7 @@ TEST_F(ServeTest, AServerThatIsKilledLeavesNoNameWithoutAWholeObject) {
     for (const auto& entry : fs::directory_iterator(dir / "s/SE000001")) whole.insert(dataset(entry.path()));
     for (const std::string& name : names("in"))
         EXPECT_TRUE(!name.ends_with(".dcm") || whole.contains(dataset(dir / "in" / name))) << name;
-    serve();
+    begin();
     EXPECT_EQ(sh("orvkit send " + peer() + " s").status, 0);
     EXPECT_EQ(names("in").size(), 20u);
 }
@@ -380,7 +321,7 @@ TEST_F(ServeTest, AFullDiskIsToldToTheSenderAndTheNextStoreWorks) {
         if (::mount("tmpfs", (dir / "in").c_str(), "tmpfs", 0, size) != 0) {
             GTEST_SKIP() << "no small file system can be mounted";
         }
-        serve();
+        begin();
         const Outcome sent = sh("orvkit send " + peer() + " big; orvkit send " + peer() + " small");
         const auto left = names("in");
         const std::string said = log();
@@ -395,7 +336,7 @@ TEST_F(ServeTest, AFullDiskIsToldToTheSenderAndTheNextStoreWorks) {
 
 TEST_F(ServeTest, ALargeImageGoesFromDiskToDiskInLittleMemory) {
     ASSERT_EQ(sh("orvkit phantom big --size 4096 --series 1 --images 1 >/dev/null").status, 0);
-    serve();
+    begin();
     const Outcome sent = sh("orvkit send " + peer() + " big");
     EXPECT_EQ(sent.status, 0);
     const auto stored = names("in");
@@ -414,7 +355,7 @@ TEST_F(ServeTest, ObjectsBecomePartOfAFileSet) {
            "for f in t/*/*; do printf X | dd of=$f bs=1 seek=$(($(stat -c %s $f) - 1)) conv=notrunc; done")
             .status,
         0);
-    serve({"--file-set"});
+    begin("--file-set");
     EXPECT_TRUE(holds(sh("orvkit send " + peer() + " s -j 3").out, "4 sent"));
     EXPECT_TRUE(holds(sh("orvkit serve --port 0 --file-set in").err, "another program is at work"));
     const Outcome again = sh("orvkit send " + peer() + " s -j 3; orvkit send " + peer() + " t 2>other");
@@ -430,7 +371,7 @@ TEST_F(ServeTest, ObjectsBecomePartOfAFileSet) {
 
 // The association is still open, so that no DICOMDIR has been written.
 TEST_F(ServeTest, WhatAFileSetHasConfirmedIsFoundAfterAKill) {
-    serve({"--file-set"});
+    begin("--file-set");
     RawPeer sender(port);
     ASSERT_TRUE(sender.associate());
     for (const char* instance : {"1.2.1", "1.2.2", "1.2.4"}) EXPECT_EQ(store(sender, instance), 0u) << log();
@@ -444,11 +385,11 @@ TEST_F(ServeTest, WhatAFileSetHasConfirmedIsFoundAfterAKill) {
                  "f=PT000001/ST000001/SE000001/IM000003; mv $f ../kept && echo unreadable >$f")
                   .status,
               0);
-    serve({"--file-set"});
+    begin("--file-set");
     EXPECT_TRUE(logs("2 objects that a server stored before it was killed are in the file set now"));
     EXPECT_EQ(stop(), 0);
     ASSERT_EQ(sh("mv kept in/PT000001/ST000001/SE000001/IM000003").status, 0);
-    serve({"--file-set"});
+    begin("--file-set");
     EXPECT_TRUE(logs("1 objects that a server stored before it was killed are in the file set now"));
     EXPECT_TRUE(holds(sh("orvkit dicomdir check in").out, "files 3, no findings"));
     RawPeer next(port);
@@ -460,7 +401,7 @@ TEST_F(ServeTest, WhatAFileSetHasConfirmedIsFoundAfterAKill) {
     EXPECT_EQ(stop(), 1);
     EXPECT_TRUE(holds(log(), "the DICOMDIR is not written"));
     ASSERT_EQ(sh("rm -r in/DICOMDIR && mv old in/DICOMDIR").status, 0);
-    serve({"--file-set"});
+    begin("--file-set");
     EXPECT_EQ(stop(), 0);
     EXPECT_TRUE(holds(sh("orvkit dicomdir check in").out, "files 4, no findings"));
     EXPECT_EQ(sh("find in -type f | wc -l").out, "5\n");
@@ -471,7 +412,7 @@ TEST_F(ServeTest, WhatAFileSetRefusesForWantOfFilesOrForABrokenDiskIsNotKept) {
     if (std::string(ORVKIT_FAIL_ALLOCATION).empty()) GTEST_SKIP() << "nothing to preload here";
     ::setenv("LD_PRELOAD", ORVKIT_FAIL_ALLOCATION, 1);
     ::setenv("FAIL_CALL", (dir / "call").c_str(), 1);
-    serve({"--file-set"});
+    begin("--file-set");
     ::unsetenv("LD_PRELOAD");
     RawPeer sender(port);
     ASSERT_TRUE(sender.associate());

@@ -7,7 +7,7 @@ namespace {
 class ServeTranscodeTest : public ServedTest {
   protected:
     Outcome served(const std::string& options, const std::string& script) const {
-        return sh(server(options) + script + "\nstop");
+        return sh(serving(options) + script + "\nstop");
     }
     bool has(const std::string& codec) const {
         const auto run = sh("orvkit convert --to " + codec + " none out");
