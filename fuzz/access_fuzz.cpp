@@ -1,5 +1,6 @@
-// Files of peers and users, keys of tokens, and tokens: the first byte picks which. What is read says the
-// same again.
+// What the command is given by users and peers: files of peers and users, keys of tokens, and tokens;
+// worklists in JSON, and requests and reports of commitment. The first byte picks which. What is read says
+// the same again.
 #include <openssl/hmac.h>
 
 #include <algorithm>
@@ -7,9 +8,11 @@
 
 #include "fuzz/target.h"
 #include "orvkit/tls.h"
+#include "services/commitment.h"
 #include "services/jwt.h"
 #include "services/known_peers.h"
 #include "services/users.h"
+#include "services/worklist.h"
 #include "tests/support/base64_url.h"
 
 namespace {
@@ -72,13 +75,48 @@ void readKeys(const std::string& text) {
         require(tlsCheckSignature(algorithm, text.data(), length, "a", 1, text.data(), length) != 0);
 }
 
+// What is an attribute goes into a data set, and through an item of a sequence, as it is.
+void readWorklist(const std::string& text) {
+    std::vector<orvkit::index::Bytes> datasets;
+    std::string fault;
+    if (!services::attributesOfJson(text, datasets, fault)) return require(!fault.empty());
+    for (const orvkit::index::Bytes& each : datasets) {
+        DcElemList list;
+        orvkit::index::giveAttributes(each, "ISO_IR 192", list);
+        orvkit::index::Bytes again;
+        orvkit::index::appendItem(again, each);
+        orvkit::index::ItemReader items(again);
+        std::string_view item;
+        require(items.next(item) && item == each && !items.next(item));
+    }
+}
+
+void readCommitment(const std::string& text) {
+    for (const bool isReport : {false, true}) {
+        std::string bytes = text;
+        auto length = static_cast<unsigned int>(bytes.size());
+        DcElemList dataset;
+        (void)dataset.setValueExceptionLevel(0);
+        if (dataset.parse(bytes.data(), length, UID_LITTLE_ENDIAN_IMPLICIT) != 0) return;
+        services::ReceivedCommitment received;
+        services::takeCommitment(dataset, isReport, received);
+        require(received.fault.empty() == (received.status == services::kCommitted));
+        if (!received.fault.empty()) continue;
+        services::ReceivedCommitment again;
+        services::takeCommitment(*services::reportOf(received.what, "A"), true, again);
+        require(again.fault.empty() && again.what.items.size() == received.what.items.size());
+        require(again.what.event() == received.what.event());
+    }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (size < 1) return 0;
     const std::vector<unsigned char> bytes = fuzz::content(data, size);
     const std::string text(bytes.begin(), bytes.end());
-    constexpr void (*readers[])(const std::string&) = {readPeers, readUsers, readToken, readKeys};
-    readers[data[0] % 4](text);
+    constexpr void (*readers[])(const std::string&) = {readPeers, readUsers,    readToken,
+                                                       readKeys,  readWorklist, readCommitment};
+    for (std::size_t i = data[0] % 4; i < std::size(readers); i += 4) readers[i](text);
     return 0;
 }

@@ -23,6 +23,14 @@ Stream image(DICT_UID syntax) {
     return s.elem(0x7FE00010, "OW", "\1\2\3\4\5\6\7\x8" + std::string(56, '\0'));
 }
 
+Stream commitment() {
+    Stream s(UID_LITTLE_ENDIAN_IMPLICIT);
+    s.ui(0x00081195, "1.2.3").header(0x00081199, "SQ", Stream::undefined);
+    for (const char* const instance : {"1.2.3.4", "1.2.3.5"})
+        s.item(Stream::undefined).ui(0x00081150, "1.2.3.4").ui(0x00081155, instance).endItem();
+    return s.endSequence();
+}
+
 // A sequence and encapsulated pixel data.
 Stream undefinedLengths() {
     Stream s;
@@ -123,6 +131,7 @@ void addSamples(const std::string& directory, std::vector<Bytes>& all) {
 
 std::vector<Bytes> seeds(const std::string& sampleDirectory) {
     std::vector<Bytes> streams = {undefinedLengths().bytes(),
+                                  commitment().bytes(),
                                   packed(Bytes(2000, 7)),
                                   conversation({}),
                                   conversation(acceptance()),
@@ -137,13 +146,16 @@ std::vector<Bytes> seeds(const std::string& sampleDirectory) {
         streams.push_back(part10(syntax, image(syntax)).bytes());
     }
     streams.push_back(packed(image(UID_LITTLE_ENDIAN_IMPLICIT).bytes()));
-    for (const char* text :
-         {"045Y", "(0008,0016)", "20240115", "2024.01.15-", "20240115101530.250000+0100", "101530.5",
-          "10:15-11:00", "Name^Given^M^Dr^Jr",
-          "A B\n\"CT 2\" from 10.0.0.0/8,fd00::/8 certificate a.b may echo,store bytes 4G # c\n",
-          "joe $y$j9T$F5Jx5fExrKuPp53xLKQ..1$tnSYvahCwPBHKZUspmcxMfb0.WiB9W.zEaKlOBL35rC\nann\n",
-          R"({"sub":"ann","aud":["X","SITE"],"exp":1800000001.5,"nbf":1})", "eyJhbGciOiJub25lIn0.e30.e30",
-          "-----BEGIN PUBLIC KEY-----\n-----END", "\x1b$B^=A=B", "A\\B\\1.5e3"}) {
+    for (
+        const char* text :
+        {"045Y", "(0008,0016)", "20240115", "2024.01.15-", "20240115101530.250000+0100", "101530.5",
+         "10:15-11:00", "Name^Given^M^Dr^Jr",
+         "A B\n\"CT 2\" from 10.0.0.0/8,fd00::/8 certificate a.b may echo,store bytes 4G # c\n",
+         "joe $y$j9T$F5Jx5fExrKuPp53xLKQ..1$tnSYvahCwPBHKZUspmcxMfb0.WiB9W.zEaKlOBL35rC\nann\n",
+         R"({"sub":"ann","aud":["X","SITE"],"exp":1800000001.5,"nbf":1})", "eyJhbGciOiJub25lIn0.e30.e30",
+         R"([{"00100010":{"vr":"PN","Value":[{"Alphabetic":"A^B"},null]},"00280010":{"vr":"US","Value":[4,5]},)"
+         R"("00400100":{"vr":"SQ","Value":[{"00400001":{"vr":"AE","Value":["CT1"]}},null]}}])",
+         "-----BEGIN PUBLIC KEY-----\n-----END", "\x1b$B^=A=B", "A\\B\\1.5e3"}) {
         const std::string bytes(text);
         streams.emplace_back(bytes.begin(), bytes.end());
     }

@@ -8,6 +8,17 @@
 #include "services/report.h"
 
 namespace services {
+namespace {
+
+bool copyOnce(const DcIndex& source, DcIndex& target, unsigned long long instances) {
+    Progress progress("copying", static_cast<std::size_t>(instances));
+    return target.copyAll(source, &progress, [](void* context, unsigned long long seen) {
+        static_cast<Progress*>(context)->reach(static_cast<std::size_t>(seen));
+        return 0;
+    }) == RESULT_OK;
+}
+
+}  // namespace
 
 int copyIndex(const std::string& from, const std::string& to) {
     constexpr int mostPasses = 10;
@@ -27,22 +38,22 @@ int copyIndex(const std::string& from, const std::string& to) {
     if (target.open(to.c_str(), INDEX_CREATE) != RESULT_OK || target.stats(here) != RESULT_OK)
         return failed("%s", DcIndex::fault());
     const unsigned long long before = here.instances;
-    for (int pass = 0; pass < mostPasses && (pass == 0 || here.instances < there.instances); ++pass) {
-        Progress progress("copying", static_cast<std::size_t>(there.instances));
-        const auto step = [](void* context, unsigned long long instances) {
-            static_cast<Progress*>(context)->reach(static_cast<std::size_t>(instances));
-            return 0;
-        };
-        const int result = target.copyAll(source, &progress, step);
-        if (result != RESULT_OK || source.stats(there) != RESULT_OK || target.stats(here) != RESULT_OK) {
-            const std::string fault = DcIndex::fault();
-            progress.clear();
-            return failed("%s", fault.c_str());
-        }
-    }
+    // What was stored behind the place that a pass has come to is another one's. Equal counts alone do not
+    // tell that there is none: something else may have been deleted.
+    unsigned long long known = 0;
+    int pass = 0;
+    do {
+        known = here.instances;
+        if (!copyOnce(source, target, there.instances) || source.stats(there) != RESULT_OK ||
+            target.stats(here) != RESULT_OK)
+            return failed("%s", DcIndex::fault());
+    } while (here.instances != known && ++pass < mostPasses);
     std::printf("%llu instances copied: %llu there, %llu here\n", here.instances - before, there.instances,
                 here.instances);
-    if (here.instances == there.instances) return EXIT_OK;
+    if (here.instances != known)
+        return failed(
+            "each time there was more to copy: end the server that stores there, and copy once more");
+    if (here.instances == there.instances && there.graves == 0) return EXIT_OK;
     return failed(
         "they do not have the same: `orvkit index check DIR --index PLACE` tells what one has alone");
 }

@@ -9,7 +9,6 @@
 #include "orvkit/result.h"
 #include "orvkit/sequence.h"
 #include "orvkit/tags.h"
-#include "services/association.h"
 #include "services/elements.h"
 #include "services/handlers.h"
 #include "services/peer.h"
@@ -200,8 +199,9 @@ unsigned short faultOfReport(DcMsg& command) {
 }
 
 DcMsmSopXferSyn commitmentContext(TSM_ROLE role) {
-    return context(UID_STORAGE_COMMITMENT_PUSH_CLASS,
-                   {UID_LITTLE_ENDIAN_EXPLICIT, UID_LITTLE_ENDIAN_IMPLICIT, UID_BIG_ENDIAN_EXPLICIT}, role);
+    DICT_UID xferSyns[] = {UID_LITTLE_ENDIAN_EXPLICIT, UID_LITTLE_ENDIAN_IMPLICIT, UID_BIG_ENDIAN_EXPLICIT,
+                           UID_NONE};
+    return {UID_STORAGE_COMMITMENT_PUSH_CLASS, xferSyns, role};
 }
 
 }  // namespace services

@@ -3,12 +3,17 @@
 #include <array>
 #include <bit>
 #include <charconv>
+#include <cmath>
 #include <cstring>
+#include <limits>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <type_traits>
+#include <utility>
 
 #include "dictionary/vr_table.h"
+#include "index/trouble.h"
 #include "orvkit/index.h"
 #include "orvkit/tags.h"
 #include "services/worklist.h"
@@ -32,13 +37,28 @@ std::optional<unsigned int> tagFrom(std::string_view text) {
     return tag;
 }
 
+// None where it does not fit.
+template <typename Number>
+std::optional<Number> numberFrom(const Json& value) {
+    if constexpr (std::is_integral_v<Number>) {
+        const bool negative =
+            value.is_number_integer() && !value.is_number_unsigned() && value.get<std::int64_t>() < 0;
+        if (!value.is_number_integer() || (negative ? !std::in_range<Number>(value.get<std::int64_t>())
+                                                    : !std::in_range<Number>(value.get<std::uint64_t>())))
+            return std::nullopt;
+    } else if (!value.is_number() || std::abs(value.get<double>()) > std::numeric_limits<Number>::max()) {
+        return std::nullopt;
+    }
+    return value.get<Number>();
+}
+
 // Little endian, as attributes have it.
 template <typename Number>
 void putNumberValue(ix::Bytes& bytes, const Json& value, const std::string& name) {
-    if (!value.is_number()) throw JsonFault{name + " has a value that is no number"};
-    const auto number = value.get<Number>();
-    std::array<unsigned char, sizeof number> raw{};
-    std::memcpy(raw.data(), &number, sizeof number);
+    const auto number = numberFrom<Number>(value);
+    if (!number) throw JsonFault{name + " has a value that is no number of its VR"};
+    std::array<unsigned char, sizeof(Number)> raw{};
+    std::memcpy(raw.data(), &*number, sizeof(Number));
     if constexpr (std::endian::native == std::endian::big) std::ranges::reverse(raw);
     bytes.append(raw.begin(), raw.end());
 }
@@ -167,15 +187,27 @@ ix::Bytes attributesFrom(const Json& object, int depth) {
     return bytes;
 }
 
+// One that cannot be told as a data set would spoil each answer that it is in.
+ix::Bytes dataSetFrom(const Json& object) {
+    ix::Bytes bytes = attributesFrom(object, 0);
+    DcElemList dataset;
+    try {
+        ix::giveAttributes(bytes, "ISO_IR 192", dataset);
+    } catch (const ix::Trouble&) {
+        throw JsonFault{"its attributes make no data set"};
+    }
+    return bytes;
+}
+
 }  // namespace
 
 bool attributesOfJson(const std::string& text, std::vector<ix::Bytes>& datasets, std::string& fault) {
     try {
         const Json all = Json::parse(text);
         if (!all.is_array()) {
-            datasets.push_back(attributesFrom(all, 0));
+            datasets.push_back(dataSetFrom(all));
         } else {
-            for (const Json& each : all) datasets.push_back(attributesFrom(each, 0));
+            for (const Json& each : all) datasets.push_back(dataSetFrom(each));
         }
         return true;
     } catch (const Json::exception& wrong) {

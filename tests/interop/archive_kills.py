@@ -1,8 +1,8 @@
 #!/usr/bin/python3 -B
 """Servers of one archive, killed at random while objects arrive, are found and are deleted. After each kill the next
-server starts: files and index must agree, both ways, and what was logged as stored (which comes before the sender
-hears of it) must be there, byte for byte, unless a deletion was under way. The script tells how many kills met a
-server at work.
+server starts, with another layout: files and index must agree, both ways, and what was logged as stored (which comes
+before the sender hears of it) must be there, byte for byte, unless a deletion was under way. The script tells how many
+kills met a server at work.
 With --database they share a PostgreSQL server, which is killed, too.
 Usage: archive_kills.py ORVKIT [ROUNDS [SERVERS [SEED]]] [--database]"""
 import os
@@ -21,6 +21,7 @@ chance = random.Random(seed)
 need_index(orvkit)
 database = Database(orvkit) if "--database" in sys.argv else None
 place = ["--index", database.place] if database else []
+layouts = [[], ["--layout", "{PatientID}/{SeriesNumber}/{SOPInstanceUID}"]]
 
 
 def run(*words):
@@ -67,7 +68,7 @@ class Known:
                 fault(f"{path} is not what was sent")
 
     def round(self, number):
-        working = [Archive(orvkit, "in", f"log{i}", *place) for i in range(servers)]
+        working = [Archive(orvkit, "in", f"log{i}", *place, *layouts[(number + i) % 2]) for i in range(servers)]
         if not all([server.listens() for server in working]):
             return
         self.look()

@@ -33,6 +33,8 @@ TEST_F(WorklistTest, FilesThatCannotBeUsedAreToldByNameAndLeftOut) {
         {"none", R"({"00100020": {"vr": "LO"}})"},
         {"tag", step("4", R"("PatientName": {"vr": "PN"}, )")},
         {"vr", step("4", R"("00100010": {"vr": "P"}, )")},
+        {"command", step("4", R"("00000100": {"vr": "SQ"}, )")},
+        {"large", step("4", R"("00280010": {"vr": "US", "Value": [65536]}, )")},
         {"number", step("4", R"("00280010": {"vr": "US", "Value": ["x"]}, )")},
         {"text", step("4", R"("00100010": {"vr": "PN", "Value": [[]]}, )")},
         {"array", step("4", R"("00100010": {"vr": "PN", "Value": "A"}, )")},
