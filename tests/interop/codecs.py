@@ -3,14 +3,12 @@
 make of them, and what we pack they unpack to the pixels that were packed.
 Exit status 77 without pydicom or any of the programs. Usage: codecs.py ORVKIT SAMPLES"""
 import array
-import json
 import os
 import shutil
-import subprocess
 import sys
 import warnings
 
-from peers import fault, need, pnm, processes, run, skip, until, work
+from peers import fault, need, pnm, run, skip, work
 
 need('pydicom')
 import pydicom
@@ -173,35 +171,9 @@ def by_programs(name, source):
                 ROUNDED.get(kind(dataset), 0))
 
 
-def orthanc_preview():
-    """What an archive shows of what we pack: the same picture as of what we packed."""
-    if not shutil.which('Orthanc') or not shutil.which('curl'):
-        return
-    port = 20000 + os.getpid() % 12000
-    with open('orthanc.json', 'w', encoding='ascii') as file:
-        json.dump({'StorageDirectory': 'store', 'IndexDirectory': 'store', 'HttpPort': port, 'Plugins': [],
-                   'DicomServerEnabled': False, 'OverwriteInstances': True}, file)
-    processes.append(subprocess.Popen(['Orthanc', 'orthanc.json'], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL))
-    site = f'http://127.0.0.1:{port}'
-    curl = ['curl', '-sf']
-    until(lambda: run(*curl, site + '/system').returncode == 0, processes[-1])
-
-    def preview(file):
-        posted = run(*curl, '--data-binary', '@' + file, site + '/instances').stdout
-        shown = [*curl, '-H', 'Accept: image/x-portable-arbitrarymap', site + json.loads(posted)['Path'] + '/preview']
-        return subprocess.run(shown, capture_output=True, check=True).stdout
-    for name in ('basic/ct_explicit_le.dcm', 'basic/sc_rgb_odd_pixels.dcm'):
-        source = os.path.join(samples, name)
-        plain = preview(source)
-        for way in ('rle', 'jpeg-lossless', 'jpegls'):  # what it unpacks without plug-ins
-            if run(orvkit, 'convert', source, 'shown.dcm', '--to', way).returncode == 0:
-                compare(f'{name} to {way}', 'Orthanc', plain, preview('shown.dcm'), 0)
-
-
 def main():
     unpack_samples()
     pack_for_peers()
-    orthanc_preview()
     for name in os.listdir(os.path.join(samples, 'encapsulated')):
         if name not in decoders and not name.startswith(NOT_WHOLE):
             fault(f'{name}: no decoder beside ours')

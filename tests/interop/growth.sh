@@ -1,14 +1,13 @@
 #!/usr/bin/env bash
 # What thousands of handshakes leave behind in `orvkit serve`, half ones, refused ones and good ones: its resident memory
-# and its descriptors, as a table. While half ones stay, and one comes a byte at a time, a good peer is served all the
-# same.
+# and its descriptors, as a table.
 # Usage: growth.sh ORVKIT [HANDSHAKES of each kind]
 orvkit=$1 number=${2:-1000}
 . "$(dirname "${BASH_SOURCE[0]}")/peers.sh"
 need python3
 site ours,localhost,127.0.0.1 theirs,localhost
 cat >crowd.py <<'END'
-import socket, ssl, sys, threading, time
+import socket, ssl, sys, threading
 address, kind, number = ("127.0.0.1", int(sys.argv[1])), sys.argv[2], int(sys.argv[3])
 good = ssl.create_default_context(cafile="site/ca.pem")
 strange = ssl.create_default_context(cafile="site/ca.pem")
@@ -35,19 +34,6 @@ def visit(i):
                 s.sendall(halves[i % 8 % len(halves)])
     except OSError:
         missed += 1
-def drip():
-    with socket.create_connection(address) as s:
-        for at in range(len(hello)):
-            s.sendall(hello[at:at + 1])
-            time.sleep(0.05)
-if kind == "held":
-    threading.Thread(target=drip, daemon=True).start()
-    held = [socket.create_connection(address, 30) for i in range(number)]
-    for i, s in enumerate(held):
-        try: s.sendall(halves[i % len(halves)])
-        except OSError: pass
-    print("flooded", flush=True)
-    time.sleep(60)
 threads = [threading.Thread(target=lambda n=n: [visit(i) for i in range(n, number, 4)]) for n in range(4)]
 for thread in threads: thread.start()
 for thread in threads: thread.join()
@@ -76,12 +62,5 @@ grown=$(($(memory) - before))
 echo "$grown kB more than before the last $number handshakes"
 # A kilobyte each would be a leak. What a sanitizer keeps of what is freed is none.
 if ! grep -q __asan_init "$orvkit" && [ "$grown" -gt $((3000 + number)) ]; then fault "it has grown by $grown kB"; fi
-python3 crowd.py "$port" held "$number" >held.log 2>&1 &
-pids+=("$!")
-for flooded in no yes; do
-  [ "$flooded" = no ] || until_true 200 grep -q flooded held.log || fault "no flood: $(tail -3 held.log)"
-  must "echo amid the flood" timeout 20 "$orvkit" echo "A@localhost:$port" "${ours[@]}"
-done
-kill "$!"
 stop_server
 [ -z "$(ls -A in)" ] || fault "something was kept: $(ls -A in)"

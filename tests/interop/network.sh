@@ -7,17 +7,6 @@ program=$1 orvkit=$2 samples=${ORVKIT_SAMPLES:-$3}/encapsulated
 . "$(dirname "${BASH_SOURCE[0]}")/peers.sh"
 need "$program"
 
-# study DIR: our own images in three transfer syntaxes, and as many encapsulated ones as there are programs for
-study() {
-  "$orvkit" phantom "$1" --size 64 --series 1 --images 8 >/dev/null || exit 1
-  local image=$1/SE000001/IM00000
-  "$orvkit" convert "${image}1" "${image}1" --to implicit && "$orvkit" convert "${image}2" "${image}2" --to big || exit 1
-  command -v dcmcrle >/dev/null && dcmcrle "${image}3" "${image}3"
-  command -v dcmcjpeg >/dev/null && dcmcjpeg "${image}4" "${image}4"
-  command -v dcmcjpls >/dev/null && dcmcjpls "${image}6" "${image}6"
-  command -v dcmconv >/dev/null && dcmconv +td "${image}7" "${image}7"
-}
-
 # as_sent OPTION FILE: an image and the option by which storescu proposes its syntax
 kinds() {
   local image=study/SE000001/IM00000
@@ -51,7 +40,7 @@ case_echoscu() {
 }
 
 case_storescu() {
-  study study
+  mixed_study
   serve in
   local option file
   while read -r option file; do
@@ -77,7 +66,7 @@ case_storescu() {
 }
 
 case_storescp() {
-  study study
+  mixed_study
   local at
   at=$(free_port)
   mkdir in
@@ -181,27 +170,6 @@ case_dcmqrscp() {
   same "move to our server" plain in
   must "get" "$orvkit" get "QR@localhost:$qr" got -k "$key"
   same "get" plain got
-  stop_server
-}
-
-case_Orthanc() {
-  study study
-  rm study/SE000001/IM000007  # deflated: kept inflated there
-  serve in --aet MOVER
-  orthanc "\"DicomModalities\": { \"mover\": [\"MOVER\", \"127.0.0.1\", $port] }"
-  must "echo" "$orvkit" echo "ARCHIVE@localhost:$at" --repeat 5
-  must "send" "$orvkit" send "ARCHIVE@localhost:$at" study
-  fetch
-  same "send" study stored
-  must "find" "$orvkit" find "ARCHIVE@localhost:$at" -k "$key" -k PatientName
-  grep -q 'Phantom^Head' said || fault "find: $(cat said)"
-  must "its store to us" curl -sf -d "$(listed studies)" "http://127.0.0.1:$rest/modalities/mover/store"
-  same "its store to us" study in
-  rm -rf in/*
-  must "move to our server" "$orvkit" move "ARCHIVE@localhost:$at" --dest MOVER -k "$key"
-  same "move to our server" study in
-  must "get" "$orvkit" get "ARCHIVE@localhost:$at" got -k "$key"
-  [ "$(digests got | wc -l)" = 7 ] || fault "get: $(cat said)"
   stop_server
 }
 

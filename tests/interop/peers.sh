@@ -106,6 +106,16 @@ digests() {
   local file
   find "$@" -type f | while read -r file; do dataset "$file" | sha256sum; done | sort
 }
+# mixed_study: our own images in three transfer syntaxes, and as many encapsulated ones as there are programs for
+mixed_study() {
+  "$orvkit" phantom study --size 64 --series 1 --images 8 >/dev/null || exit 1
+  local image=study/SE000001/IM00000
+  "$orvkit" convert "${image}1" "${image}1" --to implicit && "$orvkit" convert "${image}2" "${image}2" --to big || exit 1
+  command -v dcmcrle >/dev/null && dcmcrle "${image}3" "${image}3"
+  command -v dcmcjpeg >/dev/null && dcmcjpeg "${image}4" "${image}4"
+  command -v dcmcjpls >/dev/null && dcmcjpls "${image}6" "${image}6"
+  command -v dcmconv >/dev/null && dcmconv +td "${image}7" "${image}7"
+}
 # The UID of a study that the phantom made.
 study_of() { "$orvkit" dump --tag StudyInstanceUID "$1/SE000001/IM000001" | grep -o '[0-9][0-9.]*[0-9]' | tail -1; }
 # same WHAT SENT RECEIVED: files or directories

@@ -104,13 +104,4 @@ case $program in
       compare_values "$image" back.dcm
     done
     ;;
-  gdcminfo)
-    for image in phantom/*/*; do
-      convert "$image" || fault "$image is not converted"
-      for to in "${kinds[@]}"; do
-        accepts gdcminfo "$to.dcm"
-        grep -q '(32,32,1)' said || fault "gdcminfo does not see the image in $to.dcm"
-      done
-    done
-    ;;
 esac
