@@ -79,12 +79,7 @@ Bytes storing() {
     Stream command(UID_LITTLE_ENDIAN_IMPLICIT);
     command.ui(0x00000002, kVerificationUid).us(0x00000100, 1).us(0x00000110, 9).us(0x00000800, 0x0102);
     Bytes all = pdu(4, pdv(1, 3, command.bytes()));
-    const Stream data = image(UID_LITTLE_ENDIAN_IMPLICIT);
-    for (std::size_t at = 0; at < data.size(); at += 50) {
-        const std::size_t end = std::min<std::size_t>(at + 50, data.size());
-        append(all, pdu(4, pdv(1, end == data.size() ? 2 : 0,
-                               {data.bytes().data() + at, data.bytes().data() + end})));
-    }
+    append(all, inPieces(image(UID_LITTLE_ENDIAN_IMPLICIT).bytes(), 50));
     append(all, pdu(5, Bytes(4)));
     return all;
 }

@@ -2,7 +2,6 @@
 
 #include "dictionary/builtin.h"
 #include "fresh_dict.h"
-#include "media/sample_files.h"
 #include "orvkit/keywords.h"
 #include "orvkit/tags.h"
 
@@ -93,55 +92,6 @@ TEST_F(Lookup, FindsEveryUidInTheEditionsThatHaveIt) {
     DICT_UID value = UID_VERIFICATION;
     EXPECT_EQ(Dict.getUidDef("1.2.840.10008.1.", value), RESULT_DICT_NOT_FOUND);
     EXPECT_EQ(value, UID_NONE);
-}
-
-// The rows of the facts from which both tables were made, read by another way than they were.
-std::vector<std::vector<std::string>> factRows(const char* name) {
-    const char* const samples = samplesDirectory();
-    std::vector<std::vector<std::string>> rows;
-    std::ifstream file(samples == nullptr ? "" : std::string(samples) + "/../dictionary/" + name);
-    std::string line;
-    std::getline(file, line);
-    while (std::getline(file, line)) rows.push_back(splitTabs(line + "\t"));
-    return rows;
-}
-
-unsigned int tagOf(std::string digits) {
-    std::ranges::replace(digits, 'x', '2');
-    return static_cast<unsigned int>(std::stoul(digits, nullptr, 16));
-}
-
-TEST_F(Lookup, AnswersWhatTheFactsSayOfEveryRow) {
-    using Row = std::vector<std::string>;
-    const auto today = factRows("current-elements.tsv");
-    if (today.empty()) GTEST_SKIP() << "no facts beside the sample files";
-    constexpr const char* registries[] = {"DICOM", "DICONDE", "DICOS", ""};
-    dictSetEdition(DICT_EDITION_CURRENT);
-    for (const Row& row : today) {  // tag, vr, vm, keyword, name, retired, retired_in, registry
-        DcDictEntry e;
-        char code[4] = "";
-        ASSERT_EQ(dictGetEntry(tagOf(row[0]), e), RESULT_OK) << row[0];
-        EXPECT_EQ((Row{row[0], e.vrs, e.vms, e.keyword, e.name, e.retired ? "RET" : "", row[6],
-                       registries[e.registry], row[8]}),
-                  row);
-        EXPECT_EQ(Dict.getVr(tagOf(row[0]), code), RESULT_OK);
-        EXPECT_TRUE(row[1].size() != 2 || code == row[1]) << row[0];
-    }
-    for (const Row& row :
-         factRows("current-uids.tsv")) {  // uid, name, keyword, type, retired, storage, record
-        DcDictUidEntry e;
-        ASSERT_EQ(dictGetUidEntry(row[0].c_str(), e), RESULT_OK) << row[0];
-        EXPECT_EQ((Row{e.uid, e.name, e.keyword, e.kind, e.retired ? "RET" : "", row[5], e.directoryRecord,
-                       row[7]}),
-                  row);
-        EXPECT_EQ(e.storage != DICT_STORAGE_NONE, !row[5].empty()) << row[0];
-    }
-    dictSetEdition(DICT_EDITION_2008);
-    for (const Row& row : factRows("elements.tsv")) {  // tag, vr, vm, name
-        DcDictElemInfo info;
-        ASSERT_EQ(Dict.getElemInfo(askedFor(tagOf(row[0])), &info), RESULT_OK) << row[0];
-        EXPECT_EQ((Row{row[0], DcDict::vrName(info.vr), std::to_string(info.vm), info.name}), row);
-    }
 }
 
 TEST_F(Lookup, AnswersEveryQuestionAboutATagAlike) {

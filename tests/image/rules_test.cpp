@@ -189,28 +189,6 @@ TEST(Rules, ColoursOfJpeg2000AreThoseOfItsTransformation) {
     }
 }
 
-// Two blocks of 12 bits, of one value each: differences of 800 and -1600 eighths.
-TEST(Rules, JpegOfTwelveBitsIsReadWithoutAnyLibrary) {
-    Stream stream{0xFF, 0xD8, 0xFF, 0xDB, 0, 67, 0};
-    stream.insert(stream.end(), 64, 1);
-    const unsigned char rest[] = {
-        0xFF, 0xC1, 0, 11, 12, 0, 8, 0, 16, 1, 1, 0x11, 0,                                // 16 x 8
-        0xFF, 0xC4, 0, 21, 0x00, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 10, 11,  // DC: 00, 01
-        0xFF, 0xC4, 0, 20, 0x10, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,       // AC: end, 0
-        0xFF, 0xDA, 0, 8, 1, 1, 0x00, 0, 63, 0,
-        // 00 1100100000 0, 01 00110111111 0, ones
-        0b00110010, 0b00000010, 0b01101111, 0b11011111, 0xFF, 0xD9};
-    stream.insert(stream.end(), std::begin(rest), std::end(rest));
-    DcImagePixels pixels = described(16, 8, 12);
-    Unpacked found = unpacked(kExtended, pixels, stream);
-    ASSERT_EQ(found.code, RESULT_OK) << found.result.text;
-    for (std::size_t i = 0; i < found.words.size(); ++i) {
-        ASSERT_EQ(found.words[i], i % 16 < 8 ? 2148 : 1948) << i;
-    }
-    stream.resize(stream.size() - 4);
-    EXPECT_EQ(unpacked(kExtended, pixels, stream).code, IMAGE_STREAM);
-}
-
 TEST(Rules, EveryPredictorOfJpegLosslessGivesBackEveryBit) {
     DcImageOptions options;
     for (options.predictor = 1; options.predictor <= 7; ++options.predictor) {

@@ -212,17 +212,7 @@ TEST(Bounds, TheTimeForAMessageBeginsWithItsConnection) {
 TEST(Bounds, ADataSetLargerThanTheLimitIsRefusedBeforeItIsRead) {
     constexpr std::size_t kLimit = 100000;
     const std::string text = "Data set of more than 100000 bytes received, Association will be closed";
-    const auto inFragments = [](std::size_t size, std::size_t most) {
-        const Bytes data = dataset(size);
-        Bytes all;
-        for (std::size_t at = 0; at < size; at += most) {
-            const auto from = data.begin() + static_cast<std::ptrdiff_t>(at);
-            const std::size_t n = std::min(most, size - at);
-            append(all,
-                   pdu(4, pdv(1, at + n == size ? 2 : 0, {from, from + static_cast<std::ptrdiff_t>(n)})));
-        }
-        return all;
-    };
+    const auto inFragments = [](std::size_t size) { return inPieces(dataset(size), 7000); };
     Bytes huge{4, 0, 0xFF, 0xFF, 0xFF, 0xF0, 0xFF, 0xFF, 0xFF, 0xEC, 1, 0};
     huge.resize(2000000);
     const Bytes find = response(kFindRsp, true);
@@ -233,8 +223,8 @@ TEST(Bounds, ADataSetLargerThanTheLimitIsRefusedBeforeItIsRead) {
         Bytes said;
         bool refused;
         bool whole = true;  // a message where there is no limit
-    } cases[] = {{joined({find, inFragments(kLimit, 7000)}), false},
-                 {joined({find, inFragments(kLimit + 1, 7000)}), true},
+    } cases[] = {{joined({find, inFragments(kLimit)}), false},
+                 {joined({find, inFragments(kLimit + 1)}), true},
                  {joined({find, huge}), true, false},
                  {inOne(kLimit), false},
                  {inOne(kLimit + 1), true}};
@@ -257,10 +247,7 @@ TEST(Bounds, ADataSetLargerThanTheLimitIsRefusedBeforeItIsRead) {
     user.setReceiveLimit(kLimit);
     user.registerDataSetCB(nullptr,
                            [](void*, const unsigned char*, unsigned int, DICT_UID, int) { return 0; });
-    EXPECT_EQ(user.ask([&](Victim& v) {
-        v.say(joined({find, inFragments(3 * kLimit, 7000)}));
-    }),
-              MSM_MESSAGE);
+    EXPECT_EQ(user.ask([&](Victim& v) { v.say(joined({find, inFragments(3 * kLimit)})); }), MSM_MESSAGE);
 
     // The answer to the request is bounded, too: one byte too much by its length, and as much as may come.
     for (const bool more : {true, false}) {

@@ -392,6 +392,9 @@ TEST(Negotiation, AProviderAnswersWhatItsApplicationDecides) {
     const auto broken = [](unsigned char source, unsigned char reason) {
         return pdu(PDU_TYPE_ASSO_RJ, {0, 1, source, reason});
     };
+    const auto ofMaximum = [](unsigned char length) {
+        return [length](Association& a) { a.userInfo = item(0x51, Bytes{0, 0, 0, length}); };
+    };
     const auto aborted = [](unsigned char reason) { return pdu(PDU_TYPE_ABORT, {0, 0, 2, reason}); };
     const Exchange rows[] = {
         {"nothing asked", {}, true, 0, accepted({}), ""},
@@ -413,24 +416,8 @@ TEST(Negotiation, AProviderAnswersWhatItsApplicationDecides) {
         {"extended negotiation for it", item(0x56, field("1.2")), false, 0, accepted({}), ""},
         // Contexts whose numbers cannot be answered, and a peer that has no room for data.
         {"an even number", {}, true, 0, rejected(1, 1), "", [](auto& a) { a.context[4] = 2; }},
-        {"too short a maximum",
-         {},
-         true,
-         0,
-         rejected(1, 1),
-         "",
-         [](auto& a) {
-             a.userInfo = item(0x51, Bytes{0, 0, 0, 32});
-         }},
-        {"one that just does",
-         {},
-         true,
-         0,
-         accepted({}),
-         "",
-         [](auto& a) {
-             a.userInfo = item(0x51, Bytes{0, 0, 0, 33});
-         }},
+        {"too short a maximum", {}, true, 0, rejected(1, 1), "", ofMaximum(32)},
+        {"one that just does", {}, true, 0, accepted({}), "", ofMaximum(33)},
         // PS3.8 9.3.4 and 9.3.8; what is wrong is told apart by the parser's own test.
         {"no version that is known", {}, true, 0, broken(2, 2), nullptr, [](auto& a) { a.version = 2; }},
         {"bit 0 is that", {}, true, 0, accepted({}), "", [](auto& a) { a.version = 3; }},

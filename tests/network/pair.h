@@ -70,6 +70,13 @@ class Provider {
     std::thread thread_;
 };
 
+inline int receive(DcMsm& msm, Message& message, DICT_UID* sop = nullptr) {
+    DcMsg* received = nullptr;
+    const int result = msm.receiveMessage(sop, &received, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL);
+    message.reset(received);
+    return result;
+}
+
 // The user side.
 class User : public DcMsm {
   public:
@@ -82,25 +89,13 @@ class User : public DcMsm {
         info.timeouts = seconds(timeout);
         return connect("127.0.0.1", info);
     }
-    int receive(Message& message, DICT_UID* sop = nullptr) {
-        DcMsg* received = nullptr;
-        const int result = receiveMessage(sop, &received, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL);
-        message.reset(received);
-        return result;
-    }
+    int receive(Message& message) { return ::receive(*this, message); }
     // Releases and waits for the answer.
     int release() {
         if (const int result = releaseAssociation(); result != RESULT_OK) return result;
         return read(nullptr, nullptr, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL);
     }
 };
-
-inline int receive(DcMsm& msm, Message& message, DICT_UID* sop = nullptr) {
-    DcMsg* received = nullptr;
-    const int result = msm.receiveMessage(sop, &received, MSM_BLOCK_READ_WAIT, MSM_BLOCK_CONNECT_POLL);
-    message.reset(received);
-    return result;
-}
 
 // No sooner, and not as late as what the peer does would end by itself: the machine may be busy.
 inline void expectTook(double seconds, std::chrono::steady_clock::time_point begun) {

@@ -59,11 +59,6 @@ TEST(Crowds, KeepNobodyFromElsewhereWaitingAtTheDoor) {
     EXPECT_EQ(served, "2232222");
 }
 
-Site& site() {
-    static Site all;
-    return all;
-}
-
 // A server over TLS in this process.
 class CrowdedServer : public ::testing::Test {
   protected:

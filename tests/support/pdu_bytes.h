@@ -20,20 +20,19 @@ inline Bytes bytesOf(const std::string& text) {
     return {text.begin(), text.end()};
 }
 
-inline Bytes pdu(int type, const Bytes& body) {
+// Type, length in so many bytes, content.
+inline Bytes part(int type, const Bytes& content, int lengthSize) {
     Bytes all{static_cast<unsigned char>(type), 0};
-    putBig(all, body.size(), 4);
-    append(all, body);
-    return all;
-}
-
-inline Bytes item(int type, const Bytes& content) {
-    Bytes all{static_cast<unsigned char>(type), 0};
-    putBig(all, content.size(), 2);
+    putBig(all, content.size(), lengthSize);
     append(all, content);
     return all;
 }
-
+inline Bytes pdu(int type, const Bytes& body) {
+    return part(type, body, 4);
+}
+inline Bytes item(int type, const Bytes& content) {
+    return part(type, content, 2);
+}
 inline Bytes item(int type, const std::string& text) {
     return item(type, bytesOf(text));
 }

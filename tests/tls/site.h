@@ -105,4 +105,10 @@ class Site {
     TempDir dir_;
 };
 
+// That of all tests.
+inline Site& site() {
+    static Site all;
+    return all;
+}
+
 #endif

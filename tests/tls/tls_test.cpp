@@ -13,11 +13,6 @@ namespace platform = orvkit::platform;
 using Bytes = std::vector<unsigned char>;
 using platform::Received;
 
-Site& site() {
-    static Site all;
-    return all;
-}
-
 // One side's settings; the usual ones unless they are changed.
 struct Side {
     std::string party;  // "" for none

@@ -112,6 +112,29 @@ inline std::vector<unsigned int> answers(RawPeer& peer) {
     return all;
 }
 
+// A query, and the statuses of what it is answered with.
+struct Asked {
+    const char* what;
+    Bytes keys;
+    std::vector<unsigned int> statuses;
+};
+// Each on the same association; then one of another class, one without keys, and one that is cancelled at
+// once.
+inline void expectAnswers(RawPeer& peer, const std::string& sopClass, const std::vector<Asked>& rows,
+                          const std::string& otherClass, const Bytes& keys) {
+    for (const Asked& row : rows) {
+        ASSERT_TRUE(peer.say(find(row.keys, sopClass))) << row.what;
+        EXPECT_EQ(answers(peer), row.statuses) << row.what;
+    }
+    const std::pair<Bytes, unsigned int> odd[] = {{find(keys, otherClass), 0x0122},
+                                                  {command(request(0x0020, sopClass, false)), 0xA900},
+                                                  {joined({find(keys, sopClass), cancel()}), 0xFE00}};
+    for (const auto& [said, status] : odd) {
+        ASSERT_TRUE(peer.say(said));
+        EXPECT_EQ(answers(peer), std::vector{status});
+    }
+}
+
 }  // namespace tools_test
 
 #endif

@@ -71,78 +71,74 @@ TEST_F(RenderCommand, DrawsInTheTerminal) {
 
 // Of an image of two frames the second is no codestream any more, or both claim to be as large as can be.
 TEST_F(RenderCommand, EachCodecNamesTheDamagedFrameDeliversTheOtherAndTakesNoMemoryForClaims) {
-    constexpr struct {
-        const char* name;
-        const char* label;
-        unsigned int bits;
-    } codecs[] = {{"rle", "RLE", 12},
-                  {"jpeg", "JPEG", 8},
-                  {"jpeg-extended", "JPEG", 12},
-                  {"jpeg-process14", "JPEG", 12},
-                  {"jpeg-lossless", "JPEG", 12},
-                  {"jpegls", "JPEG-LS", 12},
-                  {"jpegls-near", "JPEG-LS", 12},
-                  {"j2k", "JPEG 2000", 12},
-                  {"j2k-lossy", "JPEG 2000", 12},
-                  {"htj2k", "HTJ2K", 12},
-                  {"htj2k-rpcl", "HTJ2K", 12},
-                  {"htj2k-lossy", "HTJ2K", 12},
-                  {"jxl", "JPEG XL", 12},
-                  {"jxl-lossy", "JPEG XL", 12},
-                  {"deflated-frames", "Deflated", 12}};
-    for (const auto& [name, label, bits] : codecs) {
-        SCOPED_TRACE(name);
-        Stream s;
-        s.raw(std::string(128, '\0') + "DICM").ui(0x00020002, "1.2.840.10008.5.1.4.1.1.7");
-        s.ui(0x00020003, "1.2.3").ui(0x00020010, "1.2.840.10008.1.2.1");
-        s.ui(0x00080016, "1.2.840.10008.5.1.4.1.1.7").ui(0x00080018, "1.2.3").us(0x00280002, 1);
-        s.elem(0x00280004, "CS", "MONOCHROME2 ").elem(0x00280008, "IS", "2 ").us(0x00280010, 23);
-        s.us(0x00280011, 29).us(0x00280100, bits == 8 ? 8 : 16).us(0x00280101, bits).us(0x00280102, bits - 1);
-        std::string pixels(2 * 23 * 29 * (bits == 8 ? 1 : 2), '\0');
-        for (std::size_t i = 0; i < pixels.size(); ++i)
-            pixels[i] = static_cast<char>(bits == 8 || i % 2 == 0 ? i * i / 7 : i % 16);
-        s.us(0x00280103, 0).elem(0x7FE00010, bits == 8 ? "OB" : "OW", pixels);
-        std::ofstream(dir / "whole", std::ios::binary) << s.text();
-        const auto run = sh("rm -rf out*; orvkit convert whole packed --to " + std::string(name));
-        if (run.status == 2) continue;  // left out
-        ASSERT_EQ(run.status, 0) << run.err;
-        const std::string packed = contentOf(dir / "packed");
-        const auto change = [&](std::string bytes) {
-            std::ofstream(dir / "packed", std::ios::binary) << bytes;
-        };
-        std::string damaged = packed;
-        const std::size_t item = damaged.rfind(std::string("\xFE\xFF\x00\xE0", 4)) + 8;
-        std::fill(damaged.begin() + static_cast<std::ptrdiff_t>(item), damaged.end() - 8, '\0');
-        change(damaged);
-        const std::string words = std::string("packed: frame 2: ") + label + ": ";
-        const auto shown =
-            sh("orvkit render packed whole --all --keep-going -o out --format pnm; s=$?; ls out; exit $s");
-        EXPECT_EQ(shown.status, 1);
-        EXPECT_TRUE(holds(shown.err, words));
-        EXPECT_EQ(shown.out, "packed-0001.pnm\nwhole-0001.pnm\nwhole-0002.pnm\n");
-        const auto back = sh("orvkit convert packed nothing --to explicit; s=$?; test -e nothing || exit $s");
-        EXPECT_EQ(back.status, 1);
-        EXPECT_TRUE(holds(back.err, std::string("frame 2: ") + label + ": ")) << back.err;
-        std::string claims = packed;
-        for (const auto& [from, most] : {std::pair("\x17\0\x1D", 3),
-                                         {"\x1D\0\0\0\x17", 5},
-                                         {"\x10\0US\2\0\x17", 7},
-                                         {"\x11\0US\2\0\x1D", 7}}) {
-            const std::string sides(from, static_cast<std::size_t>(most));
-            for (std::size_t at = 0; (at = claims.find(sides, at)) != std::string::npos; ++at) {
-                if (most < 6) claims[at - 1] = claims[at + sides.size() - 2] = '\xFF';
-                claims[at] = most < 6 ? '\xFF' : claims[at];
-                claims[at + sides.size() - 1] = '\xFF';
-                if (most > 6) claims[at + sides.size()] = '\xFF';
+    const std::tuple<const char*, std::vector<const char*>, unsigned int> kinds[] = {
+        {"RLE", {"rle"}, 12},
+        {"JPEG", {"jpeg"}, 8},
+        {"JPEG", {"jpeg-extended", "jpeg-process14", "jpeg-lossless"}, 12},
+        {"JPEG-LS", {"jpegls", "jpegls-near"}, 12},
+        {"JPEG 2000", {"j2k", "j2k-lossy"}, 12},
+        {"HTJ2K", {"htj2k", "htj2k-rpcl", "htj2k-lossy"}, 12},
+        {"JPEG XL", {"jxl", "jxl-lossy"}, 12},
+        {"Deflated", {"deflated-frames"}, 12}};
+    for (const auto& [label, codecs, bits] : kinds) {
+        for (const char* const name : codecs) {
+            SCOPED_TRACE(name);
+            Stream s;
+            s.raw(std::string(128, '\0') + "DICM").ui(0x00020002, "1.2.840.10008.5.1.4.1.1.7");
+            s.ui(0x00020003, "1.2.3").ui(0x00020010, "1.2.840.10008.1.2.1");
+            s.ui(0x00080016, "1.2.840.10008.5.1.4.1.1.7").ui(0x00080018, "1.2.3").us(0x00280002, 1);
+            s.elem(0x00280004, "CS", "MONOCHROME2 ").elem(0x00280008, "IS", "2 ").us(0x00280010, 23);
+            s.us(0x00280011, 29)
+                .us(0x00280100, bits == 8 ? 8 : 16)
+                .us(0x00280101, bits)
+                .us(0x00280102, bits - 1);
+            std::string pixels(2 * 23 * 29 * (bits == 8 ? 1 : 2), '\0');
+            for (std::size_t i = 0; i < pixels.size(); ++i)
+                pixels[i] = static_cast<char>(bits == 8 || i % 2 == 0 ? i * i / 7 : i % 16);
+            s.us(0x00280103, 0).elem(0x7FE00010, bits == 8 ? "OB" : "OW", pixels);
+            std::ofstream(dir / "whole", std::ios::binary) << s.text();
+            const auto run = sh("rm -rf out*; orvkit convert whole packed --to " + std::string(name));
+            if (run.status == 2) continue;  // left out
+            ASSERT_EQ(run.status, 0) << run.err;
+            const std::string packed = contentOf(dir / "packed");
+            const auto change = [&](std::string bytes) {
+                std::ofstream(dir / "packed", std::ios::binary) << bytes;
+            };
+            std::string damaged = packed;
+            const std::size_t item = damaged.rfind(std::string("\xFE\xFF\x00\xE0", 4)) + 8;
+            std::fill(damaged.begin() + static_cast<std::ptrdiff_t>(item), damaged.end() - 8, '\0');
+            change(damaged);
+            const std::string words = std::string("packed: frame 2: ") + label + ": ";
+            const auto shown = sh(
+                "orvkit render packed whole --all --keep-going -o out --format pnm; s=$?; ls out; exit $s");
+            EXPECT_EQ(shown.status, 1);
+            EXPECT_TRUE(holds(shown.err, words));
+            EXPECT_EQ(shown.out, "packed-0001.pnm\nwhole-0001.pnm\nwhole-0002.pnm\n");
+            const auto back =
+                sh("orvkit convert packed nothing --to explicit; s=$?; test -e nothing || exit $s");
+            EXPECT_EQ(back.status, 1);
+            EXPECT_TRUE(holds(back.err, std::string("frame 2: ") + label + ": ")) << back.err;
+            std::string claims = packed;
+            for (const auto& [from, most] : {std::pair("\x17\0\x1D", 3),
+                                             {"\x1D\0\0\0\x17", 5},
+                                             {"\x10\0US\2\0\x17", 7},
+                                             {"\x11\0US\2\0\x1D", 7}}) {
+                const std::string sides(from, static_cast<std::size_t>(most));
+                for (std::size_t at = 0; (at = claims.find(sides, at)) != std::string::npos; ++at) {
+                    if (most < 6) claims[at - 1] = claims[at + sides.size() - 2] = '\xFF';
+                    claims[at] = most < 6 ? '\xFF' : claims[at];
+                    claims[at + sides.size() - 1] = '\xFF';
+                    if (most > 6) claims[at + sides.size()] = '\xFF';
+                }
             }
-        }
-        change(claims);
-        const auto claimed = sh("orvkit render packed --frame 1 -o out.pnm");
-        EXPECT_EQ(claimed.status, 1);
-        EXPECT_TRUE(holds(claimed.err, std::string("packed: frame 1: ") + label + ": ")) << claimed.err;
+            change(claims);
+            const auto claimed = sh("orvkit render packed --frame 1 -o out.pnm");
+            EXPECT_EQ(claimed.status, 1);
+            EXPECT_TRUE(holds(claimed.err, std::string("packed: frame 1: ") + label + ": ")) << claimed.err;
 #if !defined(__SANITIZE_ADDRESS__) && !defined(ORVKIT_SANITIZED)
-        EXPECT_LT(claimed.residentKb, 32 << 10);
+            EXPECT_LT(claimed.residentKb, 32 << 10);
 #endif
+        }
     }
 }
 

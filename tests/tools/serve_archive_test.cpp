@@ -289,11 +289,7 @@ TEST_F(RawArchiveTest, HostileIdentifiersAreAnsweredAndTheAssociationGoesOn) {
     const std::string stars(64, '*');
     Bytes nested = element(0x00080060, bytesOf("CT"));
     for (int i = 0; i < 100; ++i) nested = element(0x00400275, element(0xFFFEE000, nested));
-    const struct {
-        const char* what;
-        Bytes keys;
-        Statuses statuses;
-    } cases[] = {
+    const std::vector<Asked> cases = {
         {"no level", element(0x00100010, bytesOf("A*")), {0xA900}},
         {"a level of another model", level("PATIENT"), {0xA900}},
         {"a level that is none", level("'; DROP"), {0xA900}},
@@ -308,17 +304,8 @@ TEST_F(RawArchiveTest, HostileIdentifiersAreAnsweredAndTheAssociationGoesOn) {
         {"nested keys", joined({level("STUDY"), nested}), {0xA900}},
         {"all of it", level("STUDY"), {0xFF00, 0xFF00, 0}},
     };
-    for (const auto& each : cases) {
-        ASSERT_TRUE(peer.say(find(each.keys, kFind))) << each.what;
-        EXPECT_EQ(answers(peer), each.statuses) << each.what << "\n" << log();
-    }
-    ASSERT_TRUE(peer.say(find(level("STUDY"), "1.2.840.10008.5.1.4.1.2.1.1")));
-    EXPECT_EQ(answers(peer), Statuses{0x0122});
-    ASSERT_TRUE(peer.say(command(request(0x0020, kFind, false))));
-    EXPECT_EQ(answers(peer), Statuses{0xA900});
-    // Cancelled before the first answer; and cancelled too late, and what was not asked for.
-    ASSERT_TRUE(peer.say(joined({find(level("STUDY"), kFind), cancel()})));
-    EXPECT_EQ(answers(peer), Statuses{0xFE00});
+    expectAnswers(peer, kFind, cases, "1.2.840.10008.5.1.4.1.2.1.1", level("STUDY"));
+    // Cancelled too late, and what was not asked for.
     ASSERT_TRUE(peer.say(joined({cancel(), find(level("STUDY"), kFind), cancel(8)})));
     EXPECT_EQ(answers(peer), (Statuses{0xFF00, 0xFF00, 0}));
     // Something else while a request is answered.

@@ -21,8 +21,6 @@ class WorklistTest : public ServedTest {
     }
 };
 
-using Statuses = std::vector<unsigned int>;
-
 TEST_F(WorklistTest, FilesThatCannotBeUsedAreToldByNameAndLeftOut) {
     write("good.json", step("1"));
     write("both.json", "[" + step("2") + ", " + step("3") + "]");
@@ -61,11 +59,7 @@ TEST_F(WorklistTest, HostileKeysAreAnsweredResultsBoundedAndRequestsCancelled) {
     const Bytes id = element(0x00100020, {});
     Bytes nested = element(0x00080060, bytesOf("CT"));
     for (int i = 0; i < 100; ++i) nested = element(0x00400100, element(0xFFFEE000, nested));
-    const struct {
-        const char* what;
-        Bytes keys;
-        Statuses statuses;
-    } cases[] = {
+    const std::vector<Asked> cases = {
         {"more than are told", id, {0xFF00, 0xFF00, 0xA700}},
         {"one", element(0x00100020, bytesOf("2 ")), {0xFF00, 0}},
         {"a level",
@@ -77,16 +71,7 @@ TEST_F(WorklistTest, HostileKeysAreAnsweredResultsBoundedAndRequestsCancelled) {
         {"nested keys", nested, {0xA900}},
         {"a sequence that is none", element(0x00400100, bytesOf("abcdefgh")), {0}},
     };
-    for (const auto& each : cases) {
-        ASSERT_TRUE(peer.say(find(each.keys, kWorklist))) << each.what;
-        EXPECT_EQ(answers(peer), each.statuses) << each.what << "\n" << log();
-    }
-    ASSERT_TRUE(peer.say(find(id, "1.2.840.10008.5.1.4.1.2.2.1")));
-    EXPECT_EQ(answers(peer), Statuses{0x0122});
-    ASSERT_TRUE(peer.say(command(request(0x0020, kWorklist, false))));
-    EXPECT_EQ(answers(peer), Statuses{0xA900});
-    ASSERT_TRUE(peer.say(joined({find(id, kWorklist), cancel()})));
-    EXPECT_EQ(answers(peer), Statuses{0xFE00});
+    expectAnswers(peer, kWorklist, cases, "1.2.840.10008.5.1.4.1.2.2.1", id);
 }
 
 }  // namespace
