@@ -1,5 +1,7 @@
 // Ages, dates and times to texts (PS3.5 6.2), as addValue stores them.
+#include <climits>
 #include <cmath>
+#include <initializer_list>
 
 #include "dataset/value_text.h"
 #include "orvkit/result.h"
@@ -13,8 +15,22 @@ constexpr int latestDate = 30001231;
 bool within(int v, int least, int most) noexcept {
     return v >= least && v <= most;
 }
-bool validSecond(double s) noexcept {
-    return s >= 0.0 && s < 60.0;
+struct Part {
+    const char* name;
+    int value, least, most;
+};
+// The first part that is out of its range is told.
+int checkParts(std::initializer_list<Part> parts, unsigned int tag) noexcept {
+    for (const Part& p : parts) {
+        if (!within(p.value, p.least, p.most))
+            return refuseValue(ELEM_VALUE_REFUSED, tag, kAddValue, "%s out of range %d", p.name, p.value);
+    }
+    return RESULT_OK;
+}
+int checkTime(int hour, int minute, double second, unsigned int tag) noexcept {
+    const int code = checkParts({{"hour", hour, 0, 23}, {"minute", minute, 0, 59}}, tag);
+    if (code != RESULT_OK || (second >= 0.0 && second < 60.0)) return code;
+    return refuseValue(ELEM_VALUE_REFUSED, tag, kAddValue, "second out of range %d", toIntSaturated(second));
 }
 bool isPresent(double time) noexcept {
     return time >= 0.0;
@@ -30,8 +46,7 @@ int formatText(DcElemValueAS& value, TextOut& out, unsigned int tag) noexcept {
         return refuseValue(ELEM_VALUE_REFUSED, tag, kAddValue, "invalid specifier '%.1s', should be D,W,M,Y",
                            value.unit);
     }
-    if (!within(value.age, 0, 999))
-        return refuseValue(ELEM_VALUE_REFUSED, tag, kAddValue, "age out of range %d", value.age);
+    if (const int code = checkParts({{"age", value.age, 0, 999}}, tag); code != RESULT_OK) return code;
     out.number(value.age, 3);
     out.put(unit);
     return RESULT_OK;
@@ -40,12 +55,10 @@ int formatText(DcElemValueAS& value, TextOut& out, unsigned int tag) noexcept {
 int formatText(const DcElemValueDA& value, TextOut& out, unsigned int tag) noexcept {
     constexpr int absent = -1;
     if (value.startDate == absent && value.endDate == absent) {
-        if (value.year < 0)
-            return refuseValue(ELEM_VALUE_REFUSED, tag, kAddValue, "year out of range %d", value.year);
-        if (!within(value.month, 1, 12))
-            return refuseValue(ELEM_VALUE_REFUSED, tag, kAddValue, "month out of range %d", value.month);
-        if (!within(value.day, 1, 31))
-            return refuseValue(ELEM_VALUE_REFUSED, tag, kAddValue, "day out of range %d", value.day);
+        const int code = checkParts(
+            {{"year", value.year, 0, INT_MAX}, {"month", value.month, 1, 12}, {"day", value.day, 1, 31}},
+            tag);
+        if (code != RESULT_OK) return code;
         out.number(value.year, 4);
         out.number(value.month, 2);
         out.number(value.day, 2);
@@ -67,25 +80,13 @@ int formatText(const DcElemValueDT& value, TextOut& out, unsigned int tag) noexc
         out.put(text);
         return RESULT_OK;
     }
-    if (!within(value.year, 0, 9999))
-        return refuseValue(ELEM_VALUE_REFUSED, tag, kAddValue, "year out of range %d", value.year);
-    if (!within(value.month, 1, 12))
-        return refuseValue(ELEM_VALUE_REFUSED, tag, kAddValue, "month out of range %d", value.month);
-    if (!within(value.day, 1, 31))
-        return refuseValue(ELEM_VALUE_REFUSED, tag, kAddValue, "day out of range %d", value.day);
-    if (!within(value.hour, 0, 23))
-        return refuseValue(ELEM_VALUE_REFUSED, tag, kAddValue, "hour out of range %d", value.hour);
-    if (!within(value.minute, 0, 59))
-        return refuseValue(ELEM_VALUE_REFUSED, tag, kAddValue, "minute out of range %d", value.minute);
-    if (!validSecond(value.second))
-        return refuseValue(ELEM_VALUE_REFUSED, tag, kAddValue, "second out of range %d",
-                           toIntSaturated(value.second));
-    if (!within(value.offsetHour, -23, 23))
-        return refuseValue(ELEM_VALUE_REFUSED, tag, kAddValue, "offsetHour out of range %d",
-                           value.offsetHour);
-    if (!within(value.offsetMinute, 0, 59))
-        return refuseValue(ELEM_VALUE_REFUSED, tag, kAddValue, "offsetMinute out of range %d",
-                           value.offsetMinute);
+    int code = checkParts(
+        {{"year", value.year, 0, 9999}, {"month", value.month, 1, 12}, {"day", value.day, 1, 31}}, tag);
+    if (code == RESULT_OK) code = checkTime(value.hour, value.minute, value.second, tag);
+    if (code == RESULT_OK)
+        code = checkParts(
+            {{"offsetHour", value.offsetHour, -23, 23}, {"offsetMinute", value.offsetMinute, 0, 59}}, tag);
+    if (code != RESULT_OK) return code;
     out.number(value.year, 4);
     out.number(value.month, 2);
     out.number(value.day, 2);
@@ -107,13 +108,8 @@ int formatText(const DcElemValueTM& value, TextOut& out, unsigned int tag) noexc
         return RESULT_OK;
     }
     if (!isPresent(value.startTime) && !isPresent(value.endTime)) {
-        if (!within(value.hour, 0, 23))
-            return refuseValue(ELEM_VALUE_REFUSED, tag, kAddValue, "hour out of range %d", value.hour);
-        if (!within(value.minute, 0, 59))
-            return refuseValue(ELEM_VALUE_REFUSED, tag, kAddValue, "minute out of range %d", value.minute);
-        if (!validSecond(value.second))
-            return refuseValue(ELEM_VALUE_REFUSED, tag, kAddValue, "second out of range %d",
-                               toIntSaturated(value.second));
+        const int code = checkTime(value.hour, value.minute, value.second, tag);
+        if (code != RESULT_OK) return code;
         out.number(value.hour, 2);
         out.number(value.minute, 2);
         if (value.second == 0.0) return RESULT_OK;

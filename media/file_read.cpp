@@ -365,6 +365,24 @@ int NonPixels::read(Part10& p, FilePrefix& file, DICT_UID xferSyn, DcElemList& d
     return m.result;
 }
 
+// `found` is what a file that is none by the letter proves to be; without it, it must be one.
+int readMemory(unsigned char* buf, unsigned int length, DcDirMetaInfo& meta, DcElemList& dataset,
+               DcDirFound* found, const char* reporter) {
+    if (buf == nullptr) return failNull(DIR_NULL_ARGUMENT, reporter);
+    SpanSource source({buf, length});
+    Part10 p{source, nullptr, meta};
+    p.found = found;
+    if (const int result = readMeta(p); result != RESULT_OK) return result;
+    DICT_UID xferSyn;
+    if (const int result = settleSyntax(p, reporter, xferSyn); result != RESULT_OK) return result;
+    if (p.codec != nullptr) return decodePacked(source, p, xferSyn, dataset, reporter);
+    if (length - p.end > static_cast<unsigned int>(orvkit::maxFileSize()))
+        return failLimit(reporter, p.name());
+    const auto behind = std::span(buf, length).subspan(static_cast<std::size_t>(p.end));
+    return found != nullptr ? decodeToZeros(behind, p, xferSyn, dataset)
+                            : decode(behind, xferSyn, meta, dataset);
+}
+
 }  // namespace
 
 int dirReadFileMetaInfo(const char* path, DcDirMetaInfo& meta, unsigned int& end) try {
@@ -414,17 +432,7 @@ int dirReadFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset) try 
 }
 
 int dirReadFile(unsigned char* buf, unsigned int length, DcDirMetaInfo& meta, DcElemList& dataset) try {
-    constexpr const char* reporter = "dirReadFile";
-    if (buf == nullptr) return failNull(DIR_NULL_ARGUMENT, reporter);
-    SpanSource source({buf, length});
-    Part10 p{source, nullptr, meta};
-    if (const int result = readMeta(p); result != RESULT_OK) return result;
-    DICT_UID xferSyn;
-    if (const int result = settleSyntax(p, reporter, xferSyn); result != RESULT_OK) return result;
-    if (p.codec != nullptr) return decodePacked(source, p, xferSyn, dataset, reporter);
-    if (length - p.end > static_cast<unsigned int>(orvkit::maxFileSize()))
-        return failLimit(reporter, p.name());
-    return decode(std::span(buf, length).subspan(static_cast<std::size_t>(p.end)), xferSyn, meta, dataset);
+    return readMemory(buf, length, meta, dataset, nullptr, "dirReadFile");
 } catch (const std::bad_alloc&) {
     return failMemory("dirReadFile");
 }
@@ -447,18 +455,7 @@ int dirReadAnyFile(const char* path, DcDirMetaInfo& meta, DcElemList& dataset, D
 
 int dirReadAnyFile(unsigned char* buf, unsigned int length, DcDirMetaInfo& meta, DcElemList& dataset,
                    DcDirFound& found) try {
-    constexpr const char* reporter = "dirReadAnyFile";
-    if (buf == nullptr) return failNull(DIR_NULL_ARGUMENT, reporter);
-    SpanSource source({buf, length});
-    Part10 p{source, nullptr, meta};
-    p.found = &found;
-    if (const int result = readMeta(p); result != RESULT_OK) return result;
-    DICT_UID xferSyn;
-    if (const int result = settleSyntax(p, reporter, xferSyn); result != RESULT_OK) return result;
-    if (p.codec != nullptr) return decodePacked(source, p, xferSyn, dataset, reporter);
-    if (length - p.end > static_cast<unsigned int>(maxFileSize())) return failLimit(reporter, p.name());
-    return decodeToZeros(std::span(buf, length).subspan(static_cast<std::size_t>(p.end)), p, xferSyn,
-                         dataset);
+    return readMemory(buf, length, meta, dataset, &found, "dirReadAnyFile");
 } catch (const std::bad_alloc&) {
     return failMemory("dirReadAnyFile");
 }

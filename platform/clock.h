@@ -6,12 +6,15 @@
 
 namespace orvkit::platform {
 
-// The current local time. May be called from several threads at once. False (and `now` untouched) when the
-// system cannot tell.
-[[nodiscard]] bool localTime(std::tm& now) noexcept;
-
-// A point in time as local time; the same rules.
+// A point in time as local time. May be called from several threads at once. False (and `local` untouched)
+// when the system cannot tell.
 [[nodiscard]] bool localTime(std::time_t when, std::tm& local) noexcept;
+
+// The current one; the same rules.
+[[nodiscard]] inline bool localTime(std::tm& now) noexcept {
+    const std::time_t when = std::time(nullptr);
+    return when != static_cast<std::time_t>(-1) && localTime(when, now);
+}
 
 }  // namespace orvkit::platform
 

@@ -1,11 +1,12 @@
-// Addresses of sockets as both systems have them. Included by each system's socket.cpp alone, behind the
-// headers that the system has for sockets.
+// Addresses of sockets as both systems have them, and what socket.h tells of them. Included by each system's
+// socket.cpp alone, behind the headers that the system has for sockets.
 #ifndef ORVKIT_PLATFORM_SOCKET_ADDRESS_H
 #define ORVKIT_PLATFORM_SOCKET_ADDRESS_H
 
 #include <array>
 #include <cstdint>
 #include <cstring>
+#include <string>
 
 #include "platform/socket.h"
 
@@ -28,7 +29,7 @@ Form formOf(const Address& address) noexcept {
     return form;
 }
 
-inline int portOf(const Address& address) noexcept {
+int addressPort(const Address& address) noexcept {
     if (address.length == 0) return 0;
     if (record(address)->sa_family == AF_INET6) return ntohs(formOf<sockaddr_in6>(address).sin6_port);
     return ntohs(formOf<sockaddr_in>(address).sin_port);
@@ -64,8 +65,7 @@ inline void unwrap(Address& address) noexcept {
     address.length = sizeof form;
 }
 
-// As 16 bytes, those of IPv4 within an address of IPv6.
-inline bool bytesOfText(const char* text, std::array<unsigned char, 16>& bytes) noexcept {
+bool parseAddress(const char* text, std::array<unsigned char, 16>& bytes) noexcept {
     bytes = {};
     if (inet_pton(AF_INET6, text, bytes.data()) == 1) return true;
     bytes[10] = bytes[11] = 0xFF;
@@ -86,6 +86,13 @@ inline bool takeOne(const addrinfo* list, int port, Address& address) noexcept {
     std::memcpy(address.bytes, chosen->ai_addr, chosen->ai_addrlen);
     address.length = static_cast<unsigned int>(chosen->ai_addrlen);
     setPort(address, port);
+    return true;
+}
+
+bool ownHostName(std::string& name) {
+    char text[81] = "";
+    if (::gethostname(text, sizeof text - 1) != 0) return false;
+    name = text;
     return true;
 }
 

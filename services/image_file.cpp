@@ -9,6 +9,7 @@
 #include "orvkit/tags.h"
 #include "services/elements.h"
 #include "services/report.h"
+#include "services/words.h"
 
 namespace services {
 namespace {
@@ -23,20 +24,15 @@ void toMachineOrder(std::vector<unsigned char>& bytes, bool isBig, unsigned int 
 }  // namespace
 
 std::string frameFault(int result) {
-    switch (result) {
-        case FRAMES_NO_PIXELS:
-            return "no pixel data";
-        case FRAMES_LAYOUT:
-            return "rows, columns, samples or bits do not make a frame";
-        case FRAMES_NUMBER:
-            return "there is no such frame";
-        case FRAMES_CUT:
-            return "the pixel data ends before the frame does";
-        case FRAMES_NOT_APART:
-            return "the fragments do not tell where frames begin";
-        default:
-            return resultText(result);
-    }
+    static constexpr Word texts[] = {
+        {FRAMES_NO_PIXELS, "no pixel data"},
+        {FRAMES_LAYOUT, "rows, columns, samples or bits do not make a frame"},
+        {FRAMES_NUMBER, "there is no such frame"},
+        {FRAMES_CUT, "the pixel data ends before the frame does"},
+        {FRAMES_NOT_APART, "the fragments do not tell where frames begin"},
+    };
+    const char* text = find(texts, result);
+    return text != nullptr ? text : resultText(result);
 }
 
 ImageFile::Kind ImageFile::open(const std::string& path) {

@@ -6,22 +6,10 @@
 #include "orvkit/result.h"
 #include "services/charset.h"
 #include "services/report.h"
+#include "services/words.h"
 
 namespace services {
 namespace {
-
-struct Word {
-    int value;
-    const char* text;
-};
-
-template <std::size_t N>
-const char* find(const Word (&words)[N], int value) {
-    for (const Word& w : words) {
-        if (w.value == value) return w.text;
-    }
-    return nullptr;
-}
 
 template <std::size_t N>
 std::string wordFor(const Word (&words)[N], int value, const char* what) {
@@ -52,6 +40,18 @@ constexpr Word contextResults[] = {
     {PRES_CTX_AC_NO_REASON, "rejected without a reason"},
     {PRES_CTX_AC_SOP_REJECTED, "the peer does not support the SOP class"},
     {PRES_CTX_AC_XFER_SYN_REJECTED, "the peer does not support the transfer syntax"},
+};
+
+constexpr Word outcomes[] = {
+    {MSM_RELEASED, "the peer released the association"},
+    {MSM_RELEASE_REQUESTED, "the peer released the association"},
+    {MSM_NO_CONNECTION, "the peer closed the connection"},
+    {MSM_READ_TIMEOUT, "the peer did not answer in time"},
+    {MSM_RECEIVE, "the peer closed the connection, or it broke"},
+    {MSM_CONNECT_TIMEOUT, "nobody connected in time"},
+    {MSM_CONTEXT_SYNTAX, "no presentation context was accepted for it"},
+    {DATATF_SOCKET, "the connection broke, or the peer stopped reading"},
+    {ELEM_ILLEGAL_CHAR, "an AE title has characters that are not allowed"},
 };
 
 // How the log names what the system said of a socket.
@@ -199,48 +199,21 @@ std::string outcomeText(int result, const DcMsm& msm) {
     if (result != MSM_REJECTED && msm.getSecurityInfo(security) == RESULT_OK && security.fault[0] != '\0') {
         return std::string("TLS: ") + security.fault;
     }
-    switch (result) {
-        case MSM_REJECTED:
-            (void)msm.getAssoInfo(info);
-            if (info.reject.result == 0) return "association refused: the peer's answer cannot be used";
-            return "association rejected: " + rejectText(info.reject);
-        case MSM_ABORTED:
-            return abortedText(msm);
-        case MSM_RELEASED:
-        case MSM_RELEASE_REQUESTED:
-            return "the peer released the association";
-        case MSM_NO_CONNECTION:
-            return "the peer closed the connection";
-        case MSM_READ_TIMEOUT:
-            return "the peer did not answer in time";
-        case MSM_CLOSED:
-            return closedText();
-        case MSM_RECEIVE:
-            return "the peer closed the connection, or it broke";
-        case MSM_CONNECT_TIMEOUT:
-            return "nobody connected in time";
-        case MSM_CONTEXT_SYNTAX:
-            return "no presentation context was accepted for it";
-        case DATATF_SOCKET:
-            return "the connection broke, or the peer stopped reading";
-        case ELEM_ILLEGAL_CHAR:
-            return "an AE title has characters that are not allowed";
-        default:
-            return connectionText(result);
+    if (result == MSM_REJECTED) {
+        (void)msm.getAssoInfo(info);
+        if (info.reject.result == 0) return "association refused: the peer's answer cannot be used";
+        return "association rejected: " + rejectText(info.reject);
     }
+    if (result == MSM_ABORTED) return abortedText(msm);
+    if (result == MSM_CLOSED) return closedText();
+    const char* text = find(outcomes, result);
+    return text != nullptr ? text : connectionText(result);
 }
 
 std::string connectionText(int result) {
-    switch (result) {
-        case TSM_RESOLVE:
-            return "the host name is not known";
-        case TSM_CONNECT:
-            return connectText();
-        case TSM_SOCKET:
-            return "no socket to be had";
-        default:
-            return otherText(result);
-    }
+    if (result == TSM_RESOLVE) return "the host name is not known";
+    if (result == TSM_SOCKET) return "no socket to be had";
+    return result == TSM_CONNECT ? connectText() : otherText(result);
 }
 
 StatusKind statusKind(unsigned int status) {

@@ -1,5 +1,6 @@
 #include "services/report.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
@@ -11,6 +12,7 @@
 #include "orvkit/log.h"
 #include "orvkit/result.h"
 #include "services/text.h"
+#include "services/words.h"
 
 namespace services {
 namespace {
@@ -156,36 +158,24 @@ void noteOutputFailure() noexcept {
 }
 
 std::string resultText(int result) {
-    switch (result) {
-        case DIR_NOT_PART10:
-            return "not a DICOM Part 10 file";
-        case DIR_OPEN:
-            return "cannot be opened";
-        case DIR_STAT:
-            return "cannot be examined";
-        case DIR_READ_WRITE:
-            return "cannot be read or written in full";
-        case DIR_FILE_SIZE:
-            return "too large";
-        case DIR_META_INFO:
-            return "the file meta information is invalid or incomplete";
-        case ELEM_PACKED_STREAM:
-            return "the compressed data set is cut or damaged";
-        case RESULT_DICT_NOT_XFER_SYN:
-        case ELEM_XFER_SYNTAX:
-            return "the transfer syntax is not known";
-        case ELEM_NO_MEMORY:
-            return "not enough memory";
-        case ELEM_SHORT_BUFFER:
-        case ELEM_VALUE_REFUSED:
-        case UTIL_READ:
-        case UTIL_MALFORMED:
-        case UTIL_NO_TERMINATOR:
-        case UTIL_LENGTH_FIELD:
-            return "the data set is damaged (result " + std::to_string(result) + ")";
-        default:
-            return "result " + std::to_string(result);
-    }
+    static constexpr Word texts[] = {
+        {DIR_NOT_PART10, "not a DICOM Part 10 file"},
+        {DIR_OPEN, "cannot be opened"},
+        {DIR_STAT, "cannot be examined"},
+        {DIR_READ_WRITE, "cannot be read or written in full"},
+        {DIR_FILE_SIZE, "too large"},
+        {DIR_META_INFO, "the file meta information is invalid or incomplete"},
+        {ELEM_PACKED_STREAM, "the compressed data set is cut or damaged"},
+        {RESULT_DICT_NOT_XFER_SYN, "the transfer syntax is not known"},
+        {ELEM_XFER_SYNTAX, "the transfer syntax is not known"},
+        {ELEM_NO_MEMORY, "not enough memory"},
+    };
+    if (const char* text = find(texts, result)) return text;
+    constexpr int damages[] = {ELEM_SHORT_BUFFER, ELEM_VALUE_REFUSED, UTIL_READ,
+                               UTIL_MALFORMED,    UTIL_NO_TERMINATOR, UTIL_LENGTH_FIELD};
+    const std::string number = "result " + std::to_string(result);
+    const bool damaged = std::find(std::begin(damages), std::end(damages), result) != std::end(damages);
+    return damaged ? "the data set is damaged (" + number + ")" : number;
 }
 
 DICT_UID xferSynFromName(std::string_view name) {

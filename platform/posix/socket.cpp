@@ -167,14 +167,6 @@ std::string addressText(const Address& address) {
     return text;
 }
 
-bool parseAddress(const char* text, std::array<unsigned char, 16>& bytes) noexcept {
-    return bytesOfText(text, bytes);
-}
-
-int addressPort(const Address& address) noexcept {
-    return portOf(address);
-}
-
 bool resolve(const char* host, int port, Address& address) noexcept {
     resolverError = 0;
     addrinfo hints{};
@@ -193,13 +185,6 @@ bool resolve(const char* host, int port, Address& address) noexcept {
     }
     const std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)> owner(list, &::freeaddrinfo);
     return takeOne(list, port, address);
-}
-
-bool ownHostName(std::string& name) {
-    char text[81] = "";
-    if (::gethostname(text, sizeof text - 1) != 0) return false;
-    name = text;
-    return true;
 }
 
 Socket openSocket(const Address& address) noexcept {

@@ -83,14 +83,6 @@ std::string addressText(const Address& address) {
     return text;
 }
 
-bool parseAddress(const char* text, std::array<unsigned char, 16>& bytes) noexcept {
-    return bytesOfText(text, bytes);
-}
-
-int addressPort(const Address& address) noexcept {
-    return portOf(address);
-}
-
 bool resolve(const char* host, int port, Address& address) noexcept {
     addrinfo hints{};
     hints.ai_family = AF_UNSPEC;
@@ -108,13 +100,6 @@ bool resolve(const char* host, int port, Address& address) noexcept {
     }
     const std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)> owner(list, &::freeaddrinfo);
     return takeOne(list, port, address);
-}
-
-bool ownHostName(std::string& name) {
-    char text[81] = "";
-    if (::gethostname(text, sizeof text - 1) != 0) return false;
-    name = text;
-    return true;
 }
 
 Socket openSocket(const Address& address) noexcept {
