@@ -114,6 +114,7 @@ class Rows {
               const std::set<std::int64_t>& series);
     void buryInstance(std::int64_t grave, const SelectedSeries& series, const SelectedInstance& one);
     void dropInstance(const InstanceKey& key);
+    void moveCopyUp(const InstanceKey& key);
     void dropEmpty(const SelectedSeries& series);
     void dropIfEmpty(Level level, std::int64_t row);
     void recountSeries(std::int64_t study, std::int64_t series);

@@ -96,6 +96,15 @@ ArchiveWalk::ArchiveWalk(const std::string& directory) : root_(pathOf(directory)
     std::error_code error;
     at_ = fs::recursive_directory_iterator(root_, fs::directory_options::skip_permission_denied, error);
     if (error) fault_ = directory + ": " + error.message();
+    probe(root_);
+}
+
+// Iterators pass over a folder that may not be read without a word.
+void ArchiveWalk::probe(const fs::path& folder) {
+    std::error_code error;
+    const fs::directory_iterator entries(folder, error);
+    if (error && error != std::errc::no_such_file_or_directory)
+        fault_ = nameOf(folder) + ": " + error.message();
 }
 
 bool ArchiveWalk::next(std::string& path, std::uint64_t& size) {
@@ -103,7 +112,11 @@ bool ArchiveWalk::next(std::string& path, std::uint64_t& size) {
     for (std::error_code error; at_ != fs::recursive_directory_iterator();) {
         const fs::directory_entry entry = *at_;
         const bool own = orvkit::platform::isUnfinished(nameOf(entry.path().filename()));
-        if (own) at_.disable_recursion_pending();
+        if (own) {
+            at_.disable_recursion_pending();
+        } else if (fs::is_directory(entry.symlink_status(error))) {
+            probe(entry.path());
+        }
         at_.increment(error);
         if (error) fault_ = nameOf(entry.path()) + ": " + error.message();
         if (own || !fs::is_regular_file(entry.symlink_status(error))) continue;

@@ -49,6 +49,8 @@ class ArchiveWalk {
     const std::string& fault() const { return fault_; }
 
   private:
+    void probe(const std::filesystem::path& folder);
+
     std::mutex mutex_;
     std::filesystem::path root_;
     std::filesystem::recursive_directory_iterator at_;

@@ -2,7 +2,9 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <filesystem>
 #include <functional>
+#include <map>
 #include <mutex>
 #include <string_view>
 #include <vector>
@@ -15,6 +17,7 @@
 #include "services/archive_index.h"
 #include "services/crew.h"
 #include "services/elements.h"
+#include "services/paths.h"
 #include "services/progress.h"
 #include "services/report.h"
 
@@ -153,6 +156,7 @@ struct Known {
     std::size_t path;  // its hash
     std::uint64_t size;
     bool seen = false;
+    bool changed = false;  // what the index says is not so
 };
 
 class Checker {
@@ -172,8 +176,11 @@ class Checker {
             return complain("%s", DcIndex::fault());
         std::sort(known_.begin(), known_.end(),
                   [](const Known& a, const Known& b) { return a.path < b.path; });
+        for (std::size_t i = 1; i < known_.size(); ++i) {
+            if (known_[i].path == known_[i - 1].path) find(known_[i].path)->changed = true;
+        }
         lookAtFiles();
-        lookForMissing();
+        lookAtRows();
         return true;
     }
     std::uint64_t faults() const { return faults_; }
@@ -181,8 +188,8 @@ class Checker {
     std::size_t files() const { return known_.size(); }
 
   private:
-    Known* find(std::string_view path) {
-        const std::size_t hash = std::hash<std::string_view>()(path);
+    Known* find(std::string_view path) { return find(std::hash<std::string_view>()(path)); }
+    Known* find(std::size_t hash) {
         const auto at =
             std::lower_bound(known_.begin(), known_.end(), hash,
                              [](const Known& known, std::size_t wanted) { return known.path < wanted; });
@@ -197,12 +204,10 @@ class Checker {
             Known* const known = find(path);
             if (known == nullptr) {
                 lookAtNew(path);
-            } else if (known->size != size) {
-                found(path,
-                      "its size is " + std::to_string(size) + ", in the index " + std::to_string(known->size),
-                      [&] { return store(path, INDEX_REPLACE); });
+                continue;
             }
-            if (known != nullptr) known->seen = true;
+            known->changed = known->changed || known->size != size;
+            known->seen = true;
         }
         if (walk.fault().empty()) return;
         ++faults_;
@@ -218,34 +223,73 @@ class Checker {
         if (isArriving(options_.directory, path) ||
             isStored(index_, textOf(file.dataset, T_0008_0018_sopInstanceUid), path))
             return;
-        found(path, "it is not in the index", [&] { return store(path, INDEX_BOTH); });
+        found(path, "it is not in the index", [&] { return store(path); });
     }
 
-    void lookForMissing() {
-        struct Gone {
-            std::string instance;
-            std::string path;
-        };
+    // What the index has under a path whose file was not seen, or is not as it says.
+    struct Told {
+        std::vector<std::string> instances;
+        std::uint64_t size = 0;
+    };
+
+    void lookAtRows() {
         struct Context {
             Checker& self;
-            std::vector<Gone> gone;
+            std::map<std::string, Told> paths;
         } context{*this, {}};
-        if (std::all_of(known_.begin(), known_.end(), [](const Known& known) { return known.seen; })) return;
+        if (std::ranges::all_of(known_, [](const Known& each) { return each.seen && !each.changed; })) return;
         (void)index_.walkAll(&context, [](void* into, const DcIndexInstance& instance) {
             auto& all = *static_cast<Context*>(into);
-            const Known* const known = all.self.find(instance.path);
-            if (known != nullptr && !known->seen) all.gone.push_back({instance.sopInstance, instance.path});
+            const Known* const known = all.self.find(std::string_view(instance.path));
+            if (known == nullptr || (known->seen && !known->changed)) return 0;
+            Told& told = all.paths[instance.path];
+            told.instances.emplace_back(instance.sopInstance);
+            told.size = instance.size;
             return 0;
         });
-        for (const Gone& gone : context.gone) {
-            found(gone.path, "the file of instance " + gone.instance + " is gone",
-                  [&] { return index_.forget(gone.instance.c_str(), gone.path.c_str()) == RESULT_OK; });
+        for (const auto& [path, told] : context.paths) {
+            const bool seen = find(std::string_view(path))->seen;
+            seen ? lookAtChanged(path, told) : lookForMissing(path, told.instances);
         }
     }
 
-    bool store(const std::string& path, INDEX_DUPLICATE duplicate) {
+    void lookAtChanged(const std::string& path, const Told& told) {
+        std::error_code error;
+        const auto size = std::filesystem::file_size(pathOf(archivePath(options_.directory, path)), error);
+        found(path,
+              told.instances.size() > 1
+                  ? "it is in the index " + std::to_string(told.instances.size()) + " times"
+                  : "its size is " + std::to_string(size) + ", in the index " + std::to_string(told.size),
+              [&, this] { return mend(path, told.instances); });
+    }
+
+    // What cannot be looked at now is not gone, nor is what came meanwhile.
+    void lookForMissing(const std::string& path, const std::vector<std::string>& instances) {
+        std::error_code error;
+        const auto status =
+            std::filesystem::symlink_status(pathOf(archivePath(options_.directory, path)), error);
+        if (std::filesystem::is_regular_file(status)) return;
+        if (!std::filesystem::status_known(status)) return found(path, error.message(), [] { return false; });
+        found(path, "the file of instance " + instances.front() + " is gone",
+              [&, this] { return forget(path, instances); });
+    }
+
+    bool forget(const std::string& path, const std::vector<std::string>& instances) {
+        return std::ranges::all_of(instances, [&](const std::string& each) {
+            return index_.forget(each.c_str(), path.c_str()) == RESULT_OK;
+        });
+    }
+
+    // In the place of whatever the index has under its path.
+    bool mend(const std::string& path, const std::vector<std::string>& instances) {
+        ArchiveFile file;
+        return readArchiveFile(archivePath(options_.directory, path), file) == RESULT_OK &&
+               forget(path, instances) && store(path);
+    }
+
+    bool store(const std::string& path) {
         DcIndexStored stored;
-        return storeArchiveFile(index_, options_.directory, path, duplicate, stored) == RESULT_OK;
+        return storeArchiveFile(index_, options_.directory, path, INDEX_BOTH, stored) == RESULT_OK;
     }
 
     void found(const std::string& path, const std::string& what, const std::function<bool()>& mend) {

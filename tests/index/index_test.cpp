@@ -174,9 +174,10 @@ TEST_P(IndexTest, KeepsReplacesOrTakesBoth) {
     EXPECT_EQ(stats.instances, 2U);
     EXPECT_EQ(stats.bytes, 16U);
     expectSound();
-    EXPECT_EQ(index.forget("1.1.1", "G/2.dcm"), RESULT_OK);
-    EXPECT_EQ(index.forget("1.1.1", "G/2.dcm"), INDEX_ABSENT);
-    EXPECT_EQ(walk("level=STUDY; study=1"), "G/3.dcm");
+    EXPECT_EQ(index.forget("1.1.1", "G/3.dcm"), RESULT_OK);
+    EXPECT_EQ(index.forget("1.1.1", "G/3.dcm"), INDEX_ABSENT);
+    EXPECT_EQ(tryStore(object + "fourth", INDEX_REPLACE, "G/4.dcm", 9), RESULT_OK);
+    EXPECT_EQ(walk("level=STUDY; study=1"), "G/4.dcm");
     expectSound();
 }
 
