@@ -1,9 +1,9 @@
 // The index of an archive: what it takes to store, what an instance takes of the disk, and how long queries
 // take. Usage: bench_index_bench PLACE INSTANCES [QUERIES]. The place is that of an index (postgresql://...,
 // with nothing in it), or a file for SQLite. Rows are made directly; what DcIndex stores through its front is
-// timed apart, with one thread and with four, on top of them. A file is made anew. With 0 QUERIES the rows
-// are all, and where a server has an index with such rows, AET@HOST:PORT in the place of PLACE asks it for
-// studies.
+// timed apart, with one thread and with four, on top of them. A file is made anew; what a database has
+// already is not made again. With 0 QUERIES the rows are all, and where a server has an index with such rows,
+// AET@HOST:PORT in the place of PLACE asks it for studies.
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -33,7 +33,7 @@ using Clock = std::chrono::steady_clock;
 constexpr int kPerSeries = 100;
 constexpr int kSeriesPerStudy = 3;
 constexpr int kStudiesPerPatient = 2;
-constexpr const char* kRoot = "1.2.826.0.1.3680043.10.543.20201031.114502.";
+constexpr const char* kRoot = "1.2.826.0.1.3680043.10.543.20201031.1145.";
 constexpr const char* kSyntax = "1.2.840.10008.1.2.1";
 constexpr const char* kClass = "1.2.840.10008.5.1.4.1.1.2";
 
@@ -346,12 +346,13 @@ int main(int argc, char** argv) {
     if (given.find('@') != std::string::npos && isFile) return queryServer(given, instances, count);
     if (isFile)
         for (const char* const suffix : {"", "-wal", "-shm"}) (void)std::remove((given + suffix).c_str());
-    makeRows(place, instances);
-    if (count == 0) return 0;
     DcIndex index;
-    if (index.open(place.c_str(), INDEX_WRITE) != RESULT_OK) return 1;
     DcIndexStats stats;
-    (void)index.stats(stats);
+    if (index.open(place.c_str(), INDEX_CREATE) != RESULT_OK || index.stats(stats) != RESULT_OK) return 1;
+    (void)index.close();
+    if (stats.instances == 0) makeRows(place, instances);
+    if (count == 0) return 0;
+    if (index.open(place.c_str(), INDEX_WRITE) != RESULT_OK || index.stats(stats) != RESULT_OK) return 1;
     std::printf("bytes an instance: %.0f, and %.0f of attributes\n",
                 static_cast<double>(stats.indexBytes) / static_cast<double>(instances),
                 static_cast<double>(stats.attributeBytes) / static_cast<double>(instances));

@@ -43,15 +43,18 @@ int resultOf(int code) {
     }
 }
 
-[[noreturn]] void failed(sqlite3* database, int code, const std::string& path) {
+[[noreturn]] void failed(sqlite3* database, int code, const std::string& path, int result) {
     if (code == SQLITE_NOMEM) throw std::bad_alloc();
-    const int result = resultOf(code);
     std::string text =
         path + ": " +
         (database != nullptr ? libsqlite().sqlite3_errmsg(database) : libsqlite().sqlite3_errstr(code));
     if (result == INDEX_DAMAGED)
         text += "; the index is damaged, and is made again from the files by: orvkit index rebuild DIR";
     fail(result, text);
+}
+
+[[noreturn]] void failed(sqlite3* database, int code, const std::string& path) {
+    failed(database, code, path, resultOf(code));
 }
 
 struct Close {
@@ -64,8 +67,13 @@ class SqliteStatement final : public Statement {
     SqliteStatement(sqlite3* database, const std::string& path, const std::string& sql)
         : database_(database), path_(path) {
         const std::string own = inDialect(Dialect::sqlite, sql);
-        check(libsqlite().sqlite3_prepare_v2(database, own.data(), static_cast<int>(own.size()), &statement_,
-                                             nullptr));
+        const int code = libsqlite().sqlite3_prepare_v2(database, own.data(), static_cast<int>(own.size()),
+                                                        &statement_, nullptr);
+        // A table or a column is not there.
+        if (code == SQLITE_ERROR &&
+            std::string_view(libsqlite().sqlite3_errmsg(database)).starts_with("no such "))
+            failed(database, code, path, INDEX_DAMAGED);
+        check(code);
     }
     ~SqliteStatement() override { (void)libsqlite().sqlite3_finalize(statement_); }
 
