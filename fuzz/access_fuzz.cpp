@@ -4,7 +4,6 @@
 #include <openssl/hmac.h>
 
 #include <algorithm>
-#include <string>
 
 #include "fuzz/target.h"
 #include "orvkit/tls.h"

@@ -3,7 +3,6 @@
 #include "orvkit/charset.h"
 
 #include <algorithm>
-#include <string>
 
 #include "fuzz/target.h"
 #include "orvkit/result.h"

@@ -3,7 +3,6 @@
 #include "orvkit/frames.h"
 
 #include <algorithm>
-#include <string>
 
 #include "fuzz/target.h"
 #include "orvkit/edition.h"

@@ -1,10 +1,8 @@
 // Codestreams of every codec: hostile ones, sound ones that were tampered with, and whatever is packed
 // without loss must come back. The first byte picks the codec, unless ORVKIT_FUZZ_CODEC names it, the next
 // ones describe pixels.
-#include "orvkit/image.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <tuple>

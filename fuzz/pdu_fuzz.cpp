@@ -1,7 +1,6 @@
 // PDUs from a peer: the type that stands in their first byte picks the parser. Requests and answers that
 // could be read are framed and read once more, and framed to the same bytes. The second bit of the first byte
 // makes their reader tolerant.
-#include <algorithm>
 #include <cstring>
 
 #include "fuzz/target.h"

@@ -1,7 +1,6 @@
 // Runs a fuzz target without a fuzzer: every seed, and deterministic mutations of the seeds. It passes when
 // nothing crashes, which says most under the sanitizers.
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 #include <iterator>
 
@@ -11,14 +10,12 @@
 namespace {
 
 // A few bytes that decide much in a DICOM stream.
-constexpr std::uint8_t tokens[][8] = {
-    {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF},
-    {0xFE, 0xFF, 0x00, 0xE0, 0xFF, 0xFF, 0xFF, 0xFF},
-    {0xFE, 0xFF, 0x0D, 0xE0, 0, 0, 0, 0},
-    {0xFE, 0xFF, 0xDD, 0xE0, 0, 0, 0, 0},
-    {0x08, 0x00, 0x40, 0x11, 'S', 'Q', 0, 0},
-    {0, 0, 0, 0, 0, 0, 0, 0},
-};
+constexpr std::uint8_t tokens[][8] = {{0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF},
+                                      {0xFE, 0xFF, 0x00, 0xE0, 0xFF, 0xFF, 0xFF, 0xFF},
+                                      {0xFE, 0xFF, 0x0D, 0xE0, 0, 0, 0, 0},
+                                      {0xFE, 0xFF, 0xDD, 0xE0, 0, 0, 0, 0},
+                                      {0x08, 0x00, 0x40, 0x11, 'S', 'Q', 0, 0},
+                                      {0, 0, 0, 0, 0, 0, 0, 0}};
 
 class Random {
   public:

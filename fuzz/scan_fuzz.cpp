@@ -1,8 +1,6 @@
 // The raw scanners: what they report lies within the input, and the handle forms agree with the memory forms.
 #include "orvkit/scan.h"
 
-#include <cstdio>
-
 #include "fuzz/target.h"
 
 namespace {

@@ -1,7 +1,5 @@
 #include "fuzz/seeds.h"
 
-#include <algorithm>
-
 #include "media/part10.h"
 #include "orvkit/lzw.h"
 #include "support/pdu_bytes.h"

@@ -2,7 +2,6 @@
 #ifndef ORVKIT_FUZZ_TARGET_H
 #define ORVKIT_FUZZ_TARGET_H
 
-#include <cstdint>
 #include <cstdlib>
 #include <vector>
 

@@ -2,7 +2,6 @@
 // receive, look and wait in any order, until one closes or garbage comes.
 #include <cstring>
 #include <memory>
-#include <string>
 
 #include "fuzz/target.h"
 #include "network/connection.h"

@@ -114,15 +114,13 @@ TEST(Elem, SizesAreThoseOfTheLongestValues) {
         DICT_VR vr;
         const char* value;
         unsigned int size;
-    } cases[] = {
-        {VR_LO, "AB\\C", 18},
-        {VR_IS, "1\\22", 18},
-        {VR_US, "1\\2", 16},
-        {VR_FD, "1", 20},
-        {VR_TM, "10", 46},
-        {VR_UT, "abc", 15},
-        {VR_AS, "045Y\\045Y\\045Y\\045Y\\045Y\\045Y", 8 + 30},
-    };
+    } cases[] = {{VR_LO, "AB\\C", 18},
+                 {VR_IS, "1\\22", 18},
+                 {VR_US, "1\\2", 16},
+                 {VR_FD, "1", 20},
+                 {VR_TM, "10", 46},
+                 {VR_UT, "abc", 15},
+                 {VR_AS, "045Y\\045Y\\045Y\\045Y\\045Y\\045Y", 8 + 30}};
     unsigned int size = 0;
     for (const auto& c : cases) {
         const auto e = elemOf(c.vr);

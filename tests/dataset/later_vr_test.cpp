@@ -62,15 +62,13 @@ TEST_F(LaterVrs, RefuseWhatTheyCannotHold) {
         unsigned int tag;
         const char* text;
         int code;
-    } rows[] = {
-        {DcTag::SelectorSVValue, "9223372036854775808", ELEM_VALUE_REFUSED},
-        {DcTag::SelectorSVValue, "12x", ELEM_ILLEGAL_CHAR},
-        {DcTag::SelectorSVValue, "1-2", ELEM_VALUE_REFUSED},
-        {DcTag::SelectorUVValue, "-1", ELEM_VALUE_REFUSED},
-        {DcTag::RetrieveURI, "http://a/b?c=%20\\d", ELEM_ILLEGAL_CHAR},
-        {DcTag::RetrieveURI, " http://a", ELEM_ILLEGAL_CHAR},
-        {DcTag::RetrieveURI, "http://[::1]/a?b#c ", RESULT_OK},
-    };
+    } rows[] = {{DcTag::SelectorSVValue, "9223372036854775808", ELEM_VALUE_REFUSED},
+                {DcTag::SelectorSVValue, "12x", ELEM_ILLEGAL_CHAR},
+                {DcTag::SelectorSVValue, "1-2", ELEM_VALUE_REFUSED},
+                {DcTag::SelectorUVValue, "-1", ELEM_VALUE_REFUSED},
+                {DcTag::RetrieveURI, "http://a/b?c=%20\\d", ELEM_ILLEGAL_CHAR},
+                {DcTag::RetrieveURI, " http://a", ELEM_ILLEGAL_CHAR},
+                {DcTag::RetrieveURI, "http://[::1]/a?b#c ", RESULT_OK}};
     for (const auto& row : rows) {
         DcElem e(row.tag, nullptr, 0, UID_NONE, VR_IM, 0);
         EXPECT_EQ(e.addValue(row.text), row.code) << row.text;

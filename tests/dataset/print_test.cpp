@@ -45,34 +45,32 @@ TEST(Print, EachKindOfValueHasItsLines) {
         unsigned int tag;
         DICT_VR vr;
         std::string text, flat, tree;  // no flat: not looked at
-    } rows[] = {
-        {0x00101010, VR_AS, "045Y", "  45Y\n", "045Y\n"},
-        {0x00280030, VR_DS, "0.5\\ .25", "  0.5\n  .25\n", "0.5 \\ .25\n"},
-        {0x00189073, VR_FD, "0.1\\1e300", "  0.1\n  1e+300\n", "0.1 \\ 1e+300\n"},
-        {0x00104000, VR_LT, "two\nlines \\ one", "  two\nlines \\ one\n", "two\nlines \\ one\n"},
-        {0x00080016, VR_UI, "1.2.840.10008.5.1.4.1.1.2\\1.2.3",
-         "  1.2.840.10008.5.1.4.1.1.2 (CT Image Storage)\n  1.2.3\n",
-         "1.2.840.10008.5.1.4.1.1.2 (CT Image Storage) \\ 1.2.3\n"},
-        {0x00089007, VR_UL, "4294967295", "  0xffffffff -1\n", "-1 \n"},
-        {0x00189219, VR_SS, "-1\\7", "  0xffff -1\n  0x0007 7\n", "-1 \\ 7 \n"},
-        {0x00000100, VR_US, "48", "  0x0030 (C-ECHO-RQ)\n", "0x0030 (C-ECHO-RQ) \n"},
-        {0x00280010, VR_US, "48", "  0x0030 48\n", "48 \n"},
-        {0x00080050, VR_SH, "", "  \n", "\n"},
-        {0x00104000, VR_LT, a80, "  " + a80 + "\n", a80 + "\n"},
-        {0x00104000, VR_LT, a80 + "a", "  " + a80 + " ...\n", a80 + "...\n"},
-        {0x0040A160, VR_UT, a80, "", a80 + "\n"},
-        {0x0040A160, VR_UT, a80 + "a", "", a80 + "...\n"},
-        {0x00080008, VR_CS, many, "", most + " \\ ...\n"},
-        {0x00091001, VR_UN, "ABC ", "", "ABC\n"},
-        {0x00091001, VR_UN, a80 + "aa", "", a80 + " ...\n"},
-        {0x00091001, VR_UN, "A\nB ", "", "4 (0x4) bytes \n"},
-        {0x60003000, VR_OW, times(300, 'x'), "", "300 (0x12c) bytes \n"},
-        {0x00091001, VR_UNKNOWN, "", "", "???\n"},
-        // The flat print groups points and the like.
-        {0x30060050, VR_DS, "1\\2\\3\\4\\5\\6", "  1 \\ 2 \\ 3\n  4 \\ 5 \\ 6\n",
-         "1 \\ 2 \\ 3 \\ 4 \\ 5 \\ 6\n"},
-        {0x30040058, VR_DS, "0\\9\\1\\8", "  0 \\ 9\n  1 \\ 8\n", "0 \\ 9 \\ 1 \\ 8\n"},
-    };
+    } rows[] = {{0x00101010, VR_AS, "045Y", "  45Y\n", "045Y\n"},
+                {0x00280030, VR_DS, "0.5\\ .25", "  0.5\n  .25\n", "0.5 \\ .25\n"},
+                {0x00189073, VR_FD, "0.1\\1e300", "  0.1\n  1e+300\n", "0.1 \\ 1e+300\n"},
+                {0x00104000, VR_LT, "two\nlines \\ one", "  two\nlines \\ one\n", "two\nlines \\ one\n"},
+                {0x00080016, VR_UI, "1.2.840.10008.5.1.4.1.1.2\\1.2.3",
+                 "  1.2.840.10008.5.1.4.1.1.2 (CT Image Storage)\n  1.2.3\n",
+                 "1.2.840.10008.5.1.4.1.1.2 (CT Image Storage) \\ 1.2.3\n"},
+                {0x00089007, VR_UL, "4294967295", "  0xffffffff -1\n", "-1 \n"},
+                {0x00189219, VR_SS, "-1\\7", "  0xffff -1\n  0x0007 7\n", "-1 \\ 7 \n"},
+                {0x00000100, VR_US, "48", "  0x0030 (C-ECHO-RQ)\n", "0x0030 (C-ECHO-RQ) \n"},
+                {0x00280010, VR_US, "48", "  0x0030 48\n", "48 \n"},
+                {0x00080050, VR_SH, "", "  \n", "\n"},
+                {0x00104000, VR_LT, a80, "  " + a80 + "\n", a80 + "\n"},
+                {0x00104000, VR_LT, a80 + "a", "  " + a80 + " ...\n", a80 + "...\n"},
+                {0x0040A160, VR_UT, a80, "", a80 + "\n"},
+                {0x0040A160, VR_UT, a80 + "a", "", a80 + "...\n"},
+                {0x00080008, VR_CS, many, "", most + " \\ ...\n"},
+                {0x00091001, VR_UN, "ABC ", "", "ABC\n"},
+                {0x00091001, VR_UN, a80 + "aa", "", a80 + " ...\n"},
+                {0x00091001, VR_UN, "A\nB ", "", "4 (0x4) bytes \n"},
+                {0x60003000, VR_OW, times(300, 'x'), "", "300 (0x12c) bytes \n"},
+                {0x00091001, VR_UNKNOWN, "", "", "???\n"},
+                // The flat print groups points and the like.
+                {0x30060050, VR_DS, "1\\2\\3\\4\\5\\6", "  1 \\ 2 \\ 3\n  4 \\ 5 \\ 6\n",
+                 "1 \\ 2 \\ 3 \\ 4 \\ 5 \\ 6\n"},
+                {0x30040058, VR_DS, "0\\9\\1\\8", "  0 \\ 9\n  1 \\ 8\n", "0 \\ 9 \\ 1 \\ 8\n"}};
     const CaptureLog quiet;
     for (const auto& row : rows) {
         SCOPED_TRACE(row.tree);

@@ -99,16 +99,14 @@ TEST(GetElemOffset, TellsWhatIsWrongOnceAndWithItsCode) {
         Stream stream;
         int code;
         const char* text;
-    } cases[] = {
-        {Stream().header(kPrivate, "OB", 0xFFFFFFFE).raw("x"), UTIL_LENGTH_FIELD,
-         "Value length field -2(0xfffffffe) exceeds buffer length 1(0x1)"},
-        {sequence().raw("no item "), UTIL_MALFORMED,
-         "Invalid tag 0x6f6e6920, expecting Sequence Item at offset 0xc"},
-        {sequence().item(Stream::undefined).elem(kPrivate, "US", "ab"), UTIL_LENGTH_FIELD,
-         "Missing sequence or item delimiter at offset 0x1e"},
-        {Stream().header(kPixels, "OB", Stream::undefined).item(0), UTIL_NO_TERMINATOR,
-         "Missing OB/OW terminator, value at offset 0x14"},
-    };
+    } cases[] = {{Stream().header(kPrivate, "OB", 0xFFFFFFFE).raw("x"), UTIL_LENGTH_FIELD,
+                  "Value length field -2(0xfffffffe) exceeds buffer length 1(0x1)"},
+                 {sequence().raw("no item "), UTIL_MALFORMED,
+                  "Invalid tag 0x6f6e6920, expecting Sequence Item at offset 0xc"},
+                 {sequence().item(Stream::undefined).elem(kPrivate, "US", "ab"), UTIL_LENGTH_FIELD,
+                  "Missing sequence or item delimiter at offset 0x1e"},
+                 {Stream().header(kPixels, "OB", Stream::undefined).item(0), UTIL_NO_TERMINATOR,
+                  "Missing OB/OW terminator, value at offset 0x14"}};
     for (const auto& c : cases) {
         Stream s = c.stream;
         CaptureLog log;

@@ -159,8 +159,7 @@ TEST_F(Deflate, StreamsWithAZlibHeaderAreReadAndTold) {
         {joined({{0x78, 0x9C}, raw}), header},
         {joined({{0x78, 0x01}, raw, {1, 2, 3, 4}}), header},
         {joined({{0x78, 0xDA}, raw, {1, 2, 3, 4, 0}}), header},
-        {joined({raw, {7, 7, 7}}), "3 bytes stand behind the compressed data set, and are not read"},
-    };
+        {joined({raw, {7, 7, 7}}), "3 bytes stand behind the compressed data set, and are not read"}};
     for (const auto& c : cases) {
         DcElemList dataset;
         EXPECT_EQ(read(fileOf(c.stream), dataset), RESULT_OK);

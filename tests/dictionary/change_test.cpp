@@ -28,12 +28,10 @@ TEST_F(Change, AddsUnderTheKeyWithTheDefaultName) {
         DICT_VR storedVr;
         int storedVm;
         const char* defaultName;
-    } rows[] = {
-        {0x00091010, VR_DS, 2, 0x0009FF10, 0x00094410, VR_DS, 2, "T_0009_xx10"},
-        {0x00091011, VR_SQ, 7, 0x0009FF11, 0x0009FF11, VR_SQ, 1, "T_0009_xx11"},
-        {0x00110010, VR_SH, 1, 0x001100FF, 0x00110020, VR_LO, 1, "T_0011_00xx"},
-        {0x60101234, VR_FD, 1, 0x60FF1234, 0x60021234, VR_FD, 1, "T_60xx_1234"},
-    };
+    } rows[] = {{0x00091010, VR_DS, 2, 0x0009FF10, 0x00094410, VR_DS, 2, "T_0009_xx10"},
+                {0x00091011, VR_SQ, 7, 0x0009FF11, 0x0009FF11, VR_SQ, 1, "T_0009_xx11"},
+                {0x00110010, VR_SH, 1, 0x001100FF, 0x00110020, VR_LO, 1, "T_0011_00xx"},
+                {0x60101234, VR_FD, 1, 0x60FF1234, 0x60021234, VR_FD, 1, "T_60xx_1234"}};
     for (const auto& row : rows) {
         SCOPED_TRACE(row.defaultName);
         EXPECT_EQ(Dict.add(row.tag, row.vr, row.vm, nullptr, &tagDef), 0);

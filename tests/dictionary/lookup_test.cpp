@@ -100,16 +100,14 @@ TEST_F(Lookup, AnswersEveryQuestionAboutATagAlike) {
         int result;
         DICT_VR vr;
         const char* name;
-    } rows[] = {
-        // Repeating groups: any even group. The odd groups under which they are stored are private.
-        {0x60023000, 0, VR_OX, "T_60xx_3000_overlayData"},
-        {0x60FF0010, 0, VR_LO, "T_60ff_0010_privateCreatorId"},
-        {0x60FF3000, RESULT_DICT_NOT_FOUND, VR_UN, "T_60ff_3000"},
-        // Answered by rule.
-        {0x00090000, 0, VR_UL, "T_0009_0000_groupLength"},
-        {0x600100FF, 0, VR_LO, "T_6001_00ff_privateCreatorId"},
-        {0x60020001, RESULT_DICT_NOT_FOUND, VR_UN, "T_6002_0001"},
-    };
+    } rows[] = {// Repeating groups: any even group. The odd groups under which they are stored are private.
+                {0x60023000, 0, VR_OX, "T_60xx_3000_overlayData"},
+                {0x60FF0010, 0, VR_LO, "T_60ff_0010_privateCreatorId"},
+                {0x60FF3000, RESULT_DICT_NOT_FOUND, VR_UN, "T_60ff_3000"},
+                // Answered by rule.
+                {0x00090000, 0, VR_UL, "T_0009_0000_groupLength"},
+                {0x600100FF, 0, VR_LO, "T_6001_00ff_privateCreatorId"},
+                {0x60020001, RESULT_DICT_NOT_FOUND, VR_UN, "T_6002_0001"}};
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         DcDictElemInfo info{};
@@ -127,12 +125,10 @@ TEST_F(Lookup, ChangesVrsAndRangesWithTheEditionAndNothingOfPrivateGroups) {
     const struct {
         unsigned int tag;
         DICT_VR in2008, today;
-    } rows[] = {
-        {0x00189430, VR_US, VR_FL}, {0x7FE00001, VR_UN, VR_OV}, {0x00203155, VR_UN, VR_CS},
-        {0x7F020010, VR_UN, VR_OX}, {0x10000010, VR_UN, VR_US}, {0x60020010, VR_US, VR_US},
-        {0x00091010, VR_UN, VR_UN}, {0x7FFF0010, VR_LO, VR_LO}, {0x60FF0010, VR_LO, VR_LO},
-        {0x10100000, VR_UL, VR_UL}, {0x00060007, VR_ST, VR_ST},
-    };
+    } rows[] = {{0x00189430, VR_US, VR_FL}, {0x7FE00001, VR_UN, VR_OV}, {0x00203155, VR_UN, VR_CS},
+                {0x7F020010, VR_UN, VR_OX}, {0x10000010, VR_UN, VR_US}, {0x60020010, VR_US, VR_US},
+                {0x00091010, VR_UN, VR_UN}, {0x7FFF0010, VR_LO, VR_LO}, {0x60FF0010, VR_LO, VR_LO},
+                {0x10100000, VR_UL, VR_UL}, {0x00060007, VR_ST, VR_ST}};
     for (const auto& row : rows) {
         SCOPED_TRACE(row.tag);
         EXPECT_EQ(Dict.facts(row.tag).vr, row.in2008);

@@ -87,8 +87,7 @@ TEST(CharsetTest, CodeExtensionsAreSwitchedWhereTheStandardWantsThem) {
         {"ISO_IR 13", VR_LO, "\x7E\xB1", "‾ｱ"},
         {"ISO 2022 IR 13\\ISO 2022 IR 6", VR_LO, "\xB1\x1B(B~\x1B(J", "ｱ~"},
         {"", VR_LO, "plain\\ASCII~", "plain\\ASCII~"},
-        {"ISO_IR 192", VR_UI, "1.2", "1.2"},
-    };
+        {"ISO_IR 192", VR_UI, "1.2", "1.2"}};
     for (const auto& row : rows) {
         const Converted utf8 = toUtf8(row.terms, row.vr, row.coded);
         EXPECT_EQ(utf8.result, 0) << row.utf8;
@@ -133,8 +132,7 @@ TEST(CharsetTest, WhatCannotBeConvertedIsCountedAndPlaced) {
         {false, "ISO_IR 192", VR_LO, "\xC0\x80", ELEM_CHARSET_LOSS, "??", 2, 0},       // overlong
         {false, "ISO_IR 192", VR_LO, "a\xE5\xB1", ELEM_CHARSET_LOSS, "a??", 2, 1},     // cut
         {false, "ISO_IR 13", VR_LO, "~", ELEM_CHARSET_LOSS, "?", 1, 0},
-        {false, "ISO_IR 100\\unknown", VR_LO, "a", ELEM_CHARSET, "", 0, 0},
-    };
+        {false, "ISO_IR 100\\unknown", VR_LO, "a", ELEM_CHARSET, "", 0, 0}};
     for (const auto& row : rows) {
         const Converted made = (row.toUtf8 ? toUtf8 : fromUtf8)(row.terms, row.vr, row.given);
         EXPECT_EQ(made.result, row.result) << row.terms << ' ' << row.given;

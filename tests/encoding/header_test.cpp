@@ -36,11 +36,9 @@ TEST(Header, EveryKindOfVrIsWrittenAndReadAsItStandsInEverySyntax) {
         DICT_VR vr;
         const char* letters;
         bool wide;
-    } vrs[] = {
-        {VR_AE, "AE", false}, {VR_OB, "OB", true},  {VR_OF, "OF", true},      {VR_SQ, "SQ", true},
-        {VR_UI, "UI", false}, {VR_UN, "UN", true},  {VR_UT, "UT", true},      {VR_OX, "OB", true},
-        {VR_XL, "UL", false}, {VR_XS, "US", false}, {VR_UNKNOWN, "UN", true},
-    };
+    } vrs[] = {{VR_AE, "AE", false}, {VR_OB, "OB", true},  {VR_OF, "OF", true},     {VR_SQ, "SQ", true},
+               {VR_UI, "UI", false}, {VR_UN, "UN", true},  {VR_UT, "UT", true},     {VR_OX, "OB", true},
+               {VR_XL, "UL", false}, {VR_XS, "US", false}, {VR_UNKNOWN, "UN", true}};
     for (const DICT_UID syntax : syntaxes) {
         const Mode mode = Mode::of(syntax);
         EXPECT_EQ(mode.explicitVr, syntax != UID_LITTLE_ENDIAN_IMPLICIT);
@@ -137,16 +135,14 @@ TEST(Header, LettersOfNoVrAreReadByTheDictionaryOrAsOfALaterEdition) {
         DICT_VR vr;
         From from;
         std::size_t size;
-    } cases[] = {
-        {kName, "ZZ", false, VR_PN, From::dictionary, kShortHeader},
-        {kPixels, "ZZ", false, VR_OX, From::dictionary, kLongHeader},
-        {kPrivateTag, "ZZ", false, VR_UN, From::nowhere, kLongHeader},
-        {kPrivateTag, "\xFF\0", false, VR_UN, From::nowhere, kLongHeader},
-        {kName, "ZZ", true, VR_UNKNOWN, From::nowhere, kLongHeader},
-        {kName, "OX", false, VR_OX, From::letters, kShortHeader},
-        {kName, "OX", true, VR_OX, From::letters, kLongHeader},
-        {kName, "SH", true, VR_SH, From::letters, kShortHeader},
-    };
+    } cases[] = {{kName, "ZZ", false, VR_PN, From::dictionary, kShortHeader},
+                 {kPixels, "ZZ", false, VR_OX, From::dictionary, kLongHeader},
+                 {kPrivateTag, "ZZ", false, VR_UN, From::nowhere, kLongHeader},
+                 {kPrivateTag, "\xFF\0", false, VR_UN, From::nowhere, kLongHeader},
+                 {kName, "ZZ", true, VR_UNKNOWN, From::nowhere, kLongHeader},
+                 {kName, "OX", false, VR_OX, From::letters, kShortHeader},
+                 {kName, "OX", true, VR_OX, From::letters, kLongHeader},
+                 {kName, "SH", true, VR_SH, From::letters, kShortHeader}};
     for (const DICT_UID syntax : {UID_LITTLE_ENDIAN_EXPLICIT, UID_BIG_ENDIAN_EXPLICIT}) {
         for (const auto& c : cases) {
             SCOPED_TRACE(std::string(c.letters) + ' ' + std::to_string(c.tag));

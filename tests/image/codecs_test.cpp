@@ -149,8 +149,7 @@ TEST(Codecs, DescriptionsOutOfTheLimitsAreRefused) {
         with([](auto& p) { p.rows = 0; }),           with([](auto& p) { p.columns = 65536; }),
         with([](auto& p) { p.samples = 0; }),        with([](auto& p) { p.samples = 5; }),
         with([](auto& p) { p.bitsAllocated = 12; }), with([](auto& p) { p.bitsStored = 17; }),
-        with([](auto& p) { p.highBit = 10; }),       with([](auto& p) { p.highBit = 16; }),
-    };
+        with([](auto& p) { p.highBit = 10; }),       with([](auto& p) { p.highBit = 16; })};
     for (const DcImagePixels& pixels : wrong) {
         EXPECT_EQ(imageCheckPixels(pixels), IMAGE_PIXELS);
         EXPECT_EQ(imageFrameBytes(pixels), 0u);

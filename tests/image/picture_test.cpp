@@ -138,8 +138,7 @@ TEST(Picture, FormatsAreKnownByNameAndExtension) {
     const std::pair<const char*, const char*> names[] = {
         {"a.png", "PNG"},   {"b/C.JPG", "JPEG"},     {"x.jpeg", "JPEG"},   {"x.tif", "TIFF"},
         {"x.y.ppm", "PNM"}, {"png", nullptr},        {"a.png/b", nullptr}, {"x.", nullptr},
-        {"x.jp", nullptr},  {"x.jpg jpeg", nullptr}, {nullptr, nullptr},
-    };
+        {"x.jp", nullptr},  {"x.jpg jpeg", nullptr}, {nullptr, nullptr}};
     for (const auto& [file, name] : names) {
         const DcPictureFormat* const format = pictureFormatOf(file);
         EXPECT_STREQ(format == nullptr ? nullptr : format->name, name) << (file == nullptr ? "null" : file);

@@ -18,23 +18,21 @@ struct Layout {
     unsigned int allocated, stored, high;
     bool isSigned, isReal;
 };
-constexpr Layout layouts[] = {
-    {"8 bits", 8, 8, 7, false, false},
-    {"8 bits, signed", 8, 8, 7, true, false},
-    {"6 of 8", 8, 6, 5, false, false},
-    {"7 of 8, signed", 8, 7, 6, true, false},
-    {"12 of 16", 16, 12, 11, false, false},
-    {"12 of 16, signed", 16, 12, 11, true, false},
-    {"10 of 16 at the top", 16, 10, 15, false, false},
-    {"13 of 16, signed, in the middle", 16, 13, 14, true, false},
-    {"16 bits", 16, 16, 15, false, false},
-    {"16 bits, signed", 16, 16, 15, true, false},
-    {"one bit", 1, 1, 0, false, false},
-    {"32 bits", 32, 32, 31, false, false},
-    {"20 of 32, signed", 32, 20, 19, true, false},
-    {"floats", 32, 32, 31, false, true},
-    {"doubles", 64, 64, 63, false, true},
-};
+constexpr Layout layouts[] = {{"8 bits", 8, 8, 7, false, false},
+                              {"8 bits, signed", 8, 8, 7, true, false},
+                              {"6 of 8", 8, 6, 5, false, false},
+                              {"7 of 8, signed", 8, 7, 6, true, false},
+                              {"12 of 16", 16, 12, 11, false, false},
+                              {"12 of 16, signed", 16, 12, 11, true, false},
+                              {"10 of 16 at the top", 16, 10, 15, false, false},
+                              {"13 of 16, signed, in the middle", 16, 13, 14, true, false},
+                              {"16 bits", 16, 16, 15, false, false},
+                              {"16 bits, signed", 16, 16, 15, true, false},
+                              {"one bit", 1, 1, 0, false, false},
+                              {"32 bits", 32, 32, 31, false, false},
+                              {"20 of 32, signed", 32, 20, 19, true, false},
+                              {"floats", 32, 32, 31, false, true},
+                              {"doubles", 64, 64, 63, false, true}};
 
 Grey imageOf(const Layout& layout) {
     Grey image;

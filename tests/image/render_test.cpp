@@ -116,8 +116,7 @@ TEST(RenderColour, EveryColourSpaceBitsAndPlanesIsWithinOneLevel) {
 constexpr unsigned int kPalette[3][2] = {
     {T_0028_1101_redPaletteColorLookupTableDescriptor, T_0028_1201_redPaletteColorLookupTableData},
     {T_0028_1102_greenPaletteColorLookupTableDescriptor, T_0028_1202_greenPaletteColorLookupTableData},
-    {T_0028_1103_bluePaletteColorLookupTableDescriptor, T_0028_1203_bluePaletteColorLookupTableData},
-};
+    {T_0028_1103_bluePaletteColorLookupTableDescriptor, T_0028_1203_bluePaletteColorLookupTableData}};
 
 TEST(RenderColour, PalettesOfAnyFirstValueBitsAndPackingColour) {
     const Bytes bytes = made(64);
@@ -167,8 +166,7 @@ TEST(RenderColour, SegmentedPalettesAreExpandedAndBrokenOnesEnd) {
         // Segments that run past the end, stand alone or refer to themselves: what came before them counts.
         {{0, 2, 257, 514, 0, 99, 1}, {1, 2, 2, 2, 2, 2, 2, 2}},
         {{0, 1, 257, 2, 65535, 3, 0}, {1, 1, 1, 1, 1, 1, 1, 1}},
-        {{0, 1, 257, 7, 7, 7}, {1, 1, 1, 1, 1, 1, 1, 1}},
-    };
+        {{0, 1, 257, 7, 7, 7}, {1, 1, 1, 1, 1, 1, 1, 1}}};
     const Bytes bytes = {0, 1, 2, 3, 4, 5, 6, 7};
     for (const auto& one : cases) {
         DcElemList list;
@@ -235,16 +233,14 @@ TEST(RenderOverlay, PlanesAreBurntInWhereTheyLie) {
         int rows, columns, top, left, frames, first;  // 0 frames: no such elements
         unsigned int frame;
         const char* wanted;  // rows of 4, # white
-    } const cases[] = {
-        {"as it lies", 2, 2, 1, 1, 0, 0, 1, "#... .#.. .... ...."},
-        {"moved", 2, 2, 3, 2, 0, 0, 5, ".... .... .#.. ..#."},
-        {"partly outside", 2, 2, 0, 4, 0, 0, 1, ".... .... .... ...."},
-        {"beyond the image", 2, 2, 4, 4, 0, 0, 1, ".... .... .... ...#"},
-        {"second of two frames", 2, 2, 1, 1, 2, 1, 2, ".#.. #... .... ...."},
-        {"from the third frame on", 2, 2, 1, 1, 2, 3, 3, "#... .#.. .... ...."},
-        {"no frame for it", 2, 2, 1, 1, 2, 3, 5, ".... .... .... ...."},
-        {"more claimed than there is", 3000, 4, 1, 1, 0, 0, 1, "#..# .##. .... ...."},
-    };
+    } const cases[] = {{"as it lies", 2, 2, 1, 1, 0, 0, 1, "#... .#.. .... ...."},
+                       {"moved", 2, 2, 3, 2, 0, 0, 5, ".... .... .#.. ..#."},
+                       {"partly outside", 2, 2, 0, 4, 0, 0, 1, ".... .... .... ...."},
+                       {"beyond the image", 2, 2, 4, 4, 0, 0, 1, ".... .... .... ...#"},
+                       {"second of two frames", 2, 2, 1, 1, 2, 1, 2, ".#.. #... .... ...."},
+                       {"from the third frame on", 2, 2, 1, 1, 2, 3, 3, "#... .#.. .... ...."},
+                       {"no frame for it", 2, 2, 1, 1, 2, 3, 5, ".... .... .... ...."},
+                       {"more claimed than there is", 3000, 4, 1, 1, 0, 0, 1, "#..# .##. .... ...."}};
     const Bytes bytes(16, 0);
     for (const auto& one : cases) {
         DcElemList list;
@@ -297,21 +293,19 @@ TEST(RenderSize, TheShapeOfPixelsAndTheBoxDecide) {
         const char* ratio;
         unsigned int boxWidth, boxHeight;
         unsigned int width, height;  // of a picture of 40 x 20
-    } const cases[] = {
-        {0, "", 0, 0, 40, 20},
-        {T_0028_0030_pixelSpacing, "0.5\\0.5", 0, 0, 40, 20},
-        {T_0028_0030_pixelSpacing, "1.0\\0.5", 0, 0, 40, 40},
-        {T_0028_0030_pixelSpacing, "0.5\\1.0", 0, 0, 80, 20},
-        {T_0018_1164_imagerPixelSpacing, "2\\1", 0, 0, 40, 40},
-        {T_0028_0034_pixelAspectRatio, "4\\3", 0, 0, 40, 27},
-        {T_0028_0034_pixelAspectRatio, "0\\0", 0, 0, 40, 20},
-        {T_0028_0034_pixelAspectRatio, "1\\100000", 0, 0, 40, 20},
-        {0, "", 10, 0, 10, 5},
-        {0, "", 0, 60, 120, 60},
-        {0, "", 30, 30, 30, 15},
-        {0, "", 1, 1, 1, 1},
-        {T_0028_0034_pixelAspectRatio, "2\\1", 30, 30, 30, 30},
-    };
+    } const cases[] = {{0, "", 0, 0, 40, 20},
+                       {T_0028_0030_pixelSpacing, "0.5\\0.5", 0, 0, 40, 20},
+                       {T_0028_0030_pixelSpacing, "1.0\\0.5", 0, 0, 40, 40},
+                       {T_0028_0030_pixelSpacing, "0.5\\1.0", 0, 0, 80, 20},
+                       {T_0018_1164_imagerPixelSpacing, "2\\1", 0, 0, 40, 40},
+                       {T_0028_0034_pixelAspectRatio, "4\\3", 0, 0, 40, 27},
+                       {T_0028_0034_pixelAspectRatio, "0\\0", 0, 0, 40, 20},
+                       {T_0028_0034_pixelAspectRatio, "1\\100000", 0, 0, 40, 20},
+                       {0, "", 10, 0, 10, 5},
+                       {0, "", 0, 60, 120, 60},
+                       {0, "", 30, 30, 30, 15},
+                       {0, "", 1, 1, 1, 1},
+                       {T_0028_0034_pixelAspectRatio, "2\\1", 30, 30, 30, 30}};
     const Bytes bytes = made(800);
     for (const auto& one : cases) {
         DcElemList list;

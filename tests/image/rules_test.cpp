@@ -19,7 +19,6 @@ constexpr const char* kJpegLs = "1.2.840.10008.1.2.4.80";
 constexpr const char* kJ2k = "1.2.840.10008.1.2.4.90";
 constexpr const char* kLossless = "1.2.840.10008.1.2.4.70";
 constexpr const char* kBaseline = "1.2.840.10008.1.2.4.50";
-constexpr const char* kExtended = "1.2.840.10008.1.2.4.51";
 constexpr const char* kRle = "1.2.840.10008.1.2.5";
 
 bool has(const char* uid) {
@@ -115,16 +114,14 @@ TEST(Rules, ColoursOfJpegAreThoseOfItsMarkersThenOfTheDataSet) {
         bool subsampled;
         DcPhotometric says;
         bool ycc;
-    } cases[] = {
-        {0, plain, true, true, DcPhotometric::ybrFull, false},
-        {1, named, false, false, DcPhotometric::rgb, true},
-        {{}, named, true, false, DcPhotometric::ybrFull, false},
-        {{}, plain, true, false, DcPhotometric::rgb, true},
-        {{}, plain, false, true, DcPhotometric::rgb, true},
-        {{}, plain, false, false, DcPhotometric::rgb, false},
-        {{}, plain, false, false, DcPhotometric::ybrFull422, true},
-        {{}, plain, false, false, DcPhotometric::none, true},
-    };
+    } cases[] = {{0, plain, true, true, DcPhotometric::ybrFull, false},
+                 {1, named, false, false, DcPhotometric::rgb, true},
+                 {{}, named, true, false, DcPhotometric::ybrFull, false},
+                 {{}, plain, true, false, DcPhotometric::rgb, true},
+                 {{}, plain, false, true, DcPhotometric::rgb, true},
+                 {{}, plain, false, false, DcPhotometric::rgb, false},
+                 {{}, plain, false, false, DcPhotometric::ybrFull422, true},
+                 {{}, plain, false, false, DcPhotometric::none, true}};
     for (const auto& c : cases) {
         jpeg::Headers headers;
         headers.adobe = c.adobe;
@@ -175,12 +172,10 @@ TEST(Rules, ColoursOfJpeg2000AreThoseOfItsTransformation) {
         const Stream& stream;
         DcPhotometric says;
         DcPhotometric found;
-    } cases[] = {
-        {mixed, DcPhotometric::ybrRct, DcPhotometric::rgb},
-        {mixed, DcPhotometric::rgb, DcPhotometric::rgb},
-        {straight, DcPhotometric::ybrFull, DcPhotometric::ybrFull},
-        {straight, DcPhotometric::ybrRct, DcPhotometric::rgb},
-    };
+    } cases[] = {{mixed, DcPhotometric::ybrRct, DcPhotometric::rgb},
+                 {mixed, DcPhotometric::rgb, DcPhotometric::rgb},
+                 {straight, DcPhotometric::ybrFull, DcPhotometric::ybrFull},
+                 {straight, DcPhotometric::ybrRct, DcPhotometric::rgb}};
     for (const auto& c : cases) {
         pixels.photometric = c.says;
         const Unpacked found = unpacked(kJ2k, pixels, c.stream);

@@ -97,8 +97,7 @@ TEST(AnyFile, IsFoundWhereverItIsAndToldHow) {
             {"zeros around", {zeros, data, zeros}, "guessed 512 512"},
             {"zeros behind", {preamble, meta, data, zeros}, "preamble meta length 0 512"},
             {"three zeros behind", {preamble, meta, data, std::string(3, '\0')}, "preamble meta length 0 3"},
-            {"a syntax that is not", {preamble, wrongMeta, data}, "preamble meta guessed 0 0"},
-        };
+            {"a syntax that is not", {preamble, wrongMeta, data}, "preamble meta guessed 0 0"}};
         const TempDir temp;
         for (const auto& row : rows) {
             SCOPED_TRACE(testing::Message() << row.name << ' ' << syntax);

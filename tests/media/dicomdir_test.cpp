@@ -17,18 +17,16 @@ struct SampleSet {
 };
 // The library reads explicit little endian only, as the standard has it (PS3.10 8.6); implicit VR when told
 // to.
-constexpr SampleSet kSets[] = {
-    {"dicomdir/threestudies/DICOMDIR", 0, 52, "PATIENT"},
-    {"dicomdir/tinyalpha/DICOMDIR", 0, 53, "PATIENT"},
-    {"dicomdir/variants/dicomdir_reordered", 0, 52, "PATIENT"},
-    {"dicomdir/variants/dicomdir_empty", 0, 0, ""},
-    {"dicomdir/variants/dicomdir_nopatient", 0, 1, "IMAGE"},
-    {"dicomdir/variants/dicomdir_implicit", DIR_META_INFO, 0, ""},
-    {"dicomdir/variants/dicomdir_big_endian", DIR_META_INFO, 0, ""},
-    {"dicomdir/threestudies/DICOMDIR", 0, 52, "PATIENT", true},
-    {"dicomdir/variants/dicomdir_implicit", 0, 52, "PATIENT", true},
-    {"dicomdir/variants/dicomdir_big_endian", DIR_META_INFO, 0, "", true},
-};
+constexpr SampleSet kSets[] = {{"dicomdir/threestudies/DICOMDIR", 0, 52, "PATIENT"},
+                               {"dicomdir/tinyalpha/DICOMDIR", 0, 53, "PATIENT"},
+                               {"dicomdir/variants/dicomdir_reordered", 0, 52, "PATIENT"},
+                               {"dicomdir/variants/dicomdir_empty", 0, 0, ""},
+                               {"dicomdir/variants/dicomdir_nopatient", 0, 1, "IMAGE"},
+                               {"dicomdir/variants/dicomdir_implicit", DIR_META_INFO, 0, ""},
+                               {"dicomdir/variants/dicomdir_big_endian", DIR_META_INFO, 0, ""},
+                               {"dicomdir/threestudies/DICOMDIR", 0, 52, "PATIENT", true},
+                               {"dicomdir/variants/dicomdir_implicit", 0, 52, "PATIENT", true},
+                               {"dicomdir/variants/dicomdir_big_endian", DIR_META_INFO, 0, "", true}};
 
 int referencesOf(const DcDirRec* r) {
     DcDirRecInfo info;
@@ -257,8 +255,7 @@ TEST(DicomDir, CraftedLinks) {
         {"nobody knows which", a, {{"PATIENT", 5, 5}, {"PATIENT"}, {"STUDY"}}, "PATIENT"},
         {"a bad one", a, {{"PATIENT", b}, {"NOTHING", d, c}, {"STUDY"}, {"TOPIC"}}, "PATIENT,TOPIC"},
         {"no beginning", 3, {{"PATIENT", b}, {"TOPIC"}}, "PATIENT,TOPIC"},
-        {"an MRDR early", a, {{"MRDR", b}, {"TOPIC"}}, "TOPIC,MRDR", false},
-    };
+        {"an MRDR early", a, {{"MRDR", b}, {"TOPIC"}}, "TOPIC,MRDR", false}};
     for (const auto& row : cases) {
         const TempDir root;
         writeWhole(root / "DICOMDIR", crafted(row.first, row.records));

@@ -80,27 +80,24 @@ TEST(DirRec, TellsWhatItCannotParse) {
         {withFile("A\\B\\C\\D\\E\\F\\G\\H\\I "),
          "File ID 'A\\B\\C\\D\\E\\F\\G\\H\\I' exceeds limit in T_0004_1500_referencedFileId"},
         {withFile("A ").ui(0x00041510, "1.2.3").ui(0x00041511, "1.2.3"),
-         "T_0004_1512_referencedFileXferSynUid missing or invalid"},
-    };
+         "T_0004_1512_referencedFileXferSynUid missing or invalid"}};
     CaptureLog log;
     for (const auto& [content, text] : cases) {
         Stream s;
         s.raw("xx").item(content.size()).add(content);
         DcDirRec r(nullptr, s.data(), s.size(), 2);
-        EXPECT_TRUE(log.tookOnly(LOG_ERROR, "DcDirRec::parse", "Offset - 2 (0x000002), " + text)) << text;
+        log.expect(LOG_ERROR, "DcDirRec::parse", "Offset - 2 (0x000002), " + text);
         // A record without a file is one all the same.
         DIR_REC type;
         r.getType(type);
         EXPECT_EQ(type, text == "Zero length File ID" ? DIR_REC_IMAGE : DIR_REC_UNKNOWN);
     }
     DcDirRec(nullptr, Stream().item(0).data(), 8, 0);
-    EXPECT_TRUE(log.tookOnly(LOG_ERROR, "DcDirRec::parse", "Offset - 0 (0x000000), " + cases[0].second));
+    log.expect(LOG_ERROR, "DcDirRec::parse", "Offset - 0 (0x000000), " + cases[0].second);
     DcDirRec(nullptr, Stream().raw("1234567").data(), 7, 0);
-    EXPECT_TRUE(
-        log.tookOnly(LOG_ERROR, "DcDirRec::parse", "Offset 0 (0x000000) exceeds buffer length 7 (0x000007)"));
+    log.expect(LOG_ERROR, "DcDirRec::parse", "Offset 0 (0x000000) exceeds buffer length 7 (0x000007)");
     DcDirRec(nullptr, Stream().raw("12345678").data(), 8, 20);
-    EXPECT_TRUE(log.tookOnly(LOG_ERROR, "DcDirRec::parse",
-                             "Offset 20 (0x000014) exceeds buffer length 8 (0x000008)"));
+    log.expect(LOG_ERROR, "DcDirRec::parse", "Offset 20 (0x000014) exceeds buffer length 8 (0x000008)");
 }
 
 TEST(DirRec, TakesWhatJustFits) {

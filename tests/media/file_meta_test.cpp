@@ -78,8 +78,7 @@ TEST(ReadMetaInfo, OtherFilesAreRefusedForWhatTheyAre) {
         {metaGroup("1.2.840.10008.1.2.1"), "file meta information without a preamble"},
         {charset, "a bare data set in explicit VR without file meta information"},
         {Stream(kImplicit).elem(0x00080005, "", "ISO_IR 100"),
-         "a bare data set in implicit VR without file meta information"},
-    };
+         "a bare data set in implicit VR without file meta information"}};
     CaptureLog log;
     const TempDir temp;
     for (const auto& [stream, what] : cases) {

@@ -135,15 +135,13 @@ TEST(ReadNonPixel, WhatIsCutIsToldAndTheHeaderIsThere) {
         DICT_UID xferSyn;
         int result, length;
         const char* text;
-    } cases[] = {
-        {Stream(name).header(kPixelElem, "OW", 1000).raw("only this"), kExplicit, ELEM_VALUE_REFUSED, 9,
-         "valueLen (0x000003e8) exceeds the remaining buffer len (0x00000009) at offset 0xfa"},
-        {Stream(name).header(kPixelElem, "OB", Stream::undefined).item(0).item(100).raw("few"),
-         UID_JPEG_BASELINE, RESULT_OK, 8 + 8 + 3,
-         "Sequence delimiter not found, assuming full buffer as Pixel Data"},
-        {Stream(name).header(0x00104000, "LT", 500).raw("few"), kExplicit, ELEM_VALUE_REFUSED, 0,
-         "valueLen (0x000001f4) exceeds the remaining buffer len (0x00000003) at offset 0x18"},
-    };
+    } cases[] = {{Stream(name).header(kPixelElem, "OW", 1000).raw("only this"), kExplicit, ELEM_VALUE_REFUSED,
+                  9, "valueLen (0x000003e8) exceeds the remaining buffer len (0x00000009) at offset 0xfa"},
+                 {Stream(name).header(kPixelElem, "OB", Stream::undefined).item(0).item(100).raw("few"),
+                  UID_JPEG_BASELINE, RESULT_OK, 8 + 8 + 3,
+                  "Sequence delimiter not found, assuming full buffer as Pixel Data"},
+                 {Stream(name).header(0x00104000, "LT", 500).raw("few"), kExplicit, ELEM_VALUE_REFUSED, 0,
+                  "valueLen (0x000001f4) exceeds the remaining buffer len (0x00000003) at offset 0x18"}};
     for (const auto& c : cases) {
         const CaptureLog log;
         Read file = readBack(part10(c.xferSyn, c.data), true);
@@ -220,8 +218,7 @@ TEST(ReadAroundPixels, FaultsAreToldWithTheirPlaceInTheFile) {
          pixels.size()},
         {Stream(front).header(kPixelElem, "OW", 1000).raw("few"), ELEM_VALUE_REFUSED, kPixelElem,
          front.size()},
-        {Stream(front).header(kPixelElem, "OW", Stream::undefined).item(0).endSequence(), RESULT_OK, 0, 0},
-    };
+        {Stream(front).header(kPixelElem, "OW", Stream::undefined).item(0).endSequence(), RESULT_OK, 0, 0}};
     for (const auto& c : cases) {
         const TempDir temp;
         const std::string path = makeFile(temp, "file", part10(kExplicit, c.data).bytes());

@@ -141,12 +141,10 @@ TEST(WriteFile, PixelSourcesThatFailAreTold) {
         unsigned int length;
         int code;
         std::string text;
-    } cases[] = {
-        {source, 0, 2000, DIR_READ_WRITE, "Error in reading pixel data"},
-        {source, -1, 2, DIR_READ_WRITE, "lseek error in pixel data file, offset - -1"},
-        {source, 0, 0xFFFFFFFE, DIR_READ_WRITE, "Error in reading pixel data"},
-        {gone, 0, 10, DIR_OPEN, "Error opening pixel data file " + gone},
-    };
+    } cases[] = {{source, 0, 2000, DIR_READ_WRITE, "Error in reading pixel data"},
+                 {source, -1, 2, DIR_READ_WRITE, "lseek error in pixel data file, offset - -1"},
+                 {source, 0, 0xFFFFFFFE, DIR_READ_WRITE, "Error in reading pixel data"},
+                 {gone, 0, 10, DIR_OPEN, "Error opening pixel data file " + gone}};
     for (const auto& c : cases) {
         writeWhole(gone, "0123456789");
         DcElemList dataset;

@@ -193,8 +193,7 @@ TEST(Frames, NativeOnesAreFoundByTheirLayout) {
          {"4", 3, 3, 1, 1},
          "\x55\x01\xFC\x07",
          {"\x55\x01", std::string(2, '\0'), "\xFF\x01", "!cut" + std::string(1, '\0')}},
-        {"whole bytes of single bits", {"2", 4, 4, 1, 1}, "aabb", {"aa", "bb"}},
-    };
+        {"whole bytes of single bits", {"2", 4, 4, 1, 1}, "aabb", {"aa", "bb"}}};
     const CurrentEdition edition;
     const TempDir temp;
     const CaptureLog log;

@@ -30,13 +30,12 @@ TEST(ReadMemory, FollowsTheBytesThatAreThere) {
     struct {
         const char* what;
         Stream bytes;
-    } inputs[] = {
-        {"many elements", part10(kImplicit, elements)},
-        {"many items", part10(kImplicit, items)},
-        {"many sequences", part10(kImplicit, sequences)},
-        {"4 GByte announced", part10(kExplicit, Stream().header(0x7FE00010, "OW", 0xFFFFFFFE))},
-        {"no end announced", part10(UID_JPEG_BASELINE, Stream().header(0x7FE00010, "OB", Stream::undefined))},
-    };
+    } inputs[] = {{"many elements", part10(kImplicit, elements)},
+                  {"many items", part10(kImplicit, items)},
+                  {"many sequences", part10(kImplicit, sequences)},
+                  {"4 GByte announced", part10(kExplicit, Stream().header(0x7FE00010, "OW", 0xFFFFFFFE))},
+                  {"no end announced",
+                   part10(UID_JPEG_BASELINE, Stream().header(0x7FE00010, "OB", Stream::undefined))}};
     for (auto& input : inputs) {
         const QuietLog quiet;
         AllocationMeter meter;

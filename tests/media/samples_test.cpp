@@ -29,8 +29,7 @@ const std::map<std::string, Partial> kPartial = {
     // An unknown implicit element whose value begins with an item is a sequence to us.
     {"sequences/private_sq_implicit.dcm", {RESULT_OK, 0x3F031001}},
     // A VR that came later, on a tag that has another: the dictionary's header is shorter.
-    {"newvr/all_new_vrs.dcm", {ELEM_VALUE_REFUSED, 0x00110007}},
-};
+    {"newvr/all_new_vrs.dcm", {ELEM_VALUE_REFUSED, 0x00110007}}};
 
 std::string nameOf(const Leaf& leaf) {
     if (leaf.kind == Leaf::item) return "--";

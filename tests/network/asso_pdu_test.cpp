@@ -72,8 +72,7 @@ TEST(AssociationPdu, ReadingToleratesWhatPeersDo) {
         joined({item(0x53, Bytes{0, 1, 0, 1}), item(0x56, "any"), role, item(0x51, Bytes{0, 0, 0, 9})});
     DcPduAssoRq request;
     ASSERT_EQ(readFrom(request, a.bytes()), RESULT_OK);
-    EXPECT_TRUE(
-        log.tookOnly(LOG_VALIDATION, "DcPduAssoAcRq::parsePresCtxItem", "Unsupported/unknown UID '9.8.7'"));
+    log.expect(LOG_VALIDATION, "DcPduAssoAcRq::parsePresCtxItem", "Unsupported/unknown UID '9.8.7'");
     DcPduInfoAcRq info;
     request.getInfo(&info);
     EXPECT_STREQ(info.calledAeTitle, "AB              ");
@@ -146,8 +145,7 @@ TEST(AssociationPdu, MalformedRequestsAreRefusedByName) {
         {userInfo(item(0x55, ones(17))), "Sub item length 0x0011 exceeds buffer length 0x0010 (16)"},
         {userInfo(item(0x54, ones(4096))), "Item length 0x1000 exceeds buffer length 0x0fff"},
         {userInfo(item(0x54, Bytes{0, 3, '1', '.', 1})), "item 0x0005 and UID string length 0x0003"},
-        {userInfo(item(0x54, joined({{0, 65}, bytesOf(ones(67))}))), "0x0045 and UID string length 0x0041"},
-    };
+        {userInfo(item(0x54, joined({{0, 65}, bytesOf(ones(67))}))), "0x0045 and UID string length 0x0041"}};
     for (const auto& refusal : refusals) {
         Association a;
         refusal.change(a);
@@ -181,8 +179,7 @@ TEST(AssociationPdu, LargestRequestFitsWhateverTheMaximum) {
     EXPECT_EQ(bytes.size(), 74u + 25 + 512 * (8 + 68 + 32 * 68) + 4 + 8 + 9 + 512 * 72 + 6);
     CaptureLog log;
     EXPECT_EQ(request.presCtxItemAdd(&context), ACRQ_CONTEXT_LIMIT);
-    EXPECT_TRUE(
-        log.tookOnly(LOG_ERROR, "DcPduAssoAcRq::presCtxItemAdd", "Presentation context limit reached"));
+    log.expect(LOG_ERROR, "DcPduAssoAcRq::presCtxItemAdd", "Presentation context limit reached");
     DcPduAssoRq back;
     EXPECT_EQ(readFrom(back, bytes), RESULT_OK);
     DcPduScpScuRole roles[PDU_PRES_CTX_MAX];

@@ -24,8 +24,6 @@ class Victim : public DcMsm {
         if (!asUser) role_ = TSM_ROLE_SCP;  // without a port of its own
         setAeTitleCheck(0);
     }
-    Victim(const Victim&) = delete;
-    Victim& operator=(const Victim&) = delete;
     ~Victim() override { close(); }
 
     void close() {
@@ -299,15 +297,13 @@ TEST(Bounds, ADataSetThatNobodyAskedForIsRefusedByItsFirstFragment) {
         Bytes said;
         int first;   // result of the first message
         int second;  // of the next; 0: not read
-    } cases[] = {
-        {"asked for", joined({response(kFindRsp, true), whole, echo}), MSM_MESSAGE, MSM_MESSAGE},
-        {"in one PDU with its command", joined({inOne(true, 2), echo}), MSM_MESSAGE, MSM_MESSAGE},
-        {"of a command that has none", joined({response(kEchoRsp, true), begun}), MSM_CLOSED, 0},
-        {"not announced", joined({response(kFindRsp, false), begun}), MSM_MESSAGE, MSM_CLOSED},
-        {"not announced, in one PDU", inOne(false, 0), MSM_MESSAGE, MSM_CLOSED},
-        {"a second one", joined({response(kFindRsp, true), whole, begun}), MSM_MESSAGE, MSM_CLOSED},
-        {"without a command", begun, MSM_CLOSED, 0},
-    };
+    } cases[] = {{"asked for", joined({response(kFindRsp, true), whole, echo}), MSM_MESSAGE, MSM_MESSAGE},
+                 {"in one PDU with its command", joined({inOne(true, 2), echo}), MSM_MESSAGE, MSM_MESSAGE},
+                 {"of a command that has none", joined({response(kEchoRsp, true), begun}), MSM_CLOSED, 0},
+                 {"not announced", joined({response(kFindRsp, false), begun}), MSM_MESSAGE, MSM_CLOSED},
+                 {"not announced, in one PDU", inOne(false, 0), MSM_MESSAGE, MSM_CLOSED},
+                 {"a second one", joined({response(kFindRsp, true), whole, begun}), MSM_MESSAGE, MSM_CLOSED},
+                 {"without a command", begun, MSM_CLOSED, 0}};
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
         const CaptureLog log;

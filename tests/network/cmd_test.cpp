@@ -125,7 +125,7 @@ TEST(Cmd, WhatArrivesBecomesTheClassOfItsCommandField) {
     const orvkit::ReceivedMsg unknown = received(new DcElem(0x0100, static_cast<unsigned short>(0x0031)));
     EXPECT_EQ(unknown.result, MSG_COMMAND_TYPE);
     EXPECT_EQ(unknown.message->getType(), MSG_TYPE_UNKNOWN);
-    EXPECT_TRUE(log.tookOnly(LOG_ERROR, "DcMsg::parseType", "Invalid Command Type 0x0031"));
+    log.expect(LOG_ERROR, "DcMsg::parseType", "Invalid Command Type 0x0031");
 }
 
 }  // namespace

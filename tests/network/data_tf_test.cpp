@@ -439,7 +439,7 @@ TEST(DataTf, MalformedValuesAreRefusedByName) {
         CaptureLog log;
         DcPduDataTf message;
         EXPECT_EQ(readRest(message, pdu(4, body)), DATATF_READ);
-        EXPECT_TRUE(log.tookOnly(LOG_ERROR, "DcPduDataTf::read", text)) << text;
+        log.expect(LOG_ERROR, "DcPduDataTf::read", text);
     }
 }
 

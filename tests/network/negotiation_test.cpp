@@ -94,23 +94,21 @@ TEST(Negotiation, ItemsAreReadAndWrittenByteForByteByATolerantReaderAlone) {
         std::string told;
         int strict = kUnknown;
         bool answer = false;
-    } rows[] = {
-        {kExt, "56 " + kFind + " 3\n", kNone},
-        {kExt, "56 " + kFind + " 3\n", kNone, true},
-        {joined({kExt, kExt}), "56 " + kFind + " 3\n56 " + kFind + " 3\n", kNone},
-        {kCommon, "57 1.2.9 " + kStorage + " 1.3\\1.4.5\n"},
-        {item(0x57, joined({field("1.2"), field("1.3"), {0, 0}})), "57 1.2 1.3 \n"},
-        {identity(1, 0, "J\xC3\xB6"), "58 1 0 J\xC3\xB6/\n"},
-        {kJoe, "58 2 1 joe/secret\n"},
-        {identity(3, 1, "ticket"), "58 3 1 ticket/\n"},
-        {identity(4, 0, "<saml/>"), "58 4 0 <saml/>/\n"},
-        {identity(5, 1, std::string(60000, 'j')), "58 5 1 " + std::string(60000, 'j') + "/\n"},
-        {identity(200, 0, ""), "58 200 0 /\n"},
-        {kConfirmed, "59 \n", kUnknown, true},
-        {item(0x59, field("ticket")), "59 ticket\n", kUnknown, true},
-        {joined({kExt, kCommon, kJoe}),
-         "56 " + kFind + " 3\n57 1.2.9 " + kStorage + " 1.3\\1.4.5\n58 2 1 joe/secret\n"},
-    };
+    } rows[] = {{kExt, "56 " + kFind + " 3\n", kNone},
+                {kExt, "56 " + kFind + " 3\n", kNone, true},
+                {joined({kExt, kExt}), "56 " + kFind + " 3\n56 " + kFind + " 3\n", kNone},
+                {kCommon, "57 1.2.9 " + kStorage + " 1.3\\1.4.5\n"},
+                {item(0x57, joined({field("1.2"), field("1.3"), {0, 0}})), "57 1.2 1.3 \n"},
+                {identity(1, 0, "J\xC3\xB6"), "58 1 0 J\xC3\xB6/\n"},
+                {kJoe, "58 2 1 joe/secret\n"},
+                {identity(3, 1, "ticket"), "58 3 1 ticket/\n"},
+                {identity(4, 0, "<saml/>"), "58 4 0 <saml/>/\n"},
+                {identity(5, 1, std::string(60000, 'j')), "58 5 1 " + std::string(60000, 'j') + "/\n"},
+                {identity(200, 0, ""), "58 200 0 /\n"},
+                {kConfirmed, "59 \n", kUnknown, true},
+                {item(0x59, field("ticket")), "59 ticket\n", kUnknown, true},
+                {joined({kExt, kCommon, kJoe}),
+                 "56 " + kFind + " 3\n57 1.2.9 " + kStorage + " 1.3\\1.4.5\n58 2 1 joe/secret\n"}};
     for (const auto& row : rows) {
         const Bytes bytes = with(row.items, row.answer ? acceptance() : Association()).bytes();
         std::string told;
@@ -143,20 +141,18 @@ TEST(Negotiation, DumpsShowWhoAUserIsAndNotWhatProvesIt) {
     const struct {
         Bytes items, shown;
         bool answer = false;
-    } rows[] = {
-        {identity(1, 1, "joe"), identity(1, 1, "joe")},
-        {joined({kExt, kJoe, kCommon}), joined({kExt, identity(2, 1, "joe", stars), kCommon})},
-        {identity(3, 0, "ticket"), identity(3, 0, stars)},
-        {identity(4, 1, "<saml>", "secret"), identity(4, 1, stars, stars)},
-        {identity(5, 1, std::string(60000, 'j')), identity(5, 1, std::string(60000, '*'))},
-        {identity(200, 0, "secret"), identity(200, 0, stars)},
-        {item(0x59, field("secret")), item(0x59, field(stars)), true},
-        {kConfirmed, kConfirmed, true},
-        // Of what is damaged everything may be the secret.
-        {joined({cut, kJoe}),
-         joined({{0x58, 0, 0, 12, 2, 1, 0, 9}, Bytes(cut.size() - 8 + kJoe.size(), '*')})},
-        {item(0x59, bytesOf("\1secret")), item(0x59, bytesOf("\1s*****")), true},
-    };
+    } rows[] = {{identity(1, 1, "joe"), identity(1, 1, "joe")},
+                {joined({kExt, kJoe, kCommon}), joined({kExt, identity(2, 1, "joe", stars), kCommon})},
+                {identity(3, 0, "ticket"), identity(3, 0, stars)},
+                {identity(4, 1, "<saml>", "secret"), identity(4, 1, stars, stars)},
+                {identity(5, 1, std::string(60000, 'j')), identity(5, 1, std::string(60000, '*'))},
+                {identity(200, 0, "secret"), identity(200, 0, stars)},
+                {item(0x59, field("secret")), item(0x59, field(stars)), true},
+                {kConfirmed, kConfirmed, true},
+                // Of what is damaged everything may be the secret.
+                {joined({cut, kJoe}),
+                 joined({{0x58, 0, 0, 12, 2, 1, 0, 9}, Bytes(cut.size() - 8 + kJoe.size(), '*')})},
+                {item(0x59, bytesOf("\1secret")), item(0x59, bytesOf("\1s*****")), true}};
     for (const auto& row : rows) {
         const Association other = row.answer ? acceptance() : Association();
         const Bytes bytes = with(row.items, other).bytes();
@@ -221,34 +217,32 @@ TEST(Negotiation, UnknownItemsAreSteppedOverAndBrokenOnesAreRefused) {
         const char* what;
         Bytes bytes;
         int tolerant, strict = kUnknown;
-    } rows[] = {
-        {"in front of the application context", front.bytes(), kNone},
-        {"within and between contexts", inside.bytes(), kNone},
-        {"within user information", rq(joined({odd, kJoe, odd})), kNone},
-        {"behind user information", pdu(1, trailing), kNone},
-        {"the last of them is cut", pdu(1, cutTrailing), kBad},
-        {"64 KB of items", large.bytes(), kNone},
-        {"an identity where none is due", early.bytes(), kMisplaced},
-        {"an identity in an answer", ac(kJoe), kNone},
-        {"a confirmation in a request", rq(kConfirmed), kNone},
-        {"two identities", rq(joined({kJoe, kJoe})), kMisplaced},
-        {"two confirmations", ac(joined({kConfirmed, kConfirmed})), kMisplaced},
-        {"a first field past the item", who(joined({{1, 0, 0, 9}, bytesOf("joe")})), kBad},
-        {"a second field past the item", who(joined({{2, 0}, joe, {0, 1}})), kBad},
-        {"a second field without a length", who(joined({{1, 0}, joe})), kBad},
-        {"more than the fields", who(joined({{1, 0}, joe, {0, 0, 0}})), kBad},
-        {"an empty identity item", who({}), kBad},
-        {"a response past the item", ac(item(0x59, Bytes{0, 1})), kBad},
-        {"a class past the item", rq(item(0x56, Bytes{0, 9, '1'})), kNone, kNone},
-        {"no class", rq(item(0x56, Bytes{0, 0, 1})), kNone, kNone},
-        {"a class of 65 characters", rq(item(0x56, field(std::string(65, '1')))), kNone, kNone},
-        {"no service class", rq(item(0x57, field("1.2"))), kBad},
-        {"related classes past the item", general({0, 4, 0, 1, '1'}), kBad},
-        {"a related class past their list", general({0, 3, 0, 2, '1'}), kBad},
-        {"a backslash in a related class", general(field(field("1\\2"))), kBad},
-        {"what is reserved behind them", general({0, 0, 7, 7}), kNone},
-        {"an item past the end", rq({0x58, 0, 0, 200, 1, 0, 0, 0, 0, 0}), kBad},
-    };
+    } rows[] = {{"in front of the application context", front.bytes(), kNone},
+                {"within and between contexts", inside.bytes(), kNone},
+                {"within user information", rq(joined({odd, kJoe, odd})), kNone},
+                {"behind user information", pdu(1, trailing), kNone},
+                {"the last of them is cut", pdu(1, cutTrailing), kBad},
+                {"64 KB of items", large.bytes(), kNone},
+                {"an identity where none is due", early.bytes(), kMisplaced},
+                {"an identity in an answer", ac(kJoe), kNone},
+                {"a confirmation in a request", rq(kConfirmed), kNone},
+                {"two identities", rq(joined({kJoe, kJoe})), kMisplaced},
+                {"two confirmations", ac(joined({kConfirmed, kConfirmed})), kMisplaced},
+                {"a first field past the item", who(joined({{1, 0, 0, 9}, bytesOf("joe")})), kBad},
+                {"a second field past the item", who(joined({{2, 0}, joe, {0, 1}})), kBad},
+                {"a second field without a length", who(joined({{1, 0}, joe})), kBad},
+                {"more than the fields", who(joined({{1, 0}, joe, {0, 0, 0}})), kBad},
+                {"an empty identity item", who({}), kBad},
+                {"a response past the item", ac(item(0x59, Bytes{0, 1})), kBad},
+                {"a class past the item", rq(item(0x56, Bytes{0, 9, '1'})), kNone, kNone},
+                {"no class", rq(item(0x56, Bytes{0, 0, 1})), kNone, kNone},
+                {"a class of 65 characters", rq(item(0x56, field(std::string(65, '1')))), kNone, kNone},
+                {"no service class", rq(item(0x57, field("1.2"))), kBad},
+                {"related classes past the item", general({0, 4, 0, 1, '1'}), kBad},
+                {"a related class past their list", general({0, 3, 0, 2, '1'}), kBad},
+                {"a backslash in a related class", general(field(field("1\\2"))), kBad},
+                {"what is reserved behind them", general({0, 0, 7, 7}), kNone},
+                {"an item past the end", rq({0x58, 0, 0, 200, 1, 0, 0, 0, 0, 0}), kBad}};
     for (const auto& row : rows) {
         EXPECT_EQ(faultOf(row.bytes, true), row.tolerant) << row.what;
         EXPECT_EQ(faultOf(row.bytes, false), row.strict) << row.what;
@@ -293,8 +287,7 @@ TEST(Negotiation, WhatIsTooLongOrNothingIsNotTaken) {
     ext.info = {big.data(), 100};
     EXPECT_EQ(own.extNegAdd(&ext), RESULT_OK);
     EXPECT_EQ(sent(request, ACRQ_INVALID), Bytes());
-    EXPECT_TRUE(log.tookOnly(LOG_ERROR, "DcPduAssoAcRq::frameAsso",
-                             "User information of 65775 bytes, limit is 65535"));
+    log.expect(LOG_ERROR, "DcPduAssoAcRq::frameAsso", "User information of 65775 bytes, limit is 65535");
     EXPECT_EQ(own.getIdentity(&who), RESULT_OK);
     who.primary.length -= 240;
     EXPECT_EQ(own.setIdentity(&who), RESULT_OK);
@@ -425,8 +418,7 @@ TEST(Negotiation, AProviderAnswersWhatItsApplicationDecides) {
         {"nobody calling", {}, true, 0, broken(1, 3), nullptr, [](auto& a) { a.calling.assign(16, ' '); }},
         {"an item that nobody knows", {}, false, 0, aborted(4), nullptr, [](auto& a) { a.appCtx[0] = 0x99; }},
         {"contexts first", {}, true, 0, aborted(5), nullptr, [](auto& a) { std::swap(a.appCtx, a.context); }},
-        {"an item past the end", {}, true, 0, aborted(6), nullptr, [](auto& a) { a.appCtx[3] = 0xFF; }},
-    };
+        {"an item past the end", {}, true, 0, aborted(6), nullptr, [](auto& a) { a.appCtx[3] = 0xFF; }}};
     for (const Exchange& row : rows) {
         EXPECT_EQ(answerTo(row), row.answer) << row.what;
         EXPECT_TRUE(row.told != nullptr || answerTo(row, false).empty()) << row.what;

@@ -51,8 +51,6 @@ class Provider {
             msm_.closeAssociation();
         });
     }
-    Provider(const Provider&) = delete;
-    Provider& operator=(const Provider&) = delete;
     ~Provider() { join(); }
 
     void join() {

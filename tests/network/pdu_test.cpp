@@ -26,7 +26,7 @@ TEST(Pdu, TypeIsReadAloneAndCheckedForItsRange) {
         type = PDU_TYPE_ABORT;
         EXPECT_EQ(pdu.readType(type, PDU_BLOCK_POLL), RESULT_OK);
         EXPECT_EQ(type, PDU_TYPE_INVALID);
-        EXPECT_TRUE(log.tookOnly(LOG_ERROR, "DcPdu::readType", text));
+        log.expect(LOG_ERROR, "DcPdu::readType", text);
     }
     EXPECT_EQ(pdu.readType(type, PDU_BLOCK_POLL), RESULT_OK);
     EXPECT_EQ(type, PDU_TYPE_DATA_TF);

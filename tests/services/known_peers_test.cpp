@@ -45,23 +45,21 @@ TEST(KnownPeers, LetInByTitleAddressAndCertificate) {
         const char* address;
         const DcSecurityInfo* security;
         const char* why;  // "": it comes in
-    } rows[] = {
-        {"OPEN", "1.2.3.4", nullptr, ""},
-        {"open", "1.2.3.4", nullptr, "nobody knows this peer"},
-        {"NEAR", "10.1.255.1", nullptr, ""},
-        {"NEAR", "192.168.7.9", nullptr, ""},
-        {"NEAR", "10.2.0.1", nullptr, "it may not come from 10.2.0.1"},
-        {"NEAR", "::1", nullptr, "it may not come from ::1"},
-        {"NEAR", "::ffff:10.1.0.1", nullptr, ""},
-        {"NEAR", "fd00:1:7fff::1", nullptr, ""},
-        {"NEAR", "fd00:1:8000::1", nullptr, "it may not come from fd00:1:8000::1"},
-        {"CT ROOM 2", "9.9.9.9", &ct, ""},
-        {"CT ROOM 2", "9.9.9.9", &byName, ""},
-        {"CT ROOM 2", "9.9.9.9", &forged, "it has not shown a certificate for ct.example"},
-        {"CT ROOM 2", "9.9.9.9", nullptr, "it has not shown a certificate for ct.example"},
-        {"PINNED", "1.1.1.1", &ct, ""},
-        {"PINNED", "1.1.1.1", &byName, "it has not shown the certificate of its fingerprint"},
-    };
+    } rows[] = {{"OPEN", "1.2.3.4", nullptr, ""},
+                {"open", "1.2.3.4", nullptr, "nobody knows this peer"},
+                {"NEAR", "10.1.255.1", nullptr, ""},
+                {"NEAR", "192.168.7.9", nullptr, ""},
+                {"NEAR", "10.2.0.1", nullptr, "it may not come from 10.2.0.1"},
+                {"NEAR", "::1", nullptr, "it may not come from ::1"},
+                {"NEAR", "::ffff:10.1.0.1", nullptr, ""},
+                {"NEAR", "fd00:1:7fff::1", nullptr, ""},
+                {"NEAR", "fd00:1:8000::1", nullptr, "it may not come from fd00:1:8000::1"},
+                {"CT ROOM 2", "9.9.9.9", &ct, ""},
+                {"CT ROOM 2", "9.9.9.9", &byName, ""},
+                {"CT ROOM 2", "9.9.9.9", &forged, "it has not shown a certificate for ct.example"},
+                {"CT ROOM 2", "9.9.9.9", nullptr, "it has not shown a certificate for ct.example"},
+                {"PINNED", "1.1.1.1", &ct, ""},
+                {"PINNED", "1.1.1.1", &byName, "it has not shown the certificate of its fingerprint"}};
     for (const auto& row : rows) {
         std::string why;
         EXPECT_EQ(peers->admit({row.aet, row.address, row.security}, why) != nullptr, *row.why == '\0')
@@ -108,8 +106,7 @@ TEST(KnownPeers, TellWhichLineIsWrongAndWhy) {
         {"A may echo may store", ":1: 'may' stands there twice"},
         {"A fingerprint 12", ":1: a fingerprint (SHA-256) has 64 hexadecimal digits"},
         {"A associations 0", ":1: associations is a number from 1 on"},
-        {"A\nA", ":2: 'A' was there before"},
-    };
+        {"A\nA", ":2: 'A' was there before"}};
     for (const auto& row : rows) {
         std::string fault;
         EXPECT_EQ(read(row.text, fault), nullptr) << row.text;

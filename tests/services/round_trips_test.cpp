@@ -38,11 +38,9 @@ TEST(RoundTrips, FewAreExactAndTheEndsOfTheScaleHold) {
         std::vector<long long> times;
         std::size_t percent;
         long long quantile;
-    } rows[] = {
-        {{}, 50, 0},        {{123456789}, 50, 123456789},
-        {{0, 2047}, 99, 0}, {{1023, 1024, 2047, 2047}, 50, 1024},
-        {{-5}, 50, 0},      {{INT64_MAX}, 50, (1ll << 48) - 1},
-    };
+    } rows[] = {{{}, 50, 0},        {{123456789}, 50, 123456789},
+                {{0, 2047}, 99, 0}, {{1023, 1024, 2047, 2047}, 50, 1024},
+                {{-5}, 50, 0},      {{INT64_MAX}, 50, (1ll << 48) - 1}};
     for (const auto& row : rows) {
         RoundTrips trips;
         for (long long t : row.times) trips.add(Time(t));

@@ -30,31 +30,27 @@ TEST(Users, ComeInByTheirPasswordsAlone) {
         const char* name;
         std::optional<std::string_view> password;
         bool known;
-    } rows[] = {
-        {"joe", "secret", true},
-        {"joe", "secre", false},
-        {"joe", std::string_view("secret\0x", 8), false},
-        {"joe", std::string_view(), false},
-        {"joe", std::nullopt, false},
-        {"Joe", "secret", false},
-        {"scanner", std::nullopt, true},
-        {"scanner", "", false},
-        {"ward nurse", "\xC3\xA4 b", true},
-        {"nobody", "secret", false},
-        {"", std::nullopt, false},
-    };
+    } rows[] = {{"joe", "secret", true},
+                {"joe", "secre", false},
+                {"joe", std::string_view("secret\0x", 8), false},
+                {"joe", std::string_view(), false},
+                {"joe", std::nullopt, false},
+                {"Joe", "secret", false},
+                {"scanner", std::nullopt, true},
+                {"scanner", "", false},
+                {"ward nurse", "\xC3\xA4 b", true},
+                {"nobody", "secret", false},
+                {"", std::nullopt, false}};
     for (const auto& row : rows)
         EXPECT_EQ(users->knows(row.name, row.password), row.known) << row.name << row.password.value_or("-");
     const struct {
         const char* text;
         const char* fault;
-    } wrong[] = {
-        {"\njoe secret", ":2: this is no hash of a password"},
-        {"joe ab0123456789a", ":1: this is no hash of a password"},
-        {"joe\njoe", ":2: 'joe' was there before"},
-        {"\"\"", ":1: a user has a name"},
-        {"a b c", ":1: a user has a name and a hash, and nothing more"},
-    };
+    } wrong[] = {{"\njoe secret", ":2: this is no hash of a password"},
+                 {"joe ab0123456789a", ":1: this is no hash of a password"},
+                 {"joe\njoe", ":2: 'joe' was there before"},
+                 {"\"\"", ":1: a user has a name"},
+                 {"a b c", ":1: a user has a name and a hash, and nothing more"}};
     for (const auto& row : wrong) {
         EXPECT_EQ(Users::parse(row.text, "", fault), nullptr);
         EXPECT_EQ(fault, row.fault);
@@ -107,8 +103,7 @@ TEST(Tokens, HoldByTheirClaims) {
         {good + "A", "its signature does not hold"},
         {good.substr(0, good.rfind('.')), "it is no token"},
         {"", "it is no token"},
-        {"..", "it is no token"},
-    };
+        {"..", "it is no token"}};
     for (const auto& row : rows) {
         std::string subject;
         EXPECT_EQ(services::checkToken(row.token, rules, kNow, subject), row.fault) << row.token;
@@ -153,8 +148,7 @@ TEST(Identities, AreTakenByWhatChecksThem) {
         {1, "joe", "", false, true, "", "user 'joe', accepted without a check", false},
         {2, "joe", "x", false, true, "", "user 'joe', with a passcode, accepted without a check", false},
         {3, "t", "", false, true, nullptr,
-         "a user with a Kerberos ticket, accepted without a check and not confirmed", false},
-    };
+         "a user with a Kerberos ticket, accepted without a check and not confirmed", false}};
     for (const auto& row : rows) {
         DcPduIdentity identity{row.type, 1, bytes(row.primary), bytes(row.secondary)};
         const auto judged =

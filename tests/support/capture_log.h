@@ -64,10 +64,6 @@ class CaptureLog : public DcLog {
     void expect(LOG_MSG level, const std::string& reporter, const std::string& text) {
         EXPECT_EQ(take(), (LogLines{{level, reporter, text}}));
     }
-    // Whether nothing but this one line was logged since the last take or clear.
-    bool tookOnly(LOG_MSG level, const std::string& reporter, const std::string& text) {
-        return take() == LogLines{{level, reporter, text}};
-    }
     bool has(LOG_MSG level, const std::string& reporter, const std::string& text) const {
         return std::find(lines_.begin(), lines_.end(), LogLine{level, reporter, text}) != lines_.end();
     }

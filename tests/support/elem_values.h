@@ -15,10 +15,6 @@ inline std::unique_ptr<DcElem> elemOf(DICT_VR vr) {
     return std::make_unique<DcElem>(anyTag, nullptr, 0u, UID_LITTLE_ENDIAN_EXPLICIT, vr, vr == VR_SQ ? 1 : 0);
 }
 
-inline DICT_VR vrNamed(const std::string& name) {
-    return name == "??" ? VR_UNKNOWN : DcDict::vrOfCode(name[0], name[1]);
-}
-
 // All values as stored, each in brackets: "[A][B]". Binary values as getValue prints them.
 inline std::string stored(DcElem& e) {
     std::string all;

@@ -79,13 +79,11 @@ TEST(Signatures, HoldByTheirOwnKeysAlone) {
     const struct {
         const char* algorithm;
         std::string keys, signature;
-    } rows[] = {
-        {"RS256", pemOf(rsa.get()), sign(rsa.get(), EVP_sha256(), false)},
-        {"PS256", pemOf(rsa.get()), sign(rsa.get(), EVP_sha256(), true)},
-        {"ES256", pemOf(ec.get()), signEs256(ec.get())},
-        {"EdDSA", pemOf(ed.get()), sign(ed.get(), nullptr, false)},
-        {"HS256", kSecret + "\n", signHs256(kSecret)},
-    };
+    } rows[] = {{"RS256", pemOf(rsa.get()), sign(rsa.get(), EVP_sha256(), false)},
+                {"PS256", pemOf(rsa.get()), sign(rsa.get(), EVP_sha256(), true)},
+                {"ES256", pemOf(ec.get()), signEs256(ec.get())},
+                {"EdDSA", pemOf(ed.get()), sign(ed.get(), nullptr, false)},
+                {"HS256", kSecret + "\n", signHs256(kSecret)}};
     for (const auto& row : rows) {
         EXPECT_EQ(check(row.algorithm, row.keys, kText, row.signature), RESULT_OK) << row.algorithm;
         EXPECT_EQ(check(row.algorithm, row.keys, kText + "x", row.signature), TLS_KEY_MISMATCH);
@@ -117,16 +115,14 @@ TEST(Signatures, TellWhatKeysAreFor) {
         std::string keys;
         int result;
         const char* algorithms;
-    } rows[] = {
-        {pemOf(ec.get()) + rsa, RESULT_OK, "RS256 PS256 ES256"},
-        {kSecret, RESULT_OK, "HS256"},
-        {pemOf(small.get()), TLS_SETTING, ""},
-        {pemOf(p384.get()), TLS_SETTING, ""},
-        {kSecret.substr(1) + "\n", TLS_SETTING, ""},
-        {own, TLS_FILE, ""},
-        {"-----BEGIN PUBLIC KEY-----\nAAAA\n-----END PUBLIC KEY-----\n", TLS_FILE, ""},
-        {"-----BEGIN PUBLIC KEY-----\n", TLS_FILE, ""},
-    };
+    } rows[] = {{pemOf(ec.get()) + rsa, RESULT_OK, "RS256 PS256 ES256"},
+                {kSecret, RESULT_OK, "HS256"},
+                {pemOf(small.get()), TLS_SETTING, ""},
+                {pemOf(p384.get()), TLS_SETTING, ""},
+                {kSecret.substr(1) + "\n", TLS_SETTING, ""},
+                {own, TLS_FILE, ""},
+                {"-----BEGIN PUBLIC KEY-----\nAAAA\n-----END PUBLIC KEY-----\n", TLS_FILE, ""},
+                {"-----BEGIN PUBLIC KEY-----\n", TLS_FILE, ""}};
     for (const auto& row : rows) {
         char names[64] = "";
         EXPECT_EQ(

@@ -269,8 +269,7 @@ TEST(Tls, RefusesSettingsThatAreOfNoUse) {
         {cert, encrypted, "", "", TLS_PASSWORD, "password of the private key is wrong"},
         {cert, site().key("user"), garbage, "", TLS_FILE, "there is no certificate in it"},
         {cert, site().key("user"), site().cert("ca"), garbage, TLS_FILE, "there is no revocation list in it"},
-        {cert, site().key("user"), "", "", TLS_SETTING, "nothing tells how to know the peer"},
-    };
+        {cert, site().key("user"), "", "", TLS_SETTING, "nothing tells how to know the peer"}};
     for (const auto& row : rows) {
         DcTls tls;
         tls.setPasswordCB(&password, givePassword);

@@ -72,25 +72,16 @@ TEST_F(CommandTest, DumpShowsTextInTheCharacterSetAskedFor) {
     list.add(
         new DcElem(T_0010_0010_patientsName, name, sizeof name - 1, UID_LITTLE_ENDIAN_EXPLICIT, VR_PN, 0));
     writeFile(dir / "file", list, UID_LITTLE_ENDIAN_EXPLICIT);
-    const struct {
-        const char *options, *shown;  // "": refused
-    } rows[] = {
-        {"", " A^Т\\u0085а\\x1b\n"},
-        {"--charset utf8 --flat", " A^Т\\u0085а\\x1b\n"},
-        {"--charset raw", " A^\xC2\x85\xD0\\x1b\n"},
-        {"--charset ISO_IR\\ 100", " A^Â\\u0085Ð\\x1b\n"},
-        {"--charset 'ISO 2022 IR 100\\ISO 2022 IR 87'", " A^Â\\u0085Ð\\x1b\n"},
-        {"--charset ISO_IR\\ 126 --json", "\"A^Β\xC2\x85Π\\u001b\""},
-        {"--charset nonsense", ""},
-        {"--charset ''", ""},
-        {"--charset raw --json", ""},
-    };
-    for (const auto& row : rows) {
-        const Outcome outcome = sh(std::string("orvkit dump file --tag PatientName ") + row.options);
-        EXPECT_EQ(outcome.status, *row.shown == '\0' ? 2 : 0) << row.options;
-        EXPECT_TRUE(holds(outcome.out, row.shown)) << row.options;
-        EXPECT_EQ(outcome.err.empty(), *row.shown != '\0') << row.options;
-    }
+    expectSaid({{"", 0, " A^Т\\u0085а\\x1b\n", ""},
+                {"--charset utf8 --flat", 0, " A^Т\\u0085а\\x1b\n", ""},
+                {"--charset raw", 0, " A^\xC2\x85\xD0\\x1b\n", ""},
+                {"--charset ISO_IR\\ 100", 0, " A^Â\\u0085Ð\\x1b\n", ""},
+                {"--charset 'ISO 2022 IR 100\\ISO 2022 IR 87'", 0, " A^Â\\u0085Ð\\x1b\n", ""},
+                {"--charset ISO_IR\\ 126 --json", 0, "\"A^Β\xC2\x85Π\\u001b\"", ""},
+                {"--charset nonsense", 2, "", "nonsense"},
+                {"--charset ''", 2, "", "charset"},
+                {"--charset raw --json", 2, "", "charset"}},
+               "orvkit dump file --tag PatientName ");
 }
 
 TEST_F(CommandTest, OutputThatCannotBeWrittenIsAFailure) {

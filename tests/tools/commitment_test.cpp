@@ -35,11 +35,7 @@ Bytes itemsFor(const std::vector<std::string>& instances) {
 }
 // The same one so often.
 Bytes many(std::size_t number) {
-    const Bytes one = itemsFor({kStored});
-    Bytes all;
-    all.reserve(number * one.size());
-    while (number-- > 0) append(all, one);
-    return all;
+    return itemsFor(std::vector<std::string>(number, kStored));
 }
 Bytes dataset(const std::string& transaction, const Bytes& items) {
     return joined({element(0x00081195, uidValue(transaction)), element(0x00081199, items)});
@@ -98,8 +94,7 @@ TEST_F(CommitmentTest, HostileRequestsGetTheirStatusAndTheAssociationGoesOn) {
         {"too many", action(dataset("1.2", many(100001))), 0x0213},
         {"another class", action(dataset("1.2", good), kCt), 0x0118},
         {"another instance", action(dataset("1.2", good), kPush, "1.2.3"), 0x0112},
-        {"another action", action(dataset("1.2", good), kPush, kPushInstance, 2), 0x0123},
-    };
+        {"another action", action(dataset("1.2", good), kPush, kPushInstance, 2), 0x0123}};
     for (const auto& each : cases) {
         ASSERT_TRUE(raw.say(each.request)) << each.what;
         EXPECT_EQ(statusIn(raw.hear()), each.status) << each.what << "\n" << log();

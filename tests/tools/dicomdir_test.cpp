@@ -171,8 +171,7 @@ TEST_F(DicomdirTest, ChecksFindWhatIsWrong) {
         {"sed -i 's/SE000001.IM000001/..\\\\SET001\\\\IM00001/' set/DICOMDIR", "leads out of the file set"},
         {"sed -i 's/SE000001.IM000001/SE000001\\\\IM000002/' set/DICOMDIR",
          "referenced by more than one record"},
-        {"truncate -s 1500 set/DICOMDIR", "findings"},
-    };
+        {"truncate -s 1500 set/DICOMDIR", "findings"}};
     for (const Case& c : cases) {
         ASSERT_EQ(sh("rm -rf set x").status, 0);
         phantom();

@@ -45,9 +45,8 @@ TEST_F(ImportCommand, WhatAnObjectCarriesComesOutAsItWentIn) {
     write("c.stl", "solid x\nfacet normal 0 0 1\nendsolid\n");
     write("d.mp4", mp4(100, 41));
     write("e.mpg", "\0\0\1\xB3\x2D\x02\x40\x33 and so on"s);
-    const std::string runs[] = {
-        "a.pdf", "b.xml -k HL7InstanceIdentifier=1.2", "c.stl", "d.mp4", "e.mpg -k NumberOfFrames=7",
-    };
+    const std::string runs[] = {"a.pdf", "b.xml -k HL7InstanceIdentifier=1.2", "c.stl", "d.mp4",
+                                "e.mpg -k NumberOfFrames=7"};
     for (const std::string& run : runs) {
         const std::string name = run.substr(0, 5);
         const auto made = sh("orvkit import " + run + " -o " + name + ".dcm -k PatientName=Doe^Jane");
@@ -99,8 +98,7 @@ TEST_F(ImportCommand, WhatCannotBeTakenIsToldAndNothingIsWritten) {
         {"cut.jpg", "JPEG: "},
         {"missing.png", "missing.png: No such file or directory"},
         {"cda.xml -k Nonsense=1", "key Nonsense=1: neither a tag nor a name"},
-        {"cda.xml -k PixelData=1", "key PixelData=1: not an element that can be set"},
-    };
+        {"cda.xml -k PixelData=1", "key PixelData=1: not an element that can be set"}};
     for (const auto& [run, told] : runs) {
         const auto made = sh("orvkit import " + std::string(run) + " -o made.dcm");
         EXPECT_EQ(made.status, 1) << run;

@@ -94,31 +94,30 @@ class MemoryTest : public ServedTest {
 TEST_F(MemoryTest, JobsEndWholeOrWithAMessage) {
     begin();
     std::ofstream(dir / "port") << port;
-    for (const Job& job : {
-             Job{"dump --full new", ""},
-             Job{"dump --json set", ""},
-             Job{"lookup PatientName", ""},
-             Job{"convert --to implicit new out", "out"},
-             Job{"convert --to lzw new out", "out"},
-             Job{"phantom more --size 16 --images 1 --series 1 --seed 3", "more/SE000001/IM000001"},
-             Job{"dicomdir make --icons full", "full/DICOMDIR"},
-             Job{"dicomdir update full", "full/DICOMDIR"},
-             Job{"dicomdir update --copy-from more set", "set/DICOMDIR"},
-             Job{"dicomdir list set", ""},
-             Job{"dicomdir check full", "", 1},
-             Job{"dicomdir remove set SE000001/IM000001", "set/DICOMDIR"},
-             Job{"media read set SE000001/IM000001 out", "out"},
-             Job{"media write set SE000001/IM000001 new", "set/SE000001/IM000001", 1},
-             Job{"media write set NEW new", "set/DICOMDIR"},
-             Job{"media delete set SE000001/IM000001", "set/DICOMDIR"},
-             Job{"media inquire-file set SE000001/IM000001", ""},
-             Job{"completion bash", ""},
-             Job{"convert --to rle new out", "out"},
-             Job{"convert --to jpeg-lossless new out", "out"},
-             Job{"render --output out.pgm new", "out.pgm"},
-             Job{"echo localhost $(cat ../port) >/dev/null", ""},
-             Job{"send localhost $(cat ../port) new set >/dev/null", ""},
-         }) {
+    for (const Job& job :
+         {Job{"dump --full new", ""},
+          Job{"dump --json set", ""},
+          Job{"lookup PatientName", ""},
+          Job{"convert --to implicit new out", "out"},
+          Job{"convert --to lzw new out", "out"},
+          Job{"phantom more --size 16 --images 1 --series 1 --seed 3", "more/SE000001/IM000001"},
+          Job{"dicomdir make --icons full", "full/DICOMDIR"},
+          Job{"dicomdir update full", "full/DICOMDIR"},
+          Job{"dicomdir update --copy-from more set", "set/DICOMDIR"},
+          Job{"dicomdir list set", ""},
+          Job{"dicomdir check full", "", 1},
+          Job{"dicomdir remove set SE000001/IM000001", "set/DICOMDIR"},
+          Job{"media read set SE000001/IM000001 out", "out"},
+          Job{"media write set SE000001/IM000001 new", "set/SE000001/IM000001", 1},
+          Job{"media write set NEW new", "set/DICOMDIR"},
+          Job{"media delete set SE000001/IM000001", "set/DICOMDIR"},
+          Job{"media inquire-file set SE000001/IM000001", ""},
+          Job{"completion bash", ""},
+          Job{"convert --to rle new out", "out"},
+          Job{"convert --to jpeg-lossless new out", "out"},
+          Job{"render --output out.pgm new", "out.pgm"},
+          Job{"echo localhost $(cat ../port) >/dev/null", ""},
+          Job{"send localhost $(cat ../port) new set >/dev/null", ""}}) {
         sweep(job);
     }
 }

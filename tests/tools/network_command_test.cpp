@@ -82,8 +82,7 @@ TEST_F(NetworkCommandTest, EverySoundSampleWithAHeaderReachesServe) {
         {"charset/empty_charset.dcm",
          "neither its data set nor its header names a usable SOP class and instance"},
         {"sequences/nested_private_sq_implicit.dcm",
-         "neither its data set nor its header names a usable SOP"},
-    };
+         "neither its data set nor its header names a usable SOP"}};
     std::ofstream list(dir / "list");
     std::size_t sound = 0;
     for (const Sample& sample : allSamples()) {
@@ -180,15 +179,13 @@ TEST_F(NetworkCommandTest, WhatNeverEndsIsCancelled) {
         void (*archive)(DcMsm&, const std::function<void()>&);
         DICT_UID model;
         const char* said;
-    } rows[] = {
-        {"find", "--max-results 5", find, UID_STUDY_ROOT_Q_R_FIND,
-         "cancelled: more than 5 results (--max-results)"},
-        {"find", "--max-results 5 --json", find, UID_STUDY_ROOT_Q_R_FIND,
-         " results came without an identifier"},
-        {"move --dest X", "--max-time 1", move, UID_STUDY_ROOT_Q_R_MOVE,
-         "cancelled: it took longer than --max-time"},
-        {"get", "got", get, UID_STUDY_ROOT_Q_R_GET, "cancelled: interrupted"},
-    };
+    } rows[] = {{"find", "--max-results 5", find, UID_STUDY_ROOT_Q_R_FIND,
+                 "cancelled: more than 5 results (--max-results)"},
+                {"find", "--max-results 5 --json", find, UID_STUDY_ROOT_Q_R_FIND,
+                 " results came without an identifier"},
+                {"move --dest X", "--max-time 1", move, UID_STUDY_ROOT_Q_R_MOVE,
+                 "cancelled: it took longer than --max-time"},
+                {"get", "got", get, UID_STUDY_ROOT_Q_R_GET, "cancelled: interrupted"}};
     for (const auto& row : rows) {
         SCOPED_TRACE(row.command + " " + row.options);
         const bool byHand = row.command == "get";
@@ -225,8 +222,7 @@ TEST_F(NetworkCommandTest, FindProposesWhatItsOptionsAskForAndTellsWhatWasNotAgr
         {"--relational", {1}, {1}, {}},
         {"--fuzzy-names --date-time", {0, 1, 1, 0, 0}, {0, 1, 1}, {}},
         {"--timezone --relational", {0}, {1, 0, 0, 1}, {"relational queries", "adjusting time zones"}},
-        {"--fuzzy-names", {}, {0, 0, 1}, {"fuzzy matching of names"}},
-    };
+        {"--fuzzy-names", {}, {0, 0, 1}, {"fuzzy matching of names"}}};
     for (const auto& row : rows) {
         std::pair<Bytes, Bytes> bytes(row.granted, {});
         const auto answer = [](DcMsm& msm) {
@@ -347,8 +343,7 @@ TEST_F(NetworkCommandTest, NothingThatAPeerSendsOutlivesTheTimeOutOrFillsTheMemo
         {"move", "--dest X -k PatientID", What::pending, "cancelled: it made no progress", 2},
         {"get", "got -k PatientID", What::dataSet, "more than is taken"},
         {"get", "third -k PatientID", What::pendingWithData, "cancelled: it made no progress", 2},
-        {"get", "other -k PatientID --max-time 2", What::object, "it took longer than --max-time", 2},
-    };
+        {"get", "other -k PatientID --max-time 2", What::object, "it took longer than --max-time", 2}};
     ASSERT_EQ(sh("orvkit phantom s --size 16 --series 1 --images 1").status, 0);
     const auto expect = [&](const auto& row) {
         SCOPED_TRACE(row.command + " " + row.said);

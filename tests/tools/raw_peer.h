@@ -15,9 +15,8 @@ class RawPeer {
         orvkit::platform::Address address;
         EXPECT_TRUE(orvkit::platform::resolve("127.0.0.1", port, address));
         socket_ = orvkit::platform::openSocket(address);
-        connected_ = orvkit::platform::connectSocket(socket_.get(), address, 5000);
+        EXPECT_TRUE(orvkit::platform::connectSocket(socket_.get(), address, 5000));
     }
-    bool connected() const { return connected_; }
     bool say(const Bytes& bytes) {
         return orvkit::platform::sendTwo(socket_.get(), bytes.data(), bytes.size(), nullptr, 0) ==
                static_cast<std::int64_t>(bytes.size());
@@ -29,7 +28,6 @@ class RawPeer {
         append(head, take(std::size_t{head[4]} << 8 | head[5], timeout));
         return head;
     }
-    bool closed(int timeout = 20000) { return take(1, timeout).empty(); }
     void halfClose() { ::shutdown(static_cast<int>(socket_.get()), SHUT_WR); }
     void reset() {
         const linger now{1, 0};
@@ -60,7 +58,6 @@ class RawPeer {
         return bytes;
     }
     orvkit::platform::Socket socket_;
-    bool connected_ = false;
 };
 
 inline Bytes element(unsigned int tag, const Bytes& value) {

@@ -189,8 +189,7 @@ TEST_F(RenderCommand, WhatCannotBeShownIsToldByFileFrameAndCodecAndTheRestDelive
         {"cut rle -o out.pgm", 2, "several pictures need a directory", {}},
         {"cut -o out.jpg --bits 16", 2, "JPEG holds 8 bits", {}},
         {"cut -o out.pgm --window 5,0", 2, "not a window: 5,0", {}},
-        {"cut -o out.pgm --size 0x4", 2, "not a size", {}},
-    };
+        {"cut -o out.pgm --size 0x4", 2, "not a size", {}}};
     for (const auto& one : cases) {
         const auto run = sh("rm -rf out*; orvkit render " + std::string(one.arguments) +
                             "; s=$?; find out* -type f 2>/dev/null | sort; exit $s");

@@ -251,8 +251,7 @@ TEST_F(ServeTest, EachBrokenAssociationIsToldWithItsReason) {
          "ended: the peer sent a data set that was not asked for"},
         {pdu(PDU_TYPE_DATA_TF, pdv(3, 3, {1})), false,
          "ended: the peer broke the protocol, and the association was closed: Invalid Presentation Context "
-         "ID - 3"},
-    };
+         "ID - 3"}};
     for (const bool late : {true, false}) {
         begin(late ? "--timeout 1" : "--timeout 60");
         for (const auto& row : rows) {

@@ -7,7 +7,7 @@ namespace {
 class ServeTranscodeTest : public ServedTest {
   protected:
     Outcome served(const std::string& options, const std::string& script) const {
-        return sh(serving(options) + script + "\nstop");
+        return sh(serving(options) + kTold + script + "\nstop");
     }
     bool has(const std::string& codec) const {
         const auto run = sh("orvkit convert --to " + codec + " none out");
@@ -21,7 +21,7 @@ class ServeTranscodeTest : public ServedTest {
 
 TEST_F(ServeTranscodeTest, ImagesAreStoredInOneSyntaxAndComeBackAsTheyWere) {
     if (!has("jpegls")) GTEST_SKIP() << "JPEG-LS is left out of this build";
-    const Outcome run = served("--transcode jpegls", std::string(kTold) + R"(
+    const Outcome run = served("--transcode jpegls", R"(
 orvkit phantom p --size 64 --images 1 --series 1 >/dev/null
 one=$(find p -name IM000001)
 orvkit convert $one rle.dcm --to rle && orvkit convert $one plain.dcm --to explicit
@@ -39,7 +39,7 @@ for f in in/*; do syntax $f; done)");
 
 TEST_F(ServeTranscodeTest, WhatCannotBeBroughtToItStaysAsItCameAndIsTold) {
     if (!has("jpegls")) GTEST_SKIP() << "JPEG-LS is left out of this build";
-    const Outcome run = served("--transcode jpeg-lossless --file-set", std::string(kTold) + R"(
+    const Outcome run = served("--transcode jpeg-lossless --file-set", R"(
 orvkit phantom p --size 64 --images 2 --series 1 >/dev/null
 orvkit convert $(find p -name IM000001) cut.dcm --to jpegls
 # The stream ends in the middle, and the file with it as it should.
@@ -58,8 +58,7 @@ TEST_F(ServeTranscodeTest, LossIsToBeAgreedToAndMakesAnotherInstance) {
     const Outcome refused = sh("orvkit serve --port 0 --transcode jpegls-near in");
     EXPECT_EQ(refused.status, 2);
     EXPECT_TRUE(holds(refused.err, "--transcode-lossy"));
-    const Outcome run =
-        served("--transcode jpegls-near --transcode-lossy --no-isolate", std::string(kTold) + R"sh(
+    const Outcome run = served("--transcode jpegls-near --transcode-lossy --no-isolate", R"sh(
 orvkit phantom p --size 64 --images 1 --series 1 >/dev/null
 orvkit send $peer $(find p -name IM000001) >/dev/null || exit 2
 for f in in/*; do

@@ -36,8 +36,7 @@ TEST_F(WorklistTest, FilesThatCannotBeUsedAreToldByNameAndLeftOut) {
         {"number", step("4", R"("00280010": {"vr": "US", "Value": ["x"]}, )")},
         {"text", step("4", R"("00100010": {"vr": "PN", "Value": [[]]}, )")},
         {"array", step("4", R"("00100010": {"vr": "PN", "Value": "A"}, )")},
-        {"list", "[1]"},
-    };
+        {"list", "[1]"}};
     for (const auto& [name, text] : bad) write(name, text);
     std::string deep = "{}";
     for (int i = 0; i < 2000; ++i) deep = R"({"00400275": {"vr": "SQ", "Value": [)" + deep + "]}}";
@@ -69,8 +68,7 @@ TEST_F(WorklistTest, HostileKeysAreAnsweredResultsBoundedAndRequestsCancelled) {
         {"wild cards", element(0x00100010, bytesOf(std::string(63, '*') + "x")), {0}},
         {"no text", element(0x00100010, Bytes(64, 0xFF)), {0}},
         {"nested keys", nested, {0xA900}},
-        {"a sequence that is none", element(0x00400100, bytesOf("abcdefgh")), {0}},
-    };
+        {"a sequence that is none", element(0x00400100, bytesOf("abcdefgh")), {0}}};
     expectAnswers(peer, kWorklist, cases, "1.2.840.10008.5.1.4.1.2.2.1", id);
 }
 

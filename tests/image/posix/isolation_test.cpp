@@ -112,13 +112,11 @@ TEST(Isolation, WhatALibraryDoesToItsProcessIsAResult) {
         const char* argument;
         int code;
         const char* words;
-    } cases[] = {
-        {"child-that-hangs", IMAGE_CODEC, "the encoder did not come back within 1 s"},
-        {"child-that-aborts", IMAGE_CODEC, "the encoder ended by signal 6"},
-        {"child-that-crashes", IMAGE_CODEC, "the encoder ended by signal 9"},
-        {"child-that-leaves", IMAGE_CODEC, "the encoder ended with status 3"},
-        {"child-that-takes-memory", IMAGE_NO_MEMORY, "memory is short"},
-    };
+    } cases[] = {{"child-that-hangs", IMAGE_CODEC, "the encoder did not come back within 1 s"},
+                 {"child-that-aborts", IMAGE_CODEC, "the encoder ended by signal 6"},
+                 {"child-that-crashes", IMAGE_CODEC, "the encoder ended by signal 9"},
+                 {"child-that-leaves", IMAGE_CODEC, "the encoder ended with status 3"},
+                 {"child-that-takes-memory", IMAGE_NO_MEMORY, "memory is short"}};
     for (const auto& [argument, code, words] : cases) {
         if (code == IMAGE_NO_MEMORY && !kBoundsMemory) continue;
         SCOPED_TRACE(argument);

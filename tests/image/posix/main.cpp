@@ -27,14 +27,12 @@ void takeMemory() {
 constexpr struct {
     const char* argument;
     void (*before)();
-} kChildren[] = {
-    {"codec-child", nullptr},
-    {"child-that-hangs", hang},
-    {"child-that-aborts", [] { (void)std::raise(SIGABRT); }},
-    {"child-that-crashes", [] { (void)std::raise(SIGKILL); }},
-    {"child-that-leaves", [] { std::_Exit(3); }},
-    {"child-that-takes-memory", takeMemory},
-};
+} kChildren[] = {{"codec-child", nullptr},
+                 {"child-that-hangs", hang},
+                 {"child-that-aborts", [] { (void)std::raise(SIGABRT); }},
+                 {"child-that-crashes", [] { (void)std::raise(SIGKILL); }},
+                 {"child-that-leaves", [] { std::_Exit(3); }},
+                 {"child-that-takes-memory", takeMemory}};
 
 }  // namespace
 

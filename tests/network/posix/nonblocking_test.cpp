@@ -55,8 +55,7 @@ TEST(NonBlockingSocket, HoldsNoReleaseAndNoAbortBeyondTheWriteTimeout) {
     const std::pair<TSM_STATE, TSM_EVENT> cases[] = {
         {TSM_STATE_06_ASSOCIATED, TSM_EVENT_10_RELEASE_REQUEST},
         {TSM_STATE_08_AWAIT_LOCAL_REL_RP, TSM_EVENT_13_RELEASE_RESPONSE},
-        {TSM_STATE_06_ASSOCIATED, TSM_EVENT_14_ABORT_REQUEST},
-    };
+        {TSM_STATE_06_ASSOCIATED, TSM_EVENT_14_ABORT_REQUEST}};
     for (const auto& [state, event] : cases) {
         const auto begun = Clock::now();
         EXPECT_EQ(transport.stepIn(state, event), DATATF_SOCKET);
