@@ -52,8 +52,8 @@ void Rows::storeInLists(std::span<const Arrival> arrivals) {
 void Rows::ask(const std::map<std::string, Placed>& asked, std::vector<Fresh>& fresh,
                std::vector<Arrival>& others) {
     Statement& find = session_.kept(
-        "SELECT n.at, u.study, u.series FROM unnest($1) WITH ORDINALITY AS n(uid, at) "
-        "CROSS JOIN LATERAL (SELECT study, series FROM uid WHERE uid.uid = n.uid) AS u ORDER BY n.at");
+        "SELECT n.at, u.study, u.series FROM unnest($1) WITH ORDINALITY AS n(uid, at) CROSS JOIN uid u "
+        "WHERE u.uid = n.uid ORDER BY n.at");
     std::vector<std::string> uids;
     for (const auto& [uid, one] : asked) uids.push_back(uid);
     listsOf(find).bindUids(1, uids);
