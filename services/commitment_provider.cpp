@@ -5,6 +5,7 @@
 #include <map>
 #include <system_error>
 
+#include "dictionary/uid_text.h"
 #include "orvkit/result.h"
 #include "orvkit/tags.h"
 #include "services/archive_files.h"
@@ -65,11 +66,11 @@ class ReportsHere final : public Companion {
         const unsigned int status = statusOf(response);
         const StatusKind kind = statusKind(status);
         if (kind == StatusKind::success || kind == StatusKind::warning) {
-            provider.tell(describe(*report) + " reported");
+            commitments_.ended(*report, "", &provider);
         } else if (isWorthAnotherTry(status)) {
             commitments_.reports().add(report);
         } else {
-            provider.tell(describe(*report) + " is not taken: the peer answered " + statusText(response));
+            commitments_.ended(*report, "the peer answered " + statusText(response), &provider);
         }
         return true;
     }
@@ -94,6 +95,12 @@ unsigned short faultOfRequest(DcMsg& command) {
     return action == kRequestCommitment ? kCommitted : kNoSuchAction;
 }
 
+void fillEvent(Event& event, const Commitment& commitment) {
+    event.object = commitment.transaction;
+    event.sopClass = orvkit::uidText(UID_STORAGE_COMMITMENT_PUSH_CLASS);
+    event.objects = commitment.items.size();
+}
+
 }  // namespace
 
 bool answerAction(Provider& provider, DICT_UID, DcMsg& message) {
@@ -110,6 +117,16 @@ bool answerAction(Provider& provider, DICT_UID, DcMsg& message) {
     DcCmdNActionRsp response(&request);
     (void)response.add(new DcElem(T_0000_0002_affectedSopClassUid, UID_STORAGE_COMMITMENT_PUSH_CLASS));
     (void)response.add(new DcElem(T_0000_1000_affectedSopInstanceUid, UID_STORAGE_COMMITMENT_PUSH_INSTANCE));
+    Event event = provider.event(EventId::access,
+                                 report != nullptr ? EventOutcome::success : EventOutcome::minorFailure,
+                                 "commitment asked for, status " + statusText(received.status));
+    fillEvent(event, report != nullptr ? report->what : received.what);
+    if (!provider.server().trace.write(event) && report != nullptr) {
+        received.status = kProcessingFailure;
+        received.fault = "the trace cannot be written";
+        report.reset();
+    }
+    ++(report != nullptr ? provider.server().commitmentsAsked : provider.server().commitmentsRefused);
     if (report == nullptr)
         provider.tell("commitment refused: " + received.fault + ", status " + statusText(received.status));
     if (!provider.respond(request, response, received.status)) return false;
@@ -131,7 +148,9 @@ Commitments::Commitments(StoreServer& server, Archive& archive, Find find, int l
     : server_(server),
       archive_(archive),
       find_(std::move(find)),
-      reports_(server.aet, longest, [&server](const std::string& line) { server.tell(withEscapes(line)); }) {
+      reports_(
+          server.aet, longest, [&server](const std::string& line) { server.tell(withEscapes(line)); },
+          [this](const CommitmentReport& report, const std::string& why) { ended(report, why, nullptr); }) {
     server.support.insert(server.support.end() - 1, commitmentContext(TSM_ROLE_SCU));
     server.services.emplace_back(kCommitmentServices);
     server.commitments = this;
@@ -150,6 +169,7 @@ ReportPtr Commitments::begin(const std::string& requester, ReceivedCommitment& r
     if (weight_ + report->weight() > kMostWaiting) {
         received.status = kResourceLimit;
         received.fault = "too many reports wait";
+        received.what = std::move(report->what);
         return nullptr;
     }
     const bool own = inUse_.insert(transaction).second;
@@ -157,6 +177,25 @@ ReportPtr Commitments::begin(const std::string& requester, ReceivedCommitment& r
     weight_ += report->weight();
     return {report.release(),
             [this, transaction, own](CommitmentReport* done) { forget(done, transaction, own); }};
+}
+
+void Commitments::ended(const CommitmentReport& report, const std::string& why, Provider* provider) {
+    const std::string line =
+        describe(report) + (why.empty() ? " reported" : " is not reported, and not tried again: " + why);
+    const auto outcome = why.empty() ? EventOutcome::success : EventOutcome::minorFailure;
+    Event event =
+        provider != nullptr ? provider->event(EventId::access, outcome, line) : Event(EventId::access);
+    event.outcome = outcome;
+    event.peer = report.requester;
+    event.result = line;
+    fillEvent(event, report.what);
+    ++(why.empty() ? server_.reported : server_.unreported);
+    (void)server_.trace.write(event);
+    if (provider != nullptr) {
+        provider->tell(line);
+    } else {
+        server_.tell(withEscapes(line));
+    }
 }
 
 void Commitments::forget(CommitmentReport* report, const Transaction& transaction, bool own) {

@@ -36,6 +36,8 @@ class Commitments {
     // Fills in what became of each reference.
     void lookUp(CommitmentReport& report);
     CommitmentReports& reports() { return reports_; }
+    // What became of a report, for the log: on the association of `provider`, or on one of its own.
+    void ended(const CommitmentReport& report, const std::string& why, Provider* provider);
 
   private:
     using Transaction = std::pair<std::string, std::string>;  // requester and UID

@@ -45,18 +45,17 @@ CommitmentReports::~CommitmentReports() {
     }
     changed_.notify_all();
     if (thread_.joinable()) thread_.join();
-    for (const Waiting& each : waiting_) tell_(describe(*each.report) + " is not reported: the server stops");
+    for (const Waiting& each : waiting_) ended_(*each.report, "the server stops");
 }
 
 void CommitmentReports::add(ReportPtr report) {
     if (!report->destination) {
-        tell_(describe(*report) + " cannot be reported: nobody knows where " + report->requester +
-              " listens (--destination, --peers)");
+        ended_(*report, "nobody knows where " + report->requester + " listens (--destination, --peers)");
         return;
     }
     const std::lock_guard lock(mutex_);
     if (stopping_) {
-        tell_(describe(*report) + " is not reported: the server stops");
+        ended_(*report, "the server stops");
         return;
     }
     const auto now = Clock::now();
@@ -108,19 +107,17 @@ void CommitmentReports::attempt(std::list<Waiting>::iterator at) {
     } catch (const std::exception& fault) {
         why = fault.what();
     }
-    const std::string what = describe(*at->report);
     const auto now = Clock::now();
     const std::lock_guard lock(mutex_);
     at->busy = false;
     if (outcome == Outcome::failed && now + at->pause <= at->end) {
-        tell_(what + " is not reported yet: " + why + "; the next try is in " +
+        tell_(describe(*at->report) + " is not reported yet: " + why + "; the next try is in " +
               std::to_string(at->pause.count()) + " s");
         at->next = now + at->pause;
         at->pause = std::min<std::chrono::seconds>(2 * at->pause, kLongestPause);
         return;
     }
-    tell_(outcome == Outcome::delivered ? what + " reported"
-                                        : what + " is not reported, and not tried again: " + why);
+    ended_(*at->report, outcome == Outcome::delivered ? "" : why);
     waiting_.erase(at);
 }
 

@@ -37,20 +37,24 @@ class CommitmentReports {
   public:
     using Clock = std::chrono::steady_clock;
     using Tell = std::function<void(const std::string& line)>;
+    // What became of a report: it was delivered where `why` is "", and else it is given up.
+    using Ended = std::function<void(const CommitmentReport& report, const std::string& why)>;
 
-    // A report that could not be delivered after so many seconds is told, and dropped.
-    CommitmentReports(std::string retrieveAet, int longest, Tell tell)
-        : retrieveAet_(std::move(retrieveAet)), longest_(longest), tell_(std::move(tell)) {}
+    // A report that could not be delivered after so many seconds is given up.
+    CommitmentReports(std::string retrieveAet, int longest, Tell tell, Ended ended)
+        : retrieveAet_(std::move(retrieveAet)),
+          longest_(longest),
+          tell_(std::move(tell)),
+          ended_(std::move(ended)) {}
     CommitmentReports(const CommitmentReports&) = delete;
     CommitmentReports& operator=(const CommitmentReports&) = delete;
-    // What waits is told, and dropped.
+    // What waits is given up.
     ~CommitmentReports();
 
     void add(ReportPtr report);
     // Takes out the report of a transaction that waits, for its requester asks again.
     void recall(const std::string& requester, const std::string& transaction);
     const std::string& retrieveAet() const { return retrieveAet_; }
-    void tell(const std::string& line) const { tell_(line); }
 
   private:
     enum class Outcome { delivered, failed, refused };  // failed: worth another try
@@ -69,6 +73,7 @@ class CommitmentReports {
     std::string retrieveAet_;
     std::chrono::seconds longest_;
     Tell tell_;
+    Ended ended_;
     std::mutex mutex_;
     std::condition_variable changed_;
     std::list<Waiting> waiting_;

@@ -3,11 +3,13 @@
 //     # One line a peer: its AE title, and what is asked of it and allowed to it, in any order.
 //     SCANNER      from 10.0.0.0/24,fd00::/8  certificate scanner.example  may echo,store  associations 2
 //     "CT ROOM 2"  from 10.0.0.17             fingerprint 12:34:...        object-size 2G
+//     VIEWER       at viewer.example:104      may echo,find,retrieve
 //     BENCH        may echo
 //
 //     from          addresses and networks that it may come from; without it: any
 //     certificate   a name that its certificate must be for (its common name, or one of its hosts), over TLS
 //     fingerprint   the SHA-256 of its certificate, over TLS
+//     at            HOST:PORT where it listens itself: for what is moved to it, and reports of commitment
 //     may           echo, store, find, retrieve; without it: all of them
 //     associations, objects, bytes, object-size, idle: its own limits (bounds.h)
 #ifndef ORVKIT_SERVICES_KNOWN_PEERS_H

@@ -408,6 +408,14 @@ std::string metricsText(const StoreServer& server) {
         {"objects_stored_bytes_total", "counter", "Bytes of their data sets", server.storedBytes},
         {"objects_failed_total", "counter", "Objects that were refused or did not come to their end",
          server.failed},
+        {"commitments_total", "counter", "Requests for storage commitment that were taken",
+         server.commitmentsAsked},
+        {"commitments_refused_total", "counter", "Requests for storage commitment that were refused",
+         server.commitmentsRefused},
+        {"commitment_reports_total", "counter", "Reports of storage commitment that were delivered",
+         server.reported},
+        {"commitment_reports_failed_total", "counter", "Reports of storage commitment that were given up",
+         server.unreported},
     };
     std::string text;
     for (const auto& row : rows) {

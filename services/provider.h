@@ -77,6 +77,10 @@ struct StoreServer {
     std::atomic<std::uint64_t> storedBytes = 0;
     std::atomic<std::uint64_t> stored = 0;
     std::atomic<std::uint64_t> failed = 0;
+    std::atomic<std::uint64_t> commitmentsAsked = 0;  // requests that were taken, and their reports
+    std::atomic<std::uint64_t> commitmentsRefused = 0;
+    std::atomic<std::uint64_t> reported = 0;
+    std::atomic<std::uint64_t> unreported = 0;
 };
 
 // What a service keeps for an association; it goes when that is over.

@@ -23,10 +23,9 @@ struct Code {
 
 // By their numbers; PS3.16 D, codes of DCM.
 constexpr Code kIds[] = {
-    {"110100", "Application Activity", 'E'},
-    {"110114", "User Authentication", 'E'},
-    {"110104", "DICOM Instances Transferred", 'C'},
-    {"110113", "Security Alert", 'E'},
+    {"110100", "Application Activity", 'E'},        {"110114", "User Authentication", 'E'},
+    {"110104", "DICOM Instances Transferred", 'C'}, {"110113", "Security Alert", 'E'},
+    {"110103", "DICOM Instances Accessed", 'R'},
 };
 constexpr Code kTypes[] = {
     {"", "", ' '},

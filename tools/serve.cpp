@@ -307,7 +307,7 @@ int serve(const ServeOptions& options) {
     const Listener listener(options.aet.c_str(), TSM_ROLE_SCP, options.port);
     if (!begin(options, server, listener)) return EXIT_FAILED;
     if (options.fileSet && !prepareFileSet(set, server)) return EXIT_FAILED;
-    const std::unique_ptr<RunningArchive> archive =
+    std::unique_ptr<RunningArchive> archive =
         options.archive.on ? beginArchive(options.archive, server) : nullptr;
     if (options.archive.on && archive == nullptr) return EXIT_FAILED;
     Worklist worklist(options.archive.worklist, static_cast<unsigned int>(options.archive.maxResults),
@@ -325,6 +325,7 @@ int serve(const ServeOptions& options) {
     goOnWithoutMemory();
     platform::ignoreBrokenPipe();  // a log that nobody reads any more
     run(options, server, listener, set);
+    archive.reset();  // what it gives up is told in front of the end
     (void)traceRun(server, EventType::stop);
     tellLine("stopped: " + std::to_string(server.associations) + " associations, " +
              std::to_string(server.stored) + " objects stored, " + std::to_string(server.failed) + " failed");

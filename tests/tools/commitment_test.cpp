@@ -127,7 +127,7 @@ Heard heard(RawPeer& raw) {
 }
 
 TEST_F(CommitmentTest, ManyReferencesAndATransactionInUseAreReportedOnTheAssociationThatAsked) {
-    begin("--archive");
+    begin("--archive --log-json events --metrics counts");
     RawPeer raw(port);
     ASSERT_TRUE(raw.associate(kPush));
     ASSERT_TRUE(raw.say(action(dataset("1.2", many(3000)))));
@@ -143,7 +143,17 @@ TEST_F(CommitmentTest, ManyReferencesAndATransactionInUseAreReportedOnTheAssocia
     EXPECT_TRUE(holds(log(), "(3000 committed, 0 not) reported"));
     // Nobody knows where this peer listens.
     raw.reset();
-    EXPECT_TRUE(logs("cannot be reported: nobody knows where ME listens"));
+    EXPECT_TRUE(logs("is not reported, and not tried again: nobody knows where ME listens"));
+    EXPECT_EQ(stop(), 0);
+    const Outcome told = sh(R"(grep -ho '^orvkit_comm.*\|"objects":[0-9]*,"result.*' counts events)");
+    EXPECT_EQ(told.out,
+              "orvkit_commitments_total 2\norvkit_commitments_refused_total 0\n"
+              "orvkit_commitment_reports_total 1\norvkit_commitment_reports_failed_total 1\n"
+              "\"objects\":3000,\"result\":\"commitment asked for, status 0x0000 (success)\"}\n"
+              "\"objects\":1,\"result\":\"commitment asked for, status 0x0000 (success)\"}\n"
+              "\"objects\":3000,\"result\":\"commitment 1.2 of ME (3000 committed, 0 not) reported\"}\n"
+              "\"objects\":1,\"result\":\"commitment 1.2 of ME (0 committed, 1 not) is not reported, and not "
+              "tried again: nobody knows where ME listens (--destination, --peers)\"}\n");
 }
 
 TEST_F(CommitmentTest, AReportIsTriedAgainOnAnAssociationWhoseOpenerProposesToBeTheProvider) {

@@ -35,11 +35,11 @@ class RawPeer {
         socket_.reset();
     }
     // An association with context 1, for storage of CT images unless another class is given, in implicit
-    // little endian.
-    bool associate(const std::string& sopClass = "1.2.840.10008.5.1.4.1.1.2") {
+    // little endian, and with more items of its user.
+    bool associate(const std::string& sopClass = "1.2.840.10008.5.1.4.1.1.2", const Bytes& more = {}) {
         ::Association request;
         request.context = item(0x20, joined({{1, 0, 0, 0}, item(0x30, sopClass), item(0x40, kImplicitUid)}));
-        request.userInfo = joined({item(0x51, Bytes{0, 0, 0x40, 0}), item(0x52, "1.2.3")});
+        request.userInfo = joined({item(0x51, Bytes{0, 0, 0x40, 0}), item(0x52, "1.2.3"), more});
         const Bytes answer = say(pdu(PDU_TYPE_ASSO_RQ, request.body())) ? hear() : Bytes{};
         return !answer.empty() && answer[0] == PDU_TYPE_ASSO_AC;
     }

@@ -39,7 +39,8 @@ orvkit send $peer set/a/SE000001/IM000001 >/dev/null || exit 3
 grep -c 'stored nothing: it is there as' log
 stop; begin
 results --level image --relational -k SOPClassUID=1.2.840.10008.5.1.4.1.1.2
-orvkit find $peer -k StudyDate -k InstanceAvailability -k RetrieveAETitle --json | grep -c 'ONLINE\|ORVKIT'
+orvkit find $peer -k StudyDate -k InstanceAvailability -k RetrieveAETitle --json | tr -d ' \n' |
+  grep -o '"0008005[46]":{[^}]*}' | sort | uniq -c
 orvkit find $peer --level series
 echo $?
 orvkit index rebuild in; echo $?
@@ -47,9 +48,11 @@ stop
 orvkit index check in
 ls -d in/??/??/*.dcm | wc -l)");
     EXPECT_EQ(run.status, 0) << run.err << log();
-    EXPECT_EQ(
-        run.out,
-        "2\n2\n2\n0\n0\n0\n2\n10\n1\n10\n4\n1\n1\n10 files in the index, 0 faults, 0 of them mended\n10\n");
+    EXPECT_EQ(run.out,
+              "2\n2\n2\n0\n0\n0\n2\n10\n1\n10\n"
+              "      2 \"00080054\":{\"vr\":\"AE\",\"Value\":[\"ORVKIT\"]}\n"
+              "      2 \"00080056\":{\"vr\":\"CS\",\"Value\":[\"ONLINE\"]}\n"
+              "1\n1\n10 files in the index, 0 faults, 0 of them mended\n10\n");
     EXPECT_TRUE(holds(run.err, "0xA900"));
     EXPECT_TRUE(holds(run.err, "another program is at work in this archive"));
 }
@@ -133,7 +136,7 @@ TEST_F(ServeArchiveTest, OfTlsItReachesDestinationsOverTlsWhomItTrusts) {
            "until grep -q 'listening on port' $1.log; do sleep .02; done\n"
            "echo \"$3 at 127.0.0.1:$(grep -o 'port [0-9]*' $1.log | head -1 | cut -c6-)\" >>peers; }\n"
            "listen known site/one KNOWN; listen strange other/two STRANGE; echo USER >>peers\n" +
-           serving("--peers peers --tls-client none $(secured site/one)") + R"(
+           serving("--peers peers --tls-no-verify $(secured site/one)") + R"(
 orvkit send $peer $(secured site/one) --aet USER set/b >/dev/null || exit 2
 study=$(orvkit dump --tag StudyInstanceUID set/b/SE000001/IM000001 | grep -o '[0-9.]*[0-9]' | tail -1)
 for dest in KNOWN STRANGE; do
@@ -332,6 +335,29 @@ TEST_F(RawArchiveTest, AMoveAccountsForEachObjectAndEndsWhenItIsCancelled) {
     const Bytes cancelled = moved(cancel());
     EXPECT_EQ(statusIn(cancelled), 0xFE00u);
     EXPECT_EQ(countIn(cancelled, 0x00001020), 6);
+}
+
+TEST_F(RawArchiveTest, InstancesAreRetrievedWithoutTheirStudyWhereThatWasAgreedOn) {
+    const Bytes keys =
+        joined({level("IMAGE"), element(0x00080018, uidValue("1.3.6.1.4.1.70707.9.1.1.1.1.1"))});
+    const std::pair<const char*, unsigned int> models[] = {{"1.2.840.10008.5.1.4.1.2.1.2", 0x0021},
+                                                           {"1.2.840.10008.5.1.4.1.2.1.3", 0x0010},
+                                                           {"1.2.840.10008.5.1.4.1.2.2.2", 0x0021},
+                                                           {"1.2.840.10008.5.1.4.1.2.2.3", 0x0010}};
+    for (const auto& [model, field] : models) {
+        for (const unsigned char relational : Bytes{0, 1}) {
+            RawPeer peer(port);
+            const Bytes uid = bytesOf(model);
+            const auto length = static_cast<unsigned char>(uid.size());
+            ASSERT_TRUE(peer.associate(model, item(0x56, joined({{0, length}, uid, {relational}}))));
+            Stream asked = request(field, model);
+            if (field == 0x0021) asked.elem(0x00000600, "", "GONE");
+            ASSERT_TRUE(peer.say(joined({command(asked), inPieces(keys)})));
+            const Bytes answer = peer.hear();
+            EXPECT_EQ(statusIn(answer), relational == 0 ? 0xA900u : 0xA702u) << model;
+            EXPECT_EQ(countIn(answer, 0x00001022), relational) << model;
+        }
+    }
 }
 
 }  // namespace
