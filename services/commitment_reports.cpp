@@ -89,7 +89,8 @@ void CommitmentReports::run() {
         if (next == waiting_.end()) {
             changed_.wait(lock);
         } else if (next->next > Clock::now()) {
-            changed_.wait_until(lock, next->next);
+            const auto time = next->next;  // recall() may take it out meanwhile
+            changed_.wait_until(lock, time);
         } else {
             next->busy = true;
             lock.unlock();
