@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <string_view>
 
+#include "orvkit/export.h"
 #include "orvkit/uids.h"
 
 struct DcDictUidInfo;
@@ -18,7 +19,7 @@ inline constexpr std::size_t mostLearnedUids = 1024;
 // Unlike an addition to the dictionary this may be done by any thread at any time, and lasts as long as the
 // process. The number that the SOP class has from now on; UID_NONE for what is no UID, and when there is no
 // room.
-DICT_UID learnSopClass(std::string_view uid) noexcept;
+ORVKIT_API DICT_UID learnSopClass(std::string_view uid) noexcept;
 // Null for what was not learned.
 const DcDictUidInfo* learnedUid(DICT_UID value) noexcept;
 const DcDictUidInfo* learnedUid(std::string_view uid) noexcept;

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <chrono>
 
+#include "dictionary/learned_uids.h"
 #include "network/store_request.h"
+#include "orvkit/dict.h"
 #include "orvkit/result.h"
 #include "orvkit/tags.h"
 #include "services/network_text.h"
@@ -27,6 +29,12 @@ unsigned short counted(unsigned long long number) {
 }
 
 }  // namespace
+
+DICT_UID classOf(const DcIndexInstance& instance) {
+    DICT_UID value = UID_NONE;
+    return Dict.getUidDef(instance.sopClass, value) == RESULT_OK ? value
+                                                                 : orvkit::learnSopClass(instance.sopClass);
+}
 
 unsigned short Delivery::count() {
     unsigned long long bytes = 0;
@@ -62,6 +70,7 @@ bool Delivery::deliver(const DcIndexInstance& instance) {
         failed(instance, "");
         return true;
     }
+    (void)classOf(instance);
     if (!send(archivePath(inquiry_.provider().server().directory, instance.path), fault)) {
         if (inquiry_.isOver()) return false;
         failed(instance, fault);

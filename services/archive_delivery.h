@@ -31,6 +31,10 @@ class Outlet {
     virtual bool isOpen() const = 0;
 };
 
+// Also of a class that no table has, and that nobody has named since the server began: all who were taken
+// in are given back.
+DICT_UID classOf(const DcIndexInstance& instance);
+
 class Delivery {
   public:
     // Makes a response to the request.

@@ -54,10 +54,9 @@ class OtherAssociation final : public Outlet {
     using Kinds = std::set<std::pair<DICT_UID, DICT_UID>>;
 
     static int note(void* all, const DcIndexInstance& instance) {
-        DICT_UID sopClass = UID_NONE;
+        const DICT_UID sopClass = classOf(instance);
         DICT_UID xferSyn = UID_NONE;
-        if (Dict.getUidDef(instance.sopClass, sopClass) == RESULT_OK &&
-            Dict.getUidDef(instance.xferSyn, xferSyn) == RESULT_OK)
+        if (sopClass != UID_NONE && Dict.getUidDef(instance.xferSyn, xferSyn) == RESULT_OK)
             static_cast<Kinds*>(all)->emplace(sopClass, xferSyn);
         return 0;
     }
