@@ -1,19 +1,16 @@
-// Storing where each answer of the engine costs a round trip: whatever is new comes in lists, behind one
-// look-up for all.
-#include <algorithm>
-#include <set>
-
+// Storing where each answer of the engine costs a round trip: whatever comes at once is looked up, and added,
+// in lists.
 #include "index/rows.h"
 
 namespace orvkit::index {
 namespace {
 
-// A column of rows that are added.
-template <typename Value, typename Row, typename Get>
-std::vector<Value> columnOf(const std::vector<Row>& rows, Get get) {
+// A column of lists.
+template <typename Value, typename Rows, typename Get>
+std::vector<Value> columnOf(const Rows& rows, Get get) {
     std::vector<Value> column;
     column.reserve(rows.size());
-    for (const Row& row : rows) column.push_back(get(row));
+    for (const auto& row : rows) column.push_back(get(row));
     return column;
 }
 
@@ -25,63 +22,63 @@ Lists& listsOf(Statement& statement) {
 }  // namespace
 
 void Rows::storeInLists(std::span<const Arrival> arrivals) {
-    std::vector<Fresh> fresh;
-    std::vector<Arrival> others;
-    std::map<std::string, Placed> asked;
-    std::set<std::string_view> uids;
+    ByUid asked;
+    ByUid fresh;
+    std::vector<Placed> known;
+    std::vector<Arrival> again;  // instances that came twice at once
     for (const Arrival& arrival : arrivals) {
         *arrival.stored = {};
-        const Record& record = *arrival.record;
-        const Place& place = placeOf(record, arrival.stored->conflicts);
-        if (!uids.insert(record.instance).second) {
-            others.push_back(arrival);
-        } else if (arrival.duplicate == INDEX_NEW) {
-            fresh.push_back({&record, &place});
+        const std::string& uid = arrival.record->instance;
+        Place* const place = &placeOf(*arrival.record, arrival.stored->conflicts);
+        if (asked.contains(uid) || fresh.contains(uid)) {
+            again.push_back(arrival);
         } else {
-            asked[record.instance] = {arrival, &place};
+            (arrival.duplicate == INDEX_NEW ? fresh : asked)[uid] = {arrival, place};
         }
     }
-    if (!asked.empty()) ask(asked, fresh, others);
-    // Servers that store the same wait for each other in one order.
-    std::ranges::sort(fresh, {}, [](const Fresh& one) -> const std::string& { return one.record->instance; });
-    if (!fresh.empty()) addInstances(fresh);
-    for (const Arrival& other : others) storeOne(other);
+    if (!asked.empty()) part(asked, fresh, known);
+    if (!fresh.empty()) storeFresh(fresh);
+    if (!known.empty()) storeKnown(known);
+    for (const Arrival& arrival : again) storeOne(arrival);
 }
 
-// Which of them are fresh.
-void Rows::ask(const std::map<std::string, Placed>& asked, std::vector<Fresh>& fresh,
-               std::vector<Arrival>& others) {
+// Fresh is that of which its series has nothing yet.
+void Rows::part(const ByUid& asked, ByUid& fresh, std::vector<Placed>& known) {
     Statement& find = session_.kept(
         "SELECT n.at, u.study, u.series FROM unnest($1) WITH ORDINALITY AS n(uid, at) CROSS JOIN uid u "
         "WHERE u.uid = n.uid ORDER BY n.at");
-    std::vector<std::string> uids;
-    for (const auto& [uid, one] : asked) uids.push_back(uid);
-    listsOf(find).bindUids(1, uids);
+    listsOf(find).bindUids(1, columnOf<std::string>(asked, [](const auto& one) { return one.first; }));
     bool more = find.step();
     std::int64_t at = 0;
     for (const auto& [uid, one] : asked) {
-        const auto& [arrival, place] = one;
-        bool known = false;
+        bool isThere = false;
+        bool isElsewhere = false;
         for (++at; more && find.integer(0) == at; more = find.step()) {
-            const bool same = find.integer(1) == place->study && find.integer(2) == place->series;
-            known = known || same;
-            if (!same) arrival.stored->conflicts |= INDEX_INSTANCE_ELSEWHERE;
+            const bool same = find.integer(1) == one.place->study && find.integer(2) == one.place->series;
+            (same ? isThere : isElsewhere) = true;
         }
-        if (known) {
-            others.push_back(arrival);
+        if (isThere) {
+            known.push_back(one);
         } else {
-            fresh.push_back({arrival.record, place});
+            if (isElsewhere) one.arrival.stored->conflicts |= INDEX_INSTANCE_ELSEWHERE;
+            fresh[uid] = one;
         }
     }
     find.reset();
 }
 
-void Rows::addInstances(const std::vector<Fresh>& all) {
-    const auto numbers = [&all](auto get) { return columnOf<std::int64_t>(all, get); };
-    const auto texts = [&all](auto get) { return columnOf<std::string>(all, get); };
-    const std::vector<std::int64_t> studies = numbers([](const Fresh& one) { return one.place->study; });
-    const std::vector<std::int64_t> series = numbers([](const Fresh& one) { return one.place->series; });
-    const std::vector<std::string> uids = texts([](const Fresh& one) { return one.record->instance; });
+// In the order of UIDs: servers that store the same wait for each other in one order.
+void Rows::storeFresh(const ByUid& all) {
+    const auto numbers = [&all](auto get) {
+        return columnOf<std::int64_t>(all, [get](const auto& one) { return get(one.second); });
+    };
+    const auto texts = [&all](auto get) {
+        return columnOf<std::string>(all, [get](const auto& one) { return get(one.second); });
+    };
+    const auto record = [](const Placed& one) -> const Record& { return *one.arrival.record; };
+    const auto studies = numbers([](const Placed& one) { return one.place->study; });
+    const auto series = numbers([](const Placed& one) { return one.place->series; });
+    const auto uids = texts([&](const Placed& one) { return record(one).instance; });
     Statement& name = session_.kept("INSERT INTO uid (study, series, uid) SELECT * FROM unnest($1, $2, $3)");
     Lists& named = listsOf(name);
     named.bindNumbers(1, studies);
@@ -95,17 +92,37 @@ void Rows::addInstances(const std::vector<Fresh>& all) {
     added.bindNumbers(1, studies);
     added.bindNumbers(2, series);
     added.bindUids(3, uids);
-    added.bindNumbers(4, numbers([this](const Fresh& one) { return terms_.number(one.record->sopClass); }));
-    added.bindNumbers(5, numbers([this](const Fresh& one) { return terms_.number(one.record->xferSyn); }));
-    added.bindNumbers(6,
-                      numbers([](const Fresh& one) { return static_cast<std::int64_t>(one.record->size); }));
+    added.bindNumbers(4, numbers([&](const Placed& one) { return terms_.number(record(one).sopClass); }));
+    added.bindNumbers(5, numbers([&](const Placed& one) { return terms_.number(record(one).xferSyn); }));
+    added.bindNumbers(
+        6, numbers([&](const Placed& one) { return static_cast<std::int64_t>(record(one).size); }));
     added.bindTexts(
-        7, texts([](const Fresh& one) { return shortPath(one.record->path, one.record->instance); }));
-    added.bindTexts(8, texts([](const Fresh& one) {
-                        return difference(one.place->common, one.record->attributes[numberOf(Level::image)]);
+        7, texts([&](const Placed& one) { return shortPath(record(one).path, record(one).instance); }));
+    added.bindTexts(8, texts([&](const Placed& one) {
+                        return difference(one.place->common, record(one).attributes[numberOf(Level::image)]);
                     }));
     add.post(Statement::kAnyRows);
-    for (const Fresh& one : all) countNew(*one.record, *one.place);
+    for (const auto& [uid, one] : all) countNew(record(one), *one.place);
+}
+
+void Rows::storeKnown(const std::vector<Placed>& all) {
+    Statement& find = session_.kept(
+        "SELECT n.at, i.copy, i.path, i.size FROM unnest($1, $2, $3) WITH ORDINALITY AS n(study, series, "
+        "uid, at) "
+        "CROSS JOIN instance i WHERE i.study = n.study AND i.series = n.series AND i.uid = n.uid ORDER BY 1, "
+        "2");
+    Lists& lists = listsOf(find);
+    lists.bindNumbers(1, columnOf<std::int64_t>(all, [](const Placed& one) { return one.place->study; }));
+    lists.bindNumbers(2, columnOf<std::int64_t>(all, [](const Placed& one) { return one.place->series; }));
+    lists.bindUids(
+        3, columnOf<std::string>(all, [](const Placed& one) { return one.arrival.record->instance; }));
+    std::vector<Copies> copies(all.size());
+    while (find.step()) {
+        const auto at = static_cast<std::size_t>(find.integer(0) - 1);
+        copies[at].add(*all[at].arrival.record, find.integer(1), find.text(2), find.integer(3));
+    }
+    find.reset();
+    for (std::size_t i = 0; i < all.size(); ++i) storeBeside(copies[i], all[i]);
 }
 
 }  // namespace orvkit::index

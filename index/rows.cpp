@@ -277,15 +277,20 @@ Rows::Copies Rows::copiesOf(const Record& record, const Place& place) {
             copies.elsewhere = true;
             continue;
         }
-        const std::string path = wholePath(find.text(1), record.instance);
-        copies.last = find.integer(0);
-        copies.isThere = copies.isThere || path == record.path;
-        if (copies.count++ != 0) continue;
-        copies.path = path;
-        copies.size = find.integer(2);
+        copies.add(record, find.integer(0), find.text(1), find.integer(2));
     }
     find.reset();
     return copies;
+}
+
+void Rows::Copies::add(const Record& record, std::int64_t copy, std::string_view shortPath,
+                       std::int64_t bytes) {
+    const std::string whole = wholePath(shortPath, record.instance);
+    last = copy;
+    isThere = isThere || whole == record.path;
+    if (count++ != 0) return;
+    path = whole;
+    size = bytes;
 }
 
 void Rows::store(std::span<const Arrival> arrivals) {
@@ -294,12 +299,16 @@ void Rows::store(std::span<const Arrival> arrivals) {
 }
 
 void Rows::storeOne(const Arrival& arrival) {
-    const auto& [known, duplicate, told] = arrival;
+    *arrival.stored = {};
+    Place& place = placeOf(*arrival.record, arrival.stored->conflicts);
+    storeBeside(copiesOf(*arrival.record, place), {arrival, &place});
+}
+
+void Rows::storeBeside(const Copies& copies, const Placed& placed) {
+    const auto& [known, duplicate, told] = placed.arrival;
     const Record& record = *known;
     DcIndexStored& stored = *told;
-    stored = {};
-    Place& place = placeOf(record, stored.conflicts);
-    const Copies copies = copiesOf(record, place);
+    Place& place = *placed.place;
     if (copies.count == 0) {
         if (copies.elsewhere) stored.conflicts |= INDEX_INSTANCE_ELSEWHERE;
         return addInstance(record, place, 0);

@@ -73,6 +73,9 @@ class Rows {
         bool elsewhere = false;
         std::string path;  // of the first one, as the others
         std::int64_t size = 0;
+
+        // A row of it, in the order of the numbers.
+        void add(const Record& record, std::int64_t copy, std::string_view shortPath, std::int64_t bytes);
     };
     struct InstanceKey {
         std::int64_t study;
@@ -81,22 +84,19 @@ class Rows {
         std::int64_t copy;
     };
 
-    // An arrival of which its series has nothing yet.
-    struct Fresh {
-        const Record* record;
-        const Place* place;
-    };
-
     struct Placed {
         Arrival arrival;
-        const Place* place;
+        Place* place;
     };
+    // By the UIDs of their instances.
+    using ByUid = std::map<std::string, Placed>;
 
     void storeOne(const Arrival& arrival);
+    void storeBeside(const Copies& copies, const Placed& placed);
     void storeInLists(std::span<const Arrival> arrivals);
-    void ask(const std::map<std::string, Placed>& asked, std::vector<Fresh>& fresh,
-             std::vector<Arrival>& others);
-    void addInstances(const std::vector<Fresh>& all);
+    void part(const ByUid& asked, ByUid& fresh, std::vector<Placed>& known);
+    void storeFresh(const ByUid& all);
+    void storeKnown(const std::vector<Placed>& all);
     Place& placeOf(const Record& record, unsigned int& conflicts);
     Copies copiesOf(const Record& record, const Place& place);
     std::int64_t patientOf(const Record& record, unsigned int& conflicts);
