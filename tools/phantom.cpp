@@ -1,4 +1,5 @@
-// orvkit phantom: a small synthetic CT study of a computed head (CT Image IOD, PS3.3 A.3).
+// orvkit phantom: a small synthetic CT study of a computed head (CT Image IOD, PS3.3 A.3), or the procedure
+// step that a modality is asked for it by (PS3.4 K.6.1.2.2).
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
@@ -9,9 +10,11 @@
 #include <vector>
 
 #include "foundation/identity.h"
+#include "foundation/text.h"
 #include "orvkit/elemlist.h"
 #include "orvkit/file.h"
 #include "orvkit/result.h"
+#include "orvkit/sequence.h"
 #include "orvkit/tags.h"
 #include "services/head_phantom.h"
 #include "services/paths.h"
@@ -26,6 +29,7 @@ namespace fs = std::filesystem;
 
 struct StudyPlan {
     std::string directory;
+    std::string kind = "study";
     unsigned int size = 256;
     unsigned int series = 2;
     unsigned int images = 6;  // in each series
@@ -62,6 +66,36 @@ std::string number(const char* format, double value) {
     return text;
 }
 
+constexpr const char* studyDate = "20240115";
+constexpr const char* studyTime = "101500";
+constexpr const char* studyDescription = "Synthetic head CT";
+
+void addText(DcElemList& list, unsigned int tag, const std::string& value) {
+    list.add(new DcElem(tag, value.c_str()));
+}
+
+// What the study and the order of it say alike.
+void addPatientAndOrder(DcElemList& list, const StudyPlan& plan) {
+    addText(list, T_0008_0005_specificCharacterSet, "ISO_IR 100");
+    addText(list, T_0010_0010_patientsName, "Phantom^Head");
+    addText(list, T_0010_0020_patientId, "PHANTOM-" + std::to_string(plan.seed));
+    addText(list, T_0010_0030_patientsBirthDate, "19800229");
+    addText(list, T_0010_0040_patientsSex, "O");
+    addText(list, T_0020_000d_studyInstanceUid, uidFor(plan, "1"));
+    addText(list, T_0008_0090_referringPhysiciansName, "");
+    addText(list, T_0008_0050_accessionNumber, "");
+}
+
+bool writeObject(const std::string& path, DcDirMetaInfo meta, DcElemList& list) {
+    WholeFile file(path);
+    if (!file.ok()) return false;
+    meta.version = 1;
+    meta.transferSyntax = UID_LITTLE_ENDIAN_EXPLICIT;
+    const int result = dirWriteFile(file.temporaryPath().c_str(), meta, list);
+    if (result != RESULT_OK) complain("%s: %s", path.c_str(), resultText(result).c_str());
+    return result == RESULT_OK && file.commit();
+}
+
 // One image of the study.
 class PhantomImage {
   public:
@@ -78,18 +112,11 @@ class PhantomImage {
         seriesAndEquipment();
         imageAndPlane();
         pixels();
-        WholeFile file(path);
-        if (!file.ok()) return false;
-        DcDirMetaInfo meta;
-        meta.version = 1;
-        meta.transferSyntax = UID_LITTLE_ENDIAN_EXPLICIT;
-        const int result = dirWriteFile(file.temporaryPath().c_str(), meta, list_);
-        if (result != RESULT_OK) complain("%s: %s", path.c_str(), resultText(result).c_str());
-        return result == RESULT_OK && file.commit();
+        return writeObject(path, {}, list_);
     }
 
   private:
-    void text(unsigned int tag, const std::string& value) { list_.add(new DcElem(tag, value.c_str())); }
+    void text(unsigned int tag, const std::string& value) { addText(list_, tag, value); }
     void integer(unsigned int tag, unsigned int value) {
         list_.add(new DcElem(tag, static_cast<int>(value)));
     }
@@ -98,23 +125,16 @@ class PhantomImage {
     }
 
     void dateAndTime(unsigned int dateTag, unsigned int timeTag) {
-        text(dateTag, "20240115");
-        text(timeTag, "101500");
+        text(dateTag, studyDate);
+        text(timeTag, studyTime);
     }
 
     // Patient and General Study modules, and what SOP Common asks for.
     void patientAndStudy() {
-        text(T_0008_0005_specificCharacterSet, "ISO_IR 100");
-        text(T_0010_0010_patientsName, "Phantom^Head");
-        text(T_0010_0020_patientId, "PHANTOM-" + std::to_string(plan_.seed));
-        text(T_0010_0030_patientsBirthDate, "19800229");
-        text(T_0010_0040_patientsSex, "O");
-        text(T_0020_000d_studyInstanceUid, uidFor(plan_, "1"));
+        addPatientAndOrder(list_, plan_);
         dateAndTime(T_0008_0020_studyDate, T_0008_0030_studyTime);
-        text(T_0008_0090_referringPhysiciansName, "");
         text(T_0020_0010_studyId, "1");
-        text(T_0008_0050_accessionNumber, "");
-        text(T_0008_1030_studyDescription, "Synthetic head CT");
+        text(T_0008_1030_studyDescription, studyDescription);
     }
 
     // General Series, Frame of Reference and General Equipment modules.
@@ -197,6 +217,43 @@ std::string component(const char* prefix, unsigned int index) {
     return text;
 }
 
+// The scheduled procedure step of the study.
+bool writeStep(const StudyPlan& plan, const std::string& path) {
+    DcElemList list;
+    addPatientAndOrder(list, plan);
+    addText(list, T_0032_1032_requestingPhysician, "");
+    addText(list, T_0032_1060_requestedProcedureDescription, studyDescription);
+    addText(list, T_0040_1001_requestedProcedureId, "1");
+    addText(list, T_0040_1003_requestedProcedurePriority, "ROUTINE");
+    auto steps = std::make_unique<DcElemSq>(T_0040_0100_scheduledProcedureStepSequence);
+    DcElemList& step = steps->add(new DcElemSqItem())->getElemList();
+    addText(step, T_0008_0060_modality, "CT");
+    addText(step, T_0040_0001_scheduledStationAeTitle, "PHANTOM");
+    addText(step, T_0040_0002_scheduledProcedureStepStartDate, studyDate);
+    addText(step, T_0040_0003_scheduledProcedureStepStartTime, studyTime);
+    addText(step, T_0040_0006_scheduledPerformingPhysiciansName, "");
+    addText(step, T_0040_0007_scheduledProcedureStepDescription, studyDescription);
+    addText(step, T_0040_0009_scheduledProcedureStepId, "1");
+    addText(step, T_0040_0010_scheduledStationName, "PHANTOM");
+    addText(step, T_0040_0011_scheduledProcedureStepLocation, "");
+    list.add(steps.release());
+    DcDirMetaInfo meta;
+    meta.sopClassUid = UID_MODALITY_WORKLIST_FIND;
+    orvkit::copyText(meta.sopInstanceUid, uidFor(plan, "3"));
+    return writeObject(path, meta, list);
+}
+
+int runStep(const StudyPlan& plan) {
+    std::error_code error;
+    fs::create_directories(pathOf(plan.directory), error);
+    if (error) return failed("%s: %s", plan.directory.c_str(), error.message().c_str());
+    const std::string path =
+        nameOf(pathOf(plan.directory) / ("PHANTOM-" + std::to_string(plan.seed) + ".dcm"));
+    if (!writeStep(plan, path)) return EXIT_FAILED;
+    std::printf("%s: a scheduled procedure step\n", path.c_str());
+    return EXIT_OK;
+}
+
 int runPhantom(const StudyPlan& plan) {
     for (unsigned int series = 0; series < plan.series; ++series) {
         const fs::path directory = pathOf(plan.directory) / component("SE", series);
@@ -216,16 +273,21 @@ int runPhantom(const StudyPlan& plan) {
 }  // namespace
 
 void addPhantom(Command& program) {
-    Command& command = program.command("phantom", "Make a synthetic CT study of a computed head");
+    Command& command = program.command(
+        "phantom", "Make a synthetic CT study of a computed head, or the procedure step of it");
     auto plan = std::make_shared<StudyPlan>();
     command.text("DIR", plan->directory, "Where to write it; made when it is missing")
         .required()
         .check([](const std::string& text) { return text.empty() ? "no name" : std::string(); });
+    command
+        .text("--kind WHAT", plan->kind,
+              "The study, or its scheduled procedure step, for serve --worklist: PHANTOM-SEED.dcm")
+        .oneOf({"study", "worklist"});
     command.number("--size", plan->size, "Rows and columns of an image").range(16, 4096);
     command.number("--images", plan->images, "Images in a series").range(1, 9999);
     command.number("--series", plan->series, "Series in the study").range(1, 999);
     command.number("--seed", plan->seed, "The same seed gives the same files");
-    command.run([plan] { return runPhantom(*plan); });
+    command.run([plan] { return plan->kind == "worklist" ? runStep(*plan) : runPhantom(*plan); });
 }
 
 }  // namespace tools

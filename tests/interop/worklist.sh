@@ -82,5 +82,8 @@ must "cancelled" findscu -v -W --cancel 1 -k PatientID localhost "$port"
 rm list/one.dcm
 sed 's/"4"/"5"/' list/four.json >list/.five && mv list/.five list/five.json
 asks "what has changed" ours:2,3,4,5 -k "$sps.Modality"
+must "the phantom's step" "$orvkit" phantom list --kind worklist --seed 7
+cp list/PHANTOM-7.dcm all/ANY/phantom.wl
+asks "the phantom's step" PHANTOM-7 -k "$sps.ScheduledStationAETitle=PHANTOM"
 [ "$(grep -c 'worklist file bad.json is left out' serve.log)" = 1 ] || fault "the bad file: $(grep bad.json serve.log)"
 stop_server
