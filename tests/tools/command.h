@@ -115,6 +115,13 @@ class CommandTest : public ::testing::Test {
         return outcome;
     }
 
+    // With success.
+    Outcome must(const std::string& script) const {
+        const Outcome run = sh(script);
+        EXPECT_EQ(run.status, 0) << script << "\n" << run.out << run.err;
+        return run;
+    }
+
     void expectSaid(const std::vector<Said>& rows, const std::string& before = {}) const {
         for (const Said& row : rows) {
             const Outcome outcome = sh(before + row.script);

@@ -14,10 +14,7 @@ class ConvertTest : public CommandTest {
     void SetUp() override {
         CommandTest::SetUp();
         if (IsSkipped()) return;
-        ASSERT_EQ(
-            sh("orvkit phantom p --size 48 --images 1 --series 1 && mv p/SE000001/IM000001 in && rm -r p")
-                .status,
-            0);
+        must("orvkit phantom p --size 48 --images 1 --series 1 && mv p/SE000001/IM000001 in && rm -r p");
     }
 
     void make(const char* name, DcElemList& list, DICT_UID syntax) const {
@@ -38,20 +35,18 @@ class ConvertTest : public CommandTest {
 };
 
 TEST_F(ConvertTest, EverySyntaxLeadsToEveryOtherAndBackToTheSameBytes) {
-    const Outcome outcome =
-        sh("cp in a; for to in implicit big implicit lzw implicit explicit big explicit lzw lzw big big lzw "
-           "explicit explicit; do orvkit convert a b --to $to && mv b a || exit 1; done; cmp in a");
-    EXPECT_EQ(outcome.status, 0) << outcome.out << outcome.err;
+    must(
+        "cp in a; for to in implicit big implicit lzw implicit explicit big explicit lzw lzw big big lzw "
+        "explicit explicit; do orvkit convert a b --to $to && mv b a || exit 1; done; cmp in a");
 }
 
 TEST_F(ConvertTest, FramesGoThroughEveryCodecOfOurOwnAndComeBackAsTheyWere) {
-    const Outcome outcome =
-        sh("orvkit convert in a --to explicit && for to in uncompressed-frames rle jpeg-lossless "
-           "jpeg-process14; do orvkit convert in b --to $to --jobs 2 && orvkit convert b c --to explicit && "
-           "cmp a c || exit 1; orvkit convert c big --to big && orvkit convert big d --to $to && cmp b d || "
-           "exit 1; done");
-    EXPECT_EQ(outcome.status, 0) << outcome.out << outcome.err;
-    ASSERT_EQ(sh("orvkit convert in packed --to rle").status, 0);
+    must(
+        "orvkit convert in a --to explicit && for to in uncompressed-frames rle jpeg-lossless "
+        "jpeg-process14; do orvkit convert in b --to $to --jobs 2 && orvkit convert b c --to explicit && "
+        "cmp a c || exit 1; orvkit convert c big --to big && orvkit convert big d --to $to && cmp b d || "
+        "exit 1; done");
+    must("orvkit convert in packed --to rle");
     std::string bytes = contentOf(dir / "packed");
     const std::size_t header = bytes.find(std::string("\2\0\0\0\x40\0\0\0", 8));
     ASSERT_NE(header, std::string::npos);
@@ -77,11 +72,10 @@ TEST_F(ConvertTest, PixelsThatShareBytesOrColoursArePackedToo) {
     };
     image("bits", 5, 3, 1, 1, "MONOCHROME2", "3", "\xA5\x3C\x96\x0F\x71\x1A");
     image("halved", 1, 4, 3, 8, "YBR_FULL_422", "1", "abCDefGH");
-    const auto run =
-        sh("orvkit convert bits a --to explicit && orvkit convert bits b --to uncompressed-frames && orvkit "
-           "convert b c --to explicit && cmp a c && orvkit convert halved d --to rle && orvkit convert d e "
-           "--to explicit");
-    EXPECT_EQ(run.status, 0) << run.err << run.out;
+    must(
+        "orvkit convert bits a --to explicit && orvkit convert bits b --to uncompressed-frames && orvkit "
+        "convert b c --to explicit && cmp a c && orvkit convert halved d --to rle && orvkit convert d e "
+        "--to explicit");
     EXPECT_NE(contentOf(dir / "e").find("aCDbCDeGHfGH"), std::string::npos);
     EXPECT_NE(contentOf(dir / "e").find("YBR_FULL\x28"), std::string::npos);
 }
@@ -116,7 +110,7 @@ TEST_F(ConvertTest, AfterALossItIsAnotherInstanceThatTellsOfIt) {
 }
 
 TEST_F(ConvertTest, DamagedPackedPixelsAreRefused) {
-    ASSERT_EQ(sh("orvkit convert in packed --to lzw").status, 0);
+    must("orvkit convert in packed --to lzw");
     const std::string packed = contentOf(dir / "packed");
     const std::size_t at = packed.find("\x1F\x9D");
     ASSERT_NE(at, std::string::npos);
@@ -136,15 +130,14 @@ TEST_F(ConvertTest, SignedWordsOfAnImplicitStreamAreCalledSigned) {
     list.add(new DcElem(T_0028_0103_pixelRepresentation, isSigned));
     list.add(new DcElem(T_0028_0120_pixelPaddingValue, padding));
     make("signed", list, UID_LITTLE_ENDIAN_IMPLICIT);
-    ASSERT_EQ(sh("orvkit convert signed out --to explicit").status, 0);
+    must("orvkit convert signed out --to explicit");
     EXPECT_TRUE(holds(contentOf(dir / "out"), std::string("\x28\0\x20\x01SS\x02\0\x30\xf8", 10)));
 }
 
 TEST_F(ConvertTest, OutMayBeInOrALinkAndKeepsItsRights) {
-    const Outcome outcome =
-        sh("cp in same; chmod 640 same; ln -s same link; orvkit convert link link --to implicit && orvkit "
-           "convert same plain --to explicit && cmp in plain && stat -c %a same && test -L link");
-    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    const Outcome outcome = must(
+        "cp in same; chmod 640 same; ln -s same link; orvkit convert link link --to implicit && orvkit "
+        "convert same plain --to explicit && cmp in plain && stat -c %a same && test -L link");
     EXPECT_EQ(outcome.out, "640\n");
 }
 
@@ -178,9 +171,7 @@ TEST_F(ConvertTest, RefusalsNameTheReasonAndWriteNothing) {
 
 TEST_F(ConvertTest, AFullDiskLeavesNothing) {
     // A limit of 4 kB for every file that is written.
-    ASSERT_EQ(
-        sh("echo kept >out; (trap '' XFSZ; ulimit -f 4; orvkit convert in out --to big); test $? = 1").status,
-        0);
+    must("echo kept >out; (trap '' XFSZ; ulimit -f 4; orvkit convert in out --to big); test $? = 1");
     EXPECT_EQ(names(), (std::vector<std::string>{"in", "out"}));
     EXPECT_EQ(contentOf(dir / "out"), "kept\n");
     EXPECT_EQ(sh("orvkit convert in /dev/full --to big").status, 1);
@@ -239,9 +230,8 @@ TEST_F(ConvertTest, HeadersAndCharacterSetsAreMadeAnew) {
 TEST_F(LargeFileTest, PixelsAreNeverHeld) {
     make(40 << 20);
     for (const std::string to : {"implicit", "big", "lzw"}) {
-        const Outcome outcome = sh("orvkit convert large out --to " + to +
-                                   " && orvkit convert out back --to explicit && cmp large back");
-        ASSERT_EQ(outcome.status, 0) << to << outcome.err << outcome.out;
+        const Outcome outcome = must("orvkit convert large out --to " + to +
+                                     " && orvkit convert out back --to explicit && cmp large back");
 #if !defined(__SANITIZE_ADDRESS__) && !defined(ORVKIT_SANITIZED)
         EXPECT_LT(outcome.residentKb, 16 << 10) << to;
 #endif
@@ -266,26 +256,22 @@ TEST_F(LargeFileTest, AnInterruptedConversionLeavesNothing) {
 
 }  // namespace
 TEST_F(ConvertTest, ADirectoryBecomesAnotherWithTheSameNames) {
-    ASSERT_EQ(sh("orvkit phantom study --size 16 --images 3 --series 2; echo text > study/notes.txt").status,
-              0);
-    const auto made = sh("orvkit convert study out --to big --jobs 3");
-    EXPECT_EQ(made.status, 0) << made.err;
+    must("orvkit phantom study --size 16 --images 3 --series 2; echo text > study/notes.txt");
+    must("orvkit convert study out --to big --jobs 3");
     EXPECT_EQ(names("out"), (std::vector<std::string>{"SE000001", "SE000002"}));
     EXPECT_EQ(names("out/SE000002"), (std::vector<std::string>{"IM000001", "IM000002", "IM000003"}));
-    ASSERT_EQ(sh("orvkit convert out/SE000001/IM000002 back.dcm --to explicit && orvkit convert "
-                 "study/SE000001/IM000002 same.dcm --to explicit && cmp back.dcm same.dcm")
-                  .status,
-              0);
+    must(
+        "orvkit convert out/SE000001/IM000002 back.dcm --to explicit && orvkit convert "
+        "study/SE000001/IM000002 same.dcm --to explicit && cmp back.dcm same.dcm");
     for (const std::string to : {"lzw", "rle"}) {  // by way of temporary files
         if (to == "rle" && sh("orvkit convert --to rle study/SE000001/IM000001 one").status != 0) continue;
-        const auto packed = sh("orvkit convert study packed --to " + to);
-        EXPECT_EQ(packed.status, 0) << packed.err;
+        must("orvkit convert study packed --to " + to);
         EXPECT_EQ(names("packed/SE000002").size(), 3u);
         EXPECT_EQ(names("packed"), names("out")) << "nothing else stays";
         fs::remove_all(dir / "packed");
     }
     // One that cannot be read ends the run, or is passed over and told.
-    ASSERT_EQ(sh("head -c 600 out/SE000001/IM000001 > study/SE000001/AA").status, 0);
+    must("head -c 600 out/SE000001/IM000001 > study/SE000001/AA");
     for (const auto& [options, count] : {std::pair("", 0u), std::pair(" --keep-going", 3u)}) {
         const auto run = sh("rm -rf out; orvkit convert study out --to implicit" + std::string(options));
         EXPECT_EQ(run.status, 1);

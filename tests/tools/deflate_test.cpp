@@ -10,10 +10,9 @@ class DeflatedTest : public ServedTest {
         CommandTest::SetUp();
         if (IsSkipped()) return;
         if (sh("orvkit convert --help | grep -q deflated").status != 0) GTEST_SKIP() << "built without zlib";
-        ASSERT_EQ(sh("orvkit phantom p --size 48 --images 2 --series 1 && mv p/SE000001/IM000001 in && "
-                     "orvkit convert in deflated --to deflated")
-                      .status,
-                  0);
+        must(
+            "orvkit phantom p --size 48 --images 2 --series 1 && mv p/SE000001/IM000001 in && "
+            "orvkit convert in deflated --to deflated");
         packed_ = contentOf(dir / "deflated");
         // Behind the meta information, whose length stands in its first element.
         for (std::size_t i = 4; i-- > 0;)
@@ -48,22 +47,20 @@ TEST_F(DeflatedTest, DamageIsToldBehindWhatWasWhole) {
         EXPECT_TRUE(holds(refused.err, "the compressed data set is cut or damaged; nothing was written"));
         EXPECT_FALSE(fs::exists(dir / "out"));
     }
-    EXPECT_EQ(sh("orvkit dump deflated in > both && orvkit dump < deflated /dev/stdin > pipe").status, 0);
+    must("orvkit dump deflated in > both && orvkit dump < deflated /dev/stdin > pipe");
     // A zlib header is read with a warning.
     write("wrapped", "\x78\x9C" + packed_.substr(begin_));
     const Outcome wrapped =
-        sh("orvkit dump wrapped >/dev/null && orvkit convert wrapped out --to explicit && cmp in out");
-    EXPECT_EQ(wrapped.status, 0);
+        must("orvkit dump wrapped >/dev/null && orvkit convert wrapped out --to explicit && cmp in out");
     const std::string told =
         "orvkit: wrapped: the deflated data set has a zlib header, which does not belong there\n";
     EXPECT_EQ(wrapped.err, told + told);
 }
 
 TEST_F(DeflatedTest, FileSetsHoldThem) {
-    const Outcome outcome =
-        sh("mkdir set && cp deflated set/IM1 && orvkit convert p/SE000001/IM000002 set/IM2 --to explicit && "
-           "orvkit dicomdir make --icons set && orvkit dicomdir check set && orvkit dump set/DICOMDIR");
-    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    const Outcome outcome = must(
+        "mkdir set && cp deflated set/IM1 && orvkit convert p/SE000001/IM000002 set/IM2 --to explicit && "
+        "orvkit dicomdir make --icons set && orvkit dicomdir check set && orvkit dump set/DICOMDIR");
     EXPECT_TRUE(holds(outcome.out, "1.2.840.10008.1.2.1.99"));
     std::size_t icons = 0;
     for (std::size_t at = 0; (at = outcome.out.find("T_0088_0200", at)) != std::string::npos; ++at) ++icons;
@@ -71,7 +68,7 @@ TEST_F(DeflatedTest, FileSetsHoldThem) {
 }
 
 TEST_F(DeflatedTest, PeersGiveAndTakeThem) {
-    const Outcome outcome = sh("into=got\n" + serving() + R"sh(
+    must("into=got\n" + serving() + R"sh(
 orvkit send $peer deflated || exit 1
 stop
 orvkit convert got/*.dcm back --to explicit && cmp <(tail -c 4000 in) <(tail -c 4000 back) || exit 1
@@ -81,21 +78,17 @@ head -c 2000 deflated >cut; orvkit send $peer cut 2>refusal && exit 1
 grep -q 0xC000 refusal || exit 1
 stop
 orvkit dicomdir check set)sh");
-    EXPECT_EQ(outcome.status, 0) << outcome.out << outcome.err;
 }
 
 #ifndef ORVKIT_SANITIZED
 TEST_F(DeflatedTest, MemoryHoldsAPieceAtATime) {
-    ASSERT_EQ(
-        sh("orvkit phantom big --size 4096 --images 1 --series 1 && mv big/SE000001/IM000001 large").status,
-        0);
+    must("orvkit phantom big --size 4096 --images 1 --series 1 && mv big/SE000001/IM000001 large");
     for (const char* job :
          {"convert large packed --to deflated", "convert packed plain --to explicit", "dump packed"}) {
-        const Outcome outcome = sh(std::string("exec '" ORVKIT_COMMAND "' ") + job);
-        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        const Outcome outcome = must(std::string("exec '" ORVKIT_COMMAND "' ") + job);
         EXPECT_LT(outcome.residentKb, 24 << 10) << job;
     }
-    EXPECT_EQ(sh("cmp large plain").status, 0);
+    must("cmp large plain");
 }
 #endif
 

@@ -62,10 +62,8 @@ void countTypes(const json& records, std::map<std::string, int>& counts) {
 }
 
 TEST_F(DicomdirTest, TheFolderOfANewSetIsMade) {
-    EXPECT_EQ(sh("orvkit phantom study --size 16 --images 1; orvkit dicomdir make deep/set --copy-from study")
-                  .status,
-              0);
-    EXPECT_EQ(sh("orvkit dicomdir check deep/set").status, 0);
+    must("orvkit phantom study --size 16 --images 1; orvkit dicomdir make deep/set --copy-from study");
+    must("orvkit dicomdir check deep/set");
     EXPECT_EQ(sh("touch file; orvkit dicomdir make file").status, 1);
     EXPECT_EQ(sh("orvkit dicomdir update missing").status, 2) << "only a new set has no folder";
 }
@@ -82,8 +80,7 @@ TEST_F(DicomdirTest, APhantomStudyIsListedAndFoundWhole) {
               "    SERIES  CT  2\n"
               "      IMAGE  1  SE000002\\IM000001\n"
               "      IMAGE  2  SE000002\\IM000002\n");
-    const Outcome checked = sh("orvkit dicomdir check set");
-    EXPECT_EQ(checked.status, 0) << checked.out;
+    const Outcome checked = must("orvkit dicomdir check set");
     EXPECT_TRUE(holds(checked.out, "records 8, files 4, no findings"));
     EXPECT_EQ(names("set"), (std::vector<std::string>{"DICOMDIR", "SE000001", "SE000002"}));
 }
@@ -107,8 +104,7 @@ TEST_F(DicomdirTest, EveryStorageClassHasItsRecord) {
         make("set/F" + std::to_string(i), keys, list, entry.value);
         ++expected[entry.directoryRecord];
     }
-    const Outcome made = sh("orvkit dicomdir make set; orvkit dicomdir check set");
-    EXPECT_EQ(made.status, 0) << made.out << made.err;
+    must("orvkit dicomdir make set; orvkit dicomdir check set");
     countTypes(list()["records"], counts);
     EXPECT_EQ(counts, expected);
 }
@@ -140,19 +136,18 @@ TEST_F(DicomdirTest, KeysThatMustBeThereAreMadeUpOrTheFileIsLeftOut) {
     const json first = list();
     ASSERT_EQ(sh("orvkit dicomdir make set").status, 1);
     EXPECT_EQ(list(), first) << "made up differently";
-    EXPECT_EQ(sh("rm set/C set/D set/E; orvkit dicomdir check set").status, 0);
+    must("rm set/C set/D set/E; orvkit dicomdir check set");
 }
 
 TEST_F(DicomdirTest, UpdatesAndRemovals) {
     phantom();
-    ASSERT_EQ(sh("mv set/SE000001 kept && orvkit dicomdir update set --prune && mv kept set/SE000003 && "
-                 "orvkit dicomdir update set && orvkit dicomdir check set")
-                  .status,
-              0);
+    must(
+        "mv set/SE000001 kept && orvkit dicomdir update set --prune && mv kept set/SE000003 && "
+        "orvkit dicomdir update set && orvkit dicomdir check set");
     const Outcome unknown = sh("orvkit dicomdir remove set SE000002/IM000001 NONE");
     EXPECT_EQ(unknown.status, 1);
     EXPECT_TRUE(holds(unknown.err, "NONE: no record references it; nothing was changed"));
-    ASSERT_EQ(sh("orvkit dicomdir remove set SE000002/IM000001 'SE000002\\IM000002' --delete").status, 0);
+    must("orvkit dicomdir remove set SE000002/IM000001 'SE000002\\IM000002' --delete");
     EXPECT_EQ(names("set/SE000002"), std::vector<std::string>());
     EXPECT_EQ(list()["records"][0]["children"][0]["children"].size(), 1U) << "the empty series stayed";
 }
@@ -173,7 +168,7 @@ TEST_F(DicomdirTest, ChecksFindWhatIsWrong) {
          "referenced by more than one record"},
         {"truncate -s 1500 set/DICOMDIR", "findings"}};
     for (const Case& c : cases) {
-        ASSERT_EQ(sh("rm -rf set x").status, 0);
+        must("rm -rf set x");
         phantom();
         ASSERT_EQ(sh(c.change).status, 0) << c.change;
         const Outcome checked = sh("orvkit dicomdir check set");
@@ -203,7 +198,7 @@ TEST_F(DicomdirTest, NothingOutsideTheRootIsTouched) {
     const char* const script =
         "mkdir SET001; cp set/SE000001/IM000001 SET001/IM00001; sed -i "
         "'s/SE000001.IM000001/..\\\\SET001\\\\IM00001/' set/DICOMDIR";
-    ASSERT_EQ(sh(script).status, 0);
+    must(script);
     EXPECT_TRUE(holds(sh("orvkit dicomdir remove set '..\\SET001\\IM00001' --delete").err, "is not deleted"));
     EXPECT_EQ(sh("orvkit media write set ../SET001/NEW set/SE000001/IM000001").status, 1);
     EXPECT_EQ(names("SET001"), std::vector<std::string>{"IM00001"});
@@ -212,7 +207,7 @@ TEST_F(DicomdirTest, NothingOutsideTheRootIsTouched) {
 TEST_F(DicomdirTest, TheOldDicomdirStaysWhenTheNewOneCannotBeWritten) {
     phantom();
     const std::string old = contentOf(dir / "set/DICOMDIR");
-    ASSERT_EQ(sh("orvkit phantom set --size 32 --images 9").status, 0);
+    must("orvkit phantom set --size 32 --images 9");
     const Outcome failed = sh("ulimit -f 1; orvkit dicomdir update set");
     EXPECT_EQ(failed.status, 1);
     EXPECT_TRUE(holds(failed.err, "it is as it was before"));
@@ -228,20 +223,20 @@ TEST_F(DicomdirTest, FilesInTheMakingAreNobodysAndGoWithTheirMaker) {
     leave(".orvkit-1-1.part");
     leave("SE000001/.orvkit-1-2.part");
     leave(".orvkit-received");  // what a server has noted is no such file
-    EXPECT_EQ(sh("orvkit dicomdir check set").status, 0);
+    must("orvkit dicomdir check set");
     EXPECT_FALSE(holds(sh("orvkit dump set/SE000001").out, ".part"));
     EXPECT_TRUE(holds(sh("mkdir other; orvkit dicomdir make --copy-from set other").out, "files 4\n"));
-    EXPECT_EQ(sh("exec 9<set/.orvkit-1-1.part; flock 9; orvkit dicomdir update set").status, 0);
+    must("exec 9<set/.orvkit-1-1.part; flock 9; orvkit dicomdir update set");
     EXPECT_EQ(names("set"), (std::vector<std::string>{".orvkit-1-1.part", ".orvkit-received", "DICOMDIR",
                                                       "SE000001", "SE000002"}));
-    EXPECT_EQ(sh("orvkit dicomdir remove set SE000001/IM000002").status, 0);
+    must("orvkit dicomdir remove set SE000001/IM000002");
     EXPECT_EQ(names("set").size(), 4U);
     EXPECT_EQ(names("set/SE000001").size(), 2U);
 }
 
 TEST_F(DicomdirTest, AFileSetHasOneWriterAtATime) {
     phantom();
-    ASSERT_EQ(sh("cp set/SE000001/IM000001 new").status, 0);
+    must("cp set/SE000001/IM000001 new");
     const std::string old = contentOf(dir / "set/DICOMDIR");
     for (const char* const command :
          {"dicomdir make set", "dicomdir update set --id OTHER", "dicomdir remove set SE000001/IM000001",
@@ -251,24 +246,20 @@ TEST_F(DicomdirTest, AFileSetHasOneWriterAtATime) {
         EXPECT_TRUE(holds(second.err, "set: another program is at work in this file set")) << command;
         EXPECT_EQ(contentOf(dir / "set/DICOMDIR"), old) << command;
     }
-    EXPECT_EQ(sh("exec 9<set; flock 9; orvkit dicomdir list set && orvkit dicomdir check set").status, 0);
+    must("exec 9<set; flock 9; orvkit dicomdir list set && orvkit dicomdir check set");
 }
 
 TEST_F(DicomdirTest, MediaServicesFollowTheRole) {
     phantom();
-    ASSERT_EQ(sh("orvkit phantom more --size 32 --seed 2 --images 1 --series 1; mv more/*/* new").status, 0);
-    EXPECT_EQ(sh("orvkit media --role reader read set SE000001/IM000001 out && cmp out set/SE000001/IM000001")
-                  .status,
-              0);
+    must("orvkit phantom more --size 32 --seed 2 --images 1 --series 1; mv more/*/* new");
+    must("orvkit media --role reader read set SE000001/IM000001 out && cmp out set/SE000001/IM000001");
     const Outcome refused = sh("orvkit media --role reader write set NEW new");
     EXPECT_EQ(refused.status, 1);
     EXPECT_TRUE(holds(refused.err, "does not have M-WRITE permission"));
     EXPECT_FALSE(fs::exists(dir / "set/NEW"));
-    const Outcome written =
-        sh("orvkit media --role creator write set NEW new && cmp set/NEW new && orvkit dicomdir check set");
-    EXPECT_EQ(written.status, 0);
+    must("orvkit media --role creator write set NEW new && cmp set/NEW new && orvkit dicomdir check set");
     EXPECT_TRUE(holds(sh("orvkit media inquire-file set NEW").out, "modified  20"));
-    EXPECT_EQ(sh("orvkit media delete set NEW && orvkit dicomdir check set && test ! -e set/NEW").status, 0);
+    must("orvkit media delete set NEW && orvkit dicomdir check set && test ! -e set/NEW");
 }
 
 }  // namespace

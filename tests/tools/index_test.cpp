@@ -10,10 +10,9 @@ class IndexCommandTest : public CommandTest {
         CommandTest::SetUp();
         if (IsSkipped()) return;
         if (holds(sh("orvkit index").err, "left out")) GTEST_SKIP() << "the index is left out";
-        ASSERT_EQ(sh("orvkit phantom set --size 32 --images 3 --seed 1; orvkit phantom set/b --size 32 "
-                     "--images 2 --seed 2; echo text > set/notes.txt")
-                      .status,
-                  0);
+        must(
+            "orvkit phantom set --size 32 --images 3 --seed 1; orvkit phantom set/b --size 32 "
+            "--images 2 --seed 2; echo text > set/notes.txt");
     }
     // Runs steps in order: what each exits with, and holds in either of its outputs.
     struct Step {

@@ -21,12 +21,11 @@ class MemoryTest : public ServedTest {
         CommandTest::SetUp();
         if (IsSkipped()) return;
         if (std::string(ORVKIT_FAIL_ALLOCATION).empty()) GTEST_SKIP() << "nothing to preload here";
-        const Outcome made = sh(
+        must(
             "mkdir base && cd base && orvkit phantom set --size 16 --images 2 --series 1 && orvkit dicomdir "
             "make set && orvkit phantom more --size 16 --images 1 --series 1 --seed 2 && "
             "cp more/SE000001/IM000001 new && cp -r set full && cp new full/NEW && echo old | tee out > "
             "out.pgm");
-        ASSERT_EQ(made.status, 0) << made.err;
     }
 
     // Runs a job on a fresh copy, with these variables set.
@@ -124,8 +123,7 @@ TEST_F(MemoryTest, JobsEndWholeOrWithAMessage) {
 
 TEST_F(MemoryTest, CallsThatFailLoseNothingAndThoseThatAreInterruptedAreMadeAgain) {
     // An element behind the pixels.
-    ASSERT_EQ(sh("printf '\\374\\377\\374\\377OB\\0\\0\\4\\0\\0\\0tail' | cat base/new - >base/tail").status,
-              0);
+    must("printf '\\374\\377\\374\\377OB\\0\\0\\4\\0\\0\\0tail' | cat base/new - >base/tail");
     for (const Job& job : {Job{"convert --to implicit tail out", "out"},
                            Job{"dicomdir update --copy-from more set", "set/DICOMDIR"},
                            Job{"media write set NEW new", "set/DICOMDIR"}}) {

@@ -344,7 +344,7 @@ TEST_F(NetworkCommandTest, NothingThatAPeerSendsOutlivesTheTimeOutOrFillsTheMemo
         {"get", "got -k PatientID", What::dataSet, "more than is taken"},
         {"get", "third -k PatientID", What::pendingWithData, "cancelled: it made no progress", 2},
         {"get", "other -k PatientID --max-time 2", What::object, "it took longer than --max-time", 2}};
-    ASSERT_EQ(sh("orvkit phantom s --size 16 --series 1 --images 1").status, 0);
+    must("orvkit phantom s --size 16 --series 1 --images 1");
     const auto expect = [&](const auto& row) {
         SCOPED_TRACE(row.command + " " + row.said);
         const auto& [model, answer] = kinds.at(row.command);

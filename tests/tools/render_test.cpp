@@ -12,7 +12,7 @@ class RenderCommand : public tools_test::CommandTest {
     void SetUp() override {
         CommandTest::SetUp();
         if (dir.empty()) return;
-        ASSERT_EQ(sh("orvkit phantom study --size 32 --images 3 --series 2 --seed 7").status, 0);
+        must("orvkit phantom study --size 32 --images 3 --series 2 --seed 7");
     }
     // A format whose library this build is without.
     static bool isLeftOut(const tools_test::Outcome& run) {
@@ -32,13 +32,12 @@ TEST_F(RenderCommand, WritesTheFormatThatTheNameAsksFor) {
         EXPECT_EQ(run.out + run.err, "");
         EXPECT_EQ(contentOf(dir / name).substr(0, front.size()), front) << name;
     }
-    EXPECT_EQ(
-        sh("orvkit render study/SE000001/IM000002 -o c.pgm --size 64x10 --bits 16 --window 40,80").status, 0);
+    must("orvkit render study/SE000001/IM000002 -o c.pgm --size 64x10 --bits 16 --window 40,80");
     EXPECT_EQ(contentOf(dir / "c.pgm").substr(0, 15), "P5\n10 10\n65535\n");
 }
 
 TEST_F(RenderCommand, WritesAPictureForEachFileOfADirectoryByItsName) {
-    ASSERT_EQ(sh("echo text > study/notes.txt; orvkit render study -o out --format pnm --jobs 3").status, 0);
+    must("echo text > study/notes.txt; orvkit render study -o out --format pnm --jobs 3");
     EXPECT_EQ(names("out"), (std::vector<std::string>{"SE000001", "SE000002"}));
     EXPECT_EQ(names("out/SE000002"),
               (std::vector<std::string>{"IM000001.pnm", "IM000002.pnm", "IM000003.pnm"}));
@@ -48,20 +47,17 @@ TEST_F(RenderCommand, WritesAPictureForEachFileOfADirectoryByItsName) {
 }
 
 TEST_F(RenderCommand, MakesOneSheetOfAStudy) {
-    const auto run = sh("orvkit render study --sheet --tile 40 -o sheet.pgm");
-    EXPECT_EQ(run.status, 0) << run.err;
+    must("orvkit render study --sheet --tile 40 -o sheet.pgm");
     const std::string sheet = contentOf(dir / "sheet.pgm");
     // Two tiles and three gaps; a title, a tile, a gap and three lines.
     EXPECT_EQ(sheet.substr(0, 14), "P5\n104 108\n255");
     // The same on any number of threads.
-    EXPECT_EQ(
-        sh("orvkit render study --sheet --tile 40 --jobs 4 -o again.pgm; cmp sheet.pgm again.pgm").status, 0);
+    must("orvkit render study --sheet --tile 40 --jobs 4 -o again.pgm; cmp sheet.pgm again.pgm");
     EXPECT_EQ(sh("orvkit render study --sheet -o no-picture").status, 2);
 }
 
 TEST_F(RenderCommand, DrawsInTheTerminal) {
-    const auto blocks = sh("orvkit render study/SE000001/IM000002 --terminal --size 4");
-    EXPECT_EQ(blocks.status, 0);
+    const auto blocks = must("orvkit render study/SE000001/IM000002 --terminal --size 4");
     EXPECT_EQ(std::count(blocks.out.begin(), blocks.out.end(), '\n'), 2);
     EXPECT_TRUE(holds(blocks.out, "\033[38;2;"));
     const auto sixel = sh("orvkit render study/SE000001/IM000002 --sixel --size 12");

@@ -52,7 +52,7 @@ class ServeTest : public ServedTest {
     // The time that an echo takes, from the start of the command to its end.
     Clock::duration echo() const {
         const auto begun = Clock::now();
-        EXPECT_EQ(sh("orvkit echo " + peer() + " --timeout 20").status, 0);
+        must("orvkit echo " + peer() + " --timeout 20");
         return Clock::now() - begun;
     }
     std::size_t openFiles() const {
@@ -284,7 +284,7 @@ TEST_F(ServeTest, AMessageThatNeverEndsLosesItsWorker) {
 }
 
 TEST_F(ServeTest, AServerThatIsKilledLeavesNoNameWithoutAWholeObject) {
-    ASSERT_EQ(sh("orvkit phantom s --size 512 --series 1 --images 20 >/dev/null").status, 0);
+    must("orvkit phantom s --size 512 --series 1 --images 20 >/dev/null");
     begin();
     RawPeer other(port);
     ASSERT_TRUE(other.associate());
@@ -306,16 +306,15 @@ TEST_F(ServeTest, AServerThatIsKilledLeavesNoNameWithoutAWholeObject) {
     for (const std::string& name : names("in"))
         EXPECT_TRUE(!name.ends_with(".dcm") || whole.contains(dataset(dir / "in" / name))) << name;
     begin();
-    EXPECT_EQ(sh("orvkit send " + peer() + " s").status, 0);
+    must("orvkit send " + peer() + " s");
     EXPECT_EQ(names("in").size(), 20u);
 }
 
 // The larger disk is full when the object is being written by a thread of its own.
 TEST_F(ServeTest, AFullDiskIsToldToTheSenderAndTheNextStoreWorks) {
-    ASSERT_EQ(sh("orvkit phantom big --size 2048 --series 1 --images 1 >/dev/null\n"
-                 "orvkit phantom small --size 64 --series 1 --images 1 --seed 2 >/dev/null\nmkdir in")
-                  .status,
-              0);
+    must(
+        "orvkit phantom big --size 2048 --series 1 --images 1 >/dev/null\n"
+        "orvkit phantom small --size 64 --series 1 --images 1 --seed 2 >/dev/null\nmkdir in");
     for (const char* const size : {"size=2m", "size=6m"}) {
         if (::mount("tmpfs", (dir / "in").c_str(), "tmpfs", 0, size) != 0) {
             GTEST_SKIP() << "no small file system can be mounted";
@@ -334,10 +333,9 @@ TEST_F(ServeTest, AFullDiskIsToldToTheSenderAndTheNextStoreWorks) {
 }
 
 TEST_F(ServeTest, ALargeImageGoesFromDiskToDiskInLittleMemory) {
-    ASSERT_EQ(sh("orvkit phantom big --size 4096 --series 1 --images 1 >/dev/null").status, 0);
+    must("orvkit phantom big --size 4096 --series 1 --images 1 >/dev/null");
     begin();
-    const Outcome sent = sh("orvkit send " + peer() + " big");
-    EXPECT_EQ(sent.status, 0);
+    const Outcome sent = must("orvkit send " + peer() + " big");
     const auto stored = names("in");
     ASSERT_EQ(stored.size(), 1u);
     EXPECT_TRUE(dataset(dir / "in" / stored[0]) == dataset(dir / "big/SE000001/IM000001"));
@@ -349,11 +347,9 @@ TEST_F(ServeTest, ALargeImageGoesFromDiskToDiskInLittleMemory) {
 }
 
 TEST_F(ServeTest, ObjectsBecomePartOfAFileSet) {
-    ASSERT_EQ(
-        sh("orvkit phantom s --size 16 --images 2 >/dev/null; cp -r s t\n"
-           "for f in t/*/*; do printf X | dd of=$f bs=1 seek=$(($(stat -c %s $f) - 1)) conv=notrunc; done")
-            .status,
-        0);
+    must(
+        "orvkit phantom s --size 16 --images 2 >/dev/null; cp -r s t\n"
+        "for f in t/*/*; do printf X | dd of=$f bs=1 seek=$(($(stat -c %s $f) - 1)) conv=notrunc; done");
     begin("--file-set");
     EXPECT_TRUE(holds(sh("orvkit send " + peer() + " s -j 3").out, "4 sent"));
     EXPECT_TRUE(holds(sh("orvkit serve --port 0 --file-set in").err, "another program is at work"));
@@ -377,17 +373,16 @@ TEST_F(ServeTest, WhatAFileSetHasConfirmedIsFoundAfterAKill) {
     EXPECT_NE(stop(SIGKILL), 0);
     EXPECT_FALSE(fs::exists(dir / "in/DICOMDIR"));
     // What was confirmed is not taken for nothing when it cannot be read, and waits until it can.
-    ASSERT_EQ(sh("cd in; mv .orvkit-received ../noted && mkdir .orvkit-received").status, 0);
+    must("cd in; mv .orvkit-received ../noted && mkdir .orvkit-received");
     EXPECT_TRUE(holds(sh("timeout 20 " ORVKIT_COMMAND " serve --port 0 --file-set in").err,
                       "what was received last cannot be read"));
-    ASSERT_EQ(sh("cd in; rmdir .orvkit-received && mv ../noted .orvkit-received\n"
-                 "f=PT000001/ST000001/SE000001/IM000003; mv $f ../kept && echo unreadable >$f")
-                  .status,
-              0);
+    must(
+        "cd in; rmdir .orvkit-received && mv ../noted .orvkit-received\n"
+        "f=PT000001/ST000001/SE000001/IM000003; mv $f ../kept && echo unreadable >$f");
     begin("--file-set");
     EXPECT_TRUE(logs("2 objects that a server stored before it was killed are in the file set now"));
     EXPECT_EQ(stop(), 0);
-    ASSERT_EQ(sh("mv kept in/PT000001/ST000001/SE000001/IM000003").status, 0);
+    must("mv kept in/PT000001/ST000001/SE000001/IM000003");
     begin("--file-set");
     EXPECT_TRUE(logs("1 objects that a server stored before it was killed are in the file set now"));
     EXPECT_TRUE(holds(sh("orvkit dicomdir check in").out, "files 3, no findings"));
@@ -396,10 +391,10 @@ TEST_F(ServeTest, WhatAFileSetHasConfirmedIsFoundAfterAKill) {
     EXPECT_EQ(store(next, "1.2.1"), 0u);
     // A DICOMDIR that cannot be written is told, and what it lacks is kept for another day.
     EXPECT_EQ(store(next, "1.2.3"), 0u);
-    ASSERT_EQ(sh("mv in/DICOMDIR old && mkdir -p in/DICOMDIR/x").status, 0);
+    must("mv in/DICOMDIR old && mkdir -p in/DICOMDIR/x");
     EXPECT_EQ(stop(), 1);
     EXPECT_TRUE(holds(log(), "the DICOMDIR is not written"));
-    ASSERT_EQ(sh("rm -r in/DICOMDIR && mv old in/DICOMDIR").status, 0);
+    must("rm -r in/DICOMDIR && mv old in/DICOMDIR");
     begin("--file-set");
     EXPECT_EQ(stop(), 0);
     EXPECT_TRUE(holds(sh("orvkit dicomdir check in").out, "files 4, no findings"));
