@@ -16,10 +16,9 @@ constexpr Bounds kUnbounded{kAny, kAny, kAny};
 
 // What a request may say that is no key: of the whole request, or what only the one who answers knows.
 constexpr unsigned int notKeys[] = {
-    T_0008_0052_queryRetrieveLevel,     0x00080053,
-    T_0008_0054_retrieveAeTitle,        T_0008_0056_instanceAvailability,
-    T_0008_0201_timezoneOffsetFromUtc,  T_0088_0130_storageMediaFileSetId,
-    T_0088_0140_storageMediaFileSetUid,
+    T_0008_0052_queryRetrieveLevel,    0x00080053,
+    T_0008_0054_retrieveAeTitle,       T_0008_0056_instanceAvailability,
+    T_0088_0130_storageMediaFileSetId, T_0088_0140_storageMediaFileSetUid,
 };
 
 bool isKey(unsigned int tag) {
@@ -93,6 +92,12 @@ Request makeRequest(INDEX_ROOT root, unsigned int how, DcElemList& identifier) {
     const Bytes attributes = read(root, identifier, request);
     for (Key& key : makeKeys(attributes, how)) {
         if (!isKey(key.tag)) continue;
+        // Of the request it is the zone of its times, and of an answer that of the object's.
+        if (key.tag == T_0008_0201_timezoneOffsetFromUtc) {
+            if (request.level == Level::patient) continue;
+            key.values.clear();
+            key.empty = false;
+        }
         if (levelOf(key.tag) > request.level) {
             request.unsupported.push_back(key.tag);
         } else {

@@ -97,6 +97,7 @@ TEST_P(MatchTest, DatesAndTimes) {
             "date=20191231-20191231; time=235900-235959; zone=+0000 -> ",
             "date=20200101-20200101; time=000000-; zone=+0200 -> 1.3"},
            both | INDEX_TIMEZONE);
+    EXPECT_EQ(find("level=STUDY; study=1.3; zone=+0200", "zone"), "+0100");
 }
 
 TEST_P(MatchTest, SequencesByWhatIsInOneItem) {
