@@ -119,7 +119,8 @@ bool answerWorklist(Provider& provider, DICT_UID, DcMsg& message) {
     WorklistFind find(inquiry, request);
     const unsigned short status = asked == UID_MODALITY_WORKLIST_FIND ? find.run() : kClassNotSupported;
     DcCmdCFindRsp response(&request);
-    return inquiry.end(response, status, "worklist asked, " + std::to_string(find.answers()) + " results");
+    return inquiry.end(response, status, EventId::query, find.answers(),
+                       "worklist asked, " + std::to_string(find.answers()) + " results");
 }
 
 bool Worklist::serve(StoreServer& server) {

@@ -159,7 +159,6 @@ bool Delivery::progress() {
 }
 
 bool Delivery::end(unsigned short status) {
-    if (inquiry_.isOver()) return false;
     const std::unique_ptr<DcCmd> response = respond_();
     account(*response, status == kCancelled);
     if (!failures_.empty()) {
@@ -167,12 +166,7 @@ bool Delivery::end(unsigned short status) {
         (void)identifier->add(new DcElem(T_0008_0058_failedSopInstanceUidList, failures_.c_str()));
         (void)response->add(identifier.release());
     }
-    Event event = inquiry_.provider().event(
-        EventId::transfer, status == kSuccess ? EventOutcome::success : EventOutcome::minorFailure,
-        statusText(status));
-    event.objects = completed_ + warned_;
-    (void)inquiry_.provider().server().trace.write(event);
-    return inquiry_.end(*response, status,
+    return inquiry_.end(*response, status, EventId::transfer, completed_ + warned_,
                         "retrieval answered, " + std::to_string(completed_) + " sent, " +
                             std::to_string(warned_) + " with a warning, " + std::to_string(failed_) +
                             " failed");

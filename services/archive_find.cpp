@@ -65,7 +65,8 @@ bool answerFind(Provider& provider, DICT_UID sopClass, DcMsg& message) {
     Find find(inquiry, request);
     const unsigned short status = inquiry.isOf(DICT_MSG_C_FIND_RQ) ? find.run() : kClassNotSupported;
     DcCmdCFindRsp response(&request);
-    return inquiry.end(response, status, "query answered, " + std::to_string(find.answers()) + " results");
+    return inquiry.end(response, status, EventId::query, find.answers(),
+                       "query answered, " + std::to_string(find.answers()) + " results");
 }
 
 }  // namespace services

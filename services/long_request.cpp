@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "dictionary/uid_text.h"
 #include "orvkit/tags.h"
 #include "services/association.h"
 #include "services/handlers.h"
@@ -66,7 +67,23 @@ bool LongRequest::take(DcMsg& message) {
     return true;
 }
 
-bool LongRequest::end(DcMsg& response, unsigned short status, const std::string& told) {
+bool LongRequest::end(DcMsg& response, unsigned short status, EventId id, std::uint64_t objects,
+                      const std::string& told) {
+    StoreServer& server = provider_.server();
+    const auto outcome = over_                ? EventOutcome::seriousFailure
+                         : status == kSuccess ? EventOutcome::success
+                                              : EventOutcome::minorFailure;
+    Event event = provider_.event(id, outcome, over_ ? "the association ended" : statusText(status));
+    DICT_UID sopClass = UID_NONE;
+    (void)request_.getValue(T_0000_0002_affectedSopClassUid, sopClass);
+    event.sopClass = orvkit::uidText(sopClass);
+    event.objects = objects;
+    ++(id == EventId::query ? server.queries : server.retrievals);
+    if (id == EventId::transfer) server.sent += objects;
+    if (!server.trace.write(event) && status == kSuccess) {
+        status = kUnableToProcess;
+        fail("the trace cannot be written");
+    }
     if (over_) return false;
     if (!why_.empty()) (void)response.add(new DcElem(T_0000_0902_errorComment, commentOf(why_).c_str()));
     provider_.tell(told + (status != kSuccess ? ", status " + statusText(status) : "") +

@@ -2,6 +2,7 @@
 #ifndef ORVKIT_SERVICES_LONG_REQUEST_H
 #define ORVKIT_SERVICES_LONG_REQUEST_H
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -48,8 +49,10 @@ class LongRequest {
     // Why it fails, for the peer and the log.
     void fail(const std::string& why) { why_ = why; }
     const std::string& why() const { return why_; }
-    // The last response. `told` is what there was, for the log.
-    [[nodiscard]] bool end(DcMsg& response, unsigned short status, const std::string& told);
+    // The last response, and the event of so many results or objects, also where the association is over.
+    // `told` is what there was, for the log.
+    [[nodiscard]] bool end(DcMsg& response, unsigned short status, EventId id, std::uint64_t objects,
+                           const std::string& told);
 
   private:
     Provider& provider_;

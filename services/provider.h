@@ -77,6 +77,9 @@ struct StoreServer {
     std::atomic<std::uint64_t> storedBytes = 0;
     std::atomic<std::uint64_t> stored = 0;
     std::atomic<std::uint64_t> failed = 0;
+    std::atomic<std::uint64_t> queries = 0;
+    std::atomic<std::uint64_t> retrievals = 0;
+    std::atomic<std::uint64_t> sent = 0;              // objects of these
     std::atomic<std::uint64_t> commitmentsAsked = 0;  // requests that were taken, and their reports
     std::atomic<std::uint64_t> commitmentsRefused = 0;
     std::atomic<std::uint64_t> reported = 0;

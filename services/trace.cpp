@@ -25,7 +25,7 @@ struct Code {
 constexpr Code kIds[] = {
     {"110100", "Application Activity", 'E'},        {"110114", "User Authentication", 'E'},
     {"110104", "DICOM Instances Transferred", 'C'}, {"110113", "Security Alert", 'E'},
-    {"110103", "DICOM Instances Accessed", 'R'},
+    {"110103", "DICOM Instances Accessed", 'R'},    {"110112", "Query", 'E'},
 };
 constexpr Code kTypes[] = {
     {"", "", ' '},

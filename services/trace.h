@@ -12,7 +12,7 @@
 namespace services {
 
 // Events and their types (PS3.16 CID 400, CID 401).
-enum class EventId : unsigned char { application, login, transfer, alert, access };
+enum class EventId : unsigned char { application, login, transfer, alert, access, query };
 enum class EventType : unsigned char {
     none,
     start,

@@ -72,16 +72,18 @@ done)");
 }
 
 TEST_F(ServeArchiveTest, WhatWasReceivedIsFetchedAlsoInOtherSyntaxesAndToOthers) {
-    const Outcome run =
-        sh("printf 'BOTH\\nBLIND may store,find\\n' >peers\n"
-           "orvkit convert set/a/SE000001/IM000001 rle.dcm --to rle 2>/dev/null && mv rle.dcm "
-           "set/a/SE000001/IM000001\n"
-           "'" ORVKIT_COMMAND
-           "' serve mov --port 0 --no-sync --any-class 2>mlog & other=$!\n"
-           "until grep -q 'listening on port' mlog; do sleep .02; done\n"
-           "to=$(grep -o 'port [0-9]*' mlog | head -1 | cut -c6-)\n"
-           "echo \"MOV at 127.0.0.1:$to\" >>peers\n" +
-           serving("--any-class --peers peers --destination GONE=127.0.0.1:1") + R"(
+    const Outcome run = sh(
+        "printf 'BOTH\\nBLIND may store,find\\n' >peers\n"
+        "orvkit convert set/a/SE000001/IM000001 rle.dcm --to rle 2>/dev/null && mv rle.dcm "
+        "set/a/SE000001/IM000001\n"
+        "'" ORVKIT_COMMAND
+        "' serve mov --port 0 --no-sync --any-class 2>mlog & other=$!\n"
+        "until grep -q 'listening on port' mlog; do sleep .02; done\n"
+        "to=$(grep -o 'port [0-9]*' mlog | head -1 | cut -c6-)\n"
+        "echo \"MOV at 127.0.0.1:$to\" >>peers\n" +
+        serving(
+            "--any-class --peers peers --log-json events --metrics counts --destination GONE=127.0.0.1:1") +
+        R"(
 orvkit send $peer --aet BOTH set >/dev/null || exit 2
 study=$(orvkit dump --tag StudyInstanceUID set/a/SE000001/IM000002 | grep -o '[0-9.]*[0-9]' | tail -1)
 ask() { orvkit $1 $peer --aet ${who:-BOTH} "${@:2}" -k StudyInstanceUID=$study; echo $?; }
@@ -105,7 +107,8 @@ study=1.2.3 ask move --dest GONE
 LC_ALL=C sed 's/1.2.840.10008.5.1.4.1.1.2\x00/1.2.826.0.1.99999.9.9.9.9\x00/g' set/b/SE000001/IM000001 >own
 orvkit send $peer --aet BOTH own >/dev/null; stop; begin
 orvkit move $peer --aet BOTH --dest MOV --root instance -k SOPInstanceUID=1.3.6.1.4.1.70707.9.1.2.1.1.1
-stop; kill $other; wait $other
+stop; grep -h '^orvkit_retr\|^orvkit_objects_sent' counts; grep -c '110104.*"objects":6,' events
+kill $other; wait $other
 for word in MOV MOV=x =h:1 MOV=h:0; do orvkit serve other --port 0 --archive --destination $word; echo $?; done)");
     EXPECT_EQ(run.out,
               "6 completed, 0 with a warning, 0 failed\n0\n6\n"
@@ -121,7 +124,8 @@ for word in MOV MOV=x =h:1 MOV=h:0; do orvkit serve other --port 0 --archive --d
               "4 completed, 0 with a warning, 2 failed\n1\n"
               "0 completed, 0 with a warning, 0 failed\n0\n"
               "0 completed, 0 with a warning, 0 failed\n0\n"
-              "1 completed, 0 with a warning, 0 failed\n2\n2\n2\n2\n")
+              "1 completed, 0 with a warning, 0 failed\n"
+              "orvkit_retrievals_total 1\norvkit_objects_sent_total 1\n2\n2\n2\n2\n2\n")
         << run.err << log();
     for (const char* const status : {"0xA801", "0xA702", "0x0124", "0xB000"})
         EXPECT_TRUE(holds(run.err, status));
