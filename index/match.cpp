@@ -278,6 +278,7 @@ std::vector<DateTimeKey> takePairs(std::vector<Key>& keys) {
         {T_0008_0021_seriesDate, T_0008_0031_seriesTime},
         {T_0008_0022_acquisitionDate, T_0008_0032_acquisitionTime},
         {T_0008_0023_contentDate, T_0008_0033_contentTime},
+        {T_0040_0002_scheduledProcedureStepStartDate, T_0040_0003_scheduledProcedureStepStartTime},
         {T_0040_0244_performedProcedureStepStartDate, T_0040_0245_performedProcedureStepStartTime},
         {T_0040_0250_performedProcedureStepEndDate, T_0040_0251_performedProcedureStepEndTime},
     };

@@ -72,6 +72,7 @@ class WorklistFind {
             inquiry_.fail("nothing is asked for");
             return kDoesNotMatchClass;
         }
+        takeStart();
         charset_ = charsetOfKeys(inquiry_.keys());
         Worklist& worklist = *inquiry_.provider().server().worklist;
         unsigned int looked = 0;
@@ -87,9 +88,32 @@ class WorklistFind {
         return kSuccess;
     }
 
+    // A range of start dates and one of start times are one, from the first time of the first day to the last
+    // of the last (PS3.4 K.6.1.2.2).
+    void takeStart() {
+        const auto sequence =
+            std::ranges::find(keys_, T_0040_0100_scheduledProcedureStepSequence, &ix::Key::tag);
+        if (sequence == keys_.end()) return;
+        const auto isRange = [](const ix::Key& key) {
+            return (key.tag == T_0040_0002_scheduledProcedureStepStartDate ||
+                    key.tag == T_0040_0003_scheduledProcedureStepStartTime) &&
+                   key.values.size() == 1 && key.values[0].find('-') != std::string::npos;
+        };
+        if (std::ranges::count_if(sequence->item, isRange) == 2) starts_ = ix::takePairs(sequence->item);
+    }
+
     bool matches(const ix::Bytes& step) const {
         return std::ranges::all_of(
-            keys_, [&](const ix::Key& key) { return ix::matches(key, ix::attributeOf(step, key.tag)); });
+                   keys_,
+                   [&](const ix::Key& key) { return ix::matches(key, ix::attributeOf(step, key.tag)); }) &&
+               std::ranges::all_of(starts_,
+                                   [&](const ix::DateTimeKey& start) { return isWithin(start, step); });
+    }
+    static bool isWithin(const ix::DateTimeKey& start, const ix::Bytes& step) {
+        const auto sequence = ix::attributeOf(step, T_0040_0100_scheduledProcedureStepSequence);
+        std::string_view item;
+        return sequence.has_value() && ix::ItemReader(sequence->value).next(item) &&
+               ix::matches(start, ix::valueOf(item, start.date), ix::valueOf(item, start.time), 0);
     }
 
     bool send(const ix::Bytes& step) {
@@ -104,6 +128,7 @@ class WorklistFind {
     LongRequest& inquiry_;
     DcCmdCFindRq& request_;
     std::vector<ix::Key> keys_;
+    std::vector<ix::DateTimeKey> starts_;
     std::string charset_;
     unsigned int answers_ = 0;
 };
