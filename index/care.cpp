@@ -40,8 +40,9 @@ constexpr Contradiction contradictions[] = {
      "FROM study s LEFT JOIN series e ON e.study = s.id "
      "GROUP BY s.id HAVING s.series <> COUNT(e.id) OR s.instances <> COALESCE(SUM(e.instances), 0) OR "
      "s.bytes <> COALESCE(SUM(e.bytes), 0)"},
-    {"patient % counts % studies of %",
-     "SELECT p.pid, p.studies, COUNT(s.id) FROM patient p "
+    {"patient % counts % studies of %, % series of %, % instances of %",
+     "SELECT p.pid, p.studies, COUNT(s.id), p.series, CAST(COALESCE(SUM(s.series), 0) AS BIGINT), "
+     "p.instances, CAST(COALESCE(SUM(s.instances), 0) AS BIGINT) FROM patient p "
      "LEFT JOIN study s ON s.patient = p.id GROUP BY p.id HAVING p.studies <> COUNT(s.id) OR "
      "p.series <> COALESCE(SUM(s.series), 0) OR p.instances <> COALESCE(SUM(s.instances), 0)"},
 };

@@ -130,6 +130,23 @@ int listGraves(const ArchiveOptions& options) {
                : failed("%s", DcIndex::fault());
 }
 
+// What an index says against itself: complained of, or in JSON.
+struct Faults {
+    JsonWriter* json;
+    std::uint64_t count = 0;
+
+    static int take(void* self, const char* fault) {
+        auto& faults = *static_cast<Faults*>(self);
+        ++faults.count;
+        if (faults.json == nullptr) {
+            complain("%s", fault);
+        } else {
+            faults.json->value(fault);
+        }
+        return 0;
+    }
+};
+
 }  // namespace
 
 int findInIndex(const ArchiveOptions& options) {
@@ -189,16 +206,19 @@ int showIndex(const ArchiveOptions& options) {
 int verifyIndex(const ArchiveOptions& options) {
     DcIndex index;
     if (!openIndex(index, options, INDEX_READ)) return EXIT_FAILED;
-    std::uint64_t faults = 0;
-    const int result = index.verify(&faults, [](void* count, const char* fault) {
-        ++*static_cast<std::uint64_t*>(count);
-        complain("%s", fault);
-        return 0;
-    });
+    Output out;
+    JsonWriter json(out);
+    Faults faults{options.json ? &json : nullptr};
+    if (options.json) json.beginObject().key("faults").beginArray();
+    const int result = index.verify(&faults, &Faults::take);
+    if (options.json) {
+        json.endArray().endObject();
+        out << '\n';
+    }
     if (result != RESULT_OK) return failed("%s", DcIndex::fault());
-    if (faults == 0) return EXIT_OK;
+    if (faults.count == 0) return EXIT_OK;
     return failed("%llu faults; the index is made again from the files by: orvkit index rebuild %s",
-                  static_cast<unsigned long long>(faults), options.directory.c_str());
+                  static_cast<unsigned long long>(faults.count), options.directory.c_str());
 }
 
 int deleteFromIndex(const ArchiveOptions& options) {

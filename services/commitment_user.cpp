@@ -233,11 +233,13 @@ void ReportBook::ask(const Commitment& request) {
 unsigned short ReportBook::take(const Commitment& report) {
     const std::lock_guard lock(mutex_);
     const auto asked = open_.find(report.transaction);
-    if (asked == open_.end()) return kInvalidArgument;
+    // One comes again when its sender has not heard the answer.
+    if (asked == open_.end()) return closed_.contains(report.transaction) ? kCommitted : kInvalidArgument;
     std::set<std::string> instances(asked->second.begin(), asked->second.end());
     for (const CommitmentItem& each : report.items) {
         if (instances.contains(each.instance)) items_[each.instance] = each;
     }
+    closed_.insert(report.transaction);
     open_.erase(asked);
     changed_.notify_all();
     return kCommitted;

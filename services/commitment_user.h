@@ -7,6 +7,7 @@
 #include <map>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,7 @@ class ReportBook {
     mutable std::mutex mutex_;
     mutable std::condition_variable changed_;
     std::map<std::string, std::vector<std::string>> open_;  // instances of transactions without a report
+    std::set<std::string> closed_;                          // transactions with one
     std::map<std::string, CommitmentItem> items_;           // what was reported, by instance
 };
 

@@ -56,8 +56,10 @@ void addIndex(Command& program) {
     find.flag("--any-accent", options->anyAccent, "Letters are without their marks");
     Command& stats = addJob(index, options, "stats", "What there is, and how large the index is", showIndex);
     stats.flag("--json", options->json, "For programs");
-    addJob(index, options, "verify",
-           "Look whether the index agrees with itself; exit status 1 on any finding", verifyIndex);
+    Command& verify =
+        addJob(index, options, "verify",
+               "Look whether the index agrees with itself; exit status 1 on any finding", verifyIndex);
+    verify.flag("--json", options->json, "For programs");
     Command& remove =
         addJob(index, options, "delete",
                "Take what keys select out of the archive, into a grave; without keys, list the graves",
