@@ -33,7 +33,8 @@ constexpr std::size_t kMostWaiting = 16;
 constexpr Service kReportServices[] = {
     {DICT_MSG_N_EVENT_RQ, Right::store, answerReport, responseTo<DcCmdNEventRsp, DcCmdNEventRq>}};
 
-// Takes associations on a port, for reports alone.
+// Takes associations on a port, for reports alone; over TLS where the peer is asked over TLS, by the same
+// trust.
 class Listener {
   public:
     Listener(const SendOptions& options, ReportBook& book)
@@ -58,7 +59,10 @@ class Listener {
         stopping_ = true;
         if (thread_.joinable()) thread_.join();
     }
-    [[nodiscard]] bool start() {
+    [[nodiscard]] bool start(TlsOptions tls) {
+        tls.peerName.clear();  // of the host that is asked
+        if (tls.on && !security_.open(tls)) return complain("%s", security_.fault().c_str());
+        if (tls.on) server_.security = security_.get();
         if (port_.socket() == platform::kNoSocket)
             return complain("cannot listen on port %d: %s", port_.getPort(), socketText(lastFault()).c_str());
         thread_ = std::thread([this] { run(); });
@@ -72,8 +76,10 @@ class Listener {
     };
 
     void run() {
-        Doorman doorman(port_.socket(), Greeting::associationRequest, server_.addresses, kMostWaiting,
-                        std::chrono::seconds(server_.timeouts.readTimeout), server_.tell);
+        Doorman doorman(port_.socket(),
+                        server_.security != nullptr ? Greeting::tlsHello : Greeting::associationRequest,
+                        server_.addresses, kMostWaiting, std::chrono::seconds(server_.timeouts.readTimeout),
+                        server_.tell);
         Workers workers(server_, doorman, kListeners, kMostWaiting);
         while (!stopping_) {
             std::vector<platform::WaitEntry> watched = workers.watched();
@@ -84,6 +90,7 @@ class Listener {
     }
 
     Port port_;
+    Security security_;
     StoreServer server_;
     std::atomic<bool> stopping_ = false;
     std::thread thread_;
@@ -269,7 +276,7 @@ int commit(const SendOptions& options, const std::vector<SentObject>& objects) {
     ReportBook book;
     std::unique_ptr<Listener> listener;
     if (options.commitPort != 0) listener = std::make_unique<Listener>(options, book);
-    if (listener != nullptr && !listener->start()) return EXIT_FAILED;
+    if (listener != nullptr && !listener->start(options.tls)) return EXIT_FAILED;
     Asking asking(options, book);
     if (askForAll(asking, objects)) {
         const auto end = Clock::now() + std::chrono::seconds(options.commitTime);

@@ -29,7 +29,7 @@ void addSend(Command& program) {
                  "report, and tell of each file whether it is committed");
     command
         .number("--commit-port PORT", options->commitPort,
-                "Port to listen on for a report that comes on an association of its own, in clear")
+                "Port to listen on for a report that comes on an association of its own; with --tls over TLS")
         .range(1, 65535)
         .hideDefault();
     command.number("--commit-time SECONDS", options->commitTime, "The longest wait for the report")
@@ -44,8 +44,8 @@ void addSend(Command& program) {
         if (*isolate && !isolateCodecs()) return EXIT_FAILED;
         dirSetMaxFileSize(INT_MAX);
         if (options->commitPort != 0 && !options->commit) return misused("--commit-port belongs to --commit");
-        if (options->commitPort != 0 && options->tls.on)
-            return misused("--commit-port takes reports in clear, and the peer is one of TLS");
+        if (options->commitPort != 0 && options->tls.on && options->tls.certificate.empty())
+            return misused("--commit-port over TLS needs --tls-cert and --tls-key");
         return runAsUser(*options, *words, true, [&] { return send(*options, *words); });
     });
 }

@@ -103,6 +103,23 @@ TEST_F(CommitmentTest, HostileRequestsGetTheirStatusAndTheAssociationGoesOn) {
     }
 }
 
+// Somebody else comes to the port of reports while one is waited for: tried until that was in time.
+TEST_F(CommitmentTest, OfTlsItListensForReportsOverTls) {
+    if (sh("orvkit tls make site one,127.0.0.1 >/dev/null").status != 0) GTEST_SKIP() << "TLS is left out";
+    const std::string tls = " --tls --tls-cert site/one.pem --tls-key site/one.key --tls-ca site/ca.pem";
+    ASSERT_EQ(sh("orvkit phantom set --size 32 --series 1 --images 3").status, 0);
+    ArchiveTest::begin("--archive" + tls);
+    const Outcome run = sh("tls='" + tls + " '; at=" + std::to_string(freePort()) + "; peer=" + peer() + R"(
+for i in {1..50}; do
+  orvkit send $peer set --commit --commit-port $at $tls >said & sender=$!
+  while kill -0 $sender 2>/dev/null; do orvkit echo A@127.0.0.1:$at $tls >/dev/null 2>&1 && heard=yes; done
+  wait $sender || exit 2
+  [ -z "$heard" ] || break
+done
+echo $heard; tail -1 said; orvkit send $peer set --commit --commit-port $at --tls --tls-ca site/ca.pem; echo $?)");
+    EXPECT_EQ(run.out, "yes\n3 committed, 0 not\n2\n") << run.err << log();
+}
+
 // The reports on an association: for each its type and how many references of either kind it has.
 struct Heard {
     unsigned int type;
