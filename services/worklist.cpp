@@ -21,6 +21,8 @@ namespace ix = orvkit::index;
 
 constexpr std::size_t kMostWorklistFiles = 100'000;
 constexpr std::uintmax_t kLargestWorklistFile = 4 << 20;  // bytes
+constexpr std::size_t kMostStepBytes = 64 << 20;          // of a file, whose steps each have what they share
+constexpr std::size_t kLongestFault = 200;
 constexpr ix::Bounds kFileBounds{64 << 10, 4 << 10, 1 << 20};
 
 bool looksLikeJson(const std::string& text) {
@@ -28,10 +30,10 @@ bool looksLikeJson(const std::string& text) {
     return at != std::string::npos && (text[at] == '{' || text[at] == '[');
 }
 
-// Each item of the sequence of steps becomes one of its own.
-void splitSteps(const ix::Bytes& dataset, std::vector<WorklistStep>& steps) {
+// Each item of the sequence of steps becomes one of its own. False: they are too large.
+bool splitSteps(const ix::Bytes& dataset, std::size_t& bytes, std::vector<WorklistStep>& steps) {
     const auto sequence = ix::attributeOf(dataset, T_0040_0100_scheduledProcedureStepSequence);
-    if (!sequence.has_value() || sequence->vr != VR_SQ) return;
+    if (!sequence.has_value() || sequence->vr != VR_SQ) return true;
     ix::ItemReader items(sequence->value);
     for (std::string_view item; items.next(item);) {
         ix::Bytes step;
@@ -43,8 +45,11 @@ void splitSteps(const ix::Bytes& dataset, std::vector<WorklistStep>& steps) {
             const bool isIt = attribute.tag == T_0040_0100_scheduledProcedureStepSequence;
             ix::append(whole, attribute.tag, attribute.vr, isIt ? one : attribute.value);
         }
+        bytes += whole.size();
+        if (bytes > kMostStepBytes) return false;
         steps.push_back(std::make_shared<const ix::Bytes>(std::move(whole)));
     }
+    return true;
 }
 
 bool readDicomSteps(const std::string& path, std::vector<ix::Bytes>& datasets, std::string& fault) {
@@ -68,7 +73,12 @@ bool readWorklistFile(const std::string& path, std::vector<WorklistStep>& steps,
     const bool good =
         looksLikeJson(text) ? attributesOfJson(text, datasets, fault) : readDicomSteps(path, datasets, fault);
     if (!good) return false;
-    for (const ix::Bytes& each : datasets) splitSteps(each, steps);
+    std::size_t bytes = 0;
+    for (const ix::Bytes& each : datasets) {
+        if (splitSteps(each, bytes, steps)) continue;
+        fault = "its procedure steps, with what they share, are larger than 64 MB";
+        return false;
+    }
     if (steps.empty()) fault = "it has no scheduled procedure step (0040,0100)";
     return fault.empty();
 }
@@ -122,7 +132,8 @@ void Worklist::read(const std::string& name, const fs::path& path, File& file) {
             fault = trouble.text;
         }
     }
-    if (!fault.empty()) tell_(withEscapes("worklist file " + name + " is left out: " + fault));
+    if (!fault.empty())
+        tell_(withEscapes("worklist file " + name + " is left out: " + fault.substr(0, kLongestFault)));
 }
 
 std::vector<WorklistStep> Worklist::steps() {

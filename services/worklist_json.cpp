@@ -211,7 +211,8 @@ bool attributesOfJson(const std::string& text, std::vector<ix::Bytes>& datasets,
         }
         return true;
     } catch (const Json::exception& wrong) {
-        fault = wrong.what();
+        fault = wrong.what();  // behind a name in brackets
+        if (const std::size_t end = fault.find("] "); end != fault.npos) fault.erase(0, end + 2);
     } catch (const JsonFault& wrong) {
         fault = wrong.text;
     }

@@ -41,10 +41,16 @@ TEST_F(WorklistTest, FilesThatCannotBeUsedAreToldByNameAndLeftOut) {
     std::string deep = "{}";
     for (int i = 0; i < 2000; ++i) deep = R"({"00400275": {"vr": "SQ", "Value": [)" + deep + "]}}";
     write("deep", deep);
+    // What steps share is held for each.
+    std::string steps;
+    for (int i = 0; i < 1000; ++i) steps += ", {}";
+    write("shared", R"({"00104000": {"vr": "LT", "Value": [")" + std::string(70'000, 'x') +
+                        R"("]}, "00400100": {"vr": "SQ", "Value": [{})" + steps + "]}}");
     begin("--worklist list");
     for (const auto& [name, text] : bad)
         EXPECT_TRUE(holds(log(), "worklist file " + std::string(name) + " is left out: "));
     EXPECT_TRUE(holds(log(), "worklist file deep is left out: "));
+    EXPECT_TRUE(holds(log(), "worklist file shared is left out: "));
     EXPECT_TRUE(holds(log(), "has 3 procedure steps"));
     EXPECT_EQ(sh("orvkit serve other --port 0 --worklist none").status, 1);
 }
