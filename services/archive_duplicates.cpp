@@ -3,10 +3,8 @@
 #include <algorithm>
 #include <map>
 
-#include "orvkit/result.h"
 #include "orvkit/tags.h"
 #include "services/elements.h"
-#include "services/report.h"
 #include "services/tag_names.h"
 #include "services/text.h"
 
@@ -68,10 +66,7 @@ KnownPaths pathsOf(DcIndex& index, const ArchiveFile& object, const std::string&
     return context.known;
 }
 
-std::string differencesTo(const ArchiveFile& object, const std::string& path) {
-    ArchiveFile other;
-    if (const int result = readArchiveFile(path, other); result != RESULT_OK)
-        return "that cannot be read: " + resultText(result);
+std::string differencesTo(const ArchiveFile& object, const ArchiveFile& other) {
     const std::vector<unsigned int> tags = differing(object, other);
     std::string text;
     if (object.xferSyn != other.xferSyn) text = ", Transfer Syntax";

@@ -26,8 +26,8 @@ struct KnownPaths {
 };
 KnownPaths pathsOf(DcIndex& index, const ArchiveFile& object, const std::string& instance);
 
-// What an object has otherwise than the one in a file: "another StudyDate, PatientName and 3 more".
-std::string differencesTo(const ArchiveFile& object, const std::string& path);
+// What an object has otherwise than another: "another StudyDate, PatientName and 3 more".
+std::string differencesTo(const ArchiveFile& object, const ArchiveFile& other);
 
 }  // namespace services
 

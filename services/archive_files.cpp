@@ -59,6 +59,7 @@ int readArchiveFile(const std::string& path, ArchiveFile& file) {
     const int result = dirReadAroundPixels(path.c_str(), meta, file.dataset, around);
     // Of one that is cut in its pixels everything is known that the index wants.
     if (result != RESULT_OK && result != ELEM_VALUE_REFUSED) return result;
+    file.isCut = result != RESULT_OK;
     file.xferSyn = textOf(group, T_0002_0010_transferSyntaxUid);
     if (file.xferSyn.empty()) file.xferSyn = orvkit::uidText(meta.transferSyntax);
     orvkit::platform::FileInfo info;

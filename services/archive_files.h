@@ -28,6 +28,7 @@ struct ArchiveFile {
     DcElemList dataset;  // Pixel Data stays in the file
     std::string xferSyn;
     std::uint64_t size = 0;
+    bool isCut = false;  // in its pixels
 };
 // RESULT_OK, or the code of dirReadAroundPixels: DIR_NOT_PART10 for what is no DICOM file.
 int readArchiveFile(const std::string& path, ArchiveFile& file);

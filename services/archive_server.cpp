@@ -143,12 +143,18 @@ bool Archive::settleDuplicate(const StoreFile& file, Coming& coming, std::string
         told = "nothing: it is there as " + path;
         return true;
     }
-    std::error_code error;
     const std::string whole = archivePath(directory_, known.front());
-    const bool lost = !fs::exists(pathOf(whole), error) && !error;
-    coming.note = lost ? "; " + known.front() + " was gone"
-                       : "; " + known.front() + " has " + differencesTo(coming.object, whole);
-    if (lost || settings_.onDuplicate == OnDuplicate::replace) {
+    ArchiveFile there;
+    if (readArchiveFile(whole, there) != RESULT_OK || there.isCut) {
+        // What is left of it stays; a check tells of it.
+        std::error_code error;
+        coming.note =
+            "; " + known.front() + (fs::exists(pathOf(whole), error) ? " was damaged" : " was gone");
+        coming.duplicate = INDEX_REPLACE;
+        return false;
+    }
+    coming.note = "; " + known.front() + " has " + differencesTo(coming.object, there);
+    if (settings_.onDuplicate == OnDuplicate::replace) {
         coming.duplicate = INDEX_REPLACE;
         coming.replaced = known.front();
         return false;
@@ -222,8 +228,8 @@ unsigned short Archive::store(Coming& coming, std::string& told, Fate& fate) {
     // Who mends an index may have found the file before.
     const bool kept =
         result == RESULT_OK && (stored.what != INDEX_STORED_KEPT || coming.path == stored.other);
-    if (result == RESULT_OK && stored.what == INDEX_STORED_REPLACED && coming.path != stored.other &&
-        !removeFile(archivePath(directory_, stored.other)))
+    if (result == RESULT_OK && stored.what == INDEX_STORED_REPLACED && !coming.replaced.empty() &&
+        coming.path != stored.other && !removeFile(archivePath(directory_, stored.other)))
         leaving.leave();
     if (kept) {
         fate = Fate::kept;

@@ -15,9 +15,12 @@ namespace platform = orvkit::platform;
 
 // The rest of a file behind its meta information.
 struct Dataset {
-    explicit Dataset(const std::string& path) : file(platform::openRead(path.c_str())) {
+    explicit Dataset(const std::string& path) {
         DcDirMetaInfo meta;
         platform::FileInfo info;
+        // Whoever opens a pipe waits for its writer.
+        if (!platform::examine(path.c_str(), info) || info.kind != platform::FileKind::regular) return;
+        file = platform::openRead(path.c_str());
         if (!file || dirReadFileMetaInfo(path.c_str(), meta, begin) != RESULT_OK ||
             !platform::examine(file.get(), info)) {
             file.reset();

@@ -195,9 +195,15 @@ for how in keep reject replace both; do
   stop
 done
 rm in/*/*/*-2.dcm; begin; orvkit send $peer other >/dev/null; grep -c ' was gone' log; stop
+orvkit index check in
+for ruin in 'mkfifo $it' 'head -c -9 other >$it'; do
+  it=$(find in -name '*.dcm' -exec grep -l 'Phantom^Hear' {} +); rm $it; eval "$ruin"
+  begin; orvkit send $peer other >/dev/null; grep -c ' was damaged' log; stop; rm $it
+done
 orvkit index check in; ls -A in/.orvkit-arriving)");
     EXPECT_EQ(run.out,
               "keep 0 1\n1\n0\nreject 1 1\n1\n0\nreplace 0 1\n1\n1\nboth 0 2\n1\n1\n1\n"
+              "2 files in the index, 0 faults, 0 of them mended\n1\n1\n"
               "2 files in the index, 0 faults, 0 of them mended\n");
     EXPECT_TRUE(holds(run.err, "0x0111"));
 }
