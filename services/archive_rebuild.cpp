@@ -129,9 +129,9 @@ bool exchangeIndex(const std::string& made, const std::string& path) {
 bool makeFile(DcIndex& index, Rebuilder& rebuilder, unsigned int jobs, const std::string& path) {
     const std::string made = path + ".new";
     removeIndex(made);
-    if (index.openFast((std::string(kSqlite) + made).c_str()) != RESULT_OK)
-        return complain("%s", DcIndex::fault());
-    const bool whole = rebuilder.run(jobs);
+    const bool opened = index.openFast((std::string(kSqlite) + made).c_str()) == RESULT_OK ||
+                        complain("%s", DcIndex::fault());
+    const bool whole = opened && rebuilder.run(jobs);
     index.close();
     if (whole && exchangeIndex(made, path)) return true;
     removeIndex(made);
