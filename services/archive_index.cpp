@@ -131,12 +131,12 @@ int listGraves(const ArchiveOptions& options) {
 }
 
 // What an index says against itself: complained of, or in JSON.
-struct Faults {
+struct IndexFaults {
     JsonWriter* json;
     std::uint64_t count = 0;
 
     static int take(void* self, const char* fault) {
-        auto& faults = *static_cast<Faults*>(self);
+        auto& faults = *static_cast<IndexFaults*>(self);
         ++faults.count;
         if (faults.json == nullptr) {
             complain("%s", fault);
@@ -208,9 +208,9 @@ int verifyIndex(const ArchiveOptions& options) {
     if (!openIndex(index, options, INDEX_READ)) return EXIT_FAILED;
     Output out;
     JsonWriter json(out);
-    Faults faults{options.json ? &json : nullptr};
+    IndexFaults faults{options.json ? &json : nullptr};
     if (options.json) json.beginObject().key("faults").beginArray();
-    const int result = index.verify(&faults, &Faults::take);
+    const int result = index.verify(&faults, &IndexFaults::take);
     if (options.json) {
         json.endArray().endObject();
         out << '\n';

@@ -20,8 +20,15 @@ Handler answerCancel;  // long_request.cpp
 
 namespace {
 
-// The SOP classes, and how many of the bytes of their extended negotiation are agreed to, in the order of the
-// index's bits (PS3.4 C.5.1.1).
+// What the bytes of extended negotiation ask for, in the index's bits (PS3.4 C.5.1.1): the fifth, conversion
+// of multi-frame images, is not agreed to, and several values of a key match at any rate.
+constexpr unsigned int kNotNegotiable = 0;
+constexpr unsigned int kAlwaysSo = 1U << 31;
+constexpr unsigned int kNegotiable[] = {INDEX_RELATIONAL, INDEX_DATE_TIME, INDEX_FUZZY_NAMES,
+                                        INDEX_TIMEZONE,   kNotNegotiable,  INDEX_EMPTY_VALUE,
+                                        kAlwaysSo};
+
+// The SOP classes, and how many of these bytes they have.
 struct Model {
     DICT_UID sopClass;
     MSG_TYPE command;
@@ -29,8 +36,8 @@ struct Model {
     unsigned int features;
 };
 constexpr Model kModels[] = {
-    {UID_PAT_ROOT_Q_R_FIND, DICT_MSG_C_FIND_RQ, INDEX_ROOT_PATIENT, 4},
-    {UID_STUDY_ROOT_Q_R_FIND, DICT_MSG_C_FIND_RQ, INDEX_ROOT_STUDY, 4},
+    {UID_PAT_ROOT_Q_R_FIND, DICT_MSG_C_FIND_RQ, INDEX_ROOT_PATIENT, 7},
+    {UID_STUDY_ROOT_Q_R_FIND, DICT_MSG_C_FIND_RQ, INDEX_ROOT_STUDY, 7},
     {UID_PAT_ROOT_Q_R_MOVE, DICT_MSG_C_MOVE_RQ, INDEX_ROOT_PATIENT, 1},
     {UID_STUDY_ROOT_Q_R_MOVE, DICT_MSG_C_MOVE_RQ, INDEX_ROOT_STUDY, 1},
     {UID_PAT_ROOT_Q_R_GET, DICT_MSG_C_GET_RQ, INDEX_ROOT_PATIENT, 1},
@@ -54,7 +61,8 @@ const Model* modelOf(const DcPduExtNeg& item) {
 }
 
 bool isAskedFor(const DcPduExtNeg& item, const Model& model, unsigned int feature) {
-    return feature < model.features && feature < item.info.length && item.info.data[feature] == 1;
+    return feature < model.features && kNegotiable[feature] != kNotNegotiable && feature < item.info.length &&
+           item.info.data[feature] == 1;
 }
 
 // What is asked for of the features that there are.
@@ -114,7 +122,7 @@ unsigned int Inquiry::how() const {
     for (unsigned int i = 0; model != nullptr && asked.getExtNeg(i, &item) == RESULT_OK; ++i) {
         if (modelOf(item) != model) continue;
         for (unsigned int feature = 0; feature < model->features; ++feature)
-            bits |= isAskedFor(item, *model, feature) ? 1U << feature : 0U;
+            bits |= isAskedFor(item, *model, feature) ? kNegotiable[feature] & ~kAlwaysSo : 0U;
     }
     return bits;
 }

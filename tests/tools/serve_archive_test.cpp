@@ -296,11 +296,18 @@ TEST_F(RawArchiveTest, HostileIdentifiersAreAnsweredAndTheAssociationGoesOn) {
          {0xFF01, 0xFF01, 0}},
         {"wild cards", joined({level("STUDY"), element(0x00100010, bytesOf(stars + "x"))}), {0}},
         {"quotes", joined({level("STUDY"), element(0x00100020, bytesOf("x' OR '1'='1"))}), {0}},
+        {"quotes that ask for nothing", joined({level("STUDY"), element(0x00080050, bytesOf("\"\""))}), {0}},
         {"a list of UIDs", joined({level("STUDY"), element(0x0020000D, uidValue(uids))}), {0}},
         {"no text", joined({level("STUDY"), element(0x00100010, Bytes(64, 0xFF))}), {0}},
         {"nested keys", joined({level("STUDY"), nested}), {0xA900}},
         {"all of it", level("STUDY"), {0xFF00, 0xFF00, 0}}};
     expectAnswers(peer, kFind, cases, "1.2.840.10008.5.1.4.1.2.1.1", level("STUDY"));
+    RawPeer other(port);  // where that was agreed on
+    const Bytes model = bytesOf(kFind);
+    const Bytes seven{0, 0, 0, 0, 1, 1, 1};
+    ASSERT_TRUE(other.associate(kFind, item(0x56, joined({{0, 27}, model, seven}))));
+    ASSERT_TRUE(other.say(find(joined({level("STUDY"), element(0x00080050, bytesOf("\"\""))}), kFind)));
+    EXPECT_EQ(answers(other), (Statuses{0xFF00, 0xFF00, 0}));
     // Cancelled too late, and what was not asked for.
     ASSERT_TRUE(peer.say(joined({cancel(), find(level("STUDY"), kFind), cancel(8)})));
     EXPECT_EQ(answers(peer), (Statuses{0xFF00, 0xFF00, 0}));
