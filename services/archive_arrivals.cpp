@@ -73,7 +73,9 @@ bool readNotes(const std::string& directory, std::vector<std::string>& paths) {
     for (; !error && at != fs::recursive_directory_iterator(); at.increment(error)) {
         std::error_code gone;
         if (platform::isInTheMaking(nameOf(at->path().filename())) || at->is_directory(gone)) continue;
-        paths.push_back(pathOfNote(nameOf(at->path().lexically_relative(folder))));
+        std::string path = pathOfNote(nameOf(at->path().lexically_relative(folder)));
+        // What leads out of the archive no writer has noted.
+        if (("/" + path + "/").find("/../") == std::string::npos) paths.push_back(std::move(path));
     }
     return !error || error == std::errc::no_such_file_or_directory ||
            complain("%s: %s", archivePath(directory, kFolder).c_str(), error.message().c_str());

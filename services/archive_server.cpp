@@ -26,6 +26,7 @@ namespace fs = std::filesystem;
 namespace platform = orvkit::platform;
 
 constexpr std::size_t kMostFolders = 100'000;  // that are kept in mind
+constexpr std::size_t kLongestPath = 1024;     // of a file that is to be sent again
 
 // True: nothing stands there.
 bool removeFile(const std::string& path) {
@@ -119,6 +120,8 @@ std::optional<PeerOptions> Archive::destination(std::string_view title) const {
 std::string Archive::choosePath(const Coming& coming, const std::string& instance, Arrival& arrival) {
     for (int number = 1;; ++number) {
         std::string path = settings_.layout.pathFor(coming.object, instance, number);
+        if (archivePath(directory_, path).size() > kLongestPath)
+            path = ArchiveLayout().pathFor(coming.object, instance, number);
         std::error_code error;
         if (!arrival.begin(path)) {
             if (errno != EEXIST) return {};

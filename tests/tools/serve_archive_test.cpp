@@ -170,14 +170,16 @@ cp set/b/SE000001/IM000001 "in/0/1/$folder/n%=w.dcm"
 : >$at/$begins/+$goes
 cp set/a/SE000001/IM000001 in/0/1/there.dcm; echo x >in/0/1/none.dcm
 for name in there none gone; do : >$at/0%1%$name.dcm; done
+echo outside >keep; : >$at/..%keep
 ln $at/0%1%there.dcm $at/.orvkit-1-1.part
 begin; results --level image --relational; stop
 grep -o 'a server that was killed.*' log
-find in/0 $at -type f | grep -o '[^/]*$'
+find in/0 $at -type f | grep -o '[^/]*$'; cat keep
 orvkit index check in)");
     EXPECT_EQ(run.out,
               "7\na server that was killed 1 objects are in the index now, and 2 that were there already, or "
-              "are none, are removed\nn%=w.dcm\n7 files in the index, 0 faults, 0 of them mended\n");
+              "are none, are removed\nn%=w.dcm\n..%keep\noutside\n7 files in the index, 0 faults, 0 of them "
+              "mended\n");
 }
 
 TEST_F(ServeArchiveTest, AnotherObjectOfAnInstanceGoesByWhatWasChosenAndTheSameOneIsASuccess) {
