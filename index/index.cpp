@@ -328,6 +328,7 @@ int DcIndex::copyAll(const DcIndex& from, void* context, DcIndexProgressCB progr
         const auto take = [&](std::vector<Record>& records) {
             DcIndexStored stored;
             std::vector<Arrival> arrivals;
+            arrivals.reserve(records.size());
             for (const Record& record : records) arrivals.push_back({&record, INDEX_BOTH, &stored});
             writer.run([&](Rows& rows) { rows.store(arrivals); });
             seen += records.size();

@@ -142,6 +142,7 @@ class PgStatement final : public Statement, private Lists {
     }
     void bindUids(int at, const std::vector<std::string>& values) override {
         std::vector<std::string> packed;
+        packed.reserve(values.size());
         for (const std::string& uid : values) packed.push_back(packedUid(uid));
         parameters_.putBytes(at, packed);
     }

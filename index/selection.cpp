@@ -123,10 +123,12 @@ std::vector<SelectedSeries> selectSeries(Session& session, const Request& select
     // Most of those that are looked up one by one are not there.
     std::map<std::int64_t, std::vector<std::string>> uids;
     std::vector<Uid> asked;
+    asked.reserve(values.size());
     for (const std::string& value : values) asked.push_back({value});
     eachRow(session, "SELECT series, uid FROM uid WHERE uid IN (", asked,
             [&uids](Statement& row) { uids[row.integer(0)].emplace_back(row.uid(1)); });
     std::vector<std::int64_t> series;
+    series.reserve(uids.size());
     for (const auto& [id, those] : uids) series.push_back(id);
     eachRow(session, sql, series, take);
     for (SelectedSeries& one : all) one.uids = std::move(uids[one.series]);

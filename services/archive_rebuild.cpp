@@ -240,7 +240,7 @@ class Checker {
         if (std::ranges::all_of(known_, [](const Known& each) { return each.seen && !each.changed; })) return;
         (void)index_.walkAll(&context, [](void* into, const DcIndexInstance& instance) {
             auto& all = *static_cast<Context*>(into);
-            const Known* const known = all.self.find(std::string_view(instance.path));
+            const Known* const known = all.self.find(std::string_view{instance.path});
             if (known == nullptr || (known->seen && !known->changed)) return 0;
             Told& told = all.paths[instance.path];
             told.instances.emplace_back(instance.sopInstance);
