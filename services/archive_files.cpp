@@ -36,6 +36,13 @@ bool moveToGrave(const std::string& directory, unsigned long long grave, const s
     return complain("%s: %s", from.c_str(), error.message().c_str());
 }
 
+// Where a layout gives several the same name, one that came later may stand there.
+bool isAnother(const std::string& path, const std::string& instance) {
+    ArchiveFile file;
+    return readArchiveFile(path, file) == RESULT_OK &&
+           textOf(file.dataset, T_0008_0018_sopInstanceUid) != instance;
+}
+
 }  // namespace
 
 std::string indexPlace(const std::string& directory, const std::string& given) {
@@ -146,7 +153,8 @@ bool finishGraves(DcIndex& index, const std::string& directory) {
             // What stands there may be on its way in again: it is noted until its rows are there.
             std::error_code error;
             if (fs::exists(pathOf(archivePath(directory, file.path)), error) &&
-                !isArriving(directory, file.path) && !isStored(index, file.instance, file.path))
+                !isArriving(directory, file.path) && !isStored(index, file.instance, file.path) &&
+                !isAnother(archivePath(directory, file.path), file.instance))
                 good = moveToGrave(directory, grave, file.path) && good;
         }
     }

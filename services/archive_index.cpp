@@ -8,6 +8,7 @@
 
 #include "orvkit/result.h"
 #include "platform/file.h"
+#include "services/archive_arrivals.h"
 #include "services/archive_files.h"
 #include "services/json_writer.h"
 #include "services/paths.h"
@@ -64,10 +65,14 @@ bool takeBack(DcIndex& index, const std::string& directory, unsigned long long g
     std::vector<std::string> paths;
     std::uint64_t size = 0;
     for (std::string path; walk.next(path, size);) paths.push_back(path);
+    Arrivals arrivals(directory);
+    if (!arrivals.prepare()) return false;
     for (const std::string& path : paths) {
         const std::string to = archivePath(directory, path);
         std::error_code error;
-        if (fs::exists(pathOf(to), error)) {
+        // Noted, it is nobody else's until its rows are there.
+        Arrival arrival(arrivals);
+        if (!arrival.begin(path) || fs::exists(pathOf(to), error)) {
             good = complain("%s: another file stands there by now", to.c_str());
             continue;
         }

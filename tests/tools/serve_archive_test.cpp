@@ -236,13 +236,17 @@ orvkit index rebuild in 2>/dev/null
 orvkit index delete in -k StudyInstanceUID=$(orvkit dump --tag StudyInstanceUID one | grep -o '[0-9.]*[0-9]' | tail -1) |
   grep -o '[0-9]* instances'
 orvkit index delete in --undo 1; orvkit index check in
+# Others under the names of what is in a grave.
+orvkit index delete in -k StudyInstanceUID=$(orvkit dump --tag StudyInstanceUID set/b/SE000001/IM000001 | grep -o '[0-9.]*[0-9]' | tail -1) >/dev/null
+begin --layout '{Modality}'; orvkit send $peer set/b/SE000002 >/dev/null || exit 4; stop
+orvkit index check in
 for layout in '{PatientID}/' '/{PatientID}' '{PatientIdd}' '{PixelData}' '{PatientID' 'a}' '{TransferSyntaxUID}'; do
   orvkit serve none --archive --layout "$layout"; echo $?; done
 orvkit serve none --layout a; echo $?; ls none)");
     expected +=
         "in/CT-2.dcm\nin/CT.dcm\n9 files in the index, 6 of them duplicates, 0 contradict others; 0 could "
         "not be read; 0 are no DICOM files\n7 instances\n7 files are back\n9 files in the index, 0 faults, "
-        "0 of them mended\n2\n2\n2\n2\n2\n2\n2\n2\n";
+        "0 of them mended\n9 files in the index, 0 faults, 0 of them mended\n2\n2\n2\n2\n2\n2\n2\n2\n";
     EXPECT_EQ(run.out, expected) << run.err << log();
     for (const char* const fault :
          {"ends in '/'", "in front of a '/' is empty", "did you mean PatientID?", "{PixelData} has no value",
