@@ -24,6 +24,7 @@ struct QueryOptions : PeerOptions {
     bool dateTime = false;
     bool fuzzyNames = false;
     bool timezone = false;
+    bool emptyValues = false;
 
     bool patientRoot() const { return root == "patient"; }
     bool instanceRoot() const { return root == "instance"; }

@@ -74,14 +74,20 @@ constexpr Feature kFeatures[] = {
     {&QueryOptions::dateTime, "matching dates and times as one"},
     {&QueryOptions::fuzzyNames, "fuzzy matching of names"},
     {&QueryOptions::timezone, "adjusting time zones"},
+    {nullptr, "converting images of several frames"},
+    {&QueryOptions::emptyValues, "matching of empty values"},
 };
+
+bool isWanted(const QueryOptions& options, const Feature& feature) {
+    return feature.wanted != nullptr && options.*feature.wanted;
+}
 
 void propose(Association& association, const QueryOptions& options, DICT_UID model) {
     std::vector<unsigned char> wanted;
     std::size_t used = 0;
     for (const Feature& feature : kFeatures) {
-        wanted.push_back(options.*feature.wanted ? 1 : 0);
-        if (options.*feature.wanted) used = wanted.size();
+        wanted.push_back(isWanted(options, feature) ? 1 : 0);
+        if (isWanted(options, feature)) used = wanted.size();
     }
     if (used == 0) return;
     DcPduExtNeg item;
@@ -94,7 +100,7 @@ void propose(Association& association, const QueryOptions& options, DICT_UID mod
 void tellWhatIsNotAgreed(const Association& association, const QueryOptions& options, DICT_UID model) {
     const std::vector<unsigned char> agreed = association.agreed(model);
     for (std::size_t i = 0; i < std::size(kFeatures); ++i) {
-        if (!(options.*kFeatures[i].wanted) || (i < agreed.size() && agreed[i] == 1)) continue;
+        if (!isWanted(options, kFeatures[i]) || (i < agreed.size() && agreed[i] == 1)) continue;
         complain("%s: the peer did not agree to %s, and answers without", options.peer().c_str(),
                  kFeatures[i].what);
     }

@@ -23,8 +23,11 @@ void addFind(Command& program) {
     command.flag("--timezone", options->timezone,
                  "Ask that dates and times are adjusted to a time zone, that of the key "
                  "TimezoneOffsetFromUTC or the peer's");
+    command.flag("--empty-values", options->emptyValues,
+                 "Ask that a key whose value is \"\" (two quotes) matches what has no value");
     command.footer(
-        "--relational, --date-time, --fuzzy-names and --timezone are proposed when the association is "
+        "--relational, --date-time, --fuzzy-names, --timezone and --empty-values are proposed when the "
+        "association is "
         "opened; what the\npeer does not agree to is told on standard error, and it answers "
         "without.\n--json prints the DICOM JSON model (PS3.18 Annex F): an array with an object a result.");
     command.run(
