@@ -248,7 +248,7 @@ class Checker {
             return 0;
         });
         for (const auto& [path, told] : context.paths) {
-            const bool seen = find(std::string_view(path))->seen;
+            const bool seen = find(path)->seen;
             seen ? lookAtChanged(path, told) : lookForMissing(path, told.instances);
         }
     }
