@@ -116,7 +116,8 @@ bool answerMove(Provider& provider, DICT_UID sopClass, DcMsg& message) {
     const std::optional<PeerOptions> destination = inquiry.archive().destination(title);
     unsigned short status = kClassNotSupported;
     if (inquiry.isOf(DICT_MSG_C_MOVE_RQ)) status = destination ? delivery.count() : kUnknownDestination;
-    if (status == kUnknownDestination) inquiry.fail(std::string("nobody knows ") + title);
+    if (status == kUnknownDestination)
+        inquiry.fail(title[0] == '\0' ? "no destination is named" : std::string("nobody knows ") + title);
     if (status == kSuccess) status = deliverTo(inquiry, delivery, *destination);
     return delivery.end(status);
 }

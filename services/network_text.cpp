@@ -84,7 +84,7 @@ constexpr struct {
     {"error code 0x3c01", "the peer broke off in the middle of a PDU, or was too slow"},
     {"Incomplete DIMSE message", "the peer broke off in the middle of a PDU, or was too slow"},
     {"Data set received that was not asked for", "the peer sent a data set that was not asked for"},
-    {"Data set of more than", "the peer sent more than is taken of a response"},
+    {"Data set of more than", "the peer sent a larger data set than is taken of a request or response"},
     {"Out-of-sequence PDU 0x05", "the peer asked for release in the middle of a message"},
     {"Out-of-sequence PDU 0x07", "the peer aborted the association in the middle of a message"},
 };
