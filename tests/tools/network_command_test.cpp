@@ -336,12 +336,12 @@ TEST_F(NetworkCommandTest, NothingThatAPeerSendsOutlivesTheTimeOutOrFillsTheMemo
         {"echo", "", What::dataSet, "a data set that was not asked for"},
         {"echo", "", What::pending, "the peer answered 0xFF00", 2},
         {"send", "s/SE000001/IM000001", What::trickle, "that was not asked for"},
-        {"find", "-k PatientID", What::dataSet, "more than is taken"},
+        {"find", "-k PatientID", What::dataSet, "larger data set than is taken"},
         {"find", "-k PatientID", What::trickle, "did not answer in time", 2},
         {"find", "-k PatientID --max-results 500", What::pendingWithData,
          "goes on after the request was cancelled", 2},
         {"move", "--dest X -k PatientID", What::pending, "cancelled: it made no progress", 2},
-        {"get", "got -k PatientID", What::dataSet, "more than is taken"},
+        {"get", "got -k PatientID", What::dataSet, "larger data set than is taken"},
         {"get", "third -k PatientID", What::pendingWithData, "cancelled: it made no progress", 2},
         {"get", "other -k PatientID --max-time 2", What::object, "it took longer than --max-time", 2}};
     must("orvkit phantom s --size 16 --series 1 --images 1");
