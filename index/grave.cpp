@@ -55,15 +55,6 @@ void Rows::dropInstance(const InstanceKey& key) {
         .change(Statement::kAnyRows, Uid{key.uid}, key.study, key.series);
 }
 
-// The first is the one that is replaced.
-void Rows::moveCopyUp(const InstanceKey& key) {
-    session_
-        .kept(
-            "UPDATE instance SET copy = 0 WHERE study = $1 AND series = $2 AND uid = $3 AND copy = "
-            "(SELECT MIN(i.copy) FROM instance i WHERE i.study = $1 AND i.series = $2 AND i.uid = $3)")
-        .change(Statement::kAnyRows, key.study, key.series, Uid{key.uid});
-}
-
 std::string Rows::modalitiesOf(std::int64_t study) {
     Statement& find = session_.kept("SELECT attributes FROM series WHERE study = $1");
     std::set<std::string> values;
@@ -213,7 +204,6 @@ void Rows::forgetFile(const std::string& instance, const std::string& path) {
         find.reset();
         lock({series.patient}, {series.study}, {series.series});
         dropInstance(key);
-        if (key.copy == 0) moveCopyUp(key);
         dropEmpty(series);
         return forget();
     }

@@ -250,18 +250,18 @@ void Rows::countNew(const Record& record, const Place& place) {
     count(place, {0, 0, 1, static_cast<std::int64_t>(record.size)});
 }
 
-void Rows::replaceInstance(const Record& record, const Place& place, std::int64_t size) {
+void Rows::replaceInstance(const Record& record, const Place& place, const Copies& copies) {
     Statement& replace = session_.kept(
         "UPDATE instance SET class = $1, syntax = $2, size = $3, path = $4, attributes = $5 "
-        "WHERE study = $6 AND series = $7 AND uid = $8 AND copy = 0");
+        "WHERE study = $6 AND series = $7 AND uid = $8 AND copy = $9");
     const std::int64_t sopClass = terms_.number(record.sopClass);
     const std::int64_t syntax = terms_.number(record.xferSyn);
     replace.reset();
     replace.bindFrom(1, sopClass, syntax, record.size, shortPath(record.path, record.instance));
     replace.bindBytes(5, difference(place.common, record.attributes[numberOf(Level::image)]));
-    replace.bindFrom(6, place.study, place.series, Uid{record.instance});
+    replace.bindFrom(6, place.study, place.series, Uid{record.instance}, copies.first);
     replace.post(1);
-    count(place, {0, 0, 0, static_cast<std::int64_t>(record.size) - size});
+    count(place, {0, 0, 0, static_cast<std::int64_t>(record.size) - copies.size});
 }
 
 // What its series has of an instance, and whether another has it, too.
@@ -289,6 +289,7 @@ void Rows::Copies::add(const Record& record, std::int64_t copy, std::string_view
     last = copy;
     isThere = isThere || whole == record.path;
     if (count++ != 0) return;
+    first = copy;
     path = whole;
     size = bytes;
 }
@@ -316,7 +317,7 @@ void Rows::storeBeside(const Copies& copies, const Placed& placed) {
     if (duplicate == INDEX_REPLACE) {
         stored.what = INDEX_STORED_REPLACED;
         if (record.path != copies.path) copyText(stored.other, copies.path);
-        return replaceInstance(record, place, copies.size);
+        return replaceInstance(record, place, copies);
     }
     stored.what = duplicate != INDEX_BOTH || copies.isThere ? INDEX_STORED_KEPT : INDEX_STORED_BOTH;
     copyText(stored.other, copies.isThere ? record.path : copies.path);

@@ -68,8 +68,9 @@ class Rows {
     // What a series has of an instance already.
     struct Copies {
         int count = 0;
-        std::int64_t last = 0;  // the highest number of one
-        bool isThere = false;   // in the very file
+        std::int64_t first = 0;  // their lowest number: it may be any, where files have gone
+        std::int64_t last = 0;   // and the highest
+        bool isThere = false;    // in the very file
         bool elsewhere = false;
         std::string path;  // of the first one, as the others
         std::int64_t size = 0;
@@ -107,14 +108,13 @@ class Rows {
     void addModality(const Record& record, std::int64_t study);
     void addInstance(const Record& record, Place& place, std::int64_t copy);
     void countNew(const Record& record, const Place& place);
-    void replaceInstance(const Record& record, const Place& place, std::int64_t size);
+    void replaceInstance(const Record& record, const Place& place, const Copies& copies);
     void count(const Place& place, const Added& added);
     std::vector<SelectedSeries> selectLocked(const Request& selection);
     void lock(const std::set<std::int64_t>& patients, const std::set<std::int64_t>& studies,
               const std::set<std::int64_t>& series);
     void buryInstance(std::int64_t grave, const SelectedSeries& series, const SelectedInstance& one);
     void dropInstance(const InstanceKey& key);
-    void moveCopyUp(const InstanceKey& key);
     void dropEmpty(const SelectedSeries& series);
     void dropIfEmpty(Level level, std::int64_t row);
     void recountSeries(std::int64_t study, std::int64_t series);

@@ -149,8 +149,8 @@ struct DcIndexFound {
 };
 // An answer: (0008,0052), every key that is known, with its value or without (of (0008,0201) the object's
 // own, which its times are in), and (0008,0005) where it needs one: that of the keys, or UTF-8 where these
-// characters are not in it. It may be added to and taken from,
-// and is gone when the call returns. Anything but 0 ends the query, with INDEX_STOPPED.
+// characters are not in it. It may be added to and taken from, and is gone when the call returns. Anything
+// but 0 ends the query, with INDEX_STOPPED.
 typedef int (*DcIndexAnswerCB)(void* context, DcElemList& answer);
 
 // What there is.
